@@ -1,0 +1,25 @@
+# What every target of the project is compiled with.
+add_library(qel_options INTERFACE)
+target_include_directories(qel_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(qel_options INTERFACE Threads::Threads)
+
+if(MSVC)
+  target_compile_options(qel_options INTERFACE /W4 /WX /permissive- /EHsc)
+  target_compile_definitions(qel_options INTERFACE _CRT_SECURE_NO_WARNINGS)
+else()
+  target_compile_options(qel_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+endif()
+
+if(QEL_SANITIZE)
+  target_compile_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
+                                               -fno-omit-frame-pointer)
+  target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
+endif()
+
+# qel_object_library(NAME SOURCE...): one layer of the library as objects, so that a test can link
+# the layers it wants and put scripted services in the place of the others.
+function(qel_object_library name)
+  add_library(${name} OBJECT ${ARGN})
+  target_link_libraries(${name} PUBLIC qel_options)
+  target_compile_definitions(${name} PRIVATE QEL_FILECACHE_BUILDING)
+endfunction()

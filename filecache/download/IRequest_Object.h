@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace QEL::FrontEnd::FileCache {
+
+/// Result of a call: negative is a failure.
+using HResult = std::int32_t;
+
+inline constexpr bool Failed(HResult result) {
+    return result < 0;
+}
+
+/// The interface of the request object that a failed call belongs to. It selects the error text.
+enum class Request_Interface { XMLHTTPRequest, ServerXMLHTTPRequest };
+
+/// Type number of an array of bytes, the one body type that the cache accepts.
+inline constexpr std::uint16_t Byte_Array_Type = 8209;
+
+/// A response body as the request object hands it out: what it claims to be, and its bytes.
+/// Nothing is checked here; the download checks claim after claim.
+struct Response_Body {
+    std::uint16_t type = 0;           ///< Byte_Array_Type for an array of bytes
+    std::uint32_t dimensions = 0;     ///< of the array
+    HResult lower_bound_result = 0;   ///< of asking for the lower bound
+    HResult upper_bound_result = 0;   ///< of asking for the upper bound
+    std::int32_t lower_bound = 0;     ///< of the first dimension
+    std::int32_t upper_bound = -1;    ///< of the first dimension, inclusive
+    HResult access_result = 0;        ///< of locking the bytes
+    const char* data = nullptr;       ///< the bytes, `upper_bound` - `lower_bound` + 1 of them
+    std::shared_ptr<const void> lock; ///< holds the bytes; releases them with its last owner
+};
+
+/// One synchronous HTTP request without body, user or password.
+///
+/// Each method is one call of the platform's request object and answers with that call's result.
+/// A failure in the range 0x80072EE1 to 0x80072F8F carries a WinInet error number in its low half.
+/// Used by one thread, which on Windows has initialised COM. Released by its destructor.
+class IRequest_Object {
+public:
+    virtual ~IRequest_Object() = default;
+
+    /// Time-outs in milliseconds: of the name look-up, of the connection, of sending one packet, of
+    /// waiting for one packet.
+    virtual HResult Set_Timeouts(int resolve, int connect, int send, int receive) = 0;
+
+    /// Prepares a request. Refuses a URL that holds control characters.
+    /// @param method "GET" or "HEAD".
+    virtual HResult Open(const char* method, const std::string& url) = 0;
+
+    /// Sends the request and waits for the whole answer.
+    virtual HResult Send() = 0;
+
+    virtual HResult Get_Status(long& status) = 0;
+
+    /// A header of the answer by its name (any letter case); empty when it is absent.
+    virtual HResult Get_Response_Header(const char* name, std::string& value) = 0;
+
+    virtual HResult Get_Response_Body(Response_Body& body) = 0;
+
+    /// The system's text for the last failure of a call of the given interface; empty when it has
+    /// none. Ask right after the call.
+    virtual std::string Error_Description(Request_Interface failed_interface) = 0;
+};
+
+/// What became of the attempt to create a request object.
+struct Request_Object_Creation {
+    std::unique_ptr<IRequest_Object> object; ///< null when the creation failed
+    HResult result = 0;
+    std::uint32_t last_error = 0; ///< the system's last error after a failure
+};
+
+/// Creates a request object: the first HTTP client of the platform.
+Request_Object_Creation Create_Request_Object();
+
+} // namespace QEL::FrontEnd::FileCache

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+namespace QEL::FrontEnd::Util::FileSystem {
+
+/// The character that joins a file name to `directory`: a backslash; on Linux a slash when the
+/// directory begins with one.
+char Path_Separator(const std::string& directory);
+
+/// Directory, separator, name.
+inline std::string Join_Path(const std::string& directory, const std::string& name) {
+    std::string path;
+    path.reserve(directory.size() + 1 + name.size());
+    path += directory;
+    path += Path_Separator(directory);
+    path += name;
+    return path;
+}
+
+} // namespace QEL::FrontEnd::Util::FileSystem

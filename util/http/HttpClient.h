@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace QEL::FrontEnd::Util::HttpWinInet {
+
+/// A window that the client may use as the parent of a dialog. None on a platform without windows.
+using Window_Handle = void*;
+
+/// Request types of SendWinInetRequest.
+inline constexpr int Http_Get = 1;
+inline constexpr int Http_Head = 2;
+
+/// The second HTTP client: one synchronous request, which may be allowed to ignore certificate
+/// errors. What it ignores follows from Read_CertErrorHandling_Parameters alone: every URL's in
+/// IgnoreAllErrorsMode, a listed URL's own (not those of what it redirects to) in WhiteListMode.
+/// One object serves one request on one thread.
+class HttpClient {
+public:
+    HttpClient();
+    ~HttpClient();
+    HttpClient(const HttpClient&) = delete;
+    HttpClient& operator=(const HttpClient&) = delete;
+
+    /// The window for SendWinInetRequest; null where there is none.
+    Window_Handle GetHWnd() const;
+
+    /// Sends the request and reads the whole answer.
+    /// @param http_type 1 GET, 2 HEAD.
+    /// @param timeout connect time-out in milliseconds.
+    /// @return the HTTP status; the WinInet error number (12001 to 12175) when there was no answer.
+    unsigned long SendWinInetRequest(int http_type, const char* url, Window_Handle window, unsigned long timeout);
+
+    /// A header of the answer by its name (any letter case); empty when it is absent.
+    std::string GetResponseHeader(const char* name) const;
+
+    /// The body of the answer, every byte of it, NULs included. Valid as long as the object.
+    const std::string& GetResponseBody() const;
+
+    /// True for 12001 to 12175, the numbers of all WinInet transport errors.
+    static bool IsErrorInRange(std::uint32_t error_number);
+
+private:
+    struct Answer;
+    std::unique_ptr<Answer> m_Answer;
+};
+
+} // namespace QEL::FrontEnd::Util::HttpWinInet

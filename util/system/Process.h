@@ -1,0 +1,20 @@
+#pragma once
+
+#include <ctime>
+#include <string>
+
+namespace QEL::FrontEnd::Util {
+
+/// Id of this process.
+int Process_Id();
+
+/// Id of the calling thread, as the system's own tools show it.
+int Thread_Id();
+
+/// Full path of the running program; empty when the system does not tell.
+std::string Program_Path();
+
+/// The current time in the local time zone.
+std::tm Local_Time();
+
+} // namespace QEL::FrontEnd::Util
