@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 
@@ -37,7 +38,7 @@ public:
     std::string GetResponseHeader(const char* name) const;
 
     /// The body of the answer, every byte of it, NULs included. Valid as long as the object.
-    const std::string& GetResponseBody() const;
+    std::string_view GetResponseBody() const;
 
     /// True for 12001 to 12175, the numbers of all WinInet transport errors.
     static bool IsErrorInRange(std::uint32_t error_number);
