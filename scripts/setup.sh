@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the given purposes need and that are missing.
+#
+#   scripts/setup.sh build   compiler, tools and libraries of the Linux program
+#   scripts/setup.sh demo    servers of the walk-through (run.sh without arguments)
+#   scripts/setup.sh test    everything that test.sh uses, the cross build for Windows included
+#
+# Quick when nothing is missing: no network, no root. Otherwise needs root or sudo.
+set -euo pipefail
+
+build_packages=(
+    ca-certificates ccache cmake g++ ninja-build pkg-config
+    libcli11-dev libcurl4-openssl-dev libinih-dev libsmbclient libsmbclient-dev nlohmann-json3-dev uuid-dev
+)
+demo_packages=(nginx-light samba)
+test_packages=(
+    clang clang-format clang-tidy gcovr googletest libclang-rt-dev libgmock-dev libgtest-dev
+    curl openssl python3 smbclient strace valgrind
+    g++-mingw-w64-x86-64-posix wine64 zip
+)
+
+say() { printf '%s\n' "$*" >&2; }
+
+packages=()
+for purpose in "${@:-build}"; do
+    case "$purpose" in
+    build) packages+=("${build_packages[@]}") ;;
+    demo) packages+=("${build_packages[@]}" "${demo_packages[@]}") ;;
+    test) packages+=("${build_packages[@]}" "${demo_packages[@]}" "${test_packages[@]}") ;;
+    *)
+        say "setup.sh: unknown purpose '$purpose'; known are build, demo and test."
+        exit 2
+        ;;
+    esac
+done
+
+if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+    say "setup.sh: this machine has no apt-get. Install what these Debian packages hold, then build with"
+    say "'cmake --preset linux && cmake --build --preset linux':"
+    say "  ${packages[*]}"
+    exit 1
+fi
+
+installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null |
+    sed -n 's/ installed$//p' || true)
+missing=()
+for package in "${packages[@]}"; do
+    grep -qxF -- "$package" <<<"$installed" || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        say "setup.sh: these packages are missing, and installing them needs root or sudo:"
+        say "  ${missing[*]}"
+        say "Ask an administrator to run: apt-get install --no-install-recommends ${missing[*]}"
+        exit 1
+    fi
+    as_root=(sudo)
+fi
+
+# The servers are for private, short-lived use. Their packages would start them as services of the
+# machine: keep them from it, now and at the next boot.
+service_guard=/usr/sbin/policy-rc.d
+guard_is_ours=no
+new_services=()
+for package in "${missing[@]}"; do
+    case "$package" in
+    nginx-light) new_services+=(nginx) ;;
+    samba) new_services+=(smbd nmbd samba-ad-dc) ;;
+    esac
+done
+remove_guard() {
+    [ "$guard_is_ours" = yes ] && "${as_root[@]}" rm -f "$service_guard"
+    return 0
+}
+trap remove_guard EXIT
+if [ ${#new_services[@]} -gt 0 ] && [ ! -e "$service_guard" ]; then
+    guard_is_ours=yes
+    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$service_guard" >/dev/null
+    "${as_root[@]}" chmod 755 "$service_guard"
+fi
+
+log=$(mktemp)
+say "Installing ${#missing[@]} Debian packages: ${missing[*]}"
+apt() { "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o Dpkg::Use-Pty=0 "$@" >>"$log" 2>&1; }
+if ! { apt update && apt install -y --no-install-recommends "${missing[@]}"; }; then
+    tail -n 30 "$log" >&2
+    say "setup.sh: the installation failed; its end is above, all of it in $log."
+    say "Check the network and /etc/apt/sources.list, then run this again."
+    exit 1
+fi
+rm -f "$log"
+if [ -d /run/systemd/system ] && [ ${#new_services[@]} -gt 0 ]; then
+    "${as_root[@]}" systemctl disable --quiet "${new_services[@]}" >/dev/null 2>&1 || true
+fi

@@ -1,0 +1,126 @@
+#!/usr/bin/env bash
+# Sets up what is missing, then checks and tests everything.
+#
+#   ./test.sh           all checks; builds and tests for Linux, plain and with sanitizers
+#   ./test.sh --quick   all checks; the plain Linux build and its tests only
+#
+# Ends with a summary and a line "N passed, N failed"; exit status 0 when nothing failed.
+# What a step printed is kept in build/test-logs/.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")" || exit 1
+
+quick=no
+for argument in "$@"; do
+    case "$argument" in
+    --quick) quick=yes ;;
+    -h | --help)
+        sed -n '2,/^set /{/^set /d;s/^# \{0,1\}//;p}' "$0"
+        exit 0
+        ;;
+    *)
+        echo "test.sh: unknown option '$argument'; try ./test.sh --help" >&2
+        exit 2
+        ;;
+    esac
+done
+
+scripts/setup.sh test || exit 1
+
+logs=build/test-logs
+rm -rf "$logs"
+mkdir -p "$logs"
+passed=0
+failed=0
+summary=()
+
+# note RESULT TEXT: one line now and once more in the summary.
+note() {
+    local line
+    line=$(printf '%-4s %s' "$1" "$2")
+    summary+=("$line")
+    printf '%s\n' "$line"
+}
+
+# step NAME COMMAND...: runs one step with its output in a log; shows the log's end when it fails.
+step() {
+    local name=$1 log started=$SECONDS
+    shift
+    log="$logs/$(tr -c 'a-zA-Z0-9\n' '-' <<<"$name").log"
+    if "$@" >"$log" 2>&1; then
+        note ok "$name ($((SECONDS - started)) s)"
+        return 0
+    fi
+    note FAIL "$name ($((SECONDS - started)) s), see $log"
+    sed 's/^/     | /' <(tail -n 60 "$log")
+    return 1
+}
+
+# check NAME COMMAND...: a step that counts as one test.
+check() {
+    if step "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+}
+
+sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
+
+check_format() { sources '*.cpp' '*.h' | xargs -r clang-format --dry-run --Werror; }
+
+# build PRESET: configures and builds.
+build() { cmake --preset "$1" && cmake --build --preset "$1"; }
+
+# The product's own sources as the Linux build compiles them, one clang-tidy a processor.
+check_tidy() {
+    sources 'filecache/*.cpp' 'trace/*.cpp' 'util/*.cpp' 'mime/*.cpp' 'platform/posix/*.cpp' 'tools/*.cpp' |
+        grep -v '_windows\.cpp$' |
+        xargs -r -n 1 -P "$(nproc)" clang-tidy --quiet -p build/linux
+}
+
+# count REPORT: adds the test cases of ctest's report.
+count() {
+    local more_passed more_failed
+    read -r more_passed more_failed < <(python3 scripts/count_tests.py "$1" 2>/dev/null)
+    if [ -z "${more_failed:-}" ]; then
+        failed=$((failed + 1))
+        return 1
+    fi
+    passed=$((passed + more_passed))
+    failed=$((failed + more_failed))
+    note "" "     $more_passed test cases passed, $more_failed failed"
+    [ "$more_passed" -gt 0 ] || failed=$((failed + 1))
+}
+
+# run_tests PRESET: all tests of a build.
+run_tests() {
+    ctest --preset "$1" --parallel 2 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
+        --test-output-size-passed 10000000 --test-output-size-failed 10000000
+}
+
+# build_and_test NAME PRESET
+build_and_test() {
+    if ! step "build, $1" build "$2"; then
+        failed=$((failed + 1))
+        return
+    fi
+    step "tests, $1" run_tests "$2"
+    count "$logs/$2.xml"
+}
+
+check "formatting (clang-format)" check_format
+check "includes run downwards only" python3 scripts/check_layers.py
+check "the include check finds planted violations" python3 scripts/check_layers.py --self-test
+
+build_and_test "Linux" linux
+check "static analysis (clang-tidy)" check_tidy
+
+if [ "$quick" = no ]; then
+    export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+    export UBSAN_OPTIONS=print_stacktrace=1
+    build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize
+
+    # The Windows build and its tests under Wine belong here.
+fi
+
+printf '\nSummary\n'
+printf '%s\n' "${summary[@]}"
+if [ "$failed" -eq 0 ]; then echo "Everything passed."; else echo "Not everything passed."; fi
+printf '%d passed, %d failed\n' "$passed" "$failed"
+[ "$failed" -eq 0 ]
