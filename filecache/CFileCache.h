@@ -61,7 +61,6 @@ private:
     std::uint64_t Get_LandscapeCacheExpiryPeriod();
     std::string Get_Cached_Remote_File(const std::string& url, Expired_Function expired_f,
                                        Downloader_Function downloader_f, bool& download_error);
-    void Delete_Replaced_File(const std::string& old_cached_file, const std::string& result);
 
     // URL kinds
     bool Is_Inet_URL(const std::string& url);
@@ -82,12 +81,16 @@ private:
     void Cleanup_Obsolete_Cached_Files();
 
     // Internet download
+    std::unique_ptr<IRequest_Object> Create_HTTP_Request(const char* method);
+    void Read_Connect_Timeout();
+    void Note_Transport_Error(std::uint32_t error_number, const std::string& error_text);
+    bool Save_Response_Body(const Response_Body& body, const std::string& content_type, CacheEntry& entry);
     std::string Download_Inet_URL(const std::string& url, bool& download_error);
     bool Is_Inet_URL_Expired(const std::string& url, bool& check_error);
     bool Process_Inet_URL_By_WinInet(int http_type, const std::string& url, bool& download_error, CacheEntry& entry);
     bool Download_Inet_URL_By_WinInet(int http_type, const std::string& url, bool& download_error, CacheEntry& entry);
-    const bool HTTP_Status_OK(long http_status) const;
-    const unsigned long win32_from_hresult(long hr) const;
+    bool HTTP_Status_OK(long http_status) const;
+    unsigned long win32_from_hresult(long hr) const;
     const std::string com_error_to_string(const Com_Error& e, const std::string& file) const;
 
     // File share fetch

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <mutex>
+
+namespace QEL::FrontEnd::FileCache {
+
+/// Held by every public operation that does work, for its whole run. Not recursive: none of them
+/// may call another.
+extern std::mutex s_api_mutex;
+
+/// The names of cached copies, as the sweep searches them. Split, because "??-" is a trigraph.
+inline constexpr char Cached_File_Pattern[] = "????????"
+                                              "-????"
+                                              "-????"
+                                              "-????"
+                                              "-????????????"
+                                              ".*";
+inline constexpr char Metadata_File_Name[] = "qelfilecache_Metadata.txt";
+inline constexpr char Default_Extension[] = ".cached";
+inline constexpr char Metadata_Magic[] = "QEL Logon Landscape Cache Metadata";
+inline constexpr char Version_Keyword[] = "version";
+inline constexpr char Entries_Keyword[] = "entries";
+inline constexpr char File_Prefix[] = "file:";
+inline constexpr char Http_Prefix[] = "http:";
+inline constexpr char Https_Prefix[] = "https:";
+/// Kept with the other prefixes, and not consulted: an FTP URL is no Internet URL for this cache.
+inline constexpr char Ftp_Prefix[] = "ftp:";
+
+/// Where the cache's own values stand in the configuration.
+inline constexpr char Options_Key[] = "Software\\QEL\\QELLogon\\Options";
+
+} // namespace QEL::FrontEnd::FileCache

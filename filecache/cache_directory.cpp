@@ -1,0 +1,33 @@
+#include "filecache/CFileCache.h"
+
+#include "filecache/Process_Wide.h"
+#include "trace/trace_messages.h"
+
+namespace QEL::FrontEnd::FileCache {
+
+bool CFileCache::Set_Cache_Directory(const std::string& absolute_dir_path) {
+    const std::lock_guard guard(s_api_mutex);
+    TRACE_CALL("absolute_dir_path='%s'", absolute_dir_path.c_str());
+
+    if (absolute_dir_path.empty()) {
+        TRACE_ERROR("Trying to set the cache directory to absolute_dir_path='%s'.\n", absolute_dir_path.c_str());
+        return false;
+    }
+    if (!m_OS_Wrapper->Directory_Exists(absolute_dir_path)) {
+        TRACE_ERROR("Setting cache directory to non existing absolute_dir_path='%s'.\n", absolute_dir_path.c_str());
+        return false;
+    }
+    if (absolute_dir_path == m_Cache_Directory) {
+        TRACE_DATA("Cache directory is already the same as absolute_dir_path='%s'.\n", absolute_dir_path.c_str());
+        return true;
+    }
+
+    TRACE_DATA("Setting cache directory to '%s'.\n", absolute_dir_path.c_str());
+    // The directory stays set even when its metadata is damaged: requests can still be served.
+    m_Cache_Directory = absolute_dir_path;
+    const bool ok = Deserialize();
+    TRACE_RETURN("ok = %s", Shown(ok));
+    return ok;
+}
+
+} // namespace QEL::FrontEnd::FileCache

@@ -1,0 +1,194 @@
+#include "filecache/CFileCache.h"
+
+#include "filecache/Process_Wide.h"
+#include "trace/trace_messages.h"
+#include "util/filesystem/Path_Separator.h"
+
+#include <fstream>
+#include <locale>
+#include <sstream>
+
+namespace QEL::FrontEnd::FileCache {
+
+namespace {
+
+constexpr std::uint32_t Written_Version = 2;
+constexpr std::uint32_t Version_Without_Check_Time = 1;
+
+/// Reads the file line by line. Behind the end of the file every line is empty.
+class Line_Reader {
+public:
+    explicit Line_Reader(const std::string& path) : m_Stream(path) {}
+
+    bool Is_Open() const { return m_Stream.is_open(); }
+
+    /// Also takes the line end of the other platform: a cache directory may move between them.
+    void Read(std::string& line) {
+        line.clear();
+        std::getline(m_Stream, line);
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
+    }
+
+private:
+    std::ifstream m_Stream;
+};
+
+/// Takes a number from the start of a line; what follows it is ignored.
+class Number_Parser {
+public:
+    Number_Parser() { m_Stream.imbue(std::locale::classic()); }
+
+    template <typename Number>
+    bool Parse(const std::string& line, Number& number) {
+        m_Stream.clear();
+        m_Stream.str(line);
+        return static_cast<bool>(m_Stream >> number);
+    }
+
+private:
+    std::istringstream m_Stream;
+};
+
+} // namespace
+
+const std::string CFileCache::Get_Cache_Metadata() const {
+    std::string path;
+    if (m_Cache_Directory.empty()) {
+        TRACE_BUG();
+        TRACE_ERROR("Cache directory has not been set, but trying to load cache metadata.\n");
+    } else {
+        path = Util::FileSystem::Join_Path(m_Cache_Directory, Metadata_File_Name);
+    }
+    TRACE_RETURN("'%s'", path.c_str());
+    return path;
+}
+
+bool CFileCache::Serialize() {
+    TRACE_CALL_WITHOUT_ARGUMENTS();
+    const std::string path = Get_Cache_Metadata();
+    TRACE_DATA("Cache metadata stored in '%s'\n", path.c_str());
+
+    // The host's global locale must not group the digits.
+    std::ofstream file;
+    file.imbue(std::locale::classic());
+    file.open(path);
+    // Every line is flushed: what was written before a crash is on disk.
+    file << Metadata_Magic << std::endl;
+    file << Version_Keyword << std::endl;
+    file << Written_Version << std::endl;
+    file << Entries_Keyword << std::endl;
+    file << m_Cache_Entries.size() << std::endl;
+    for (const auto& [url, entry] : m_Cache_Entries) {
+        TRACE_DATA("Serializing metadata for URL '%s':\n%s\n\n", url.c_str(), entry.To_String().c_str());
+        file << entry.last_modified << std::endl;
+        file << entry.last_checked_remotely << std::endl;
+        file << entry.cached_file << std::endl;
+        file << url << std::endl;
+    }
+    file.close();
+
+    TRACE_RETURN("%s", Shown(true));
+    return true;
+}
+
+bool CFileCache::Deserialize() {
+    TRACE_CALL_WITHOUT_ARGUMENTS();
+    TRACE_DATA("Clearing cache %d entries...\n", static_cast<int>(m_Cache_Entries.size()));
+    m_Cache_Entries.clear();
+
+    const std::string path = Get_Cache_Metadata();
+    TRACE_DATA("Cache metadata read from '%s'\n", path.c_str());
+    Line_Reader reader(path);
+    if (!reader.Is_Open()) {
+        TRACE_DATA("Cache metadata file '%s' does not exist. Cache is empty.\n", path.c_str());
+        return true;
+    }
+
+    Number_Parser parser;
+    std::string line;
+
+    reader.Read(line);
+    if (line != Metadata_Magic) {
+        TRACE_WARNING("Cache metadata file '%s' error: Header magic is '%s', expected '%s'.\n", path.c_str(),
+                      line.c_str(), Metadata_Magic);
+        return false;
+    }
+    reader.Read(line);
+    if (line != Version_Keyword) {
+        TRACE_WARNING("Cache metadata file '%s' error: Version string is wrong: '%s', expected '%s'.\n", path.c_str(),
+                      line.c_str(), Version_Keyword);
+        return false;
+    }
+    reader.Read(line);
+    std::uint32_t version = 0;
+    if (!parser.Parse(line, version)) {
+        TRACE_WARNING("Cache metadata file '%s' error: Version is invalid: '%s', expected a number.\n", path.c_str(),
+                      line.c_str());
+        return false;
+    }
+    if (version != Version_Without_Check_Time && version != Written_Version) {
+        TRACE_WARNING("Cache metadata file '%s' error: Version is wrong: %d, expected %d.\n", path.c_str(),
+                      static_cast<int>(version), static_cast<int>(Written_Version));
+        return false;
+    }
+    reader.Read(line);
+    if (line != Entries_Keyword) {
+        TRACE_WARNING("Cache metadata file '%s' error: Entries string is wrong: '%s', expected '%s'.\n", path.c_str(),
+                      line.c_str(), Entries_Keyword);
+        return false;
+    }
+    reader.Read(line);
+    std::uint32_t entries = 0;
+    if (!parser.Parse(line, entries)) {
+        TRACE_WARNING("Cache metadata file '%s' error: Entries number is invalid: '%s', expected a number.\n",
+                      path.c_str(), line.c_str());
+        return false;
+    }
+
+    TRACE_DATA("Processing cache entries. -- Start --\n");
+    std::string url;
+    for (std::uint32_t i = 0; i < entries; ++i) {
+        TRACE_DATA("New cache entry.\n");
+        CacheEntry entry;
+        reader.Read(entry.last_modified);
+        if (version >= Written_Version) {
+            reader.Read(line);
+            if (!parser.Parse(line, entry.last_checked_remotely)) {
+                TRACE_WARNING(
+                    "Metadata file: '%s', last_checked_remotely is invalid for entry %d: '%s', expected a number.\n",
+                    path.c_str(), static_cast<int>(i), line.c_str());
+                TRACE_RETURN("%s", Shown(false));
+                return false;
+            }
+        }
+        reader.Read(entry.cached_file);
+        reader.Read(url);
+        if (url.empty() || entry.cached_file.empty()) {
+            TRACE_WARNING("Empty URL encountered or empty cache file encountered: entry #%d, URL='%s', %s\n",
+                          static_cast<int>(i), url.c_str(), entry.To_String().c_str());
+            break;
+        }
+        if (m_OS_Wrapper->File_Exists(entry.cached_file)) {
+            TRACE_DATA("Adding to the cache: entry #%d, URL='%s', %s\n", static_cast<int>(i), url.c_str(),
+                       entry.To_String().c_str());
+            m_Cache_Entries[url] = std::move(entry);
+        } else {
+            TRACE_WARNING("Cached file does not exist. Entry ignored: entry #%d, URL='%s', %s\n", static_cast<int>(i),
+                          url.c_str(), entry.To_String().c_str());
+        }
+    }
+    TRACE_DATA("Processing cache entries. -- End --\n");
+    TRACE_RETURN("%s", Shown(true));
+    return true;
+}
+
+void CFileCache::Persist_Downloaded_File_Metadata(const std::string& url, const CacheEntry& cache_entry) {
+    TRACE_CALL("url='%s', cache_entry=%s", url.c_str(), cache_entry.To_String().c_str());
+    Remove_From_Cache(url);
+    m_Cache_Entries[url] = cache_entry;
+    Serialize();
+}
+
+} // namespace QEL::FrontEnd::FileCache

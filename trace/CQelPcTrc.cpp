@@ -1,0 +1,196 @@
+#include "trace/CQelPcTrc.h"
+
+#include "util/filesystem/Path_Separator.h"
+#include "util/system/Process.h"
+#include "util/tracing/Trace_Directory.h"
+
+#include <ctime>
+#include <utility>
+
+using QEL::FrontEnd::Util::Tracing::System_Mutex;
+
+namespace {
+
+constexpr std::uint32_t Lock_Timeout_Milliseconds = 60000;
+constexpr std::size_t Longest_Program_Path = 512;
+constexpr std::size_t Longest_Path = 259;
+
+constexpr const char* Asterisk_Line =
+    "********************************************************************************\n";
+
+using Time_Stamp = std::array<char, 255>;
+
+Time_Stamp Format_Time_Stamp(const std::tm& local_time) {
+    Time_Stamp stamp{};
+    std::strftime(stamp.data(), stamp.size(), "(%d.%m.%y %H:%M:%S)", &local_time);
+    return stamp;
+}
+
+const char* Describe_Main_Trace_Level(std::int32_t level) {
+    switch (level) {
+    case QELPCTRC_ERROR:
+        return "Error ";
+    case QELPCTRC_WARNING:
+        return "Error and Warning ";
+    case QELPCTRC_DEVELOPER_NOTE:
+        return "Error, Warning and Developer notes ";
+    default:
+        return "Error, Warning, Developer Notes and additional data ";
+    }
+}
+
+} // namespace
+
+std::int32_t CQelPcTrc::s_Main_Trace_Level = 0;
+
+CQelPcTrc::CQelPcTrc(const char* file_name, QELPCTRC_LEVEL level, std::uint32_t options,
+                     std::shared_ptr<System_Mutex> mutex)
+    : m_File_Name{}, m_Level(level), m_Options(options), m_Mutex(std::move(mutex)) {
+    std::snprintf(m_File_Name.data(), m_File_Name.size(), "%s", file_name);
+}
+
+CQelPcTrc::~CQelPcTrc() = default;
+
+void CQelPcTrc::Stream_Closer::operator()(std::FILE* stream) const {
+    if (stream != stderr) {
+        std::fclose(stream);
+    }
+}
+
+void CQelPcTrc::Log_Error(const char* format, ...) {
+    if (!Is_Enabled(QELPCTRC_ERROR)) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    Write_Line(QELPCTRC_ERROR, format, arguments);
+    va_end(arguments);
+}
+
+void CQelPcTrc::Log_Warning(const char* format, ...) {
+    if (!Is_Enabled(QELPCTRC_WARNING)) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    Write_Line(QELPCTRC_WARNING, format, arguments);
+    va_end(arguments);
+}
+
+void CQelPcTrc::Log_Developer_Note(const char* format, ...) {
+    if (!Is_Enabled(QELPCTRC_DEVELOPER_NOTE)) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    Write_Line(QELPCTRC_DEVELOPER_NOTE, format, arguments);
+    va_end(arguments);
+}
+
+void CQelPcTrc::Log_Additional_Data(const char* format, ...) {
+    if (!Is_Enabled(QELPCTRC_ADDITIONAL_DATA)) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    Write_Line(QELPCTRC_ADDITIONAL_DATA, format, arguments);
+    va_end(arguments);
+}
+
+void CQelPcTrc::Write_Line(int level, const char* format, std::va_list arguments) {
+    const bool guarded = (m_Options & Option_System_Lock) != 0;
+    if (guarded) {
+        SetLock(); // a line without the lock is better than no line
+    }
+    if (!m_Stream) {
+        Open_Stream();
+        Write_Header();
+    }
+
+    std::FILE* const stream = m_Stream.get();
+    if (Is_Time_Stamped()) {
+        const bool begins_a_line = format[0] == '\n';
+        std::fprintf(stream, begins_a_line ? "\n%s " : "%s ",
+                     Format_Time_Stamp(QEL::FrontEnd::Util::Local_Time()).data());
+        std::vfprintf(stream, begins_a_line ? format + 1 : format, arguments);
+    } else {
+        if (level == QELPCTRC_ERROR) {
+            std::fputs("***ERROR***: ", stream);
+        } else if (level == QELPCTRC_WARNING) {
+            std::fputs("***WARNING*: ", stream);
+        }
+        std::vfprintf(stream, format, arguments);
+    }
+    std::fflush(stream); // the file is complete up to the last message if the process dies
+
+    if (guarded) {
+        ResetLock();
+    }
+}
+
+void CQelPcTrc::Open_Stream() {
+    namespace Trace_Util = QEL::FrontEnd::Util::Tracing;
+
+    std::string path = m_File_Name.data();
+    Trace_Util::Directory_Buffer directory;
+    Trace_Util::InitBuffer(directory);
+    if (Trace_Util::InitTraceDir(directory) != 0) {
+        path = QEL::FrontEnd::Util::FileSystem::Join_Path(directory.data(), path).substr(0, Longest_Path);
+    }
+
+    std::FILE* const file = std::fopen(path.c_str(), "w");
+    m_Stream.reset(file != nullptr ? file : stderr);
+}
+
+void CQelPcTrc::Write_Header() {
+    std::FILE* const stream = m_Stream.get();
+    const Time_Stamp stamp = Format_Time_Stamp(QEL::FrontEnd::Util::Local_Time());
+    const auto begin_line = [&] {
+        if (Is_Time_Stamped()) {
+            std::fprintf(stream, "%s ", stamp.data());
+        }
+    };
+
+    begin_line();
+    std::fputs(Asterisk_Line, stream);
+    begin_line();
+    std::fputs("****************************  QEL SE, Trace File  ******************************\n", stream);
+    begin_line();
+    std::fprintf(stream, "** Main trace mode: %s\n", Describe_Main_Trace_Level(s_Main_Trace_Level));
+    begin_line();
+    const std::string program = QEL::FrontEnd::Util::Program_Path().substr(0, Longest_Program_Path);
+    std::fprintf(stream, "** Program: \t%s\n", program.c_str());
+    begin_line();
+    std::fputs(Asterisk_Line, stream);
+    std::fputs("\n", stream);
+}
+
+bool CQelPcTrc::SetLock() {
+    if (!m_Mutex) {
+        std::fputs("ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n", stderr);
+        return false;
+    }
+    switch (m_Mutex->Wait(Lock_Timeout_Milliseconds)) {
+    case System_Mutex::Wait_Result::Acquired:
+        return true;
+    case System_Mutex::Wait_Result::Abandoned:
+        std::fputs("ERROR: QELPCTRC, lock holder died\n", stderr);
+        return false;
+    case System_Mutex::Wait_Result::Timed_Out:
+        std::fputs("ERROR: QELPCTRC, MUTEX timed out\n", stderr);
+        return false;
+    case System_Mutex::Wait_Result::Failed:
+        break;
+    }
+    std::fprintf(stderr, "ERROR: QELPCTRC, lock problem (%d)\n", static_cast<int>(m_Mutex->Last_Error()));
+    return false;
+}
+
+void CQelPcTrc::ResetLock() {
+    if (!m_Mutex) {
+        return;
+    }
+    if (!m_Mutex->Release()) {
+        std::fprintf(stderr, "ERROR: QELPCTRC, lock reset failed (%d)\n", static_cast<int>(m_Mutex->Last_Error()));
+    }
+}
