@@ -1,0 +1,84 @@
+#pragma once
+
+#include "filecache/CFileCache.h"
+#include "tests/unit/support/Recorded_Trace.h"
+#include "tests/unit/support/Scripted_OS.h"
+#include "tests/unit/support/Scripted_Services.h"
+#include "trace/Set_Trace_Level.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+/// A cache on scripted services, with a directory of its own on the real disk and a recorded trace.
+class Cache_Fixture : public testing::Test {
+protected:
+    Cache_Fixture() {
+        g_services.Reset();
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+        directory = std::filesystem::temp_directory_path() /
+                    (std::string("qel_unit_") + test->test_suite_name() + "_" + test->name());
+        std::filesystem::remove_all(directory);
+        std::filesystem::create_directories(directory);
+        cache_directory = directory.string();
+        Recorded_Trace::Forget();
+    }
+
+    ~Cache_Fixture() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory, ignored);
+    }
+
+    /// Sets the cache directory and forgets what that traced and asked.
+    void Use_Cache_Directory() {
+        ASSERT_TRUE(cache.Set_Cache_Directory(cache_directory));
+        Forget();
+    }
+
+    /// Forgets every record and call so far.
+    void Forget() {
+        Recorded_Trace::Forget();
+        os->calls.clear();
+        g_services.request_calls.clear();
+        g_services.client_calls.clear();
+        g_services.magic_calls.clear();
+        g_services.path_calls.clear();
+        g_services.registry_calls.clear();
+    }
+
+    /// The full path of a file in the cache directory.
+    std::string In_Cache(const std::string& name) const { return (directory / name).string(); }
+
+    /// Writes a file, byte for byte, and answers with its path.
+    std::string Write_File(const std::string& path, const std::string& content) const {
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    /// The bytes of a file.
+    static std::string Content(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
+
+    /// Puts an entry in the map, with a copy on the disk.
+    std::string Cache_Copy(const std::string& url, const std::string& name, const std::string& last_modified,
+                           std::uint64_t last_checked_remotely, const std::string& content = "old") {
+        const std::string path = Write_File(In_Cache(name), content);
+        cache.m_Cache_Entries[url] = {path, last_modified, last_checked_remotely};
+        return path;
+    }
+
+    std::filesystem::path directory;
+    std::string cache_directory;
+    std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();
+    QEL::FrontEnd::FileCache::CFileCache cache{os};
+};

@@ -1,0 +1,175 @@
+#include "tests/unit/support/Recorded_Trace.h"
+
+#include "trace/CQelPcTrc.h"
+
+#include <algorithm>
+#include <regex>
+
+namespace Recorded_Trace {
+
+namespace {
+
+struct Raw_Record {
+    int level;
+    std::string text;
+};
+
+std::vector<Raw_Record> s_records;
+
+const std::regex& Object_Prefix() {
+    static const std::regex prefix(
+        R"(^TID: \d+, QEL::FrontEnd::FileCache::CFileCache::(\w+)\[[0-9A-Fa-fx]+\]/[1-9]\d*: )");
+    return prefix;
+}
+
+const std::regex& Static_Prefix() {
+    static const std::regex prefix(R"(^TID: \d+, QEL::FrontEnd::FileCache::[CI]FileCache::(\w+)/[1-9]\d*: )");
+    return prefix;
+}
+
+/// The method of a record with a prefix; empty for a piece or a marker.
+std::string Method_Of(const std::string& folded) {
+    static const std::regex method(R"(^(\w+)(\[this\])?: )");
+    std::smatch match;
+    return std::regex_search(folded, match, method) ? match[1].str() : std::string();
+}
+
+std::string Fold(const std::string& text) {
+    const std::string folded =
+        std::regex_replace(text, Object_Prefix(), "$1[this]: ", std::regex_constants::format_first_only);
+    return std::regex_replace(folded, Static_Prefix(), "$1: ", std::regex_constants::format_first_only);
+}
+
+} // namespace
+
+void Add(int level, const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    text.pop_back();
+    s_records.push_back({level, text});
+}
+
+Records operator+(Records left, const Records& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+Records All() {
+    Records records;
+    for (const Raw_Record& raw : s_records) {
+        records.push_back({raw.level, Fold(raw.text)});
+    }
+    return records;
+}
+
+Records Of(std::initializer_list<std::string> methods) {
+    Records selected;
+    std::string current;
+    for (const Record& record : All()) {
+        if (const std::string method = Method_Of(record.text); !method.empty()) {
+            current = method;
+        }
+        if (std::find(methods.begin(), methods.end(), current) != methods.end()) {
+            selected.push_back(record);
+        }
+    }
+    return selected;
+}
+
+Records Above_Additional_Data() {
+    Records records = All();
+    std::erase_if(records, [](const Record& record) { return record.level > QELPCTRC_DEVELOPER_NOTE; });
+    return records;
+}
+
+std::vector<std::string> Raw_Texts() {
+    std::vector<std::string> texts;
+    for (const Raw_Record& raw : s_records) {
+        texts.push_back(raw.text);
+    }
+    return texts;
+}
+
+void Forget() {
+    s_records.clear();
+}
+
+Records Call(const std::string& method) {
+    return {{4, method + "[this]: CALL\n"}};
+}
+
+Records Call(const std::string& method, const std::string& arguments) {
+    return {{4, method + "[this]: CALL"}, {4, "("}, {4, arguments}, {4, ")\n"}};
+}
+
+Records Return(const std::string& method, const std::string& value) {
+    return {{4, method + ": return value:"}, {4, "("}, {4, value}, {4, ")\n"}};
+}
+
+Records Data(const std::string& method, const std::string& text) {
+    return {{4, method + "[this]: " + text}};
+}
+Records Note(const std::string& method, const std::string& text) {
+    return {{3, method + "[this]: " + text}};
+}
+Records Warning(const std::string& method, const std::string& text) {
+    return {{2, method + "[this]: " + text}};
+}
+Records Error(const std::string& method, const std::string& text) {
+    return {{1, method + "[this]: " + text}};
+}
+Records Bug() {
+    return {{4, " ---- BUG ---- "}};
+}
+
+Records Kind_Test(const std::string& method, const std::string& url, bool result) {
+    return Call(method, "url='" + url + "'") + Return(method, result ? "true" : "false");
+}
+
+Records Is_Local_Inet(const std::string& url) {
+    return Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, true) + Return("Is_Local", "false");
+}
+
+Records Is_Local_Share(const std::string& url) {
+    return Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, false) +
+           Kind_Test("Is_File_URL", url, false) + Kind_Test("Is_File_Share", url, true) + Return("Is_Local", "false");
+}
+
+Records Is_Local_Path(const std::string& url) {
+    return Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, false) +
+           Kind_Test("Is_File_URL", url, false) + Kind_Test("Is_File_Share", url, false) + Return("Is_Local", "true");
+}
+
+} // namespace Recorded_Trace
+
+// The trace writer of the unit tests: it keeps what it is given.
+
+std::int32_t CQelPcTrc::s_Main_Trace_Level = 0;
+
+CQelPcTrc::CQelPcTrc(const char*, QELPCTRC_LEVEL level, std::uint32_t options,
+                     std::shared_ptr<QEL::FrontEnd::Util::Tracing::System_Mutex> mutex)
+    : m_File_Name{}, m_Level(level), m_Options(options), m_Mutex(std::move(mutex)) {}
+
+CQelPcTrc::~CQelPcTrc() = default;
+
+void CQelPcTrc::Stream_Closer::operator()(std::FILE*) const {}
+
+#define QEL_RECORDING_OPERATION(operation, level)                                                                      \
+    void CQelPcTrc::operation(const char* format, ...) {                                                               \
+        if (!Is_Enabled(level)) {                                                                                      \
+            return;                                                                                                    \
+        }                                                                                                              \
+        std::va_list arguments;                                                                                        \
+        va_start(arguments, format);                                                                                   \
+        Recorded_Trace::Add(level, format, arguments);                                                                 \
+        va_end(arguments);                                                                                             \
+    }
+
+QEL_RECORDING_OPERATION(Log_Error, QELPCTRC_ERROR)
+QEL_RECORDING_OPERATION(Log_Warning, QELPCTRC_WARNING)
+QEL_RECORDING_OPERATION(Log_Developer_Note, QELPCTRC_DEVELOPER_NOTE)
+QEL_RECORDING_OPERATION(Log_Additional_Data, QELPCTRC_ADDITIONAL_DATA)

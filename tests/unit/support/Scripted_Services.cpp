@@ -1,0 +1,302 @@
+#include "tests/unit/support/Scripted_Services.h"
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "mime/Magic.h"
+#include "tests/unit/support/Scripted_OS.h"
+#include "util/filesystem/File_Extension.h"
+#include "util/filesystem/Path_Separator.h"
+#include "util/filesystem/Path_Tests.h"
+#include "util/http/HttpClient.h"
+#include "util/registry/Registry.h"
+#include "util/system/Last_Error.h"
+#include "util/system/Process.h"
+#include "util/text/Multibyte_Compare.h"
+#include "util/tracing/System_Mutex.h"
+#include "util/uuid/Generate_Uuid.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <utility>
+
+Scripted_Services g_services;
+
+namespace QEL::FrontEnd::OSWRAPI {
+
+std::shared_ptr<IOSWrapper> IOSWrapper::Create() {
+    return std::make_shared<Scripted_OS>();
+}
+
+} // namespace QEL::FrontEnd::OSWRAPI
+
+namespace QEL::FrontEnd::Util {
+
+std::string Generate_Uuid() {
+    if (g_services.uuid_throws) {
+        throw std::runtime_error("no UUID");
+    }
+    if (!g_services.uuids.empty()) {
+        std::string uuid = g_services.uuids.front();
+        g_services.uuids.pop_front();
+        return uuid;
+    }
+    std::array<char, 37> uuid{};
+    std::snprintf(uuid.data(), uuid.size(), "00000000-0000-0000-0000-%012d", ++g_services.uuid_counter);
+    return uuid.data();
+}
+
+std::uint32_t Get_Last_Error() {
+    return g_services.last_error;
+}
+
+int Process_Id() {
+    return 4711;
+}
+int Thread_Id() {
+    return 17;
+}
+std::string Program_Path() {
+    return "test";
+}
+std::tm Local_Time() {
+    return {};
+}
+
+int Compare_Ignoring_Case(const std::string& left, const std::string& right) {
+    const auto upper = [](std::string text) {
+        std::transform(text.begin(), text.end(), text.begin(),
+                       [](unsigned char letter) { return static_cast<char>(std::toupper(letter)); });
+        return text;
+    };
+    return upper(left).compare(upper(right));
+}
+
+void GetRegValInt(std::int32_t& target, const char* key, const char* value, int also_machine) {
+    g_services.registry_calls.push_back(std::string(key) + ", " + value + ", " + std::to_string(also_machine));
+    if (g_services.connect_timeout_seconds) {
+        target = *g_services.connect_timeout_seconds;
+    }
+}
+
+namespace FileSystem {
+
+std::string File_Extension(const std::string& path) {
+    if (g_services.on_file_extension) {
+        return g_services.on_file_extension(path);
+    }
+    const auto separator = path.find_last_of("\\/");
+    const auto dot = path.rfind('.');
+    const bool has_extension = dot != std::string::npos && (separator == std::string::npos || dot > separator);
+    return has_extension ? path.substr(dot + 1) : std::string();
+}
+
+char Path_Separator(const std::string& directory) {
+    return directory.starts_with('/') ? '/' : '\\';
+}
+
+bool Path_Exists(const std::string& path) {
+    g_services.path_calls.push_back("Path_Exists(" + path + ")");
+    return g_services.on_path_exists && g_services.on_path_exists(path);
+}
+
+std::uint32_t Get_File_Attributes(const std::string& path) {
+    g_services.path_calls.push_back("Get_File_Attributes(" + path + ")");
+    return g_services.on_get_file_attributes ? g_services.on_get_file_attributes(path) : Invalid_Attributes;
+}
+
+} // namespace FileSystem
+
+namespace HttpWinInet {
+
+void Read_CertErrorHandling_Parameters(CertErrorHandlingMode& mode, std::vector<std::string>& white_list) {
+    ++g_services.cert_parameters_read;
+    mode = static_cast<CertErrorHandlingMode>(g_services.cert_mode);
+    white_list = g_services.white_list;
+}
+
+struct HttpClient::Answer {};
+
+HttpClient::HttpClient() {
+    g_services.client_calls.emplace_back("HttpClient");
+}
+HttpClient::~HttpClient() {
+    g_services.client_calls.emplace_back("~HttpClient");
+}
+
+Window_Handle HttpClient::GetHWnd() const {
+    return &g_services;
+}
+
+unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle window,
+                                             unsigned long timeout) {
+    g_services.client_calls.push_back("SendWinInetRequest(" + std::to_string(http_type) + ", " + url + ", " +
+                                      (window == &g_services ? "own window" : "other window") + ", " +
+                                      std::to_string(timeout) + ")");
+    if (g_services.client.during_send) {
+        g_services.client.during_send();
+    }
+    return g_services.client.status;
+}
+
+std::string HttpClient::GetResponseHeader(const char* name) const {
+    g_services.client_calls.push_back(std::string("GetResponseHeader(") + name + ")");
+    return g_services.client.headers[name];
+}
+
+std::string_view HttpClient::GetResponseBody() const {
+    g_services.client_calls.emplace_back("GetResponseBody");
+    return g_services.client.body;
+}
+
+bool HttpClient::IsErrorInRange(std::uint32_t error_number) {
+    return error_number >= 12001 && error_number <= 12175;
+}
+
+} // namespace HttpWinInet
+
+namespace Tracing {
+
+std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
+    return nullptr;
+}
+
+} // namespace Tracing
+
+} // namespace QEL::FrontEnd::Util
+
+namespace QEL::Mime {
+
+Magic::Magic(Magic&& other) noexcept : m_Initialized(std::exchange(other.m_Initialized, false)) {}
+
+Magic& Magic::operator=(Magic&& other) noexcept {
+    m_Initialized = std::exchange(other.m_Initialized, false);
+    return *this;
+}
+
+bool Magic::Is_Initialized() const {
+    return m_Initialized;
+}
+
+void Magic::Read_From_Builtin_Resource() {
+    ++g_services.magic_loaded;
+    m_Initialized = g_services.magic_loads;
+}
+
+std::string Magic::Get_Mime_Type_For_Data(const char* data, std::size_t size) const {
+    g_services.magic_calls.push_back("Get_Mime_Type_For_Data(" + std::string(data, size) + ")");
+    return g_services.type_for_data;
+}
+
+std::string Magic::Get_Mime_Type_For_File(const std::string& path) const {
+    g_services.magic_calls.push_back("Get_Mime_Type_For_File(" + path + ")");
+    if (g_services.file_unreadable) {
+        throw std::runtime_error("unreadable: " + path);
+    }
+    return g_services.type_for_file;
+}
+
+bool Magic::Get_Extension_From_Mime_Type(const std::string& mime_type, std::string& extension) const {
+    g_services.magic_calls.push_back("Get_Extension_From_Mime_Type(" + mime_type + ")");
+    const auto found = g_services.extensions.find(mime_type);
+    if (found == g_services.extensions.end()) {
+        extension.clear();
+        return false;
+    }
+    extension = found->second;
+    return true;
+}
+
+} // namespace QEL::Mime
+
+namespace QEL::FrontEnd::FileCache {
+
+namespace {
+
+void Note_Request(const std::string& call) {
+    g_services.request_calls.push_back(call);
+}
+
+/// A request object that answers from its script.
+class Scripted_Request : public IRequest_Object {
+public:
+    explicit Scripted_Request(Scripted_Services::Request_Script script) : m_Script(std::move(script)) {
+        ++g_services.requests_alive;
+    }
+    ~Scripted_Request() override {
+        --g_services.requests_alive;
+        Note_Request("Release");
+    }
+
+    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
+        Note_Request("Set_Timeouts(" + std::to_string(resolve) + ", " + std::to_string(connect) + ", " +
+                     std::to_string(send) + ", " + std::to_string(receive) + ")");
+        return m_Script.set_timeouts;
+    }
+
+    HResult Open(const char* method, const std::string& url) override {
+        Note_Request(std::string("Open(") + method + ", " + url + ")");
+        return m_Script.open;
+    }
+
+    HResult Send() override {
+        Note_Request("Send");
+        if (m_Script.during_send) {
+            m_Script.during_send();
+        }
+        return m_Script.send;
+    }
+
+    HResult Get_Status(long& status) override {
+        Note_Request("Get_Status");
+        const std::size_t read = m_Status_Reads++;
+        status = m_Script.status[std::min(read, m_Script.status.size() - 1)];
+        return m_Script.get_status[std::min(read, m_Script.get_status.size() - 1)];
+    }
+
+    HResult Get_Response_Header(const char* name, std::string& value) override {
+        Note_Request(std::string("Get_Response_Header(") + name + ")");
+        value = m_Script.headers[name];
+        return m_Script.get_header[name];
+    }
+
+    HResult Get_Response_Body(Response_Body& body) override {
+        Note_Request("Get_Response_Body");
+        body.type = Byte_Array_Type;
+        body.dimensions = 1;
+        body.lower_bound = 0;
+        body.upper_bound = static_cast<std::int32_t>(m_Script.body.size()) - 1;
+        body.data = m_Script.body.data();
+        ++g_services.bodies_locked;
+        body.lock = std::shared_ptr<const void>(this, [](const void*) { --g_services.bodies_locked; });
+        if (m_Script.change_body) {
+            m_Script.change_body(body);
+        }
+        return m_Script.get_body;
+    }
+
+    std::string Error_Description(Request_Interface failed_interface) override {
+        Note_Request(failed_interface == Request_Interface::ServerXMLHTTPRequest
+                         ? "Error_Description(ServerXMLHTTPRequest)"
+                         : "Error_Description(XMLHTTPRequest)");
+        return m_Script.description;
+    }
+
+private:
+    Scripted_Services::Request_Script m_Script;
+    std::size_t m_Status_Reads = 0;
+};
+
+} // namespace
+
+Request_Object_Creation Create_Request_Object() {
+    Note_Request("Create");
+    const std::size_t number = std::min(g_services.requests_created++, g_services.requests.size() - 1);
+    const Scripted_Services::Request_Script& script = g_services.requests[number];
+    if (script.creation_fails) {
+        return {nullptr, script.creation_result, script.creation_last_error};
+    }
+    return {std::make_unique<Scripted_Request>(script), 0, 0};
+}
+
+} // namespace QEL::FrontEnd::FileCache

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "filecache/download/IRequest_Object.h"
+#include "util/http/Cert_Error_Handling.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// The services behind the product, as the unit tests link them: they answer from this script and
+/// note what they were asked. The fixture starts each test with a fresh script.
+struct Scripted_Services {
+    using HResult = QEL::FrontEnd::FileCache::HResult;
+    using Response_Body = QEL::FrontEnd::FileCache::Response_Body;
+
+    // Names
+    std::deque<std::string> uuids; ///< handed out first; then made from a counter
+    int uuid_counter = 0;
+    bool uuid_throws = false;
+    std::function<std::string(const std::string&)> on_file_extension; ///< without: what follows the last dot
+
+    // MIME library
+    bool magic_loads = true; ///< loading the tables makes the detector initialised
+    int magic_loaded = 0;    ///< how often they were loaded
+    std::map<std::string, std::string> extensions = {{"text/plain", ".txt"}, {"text/xml", ".xml"}};
+    std::string type_for_data = "text/plain";
+    std::string type_for_file = "text/plain";
+    bool file_unreadable = false;
+    std::vector<std::string> magic_calls;
+
+    // Path tests and last error
+    std::function<bool(const std::string&)> on_path_exists;                  ///< without: false
+    std::function<std::uint32_t(const std::string&)> on_get_file_attributes; ///< without: all bits set
+    std::vector<std::string> path_calls;
+    std::uint32_t last_error = 0;
+
+    // Configuration
+    std::optional<std::int32_t> connect_timeout_seconds;
+    std::vector<std::string> registry_calls;
+    int cert_mode = 0;
+    std::vector<std::string> white_list;
+    int cert_parameters_read = 0;
+
+    // First HTTP client: one script for each object, in order of creation. The last one serves all
+    // further objects.
+    struct Request_Script {
+        bool creation_fails = false;
+        HResult creation_result = 0;
+        std::uint32_t creation_last_error = 0;
+        HResult set_timeouts = 0;
+        HResult open = 0;
+        HResult send = 0;
+        /// Results of the status reads, one after the other; the last one stays.
+        std::vector<HResult> get_status = {0};
+        std::vector<long> status = {200};
+        std::map<std::string, HResult> get_header; ///< by name; absent: success
+        std::map<std::string, std::string> headers;
+        HResult get_body = 0;
+        std::string body;
+        std::function<void(Response_Body&)> change_body; ///< what the object claims of its body
+        std::string description;                         ///< text of each error
+        std::function<void()> during_send;
+    };
+    std::vector<Request_Script> requests = {Request_Script{}};
+    std::size_t requests_created = 0;
+    int requests_alive = 0;
+    int bodies_locked = 0; ///< bodies handed out and not released
+    /// Every call of a request object: "Create", "Open(GET, url)", "Get_Response_Header(name)", ...
+    std::vector<std::string> request_calls;
+
+    // Second HTTP client
+    struct Client_Script {
+        unsigned long status = 200;
+        std::map<std::string, std::string> headers;
+        std::string body;
+        std::function<void()> during_send;
+    };
+    Client_Script client;
+    std::vector<std::string> client_calls;
+
+    void Reset() { *this = Scripted_Services(); }
+};
+
+extern Scripted_Services g_services;
