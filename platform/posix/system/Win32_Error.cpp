@@ -75,6 +75,10 @@ std::string Win32_Error_Text(std::uint32_t error) {
             return "not supported";
         case Error_Network_Path_Not_Found:
             return "network path not found";
+        case Error_Unexpected_Network_Error:
+            return "unexpected network error";
+        case Error_Network_Name_Deleted:
+            return "connection to the server lost";
         case Error_Network_Access_Denied:
             return "network access denied";
         case Error_Bad_Network_Name:
@@ -89,6 +93,8 @@ std::string Win32_Error_Text(std::uint32_t error) {
             return "timed out";
         case Error_Invalid_Name:
             return "invalid name";
+        case Error_Module_Not_Found:
+            return "library not found";
         case Error_Filename_Too_Long:
             return "name too long";
         case Error_File_Too_Large:
@@ -99,6 +105,8 @@ std::string Win32_Error_Text(std::uint32_t error) {
             return "input/output error";
         case Error_Logon_Failure:
             return "logon failed";
+        case Error_Bad_Configuration:
+            return "wrong configuration";
         case Error_Can_Not_Resolve_Name:
             return "too many symbolic links";
         default:

@@ -20,6 +20,8 @@ enum Win32_Error : std::uint32_t {
     Error_Sharing_Violation = 32,
     Error_Not_Supported = 50,
     Error_Network_Path_Not_Found = 53,
+    Error_Unexpected_Network_Error = 59,
+    Error_Network_Name_Deleted = 64,
     Error_Network_Access_Denied = 65,
     Error_Bad_Network_Name = 67,
     Error_File_Exists = 80,
@@ -27,11 +29,13 @@ enum Win32_Error : std::uint32_t {
     Error_Disk_Full = 112,
     Error_Semaphore_Timeout = 121,
     Error_Invalid_Name = 123,
+    Error_Module_Not_Found = 126,
     Error_Filename_Too_Long = 206,
     Error_File_Too_Large = 223,
     Error_Not_Owner = 288,
     Error_IO_Device = 1117,
     Error_Logon_Failure = 1326,
+    Error_Bad_Configuration = 1610,
     Error_Can_Not_Resolve_Name = 1921,
 };
 
