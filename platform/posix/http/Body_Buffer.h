@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace QEL::FrontEnd::Platform {
+
+/// The body of an answer, which grows while it arrives.
+///
+/// It grows in place: the C library moves the pages of a large block to a larger one instead of
+/// copying their bytes, and pages not yet written to take no memory. So a body never takes more
+/// memory than its size, which no standard container promises.
+class Body_Buffer {
+public:
+    /// What a body may have at most: its length is a signed 32-bit number for the cache.
+    static constexpr std::size_t Largest_Size = 0x7FFFFFFF;
+
+    /// Prepares for a body of that size, within reason: a server may promise anything.
+    void Reserve(std::size_t size);
+
+    /// False when there is no memory; the buffer is as before then.
+    [[nodiscard]] bool Append(std::string_view bytes);
+
+    const char* Data() const { return m_Bytes.get(); }
+    std::size_t Size() const { return m_Size; }
+
+private:
+    [[nodiscard]] bool Grow(std::size_t capacity);
+
+    struct Free {
+        void operator()(char* bytes) const { std::free(bytes); }
+    };
+    std::unique_ptr<char, Free> m_Bytes;
+    std::size_t m_Size = 0;
+    std::size_t m_Capacity = 0;
+};
+
+} // namespace QEL::FrontEnd::Platform

@@ -1,0 +1,83 @@
+#include "platform/posix/http/Connection_Pool.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "platform/posix/http/Sigpipe_Guard.h"
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+constexpr std::size_t Most_Idle_Connections = 8;
+// Servers close idle connections earlier than that; a closed one is only a descriptor in use.
+constexpr std::chrono::seconds Longest_Idle_Time{120};
+
+} // namespace
+
+std::unique_ptr<Connection> Connection::Create() {
+    std::unique_ptr<Connection> connection(new Connection);
+    connection->m_Multi.reset(curl_multi_init());
+    connection->m_Easy.reset(curl_easy_init());
+    if (connection->m_Multi == nullptr || connection->m_Easy == nullptr) {
+        return nullptr;
+    }
+    curl_multi_setopt(connection->m_Multi.get(), CURLMOPT_MAXCONNECTS, 1L);
+    return connection;
+}
+
+std::shared_ptr<Connection_Pool> Connection_Pool::Instance() {
+    static const auto s_pool = std::make_shared<Connection_Pool>();
+    return s_pool;
+}
+
+Connection_Pool::Connection_Pool() {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
+Connection_Pool::~Connection_Pool() {
+    const Sigpipe_Guard guard;
+    m_Idle.clear();
+    curl_global_cleanup();
+}
+
+std::unique_ptr<Connection> Connection_Pool::Take(const std::string& origin, Certificate_Check check) {
+    std::vector<Idle_Connection> outdated;
+    {
+        const std::lock_guard lock(m_Mutex);
+        outdated = Remove_Outdated();
+        const auto last_used = std::find_if(m_Idle.rbegin(), m_Idle.rend(), [&](const Idle_Connection& idle) {
+            return idle.check == check && idle.origin == origin;
+        });
+        if (last_used != m_Idle.rend()) {
+            auto connection = std::move(last_used->connection);
+            m_Idle.erase(std::next(last_used).base());
+            return connection;
+        }
+    }
+    return Connection::Create();
+}
+
+void Connection_Pool::Put_Back(std::unique_ptr<Connection> connection, const std::string& origin,
+                               Certificate_Check check) {
+    std::vector<Idle_Connection> outdated;
+    const std::lock_guard lock(m_Mutex);
+    m_Idle.push_back({std::move(connection), origin, check, Clock::now()});
+    outdated = Remove_Outdated();
+}
+
+std::vector<Connection_Pool::Idle_Connection> Connection_Pool::Remove_Outdated() {
+    const auto oldest = Clock::now() - Longest_Idle_Time;
+    auto first_kept =
+        std::find_if(m_Idle.begin(), m_Idle.end(), [&](const Idle_Connection& idle) { return idle.since >= oldest; });
+    if (const auto kept = static_cast<std::size_t>(std::distance(first_kept, m_Idle.end()));
+        kept > Most_Idle_Connections) {
+        std::advance(first_kept, kept - Most_Idle_Connections);
+    }
+    std::vector<Idle_Connection> outdated(std::make_move_iterator(m_Idle.begin()), std::make_move_iterator(first_kept));
+    m_Idle.erase(m_Idle.begin(), first_kept);
+    return outdated;
+}
+
+} // namespace QEL::FrontEnd::Platform

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <chrono>
+
+#include <curl/curl.h>
+
+namespace QEL::FrontEnd::Platform {
+
+/// Whether the server's certificate has to hold.
+enum class Certificate_Check { Verify, Ignore };
+
+/// One connection to a server, with what libcurl keeps for it: the open socket, the TLS session, the
+/// parsed certificate authorities. Used by one thread at a time.
+class Connection {
+public:
+    /// Null when there is no memory.
+    static std::unique_ptr<Connection> Create();
+
+    CURL* Easy() const { return m_Easy.get(); }
+    CURLM* Multi() const { return m_Multi.get(); }
+
+private:
+    Connection() = default;
+
+    struct Easy_Deleter {
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    };
+    struct Multi_Deleter {
+        void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
+    };
+    std::unique_ptr<CURLM, Multi_Deleter> m_Multi; // holds the socket, so it goes last
+    std::unique_ptr<CURL, Easy_Deleter> m_Easy;
+};
+
+/// The idle connections of the process.
+///
+/// Requests come one at a time and each has an object of its own; the connections outlive them here,
+/// so that the freshness check and the download that follows share one. A connection is reused only
+/// for the origin that it was made to and under the same certificate check: one that was made
+/// while certificate errors were ignored never serves a request that wants them checked.
+class Connection_Pool {
+public:
+    /// The pool of the process. Whoever holds it keeps it alive beyond the end of main.
+    static std::shared_ptr<Connection_Pool> Instance();
+
+    Connection_Pool();
+    ~Connection_Pool();
+    Connection_Pool(const Connection_Pool&) = delete;
+    Connection_Pool& operator=(const Connection_Pool&) = delete;
+
+    /// An idle connection for the origin, the most recently used one, else a new one; null when
+    /// there is no memory.
+    std::unique_ptr<Connection> Take(const std::string& origin, Certificate_Check check);
+
+    /// Keeps a connection for later requests.
+    void Put_Back(std::unique_ptr<Connection> connection, const std::string& origin, Certificate_Check check);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Idle_Connection {
+        std::unique_ptr<Connection> connection;
+        std::string origin;
+        Certificate_Check check;
+        Clock::time_point since;
+    };
+
+    /// Takes out what has been idle for too long or is too much. The caller closes it outside the lock.
+    std::vector<Idle_Connection> Remove_Outdated();
+
+    std::mutex m_Mutex;
+    std::vector<Idle_Connection> m_Idle; // the longest idle first
+};
+
+} // namespace QEL::FrontEnd::Platform

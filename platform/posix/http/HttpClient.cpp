@@ -1,0 +1,76 @@
+#include "util/http/HttpClient.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/posix/http/Http_Transfer.h"
+#include "platform/posix/http/WinInet_Error.h"
+#include "platform/posix/system/Win32_Error.h"
+#include "util/http/Cert_Error_Handling.h"
+
+namespace QEL::FrontEnd::Util::HttpWinInet {
+
+namespace {
+
+/// What the configuration allows for a URL. The white list holds whole URLs, compared byte for byte.
+Platform::Certificate_Trust Configured_Trust(const char* url) {
+    CertErrorHandlingMode mode = Default;
+    std::vector<std::string> white_list;
+    Read_CertErrorHandling_Parameters(mode, white_list);
+    if (mode == IgnoreAllErrorsMode) {
+        return Platform::Certificate_Trust::Ignore_All;
+    }
+    const auto is_listed = std::find(white_list.begin(), white_list.end(), url) != white_list.end();
+    return mode == WhiteListMode && is_listed ? Platform::Certificate_Trust::Ignore_For_Url
+                                              : Platform::Certificate_Trust::Verify_All;
+}
+
+} // namespace
+
+struct HttpClient::Answer : Platform::Http_Answer {};
+
+HttpClient::HttpClient() : m_Answer(std::make_unique<Answer>()) {}
+
+HttpClient::~HttpClient() = default;
+
+Window_Handle HttpClient::GetHWnd() const {
+    return nullptr;
+}
+
+unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle, unsigned long timeout) {
+    *m_Answer = Answer();
+    const auto fail = [](std::uint32_t error) {
+        Platform::Set_Last_Error(error);
+        return static_cast<unsigned long>(IsErrorInRange(error) ? error : Platform::Error_Internet_Internal_Error);
+    };
+    auto http_url = Platform::Http_Url::Parse(url);
+    if (!http_url) {
+        return fail(Platform::Error_Internet_Invalid_URL);
+    }
+    Platform::Http_Request request{http_type == Http_Head ? Platform::Http_Method::Head : Platform::Http_Method::Get,
+                                   *std::move(http_url),
+                                   {},
+                                   Configured_Trust(url)};
+    if (timeout > 0) {
+        request.timeouts.connect = std::chrono::milliseconds(timeout);
+    }
+    if (const auto failure = Platform::Transfer(request, *m_Answer)) {
+        *m_Answer = Answer();
+        return fail(failure->error);
+    }
+    return static_cast<unsigned long>(m_Answer->status);
+}
+
+std::string HttpClient::GetResponseHeader(const char* name) const {
+    return m_Answer->headers.Value(name);
+}
+
+std::string_view HttpClient::GetResponseBody() const {
+    return {m_Answer->body.Data(), m_Answer->body.Size()};
+}
+
+bool HttpClient::IsErrorInRange(std::uint32_t error_number) {
+    return error_number >= 12001 && error_number <= 12175;
+}
+
+} // namespace QEL::FrontEnd::Util::HttpWinInet

@@ -1,0 +1,70 @@
+#include "platform/posix/http/Http_Url.h"
+
+#include <algorithm>
+#include <memory>
+
+#include <curl/curl.h>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+// Longer ones are no addresses of files; servers refuse far shorter ones.
+constexpr std::size_t Longest_Url = 64 * 1024;
+
+struct Url_Deleter {
+    void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+using Parsed_Url = std::unique_ptr<CURLU, Url_Deleter>;
+
+bool Is_Control_Character(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+}
+
+char To_Lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// Takes the part over; false when the URL has none.
+bool Read_Part(const Parsed_Url& url, CURLUPart part, unsigned int flags, std::string& value) {
+    char* text = nullptr;
+    if (curl_url_get(url.get(), part, &text, flags) != CURLUE_OK) {
+        return false;
+    }
+    const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
+    value = text;
+    return !value.empty();
+}
+
+} // namespace
+
+std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
+    if (text.size() > Longest_Url || std::any_of(text.begin(), text.end(), Is_Control_Character)) {
+        return std::nullopt;
+    }
+    // libcurl would take the first segment of the path for a missing host.
+    const auto authority = text.find("://");
+    if (authority == std::string_view::npos || text.substr(authority + 3).starts_with('/')) {
+        return std::nullopt;
+    }
+
+    const Parsed_Url parsed(curl_url());
+    if (parsed == nullptr ||
+        curl_url_set(parsed.get(), CURLUPART_URL, std::string(text).c_str(), CURLU_URLENCODE) != CURLUE_OK) {
+        return std::nullopt;
+    }
+    Http_Url url;
+    if (!Read_Part(parsed, CURLUPART_URL, 0, url.m_Text) || !Read_Part(parsed, CURLUPART_SCHEME, 0, url.m_Scheme) ||
+        !Read_Part(parsed, CURLUPART_HOST, 0, url.m_Host) ||
+        !Read_Part(parsed, CURLUPART_PORT, CURLU_DEFAULT_PORT, url.m_Port)) {
+        return std::nullopt;
+    }
+    if (url.m_Scheme != "http" && url.m_Scheme != "https") {
+        return std::nullopt;
+    }
+    std::transform(url.m_Host.begin(), url.m_Host.end(), url.m_Host.begin(), To_Lower);
+    return url;
+}
+
+} // namespace QEL::FrontEnd::Platform

@@ -1,0 +1,149 @@
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "filecache/download/IRequest_Object.h"
+#include "platform/posix/http/Http_Transfer.h"
+#include "platform/posix/system/Win32_Error.h"
+
+namespace QEL::FrontEnd::FileCache {
+
+namespace {
+
+using Platform::Http_Answer;
+using Platform::Http_Failure;
+using Platform::Http_Method;
+using Platform::Http_Timeouts;
+using Platform::Http_Url;
+
+/// The answer is not there yet.
+constexpr HResult Pending = static_cast<HResult>(0x8000000A);
+
+/// A time-out as the request object takes it: 0 and -1 are none.
+std::chrono::milliseconds Timeout(int value) {
+    return std::chrono::milliseconds(std::max(value, 0));
+}
+
+std::optional<Http_Method> Method_Of(std::string_view name) {
+    if (name == "GET") {
+        return Http_Method::Get;
+    }
+    if (name == "HEAD") {
+        return Http_Method::Head;
+    }
+    return std::nullopt;
+}
+
+/// The request object on libcurl.
+class Curl_Request_Object final : public IRequest_Object {
+public:
+    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override;
+    HResult Open(const char* method, const std::string& url) override;
+    HResult Send() override;
+    HResult Get_Status(long& status) override;
+    HResult Get_Response_Header(const char* name, std::string& value) override;
+    HResult Get_Response_Body(Response_Body& body) override;
+    std::string Error_Description(Request_Interface failed_interface) override;
+
+private:
+    HResult Fail(Http_Failure failure);
+    HResult Fail_Without_Answer();
+
+    Http_Timeouts m_Timeouts;
+    std::optional<Platform::Http_Request> m_Request;
+    std::shared_ptr<const Http_Answer> m_Answer;
+    std::string m_Error_Description;
+};
+
+HResult Curl_Request_Object::Fail(Http_Failure failure) {
+    m_Error_Description = std::move(failure.description);
+    Platform::Set_Last_Error(failure.error);
+    return Platform::HResult_From_Win32(failure.error);
+}
+
+HResult Curl_Request_Object::Fail_Without_Answer() {
+    m_Error_Description = "There is no answer yet. Send the request first.";
+    return Pending;
+}
+
+HResult Curl_Request_Object::Set_Timeouts(int resolve, int connect, int send, int receive) {
+    if (std::min({resolve, connect, send, receive}) < -1) {
+        return Fail({Platform::Error_Invalid_Parameter, "A time-out is negative."});
+    }
+    m_Timeouts = {Timeout(resolve), Timeout(connect), Timeout(send), Timeout(receive)};
+    return 0;
+}
+
+HResult Curl_Request_Object::Open(const char* method, const std::string& url) {
+    m_Request.reset();
+    m_Answer.reset();
+    const auto http_method = Method_Of(method);
+    if (!http_method) {
+        return Fail({Platform::Error_Invalid_Parameter, "The method of a request is GET or HEAD."});
+    }
+    auto http_url = Http_Url::Parse(url);
+    if (!http_url) {
+        return Fail(Platform::Invalid_Url_Failure());
+    }
+    m_Request = Platform::Http_Request{*http_method, *std::move(http_url), {}};
+    return 0;
+}
+
+HResult Curl_Request_Object::Send() {
+    m_Answer.reset();
+    if (!m_Request) {
+        m_Error_Description = "There is no request to send. Open one first.";
+        return Pending;
+    }
+    m_Request->timeouts = m_Timeouts;
+    auto answer = std::make_shared<Http_Answer>();
+    if (auto failure = Platform::Transfer(*m_Request, *answer)) {
+        return Fail(*std::move(failure));
+    }
+    m_Answer = std::move(answer);
+    return 0;
+}
+
+HResult Curl_Request_Object::Get_Status(long& status) {
+    if (m_Answer == nullptr) {
+        return Fail_Without_Answer();
+    }
+    status = m_Answer->status;
+    return 0;
+}
+
+HResult Curl_Request_Object::Get_Response_Header(const char* name, std::string& value) {
+    if (m_Answer == nullptr) {
+        return Fail_Without_Answer();
+    }
+    value = m_Answer->headers.Value(name);
+    return 0;
+}
+
+HResult Curl_Request_Object::Get_Response_Body(Response_Body& body) {
+    if (m_Answer == nullptr) {
+        return Fail_Without_Answer();
+    }
+    body = Response_Body();
+    body.type = Byte_Array_Type;
+    body.dimensions = 1;
+    body.upper_bound = static_cast<std::int32_t>(m_Answer->body.Size()) - 1;
+    body.data = m_Answer->body.Data();
+    body.lock = m_Answer;
+    return 0;
+}
+
+std::string Curl_Request_Object::Error_Description(Request_Interface) {
+    return m_Error_Description;
+}
+
+} // namespace
+
+Request_Object_Creation Create_Request_Object() {
+    Request_Object_Creation creation;
+    creation.object = std::make_unique<Curl_Request_Object>();
+    return creation;
+}
+
+} // namespace QEL::FrontEnd::FileCache

@@ -1,0 +1,169 @@
+#include "platform/posix/http/Http_Exchange.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include "platform/posix/http/WinInet_Error.h"
+
+// Which error number and which text a failed exchange ends with.
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+// OpenSSL's results of a certificate check, which libcurl hands on as numbers.
+enum Certificate_Result : long {
+    Certificate_Ok = 0,
+    No_Issuer = 2,
+    Not_Yet_Valid = 9,
+    Expired = 10,
+    Bad_Not_Before = 13,
+    Bad_Not_After = 14,
+    Self_Signed = 18,
+    Self_Signed_In_Chain = 19,
+    No_Issuer_Locally = 20,
+    Leaf_Not_Verified = 21,
+    Revoked = 23,
+    Invalid_Authority = 24,
+    Not_Trusted = 27,
+    Rejected = 28,
+    Name_Mismatch = 62,
+    Address_Mismatch = 64,
+};
+
+} // namespace
+
+Http_Failure Http_Exchange::Failure(CURLcode result) const {
+    const auto& server = m_Url.Server();
+    switch (result) {
+    case CURLE_URL_MALFORMAT:
+        return {Error_Internet_Invalid_URL, "The URL is not valid. Check its spelling."};
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return {Error_Internet_Name_Not_Resolved, "The name of the server " + m_Url.Host() +
+                                                      " cannot be resolved. Check the server's name in the URL and "
+                                                      "the network settings of this machine."};
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return {Error_Internet_Name_Not_Resolved,
+                "The name of the proxy server for " + server + " cannot be resolved. Check the proxy settings."};
+    case CURLE_COULDNT_CONNECT:
+        return Connection_Failure(Error_Internet_Cannot_Connect, "cannot be connected to");
+    case CURLE_PROXY:
+        return Connection_Failure(Error_Internet_Cannot_Connect, "cannot be reached through the proxy");
+    case CURLE_OPERATION_TIMEDOUT:
+        return Timeout_Failure(Next_Limit().step);
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return Certificate_Failure();
+    case CURLE_SSL_CACERT_BADFILE:
+        return {Error_Internet_Security_Channel, "The certificate of the server " + server +
+                                                     " cannot be checked: the list of authorities of this machine "
+                                                     "cannot be read. Check SSL_CERT_FILE and the ca-certificates "
+                                                     "package."};
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ENGINE_INITFAILED:
+    case CURLE_SSL_SHUTDOWN_FAILED:
+    case CURLE_USE_SSL_FAILED:
+        return {Error_Internet_Security_Channel, "No secure connection to the server " + server +
+                                                     " came about: the TLS handshake failed. Check that the server "
+                                                     "offers TLS 1.2 or newer on this port."};
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return Connection_Failure(Error_Internet_Connection_Aborted, "ended the connection without a whole answer");
+    case CURLE_PARTIAL_FILE:
+        return Connection_Failure(Error_Internet_Connection_Aborted, "sent less than it had promised");
+    case CURLE_OUT_OF_MEMORY:
+        if (m_Is_Connected && !m_Has_Headers) {
+            // A header line that is longer than libcurl takes has no code of its own.
+            return {Error_Http_Invalid_Server_Response, "The server " + server +
+                                                            " sent a header that is too long. Check that the URL "
+                                                            "names a file on a web server."};
+        }
+        return {Error_Out_Of_Memory, "There is not enough memory for the request to " + server + "."};
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+    case CURLE_WRITE_ERROR:
+        return {Error_Http_Invalid_Server_Response, "The answer of the server " + server +
+                                                        " is not valid HTTP. Check that the URL names a file on a web "
+                                                        "server, and the port."};
+    default:
+        return {Error_Internet_Internal_Error,
+                "The request to the server " + server + " failed: " + curl_easy_strerror(result) + "."};
+    }
+}
+
+Http_Failure Http_Exchange::Connection_Failure(std::uint32_t error, const char* what) const {
+    long system_error = 0;
+    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_OS_ERRNO, &system_error);
+    auto text = "The server " + m_Url.Server() + " " + what;
+    if (system_error != 0) {
+        text += ": " + std::generic_category().message(static_cast<int>(system_error));
+    }
+    text += ". Check that the server runs and that no firewall is in the way.";
+    return {system_error == ETIMEDOUT ? std::uint32_t{Error_Internet_Timeout} : error, text};
+}
+
+Http_Failure Http_Exchange::Timeout_Failure(Step step) const {
+    const auto server = m_Url.Server();
+    switch (step) {
+    case Step::Name:
+        return {Error_Internet_Timeout, "The name of the server " + m_Url.Host() +
+                                            " was not resolved in time. Check the network settings of this machine."};
+    case Step::Connection:
+        return {Error_Internet_Timeout, "The server " + server +
+                                            " did not accept a connection in time. Check that the server runs and "
+                                            "that no firewall is in the way."};
+    case Step::Handshake:
+        return {Error_Internet_Timeout, "The server " + server +
+                                            " did not finish the TLS handshake in time. Check that the server "
+                                            "offers TLS on this port."};
+    case Step::Headers:
+        return {Error_Internet_Timeout,
+                "The server " + server + " did not answer in time. Check the server's load and try again."};
+    case Step::Body:
+        break;
+    }
+    return {Error_Internet_Timeout,
+            "The server " + server + " sent its answer too slowly. Check the network and try again."};
+}
+
+Http_Failure Http_Exchange::Certificate_Failure() const {
+    long result = Certificate_Ok;
+    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_SSL_VERIFYRESULT, &result);
+    const auto certificate = "The certificate of the server " + m_Url.Server();
+    switch (result) {
+    case Certificate_Ok: // the chain holds, so it was the name
+    case Name_Mismatch:
+    case Address_Mismatch:
+        return {Error_Internet_Cert_Name_Invalid, certificate + " was issued for another name than " + m_Url.Host() +
+                                                      ". Check the server's name in the URL."};
+    case Not_Yet_Valid:
+    case Bad_Not_Before:
+        return {Error_Internet_Cert_Date_Invalid,
+                certificate + " is not yet valid. Check the date of this machine, then the server's certificate."};
+    case Expired:
+    case Bad_Not_After:
+        return {Error_Internet_Cert_Date_Invalid, certificate + " has expired. Check the date of this machine, then "
+                                                                "have the server's certificate renewed."};
+    case Revoked:
+        return {Error_Internet_Cert_Revoked,
+                certificate + " has been revoked by its authority. Do not trust this server until it has a new one."};
+    case No_Issuer:
+    case No_Issuer_Locally:
+    case Self_Signed:
+    case Self_Signed_In_Chain:
+    case Leaf_Not_Verified:
+    case Invalid_Authority:
+    case Not_Trusted:
+    case Rejected:
+        return {Error_Internet_Invalid_Authority,
+                certificate + " comes from an authority that this machine does not trust, or the server does not "
+                              "send its whole chain. Install the authority's certificate, or have the chain mended."};
+    default:
+        return {Error_Internet_Invalid_Certificate,
+                certificate + " is not valid (" + std::to_string(result) + "). Have it replaced."};
+    }
+}
+
+} // namespace QEL::FrontEnd::Platform
