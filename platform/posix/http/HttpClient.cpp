@@ -69,8 +69,4 @@ std::string_view HttpClient::GetResponseBody() const {
     return {m_Answer->body.Data(), m_Answer->body.Size()};
 }
 
-bool HttpClient::IsErrorInRange(std::uint32_t error_number) {
-    return error_number >= 12001 && error_number <= 12175;
-}
-
 } // namespace QEL::FrontEnd::Util::HttpWinInet
