@@ -25,10 +25,7 @@ bool Is_Writable(const std::string& path) {
 
 std::string CFileCache::Get_Cached_File(const std::string& url_or_path) {
     bool download_error = false;
-    // Through the interface, so that an override of the full operation is reached.
-    IFileCache& interface_of_this = *this;
-    return interface_of_this.Get_Cached_File_and_Status(url_or_path, Ordinary_Request, download_error, nullptr,
-                                                        nullptr);
+    return Get_Cached_File_and_Status(url_or_path, Ordinary_Request, download_error, nullptr, nullptr);
 }
 
 std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_path, int request_kind,

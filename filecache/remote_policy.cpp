@@ -11,11 +11,15 @@ namespace {
 constexpr std::uint64_t Intervals_Per_Minute = 600000000; // of 100 ns
 constexpr int User_Then_Machine = 2;                      // root selector of the configuration
 
+/// Made once: they are asked for with every look-up.
+const std::string s_options_key = Options_Key;
+const std::string s_expiry_period_value = "LandscapeCacheExpiryPeriod";
+
 } // namespace
 
 std::uint64_t CFileCache::Get_LandscapeCacheExpiryPeriod() {
     const std::uint64_t minutes =
-        m_OS_Wrapper->Read_Registry_Int(User_Then_Machine, Options_Key, "LandscapeCacheExpiryPeriod");
+        m_OS_Wrapper->Read_Registry_Int(User_Then_Machine, s_options_key, s_expiry_period_value);
     return minutes * Intervals_Per_Minute;
 }
 
