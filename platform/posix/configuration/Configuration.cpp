@@ -1,0 +1,116 @@
+#include "platform/posix/configuration/Configuration.h"
+
+#include <charconv>
+#include <cstdlib>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+/// A variable of the environment; empty when it is not set. Not taken from the caller of a program
+/// that runs with rights its caller has not.
+std::string_view Environment(const char* name) {
+    const char* value = ::secure_getenv(name);
+    return value == nullptr ? std::string_view() : std::string_view(value);
+}
+
+std::string_view Without_Blanks(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n\v\f";
+    const auto begin = text.find_first_not_of(blanks);
+    return begin == std::string_view::npos ? std::string_view()
+                                           : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+} // namespace
+
+Configuration& Configuration::System() {
+    static Configuration s_configuration("/etc/qel/qel.ini");
+    return s_configuration;
+}
+
+Configuration::Configuration(std::string machine_file) : m_Machine_File(std::move(machine_file)) {}
+
+std::optional<std::string> Configuration::Read_Text(Configuration_Scope scope, const char* section, const char* key) {
+    const std::lock_guard lock(m_Mutex);
+    const Ini_File* file = File_With(scope, section, key);
+    return file == nullptr ? std::nullopt : std::optional<std::string>(file->Value(section, key));
+}
+
+std::vector<std::string> Configuration::Read_List(Configuration_Scope scope, const char* section, const char* key) {
+    const std::lock_guard lock(m_Mutex);
+    const Ini_File* file = File_With(scope, section, key);
+    return file == nullptr ? std::vector<std::string>() : file->Values(section, key);
+}
+
+std::optional<std::int64_t> Configuration::Read_Integer(Configuration_Scope scope, const char* section,
+                                                        const char* key) {
+    const std::lock_guard lock(m_Mutex);
+    const Ini_File* file = File_With(scope, section, key);
+    return file == nullptr ? std::nullopt : Parse_Integer(file->Value(section, key));
+}
+
+std::string Configuration::Problem() {
+    const std::lock_guard lock(m_Mutex);
+    Refresh_User_File();
+    m_Machine_File.Refresh();
+    std::string problem = m_User_File ? m_User_File->Problem() : std::string();
+    if (!problem.empty() && !m_Machine_File.Problem().empty()) {
+        problem += '\n';
+    }
+    return problem + m_Machine_File.Problem();
+}
+
+const Ini_File* Configuration::File_With(Configuration_Scope scope, const char* section, const char* key) {
+    if (scope != Configuration_Scope::Machine) {
+        Refresh_User_File();
+        if (m_User_File && m_User_File->Value(section, key) != nullptr) {
+            return &*m_User_File;
+        }
+    }
+    if (scope != Configuration_Scope::User) {
+        m_Machine_File.Refresh();
+        if (m_Machine_File.Value(section, key) != nullptr) {
+            return &m_Machine_File;
+        }
+    }
+    return nullptr;
+}
+
+void Configuration::Refresh_User_File() {
+    const std::string_view config_home = Environment("XDG_CONFIG_HOME");
+    const std::string_view home = Environment("HOME");
+    if (config_home != m_Config_Home || home != m_Home) {
+        m_Config_Home = config_home;
+        m_Home = home;
+        m_User_File.reset();
+        // A relative directory in either would depend on where the program was started.
+        if (m_Config_Home.starts_with('/')) {
+            m_User_File.emplace(m_Config_Home + "/qel/qel.ini");
+        } else if (m_Home.starts_with('/')) {
+            m_User_File.emplace(m_Home + "/.config/qel/qel.ini");
+        }
+    }
+    if (m_User_File) {
+        m_User_File->Refresh();
+    }
+}
+
+std::optional<std::int64_t> Parse_Integer(std::string_view text) {
+    text = Without_Blanks(text);
+    const bool negative = text.starts_with('-');
+    text.remove_prefix(negative ? 1 : 0);
+    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    text.remove_prefix(hexadecimal ? 2 : 0);
+    // std::from_chars would take a second minus.
+    if (text.starts_with('-')) {
+        return std::nullopt;
+    }
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, hexadecimal ? 16 : 10);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return negative ? -number : number;
+}
+
+} // namespace QEL::FrontEnd::Platform

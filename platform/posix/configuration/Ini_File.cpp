@@ -1,0 +1,135 @@
+#include "platform/posix/configuration/Ini_File.h"
+
+#include "platform/posix/files/Files.h"
+#include "platform/posix/system/Win32_Error.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+
+#include <sys/stat.h>
+
+// Texts are bytes here: the library converts nothing, so that a value reaches the cache as written.
+#define SI_NO_CONVERSION
+#define SI_IMPLEMENTATION
+#include <SimpleIni.h>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+/// Far more than any configuration needs, and little enough to read it whole.
+constexpr std::size_t Greatest_Size = std::size_t{4} << 20;
+
+std::int64_t Nanoseconds(const struct timespec& time) {
+    return time.tv_sec * std::int64_t{1000000000} + time.tv_nsec;
+}
+
+/// True when the file was written so short a time ago that it can be written once more without any
+/// sign of it: the clock behind its time stamp advances in steps, of seconds on some file systems.
+bool Written_Just_Now(const struct stat& status) {
+    struct timespec now {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t step = status.st_mtim.tv_nsec == 0 ? 2000000000 : 50000000;
+    return std::abs(Nanoseconds(now) - Nanoseconds(status.st_mtim)) < step;
+}
+
+} // namespace
+
+/// What a file's status says of its content.
+struct Ini_File::Version {
+    bool exists = false;
+    bool final = false; ///< the same values in a later status mean the same content
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    std::int64_t modified = 0;
+    std::int64_t status_changed = 0;
+
+    Version() = default;
+    explicit Version(const struct stat& status)
+        : exists(true), final(!Written_Just_Now(status)), device(status.st_dev), inode(status.st_ino),
+          size(status.st_size), modified(Nanoseconds(status.st_mtim)), status_changed(Nanoseconds(status.st_ctim)) {}
+
+    bool Is_Still(const struct stat& status) const {
+        return exists && final && device == status.st_dev && inode == status.st_ino && size == status.st_size &&
+               modified == Nanoseconds(status.st_mtim) && status_changed == Nanoseconds(status.st_ctim);
+    }
+};
+
+struct Ini_File::Content {
+    CSimpleIniA values{/* is UTF-8 */ true, /* repeated keys */ true, /* values of several lines */ false};
+};
+
+Ini_File::Ini_File(std::string path) : m_Path(std::move(path)), m_Version(std::make_unique<Version>()) {}
+Ini_File::Ini_File(Ini_File&&) noexcept = default;
+Ini_File& Ini_File::operator=(Ini_File&&) noexcept = default;
+Ini_File::~Ini_File() = default;
+
+void Ini_File::Refresh() {
+    struct stat status {};
+    if (::stat(m_Path.c_str(), &status) == 0) {
+        if (!m_Version->Is_Still(status)) {
+            Read();
+        }
+        return;
+    }
+    m_Version->exists = false;
+    m_Content.reset();
+    m_Problem.clear();
+    if (errno != ENOENT && errno != ENOTDIR) {
+        m_Problem = m_Path + ": " + Win32_Error_Text(Win32_Error_From_Errno(errno));
+    }
+}
+
+void Ini_File::Read() {
+    m_Content.reset();
+    m_Problem.clear();
+    *m_Version = {};
+
+    File_Descriptor file;
+    struct stat status {};
+    std::string text;
+    auto error = Open_For_Reading(m_Path, file, status);
+    if (error == Error_Success) {
+        *m_Version = Version(status);
+        error = Read_Some(file.Get(), Greatest_Size + 1, text);
+    }
+    if (error != Error_Success) {
+        m_Problem = m_Path + ": " + Win32_Error_Text(error);
+        return;
+    }
+    if (text.size() > Greatest_Size) {
+        m_Problem = m_Path + ": too large for a configuration file";
+        return;
+    }
+    if (text.find('\0') != std::string::npos) {
+        m_Problem = m_Path + ": not a text file";
+        return;
+    }
+    auto content = std::make_unique<Content>();
+    if (content->values.LoadData(text) < 0) {
+        m_Problem = m_Path + ": not enough memory";
+        return;
+    }
+    m_Content = std::move(content);
+}
+
+const char* Ini_File::Value(const char* section, const char* key) const {
+    return m_Content ? m_Content->values.GetValue(section, key) : nullptr;
+}
+
+std::vector<std::string> Ini_File::Values(const char* section, const char* key) const {
+    CSimpleIniA::TNamesDepend in_any_order;
+    if (m_Content) {
+        m_Content->values.GetAllValues(section, key, in_any_order);
+    }
+    in_any_order.sort(CSimpleIniA::Entry::LoadOrder());
+    std::vector<std::string> values;
+    for (const auto& value : in_any_order) {
+        values.emplace_back(value.pItem);
+    }
+    return values;
+}
+
+} // namespace QEL::FrontEnd::Platform

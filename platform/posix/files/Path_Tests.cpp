@@ -1,0 +1,18 @@
+#include "util/filesystem/Path_Tests.h"
+
+#include "platform/posix/files/Files.h"
+#include "platform/posix/system/Win32_Error.h"
+
+namespace QEL::FrontEnd::Util::FileSystem {
+
+bool Path_Exists(const std::string& path) {
+    Platform::Path_Info info;
+    return Platform::Get_Path_Info(path, info) == Platform::Error_Success;
+}
+
+std::uint32_t Get_File_Attributes(const std::string& path) {
+    Platform::Path_Info info;
+    return Platform::Get_Path_Info(path, info) == Platform::Error_Success ? info.attributes : Invalid_Attributes;
+}
+
+} // namespace QEL::FrontEnd::Util::FileSystem
