@@ -13,7 +13,23 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <string>
+#include <vector>
+
+/// The bytes of a text file of this platform.
+inline std::string Text_File(const std::vector<std::string>& lines) {
+#ifdef _WIN32
+    const std::string line_end = "\r\n";
+#else
+    const std::string line_end = "\n";
+#endif
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + line_end;
+    }
+    return text;
+}
 
 /// A cache on scripted services, with a directory of its own on the real disk and a recorded trace.
 class Cache_Fixture : public testing::Test {
@@ -22,9 +38,9 @@ protected:
         g_services.Reset();
         QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
         const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-        directory = std::filesystem::temp_directory_path() /
-                    (std::string("qel_unit_") + test->test_suite_name() + "_" + test->name());
-        std::filesystem::remove_all(directory);
+        directory =
+            std::filesystem::temp_directory_path() / (std::string("qel_unit_") + test->test_suite_name() + "_" +
+                                                      test->name() + "_" + std::to_string(std::random_device()()));
         std::filesystem::create_directories(directory);
         cache_directory = directory.string();
         Recorded_Trace::Forget();

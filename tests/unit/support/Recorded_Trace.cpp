@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <regex>
+#include <utility>
 
 namespace Recorded_Trace {
 
@@ -15,6 +16,7 @@ struct Raw_Record {
 };
 
 std::vector<Raw_Record> s_records;
+std::function<void()> s_during_each;
 
 const std::regex& Object_Prefix() {
     static const std::regex prefix(
@@ -51,6 +53,9 @@ void Add(int level, const char* format, std::va_list arguments) {
     std::vsnprintf(text.data(), text.size(), format, arguments);
     text.pop_back();
     s_records.push_back({level, text});
+    if (s_during_each) {
+        s_during_each();
+    }
 }
 
 Records operator+(Records left, const Records& right) {
@@ -96,6 +101,11 @@ std::vector<std::string> Raw_Texts() {
 
 void Forget() {
     s_records.clear();
+    s_during_each = nullptr;
+}
+
+void During_Each(std::function<void()> action) {
+    s_during_each = std::move(action);
 }
 
 Records Call(const std::string& method) {

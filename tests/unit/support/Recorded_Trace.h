@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <functional>
 #include <initializer_list>
 #include <ostream>
 #include <string>
@@ -37,6 +38,8 @@ Records Above_Additional_Data();
 /// The texts as they were written, prefix included.
 std::vector<std::string> Raw_Texts();
 void Forget();
+/// Runs with each record that is written, until it is replaced or Forget() is called.
+void During_Each(std::function<void()> action);
 /// For the recording writer.
 void Add(int level, const char* format, std::va_list arguments);
 

@@ -118,6 +118,9 @@ void Scripted_OS::FindClose(Find_Handle search) {
 
 int Scripted_OS::Get_Drive_Number(const char* path) {
     Note("Get_Drive_Number", path);
+    if (on_get_drive_number) {
+        return on_get_drive_number(path);
+    }
     const std::string text = path;
     if (text.size() < 2 || text[1] != ':' || std::isalpha(static_cast<unsigned char>(text[0])) == 0) {
         return -1;

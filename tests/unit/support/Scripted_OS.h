@@ -21,6 +21,7 @@ public:
     std::function<bool(const std::string&)> on_delete_file;
     std::function<bool(const std::string&)> on_directory_exists;
     std::function<int(const std::string&, const std::string&, int)> on_copy_file;
+    std::function<int(const std::string&)> on_get_drive_number;
     std::function<unsigned int(const std::string&)> on_get_drive_type;
     /// The names a search finds, in this order; none: the search fails.
     std::function<std::vector<std::string>(const std::string&)> on_find;

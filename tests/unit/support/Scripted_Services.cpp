@@ -25,6 +25,7 @@ Scripted_Services g_services;
 namespace QEL::FrontEnd::OSWRAPI {
 
 std::shared_ptr<IOSWrapper> IOSWrapper::Create() {
+    ++g_services.os_created;
     return std::make_shared<Scripted_OS>();
 }
 

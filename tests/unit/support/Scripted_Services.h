@@ -18,6 +18,8 @@ struct Scripted_Services {
     using HResult = QEL::FrontEnd::FileCache::HResult;
     using Response_Body = QEL::FrontEnd::FileCache::Response_Body;
 
+    int os_created = 0; ///< operating-system services handed out by the factory
+
     // Names
     std::deque<std::string> uuids; ///< handed out first; then made from a counter
     int uuid_counter = 0;
