@@ -1,0 +1,37 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+/// Character tests of the formats read here: ASCII only, whatever the locale.
+namespace QEL::Mime {
+
+constexpr bool Is_Ascii_Letter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+constexpr bool Is_Ascii_Digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+constexpr char To_Ascii_Lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr bool Equals_Ignoring_Case(std::string_view left, std::string_view right) {
+    return std::ranges::equal(left, right, {}, To_Ascii_Lower, To_Ascii_Lower);
+}
+
+constexpr bool Starts_With_Ignoring_Case(std::string_view text, std::string_view beginning) {
+    return text.size() >= beginning.size() && Equals_Ignoring_Case(text.substr(0, beginning.size()), beginning);
+}
+
+/// The text without those of its first and last characters that are in `characters`.
+constexpr std::string_view Trim(std::string_view text, std::string_view characters) {
+    const std::size_t first = text.find_first_not_of(characters);
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(characters) - first + 1);
+}
+
+} // namespace QEL::Mime
