@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -115,8 +118,7 @@ protected:
     }
 
     const std::filesystem::path m_Folder =
-        std::filesystem::temp_directory_path() /
-        (std::string("qel-magic-") + testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::temp_directory_path() / ("qel-magic-" + std::to_string(std::random_device()()));
     const Magic m_Magic = Loaded_Magic();
 };
 
