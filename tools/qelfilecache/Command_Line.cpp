@@ -1,0 +1,130 @@
+#include "tools/qelfilecache/Command_Line.h"
+
+#include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/option_checks.h"
+#include "tools/qelfilecache/output.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+constexpr const char* description =
+    "Serves files from web servers and shares through a local cache: each request is answered with\n"
+    "the path of a local copy, also while the server is down.";
+
+constexpr const char* footer =
+    "Results go to standard output, everything else to standard error.\n"
+    "Exit status: 0 every request was served, 1 some were not, 2 wrong usage.\n\n"
+    "Examples:\n"
+    "  qelfilecache get https://server.example/landscape.xml\n"
+    "  qelfilecache --cache-dir /var/cache/landscape get '\\\\server\\share\\landscape.xml'\n"
+    "  qelfilecache get --help";
+
+void Declare_Options(CLI::App& tool, Settings& settings) {
+    tool.add_option_function<std::string>(
+            "--cache-dir", [&settings](const std::string& directory) { settings.cache_directory = directory; },
+            "Directory of the copies; it must exist. Spell it the same way every time.\n"
+            "By default %LOCALAPPDATA%\\QEL\\LandscapeCache on Windows and\n"
+            "$XDG_CACHE_HOME/qel/landscape elsewhere, created when missing")
+        ->take_last()
+        ->type_name("DIR");
+    tool.add_option("--trace-level", settings.trace_level,
+                    "What the trace file receives: 0 nothing (by default), 1 errors, 2 warnings\n"
+                    "too, 3 notes too, 4 everything, 5 everything with time stamps")
+        ->check(Whole_Number("a number from 0 to 5", 0, 5))
+        ->take_last()
+        ->type_name("0..5");
+    tool.add_option_function<std::string>(
+            "--trace-dir", [&settings](const std::string& directory) { settings.trace_directory = directory; },
+            "Directory of the trace file; it must exist.\n"
+            "By default the configured one, else the current directory")
+        ->take_last()
+        ->type_name("DIR");
+    tool.set_version_flag("--version", "qelfilecache " QEL_VERSION, "Print the version and exit");
+    tool.set_help_flag("-h,--help", "Print this help and exit");
+}
+
+std::string Names_Of(const std::vector<Command>& commands) {
+    std::string names;
+    for (const Command& command : commands) {
+        names += (names.empty() ? "" : ", ") + command.parser->get_name();
+    }
+    return names;
+}
+
+/// What is wrong with the command line, in words that tell what to do.
+std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& error,
+                                const std::vector<Command>& commands) {
+    const auto not_understood = tool.remaining(true);
+    const auto option = std::find_if(not_understood.begin(), not_understood.end(),
+                                     [](const std::string& word) { return word.size() > 1 && word[0] == '-'; });
+    if (option != not_understood.end()) {
+        for (const Command& command : commands) {
+            if (command.parser->get_option_no_throw(*option)) {
+                return "option '" + *option + "' belongs behind its command, '" + command.parser->get_name() + "'";
+            }
+        }
+        return "unknown option '" + *option + "'; put \"--\" before a request that begins with \"-\"";
+    }
+    if (tool.get_subcommands().empty() && !not_understood.empty()) {
+        return "unknown command '" + not_understood.front() + "'; the commands are " + Names_Of(commands);
+    }
+    if (tool.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error)) {
+        return "a command is missing; the commands are " + Names_Of(commands);
+    }
+    return error.what();
+}
+
+Exit_Status Print_Help_Or_Version(const CLI::App& tool, const CLI::Success& which) {
+    std::ostringstream output;
+    tool.exit(which, output, output);
+    std::string text = output.str();
+    text.erase(text.find_last_not_of('\n') + 1);
+    Write_Result(text);
+    return Exit_Served;
+}
+
+} // namespace
+
+int Run_Command_Line(int argument_count, const char* const* arguments) {
+    CLI::App tool(description, "qelfilecache");
+    Settings settings;
+    Declare_Options(tool, settings);
+    tool.footer(footer);
+    tool.require_subcommand(1);
+    // On Windows too, "/x" is a request and no option.
+    tool.allow_windows_style_options(false);
+    tool.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    const auto commands = Declare_Commands(tool);
+    for (const Command& command : commands) {
+        command.parser->group("Commands")->fallthrough();
+        command.parser->set_help_flag("-h,--help", "Print this help and exit");
+    }
+    try {
+        tool.parse(argument_count, arguments);
+        const auto command = std::find_if(commands.begin(), commands.end(),
+                                          [](const Command& candidate) { return candidate.parser->parsed(); });
+        return command->run(settings);
+    } catch (const CLI::Success& request_for_text) {
+        return Print_Help_Or_Version(tool, request_for_text);
+    } catch (const CLI::ParseError& error) {
+        Write_Message(Printable(Explain_Wrong_Usage(tool, error, commands)) +
+                      "\n  Run with --help for the options and examples.");
+        return Exit_Wrong_Usage;
+    } catch (const Usage_Error& error) {
+        Write_Message(error.what());
+        return Exit_Wrong_Usage;
+    } catch (const std::exception& error) {
+        Write_Message(error.what());
+        return Exit_Not_Served;
+    }
+}
+
+} // namespace QEL::FrontEnd::Tool

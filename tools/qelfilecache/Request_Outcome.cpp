@@ -1,0 +1,183 @@
+#include "tools/qelfilecache/Request_Outcome.h"
+
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/output.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+constexpr const char* trace_advice = "see every step with --trace-level 4 --trace-dir DIR";
+
+/// Two lines: what happened, and what to do next.
+std::string Advice(const std::string& cause, const std::string& remedy) {
+    return cause + "\n  Next: " + remedy + ".";
+}
+
+bool Begins_With(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+bool Is_Web_Address(const std::string& request) {
+    return Begins_With(request, "http:") || Begins_With(request, "https:");
+}
+
+bool Has_Drive_Letter(const std::string& request) {
+    return request.size() >= 2 && std::isalpha(static_cast<unsigned char>(request[0])) != 0 && request[1] == ':';
+}
+
+/// "ftp", "HTTP" of an address that begins so; empty when there is none.
+std::string Scheme(const std::string& request) {
+    const auto end = request.find("://");
+    if (end == std::string::npos || end < 2) {
+        return {};
+    }
+    const std::string scheme = request.substr(0, end);
+    const bool is_word = std::all_of(scheme.begin(), scheme.end(), [](char character) {
+        return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '+' || character == '-' ||
+               character == '.';
+    });
+    return is_word ? scheme : std::string();
+}
+
+/// What makes a web address one that no server can be asked for; empty when its form is sound.
+std::string Malformation(const std::string& url) {
+    const std::size_t authority_start = url.find(':') + 1;
+    if (url.compare(authority_start, 2, "//") != 0) {
+        return "the address lacks \"//\" behind its scheme";
+    }
+    if (url.find(' ') != std::string::npos) {
+        return "the address holds a blank; write %20";
+    }
+    std::string authority = url.substr(authority_start + 2);
+    authority.erase(std::min(authority.find_first_of("/?#"), authority.size()));
+    if (const auto user_end = authority.rfind('@'); user_end != std::string::npos) {
+        authority.erase(0, user_end + 1);
+    }
+    const auto port_start = authority.find(':', authority.rfind(']') == std::string::npos ? 0 : authority.rfind(']'));
+    if (authority.empty() || port_start == 0) {
+        return "the address names no server";
+    }
+    if (port_start != std::string::npos) {
+        const std::string port = authority.substr(port_start + 1);
+        const bool is_number = port.find_first_not_of("0123456789") == std::string::npos;
+        if (!is_number || port.size() > 5 || (!port.empty() && std::stoi(port) > 65535)) {
+            return "the address has an invalid port number, '" + port + "'";
+        }
+    }
+    return {};
+}
+
+/// The system's words for a transport error of this very request; the cache keeps the text of the
+/// last one, which may have been another request's.
+std::string Transport_Error(const Request_Outcome& outcome) {
+    const std::string& text = outcome.additional_error_info;
+    if (text.find("File: " + outcome.request + "\n") == std::string::npos) {
+        return {};
+    }
+    constexpr std::string_view label = "Description: ";
+    const auto label_start = text.find(label);
+    if (label_start == std::string::npos) {
+        return {};
+    }
+    std::string description = text.substr(label_start + label.size());
+    description.erase(description.find_last_not_of(" \r\n.") + 1);
+    return Printable(description);
+}
+
+std::string Explain_Web_Failure(const Request_Outcome& outcome) {
+    if (const std::string malformation = Malformation(outcome.request); !malformation.empty()) {
+        return Advice(malformation, "correct it, for example http://server/path/file.xml");
+    }
+    if (outcome.http_error == 3) {
+        return Advice("the file was downloaded, but the cache found no name for its copy",
+                      std::string("check that the cache directory still exists; ") + trace_advice);
+    }
+    if (const std::string transport_error = Transport_Error(outcome); !transport_error.empty()) {
+        return Advice("the server could not be asked: " + transport_error,
+                      "check the server's name and port, the network, and for https the server's certificate");
+    }
+    return Advice("the download failed: the server answered with an error such as 404, or not at all",
+                  std::string("open the address in a browser to see whether it exists; ") + trace_advice);
+}
+
+std::string Explain_Share_Failure(int file_share_error) {
+    switch (file_share_error) {
+    case 1:
+        return Advice("the file on the share could not be examined", "check the server, the share and the path, and "
+                                                                     "that you may read the file");
+    case 2:
+        return Advice("the file could not be copied from the share",
+                      "check the server, the share and the path, that you may read the file, and the free space in the "
+                      "cache directory");
+    case 3:
+        return Advice("the file was copied, but the cache found no name for its copy",
+                      std::string("check that the cache directory still exists; ") + trace_advice);
+    case 4:
+        return Advice("the file was copied, but the copy is gone",
+                      "check whether another program, such as a virus scanner, removes files from the cache directory");
+    default:
+        return Advice("the file on the share could not be served",
+                      std::string("check that the cache directory still exists; ") + trace_advice);
+    }
+}
+
+/// True for a file on a share that can be told as one here: the cache asks the system about drives.
+bool Names_File_On_Share(const std::string& request) {
+    if (Begins_With(request, "file:///")) {
+        return Names_File_On_Share(request.substr(std::string_view("file:///").size()));
+    }
+    std::error_code ignored;
+    return Begins_With(request, "\\\\") || Begins_With(request, "file://") ||
+           (Has_Drive_Letter(request) && std::filesystem::exists(Host::To_Path(request), ignored));
+}
+
+/// A request that the cache answered without asking anything remote.
+std::string Explain_Local_Failure(const Request_Outcome& outcome) {
+    const std::string& request = outcome.request;
+    if (request.empty()) {
+        return Advice("the request is empty", "name a web address, a file on a share, or a local path");
+    }
+    const bool is_file_url = Begins_With(request, "file:");
+    if (is_file_url && !Begins_With(request, "file://")) {
+        return Advice("this form of file URL is not supported",
+                      "write file://server/share/file for a share, file:///C:/folder/file for a drive");
+    }
+    if (const std::string scheme = Scheme(request); !scheme.empty() && !is_file_url) {
+        return Advice("'" + scheme + "' is no scheme that the cache serves; it took the request for a local path",
+                      "use http:, https: or file:, in lower case");
+    }
+    const bool leaves_writable_shares = outcome.request_kind == 201 || outcome.request_kind == 202;
+    if (leaves_writable_shares && Names_File_On_Share(request)) {
+        return Advice("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
+                      "open it from the share, or use another --request-kind");
+    }
+    if (Begins_With(request, "//")) {
+        return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
+    }
+    if (is_file_url) {
+        return Advice("the file URL names no file that exists", "check the path, or give it as a plain path");
+    }
+    return Advice("there is no such local file", "check the path");
+}
+
+} // namespace
+
+std::string Explain_Failure(const Request_Outcome& outcome) {
+    if (Holds_Control_Character(outcome.request)) {
+        return Advice("the request holds a control character, which is never served", "remove it");
+    }
+    if (Is_Web_Address(outcome.request)) {
+        return Explain_Web_Failure(outcome);
+    }
+    if (outcome.file_share_error) {
+        return Explain_Share_Failure(*outcome.file_share_error);
+    }
+    return Explain_Local_Failure(outcome);
+}
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace QEL::FrontEnd::Tool {
+
+/// What the cache answered to one request.
+struct Request_Outcome {
+    std::string request;
+    int request_kind = 0;
+    std::string path;
+    bool download_error = false;
+    std::optional<int> http_error;       ///< none: the cache left it unwritten
+    std::optional<int> file_share_error; ///< none: the cache left it unwritten
+    std::string additional_error_info;
+};
+
+/// For a request that was not served: why, and what to do next, in two lines.
+std::string Explain_Failure(const Request_Outcome& outcome);
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tools/qelfilecache/Command.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::FileCache {
+struct IFileCache;
+}
+
+namespace QEL::FrontEnd::Tool {
+
+/// The cache of this run, opened on its directory.
+struct Open_Cache {
+    std::shared_ptr<FileCache::IFileCache> cache;
+    std::filesystem::path directory;
+    bool metadata_loaded; ///< false: the metadata file is damaged
+};
+
+/// Opens the cache; creates the default directory when it is not there yet.
+/// @throws Usage_Error when the directory is missing or cannot be used.
+Open_Cache Open_Or_Create_Cache(const Settings& settings);
+
+/// Opens the cache; nothing when it is the default one and its directory is not there yet.
+/// @throws Usage_Error when the directory is missing or cannot be used.
+std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings);
+
+/// The files in a cache directory that are cached copies by the shape of their names.
+std::vector<std::filesystem::path> Cached_Copies(const std::filesystem::path& directory);
+
+/// The metadata file of a cache directory.
+std::filesystem::path Metadata_File(const std::filesystem::path& directory);
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,38 @@
+#include "tools/qelfilecache/Command.h"
+
+#include "filecache/IFileCache.h"
+#include "tools/qelfilecache/cache_folder.h"
+#include "tools/qelfilecache/output.h"
+
+#include <CLI/CLI.hpp>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+Exit_Status Clear(const Settings& settings) {
+    const auto opened = Open_Existing_Cache(settings);
+    if (!opened) {
+        return Exit_Served; // nothing has been cached yet
+    }
+    if (!opened->metadata_loaded) {
+        Write_Message("warning: the metadata file is damaged, so only the entries before the damage are cleared.\n"
+                      "  'qelfilecache purge' deletes every copy.");
+    }
+    if (opened->cache->Clear()) {
+        return Exit_Served;
+    }
+    Write_Message("not every copy could be deleted.\n"
+                  "  Close the programs that have one open, check the permissions of the cache directory, try again.");
+    return Exit_Not_Served;
+}
+
+} // namespace
+
+Command Declare_Clear(CLI::App& tool) {
+    CLI::App* parser = tool.add_subcommand("clear", "Forget every cached file and delete its copy");
+    parser->footer("Example:\n  qelfilecache clear");
+    return {parser, Clear};
+}
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+/// What the tool needs of the system it runs on. host_posix.cpp and host_windows.cpp implement it.
+namespace QEL::FrontEnd::Tool::Host {
+
+/// Makes sure that all three standard streams exist, so that no file the cache opens can take the
+/// place of one, and that a reader who went away shows as a failed write. Call it first.
+void Prepare_Standard_Streams();
+
+/// The thread that makes requests needs this for as long as it makes them.
+class Request_Thread {
+public:
+    Request_Thread();
+    ~Request_Thread();
+    Request_Thread(const Request_Thread&) = delete;
+    Request_Thread& operator=(const Request_Thread&) = delete;
+
+private:
+    bool m_Initialised;
+};
+
+/// Where the cache lies when the caller names no directory; empty when the system does not tell.
+std::filesystem::path Default_Cache_Directory();
+
+/// Why there is no default directory, and what the caller can do.
+const char* No_Default_Cache_Directory();
+
+/// Creates a directory and its missing parents, accessible to the user alone.
+/// @throws std::filesystem::filesystem_error
+void Create_Private_Directory(const std::filesystem::path& directory);
+
+/// True when this process may create files in the directory.
+bool Is_Writable_Directory(const std::filesystem::path& directory);
+
+void Set_Environment_Variable(const char* name, const std::string& value);
+
+/// Paths from the narrow text of the system, as the command line and the cache use it, and back.
+std::filesystem::path To_Path(const std::string& text);
+std::string To_Text(const std::filesystem::path& path);
+
+/// The narrow text of the system in UTF-8.
+std::string To_Utf8(const std::string& text);
+
+} // namespace QEL::FrontEnd::Tool::Host

@@ -1,0 +1,87 @@
+#include "tools/qelfilecache/host.h"
+
+#include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace QEL::FrontEnd::Tool::Host {
+
+namespace {
+
+/// XDG variables count only when they hold an absolute path.
+std::filesystem::path Directory_From_Environment(const char* name) {
+    const char* value = std::getenv(name);
+    std::filesystem::path directory = value ? value : "";
+    return directory.is_absolute() ? directory : std::filesystem::path();
+}
+
+} // namespace
+
+void Prepare_Standard_Streams() {
+    // Standard input and output become streams that refuse what is asked of them; a message that
+    // nobody can read may just as well vanish.
+    const struct {
+        int descriptor;
+        int mode;
+    } streams[] = {{STDIN_FILENO, O_WRONLY}, {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_WRONLY}};
+    for (const auto& stream : streams) {
+        if (::fcntl(stream.descriptor, F_GETFD) == -1) {
+            // The lowest free descriptor is this one: those below are in use by now.
+            static_cast<void>(::open("/dev/null", stream.mode));
+        }
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+Request_Thread::Request_Thread() : m_Initialised(true) {}
+
+Request_Thread::~Request_Thread() = default;
+
+std::filesystem::path Default_Cache_Directory() {
+    if (const auto caches = Directory_From_Environment("XDG_CACHE_HOME"); !caches.empty()) {
+        return caches / "qel" / "landscape";
+    }
+    if (const auto home = Directory_From_Environment("HOME"); !home.empty()) {
+        return home / ".cache" / "qel" / "landscape";
+    }
+    return {};
+}
+
+const char* No_Default_Cache_Directory() {
+    return "neither XDG_CACHE_HOME nor HOME holds an absolute path; set one or give --cache-dir";
+}
+
+void Create_Private_Directory(const std::filesystem::path& directory) {
+    const mode_t previous = ::umask(S_IRWXG | S_IRWXO);
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);
+    ::umask(previous);
+    if (error) {
+        throw std::filesystem::filesystem_error("cannot create", directory, error);
+    }
+}
+
+bool Is_Writable_Directory(const std::filesystem::path& directory) {
+    return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+void Set_Environment_Variable(const char* name, const std::string& value) {
+    ::setenv(name, value.c_str(), 1);
+}
+
+std::filesystem::path To_Path(const std::string& text) {
+    return text;
+}
+
+std::string To_Text(const std::filesystem::path& path) {
+    return path.string();
+}
+
+std::string To_Utf8(const std::string& text) {
+    return text;
+}
+
+} // namespace QEL::FrontEnd::Tool::Host

@@ -1,0 +1,50 @@
+#include "tools/qelfilecache/output.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+bool Is_Control_Character(char character) {
+    const auto code = static_cast<unsigned char>(character);
+    return code < 0x20 || code == 0x7F;
+}
+
+} // namespace
+
+void Write_Result(const std::string& line) {
+    const std::string text = line + '\n';
+    errno = 0;
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        throw Output_Error("cannot write the results: " + std::generic_category().message(errno));
+    }
+}
+
+void Write_Message(const std::string& message) {
+    const std::string text = "qelfilecache: " + message + '\n';
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+}
+
+std::string Printable(const std::string& text) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string printable;
+    for (const char character : text) {
+        if (Is_Control_Character(character)) {
+            const auto code = static_cast<unsigned char>(character);
+            printable += {'\\', 'x', digits[code >> 4], digits[code & 0x0F]};
+        } else {
+            printable += character;
+        }
+    }
+    return printable;
+}
+
+bool Holds_Control_Character(const std::string& text) {
+    return std::any_of(text.begin(), text.end(), Is_Control_Character);
+}
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace QEL::FrontEnd::Tool {
+
+/// The results cannot be handed over: standard output is closed, full or has no reader.
+class Output_Error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Writes one line of results to standard output, and sees that it leaves the process.
+/// @throws Output_Error
+void Write_Result(const std::string& line);
+
+/// Writes a message to standard error, behind the program's name.
+void Write_Message(const std::string& message);
+
+/// Text for a message: control characters become visible, so that a request can neither forge lines
+/// nor steer the terminal.
+std::string Printable(const std::string& text);
+
+/// True when the text holds a control character.
+bool Holds_Control_Character(const std::string& text);
+
+} // namespace QEL::FrontEnd::Tool
