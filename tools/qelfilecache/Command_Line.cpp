@@ -82,42 +82,51 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
     return error.what();
 }
 
-Exit_Status Print_Help_Or_Version(const CLI::App& tool, const CLI::Success& which) {
+void Print_Help_Or_Version(const CLI::App& tool, const CLI::Success& which) {
     std::ostringstream output;
     tool.exit(which, output, output);
     std::string text = output.str();
     text.erase(text.find_last_not_of('\n') + 1);
     Write_Result(text);
-    return Exit_Served;
+}
+
+/// The command that the command line gives; none when it only asks for a text, which is printed.
+/// @throws Usage_Error
+const Command* Parse(CLI::App& tool, const std::vector<Command>& commands, int argument_count,
+                     const char* const* arguments) {
+    try {
+        tool.parse(argument_count, arguments);
+    } catch (const CLI::Success& which) {
+        Print_Help_Or_Version(tool, which);
+        return nullptr;
+    } catch (const CLI::ParseError& error) {
+        throw Usage_Error(Printable(Explain_Wrong_Usage(tool, error, commands)) +
+                          "\n  Run with --help for the options and examples.");
+    }
+    return &*std::find_if(commands.begin(), commands.end(),
+                          [](const Command& command) { return command.parser->parsed(); });
 }
 
 } // namespace
 
 int Run_Command_Line(int argument_count, const char* const* arguments) {
-    CLI::App tool(description, "qelfilecache");
-    Settings settings;
-    Declare_Options(tool, settings);
-    tool.footer(footer);
-    tool.require_subcommand(1);
-    // On Windows too, "/x" is a request and no option.
-    tool.allow_windows_style_options(false);
-    tool.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    const auto commands = Declare_Commands(tool);
-    for (const Command& command : commands) {
-        command.parser->group("Commands")->fallthrough();
-        command.parser->set_help_flag("-h,--help", "Print this help and exit");
-    }
     try {
-        tool.parse(argument_count, arguments);
-        const auto command = std::find_if(commands.begin(), commands.end(),
-                                          [](const Command& candidate) { return candidate.parser->parsed(); });
-        return command->run(settings);
-    } catch (const CLI::Success& request_for_text) {
-        return Print_Help_Or_Version(tool, request_for_text);
-    } catch (const CLI::ParseError& error) {
-        Write_Message(Printable(Explain_Wrong_Usage(tool, error, commands)) +
-                      "\n  Run with --help for the options and examples.");
-        return Exit_Wrong_Usage;
+        Settings settings;
+        CLI::App tool(description, "qelfilecache");
+        tool.footer(footer);
+        tool.require_subcommand(1);
+        tool.get_formatter()->label("SUBCOMMAND", "COMMAND");
+        // On Windows too, "/x" is a request and no option.
+        tool.allow_windows_style_options(false);
+        Declare_Options(tool, settings);
+
+        const auto commands = Declare_Commands(tool);
+        for (const Command& command : commands) {
+            command.parser->group("Commands")->fallthrough();
+            command.parser->set_help_flag("-h,--help", "Print this help and exit");
+        }
+        const Command* command = Parse(tool, commands, argument_count, arguments);
+        return command ? command->run(settings) : Exit_Served;
     } catch (const Usage_Error& error) {
         Write_Message(error.what());
         return Exit_Wrong_Usage;
