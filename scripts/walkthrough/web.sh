@@ -50,14 +50,18 @@ http {
 CONFIGURATION
 }
 
-# New lines of the server's log since the last call, in $web_requests.
+# read_web_requests EXPECTED: the requests that the server has logged since the last call, in
+# $web_requests. The server writes a line after its answer: give that many five seconds to turn up,
+# and those that should not be there a moment.
 read_web_requests() {
-    # The server writes its line after it has answered.
-    sleep 0.2
-    local line_count
-    line_count=$(wc -l <"$web_log")
-    web_requests=$(tail -n +"$((web_lines_read + 1))" "$web_log" | grep -E '"(GET|HEAD) ' | sed 's/^.*\("[A-Z]* \)/\1/')
-    web_lines_read=$line_count
+    local attempt
+    for attempt in {1..50}; do
+        sleep 0.1
+        [ "$(wc -l <"$web_log")" -ge $((web_lines_read + $1)) ] && break
+    done
+    sleep 0.1
+    web_requests=$(tail -n +"$((web_lines_read + 1))" "$web_log" | grep -oE '"(GET|HEAD) .*')
+    web_lines_read=$(wc -l <"$web_log")
     if [ -n "$web_requests" ]; then
         sed 's/^/   server: /' <<<"$web_requests"
     else
@@ -83,14 +87,14 @@ chapter_web() {
     fi
     url=http://127.0.0.1:$port/landscape.xml
     # What the wait for the server left in the log.
-    read_web_requests >/dev/null
+    read_web_requests 0 >/dev/null
     detail "$web_server serves $sample as $url"
 
     step "1. Nothing is cached yet: the file is downloaded. Its copy is to be trusted for 60 minutes."
     set_expiry_period 60
     get "$url"
     first_path=$path
-    read_web_requests
+    read_web_requests 1
     claim "the request was served" [ "$status" -eq 0 ]
     claim "the server saw one GET and no HEAD" requests_were 0 1
     claim "the copy lies in the cache directory" [ "${path%/*}" = "$cache" ]
@@ -98,14 +102,14 @@ chapter_web() {
 
     step "2. Asked again at once: the copy is fresh and served without a request."
     get "$url"
-    read_web_requests
+    read_web_requests 0
     claim "the server saw nothing" requests_were 0 0
     claim "it is the same copy" [ "$path" = "$first_path" ]
 
     step "3. The copy is no longer fresh (expiry period 0), but the file is unchanged: one question, no download."
     set_expiry_period 0
     get "$url"
-    read_web_requests
+    read_web_requests 1
     claim "the server saw one HEAD and no GET" requests_were 1 0
     claim "it is the same copy" [ "$path" = "$first_path" ]
 
@@ -114,7 +118,7 @@ chapter_web() {
     touch -d '2024-02-01 12:00:00 UTC' "$folder/landscape.xml"
     get "$url"
     second_path=$path
-    read_web_requests
+    read_web_requests 2
     claim "the server saw one HEAD and one GET" requests_were 1 1
     claim "there is a new copy" [ "$path" != "$first_path" ]
     claim "it holds the new revision" cmp -s "$path" "$folder/landscape.xml"

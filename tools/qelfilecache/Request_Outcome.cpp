@@ -72,21 +72,27 @@ std::string Malformation(const std::string& url) {
     return {};
 }
 
-/// The system's words for a transport error of this very request; the cache keeps the text of the
-/// last one, which may have been another request's.
+/// The words for a transport error of this very request. The cache keeps the text of the last one,
+/// which may have been another request's.
 std::string Transport_Error(const Request_Outcome& outcome) {
     const std::string& text = outcome.additional_error_info;
-    if (text.find("File: " + outcome.request + "\n") == std::string::npos) {
-        return {};
-    }
     constexpr std::string_view label = "Description: ";
     const auto label_start = text.find(label);
-    if (label_start == std::string::npos) {
+    if (label_start == std::string::npos || text.find("File: " + outcome.request + "\n") == std::string::npos) {
         return {};
     }
     std::string description = text.substr(label_start + label.size());
     description.erase(description.find_last_not_of(" \r\n.") + 1);
     return Printable(description);
+}
+
+/// The first sentence of a description is the cause; what follows tells what to do.
+std::string Explain_Transport_Error(const std::string& description) {
+    const auto cause_end = description.find(". ");
+    if (cause_end == std::string::npos) {
+        return Advice(description, "check the server's name and port, the network, and for https the certificate");
+    }
+    return Advice(description.substr(0, cause_end), description.substr(cause_end + 2));
 }
 
 std::string Explain_Web_Failure(const Request_Outcome& outcome) {
@@ -98,8 +104,7 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
                       std::string("check that the cache directory still exists; ") + trace_advice);
     }
     if (const std::string transport_error = Transport_Error(outcome); !transport_error.empty()) {
-        return Advice("the server could not be asked: " + transport_error,
-                      "check the server's name and port, the network, and for https the server's certificate");
+        return Explain_Transport_Error(transport_error);
     }
     return Advice("the download failed: the server answered with an error such as 404, or not at all",
                   std::string("open the address in a browser to see whether it exists; ") + trace_advice);
@@ -111,9 +116,10 @@ std::string Explain_Share_Failure(int file_share_error) {
         return Advice("the file on the share could not be examined", "check the server, the share and the path, and "
                                                                      "that you may read the file");
     case 2:
-        return Advice("the file could not be copied from the share",
-                      "check the server, the share and the path, that you may read the file, and the free space in the "
-                      "cache directory");
+        return Advice(
+            "the file could not be copied from the share",
+            "check the server or drive, the share and the path, that you may read the file, and the free space in the "
+            "cache directory");
     case 3:
         return Advice("the file was copied, but the cache found no name for its copy",
                       std::string("check that the cache directory still exists; ") + trace_advice);
