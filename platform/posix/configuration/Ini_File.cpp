@@ -25,13 +25,13 @@ std::int64_t Nanoseconds(const struct timespec& time) {
     return time.tv_sec * std::int64_t{1000000000} + time.tv_nsec;
 }
 
-/// True when the file was written so short a time ago that it can be written once more without any
-/// sign of it: the clock behind its time stamp advances in steps, of seconds on some file systems.
-bool Written_Just_Now(const struct stat& status) {
+/// True when the file changed so short a time ago that it can change once more without any sign of
+/// it: the clock behind its time stamps advances in steps, of seconds on some file systems.
+bool Changed_Just_Now(const struct stat& status) {
     struct timespec now {};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    const std::int64_t step = status.st_mtim.tv_nsec == 0 ? 2000000000 : 50000000;
-    return std::abs(Nanoseconds(now) - Nanoseconds(status.st_mtim)) < step;
+    const std::int64_t step = status.st_ctim.tv_nsec == 0 ? 2000000000 : 50000000;
+    return std::abs(Nanoseconds(now) - Nanoseconds(status.st_ctim)) < step;
 }
 
 } // namespace
@@ -48,7 +48,7 @@ struct Ini_File::Version {
 
     Version() = default;
     explicit Version(const struct stat& status)
-        : exists(true), final(!Written_Just_Now(status)), device(status.st_dev), inode(status.st_ino),
+        : exists(true), final(!Changed_Just_Now(status)), device(status.st_dev), inode(status.st_ino),
           size(status.st_size), modified(Nanoseconds(status.st_mtim)), status_changed(Nanoseconds(status.st_ctim)) {}
 
     bool Is_Still(const struct stat& status) const {

@@ -103,6 +103,8 @@ std::string Win32_Error_Text(std::uint32_t error) {
             return "not the owner";
         case Error_IO_Device:
             return "input/output error";
+        case Error_Possible_Deadlock:
+            return "the calling thread holds the lock already";
         case Error_Logon_Failure:
             return "logon failed";
         case Error_Bad_Configuration:

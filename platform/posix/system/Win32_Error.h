@@ -34,6 +34,7 @@ enum Win32_Error : std::uint32_t {
     Error_File_Too_Large = 223,
     Error_Not_Owner = 288,
     Error_IO_Device = 1117,
+    Error_Possible_Deadlock = 1131,
     Error_Logon_Failure = 1326,
     Error_Bad_Configuration = 1610,
     Error_Can_Not_Resolve_Name = 1921,

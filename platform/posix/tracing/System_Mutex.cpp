@@ -1,219 +1,22 @@
 #include "util/tracing/System_Mutex.h"
 
-#include "platform/posix/system/File_Descriptor.h"
-#include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/tracing/Robust_Mutex.h"
 
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <ctime>
 #include <mutex>
 #include <string>
-#include <thread>
-#include <utility>
 
-#include <fcntl.h>
-#include <pthread.h>
-#include <sys/file.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace QEL::FrontEnd::Util::Tracing {
 
-namespace {
-
-using Platform::File_Descriptor;
-
-constexpr std::uint64_t Ready_Mark = 0x514C5472634C6B31;
-
-/// What the processes share. The memory begins as zeros; the mark is written last, so a process that
-/// dies while it prepares the mutex leaves it unprepared for the next one.
-struct Shared_Lock {
-    std::atomic<std::uint64_t> mark;
-    pthread_mutex_t mutex;
-};
-
-static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the mark is shared by processes");
-
-/// A mapping of the shared lock into this process.
-class Lock_Memory {
-public:
-    Lock_Memory() = default;
-    explicit Lock_Memory(Shared_Lock* lock) : m_Lock(lock) {}
-    Lock_Memory(Lock_Memory&& other) noexcept : m_Lock(std::exchange(other.m_Lock, nullptr)) {}
-    Lock_Memory& operator=(Lock_Memory&&) = delete;
-    ~Lock_Memory() {
-        if (m_Lock != nullptr) {
-            ::munmap(m_Lock, sizeof(Shared_Lock));
-        }
-    }
-
-    Shared_Lock* Get() const { return m_Lock; }
-
-private:
-    Shared_Lock* m_Lock = nullptr;
-};
-
-Platform::Win32_Error Lock_Error(int errno_value) {
-    return errno_value == EPERM ? Platform::Error_Not_Owner : Platform::Win32_Error_From_Errno(errno_value);
-}
-
-class Robust_Mutex : public System_Mutex {
-public:
-    explicit Robust_Mutex(Lock_Memory memory) : m_Memory(std::move(memory)) {}
-
-    Wait_Result Wait(std::uint32_t milliseconds) override {
-        int result = ::pthread_mutex_trylock(&m_Memory.Get()->mutex);
-        if (result == EBUSY && milliseconds > 0) {
-            result = Lock_Within(milliseconds);
-        }
-        switch (result) {
-        case 0:
-            return Wait_Result::Acquired;
-        case EOWNERDEAD:
-            result = ::pthread_mutex_consistent(&m_Memory.Get()->mutex);
-            break;
-        case EBUSY:
-        case ETIMEDOUT:
-            return Wait_Result::Timed_Out;
-        default:
-            t_last_error = Lock_Error(result);
-            return Wait_Result::Failed;
-        }
-        return Wait_Result::Abandoned;
-    }
-
-    bool Release() override {
-        const int result = ::pthread_mutex_unlock(&m_Memory.Get()->mutex);
-        if (result != 0) {
-            t_last_error = Lock_Error(result);
-        }
-        return result == 0;
-    }
-
-    std::uint32_t Last_Error() const override { return t_last_error; }
-
-private:
-    int Lock_Within(std::uint32_t milliseconds) {
-#if defined(__SANITIZE_THREAD__)
-        // ThreadSanitizer knows of a lock by pthread_mutex_trylock alone, not by the call below.
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-        int result = EBUSY;
-        while (result == EBUSY && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            result = ::pthread_mutex_trylock(&m_Memory.Get()->mutex);
-        }
-        return result;
-#else
-        struct timespec end {};
-        ::clock_gettime(CLOCK_MONOTONIC, &end);
-        end.tv_sec += milliseconds / 1000;
-        end.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
-        if (end.tv_nsec >= 1000000000) {
-            end.tv_nsec -= 1000000000;
-            ++end.tv_sec;
-        }
-        return ::pthread_mutex_clocklock(&m_Memory.Get()->mutex, CLOCK_MONOTONIC, &end);
-#endif
-    }
-
-    static thread_local std::uint32_t t_last_error;
-
-    const Lock_Memory m_Memory;
-};
-
-thread_local std::uint32_t Robust_Mutex::t_last_error = 0;
-
-/// One object a user, and a size: a 32-bit program's mutex is another one than a 64-bit program's.
-std::string Lock_Name() {
-    return "/qel-trace-lock-" + std::to_string(::geteuid()) + "-" + std::to_string(sizeof(Shared_Lock));
-}
-
-/// The shared memory object, when it is this user's own.
-File_Descriptor Open_Lock_Object() {
-    File_Descriptor object(::shm_open(Lock_Name().c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR));
-    struct stat status {};
-    if (!object || ::fstat(object.Get(), &status) != 0) {
-        return {};
-    }
-    // Everyone may create names there: an object of somebody else, or one that others may write to,
-    // would let them stop this user's programs.
-    const bool is_own = S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & 077) == 0;
-    return is_own ? std::move(object) : File_Descriptor();
-}
-
-/// Takes the object's file lock, under which the mutex is prepared. That is a matter of
-/// microseconds, so a process that has not done in a second has been stopped: it is not waited for.
-/// The lock goes with the descriptor.
-bool Enter_Preparation(const File_Descriptor& object) {
-    constexpr int attempts = 1000;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (::flock(object.Get(), LOCK_EX | LOCK_NB) == 0) {
-            return true;
-        }
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return false;
-}
-
-/// Gives the new object its size. An object of another size is none of ours.
-bool Has_Size(const File_Descriptor& object) {
-    struct stat status {};
-    if (::fstat(object.Get(), &status) != 0) {
-        return false;
-    }
-    if (status.st_size == 0) {
-        return ::ftruncate(object.Get(), sizeof(Shared_Lock)) == 0;
-    }
-    return status.st_size == static_cast<off_t>(sizeof(Shared_Lock));
-}
-
-bool Prepare(Shared_Lock& lock) {
-    if (lock.mark.load(std::memory_order_acquire) == Ready_Mark) {
-        return true;
-    }
-    pthread_mutexattr_t attributes;
-    if (::pthread_mutexattr_init(&attributes) != 0) {
-        return false;
-    }
-    const bool prepared = ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED) == 0 &&
-                          ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST) == 0 &&
-                          ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK) == 0 &&
-                          ::pthread_mutex_init(&lock.mutex, &attributes) == 0;
-    ::pthread_mutexattr_destroy(&attributes);
-    if (prepared) {
-        lock.mark.store(Ready_Mark, std::memory_order_release);
-    }
-    return prepared;
-}
-
-std::shared_ptr<System_Mutex> Open_Lock() {
-    const File_Descriptor object = Open_Lock_Object();
-    if (!object || !Enter_Preparation(object) || !Has_Size(object)) {
-        return nullptr;
-    }
-    void* address = ::mmap(nullptr, sizeof(Shared_Lock), PROT_READ | PROT_WRITE, MAP_SHARED, object.Get(), 0);
-    if (address == MAP_FAILED) {
-        return nullptr;
-    }
-    Lock_Memory memory(static_cast<Shared_Lock*>(address));
-    return Prepare(*memory.Get()) ? std::make_shared<Robust_Mutex>(std::move(memory)) : nullptr;
-}
-
-} // namespace
-
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
-    // One mapping a process, kept to its end: the kernel finds the locks of a dying thread by their
-    // addresses.
     static std::mutex s_guard;
     static std::shared_ptr<System_Mutex> s_trace_lock;
     const std::lock_guard lock(s_guard);
     if (!s_trace_lock) {
-        s_trace_lock = Open_Lock();
+        // The size of a word is part of the name, because it is part of a mutex.
+        s_trace_lock = Platform::Open_Robust_Mutex("/qel-trace-lock-" + std::to_string(::geteuid()) + "-" +
+                                                   std::to_string(8 * sizeof(void*)));
     }
     return s_trace_lock;
 }

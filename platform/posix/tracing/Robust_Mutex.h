@@ -1,0 +1,22 @@
+#pragma once
+
+#include "util/tracing/System_Mutex.h"
+
+#include <memory>
+#include <string>
+
+namespace QEL::FrontEnd::Platform {
+
+/// Opens, and when it is not there creates, the mutex that this user's processes share under a name:
+/// a robust mutex in POSIX shared memory, so the death of its holder is noticed. An object of that
+/// name that belongs to somebody else, or that others may open, is refused.
+///
+/// Safe against processes that open it at the same time and against ones that are killed while they
+/// do. A process has to open a name once and keep the mutex to its end: the kernel finds the locks
+/// of a dying thread by their addresses.
+///
+/// @param name begins with a slash and holds no other.
+/// @return null when the system refuses it.
+std::shared_ptr<Util::Tracing::System_Mutex> Open_Robust_Mutex(const std::string& name);
+
+} // namespace QEL::FrontEnd::Platform

@@ -1,0 +1,198 @@
+// Copy_File between local files, and the last error that it leaves.
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "tests/platform/support/Scratch_Directory.h"
+#include "util/filesystem/Path_Tests.h"
+#include "util/system/Last_Error.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <thread>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Util::Get_Last_Error;
+using FrontEnd::Util::FileSystem::Attribute_Read_Only;
+using FrontEnd::Util::FileSystem::Get_File_Attributes;
+using FrontEnd::Util::FileSystem::Join_Path;
+using testing::ElementsAre;
+
+class Copy : public testing::Test {
+protected:
+    Scratch_Directory scratch;
+    const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
+
+    bool Copies(const std::string& source, const std::string& target, int fail_if_exists = 1) const {
+        return services->Copy_File(source.c_str(), target.c_str(), fail_if_exists) != 0;
+    }
+};
+
+TEST_F(Copy, TheTargetHoldsTheSameBytes) {
+    const std::string content = Rubbish(3000001);
+    const std::string source = scratch.Write("source.bin", content);
+    EXPECT_TRUE(Copies(source, scratch / "target.bin"));
+    EXPECT_EQ(Content_Of(scratch / "target.bin"), content);
+    EXPECT_EQ(Content_Of(source), content);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source.bin", "target.bin"));
+}
+
+TEST_F(Copy, AnEmptyFileIsCopied) {
+    EXPECT_TRUE(Copies(scratch.Write("source", ""), scratch / "target"));
+    EXPECT_EQ(std::filesystem::file_size(scratch / "target"), 0u);
+}
+
+TEST_F(Copy, AnExistingTargetIsLeftUntouched) {
+    const std::string source = scratch.Write("source", "new");
+    const std::string target = scratch.Write("target", "old");
+    EXPECT_FALSE(Copies(source, target));
+    EXPECT_EQ(Get_Last_Error(), 80u);
+    EXPECT_EQ(Content_Of(target), "old");
+    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
+}
+
+TEST_F(Copy, AnyFlagButZeroKeepsAnExistingTarget) {
+    const std::string source = scratch.Write("source", "new");
+    const std::string target = scratch.Write("target", "old");
+    EXPECT_FALSE(Copies(source, target, -1));
+    EXPECT_FALSE(Copies(source, target, 2));
+    EXPECT_EQ(Content_Of(target), "old");
+}
+
+TEST_F(Copy, WithoutTheFlagAnExistingTargetIsReplaced) {
+    const std::string source = scratch.Write("source", "new");
+    const std::string target = scratch.Write("target", "old, and longer than the new one");
+    EXPECT_TRUE(Copies(source, target, 0));
+    EXPECT_EQ(Content_Of(target), "new");
+    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
+}
+
+TEST_F(Copy, WithoutTheFlagAMissingTargetIsCreated) {
+    EXPECT_TRUE(Copies(scratch.Write("source", "new"), scratch / "target", 0));
+    EXPECT_EQ(Content_Of(scratch / "target"), "new");
+}
+
+TEST_F(Copy, AMissingSourceFails) {
+    EXPECT_FALSE(Copies(scratch / "missing", scratch / "target"));
+    EXPECT_EQ(Get_Last_Error(), 2u);
+    EXPECT_TRUE(scratch.Names().empty());
+}
+
+TEST_F(Copy, ASourceInAMissingDirectoryFails) {
+    EXPECT_FALSE(Copies(Join_Path(scratch / "missing", "source"), scratch / "target"));
+    EXPECT_EQ(Get_Last_Error(), 3u);
+    EXPECT_TRUE(scratch.Names().empty());
+}
+
+TEST_F(Copy, AMissingTargetDirectoryFails) {
+    const std::string source = scratch.Write("source");
+    EXPECT_FALSE(Copies(source, Join_Path(scratch / "missing", "target")));
+    EXPECT_EQ(Get_Last_Error(), 3u);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy, ADirectoryIsNoSource) {
+    const std::string source = scratch.Make_Directory("source");
+    EXPECT_FALSE(Copies(source, scratch / "target"));
+    EXPECT_EQ(Get_Last_Error(), 5u);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy, ADirectoryIsNoTarget) {
+    const std::string source = scratch.Write("source");
+    const std::string target = scratch.Make_Directory("target");
+    EXPECT_FALSE(Copies(source, target));
+    EXPECT_FALSE(Copies(source, target, 0));
+    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
+    EXPECT_TRUE(std::filesystem::is_empty(target));
+}
+
+TEST_F(Copy, AFileCopiedOntoItselfKeepsItsContent) {
+    const std::string source = scratch.Write("source", "content");
+    EXPECT_FALSE(Copies(source, source));
+    EXPECT_FALSE(Copies(source, source, 0));
+    EXPECT_EQ(Content_Of(source), "content");
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy, NamesThatForgeLinesAreRefused) {
+    const std::string source = scratch.Write("source");
+    for (const char* name : {"a\nb", "a\rb", "a\n"}) {
+        EXPECT_FALSE(Copies(source, scratch / name));
+        EXPECT_EQ(Get_Last_Error(), 123u);
+        EXPECT_FALSE(Copies(scratch / name, scratch / "target"));
+        EXPECT_EQ(Get_Last_Error(), 123u);
+    }
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy, EmptyNamesAreRefused) {
+    EXPECT_FALSE(Copies("", scratch / "target"));
+    EXPECT_FALSE(Copies(scratch.Write("source"), ""));
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy, TheReadOnlyAttributeIsCarriedOver) {
+    const std::string source = scratch.Write("source", "content");
+    Make_Read_Only(source);
+    EXPECT_TRUE(Copies(source, scratch / "target"));
+    EXPECT_EQ(Get_File_Attributes(scratch / "target") & Attribute_Read_Only, Attribute_Read_Only);
+    EXPECT_EQ(Content_Of(scratch / "target"), "content");
+}
+
+TEST_F(Copy, AReadOnlyCopyCanBeDeleted) {
+    const std::string source = scratch.Write("source");
+    Make_Read_Only(source);
+    EXPECT_TRUE(Copies(source, scratch / "target"));
+    EXPECT_TRUE(services->Delete_File(scratch / "target"));
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy, AWritableSourceGivesAWritableCopy) {
+    EXPECT_TRUE(Copies(scratch.Write("source"), scratch / "target"));
+    EXPECT_EQ(Get_File_Attributes(scratch / "target") & Attribute_Read_Only, 0u);
+}
+
+TEST_F(Copy, OneOfManyCopiesToOneTargetWins) {
+    constexpr int threads = 8;
+    for (int round = 0; round < 20; ++round) {
+        const std::string target = scratch / ("target" + std::to_string(round));
+        std::atomic<int> successes = 0;
+        std::atomic<int> winner = -1;
+        std::vector<std::thread> copiers;
+        for (int number = 0; number < threads; ++number) {
+            const std::string source =
+                scratch.Write("source" + std::to_string(number), std::string(100000, static_cast<char>('a' + number)));
+            copiers.emplace_back([&, number, source] {
+                if (Copies(source, target)) {
+                    ++successes;
+                    winner = number;
+                } else {
+                    EXPECT_EQ(Get_Last_Error(), 80u);
+                }
+            });
+        }
+        for (auto& copier : copiers) {
+            copier.join();
+        }
+        ASSERT_EQ(successes, 1);
+        EXPECT_EQ(Content_Of(target), std::string(100000, static_cast<char>('a' + winner)));
+    }
+    EXPECT_EQ(scratch.Names().size(), 20u + threads);
+}
+
+TEST_F(Copy, TheLastErrorBelongsToItsThread) {
+    EXPECT_FALSE(Copies(scratch / "missing", scratch / "target"));
+    std::thread([this] {
+        EXPECT_FALSE(Copies(scratch.Write("source"), Join_Path(scratch / "missing", "target")));
+        EXPECT_EQ(Get_Last_Error(), 3u);
+    }).join();
+    EXPECT_EQ(Get_Last_Error(), 2u);
+}
+
+} // namespace
+
+} // namespace QEL::Tests

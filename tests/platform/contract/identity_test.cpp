@@ -1,0 +1,120 @@
+// UUIDs, process, threads, time, and the comparison of names.
+
+#include "util/system/Process.h"
+#include "util/text/Multibyte_Compare.h"
+#include "util/uuid/Generate_Uuid.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <regex>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace FrontEnd::Util;
+
+TEST(Uuid, HasTheUsualShape) {
+    const std::regex shape("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
+    for (int count = 0; count < 100; ++count) {
+        const std::string uuid = Generate_Uuid();
+        EXPECT_TRUE(std::regex_match(uuid, shape)) << uuid;
+    }
+}
+
+TEST(Uuid, IsAnotherEveryTime) {
+    std::set<std::string> uuids;
+    for (int count = 0; count < 20000; ++count) {
+        uuids.insert(Generate_Uuid());
+    }
+    EXPECT_EQ(uuids.size(), 20000u);
+}
+
+TEST(Uuid, IsAnotherInEveryThread) {
+    std::set<std::string> uuids;
+    std::mutex guard;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([&] {
+            for (int count = 0; count < 500; ++count) {
+                const std::string uuid = Generate_Uuid();
+                const std::lock_guard lock(guard);
+                uuids.insert(uuid);
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(uuids.size(), 4000u);
+}
+
+TEST(Process, HasAnId) {
+    EXPECT_GT(Process_Id(), 0);
+    EXPECT_EQ(Process_Id(), Process_Id());
+}
+
+TEST(Process, ThreadsHaveIdsOfTheirOwn) {
+    const int id = Thread_Id();
+    EXPECT_GT(id, 0);
+    EXPECT_EQ(Thread_Id(), id);
+    int id_of_other = id;
+    std::thread([&] {
+        id_of_other = Thread_Id();
+        EXPECT_EQ(Thread_Id(), id_of_other);
+    }).join();
+    EXPECT_NE(id_of_other, id);
+    EXPECT_EQ(Thread_Id(), id);
+}
+
+TEST(Process, KnowsItsProgram) {
+    const std::filesystem::path program = Program_Path();
+    EXPECT_TRUE(program.is_absolute()) << program;
+    EXPECT_TRUE(std::filesystem::is_regular_file(program)) << program;
+    EXPECT_EQ(program.stem(), "platform_contract");
+}
+
+TEST(Process, LocalTimeIsTheTimeHere) {
+    const std::time_t before = std::time(nullptr);
+    std::tm local = Local_Time();
+    const std::time_t after = std::time(nullptr);
+    const std::time_t told = std::mktime(&local);
+    EXPECT_GE(told, before);
+    EXPECT_LE(told, after);
+}
+
+TEST(Compare_Ignoring_Case, EqualTextsAreEqual) {
+    EXPECT_EQ(Compare_Ignoring_Case("", ""), 0);
+    EXPECT_EQ(Compare_Ignoring_Case("C:\\Cache\\A.xml", "C:\\Cache\\A.xml"), 0);
+}
+
+TEST(Compare_Ignoring_Case, LetterCaseDoesNotCount) {
+    EXPECT_EQ(Compare_Ignoring_Case("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"), 0);
+    EXPECT_EQ(Compare_Ignoring_Case(".eXe", ".ExE"), 0);
+}
+
+TEST(Compare_Ignoring_Case, OnlyLettersHaveCase) {
+    EXPECT_NE(Compare_Ignoring_Case("@", "`"), 0);
+    EXPECT_NE(Compare_Ignoring_Case("[", "{"), 0);
+    EXPECT_NE(Compare_Ignoring_Case("\\", "|"), 0);
+    EXPECT_NE(Compare_Ignoring_Case("1", "Q"), 0);
+}
+
+TEST(Compare_Ignoring_Case, TellsWhichComesFirst) {
+    EXPECT_LT(Compare_Ignoring_Case("abc", "ABD"), 0);
+    EXPECT_GT(Compare_Ignoring_Case("ABD", "abc"), 0);
+    EXPECT_LT(Compare_Ignoring_Case("ab", "ABC"), 0);
+    EXPECT_GT(Compare_Ignoring_Case("ABC", "ab"), 0);
+    EXPECT_LT(Compare_Ignoring_Case("", "a"), 0);
+    EXPECT_GT(Compare_Ignoring_Case("a", ""), 0);
+}
+
+} // namespace
+
+} // namespace QEL::Tests
