@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -35,12 +36,12 @@ inline std::string Text_File(const std::vector<std::string>& lines) {
 class Cache_Fixture : public testing::Test {
 protected:
     Cache_Fixture() {
-        g_services.Reset();
         QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
         const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-        directory =
-            std::filesystem::temp_directory_path() / (std::string("qel_unit_") + test->test_suite_name() + "_" +
-                                                      test->name() + "_" + std::to_string(std::random_device()()));
+        std::string name = std::string("qel_unit_") + test->test_suite_name() + "_" + test->name() + "_" +
+                           std::to_string(std::random_device()());
+        std::replace(name.begin(), name.end(), '/', '_'); // in the names of parameterised tests
+        directory = std::filesystem::temp_directory_path() / name;
         std::filesystem::create_directories(directory);
         cache_directory = directory.string();
         Recorded_Trace::Forget();
@@ -93,6 +94,10 @@ protected:
         return path;
     }
 
+    /// Before the cache: its construction already asks the services.
+    struct Fresh_Script {
+        Fresh_Script() { g_services.Reset(); }
+    } fresh_script;
     std::filesystem::path directory;
     std::string cache_directory;
     std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "tests/unit/support/Cache_Fixture.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// The result of a call by its bits.
+inline constexpr QEL::FrontEnd::FileCache::HResult Result_Of(std::uint32_t bits) {
+    return static_cast<QEL::FrontEnd::FileCache::HResult>(bits);
+}
+
+inline constexpr auto Certificate_Error = Result_Of(0x80072F0D); ///< 12045, a transport error
+inline constexpr auto Access_Denied = Result_Of(0x80070005);     ///< 5, a system error of another kind
+inline constexpr auto Unspecified = Result_Of(0x80004005);       ///< no system error
+
+/// A cache with a directory, a web server that answers with a landscape file, and a second client
+/// that would get another version of it.
+class Http_Fixture : public Cache_Fixture {
+protected:
+    using HResult = QEL::FrontEnd::FileCache::HResult;
+    using Response_Body = QEL::FrontEnd::FileCache::Response_Body;
+    using Request_Script = Scripted_Services::Request_Script;
+
+    void SetUp() override {
+        Use_Cache_Directory();
+        Script().headers = {{"Last-Modified", stamp}, {"Content-Type", "text/xml"}};
+        Script().change_body = [this](Response_Body& claimed) {
+            claimed.data = body.data();
+            claimed.upper_bound = static_cast<std::int32_t>(body.size()) - 1;
+        };
+        Script().description = "What the system says.";
+        g_services.client.headers = {{"Last-Modified", second_stamp}, {"Content-Type", "text/plain"}};
+        g_services.client.body = second_body;
+        g_services.uuids = {uuid};
+    }
+
+    void TearDown() override {
+        EXPECT_EQ(g_services.requests_alive, 0) << "a request object was not released";
+        EXPECT_EQ(g_services.bodies_locked, 0) << "a body was not released";
+    }
+
+    /// The script of the request object.
+    static Request_Script& Script() { return g_services.requests.front(); }
+
+    /// The path of the copy that the next download gets.
+    std::string Copy_Path(const std::string& extension = ".xml") const { return In_Cache(uuid + extension); }
+
+    /// The text that a failed call of the request object is told with.
+    std::string Com_Error_Text() const {
+        return std::string(39, '=') + "\nFile: " + url + "\nDescription: What the system says.\n";
+    }
+
+    /// The names of the files in the cache directory.
+    std::vector<std::string> Files_In_Cache() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+    const std::string url = "https://server/landscape.xml";
+    const std::string uuid = "a1b2c3d4-0001-0002-0003-112233445566";
+    const std::string stamp = "Tue, 01 Jan 2019 10:00:00 GMT";
+    const std::string second_stamp = "Wed, 02 Jan 2019 11:00:00 GMT";
+    std::string body = "<landscape/>";
+    const std::string second_body = "second body";
+};
