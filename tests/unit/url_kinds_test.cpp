@@ -1,5 +1,7 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
+#include <limits>
+
 using namespace Recorded_Trace;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -9,21 +11,142 @@ namespace {
 class Url_Kinds : public Cache_Fixture {};
 
 TEST_F(Url_Kinds, HttpAndHttpsInLowerCaseAreInternetUrls) {
-    EXPECT_TRUE(cache.Is_Inet_URL("http://server/file.xml"));
-    EXPECT_TRUE(cache.Is_Inet_URL("https://server/file.xml"));
-    EXPECT_TRUE(cache.Is_Inet_URL("http:"));
-    EXPECT_FALSE(cache.Is_Inet_URL("http"));
-    EXPECT_FALSE(cache.Is_Inet_URL("HTTP://server/file.xml"));
-    EXPECT_FALSE(cache.Is_Inet_URL("Https://server/file.xml"));
-    EXPECT_FALSE(cache.Is_Inet_URL("ftp://server/file.xml"));
-    EXPECT_FALSE(cache.Is_Inet_URL(""));
+    for (const char* const url :
+         {"http://server/file.xml", "https://server/file.xml", "http:", "https:", "http:anything", "https:/"}) {
+        EXPECT_TRUE(cache.Is_Inet_URL(url)) << url;
+    }
+    for (const char* const url :
+         {"", "h", "http", "https", "HTTP://server/file.xml", "Http://server/file.xml", "Https://server/file.xml",
+          "httpS://server/file.xml", "ftp://server/file.xml", "ftp:", "file:///C:/file.xml", " http://server/file.xml",
+          "xhttp://server/file.xml", "httpx://server/file.xml", "C:\\http:\\file.xml", "\\\\server\\http:"}) {
+        EXPECT_FALSE(cache.Is_Inet_URL(url)) << url;
+    }
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Url_Kinds, FileInLowerCaseIsAFileUrl) {
+    for (const char* const url :
+         {"file:///C:/file.xml", "file://server/share/file.xml", "file:", "file:C:\\file.xml"}) {
+        EXPECT_TRUE(cache.Is_File_URL(url)) << url;
+    }
+    for (const char* const url : {"", "f", "file", "FILE:///C:/file.xml", "File:///C:/file.xml", "http://server/file:",
+                                  " file:///C:/file.xml", "files:///C:/file.xml", "C:\\file:\\file.xml"}) {
+        EXPECT_FALSE(cache.Is_File_URL(url)) << url;
+    }
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Url_Kinds, TwoBackslashesMakeAShareWithoutAnyQuestion) {
+    for (const char* const url : {"\\\\server\\share\\file.xml", "\\\\", "\\\\\\", "\\\\?\\C:\\file.xml"}) {
+        EXPECT_TRUE(cache.Is_File_Share(url)) << url;
+    }
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Url_Kinds, ATextWithoutDriveIsNoShare) {
+    for (const char* const url : {"", "\\", "\\share\\file.xml", "//server/share/file.xml", "\\/server/share",
+                                  "/\\server\\share", "relative\\file.xml", "http://server/file.xml"}) {
+        Forget();
+        EXPECT_FALSE(cache.Is_File_Share(url)) << url;
+        EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(" + std::string(url) + ")"));
+    }
+}
+
+TEST_F(Url_Kinds, OnlyTheNumbers0To25AreDrives) {
+    os->on_get_drive_type = [](const std::string&) { return 4U; };
+    for (const int number :
+         {-1, 26, 27, 255, 256, 1000, -26, -256, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+        os->on_get_drive_number = [&](const std::string&) { return number; };
+        EXPECT_FALSE(cache.Is_File_Share("D:\\file.xml")) << number;
+    }
+    EXPECT_EQ(os->Calls_Of("Get_Drive_Type"), 0U);
+
+    for (int number = 0; number < 26; ++number) {
+        os->on_get_drive_number = [&](const std::string&) { return number; };
+        Forget();
+        EXPECT_TRUE(cache.Is_File_Share("text")) << number;
+        const std::string root = {static_cast<char>('A' + number), ':'};
+        EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(text)", "Get_Drive_Type(" + root + ")"));
+    }
+}
+
+TEST_F(Url_Kinds, TheRootBearsTheLetterInUpperCase) {
+    EXPECT_FALSE(cache.Is_File_Share("c:\\data\\file.xml"));
+    EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(c:\\data\\file.xml)", "Get_Drive_Type(C:)"));
 }
 
 TEST_F(Url_Kinds, AnyDriveButAFixedDiskIsAShare) {
+    unsigned int type = 0;
+    os->on_get_drive_type = [&](const std::string&) { return type; };
+    for (const unsigned int share_type : {0U, 1U, 2U, 4U, 5U, 6U, 7U, 0x103U, 0xFFFFFFFFU}) {
+        type = share_type;
+        EXPECT_TRUE(cache.Is_File_Share("C:\\data\\file.xml")) << share_type;
+    }
+    type = 3;
+    EXPECT_FALSE(cache.Is_File_Share("C:\\data\\file.xml"));
+}
+
+TEST_F(Url_Kinds, EachTestTracesItsCallAndItsResult) {
+    cache.Is_Inet_URL("http://s/f");
+    EXPECT_EQ(All(), Kind_Test("Is_Inet_URL", "http://s/f", true));
+    Forget();
+    cache.Is_Inet_URL("ftp://s/f");
+    EXPECT_EQ(All(), Kind_Test("Is_Inet_URL", "ftp://s/f", false));
+    Forget();
+    cache.Is_File_URL("file:x");
+    EXPECT_EQ(All(), Kind_Test("Is_File_URL", "file:x", true));
+    Forget();
+    cache.Is_File_URL("");
+    EXPECT_EQ(All(), Kind_Test("Is_File_URL", "", false));
+    Forget();
+    cache.Is_File_Share("\\\\s\\f");
+    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "\\\\s\\f", true));
+    Forget();
+    cache.Is_File_Share("f");
+    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "f", false));
+    Forget();
+    cache.Is_File_Share("C:\\f");
+    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "C:\\f", false));
+}
+
+TEST_F(Url_Kinds, AnInternetUrlIsNotLocal) {
+    EXPECT_FALSE(cache.Is_Local("https://server/file.xml"));
+    EXPECT_EQ(All(), Is_Local_Inet("https://server/file.xml"));
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Url_Kinds, AFileUrlIsNotLocalAndNoShare) {
+    const std::string url = "file://server/share/file.xml";
+    EXPECT_FALSE(cache.Is_Local(url));
+    EXPECT_EQ(All(), Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, false) +
+                         Kind_Test("Is_File_URL", url, true) + Return("Is_Local", "false"));
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_FALSE(cache.Is_File_Share(url));
+}
+
+TEST_F(Url_Kinds, AShareIsNotLocal) {
+    EXPECT_FALSE(cache.Is_Local("\\\\server\\share\\file.xml"));
+    EXPECT_EQ(All(), Is_Local_Share("\\\\server\\share\\file.xml"));
+}
+
+TEST_F(Url_Kinds, APathOnAMappedDriveIsNotLocal) {
     os->on_get_drive_type = [](const std::string&) { return 4U; };
-    EXPECT_TRUE(cache.Is_File_Share("c:\\data\\file.xml"));
-    EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(c:\\data\\file.xml)", "Get_Drive_Type(C:)"));
-    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "c:\\data\\file.xml", true));
+    EXPECT_FALSE(cache.Is_Local("N:\\file.xml"));
+    EXPECT_EQ(All(), Is_Local_Share("N:\\file.xml"));
+}
+
+TEST_F(Url_Kinds, EverythingElseIsLocal) {
+    for (const char* const url : {"", "C:\\data\\file.xml", "relative\\file.xml", "//server/share/file.xml",
+                                  "HTTP://server/file.xml", "FILE:///C:/file.xml", "ftp://server/file.xml", "http"}) {
+        Recorded_Trace::Forget();
+        EXPECT_TRUE(cache.Is_Local(url)) << url;
+        EXPECT_EQ(All(), Is_Local_Path(url));
+    }
+}
+
+TEST_F(Url_Kinds, ATextWithPercentSignsIsTracedAsItStands) {
+    cache.Is_Local("C:\\100%s%n%d");
+    EXPECT_EQ(All(), Is_Local_Path("C:\\100%s%n%d"));
 }
 
 } // namespace

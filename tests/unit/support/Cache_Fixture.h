@@ -36,7 +36,6 @@ inline std::string Text_File(const std::vector<std::string>& lines) {
 class Cache_Fixture : public testing::Test {
 protected:
     Cache_Fixture() {
-        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
         const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
         std::string name = std::string("qel_unit_") + test->test_suite_name() + "_" + test->name() + "_" +
                            std::to_string(std::random_device()());
@@ -94,10 +93,18 @@ protected:
         return path;
     }
 
-    /// Before the cache: its construction already asks the services.
+private:
+    /// The first member: the cache below is built on a fresh script and a fresh trace.
     struct Fresh_Script {
-        Fresh_Script() { g_services.Reset(); }
-    } fresh_script;
+        Fresh_Script() {
+            g_services.Reset();
+            Recorded_Trace::Forget();
+            QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+        }
+    };
+    Fresh_Script m_Fresh_Script;
+
+protected:
     std::filesystem::path directory;
     std::string cache_directory;
     std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();

@@ -1,0 +1,106 @@
+#include "tests/unit/support/Api_Lock.h"
+#include "tests/unit/support/Cache_Fixture.h"
+
+#include <chrono>
+#include <functional>
+#include <future>
+
+using namespace Recorded_Trace;
+using testing::IsEmpty;
+
+namespace {
+
+/// The public operations exclude each other, from their first record to their last.
+class Api_Lock : public Cache_Fixture {
+protected:
+    /// Expects each record and each directory question of `operation` under the lock, and the lock
+    /// free afterwards.
+    void Expect_Locked_Throughout(const std::function<void()>& operation) {
+        Forget();
+        std::size_t records = 0;
+        std::size_t records_under_lock = 0;
+        During_Each([&] {
+            ++records;
+            records_under_lock += Api_Lock_Is_Held() ? 1 : 0;
+        });
+        operation();
+        EXPECT_GT(records, 0U);
+        EXPECT_EQ(records_under_lock, records);
+        EXPECT_FALSE(Api_Lock_Is_Held());
+    }
+
+    /// Expects `operation` to begin only when the lock, held elsewhere, is free.
+    void Expect_To_Wait(const std::function<void()>& operation) {
+        Forget();
+        std::unique_lock held(QEL::FrontEnd::FileCache::s_api_mutex);
+        auto done = std::async(std::launch::async, operation);
+        EXPECT_EQ(done.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+        EXPECT_THAT(All(), IsEmpty());
+        EXPECT_THAT(os->calls, IsEmpty());
+        held.unlock();
+        done.get();
+        EXPECT_FALSE(All().empty());
+    }
+
+    std::string Get(const std::string& url, int request_kind = 213) {
+        bool download_error = false;
+        return cache.Get_Cached_File_and_Status(url, request_kind, download_error, nullptr, nullptr);
+    }
+};
+
+TEST_F(Api_Lock, IsHeldForTheWholeOfSettingTheDirectory) {
+    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(""); });
+    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(In_Cache("missing")); });
+    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(cache_directory); });
+    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(cache_directory); });
+}
+
+TEST_F(Api_Lock, IsHeldForTheWholeOfALookup) {
+    os->expiry_minutes = 60;
+    Expect_Locked_Throughout([&] { Get("http://server/too-early.xml"); });
+    Use_Cache_Directory();
+    Expect_Locked_Throughout([&] { Get("http://server/file.xml"); });
+    Expect_Locked_Throughout([&] { Get("http://server/file.xml"); });
+    Expect_Locked_Throughout([&] { Get(In_Cache("missing.xml")); });
+    Expect_Locked_Throughout([&] { Get(Write_File(In_Cache("local.xml"), "")); });
+    Expect_Locked_Throughout([&] { Get("file:unsupported"); });
+    Expect_Locked_Throughout([&] { cache.Get_Cached_File("http://server/other.xml"); });
+    Expect_Locked_Throughout([&] { Get("\\\\server\\share\\file.xml"); });
+    g_services.on_path_exists = [](const std::string&) { return true; };
+    g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
+    Expect_Locked_Throughout([&] { Get("\\\\server\\share\\file.xml", 201); });
+}
+
+TEST_F(Api_Lock, IsHeldWhileARequestIsSent) {
+    Use_Cache_Directory();
+    bool held = false;
+    g_services.requests[0].during_send = [&] { held = Api_Lock_Is_Held(); };
+    Get("http://server/file.xml");
+    EXPECT_TRUE(held);
+}
+
+TEST_F(Api_Lock, IsHeldForTheWholeOfClearing) {
+    Use_Cache_Directory();
+    Cache_Copy("http://server/a", "a.txt", "", 0);
+    Expect_Locked_Throughout([&] { cache.Clear(); });
+    Expect_Locked_Throughout([&] { cache.Clear(); });
+}
+
+TEST_F(Api_Lock, IsHeldForTheWholeOfPurging) {
+    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
+    Use_Cache_Directory();
+    Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "");
+    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
+    os->on_directory_exists = [](const std::string&) { return false; };
+    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
+}
+
+TEST_F(Api_Lock, EveryOperationWaitsForIt) {
+    Expect_To_Wait([&] { cache.Set_Cache_Directory(""); });
+    Expect_To_Wait([&] { Get("http://server/file.xml"); });
+    Expect_To_Wait([&] { cache.Get_Cached_File("http://server/file.xml"); });
+    Expect_To_Wait([&] { cache.Clear(); });
+    Expect_To_Wait([&] { cache.Purge_Cache_Folder(); });
+}
+
+} // namespace

@@ -1,0 +1,266 @@
+#include "tests/unit/support/Cache_Fixture.h"
+
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <type_traits>
+
+#include "tests/unit/support/Api_Lock.h"
+
+using namespace Recorded_Trace;
+using QEL::FrontEnd::FileCache::CacheEntry;
+using QEL::FrontEnd::FileCache::CFileCache;
+using QEL::FrontEnd::FileCache::IFileCache;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+static_assert(std::is_base_of_v<IFileCache, CFileCache>);
+static_assert(std::is_convertible_v<CFileCache*, IFileCache*>);
+static_assert(std::is_abstract_v<IFileCache>);
+static_assert(std::is_copy_constructible_v<CFileCache> && std::is_copy_assignable_v<CFileCache>);
+static_assert(std::is_constructible_v<CFileCache, std::shared_ptr<QEL::FrontEnd::OSWRAPI::IOSWrapper>>);
+static_assert(std::has_virtual_destructor_v<IFileCache>);
+static_assert(std::is_same_v<decltype(CacheEntry::last_checked_remotely), std::uint64_t>);
+
+class Construction : public Cache_Fixture {
+protected:
+    static constexpr auto Ignore_All_Errors = static_cast<decltype(CFileCache::m_Cert_Error_Handling_Mode)>(2);
+
+    /// Gives every member of `object` a value that a new object does not have.
+    static void Fill(CFileCache& object) {
+        object.m_Cache_Entries["http://server/a"] = {"C:\\cache\\a.xml", "yesterday", 17};
+        object.m_Cache_Directory = "C:\\cache";
+        object.m_Obsolete_Files_Cleaned = true;
+        object.m_Connect_Timeout = 5000;
+        object.m_errHTTPFileDownLoad = 2;
+        object.m_errFileShareDownLoad = 4;
+        object.m_Cert_Error_Handling_Mode = Ignore_All_Errors;
+        object.m_Cert_Error_Parameters = {"https://server/a", "https://server/b"};
+        object.m_Cert_Error_Detected = true;
+        object.m_Additional_Error_Info = "certificate expired";
+    }
+
+    void Expect_Filled(const CFileCache& object) const {
+        ASSERT_EQ(object.m_Cache_Entries.size(), 1U);
+        const CacheEntry& entry = object.m_Cache_Entries.at("http://server/a");
+        EXPECT_EQ(entry.cached_file, "C:\\cache\\a.xml");
+        EXPECT_EQ(entry.last_modified, "yesterday");
+        EXPECT_EQ(entry.last_checked_remotely, 17U);
+        EXPECT_EQ(object.m_Cache_Directory, "C:\\cache");
+        EXPECT_TRUE(object.m_Magic.Is_Initialized());
+        EXPECT_EQ(object.m_OS_Wrapper, os);
+        EXPECT_TRUE(object.m_Obsolete_Files_Cleaned);
+        EXPECT_EQ(object.m_Connect_Timeout, 5000);
+        EXPECT_EQ(object.m_errHTTPFileDownLoad, 2);
+        EXPECT_EQ(object.m_errFileShareDownLoad, 4);
+        EXPECT_EQ(object.m_Cert_Error_Handling_Mode, Ignore_All_Errors);
+        EXPECT_THAT(object.m_Cert_Error_Parameters, ElementsAre("https://server/a", "https://server/b"));
+        EXPECT_TRUE(object.m_Cert_Error_Detected);
+        EXPECT_EQ(object.m_Additional_Error_Info, "certificate expired");
+    }
+
+    static void Expect_New(const CFileCache& object) {
+        EXPECT_THAT(object.m_Cache_Entries, IsEmpty());
+        EXPECT_EQ(object.m_Cache_Directory, "");
+        EXPECT_FALSE(object.m_Obsolete_Files_Cleaned);
+        EXPECT_EQ(object.m_Connect_Timeout, 0);
+        EXPECT_EQ(object.m_errHTTPFileDownLoad, 0);
+        EXPECT_EQ(object.m_errFileShareDownLoad, 0);
+        EXPECT_EQ(static_cast<int>(object.m_Cert_Error_Handling_Mode), 0);
+        EXPECT_THAT(object.m_Cert_Error_Parameters, IsEmpty());
+        EXPECT_FALSE(object.m_Cert_Error_Detected);
+        EXPECT_EQ(object.m_Additional_Error_Info, "");
+    }
+};
+
+TEST_F(Construction, ANewObjectIsEmptyAndReady) {
+    const CFileCache fresh(os);
+    Expect_New(fresh);
+    EXPECT_TRUE(fresh.m_Magic.Is_Initialized());
+    EXPECT_EQ(fresh.m_OS_Wrapper, os);
+}
+
+TEST_F(Construction, MembersAreSetWhateverTheMemoryHeldBefore) {
+    alignas(CFileCache) std::byte memory[sizeof(CFileCache)];
+    std::fill(std::begin(memory), std::end(memory), std::byte{0xA5});
+    auto* const fresh = ::new (static_cast<void*>(memory)) CFileCache(os);
+    Expect_New(*fresh);
+    fresh->~CFileCache();
+}
+
+TEST_F(Construction, TracesTheCallAndThePreparationOfTheDetector) {
+    const CFileCache fresh(os);
+    EXPECT_EQ(All(), Call("CFileCache") + Call("Initialize_Mime") +
+                         Data("Initialize_Mime", "MIME magic is not initialized.\n"));
+    EXPECT_EQ(g_services.magic_loaded, 2) << "once for the fixture's object, once for this one";
+}
+
+TEST_F(Construction, TouchesNeitherDiskNorConfiguration) {
+    Forget();
+    const CFileCache fresh(os);
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_THAT(g_services.registry_calls, IsEmpty());
+    EXPECT_THAT(g_services.path_calls, IsEmpty());
+    EXPECT_THAT(g_services.magic_calls, IsEmpty());
+    EXPECT_THAT(g_services.request_calls, IsEmpty());
+    EXPECT_THAT(g_services.client_calls, IsEmpty());
+    EXPECT_EQ(g_services.cert_parameters_read, 0);
+    EXPECT_EQ(g_services.os_created, 0);
+}
+
+TEST_F(Construction, AnInitialisedDetectorIsNotLoadedAgain) {
+    ASSERT_TRUE(cache.m_Magic.Is_Initialized());
+    const int loaded = g_services.magic_loaded;
+    cache.Initialize_Mime();
+    EXPECT_EQ(g_services.magic_loaded, loaded);
+    EXPECT_EQ(All(), Call("Initialize_Mime"));
+}
+
+TEST_F(Construction, ADetectorThatStaysUninitialisedIsNoFailure) {
+    g_services.magic_loads = false;
+    CFileCache fresh(os);
+    EXPECT_FALSE(fresh.m_Magic.Is_Initialized());
+    Expect_New(fresh);
+
+    g_services.magic_loads = true;
+    Forget();
+    fresh.Initialize_Mime();
+    EXPECT_TRUE(fresh.m_Magic.Is_Initialized());
+    EXPECT_EQ(All(), Call("Initialize_Mime") + Data("Initialize_Mime", "MIME magic is not initialized.\n"));
+}
+
+TEST_F(Construction, ServicesAreSharedNotCopied) {
+    const auto owners = os.use_count();
+    {
+        const CFileCache fresh(os);
+        EXPECT_EQ(os.use_count(), owners + 1);
+        const CFileCache copy(fresh);
+        EXPECT_EQ(os.use_count(), owners + 2);
+    }
+    EXPECT_EQ(os.use_count(), owners);
+}
+
+TEST_F(Construction, ACopyHasEveryMemberAndTracesNothing) {
+    Fill(cache);
+    Forget();
+    const int loaded = g_services.magic_loaded;
+    const CFileCache copy(cache);
+    EXPECT_THAT(All(), IsEmpty());
+    EXPECT_EQ(g_services.magic_loaded, loaded);
+    Expect_Filled(copy);
+    Expect_Filled(cache);
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Construction, ACopyOfAnUninitialisedDetectorIsUninitialised) {
+    g_services.magic_loads = false;
+    const CFileCache fresh(os);
+    const CFileCache copy(fresh);
+    EXPECT_FALSE(copy.m_Magic.Is_Initialized());
+    cache = fresh;
+    EXPECT_FALSE(cache.m_Magic.Is_Initialized());
+}
+
+TEST_F(Construction, ACopyLeadsALifeOfItsOwn) {
+    Fill(cache);
+    CFileCache copy(cache);
+    copy.m_Cache_Entries["http://server/a"].last_modified = "today";
+    copy.m_Cache_Entries["http://server/b"] = {};
+    copy.m_Cache_Directory = "D:\\other";
+    copy.m_Cert_Error_Parameters.clear();
+    copy.m_Additional_Error_Info.clear();
+    copy.m_Obsolete_Files_Cleaned = false;
+    Expect_Filled(cache);
+}
+
+TEST_F(Construction, AssignmentReplacesEveryMemberAndTracesNothing) {
+    Fill(cache);
+    const auto other_os = std::make_shared<Scripted_OS>();
+    CFileCache target(other_os);
+    target.m_Cache_Entries["http://server/z"] = {"z", "z", 1};
+    target.m_Cert_Error_Parameters = {"1", "2", "3"};
+    Forget();
+    CFileCache& result = (target = cache);
+    EXPECT_EQ(&result, &target);
+    EXPECT_THAT(All(), IsEmpty());
+    Expect_Filled(target);
+    Expect_Filled(cache);
+    EXPECT_EQ(other_os.use_count(), 1);
+    target.m_Cache_Entries.clear();
+    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
+}
+
+TEST_F(Construction, AssignmentToItselfChangesNothing) {
+    Fill(cache);
+    Forget();
+    const CFileCache& same = cache;
+    cache = same;
+    EXPECT_THAT(All(), IsEmpty());
+    Expect_Filled(cache);
+}
+
+TEST_F(Construction, TheInterfaceCanBeCopiedWithoutEffect) {
+    Fill(cache);
+    CFileCache other(os);
+    static_cast<IFileCache&>(other) = static_cast<const IFileCache&>(cache);
+    Expect_New(other);
+}
+
+TEST_F(Construction, DestructionSavesNothingDeletesNothingAndTracesNothing) {
+    std::string copy_path;
+    {
+        CFileCache short_lived(os);
+        ASSERT_TRUE(short_lived.Set_Cache_Directory(cache_directory));
+        copy_path = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "content");
+        short_lived.m_Cache_Entries["http://server/a"] = {copy_path, "m", 1};
+        Forget();
+    }
+    EXPECT_THAT(All(), IsEmpty());
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_EQ(Content(copy_path), "content");
+    EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
+}
+
+TEST_F(Construction, DestructionWorksThroughTheInterface) {
+    const auto owners = os.use_count();
+    std::unique_ptr<IFileCache> object = std::make_unique<CFileCache>(os);
+    EXPECT_EQ(os.use_count(), owners + 1);
+    object.reset();
+    EXPECT_EQ(os.use_count(), owners);
+}
+
+TEST_F(Construction, TheSeparatorIs39EqualsSignsInEveryState) {
+    Forget();
+    EXPECT_EQ(cache.Get_Msg_Separator(), std::string(39, '='));
+    Fill(cache);
+    const IFileCache& through_interface = cache;
+    EXPECT_EQ(through_interface.Get_Msg_Separator(), "=======================================");
+    EXPECT_THAT(All(), IsEmpty());
+}
+
+TEST_F(Construction, TheAdditionalErrorInfoIsACopyOfTheMember) {
+    Forget();
+    EXPECT_EQ(cache.Get_Additional_Error_Info(), "");
+    cache.m_Additional_Error_Info = "line 1\nline 2\n";
+    std::string info = cache.Get_Additional_Error_Info();
+    EXPECT_EQ(info, "line 1\nline 2\n");
+    info.clear();
+    EXPECT_EQ(cache.m_Additional_Error_Info, "line 1\nline 2\n");
+    EXPECT_THAT(All(), IsEmpty());
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Construction, TheTextAccessorsTakeNoLock) {
+    cache.m_Additional_Error_Info = "info";
+    std::unique_lock held(QEL::FrontEnd::FileCache::s_api_mutex);
+    auto texts =
+        std::async(std::launch::async, [&] { return cache.Get_Additional_Error_Info() + cache.Get_Msg_Separator(); });
+    const bool answered = texts.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+    held.unlock();
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(texts.get(), "info" + std::string(39, '='));
+}
+
+} // namespace
