@@ -19,7 +19,7 @@ protected:
         Forget();
         std::size_t records = 0;
         std::size_t records_under_lock = 0;
-        During_Each([&] {
+        const During_Each check([&] {
             ++records;
             records_under_lock += Api_Lock_Is_Held() ? 1 : 0;
         });

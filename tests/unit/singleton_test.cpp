@@ -31,7 +31,7 @@ const First_Call& The_First_Call() {
         Forget();
         const int os_created = g_services.os_created;
         const int magic_loaded = g_services.magic_loaded;
-        During_Each([&] { call.locked_throughout = call.locked_throughout && Api_Lock_Is_Held(); });
+        const During_Each check([&] { call.locked_throughout = call.locked_throughout && Api_Lock_Is_Held(); });
         call.instance = IFileCache::Instance();
         call.records = All();
         call.raw_texts = Raw_Texts();
@@ -103,7 +103,7 @@ TEST_F(Singleton, EachCallAddsAnOwner) {
 TEST_F(Singleton, CallsAreMadeUnderTheLock) {
     EXPECT_TRUE(The_First_Call().locked_throughout);
     bool locked_throughout = true;
-    During_Each([&] { locked_throughout = locked_throughout && Api_Lock_Is_Held(); });
+    const During_Each check([&] { locked_throughout = locked_throughout && Api_Lock_Is_Held(); });
     IFileCache::Instance();
     EXPECT_TRUE(locked_throughout);
     EXPECT_FALSE(Api_Lock_Is_Held());

@@ -101,11 +101,14 @@ std::vector<std::string> Raw_Texts() {
 
 void Forget() {
     s_records.clear();
-    s_during_each = nullptr;
 }
 
-void During_Each(std::function<void()> action) {
+During_Each::During_Each(std::function<void()> action) {
     s_during_each = std::move(action);
+}
+
+During_Each::~During_Each() {
+    s_during_each = nullptr;
 }
 
 Records Call(const std::string& method) {

@@ -38,8 +38,16 @@ Records Above_Additional_Data();
 /// The texts as they were written, prefix included.
 std::vector<std::string> Raw_Texts();
 void Forget();
-/// Runs with each record that is written, until it is replaced or Forget() is called.
-void During_Each(std::function<void()> action);
+
+/// Runs an action with each record that is written during the life of the object.
+class During_Each {
+public:
+    explicit During_Each(std::function<void()> action);
+    During_Each(const During_Each&) = delete;
+    During_Each& operator=(const During_Each&) = delete;
+    ~During_Each();
+};
+
 /// For the recording writer.
 void Add(int level, const char* format, std::va_list arguments);
 
