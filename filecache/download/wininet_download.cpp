@@ -61,7 +61,7 @@ bool CFileCache::Process_Inet_URL_By_WinInet(int http_type, const std::string& u
 }
 
 bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& url, bool& download_error,
-                                              CacheEntry& entry) {
+                                              CacheEntry& entry) try {
     TRACE_CALL("url='%s'", url.c_str());
     TRACE_DATA("Opening and sending HTTP request with URL '%s'.\n", url.c_str());
     TRACE_DATA("HTTP type: '%s'.\n", http_type == Http_Head ? "HEAD" : "GET");
@@ -95,6 +95,12 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     }
     download_error = false;
     return true;
+} catch (...) { // an attempt that failed like any other: the older copy may stand in
+    TRACE_ERROR("Downloading from URL '%s' failed.\n", url.c_str());
+    TRACE_RETURN("%s", Shown(false));
+    m_errHTTPFileDownLoad = http_type == Http_Head ? Http_Check_Failed : Http_Download_Failed;
+    download_error = true;
+    return false;
 }
 
 } // namespace QEL::FrontEnd::FileCache

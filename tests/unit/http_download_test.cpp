@@ -723,6 +723,19 @@ TEST_F(Http_Download, FailsWhenTheCopyCannotBeNamed) {
     }
 }
 
+TEST_F(Http_Download, FailsWhenTheSecondClientsCopyCannotBeNamed) {
+    Script().send = Certificate_Error;
+    g_services.uuid_throws = true;
+    download_error = false;
+    EXPECT_EQ(Download(), "");
+    EXPECT_TRUE(download_error);
+    EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
+    EXPECT_EQ(g_services.client_calls.back(), "~HttpClient");
+    EXPECT_EQ(cache.m_Additional_Error_Info, Com_Error_Text());
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+    EXPECT_THAT(Files_In_Cache(), IsEmpty());
+}
+
 // Second client
 
 TEST_F(Http_Download, RecordsWhatTheSecondClientFetched) {

@@ -180,6 +180,39 @@ TEST_F(Wininet_Attempt, ShowsTheTimeoutAsItStands) {
     EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
 
+TEST_F(Wininet_Attempt, FailsWhenTheCopyCannotBeNamed) {
+    g_services.uuid_throws = true;
+    for (const bool before : {false, true}) {
+        Forget();
+        download_error = before;
+        cache.m_errHTTPFileDownLoad = 0;
+        EXPECT_FALSE(Attempt(Get));
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
+        EXPECT_EQ(Of({s_attempt, "HTTP_Status_OK"}),
+                  Sent("GET", 200) + Status_Test(200, true) + Stamped() +
+                      Data(s_attempt, "Content-Type header: 'text/xml'.\n") +
+                      Error(s_attempt, "Downloading from URL '" + url + "' failed.\n") + Return(s_attempt, "false"));
+        EXPECT_EQ(g_services.client_calls.back(), "~HttpClient");
+        EXPECT_THAT(Files_In_Cache(), IsEmpty());
+    }
+}
+
+TEST_F(Wininet_Attempt, FailsWhenTheClientRaisesAnException) {
+    g_services.client.during_send = [] { throw std::runtime_error("no memory left"); };
+    for (const int type : {Get, Head}) {
+        Forget();
+        download_error = false;
+        cache.m_errHTTPFileDownLoad = 0;
+        EXPECT_FALSE(Attempt(type));
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errHTTPFileDownLoad, type == Head ? 1 : 2);
+        EXPECT_EQ(Above_Additional_Data(), Error(s_attempt, "Downloading from URL '" + url + "' failed.\n"));
+        EXPECT_EQ(g_services.client_calls.back(), "~HttpClient");
+        Expect_Entry_Untouched();
+    }
+}
+
 class Wininet_Bad_Status : public Wininet_Attempt, public testing::WithParamInterface<unsigned long> {};
 
 TEST_P(Wininet_Bad_Status, FailsAndLeavesTheEntryAlone) {
