@@ -10,7 +10,7 @@
 #include <memory>
 
 /// Lets the compiler check a printf format against its arguments.
-#if defined(__MINGW32__)
+#if defined(__MINGW_PRINTF_FORMAT)
 #define QEL_PRINTF_FORMAT(format_index, first_argument)                                                                \
     __attribute__((format(__MINGW_PRINTF_FORMAT, format_index, first_argument)))
 #elif defined(__GNUC__)

@@ -2,8 +2,8 @@
 
 namespace QEL::FrontEnd::Tool {
 
-std::vector<Command> Declare_Commands(CLI::App& tool) {
-    return {Declare_Get(tool), Declare_Clear(tool), Declare_Purge(tool)};
+std::vector<Command> All_Commands() {
+    return {Get_Command(), Clear_Command(), Purge_Command()};
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -32,18 +32,21 @@ struct Settings {
     std::optional<std::string> trace_directory; ///< none: as configured
 };
 
-/// A command: its parser tells whether it was given, `run` carries it out.
+/// A command of the tool.
 struct Command {
-    CLI::App* parser;
-    std::function<Exit_Status(const Settings&)> run;
+    std::string name;
+    std::string summary; ///< one line of the tool's help
+    std::string help;    ///< what the command's own help ends with: explanations and examples
+    std::function<void(CLI::App& parser)> declare_options; ///< none: the command takes none
+    std::function<Exit_Status(const Settings& settings)> run;
 };
 
-/// Each declares a command's name, options and help. A new command is one more of these, its file
-/// in commands/, and its place in Declare_Commands.
-Command Declare_Get(CLI::App& tool);
-Command Declare_Clear(CLI::App& tool);
-Command Declare_Purge(CLI::App& tool);
+/// One file of commands/ each. A new command is one more of these and its place in All_Commands.
+Command Get_Command();
+Command Clear_Command();
+Command Purge_Command();
 
-std::vector<Command> Declare_Commands(CLI::App& tool);
+/// All commands, in the order of the help text.
+std::vector<Command> All_Commands();
 
 } // namespace QEL::FrontEnd::Tool

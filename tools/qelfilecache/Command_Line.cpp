@@ -51,10 +51,22 @@ void Declare_Options(CLI::App& tool, Settings& settings) {
     tool.set_help_flag("-h,--help", "Print this help and exit");
 }
 
+void Declare_Command(CLI::App& tool, const Command& command) {
+    CLI::App& parser = *tool.add_subcommand(command.name, command.summary);
+    parser.footer(command.help);
+    parser.group("Commands");
+    parser.set_help_flag("-h,--help", "Print this help and exit");
+    // The options of the tool are understood behind the command, too.
+    parser.fallthrough();
+    if (command.declare_options) {
+        command.declare_options(parser);
+    }
+}
+
 std::string Names_Of(const std::vector<Command>& commands) {
     std::string names;
     for (const Command& command : commands) {
-        names += (names.empty() ? "" : ", ") + command.parser->get_name();
+        names += (names.empty() ? "" : ", ") + command.name;
     }
     return names;
 }
@@ -67,8 +79,8 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
                                      [](const std::string& word) { return word.size() > 1 && word[0] == '-'; });
     if (option != not_understood.end()) {
         for (const Command& command : commands) {
-            if (command.parser->get_option_no_throw(*option)) {
-                return "option '" + *option + "' belongs behind its command, '" + command.parser->get_name() + "'";
+            if (tool.get_subcommand(command.name)->get_option_no_throw(*option)) {
+                return "option '" + *option + "' belongs behind its command, '" + command.name + "'";
             }
         }
         return "unknown option '" + *option + "'; put \"--\" before a request that begins with \"-\"";
@@ -104,7 +116,7 @@ const Command* Parse(CLI::App& tool, const std::vector<Command>& commands, int a
                           "\n  Run with --help for the options and examples.");
     }
     return &*std::find_if(commands.begin(), commands.end(),
-                          [](const Command& command) { return command.parser->parsed(); });
+                          [&tool](const Command& command) { return tool.got_subcommand(command.name); });
 }
 
 } // namespace
@@ -120,10 +132,9 @@ int Run_Command_Line(int argument_count, const char* const* arguments) {
         tool.allow_windows_style_options(false);
         Declare_Options(tool, settings);
 
-        const auto commands = Declare_Commands(tool);
+        const auto commands = All_Commands();
         for (const Command& command : commands) {
-            command.parser->group("Commands")->fallthrough();
-            command.parser->set_help_flag("-h,--help", "Print this help and exit");
+            Declare_Command(tool, command);
         }
         const Command* command = Parse(tool, commands, argument_count, arguments);
         return command ? command->run(settings) : Exit_Served;

@@ -24,7 +24,7 @@ bool Same_Content(const fs::path& left, const fs::path& right) {
 /// The folder that holds this damaged file already, else the first free name.
 fs::path Folder_For(const fs::path& metadata_file) {
     for (int number = 1;; ++number) {
-        const fs::path folder = metadata_file.parent_path() / ("qelfilecache_damaged-" + std::to_string(number));
+        fs::path folder = metadata_file.parent_path() / ("qelfilecache_damaged-" + std::to_string(number));
         if (!fs::exists(folder) || Same_Content(metadata_file, folder / metadata_file.filename())) {
             return folder;
         }
@@ -45,7 +45,7 @@ void Save_Copy(const fs::path& copy, const fs::path& saved_copy) {
 
 fs::path Save_Damaged_Metadata(const fs::path& cache_directory) {
     const fs::path metadata_file = Metadata_File(cache_directory);
-    const fs::path folder = Folder_For(metadata_file);
+    fs::path folder = Folder_For(metadata_file);
     Host::Create_Private_Directory(folder);
     for (const fs::path& copy : Cached_Copies(cache_directory)) {
         Save_Copy(copy, folder / copy.filename());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 
 /// What the tool needs of the system it runs on. host_posix.cpp and host_windows.cpp implement it.
@@ -10,17 +11,8 @@ namespace QEL::FrontEnd::Tool::Host {
 /// place of one, and that a reader who went away shows as a failed write. Call it first.
 void Prepare_Standard_Streams();
 
-/// The thread that makes requests needs this for as long as it makes them.
-class Request_Thread {
-public:
-    Request_Thread();
-    ~Request_Thread();
-    Request_Thread(const Request_Thread&) = delete;
-    Request_Thread& operator=(const Request_Thread&) = delete;
-
-private:
-    bool m_Initialised;
-};
+/// Prepares the calling thread for requests. Keep the answer for as long as it makes them.
+[[nodiscard]] std::shared_ptr<void> Prepare_Request_Thread();
 
 /// Where the cache lies when the caller names no directory; empty when the system does not tell.
 std::filesystem::path Default_Cache_Directory();

@@ -36,9 +36,9 @@ void Prepare_Standard_Streams() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-Request_Thread::Request_Thread() : m_Initialised(true) {}
-
-Request_Thread::~Request_Thread() = default;
+std::shared_ptr<void> Prepare_Request_Thread() {
+    return nullptr; // any thread will do
+}
 
 std::filesystem::path Default_Cache_Directory() {
     if (const auto caches = Directory_From_Environment("XDG_CACHE_HOME"); !caches.empty()) {

@@ -39,12 +39,11 @@ void Prepare_Standard_Streams() {
     // The runtime gives a missing stream no descriptor that a file could take.
 }
 
-Request_Thread::Request_Thread() : m_Initialised(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
-
-Request_Thread::~Request_Thread() {
-    if (m_Initialised) {
-        CoUninitialize();
+std::shared_ptr<void> Prepare_Request_Thread() {
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+        return nullptr; // the requests then tell that they have no request object
     }
+    return {nullptr, [](void*) { CoUninitialize(); }};
 }
 
 std::filesystem::path Default_Cache_Directory() {

@@ -4,8 +4,6 @@
 #include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/output.h"
 
-#include <CLI/CLI.hpp>
-
 namespace QEL::FrontEnd::Tool {
 
 namespace {
@@ -29,10 +27,8 @@ Exit_Status Clear(const Settings& settings) {
 
 } // namespace
 
-Command Declare_Clear(CLI::App& tool) {
-    CLI::App* parser = tool.add_subcommand("clear", "Forget every cached file and delete its copy");
-    parser->footer("Example:\n  qelfilecache clear");
-    return {parser, Clear};
+Command Clear_Command() {
+    return {"clear", "Forget every cached file and delete its copy", "Example:\n  qelfilecache clear", {}, Clear};
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -93,7 +93,7 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
         Save_And_Warn(opened.directory);
     }
 
-    const Host::Request_Thread request_thread;
+    const auto request_thread = Host::Prepare_Request_Thread();
     auto answers = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
@@ -115,33 +115,37 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
     return status;
 }
 
-} // namespace
-
-Command Declare_Get(CLI::App& tool) {
-    CLI::App* parser = tool.add_subcommand("get", "Print the path of a local copy of each request, one line each");
-    parser->footer(
-        "A line is empty where there is no copy; standard error tells why.\n\n"
-        "A REQUEST is a web address (http:, https:), a file on a share (\\\\server\\share\\file, "
-        "file://server/share/file)\n"
-        "or a local path, which is answered as it stands. Put \"--\" before a REQUEST that begins with \"-\".\n\n"
-        "Examples:\n"
-        "  qelfilecache get https://server.example/landscape.xml\n"
-        "  qelfilecache get --json http://server.example/a.xml '\\\\server\\share\\b.xml'\n"
-        "  qelfilecache --trace-level 4 --trace-dir /tmp get https://server.example/landscape.xml");
-
-    const auto options = std::make_shared<Get_Options>();
+void Declare_Options(CLI::App& parser, Get_Options& options) {
     parser
-        ->add_option("--request-kind", options->request_kind,
-                     "Kind of the requests, by default 213, an ordinary request;\n"
-                     "201 and 202 leave a file uncached that is writable on its share")
+        .add_option("--request-kind", options.request_kind,
+                    "Kind of the requests, by default 213, an ordinary request;\n"
+                    "201 and 202 leave a file uncached that is writable on its share")
         ->check(Whole_Number("a whole number"))
         ->take_last()
         ->type_name("N");
-    parser->add_flag("--json", options->json, "Print one array of objects with paths and error codes instead");
-    parser->add_option("REQUEST", options->requests, "Web address, file on a share, or local path")
+    parser.add_flag("--json", options.json, "Print one array of objects with paths and error codes instead");
+    parser.add_option("REQUEST", options.requests, "Web address, file on a share, or local path")
         ->required()
         ->type_name("");
-    return {parser, [options](const Settings& settings) { return Get(settings, *options); }};
+}
+
+constexpr const char* help =
+    "A line is empty where there is no copy; standard error tells why.\n\n"
+    "A REQUEST is a web address (http:, https:), a file on a share (\\\\server\\share\\file, "
+    "file://server/share/file)\n"
+    "or a local path, which is answered as it stands. Put \"--\" before a REQUEST that begins with \"-\".\n\n"
+    "Examples:\n"
+    "  qelfilecache get https://server.example/landscape.xml\n"
+    "  qelfilecache get --json http://server.example/a.xml '\\\\server\\share\\b.xml'\n"
+    "  qelfilecache --trace-level 4 --trace-dir /tmp get https://server.example/landscape.xml";
+
+} // namespace
+
+Command Get_Command() {
+    const auto options = std::make_shared<Get_Options>();
+    return {"get", "Print the path of a local copy of each request, one line each", help,
+            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](const Settings& settings) { return Get(settings, *options); }};
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -5,8 +5,6 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 
-#include <CLI/CLI.hpp>
-
 namespace QEL::FrontEnd::Tool {
 
 namespace {
@@ -34,11 +32,13 @@ Exit_Status Purge(const Settings& settings) {
 
 } // namespace
 
-Command Declare_Purge(CLI::App& tool) {
-    CLI::App* parser = tool.add_subcommand("purge", "Delete every copy in the cache directory, known or not");
-    parser->footer("Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
-                   "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge");
-    return {parser, Purge};
+Command Purge_Command() {
+    return {"purge",
+            "Delete every copy in the cache directory, known or not",
+            "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
+            "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge",
+            {},
+            Purge};
 }
 
 } // namespace QEL::FrontEnd::Tool
