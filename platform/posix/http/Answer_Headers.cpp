@@ -55,4 +55,14 @@ std::string Answer_Headers::Value(std::string_view name) const {
     return header == m_Headers.end() ? std::string() : header->second;
 }
 
+std::vector<std::string> Answer_Headers::Values(std::string_view name) const {
+    std::vector<std::string> values;
+    for (const auto& [header, value] : m_Headers) {
+        if (Equal_Without_Case(header, name)) {
+            values.push_back(value);
+        }
+    }
+    return values;
+}
+
 } // namespace QEL::FrontEnd::Platform

@@ -23,6 +23,9 @@ public:
     /// empty when there is none.
     std::string Value(std::string_view name) const;
 
+    /// The values of all headers of that name, in the server's order.
+    std::vector<std::string> Values(std::string_view name) const;
+
 private:
     std::vector<std::pair<std::string, std::string>> m_Headers;
 };

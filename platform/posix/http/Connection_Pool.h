@@ -1,12 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
-
-#include <chrono>
 
 #include <curl/curl.h>
 
@@ -25,8 +24,13 @@ public:
     CURL* Easy() const { return m_Easy.get(); }
     CURLM* Multi() const { return m_Multi.get(); }
 
+    /// Set when a TLS handshake ended because the server's certificate is revoked.
+    bool& Is_Certificate_Revoked() { return m_Is_Certificate_Revoked; }
+
 private:
     Connection() = default;
+
+    bool m_Is_Certificate_Revoked = false; // its address is known to the TLS connection
 
     struct Easy_Deleter {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }

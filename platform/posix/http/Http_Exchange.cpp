@@ -37,13 +37,19 @@ long Connect_Ceiling(const Http_Timeouts& timeouts) {
     return static_cast<long>(std::min(sum, Longest_Wait).count());
 }
 
+bool Is_Length(std::string_view text) {
+    constexpr std::size_t most_digits = 18; // of a signed 64-bit number, whatever they are
+    return !text.empty() && text.size() <= most_digits &&
+           text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 bool Is_Interim(long status) {
     return status >= 100 && status < 200;
 }
 
 } // namespace
 
-Http_Exchange::Http_Exchange(const Connection& connection, Http_Method method, const Http_Url& url,
+Http_Exchange::Http_Exchange(Connection& connection, Http_Method method, const Http_Url& url,
                              const Http_Timeouts& timeouts, Certificate_Check check, Http_Answer& answer)
     : m_Connection(connection), m_Method(method), m_Url(url), m_Timeouts(timeouts), m_Check(check), m_Answer(answer) {}
 
@@ -56,8 +62,9 @@ std::optional<Http_Failure> Http_Exchange::Run() {
     if (m_Timed_Out_Step) {
         return Timeout_Failure(*m_Timed_Out_Step);
     }
-    if (result != CURLE_OK) {
-        return Failure(result);
+    // libcurl takes a connection that ends within the headers for the end of an answer.
+    if (result != CURLE_OK || !m_Has_Headers) {
+        return Failure(result != CURLE_OK ? result : CURLE_GOT_NOTHING);
     }
     auto* const easy = m_Connection.Easy();
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &m_Answer.status);
@@ -72,6 +79,8 @@ std::optional<Http_Failure> Http_Exchange::Run() {
 void Http_Exchange::Set_Options() {
     auto* const easy = m_Connection.Easy();
     curl_easy_reset(easy); // keeps connection and TLS session
+    m_Connection.Is_Certificate_Revoked() = false;
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, m_Curl_Message.data());
     curl_easy_setopt(easy, CURLOPT_URL, m_Url.Text().c_str());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
@@ -95,6 +104,8 @@ void Http_Exchange::Set_Options() {
         curl_easy_setopt(easy, CURLOPT_CAPATH, authorities);
     }
 
+    curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &Handshake_Callback);
+    curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, this);
     curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Connected_Callback);
     curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Header_Callback);
@@ -149,8 +160,8 @@ Http_Exchange::Limit Http_Exchange::Next_Limit() const {
     if (m_Is_Connected) {
         return {End_Of(m_Connected, m_Timeouts.receive), Step::Headers};
     }
-    if (const microseconds connected(Microseconds(CURLINFO_CONNECT_TIME_T)); connected.count() > 0) {
-        return {End_Of(m_Started + connected, m_Timeouts.receive), Step::Handshake};
+    if (m_Is_In_Handshake) {
+        return {End_Of(m_Handshake_Started, m_Timeouts.receive), Step::Handshake};
     }
     if (const microseconds resolved(Microseconds(CURLINFO_NAMELOOKUP_TIME_T)); resolved.count() > 0) {
         return {End_Of(m_Started + resolved, m_Timeouts.connect), Step::Connection};
@@ -162,6 +173,14 @@ std::int64_t Http_Exchange::Microseconds(CURLINFO info) const {
     curl_off_t time = 0;
     curl_easy_getinfo(m_Connection.Easy(), info, &time);
     return time;
+}
+
+void Http_Exchange::On_Handshake(SSL_CTX* context) {
+    m_Handshake_Started = Clock::now();
+    m_Is_In_Handshake = true;
+    if (m_Check == Certificate_Check::Verify) {
+        Refuse_Revoked_Certificates(context, m_Connection.Is_Certificate_Revoked());
+    }
 }
 
 void Http_Exchange::On_Connected() {
@@ -206,11 +225,21 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
         return ++m_Interim_Answers <= Most_Interim_Answers ||
                Refuse(Error_Http_Invalid_Server_Response, "sent interim answers without end");
     }
+    return On_Headers_End();
+}
+
+bool Http_Exchange::On_Headers_End() {
     // Transfer codings may be used only when they were asked for. A compressed one could in
     // addition grow without bounds here.
     const auto coding = m_Answer.headers.Value("Transfer-Encoding");
     if (!coding.empty() && !Equal_Without_Case(coding, "chunked") && !Equal_Without_Case(coding, "identity")) {
         return Refuse(Error_Http_Invalid_Server_Response, "used a transfer coding that was not asked for");
+    }
+    // An answer with two lengths, or one that is no number, ends nobody knows where.
+    const auto lengths = m_Answer.headers.Values("Content-Length");
+    if (!std::all_of(lengths.begin(), lengths.end(),
+                     [&](const auto& length) { return length == lengths.front() && Is_Length(length); })) {
+        return Refuse(Error_Http_Invalid_Server_Response, "sent an answer of unclear length");
     }
     m_Has_Headers = true;
     m_Headers_End = Clock::now();
@@ -238,6 +267,11 @@ bool Http_Exchange::Refuse(std::uint32_t error, const char* reason) {
     m_Refusal = Http_Failure{error, "The server " + m_Url.Server() + " " + reason +
                                         ". Check that the URL names a file on a web server."};
     return false;
+}
+
+CURLcode Http_Exchange::Handshake_Callback(CURL*, void* context, void* exchange) {
+    static_cast<Http_Exchange*>(exchange)->On_Handshake(static_cast<SSL_CTX*>(context));
+    return CURLE_OK;
 }
 
 int Http_Exchange::Connected_Callback(void* exchange, char*, char*, int, int) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +13,7 @@
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/http/Http_Failure.h"
 #include "platform/posix/http/Http_Url.h"
+#include "platform/posix/http/Stapled_Revocation.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -46,7 +49,7 @@ struct Http_Answer {
 /// One request to one server and its answer, redirects not followed.
 class Http_Exchange {
 public:
-    Http_Exchange(const Connection& connection, Http_Method method, const Http_Url& url, const Http_Timeouts& timeouts,
+    Http_Exchange(Connection& connection, Http_Method method, const Http_Url& url, const Http_Timeouts& timeouts,
                   Certificate_Check check, Http_Answer& answer);
 
     /// Sends the request and reads the whole answer; nothing on success.
@@ -68,9 +71,12 @@ private:
     Limit Next_Limit() const;
     std::int64_t Microseconds(CURLINFO info) const;
 
+    /// The server is connected and the TLS handshake begins.
+    void On_Handshake(SSL_CTX* context);
     /// The request is about to be sent on an open connection.
     void On_Connected();
     bool On_Header_Line(std::string_view line);
+    bool On_Headers_End();
     bool On_Body(std::string_view bytes);
 
     /// Notes why the answer is refused; false, for the caller to return.
@@ -79,13 +85,16 @@ private:
     Http_Failure Failure(CURLcode result) const;
     Http_Failure Timeout_Failure(Step step) const;
     Http_Failure Certificate_Failure() const;
+    Http_Failure Revoked_Failure() const;
+    Http_Failure Bad_Answer_Failure() const;
     Http_Failure Connection_Failure(std::uint32_t error, const char* what) const;
 
+    static CURLcode Handshake_Callback(CURL*, void* context, void* exchange);
     static int Connected_Callback(void* exchange, char*, char*, int, int);
     static std::size_t Header_Callback(char* data, std::size_t, std::size_t size, void* exchange);
     static std::size_t Body_Callback(char* data, std::size_t, std::size_t size, void* exchange);
 
-    const Connection& m_Connection;
+    Connection& m_Connection;
     const Http_Method m_Method;
     const Http_Url& m_Url;
     const Http_Timeouts& m_Timeouts;
@@ -93,9 +102,11 @@ private:
     Http_Answer& m_Answer;
 
     Clock::time_point m_Started;
+    Clock::time_point m_Handshake_Started;
     Clock::time_point m_Connected; ///< when the request went out
     Clock::time_point m_Headers_End;
     Clock::time_point m_Last_Body_Packet;
+    bool m_Is_In_Handshake = false;
     bool m_Is_Connected = false;
     bool m_Has_Headers = false;
 
@@ -103,6 +114,7 @@ private:
     int m_Interim_Answers = 0;
     std::optional<Step> m_Timed_Out_Step;
     std::optional<Http_Failure> m_Refusal;
+    std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};
 };
 
 } // namespace QEL::FrontEnd::Platform

@@ -1,6 +1,7 @@
 #include "platform/posix/http/Http_Exchange.h"
 
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 #include "platform/posix/http/WinInet_Error.h"
@@ -31,10 +32,18 @@ enum Certificate_Result : long {
     Address_Mismatch = 64,
 };
 
+/// libcurl has no code of its own for chunks that are wrong; its message tells.
+bool Is_About_Chunks(std::string_view message) {
+    return message.find("hunk") != std::string_view::npos;
+}
+
 } // namespace
 
 Http_Failure Http_Exchange::Failure(CURLcode result) const {
-    const auto& server = m_Url.Server();
+    const auto server = m_Url.Server();
+    if (m_Connection.Is_Certificate_Revoked()) {
+        return Revoked_Failure();
+    }
     switch (result) {
     case CURLE_URL_MALFORMAT:
         return {Error_Internet_Invalid_URL, "The URL is not valid. Check its spelling."};
@@ -66,9 +75,13 @@ Http_Failure Http_Exchange::Failure(CURLcode result) const {
         return {Error_Internet_Security_Channel, "No secure connection to the server " + server +
                                                      " came about: the TLS handshake failed. Check that the server "
                                                      "offers TLS 1.2 or newer on this port."};
+    case CURLE_RECV_ERROR:
+        if (Is_About_Chunks(m_Curl_Message.data())) {
+            return Bad_Answer_Failure();
+        }
+        [[fallthrough]];
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
         return Connection_Failure(Error_Internet_Connection_Aborted, "ended the connection without a whole answer");
     case CURLE_PARTIAL_FILE:
         return Connection_Failure(Error_Internet_Connection_Aborted, "sent less than it had promised");
@@ -84,13 +97,23 @@ Http_Failure Http_Exchange::Failure(CURLcode result) const {
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_WRITE_ERROR:
-        return {Error_Http_Invalid_Server_Response, "The answer of the server " + server +
-                                                        " is not valid HTTP. Check that the URL names a file on a web "
-                                                        "server, and the port."};
+        return Bad_Answer_Failure();
     default:
         return {Error_Internet_Internal_Error,
                 "The request to the server " + server + " failed: " + curl_easy_strerror(result) + "."};
     }
+}
+
+Http_Failure Http_Exchange::Bad_Answer_Failure() const {
+    return {Error_Http_Invalid_Server_Response, "The answer of the server " + m_Url.Server() +
+                                                    " is not valid HTTP. Check that the URL names a file on a web "
+                                                    "server, and the port."};
+}
+
+Http_Failure Http_Exchange::Revoked_Failure() const {
+    return {Error_Internet_Cert_Revoked, "The certificate of the server " + m_Url.Server() +
+                                             " has been revoked by its authority. Do not trust this server until it "
+                                             "has a new one."};
 }
 
 Http_Failure Http_Exchange::Connection_Failure(std::uint32_t error, const char* what) const {
@@ -147,8 +170,7 @@ Http_Failure Http_Exchange::Certificate_Failure() const {
         return {Error_Internet_Cert_Date_Invalid, certificate + " has expired. Check the date of this machine, then "
                                                                 "have the server's certificate renewed."};
     case Revoked:
-        return {Error_Internet_Cert_Revoked,
-                certificate + " has been revoked by its authority. Do not trust this server until it has a new one."};
+        return Revoked_Failure();
     case No_Issuer:
     case No_Issuer_Locally:
     case Self_Signed:

@@ -1,0 +1,161 @@
+#include "tests/support/Misbehaving_Server.h"
+
+#include <csignal>
+#include <cstddef>
+#include <stdexcept>
+#include <utility>
+
+#include <sys/socket.h>
+
+namespace QEL::FrontEnd::Tests {
+
+Server_Connection::Server_Connection(Misbehaving_Server& server, Socket socket)
+    : m_Server(server), m_Socket(std::move(socket)) {}
+
+std::string Server_Connection::Read_Request() {
+    std::string request;
+    char byte = 0;
+    while (m_Is_Open && !request.ends_with("\r\n\r\n")) {
+        const auto count = m_Ssl ? SSL_read(m_Ssl.get(), &byte, 1) : recv(m_Socket.Get(), &byte, 1, 0);
+        if (count <= 0) {
+            m_Is_Open = false;
+            return {};
+        }
+        request += byte;
+    }
+    return request;
+}
+
+void Server_Connection::Send(std::string_view bytes) {
+    while (m_Is_Open && !bytes.empty()) {
+        const auto count = m_Ssl ? SSL_write(m_Ssl.get(), bytes.data(), static_cast<int>(bytes.size()))
+                                 : send(m_Socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (count <= 0) {
+            m_Is_Open = false;
+            return;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void Server_Connection::Send_Slowly(std::string_view bytes, std::chrono::milliseconds interval) {
+    for (std::size_t sent = 0; sent < bytes.size() && m_Is_Open; ++sent) {
+        Send(bytes.substr(sent, 1));
+        Pause(interval);
+    }
+}
+
+void Server_Connection::Send_Without_End(std::string_view bytes, std::chrono::milliseconds interval) {
+    while (m_Is_Open) {
+        Send(bytes);
+        Pause(interval);
+    }
+}
+
+void Server_Connection::Pause(std::chrono::milliseconds duration) {
+    if (duration.count() > 0 && !m_Server.Sleep(duration)) {
+        m_Is_Open = false;
+    }
+}
+
+void Server_Connection::Wait_For_Client_To_Go() {
+    char rest[4096];
+    while (m_Is_Open && recv(m_Socket.Get(), rest, sizeof rest, 0) > 0) {
+    }
+    m_Is_Open = false;
+}
+
+void Server_Connection::Reset() {
+    const linger at_once{1, 0};
+    setsockopt(m_Socket.Get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    m_Is_Open = false;
+}
+
+void Server_Connection::Shrink_Receive_Buffer() {
+    const int smallest = 1;
+    setsockopt(m_Socket.Get(), SOL_SOCKET, SO_RCVBUF, &smallest, sizeof smallest);
+}
+
+bool Server_Connection::Start_Tls(SSL_CTX* context) {
+    m_Ssl.reset(SSL_new(context));
+    SSL_set_fd(m_Ssl.get(), m_Socket.Get());
+    return SSL_accept(m_Ssl.get()) == 1;
+}
+
+void Server_Connection::Shut_Down() {
+    m_Is_Open = false;
+    shutdown(m_Socket.Get(), SHUT_RDWR);
+}
+
+Misbehaving_Server::Misbehaving_Server(Behaviour behaviour) : m_Behaviour(std::move(behaviour)) {
+    Listen();
+}
+
+Misbehaving_Server::Misbehaving_Server(Behaviour behaviour, const Server_Certificate& tls)
+    : m_Behaviour(std::move(behaviour)), m_Tls(SSL_CTX_new(TLS_server_method())) {
+    if (SSL_CTX_use_certificate_chain_file(m_Tls.get(), tls.certificate.c_str()) != 1 ||
+        SSL_CTX_use_PrivateKey_file(m_Tls.get(), tls.key.c_str(), SSL_FILETYPE_PEM) != 1) {
+        throw std::runtime_error("cannot use the certificate " + tls.certificate.string());
+    }
+    Listen();
+}
+
+Misbehaving_Server::~Misbehaving_Server() {
+    {
+        const std::lock_guard lock(m_Mutex);
+        m_Is_Ending = true;
+        for (auto& connection : m_Open_Connections) {
+            connection.Shut_Down();
+        }
+    }
+    m_Ended.notify_all();
+    shutdown(m_Listener.Get(), SHUT_RDWR);
+    m_Acceptor.join();
+    for (auto& thread : m_Threads) {
+        thread.join();
+    }
+}
+
+std::string Misbehaving_Server::Url(const std::string& path, const std::string& host) const {
+    return (m_Tls ? "https://" : "http://") + host + ":" + std::to_string(m_Port) + path;
+}
+
+void Misbehaving_Server::Listen() {
+    m_Listener = Bind_Free_Port();
+    m_Port = Port_Of(m_Listener);
+    listen(m_Listener.Get(), 64);
+    m_Acceptor = std::thread(&Misbehaving_Server::Accept, this);
+}
+
+void Misbehaving_Server::Accept() {
+    for (;;) {
+        Socket socket(accept4(m_Listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+        const std::lock_guard lock(m_Mutex);
+        if (socket.Get() < 0 || m_Is_Ending) {
+            return;
+        }
+        ++m_Connections;
+        auto& connection = m_Open_Connections.emplace_back(*this, std::move(socket));
+        m_Threads.emplace_back([this, &connection] { Serve(connection); });
+    }
+}
+
+void Misbehaving_Server::Serve(Server_Connection& connection) {
+    sigset_t sigpipe; // a TLS client that has gone must not end the test
+    sigemptyset(&sigpipe);
+    sigaddset(&sigpipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &sigpipe, nullptr);
+
+    if (m_Tls == nullptr || connection.Start_Tls(m_Tls.get())) {
+        m_Behaviour(connection);
+    }
+    const std::lock_guard lock(m_Mutex);
+    m_Open_Connections.remove_if([&](const Server_Connection& open) { return &open == &connection; });
+}
+
+bool Misbehaving_Server::Sleep(std::chrono::milliseconds duration) {
+    std::unique_lock lock(m_Mutex);
+    return !m_Ended.wait_for(lock, duration, [this] { return m_Is_Ending; });
+}
+
+} // namespace QEL::FrontEnd::Tests

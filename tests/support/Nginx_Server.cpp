@@ -1,0 +1,84 @@
+#include "tests/support/Nginx_Server.h"
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include <unistd.h>
+
+#include "tests/support/Socket.h"
+
+namespace QEL::FrontEnd::Tests {
+
+Nginx_Server::Nginx_Server(const std::vector<Nginx_Site>& sites) {
+    const auto directory = m_Directory.Path().string();
+    std::filesystem::create_directory(Files());
+    std::ostringstream configuration;
+    if (geteuid() == 0) {
+        configuration << "user root;\n"; // else the workers could not read the files
+    }
+    configuration << "daemon off; master_process off; pid " << directory << "/pid; error_log " << directory
+                  << "/error.log;\nevents { worker_connections 512; }\nhttp {\n"
+                  << "log_format requests '$connection $request_method $request_uri $status $ssl_session_reused';\n"
+                  << "access_log " << directory << "/access.log requests;\nkeepalive_requests 1000000;\n"
+                  << "types { application/xml xml; text/plain txt; }\n";
+    for (const auto* area : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
+        configuration << area << "_temp_path " << directory << "/" << area << ";\n";
+    }
+    for (const auto& site : sites) {
+        m_Ports.push_back(Free_Port());
+        m_Tls.push_back(site.tls.has_value());
+        configuration << "server { listen 127.0.0.1:" << m_Ports.back() << (site.tls ? " ssl" : "") << ";\nroot "
+                      << Files().string() << ";\n";
+        if (site.tls) {
+            configuration << "ssl_certificate " << site.tls->certificate.string() << ";\nssl_certificate_key "
+                          << site.tls->key.string() << ";\n";
+            if (!site.tls->staple.empty()) {
+                configuration << "ssl_stapling on; ssl_stapling_file " << site.tls->staple.string() << ";\n";
+            }
+        }
+        configuration << site.directives << "}\n";
+    }
+    configuration << "}\n";
+    const auto file = m_Directory.Write("nginx.conf", configuration.str());
+
+    m_Process = std::make_unique<Child_Process>(
+        std::vector<std::string>{"nginx", "-p", directory, "-e", directory + "/error.log", "-c", file.string()});
+    for (const auto port : m_Ports) {
+        if (!Wait_For_Listener(port)) {
+            std::stringstream log;
+            log << std::ifstream(m_Directory.Path() / "error.log").rdbuf();
+            throw std::runtime_error("nginx did not start: " + log.str());
+        }
+    }
+}
+
+Nginx_Server::~Nginx_Server() = default;
+
+std::string Nginx_Server::Url(const std::string& path, std::size_t site, const std::string& host) const {
+    return (m_Tls.at(site) ? "https://" : "http://") + host + ":" + std::to_string(Port(site)) + path;
+}
+
+std::vector<std::string> Nginx_Server::Requests(std::size_t expected) const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    std::vector<std::string> requests;
+    do {
+        requests.clear();
+        std::ifstream log(m_Directory.Path() / "access.log");
+        for (std::string line; std::getline(log, line);) {
+            requests.push_back(line);
+        }
+        if (requests.size() < expected) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    } while (requests.size() < expected && std::chrono::steady_clock::now() < end);
+    return requests;
+}
+
+void Nginx_Server::Forget_Requests() const {
+    std::filesystem::resize_file(m_Directory.Path() / "access.log", 0); // nginx appends
+}
+
+} // namespace QEL::FrontEnd::Tests

@@ -1,0 +1,66 @@
+#include "tests/support/Socket.h"
+
+#include <chrono>
+#include <cstdint>
+#include <stdexcept>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace QEL::FrontEnd::Tests {
+
+namespace {
+
+sockaddr_in Loopback(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+}
+
+} // namespace
+
+Socket::~Socket() {
+    if (m_Descriptor >= 0) {
+        close(m_Descriptor);
+    }
+}
+
+Socket Bind_Free_Port() {
+    Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const auto address = Loopback(0);
+    if (bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        throw std::runtime_error("no free port on 127.0.0.1");
+    }
+    return socket;
+}
+
+int Port_Of(const Socket& socket) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(socket.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+int Free_Port() {
+    return Port_Of(Bind_Free_Port());
+}
+
+bool Wait_For_Listener(int port) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto address = Loopback(port);
+    while (std::chrono::steady_clock::now() < end) {
+        const Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+} // namespace QEL::FrontEnd::Tests
