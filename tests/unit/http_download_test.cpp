@@ -535,23 +535,6 @@ const std::vector<Failing_Call> s_failing_calls = {
     {"Body", [](auto& script, auto result) { script.get_body = result; }, 9, s_of_request, 0},
 };
 
-struct Failure_Result {
-    std::uint32_t bits;
-    unsigned long code;
-    bool transport_error;
-};
-
-void PrintTo(const Failure_Result& result, std::ostream* out) {
-    *out << std::hex << result.bits << std::dec;
-}
-
-const std::vector<Failure_Result> s_failure_results = {
-    {0x80072EE1, 12001, true}, {0x80072EE7, 12007, true},  {0x80072EFD, 12029, true},  {0x80072F0D, 12045, true},
-    {0x80072F8F, 12175, true}, {0x80072EE0, 12000, false}, {0x80072F90, 12176, false}, {0x80070005, 5, false},
-    {0x80070000, 0, false},    {0x800C0008, 1003, false},  {0x80004005, 1003, false},  {0x80062EFD, 1003, false},
-    {0xC0072EFD, 1003, false},
-};
-
 class Http_Download_Failing_Call : public Http_Download,
                                    public testing::WithParamInterface<std::tuple<Failing_Call, Failure_Result>> {
 protected:
@@ -619,7 +602,7 @@ TEST_P(Http_Download_Failing_Call, IsMadeGoodByTheSecondClientAfterATransportErr
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, Http_Download_Failing_Call,
-                         testing::Combine(testing::ValuesIn(s_failing_calls), testing::ValuesIn(s_failure_results)),
+                         testing::Combine(testing::ValuesIn(s_failing_calls), testing::ValuesIn(Failure_Results)),
                          [](const auto& parameters) {
                              return std::get<0>(parameters.param).name + "_" +
                                     testing::PrintToString(std::get<1>(parameters.param));

@@ -3,6 +3,7 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,25 @@ inline constexpr QEL::FrontEnd::FileCache::HResult Result_Of(std::uint32_t bits)
 inline constexpr auto Certificate_Error = Result_Of(0x80072F0D); ///< 12045, a transport error
 inline constexpr auto Access_Denied = Result_Of(0x80070005);     ///< 5, a system error of another kind
 inline constexpr auto Unspecified = Result_Of(0x80004005);       ///< no system error
+
+/// A result of a failed call, and the system error number in it.
+struct Failure_Result {
+    std::uint32_t bits;
+    unsigned long code;
+    bool transport_error;
+};
+
+inline void PrintTo(const Failure_Result& result, std::ostream* out) {
+    *out << std::hex << result.bits << std::dec;
+}
+
+/// Results inside the range of transport errors, at its limits, and outside.
+inline const std::vector<Failure_Result> Failure_Results = {
+    {0x80072EE1, 12001, true}, {0x80072EE7, 12007, true},  {0x80072EFD, 12029, true},  {0x80072F0D, 12045, true},
+    {0x80072F8F, 12175, true}, {0x80072EE0, 12000, false}, {0x80072F90, 12176, false}, {0x80070005, 5, false},
+    {0x80070000, 0, false},    {0x800C0008, 1003, false},  {0x80004005, 1003, false},  {0x80062EFD, 1003, false},
+    {0xC0072EFD, 1003, false},
+};
 
 /// A cache with a directory, a web server that answers with a landscape file, and a second client
 /// that would get another version of it.
