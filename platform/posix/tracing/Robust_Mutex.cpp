@@ -35,25 +35,6 @@ struct Shared_Lock {
 
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the mark is shared by processes");
 
-/// A mapping of the shared lock into this process.
-class Lock_Memory {
-public:
-    Lock_Memory() = default;
-    explicit Lock_Memory(Shared_Lock* lock) : m_Lock(lock) {}
-    Lock_Memory(Lock_Memory&& other) noexcept : m_Lock(std::exchange(other.m_Lock, nullptr)) {}
-    Lock_Memory& operator=(Lock_Memory&&) = delete;
-    ~Lock_Memory() {
-        if (m_Lock != nullptr) {
-            ::munmap(m_Lock, sizeof(Shared_Lock));
-        }
-    }
-
-    Shared_Lock* Get() const { return m_Lock; }
-
-private:
-    Shared_Lock* m_Lock = nullptr;
-};
-
 Win32_Error Lock_Error(int errno_value) {
     switch (errno_value) {
     case EPERM:
@@ -67,10 +48,10 @@ Win32_Error Lock_Error(int errno_value) {
 
 class Robust_Mutex : public System_Mutex {
 public:
-    explicit Robust_Mutex(Lock_Memory memory) : m_Memory(std::move(memory)) {}
+    explicit Robust_Mutex(Shared_Lock& lock) : m_Mutex(lock.mutex) {}
 
     Wait_Result Wait(std::uint32_t milliseconds) override {
-        int result = ::pthread_mutex_trylock(&m_Memory.Get()->mutex);
+        int result = ::pthread_mutex_trylock(&m_Mutex);
         if (result == EBUSY && milliseconds > 0) {
             result = Lock_Within(milliseconds);
         }
@@ -81,7 +62,7 @@ public:
         case ETIMEDOUT:
             return Wait_Result::Timed_Out;
         case EOWNERDEAD:
-            result = ::pthread_mutex_consistent(&m_Memory.Get()->mutex);
+            result = ::pthread_mutex_consistent(&m_Mutex);
             if (result == 0) {
                 return Wait_Result::Abandoned;
             }
@@ -94,7 +75,7 @@ public:
     }
 
     bool Release() override {
-        const int result = ::pthread_mutex_unlock(&m_Memory.Get()->mutex);
+        const int result = ::pthread_mutex_unlock(&m_Mutex);
         if (result != 0) {
             t_last_error = Lock_Error(result);
         }
@@ -111,7 +92,7 @@ private:
         int result = EBUSY;
         while (result == EBUSY && std::chrono::steady_clock::now() < end) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            result = ::pthread_mutex_trylock(&m_Memory.Get()->mutex);
+            result = ::pthread_mutex_trylock(&m_Mutex);
         }
         return result;
 #else
@@ -123,13 +104,13 @@ private:
             end.tv_nsec -= 1000000000;
             ++end.tv_sec;
         }
-        return ::pthread_mutex_clocklock(&m_Memory.Get()->mutex, CLOCK_MONOTONIC, &end);
+        return ::pthread_mutex_clocklock(&m_Mutex, CLOCK_MONOTONIC, &end);
 #endif
     }
 
     static thread_local std::uint32_t t_last_error;
 
-    const Lock_Memory m_Memory;
+    pthread_mutex_t& m_Mutex;
 };
 
 thread_local std::uint32_t Robust_Mutex::t_last_error = 0;
@@ -220,12 +201,14 @@ std::shared_ptr<System_Mutex> Open_Robust_Mutex(const std::string& name) {
     if (!preparation.Is_Entered() || !Has_Size(object)) {
         return nullptr;
     }
+    // The mapping stays to the end of the process, whoever drops the mutex before: the kernel looks
+    // there for the locks of a thread that ends, and one that it does not find stays locked for ever.
     void* address = ::mmap(nullptr, sizeof(Shared_Lock), PROT_READ | PROT_WRITE, MAP_SHARED, object.Get(), 0);
     if (address == MAP_FAILED) {
         return nullptr;
     }
-    Lock_Memory memory(static_cast<Shared_Lock*>(address));
-    return Prepare(*memory.Get()) ? std::make_shared<Robust_Mutex>(std::move(memory)) : nullptr;
+    auto& lock = *static_cast<Shared_Lock*>(address);
+    return Prepare(lock) ? std::make_shared<Robust_Mutex>(lock) : nullptr;
 }
 
 } // namespace QEL::FrontEnd::Platform

@@ -12,8 +12,8 @@ namespace QEL::FrontEnd::Platform {
 /// name that belongs to somebody else, or that others may open, is refused.
 ///
 /// Safe against processes that open it at the same time and against ones that are killed while they
-/// do. A process has to open a name once and keep the mutex to its end: the kernel finds the locks
-/// of a dying thread by their addresses.
+/// do. What the mutex needs of the process's memory is never given back, so a process opens a name
+/// once.
 ///
 /// @param name begins with a slash and holds no other.
 /// @return null when the system refuses it.

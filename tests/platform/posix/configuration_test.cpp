@@ -1,0 +1,361 @@
+// The INI files behind the configuration.
+
+#include "platform/posix/configuration/Configuration.h"
+#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/platform/support/User_Configuration.h"
+#include "tests/platform/support/posix/Child_Process.h"
+#include "util/registry/Registry.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <chrono>
+#include <limits>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Platform::Configuration;
+using FrontEnd::Platform::Configuration_Scope;
+using FrontEnd::Platform::Parse_Integer;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr auto User = Configuration_Scope::User;
+constexpr auto Machine = Configuration_Scope::Machine;
+constexpr auto Both = Configuration_Scope::User_Then_Machine;
+
+const std::string Header = std::string("[") + Options_Key + "]\n";
+
+class Ini_Configuration : public testing::Test {
+protected:
+    Scratch_Directory home;
+    Scratch_Directory machine;
+    const Environment_Variable config_home{"XDG_CONFIG_HOME", home.Path().c_str()};
+    Configuration configuration{machine / "qel.ini"};
+
+    void SetUp() override { home.Make_Directory("qel"); }
+
+    std::string User_File() const { return home / "qel/qel.ini"; }
+    std::string Machine_File() const { return machine / "qel.ini"; }
+
+    void Write_User_File(const std::string& values) const { home.Write("qel/qel.ini", Header + values); }
+    void Write_Machine_File(const std::string& values) const { machine.Write("qel.ini", Header + values); }
+
+    std::string Text(const std::string& name, Configuration_Scope scope = Both) {
+        return configuration.Read_Text(scope, Options_Key, name.c_str()).value_or("none");
+    }
+    std::vector<std::string> List(const std::string& name, Configuration_Scope scope = Both) {
+        return configuration.Read_List(scope, Options_Key, name.c_str());
+    }
+    std::optional<std::int64_t> Number(const std::string& name, Configuration_Scope scope = Both) {
+        return configuration.Read_Integer(scope, Options_Key, name.c_str());
+    }
+};
+
+TEST_F(Ini_Configuration, TheUsersValueComesBeforeTheMachines) {
+    Write_User_File("Period = 1\n");
+    Write_Machine_File("Period = 2\nTimeout = 3\n");
+    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(Number("Timeout"), 3);
+    EXPECT_EQ(Number("Period", User), 1);
+    EXPECT_EQ(Number("Period", Machine), 2);
+    EXPECT_EQ(Number("Timeout", User), std::nullopt);
+}
+
+TEST_F(Ini_Configuration, OneFileMayBeMissing) {
+    EXPECT_EQ(Number("Period"), std::nullopt);
+    Write_Machine_File("Period = 2\n");
+    EXPECT_EQ(Number("Period"), 2);
+    std::filesystem::remove(Machine_File());
+    Write_User_File("Period = 1\n");
+    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(configuration.Problem(), "");
+}
+
+TEST_F(Ini_Configuration, RubbishOfTheUserHidesTheMachinesNumber) {
+    Write_User_File("Period = soon\n");
+    Write_Machine_File("Period = 2\n");
+    EXPECT_EQ(Number("Period"), std::nullopt);
+}
+
+TEST_F(Ini_Configuration, TheUsersListReplacesTheMachines) {
+    Write_Machine_File("List = c\nList = d\n");
+    EXPECT_THAT(List("List"), ElementsAre("c", "d"));
+    Write_User_File("List = b\nList = a\n");
+    EXPECT_THAT(List("List"), ElementsAre("b", "a"));
+    Write_User_File("List =\n");
+    EXPECT_THAT(List("List"), ElementsAre(""));
+}
+
+TEST_F(Ini_Configuration, OfARepeatedKeyTheFirstValueCounts) {
+    Write_User_File("Period = 1\nOther = 5\nperiod = 2\n");
+    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_THAT(List("PERIOD"), ElementsAre("1", "2"));
+}
+
+TEST_F(Ini_Configuration, NamesHaveNoLetterCase) {
+    home.Write("qel/qel.ini", "[software\\Qel\\qellogon\\OPTIONS]\nPERIOD=1\n");
+    EXPECT_EQ(Number("period"), 1);
+}
+
+TEST_F(Ini_Configuration, OtherSectionsDoNotCount) {
+    home.Write("qel/qel.ini", "Period=1\n[Software\\QEL]\nPeriod=2\n[Software\\QEL\\QELLogon\\Options2]\nPeriod=3\n");
+    EXPECT_EQ(Number("Period"), std::nullopt);
+}
+
+TEST_F(Ini_Configuration, ASectionMayStandTwice) {
+    home.Write("qel/qel.ini", Header + "A=1\n[Other]\nA=2\n" + Header + "B=3\n");
+    EXPECT_EQ(Number("A"), 1);
+    EXPECT_EQ(Number("B"), 3);
+}
+
+TEST_F(Ini_Configuration, BlanksCommentsAndLineEndsDoNotCount) {
+    home.Write("qel/qel.ini", "\xEF\xBB\xBF; comment\r\n# comment\r\n\r\n  [ " + std::string(Options_Key) +
+                                  " ]  \r\n\t A b \t=\t x y \t\r\n;A b=z\r\nLast=end");
+    EXPECT_EQ(Text("A b"), "x y");
+    EXPECT_EQ(Text("Last"), "end");
+}
+
+TEST_F(Ini_Configuration, ValuesAreTakenLiterally) {
+    Write_User_File("A = \"quoted\"\nB = a;b#c=d\nC = <<<END\nD = 1\nEND\nE = \xE4\xFF\n");
+    EXPECT_EQ(Text("A"), "\"quoted\"");
+    EXPECT_EQ(Text("B"), "a;b#c=d");
+    EXPECT_EQ(Text("C"), "<<<END");
+    EXPECT_EQ(Text("D"), "1");
+    EXPECT_EQ(Text("E"), "\xE4\xFF");
+}
+
+TEST_F(Ini_Configuration, LinesThatAreNothingArePassedOver) {
+    Write_User_File("rubbish\n=no key\n[no end\n" + Header + "A=1\n]\n[]\nB=2\n");
+    EXPECT_EQ(Number("A"), 1);
+    EXPECT_EQ(Number("B"), std::nullopt);
+}
+
+TEST_F(Ini_Configuration, LongLinesAreKeptWhole) {
+    const std::string url = "https://server.example/" + std::string(100000, 'x');
+    Write_User_File("List = " + url + "\nList = " + url + "y\n");
+    EXPECT_THAT(List("List"), ElementsAre(url, url + "y"));
+}
+
+TEST_F(Ini_Configuration, AChangeWithinTheSameInstantIsSeen) {
+    for (int number = 10; number < 99; ++number) {
+        Write_User_File("Period = " + std::to_string(number) + "\n");
+        ASSERT_EQ(Number("Period"), number);
+    }
+}
+
+TEST_F(Ini_Configuration, AChangeThatKeepsSizeAndTimeIsSeen) {
+    const struct timespec long_ago[] = {{1000000000, 5}, {1000000000, 5}};
+    Write_User_File("Period = 1\n");
+    ASSERT_EQ(::utimensat(AT_FDCWD, User_File().c_str(), long_ago, 0), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    ASSERT_EQ(Number("Period"), 1);
+    Write_User_File("Period = 2\n");
+    ASSERT_EQ(::utimensat(AT_FDCWD, User_File().c_str(), long_ago, 0), 0);
+    EXPECT_EQ(Number("Period"), 2);
+}
+
+TEST_F(Ini_Configuration, AReplacedFileIsSeen) {
+    Write_User_File("Period = 1\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    ASSERT_EQ(Number("Period"), 1);
+    home.Write("new", Header + "Period = 2\n");
+    std::filesystem::rename(home / "new", User_File());
+    EXPECT_EQ(Number("Period"), 2);
+    std::filesystem::remove(User_File());
+    EXPECT_EQ(Number("Period"), std::nullopt);
+    Write_User_File("Period = 3\n");
+    EXPECT_EQ(Number("Period"), 3);
+}
+
+TEST_F(Ini_Configuration, AnUnchangedFileIsNotReadAgain) {
+    Write_User_File("Period = 1\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    ASSERT_EQ(Number("Period"), 1);
+    const auto* content = configuration.m_User_File->m_Content.get();
+    ASSERT_EQ(Number("Period"), 1);
+    EXPECT_EQ(configuration.m_User_File->m_Content.get(), content);
+}
+
+TEST_F(Ini_Configuration, BinaryRubbishCountsAsMissingAndIsTold) {
+    home.Write("qel/qel.ini", Header + "Period = 1\n" + Rubbish(100000));
+    Write_Machine_File("Period = 2\n");
+    EXPECT_EQ(Number("Period"), 2);
+    EXPECT_EQ(configuration.Problem(), User_File() + ": not a text file");
+    Write_User_File("Period = 1\n");
+    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(configuration.Problem(), "");
+}
+
+TEST_F(Ini_Configuration, AnyBytesAreSurvived) {
+    std::string bytes = Rubbish(200000);
+    std::replace(bytes.begin(), bytes.end(), '\0', '\n');
+    for (std::size_t begin = 0; begin < 4000; begin += 40) {
+        home.Write("qel/qel.ini", bytes.substr(begin) + "\n" + Header + "Period = 1\n");
+        ASSERT_EQ(Number("Period"), 1) << begin;
+    }
+}
+
+TEST_F(Ini_Configuration, AnOversizedFileCountsAsMissingAndIsTold) {
+    Write_User_File("Period = 1\n" + std::string(5 << 20, '\n'));
+    EXPECT_EQ(Number("Period"), std::nullopt);
+    EXPECT_THAT(configuration.Problem(), HasSubstr("too large"));
+}
+
+TEST_F(Ini_Configuration, ADirectoryOrPipeIsRefusedAtOnce) {
+    std::filesystem::create_directory(User_File());
+    ASSERT_EQ(::mkfifo(Machine_File().c_str(), 0600), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Number("Period"), std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_EQ(configuration.Problem(), User_File() + ": access denied (5)\n" + Machine_File() + ": access denied (5)");
+}
+
+TEST_F(Ini_Configuration, AnUnreadableFileCountsAsMissingAndIsTold) {
+    Write_User_File("Period = 1\n");
+    Write_Machine_File("Period = 2\n");
+    for (const auto& directory : {home.Path(), home / "qel", machine.Path()}) {
+        ASSERT_EQ(::chmod(directory.c_str(), 0711), 0);
+    }
+    ASSERT_EQ(::chmod(User_File().c_str(), 0), 0);
+    EXPECT_EQ(Run_Without_Rights([this] {
+                  return (Number("Period") == 2 ? 0 : 1) +
+                         (configuration.Problem() == User_File() + ": access denied (5)" ? 0 : 2);
+              }),
+              0);
+}
+
+TEST_F(Ini_Configuration, ADirectoryOutOfReachIsTold) {
+    Write_User_File("Period = 1\n");
+    ASSERT_EQ(::chmod(home.Path().c_str(), ::geteuid() == 0 ? 0700 : 0), 0);
+    EXPECT_EQ(Run_Without_Rights([this] {
+                  return (Number("Period") == std::nullopt ? 0 : 1) +
+                         (configuration.Problem() == User_File() + ": access denied (5)" ? 0 : 2);
+              }),
+              0);
+    ASSERT_EQ(::chmod(home.Path().c_str(), 0700), 0);
+}
+
+TEST_F(Ini_Configuration, TheEnvironmentNamesTheUsersFile) {
+    Write_User_File("Period = 1\n");
+    const Scratch_Directory other_home;
+    other_home.Make_Directory(".config");
+    other_home.Make_Directory(".config/qel");
+    other_home.Write(".config/qel/qel.ini", Header + "Period = 2\n");
+    const Environment_Variable home_variable("HOME", other_home.Path().c_str());
+
+    EXPECT_EQ(Number("Period"), 1);
+    for (const char* none : {static_cast<const char*>(nullptr), "", "relative/path", "."}) {
+        const Environment_Variable no_config_home("XDG_CONFIG_HOME", none);
+        EXPECT_EQ(Number("Period"), 2);
+    }
+    EXPECT_EQ(Number("Period"), 1);
+}
+
+TEST_F(Ini_Configuration, WithoutHomeThereIsNoUsersFile) {
+    Write_User_File("Period = 1\n");
+    Write_Machine_File("Period = 2\n");
+    const Environment_Variable no_config_home("XDG_CONFIG_HOME", nullptr);
+    for (const char* none : {static_cast<const char*>(nullptr), "", "relative"}) {
+        const Environment_Variable no_home("HOME", none);
+        EXPECT_EQ(Number("Period"), 2);
+        EXPECT_EQ(Number("Period", User), std::nullopt);
+    }
+    EXPECT_EQ(configuration.Problem(), "");
+}
+
+TEST_F(Ini_Configuration, ReadersNeverSeeAMixture) {
+    // Replaced as a careful administrator does; every reader sees the old or the new file.
+    Write_User_File("A = 0\nB = 0\nB = 0\n");
+    std::atomic<bool> done = false;
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> readers;
+    for (int number = 0; number < 4; ++number) {
+        readers.emplace_back([&] {
+            while (!done) {
+                const auto list = List("B");
+                wrong += list.size() == 2 && list[0] == list[1] && Number("A") && Text("A") != "none" ? 0 : 1;
+            }
+        });
+    }
+    for (int version = 1; version < 200; ++version) {
+        const std::string text = std::to_string(version);
+        home.Write("new", Header + "A = " + text + "\nB = " + text + "\nB = " + text + "\n");
+        std::filesystem::rename(home / "new", User_File());
+    }
+    done = true;
+    for (auto& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(Number("A"), 199);
+}
+
+TEST_F(Ini_Configuration, TheSystemsConfigurationIsTheMachines) {
+    EXPECT_EQ(Configuration::System().m_Machine_File.m_Path, "/etc/qel/qel.ini");
+    EXPECT_EQ(&Configuration::System(), &Configuration::System());
+}
+
+TEST_F(Ini_Configuration, HexadecimalAndNegativeNumbersReachTheCache) {
+    Write_User_File("Hex = 0x10\nGreatest = 0x7FFFFFFF\nUnsigned = 0xFFFFFFFF\nNegative = -2147483648\nBeyond = "
+                    "-2147483649\n");
+    const auto read = [](const char* name) {
+        std::int32_t target = 7;
+        FrontEnd::Util::GetRegValInt(target, Options_Key, name, 0);
+        return target;
+    };
+    EXPECT_EQ(read("Hex"), 16);
+    EXPECT_EQ(read("Greatest"), 0x7FFFFFFF);
+    EXPECT_EQ(read("Negative"), std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(read("Unsigned"), 7) << "too great for a signed number";
+    EXPECT_EQ(read("Beyond"), 7);
+}
+
+TEST(Parse_Integer, ReadsDecimalAndHexadecimalNumbers) {
+    EXPECT_EQ(Parse_Integer("0"), 0);
+    EXPECT_EQ(Parse_Integer("007"), 7);
+    EXPECT_EQ(Parse_Integer("  60\t"), 60);
+    EXPECT_EQ(Parse_Integer("4294967295"), 0xFFFFFFFF);
+    EXPECT_EQ(Parse_Integer("-1"), -1);
+    EXPECT_EQ(Parse_Integer("0x1f"), 31);
+    EXPECT_EQ(Parse_Integer("0X1F"), 31);
+    EXPECT_EQ(Parse_Integer("-0x10"), -16);
+    EXPECT_EQ(Parse_Integer("9223372036854775807"), std::numeric_limits<std::int64_t>::max());
+}
+
+TEST(Parse_Integer, RefusesEverythingElse) {
+    for (const char* text : {"",
+                             " ",
+                             "-",
+                             "--1",
+                             "+1",
+                             "60abc",
+                             "abc",
+                             "6 0",
+                             "6,0",
+                             "6.0",
+                             "1e3",
+                             "0x",
+                             "0x-1",
+                             "-0x",
+                             "0xG",
+                             "x10",
+                             "1F",
+                             "9223372036854775808",
+                             "99999999999999999999",
+                             "\xC2\xA0"
+                             "1"}) {
+        EXPECT_EQ(Parse_Integer(text), std::nullopt) << text;
+    }
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,246 @@
+// Copies under hard conditions: killed, without room, without rights, between file systems.
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "platform/posix/files/Whole_Copy.h"
+#include "platform/posix/system/Win32_Error.h"
+#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/platform/support/posix/Child_Process.h"
+#include "util/system/Last_Error.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <random>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::OSWRAPI::Find_Data;
+using FrontEnd::OSWRAPI::Invalid_Find_Handle;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Platform::Copy_Whole_File;
+using FrontEnd::Util::Get_Last_Error;
+using testing::ElementsAre;
+
+class Posix_Copy : public testing::Test {
+protected:
+    Scratch_Directory scratch;
+    const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
+
+    mode_t Rights_Of(const std::string& name) const {
+        struct stat status {};
+        EXPECT_EQ(::stat((scratch / name).c_str(), &status), 0);
+        return status.st_mode & 07777;
+    }
+
+    mode_t Rights_Of_Copy_Of(mode_t source_rights) const {
+        const std::string source = scratch.Write("source");
+        EXPECT_EQ(::chmod(source.c_str(), source_rights), 0);
+        EXPECT_EQ(Copy_Whole_File(source, scratch / "target", true), 0u);
+        const mode_t rights = Rights_Of("target");
+        std::filesystem::remove(source);
+        std::filesystem::remove(scratch / "target");
+        return rights;
+    }
+};
+
+TEST_F(Posix_Copy, RightsAreCarriedOverButForExecution) {
+    const mode_t umask_before = ::umask(022);
+    EXPECT_EQ(Rights_Of_Copy_Of(0644), mode_t{0644});
+    EXPECT_EQ(Rights_Of_Copy_Of(0600), mode_t{0600});
+    EXPECT_EQ(Rights_Of_Copy_Of(0755), mode_t{0644});
+    EXPECT_EQ(Rights_Of_Copy_Of(0444), mode_t{0444});
+    EXPECT_EQ(Rights_Of_Copy_Of(0666), mode_t{0644});
+    EXPECT_EQ(Rights_Of_Copy_Of(06755), mode_t{0644});
+    ::umask(umask_before);
+}
+
+TEST_F(Posix_Copy, TheOwnerMayReadTheCopy) {
+    const std::string source = scratch.Write("source");
+    ASSERT_EQ(::chmod(source.c_str(), 0004), 0);
+    ASSERT_EQ(::chmod(scratch.Path().c_str(), 0777), 0);
+    // Read as one of the others; as the owner the source could not be opened without special rights.
+    if (::geteuid() == 0) {
+        EXPECT_EQ(
+            Run_Without_Rights([&] { return static_cast<int>(Copy_Whole_File(source, scratch / "target", true)); }), 0);
+        EXPECT_EQ(Rights_Of("target") & 0400, mode_t{0400});
+    } else {
+        EXPECT_EQ(Copy_Whole_File(source, scratch / "target", true), 5u);
+    }
+}
+
+TEST_F(Posix_Copy, AFileWhoseSizeIsNotKnownBeforeIsCopiedWhole) {
+    ASSERT_EQ(Copy_Whole_File("/proc/self/cmdline", scratch / "target", true), 0u);
+    EXPECT_EQ(Content_Of(scratch / "target"), Content_Of("/proc/self/cmdline"));
+    EXPECT_NE(Content_Of(scratch / "target"), "");
+}
+
+TEST_F(Posix_Copy, FilesAreCopiedBetweenFileSystems) {
+    const Scratch_Directory memory("/dev/shm");
+    const std::string content = Rubbish(3000001);
+    const std::string source = memory.Write("source", content);
+    ASSERT_EQ(Copy_Whole_File(source, scratch / "target", true), 0u);
+    EXPECT_EQ(Content_Of(scratch / "target"), content);
+    ASSERT_EQ(Copy_Whole_File(scratch / "target", memory / "back", true), 0u);
+    EXPECT_EQ(Content_Of(memory / "back"), content);
+}
+
+TEST_F(Posix_Copy, ALinkIsCopiedAsWhatItLeadsTo) {
+    ASSERT_EQ(::symlink(scratch.Write("file", "content").c_str(), (scratch / "link").c_str()), 0);
+    ASSERT_EQ(Copy_Whole_File(scratch / "link", scratch / "target", true), 0u);
+    EXPECT_FALSE(std::filesystem::is_symlink(scratch / "target"));
+    EXPECT_EQ(Content_Of(scratch / "target"), "content");
+}
+
+TEST_F(Posix_Copy, ALinkToNothingIsAnExistingTarget) {
+    ASSERT_EQ(::symlink((scratch / "missing").c_str(), (scratch / "target").c_str()), 0);
+    EXPECT_EQ(Copy_Whole_File(scratch.Write("source"), scratch / "target", true), 80u);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
+}
+
+TEST_F(Posix_Copy, ATargetThatIsALinkIsReplacedItself) {
+    ASSERT_EQ(::symlink(scratch.Write("other", "untouched").c_str(), (scratch / "target").c_str()), 0);
+    EXPECT_EQ(Copy_Whole_File(scratch.Write("source", "new"), scratch / "target", false), 0u);
+    EXPECT_EQ(Content_Of(scratch / "target"), "new");
+    EXPECT_EQ(Content_Of(scratch / "other"), "untouched");
+}
+
+TEST_F(Posix_Copy, AFileUnderTwoNamesIsNotCopiedOntoItself) {
+    const std::string source = scratch.Write("source", "content");
+    ASSERT_EQ(::link(source.c_str(), (scratch / "second").c_str()), 0);
+    EXPECT_EQ(Copy_Whole_File(source, scratch / "second", false), 32u);
+    EXPECT_EQ(Content_Of(source), "content");
+}
+
+TEST_F(Posix_Copy, ADirectoryWithoutRightsTakesNoCopy) {
+    const std::string source = scratch.Write("source");
+    ASSERT_EQ(::chmod(scratch.Path().c_str(), 0555), 0);
+    EXPECT_EQ(Run_Without_Rights([&] { return static_cast<int>(Copy_Whole_File(source, scratch / "target", true)); }),
+              5);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+    ASSERT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
+}
+
+TEST_F(Posix_Copy, WithoutRoomNothingIsLeftBehind) {
+    const std::string source = scratch.Write("source", Rubbish(300000));
+    EXPECT_EQ(Child_Process([&] {
+                  constexpr struct rlimit hundred_thousand_bytes { 100000, 100000 };
+                  std::signal(SIGXFSZ, SIG_IGN);
+                  ::setrlimit(RLIMIT_FSIZE, &hundred_thousand_bytes);
+                  return static_cast<int>(Copy_Whole_File(source, scratch / "target", true));
+              }).Wait(),
+              223);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Posix_Copy, WithoutDescriptorsNothingIsLeftBehind) {
+    const std::string source = scratch.Write("source");
+    EXPECT_EQ(
+        Child_Process([&] {
+            // One for the source, none for the target.
+            const int lowest_free = ::dup(0);
+            ::close(lowest_free);
+            const struct rlimit one_more = {static_cast<rlim_t>(lowest_free) + 1, static_cast<rlim_t>(lowest_free) + 1};
+            ::setrlimit(RLIMIT_NOFILE, &one_more);
+            return static_cast<int>(Copy_Whole_File(source, scratch / "target", true));
+        }).Wait(),
+        4);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Posix_Copy, ALeftOverOfAKilledCopyIsNoHindrance) {
+    const std::string source = scratch.Write("source", "content");
+    EXPECT_EQ(Child_Process([&] {
+                  // What an earlier process of the same id would have left.
+                  for (int count = 0; count < 20; ++count) {
+                      scratch.Write("target." + std::to_string(::getpid()) + "-" + std::to_string(count) + ".part");
+                  }
+                  return static_cast<int>(Copy_Whole_File(source, scratch / "target", true));
+              }).Wait(),
+              0);
+    EXPECT_EQ(Content_Of(scratch / "target"), "content");
+    EXPECT_EQ(scratch.Names().size(), 22u);
+}
+
+TEST_F(Posix_Copy, KilledAtAnyMomentItLeavesNoPartialTarget) {
+    const std::string uuid = "01234567-89ab-cdef-0123-456789abcdef";
+    const std::string cached_files = std::string("????????") + "-????" + "-????" + "-????" + "-????????????" + ".*";
+    const std::string content = Rubbish(8 << 20);
+    const Scratch_Directory sources;
+    const std::string source = sources.Write("source", content);
+
+    std::mt19937 random(1);
+    int killed_in_a_copy = 0;
+    for (int round = 0; round < 60; ++round) {
+        Child_Process copier([&]() -> int {
+            for (;;) {
+                if (services->Copy_File(source.c_str(), (scratch / (uuid + ".xml")).c_str(), 1) == 0 ||
+                    !services->Delete_File(scratch / (uuid + ".xml"))) {
+                    return 1;
+                }
+            }
+        });
+        ::usleep(std::uniform_int_distribution<useconds_t>(500, 20000)(random));
+        ASSERT_EQ(copier.Kill(), -SIGKILL) << "the copies failed by themselves";
+
+        if (std::filesystem::exists(scratch / (uuid + ".xml"))) {
+            ASSERT_TRUE(Content_Of(scratch / (uuid + ".xml")) == content);
+        }
+        // What is left has a name by which the sweep finds it.
+        const auto left = scratch.Names();
+        killed_in_a_copy +=
+            std::any_of(left.begin(), left.end(), [](const auto& name) { return name.ends_with(".part"); });
+        for (const auto& name : left) {
+            Find_Data found;
+            const auto search = services->FindFirstFile((scratch / cached_files).c_str(), found);
+            ASSERT_NE(search, Invalid_Find_Handle) << name;
+            services->FindClose(search);
+            ASSERT_TRUE(services->Delete_File(scratch / found.file_name));
+        }
+        ASSERT_TRUE(scratch.Names().empty());
+    }
+    EXPECT_GT(killed_in_a_copy, 0) << "no round tried what the test is for";
+}
+
+TEST_F(Posix_Copy, LeavesNoDescriptorOpen) {
+    const auto open_files = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    const std::string source = scratch.Write("source");
+    const auto before = open_files();
+    for (int count = 0; count < 10; ++count) {
+        Copy_Whole_File(source, scratch / "target", false);
+        Copy_Whole_File(source, scratch / "target", true);
+        Copy_Whole_File(scratch.Path(), scratch / "other", true);
+        Copy_Whole_File(source, scratch / "missing/target", true);
+    }
+    EXPECT_EQ(open_files(), before);
+}
+
+TEST(Win32_Errors, SayWhatErrnoSays) {
+    using namespace FrontEnd::Platform;
+    EXPECT_EQ(Win32_Error_From_Errno(ENOENT), 2);
+    EXPECT_EQ(Win32_Error_From_Errno(ENOTDIR), 3);
+    EXPECT_EQ(Win32_Error_From_Errno(EMFILE), 4);
+    EXPECT_EQ(Win32_Error_From_Errno(EACCES), 5);
+    EXPECT_EQ(Win32_Error_From_Errno(EPERM), 5);
+    EXPECT_EQ(Win32_Error_From_Errno(EROFS), 19);
+    EXPECT_EQ(Win32_Error_From_Errno(EBUSY), 32);
+    EXPECT_EQ(Win32_Error_From_Errno(EEXIST), 80);
+    EXPECT_EQ(Win32_Error_From_Errno(ENOSPC), 112);
+    EXPECT_EQ(Win32_Error_From_Errno(EDQUOT), 112);
+    EXPECT_EQ(Win32_Error_From_Errno(ENAMETOOLONG), 206);
+    EXPECT_EQ(Win32_Error_From_Errno(EIO), 1117);
+    EXPECT_EQ(Win32_Error_From_Errno(EXDEV), 31) << "unknown ones are a general failure";
+    EXPECT_NE(Win32_Error_Text(2), Win32_Error_Text(3));
+    EXPECT_EQ(Win32_Error_Text(4711), "system error (4711)");
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,316 @@
+// Files as only a POSIX system has them: links, pipes, devices, rights, exact times.
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "platform/posix/files/Wildcard.h"
+#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/platform/support/posix/Child_Process.h"
+#include "util/filesystem/File_Head.h"
+#include "util/filesystem/Path_Tests.h"
+#include "util/system/Last_Error.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace FrontEnd::OSWRAPI;
+using namespace FrontEnd::Util::FileSystem;
+using FrontEnd::Platform::Matches_Wildcard;
+using FrontEnd::Util::Get_Last_Error;
+using testing::ElementsAre;
+
+class Posix_Files : public testing::Test {
+protected:
+    Scratch_Directory scratch;
+    const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
+
+    std::string Make_Pipe(const std::string& name) const {
+        EXPECT_EQ(::mkfifo((scratch / name).c_str(), 0666), 0);
+        return scratch / name;
+    }
+
+    std::string Make_Link(const std::string& name, const std::string& target) const {
+        EXPECT_EQ(::symlink(target.c_str(), (scratch / name).c_str()), 0);
+        return scratch / name;
+    }
+
+    /// Lets other users reach what is in the directory, and no more.
+    void Open_To_Others(mode_t rights = 0711) const { EXPECT_EQ(::chmod(scratch.Path().c_str(), rights), 0); }
+
+    std::vector<std::string> Found(const std::string& pattern) const {
+        std::vector<std::string> names;
+        Find_Data found;
+        const Find_Handle search = services->FindFirstFile((scratch / pattern).c_str(), found);
+        for (bool more = search != Invalid_Find_Handle; more; more = services->FindNextFile(search, found) != 0) {
+            names.push_back(found.file_name);
+        }
+        services->FindClose(search);
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+};
+
+TEST_F(Posix_Files, TimesAreExactToAHundredNanoseconds) {
+    struct Time_Case {
+        struct timespec time;
+        std::int64_t file_time;
+    };
+    const std::string path = scratch.Write("file.xml");
+    for (const auto& [time, file_time] :
+         {Time_Case{{0, 0}, 116444736000000000}, Time_Case{{0, 99}, 116444736000000000},
+          Time_Case{{0, 100}, 116444736000000001}, Time_Case{{1700000000, 123456789}, 133444736001234567},
+          Time_Case{{-1, 999999900}, 116444735999999999}}) {
+        const struct timespec times[] = {time, time};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+        std::int64_t answer = 0;
+        EXPECT_EQ(services->Stat_File(path, answer), 0);
+        EXPECT_EQ(answer, file_time) << time.tv_sec << " " << time.tv_nsec;
+    }
+}
+
+TEST_F(Posix_Files, OnlyRegularFilesAreStated) {
+    for (const auto& path : {scratch.Path(), Make_Pipe("pipe"), std::string("/dev/null"), std::string("/dev/tty")}) {
+        std::int64_t time = 0;
+        EXPECT_NE(services->Stat_File(path, time), 0) << path;
+        EXPECT_EQ(time, 0);
+        EXPECT_FALSE(services->File_Exists(path));
+    }
+}
+
+TEST_F(Posix_Files, APathThroughAFileHasNoDirectory) {
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(scratch.Write("file") + "/inner", time), 3);
+}
+
+TEST_F(Posix_Files, LinksAreFollowed) {
+    const std::string file = scratch.Write("file");
+    const std::string link = Make_Link("link", file);
+    std::int64_t time = 0;
+    std::int64_t time_through_link = 0;
+    EXPECT_EQ(services->Stat_File(file, time), 0);
+    EXPECT_EQ(services->Stat_File(link, time_through_link), 0);
+    EXPECT_EQ(time_through_link, time);
+    EXPECT_TRUE(services->File_Exists(link));
+    EXPECT_TRUE(services->Directory_Exists(Make_Link("directory", scratch.Path())));
+}
+
+TEST_F(Posix_Files, ALinkToNothingDoesNotExist) {
+    const std::string link = Make_Link("link", scratch / "missing");
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(link, time), 2);
+    EXPECT_FALSE(services->File_Exists(link));
+    EXPECT_FALSE(Path_Exists(link));
+}
+
+TEST_F(Posix_Files, ALinkToItselfIsAnError) {
+    const std::string link = Make_Link("link", scratch / "link");
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(link, time), 1921);
+}
+
+TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
+    const std::string file = scratch.Write("file");
+    EXPECT_TRUE(services->Delete_File(Make_Link("link", file)));
+    EXPECT_TRUE(services->Delete_File(Make_Link("to_directory", scratch.Make_Directory("directory"))));
+    EXPECT_TRUE(services->Delete_File(Make_Link("to_nothing", scratch / "missing")));
+    EXPECT_THAT(scratch.Names(), ElementsAre("directory", "file"));
+}
+
+TEST_F(Posix_Files, NeverDeletesPipesAndDevices) {
+    EXPECT_FALSE(services->Delete_File(Make_Pipe("pipe")));
+    EXPECT_EQ(Get_Last_Error(), 5u);
+    EXPECT_THAT(scratch.Names(), ElementsAre("pipe"));
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::mknod((scratch / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
+        EXPECT_FALSE(services->Delete_File(scratch / "null"));
+    } else {
+        EXPECT_FALSE(services->Delete_File("/dev/null"));
+    }
+}
+
+TEST_F(Posix_Files, APipeIsRefusedAtOnce) {
+    const std::string pipe = Make_Pipe("pipe");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(services->Copy_File(pipe.c_str(), (scratch / "target").c_str(), 1), 0);
+    EXPECT_EQ(Get_Last_Error(), 5u);
+    EXPECT_THROW(Read_File_Head(pipe, 10), std::runtime_error);
+    EXPECT_THROW(Read_File_Head("/dev/zero", 10), std::runtime_error);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_THAT(scratch.Names(), ElementsAre("pipe"));
+}
+
+TEST_F(Posix_Files, AFileIsReadOnlyWhenNobodyMayWriteIt) {
+    const std::string path = scratch.Write("file");
+    for (const mode_t writable : {0644, 0600, 0464, 0446}) {
+        ASSERT_EQ(::chmod(path.c_str(), writable), 0);
+        EXPECT_EQ(Get_File_Attributes(path), 0x80u) << std::oct << writable;
+    }
+    for (const mode_t read_only : {0444, 0400, 0555}) {
+        ASSERT_EQ(::chmod(path.c_str(), read_only), 0);
+        EXPECT_EQ(Get_File_Attributes(path), Attribute_Read_Only) << std::oct << read_only;
+    }
+}
+
+TEST_F(Posix_Files, WhatIsOutOfReachIsDenied) {
+    scratch.Write("file");
+    ASSERT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
+    // Where the tests run without rights, the directory is this user's own and has to be closed.
+    if (::geteuid() != 0) {
+        ASSERT_EQ(::chmod(scratch.Path().c_str(), 0), 0);
+    }
+    const int wrong = Run_Without_Rights([this] {
+        std::int64_t time = 0;
+        return (services->Stat_File(scratch / "file", time) == 5 ? 0 : 1) +
+               (services->File_Exists(scratch / "file") ? 2 : 0) +
+               (Get_File_Attributes(scratch / "file") == Invalid_Attributes ? 0 : 4) +
+               (services->Delete_File(scratch / "file") ? 8 : 0);
+    });
+    EXPECT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_THAT(scratch.Names(), ElementsAre("file"));
+}
+
+TEST_F(Posix_Files, AnUnreadableFileIsNeitherCopiedNorRead) {
+    Open_To_Others(0777);
+    const std::string path = scratch.Write("file");
+    ASSERT_EQ(::chmod(path.c_str(), 0), 0);
+    EXPECT_EQ(Run_Without_Rights([&] {
+                  int wrong = services->Copy_File(path.c_str(), (scratch / "target").c_str(), 1) == 0 ? 0 : 1;
+                  wrong += Get_Last_Error() == 5 ? 0 : 2;
+                  try {
+                      Read_File_Head(path, 10);
+                      wrong += 4;
+                  } catch (const std::runtime_error& error) {
+                      wrong += std::string(error.what()).find("access denied") != std::string::npos ? 0 : 8;
+                  }
+                  return wrong;
+              }),
+              0);
+    EXPECT_THAT(scratch.Names(), ElementsAre("file"));
+}
+
+TEST_F(Posix_Files, ADirectoryWithoutRightsHoldsNoMatch) {
+    Open_To_Others(0700);
+    scratch.Write("file");
+    if (::geteuid() != 0) {
+        Open_To_Others(0);
+    }
+    EXPECT_EQ(Run_Without_Rights([this] {
+                  Find_Data found;
+                  return services->FindFirstFile((scratch / "*").c_str(), found) == Invalid_Find_Handle ? 0 : 1;
+              }),
+              0);
+    Open_To_Others(0700);
+}
+
+TEST_F(Posix_Files, ASearchFindsFilesAndLinksOnly) {
+    scratch.Write("file");
+    scratch.Make_Directory("directory");
+    Make_Pipe("pipe");
+    Make_Link("link", scratch / "file");
+    Make_Link("link_to_nothing", scratch / "missing");
+    EXPECT_THAT(Found("*"), ElementsAre("file", "link", "link_to_nothing"));
+}
+
+TEST_F(Posix_Files, ASearchTellsLetterCaseApart) {
+    scratch.Write("file.xml");
+    scratch.Write("FILE.XML");
+    EXPECT_THAT(Found("file.*"), ElementsAre("file.xml"));
+    EXPECT_THAT(Found("F*"), ElementsAre("FILE.XML"));
+}
+
+TEST_F(Posix_Files, HiddenFilesAreFilesLikeOthers) {
+    scratch.Write(".hidden");
+    EXPECT_THAT(Found("*"), ElementsAre(".hidden"));
+    EXPECT_THAT(Found("?hidden"), ElementsAre(".hidden"));
+}
+
+TEST_F(Posix_Files, ABackslashIsALetterOfTheName) {
+    scratch.Write("a\\b");
+    EXPECT_THAT(Found("a\\b"), ElementsAre("a\\b"));
+    EXPECT_THAT(Found("a?b"), ElementsAre("a\\b"));
+}
+
+TEST_F(Posix_Files, APatternWithoutDirectorySearchesTheCurrentOne) {
+    scratch.Write("only-here.xml");
+    EXPECT_EQ(Child_Process([this] {
+                  Find_Data found;
+                  if (::chdir(scratch.Path().c_str()) != 0) {
+                      return 1;
+                  }
+                  return services->FindFirstFile("only-*.xml", found) != Invalid_Find_Handle &&
+                                 found.file_name == "only-here.xml"
+                             ? 0
+                             : 2;
+              }).Wait(),
+              0);
+}
+
+TEST_F(Posix_Files, SearchesCloseTheirDirectories) {
+    scratch.Write("file");
+    const auto open_files = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    const auto before = open_files();
+    Find_Data found;
+    for (int count = 0; count < 10; ++count) {
+        services->FindClose(services->FindFirstFile((scratch / "*").c_str(), found));
+        services->FindFirstFile((scratch / "*.none").c_str(), found);
+    }
+    EXPECT_EQ(open_files(), before);
+}
+
+TEST_F(Posix_Files, NoDriveLetterIsARoot) {
+    EXPECT_EQ(services->Get_Drive_Type("C:"), 1u);
+    EXPECT_EQ(services->Get_Drive_Type("z:"), 1u);
+}
+
+TEST_F(Posix_Files, ASlashJoinsPathsThatBeginWithOne) {
+    EXPECT_EQ(Path_Separator("/"), '/');
+    EXPECT_EQ(Path_Separator("/var/cache"), '/');
+    EXPECT_EQ(Path_Separator("var/cache"), '\\');
+    EXPECT_EQ(Join_Path("/var/cache", "file.xml"), "/var/cache/file.xml");
+}
+
+TEST_F(Posix_Files, SharesAreReadOnly) {
+    EXPECT_FALSE(services->Delete_File("\\\\server\\share\\file"));
+    EXPECT_EQ(Get_Last_Error(), 50u);
+    EXPECT_EQ(services->Copy_File(scratch.Write("file").c_str(), "\\\\server\\share\\file", 1), 0);
+    EXPECT_EQ(Get_Last_Error(), 50u);
+    Find_Data found;
+    EXPECT_EQ(services->FindFirstFile("\\\\server\\share\\*", found), Invalid_Find_Handle);
+}
+
+TEST(Wildcard, MatchesWholeNames) {
+    EXPECT_TRUE(Matches_Wildcard("", ""));
+    EXPECT_TRUE(Matches_Wildcard("", "*"));
+    EXPECT_FALSE(Matches_Wildcard("", "?"));
+    EXPECT_FALSE(Matches_Wildcard("a", ""));
+    EXPECT_TRUE(Matches_Wildcard("aab", "*ab"));
+    EXPECT_TRUE(Matches_Wildcard("abab", "*ab"));
+    EXPECT_FALSE(Matches_Wildcard("aba", "*ab"));
+    EXPECT_TRUE(Matches_Wildcard("xaybz", "*a?b*"));
+    EXPECT_FALSE(Matches_Wildcard("xabz", "*a?b*"));
+}
+
+TEST(Wildcard, ManyStarsTakeNoTime) {
+    std::string pattern;
+    for (int count = 0; count < 60; ++count) {
+        pattern += "*a";
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Matches_Wildcard(std::string(255, 'a'), pattern + "b"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,294 @@
+// The shared mutex under a name of the test's own, between forked processes.
+
+#include "platform/posix/tracing/Robust_Mutex.h"
+#include "tests/platform/support/posix/Child_Process.h"
+#include "util/tracing/System_Mutex.h"
+#include "util/uuid/Generate_Uuid.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Platform::Open_Robust_Mutex;
+using FrontEnd::Util::Tracing::System_Mutex;
+using Result = System_Mutex::Wait_Result;
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+class Robust_Mutex : public testing::Test {
+protected:
+    const std::string name = "/qel-test-" + FrontEnd::Util::Generate_Uuid();
+
+    ~Robust_Mutex() override { ::shm_unlink(name.c_str()); }
+
+    struct stat Object_Status() const {
+        struct stat status {};
+        EXPECT_EQ(::stat(("/dev/shm" + name).c_str(), &status), 0);
+        return status;
+    }
+
+    int Make_Object(mode_t rights, off_t size) const {
+        const int object = ::shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+        EXPECT_GE(object, 0);
+        EXPECT_EQ(::fchmod(object, rights), 0);
+        EXPECT_EQ(::ftruncate(object, size), 0);
+        return object;
+    }
+
+    /// A process that takes the mutex and keeps it until it is killed.
+    int Hold_Until_Killed(int ready) const {
+        const auto mutex = Open_Robust_Mutex(name);
+        if (!mutex || mutex->Wait(0) != Result::Acquired || ::write(ready, "x", 1) != 1) {
+            return 1;
+        }
+        for (;;) {
+            ::pause();
+        }
+    }
+};
+
+/// Lets one process wait for another.
+class Signal {
+public:
+    Signal() { EXPECT_EQ(::pipe(m_Ends), 0); }
+    Signal(const Signal&) = delete;
+    Signal& operator=(const Signal&) = delete;
+    ~Signal() {
+        ::close(m_Ends[0]);
+        ::close(m_Ends[1]);
+    }
+
+    int Writer() const { return m_Ends[1]; }
+    void Wait() const {
+        char byte;
+        EXPECT_EQ(::read(m_Ends[0], &byte, 1), 1);
+    }
+
+private:
+    int m_Ends[2];
+};
+
+TEST_F(Robust_Mutex, IsSharedByProcesses) {
+    const auto mutex = Open_Robust_Mutex(name);
+    ASSERT_NE(mutex, nullptr);
+    ASSERT_EQ(mutex->Wait(0), Result::Acquired);
+    const auto wait_in_child = [this] {
+        return Child_Process([this] {
+                   const auto opened = Open_Robust_Mutex(name);
+                   if (!opened) {
+                       return 100;
+                   }
+                   const Result result = opened->Wait(20);
+                   if (result == Result::Acquired) {
+                       opened->Release();
+                   }
+                   return static_cast<int>(result);
+               })
+            .Wait();
+    };
+    EXPECT_EQ(wait_in_child(), static_cast<int>(Result::Timed_Out));
+    EXPECT_TRUE(mutex->Release());
+    EXPECT_EQ(wait_in_child(), static_cast<int>(Result::Acquired));
+}
+
+TEST_F(Robust_Mutex, AKilledHolderIsNoticedByTheOneThatWaits) {
+    const auto mutex = Open_Robust_Mutex(name);
+    const Signal ready;
+    Child_Process holder([&] { return Hold_Until_Killed(ready.Writer()); });
+    ready.Wait();
+    EXPECT_EQ(mutex->Wait(50), Result::Timed_Out);
+    std::thread killer([&] {
+        std::this_thread::sleep_for(milliseconds(100));
+        EXPECT_EQ(holder.Kill(), -SIGKILL);
+    });
+    EXPECT_EQ(mutex->Wait(20000), Result::Abandoned);
+    killer.join();
+    EXPECT_TRUE(mutex->Release());
+    EXPECT_EQ(mutex->Wait(0), Result::Acquired);
+    EXPECT_TRUE(mutex->Release());
+}
+
+TEST_F(Robust_Mutex, AHolderKilledBeforeIsNoticed) {
+    const auto mutex = Open_Robust_Mutex(name);
+    const Signal ready;
+    Child_Process holder([&] { return Hold_Until_Killed(ready.Writer()); });
+    ready.Wait();
+    ASSERT_EQ(holder.Kill(), -SIGKILL);
+    EXPECT_EQ(mutex->Wait(0), Result::Abandoned);
+    EXPECT_TRUE(mutex->Release());
+}
+
+TEST_F(Robust_Mutex, ALockTakenOverFromTheDeadIsAbandonedAgain) {
+    const auto mutex = Open_Robust_Mutex(name);
+    for (int count = 0; count < 3; ++count) {
+        EXPECT_EQ(Child_Process([this] {
+                      const auto opened = Open_Robust_Mutex(name);
+                      return opened ? static_cast<int>(opened->Wait(0)) : 100;
+                  }).Wait(),
+                  static_cast<int>(count == 0 ? Result::Acquired : Result::Abandoned));
+    }
+    EXPECT_EQ(mutex->Wait(0), Result::Abandoned);
+    EXPECT_TRUE(mutex->Release());
+}
+
+TEST_F(Robust_Mutex, AStoppedHolderIsNotWaitedForLongerThanAsked) {
+    const auto mutex = Open_Robust_Mutex(name);
+    const Signal ready;
+    Child_Process holder([&] { return Hold_Until_Killed(ready.Writer()); });
+    ready.Wait();
+    ASSERT_EQ(::kill(holder.Id(), SIGSTOP), 0);
+    const auto begin = Clock::now();
+    EXPECT_EQ(mutex->Wait(1100), Result::Timed_Out);
+    EXPECT_GE(Clock::now() - begin, milliseconds(1090));
+    EXPECT_LT(Clock::now() - begin, milliseconds(10000));
+}
+
+TEST_F(Robust_Mutex, AForkedChildDoesNotHoldItsParentsLock) {
+    const auto mutex = Open_Robust_Mutex(name);
+    ASSERT_EQ(mutex->Wait(0), Result::Acquired);
+    EXPECT_EQ(Child_Process([&] {
+                  return (mutex->Release() ? 1 : 0) + (mutex->Wait(0) == Result::Timed_Out ? 0 : 2);
+              }).Wait(),
+              0);
+    EXPECT_TRUE(mutex->Release());
+}
+
+TEST_F(Robust_Mutex, ASecondWaitOfItsHolderFailsAndDoesNotHang) {
+    const auto mutex = Open_Robust_Mutex(name);
+    ASSERT_EQ(mutex->Wait(0), Result::Acquired);
+    EXPECT_EQ(mutex->Wait(20000), Result::Failed);
+    EXPECT_EQ(mutex->Last_Error(), 1131u);
+    EXPECT_TRUE(mutex->Release());
+}
+
+TEST_F(Robust_Mutex, OnlyItsUserMayOpenIt) {
+    const mode_t umask_before = ::umask(0);
+    ASSERT_NE(Open_Robust_Mutex(name), nullptr);
+    ::umask(umask_before);
+    EXPECT_EQ(Object_Status().st_mode & 07777, mode_t{0600});
+    EXPECT_EQ(Object_Status().st_uid, ::geteuid());
+}
+
+TEST_F(Robust_Mutex, AUmaskDoesNotLockItsUserOut) {
+    const mode_t umask_before = ::umask(0777);
+    ASSERT_NE(Open_Robust_Mutex(name), nullptr);
+    ::umask(umask_before);
+    EXPECT_EQ(Object_Status().st_mode & 07777, mode_t{0600});
+}
+
+TEST_F(Robust_Mutex, AnObjectOpenToOthersIsRefused) {
+    ::close(Make_Object(0666, 0));
+    EXPECT_EQ(Open_Robust_Mutex(name), nullptr);
+}
+
+TEST_F(Robust_Mutex, AnObjectOfSomebodyElseIsRefused) {
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::fchown(Make_Object(0600, 0), 65534, 65534), 0);
+        EXPECT_EQ(Open_Robust_Mutex(name), nullptr);
+    } else {
+        // An object that root owns cannot be made here; /dev/shm itself stands for one.
+        EXPECT_EQ(Open_Robust_Mutex("/."), nullptr);
+    }
+}
+
+TEST_F(Robust_Mutex, AnObjectOfAnotherSizeIsRefused) {
+    ::close(Make_Object(0600, 7));
+    EXPECT_EQ(Open_Robust_Mutex(name), nullptr);
+    EXPECT_EQ(Object_Status().st_size, 7);
+}
+
+TEST_F(Robust_Mutex, ALinkIsRefused) {
+    ASSERT_EQ(::symlink("/dev/shm/qel-test-target", ("/dev/shm" + name).c_str()), 0);
+    EXPECT_EQ(Open_Robust_Mutex(name), nullptr);
+}
+
+TEST_F(Robust_Mutex, AnObjectLeftUnpreparedIsPrepared) {
+    // As a process leaves it that is killed after it has set the size.
+    ASSERT_NE(Open_Robust_Mutex(name), nullptr);
+    const off_t size = Object_Status().st_size;
+    ::shm_unlink(name.c_str());
+    ::close(Make_Object(0600, size));
+    const auto mutex = Open_Robust_Mutex(name);
+    ASSERT_NE(mutex, nullptr);
+    EXPECT_EQ(mutex->Wait(0), Result::Acquired);
+    EXPECT_TRUE(mutex->Release());
+}
+
+TEST_F(Robust_Mutex, AProcessStoppedInThePreparationIsNotWaitedFor) {
+    const int object = Make_Object(0600, 0);
+    ASSERT_EQ(::flock(object, LOCK_EX), 0);
+    const auto begin = Clock::now();
+    EXPECT_EQ(Open_Robust_Mutex(name), nullptr);
+    EXPECT_LT(Clock::now() - begin, milliseconds(20000));
+    ::close(object);
+    EXPECT_NE(Open_Robust_Mutex(name), nullptr);
+}
+
+TEST_F(Robust_Mutex, ManyProcessesOpenItAtOnce) {
+    constexpr int processes = 8;
+    constexpr int turns = 300;
+    void* address = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(address, MAP_FAILED);
+    volatile int* unguarded = static_cast<int*>(address);
+    std::vector<std::unique_ptr<Child_Process>> children;
+    for (int number = 0; number < processes; ++number) {
+        children.push_back(std::make_unique<Child_Process>([&] {
+            const auto mutex = Open_Robust_Mutex(name);
+            for (int turn = 0; turn < turns; ++turn) {
+                if (!mutex || mutex->Wait(60000) != Result::Acquired) {
+                    return 1;
+                }
+                *unguarded = *unguarded + 1;
+                if (!mutex->Release()) {
+                    return 2;
+                }
+            }
+            return 0;
+        }));
+    }
+    for (auto& child : children) {
+        EXPECT_EQ(child->Wait(), 0);
+    }
+    EXPECT_EQ(*unguarded, processes * turns);
+    ::munmap(address, 4096);
+}
+
+TEST_F(Robust_Mutex, ProcessesKilledAtAnyMomentDoNoLastingHarm) {
+    for (int round = 0; round < 100; ++round) {
+        Child_Process child([this]() -> int {
+            const auto mutex = Open_Robust_Mutex(name);
+            for (;;) {
+                const Result result = mutex ? mutex->Wait(10000) : Result::Failed;
+                if ((result != Result::Acquired && result != Result::Abandoned) || !mutex->Release()) {
+                    return 1;
+                }
+            }
+        });
+        ::usleep(static_cast<useconds_t>(round * 37));
+        ASSERT_EQ(child.Kill(), -SIGKILL);
+        if (round % 10 == 0) {
+            ::shm_unlink(name.c_str());
+        }
+    }
+    const auto mutex = Open_Robust_Mutex(name);
+    ASSERT_NE(mutex, nullptr);
+    const Result result = mutex->Wait(10000);
+    EXPECT_TRUE(result == Result::Acquired || result == Result::Abandoned);
+    EXPECT_TRUE(mutex->Release());
+}
+
+} // namespace
+
+} // namespace QEL::Tests
