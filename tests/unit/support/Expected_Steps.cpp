@@ -7,13 +7,6 @@ namespace Recorded_Trace {
 
 namespace {
 
-/// An address as the platform's "%p" shows it.
-std::string Address_Text(const void* address) {
-    std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "%p", address);
-    return text.data();
-}
-
 Records Recorded(const std::string& metadata_path, const std::string& url, const std::string& entry_text,
                  const Records& removal) {
     return Call("Persist_Downloaded_File_Metadata", "url='" + url + "', cache_entry=" + entry_text) + removal +
@@ -21,6 +14,12 @@ Records Recorded(const std::string& metadata_path, const std::string& url, const
 }
 
 } // namespace
+
+std::string Address_Text(const void* address) {
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%p", address);
+    return text.data();
+}
 
 std::string Entry_Text(const std::string& cached_file, const std::string& last_modified) {
     return "<CacheEntry cached_file=\"" + cached_file + "\" last_modified=\"" + last_modified + "\"/>";

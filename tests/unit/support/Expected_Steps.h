@@ -8,6 +8,9 @@
 /// What the steps that several operations share write to the trace.
 namespace Recorded_Trace {
 
+/// An address as the platform's "%p" shows it.
+std::string Address_Text(const void* address);
+
 /// An entry as the trace shows it.
 std::string Entry_Text(const std::string& cached_file, const std::string& last_modified);
 

@@ -1,0 +1,285 @@
+#include "tests/unit/support/Cache_Fixture.h"
+#include "tests/unit/support/Expected_Steps.h"
+
+#include <stdexcept>
+#include <string>
+
+using namespace Recorded_Trace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const std::string s_from_contents = "Generate_Cached_File_Name_from_Contents";
+const std::string s_from_share = "Generate_Cached_File_Name_from_File_Share";
+const std::string s_from_type = "Generate_Cached_File_Name_from_Mime_Type";
+
+class Name_Generation : public Cache_Fixture {
+protected:
+    void SetUp() override {
+        cache.m_Cache_Directory = "C:\\cache";
+        g_services.uuids = {uuid};
+        Forget();
+    }
+
+    std::string From_Contents(const std::string& mime_type) {
+        return cache.Generate_Cached_File_Name_from_Contents(mime_type, contents.data(), contents.size());
+    }
+
+    /// The records of naming after a type whose extension is this one.
+    Records Named_From_Type(const std::string& mime_type, const std::string& extension) const {
+        return Call(s_from_type, "mime_type='" + mime_type + "'") + Data(s_from_type, "buf = '" + buf + "'\n") +
+               Filtered(extension, extension) + Return(s_from_type, buf + extension);
+    }
+
+    /// The records of naming after a type that has no extension.
+    Records Named_By_Default(const std::string& mime_type) const {
+        return Call(s_from_type, "mime_type='" + mime_type + "'") + Data(s_from_type, "buf = '" + buf + "'\n") +
+               Data(s_from_type,
+                    "Could not get an extension for MIME type '" + mime_type + "'. Defaulting to '.cached'\n") +
+               Return(s_from_type, buf + ".cached");
+    }
+
+    /// The records of naming without a detector.
+    Records Named_Without_Detector(const std::string& mime_type) const {
+        return Call(s_from_type, "mime_type='" + mime_type + "'") + Data(s_from_type, "buf = '" + buf + "'\n") +
+               No_Detector(s_from_type) + Return(s_from_type, buf + ".cached");
+    }
+
+    static Records Filtered(const std::string& extension, const std::string& result) {
+        return Call("Filter_Dangerous_Extensions", "extension='" + extension + "'") +
+               Return("Filter_Dangerous_Extensions", result);
+    }
+
+    static Records No_Detector(const std::string& method) {
+        return Bug() + Error(method, "MIME Magic is not initialized. Unexpected internal state.\n");
+    }
+
+    Records Contents_Entered(const std::string& mime_type) const {
+        return Call(s_from_contents, "mime_type='" + mime_type + "', file_contents=" + Address_Text(contents.data()) +
+                                         ", byte_size=" + std::to_string(contents.size()));
+    }
+
+    static Records Share_Entered(const std::string& path, const std::string& extension) {
+        return Call(s_from_share, "absolute_path='" + path + "'") +
+               Data(s_from_share, "File's extension is '" + extension + "'\n");
+    }
+
+    void Without_Detector() { cache.m_Magic = {}; }
+
+    const std::string uuid = "a1b2c3d4-0001-0002-0003-112233445566";
+    const std::string buf = "C:\\cache\\a1b2c3d4-0001-0002-0003-112233445566";
+    const std::string contents = "some contents";
+};
+
+// From a MIME type
+
+TEST_F(Name_Generation, ATypesExtensionFollowsTheUuid) {
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), buf + ".txt");
+    EXPECT_EQ(All(), Named_From_Type("text/plain", ".txt"));
+    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
+}
+
+TEST_F(Name_Generation, AnUnknownTypeGetsTheDefaultExtensionUnfiltered) {
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/y"), buf + ".cached");
+    EXPECT_EQ(All(), Named_By_Default("x/y"));
+}
+
+TEST_F(Name_Generation, AnEmptyTypeGetsTheDefaultExtension) {
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type(""), buf + ".cached");
+    EXPECT_EQ(All(), Named_By_Default(""));
+}
+
+TEST_F(Name_Generation, ATypeWithAnEmptyExtensionGetsTheDefaultOne) {
+    g_services.extensions["x/y"] = "";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/y"), buf + ".cached");
+    EXPECT_EQ(All(), Named_By_Default("x/y"));
+}
+
+TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
+    for (const std::string dangerous : {".exe", ".EXE", ".Exe"}) {
+        Forget();
+        g_services.uuids = {uuid};
+        g_services.extensions["x/program"] = dangerous;
+        EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/program"), buf + ".cached");
+        EXPECT_EQ(All(), Call(s_from_type, "mime_type='x/program'") + Data(s_from_type, "buf = '" + buf + "'\n") +
+                             Filtered(dangerous, ".cached") + Return(s_from_type, buf + ".cached"));
+    }
+}
+
+TEST_F(Name_Generation, WithoutADetectorATypeGetsTheDefaultExtension) {
+    Without_Detector();
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), buf + ".cached");
+    EXPECT_EQ(All(), Named_Without_Detector("text/plain"));
+    EXPECT_THAT(g_services.magic_calls, IsEmpty());
+}
+
+TEST_F(Name_Generation, TheUuidIsUsedUnchanged) {
+    g_services.uuids = {"ANY Text"};
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), "C:\\cache\\ANY Text.txt");
+}
+
+TEST_F(Name_Generation, TheDirectoryIsUsedUnchanged) {
+    for (const std::string unusual : {"C:\\cache\\", "relative", ""}) {
+        g_services.uuids = {uuid};
+        cache.m_Cache_Directory = unusual;
+        EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), unusual + "\\" + uuid + ".txt");
+    }
+}
+
+TEST_F(Name_Generation, ADirectoryOfTheOtherPlatformIsJoinedWithItsOwnSeparator) {
+    cache.m_Cache_Directory = "/var/cache";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), "/var/cache/" + uuid + ".txt");
+    g_services.uuids = {uuid};
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"),
+              "/var/cache/" + uuid + ".xml");
+}
+
+TEST_F(Name_Generation, EachNameIsNew) {
+    g_services.uuids.clear();
+    EXPECT_NE(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"),
+              cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"));
+    EXPECT_NE(From_Contents("text/plain"), From_Contents("text/plain"));
+    EXPECT_NE(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"),
+              cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"));
+    EXPECT_EQ(g_services.uuid_counter, 6);
+}
+
+TEST_F(Name_Generation, NothingIsWritten) {
+    cache.m_Cache_Directory = cache_directory;
+    From_Contents("text/plain");
+    cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml");
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
+}
+
+// From contents
+
+TEST_F(Name_Generation, TheDeclaredTypeDecidesWithoutALookAtTheContents) {
+    g_services.type_for_data = "text/xml";
+    EXPECT_EQ(From_Contents("text/plain"), buf + ".txt");
+    EXPECT_EQ(All(), Contents_Entered("text/plain") + Data(s_from_contents, "mime_type2 = 'text/plain'\n") +
+                         Named_From_Type("text/plain", ".txt") + Return(s_from_contents, buf + ".txt"));
+    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
+}
+
+TEST_F(Name_Generation, TheDeclaredTypeDecidesEvenWhenItIsUnknown) {
+    g_services.type_for_data = "text/xml";
+    EXPECT_EQ(From_Contents("x/y"), buf + ".cached");
+    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(x/y)"));
+}
+
+TEST_F(Name_Generation, TheDeclaredTypeIsPassedOnWithItsParameters) {
+    From_Contents("text/xml; charset=utf-8");
+    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/xml; charset=utf-8)"));
+}
+
+TEST_F(Name_Generation, ContentsOfNoDeclaredTypeAreSniffed) {
+    g_services.type_for_data = "text/xml";
+    EXPECT_EQ(From_Contents(""), buf + ".xml");
+    EXPECT_EQ(All(), Contents_Entered("") + Data(s_from_contents, "mime_type2 = 'text/xml'\n") +
+                         Named_From_Type("text/xml", ".xml") + Return(s_from_contents, buf + ".xml"));
+    EXPECT_THAT(g_services.magic_calls,
+                ElementsAre("Get_Mime_Type_For_Data(some contents)", "Get_Extension_From_Mime_Type(text/xml)"));
+}
+
+TEST_F(Name_Generation, ContentsOfNoTypeAtAllGetTheDefaultExtension) {
+    g_services.type_for_data = "";
+    EXPECT_EQ(From_Contents(""), buf + ".cached");
+    EXPECT_EQ(All(), Contents_Entered("") + Data(s_from_contents, "mime_type2 = ''\n") + Named_By_Default("") +
+                         Return(s_from_contents, buf + ".cached"));
+}
+
+TEST_F(Name_Generation, NoContentsAreSniffedToo) {
+    g_services.type_for_data = "text/plain";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Contents("", contents.data(), 0), buf + ".txt");
+    EXPECT_THAT(g_services.magic_calls,
+                ElementsAre("Get_Mime_Type_For_Data()", "Get_Extension_From_Mime_Type(text/plain)"));
+}
+
+TEST_F(Name_Generation, WithoutADetectorContentsGetTheDefaultExtensionAndTwoErrors) {
+    Without_Detector();
+    for (const std::string mime_type : {"text/plain", ""}) {
+        Forget();
+        g_services.uuids = {uuid};
+        EXPECT_EQ(From_Contents(mime_type), buf + ".cached");
+        EXPECT_EQ(All(), Contents_Entered(mime_type) + No_Detector(s_from_contents) +
+                             Named_Without_Detector(mime_type) + Return(s_from_contents, buf + ".cached"));
+        EXPECT_THAT(g_services.magic_calls, IsEmpty());
+    }
+}
+
+// From a file on a share
+
+TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutALookAtTheFile) {
+    g_services.file_unreadable = true;
+    const std::string path = "\\\\server\\share\\Landscape.XML";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".XML");
+    EXPECT_EQ(All(), Share_Entered(path, "XML") + Filtered(".XML", ".XML") + Return(s_from_share, buf + ".XML"));
+    EXPECT_THAT(g_services.magic_calls, IsEmpty());
+    EXPECT_EQ(os->calls.size(), 0U);
+}
+
+TEST_F(Name_Generation, ASharesDangerousExtensionIsReplaced) {
+    const std::string path = "\\\\server\\share\\run.BAT";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(All(), Share_Entered(path, "BAT") + Filtered(".BAT", ".cached") + Return(s_from_share, buf + ".cached"));
+}
+
+TEST_F(Name_Generation, ASharesExtensionNeedsNoDetector) {
+    Without_Detector();
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"), buf + ".xml");
+    EXPECT_THAT(Above_Additional_Data(), IsEmpty());
+}
+
+TEST_F(Name_Generation, AnExtensionThatBringsItsDotGetsASecondOne) {
+    const std::string path = "\\\\server\\share\\a.exe";
+    g_services.on_file_extension = [&](const std::string& asked) { return asked == path ? ".exe" : "?"; };
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + "..exe");
+    EXPECT_EQ(All(), Share_Entered(path, ".exe") + Bug() +
+                         Error(s_from_share, "Unexpected file extension string. '.' not found in '.exe'.\n") +
+                         Filtered("..exe", "..exe") + Return(s_from_share, buf + "..exe"));
+}
+
+TEST_F(Name_Generation, AFileWithoutExtensionIsNamedAfterItsType) {
+    const std::string path = "\\\\server\\share.d\\landscape";
+    g_services.type_for_file = "text/xml";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".xml");
+    EXPECT_EQ(All(),
+              Share_Entered(path, "") + Named_From_Type("text/xml", ".xml") + Return(s_from_share, buf + ".xml"));
+    EXPECT_THAT(g_services.magic_calls,
+                ElementsAre("Get_Mime_Type_For_File(" + path + ")", "Get_Extension_From_Mime_Type(text/xml)"));
+}
+
+TEST_F(Name_Generation, AFileWithoutExtensionAndTypeGetsTheDefaultExtension) {
+    const std::string path = "\\\\server\\share\\landscape";
+    g_services.type_for_file = "";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(All(), Share_Entered(path, "") + Named_By_Default("") + Return(s_from_share, buf + ".cached"));
+}
+
+TEST_F(Name_Generation, AFileThatCannotBeOpenedGetsTheDefaultExtension) {
+    const std::string path = "\\\\server\\share\\landscape";
+    g_services.file_unreadable = true;
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(All(), Share_Entered(path, "") + Error(s_from_share, "Failed to open file '" + path + "'.\n") +
+                         Named_By_Default("") + Return(s_from_share, buf + ".cached"));
+}
+
+TEST_F(Name_Generation, WithoutADetectorAFileWithoutExtensionGetsTheDefaultOneAndTwoErrors) {
+    Without_Detector();
+    const std::string path = "\\\\server\\share\\landscape";
+    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(All(), Share_Entered(path, "") + No_Detector(s_from_share) + Named_Without_Detector("") +
+                         Return(s_from_share, buf + ".cached"));
+    EXPECT_THAT(g_services.magic_calls, IsEmpty());
+}
+
+TEST_F(Name_Generation, AMissingUuidIsTheCallersBusiness) {
+    g_services.uuid_throws = true;
+    EXPECT_THROW(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), std::runtime_error);
+    EXPECT_THROW(From_Contents("text/plain"), std::runtime_error);
+    EXPECT_THROW(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"), std::runtime_error);
+    EXPECT_THROW(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a"), std::runtime_error);
+}
+
+} // namespace
