@@ -1,0 +1,355 @@
+#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Share_Fixture.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+using namespace Recorded_Trace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const std::string s_method = "Download_File_Share";
+
+class File_Share_Copy : public Share_Fixture {
+protected:
+    std::string Fetch() { return Fetch(share); }
+    std::string Fetch(const std::string& url) { return cache.Download_File_Share(url, download_error); }
+
+    Records Entered() const {
+        return Call(s_method, "url='" + share + "'") + Is_Local_Share(share) + Kind_Test("Is_Inet_URL", share, false);
+    }
+
+    /// The records up to the copy of a file that was examined with this outcome.
+    Records Examined(int error, std::int64_t time) const {
+        const Records warned = error == 0
+                                   ? Records()
+                                   : Warning(s_method, "Trying to download a file share URL that cannot be stat-ed: '" +
+                                                           share + "', error code " + std::to_string(error) + ".\n");
+        // The number shown is the low half of the time.
+        return Entered() + warned +
+               Data(s_method, "Downloading file share '" + share + "', stat error code " + std::to_string(error) +
+                                  ", mtime = " + std::to_string(static_cast<std::int32_t>(time)) + ".\n") +
+               Named();
+    }
+
+    Records Named() const {
+        const std::string method = "Generate_Cached_File_Name_from_File_Share";
+        return Call(method, "absolute_path='" + share + "'") + Data(method, "File's extension is 'xml'\n") +
+               Call("Filter_Dangerous_Extensions", "extension='.xml'") + Return("Filter_Dangerous_Extensions", ".xml") +
+               Return(method, Copy_Path());
+    }
+
+    Records Copied() const {
+        return Note(s_method, "Copied file '" + share + "' to the cached file: '" + Copy_Path() + "'.\n");
+    }
+
+    static Records Returned_Nothing() { return Return(s_method, "''"); }
+    Records Returned_Copy() const { return Return(s_method, "'" + Copy_Path() + "'"); }
+
+    /// The calls of the services, without those about drives.
+    std::vector<std::string> Calls() const {
+        std::vector<std::string> calls = os->calls;
+        std::erase_if(calls, [](const std::string& call) { return call.starts_with("Get_Drive_"); });
+        return calls;
+    }
+
+    void Expect_Nothing_Kept() const {
+        EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
+    }
+
+    bool download_error = true;
+};
+
+TEST_F(File_Share_Copy, CopiesTheFileAndRecordsTheEntry) {
+    EXPECT_EQ(Fetch(), Copy_Path());
+    EXPECT_EQ(Content(Copy_Path()), source);
+    ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
+    const auto& entry = cache.m_Cache_Entries.at(share);
+    EXPECT_EQ(entry.cached_file, Copy_Path());
+    EXPECT_EQ(entry.last_modified, "132000000000000001");
+    EXPECT_EQ(entry.last_checked_remotely, os->current_time);
+    EXPECT_EQ(Content(Metadata_Path()),
+              Text_File({"QEL Logon Landscape Cache Metadata", "version", "2", "entries", "1", "132000000000000001",
+                         std::to_string(os->current_time), Copy_Path(), share}));
+}
+
+TEST_F(File_Share_Copy, TracesEachStepInOrder) {
+    Fetch();
+    EXPECT_EQ(All(), Examined(0, source_time) + Copied() +
+                         First_Copy_Recorded(Metadata_Path(), share, Entry_Text(Copy_Path(), "132000000000000001")) +
+                         Returned_Copy());
+}
+
+TEST_F(File_Share_Copy, AsksTheServicesInThisOrder) {
+    Fetch();
+    EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
+                                     "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)",
+                                     "File_Exists(" + Copy_Path() + ")"));
+}
+
+TEST_F(File_Share_Copy, ClearsTheErrorFlagAndKeepsTheCodeOfBefore) {
+    for (const bool before : {false, true}) {
+        for (const int code : {0, 1, 2, 3, 4}) {
+            download_error = before;
+            cache.m_errFileShareDownLoad = code;
+            EXPECT_NE(Fetch(), "");
+            EXPECT_FALSE(download_error);
+            EXPECT_EQ(cache.m_errFileShareDownLoad, code);
+        }
+    }
+}
+
+TEST_F(File_Share_Copy, LeavesTheMembersOfInternetRequestsAlone) {
+    cache.m_errHTTPFileDownLoad = 2;
+    cache.m_Additional_Error_Info = "before";
+    cache.m_Cert_Error_Detected = true;
+    Fetch();
+    copy_fails = true;
+    Fetch();
+    EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
+    EXPECT_EQ(cache.m_Additional_Error_Info, "before");
+    EXPECT_TRUE(cache.m_Cert_Error_Detected);
+}
+
+TEST_F(File_Share_Copy, ReplacesTheOlderCopy) {
+    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
+    EXPECT_EQ(Fetch(), Copy_Path());
+    EXPECT_FALSE(std::filesystem::exists(old_copy));
+    ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, Copy_Path());
+    EXPECT_EQ(All(),
+              Examined(0, source_time) + Copied() +
+                  Copy_Replaced(Metadata_Path(), share, Entry_Text(Copy_Path(), "132000000000000001"), old_copy, "17") +
+                  Returned_Copy());
+}
+
+TEST_F(File_Share_Copy, WritesTheTimeAsPlainDecimalsAndTracesItsLowHalf) {
+    for (const std::int64_t time :
+         {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, std::int64_t{2147483648}, std::int64_t{-2147483649},
+          std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()}) {
+        Forget();
+        g_services.uuids = {uuid};
+        cache.m_Cache_Entries.clear();
+        std::filesystem::remove(Copy_Path());
+        source_time = time;
+        EXPECT_EQ(Fetch(), Copy_Path());
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, std::to_string(time));
+        EXPECT_EQ(All(),
+                  Examined(0, time) + Copied() +
+                      First_Copy_Recorded(Metadata_Path(), share, Entry_Text(Copy_Path(), std::to_string(time))) +
+                      Returned_Copy());
+    }
+}
+
+TEST_F(File_Share_Copy, TakesTheTimeOnceAndBeforeTheCopy) {
+    os->on_copy_file = [this](const std::string&, const std::string& to, int) {
+        os->current_time += 5;
+        Write_File(to, source);
+        return 1;
+    };
+    const std::uint64_t before_the_copy = os->current_time;
+    Fetch();
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, before_the_copy);
+    EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 1U);
+}
+
+TEST_F(File_Share_Copy, AnyResultButZeroIsASuccessfulCopy) {
+    os->on_copy_file = [this](const std::string&, const std::string& to, int) {
+        Write_File(to, source);
+        return -1;
+    };
+    EXPECT_EQ(Fetch(), Copy_Path());
+    EXPECT_FALSE(download_error);
+}
+
+TEST_F(File_Share_Copy, TakesAPathOnADriveThatIsNoFixedDisk) {
+    os->on_get_drive_type = [](const std::string& root) { return root == "Z:" ? 4U : 3U; };
+    os->on_stat_file = nullptr;
+    os->on_copy_file = [this](const std::string&, const std::string& to, int) {
+        Write_File(to, source);
+        return 1;
+    };
+    EXPECT_EQ(Fetch("z:\\landscape.txt"), Copy_Path(".txt"));
+    EXPECT_EQ(cache.m_Cache_Entries.count("z:\\landscape.txt"), 1U);
+}
+
+// What it refuses
+
+TEST_F(File_Share_Copy, RefusesALocalPath) {
+    const std::string local = "C:\\landscape.xml";
+    for (const bool before : {false, true}) {
+        Forget();
+        download_error = before;
+        cache.m_errFileShareDownLoad = 4;
+        EXPECT_EQ(Fetch(local), "");
+        EXPECT_FALSE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
+        EXPECT_EQ(All(),
+                  Call(s_method, "url='" + local + "'") + Is_Local_Path(local) + Bug() +
+                      Error(s_method, "Trying to download a file share that is local or Inet: '" + local + "'.\n") +
+                      Returned_Nothing());
+        EXPECT_THAT(Calls(), IsEmpty());
+        Expect_Nothing_Kept();
+    }
+}
+
+TEST_F(File_Share_Copy, RefusesAnInternetUrl) {
+    const std::string inet = "http://server/landscape.xml";
+    for (const bool before : {false, true}) {
+        Forget();
+        download_error = before;
+        cache.m_errFileShareDownLoad = 1;
+        EXPECT_EQ(Fetch(inet), "");
+        EXPECT_FALSE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+        EXPECT_EQ(All(),
+                  Call(s_method, "url='" + inet + "'") + Is_Local_Inet(inet) + Kind_Test("Is_Inet_URL", inet, true) +
+                      Bug() +
+                      Error(s_method, "Trying to download a file share that is local or Inet: '" + inet + "'.\n") +
+                      Returned_Nothing());
+        EXPECT_THAT(Calls(), IsEmpty());
+        Expect_Nothing_Kept();
+    }
+}
+
+TEST_F(File_Share_Copy, DoesNotTestAgainThatItIsAShare) {
+    os->on_stat_file = nullptr;
+    EXPECT_EQ(Fetch("file:///C:/landscape.xml"), "");
+    EXPECT_EQ(os->Calls_Of("Copy_File"), 1U);
+}
+
+TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
+    std::filesystem::remove_all(directory);
+    for (const bool before : {false, true}) {
+        Forget();
+        download_error = before;
+        cache.m_errFileShareDownLoad = 2;
+        EXPECT_EQ(Fetch(), "");
+        EXPECT_FALSE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+        EXPECT_EQ(All(), Entered() + Bug() +
+                             Error(s_method, "Cache directory does not exist. It needs to be created before using "
+                                             "the cache: '" +
+                                                 cache_directory + "'.\n") +
+                             Returned_Nothing());
+        EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")"));
+    }
+    EXPECT_FALSE(std::filesystem::exists(directory));
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+}
+
+// A source that cannot be examined
+
+TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExamined) {
+    stat_error = 5;
+    for (const bool before : {false, true}) {
+        Forget();
+        g_services.uuids = {uuid};
+        cache.m_Cache_Entries.clear();
+        std::filesystem::remove(Copy_Path());
+        download_error = before;
+        cache.m_errFileShareDownLoad = 0;
+        EXPECT_EQ(Fetch(), Copy_Path());
+        EXPECT_FALSE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
+        EXPECT_EQ(All(), Examined(5, 0) + Copied() +
+                             First_Copy_Recorded(Metadata_Path(), share, Entry_Text(Copy_Path(), "0")) +
+                             Returned_Copy());
+    }
+}
+
+TEST_F(File_Share_Copy, AnyResultButZeroIsAFailedExamination) {
+    stat_error = -1;
+    Fetch();
+    EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
+}
+
+TEST_F(File_Share_Copy, AFailedCopyOutweighsAFailedExamination) {
+    stat_error = 5;
+    copy_fails = true;
+    EXPECT_EQ(Fetch(), "");
+    EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+    EXPECT_THAT(All(), testing::Contains(testing::Field(&Record::level, 2)).Times(1));
+}
+
+// A copy that fails
+
+TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
+    copy_fails = true;
+    g_services.last_error = 64;
+    for (const bool before : {false, true}) {
+        Forget();
+        g_services.uuids = {uuid};
+        download_error = before;
+        cache.m_errFileShareDownLoad = 0;
+        EXPECT_EQ(Fetch(), "");
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+        EXPECT_EQ(All(), Examined(0, source_time) +
+                             Error(s_method, "Copy file failed for URL: '" + share + "', cached file: '" + Copy_Path() +
+                                                 "' , GetLastError returned 64.\n") +
+                             Returned_Nothing());
+        EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
+                                         "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)"));
+        Expect_Nothing_Kept();
+    }
+}
+
+TEST_F(File_Share_Copy, AFailedCopyLeavesTheOlderOneAlone) {
+    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
+    copy_fails = true;
+    EXPECT_EQ(Fetch(), "");
+    EXPECT_EQ(Content(old_copy), "old");
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, 1U);
+}
+
+TEST_F(File_Share_Copy, NeverOverwritesAnExistingFile) {
+    Write_File(Copy_Path(), "somebody else's");
+    EXPECT_EQ(Fetch(), "");
+    EXPECT_TRUE(download_error);
+    EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+    EXPECT_EQ(Content(Copy_Path()), "somebody else's");
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+}
+
+TEST_F(File_Share_Copy, ACopyThatIsNotThereKeepsNothing) {
+    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
+    g_services.last_error = 0xFFFFFFFF;
+    for (const bool before : {false, true}) {
+        Forget();
+        g_services.uuids = {uuid};
+        download_error = before;
+        cache.m_errFileShareDownLoad = 0;
+        EXPECT_EQ(Fetch(), "");
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
+        EXPECT_EQ(All(),
+                  Examined(0, source_time) + Bug() +
+                      Error(s_method, "Copy file succeeded but the target still does not exist? URL: '" + share +
+                                          "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n") +
+                      Returned_Nothing());
+        EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
+                                         "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)",
+                                         "File_Exists(" + Copy_Path() + ")"));
+        Expect_Nothing_Kept();
+    }
+}
+
+TEST_F(File_Share_Copy, ACopyThatIsNotThereLeavesTheOlderOneAlone) {
+    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
+    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
+    EXPECT_EQ(Fetch(), "");
+    EXPECT_EQ(Content(old_copy), "old");
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
+}
+
+} // namespace

@@ -1,0 +1,194 @@
+#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Share_Fixture.h"
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+using namespace Recorded_Trace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const std::string s_method = "Is_File_Share_Expired";
+
+/// A cache that holds a copy of the file as it is now, last checked long ago.
+class File_Share_Freshness : public Share_Fixture {
+protected:
+    void SetUp() override {
+        Share_Fixture::SetUp();
+        old_copy = Cache_Copy(share, "old.xml", "132000000000000001", checked_before);
+    }
+
+    bool Expired() { return cache.Is_File_Share_Expired(share, check_error); }
+
+    /// The check of a source with this time against an entry with this stamp.
+    bool Expired(std::int64_t time, const std::string& stored) {
+        source_time = time;
+        cache.m_Cache_Entries.at(share).last_modified = stored;
+        return Expired();
+    }
+
+    Records Entered() const { return Call(s_method, "url='" + share + "'"); }
+    static Records Returned(bool expired) { return Return(s_method, expired ? "true" : "false"); }
+
+    void Expect_Entry_Untouched() const {
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, checked_before);
+        EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
+        EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 0U);
+        EXPECT_EQ(Content(old_copy), "old");
+    }
+
+    static constexpr std::uint64_t checked_before = 1234;
+    std::string old_copy;
+    bool check_error = true;
+};
+
+TEST_F(File_Share_Freshness, AnUnchangedFileRenewsTheEntry) {
+    for (const bool before : {false, true}) {
+        check_error = before;
+        cache.m_errFileShareDownLoad = 2;
+        cache.m_Cache_Entries.at(share).last_checked_remotely = checked_before;
+        std::filesystem::remove(Metadata_Path());
+        EXPECT_FALSE(Expired());
+        EXPECT_FALSE(check_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, os->current_time);
+        EXPECT_EQ(Content(Metadata_Path()),
+                  Text_File({"QEL Logon Landscape Cache Metadata", "version", "2", "entries", "1", "132000000000000001",
+                             std::to_string(os->current_time), old_copy, share}));
+    }
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "132000000000000001");
+    EXPECT_EQ(Content(old_copy), "old");
+}
+
+TEST_F(File_Share_Freshness, TracesEachStepInOrder) {
+    Expired();
+    EXPECT_EQ(All(), Entered() + Metadata_Written(Metadata_Path(), share, Entry_Text(old_copy, "132000000000000001")) +
+                         Returned(false));
+    EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)", "Get_Current_Time()"));
+}
+
+TEST_F(File_Share_Freshness, AnEntryThatWasNeverWrittenIsStillFresh) {
+    std::filesystem::remove_all(directory);
+    EXPECT_FALSE(Expired());
+    EXPECT_FALSE(check_error);
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, os->current_time);
+}
+
+TEST_F(File_Share_Freshness, AFileOfAnotherTimeIsExpired) {
+    for (const std::int64_t time : {std::int64_t{132000000000000002}, std::int64_t{132000000000000000},
+                                    std::int64_t{13200000000000000}, std::int64_t{0}, std::int64_t{-1}}) {
+        Forget();
+        check_error = true;
+        cache.m_errFileShareDownLoad = 4;
+        source_time = time;
+        EXPECT_TRUE(Expired()) << time;
+        EXPECT_FALSE(check_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
+        EXPECT_EQ(All(), Entered() + Returned(true));
+        EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)"));
+        Expect_Entry_Untouched();
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "132000000000000001");
+    }
+}
+
+TEST_F(File_Share_Freshness, TheStampsAreComparedAsTexts) {
+    EXPECT_TRUE(Expired(5, "05"));
+    EXPECT_TRUE(Expired(5, " 5"));
+    EXPECT_TRUE(Expired(5, "5 "));
+    EXPECT_TRUE(Expired(5, "+5"));
+    EXPECT_TRUE(Expired(5, "55"));
+    EXPECT_TRUE(Expired(-5, "5"));
+    EXPECT_FALSE(Expired(5, "5"));
+    EXPECT_FALSE(Expired(-5, "-5"));
+    EXPECT_FALSE(Expired(std::numeric_limits<std::int64_t>::min(), "-9223372036854775808"));
+    EXPECT_FALSE(Expired(std::numeric_limits<std::int64_t>::max(), "9223372036854775807"));
+}
+
+TEST_F(File_Share_Freshness, TheStampOfAFileThatCouldNotBeExaminedMatchesTheTimeZero) {
+    EXPECT_FALSE(Expired(0, "0"));
+    EXPECT_TRUE(Expired(1, "0"));
+}
+
+TEST_F(File_Share_Freshness, AUrlThatIsNotCachedIsExpired) {
+    cache.m_Cache_Entries.clear();
+    cache.m_Cache_Entries["\\\\SERVER\\share\\landscape.xml"] = {old_copy, "132000000000000001", 1};
+    for (const bool before : {false, true}) {
+        Forget();
+        check_error = before;
+        cache.m_errFileShareDownLoad = 1;
+        EXPECT_TRUE(Expired());
+        EXPECT_FALSE(check_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
+        EXPECT_EQ(All(),
+                  Entered() + Bug() +
+                      Error(s_method, "Checking for expired an URL that is not in the cache: '" + share + "'.\n") +
+                      Returned(true));
+        EXPECT_THAT(os->calls, IsEmpty());
+    }
+    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
+}
+
+TEST_F(File_Share_Freshness, AFileThatCannotBeExaminedIsExpired) {
+    for (const int error : {53, 2, -1}) {
+        for (const bool before : {false, true}) {
+            Forget();
+            stat_error = error;
+            check_error = before;
+            cache.m_errFileShareDownLoad = 0;
+            EXPECT_TRUE(Expired());
+            EXPECT_FALSE(check_error);
+            EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+            EXPECT_EQ(All(), Entered() +
+                                 Warning(s_method, "File share URL cannot be stat-ed: '" + share + "', error code " +
+                                                       std::to_string(error) +
+                                                       ". try to download the shared file directly.\n") +
+                                 Returned(true));
+            Expect_Entry_Untouched();
+        }
+    }
+}
+
+TEST_F(File_Share_Freshness, AFileThatCannotBeExaminedIsExpiredWhateverItsStamp) {
+    stat_error = 53;
+    EXPECT_TRUE(Expired(0, "0"));
+    EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+    EXPECT_TRUE(Expired(0, ""));
+    EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+}
+
+TEST_F(File_Share_Freshness, AnEntryWithoutStampIsExpired) {
+    for (const bool before : {false, true}) {
+        Forget();
+        check_error = before;
+        cache.m_errFileShareDownLoad = 2;
+        EXPECT_TRUE(Expired(5, ""));
+        EXPECT_FALSE(check_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
+        EXPECT_EQ(All(), Entered() + Bug() +
+                             Error(s_method, "Cached file share '" + old_copy +
+                                                 "' modification time is empty. Treating as expired.\n") +
+                             Returned(true));
+        Expect_Entry_Untouched();
+    }
+}
+
+TEST_F(File_Share_Freshness, LeavesTheMembersOfInternetRequestsAlone) {
+    cache.m_errHTTPFileDownLoad = 2;
+    cache.m_Additional_Error_Info = "before";
+    Expired();
+    EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
+    EXPECT_EQ(cache.m_Additional_Error_Info, "before");
+}
+
+TEST_F(File_Share_Freshness, RenewsTheOneEntryOnly) {
+    cache.m_Cache_Entries["\\\\server\\share\\other.xml"] = {"other.xml", "132000000000000001", 5};
+    EXPECT_FALSE(Expired());
+    EXPECT_EQ(cache.m_Cache_Entries.at("\\\\server\\share\\other.xml").last_checked_remotely, 5U);
+}
+
+} // namespace
