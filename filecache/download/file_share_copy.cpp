@@ -4,6 +4,8 @@
 #include "trace/trace_messages.h"
 #include "util/system/Last_Error.h"
 
+#include <stdexcept>
+
 namespace QEL::FrontEnd::FileCache {
 
 namespace {
@@ -43,11 +45,16 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
                static_cast<int>(modification_time));
 
     CacheEntry entry;
-    entry.cached_file = Generate_Cached_File_Name_from_File_Share(url);
-    entry.last_modified = std::to_string(modification_time);
-    entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
-
-    if (m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) == 0) {
+    bool copied = false;
+    try {
+        entry.cached_file = Generate_Cached_File_Name_from_File_Share(url);
+        entry.last_modified = std::to_string(modification_time);
+        entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
+        copied = m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) != 0;
+    } catch (const std::runtime_error&) {
+        // Without a name there is no copy: it failed like any other, and the older one may stand in.
+    }
+    if (!copied) {
         const std::uint32_t last_error = Util::Get_Last_Error();
         download_error = true;
         TRACE_ERROR("Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.\n", url.c_str(),

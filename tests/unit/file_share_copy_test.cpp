@@ -312,6 +312,25 @@ TEST_F(File_Share_Copy, AFailedCopyLeavesTheOlderOneAlone) {
     EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, 1U);
 }
 
+TEST_F(File_Share_Copy, ACopyThatCannotBeNamedIsAFailedCopy) {
+    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
+    g_services.uuid_throws = true;
+    g_services.last_error = 14;
+    for (const bool before : {false, true}) {
+        Forget();
+        download_error = before;
+        cache.m_errFileShareDownLoad = 0;
+        EXPECT_EQ(Fetch(), "");
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+        EXPECT_EQ(Above_Additional_Data(), Error(s_method, "Copy file failed for URL: '" + share +
+                                                               "', cached file: '' , GetLastError returned 14.\n"));
+        EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
+    }
+    EXPECT_EQ(Content(old_copy), "old");
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
+}
+
 TEST_F(File_Share_Copy, NeverOverwritesAnExistingFile) {
     Write_File(Copy_Path(), "somebody else's");
     EXPECT_EQ(Fetch(), "");
