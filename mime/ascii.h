@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
 #include <string_view>
 
 /// Character tests of the formats read here: ASCII only, whatever the locale.
@@ -27,11 +26,18 @@ constexpr bool Starts_With_Ignoring_Case(std::string_view text, std::string_view
     return text.size() >= beginning.size() && Equals_Ignoring_Case(text.substr(0, beginning.size()), beginning);
 }
 
-/// The text without those of its first and last characters that are in `characters`.
+/// The text without those of its first characters that are in `characters`.
+constexpr std::string_view Trim_Beginning(std::string_view text, std::string_view characters) {
+    return text.substr(std::min(text.find_first_not_of(characters), text.size()));
+}
+
+/// The text without those of its last characters that are in `characters`.
+constexpr std::string_view Trim_End(std::string_view text, std::string_view characters) {
+    return text.substr(0, text.find_last_not_of(characters) + 1);
+}
+
 constexpr std::string_view Trim(std::string_view text, std::string_view characters) {
-    const std::size_t first = text.find_first_not_of(characters);
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(characters) - first + 1);
+    return Trim_End(Trim_Beginning(text, characters), characters);
 }
 
 } // namespace QEL::Mime

@@ -67,12 +67,11 @@ public:
     explicit Markup_Reader(std::string_view text) : m_Rest(text) {}
 
     std::string_view Rest() const { return m_Rest; }
-    bool At_End() const { return m_Rest.empty(); }
 
     bool Skip_Blanks() {
-        const std::size_t length = std::min(m_Rest.find_first_not_of(Blanks), m_Rest.size());
-        m_Rest.remove_prefix(length);
-        return length > 0;
+        const std::size_t length = m_Rest.size();
+        m_Rest = Trim_Beginning(m_Rest, Blanks);
+        return m_Rest.size() < length;
     }
 
     bool Skip(std::string_view expected) {
@@ -121,17 +120,31 @@ std::string_view Skip_Prolog(std::string_view text) {
     return reader.Rest();
 }
 
-std::string_view Trim_Blanks_At_End(std::string_view text) {
-    return text.substr(0, text.find_last_not_of(Blanks) + 1);
-}
-
 bool Ends_With_End_Tag(std::string_view text, std::string_view name) {
-    text = Trim_Blanks_At_End(text);
+    text = Trim_End(text, Blanks);
     if (!text.ends_with('>')) {
         return false;
     }
-    text = Trim_Blanks_At_End(text.substr(0, text.size() - 1));
+    text = Trim_End(text.substr(0, text.size() - 1), Blanks);
     return text.ends_with(name) && text.substr(0, text.size() - name.size()).ends_with("</");
+}
+
+struct Attributes {
+    std::size_t count = 0;
+    /// All of them; false also where the text ends within one.
+    bool well_formed = true;
+};
+
+Attributes Skip_Attributes(Markup_Reader& reader) {
+    Attributes attributes;
+    while (attributes.well_formed && reader.Skip_Blanks() && !reader.Read_Name().empty()) {
+        reader.Skip_Blanks();
+        attributes.well_formed = reader.Skip("=");
+        reader.Skip_Blanks();
+        attributes.well_formed = attributes.well_formed && reader.Skip_Quoted();
+        attributes.count += attributes.well_formed ? 1 : 0;
+    }
+    return attributes;
 }
 
 /// The name of the root element, by its start tag or by the document type; empty when the text, as
@@ -139,34 +152,24 @@ bool Ends_With_End_Tag(std::string_view text, std::string_view name) {
 std::string_view Xml_Root_Name(std::string_view text, bool complete) {
     Markup_Reader reader(text);
     if (reader.Skip(Document_Type_Start)) {
-        return reader.Skip_Blanks() ? reader.Read_Name() : std::string_view();
+        const std::string_view name = reader.Skip_Blanks() ? reader.Read_Name() : std::string_view();
+        const std::string_view behind = reader.Rest();
+        return reader.Skip_Blanks() || behind.starts_with('>') || behind.starts_with('[') ? name : std::string_view();
     }
     const std::string_view name = reader.Skip("<") ? reader.Read_Name() : std::string_view();
     if (name.empty()) {
         return {};
     }
 
-    bool has_attribute = false;
-    while (reader.Skip_Blanks() && !reader.Read_Name().empty()) {
-        reader.Skip_Blanks();
-        if (!reader.Skip("=")) {
-            break;
-        }
-        reader.Skip_Blanks();
-        if (!reader.Skip_Quoted()) {
-            break;
-        }
-        has_attribute = true;
-    }
-
-    bool well_formed;
-    if (reader.Skip("/>")) {
-        well_formed = Trim_Blanks_At_End(reader.Rest()).empty();
-    } else if (reader.Skip(">")) {
+    const Attributes attributes = Skip_Attributes(reader);
+    bool well_formed = false;
+    if (attributes.well_formed && reader.Skip("/>")) {
+        well_formed = Trim_Beginning(reader.Rest(), Blanks).empty();
+    } else if (attributes.well_formed && reader.Skip(">")) {
         well_formed = !complete || Ends_With_End_Tag(reader.Rest(), name);
     } else {
         // A start tag longer than the head, such as one that declares many name spaces.
-        well_formed = !complete && has_attribute;
+        well_formed = !complete && attributes.count > 0 && reader.Rest().find('>') == std::string_view::npos;
     }
     return well_formed ? name : std::string_view();
 }
@@ -178,7 +181,7 @@ bool Is_Svg_Root(std::string_view name) {
 } // namespace
 
 std::string_view Sniff_Markup(std::string_view text, bool complete) {
-    text.remove_prefix(std::min(text.find_first_not_of(Blanks), text.size()));
+    text = Trim_Beginning(text, Blanks);
     if (!text.starts_with('<')) {
         return {};
     }

@@ -9,7 +9,7 @@
 namespace QEL::Mime::Sniffing {
 namespace {
 
-constexpr std::string_view Line_Blanks = " \t\f\v";
+constexpr std::string_view Blanks = " \t\f\r\n";
 
 /// Reads the tokens of a JSON text as long as they obey the grammar.
 class Json_Reader {
@@ -46,7 +46,7 @@ private:
 
     enum class Expected { Value, Value_Or_Close, Name, Name_Or_Close, Colon, Comma_Or_Close, End };
 
-    void Skip_Blanks() { m_Rest.remove_prefix(std::min(m_Rest.find_first_not_of(" \t\r\n"), m_Rest.size())); }
+    void Skip_Blanks() { m_Rest = Trim_Beginning(m_Rest, " \t\r\n"); }
 
     bool Read_Token() {
         const char first = m_Rest.front();
@@ -155,10 +155,11 @@ bool Is_Ini_Comment(std::string_view line) {
 /// "[name]", with nothing but a comment behind it.
 bool Is_Ini_Section(std::string_view line) {
     const std::size_t end = line.find(']');
-    if (!line.starts_with('[') || end == std::string_view::npos || Trim(line.substr(1, end - 1), Line_Blanks).empty()) {
+    if (!line.starts_with('[') || end == std::string_view::npos ||
+        Trim_Beginning(line.substr(1, end - 1), Blanks).empty()) {
         return false;
     }
-    const std::string_view behind = Trim(line.substr(end + 1), Line_Blanks);
+    const std::string_view behind = Trim_Beginning(line.substr(end + 1), Blanks);
     return behind.empty() || Is_Ini_Comment(behind);
 }
 
@@ -172,11 +173,10 @@ bool Is_Ini_Entry(std::string_view line) {
 /// without any section are plain text: what they mean only their reader knows.
 bool Reads_As_Ini(std::string_view text, bool) {
     std::size_t sections = 0;
-    while (!text.empty()) {
-        const std::size_t length = std::min(text.find_first_of("\r\n"), text.size());
-        const std::string_view line = Trim(text.substr(0, length), Line_Blanks);
-        text.remove_prefix(std::min(length + 1, text.size()));
-        if (line.empty() || Is_Ini_Comment(line)) {
+    while (!(text = Trim_Beginning(text, Blanks)).empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(line.size());
+        if (Is_Ini_Comment(line)) {
             continue;
         }
         if (!Is_Ini_Section(line)) {

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <span>
+#include <cstdint>
+#include <cstring>
 
 namespace QEL::Mime::Sniffing {
 namespace {
@@ -29,19 +30,30 @@ constexpr auto Text_Beginnings = std::to_array<Text_Beginning>({
     {"<\0?\0x\0m\0l\0"sv, 0, Encoding::Utf16_Little_Endian},
 });
 
-/// Bitwise operators throughout, so that the compiler tests many bytes at once.
-constexpr bool Is_Binary_Byte(unsigned char byte) {
-    return static_cast<bool>(static_cast<int>(byte < 0x09) | static_cast<int>(byte == 0x0B) |
-                             (static_cast<int>(byte > 0x0D) & static_cast<int>(byte < 0x1B)) |
-                             (static_cast<int>(byte > 0x1B) & static_cast<int>(byte < 0x20)));
+/// What is no text, by byte value.
+constexpr auto Is_Binary_Byte = [] {
+    std::array<bool, 256> is_binary = {};
+    std::fill_n(is_binary.begin(), 0x20, true);
+    for (const char text_control : {'\t', '\n', '\f', '\r', '\x1B'}) {
+        is_binary[static_cast<unsigned char>(text_control)] = false;
+    }
+    return is_binary;
+}();
+
+/// True when one of the eight bytes is below 0x20: subtracting that borrows from the top bit, which
+/// then is set though the byte had it clear. Most sniffing time goes into reading text to its end,
+/// and text has such bytes only at the ends of its lines.
+constexpr bool Has_Control_Byte(std::uint64_t word) {
+    constexpr std::uint64_t Each_Byte = 0x0101010101010101;
+    return ((word - 0x20 * Each_Byte) & ~word & 0x80 * Each_Byte) != 0;
 }
 
-std::string_view Read_Utf16(std::string_view bytes, Encoding encoding, Utf16_Buffer& buffer) {
-    const std::size_t high_byte = encoding == Encoding::Utf16_Big_Endian ? 0 : 1;
+template <std::size_t High_Byte>
+std::string_view Read_Utf16(std::string_view bytes, Utf16_Buffer& buffer) {
     const std::size_t length = bytes.size() / 2;
     for (std::size_t i = 0; i < length; ++i) {
-        const char high = bytes[2 * i + high_byte];
-        const char low = bytes[2 * i + 1 - high_byte];
+        const char high = bytes[2 * i + High_Byte];
+        const char low = bytes[2 * i + 1 - High_Byte];
         const bool ascii = high == 0 && static_cast<unsigned char>(low) < 0x80;
         buffer[i] = ascii ? low : '\x80';
     }
@@ -51,18 +63,15 @@ std::string_view Read_Utf16(std::string_view bytes, Encoding encoding, Utf16_Buf
 } // namespace
 
 bool Has_Binary_Byte(std::string_view bytes) {
-    constexpr std::size_t Block_Length = 64;
-    for (; bytes.size() >= Block_Length; bytes.remove_prefix(Block_Length)) {
-        const std::span<const char, Block_Length> block(bytes.data(), Block_Length);
-        bool found = false;
-        for (const char byte : block) {
-            found |= Is_Binary_Byte(static_cast<unsigned char>(byte));
-        }
-        if (found) {
+    const auto is_binary = [](char byte) { return Is_Binary_Byte[static_cast<unsigned char>(byte)]; };
+    std::uint64_t word = 0;
+    for (; bytes.size() >= sizeof(word); bytes.remove_prefix(sizeof(word))) {
+        std::memcpy(&word, bytes.data(), sizeof(word));
+        if (Has_Control_Byte(word) && std::ranges::any_of(bytes.substr(0, sizeof(word)), is_binary)) {
             return true;
         }
     }
-    return std::ranges::any_of(bytes, [](char byte) { return Is_Binary_Byte(static_cast<unsigned char>(byte)); });
+    return std::ranges::any_of(bytes, is_binary);
 }
 
 Head_Text Read_As_Text(std::string_view head, Utf16_Buffer& buffer) {
@@ -73,10 +82,15 @@ Head_Text Read_As_Text(std::string_view head, Utf16_Buffer& buffer) {
     }
     const std::string_view bytes = head.substr(beginning->mark_length);
     const bool has_byte_order_mark = beginning->mark_length > 0;
-    if (beginning->encoding == Encoding::One_Byte_Or_Utf8) {
-        return {bytes, has_byte_order_mark};
+    switch (beginning->encoding) {
+    case Encoding::Utf16_Big_Endian:
+        return {Read_Utf16<0>(bytes, buffer), has_byte_order_mark};
+    case Encoding::Utf16_Little_Endian:
+        return {Read_Utf16<1>(bytes, buffer), has_byte_order_mark};
+    case Encoding::One_Byte_Or_Utf8:
+        break;
     }
-    return {Read_Utf16(bytes, beginning->encoding, buffer), has_byte_order_mark};
+    return {bytes, has_byte_order_mark};
 }
 
 } // namespace QEL::Mime::Sniffing

@@ -75,7 +75,7 @@ std::string_view Office_Open_Xml_Type(std::string_view head) {
     bool is_package = false;
     std::string_view mime_type;
     for (std::size_t position = 0; position != std::string_view::npos;
-         position = head.find(Entry_Signature, position + Entry_Signature.size())) {
+         position = head.find(Entry_Signature, position + Name_Offset)) {
         const std::string_view name = Entry_Name(head.substr(position));
         is_package = is_package || std::ranges::find(Package_Entry_Names, name) != Package_Entry_Names.end();
         const auto folder = std::ranges::find_if(
