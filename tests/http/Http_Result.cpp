@@ -1,15 +1,15 @@
 #include "tests/http/Http_Result.h"
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
-using FileCache::Failed;
-using FileCache::Request_Interface;
+using FrontEnd::FileCache::Failed;
+using FrontEnd::FileCache::Request_Interface;
 
 Http_Result Request(const char* method, const std::string& url, const Timeouts& timeouts) {
     Http_Result outcome;
     const auto start = std::chrono::steady_clock::now();
-    const auto object = FileCache::Create_Request_Object().object;
-    const auto failed = [&](FileCache::HResult result) {
+    const auto object = FrontEnd::FileCache::Create_Request_Object().object;
+    const auto failed = [&](FrontEnd::FileCache::HResult result) {
         outcome.result = result;
         outcome.elapsed =
             std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
@@ -25,11 +25,11 @@ Http_Result Request(const char* method, const std::string& url, const Timeouts& 
         failed(object->Get_Response_Header("Content-Type", outcome.content_type))) {
         return outcome;
     }
-    FileCache::Response_Body body;
+    FrontEnd::FileCache::Response_Body body;
     if (!failed(object->Get_Response_Body(body))) {
         outcome.body.assign(body.data, static_cast<std::size_t>(body.upper_bound - body.lower_bound + 1));
     }
     return outcome;
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -5,7 +5,7 @@
 
 #include "filecache/download/IRequest_Object.h"
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// Time-outs of a request, in milliseconds: short, so that a server that hangs does not hold the tests.
 struct Timeouts {
@@ -17,8 +17,8 @@ struct Timeouts {
 
 /// What a request object made of a request.
 struct Http_Result {
-    FileCache::HResult result = 0; ///< the first failure, else 0
-    std::string description;       ///< of the failure
+    FrontEnd::FileCache::HResult result = 0; ///< the first failure, else 0
+    std::string description;                 ///< of the failure
     long status = 0;
     std::string last_modified;
     std::string content_type;
@@ -40,4 +40,4 @@ inline Http_Result Head(const std::string& url, const Timeouts& timeouts = {}) {
     return Request("HEAD", url, timeouts);
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -11,12 +11,12 @@
 // Servers that break the protocol, the connection or the caller's patience. Whatever they do, the
 // request ends within its time-outs, with the right error, and without taking much memory.
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
 using namespace std::chrono_literals;
-using namespace QEL::FrontEnd::Platform;
+using namespace FrontEnd::Platform;
 
 constexpr auto Tick = 20ms;
 
@@ -265,4 +265,4 @@ INSTANTIATE_TEST_SUITE_P(Table, Hostile_Tls_Server, testing::ValuesIn(Tls_Server
 
 } // namespace
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -10,7 +10,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
@@ -164,4 +164,4 @@ void Certificate_Authority::Write_Staple(const Server_Certificate& files, X509* 
     OPENSSL_free(bytes);
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -9,7 +9,7 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// What a server needs for TLS: PEM files with its certificate (and what of the chain it sends) and
 /// its key, and a stapled OCSP answer (DER) when it sends one.
@@ -69,4 +69,4 @@ private:
     Key m_Key;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

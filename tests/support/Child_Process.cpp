@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 Child_Process::Child_Process(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
@@ -40,6 +40,12 @@ void Child_Process::Signal(int signal_number) const {
     }
 }
 
+bool Child_Process::Has_Ended() const {
+    siginfo_t state{};
+    return m_Id < 0 ||
+           (waitid(P_PID, static_cast<id_t>(m_Id), &state, WEXITED | WNOHANG | WNOWAIT) == 0 && state.si_pid == m_Id);
+}
+
 int Child_Process::Wait() {
     int status = 0;
     while (waitpid(m_Id, &status, 0) < 0 && errno == EINTR) {
@@ -48,4 +54,4 @@ int Child_Process::Wait() {
     return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -5,7 +5,7 @@
 
 #include <sys/types.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// A program that runs beside the test and ends with it: with the object, at the latest with the
 /// test program, however that ends.
@@ -21,6 +21,8 @@ public:
 
     void Signal(int signal_number) const;
 
+    bool Has_Ended() const;
+
     /// Waits for the end. @return the exit status, or minus the number of the signal that ended it.
     int Wait();
 
@@ -28,4 +30,4 @@ private:
     pid_t m_Id = -1;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

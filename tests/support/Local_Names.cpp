@@ -7,7 +7,7 @@
 #include <dlfcn.h>
 #include <netdb.h>
 
-using QEL::FrontEnd::Tests::Local_Names;
+using QEL::Tests::Local_Names;
 
 /// Takes the place of the system's function for the program and all its libraries.
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name, const char* service,

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// The names of hosts as the test programs see them: linking Local_Names.cpp replaces the name
 /// service of the whole program.
@@ -13,4 +13,4 @@ struct Local_Names {
     static inline std::atomic<int> look_ups = 0; ///< so far
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

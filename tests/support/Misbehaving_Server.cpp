@@ -7,7 +7,7 @@
 
 #include <sys/socket.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 Server_Connection::Server_Connection(Misbehaving_Server& server, Socket socket)
     : m_Server(server), m_Socket(std::move(socket)) {}
@@ -158,4 +158,4 @@ bool Misbehaving_Server::Sleep(std::chrono::milliseconds duration) {
     return !m_Ended.wait_for(lock, duration, [this] { return m_Is_Ending; });
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -16,7 +16,7 @@
 #include "tests/support/Certificates.h"
 #include "tests/support/Socket.h"
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 class Misbehaving_Server;
 
@@ -110,4 +110,4 @@ private:
     std::thread m_Acceptor;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -5,14 +5,17 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include <unistd.h>
 
-#include "tests/support/Socket.h"
+namespace QEL::Tests {
 
-namespace QEL::FrontEnd::Tests {
+std::string Nginx_Site::Url(const std::string& path, const std::string& host) const {
+    return (tls ? "https://" : "http://") + host + ":" + std::to_string(port) + path;
+}
 
-Nginx_Server::Nginx_Server(const std::vector<Nginx_Site>& sites) {
+Nginx_Server::Nginx_Server(std::vector<Nginx_Site> sites) : m_Sites(std::move(sites)) {
     const auto directory = m_Directory.Path().string();
     std::filesystem::create_directory(Files());
     std::ostringstream configuration;
@@ -27,16 +30,14 @@ Nginx_Server::Nginx_Server(const std::vector<Nginx_Site>& sites) {
     for (const auto* area : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
         configuration << area << "_temp_path " << directory << "/" << area << ";\n";
     }
-    for (const auto& site : sites) {
-        m_Ports.push_back(Free_Port());
-        m_Tls.push_back(site.tls.has_value());
-        configuration << "server { listen 127.0.0.1:" << m_Ports.back() << (site.tls ? " ssl" : "") << ";\nroot "
+    for (const auto& site : m_Sites) {
+        configuration << "server { listen 127.0.0.1:" << site.port << (site.tls ? " ssl" : "") << ";\nroot "
                       << Files().string() << ";\n";
         if (site.tls) {
-            configuration << "ssl_certificate " << site.tls->certificate.string() << ";\nssl_certificate_key "
-                          << site.tls->key.string() << ";\n";
+            configuration << "ssl_certificate " << site.tls->certificate << ";\nssl_certificate_key " << site.tls->key
+                          << ";\n";
             if (!site.tls->staple.empty()) {
-                configuration << "ssl_stapling on; ssl_stapling_file " << site.tls->staple.string() << ";\n";
+                configuration << "ssl_stapling on; ssl_stapling_file " << site.tls->staple << ";\n";
             }
         }
         configuration << site.directives << "}\n";
@@ -46,8 +47,8 @@ Nginx_Server::Nginx_Server(const std::vector<Nginx_Site>& sites) {
 
     m_Process = std::make_unique<Child_Process>(
         std::vector<std::string>{"nginx", "-p", directory, "-e", directory + "/error.log", "-c", file.string()});
-    for (const auto port : m_Ports) {
-        if (!Wait_For_Listener(port)) {
+    for (const auto& site : m_Sites) {
+        if (!Wait_For_Listener(site.port, [&] { return m_Process->Has_Ended(); })) {
             std::stringstream log;
             log << std::ifstream(m_Directory.Path() / "error.log").rdbuf();
             throw std::runtime_error("nginx did not start: " + log.str());
@@ -56,10 +57,6 @@ Nginx_Server::Nginx_Server(const std::vector<Nginx_Site>& sites) {
 }
 
 Nginx_Server::~Nginx_Server() = default;
-
-std::string Nginx_Server::Url(const std::string& path, std::size_t site, const std::string& host) const {
-    return (m_Tls.at(site) ? "https://" : "http://") + host + ":" + std::to_string(Port(site)) + path;
-}
 
 std::vector<std::string> Nginx_Server::Requests(std::size_t expected) const {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
@@ -81,4 +78,4 @@ void Nginx_Server::Forget_Requests() const {
     std::filesystem::resize_file(m_Directory.Path() / "access.log", 0); // nginx appends
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

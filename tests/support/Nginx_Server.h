@@ -4,30 +4,35 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/support/Certificates.h"
 #include "tests/support/Child_Process.h"
+#include "tests/support/Socket.h"
 #include "tests/support/Temporary_Directory.h"
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// One server of an nginx: a port of 127.0.0.1 of its own.
 struct Nginx_Site {
     std::string directives;                ///< what goes into its server block
     std::optional<Server_Certificate> tls; ///< none: plain HTTP
+    int port = Free_Port();
+
+    /// URL of a path, under a host name that the tests resolve to 127.0.0.1.
+    std::string Url(const std::string& path, const std::string& host = "good.test") const;
 };
 
 /// nginx on free ports of 127.0.0.1, serving the files of one directory.
 class Nginx_Server {
 public:
-    explicit Nginx_Server(const std::vector<Nginx_Site>& sites);
+    explicit Nginx_Server(std::vector<Nginx_Site> sites);
     ~Nginx_Server();
 
-    int Port(std::size_t site = 0) const { return m_Ports.at(site); }
+    const Nginx_Site& Site(std::size_t number = 0) const { return m_Sites.at(number); }
 
-    /// URL of a path on a site, under a host name that the tests resolve to 127.0.0.1.
-    std::string Url(const std::string& path, std::size_t site = 0, const std::string& host = "good.test") const;
+    std::string Url(const std::string& path, std::size_t site = 0) const { return Site(site).Url(path); }
 
     /// The directory that every site serves.
     std::filesystem::path Files() const { return m_Directory.Path() / "www"; }
@@ -43,9 +48,8 @@ public:
 
 private:
     Temporary_Directory m_Directory;
-    std::vector<int> m_Ports;
-    std::vector<bool> m_Tls;
+    const std::vector<Nginx_Site> m_Sites;
     std::unique_ptr<Child_Process> m_Process;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <thread>
 
@@ -10,7 +12,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
@@ -47,13 +49,21 @@ int Port_Of(const Socket& socket) {
 }
 
 int Free_Port() {
-    return Port_Of(Bind_Free_Port());
+    static std::mutex s_mutex;
+    static std::set<int> s_given_out; // the system soon offers a port again that nobody has bound yet
+    const std::lock_guard lock(s_mutex);
+    for (;;) {
+        const auto port = Port_Of(Bind_Free_Port());
+        if (s_given_out.insert(port).second) {
+            return port;
+        }
+    }
 }
 
-bool Wait_For_Listener(int port) {
+bool Wait_For_Listener(int port, const std::function<bool()>& has_failed) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     const auto address = Loopback(port);
-    while (std::chrono::steady_clock::now() < end) {
+    while (std::chrono::steady_clock::now() < end && !has_failed()) {
         const Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         if (connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
             return true;
@@ -63,4 +73,4 @@ bool Wait_For_Listener(int port) {
     return false;
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <utility>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// Owns a socket.
 class Socket {
@@ -31,7 +32,8 @@ int Port_Of(const Socket& socket);
 /// A port of 127.0.0.1 that nobody listens on, for a server that takes its port as a number.
 int Free_Port();
 
-/// True as soon as somebody listens on the port; false when nobody does within ten seconds.
-bool Wait_For_Listener(int port);
+/// True as soon as somebody listens on the port; false when nobody does within ten seconds, or
+/// nobody will any more.
+bool Wait_For_Listener(int port, const std::function<bool()>& has_failed);
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

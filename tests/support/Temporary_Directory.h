@@ -7,7 +7,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// A new empty directory that is gone, with all it holds, at the end of the scope.
 class Temporary_Directory {
@@ -41,4 +41,4 @@ private:
     std::filesystem::path m_Path;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

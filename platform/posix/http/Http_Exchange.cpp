@@ -97,10 +97,10 @@ void Http_Exchange::Set_Options() {
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, verify ? 1L : 0L);
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
     // The variables by which a machine tells OpenSSL's programs of its own authorities.
-    if (const auto* const authorities = std::getenv("SSL_CERT_FILE"); authorities != nullptr) {
+    if (const auto* const authorities = secure_getenv("SSL_CERT_FILE"); authorities != nullptr) {
         curl_easy_setopt(easy, CURLOPT_CAINFO, authorities);
     }
-    if (const auto* const authorities = std::getenv("SSL_CERT_DIR"); authorities != nullptr) {
+    if (const auto* const authorities = secure_getenv("SSL_CERT_DIR"); authorities != nullptr) {
         curl_easy_setopt(easy, CURLOPT_CAPATH, authorities);
     }
 

@@ -15,6 +15,7 @@ namespace {
 // OpenSSL's results of a certificate check, which libcurl hands on as numbers.
 enum Certificate_Result : long {
     Certificate_Ok = 0,
+    Not_Checked = 1,
     No_Issuer = 2,
     Not_Yet_Valid = 9,
     Expired = 10,
@@ -157,6 +158,7 @@ Http_Failure Http_Exchange::Certificate_Failure() const {
     const auto certificate = "The certificate of the server " + m_Url.Server();
     switch (result) {
     case Certificate_Ok: // the chain holds, so it was the name
+    case Not_Checked:    // what libcurl leaves there when it has rejected the name itself
     case Name_Mismatch:
     case Address_Mismatch:
         return {Error_Internet_Cert_Name_Invalid, certificate + " was issued for another name than " + m_Url.Host() +

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tests/support/Certificates.h"
+#include "tests/support/Nginx_Server.h"
+#include "tests/support/Temporary_Directory.h"
+
+namespace QEL::Tests {
+
+/// The state of a server's certificate, or of its TLS.
+enum class Tls_State : std::size_t {
+    Good,
+    Good_With_Intermediate, ///< the whole chain is sent
+    Stapled_Good,
+    Stapled_Outdated, ///< says "revoked", but a month ago
+    Stapled_Forged,   ///< says "revoked", but signed by somebody else
+    Self_Signed,
+    Wrong_Name,
+    Expired,
+    Not_Yet_Valid,
+    Unknown_Authority,
+    Chain_Incomplete,
+    Revoked,
+    Expired_And_Self_Signed,
+    Expired_And_Wrong_Name,
+    Not_Yet_Valid_And_Unknown_Authority,
+    Wrong_Name_And_Self_Signed,
+    Old_Tls_Version, ///< good, but TLS 1.1 is the newest that the server speaks
+    Count
+};
+
+/// One nginx with a TLS server for each state of a certificate, all for the host good.test.
+///
+/// While it exists, the authority that issued the good certificates is the one that the programs of
+/// this process trust. Each server serves the same files, and redirects "/to/<n>" to "/file.xml" of
+/// the n-th server.
+class Tls_Sites {
+public:
+    Tls_Sites();
+    ~Tls_Sites();
+    Tls_Sites(const Tls_Sites&) = delete;
+    Tls_Sites& operator=(const Tls_Sites&) = delete;
+
+    std::string Url(Tls_State state, const std::string& path = "/file.xml") const {
+        return m_Server->Url(path, static_cast<std::size_t>(state));
+    }
+
+    /// URL on one server that redirects to the file of another.
+    std::string Url_Redirected(Tls_State from, Tls_State to) const {
+        return Url(from, "/to/" + std::to_string(static_cast<std::size_t>(to)));
+    }
+
+    Nginx_Server& Server() const { return *m_Server; }
+
+private:
+    Temporary_Directory m_Directory;
+    std::unique_ptr<Nginx_Server> m_Server;
+};
+
+} // namespace QEL::Tests
