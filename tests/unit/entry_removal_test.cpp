@@ -1,0 +1,261 @@
+#include "tests/unit/support/Cache_Fixture.h"
+
+#include <array>
+#include <cstdio>
+
+using namespace Recorded_Trace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+namespace {
+
+class Entry_Removal : public Cache_Fixture {
+protected:
+    Entry_Removal() { cache.m_Cache_Directory = cache_directory; }
+
+    static constexpr const char* method = "Remove_From_Cache";
+
+    static std::string Entry_Text(const std::string& cached_file, const std::string& last_modified) {
+        return "<CacheEntry cached_file=\"" + cached_file + "\" last_modified=\"" + last_modified + "\"/>";
+    }
+
+    static Records Begin(const std::string& url, const std::string& entry) {
+        return Call(method, "url='" + url + "'") + Data(method, "Cache entry for URL '" + url + "': " + entry + "\n");
+    }
+    static Records Removed(const std::string& url, const std::string& cached_file, const std::string& last_modified) {
+        return Begin(url, Entry_Text(cached_file, last_modified)) + Is_Local_Path(cached_file) + Return(method, "true");
+    }
+    static Records Next(const std::string& url, const std::string& entry) {
+        return Data("Clear", "Next file cache entry: " + url + " / " + entry + "\n");
+    }
+
+    std::vector<std::string> Urls() const {
+        std::vector<std::string> urls;
+        for (const auto& [url, entry] : cache.m_Cache_Entries) {
+            urls.push_back(url);
+        }
+        return urls;
+    }
+};
+
+TEST_F(Entry_Removal, OfAnUnknownUrlTouchesNothing) {
+    const std::string kept = Cache_Copy("http://server/A", "a.txt", "m", 1);
+    EXPECT_TRUE(cache.Remove_From_Cache("http://server/a"));
+    EXPECT_EQ(All(), Call(method, "url='http://server/a'") +
+                         Data(method, "Cache entry for URL 'http://server/a' not found. Removal is not needed.\n") +
+                         Return(method, "true"));
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_EQ(Content(kept), "old");
+    EXPECT_THAT(Urls(), ElementsAre("http://server/A"));
+}
+
+TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntry) {
+    const std::string copy = Cache_Copy("http://server/a", "a.txt", "m", 1);
+    const std::string other = Cache_Copy("http://server/b", "b.txt", "m", 1);
+    EXPECT_TRUE(cache.Remove_From_Cache("http://server/a"));
+    EXPECT_EQ(All(), Removed("http://server/a", copy, "m"));
+    EXPECT_EQ(os->Calls_Of("File_Exists"), 1U);
+    EXPECT_THAT(std::vector<std::string>(os->calls.end() - 2, os->calls.end()),
+                ElementsAre("File_Exists(" + copy + ")", "Delete_File(" + copy + ")"));
+    EXPECT_FALSE(std::filesystem::exists(copy));
+    EXPECT_TRUE(std::filesystem::exists(other));
+    EXPECT_THAT(Urls(), ElementsAre("http://server/b"));
+}
+
+TEST_F(Entry_Removal, OfAnEntryWhoseCopyIsGoneSucceeds) {
+    const std::string copy = In_Cache("gone.txt");
+    cache.m_Cache_Entries["u"] = {copy, "m", 1};
+    EXPECT_TRUE(cache.Remove_From_Cache("u"));
+    EXPECT_EQ(All(), Begin("u", Entry_Text(copy, "m")) + Is_Local_Path(copy) +
+                         Data(method, "File already deleted, url = 'u', cached_file = '" + copy + "'.\n") +
+                         Return(method, "true"));
+    EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
+    EXPECT_THAT(Urls(), IsEmpty());
+}
+
+TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
+    os->on_delete_file = [](const std::string&) { return false; };
+    const std::string copy = Cache_Copy("u", "a.txt", "m", 7);
+    EXPECT_FALSE(cache.Remove_From_Cache("u"));
+    EXPECT_EQ(All(), Begin("u", Entry_Text(copy, "m")) + Is_Local_Path(copy) +
+                         Warning(method, "File could not be deleted, url = 'u', cached_file = '" + copy + "'.\n") +
+                         Return(method, "false"));
+    ASSERT_THAT(Urls(), ElementsAre("u"));
+    EXPECT_EQ(cache.m_Cache_Entries["u"].cached_file, copy);
+    EXPECT_EQ(cache.m_Cache_Entries["u"].last_modified, "m");
+    EXPECT_EQ(cache.m_Cache_Entries["u"].last_checked_remotely, 7U);
+
+    os->on_delete_file = nullptr;
+    EXPECT_TRUE(cache.Remove_From_Cache("u")) << "a later removal tries again";
+    EXPECT_THAT(Urls(), IsEmpty());
+}
+
+TEST_F(Entry_Removal, DropsAnEntryWithoutCopyAndFails) {
+    cache.m_Cache_Entries["u"] = {"", "m", 1};
+    EXPECT_FALSE(cache.Remove_From_Cache("u"));
+    EXPECT_EQ(All(), Begin("u", Entry_Text("", "m")) + Bug() +
+                         Error(method, "Empty cached file names not expected, url = 'u'.\n") + Return(method, "false"));
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_THAT(Urls(), IsEmpty());
+}
+
+TEST_F(Entry_Removal, NotesACopyOnARemoteDriveAndGoesOn) {
+    const std::string copy = "N:\\cache\\a.txt";
+    os->on_get_drive_type = [](const std::string&) { return 4U; };
+    os->on_file_exists = [](const std::string&) { return true; };
+    os->on_delete_file = [](const std::string&) { return true; };
+    cache.m_Cache_Entries["u"] = {copy, "m", 1};
+    EXPECT_TRUE(cache.Remove_From_Cache("u"));
+    EXPECT_EQ(All(), Begin("u", Entry_Text(copy, "m")) + Is_Local_Share(copy) +
+                         Warning(method, "Performance notification: Using remote drive for caching remote files. "
+                                         "Performance may suffer. url='u', cached_file='" +
+                                             copy + "'.\n") +
+                         Return(method, "true"));
+    EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(" + copy + ")", "Get_Drive_Type(N:)",
+                                       "File_Exists(" + copy + ")", "Delete_File(" + copy + ")"));
+    EXPECT_THAT(Urls(), IsEmpty());
+}
+
+TEST_F(Entry_Removal, DoesNotRewriteTheMetadataFile) {
+    Cache_Copy("u", "a.txt", "m", 1);
+    cache.Serialize();
+    const std::string metadata = Content(Metadata_Path());
+    cache.Remove_From_Cache("u");
+    EXPECT_EQ(Content(Metadata_Path()), metadata);
+}
+
+TEST_F(Entry_Removal, AcceptsTheKeyOfTheEntryItself) {
+    Cache_Copy("http://server/a-key-too-long-for-a-small-buffer", "a.txt", "m", 1);
+    EXPECT_TRUE(cache.Remove_From_Cache(cache.m_Cache_Entries.begin()->first));
+    EXPECT_THAT(Urls(), IsEmpty());
+}
+
+// Clear
+
+class Clearing : public Entry_Removal {};
+
+TEST_F(Clearing, AnEmptyCacheTracesCallAndResultAlone) {
+    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(All(), Call("Clear") + Return("Clear", "true"));
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Clearing, WithoutACacheDirectorySucceeds) {
+    cache.m_Cache_Directory.clear();
+    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(All(), Call("Clear") + Return("Clear", "true"));
+}
+
+TEST_F(Clearing, RemovesEveryEntryInTheOrderOfTheUrls) {
+    const std::string b = Cache_Copy("http://server/b", "b.txt", "mb", 2);
+    const std::string a = Cache_Copy("http://server/a", "a.txt", "ma", 1);
+    const std::string upper = Cache_Copy("http://server/Z", "z.txt", "mz", 1);
+    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(All(), Call("Clear") + Next("http://server/Z", Entry_Text(upper, "mz")) +
+                         Removed("http://server/Z", upper, "mz") + Next("http://server/a", Entry_Text(a, "ma")) +
+                         Removed("http://server/a", a, "ma") + Next("http://server/b", Entry_Text(b, "mb")) +
+                         Removed("http://server/b", b, "mb") + Return("Clear", "true"));
+    EXPECT_THAT(Urls(), IsEmpty());
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
+}
+
+TEST_F(Clearing, KeepsOnlyWhatCannotBeDeleted) {
+    const std::string a = Cache_Copy("a", "a.txt", "ma", 1);
+    const std::string b = Cache_Copy("b", "b.txt", "mb", 2);
+    const std::string c = Cache_Copy("c", "c.txt", "mc", 3);
+    os->on_delete_file = [&](const std::string& path) { return path != b && std::filesystem::remove(path); };
+    EXPECT_FALSE(cache.Clear());
+    EXPECT_EQ(All(),
+              Call("Clear") + Next("a", Entry_Text(a, "ma")) + Removed("a", a, "ma") + Next("b", Entry_Text(b, "mb")) +
+                  Begin("b", Entry_Text(b, "mb")) + Is_Local_Path(b) +
+                  Warning(method, "File could not be deleted, url = 'b', cached_file = '" + b + "'.\n") +
+                  Return(method, "false") +
+                  Error("Clear", "Entry could not be removed from file cache: b / " + Entry_Text(b, "mb") + "\n") +
+                  Next("c", Entry_Text(c, "mc")) + Removed("c", c, "mc") + Return("Clear", "false"));
+    EXPECT_THAT(Urls(), ElementsAre("b"));
+}
+
+TEST_F(Clearing, FailsForAnEntryWithoutCopyButDropsIt) {
+    cache.m_Cache_Entries["a"] = {"", "ma", 1};
+    const std::string b = Cache_Copy("b", "b.txt", "mb", 2);
+    EXPECT_FALSE(cache.Clear());
+    EXPECT_EQ(All(),
+              Call("Clear") + Next("a", Entry_Text("", "ma")) + Begin("a", Entry_Text("", "ma")) + Bug() +
+                  Error(method, "Empty cached file names not expected, url = 'a'.\n") + Return(method, "false") +
+                  Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text("", "ma") + "\n") +
+                  Next("b", Entry_Text(b, "mb")) + Removed("b", b, "mb") + Return("Clear", "false"));
+    EXPECT_THAT(Urls(), IsEmpty());
+}
+
+TEST_F(Clearing, VisitsEachEntryOnceWhenNothingCanBeDeleted) {
+    for (int i = 0; i < 5; ++i) {
+        Cache_Copy("u" + std::to_string(i), std::to_string(i) + ".txt", "m", 1);
+    }
+    os->on_delete_file = [](const std::string&) { return false; };
+    EXPECT_FALSE(cache.Clear());
+    EXPECT_EQ(os->Calls_Of("Delete_File"), 5U);
+    EXPECT_EQ(Urls().size(), 5U);
+}
+
+TEST_F(Clearing, LeavesTheMetadataFileToTheNextLoad) {
+    const std::string copy = Cache_Copy("http://server/a", "a.txt", "m", 1);
+    cache.Serialize();
+    const std::string metadata = Content(Metadata_Path());
+    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(Content(Metadata_Path()), metadata);
+
+    Forget();
+    EXPECT_TRUE(cache.Deserialize());
+    EXPECT_THAT(Urls(), IsEmpty());
+    EXPECT_EQ(Above_Additional_Data(),
+              Warning("Deserialize", "Cached file does not exist. Entry ignored: entry #0, URL='http://server/a', " +
+                                         Entry_Text(copy, "m") + "\n"));
+}
+
+TEST_F(Clearing, LeavesFilesWithoutEntryAndTheDirectoryAlone) {
+    const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "stray");
+    Cache_Copy("u", "a.txt", "m", 1);
+    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(Content(stray), "stray");
+    EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
+    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
+}
+
+// The records as they are written: who, where, what
+
+TEST_F(Clearing, NamesThreadMethodObjectAndLine) {
+    cache.Clear();
+    std::array<char, 32> object{};
+    std::snprintf(object.data(), object.size(), "%p", static_cast<const void*>(&cache));
+    const std::vector<std::string> texts = Raw_Texts();
+    ASSERT_EQ(texts.size(), 5U);
+    EXPECT_THAT(texts[0], MatchesRegex("TID: 17, QEL::FrontEnd::FileCache::CFileCache::Clear\\[" +
+                                       std::string(object.data()) + "\\]/[0-9]+: CALL\n"));
+    EXPECT_THAT(texts[1], MatchesRegex("TID: 17, QEL::FrontEnd::FileCache::CFileCache::Clear/[0-9]+: return value:"));
+    EXPECT_EQ(texts[2], "(");
+    EXPECT_EQ(texts[3], "true");
+    EXPECT_EQ(texts[4], ")\n");
+}
+
+TEST_F(Clearing, IsSilentBelowTheLevelOfItsRecords) {
+    const std::string copy = Cache_Copy("a", "a.txt", "m", 1);
+    os->on_delete_file = [](const std::string&) { return false; };
+    const Records error =
+        Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text(copy, "m") + "\n");
+    const Records warning = Warning(method, "File could not be deleted, url = 'a', cached_file = '" + copy + "'.\n");
+    const std::vector<std::pair<QELPCTRC_LEVEL, Records>> levels = {
+        {QELPCTRC_OFF, {}},
+        {QELPCTRC_ERROR, error},
+        {QELPCTRC_WARNING, warning + error},
+        {QELPCTRC_DEVELOPER_NOTE, warning + error},
+    };
+    for (const auto& [level, expected] : levels) {
+        QEL::FrontEnd::FileCache::Set_Trace_Level(level);
+        Recorded_Trace::Forget();
+        EXPECT_FALSE(cache.Clear());
+        EXPECT_EQ(All(), expected) << "level " << level;
+    }
+}
+
+} // namespace

@@ -1,0 +1,328 @@
+#include "filecache/oswrap/IOSWrapper.h"
+#include "tests/unit/support/Cache_Fixture.h"
+
+#include <array>
+#include <cstdio>
+#include <regex>
+
+using namespace Recorded_Trace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const std::string First = "00000000-0000-0000-0000-000000000001.txt";
+const std::string Second = "00000000-0000-0000-0000-000000000002.xml";
+const std::string Third = "00000000-0000-0000-0000-000000000003.cached";
+
+/// The records with the number that a deletion reports left out: it stands for a text.
+Records Without_Reported_Numbers(Records records) {
+    static const std::regex reported("(Delete_File\\('[^']*'\\) returned )-?[0-9]+\n");
+    for (Record& record : records) {
+        record.text = std::regex_replace(record.text, reported, "$1#\n");
+    }
+    return records;
+}
+
+std::string Shown_Handle(const void* handle) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%p", handle);
+    return text.data();
+}
+
+class Folder_Purge : public Cache_Fixture {
+protected:
+    Folder_Purge() {
+        cache.m_Cache_Directory = cache_directory;
+        os->on_find = [this](const std::string&) { return found; };
+    }
+
+    static constexpr const char* method = "Delete_Cached_Files";
+
+    /// The shape of a UUID and any extension.
+    std::string Pattern() const {
+        std::string pattern;
+        for (const std::size_t group : {8U, 4U, 4U, 4U, 12U}) {
+            pattern += (pattern.empty() ? "" : "-") + std::string(group, '?');
+        }
+        return In_Cache(pattern + ".*");
+    }
+
+    Records Begin(bool only_obsolete, const void* handle) const {
+        return Call(method, std::string("only_obsolete=") + (only_obsolete ? "true" : "false")) +
+               Data(method, "FindFirstFile returned " + Shown_Handle(handle) + " (INVALID_HANDLE_VALUE=" +
+                                Shown_Handle(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle) + ")\n");
+    }
+    Records Begin(bool only_obsolete) const { return Begin(only_obsolete, os->Search_Handle()); }
+    Records Begin_In_Vain(bool only_obsolete) const {
+        return Begin(only_obsolete, QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle);
+    }
+
+    Records Deleted(const std::string& name) const {
+        return Data(method, "Delete_File('" + In_Cache(name) + "') returned #\n");
+    }
+    Records Not_Deleted(const std::string& name) const {
+        return Deleted(name) + Warning(method, "Delete_File failed for file '" + In_Cache(name) + "'.\n");
+    }
+    static Records Kept(const std::string& name) {
+        return Data(method, "File '" + name + "' will be ignored as it is not obsolete.\n");
+    }
+    static Records End() { return Data(method, "FindNextFile returned 0\n"); }
+
+    void Put(const std::string& name) {
+        Write_File(In_Cache(name), name);
+        found.push_back(name);
+    }
+
+    bool On_Disk(const std::string& name) const { return std::filesystem::exists(In_Cache(name)); }
+
+    std::vector<std::string> found; ///< what the search finds
+};
+
+// Delete_Cached_Files
+
+TEST_F(Folder_Purge, SearchesTheNamesOfCachedFiles) {
+    cache.Delete_Cached_Files(false);
+    EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")"));
+    EXPECT_EQ(All(), Begin_In_Vain(false));
+}
+
+TEST_F(Folder_Purge, JoinsADriveDirectoryByABackslash) {
+    cache.m_Cache_Directory = "C:\\cache";
+    found = {First};
+    os->on_delete_file = [](const std::string&) { return true; };
+    cache.Delete_Cached_Files(false);
+    EXPECT_THAT(os->calls,
+                ElementsAre("FindFirstFile(C:\\cache\\" + Pattern().substr(cache_directory.size() + 1) + ")",
+                            "Delete_File(C:\\cache\\" + First + ")", "FindNextFile(search)", "FindClose(search)"));
+}
+
+TEST_F(Folder_Purge, DeletesEveryFileFound) {
+    Put(First);
+    Put(Second);
+    cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
+    cache.Delete_Cached_Files(false);
+    EXPECT_EQ(Without_Reported_Numbers(All()), Begin(false) + Deleted(First) + Deleted(Second) + End());
+    EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")", "Delete_File(" + In_Cache(First) + ")",
+                                       "FindNextFile(search)", "Delete_File(" + In_Cache(Second) + ")",
+                                       "FindNextFile(search)", "FindClose(search)"));
+    EXPECT_FALSE(On_Disk(First));
+    EXPECT_FALSE(On_Disk(Second));
+    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U) << "the entries are never changed";
+}
+
+TEST_F(Folder_Purge, ReportsWhatCannotBeDeletedAndGoesOn) {
+    Put(First);
+    Put(Second);
+    Put(Third);
+    os->on_delete_file = [this](const std::string& path) { return path == In_Cache(Second); };
+    cache.Delete_Cached_Files(false);
+    EXPECT_EQ(Without_Reported_Numbers(All()),
+              Begin(false) + Not_Deleted(First) + Deleted(Second) + Not_Deleted(Third) + End());
+    EXPECT_EQ(os->calls.back(), "FindClose(search)");
+}
+
+TEST_F(Folder_Purge, OfObsoleteFilesKeepsWhatAnEntryNames) {
+    Put(First);
+    Put(Second);
+    Put(Third);
+    cache.m_Cache_Entries["a"] = {In_Cache(Third), "m", 1};
+    cache.m_Cache_Entries["b"] = {In_Cache(First), "m", 1};
+    cache.m_Cache_Entries["c"] = {In_Cache(First), "m", 1};
+    cache.Delete_Cached_Files(true);
+    EXPECT_EQ(Without_Reported_Numbers(All()), Begin(true) + Kept(First) + Deleted(Second) + Kept(Third) + End());
+    EXPECT_TRUE(On_Disk(First));
+    EXPECT_FALSE(On_Disk(Second));
+    EXPECT_TRUE(On_Disk(Third));
+    EXPECT_EQ(cache.m_Cache_Entries.size(), 3U);
+}
+
+TEST_F(Folder_Purge, OfObsoleteFilesComparesThePathsByteForByte) {
+    const std::string name = "abcdefab-0000-0000-0000-000000000001.txt";
+    found = {name};
+    os->on_delete_file = [](const std::string&) { return true; };
+    for (const std::string& cached_file :
+         {In_Cache("ABCDEFAB-0000-0000-0000-000000000001.txt"), In_Cache("abcdefab-0000-0000-0000-000000000001.TXT"),
+          name, In_Cache(name) + " ", In_Cache(name).substr(1), In_Cache(name + "x"), std::string()}) {
+        cache.m_Cache_Entries = {{"u", {cached_file, "m", 1}}};
+        Forget();
+        cache.Delete_Cached_Files(true);
+        EXPECT_EQ(os->Calls_Of("Delete_File"), 1U) << cached_file;
+    }
+    cache.m_Cache_Entries = {{"u", {In_Cache(name), "m", 1}}};
+    Forget();
+    cache.Delete_Cached_Files(true);
+    EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
+}
+
+TEST_F(Folder_Purge, AsksTheServicesOnceForEachFile) {
+    constexpr std::size_t files = 500;
+    for (std::size_t i = 0; i < files; ++i) {
+        found.push_back("name" + std::to_string(i));
+        if (i % 2 == 0) {
+            cache.m_Cache_Entries["http://server/" + std::to_string(i)] = {In_Cache(found.back()), "m", 1};
+        }
+    }
+    os->on_delete_file = [](const std::string&) { return true; };
+    cache.Delete_Cached_Files(true);
+    EXPECT_EQ(os->Calls_Of("FindFirstFile"), 1U);
+    EXPECT_EQ(os->Calls_Of("FindNextFile"), files);
+    EXPECT_EQ(os->Calls_Of("Delete_File"), files / 2);
+    EXPECT_EQ(os->Calls_Of("FindClose"), 1U);
+    EXPECT_EQ(os->calls.size(), 2 + files + files / 2);
+}
+
+TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
+    os->on_find = nullptr;
+    const std::vector<std::string> others = {"qelfilecache_Metadata.txt", "landscape.xml",
+                                             "00000000-0000-0000-0000-000000000001",
+                                             "00000000_0000-0000-0000-000000000001.txt"};
+    for (const std::string& name : others) {
+        Write_File(In_Cache(name), name);
+    }
+    Write_File(In_Cache(First), "");
+    EXPECT_TRUE(cache.Purge_Cache_Folder());
+    EXPECT_FALSE(On_Disk(First));
+    for (const std::string& name : others) {
+        EXPECT_EQ(Content(In_Cache(name)), name);
+    }
+}
+
+// Purge_Cache_Folder
+
+TEST_F(Folder_Purge, WithoutACacheDirectoryFails) {
+    cache.m_Cache_Directory.clear();
+    EXPECT_FALSE(cache.Purge_Cache_Folder());
+    EXPECT_EQ(All(), Call("Purge_Cache_Folder") + Bug() +
+                         Error("Purge_Cache_Folder", "Trying to purge a cache directory ''.\n") +
+                         Return("Purge_Cache_Folder", "false"));
+    EXPECT_THAT(os->calls, IsEmpty());
+}
+
+TEST_F(Folder_Purge, OfAMissingDirectorySucceeds) {
+    cache.m_Cache_Directory = In_Cache("missing");
+    EXPECT_TRUE(cache.Purge_Cache_Folder());
+    EXPECT_EQ(All(), Call("Purge_Cache_Folder") +
+                         Data("Purge_Cache_Folder", "Trying to purge an non-existing cache directory.\n") +
+                         Return("Purge_Cache_Folder", "true"));
+    EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + In_Cache("missing") + ")"));
+}
+
+TEST_F(Folder_Purge, DeletesReferencedFilesToo) {
+    Put(First);
+    Put(Second);
+    cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
+    cache.Serialize();
+    const std::string metadata = Content(Metadata_Path());
+    Forget();
+    EXPECT_TRUE(cache.Purge_Cache_Folder());
+    EXPECT_EQ(Without_Reported_Numbers(All()), Call("Purge_Cache_Folder") + Begin(false) + Deleted(First) +
+                                                   Deleted(Second) + End() + Return("Purge_Cache_Folder", "true"));
+    EXPECT_EQ(os->calls.front(), "Directory_Exists(" + cache_directory + ")");
+    EXPECT_FALSE(On_Disk(First));
+    EXPECT_FALSE(On_Disk(Second));
+    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
+    EXPECT_EQ(Content(Metadata_Path()), metadata);
+}
+
+TEST_F(Folder_Purge, ThatFindsNothingSucceeds) {
+    EXPECT_TRUE(cache.Purge_Cache_Folder());
+    EXPECT_EQ(All(), Call("Purge_Cache_Folder") + Begin_In_Vain(false) + Return("Purge_Cache_Folder", "true"));
+    EXPECT_EQ(os->Calls_Of("FindClose"), 0U);
+}
+
+TEST_F(Folder_Purge, SucceedsThoughFilesCannotBeDeleted) {
+    Put(First);
+    os->on_delete_file = [](const std::string&) { return false; };
+    EXPECT_TRUE(cache.Purge_Cache_Folder());
+    EXPECT_EQ(Above_Additional_Data(), Warning(method, "Delete_File failed for file '" + In_Cache(First) + "'.\n"));
+}
+
+TEST_F(Folder_Purge, DoesNotCountAsTheSweep) {
+    cache.Purge_Cache_Folder();
+    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
+    cache.m_Obsolete_Files_Cleaned = true;
+    Put(First);
+    cache.Purge_Cache_Folder();
+    EXPECT_FALSE(On_Disk(First)) << "a purge is not bound to the sweep";
+}
+
+// Cleanup_Obsolete_Cached_Files
+
+class Sweep : public Folder_Purge {
+protected:
+    static constexpr const char* sweep = "Cleanup_Obsolete_Cached_Files";
+
+    static Records First_Call() { return Call(sweep) + Data(sweep, "Cleaning up obsolete files.\n"); }
+    static Records Further_Call() {
+        return Call(sweep) +
+               Data(sweep, "Obsolete files already cleaned up. Ignoring redundand cache cleanup request.\n");
+    }
+};
+
+TEST_F(Sweep, DeletesWhatNoEntryNames) {
+    Put(First);
+    Put(Second);
+    cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_EQ(Without_Reported_Numbers(All()), First_Call() + Begin(true) + Kept(First) + Deleted(Second) + End());
+    EXPECT_TRUE(On_Disk(First));
+    EXPECT_FALSE(On_Disk(Second));
+    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
+}
+
+TEST_F(Sweep, RunsOnceInTheLifeOfAnObject) {
+    cache.Cleanup_Obsolete_Cached_Files();
+    Put(First);
+    Forget();
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_EQ(All(), Further_Call());
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_TRUE(On_Disk(First));
+    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
+
+    cache.m_Cache_Directory = In_Cache("other");
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_THAT(os->calls, IsEmpty()) << "not for another directory either";
+}
+
+TEST_F(Sweep, CountsAsDoneBeforeItRuns) {
+    bool done_during_search = false;
+    os->on_find = [&](const std::string&) {
+        done_during_search = cache.m_Obsolete_Files_Cleaned;
+        return found;
+    };
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_TRUE(done_during_search);
+}
+
+TEST_F(Sweep, CountsAsDoneWhateverItsOutcome) {
+    Put(First);
+    os->on_delete_file = [](const std::string&) { return false; };
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_EQ(Without_Reported_Numbers(All()), First_Call() + Begin(true) + Not_Deleted(First) + End());
+    Forget();
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_EQ(All(), Further_Call());
+}
+
+TEST_F(Sweep, OfAMissingDirectoryDoesNothing) {
+    cache.m_Cache_Directory = In_Cache("missing");
+    os->on_find = nullptr;
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_EQ(All(), First_Call() + Begin_In_Vain(true));
+    EXPECT_EQ(os->calls.size(), 1U) << "the directory itself is not asked for";
+}
+
+TEST_F(Sweep, RunsOnceMoreInACopyThatWasMadeBeforeIt) {
+    QEL::FrontEnd::FileCache::CFileCache before(cache);
+    cache.Cleanup_Obsolete_Cached_Files();
+    QEL::FrontEnd::FileCache::CFileCache after(cache);
+    Forget();
+    after.Cleanup_Obsolete_Cached_Files();
+    EXPECT_THAT(os->calls, IsEmpty());
+    before.Cleanup_Obsolete_Cached_Files();
+    EXPECT_EQ(os->Calls_Of("FindFirstFile"), 1U);
+}
+
+} // namespace
