@@ -10,8 +10,8 @@ namespace QEL::FrontEnd::Platform {
 class File_Descriptor {
 public:
     File_Descriptor() = default;
-    explicit File_Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    File_Descriptor(File_Descriptor&& other) noexcept : m_descriptor(other.Release()) {}
+    explicit File_Descriptor(int descriptor) : m_Descriptor(descriptor) {}
+    File_Descriptor(File_Descriptor&& other) noexcept : m_Descriptor(other.Release()) {}
     ~File_Descriptor() { Reset(); }
 
     File_Descriptor& operator=(File_Descriptor&& other) noexcept {
@@ -20,21 +20,22 @@ public:
     }
 
     /// The descriptor, -1 when there is none.
-    int Get() const { return m_descriptor; }
-    explicit operator bool() const { return m_descriptor >= 0; }
+    int Get() const { return m_Descriptor; }
+    explicit operator bool() const { return m_Descriptor >= 0; }
 
     /// Closes the descriptor and takes over another one.
     void Reset(int descriptor = -1) {
-        if (m_descriptor >= 0)
-            close(m_descriptor);
-        m_descriptor = descriptor;
+        if (m_Descriptor >= 0) {
+            close(m_Descriptor);
+        }
+        m_Descriptor = descriptor;
     }
 
     /// Hands the descriptor over to the caller.
-    int Release() { return std::exchange(m_descriptor, -1); }
+    int Release() { return std::exchange(m_Descriptor, -1); }
 
 private:
-    int m_descriptor = -1;
+    int m_Descriptor = -1;
 };
 
 } // namespace QEL::FrontEnd::Platform

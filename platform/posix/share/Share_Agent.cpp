@@ -1,0 +1,191 @@
+#include "platform/posix/share/Share_Agent.h"
+
+#include "platform/posix/share/Agent_Program.h"
+#include "platform/posix/system/Win32_Error.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+using Agent_Protocol::Answer;
+using Agent_Protocol::Request;
+
+/// How the agent's process is to differ from this one.
+class Spawn_Plan {
+public:
+    explicit Spawn_Plan(int socket) {
+        ::posix_spawn_file_actions_init(&m_Actions);
+        // The socket becomes its standard input. What the SMB client library prints goes nowhere, no
+        // descriptor of the host goes along, and no mounted folder stays busy as its current one.
+        ::posix_spawn_file_actions_adddup2(&m_Actions, socket, STDIN_FILENO);
+        ::posix_spawn_file_actions_addopen(&m_Actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        ::posix_spawn_file_actions_addopen(&m_Actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        ::posix_spawn_file_actions_addclosefrom_np(&m_Actions, STDERR_FILENO + 1);
+        ::posix_spawn_file_actions_addchdir_np(&m_Actions, "/");
+
+        ::posix_spawnattr_init(&m_Attributes);
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::posix_spawnattr_setsigmask(&m_Attributes, &signals);
+        ::sigfillset(&signals);
+        ::posix_spawnattr_setsigdefault(&m_Attributes, &signals);
+        // Its own session: no terminal that anything could prompt on, no Ctrl-C meant for the host.
+        ::posix_spawnattr_setflags(&m_Attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    Spawn_Plan(const Spawn_Plan&) = delete;
+    Spawn_Plan& operator=(const Spawn_Plan&) = delete;
+    ~Spawn_Plan() {
+        ::posix_spawnattr_destroy(&m_Attributes);
+        ::posix_spawn_file_actions_destroy(&m_Actions);
+    }
+
+    /// @return an errno value, 0 on success.
+    int Carry_Out(const std::string& program, pid_t& process) const {
+        std::string name = program;
+        char* const arguments[] = {name.data(), nullptr};
+        return ::posix_spawn(&process, program.c_str(), &m_Actions, &m_Attributes, arguments, environ);
+    }
+
+private:
+    posix_spawn_file_actions_t m_Actions;
+    posix_spawnattr_t m_Attributes;
+};
+
+/// The agent detaches at once, so this waits for the start of a program and no longer.
+void Reap(pid_t process) {
+    while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void Copy_Name(char (&field)[Agent_Protocol::Max_Name], const std::string& name) {
+    std::snprintf(field, sizeof field, "%s", name.c_str());
+}
+
+/// True when the socket has something to say before the deadline.
+bool Wait_For_Answer(int socket, Share_Agent::Clock::time_point deadline) {
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Share_Agent::Clock::now()).count();
+        pollfd agent{socket, POLLIN, 0};
+        const int ready = ::poll(&agent, 1, static_cast<int>(std::clamp<std::int64_t>(left, 0, 1 << 30)));
+        if (ready >= 0 || errno != EINTR) {
+            return ready > 0;
+        }
+    }
+}
+
+/// False when the agent is gone.
+bool Receive(int socket, Answer& answer) {
+    for (;;) {
+        const ssize_t size = ::recv(socket, &answer, sizeof answer, 0);
+        if (size >= 0 || errno != EINTR) {
+            return size == static_cast<ssize_t>(sizeof answer);
+        }
+    }
+}
+
+} // namespace
+
+std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, std::string& refusal) {
+    const std::string program = Find_Agent_Program();
+    if (program.empty()) {
+        refusal = "the program qel_share_agent is not installed";
+        return nullptr;
+    }
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
+        refusal = std::string("no socket for the share agent: ") + std::strerror(errno);
+        return nullptr;
+    }
+    File_Descriptor own_end(ends[0]);
+    const File_Descriptor agent_end(ends[1]);
+    pid_t process = 0;
+    if (const int error = Spawn_Plan(agent_end.Get()).Carry_Out(program, process); error != 0) {
+        refusal = program + ": " + std::strerror(error);
+        return nullptr;
+    }
+    Reap(process);
+
+    std::unique_ptr<Share_Agent> agent(new Share_Agent(std::move(own_end), settings));
+    Agent_Protocol::Settings record;
+    record.port = settings.port;
+    Copy_Name(record.user, settings.user);
+    Copy_Name(record.workgroup, settings.workgroup);
+    Copy_Name(record.password, settings.password);
+    if (!agent->Send(&record, sizeof record, -1)) {
+        refusal = program + ": " + std::strerror(errno);
+        return nullptr;
+    }
+    return agent;
+}
+
+Share_Agent::Share_Agent(File_Descriptor socket, const Share_Settings& settings)
+    : m_Socket(std::move(socket)), m_Settings(settings), m_Owner(::getpid()) {}
+
+bool Share_Agent::Suits(const Share_Settings& settings) const {
+    return m_Settings == settings && m_Owner == ::getpid();
+}
+
+Agent_Outcome Share_Agent::Ask(const Request& request, int target, Clock::time_point deadline) {
+    Agent_Outcome outcome;
+    const std::size_t size = offsetof(Request, url) + std::strlen(request.url) + 1;
+    if (!Send(&request, size, target)) {
+        outcome.error = Error_Unexpected_Network_Error;
+        return outcome;
+    }
+    for (;;) {
+        if (!Wait_For_Answer(m_Socket.Get(), deadline)) {
+            outcome.error = Error_Semaphore_Timeout;
+            return outcome;
+        }
+        if (!Receive(m_Socket.Get(), outcome.answer)) {
+            outcome.error = Error_Unexpected_Network_Error;
+            return outcome;
+        }
+        if (!outcome.answer.in_progress) {
+            outcome.error = outcome.answer.error;
+            outcome.is_agent_good = outcome.answer.is_agent_good;
+            return outcome;
+        }
+        outcome.has_moved_data = true;
+        deadline = Clock::now() + std::chrono::milliseconds(request.timeout_ms);
+    }
+}
+
+bool Share_Agent::Send(const void* record, std::size_t size, int descriptor) const {
+    iovec data{const_cast<void*>(record), size};
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof descriptor)] = {};
+    if (descriptor >= 0) {
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr* const header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof descriptor);
+        std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+    }
+    for (;;) {
+        const ssize_t sent = ::sendmsg(m_Socket.Get(), &message, MSG_NOSIGNAL);
+        if (sent >= 0 || errno != EINTR) {
+            return sent == static_cast<ssize_t>(size);
+        }
+    }
+}
+
+} // namespace QEL::FrontEnd::Platform

@@ -1,0 +1,109 @@
+#include "platform/posix/share/Share_Settings.h"
+
+#include "platform/posix/configuration/Configuration.h"
+#include "platform/posix/share/agent/Agent_Protocol.h"
+#include "platform/posix/system/File_Descriptor.h"
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+constexpr const char* Section = "Shares";
+constexpr mode_t Rights_Of_Others = S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+
+std::optional<std::string> Text_Of(const char* key) {
+    return Configuration::System().Read_Text(Configuration_Scope::User_Then_Machine, Section, key);
+}
+
+/// False when the value is there and is not a number from `least` to `most`.
+template <typename Number>
+bool Read_Number(const char* key, std::int64_t least, std::int64_t most, Number& number, std::string& refusal) {
+    const auto text = Text_Of(key);
+    if (!text) {
+        return true;
+    }
+    const auto value = Parse_Integer(*text);
+    if (!value || *value < least || *value > most) {
+        refusal = std::string("[Shares] ") + key + " = " + *text + ": not a number from " + std::to_string(least) +
+                  " to " + std::to_string(most);
+        return false;
+    }
+    number = static_cast<Number>(*value);
+    return true;
+}
+
+bool Read_Name(const char* key, std::string& name, std::string& refusal) {
+    name = Text_Of(key).value_or("");
+    if (name.size() < Agent_Protocol::Max_Name) {
+        return true;
+    }
+    refusal = std::string("[Shares] ") + key + ": too long";
+    return false;
+}
+
+/// Why a password must not be read from the file; null when it may be.
+const char* Objection(const struct stat& status) {
+    if (!S_ISREG(status.st_mode)) {
+        return "not a regular file";
+    }
+    if (status.st_uid != ::geteuid() && status.st_uid != 0) {
+        return "belongs to another user";
+    }
+    return (status.st_mode & Rights_Of_Others) != 0 ? "open to others; chmod 600 closes it" : nullptr;
+}
+
+bool Read_Password(const std::string& path, std::string& password, std::string& refusal) {
+    const auto refuse = [&](const char* reason) {
+        refusal = "[Shares] PasswordFile = " + path + ": " + reason;
+        return false;
+    };
+    if (!path.starts_with('/')) {
+        return refuse("not an absolute path");
+    }
+    // The open file is judged, not its name: what is read is what was judged. A pipe does not block.
+    const File_Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file) {
+        return refuse(std::strerror(errno));
+    }
+    struct stat status {};
+    if (::fstat(file.Get(), &status) != 0) {
+        return refuse(std::strerror(errno));
+    }
+    if (const char* const objection = Objection(status)) {
+        return refuse(objection);
+    }
+    char text[Agent_Protocol::Max_Name + 2];
+    const ssize_t size = ::read(file.Get(), text, sizeof text);
+    if (size < 0) {
+        return refuse(std::strerror(errno));
+    }
+    password.assign(text, static_cast<std::size_t>(size));
+    password.erase(std::min(password.find_first_of("\r\n"), password.size()));
+    return password.size() < Agent_Protocol::Max_Name || refuse("its first line is too long");
+}
+
+} // namespace
+
+bool Read_Share_Settings(Share_Settings& settings, std::string& refusal) {
+    Share_Settings read;
+    std::uint32_t timeout_s = read.timeout_ms / 1000;
+    if (!Read_Number("Timeout", 1, 3600, timeout_s, refusal) || !Read_Number("Port", 1, 65535, read.port, refusal) ||
+        !Read_Name("User", read.user, refusal) || !Read_Name("Workgroup", read.workgroup, refusal)) {
+        return false;
+    }
+    read.timeout_ms = timeout_s * 1000;
+    if (const auto path = Text_Of("PasswordFile"); path && !Read_Password(*path, read.password, refusal)) {
+        return false;
+    }
+    settings = std::move(read);
+    return true;
+}
+
+} // namespace QEL::FrontEnd::Platform

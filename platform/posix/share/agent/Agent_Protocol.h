@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace QEL::FrontEnd::Platform::Agent_Protocol {
+
+/// What the library and its share agent tell each other over a SOCK_SEQPACKET socket, which is the
+/// agent's standard input. One record is one packet.
+///
+///     library                        agent
+///     Settings, once          ->
+///     Request                 ->
+///                             <-     Answer, in_progress set: data has arrived (reads only)
+///                             <-     Answer
+///     Request ...
+///
+/// The library hangs up to end the agent.
+
+/// Changes with the records below: after an upgrade a running library may meet the agent of another one.
+inline constexpr std::uint32_t Version = 1;
+
+/// The SMB client library takes names and passwords of up to 255 bytes.
+inline constexpr std::size_t Max_Name = 256;
+inline constexpr std::size_t Max_Url = 32768;
+inline constexpr std::size_t Max_Text = 512;
+
+struct Settings {
+    std::uint32_t version = Version;
+    std::uint32_t port = 0;
+    char user[Max_Name] = "";
+    char workgroup[Max_Name] = "";
+    char password[Max_Name] = "";
+};
+
+enum class Operation : std::uint32_t {
+    Stat, ///< time and attributes
+    Read, ///< writes the content to the descriptor that travels with the request
+};
+
+struct Request {
+    Operation operation = Operation::Stat;
+    std::uint32_t timeout_ms = 0; ///< for a stat in all, for a read without progress
+    std::uint64_t byte_limit = 0; ///< a read ends after so many bytes
+    char url[Max_Url] = "";       ///< only the used part travels
+};
+
+struct Answer {
+    bool in_progress = false;
+    bool is_agent_good = false;         ///< it may be given further requests
+    std::uint32_t error = 0;            ///< Win32 code, 0 on success
+    std::uint32_t attributes = 0;       ///< Win32 file attributes
+    std::int64_t modification_time = 0; ///< 100 ns intervals since 1601-01-01 UTC
+    char text[Max_Text] = "";           ///< why the agent cannot work on this machine; mostly empty
+};
+
+} // namespace QEL::FrontEnd::Platform::Agent_Protocol

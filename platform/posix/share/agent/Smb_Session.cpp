@@ -1,0 +1,287 @@
+#include "platform/posix/share/agent/Smb_Session.h"
+
+#include "platform/posix/system/Win32_Error.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+using Agent_Protocol::Answer;
+
+constexpr std::uint32_t Attribute_Read_Only = 0x01;
+constexpr std::uint32_t Attribute_Directory = 0x10;
+constexpr std::uint32_t Attribute_Normal = 0x80;
+
+/// The 100 ns intervals from 1601-01-01 to 1970-01-01.
+constexpr std::int64_t File_Time_Of_Epoch = 116444736000000000;
+
+// The library reads a chunk with several requests under way at once. It starts small and grows while
+// the server keeps up, so that a slow line still shows progress within the time limit.
+constexpr std::size_t Smallest_Chunk = std::size_t{64} << 10;
+constexpr std::size_t Largest_Chunk = std::size_t{4} << 20;
+constexpr std::chrono::milliseconds Brisk_Chunk{100};
+constexpr std::chrono::milliseconds Slow_Chunk{2000};
+
+// The level at which the library tells how a logon went.
+constexpr int Log_Level_Of_Logons = 4;
+
+void Describe(const struct stat& status, Answer& answer) {
+    answer.attributes = 0;
+    if (S_ISDIR(status.st_mode)) {
+        answer.attributes |= Attribute_Directory;
+    }
+    if ((status.st_mode & S_IWUSR) == 0) {
+        answer.attributes |= Attribute_Read_Only;
+    }
+    if (answer.attributes == 0) {
+        answer.attributes = Attribute_Normal;
+    }
+    answer.modification_time =
+        std::int64_t{status.st_mtim.tv_sec} * 10000000 + status.st_mtim.tv_nsec / 100 + File_Time_Of_Epoch;
+}
+
+bool Write_All(int target, const char* bytes, std::size_t count) {
+    while (count > 0) {
+        const ssize_t written = write(target, bytes, count);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            return false;
+        }
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+std::size_t Next_Chunk(std::size_t chunk, std::chrono::steady_clock::duration taken) {
+    if (taken < Brisk_Chunk) {
+        return std::min(chunk * 2, Largest_Chunk);
+    }
+    if (taken > Slow_Chunk) {
+        return std::max(chunk / 2, Smallest_Chunk);
+    }
+    return chunk;
+}
+
+/// True for what a server says about a file, in contrast to what happens to the connection.
+bool Is_About_The_File(int error) {
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case EPERM:
+    case EISDIR:
+    case EBUSY:
+    case ETXTBSY:
+    case EINVAL:
+    case ENAMETOOLONG:
+    case ENOTSUP:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+Smb_Session* Smb_Session::s_session = nullptr;
+
+Smb_Session::Smb_Session(const Smb_Library& library, const Agent_Protocol::Settings& settings)
+    : m_Library(library), m_Settings(settings) {
+    SMBCCTX* const context = m_Library.new_context();
+    if (context == nullptr) {
+        return;
+    }
+
+    const bool as_named_user = m_Settings.user[0] != '\0';
+    m_Library.set_debug(context, Log_Level_Of_Logons);
+    m_Library.set_log_callback(context, nullptr, Watch_Logon);
+    m_Library.set_port(context, static_cast<std::uint16_t>(m_Settings.port));
+    m_Library.set_use_kerberos(context, 1);
+    m_Library.set_fallback_after_kerberos(context, 1);
+    m_Library.set_no_anonymous_login(context, as_named_user);
+    m_Library.set_auth_data_function(context, Give_Credentials);
+    if (m_Library.init_context(context) == nullptr) {
+        return;
+    }
+
+    s_session = this;
+    m_Find_Connection = m_Library.get_get_cached_server_function(context);
+    m_Keep_Connection = m_Library.get_add_cached_server_function(context);
+    m_Library.set_get_cached_server_function(context, Find_Connection);
+    m_Library.set_add_cached_server_function(context, Keep_Connection);
+    m_Context = context;
+}
+
+void Smb_Session::Set_Timeout(std::uint32_t milliseconds) {
+    m_Library.set_timeout(m_Context, static_cast<int>(milliseconds));
+}
+
+void Smb_Session::Stat(const char* url, Answer& answer) {
+    Begin_Operation();
+    struct stat status {};
+    if (m_Library.get_stat_function(m_Context)(m_Context, url, &status) != 0) {
+        return Describe_Failure(url, errno, answer);
+    }
+    Describe(status, answer);
+    answer.is_agent_good = true;
+}
+
+void Smb_Session::Read(const char* url, int target, std::uint64_t byte_limit, const std::function<void()>& on_progress,
+                       Answer& answer) {
+    Begin_Operation();
+    SMBCFILE* const file = m_Library.get_open_function(m_Context)(m_Context, url, O_RDONLY, 0);
+    if (file == nullptr) {
+        return Describe_Failure(url, errno, answer);
+    }
+
+    struct stat status {};
+    if (m_Library.get_fstat_function(m_Context)(m_Context, file, &status) != 0) {
+        return Describe_Failure(url, errno, answer);
+    }
+    Describe(status, answer);
+    Copy_Content(url, file, target, byte_limit, on_progress, answer);
+
+    // A file that cannot be closed is one whose connection is gone: the process ends then, and asking
+    // a silent server to close it would only take the time-out once more.
+    if (answer.is_agent_good && m_Library.get_close_function(m_Context)(m_Context, file) != 0) {
+        answer.is_agent_good = false;
+    }
+}
+
+void Smb_Session::Copy_Content(const char* url, SMBCFILE* file, int target, std::uint64_t byte_limit,
+                               const std::function<void()>& on_progress, Answer& answer) {
+    const auto read = m_Library.get_read_function(m_Context);
+    std::vector<char> bytes;
+    std::size_t chunk = Smallest_Chunk;
+    while (byte_limit > 0) {
+        bytes.resize(std::max(bytes.size(), chunk));
+        const auto started = std::chrono::steady_clock::now();
+        const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(chunk, byte_limit));
+        const ssize_t count = read(m_Context, file, bytes.data(), wanted);
+        if (count < 0) {
+            return Describe_Failure(url, errno, answer);
+        }
+        if (count == 0) {
+            break;
+        }
+        if (!Write_All(target, bytes.data(), static_cast<std::size_t>(count))) {
+            answer.error = Win32_Error_From_Errno(errno);
+            break;
+        }
+        byte_limit -= static_cast<std::uint64_t>(count);
+        chunk = Next_Chunk(chunk, std::chrono::steady_clock::now() - started);
+        on_progress();
+    }
+    answer.is_agent_good = true;
+}
+
+void Smb_Session::Begin_Operation() {
+    m_Connected = false;
+    m_Logon_Refused = false;
+}
+
+void Smb_Session::Describe_Failure(const char* url, int error, Answer& answer) {
+    answer.error = m_Connected && Is_About_The_File(error) ? File_Error(url, error) : Connection_Error(error);
+    answer.is_agent_good = answer.error != Error_Network_Name_Deleted && answer.error != Error_Semaphore_Timeout;
+}
+
+std::uint32_t Smb_Session::File_Error(const char* url, int error) {
+    switch (error) {
+    case ENOENT:
+        return Parent_Exists(url) ? Error_File_Not_Found : Error_Path_Not_Found;
+    case EINVAL:
+        return Error_Invalid_Name;
+    default:
+        return Win32_Error_From_Errno(error);
+    }
+}
+
+std::uint32_t Smb_Session::Connection_Error(int error) const {
+    if (error == ETIMEDOUT) {
+        return Error_Semaphore_Timeout;
+    }
+    if (m_Connected) {
+        return Error_Network_Name_Deleted;
+    }
+    if (m_Logon_Refused) {
+        return Error_Logon_Failure;
+    }
+    switch (error) {
+    case ENOENT:
+    case ENODEV:
+        return Error_Bad_Network_Name;
+    case EACCES:
+    case EPERM:
+        return Error_Access_Denied;
+    case ENOMEM:
+        return Error_Not_Enough_Memory;
+    default:
+        return Error_Network_Path_Not_Found;
+    }
+}
+
+bool Smb_Session::Parent_Exists(const char* url) {
+    const std::string_view whole(url);
+    const auto share_end = whole.find('/', whole.find('/', std::string_view("smb://").size()) + 1);
+    const auto name = whole.rfind('/');
+    if (name <= share_end) {
+        return true;
+    }
+    struct stat status {};
+    const std::string parent(whole.substr(0, name));
+    return m_Library.get_stat_function(m_Context)(m_Context, parent.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void Smb_Session::Give_Credentials(SMBCCTX*, const char*, const char*, char* workgroup, int workgroup_size, char* user,
+                                   int user_size, char* password, int password_size) {
+    const auto& settings = s_session->m_Settings;
+    const auto give = [](char* target, int size, const char* text) {
+        std::snprintf(target, static_cast<std::size_t>(size), "%s", text);
+    };
+    if (settings.workgroup[0] != '\0') {
+        give(workgroup, workgroup_size, settings.workgroup);
+    }
+    give(user, user_size, settings.user[0] != '\0' ? settings.user : "guest");
+    give(password, password_size, settings.password);
+}
+
+SMBCSRV* Smb_Session::Find_Connection(SMBCCTX* context, const char* server, const char* share, const char* workgroup,
+                                      const char* user) {
+    SMBCSRV* const connection = s_session->m_Find_Connection(context, server, share, workgroup, user);
+    s_session->m_Connected = connection != nullptr;
+    return connection;
+}
+
+int Smb_Session::Keep_Connection(SMBCCTX* context, SMBCSRV* connection, const char* server, const char* share,
+                                 const char* workgroup, const char* user) {
+    s_session->m_Connected = true;
+    return s_session->m_Keep_Connection(context, connection, server, share, workgroup, user);
+}
+
+// The library answers EACCES to a refused logon as well as to a share that this user may not enter.
+// Only its log tells the two apart.
+void Smb_Session::Watch_Logon(void*, int, const char* message) {
+    const std::string_view text(message);
+    if (text.find("login failed") != std::string_view::npos) {
+        s_session->m_Logon_Refused = true;
+    } else if (text.find("session setup ok") != std::string_view::npos) {
+        s_session->m_Logon_Refused = false;
+    }
+}
+
+} // namespace QEL::FrontEnd::Platform

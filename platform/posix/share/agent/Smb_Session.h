@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/posix/share/agent/Agent_Protocol.h"
+#include "platform/posix/share/agent/Smb_Library.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace QEL::FrontEnd::Platform {
+
+/// The connections to file servers, made on demand and kept, and the logon to them.
+///
+/// With a user in the settings it logs on as that user and as nobody else. Without one it uses the
+/// Kerberos ticket of the user at the desk where there is one, else it comes as a guest: no name with
+/// an empty password ever reaches a server, which would count as a failed logon of that name.
+/// A process has one session.
+class Smb_Session {
+public:
+    /// @param settings outlives the session.
+    Smb_Session(const Smb_Library& library, const Agent_Protocol::Settings& settings);
+
+    /// False when the SMB client library could not set itself up.
+    bool Is_Ready() const { return m_Context != nullptr; }
+
+    /// Time limit for single exchanges with a server. It bounds most of what can hang, not all:
+    /// name resolution, connecting and closing follow rules of their own.
+    void Set_Timeout(std::uint32_t milliseconds);
+
+    void Stat(const char* url, Agent_Protocol::Answer& answer);
+
+    /// Writes at most `byte_limit` bytes of a file to `target`.
+    /// @param on_progress called whenever data has arrived and was written.
+    void Read(const char* url, int target, std::uint64_t byte_limit, const std::function<void()>& on_progress,
+              Agent_Protocol::Answer& answer);
+
+private:
+    void Begin_Operation();
+    void Copy_Content(const char* url, SMBCFILE* file, int target, std::uint64_t byte_limit,
+                      const std::function<void()>& on_progress, Agent_Protocol::Answer& answer);
+    void Describe_Failure(const char* url, int error, Agent_Protocol::Answer& answer);
+    std::uint32_t Connection_Error(int error) const;
+    std::uint32_t File_Error(const char* url, int error);
+    bool Parent_Exists(const char* url);
+
+    static void Give_Credentials(SMBCCTX* context, const char* server, const char* share, char* workgroup,
+                                 int workgroup_size, char* user, int user_size, char* password, int password_size);
+    static SMBCSRV* Find_Connection(SMBCCTX* context, const char* server, const char* share, const char* workgroup,
+                                    const char* user);
+    static int Keep_Connection(SMBCCTX* context, SMBCSRV* connection, const char* server, const char* share,
+                               const char* workgroup, const char* user);
+    static void Watch_Logon(void* session, int level, const char* message);
+
+    static Smb_Session* s_session; ///< the one session, for the functions that the library calls
+
+    const Smb_Library& m_Library;
+    const Agent_Protocol::Settings& m_Settings;
+    SMBCCTX* m_Context = nullptr; ///< lives as long as the process: its end closes the connections at once
+    smbc_get_cached_srv_fn m_Find_Connection = nullptr;
+    smbc_add_cached_srv_fn m_Keep_Connection = nullptr;
+    bool m_Connected = false;     ///< the running operation has reached the share
+    bool m_Logon_Refused = false; ///< the running operation was refused at the logon
+};
+
+} // namespace QEL::FrontEnd::Platform

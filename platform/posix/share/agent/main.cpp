@@ -1,0 +1,184 @@
+// The share agent: the process in which the SMB client library works for the product.
+//
+// Why a process of its own. The library's calls cannot all be bounded from within: measured with a
+// time-out of 3 s set, a name that no name server answers for takes 10 s, an address that drops
+// packets 5 s, and closing a file of a server that went silent another 6 s; a Kerberos server that
+// does not answer adds its own. Each of these waits can hold up a logon, and none can be interrupted
+// from a thread beside it. A process can be ended at any point by the kernel, and nothing of the host
+// is lost with it: no lock, no descriptor, no memory. The same wall keeps the library's habits away
+// from the host (it prints, keeps process-wide state, changes signal handling) and its faults too.
+//
+// The host's side is platform/posix/share/Share_Agent.cpp; what is said over the socket is in
+// Agent_Protocol.h.
+
+#include "platform/posix/share/agent/Agent_Protocol.h"
+#include "platform/posix/share/agent/Smb_Library.h"
+#include "platform/posix/share/agent/Smb_Session.h"
+#include "platform/posix/system/File_Descriptor.h"
+#include "platform/posix/system/Win32_Error.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <string>
+
+using namespace QEL::FrontEnd::Platform;
+using namespace QEL::FrontEnd::Platform::Agent_Protocol;
+
+namespace {
+
+constexpr int Host = STDIN_FILENO;
+
+// An unused connection is not worth keeping: it may go stale behind a laptop's lid.
+constexpr int Idle_Limit_Ms = 15000;
+
+// Loading the library and reading its configuration.
+constexpr std::uint32_t Start_Limit_Ms = 30000;
+
+// How much later than the host this process gives up on an operation.
+constexpr std::uint32_t Grace_Ms = 500;
+
+/// Ends this process when an operation outlasts its time: SIGKILL, which nothing can block or catch.
+class Watchdog {
+public:
+    Watchdog() {
+        sigevent event{};
+        event.sigev_notify = SIGEV_SIGNAL;
+        event.sigev_signo = SIGKILL;
+        m_Works = timer_create(CLOCK_MONOTONIC, &event, &m_Timer) == 0;
+    }
+
+    bool Works() const { return m_Works; }
+
+    /// Gives the running operation this much more time from now on; 0: none is running.
+    void Allow(std::uint32_t milliseconds) const {
+        itimerspec time{};
+        time.it_value.tv_sec = milliseconds / 1000;
+        time.it_value.tv_nsec = long{milliseconds % 1000} * 1000000;
+        timer_settime(m_Timer, 0, &time, nullptr);
+    }
+
+private:
+    timer_t m_Timer{};
+    bool m_Works = false;
+};
+
+bool Is_Host_Socket() {
+    int type = 0;
+    socklen_t size = sizeof type;
+    return getsockopt(Host, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_SEQPACKET;
+}
+
+/// Receives one record and the descriptor that may travel with it. False when the host hung up.
+bool Receive(void* record, std::size_t size, File_Descriptor& target) {
+    iovec data{record, size};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    if (recvmsg(Host, &message, MSG_CMSG_CLOEXEC) <= 0) {
+        return false;
+    }
+
+    const cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    if (header && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS) {
+        int descriptor = -1;
+        std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
+        target.Reset(descriptor);
+    }
+    return true;
+}
+
+bool Send(const Answer& answer) {
+    return send(Host, &answer, sizeof answer, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof answer);
+}
+
+Answer Refusal(Win32_Error error, const std::string& text) {
+    Answer answer;
+    answer.error = error;
+    std::snprintf(answer.text, sizeof answer.text, "%s", text.c_str());
+    return answer;
+}
+
+bool Serve_Request(Smb_Session& session, const Request& request, int target, const Watchdog& watchdog) {
+    const std::uint32_t allowed = request.timeout_ms + Grace_Ms;
+    watchdog.Allow(allowed);
+    session.Set_Timeout(request.timeout_ms);
+
+    Answer answer;
+    if (request.operation == Operation::Stat) {
+        session.Stat(request.url, answer);
+    } else {
+        const auto on_progress = [&] {
+            watchdog.Allow(allowed);
+            Answer progress;
+            progress.in_progress = true;
+            Send(progress);
+        };
+        session.Read(request.url, target, request.byte_limit, on_progress, answer);
+    }
+    const bool goes_on = Send(answer) && answer.is_agent_good;
+    watchdog.Allow(0);
+    return goes_on;
+}
+
+void Serve_Host() {
+    Settings settings;
+    File_Descriptor target;
+    if (!Receive(&settings, sizeof settings, target)) {
+        return;
+    }
+
+    const Watchdog watchdog;
+    watchdog.Allow(Start_Limit_Ms);
+    std::string refusal;
+    const auto library = Smb_Library::Load(refusal);
+    std::unique_ptr<Smb_Session> session;
+    if (library) {
+        session = std::make_unique<Smb_Session>(*library, settings);
+    }
+    watchdog.Allow(0);
+
+    auto request = std::make_unique<Request>();
+    pollfd host{Host, POLLIN, 0};
+    while (poll(&host, 1, Idle_Limit_Ms) > 0 && Receive(request.get(), sizeof *request, target)) {
+        if (!library) {
+            Send(Refusal(Error_Module_Not_Found, "the SMB client library cannot be loaded: " + refusal));
+            return;
+        }
+        if (settings.version != Version || !watchdog.Works() || !session->Is_Ready()) {
+            Send(Refusal(Error_General_Failure, "the share agent cannot start its work"));
+            return;
+        }
+        if (!Serve_Request(*session, *request, target.Get(), watchdog)) {
+            return;
+        }
+        target.Reset();
+    }
+}
+
+} // namespace
+
+int main() {
+    if (!Is_Host_Socket()) {
+        std::fputs("qel_share_agent is started by the QEL file cache and is of no use by itself.\n", stderr);
+        return 2;
+    }
+    // The host waits for its child, and this one ends at once: the agent proper is nobody's child, so
+    // the host has no process to reap later, and none that could turn up in a wait of its own.
+    if (fork() != 0) {
+        _exit(0);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    Serve_Host();
+    // No tidying up: closing files and connections in order could wait for the server once more.
+    _exit(0);
+}

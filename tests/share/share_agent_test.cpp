@@ -1,0 +1,251 @@
+// The process that works for the library: when it runs, what it keeps, and that it ends.
+
+#include "tests/share/Bad_Lines.h"
+#include "tests/share/Share_Fixture.h"
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "platform/posix/share/Agent_Program.h"
+#include "platform/posix/share/Share_Agent.h"
+#include "util/filesystem/Path_Tests.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstring>
+#include <set>
+#include <thread>
+
+#include <sys/wait.h>
+
+namespace QEL::FrontEnd::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using namespace Platform;
+using OSWRAPI::IOSWrapper;
+
+/// The running processes of the agent's program.
+std::set<int> Agents() {
+    const std::string program = fs::canonical(Find_Agent_Program()).string();
+    std::set<int> agents;
+    for (const auto& process : fs::directory_iterator("/proc")) {
+        const std::string name = process.path().filename().string();
+        int id = 0;
+        std::error_code unreadable;
+        if (std::from_chars(name.data(), name.data() + name.size(), id).ec == std::errc() &&
+            fs::read_symlink(process.path() / "exe", unreadable) == program) {
+            agents.insert(id);
+        }
+    }
+    return agents;
+}
+
+/// The agents that were not there before.
+std::set<int> Agents_Besides(const std::set<int>& earlier) {
+    std::set<int> agents = Agents();
+    for (const int agent : earlier) {
+        agents.erase(agent);
+    }
+    return agents;
+}
+
+bool End_Within(const std::set<int>& agents, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        std::set<int> left;
+        for (const int agent : Agents()) {
+            if (agents.count(agent) != 0) {
+                left.insert(agent);
+            }
+        }
+        if (left.empty() || std::chrono::steady_clock::now() > end) {
+            return left.empty();
+        }
+        std::this_thread::sleep_for(10ms);
+    }
+}
+
+std::size_t Open_Descriptors() {
+    const fs::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+class Share_Agent_Test : public Share_Fixture {
+protected:
+    Share_Settings Settings_For_Port(int port) {
+        Share_Settings settings;
+        settings.port = static_cast<std::uint16_t>(port);
+        return settings;
+    }
+
+    std::unique_ptr<Share_Agent> Start(const Share_Settings& settings) {
+        std::string refusal;
+        auto agent = Share_Agent::Start(settings, refusal);
+        EXPECT_NE(agent, nullptr) << refusal;
+        return agent;
+    }
+
+    /// A request to tell about a file of the server.
+    static std::unique_ptr<Agent_Protocol::Request> Stat_Request(std::uint32_t timeout_ms) {
+        auto request = std::make_unique<Agent_Protocol::Request>();
+        request->timeout_ms = timeout_ms;
+        std::strcpy(request->url, "smb://127.0.0.1/share/file");
+        return request;
+    }
+
+    static Share_Agent::Clock::time_point In(std::chrono::milliseconds time) {
+        return Share_Agent::Clock::now() + time;
+    }
+
+    const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
+};
+
+TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
+    const std::set<int> earlier = Agents();
+    std::ofstream(home / "local") << "content";
+    std::int64_t time = 0;
+
+    EXPECT_EQ(os->Stat_File((home / "local").string(), time), 0);
+    EXPECT_NE(os->Copy_File((home / "local").c_str(), (home / "copy").c_str(), 1), 0);
+    EXPECT_TRUE(Util::FileSystem::Path_Exists((home / "local").string()));
+
+    EXPECT_EQ(Agents_Besides(earlier), std::set<int>());
+}
+
+TEST_F(Share_Agent_Test, KeepsTheSmbLibraryOutOfTheHost) {
+    Publish("file", "content");
+    std::int64_t time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+
+    std::ifstream mappings("/proc/self/maps");
+    const std::string loaded{std::istreambuf_iterator<char>(mappings), {}};
+    EXPECT_EQ(loaded.find("smbclient"), std::string::npos);
+}
+
+TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
+    Publish("file", "content");
+    const std::set<int> earlier = Agents();
+    Configure_Server("Timeout = 11\n"); // no agent runs with these settings yet
+    std::int64_t time = 0;
+
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    const std::set<int> agents = Agents_Besides(earlier);
+    EXPECT_EQ(agents.size(), 1u);
+    EXPECT_NE(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1), 0);
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file", "nothing"), time), 67);
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+
+    EXPECT_EQ(Agents_Besides(earlier), agents);
+}
+
+TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
+    Publish("file", "content");
+    const auto use_everything = [this] {
+        std::int64_t time = 0;
+        os->Stat_File(Samba_Server::Path("file"), time);
+        os->Stat_File(Samba_Server::Path("other"), time);
+        os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1);
+        os->Delete_File((target_folder / "copy").string());
+        os->Copy_File(Samba_Server::Path("other").c_str(), (target_folder / "copy").c_str(), 1);
+        Configure("Port = 1\n");
+        os->Stat_File(Samba_Server::Path("file"), time);
+        Configure_Server();
+    };
+    use_everything();
+    const std::size_t before = Open_Descriptors();
+
+    for (int round = 0; round < 10; ++round) {
+        use_everything();
+    }
+
+    EXPECT_EQ(Open_Descriptors(), before);
+}
+
+TEST_F(Share_Agent_Test, IsNoChildOfTheHost) {
+    const std::set<int> earlier = Agents();
+    const auto agent = Start(Settings_For_Port(server().Port()));
+
+    for (const int id : Agents_Besides(earlier)) {
+        std::ifstream status("/proc/" + std::to_string(id) + "/status");
+        const std::string text{std::istreambuf_iterator<char>(status), {}};
+        EXPECT_THAT(text, testing::HasSubstr("\nPPid:"));
+        EXPECT_THAT(text, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
+    }
+}
+
+TEST_F(Share_Agent_Test, EndsWithItsHost) {
+    const std::set<int> earlier = Agents();
+    auto agent = Start(Settings_For_Port(server().Port()));
+    const std::set<int> agents = Agents_Besides(earlier);
+    EXPECT_EQ(agents.size(), 1u);
+
+    agent.reset();
+
+    EXPECT_TRUE(End_Within(agents, 2s));
+}
+
+TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
+    const Black_Hole hole; // the SMB library waits 5 s, whatever its time-out
+    const std::set<int> earlier = Agents();
+    const auto agent = Start(Settings_For_Port(hole.Port()));
+    const std::set<int> agents = Agents_Besides(earlier);
+    EXPECT_EQ(agents.size(), 1u);
+
+    const auto outcome = agent->Ask(*Stat_Request(200), -1, In(200ms));
+
+    EXPECT_EQ(outcome.error, 121u);
+    EXPECT_FALSE(outcome.is_agent_good);
+    EXPECT_TRUE(End_Within(agents, 1500ms));
+}
+
+TEST_F(Share_Agent_Test, IsReplacedWhenItHasEnded) {
+    Publish("file", "content");
+    const std::set<int> earlier = Agents();
+    Configure_Server("Timeout = 12\n"); // no agent runs with these settings yet
+    std::int64_t time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    const std::set<int> agents = Agents_Besides(earlier);
+    ASSERT_EQ(agents.size(), 1u);
+
+    ::kill(*agents.begin(), SIGKILL);
+    ASSERT_TRUE(End_Within(agents, 2s));
+
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+}
+
+TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
+    Publish("file", "content");
+    std::int64_t time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+
+    const pid_t child = ::fork();
+    if (child == 0) {
+        bool all_found = true;
+        for (int round = 0; round < 50; ++round) {
+            all_found = all_found && os->Stat_File(Samba_Server::Path("file"), time) == 0;
+        }
+        ::_exit(all_found ? 0 : 1);
+    }
+    for (int round = 0; round < 50; ++round) {
+        EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Share_Agent_Test, TellsAHumanThatItIsNotForHim) {
+    const std::string command = Find_Agent_Program() + " < /dev/null 2>&1";
+    FILE* const program = ::popen(command.c_str(), "r");
+    ASSERT_NE(program, nullptr);
+    char line[200] = "";
+    EXPECT_NE(std::fgets(line, sizeof line, program), nullptr);
+    EXPECT_EQ(WEXITSTATUS(::pclose(program)), 2);
+    EXPECT_STREQ(line, "qel_share_agent is started by the QEL file cache and is of no use by itself.\n");
+}
+
+} // namespace
+
+} // namespace QEL::FrontEnd::Tests

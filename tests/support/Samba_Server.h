@@ -1,0 +1,62 @@
+#pragma once
+
+#include "tests/support/Child_Process.h"
+#include "tests/support/Temporary_Directory.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace QEL::FrontEnd::Tests {
+
+/// A file server of its own: smbd on a free port of 127.0.0.1, with its configuration, data bases and
+/// logs in a temporary directory. Runs as root or as a user, and never touches the Samba of the
+/// system.
+///
+/// Shares, all on the same directory: `share` for everyone, `staff` for the user below, `closed` for
+/// nobody. A file that its owner may not write has the read-only attribute.
+class Samba_Server {
+public:
+    /// Starts the server and waits until it accepts connections.
+    /// @throws std::runtime_error with the server's log when it does not.
+    Samba_Server();
+    ~Samba_Server();
+    Samba_Server(const Samba_Server&) = delete;
+    Samba_Server& operator=(const Samba_Server&) = delete;
+
+    int Port() const { return m_Port; }
+
+    /// The directory that the shares show.
+    std::filesystem::path Files() const { return m_Directory.Path() / "files"; }
+
+    /// `\\127.0.0.1\share\name`
+    static std::string Path(const std::string& name, const std::string& share = "share");
+
+    /// The one user: who runs the tests.
+    const std::string& User() const { return m_User; }
+    static constexpr const char* Password = "Sesame 1%";
+
+    /// Ends all its processes at once, as a crash does.
+    void Kill();
+
+    /// Kills what runs and starts anew on the same port.
+    void Restart();
+
+    /// Stops all its processes where they are: connections stay open and nothing answers.
+    void Freeze() const;
+    void Thaw() const;
+
+private:
+    void Write_Configuration() const;
+    void Add_User() const;
+    void Start();
+    void Signal_All(int signal_number) const;
+    std::string Text_Of(const std::string& file) const;
+
+    const Temporary_Directory m_Directory;
+    const std::string m_User;
+    const int m_Port;
+    std::unique_ptr<Child_Process> m_Leader; ///< of a session and process group of its own
+};
+
+} // namespace QEL::FrontEnd::Tests
