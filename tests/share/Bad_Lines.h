@@ -13,7 +13,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 inline Socket Listen_On_Free_Port(int backlog) {
     Socket socket = Bind_Free_Port();
@@ -117,4 +117,4 @@ private:
     std::thread m_Thread;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

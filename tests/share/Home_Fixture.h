@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// A home folder of its own for each test, with a configuration in it. Nothing of the machine's or the
 /// user's configuration takes part.
@@ -37,4 +37,4 @@ protected:
     const std::filesystem::path home = directory.Path();
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

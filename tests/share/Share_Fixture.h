@@ -12,7 +12,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// A live file server, shared by the tests of a suite.
 class Share_Fixture : public Home_Fixture {
@@ -82,4 +82,4 @@ private:
     static inline std::unique_ptr<Samba_Server> s_server;
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -16,14 +16,14 @@
 
 #include <sys/wait.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using namespace Platform;
-using OSWRAPI::IOSWrapper;
+using namespace FrontEnd::Platform;
+using FrontEnd::OSWRAPI::IOSWrapper;
 
 /// The running processes of the agent's program.
 std::set<int> Agents() {
@@ -108,7 +108,7 @@ TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
 
     EXPECT_EQ(os->Stat_File((home / "local").string(), time), 0);
     EXPECT_NE(os->Copy_File((home / "local").c_str(), (home / "copy").c_str(), 1), 0);
-    EXPECT_TRUE(Util::FileSystem::Path_Exists((home / "local").string()));
+    EXPECT_TRUE(FrontEnd::Util::FileSystem::Path_Exists((home / "local").string()));
 
     EXPECT_EQ(Agents_Besides(earlier), std::set<int>());
 }
@@ -248,4 +248,4 @@ TEST_F(Share_Agent_Test, TellsAHumanThatItIsNotForHim) {
 
 } // namespace
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

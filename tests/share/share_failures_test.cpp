@@ -15,19 +15,19 @@
 
 #include <fcntl.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using OSWRAPI::IOSWrapper;
-using Platform::Copy_Share_File;
-using Platform::File_Descriptor;
-using Platform::Share_File_Info;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Platform::Copy_Share_File;
+using FrontEnd::Platform::File_Descriptor;
+using FrontEnd::Platform::Share_File_Info;
+using FrontEnd::Util::Get_Last_Error;
 using testing::HasSubstr;
 using testing::StartsWith;
-using Util::Get_Last_Error;
 
 constexpr int File_Not_Found = 2;
 constexpr int Path_Not_Found = 3;
@@ -259,4 +259,4 @@ TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
 
 } // namespace
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

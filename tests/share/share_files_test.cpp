@@ -10,16 +10,16 @@
 #include <thread>
 #include <vector>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
 namespace fs = std::filesystem;
-using OSWRAPI::IOSWrapper;
-using Util::FileSystem::Attribute_Read_Only;
-using Util::FileSystem::Get_File_Attributes;
-using Util::FileSystem::Path_Exists;
-using Util::FileSystem::Read_File_Head;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Util::FileSystem::Attribute_Read_Only;
+using FrontEnd::Util::FileSystem::Get_File_Attributes;
+using FrontEnd::Util::FileSystem::Path_Exists;
+using FrontEnd::Util::FileSystem::Read_File_Head;
 
 class Share_Files : public Share_Fixture {
 protected:
@@ -73,7 +73,7 @@ TEST_F(Share_Files, AreNotCopiedOverAnExistingTarget) {
 
     EXPECT_FALSE(Copy(Samba_Server::Path("landscape.xml"), target_folder / "copy"));
 
-    EXPECT_EQ(Util::Get_Last_Error(), 80u);
+    EXPECT_EQ(FrontEnd::Util::Get_Last_Error(), 80u);
     EXPECT_EQ(Content_Of(target_folder / "copy"), "old");
 }
 
@@ -199,4 +199,4 @@ TEST_F(Share_Files, AreReadByManyThreadsAtOnce) {
 
 } // namespace
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -5,13 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
 namespace fs = std::filesystem;
-using Platform::Read_Share_Settings;
-using Platform::Share_Settings;
+using FrontEnd::Platform::Read_Share_Settings;
+using FrontEnd::Platform::Share_Settings;
 using testing::EndsWith;
 
 class Share_Settings_Test : public Home_Fixture {
@@ -130,4 +130,4 @@ TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
 
 } // namespace
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -12,7 +12,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 namespace {
 
@@ -119,7 +119,7 @@ void Samba_Server::Start() {
     const std::string command = "PATH=$PATH:/usr/sbin; exec smbd --foreground --no-process-group -s '" + directory +
                                 "/smb.conf' -l '" + directory + "' < /dev/null > '" + directory + "/output' 2>&1";
     m_Leader = std::make_unique<Child_Process>(std::vector<std::string>{"setsid", "sh", "-c", command});
-    if (!Wait_For_Listener(m_Port)) {
+    if (!Wait_For_Listener(m_Port, [this] { return m_Leader->Has_Ended(); })) {
         const std::string log = Text_Of("output") + Text_Of("log.smbd");
         Kill();
         throw std::runtime_error("smbd does not run: " + log);
@@ -138,4 +138,4 @@ std::string Samba_Server::Text_Of(const std::string& file) const {
     return text.str();
 }
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-namespace QEL::FrontEnd::Tests {
+namespace QEL::Tests {
 
 /// A file server of its own: smbd on a free port of 127.0.0.1, with its configuration, data bases and
 /// logs in a temporary directory. Runs as root or as a user, and never touches the Samba of the
@@ -59,4 +59,4 @@ private:
     std::unique_ptr<Child_Process> m_Leader; ///< of a session and process group of its own
 };
 
-} // namespace QEL::FrontEnd::Tests
+} // namespace QEL::Tests
