@@ -1,0 +1,71 @@
+#include "mime/extension_table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using QEL::Mime::Extension_Row;
+using QEL::Mime::Extension_Rows;
+using QEL::Mime::Find_Extension;
+using QEL::Mime::Mime_Type;
+
+Mime_Type Halves(std::string_view mime_type) {
+    const auto slash = mime_type.find('/');
+    return {mime_type.substr(0, slash), mime_type.substr(slash + 1)};
+}
+
+std::string Upper_Case(std::string_view text) {
+    std::string upper(text);
+    std::ranges::transform(upper, upper.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return upper;
+}
+
+TEST(Extension_Table, HasTheTypesOfMimeDb) {
+    EXPECT_GT(Extension_Rows().size(), 1000U);
+}
+
+TEST(Extension_Table, FindsEachRowInAnyLetterCase) {
+    for (const Extension_Row& row : Extension_Rows()) {
+        EXPECT_EQ(Find_Extension(Halves(row.mime_type)), row.extension) << row.mime_type;
+        EXPECT_EQ(Find_Extension(Halves(Upper_Case(row.mime_type))), row.extension) << row.mime_type;
+    }
+}
+
+TEST(Extension_Table, FindsNothingBesideItsRows) {
+    for (const Extension_Row& row : Extension_Rows()) {
+        const std::string longer = std::string(row.mime_type) + "\x7F";
+        EXPECT_EQ(Find_Extension(Halves(longer)), "") << longer;
+    }
+    EXPECT_EQ(Find_Extension({"a", "a"}), "");
+    EXPECT_EQ(Find_Extension({"zzz", "zzz"}), "");
+    EXPECT_EQ(Find_Extension({"", ""}), "");
+    EXPECT_EQ(Find_Extension({std::string(1000, 'x'), "xml"}), "");
+}
+
+TEST(Extension_Table, HasPlainExtensionsOnly) {
+    // An extension becomes the end of a path.
+    for (const Extension_Row& row : Extension_Rows()) {
+        ASSERT_GE(row.extension.size(), 2U) << row.mime_type;
+        EXPECT_EQ(row.extension.front(), '.') << row.mime_type;
+        for (const char c : row.extension.substr(1)) {
+            EXPECT_TRUE((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_') << row.extension;
+        }
+    }
+}
+
+TEST(Extension_Table, HasNothingForBytesOfAnyKind) {
+    EXPECT_EQ(Find_Extension({"application", "octet-stream"}), "");
+}
+
+TEST(Extension_Table, NamesExecutablesByTheExtensionThatTheCacheRefuses) {
+    EXPECT_EQ(Find_Extension({"application", "x-msdownload"}), ".exe");
+    EXPECT_EQ(Find_Extension({"application", "x-msdos-program"}), ".exe");
+    EXPECT_EQ(Find_Extension({"application", "vnd.microsoft.portable-executable"}), ".exe");
+}
+
+} // namespace
