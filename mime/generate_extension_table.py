@@ -85,13 +85,13 @@ HEADER = """\
 
 def read_package(path):
     """The parsed db.json and the version of a package folder or archive."""
+    names = ("db.json", "package.json")
     if path.is_dir():
-        read = lambda name: (path / name).read_bytes()
+        mime_db, package = ((path / name).read_bytes() for name in names)
     else:
         with tarfile.open(path) as archive:
-            files = {name: archive.extractfile("package/" + name).read() for name in ("db.json", "package.json")}
-        read = files.__getitem__
-    return json.loads(read("db.json")), json.loads(read("package.json"))["version"]
+            mime_db, package = (archive.extractfile("package/" + name).read() for name in names)
+    return json.loads(mime_db), json.loads(package)["version"]
 
 
 def fetch_package():

@@ -15,7 +15,7 @@ build_packages=(
 )
 demo_packages=(nginx-light samba)
 test_packages=(
-    clang clang-format clang-tidy gcovr googletest libclang-rt-dev libgmock-dev libgtest-dev
+    clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
     curl openssl python3 smbclient strace valgrind
     g++-mingw-w64-x86-64-posix wine64 zip
 )

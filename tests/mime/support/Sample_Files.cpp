@@ -122,6 +122,21 @@ std::string Windows_Program(bool library) {
     return program + pe_header;
 }
 
+/// A cabinet with one file of three bytes, stored as they are.
+std::string Cabinet() {
+    const std::string name = "a.txt\0"s;
+    const std::uint32_t files_offset = 36 + 8;
+    const std::uint32_t data_offset = files_offset + 16 + Length(name);
+    const std::string folder = Little_Endian(data_offset, 4) + Little_Endian(1, 2) + Little_Endian(0, 2);
+    const std::string file = Little_Endian(3, 4) + Little_Endian(0, 4) + Little_Endian(0, 2) +
+                             Little_Endian(0x5521, 2) + Little_Endian(0, 2) + Little_Endian(0x20, 2) + name;
+    const std::string data = Little_Endian(0, 4) + Little_Endian(3, 2) + Little_Endian(3, 2) + "abc";
+    const std::string header = "MSCF\0\0\0\0"s + Little_Endian(data_offset + Length(data), 4) + Little_Endian(0, 4) +
+                               Little_Endian(files_offset, 4) + Little_Endian(0, 4) + "\3\1" + Little_Endian(1, 2) +
+                               Little_Endian(1, 2) + Little_Endian(0, 6);
+    return header + folder + file + data;
+}
+
 std::string Gzip_File() {
     return "\x1F\x8B\x08\x00\x00\x00\x00\x00\x00\x03\x4B\x4C\x4A\x06\x00\xC2\x41\x24\x35\x03\x00\x00\x00"s;
 }
@@ -275,10 +290,7 @@ std::vector<Sample_File> Make_Sample_Files() {
          "\xFD"
          "7zXZ\x00\x00\x04\xE6\xD6\xB4\x46\x00\x00\x00\x00"s,
          "application/x-xz"},
-        {"cabinet",
-         "MSCF\0\0\0\0"s + Little_Endian(44, 4) + std::string(4, '\0') + Little_Endian(44, 4) + std::string(4, '\0') +
-             "\x03\x01\x00\x00\x00\x00"s + std::string(10, '\0'),
-         "application/vnd.ms-cab-compressed"},
+        {"cabinet", Cabinet(), "application/vnd.ms-cab-compressed"},
 
         // Programs, and what the cache must not make clickable
         {"windows program", Windows_Program(false), program},
