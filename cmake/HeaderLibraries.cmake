@@ -1,5 +1,7 @@
 # CLI11 and nlohmann-json, which are headers alone: the installed ones, also where the compiler is a
 # cross compiler that looks for headers of its own only.
+include_guard(GLOBAL)
+
 find_path(QEL_CLI11_DIR CLI/CLI.hpp PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_path(QEL_JSON_DIR nlohmann/json.hpp PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 

@@ -58,7 +58,14 @@ std::string Malformation(const std::string& url) {
     if (const auto user_end = authority.rfind('@'); user_end != std::string::npos) {
         authority.erase(0, user_end + 1);
     }
-    const auto port_start = authority.find(':', authority.rfind(']') == std::string::npos ? 0 : authority.rfind(']'));
+    std::size_t host_end = 0;
+    if (Begins_With(authority, "[")) {
+        host_end = authority.find(']');
+        if (host_end == std::string::npos) {
+            return "the address lacks \"]\" behind the server's number";
+        }
+    }
+    const auto port_start = authority.find(':', host_end);
     if (authority.empty() || port_start == 0) {
         return "the address names no server";
     }

@@ -1,0 +1,121 @@
+#include "tools/qelfilecache/Request_Outcome.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace QEL::FrontEnd::Tool {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+Request_Outcome Unserved(const std::string& request) {
+    Request_Outcome outcome;
+    outcome.request = request;
+    outcome.request_kind = 213;
+    return outcome;
+}
+
+TEST(Failure_Advice, HasACauseAndARemedy) {
+    EXPECT_EQ(Explain_Failure(Unserved("")),
+              "the request is empty\n  Next: name a web address, a file on a share, or a local path.");
+}
+
+TEST(Failure_Advice, NamesTheShareErrorByItsCode) {
+    const char* const causes[] = {
+        "the file on the share could not be served", "the file on the share could not be examined",
+        "the file could not be copied from the share", "the file was copied, but the cache found no name for its copy",
+        "the file was copied, but the copy is gone"};
+    for (int code = 0; code <= 4; ++code) {
+        Request_Outcome outcome = Unserved("\\\\server\\share\\file");
+        outcome.file_share_error = code;
+        EXPECT_THAT(Explain_Failure(outcome), StartsWith(std::string(causes[code]) + "\n  Next: "));
+    }
+}
+
+TEST(Failure_Advice, NamesTheMissingNameOfADownload) {
+    Request_Outcome outcome = Unserved("http://server/file");
+    outcome.http_error = 3;
+    EXPECT_THAT(Explain_Failure(outcome),
+                StartsWith("the file was downloaded, but the cache found no name for its copy\n"));
+}
+
+TEST(Failure_Advice, TakesTheCauseFromTheTransportError) {
+    Request_Outcome outcome = Unserved("https://server/file");
+    outcome.http_error = 2;
+    outcome.additional_error_info = "===\nFile: https://server/file\nDescription: The certificate has expired.\r\n\n";
+    EXPECT_EQ(Explain_Failure(outcome),
+              "The certificate has expired\n"
+              "  Next: check the server's name and port, the network, and for https the certificate.");
+}
+
+TEST(Failure_Advice, TakesTheRemedyFromTheTransportErrorToo) {
+    Request_Outcome outcome = Unserved("https://server/file");
+    outcome.additional_error_info = "===\nFile: https://server/file\nDescription: It expired. Renew it.\n";
+    EXPECT_EQ(Explain_Failure(outcome), "It expired\n  Next: Renew it.");
+}
+
+TEST(Failure_Advice, LeavesTheTransportErrorOfAnotherRequestAside) {
+    Request_Outcome outcome = Unserved("https://server/file");
+    outcome.additional_error_info = "===\nFile: https://server/file2\nDescription: It expired. Renew it.\n";
+    EXPECT_THAT(Explain_Failure(outcome), StartsWith("the download failed"));
+}
+
+TEST(Failure_Advice, TellsThatAKindLeavesWritableSharesUncached) {
+    for (const int kind : {201, 202}) {
+        for (const char* request :
+             {"\\\\server\\share\\file", "file://server/share/file", "file:///\\\\server\\share\\file"}) {
+            Request_Outcome outcome = Unserved(request);
+            outcome.request_kind = kind;
+            EXPECT_THAT(Explain_Failure(outcome), StartsWith("the file is writable on its share")) << request;
+        }
+        Request_Outcome local = Unserved("missing.xml");
+        local.request_kind = kind;
+        EXPECT_THAT(Explain_Failure(local), StartsWith("there is no such local file"));
+    }
+}
+
+TEST(Failure_Advice, NamesASchemeThatIsNotServed) {
+    for (const std::string scheme : {"ftp", "HTTP", "Https"}) {
+        EXPECT_THAT(Explain_Failure(Unserved(scheme + "://server/file")),
+                    StartsWith("'" + scheme + "' is no scheme that the cache serves"));
+    }
+}
+
+TEST(Failure_Advice, ShowsHowAFileUrlIsWritten) {
+    EXPECT_THAT(Explain_Failure(Unserved("file:C:/x.xml")), StartsWith("this form of file URL is not supported"));
+    EXPECT_THAT(Explain_Failure(Unserved("file:///etc/missing")), StartsWith("the file URL names no file that exists"));
+}
+
+TEST(Failure_Advice, ShowsHowAShareIsWritten) {
+    EXPECT_THAT(Explain_Failure(Unserved("//server/share/file")),
+                HasSubstr("write a share with backslashes: \\\\server\\share\\file"));
+}
+
+TEST(Failure_Advice, AcceptsSoundAddresses) {
+    for (const char* url : {"http://server", "http://server:/x", "http://user@server:8080/x", "https://[::1]:443/x",
+                            "https://[::1]/x?a=b:c", "http://server/a:b"}) {
+        EXPECT_THAT(Explain_Failure(Unserved(url)), StartsWith("the download failed")) << url;
+    }
+}
+
+TEST(Failure_Advice, TellsWhatIsWrongWithAnAddress) {
+    const std::pair<const char*, const char*> cases[] = {{"http:", "the address lacks \"//\""},
+                                                         {"http://", "the address names no server"},
+                                                         {"http:///x", "the address names no server"},
+                                                         {"http://:80/x", "the address names no server"},
+                                                         {"http://user@/x", "the address names no server"},
+                                                         {"http://server:65536/x", "the address has an invalid port"},
+                                                         {"http://server:8o/x", "the address has an invalid port"},
+                                                         {"http://[::1", "the address lacks \"]\""},
+                                                         {"http://server/a b", "the address holds a blank"}};
+    for (const auto& [url, cause] : cases) {
+        EXPECT_THAT(Explain_Failure(Unserved(url)), StartsWith(cause)) << url;
+    }
+}
+
+} // namespace
+} // namespace QEL::FrontEnd::Tool
