@@ -95,6 +95,7 @@ TEST_F(Damaged_Metadata, PromisingFourThousandMillionEntriesKeepsThoseThatAreThe
     EXPECT_EQ(result.out, m_Copy_Of_A.string() + "\n" + m_Copy_Of_B.string() + "\n");
     EXPECT_THAT(result.err, HasSubstr("is damaged"));
     EXPECT_EQ(Read_File(m_Saved / Metadata_File().filename()), damaged);
+    EXPECT_EQ(fs::hard_link_count(m_Copy_Of_A), 2u) << "the saved copy takes no space of its own";
 }
 
 TEST_F(Damaged_Metadata, ThatCannotBePutAsideStopsTheRequestBeforeAnythingIsLost) {

@@ -176,6 +176,14 @@ TEST_F(Get, FailsWhenItsResultsCannotBeWritten) {
     EXPECT_EQ(result.err, "qelfilecache: cannot write the results: No space left on device\n");
 }
 
+TEST_F(Get, FailsWhenTheReaderOfItsResultsHasGone) {
+    Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "get", m_Url});
+    run.standard_output_without_reader = true;
+    const Tool_Result result = Run_Tool(run);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.err, "qelfilecache: cannot write the results: Broken pipe\n");
+}
+
 TEST_F(Get, KeepsItsFilesApartFromAClosedStandardOutput) {
     Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "get", m_Url});
     run.standard_output_closed = true;

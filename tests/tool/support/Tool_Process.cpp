@@ -69,6 +69,10 @@ std::vector<std::string> Command_Of(const Tool_Run& run) {
     if (!run.standard_output_path.empty()) {
         out = ::open(run.standard_output_path.c_str(), O_WRONLY);
     }
+    if (int ends[2]; run.standard_output_without_reader && ::pipe(ends) == 0) {
+        ::close(ends[0]);
+        out = ends[1];
+    }
     if (::dup2(out, STDOUT_FILENO) == -1 || ::dup2(err, STDERR_FILENO) == -1) {
         ::_exit(126);
     }

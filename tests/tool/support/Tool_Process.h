@@ -21,7 +21,8 @@ struct Tool_Run {
     std::string working_directory;                  ///< empty: this process's own
     std::string standard_output_path;               ///< empty: kept in Tool_Result::out
     bool standard_output_closed = false;
-    bool with_ordinary_rights = false; ///< permissions count, also when the tests run as root
+    bool standard_output_without_reader = false; ///< a pipe that nobody reads
+    bool with_ordinary_rights = false;           ///< permissions count, also when the tests run as root
 };
 
 Tool_Result Run_Tool(const Tool_Run& run);
