@@ -97,6 +97,10 @@ Find_Handle Posix_OS_Wrapper::FindFirstFile(const char* pattern, Find_Data& foun
         Platform::Set_Last_Error(Platform::Error_Invalid_Name);
         return Invalid_Find_Handle;
     }
+    if (Platform::Is_Share_Path(pattern)) {
+        Platform::Set_Last_Error(Platform::Error_Not_Supported);
+        return Invalid_Find_Handle;
+    }
     auto search = std::make_unique<Directory_Search>(pattern);
     if (!search->Next(found.file_name)) {
         return Invalid_Find_Handle;

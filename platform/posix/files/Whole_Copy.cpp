@@ -3,6 +3,7 @@
 #include "platform/posix/files/Files.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/system/Write_All.h"
 #include "util/filesystem/Path_Tests.h"
 
 #include <atomic>
@@ -95,20 +96,6 @@ private:
     std::string m_Path;
     File_Descriptor m_File;
 };
-
-bool Write_All(int target, const char* bytes, std::size_t count) {
-    while (count > 0) {
-        const ssize_t written = ::write(target, bytes, count);
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        if (written > 0) {
-            bytes += written;
-            count -= static_cast<std::size_t>(written);
-        }
-    }
-    return true;
-}
 
 std::uint32_t Copy_Content(int source, int target) {
     // The kernel copies what it can by itself. Where it stops, at the end of the file or because the

@@ -3,17 +3,20 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/files/Whole_Copy.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/system/Write_All.h"
 #include "tests/platform/support/Scratch_Directory.h"
 #include "tests/platform/support/posix/Child_Process.h"
 #include "util/system/Last_Error.h"
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <csignal>
 #include <random>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 
 namespace QEL::Tests {
 
@@ -220,6 +223,39 @@ TEST_F(Posix_Copy, LeavesNoDescriptorOpen) {
         Copy_Whole_File(source, scratch / "missing/target", true);
     }
     EXPECT_EQ(open_files(), before);
+}
+
+TEST(Write_All, GoesOnAfterAnInterruption) {
+    // Signals cut the writes into a full pipe short.
+    struct sigaction nothing {};
+    nothing.sa_handler = [](int) {};
+    struct sigaction action_before {};
+    ::sigaction(SIGALRM, &nothing, &action_before);
+    const std::string content = Rubbish(8 << 20);
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    Child_Process writer([&] {
+        constexpr struct itimerval every_half_millisecond = {{0, 500}, {0, 500}};
+        ::setitimer(ITIMER_REAL, &every_half_millisecond, nullptr);
+        return FrontEnd::Platform::Write_All(ends[1], content.data(), content.size()) ? 0 : 1;
+    });
+    ::close(ends[1]);
+    std::string read_content;
+    std::array<char, 50000> block;
+    for (ssize_t length = 1; length > 0;) {
+        length = ::read(ends[0], block.data(), block.size());
+        read_content.append(block.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+        ::usleep(100);
+    }
+    EXPECT_EQ(writer.Wait(), 0);
+    EXPECT_TRUE(read_content == content);
+    ::close(ends[0]);
+    ::sigaction(SIGALRM, &action_before, nullptr);
+}
+
+TEST(Write_All, FailsWithTheWrite) {
+    EXPECT_FALSE(FrontEnd::Platform::Write_All(-1, "x", 1));
+    EXPECT_EQ(errno, EBADF);
 }
 
 TEST(Win32_Errors, SayWhatErrnoSays) {

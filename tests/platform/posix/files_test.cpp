@@ -287,6 +287,7 @@ TEST_F(Posix_Files, SharesAreReadOnly) {
     EXPECT_EQ(Get_Last_Error(), 50u);
     Find_Data found;
     EXPECT_EQ(services->FindFirstFile("\\\\server\\share\\*", found), Invalid_Find_Handle);
+    EXPECT_EQ(Get_Last_Error(), 50u);
 }
 
 TEST(Wildcard, MatchesWholeNames) {
