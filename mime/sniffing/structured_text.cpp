@@ -172,6 +172,9 @@ bool Is_Ini_Entry(std::string_view line) {
 /// A section comes first, but for comments, and an entry or another section next. Lines of entries
 /// without any section are plain text: what they mean only their reader knows.
 bool Reads_As_Ini(std::string_view text, bool) {
+    if (text.find('[') == std::string_view::npos) {
+        return false; // spares the walk through a text that is all comments
+    }
     std::size_t sections = 0;
     while (!(text = Trim_Beginning(text, Blanks)).empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));

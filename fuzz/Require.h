@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+/// Ends the fuzzer when something that always holds does not; the fuzzer then keeps its input.
+#define REQUIRE(condition)                                                                                             \
+    do {                                                                                                               \
+        if (!(condition)) {                                                                                            \
+            std::fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);                        \
+            std::abort();                                                                                              \
+        }                                                                                                              \
+    } while (false)
