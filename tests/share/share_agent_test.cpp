@@ -175,6 +175,22 @@ TEST_F(Share_Agent_Test, IsNoChildOfTheHost) {
     }
 }
 
+TEST_F(Share_Agent_Test, InheritsNothingThatItsHostHasOpen) {
+    directory.Write("open", "");
+    const int inheritable = ::open((home / "open").c_str(), O_RDONLY); // NOLINT: not closed on exec, on purpose
+    const std::set<int> earlier = Agents();
+    const auto agent = Start(Settings_For_Port(server().Port()));
+    const std::set<int> agents = Agents_Besides(earlier);
+    ASSERT_EQ(agents.size(), 1u);
+
+    const fs::path process = "/proc/" + std::to_string(*agents.begin());
+    for (const auto& descriptor : fs::directory_iterator(process / "fd")) {
+        EXPECT_NE(fs::read_symlink(descriptor), home / "open");
+    }
+    EXPECT_EQ(fs::read_symlink(process / "cwd"), "/");
+    ::close(inheritable);
+}
+
 TEST_F(Share_Agent_Test, EndsWithItsHost) {
     const std::set<int> earlier = Agents();
     auto agent = Start(Settings_For_Port(server().Port()));
