@@ -216,6 +216,34 @@ TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
     EXPECT_TRUE(End_Within(agents, 1500ms));
 }
 
+TEST_F(Share_Agent_Test, LivesOnBetweenItsOperations) {
+    Publish("file", "content");
+    const auto agent = Start(Settings_For_Port(server().Port()));
+    const auto request = Stat_Request(200);
+
+    EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
+    std::this_thread::sleep_for(900ms);
+
+    EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
+}
+
+TEST_F(Share_Agent_Test, ReadsNoMoreThanItIsAskedFor) {
+    Publish("file", Random_Bytes(200000));
+    const auto agent = Start(Settings_For_Port(server().Port()));
+    const auto request = Stat_Request(5000);
+    request->operation = Agent_Protocol::Operation::Read;
+    for (const std::uint64_t limit : {3u, 65536u, 100000u}) {
+        request->byte_limit = limit;
+        const File_Descriptor target(::open(home.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+
+        EXPECT_EQ(agent->Ask(*request, target.Get(), In(5s)).error, 0u);
+
+        struct stat status {};
+        ASSERT_EQ(::fstat(target.Get(), &status), 0);
+        EXPECT_EQ(status.st_size, static_cast<off_t>(limit));
+    }
+}
+
 TEST_F(Share_Agent_Test, IsReplacedWhenItHasEnded) {
     Publish("file", "content");
     const std::set<int> earlier = Agents();
