@@ -71,11 +71,6 @@ void Server_Connection::Reset() {
     m_Is_Open = false;
 }
 
-void Server_Connection::Shrink_Receive_Buffer() {
-    const int smallest = 1;
-    setsockopt(m_Socket.Get(), SOL_SOCKET, SO_RCVBUF, &smallest, sizeof smallest);
-}
-
 bool Server_Connection::Start_Tls(SSL_CTX* context) {
     m_Ssl.reset(SSL_new(context));
     SSL_set_fd(m_Ssl.get(), m_Socket.Get());
@@ -87,8 +82,8 @@ void Server_Connection::Shut_Down() {
     shutdown(m_Socket.Get(), SHUT_RDWR);
 }
 
-Misbehaving_Server::Misbehaving_Server(Behaviour behaviour) : m_Behaviour(std::move(behaviour)) {
-    Listen();
+Misbehaving_Server::Misbehaving_Server(Behaviour behaviour, int receive_buffer) : m_Behaviour(std::move(behaviour)) {
+    Listen(receive_buffer);
 }
 
 Misbehaving_Server::Misbehaving_Server(Behaviour behaviour, const Server_Certificate& tls)
@@ -120,8 +115,11 @@ std::string Misbehaving_Server::Url(const std::string& path, const std::string& 
     return (m_Tls ? "https://" : "http://") + host + ":" + std::to_string(m_Port) + path;
 }
 
-void Misbehaving_Server::Listen() {
+void Misbehaving_Server::Listen(int receive_buffer) {
     m_Listener = Bind_Free_Port();
+    if (receive_buffer > 0) {
+        setsockopt(m_Listener.Get(), SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
+    }
     m_Port = Port_Of(m_Listener);
     listen(m_Listener.Get(), 64);
     m_Acceptor = std::thread(&Misbehaving_Server::Accept, this);

@@ -45,9 +45,6 @@ public:
     /// Ends the connection with a TCP reset.
     void Reset();
 
-    /// Takes as little as possible from the client: for requests that do not fit.
-    void Shrink_Receive_Buffer();
-
 private:
     friend class Misbehaving_Server;
 
@@ -69,7 +66,11 @@ class Misbehaving_Server {
 public:
     using Behaviour = std::function<void(Server_Connection&)>;
 
-    explicit Misbehaving_Server(Behaviour behaviour);
+    static constexpr int Smallest_Receive_Buffer = 1;
+
+    /// @param receive_buffer what the system takes from a client before the behaviour reads; 0: its
+    /// own choice.
+    explicit Misbehaving_Server(Behaviour behaviour, int receive_buffer = 0);
     Misbehaving_Server(Behaviour behaviour, const Server_Certificate& tls);
     ~Misbehaving_Server();
     Misbehaving_Server(const Misbehaving_Server&) = delete;
@@ -90,7 +91,7 @@ private:
         void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
     };
 
-    void Listen();
+    void Listen(int receive_buffer = 0);
     void Accept();
     void Serve(Server_Connection& connection);
     /// False when the server ends before the time has passed.

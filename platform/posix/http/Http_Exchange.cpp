@@ -1,14 +1,12 @@
 #include "platform/posix/http/Http_Exchange.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <exception>
-#include <limits>
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
 
 #include "platform/posix/http/WinInet_Error.h"
 
@@ -139,15 +137,16 @@ CURLcode Http_Exchange::Perform() {
             m_Timed_Out_Step = limit.step;
             break;
         }
-        const auto wait =
-            std::chrono::ceil<milliseconds>(std::min<Clock::duration>(limit.time - now, milliseconds(60000)));
+        // Nothing tells when the request has been taken.
+        const milliseconds longest = limit.step == Step::Request ? milliseconds(50) : milliseconds(60000);
+        const auto wait = std::chrono::ceil<milliseconds>(std::min<Clock::duration>(limit.time - now, longest));
         curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
     }
     curl_multi_remove_handle(multi, m_Connection.Easy());
     return result;
 }
 
-Http_Exchange::Limit Http_Exchange::Next_Limit() const {
+Http_Exchange::Limit Http_Exchange::Next_Limit() {
     using std::chrono::microseconds;
     if (m_Has_Headers) {
         const auto at_slowest_rate =
@@ -157,8 +156,15 @@ Http_Exchange::Limit Http_Exchange::Next_Limit() const {
                       milliseconds(static_cast<std::int64_t>(m_Answer.body.Size()) * 1000 / Slowest_Body_Rate);
         return {std::min(End_Of(m_Last_Body_Packet, m_Timeouts.receive), at_slowest_rate), Step::Body};
     }
+    if (m_Is_Connected && !m_Is_Request_Taken && Is_Request_Taken()) {
+        m_Request_Taken = Clock::now();
+        m_Is_Request_Taken = true;
+    }
+    if (m_Is_Request_Taken) {
+        return {End_Of(m_Request_Taken, m_Timeouts.receive), Step::Headers};
+    }
     if (m_Is_Connected) {
-        return {End_Of(m_Connected, m_Timeouts.receive), Step::Headers};
+        return {End_Of(m_Request_Started, m_Timeouts.send), Step::Request};
     }
     if (m_Is_In_Handshake) {
         return {End_Of(m_Handshake_Started, m_Timeouts.receive), Step::Handshake};
@@ -167,6 +173,24 @@ Http_Exchange::Limit Http_Exchange::Next_Limit() const {
         return {End_Of(m_Started + resolved, m_Timeouts.connect), Step::Connection};
     }
     return {End_Of(m_Started, m_Timeouts.resolve), Step::Name};
+}
+
+bool Http_Exchange::Is_Request_Taken() const {
+    long sent = 0;
+    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_REQUEST_SIZE, &sent);
+    fd_set readable;
+    fd_set writable;
+    fd_set exceptional;
+    FD_ZERO(&readable);
+    FD_ZERO(&writable);
+    FD_ZERO(&exceptional);
+    int connection = -1; // the only descriptor of the sets, when it fits into one
+    curl_multi_fdset(m_Connection.Multi(), &readable, &writable, &exceptional, &connection);
+    if (sent == 0 || (connection >= 0 && FD_ISSET(connection, &writable))) {
+        return false;
+    }
+    int unacknowledged = 0;
+    return connection < 0 || ioctl(connection, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0;
 }
 
 std::int64_t Http_Exchange::Microseconds(CURLINFO info) const {
@@ -184,17 +208,9 @@ void Http_Exchange::On_Handshake(SSL_CTX* context) {
 }
 
 void Http_Exchange::On_Connected() {
-    m_Connected = Clock::now();
+    m_Request_Started = Clock::now();
     m_Is_Connected = true;
-    // How long the server's system may leave what was sent without acknowledging it. Only the
-    // system knows; it ends the connection with ETIMEDOUT.
-    curl_socket_t connection = CURL_SOCKET_BAD;
-    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_ACTIVESOCKET, &connection);
-    if (connection != CURL_SOCKET_BAD) {
-        const auto timeout =
-            static_cast<unsigned int>(std::clamp(m_Timeouts.send, milliseconds(0), Longest_Wait).count());
-        setsockopt(connection, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeout, sizeof timeout);
-    }
+    m_Is_Request_Taken = false;
 }
 
 bool Http_Exchange::On_Header_Line(std::string_view line) {

@@ -23,7 +23,7 @@ enum class Http_Method { Get, Head };
 struct Http_Timeouts {
     std::chrono::milliseconds resolve{60000}; ///< looking up the server's name
     std::chrono::milliseconds connect{60000}; ///< the connection, over all addresses of the name
-    std::chrono::milliseconds send{30000};    ///< until the server's system has taken a sent packet
+    std::chrono::milliseconds send{30000};    ///< until the server's system has acknowledged the request
     /// Each of: the TLS handshake; from the request to the end of the answer's headers; from one
     /// packet of the body to the next. A body must in addition arrive with Slowest_Body_Rate on
     /// average, so that a server that sends a byte now and then cannot hold the caller.
@@ -59,7 +59,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     /// What the exchange waits for, in the order of time.
-    enum class Step { Name, Connection, Handshake, Headers, Body };
+    enum class Step { Name, Connection, Handshake, Request, Headers, Body };
 
     struct Limit {
         Clock::time_point time = Clock::time_point::max();
@@ -68,7 +68,9 @@ private:
 
     void Set_Options();
     CURLcode Perform();
-    Limit Next_Limit() const;
+    Limit Next_Limit();
+    /// Whether the server's system has acknowledged all that was sent.
+    bool Is_Request_Taken() const;
     std::int64_t Microseconds(CURLINFO info) const;
 
     /// The server is connected and the TLS handshake begins.
@@ -82,7 +84,9 @@ private:
     /// Notes why the answer is refused; false, for the caller to return.
     bool Refuse(std::uint32_t error, const char* reason);
 
-    Http_Failure Failure(CURLcode result) const;
+    Http_Failure Failure(CURLcode result);
+    /// The proxy's answer to the request for a tunnel; 0 when there was none.
+    long Proxy_Status() const;
     Http_Failure Timeout_Failure(Step step) const;
     Http_Failure Certificate_Failure() const;
     Http_Failure Revoked_Failure() const;
@@ -103,11 +107,13 @@ private:
 
     Clock::time_point m_Started;
     Clock::time_point m_Handshake_Started;
-    Clock::time_point m_Connected; ///< when the request went out
+    Clock::time_point m_Request_Started;
+    Clock::time_point m_Request_Taken;
     Clock::time_point m_Headers_End;
     Clock::time_point m_Last_Body_Packet;
     bool m_Is_In_Handshake = false;
     bool m_Is_Connected = false;
+    bool m_Is_Request_Taken = false;
     bool m_Has_Headers = false;
 
     std::size_t m_Header_Bytes = 0;

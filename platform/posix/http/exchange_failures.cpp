@@ -40,7 +40,7 @@ bool Is_About_Chunks(std::string_view message) {
 
 } // namespace
 
-Http_Failure Http_Exchange::Failure(CURLcode result) const {
+Http_Failure Http_Exchange::Failure(CURLcode result) {
     const auto server = m_Url.Server();
     if (m_Connection.Is_Certificate_Revoked()) {
         return Revoked_Failure();
@@ -77,6 +77,11 @@ Http_Failure Http_Exchange::Failure(CURLcode result) const {
                                                      " came about: the TLS handshake failed. Check that the server "
                                                      "offers TLS 1.2 or newer on this port."};
     case CURLE_RECV_ERROR:
+        if (Proxy_Status() >= 300) {
+            return {Error_Internet_Cannot_Connect, "The proxy does not let requests through to the server " + server +
+                                                       ": it answers with status " + std::to_string(Proxy_Status()) +
+                                                       ". Check the proxy settings."};
+        }
         if (Is_About_Chunks(m_Curl_Message.data())) {
             return Bad_Answer_Failure();
         }
@@ -103,6 +108,12 @@ Http_Failure Http_Exchange::Failure(CURLcode result) const {
         return {Error_Internet_Internal_Error,
                 "The request to the server " + server + " failed: " + curl_easy_strerror(result) + "."};
     }
+}
+
+long Http_Exchange::Proxy_Status() const {
+    long status = 0;
+    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_HTTP_CONNECTCODE, &status);
+    return status;
 }
 
 Http_Failure Http_Exchange::Bad_Answer_Failure() const {
@@ -142,6 +153,9 @@ Http_Failure Http_Exchange::Timeout_Failure(Step step) const {
         return {Error_Internet_Timeout, "The server " + server +
                                             " did not finish the TLS handshake in time. Check that the server "
                                             "offers TLS on this port."};
+    case Step::Request:
+        return {Error_Internet_Timeout,
+                "The server " + server + " did not take the request in time. Check the network and try again."};
     case Step::Headers:
         return {Error_Internet_Timeout,
                 "The server " + server + " did not answer in time. Check the server's load and try again."};
