@@ -133,7 +133,7 @@ std::string Cabinet() {
     const std::string data = Little_Endian(0, 4) + Little_Endian(3, 2) + Little_Endian(3, 2) + "abc";
     const std::string header = "MSCF\0\0\0\0"s + Little_Endian(data_offset + Length(data), 4) + Little_Endian(0, 4) +
                                Little_Endian(files_offset, 4) + Little_Endian(0, 4) + "\3\1" + Little_Endian(1, 2) +
-                               Little_Endian(1, 2) + Little_Endian(0, 6);
+                               Little_Endian(1, 2) + std::string(6, '\0');
     return header + folder + file + data;
 }
 
