@@ -1,7 +1,5 @@
 #include "tests/unit/support/Cache_Fixture.h"
-
-#include <array>
-#include <cstdio>
+#include "tests/unit/support/Expected_Steps.h"
 
 using namespace Recorded_Trace;
 using testing::ElementsAre;
@@ -15,10 +13,6 @@ protected:
     Entry_Removal() { cache.m_Cache_Directory = cache_directory; }
 
     static constexpr const char* method = "Remove_From_Cache";
-
-    static std::string Entry_Text(const std::string& cached_file, const std::string& last_modified) {
-        return "<CacheEntry cached_file=\"" + cached_file + "\" last_modified=\"" + last_modified + "\"/>";
-    }
 
     static Records Begin(const std::string& url, const std::string& entry) {
         return Call(method, "url='" + url + "'") + Data(method, "Cache entry for URL '" + url + "': " + entry + "\n");
@@ -226,12 +220,10 @@ TEST_F(Clearing, LeavesFilesWithoutEntryAndTheDirectoryAlone) {
 
 TEST_F(Clearing, NamesThreadMethodObjectAndLine) {
     cache.Clear();
-    std::array<char, 32> object{};
-    std::snprintf(object.data(), object.size(), "%p", static_cast<const void*>(&cache));
     const std::vector<std::string> texts = Raw_Texts();
     ASSERT_EQ(texts.size(), 5U);
     EXPECT_THAT(texts[0], MatchesRegex("TID: 17, QEL::FrontEnd::FileCache::CFileCache::Clear\\[" +
-                                       std::string(object.data()) + "\\]/[0-9]+: CALL\n"));
+                                       Address_Text(&cache) + "\\]/[0-9]+: CALL\n"));
     EXPECT_THAT(texts[1], MatchesRegex("TID: 17, QEL::FrontEnd::FileCache::CFileCache::Clear/[0-9]+: return value:"));
     EXPECT_EQ(texts[2], "(");
     EXPECT_EQ(texts[3], "true");

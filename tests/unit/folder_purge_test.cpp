@@ -1,8 +1,7 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/unit/support/Cache_Fixture.h"
+#include "tests/unit/support/Expected_Steps.h"
 
-#include <array>
-#include <cstdio>
 #include <regex>
 
 using namespace Recorded_Trace;
@@ -22,12 +21,6 @@ Records Without_Reported_Numbers(Records records) {
         record.text = std::regex_replace(record.text, reported, "$1#\n");
     }
     return records;
-}
-
-std::string Shown_Handle(const void* handle) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%p", handle);
-    return text.data();
 }
 
 class Folder_Purge : public Cache_Fixture {
@@ -50,8 +43,8 @@ protected:
 
     Records Begin(bool only_obsolete, const void* handle) const {
         return Call(method, std::string("only_obsolete=") + (only_obsolete ? "true" : "false")) +
-               Data(method, "FindFirstFile returned " + Shown_Handle(handle) + " (INVALID_HANDLE_VALUE=" +
-                                Shown_Handle(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle) + ")\n");
+               Data(method, "FindFirstFile returned " + Address_Text(handle) + " (INVALID_HANDLE_VALUE=" +
+                                Address_Text(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle) + ")\n");
     }
     Records Begin(bool only_obsolete) const { return Begin(only_obsolete, os->Search_Handle()); }
     Records Begin_In_Vain(bool only_obsolete) const {

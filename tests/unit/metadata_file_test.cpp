@@ -1,4 +1,5 @@
 #include "tests/unit/support/Cache_Fixture.h"
+#include "tests/unit/support/Expected_Steps.h"
 
 #include <algorithm>
 #include <locale>
@@ -13,10 +14,6 @@ using testing::IsEmpty;
 namespace {
 
 const std::string Magic_Line = "QEL Logon Landscape Cache Metadata";
-
-std::string Entry_Text(const std::string& cached_file, const std::string& last_modified) {
-    return "<CacheEntry cached_file=\"" + cached_file + "\" last_modified=\"" + last_modified + "\"/>";
-}
 
 /// A global locale that groups digits in threes, for the life of the object.
 class Grouping_Locale {

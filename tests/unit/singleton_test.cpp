@@ -1,9 +1,8 @@
 #include "tests/unit/support/Api_Lock.h"
 #include "tests/unit/support/Cache_Fixture.h"
+#include "tests/unit/support/Expected_Steps.h"
 
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <future>
 #include <thread>
 #include <vector>
@@ -42,12 +41,6 @@ const First_Call& The_First_Call() {
     return first_call;
 }
 
-std::string Shown_Pointer(const void* pointer) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%p", pointer);
-    return text.data();
-}
-
 class Singleton : public Cache_Fixture {
 protected:
     Singleton() {
@@ -57,7 +50,7 @@ protected:
 
     static Records Static(const std::string& text) { return {{4, "Instance: " + text}}; }
 
-    const std::string shown_instance = "s_instance = " + Shown_Pointer(The_First_Call().instance.get());
+    const std::string shown_instance = "s_instance = " + Address_Text(The_First_Call().instance.get());
 };
 
 TEST_F(Singleton, TheFirstCallCreatesTheCacheOnNewServices) {

@@ -145,5 +145,5 @@ int Scripted_OS::Copy_File(const char* existing_path, const char* new_path, int 
 
 std::uint32_t Scripted_OS::Read_Registry_Int(int root, const std::string& key, const std::string& value) {
     Note("Read_Registry_Int", std::to_string(root) + ", " + key + ", " + value);
-    return expiry_minutes;
+    return on_read_registry_int ? on_read_registry_int() : expiry_minutes;
 }

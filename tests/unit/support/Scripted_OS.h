@@ -23,6 +23,7 @@ public:
     std::function<int(const std::string&, const std::string&, int)> on_copy_file;
     std::function<int(const std::string&)> on_get_drive_number;
     std::function<unsigned int(const std::string&)> on_get_drive_type;
+    std::function<std::uint32_t()> on_read_registry_int;
     /// The names a search finds, in this order; none: the search fails.
     std::function<std::vector<std::string>(const std::string&)> on_find;
 
