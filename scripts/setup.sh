@@ -10,7 +10,7 @@ set -euo pipefail
 
 build_packages=(
     ca-certificates ccache cmake g++ ninja-build pkg-config
-    libcli11-dev libcurl4-openssl-dev libinih-dev libsmbclient libsmbclient-dev libssl-dev nlohmann-json3-dev
+    libcli11-dev libcurl4-openssl-dev libsimpleini-dev libsmbclient libsmbclient-dev libssl-dev nlohmann-json3-dev
     uuid-dev
 )
 demo_packages=(nginx-light samba)

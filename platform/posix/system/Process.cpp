@@ -2,16 +2,30 @@
 
 #include <filesystem>
 
+#include <pthread.h>
 #include <unistd.h>
 
 namespace QEL::FrontEnd::Util {
+
+namespace {
+
+thread_local int t_thread_id = 0; ///< 0 until it is asked for
+
+} // namespace
 
 int Process_Id() {
     return ::getpid();
 }
 
 int Thread_Id() {
-    return ::gettid();
+    // Every trace line asks for it, so the system is asked once a thread. The one thread of a forked
+    // process has an id of its own.
+    [[maybe_unused]] static const int s_forgotten_by_forks =
+        ::pthread_atfork(nullptr, nullptr, [] { t_thread_id = 0; });
+    if (t_thread_id == 0) {
+        t_thread_id = ::gettid();
+    }
+    return t_thread_id;
 }
 
 std::string Program_Path() {
