@@ -7,8 +7,6 @@
 #include <cstdlib>
 #include <ctime>
 
-#include <sys/stat.h>
-
 // Texts are bytes here: the library converts nothing, so that a value reaches the cache as written.
 #define SI_NO_CONVERSION
 #define SI_IMPLEMENTATION
@@ -36,45 +34,32 @@ bool Changed_Just_Now(const struct stat& status) {
 
 } // namespace
 
-/// What a file's status says of its content.
-struct Ini_File::Version {
-    bool exists = false;
-    bool final = false; ///< the same values in a later status mean the same content
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = 0;
-    std::int64_t modified = 0;
-    std::int64_t status_changed = 0;
+Ini_File::Version::Version(const struct stat& status)
+    : exists(true), final(!Changed_Just_Now(status)), device(status.st_dev), inode(status.st_ino), size(status.st_size),
+      modified(Nanoseconds(status.st_mtim)), status_changed(Nanoseconds(status.st_ctim)) {}
 
-    Version() = default;
-    explicit Version(const struct stat& status)
-        : exists(true), final(!Changed_Just_Now(status)), device(status.st_dev), inode(status.st_ino),
-          size(status.st_size), modified(Nanoseconds(status.st_mtim)), status_changed(Nanoseconds(status.st_ctim)) {}
-
-    bool Is_Still(const struct stat& status) const {
-        return exists && final && device == status.st_dev && inode == status.st_ino && size == status.st_size &&
-               modified == Nanoseconds(status.st_mtim) && status_changed == Nanoseconds(status.st_ctim);
-    }
-};
+bool Ini_File::Version::Is_Still(const struct stat& status) const {
+    return exists && final && device == status.st_dev && inode == status.st_ino && size == status.st_size &&
+           modified == Nanoseconds(status.st_mtim) && status_changed == Nanoseconds(status.st_ctim);
+}
 
 struct Ini_File::Content {
     CSimpleIniA values{/* is UTF-8 */ true, /* repeated keys */ true, /* values of several lines */ false};
 };
 
-Ini_File::Ini_File(std::string path) : m_Path(std::move(path)), m_Version(std::make_unique<Version>()) {}
-Ini_File::Ini_File(Ini_File&&) noexcept = default;
-Ini_File& Ini_File::operator=(Ini_File&&) noexcept = default;
+Ini_File::Ini_File(std::string path) : m_Path(std::move(path)) {}
+
 Ini_File::~Ini_File() = default;
 
 void Ini_File::Refresh() {
     struct stat status {};
     if (::stat(m_Path.c_str(), &status) == 0) {
-        if (!m_Version->Is_Still(status)) {
+        if (!m_Version.Is_Still(status)) {
             Read();
         }
         return;
     }
-    m_Version->exists = false;
+    m_Version = {};
     m_Content.reset();
     m_Problem.clear();
     if (errno != ENOENT && errno != ENOTDIR) {
@@ -85,14 +70,14 @@ void Ini_File::Refresh() {
 void Ini_File::Read() {
     m_Content.reset();
     m_Problem.clear();
-    *m_Version = {};
+    m_Version = {};
 
     File_Descriptor file;
     struct stat status {};
     std::string text;
     auto error = Open_For_Reading(m_Path, file, status);
     if (error == Error_Success) {
-        *m_Version = Version(status);
+        m_Version = Version(status);
         error = Read_Some(file.Get(), Greatest_Size + 1, text);
     }
     if (error != Error_Success) {

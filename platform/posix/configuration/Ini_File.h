@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -14,8 +17,6 @@ namespace QEL::FrontEnd::Platform {
 class Ini_File {
 public:
     explicit Ini_File(std::string path);
-    Ini_File(Ini_File&&) noexcept;
-    Ini_File& operator=(Ini_File&&) noexcept;
     ~Ini_File();
 
     /// Reads the file when it has changed since the last time: one stat when it has not.
@@ -31,14 +32,27 @@ public:
     const std::string& Problem() const { return m_Problem; }
 
 private:
-    struct Version;
+    /// What the file's status said of the content that was read.
+    struct Version {
+        bool exists = false;
+        bool final = false; ///< the same status later on means the same content
+        dev_t device = 0;
+        ino_t inode = 0;
+        off_t size = 0;
+        std::int64_t modified = 0;
+        std::int64_t status_changed = 0;
+
+        Version() = default;
+        explicit Version(const struct stat& status);
+        bool Is_Still(const struct stat& status) const;
+    };
     struct Content;
 
     void Read();
 
-    std::string m_Path;
+    const std::string m_Path;
     std::string m_Problem;
-    std::unique_ptr<Version> m_Version; ///< of the file that was read
+    Version m_Version;
     std::unique_ptr<Content> m_Content; ///< null when the file has no values
 };
 

@@ -1,5 +1,6 @@
 // The INI files behind the configuration.
 
+#include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/configuration/Configuration.h"
 #include "tests/platform/support/Scratch_Directory.h"
 #include "tests/platform/support/User_Configuration.h"
@@ -179,9 +180,21 @@ TEST_F(Ini_Configuration, AnUnchangedFileIsNotReadAgain) {
     Write_User_File("Period = 1\n");
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
     ASSERT_EQ(Number("Period"), 1);
-    const auto* content = configuration.m_User_File->m_Content.get();
+    configuration.m_User_File->m_Problem = "as before"; // which reading it would put right
+    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(configuration.m_User_File->Problem(), "as before");
+}
+
+TEST_F(Ini_Configuration, AFileChangedJustNowIsReadAgain) {
+    // It may change once more within the same step of the clock behind its time stamps.
+    Write_User_File("Period = 1\n");
     ASSERT_EQ(Number("Period"), 1);
-    EXPECT_EQ(configuration.m_User_File->m_Content.get(), content);
+    ASSERT_FALSE(configuration.m_User_File->m_Version.final);
+    configuration.m_User_File->m_Problem = "as before";
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(configuration.m_User_File->Problem(), "");
+    EXPECT_TRUE(configuration.m_User_File->m_Version.final);
 }
 
 TEST_F(Ini_Configuration, BinaryRubbishCountsAsMissingAndIsTold) {
@@ -255,6 +268,8 @@ TEST_F(Ini_Configuration, TheEnvironmentNamesTheUsersFile) {
     for (const char* none : {static_cast<const char*>(nullptr), "", "relative/path", "."}) {
         const Environment_Variable no_config_home("XDG_CONFIG_HOME", none);
         EXPECT_EQ(Number("Period"), 2);
+        const Environment_Variable home_moved("HOME", home.Path().c_str());
+        EXPECT_EQ(Number("Period"), std::nullopt);
     }
     EXPECT_EQ(Number("Period"), 1);
 }
@@ -267,6 +282,7 @@ TEST_F(Ini_Configuration, WithoutHomeThereIsNoUsersFile) {
         const Environment_Variable no_home("HOME", none);
         EXPECT_EQ(Number("Period"), 2);
         EXPECT_EQ(Number("Period", User), std::nullopt);
+        EXPECT_FALSE(configuration.m_User_File.has_value());
     }
     EXPECT_EQ(configuration.Problem(), "");
 }
@@ -316,6 +332,16 @@ TEST_F(Ini_Configuration, HexadecimalAndNegativeNumbersReachTheCache) {
     EXPECT_EQ(read("Negative"), std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(read("Unsigned"), 7) << "too great for a signed number";
     EXPECT_EQ(read("Beyond"), 7);
+}
+
+TEST_F(Ini_Configuration, NumbersOfThePeriodHave32Bits) {
+    Write_User_File("Hex = 0xFFFFFFFF\nBeyond = 4294967296\nFarBeyond = 4294967356\nNegative = -1\n");
+    const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
+    constexpr int only_user = 0;
+    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Hex"), 0xFFFFFFFFu);
+    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Beyond"), 0u);
+    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "FarBeyond"), 0u);
+    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Negative"), 0u);
 }
 
 TEST(Parse_Integer, ReadsDecimalAndHexadecimalNumbers) {

@@ -128,6 +128,15 @@ TEST_F(Posix_Copy, ADirectoryWithoutRightsTakesNoCopy) {
     ASSERT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
 }
 
+TEST_F(Posix_Copy, AnExistingTargetIsFoundOutFirst) {
+    const std::string source = scratch.Write("source");
+    const std::string target = scratch.Write("target", "old");
+    ASSERT_EQ(::chmod(scratch.Path().c_str(), 0555), 0);
+    EXPECT_EQ(Run_Without_Rights([&] { return static_cast<int>(Copy_Whole_File(source, target, true)); }), 80);
+    ASSERT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
+    EXPECT_EQ(Content_Of(target), "old");
+}
+
 TEST_F(Posix_Copy, WithoutRoomNothingIsLeftBehind) {
     const std::string source = scratch.Write("source", Rubbish(300000));
     EXPECT_EQ(Child_Process([&] {
