@@ -54,8 +54,7 @@ std::string_view Read_Utf16(std::string_view bytes, Utf16_Buffer& buffer) {
     for (std::size_t i = 0; i < length; ++i) {
         const char high = bytes[2 * i + High_Byte];
         const char low = bytes[2 * i + 1 - High_Byte];
-        const bool ascii = high == 0 && static_cast<unsigned char>(low) < 0x80;
-        buffer[i] = ascii ? low : '\x80';
+        buffer[i] = high == 0 ? low : '\x80';
     }
     return {buffer.data(), length};
 }

@@ -16,7 +16,7 @@ using Utf16_Buffer = std::array<char, Sniffed_Length / 2>;
 
 struct Head_Text {
     /// The text behind the byte order mark. ASCII characters stand for themselves; of the others only
-    /// that they are none matters, so those of UTF-16 are all alike here.
+    /// that they are none matters, so one byte stands for each of UTF-16.
     std::string_view characters;
     bool has_byte_order_mark;
 };

@@ -324,7 +324,9 @@ TEST(Standard, FrameHeadersWithReservedValuesAreNoMp3) {
              "\xFF\xFB\xF0\x00"s, // bad bit rate
              "\xFF\xFB\x9C\x00"s, // reserved sample rate
          }) {
-        EXPECT_EQ(Sniff_Mime_Type(Frame(header, 417) + header), Unknown);
+        for (std::size_t length = header.size(); length <= 1441; ++length) {
+            EXPECT_EQ(Sniff_Mime_Type(Frame(header, length) + header), Unknown) << length;
+        }
     }
 }
 

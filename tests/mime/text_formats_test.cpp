@@ -53,6 +53,8 @@ TEST(Xml, WithoutDeclarationIsWellFormed) {
              "<x>text",
              "<x>text</b>",
              "<x>text</x> and more",
+             "<x b='1'",
+             "<x b='1' c=",
              "<x/> and more",
              "<x b>text</x>",
              "<x b=1>text</x>",
@@ -141,6 +143,11 @@ TEST(Json, ObeysItsGrammar) {
     }
 }
 
+TEST(Json, IsKnownByItsFirst16Tokens) {
+    EXPECT_EQ(Sniff_Mime_Type("[1,2,3,4,5,6,7,8 no JSON"), "application/json");
+    EXPECT_EQ(Sniff_Mime_Type("[1,2,3,4,5,6,7, no JSON"), "text/plain");
+}
+
 TEST(Json, MayGoOnBehindTheHead) {
     EXPECT_EQ(Sniff_Mime_Type(Lengthened("[", "{\"a\": 1},\n")), "application/json");
     EXPECT_EQ(Sniff_Mime_Type(Lengthened("[\"", "long string ")), "application/json");
@@ -217,10 +224,13 @@ TEST(Text_Formats, AreKnownInEveryUnicodeEncoding) {
 }
 
 TEST(Text_Formats, OtherCharactersOfUtf16AreNoAscii) {
-    // U+3C00 and U+003C share their bytes; U+013C shares the low one.
-    EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "\0<a\0/\0>\0"s), "text/plain");
-    EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "<\1a\0/\0>\0"s), "text/plain");
+    EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "<\0x\0/\0>\0"s), "text/xml");
+    EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "<\1x\0/\0>\0"s), "text/plain"); // U+013C
+    EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "\0<x\0/\0>\0"s), "text/plain"); // U+3C00
+    EXPECT_EQ(Sniff_Mime_Type(Utf16_Big_Endian_Mark + "\1<\0x\0/\0>"s), "text/plain");    // U+013C
+    // They are characters of names, be they in Latin-1 or not.
     EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "<\0\xE4\0/\0>\0"s), "text/xml");
+    EXPECT_EQ(Sniff_Mime_Type(Utf16_Little_Endian_Mark + "<\0\x44\3/\0>\0"s), "text/xml");
 }
 
 TEST(Text_Formats, Utf16WithoutMarkIsKnownByTheXmlDeclaration) {
@@ -272,6 +282,7 @@ TEST(Zip_Family, TypeEntryComesFirstAndStored) {
     const std::string type = "application/vnd.oasis.opendocument.text";
     EXPECT_EQ(Sniff_Mime_Type(Zip_Archive({{"mimetype", type}})), type);
     EXPECT_EQ(Sniff_Mime_Type(Zip_Archive({{"mimetype", type, "extra"}})), type);
+    EXPECT_EQ(Sniff_Mime_Type(Zip_Archive({{"mimetype", type, std::string(Sniffed_Length, 'x')}})), "application/zip");
     EXPECT_EQ(Sniff_Mime_Type(Zip_Archive({{"content.xml", ""}, {"mimetype", type}})), "application/zip");
     EXPECT_EQ(Sniff_Mime_Type(Zip_Archive({{"mimetype2", type}})), "application/zip");
 
