@@ -25,6 +25,8 @@ for argument in "$@"; do
 done
 
 scripts/setup.sh test || exit 1
+# Servers are often installed where only administrators look.
+PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin
 
 logs=build/test-logs
 rm -rf "$logs"

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tests/support/Misbehaving_Server.h"
+
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace QEL::Tests {
@@ -13,9 +15,6 @@ namespace QEL::Tests {
 class Small_Web_Server {
 public:
     Small_Web_Server();
-    ~Small_Web_Server();
-    Small_Web_Server(const Small_Web_Server&) = delete;
-    Small_Web_Server& operator=(const Small_Web_Server&) = delete;
 
     /// @param path such as "/landscape.xml".
     void Publish(const std::string& path, const std::string& content, const std::string& last_modified);
@@ -27,7 +26,7 @@ public:
     std::vector<std::string> Requests() const;
 
     /// Ends the server; its port refuses connections from now on.
-    void Stop();
+    void Stop() { m_Server.reset(); }
 
 private:
     struct File {
@@ -35,15 +34,14 @@ private:
         std::string last_modified;
     };
 
-    void Serve();
-    void Answer(int connection);
+    void Serve(Server_Connection& connection);
+    std::string Answer(const std::string& request);
 
-    int m_Listener;
-    int m_Port = 0;
     mutable std::mutex m_Mutex; ///< guards the two below
     std::map<std::string, File> m_Files;
     std::vector<std::string> m_Requests;
-    std::thread m_Thread; ///< last: it uses the rest
+    std::unique_ptr<Misbehaving_Server> m_Server; ///< last: its threads use the rest
+    int m_Port;
 };
 
 } // namespace QEL::Tests

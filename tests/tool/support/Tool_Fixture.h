@@ -1,26 +1,18 @@
 #pragma once
 
+#include "tests/support/Temporary_Directory.h"
 #include "tests/tool/support/Tool_Process.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace QEL::Tests {
-
-inline std::string Read_File(const std::filesystem::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 inline void Write_File(const std::filesystem::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
@@ -39,21 +31,10 @@ inline std::set<std::string> Names_In(const std::filesystem::path& directory) {
 class Tool_Test : public ::testing::Test {
 protected:
     Tool_Test() {
-        std::string folder = (std::filesystem::temp_directory_path() / "qel-tool-XXXXXX").string();
-        if (!::mkdtemp(folder.data())) {
-            throw std::runtime_error("no temporary folder: " + folder);
-        }
-        m_Folder = folder;
-        m_Cache = m_Folder / "cache";
         for (const auto& directory : {m_Cache, m_Folder / "home", m_Folder / "config" / "qel"}) {
             std::filesystem::create_directories(directory);
         }
         Set_Expiry_Period(60);
-    }
-
-    ~Tool_Test() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_Folder, ignored);
     }
 
     void Set_Expiry_Period(int minutes) const {
@@ -82,8 +63,9 @@ protected:
 
     std::filesystem::path Metadata_File() const { return m_Cache / "qelfilecache_Metadata.txt"; }
 
-    std::filesystem::path m_Folder;
-    std::filesystem::path m_Cache;
+    const Temporary_Directory m_Temporary_Directory;
+    const std::filesystem::path m_Folder = m_Temporary_Directory.Path();
+    const std::filesystem::path m_Cache = m_Folder / "cache";
 };
 
 } // namespace QEL::Tests

@@ -1,5 +1,7 @@
 #include "tests/tool/support/Tool_Process.h"
 
+#include "tests/support/Temporary_Directory.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -7,41 +9,13 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace QEL::Tests {
 
 namespace {
-
-/// A file that disappears with its scope.
-class Temporary_File {
-public:
-    Temporary_File() : m_Path((std::filesystem::temp_directory_path() / "qel-tool-output-XXXXXX").string()) {
-        m_Descriptor = ::mkstemp(m_Path.data());
-        if (m_Descriptor == -1) {
-            throw std::runtime_error("no temporary file: " + m_Path);
-        }
-    }
-    ~Temporary_File() {
-        ::close(m_Descriptor);
-        std::filesystem::remove(m_Path);
-    }
-    Temporary_File(const Temporary_File&) = delete;
-    Temporary_File& operator=(const Temporary_File&) = delete;
-
-    int Descriptor() const { return m_Descriptor; }
-
-    std::string Content() const {
-        std::ostringstream content;
-        content << std::ifstream(m_Path, std::ios::binary).rdbuf();
-        return content.str();
-    }
-
-private:
-    std::string m_Path;
-    int m_Descriptor;
-};
 
 std::vector<std::string> Command_Of(const Tool_Run& run) {
     std::vector<std::string> command;
@@ -55,19 +29,23 @@ std::vector<std::string> Command_Of(const Tool_Run& run) {
     return command;
 }
 
+int Open(const std::string& path) {
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+}
+
 /// In the child: becomes the tool. Does not return.
-[[noreturn]] void Become_Tool(const Tool_Run& run, int out, int err) {
+[[noreturn]] void Become_Tool(const Tool_Run& run, const std::filesystem::path& out_file,
+                              const std::filesystem::path& err_file) {
     for (const auto& name : run.without_environment) {
         ::unsetenv(name.c_str());
     }
     for (const auto& [name, value] : run.environment) {
         ::setenv(name.c_str(), value.c_str(), 1);
     }
+    int out = Open(run.standard_output_path.empty() ? out_file.string() : run.standard_output_path);
+    const int err = Open(err_file.string());
     if (!run.working_directory.empty() && ::chdir(run.working_directory.c_str()) != 0) {
         ::_exit(126);
-    }
-    if (!run.standard_output_path.empty()) {
-        out = ::open(run.standard_output_path.c_str(), O_WRONLY);
     }
     if (int ends[2]; run.standard_output_without_reader && ::pipe(ends) == 0) {
         ::close(ends[0]);
@@ -91,20 +69,27 @@ std::vector<std::string> Command_Of(const Tool_Run& run) {
 
 } // namespace
 
+std::string Read_File(const std::filesystem::path& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
 Tool_Result Run_Tool(const Tool_Run& run) {
-    const Temporary_File out;
-    const Temporary_File err;
+    const Temporary_Directory outputs;
+    const auto out = outputs.Path() / "out";
+    const auto err = outputs.Path() / "err";
     const pid_t child = ::fork();
     if (child == -1) {
         throw std::runtime_error("fork failed");
     }
     if (child == 0) {
-        Become_Tool(run, out.Descriptor(), err.Descriptor());
+        Become_Tool(run, out, err);
     }
     int status = 0;
     while (::waitpid(child, &status, 0) == -1) {
     }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out.Content(), err.Content()};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Read_File(out), Read_File(err)};
 }
 
 } // namespace QEL::Tests
