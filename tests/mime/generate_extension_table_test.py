@@ -5,6 +5,7 @@ import contextlib
 import io
 import json
 import pathlib
+import re
 import sys
 import tarfile
 import tempfile
@@ -122,6 +123,13 @@ class GeneratorTest(unittest.TestCase):
 
     def test_refuses_a_package_that_cannot_be_read(self):
         self.assertIn("cannot be made", self.run_script("--package", self.folder / "missing"))
+
+
+class DocumentationTest(unittest.TestCase):
+    def test_lists_the_rules(self):
+        documentation = (pathlib.Path(__file__).parents[2] / "docs" / "mime-types.md").read_text(encoding="utf-8")
+        listed = re.findall(r"^\| `(\S+/\S+)` \| `\.(\S+)` \|$", documentation, re.MULTILINE)
+        self.assertEqual(listed, [*generator.PREFERRED.items(), *generator.ADDED.items()])
 
 
 if __name__ == "__main__":
