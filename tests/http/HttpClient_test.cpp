@@ -4,7 +4,7 @@
 
 #include "platform/posix/http/WinInet_Error.h"
 #include "tests/platform/support/User_Configuration.h"
-#include "tests/support/Misbehaving_Server.h"
+#include "tests/support/Answering_Server.h"
 #include "util/http/HttpClient.h"
 #include "util/system/Last_Error.h"
 
@@ -19,48 +19,43 @@ using FrontEnd::Util::Get_Last_Error;
 
 class Second_Client : public testing::Test {
 protected:
-    unsigned long Send(int http_type, const std::string& url, unsigned long timeout = 2000) {
+    unsigned long Send(int http_type, const std::string& url, unsigned long timeout = 20000) {
         return m_Client.SendWinInetRequest(http_type, url.c_str(), m_Client.GetHWnd(), timeout);
     }
 
     const User_Configuration m_Configuration;
-    std::string m_Request;
-    std::string m_Answer;
-    Misbehaving_Server m_Server{[this](Server_Connection& client) {
-        m_Request = client.Read_Request();
-        client.Send(m_Answer);
-    }};
+    Answering_Server m_Server;
     HttpClient m_Client;
 };
 
 TEST_F(Second_Client, ReadsStatusHeadersAndEveryByteOfTheBody) {
     const std::string body("a\0b\r\n\0", 6);
-    m_Answer = "HTTP/1.1 200 OK\r\nlast-modified: Monday\r\nContent-Length: 6\r\n\r\n" + body;
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nlast-modified: Monday\r\nContent-Length: 6\r\n\r\n" + body);
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), 200U);
     EXPECT_EQ(m_Client.GetResponseHeader("Last-Modified"), "Monday");
     EXPECT_EQ(m_Client.GetResponseHeader("Content-Type"), "");
     EXPECT_EQ(m_Client.GetResponseBody(), body);
-    EXPECT_THAT(m_Request, testing::StartsWith("GET /file.xml HTTP/1.1\r\n"));
+    EXPECT_THAT(m_Server.Request(), testing::StartsWith("GET /file.xml HTTP/1.1\r\n"));
 }
 
 TEST_F(Second_Client, SendsHead) {
-    m_Answer = "HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\n";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\n");
 
     EXPECT_EQ(Send(Http_Head, m_Server.Url()), 200U);
     EXPECT_EQ(m_Client.GetResponseHeader("Last-Modified"), "Monday");
     EXPECT_EQ(m_Client.GetResponseBody(), "");
-    EXPECT_THAT(m_Request, testing::StartsWith("HEAD /file.xml HTTP/1.1\r\n"));
+    EXPECT_THAT(m_Server.Request(), testing::StartsWith("HEAD /file.xml HTTP/1.1\r\n"));
 }
 
 TEST_F(Second_Client, AnswersWithTheStatusOfAnError) {
-    m_Answer = "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+    m_Server.Answer_With("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), 404U);
 }
 
 TEST_F(Second_Client, AnswersWithTheErrorNumberWhenThereIsNoAnswer) {
-    m_Answer = "HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\nabc";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\nabc");
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), Error_Internet_Connection_Aborted);
     EXPECT_EQ(Get_Last_Error(), Error_Internet_Connection_Aborted);
@@ -77,7 +72,7 @@ TEST_F(Second_Client, RefusesWhatIsNoHttpUrl) {
 }
 
 TEST_F(Second_Client, ForgetsTheAnswerBefore) {
-    m_Answer = "HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
     Send(Http_Get, m_Server.Url());
 
     EXPECT_EQ(Send(Http_Get, "no URL"), Error_Internet_Invalid_URL);

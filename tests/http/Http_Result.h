@@ -7,13 +7,16 @@
 
 namespace QEL::Tests {
 
-/// Time-outs of a request, in milliseconds: short, so that a server that hangs does not hold the tests.
+/// Time-outs of a request, in milliseconds; long enough for a busy machine.
 struct Timeouts {
-    int resolve = 2000;
-    int connect = 2000;
-    int send = 2000;
-    int receive = 300;
+    int resolve = 20000;
+    int connect = 20000;
+    int send = 20000;
+    int receive = 20000;
 };
+
+/// For a server that hangs, so that it does not hold the tests.
+inline constexpr Timeouts Short_Receive{.receive = 300};
 
 /// What a request object made of a request.
 struct Http_Result {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "platform/posix/http/WinInet_Error.h"
@@ -26,6 +27,10 @@ struct Tls_Case {
     bool can_be_ignored; ///< whether a client that ignores certificate errors is served
     const char* cause;   ///< what the text for the user says
 };
+
+void PrintTo(const Tls_Case& tls_case, std::ostream* out) {
+    *out << tls_case.name;
+}
 
 const Tls_Case Cases[] = {
     {"Good", Tls_State::Good, 0, true, ""},
@@ -60,7 +65,7 @@ protected:
     /// One request through the second client.
     static unsigned long Send(int http_type, const std::string& url) {
         HttpClient client;
-        return client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(), 2000);
+        return client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(), 20000);
     }
 
     static unsigned long Get_Status(const std::string& url) { return Send(Http_Get, url); }

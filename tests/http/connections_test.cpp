@@ -83,7 +83,7 @@ TEST(Connections, MadeWithoutCertificateCheckServeNoRequestThatWantsIt) {
     const auto url = sites.Url(Tls_State::Good);
     const auto send = [&url] {
         HttpClient client;
-        EXPECT_EQ(client.SendWinInetRequest(Http_Get, url.c_str(), client.GetHWnd(), 2000), 200U);
+        EXPECT_EQ(client.SendWinInetRequest(Http_Get, url.c_str(), client.GetHWnd(), 20000), 200U);
     };
     {
         User_Configuration configuration;
@@ -139,9 +139,9 @@ TEST(Connections, ThatFailedAreNotUsedAgain) {
         Serve_All(client);
     });
 
-    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Timeout);
+    EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
     std::this_thread::sleep_for(150ms);
-    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Timeout);
+    EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
 
     EXPECT_EQ(server.Connections(), 2);
 }
@@ -217,7 +217,7 @@ TEST(Connections, ServeManyThreadsAtOnce) {
     for (int thread = 0; thread < 32; ++thread) {
         threads.emplace_back([&] {
             for (int request = 0; request < 50; ++request) {
-                served += Get(server.Url(), {.receive = 10000}).body == "abc" ? 1 : 0;
+                served += Get(server.Url()).body == "abc" ? 1 : 0;
             }
         });
     }

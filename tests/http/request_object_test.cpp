@@ -7,7 +7,7 @@
 #include "platform/posix/http/WinInet_Error.h"
 #include "tests/http/Http_Result.h"
 #include "tests/platform/support/Scratch_Directory.h"
-#include "tests/support/Misbehaving_Server.h"
+#include "tests/support/Answering_Server.h"
 #include "tests/support/Nginx_Server.h"
 #include "util/system/Last_Error.h"
 
@@ -33,26 +33,20 @@ std::unique_ptr<IRequest_Object> New_Request() {
 
 class Request_Object : public testing::Test {
 protected:
-    /// What the server was last asked; the answer is `m_Answer`.
-    std::string m_Request;
-    std::string m_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
-    Misbehaving_Server m_Server{[this](Server_Connection& client) {
-        m_Request = client.Read_Request();
-        client.Send(m_Answer);
-    }};
+    Answering_Server m_Server;
 };
 
 TEST_F(Request_Object, AsksForTheFileAsItIs) {
     Get(m_Server.Url("/a.xml?b=c#d"));
 
-    EXPECT_EQ(m_Request, "GET /a.xml?b=c HTTP/1.1\r\nHost: good.test:" + std::to_string(m_Server.Port()) +
-                             "\r\nUser-Agent: QELFileCache/1.0\r\nAccept: */*\r\n\r\n");
+    EXPECT_EQ(m_Server.Request(), "GET /a.xml?b=c HTTP/1.1\r\nHost: good.test:" + std::to_string(m_Server.Port()) +
+                                      "\r\nUser-Agent: QELFileCache/1.0\r\nAccept: */*\r\n\r\n");
 }
 
 TEST_F(Request_Object, EncodesBlanksAndBytesThatAUrlCannotHold) {
     Get(m_Server.Url("/my file \xC3\xA4.xml?q=a b"));
 
-    EXPECT_THAT(m_Request, StartsWith("GET /my%20file%20%c3%a4.xml?q=a+b HTTP/1.1\r\n"));
+    EXPECT_THAT(m_Server.Request(), StartsWith("GET /my%20file%20%c3%a4.xml?q=a+b HTTP/1.1\r\n"));
 }
 
 TEST_F(Request_Object, DescribesAnEmptyBody) {
@@ -72,7 +66,7 @@ TEST_F(Request_Object, DescribesAnEmptyBody) {
 }
 
 TEST_F(Request_Object, LeavesABodyToWhoeverHoldsIt) {
-    m_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
     Response_Body body;
     {
         const auto request = New_Request();
@@ -85,7 +79,7 @@ TEST_F(Request_Object, LeavesABodyToWhoeverHoldsIt) {
 }
 
 TEST_F(Request_Object, FindsHeadersInAnyLetterCase) {
-    m_Answer = "HTTP/1.1 200 OK\r\nLAST-modified:  Monday \r\nContent-Length: 0\r\n\r\n";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLAST-modified:  Monday \r\nContent-Length: 0\r\n\r\n");
     const auto request = New_Request();
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
@@ -98,7 +92,7 @@ TEST_F(Request_Object, FindsHeadersInAnyLetterCase) {
 }
 
 TEST_F(Request_Object, ReadsNoBodyAfterHead) {
-    m_Answer = "HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 100\r\n\r\n";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 100\r\n\r\n");
 
     const auto outcome = Head(m_Server.Url());
 
@@ -108,13 +102,13 @@ TEST_F(Request_Object, ReadsNoBodyAfterHead) {
 }
 
 TEST_F(Request_Object, TakesTheSizeOfAHugeFileFromHead) {
-    m_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 30000000000\r\n\r\n";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 30000000000\r\n\r\n");
 
     EXPECT_EQ(Head(m_Server.Url()).status, 200);
 }
 
 TEST_F(Request_Object, IgnoresABodyThatComesWithHead) {
-    m_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
 
     const auto outcome = Head(m_Server.Url());
 
@@ -124,10 +118,10 @@ TEST_F(Request_Object, IgnoresABodyThatComesWithHead) {
 
 TEST_F(Request_Object, ServesOneRequestAfterTheOther) {
     const auto request = New_Request();
-    m_Answer = "HTTP/1.1 404 Not Found\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc";
+    m_Server.Answer_With("HTTP/1.1 404 Not Found\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
-    m_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     ASSERT_EQ(request->Open("GET", m_Server.Url()), 0);
     long status = 0;
     std::string header;
@@ -144,7 +138,7 @@ TEST_F(Request_Object, AnswersWithNothingAfterAFailure) {
     const auto request = New_Request();
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
-    m_Answer = "rubbish";
+    m_Server.Answer_With("rubbish");
     long status = 1;
     std::string header = "untouched";
     Response_Body body;
@@ -246,14 +240,15 @@ TEST(Request_Object_On_Nginx, AnswersWithErrorStatusesAsTheyAre) {
 }
 
 TEST_F(Request_Object, ReadsAChunkedBody) {
-    m_Answer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n10;extension=1\r\n0123456789abcdef\r\n"
-               "0\r\nX-Trailer: y\r\n\r\n";
+    m_Server.Answer_With(
+        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n10;extension=1\r\n0123456789abcdef\r\n"
+        "0\r\nX-Trailer: y\r\n\r\n");
 
     EXPECT_EQ(Get(m_Server.Url()).body, "abc0123456789abcdef");
 }
 
 TEST_F(Request_Object, ReadsABodyThatEndsWithTheConnection) {
-    m_Answer = "HTTP/1.0 200 OK\r\n\r\n" + Rubbish(3'000'000);
+    m_Server.Answer_With("HTTP/1.0 200 OK\r\n\r\n" + Rubbish(3'000'000));
 
     EXPECT_TRUE(Get(m_Server.Url()).body == Rubbish(3'000'000));
 }
