@@ -3,7 +3,6 @@
 if(CMAKE_CROSSCOMPILING)
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-  add_library(GTest::gmock_main ALIAS gmock_main)
 else()
   find_package(GTest REQUIRED)
 endif()

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine, without a display and in a prefix of its own.
+#
+#   cmake/wine-runner.sh PROGRAM.exe ARGUMENT...
+#
+# The prefix is QEL_WINE_PREFIX, or build/wine-prefix of the source tree. It is made at the first run.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export WINEPREFIX=${QEL_WINE_PREFIX:-$root/build/wine-prefix}
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
+unset DISPLAY WAYLAND_DISPLAY
+wine=/usr/lib/wine/wine64
+wineserver=/usr/lib/wine/wineserver
+
+# The server of the prefix and the services that Wine starts with it live on for a while. They are
+# started here, apart from the program, so that they hold none of its output streams open; and by
+# one runner at a time.
+mkdir -p "$WINEPREFIX"
+exec 9>"$WINEPREFIX/.runner-lock"
+flock 9
+if ! "$wineserver" -k0 >/dev/null 2>&1; then
+    if [ ! -e "$WINEPREFIX/.ready" ]; then
+        "$wine" wineboot -i </dev/null >"$WINEPREFIX/wineboot.log" 2>&1 9>&-
+        "$wineserver" -w 9>&-
+        # The share \\server\share of the tests.
+        mkdir -p "$WINEPREFIX/dosdevices/unc/server/share"
+        touch "$WINEPREFIX/.ready"
+    fi
+    "$wineserver" -p60 9>&- </dev/null >/dev/null 2>&1
+    "$wine" wineboot </dev/null >/dev/null 2>&1 9>&-
+fi
+exec 9>&-
+
+exec "$wine" "$@"

@@ -1,0 +1,57 @@
+#include "util/filesystem/File_Head.h"
+
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/owners/Handle_Owner.h"
+#include "platform/windows/system/System_Message.h"
+#include "platform/windows/text/Control_Characters.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace QEL::FrontEnd::Util::FileSystem {
+
+namespace {
+
+struct File_Kind {
+    using Value = HANDLE;
+    static Value Nothing() { return INVALID_HANDLE_VALUE; }
+    static void Close(Value file) { CloseHandle(file); }
+};
+
+using File_Handle = Platform::Handle_Owner<File_Kind>;
+
+[[noreturn]] void Throw_Unreadable(const std::string& path, DWORD error) {
+    throw std::runtime_error(path + ": " + Platform::System_Message(error));
+}
+
+} // namespace
+
+std::string Read_File_Head(const std::string& path, std::size_t count) {
+    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+        Throw_Unreadable(path, ERROR_INVALID_NAME);
+    }
+    const File_Handle file(CreateFileA(path.c_str(), GENERIC_READ,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                       FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file.Is_Open()) {
+        Throw_Unreadable(path, GetLastError());
+    }
+
+    std::string head;
+    std::array<char, 4096> block;
+    while (head.size() < count) {
+        DWORD length = 0;
+        const std::size_t wanted = std::min(block.size(), count - head.size());
+        if (ReadFile(file.Get(), block.data(), static_cast<DWORD>(wanted), &length, nullptr) == 0) {
+            Throw_Unreadable(path, GetLastError());
+        }
+        if (length == 0) {
+            break;
+        }
+        head.append(block.data(), length);
+    }
+    return head;
+}
+
+} // namespace QEL::FrontEnd::Util::FileSystem

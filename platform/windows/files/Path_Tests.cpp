@@ -1,0 +1,21 @@
+#include "util/filesystem/Path_Tests.h"
+
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/text/Control_Characters.h"
+
+#include <shlwapi.h>
+
+namespace QEL::FrontEnd::Util::FileSystem {
+
+static_assert(Attribute_Read_Only == FILE_ATTRIBUTE_READONLY);
+static_assert(Invalid_Attributes == INVALID_FILE_ATTRIBUTES);
+
+bool Path_Exists(const std::string& path) {
+    return !Platform::Holds_Line_Break_Or_Nul(path) && PathFileExistsA(path.c_str()) != 0;
+}
+
+std::uint32_t Get_File_Attributes(const std::string& path) {
+    return Platform::Holds_Line_Break_Or_Nul(path) ? Invalid_Attributes : GetFileAttributesA(path.c_str());
+}
+
+} // namespace QEL::FrontEnd::Util::FileSystem

@@ -1,0 +1,29 @@
+#include "util/system/Process.h"
+
+#include "platform/windows/Windows_Headers.h"
+
+namespace QEL::FrontEnd::Util {
+
+int Process_Id() {
+    return static_cast<int>(GetCurrentProcessId());
+}
+
+int Thread_Id() {
+    return static_cast<int>(GetCurrentThreadId());
+}
+
+std::string Program_Path() {
+    // The longest path the system knows.
+    std::string path(32767, '\0');
+    path.resize(GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+std::tm Local_Time() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_s(&local, &now);
+    return local;
+}
+
+} // namespace QEL::FrontEnd::Util

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string_view>
+
+namespace QEL::FrontEnd::Platform {
+
+/// True when the text holds CR, LF or NUL. Such a path or URL is refused: it would forge lines of
+/// the metadata file, and a NUL would make the system see another path than the cache does.
+inline bool Holds_Line_Break_Or_Nul(std::string_view text) {
+    return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+}
+
+/// True when the text holds any ASCII control character.
+inline bool Holds_Control_Character(std::string_view text) {
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        if (code < 0x20 || code == 0x7F) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace QEL::FrontEnd::Platform

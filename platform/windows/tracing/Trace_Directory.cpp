@@ -1,0 +1,38 @@
+#include "util/tracing/Trace_Directory.h"
+
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/registry/Registry_Values.h"
+
+#include <algorithm>
+#include <string>
+
+namespace QEL::FrontEnd::Util::Tracing {
+
+namespace {
+
+std::string Configured_Directory() {
+    std::string directory(32767, '\0');
+    directory.resize(GetEnvironmentVariableA("QEL_TRACE_DIR", directory.data(), static_cast<DWORD>(directory.size())));
+    if (!directory.empty()) {
+        return directory;
+    }
+    return Platform::Read_Text(Platform::Options_Key, "TraceDirectory").value_or(std::string());
+}
+
+} // namespace
+
+void InitBuffer(Directory_Buffer& buffer) {
+    buffer.fill('\0');
+}
+
+int InitTraceDir(Directory_Buffer& buffer) {
+    const std::string directory = Configured_Directory();
+    if (directory.empty() || directory.size() >= buffer.size()) {
+        return 0;
+    }
+    InitBuffer(buffer);
+    std::copy(directory.begin(), directory.end(), buffer.begin());
+    return 1;
+}
+
+} // namespace QEL::FrontEnd::Util::Tracing

@@ -1,0 +1,156 @@
+#include "filecache/download/IRequest_Object.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::FileCache::Byte_Array_Type;
+using FrontEnd::FileCache::Create_Request_Object;
+using FrontEnd::FileCache::Failed;
+using FrontEnd::FileCache::HResult;
+using FrontEnd::FileCache::IRequest_Object;
+using FrontEnd::FileCache::Request_Interface;
+using FrontEnd::FileCache::Response_Body;
+
+/// The system's request object on a thread that has COM, against a real server.
+class Com_Request : public testing::Test {
+protected:
+    Com_Request() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    ~Com_Request() override {
+        request.reset();
+        CoUninitialize();
+    }
+
+    void SetUp() override {
+        request = Create_Request_Object().object;
+        ASSERT_NE(request, nullptr);
+        ASSERT_EQ(request->Set_Timeouts(60000, 5000, 30000, 30000), 0);
+    }
+
+    static std::string Url(const std::string& path) { return std::getenv("QEL_TEST_HTTP") + path; }
+
+    void Get(const std::string& path, const char* method = "GET") {
+        ASSERT_EQ(request->Open(method, Url(path)), 0);
+        ASSERT_EQ(request->Send(), 0);
+    }
+
+    long Status() {
+        long status = 0;
+        EXPECT_EQ(request->Get_Status(status), 0);
+        return status;
+    }
+
+    std::string Header(const char* name) {
+        std::string value = "left over";
+        EXPECT_FALSE(Failed(request->Get_Response_Header(name, value)));
+        return value;
+    }
+
+    std::string Body() {
+        Response_Body body;
+        EXPECT_EQ(request->Get_Response_Body(body), 0);
+        EXPECT_EQ(body.type, Byte_Array_Type);
+        EXPECT_EQ(body.dimensions, 1U);
+        EXPECT_EQ(body.lower_bound_result, 0);
+        EXPECT_EQ(body.upper_bound_result, 0);
+        EXPECT_EQ(body.access_result, 0);
+        EXPECT_EQ(body.lower_bound, 0);
+        return std::string(body.data, static_cast<std::size_t>(body.upper_bound - body.lower_bound + 1));
+    }
+
+    std::unique_ptr<IRequest_Object> request;
+};
+
+TEST_F(Com_Request, AnswersWithStatusHeadersAndBytes) {
+    Get("/landscape");
+    EXPECT_EQ(Status(), 200);
+    EXPECT_EQ(Header("Last-Modified"), "Wed, 21 Oct 2015 07:28:00 GMT");
+    EXPECT_EQ(Header("content-type"), "text/xml; charset=utf-8");
+    using namespace std::string_view_literals;
+    EXPECT_EQ(Body(), "first line\nsecond line\n\0behind a NUL\xff\xfe"sv);
+}
+
+TEST_F(Com_Request, HasAnEmptyTextForAnAbsentHeader) {
+    Get("/empty");
+    EXPECT_EQ(Header("Last-Modified"), "");
+}
+
+TEST_F(Com_Request, HasAnEmptyBody) {
+    Get("/empty");
+    EXPECT_EQ(Status(), 200);
+    EXPECT_EQ(Body(), "");
+}
+
+TEST_F(Com_Request, AsksForTheHeadAlone) {
+    Get("/landscape", "HEAD");
+    EXPECT_EQ(Status(), 200);
+    EXPECT_EQ(Header("Last-Modified"), "Wed, 21 Oct 2015 07:28:00 GMT");
+}
+
+TEST_F(Com_Request, PassesAnErrorStatusOn) {
+    Get("/status/404");
+    EXPECT_EQ(Status(), 404);
+}
+
+TEST_F(Com_Request, ReadsAChunkedBody) {
+    Get("/chunked");
+    EXPECT_EQ(Body(), "hello world");
+}
+
+TEST_F(Com_Request, FollowsRedirects) {
+    Get("/redirects/3");
+    EXPECT_EQ(Status(), 200);
+    EXPECT_EQ(Body(), "arrived");
+}
+
+TEST_F(Com_Request, FailsToSendToAClosedPort) {
+    ASSERT_EQ(request->Open("GET", "http://127.0.0.1:1/"), 0);
+    EXPECT_TRUE(Failed(request->Send()));
+}
+
+TEST_F(Com_Request, FailsToSendToAServerThatIsNotTrusted) {
+    ASSERT_EQ(request->Open("GET", std::getenv("QEL_TEST_HTTPS_UNKNOWN_CA") + std::string("/landscape")), 0);
+    EXPECT_TRUE(Failed(request->Send()));
+}
+
+TEST_F(Com_Request, RefusesControlCharactersInTheUrl) {
+    EXPECT_TRUE(Failed(request->Open("GET", Url("/landscape\r\nX: y"))));
+    EXPECT_TRUE(Failed(request->Open("GET", Url("/landscape\n"))));
+    EXPECT_TRUE(Failed(request->Open("GET", Url("/landscape") + '\0')));
+    EXPECT_TRUE(Failed(request->Open("GET", Url("/land\tscape"))));
+}
+
+TEST_F(Com_Request, TakesTheDescriptionFromTheThreadsErrorObject) {
+    ICreateErrorInfo* creation = nullptr;
+    ASSERT_EQ(CreateErrorInfo(&creation), S_OK);
+    std::wstring text = L"The line is busy.";
+    creation->SetDescription(text.data());
+    IErrorInfo* error_info = nullptr;
+    ASSERT_EQ(creation->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&error_info)), S_OK);
+    SetErrorInfo(0, error_info);
+    error_info->Release();
+    creation->Release();
+
+    EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "The line is busy.");
+    EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "");
+}
+
+TEST(Com_Request_Creation, FailsOnAThreadWithoutCom) {
+    const auto creation = Create_Request_Object();
+    EXPECT_EQ(creation.object, nullptr);
+    EXPECT_EQ(creation.result, static_cast<HResult>(CO_E_NOTINITIALIZED));
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,130 @@
+// Files as only Windows has them: in use, on a share under a UNC path, with 8.3 names; and drives.
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "tests/platform/support/Scratch_Directory.h"
+#include "util/filesystem/Path_Tests.h"
+#include "util/system/Last_Error.h"
+
+#include <gmock/gmock.h>
+
+#include <windows.h>
+
+#undef FindFirstFile
+#undef FindNextFile
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::OSWRAPI::Find_Data;
+using FrontEnd::OSWRAPI::Invalid_Find_Handle;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Util::Get_Last_Error;
+using FrontEnd::Util::FileSystem::Get_File_Attributes;
+using FrontEnd::Util::FileSystem::Path_Exists;
+using testing::ElementsAre;
+
+/// A file that another program keeps open, and may share.
+class Opened_File {
+public:
+    Opened_File(const std::string& path, DWORD access, DWORD sharing)
+        : m_File(CreateFileA(path.c_str(), access, sharing, nullptr, OPEN_EXISTING, 0, nullptr)) {}
+    Opened_File(const Opened_File&) = delete;
+    Opened_File& operator=(const Opened_File&) = delete;
+    ~Opened_File() { CloseHandle(m_File); }
+
+    HANDLE Get() const { return m_File; }
+
+private:
+    const HANDLE m_File;
+};
+
+class Windows_Files : public testing::Test {
+protected:
+    Scratch_Directory scratch;
+    const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
+};
+
+TEST_F(Windows_Files, AFileInUseIsNotDeletedAndStaysReadOnly) {
+    const std::string path = scratch.Write("copy.xml");
+    Make_Read_Only(path);
+    {
+        const Opened_File in_use(path, GENERIC_READ, FILE_SHARE_READ);
+        EXPECT_FALSE(services->Delete_File(path));
+        EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+    }
+    EXPECT_NE(Get_File_Attributes(path) & FILE_ATTRIBUTE_READONLY, 0U);
+    EXPECT_TRUE(services->Delete_File(path));
+}
+
+TEST_F(Windows_Files, ASourceThatIsNotSharedIsNotCopied) {
+    const std::string source = scratch.Write("source");
+    const Opened_File in_use(source, GENERIC_READ | GENERIC_WRITE, 0);
+    EXPECT_EQ(services->Copy_File(source.c_str(), (scratch / "target").c_str(), 1), 0);
+    EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Windows_Files, ATargetInUseIsNotReplacedAndNoPartStays) {
+    const std::string source = scratch.Write("source", "new");
+    Make_Read_Only(source);
+    const std::string target = scratch.Write("target", "old");
+    {
+        const Opened_File in_use(target, GENERIC_READ, FILE_SHARE_READ);
+        EXPECT_EQ(services->Copy_File(source.c_str(), target.c_str(), 0), 0);
+        EXPECT_NE(Get_Last_Error(), 0U);
+    }
+    EXPECT_EQ(Content_Of(target), "old");
+    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
+}
+
+TEST_F(Windows_Files, AFileOnAShareIsLikeALocalOne) {
+    const Scratch_Directory share("\\\\server\\share");
+    const std::string source = share.Write("landscape.xml", "on the share");
+    EXPECT_EQ(source.substr(0, 15), "\\\\server\\share\\");
+    EXPECT_TRUE(services->Directory_Exists(share.Path()));
+    EXPECT_TRUE(services->File_Exists(source));
+    EXPECT_TRUE(Path_Exists(source));
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(source, time), 0);
+    EXPECT_NE(time, 0);
+    EXPECT_NE(services->Copy_File(source.c_str(), (scratch / "target").c_str(), 1), 0);
+    EXPECT_EQ(Content_Of(scratch / "target"), "on the share");
+    EXPECT_TRUE(services->Delete_File(source));
+    EXPECT_FALSE(services->File_Exists(source));
+}
+
+TEST_F(Windows_Files, TheTimeIsKeptToTheLastHundredNanoseconds) {
+    const std::string path = scratch.Write("file");
+    constexpr std::int64_t written = 132539328001234567;
+    {
+        const Opened_File file(path, GENERIC_WRITE, 0);
+        const FILETIME time = {static_cast<DWORD>(written & 0xFFFFFFFF), static_cast<DWORD>(written >> 32)};
+        ASSERT_TRUE(SetFileTime(file.Get(), nullptr, nullptr, &time));
+    }
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(path, time), 0);
+    EXPECT_EQ(time, written);
+}
+
+TEST_F(Windows_Files, ShortNamesAndLetterCaseDoNotWidenASearch) {
+    scratch.Write("0123456789.json");
+    Find_Data found;
+    EXPECT_EQ(services->FindFirstFile((scratch / "*.jso").c_str(), found), Invalid_Find_Handle);
+    EXPECT_EQ(services->FindFirstFile((scratch / "??????~?.*").c_str(), found), Invalid_Find_Handle);
+    const auto search = services->FindFirstFile((scratch / "*.JSON").c_str(), found);
+    ASSERT_NE(search, Invalid_Find_Handle);
+    EXPECT_EQ(found.file_name, "0123456789.json");
+    services->FindClose(search);
+}
+
+TEST(Windows_Drives, HaveATypeByTheirRoot) {
+    const auto services = IOSWrapper::Create();
+    EXPECT_EQ(services->Get_Drive_Type("C:"), static_cast<unsigned>(DRIVE_FIXED));
+    EXPECT_EQ(services->Get_Drive_Type("c:\\"), static_cast<unsigned>(DRIVE_FIXED));
+    EXPECT_EQ(services->Get_Drive_Type("Q:"), static_cast<unsigned>(DRIVE_NO_ROOT_DIR));
+}
+
+} // namespace
+
+} // namespace QEL::Tests

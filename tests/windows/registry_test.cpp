@@ -1,0 +1,117 @@
+// The registry: the user's root before the machine's, and the kinds of values.
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "tests/platform/support/User_Configuration.h"
+#include "tests/platform/support/windows/Overridden_Root.h"
+#include "util/http/Cert_Error_Handling.h"
+#include "util/registry/Registry.h"
+#include "util/tracing/Trace_Directory.h"
+
+#include <gmock/gmock.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace FrontEnd::Util::HttpWinInet;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Util::GetRegValInt;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Registry : public testing::Test {
+protected:
+    enum Root { User = 0, Machine = 1, User_Then_Machine = 2 };
+
+    Overridden_Root user{HKEY_CURRENT_USER, "User"};
+    Overridden_Root machine{HKEY_LOCAL_MACHINE, "Machine"};
+    const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
+
+    std::uint32_t Number(Root root) const { return services->Read_Registry_Int(root, Options_Key, "Period"); }
+
+    static std::int32_t Signed_Number(int also_machine) {
+        std::int32_t number = 777;
+        GetRegValInt(number, Options_Key, "Period", also_machine);
+        return number;
+    }
+
+    static std::vector<std::string> White_List() {
+        CertErrorHandlingMode mode = Default;
+        std::vector<std::string> white_list = {"left over"};
+        Read_CertErrorHandling_Parameters(mode, white_list);
+        return white_list;
+    }
+};
+
+TEST_F(Registry, TheUsersValueHidesTheMachines) {
+    machine.Write_Number("Period", 10);
+    EXPECT_EQ(Number(User_Then_Machine), 10U);
+    EXPECT_EQ(Signed_Number(1), 10);
+    user.Write_Number("Period", 20);
+    EXPECT_EQ(Number(User_Then_Machine), 20U);
+    EXPECT_EQ(Signed_Number(1), 20);
+    EXPECT_EQ(Number(Machine), 10U);
+}
+
+TEST_F(Registry, TheMachineIsAskedOnlyWhereItCounts) {
+    machine.Write_Number("Period", 10);
+    EXPECT_EQ(Number(User), 0U);
+    EXPECT_EQ(Signed_Number(0), 777);
+}
+
+TEST_F(Registry, ANumberIsFourBytes) {
+    user.Write("Period", REG_DWORD, std::string("\x05\x01", 2));
+    EXPECT_EQ(Number(User), 0U);
+    user.Write("Period", REG_BINARY, std::string("\x05\0\0\0", 4));
+    EXPECT_EQ(Number(User), 0U);
+    EXPECT_EQ(Signed_Number(0), 777);
+}
+
+TEST_F(Registry, ANumberKeepsItsSign) {
+    user.Write_Number("Period", static_cast<std::uint32_t>(-5));
+    EXPECT_EQ(Signed_Number(0), -5);
+}
+
+TEST_F(Registry, ANumberOutOfRangeIsNone) {
+    for (const char* text : {"4294967296", "-2147483649", "0x10"}) {
+        user.Write_Text("Period", text);
+        EXPECT_EQ(Number(User), 0U) << text;
+        EXPECT_EQ(Signed_Number(0), 777) << text;
+    }
+}
+
+TEST_F(Registry, TheMachineMayHoldTheWhiteList) {
+    machine.Write_List("CertErrorWhiteList", {"https://a/x"});
+    EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
+}
+
+TEST_F(Registry, AListMayLackItsLastZeros) {
+    user.Write("CertErrorWhiteList", REG_MULTI_SZ, std::string("https://a/x\0https://b/y", 23));
+    EXPECT_THAT(White_List(), ElementsAre("https://a/x", "https://b/y"));
+}
+
+TEST_F(Registry, ASingleTextIsAListOfOne) {
+    user.Write_Text("CertErrorWhiteList", "https://a/x");
+    EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
+    user.Write("CertErrorWhiteList", REG_SZ, std::string("https://a/x\0https://b/y\0", 24));
+    EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
+}
+
+TEST_F(Registry, AValueOfAnotherKindIsNoList) {
+    user.Write("CertErrorWhiteList", REG_BINARY, "https://a/x");
+    EXPECT_THAT(White_List(), IsEmpty());
+}
+
+TEST_F(Registry, TheTraceDirectoryMayNameEnvironmentVariables) {
+    using namespace FrontEnd::Util::Tracing;
+    const Environment_Variable no_variable("QEL_TRACE_DIR", nullptr);
+    const Environment_Variable place("QEL_TEST_PLACE", "D:\\place");
+    user.Write_Text("TraceDirectory", "%QEL_TEST_PLACE%\\traces", REG_EXPAND_SZ);
+    Directory_Buffer buffer{};
+    EXPECT_NE(InitTraceDir(buffer), 0);
+    EXPECT_STREQ(buffer.data(), "D:\\place\\traces");
+}
+
+} // namespace
+
+} // namespace QEL::Tests

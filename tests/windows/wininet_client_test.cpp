@@ -1,0 +1,195 @@
+#include "tests/platform/support/windows/Overridden_Root.h"
+#include "util/http/HttpClient.h"
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace std::string_view_literals;
+using FrontEnd::Util::HttpWinInet::Http_Get;
+using FrontEnd::Util::HttpWinInet::Http_Head;
+using FrontEnd::Util::HttpWinInet::HttpClient;
+using testing::HasSubstr;
+using testing::Not;
+
+/// A user of this process alone, who trusts the test authority. For the whole run: a process looks
+/// up once whom its user trusts.
+class User_Of_The_Tests : public testing::Environment {
+public:
+    void SetUp() override {
+        s_root.emplace(HKEY_CURRENT_USER, "User");
+        std::ifstream stream(std::getenv("QEL_TEST_CA"), std::ios::binary);
+        const std::string authority(std::istreambuf_iterator<char>(stream), {});
+        const HCERTSTORE store = CertOpenSystemStoreA(0, "ROOT");
+        ASSERT_TRUE(
+            CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(authority.data()),
+                                             static_cast<DWORD>(authority.size()), CERT_STORE_ADD_NEW, nullptr));
+        CertCloseStore(store, 0); // writes what was added
+    }
+    void TearDown() override { s_root.reset(); }
+
+    static Overridden_Root& Root() { return *s_root; }
+
+private:
+    inline static std::optional<Overridden_Root> s_root;
+};
+
+const testing::Environment* const user_of_the_tests =
+    testing::AddGlobalTestEnvironment(new User_Of_The_Tests); // owned by the framework
+
+/// WinInet behind the second client, against real servers.
+class Wininet_Client : public testing::Test {
+protected:
+    ~Wininet_Client() override {
+        User_Of_The_Tests::Root().Remove("CertErrorHandlingMode");
+        User_Of_The_Tests::Root().Remove("CertErrorWhiteList");
+    }
+
+    static std::string Url(const std::string& path) { return std::getenv("QEL_TEST_HTTP") + path; }
+    static std::string Https_Url(const char* server, const std::string& path) {
+        return std::getenv((std::string("QEL_TEST_HTTPS_") + server).c_str()) + path;
+    }
+
+    unsigned long Send(const std::string& url, int http_type = Http_Get) {
+        return client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(), 5000);
+    }
+
+    static void Trust_Everything() { User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 2); }
+    static void Trust_Only(const std::vector<std::string>& urls) {
+        User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 1);
+        User_Of_The_Tests::Root().Write_List("CertErrorWhiteList", urls);
+    }
+
+    HttpClient client;
+};
+
+TEST_F(Wininet_Client, AnswersWithStatusHeadersAndBytes) {
+    EXPECT_EQ(Send(Url("/landscape")), 200U);
+    EXPECT_EQ(client.GetResponseHeader("last-modified"), "Wed, 21 Oct 2015 07:28:00 GMT");
+    EXPECT_EQ(client.GetResponseHeader("Content-Type"), "text/xml; charset=utf-8");
+    EXPECT_EQ(client.GetResponseHeader("X-Absent"), "");
+    EXPECT_EQ(client.GetResponseBody(), "first line\nsecond line\n\0behind a NUL\xff\xfe"sv);
+}
+
+TEST_F(Wininet_Client, AsksForTheHeadAlone) {
+    EXPECT_EQ(Send(Url("/method"), Http_Head), 200U);
+    EXPECT_EQ(client.GetResponseHeader("X-Method"), "HEAD");
+    EXPECT_EQ(client.GetResponseBody(), "");
+}
+
+TEST_F(Wininet_Client, PassesAnErrorStatusOn) {
+    EXPECT_EQ(Send(Url("/status/404")), 404U);
+    EXPECT_EQ(Send(Url("/status/304")), 304U);
+}
+
+TEST_F(Wininet_Client, ReadsAChunkedBody) {
+    EXPECT_EQ(Send(Url("/chunked")), 200U);
+    EXPECT_EQ(client.GetResponseBody(), "hello world");
+}
+
+TEST_F(Wininet_Client, FailsOnABodyThatEndsEarly) {
+    EXPECT_EQ(Send(Url("/short")), 12030U);
+}
+
+TEST_F(Wininet_Client, NeitherCachesNorKeepsCookies) {
+    EXPECT_EQ(Send(Url("/count")), 200U);
+    const std::string first(client.GetResponseBody());
+    HttpClient other;
+    EXPECT_EQ(other.SendWinInetRequest(Http_Get, Url("/count").c_str(), nullptr, 5000), 200U);
+    EXPECT_NE(first, other.GetResponseBody());
+    EXPECT_EQ(Send(Url("/request-headers")), 200U);
+    EXPECT_THAT(std::string(client.GetResponseBody()), Not(HasSubstr("visited")));
+}
+
+TEST_F(Wininet_Client, FollowsTenRedirects) {
+    EXPECT_EQ(Send(Url("/redirects/10")), 200U);
+    EXPECT_EQ(client.GetResponseBody(), "arrived");
+    EXPECT_EQ(Send(Url("/redirects/11")), 12156U);
+}
+
+TEST_F(Wininet_Client, FollowsEveryKindOfRedirect) {
+    for (const char* status : {"301", "302", "303", "307", "308"}) {
+        EXPECT_EQ(Send(Url(std::string("/redirect-to/") + status + "?" + Url("/landscape"))), 200U) << status;
+    }
+}
+
+TEST_F(Wininet_Client, FollowsRedirectsToTheWebOnly) {
+    EXPECT_EQ(Send(Url("/redirect-to/302?ftp://127.0.0.1/x")), 302U);
+    EXPECT_EQ(Send(Url("/redirect-to/302?file:///c:/windows/win.ini")), 302U);
+    EXPECT_EQ(Send(Url("/redirect-to/302?")), 302U);
+}
+
+TEST_F(Wininet_Client, NeverFollowsARedirectFromHttpsToHttp) {
+    Trust_Everything();
+    EXPECT_EQ(Send(Https_Url("UNKNOWN_CA", "/redirect-to/302?" + Url("/landscape"))), 302U);
+    EXPECT_EQ(Send(Url("/redirect-to/302?" + Https_Url("UNKNOWN_CA", "/landscape"))), 200U);
+}
+
+TEST_F(Wininet_Client, TellsWhatWentWrong) {
+    EXPECT_EQ(Send("http://127.0.0.1:1/"), 12029U);
+    EXPECT_EQ(Send("http://no-such-host.invalid/"), 12007U);
+    EXPECT_EQ(Send("ftp://127.0.0.1/"), 12005U);
+    EXPECT_EQ(Send("http://127.0.0.1/a\r\nb"), 12005U);
+}
+
+TEST_F(Wininet_Client, TakesACertificateThatHolds) {
+    EXPECT_EQ(Send(Https_Url("TRUSTED", "/landscape")), 200U);
+}
+
+TEST_F(Wininet_Client, TellsWhatIsWrongWithACertificate) {
+    EXPECT_EQ(Send(Https_Url("UNKNOWN_CA", "/landscape")), 12045U);
+    EXPECT_EQ(Send(Https_Url("WRONG_NAME", "/landscape")), 12038U);
+    EXPECT_EQ(Send(Https_Url("EXPIRED", "/landscape")), 12037U);
+}
+
+TEST_F(Wininet_Client, TrustsTheListedUrlAlone) {
+    const std::string listed = Https_Url("UNKNOWN_CA", "/landscape");
+    Trust_Only({Https_Url("EXPIRED", "/landscape"), listed});
+    EXPECT_EQ(Send(listed), 200U);
+    EXPECT_EQ(Send(listed + "/"), 12045U);
+}
+
+TEST_F(Wininet_Client, DoesNotTrustWhatAListedUrlRedirectsTo) {
+    const std::string target = Https_Url("UNKNOWN_CA", "/landscape");
+    const std::string listed = Https_Url("UNKNOWN_CA", "/redirect-to/302?" + target);
+    Trust_Only({listed, target});
+    EXPECT_EQ(Send(listed), 12045U);
+}
+
+TEST_F(Wininet_Client, TrustsEveryServerWhenToldTo) {
+    Trust_Everything();
+    for (const char* server : {"UNKNOWN_CA", "WRONG_NAME", "EXPIRED"}) {
+        EXPECT_EQ(Send(Https_Url(server, "/landscape")), 200U) << server;
+    }
+}
+
+TEST_F(Wininet_Client, ForgetsItsTrust) {
+    Trust_Everything();
+    EXPECT_EQ(Send(Https_Url("WRONG_NAME", "/landscape")), 200U);
+    User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 0);
+    EXPECT_EQ(Send(Https_Url("WRONG_NAME", "/landscape")), 12038U);
+}
+
+TEST(Wininet_Errors, HaveTheirRange) {
+    EXPECT_FALSE(HttpClient::IsErrorInRange(12000));
+    EXPECT_TRUE(HttpClient::IsErrorInRange(12001));
+    EXPECT_TRUE(HttpClient::IsErrorInRange(12175));
+    EXPECT_FALSE(HttpClient::IsErrorInRange(12176));
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,153 @@
+#!/usr/bin/env python3
+"""Runs a command while web servers answer on the loopback interface.
+
+    with_http_servers.py COMMAND ARGUMENT...
+
+The command finds the servers in its environment. Each value is a URL without a path, such as
+"http://127.0.0.1:40321":
+
+    QEL_TEST_HTTP               plain
+    QEL_TEST_HTTPS_TRUSTED      with a certificate of the test authority, in which nothing is wrong
+    QEL_TEST_HTTPS_WRONG_NAME   of the test authority, for another host
+    QEL_TEST_HTTPS_EXPIRED      of the test authority, out of date
+    QEL_TEST_HTTPS_UNKNOWN_CA   of an authority that nobody knows
+
+QEL_TEST_CA is the path of the test authority's certificate (DER). The exit status is the command's.
+"""
+
+import http.server
+import os
+import ssl
+import subprocess
+import sys
+import tempfile
+import threading
+import urllib.parse
+
+LAST_MODIFIED = "Wed, 21 Oct 2015 07:28:00 GMT"
+BODY = b"first line\nsecond line\n\0behind a NUL\xff\xfe"
+
+
+class Answers(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    requests_for_count = 0
+    revocation_list = b""
+
+    def log_message(self, *_):
+        pass
+
+    def answer(self, status, headers, body=b""):
+        self.send_response(status)
+        for name, value in headers.items():
+            self.send_header(name, value)
+        if "Content-Length" not in headers and "Transfer-Encoding" not in headers:
+            self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        if self.command != "HEAD":
+            self.wfile.write(body)
+
+    def do_GET(self):
+        url = urllib.parse.urlsplit(self.path)
+        parts = url.path.strip("/").split("/")
+        if parts[0] == "landscape":
+            self.answer(200, {"Content-Type": "text/xml; charset=utf-8", "Last-Modified": LAST_MODIFIED}, BODY)
+        elif parts[0] == "empty":
+            self.answer(200, {"Content-Type": "text/plain"})
+        elif parts[0] == "status":
+            status = int(parts[1])
+            self.answer(status, {"Content-Type": "text/plain"}, b"" if status == 304 else b"no such thing")
+        elif parts[0] == "chunked":
+            self.answer(200, {"Transfer-Encoding": "chunked"}, b"5\r\nhello\r\n6\r\n world\r\n0\r\n\r\n")
+        elif parts[0] == "short":
+            self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
+            self.close_connection = True
+        elif parts[0] == "count":
+            # A cache would be allowed to keep this answer.
+            Answers.requests_for_count += 1
+            headers = {"Cache-Control": "max-age=3600", "Last-Modified": LAST_MODIFIED, "Set-Cookie": "visited=yes"}
+            self.answer(200, headers, str(Answers.requests_for_count).encode())
+        elif parts[0] == "request-headers":
+            self.answer(200, {}, str(self.headers).encode())
+        elif parts[0] == "method":
+            self.answer(200, {"X-Method": self.command}, self.command.encode())
+        elif parts[0] == "revocation-list":
+            self.answer(200, {"Content-Type": "application/pkix-crl"}, Answers.revocation_list)
+        elif parts[0] == "redirects" and int(parts[1]) > 0:
+            self.answer(302, {"Location": f"/redirects/{int(parts[1]) - 1}"})
+        elif parts[0] == "redirects":
+            self.answer(200, {}, b"arrived")
+        elif parts[0] == "redirect-to":
+            self.answer(int(parts[1]), {"Location": urllib.parse.unquote(url.query)})
+        else:
+            self.answer(404, {})
+
+    do_HEAD = do_GET
+
+
+def serve(certificate=None):
+    """Starts a server on a free port; answers with its port."""
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Answers)
+    server.daemon_threads = True
+    if certificate:
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(certificate + ".pem", certificate + ".key")
+        # The handshake belongs to the connection's own thread.
+        server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
+    server.handle_error = lambda *_: None
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    return server.server_address[1]
+
+
+def openssl(*arguments):
+    subprocess.run(["openssl", *arguments], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def make_authority(path):
+    openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN=QEL test authority {os.getpid()}",
+            "-days", "30", "-keyout", path + ".key", "-out", path + ".pem")
+    openssl("x509", "-in", path + ".pem", "-outform", "DER", "-out", path + ".der")
+
+
+    # Windows asks for the authority's list of revoked certificates; this one is empty.
+    with open(path + ".index", "w", encoding="ascii"):
+        pass
+    with open(path + ".cnf", "w", encoding="ascii") as configuration:
+        configuration.write(f"[ca]\ndefault_ca=test\n[test]\ndatabase={path}.index\ndefault_md=sha256\n"
+                            "default_crl_days=30\n")
+    openssl("ca", "-gencrl", "-config", path + ".cnf", "-cert", path + ".pem", "-keyfile", path + ".key",
+            "-out", path + ".crl.pem")
+    openssl("crl", "-in", path + ".crl.pem", "-outform", "DER", "-out", path + ".crl")
+
+
+def make_certificate(path, authority, host, days, revocation_list_url):
+    """Makes a server's certificate; one of negative days has expired."""
+    with open(path + ".ext", "w", encoding="ascii") as extensions:
+        extensions.write(f"subjectAltName=DNS:{host}\ncrlDistributionPoints=URI:{revocation_list_url}\n")
+    openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN={host}", "-keyout", path + ".key",
+            "-out", path + ".csr")
+    openssl("x509", "-req", "-in", path + ".csr", "-CA", authority + ".pem", "-CAkey", authority + ".key",
+            "-CAcreateserial", "-days", str(days), "-extfile", path + ".ext", "-out", path + ".pem")
+
+
+def main():
+    http_server = f"http://127.0.0.1:{serve()}"
+    environment = dict(os.environ, QEL_TEST_HTTP=http_server)
+    with tempfile.TemporaryDirectory() as directory:
+        authority = os.path.join(directory, "authority")
+        unknown_authority = os.path.join(directory, "unknown")
+        make_authority(authority)
+        make_authority(unknown_authority)
+        with open(authority + ".crl", "rb") as revocation_list:
+            Answers.revocation_list = revocation_list.read()
+        environment["QEL_TEST_CA"] = authority + ".der"
+        for kind, signer, host, days in (("TRUSTED", authority, "localhost", 30),
+                                         ("WRONG_NAME", authority, "elsewhere.example", 30),
+                                         ("EXPIRED", authority, "localhost", -1),
+                                         ("UNKNOWN_CA", unknown_authority, "localhost", 30)):
+            certificate = os.path.join(directory, kind)
+            make_certificate(certificate, signer, host, days, http_server + "/revocation-list")
+            environment["QEL_TEST_HTTPS_" + kind] = f"https://localhost:{serve(certificate)}"
+        return subprocess.run(sys.argv[1:], env=environment, check=False).returncode
+
+
+sys.exit(main())
