@@ -6,6 +6,7 @@
 #include "tests/platform/support/User_Configuration.h"
 #include "tests/platform/support/posix/Child_Process.h"
 #include "util/registry/Registry.h"
+#include "util/tracing/Trace_Directory.h"
 
 #include <gmock/gmock.h>
 
@@ -342,6 +343,15 @@ TEST_F(Ini_Configuration, NumbersOfThePeriodHave32Bits) {
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Beyond"), 0u);
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "FarBeyond"), 0u);
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Negative"), 0u);
+}
+
+TEST_F(Ini_Configuration, ATraceDirectoryThatForgesLinesIsNone) {
+    FrontEnd::Util::Tracing::Directory_Buffer buffer{};
+    for (const char* directory : {"/var/\ntrace", "/var/trace\r"}) {
+        const Environment_Variable variable("QEL_TRACE_DIR", directory);
+        EXPECT_EQ(FrontEnd::Util::Tracing::InitTraceDir(buffer), 0);
+        EXPECT_EQ(buffer.front(), '\0');
+    }
 }
 
 TEST(Parse_Integer, ReadsDecimalAndHexadecimalNumbers) {
