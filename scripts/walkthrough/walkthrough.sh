@@ -12,7 +12,9 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 . "$here/common.sh"
 . "$here/web.sh"
+. "$here/share.sh"
 
 begin_walkthrough
 chapter_web
+chapter_share
 end_walkthrough
