@@ -141,7 +141,7 @@ TEST(Redirects, ToAServerThatIsDownNameThatServer) {
     const auto outcome = Get(server.Url("/start"));
 
     EXPECT_EQ(outcome.Error(), Error_Internet_Cannot_Connect);
-    EXPECT_THAT(outcome.description, testing::HasSubstr("gone.test, port " + port));
+    EXPECT_THAT(outcome.description, testing::HasSubstr("gone.test (port " + port + ")"));
 }
 
 TEST(Redirects, FromHttpToHttpsAreFollowed) {

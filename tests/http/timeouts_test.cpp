@@ -81,7 +81,7 @@ TEST(Connect_Timeout, IsNotWaitedForWhenTheServerRefuses) {
 
         EXPECT_EQ(outcome.Error(), Error_Internet_Cannot_Connect) << scheme;
         EXPECT_THAT(outcome.description,
-                    HasSubstr("good.test, port " + port + " cannot be connected to: Connection refused"));
+                    HasSubstr("good.test (port " + port + ") cannot be connected to: Connection refused"));
     }
 }
 

@@ -19,10 +19,11 @@ using std::chrono::milliseconds;
 // The library's own ceiling must lie above the limits that are watched here.
 constexpr milliseconds Longest_Wait{24L * 24 * 60 * 60 * 1000};
 
+using Time = std::chrono::steady_clock::time_point;
+
 /// The time at which a step that began at `start` has taken too long.
-template <typename Time>
-Time End_Of(Time start, milliseconds timeout) {
-    return timeout <= milliseconds::zero() || timeout > Longest_Wait ? Time::max() : start + timeout;
+Time End_Of(Time start, milliseconds timeout, milliseconds extra = {}) {
+    return timeout <= milliseconds::zero() || timeout > Longest_Wait ? Time::max() : start + timeout + extra;
 }
 
 /// libcurl takes the number of milliseconds as a long; 0 would be its own default.
@@ -53,7 +54,12 @@ Http_Exchange::Http_Exchange(Connection& connection, Http_Method method, const H
 
 std::optional<Http_Failure> Http_Exchange::Run() {
     Set_Options();
-    const auto result = Perform();
+    auto failure = Conclude(Perform());
+    curl_easy_reset(m_Connection.Easy()); // forgets this exchange; connection and TLS session stay
+    return failure;
+}
+
+std::optional<Http_Failure> Http_Exchange::Conclude(CURLcode result) {
     if (m_Refusal) {
         return m_Refusal;
     }
@@ -76,7 +82,6 @@ std::optional<Http_Failure> Http_Exchange::Run() {
 
 void Http_Exchange::Set_Options() {
     auto* const easy = m_Connection.Easy();
-    curl_easy_reset(easy); // keeps connection and TLS session
     m_Connection.Is_Certificate_Revoked() = false;
     curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, m_Curl_Message.data());
     curl_easy_setopt(easy, CURLOPT_URL, m_Url.Text().c_str());
@@ -149,12 +154,10 @@ CURLcode Http_Exchange::Perform() {
 Http_Exchange::Limit Http_Exchange::Next_Limit() {
     using std::chrono::microseconds;
     if (m_Has_Headers) {
-        const auto at_slowest_rate =
-            End_Of(m_Headers_End, m_Timeouts.receive) == Clock::time_point::max()
-                ? Clock::time_point::max()
-                : m_Headers_End + m_Timeouts.receive +
-                      milliseconds(static_cast<std::int64_t>(m_Answer.body.Size()) * 1000 / Slowest_Body_Rate);
-        return {std::min(End_Of(m_Last_Body_Packet, m_Timeouts.receive), at_slowest_rate), Step::Body};
+        const milliseconds at_slowest_rate(static_cast<std::int64_t>(m_Answer.body.Size()) * 1000 / Slowest_Body_Rate);
+        return {std::min(End_Of(m_Last_Body_Packet, m_Timeouts.receive),
+                         End_Of(m_Headers_End, m_Timeouts.receive, at_slowest_rate)),
+                Step::Body};
     }
     if (m_Is_Connected && !m_Is_Request_Taken && Is_Request_Taken()) {
         m_Request_Taken = Clock::now();
@@ -221,10 +224,6 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
     if (m_Has_Headers) {
         return true; // a trailer after the body
     }
-    if (line.starts_with("HTTP/")) {
-        m_Answer.headers.Clear();
-        return true;
-    }
     if (line != "\r\n" && line != "\n") {
         while (line.ends_with('\n') || line.ends_with('\r')) {
             line.remove_suffix(1);
@@ -238,6 +237,7 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
         return Refuse(Error_Http_Invalid_Server_Response, "switched to another protocol");
     }
     if (Is_Interim(status)) {
+        m_Answer.headers.Clear();
         return ++m_Interim_Answers <= Most_Interim_Answers ||
                Refuse(Error_Http_Invalid_Server_Response, "sent interim answers without end");
     }
@@ -247,8 +247,10 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
 bool Http_Exchange::On_Headers_End() {
     // Transfer codings may be used only when they were asked for. A compressed one could in
     // addition grow without bounds here.
-    const auto coding = m_Answer.headers.Value("Transfer-Encoding");
-    if (!coding.empty() && !Equal_Without_Case(coding, "chunked") && !Equal_Without_Case(coding, "identity")) {
+    const auto codings = m_Answer.headers.Values("Transfer-Encoding");
+    if (!std::all_of(codings.begin(), codings.end(), [](const auto& coding) {
+            return Equal_Without_Case(coding, "chunked") || Equal_Without_Case(coding, "identity");
+        })) {
         return Refuse(Error_Http_Invalid_Server_Response, "used a transfer coding that was not asked for");
     }
     // An answer with two lengths, or one that is no number, ends nobody knows where.

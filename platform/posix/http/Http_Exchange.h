@@ -68,6 +68,8 @@ private:
 
     void Set_Options();
     CURLcode Perform();
+    /// Completes the answer, or tells why there is none.
+    std::optional<Http_Failure> Conclude(CURLcode result);
     Limit Next_Limit();
     /// Whether the server's system has acknowledged all that was sent.
     bool Is_Request_Taken() const;
@@ -92,6 +94,8 @@ private:
     Http_Failure Revoked_Failure() const;
     Http_Failure Bad_Answer_Failure() const;
     Http_Failure Connection_Failure(std::uint32_t error, const char* what) const;
+    /// A failure that the system has a cause for.
+    Http_Failure System_Failure(std::uint32_t error, const char* what) const;
 
     static CURLcode Handshake_Callback(CURL*, void* context, void* exchange);
     static int Connected_Callback(void* exchange, char*, char*, int, int);

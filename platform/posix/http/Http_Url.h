@@ -20,8 +20,8 @@ public:
     /// Scheme, host and port, lower case: what a connection is made to.
     std::string Origin() const { return m_Scheme + "://" + m_Host + ":" + m_Port; }
 
-    /// Host and port for messages, such as "server.example, port 443".
-    std::string Server() const { return m_Host + ", port " + m_Port; }
+    /// Host and port for messages, such as "server.example (port 443)".
+    std::string Server() const { return m_Host + " (port " + m_Port + ")"; }
 
     const std::string& Host() const { return m_Host; }
 

@@ -56,7 +56,7 @@ Http_Failure Http_Exchange::Failure(CURLcode result) {
         return {Error_Internet_Name_Not_Resolved,
                 "The name of the proxy server for " + server + " cannot be resolved. Check the proxy settings."};
     case CURLE_COULDNT_CONNECT:
-        return Connection_Failure(Error_Internet_Cannot_Connect, "cannot be connected to");
+        return System_Failure(Error_Internet_Cannot_Connect, "cannot be connected to");
     case CURLE_PROXY:
         return Connection_Failure(Error_Internet_Cannot_Connect, "cannot be reached through the proxy");
     case CURLE_OPERATION_TIMEDOUT:
@@ -86,13 +86,15 @@ Http_Failure Http_Exchange::Failure(CURLcode result) {
             return Bad_Answer_Failure();
         }
         [[fallthrough]];
-    case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
+        return System_Failure(Error_Internet_Connection_Aborted, "ended the connection without a whole answer");
+    case CURLE_GOT_NOTHING:
         return Connection_Failure(Error_Internet_Connection_Aborted, "ended the connection without a whole answer");
     case CURLE_PARTIAL_FILE:
         return Connection_Failure(Error_Internet_Connection_Aborted, "sent less than it had promised");
+    case CURLE_WRITE_ERROR: // a callback ran out of memory; what it refuses has been told already
     case CURLE_OUT_OF_MEMORY:
-        if (m_Is_Connected && !m_Has_Headers) {
+        if (result == CURLE_OUT_OF_MEMORY && m_Is_Connected && !m_Has_Headers) {
             // A header line that is longer than libcurl takes has no code of its own.
             return {Error_Http_Invalid_Server_Response, "The server " + server +
                                                             " sent a header that is too long. Check that the URL "
@@ -102,7 +104,6 @@ Http_Failure Http_Exchange::Failure(CURLcode result) {
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
-    case CURLE_WRITE_ERROR:
         return Bad_Answer_Failure();
     default:
         return {Error_Internet_Internal_Error,
@@ -129,14 +130,19 @@ Http_Failure Http_Exchange::Revoked_Failure() const {
 }
 
 Http_Failure Http_Exchange::Connection_Failure(std::uint32_t error, const char* what) const {
+    return {error, "The server " + m_Url.Server() + " " + what +
+                       ". Check that the server runs and that no firewall or proxy is in the way."};
+}
+
+Http_Failure Http_Exchange::System_Failure(std::uint32_t error, const char* what) const {
     long system_error = 0;
     curl_easy_getinfo(m_Connection.Easy(), CURLINFO_OS_ERRNO, &system_error);
-    auto text = "The server " + m_Url.Server() + " " + what;
-    if (system_error != 0) {
-        text += ": " + std::generic_category().message(static_cast<int>(system_error));
+    if (system_error == 0) {
+        return Connection_Failure(error, what);
     }
-    text += ". Check that the server runs and that no firewall is in the way.";
-    return {system_error == ETIMEDOUT ? std::uint32_t{Error_Internet_Timeout} : error, text};
+    const auto cause = std::generic_category().message(static_cast<int>(system_error));
+    return Connection_Failure(system_error == ETIMEDOUT ? std::uint32_t{Error_Internet_Timeout} : error,
+                              (what + (": " + cause)).c_str());
 }
 
 Http_Failure Http_Exchange::Timeout_Failure(Step step) const {
