@@ -4,10 +4,11 @@
 #include "tests/support/Samba_Server.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <random>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -53,18 +54,25 @@ protected:
     }
 
     static std::string Content_Of(const std::filesystem::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        std::ifstream file(path, std::ios::binary | std::ios::ate);
+        std::string content(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
+        file.seekg(0);
+        file.read(content.data(), static_cast<std::streamsize>(content.size()));
+        return content;
     }
 
+    /// Bytes that are different at every place.
     static std::string Random_Bytes(std::size_t count) {
-        std::string bytes(count, '\0');
         std::mt19937_64 random(count);
-        for (std::size_t at = 0; at < count; at += 8) {
-            const auto word = random();
-            bytes.replace(at, std::min<std::size_t>(8, count - at), reinterpret_cast<const char*>(&word),
-                          std::min<std::size_t>(8, count - at));
+        std::vector<std::uint64_t> block(std::size_t{1} << 17);
+        std::ranges::generate(block, random);
+        std::string bytes;
+        while (bytes.size() < count) {
+            block[0] = bytes.size();
+            bytes.append(reinterpret_cast<const char*>(block.data()), block.size() * sizeof block[0]);
+            std::ranges::rotate(block, block.begin() + 1);
         }
+        bytes.resize(count);
         return bytes;
     }
 

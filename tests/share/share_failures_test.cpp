@@ -161,15 +161,15 @@ TEST_F(Share_Failures, OfASilentServerComeInTime) {
     const Silent_Port silent;
     Configure_Port(silent.Port());
 
-    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), 1500ms);
-    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out); }), 1500ms);
+    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), 3s);
+    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out); }), 3s);
 }
 
 TEST_F(Share_Failures, OfAnAddressThatDropsPacketsComeInTime) {
     const Black_Hole hole;
     Configure_Port(hole.Port());
 
-    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), 1500ms);
+    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), 3s);
 }
 
 TEST_F(Share_Failures, OfAServerThatFallsSilentComeInTime) {
@@ -184,7 +184,7 @@ TEST_F(Share_Failures, OfAServerThatFallsSilentComeInTime) {
     EXPECT_EQ(Copy_Error(Samba_Server::Path("huge.bin")), Timed_Out);
 
     freezer.join();
-    EXPECT_LT(Clock::now() - frozen, 1800ms);
+    EXPECT_LT(Clock::now() - frozen, 3s);
     server().Thaw();
     EXPECT_EQ(Stat_Error(Samba_Server::Path("huge.bin")), 0);
 }

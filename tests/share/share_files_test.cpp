@@ -58,15 +58,6 @@ TEST_F(Share_Files, AreCopiedByteForByte) {
     }
 }
 
-TEST_F(Share_Files, OfTwoHundredMegabytesAreCopiedByteForByte) {
-    const std::string content = Random_Bytes(std::size_t{200} << 20);
-    Publish("large.bin", content);
-
-    ASSERT_TRUE(Copy(Samba_Server::Path("large.bin"), target_folder / "copy"));
-
-    EXPECT_TRUE(Content_Of(target_folder / "copy") == content);
-}
-
 TEST_F(Share_Files, AreNotCopiedOverAnExistingTarget) {
     Publish("landscape.xml", "new");
     std::ofstream(target_folder / "copy") << "old";
