@@ -11,8 +11,6 @@ namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-constexpr const char* Program_Name = "qel_share_agent";
-
 /// Full path of the library or program that holds this function; empty when the system does not tell.
 /// The loader would only give the name by which it was loaded, which may be relative to a directory
 /// that has changed since.
@@ -39,18 +37,15 @@ std::string Folder_Of(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 
-bool Is_Program(const std::string& path) {
-    return ::access(path.c_str(), X_OK) == 0;
-}
-
 } // namespace
 
 std::string Find_Agent_Program() {
-    const std::string folder = Folder_Of(Folder_Of(Path_Of_This_Module()));
-    for (const auto& path :
-         {folder + "/libexec/qel/" + Program_Name, std::string(QEL_AGENT_FOLDER "/") + Program_Name}) {
-        if (Is_Program(path)) {
-            return path;
+    const std::string here = Folder_Of(Path_Of_This_Module());
+    for (const std::string& folder :
+         {here + "/../libexec/qel", here + "/" QEL_AGENT_FROM_LIBRARY, std::string(QEL_AGENT_FOLDER)}) {
+        std::string program = folder + "/qel_share_agent";
+        if (::access(program.c_str(), X_OK) == 0) {
+            return program;
         }
     }
     return {};

@@ -1,0 +1,50 @@
+// The command-line tool on a live file server: the shared library finds its agent, and its output is
+// the path of the copy and nothing else.
+
+#include "tests/share/Share_Fixture.h"
+
+#include <cstdio>
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Share_Tool : public Share_Fixture {
+protected:
+    Share_Tool() { fs::create_directory(home / "cache"); }
+
+    /// What the tool writes to its standard output for a request, without the line's end.
+    std::string Get(const std::string& request) const {
+        const std::string command = std::string("'" QEL_TOOL "' --cache-dir '") + (home / "cache").string() +
+                                    "' get '" + request + "' 2> '" + (home / "errors").string() + "'";
+        FILE* const tool = ::popen(command.c_str(), "r");
+        std::string output;
+        for (int letter = std::fgetc(tool); letter != EOF; letter = std::fgetc(tool)) {
+            output += static_cast<char>(letter);
+        }
+        EXPECT_EQ(::pclose(tool), 0) << Content_Of(home / "errors");
+        EXPECT_TRUE(output.ends_with('\n'));
+        return output.substr(0, output.size() - 1);
+    }
+};
+
+TEST_F(Share_Tool, PrintsThePathOfACopyAndCopiesOnlyWhatChanged) {
+    const auto published = Publish("landscape.xml", Random_Bytes(100000));
+    Set_Modification_Time(published, 133497123451234567);
+
+    const std::string copy = Get(Samba_Server::Path("landscape.xml"));
+    EXPECT_EQ(Content_Of(copy), Content_Of(published));
+    EXPECT_EQ(Get(Samba_Server::Path("landscape.xml")), copy);
+
+    Publish("landscape.xml", "changed");
+    const std::string new_copy = Get(Samba_Server::Path("landscape.xml"));
+    EXPECT_NE(new_copy, copy);
+    EXPECT_EQ(Content_Of(new_copy), "changed");
+    EXPECT_FALSE(fs::exists(copy));
+}
+
+} // namespace
+
+} // namespace QEL::Tests
