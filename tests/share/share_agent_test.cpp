@@ -25,45 +25,9 @@ using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
 using FrontEnd::OSWRAPI::IOSWrapper;
 
-/// The running processes of the agent's program.
-std::set<int> Agents() {
-    const std::string program = fs::canonical(Find_Agent_Program()).string();
-    std::set<int> agents;
-    for (const auto& process : fs::directory_iterator("/proc")) {
-        const std::string name = process.path().filename().string();
-        int id = 0;
-        std::error_code unreadable;
-        if (std::from_chars(name.data(), name.data() + name.size(), id).ec == std::errc() &&
-            fs::read_symlink(process.path() / "exe", unreadable) == program) {
-            agents.insert(id);
-        }
-    }
-    return agents;
-}
-
-/// The agents that were not there before.
-std::set<int> Agents_Besides(const std::set<int>& earlier) {
-    std::set<int> agents = Agents();
-    for (const int agent : earlier) {
-        agents.erase(agent);
-    }
-    return agents;
-}
-
-bool End_Within(const std::set<int>& agents, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    for (;;) {
-        std::set<int> left;
-        for (const int agent : Agents()) {
-            if (agents.count(agent) != 0) {
-                left.insert(agent);
-            }
-        }
-        if (left.empty() || std::chrono::steady_clock::now() > end) {
-            return left.empty();
-        }
-        std::this_thread::sleep_for(10ms);
-    }
+std::string Text_Of(const fs::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 std::size_t Open_Descriptors() {
@@ -73,6 +37,31 @@ std::size_t Open_Descriptors() {
 
 class Share_Agent_Test : public Share_Fixture {
 protected:
+    /// The running agents that this test started: they know its home.
+    std::set<int> Agents() const {
+        const std::string program = fs::canonical(Find_Agent_Program()).string();
+        std::set<int> agents;
+        for (const auto& process : fs::directory_iterator("/proc")) {
+            const std::string name = process.path().filename().string();
+            int id = 0;
+            std::error_code unreadable;
+            if (std::from_chars(name.data(), name.data() + name.size(), id).ec == std::errc() &&
+                fs::read_symlink(process.path() / "exe", unreadable) == program &&
+                Text_Of(process.path() / "environ").find("HOME=" + home.string() + '\0') != std::string::npos) {
+                agents.insert(id);
+            }
+        }
+        return agents;
+    }
+
+    bool Have_Ended_Within(std::chrono::milliseconds limit) const {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        while (!Agents().empty() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(10ms);
+        }
+        return Agents().empty();
+    }
+
     Share_Settings Settings_For_Port(int port) {
         Share_Settings settings;
         settings.port = static_cast<std::uint16_t>(port);
@@ -102,7 +91,6 @@ protected:
 };
 
 TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
-    const std::set<int> earlier = Agents();
     std::ofstream(home / "local") << "content";
     std::int64_t time = 0;
 
@@ -110,7 +98,7 @@ TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
     EXPECT_NE(os->Copy_File((home / "local").c_str(), (home / "copy").c_str(), 1), 0);
     EXPECT_TRUE(FrontEnd::Util::FileSystem::Path_Exists((home / "local").string()));
 
-    EXPECT_EQ(Agents_Besides(earlier), std::set<int>());
+    EXPECT_EQ(Agents(), std::set<int>());
 }
 
 TEST_F(Share_Agent_Test, KeepsTheSmbLibraryOutOfTheHost) {
@@ -118,26 +106,23 @@ TEST_F(Share_Agent_Test, KeepsTheSmbLibraryOutOfTheHost) {
     std::int64_t time = 0;
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
 
-    std::ifstream mappings("/proc/self/maps");
-    const std::string loaded{std::istreambuf_iterator<char>(mappings), {}};
-    EXPECT_EQ(loaded.find("smbclient"), std::string::npos);
+    EXPECT_THAT(Text_Of("/proc/self/maps"), testing::Not(testing::HasSubstr("smbclient")));
 }
 
 TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
     Publish("file", "content");
-    const std::set<int> earlier = Agents();
     Configure_Server("Timeout = 11\n"); // no agent runs with these settings yet
     std::int64_t time = 0;
 
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
-    const std::set<int> agents = Agents_Besides(earlier);
+    const std::set<int> agents = Agents();
     EXPECT_EQ(agents.size(), 1u);
     EXPECT_NE(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1), 0);
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file", "nothing"), time), 67);
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
 
-    EXPECT_EQ(Agents_Besides(earlier), agents);
+    EXPECT_EQ(Agents(), agents);
 }
 
 TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
@@ -164,23 +149,20 @@ TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
 }
 
 TEST_F(Share_Agent_Test, IsNoChildOfTheHost) {
-    const std::set<int> earlier = Agents();
     const auto agent = Start(Settings_For_Port(server().Port()));
 
-    for (const int id : Agents_Besides(earlier)) {
-        std::ifstream status("/proc/" + std::to_string(id) + "/status");
-        const std::string text{std::istreambuf_iterator<char>(status), {}};
-        EXPECT_THAT(text, testing::HasSubstr("\nPPid:"));
-        EXPECT_THAT(text, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
-    }
+    const std::set<int> agents = Agents();
+    ASSERT_EQ(agents.size(), 1u);
+    const std::string status = Text_Of("/proc/" + std::to_string(*agents.begin()) + "/status");
+    EXPECT_THAT(status, testing::HasSubstr("\nPPid:"));
+    EXPECT_THAT(status, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
 }
 
 TEST_F(Share_Agent_Test, InheritsNothingThatItsHostHasOpen) {
     directory.Write("open", "");
     const int inheritable = ::open((home / "open").c_str(), O_RDONLY); // NOLINT: not closed on exec, on purpose
-    const std::set<int> earlier = Agents();
     const auto agent = Start(Settings_For_Port(server().Port()));
-    const std::set<int> agents = Agents_Besides(earlier);
+    const std::set<int> agents = Agents();
     ASSERT_EQ(agents.size(), 1u);
 
     const fs::path process = "/proc/" + std::to_string(*agents.begin());
@@ -192,37 +174,33 @@ TEST_F(Share_Agent_Test, InheritsNothingThatItsHostHasOpen) {
 }
 
 TEST_F(Share_Agent_Test, EndsWithItsHost) {
-    const std::set<int> earlier = Agents();
     auto agent = Start(Settings_For_Port(server().Port()));
-    const std::set<int> agents = Agents_Besides(earlier);
-    EXPECT_EQ(agents.size(), 1u);
+    EXPECT_EQ(Agents().size(), 1u);
 
     agent.reset();
 
-    EXPECT_TRUE(End_Within(agents, 2s));
+    EXPECT_TRUE(Have_Ended_Within(2s));
 }
 
 TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
     const Black_Hole hole; // the SMB library waits 5 s, whatever its time-out
-    const std::set<int> earlier = Agents();
     const auto agent = Start(Settings_For_Port(hole.Port()));
-    const std::set<int> agents = Agents_Besides(earlier);
-    EXPECT_EQ(agents.size(), 1u);
+    EXPECT_EQ(Agents().size(), 1u);
 
     const auto outcome = agent->Ask(*Stat_Request(200), -1, In(200ms));
 
     EXPECT_EQ(outcome.error, 121u);
     EXPECT_FALSE(outcome.is_agent_good);
-    EXPECT_TRUE(End_Within(agents, 3s));
+    EXPECT_TRUE(Have_Ended_Within(3s));
 }
 
 TEST_F(Share_Agent_Test, LivesOnBetweenItsOperations) {
     Publish("file", "content");
     const auto agent = Start(Settings_For_Port(server().Port()));
-    const auto request = Stat_Request(200);
+    const auto request = Stat_Request(1000);
 
     EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
-    std::this_thread::sleep_for(900ms);
+    std::this_thread::sleep_for(1700ms);
 
     EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
 }
@@ -234,7 +212,7 @@ TEST_F(Share_Agent_Test, ReadsNoMoreThanItIsAskedFor) {
     request->operation = Agent_Protocol::Operation::Read;
     for (const std::uint64_t limit : {3u, 65536u, 100000u}) {
         request->byte_limit = limit;
-        const File_Descriptor target(::open(home.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+        const File_Descriptor target(::open((home / "head").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
 
         EXPECT_EQ(agent->Ask(*request, target.Get(), In(5s)).error, 0u);
 
@@ -246,15 +224,14 @@ TEST_F(Share_Agent_Test, ReadsNoMoreThanItIsAskedFor) {
 
 TEST_F(Share_Agent_Test, IsReplacedWhenItHasEnded) {
     Publish("file", "content");
-    const std::set<int> earlier = Agents();
     Configure_Server("Timeout = 12\n"); // no agent runs with these settings yet
     std::int64_t time = 0;
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
-    const std::set<int> agents = Agents_Besides(earlier);
+    const std::set<int> agents = Agents();
     ASSERT_EQ(agents.size(), 1u);
 
     ::kill(*agents.begin(), SIGKILL);
-    ASSERT_TRUE(End_Within(agents, 2s));
+    ASSERT_TRUE(Have_Ended_Within(2s));
 
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
 }
