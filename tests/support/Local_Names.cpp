@@ -21,7 +21,7 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
     ++Local_Names::look_ups;
     const std::string_view host(name);
     if (host == "hanging.invalid") {
-        std::this_thread::sleep_for(std::chrono::seconds(2));
+        std::this_thread::sleep_for(std::chrono::seconds(20));
     }
     if (host.ends_with(".test")) {
         return s_system_function("127.0.0.1", service, hints, result);

@@ -7,7 +7,7 @@ namespace QEL::Tests {
 /// The names of hosts as the test programs see them: linking Local_Names.cpp replaces the name
 /// service of the whole program.
 ///
-/// Names under ".test" are 127.0.0.1; "hanging.invalid" has an answer after two seconds; no other name
+/// Names under ".test" are 127.0.0.1; "hanging.invalid" has an answer after twenty seconds; no other name
 /// exists. Nothing leaves the machine.
 struct Local_Names {
     static inline std::atomic<int> look_ups = 0; ///< so far

@@ -238,8 +238,7 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
     }
     if (Is_Interim(status)) {
         m_Answer.headers.Clear();
-        return ++m_Interim_Answers <= Most_Interim_Answers ||
-               Refuse(Error_Http_Invalid_Server_Response, "sent interim answers without end");
+        return true;
     }
     return On_Headers_End();
 }

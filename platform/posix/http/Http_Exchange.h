@@ -36,9 +36,6 @@ inline constexpr std::int64_t Slowest_Body_Rate = 1024;
 /// Headers of all kinds that an answer may have, interim answers and trailers included.
 inline constexpr std::size_t Largest_Headers = 256 * 1024;
 
-/// Interim answers (status 1xx) before the answer proper.
-inline constexpr int Most_Interim_Answers = 16;
-
 struct Http_Answer {
     long status = 0;
     Answer_Headers headers;
@@ -121,7 +118,6 @@ private:
     bool m_Has_Headers = false;
 
     std::size_t m_Header_Bytes = 0;
-    int m_Interim_Answers = 0;
     std::optional<Step> m_Timed_Out_Step;
     std::optional<Http_Failure> m_Refusal;
     std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};
