@@ -307,6 +307,14 @@ TEST_F(Sweep, OfAMissingDirectoryDoesNothing) {
     EXPECT_EQ(os->calls.size(), 1U) << "the directory itself is not asked for";
 }
 
+TEST_F(Sweep, BeforeADirectoryIsSetSearchesTheRootAlone) {
+    const std::string pattern = Pattern().substr(cache_directory.size() + 1);
+    cache.m_Cache_Directory.clear();
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(\\" + pattern + ")"));
+    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
+}
+
 TEST_F(Sweep, RunsOnceMoreInACopyThatWasMadeBeforeIt) {
     QEL::FrontEnd::FileCache::CFileCache before(cache);
     cache.Cleanup_Obsolete_Cached_Files();
