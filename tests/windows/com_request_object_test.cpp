@@ -107,6 +107,13 @@ TEST_F(Com_Request, ReadsAChunkedBody) {
     EXPECT_EQ(Body(), "hello world");
 }
 
+TEST_F(Com_Request, FailsOnABodyThatEndsEarly) {
+    Get("/short");
+    EXPECT_EQ(Status(), 200);
+    Response_Body body;
+    EXPECT_EQ(static_cast<std::uint32_t>(request->Get_Response_Body(body)), 0x80072EFEU);
+}
+
 TEST_F(Com_Request, FollowsRedirects) {
     Get("/redirects/3");
     EXPECT_EQ(Status(), 200);

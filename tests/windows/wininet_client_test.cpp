@@ -1,3 +1,4 @@
+#include "platform/windows/http/Http_Exchange.h"
 #include "tests/platform/support/windows/Overridden_Root.h"
 #include "util/http/HttpClient.h"
 
@@ -22,6 +23,7 @@ using namespace std::string_view_literals;
 using FrontEnd::Util::HttpWinInet::Http_Get;
 using FrontEnd::Util::HttpWinInet::Http_Head;
 using FrontEnd::Util::HttpWinInet::HttpClient;
+namespace Platform = FrontEnd::Platform;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -102,6 +104,32 @@ TEST_F(Wininet_Client, ReadsAChunkedBody) {
 
 TEST_F(Wininet_Client, FailsOnABodyThatEndsEarly) {
     EXPECT_EQ(Send(Url("/short")), 12030U);
+}
+
+TEST_F(Wininet_Client, FailsOnAnAnswerThatIsNoHttp) {
+    EXPECT_EQ(Send(Url("/garbage")), 12152U);
+}
+
+TEST(Wininet_Exchange, GivesUpOnASilentServer) {
+    Platform::Http_Order order;
+    order.connect_timeout = 5000;
+    order.receive_timeout = 300;
+    Platform::Http_Exchange exchange;
+    const DWORD begin = GetTickCount();
+    EXPECT_FALSE(exchange.Send(std::getenv("QEL_TEST_HTTP") + std::string("/silent"), order));
+    EXPECT_LT(GetTickCount() - begin, 1500U);
+}
+
+TEST(Wininet_Exchange, GivesUpOnABodyThatDoesNotGoOn) {
+    Platform::Http_Order order;
+    order.connect_timeout = 5000;
+    order.receive_timeout = 300;
+    Platform::Http_Exchange exchange;
+    EXPECT_TRUE(exchange.Send(std::getenv("QEL_TEST_HTTP") + std::string("/silent-body"), order));
+    const DWORD begin = GetTickCount();
+    std::string body;
+    EXPECT_FALSE(exchange.Read_Body(body));
+    EXPECT_LT(GetTickCount() - begin, 1500U);
 }
 
 TEST_F(Wininet_Client, NeitherCachesNorKeepsCookies) {

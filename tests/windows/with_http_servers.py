@@ -22,6 +22,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import urllib.parse
 
 LAST_MODIFIED = "Wed, 21 Oct 2015 07:28:00 GMT"
@@ -60,6 +61,17 @@ class Answers(http.server.BaseHTTPRequestHandler):
             self.answer(200, {"Transfer-Encoding": "chunked"}, b"5\r\nhello\r\n6\r\n world\r\n0\r\n\r\n")
         elif parts[0] == "short":
             self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
+            self.close_connection = True
+        elif parts[0] == "silent":
+            time.sleep(2)
+            self.close_connection = True
+        elif parts[0] == "silent-body":
+            self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
+            self.wfile.flush()
+            time.sleep(2)
+            self.close_connection = True
+        elif parts[0] == "garbage":
+            self.wfile.write(b"This is no HTTP.")
             self.close_connection = True
         elif parts[0] == "count":
             # A cache would be allowed to keep this answer.

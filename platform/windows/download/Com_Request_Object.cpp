@@ -1,6 +1,7 @@
 #include "filecache/download/IRequest_Object.h"
 
 #include "platform/windows/download/Xml_Http_Interfaces.h"
+#include "platform/windows/http/Announced_Length.h"
 #include "platform/windows/owners/Bstr.h"
 #include "platform/windows/owners/Com_Pointer.h"
 #include "platform/windows/owners/Variant.h"
@@ -104,7 +105,7 @@ public:
         locked->accessed = !Failed(body.access_result);
         body.data = static_cast<const char*>(data);
         body.lock = locked;
-        return result;
+        return Is_Cut_Short(body) ? HRESULT_FROM_WIN32(ERROR_INTERNET_CONNECTION_ABORTED) : result;
     }
 
     std::string Error_Description(Request_Interface failed_interface) override {
@@ -123,6 +124,19 @@ public:
     }
 
 private:
+    /// True when the connection ended before the announced length, which the object may take for the
+    /// end of the body.
+    bool Is_Cut_Short(const Response_Body& body) {
+        std::string content_length;
+        std::string content_encoding;
+        if (Failed(Get_Response_Header("Content-Length", content_length)) ||
+            Failed(Get_Response_Header("Content-Encoding", content_encoding)) || !content_encoding.empty()) {
+            return false;
+        }
+        const std::int64_t length = std::int64_t{body.upper_bound} - body.lower_bound + 1;
+        return Platform::Announced_Length(content_length).value_or(0) > static_cast<std::uint64_t>(length);
+    }
+
     bool Supports_Error_Info(Request_Interface failed_interface) {
         Com_Pointer<ISupportErrorInfo> support;
         if (Failed(m_Request->QueryInterface(IID_ISupportErrorInfo, support.Receive_Untyped()))) {

@@ -59,6 +59,9 @@ std::string Redirect_Target(const std::string& url, const Http_Exchange& exchang
 /// The last error as the answer to a failed request: a number that no HTTP status is taken for.
 DWORD Transport_Error() {
     const DWORD error = GetLastError();
+    if (error == WSAETIMEDOUT) {
+        return ERROR_INTERNET_TIMEOUT;
+    }
     return HttpClient::IsErrorInRange(error) ? error : ERROR_INTERNET_INTERNAL_ERROR;
 }
 

@@ -1,18 +1,17 @@
 #include "platform/windows/http/Http_Exchange.h"
 
+#include "platform/windows/http/Announced_Length.h"
 #include "platform/windows/http/Http_Url.h"
 #include "platform/windows/http/Server_Certificate.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-constexpr DWORD Send_Timeout = 30000;
-constexpr DWORD Receive_Timeout = 30000;
+constexpr DWORD Send_Timeout = 30000; // milliseconds
 
 // An authority that nobody knows, another host's name, a date out of range, and a revocation list
 // that cannot be had: a certificate of one's own making mostly has several of them at once.
@@ -46,11 +45,7 @@ bool Http_Exchange::Send(const std::string& url_text, const Http_Order& order) {
         return false;
     }
     m_Session = Internet_Handle(InternetOpenA("QELFileCache/1.0", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
-    // The client would try five times otherwise, each with the whole time-out.
-    if (!m_Session.Is_Open() || !Set_Option(m_Session, INTERNET_OPTION_CONNECT_RETRIES, 1) ||
-        !Set_Option(m_Session, INTERNET_OPTION_CONNECT_TIMEOUT, order.connect_timeout) ||
-        !Set_Option(m_Session, INTERNET_OPTION_SEND_TIMEOUT, Send_Timeout) ||
-        !Set_Option(m_Session, INTERNET_OPTION_RECEIVE_TIMEOUT, Receive_Timeout)) {
+    if (!m_Session.Is_Open()) {
         return false;
     }
     m_Connection = Internet_Handle(
@@ -61,7 +56,11 @@ bool Http_Exchange::Send(const std::string& url_text, const Http_Order& order) {
     std::array<const char*, 2> any_type = {"*/*", nullptr};
     m_Request = Internet_Handle(HttpOpenRequestA(m_Connection.Get(), order.method, url->object.c_str(), nullptr,
                                                  nullptr, any_type.data(), Request_Flags(url->secure), 0));
-    if (!m_Request.Is_Open()) {
+    // The client would try five times otherwise, each with the whole time-out.
+    if (!m_Request.Is_Open() || !Set_Option(m_Request, INTERNET_OPTION_CONNECT_RETRIES, 1) ||
+        !Set_Option(m_Request, INTERNET_OPTION_CONNECT_TIMEOUT, order.connect_timeout) ||
+        !Set_Option(m_Request, INTERNET_OPTION_SEND_TIMEOUT, Send_Timeout) ||
+        !Set_Option(m_Request, INTERNET_OPTION_RECEIVE_TIMEOUT, order.receive_timeout)) {
         return false;
     }
     if (order.ignore_certificate_errors && url->secure && !Ignore_Certificate_Errors(m_Request)) {
@@ -71,9 +70,14 @@ bool Http_Exchange::Send(const std::string& url_text, const Http_Order& order) {
         return false;
     }
     if (url->secure && !order.ignore_certificate_errors) {
-        const DWORD fault = Certificate_Fault(m_Request, url->host);
-        SetLastError(fault);
-        return fault == ERROR_SUCCESS;
+        if (const DWORD fault = Certificate_Fault(m_Request, url->host); fault != ERROR_SUCCESS) {
+            SetLastError(fault);
+            return false;
+        }
+    }
+    if (Status() == 0) {
+        SetLastError(ERROR_HTTP_INVALID_SERVER_RESPONSE);
+        return false;
     }
     return true;
 }
@@ -114,10 +118,7 @@ bool Http_Exchange::Read_Body(std::string& body) const {
         body.append(block.data(), length);
     } while (length > 0);
 
-    const std::string announced = Header("Content-Length");
-    std::uint64_t announced_length = 0;
-    const auto [end, error] = std::from_chars(announced.data(), announced.data() + announced.size(), announced_length);
-    if (error == std::errc() && end == announced.data() + announced.size() && announced_length != body.size()) {
+    if (Announced_Length(Header("Content-Length")).value_or(body.size()) != body.size()) {
         SetLastError(ERROR_INTERNET_CONNECTION_ABORTED);
         return false;
     }

@@ -9,7 +9,8 @@ namespace QEL::FrontEnd::Platform {
 /// How one request is made.
 struct Http_Order {
     const char* method = "GET";
-    DWORD connect_timeout = 0; ///< milliseconds
+    DWORD connect_timeout = 0;     ///< milliseconds
+    DWORD receive_timeout = 30000; ///< milliseconds to wait for one packet
     bool ignore_certificate_errors = false;
 };
 
