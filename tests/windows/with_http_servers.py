@@ -12,9 +12,12 @@ The command finds the servers in its environment. Each value is a URL without a 
     QEL_TEST_HTTPS_EXPIRED      of the test authority, out of date
     QEL_TEST_HTTPS_UNKNOWN_CA   of an authority that nobody knows
 
-QEL_TEST_CA is the path of the test authority's certificate (DER). The exit status is the command's.
+QEL_TEST_CA is the path of the test authority's certificate (DER). QEL_TEST_FILES is a directory whose
+files the servers hand out at their root; each request appends its method and path to the file that
+QEL_TEST_REQUESTS names. The exit status is the command's.
 """
 
+import email.utils
 import http.server
 import os
 import ssl
@@ -33,6 +36,8 @@ class Answers(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     requests_for_count = 0
     revocation_list = b""
+    files = ""
+    request_log = ""
 
     def log_message(self, *_):
         pass
@@ -47,7 +52,22 @@ class Answers(http.server.BaseHTTPRequestHandler):
         if self.command != "HEAD":
             self.wfile.write(body)
 
+    def answer_with_file(self, name):
+        path = os.path.join(Answers.files, name)
+        try:
+            with open(path, "rb") as file:
+                content = file.read()
+        except OSError:
+            self.answer(404, {"Content-Type": "text/html"}, b"<html>not found</html>")
+            return
+        content_type = {".xml": "application/xml", ".txt": "text/plain"}.get(os.path.splitext(name)[1])
+        headers = {"Content-Type": content_type} if content_type else {}
+        headers["Last-Modified"] = email.utils.formatdate(os.stat(path).st_mtime, usegmt=True)
+        self.answer(200, headers, content)
+
     def do_GET(self):
+        with open(Answers.request_log, "a", encoding="ascii") as log:
+            log.write(f"{self.command} {self.path}\n")
         url = urllib.parse.urlsplit(self.path)
         parts = url.path.strip("/").split("/")
         if parts[0] == "landscape":
@@ -91,7 +111,7 @@ class Answers(http.server.BaseHTTPRequestHandler):
         elif parts[0] == "redirect-to":
             self.answer(int(parts[1]), {"Location": urllib.parse.unquote(url.query)})
         else:
-            self.answer(404, {})
+            self.answer_with_file(parts[-1])
 
     do_HEAD = do_GET
 
@@ -145,6 +165,11 @@ def main():
     http_server = f"http://127.0.0.1:{serve()}"
     environment = dict(os.environ, QEL_TEST_HTTP=http_server)
     with tempfile.TemporaryDirectory() as directory:
+        Answers.files = os.path.join(directory, "files")
+        os.mkdir(Answers.files)
+        Answers.request_log = os.path.join(directory, "requests")
+        environment["QEL_TEST_FILES"] = Answers.files
+        environment["QEL_TEST_REQUESTS"] = Answers.request_log
         authority = os.path.join(directory, "authority")
         unknown_authority = os.path.join(directory, "unknown")
         make_authority(authority)

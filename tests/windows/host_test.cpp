@@ -1,0 +1,220 @@
+// The DLL as a host meets it: COM, text mode, shares, read-only files, exceptions.
+
+#include "tests/windows/Host_Fixture.h"
+
+#include <algorithm>
+#include <new>
+#include <thread>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::FileCache::CFileCache;
+using FrontEnd::FileCache::IFileCache;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+class Host : public Host_Fixture {};
+
+TEST_F(Host, GetsACopyOfAFileOfTheWebServer) {
+    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    const Served served = Get(Url("/landscape.xml"));
+    EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
+    EXPECT_THAT(served.path, testing::EndsWith(".xml"));
+    EXPECT_FALSE(served.download_error);
+    EXPECT_EQ(served.http_error, 0);
+    EXPECT_EQ(Content(served.path), "<landscape/>");
+}
+
+TEST_F(Host, IsServedUnaskedWithinTheExpiryPeriod) {
+    Set_Expiry_Minutes(60);
+    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    const std::string path = Get(Url("/landscape.xml")).path;
+    EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml"));
+    EXPECT_EQ(Get(Url("/landscape.xml")).path, path);
+    Restart_Host();
+    EXPECT_EQ(Get(Url("/landscape.xml")).path, path);
+    EXPECT_THAT(Requests(), IsEmpty());
+}
+
+TEST_F(Host, IsServedTheSameCopyOfAnUnchangedFile) {
+    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    const std::string path = Get(Url("/landscape.xml")).path;
+    EXPECT_EQ(Get(Url("/landscape.xml")).path, path);
+    EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml"));
+}
+
+TEST_F(Host, GetsANewCopyOfAChangedFile) {
+    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    const std::string old_path = Get(Url("/landscape.xml")).path;
+    Publish("landscape.xml", "<changed/>", Second_Of_February_2020);
+    const std::string path = Get(Url("/landscape.xml")).path;
+    EXPECT_EQ(Content(path), "<changed/>");
+    EXPECT_FALSE(std::filesystem::exists(old_path));
+    EXPECT_THAT(Names_In_Cache(), SizeIs(2)); // the copy and the metadata file
+}
+
+TEST_F(Host, IsServedTheLastCopyWhileTheServerFails) {
+    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    const std::string path = Get(Url("/landscape.xml")).path;
+    std::filesystem::remove(Here(Variable("QEL_TEST_FILES")) / "landscape.xml");
+    const Served served = Get(Url("/landscape.xml"));
+    EXPECT_EQ(served.path, path);
+    EXPECT_TRUE(served.download_error);
+    EXPECT_EQ(served.http_error, 2);
+}
+
+TEST_F(Host, GetsNoCopyFromAServerThatIsNotTrusted) {
+    const Served served = Get(Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/landscape");
+    EXPECT_EQ(served.path, "");
+    EXPECT_TRUE(served.download_error);
+    EXPECT_EQ(served.http_error, 2);
+}
+
+TEST_F(Host, GetsNoCopyOnAThreadWithoutCom) {
+    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    Served served;
+    std::thread([&] { served = Get(Url("/landscape.xml")); }).join();
+    EXPECT_EQ(served.path, "");
+    EXPECT_TRUE(served.download_error);
+    EXPECT_THAT(Requests(), IsEmpty());
+}
+
+TEST_F(Host, FindsTextWithTheLineEndsOfThePlatform) {
+    Publish("lines.txt", "first\nsecond\n", First_Of_2019);
+    EXPECT_EQ(Content(Get(Url("/lines.txt")).path), "first\r\nsecond\r\n");
+    const std::string metadata = Content(Cache_Directory() + "\\qelfilecache_Metadata.txt");
+    EXPECT_THAT(metadata, StartsWith("QEL Logon Landscape Cache Metadata\r\nversion\r\n2\r\nentries\r\n1\r\n"));
+    EXPECT_THAT(metadata, HasSubstr("\r\n" + Url("/lines.txt") + "\r\n"));
+}
+
+TEST_F(Host, FindsTheTraceWithTheLineEndsOfThePlatform) {
+    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    cache->Get_Cached_File("C:\\missing");
+    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+    const std::string trace = Content(Trace_File());
+    EXPECT_THAT(trace, StartsWith(std::string(80, '*') + "\r\n****"));
+    EXPECT_THAT(trace, HasSubstr(": CALL(url='C:\\missing')\r\n"));
+    EXPECT_THAT(trace, testing::Not(HasSubstr("\r\r")));
+}
+
+/// A directory on the share \\server\share.
+class Host_With_Share : public Host {
+protected:
+    Host_With_Share() : share("\\\\server\\share\\qel_host_" + std::to_string(GetCurrentProcessId())) {
+        std::filesystem::create_directory(share);
+    }
+    ~Host_With_Share() override {
+        for (const auto& entry : std::filesystem::directory_iterator(share)) {
+            SetFileAttributesA(entry.path().string().c_str(), FILE_ATTRIBUTE_NORMAL);
+        }
+        std::filesystem::remove_all(share);
+    }
+
+    std::string Share(const std::string& name, const std::string& content) const {
+        const std::string path = (share / name).string();
+        SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    static bool Is_Read_Only(const std::string& path) {
+        return (GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_READONLY) != 0;
+    }
+
+    const std::filesystem::path share;
+};
+
+TEST_F(Host_With_Share, GetsACopyOfAFileOnTheShare) {
+    const std::string source = Share("landscape.xml", "line\nend");
+    const Served served = Get(source);
+    EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
+    EXPECT_EQ(Content(served.path), "line\nend") << "a copy of a file keeps its bytes";
+    EXPECT_FALSE(served.download_error);
+    EXPECT_EQ(served.file_share_error, 0);
+    EXPECT_EQ(Get(source).path, served.path);
+}
+
+TEST_F(Host_With_Share, NamesAFileOnTheShareByItsUrl) {
+    const std::string source = Share("landscape.xml", "x");
+    std::string url = "file:" + source;
+    std::replace(url.begin(), url.end(), '\\', '/');
+    EXPECT_EQ(Content(Get(url).path), "x");
+    EXPECT_EQ(Get(url).path, Get(source).path);
+}
+
+TEST_F(Host_With_Share, ReplacesTheCopyOfAReadOnlyFile) {
+    const std::string source = Share("landscape.xml", "old");
+    SetFileAttributesA(source.c_str(), FILE_ATTRIBUTE_READONLY);
+    const std::string old_path = Get(source).path;
+    EXPECT_TRUE(Is_Read_Only(old_path));
+
+    Share("landscape.xml", "new");
+    std::filesystem::last_write_time(source, std::chrono::file_clock::from_sys(Second_Of_February_2020));
+    const std::string path = Get(source).path;
+    EXPECT_EQ(Content(path), "new");
+    EXPECT_NE(path, old_path);
+    EXPECT_FALSE(std::filesystem::exists(old_path));
+}
+
+TEST_F(Host_With_Share, ClearsAndPurgesReadOnlyCopies) {
+    const std::string source = Share("landscape.xml", "x");
+    SetFileAttributesA(source.c_str(), FILE_ATTRIBUTE_READONLY);
+    Get(source);
+    EXPECT_TRUE(cache->Clear());
+    EXPECT_THAT(Names_In_Cache(), ElementsAre("qelfilecache_Metadata.txt"));
+    Get(source);
+    EXPECT_THAT(Names_In_Cache(), SizeIs(2));
+    EXPECT_TRUE(cache->Purge_Cache_Folder());
+    EXPECT_THAT(Names_In_Cache(), ElementsAre("qelfilecache_Metadata.txt"));
+    EXPECT_TRUE(std::filesystem::exists(source));
+}
+
+TEST_F(Host_With_Share, IsServedTheLastCopyWhileTheFileIsGone) {
+    const std::string source = Share("landscape.xml", "x");
+    const std::string path = Get(source).path;
+    std::filesystem::remove(source);
+    const Served served = Get(source);
+    EXPECT_EQ(served.path, path);
+    EXPECT_TRUE(served.download_error);
+    EXPECT_EQ(served.file_share_error, 2);
+}
+
+/// Services of a host's own, which run out of memory.
+class Exhausted_Services : public IOSWrapper {
+    int Stat_File(const std::string&, std::int64_t&) override { throw std::bad_alloc(); }
+    std::uint64_t Get_Current_Time() override { throw std::bad_alloc(); }
+    bool File_Exists(const std::string&) override { throw std::bad_alloc(); }
+    bool Delete_File(const std::string&) override { throw std::bad_alloc(); }
+    bool Directory_Exists(const std::string&) override { throw std::bad_alloc(); }
+    FrontEnd::OSWRAPI::Find_Handle FindFirstFile(const char*, FrontEnd::OSWRAPI::Find_Data&) override {
+        throw std::bad_alloc();
+    }
+    int FindNextFile(FrontEnd::OSWRAPI::Find_Handle, FrontEnd::OSWRAPI::Find_Data&) override { throw std::bad_alloc(); }
+    void FindClose(FrontEnd::OSWRAPI::Find_Handle) override {}
+    int Get_Drive_Number(const char*) override { throw std::bad_alloc(); }
+    unsigned int Get_Drive_Type(const char*) override { throw std::bad_alloc(); }
+    int Copy_File(const char*, const char*, int) override { throw std::bad_alloc(); }
+    std::uint32_t Read_Registry_Int(int, const std::string&, const std::string&) override { throw std::bad_alloc(); }
+};
+
+TEST(Host_Services, MayThrowThroughTheLibrary) {
+    CFileCache cache(std::make_shared<Exhausted_Services>());
+    EXPECT_THROW(cache.Set_Cache_Directory("C:\\"), std::bad_alloc);
+}
+
+TEST(Host_Instance, IsOneForTheProcess) {
+    const std::shared_ptr<IFileCache> instance = IFileCache::Instance();
+    ASSERT_NE(instance, nullptr);
+    EXPECT_EQ(IFileCache::Instance(), instance);
+    EXPECT_EQ(instance->Get_Msg_Separator(), std::string(39, '='));
+}
+
+} // namespace
+
+} // namespace QEL::Tests
