@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up what is missing, then checks and tests everything.
 #
-#   ./test.sh           all checks; builds and tests for Linux, plain and with sanitizers
+#   ./test.sh           all checks; builds and tests for Linux, plain and with sanitizers,
+#                       and for Windows, under Wine
 #   ./test.sh --quick   all checks; the plain Linux build and its tests only
 #
 # Ends with a summary and a line "N passed, N failed"; exit status 0 when nothing failed.
@@ -118,7 +119,8 @@ if [ "$quick" = no ]; then
     export UBSAN_OPTIONS=print_stacktrace=1
     build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize
 
-    # The Windows build and its tests under Wine belong here.
+    # Some of these tests compare with the Linux program built above.
+    build_and_test "Windows under Wine" windows
 fi
 
 printf '\nSummary\n'

@@ -28,7 +28,7 @@ if ! "$wineserver" -k0 >/dev/null 2>&1; then
         mkdir -p "$WINEPREFIX/dosdevices/unc/server/share"
         touch "$WINEPREFIX/.ready"
     fi
-    "$wineserver" -p60 9>&- </dev/null >/dev/null 2>&1
+    "$wineserver" -p10 9>&- </dev/null >/dev/null 2>&1
     "$wine" wineboot </dev/null >/dev/null 2>&1 9>&-
 fi
 exec 9>&-

@@ -17,6 +17,7 @@ files the servers hand out at their root; each request appends its method and pa
 QEL_TEST_REQUESTS names. The exit status is the command's.
 """
 
+import contextlib
 import email.utils
 import http.server
 import os
@@ -161,9 +162,11 @@ def make_certificate(path, authority, host, days, revocation_list_url):
             "-CAcreateserial", "-days", str(days), "-extfile", path + ".ext", "-out", path + ".pem")
 
 
-def main():
+@contextlib.contextmanager
+def web_servers():
+    """Runs the servers; gives the variables by which a process finds them."""
     http_server = f"http://127.0.0.1:{serve()}"
-    environment = dict(os.environ, QEL_TEST_HTTP=http_server)
+    environment = {"QEL_TEST_HTTP": http_server}
     with tempfile.TemporaryDirectory() as directory:
         Answers.files = os.path.join(directory, "files")
         os.mkdir(Answers.files)
@@ -184,7 +187,13 @@ def main():
             certificate = os.path.join(directory, kind)
             make_certificate(certificate, signer, host, days, http_server + "/revocation-list")
             environment["QEL_TEST_HTTPS_" + kind] = f"https://localhost:{serve(certificate)}"
-        return subprocess.run(sys.argv[1:], env=environment, check=False).returncode
+        yield environment
 
 
-sys.exit(main())
+def main():
+    with web_servers() as environment:
+        return subprocess.run(sys.argv[1:], env=dict(os.environ, **environment), check=False).returncode
+
+
+if __name__ == "__main__":
+    sys.exit(main())

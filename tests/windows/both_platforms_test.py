@@ -1,0 +1,201 @@
+#!/usr/bin/env python3
+"""Runs the programs of both platforms side by side, against the same web server.
+
+    both_platforms_test.py LINUX_PROGRAM WINDOWS_PROGRAM WINE_RUNNER
+"""
+
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from with_http_servers import web_servers
+
+LINUX_PROGRAM, WINDOWS_PROGRAM, WINE_RUNNER = sys.argv[1:4]
+OPTIONS_KEY = r"Software\QEL\QELLogon\Options"
+METADATA = "qelfilecache_Metadata.txt"
+
+
+class Linux:
+    """The Linux program with a configuration of its own."""
+
+    separator = "/"
+
+    def __init__(self, home):
+        self.environment = dict(os.environ, XDG_CONFIG_HOME=home)
+        self.command = [LINUX_PROGRAM]
+
+    @staticmethod
+    def path(path):
+        """A path of this machine as the program takes it."""
+        return path
+
+    def set_expiry_minutes(self, minutes):
+        directory = os.path.join(self.environment["XDG_CONFIG_HOME"], "qel")
+        os.makedirs(directory, exist_ok=True)
+        with open(os.path.join(directory, "qel.ini"), "w", encoding="ascii") as file:
+            file.write(f"[{OPTIONS_KEY}]\nLandscapeCacheExpiryPeriod={minutes}\n")
+
+    def close(self):
+        pass
+
+
+class Windows:
+    """The Windows program under Wine."""
+
+    separator = "\\"
+
+    def __init__(self, _):
+        self.environment = dict(os.environ)
+        self.command = [WINE_RUNNER, WINDOWS_PROGRAM]
+
+    @staticmethod
+    def path(path):
+        return "Z:" + path.replace("/", "\\")
+
+    def registry(self, *arguments):
+        subprocess.run([WINE_RUNNER, "reg", *arguments, "/f"], check=True, stdout=subprocess.DEVNULL)
+
+    def set_expiry_minutes(self, minutes):
+        self.registry("add", "HKCU\\" + OPTIONS_KEY, "/v", "LandscapeCacheExpiryPeriod", "/t", "REG_DWORD", "/d",
+                      str(minutes))
+
+    def close(self):
+        self.set_expiry_minutes(0)
+        self.registry("delete", "HKCU\\" + OPTIONS_KEY, "/v", "LandscapeCacheExpiryPeriod")
+
+
+class BothPlatforms(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.home = directory.name
+        self.platforms = {}
+        for kind in (Linux, Windows):
+            platform = kind(self.home)
+            self.addCleanup(platform.close)
+            platform.set_expiry_minutes(0)
+            self.platforms[kind.__name__] = platform
+
+    def directory(self, name):
+        path = os.path.join(self.home, name)
+        os.makedirs(path, exist_ok=True)
+        return path
+
+    def start(self, platform, cache, *arguments):
+        command = [*platform.command, "--cache-dir", platform.path(cache), *arguments]
+        return subprocess.Popen(command, env=platform.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                text=True)
+
+    def run_program(self, platform, cache, *arguments):
+        """Exit status, standard output and standard error."""
+        process = self.start(platform, cache, *arguments)
+        output, errors = process.communicate(timeout=60)
+        return process.returncode, output, errors
+
+    def requests(self):
+        """The requests that the server has had since the last call."""
+        with open(SERVERS["QEL_TEST_REQUESTS"], "a+", encoding="ascii") as log:
+            log.seek(0)
+            lines = log.read().splitlines()
+            log.truncate(0)
+        return lines
+
+    def publish(self, name, content):
+        with open(os.path.join(SERVERS["QEL_TEST_FILES"], name), "w", encoding="ascii", newline="") as file:
+            file.write(content)
+
+    def test_answer_alike(self):
+        self.publish("landscape.xml", "<landscape/>")
+        urls = [SERVERS["QEL_TEST_HTTP"] + path
+                for path in ("/landscape.xml", "/redirects/3", "/missing.xml", "/empty", "/status/500", "/chunked")]
+        answers = {}
+        for name, platform in self.platforms.items():
+            rounds = []
+            for _ in range(2):
+                status, output, _errors = self.run_program(platform, self.directory("answers " + name), "get", "--json",
+                                                           *urls)
+                answer = json.loads(output)
+                for request in answer:
+                    request["path"] = os.path.splitext(request["path"])[1]
+                rounds.append((status, answer, self.requests()))
+            answers[name] = rounds
+        self.assertEqual(answers["Windows"], answers["Linux"])
+        self.assertEqual([request["path"] for request in answers["Linux"][0][1]],
+                         [".xml", ".txt", "", ".txt", "", ".txt"])
+
+    def move(self, cache, writer, reader):
+        """What whoever moves a cache directory to the other platform does: the paths in it change."""
+        metadata = os.path.join(cache, METADATA)
+        with open(metadata, encoding="ascii", newline="") as file:
+            text = file.read()
+        old = writer.path(cache) + writer.separator
+        self.assertIn(old, text)
+        with open(metadata, "w", encoding="ascii", newline="") as file:
+            file.write(text.replace(old, reader.path(cache) + reader.separator))
+        return text
+
+    def check_move(self, writer, reader, line_end):
+        self.publish("landscape.xml", "<landscape/>")
+        self.publish("lines.txt", "first\nsecond\n")
+        urls = [SERVERS["QEL_TEST_HTTP"] + path for path in ("/landscape.xml", "/lines.txt")]
+        cache = self.directory("moved")
+        self.assertEqual(self.run_program(writer, cache, "get", *urls)[0], 0)
+        self.assertEqual(self.requests(), ["GET /landscape.xml", "GET /lines.txt"])
+
+        text = self.move(cache, writer, reader)
+        self.assertEqual(set(re.findall("\r?\n", text)), {line_end})
+        reader.set_expiry_minutes(60)
+        status, output, _errors = self.run_program(reader, cache, "get", *urls)
+        self.assertEqual(status, 0)
+        self.assertEqual(self.requests(), [])
+        for path in output.splitlines():
+            self.assertTrue(path.startswith(reader.path(cache) + reader.separator), path)
+
+        # With a change the reader writes the file in its own way, and everything is still there.
+        reader.set_expiry_minutes(0)
+        self.assertEqual(self.run_program(reader, cache, "get", *urls), (0, output, ""))
+        self.assertEqual(self.requests(), ["HEAD /landscape.xml", "HEAD /lines.txt"])
+        self.move(cache, reader, writer)
+        writer.set_expiry_minutes(60)
+        self.assertEqual(self.run_program(writer, cache, "get", *urls)[0], 0)
+        self.assertEqual(self.requests(), [])
+
+    def test_cache_of_windows_goes_on_on_linux(self):
+        self.check_move(self.platforms["Windows"], self.platforms["Linux"], "\r\n")
+
+    def test_cache_of_linux_goes_on_on_windows(self):
+        self.check_move(self.platforms["Linux"], self.platforms["Windows"], "\n")
+
+    def test_processes_trace_into_one_directory_at_once(self):
+        self.publish("landscape.xml", "<landscape/>")
+        requests = [SERVERS["QEL_TEST_HTTP"] + "/landscape.xml"] * 20
+        for name, platform in self.platforms.items():
+            traces = self.directory("traces " + name)
+            processes = [self.start(platform, self.directory(f"{name} {number}"), "--trace-level", "4", "--trace-dir",
+                                    platform.path(traces), "get", *requests) for number in range(3)]
+            for process in processes:
+                _output, errors = process.communicate(timeout=120)
+                self.assertEqual((process.returncode, errors), (0, ""), name)
+
+            files = sorted(os.listdir(traces))
+            self.assertEqual(len(files), len(processes))
+            for file_name in files:
+                self.assertRegex(file_name, r"^qelfilecache_\d{4,}\.trc$")
+                with open(os.path.join(traces, file_name), encoding="ascii") as file:
+                    trace = file.read()
+                self.assertTrue(trace.startswith("*" * 80 + "\n"), file_name)
+                self.assertEqual(trace.count("QEL SE, Trace File"), 1)
+                self.assertEqual(len(re.findall(r"Get_Cached_File_and_Status\[\w+\]/\d+: CALL", trace)), len(requests))
+                lines = trace.split("\n\n", 1)[1].splitlines()
+                thread_ids = {match[1] for match in (re.match(r"TID: (\d+), QEL::", line) for line in lines) if match}
+                self.assertEqual(len(thread_ids), 1, "another process wrote into " + file_name)
+
+
+if not os.path.exists(LINUX_PROGRAM):
+    sys.exit(f"{LINUX_PROGRAM} is missing. Build it first: cmake --preset linux && cmake --build --preset linux")
+with web_servers() as SERVERS:
+    unittest.main(argv=sys.argv[:1])
