@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -242,6 +243,21 @@ TEST(Sigpipe, IsKeptFromTheThreadAndForgottenAtTheEnd) {
 
     EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+}
+
+TEST(Sigpipe, OfTheHostIsLeftPending) {
+    sigset_t sigpipe;
+    sigemptyset(&sigpipe);
+    sigaddset(&sigpipe, SIGPIPE);
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
+    raise(SIGPIPE);
+    { const Sigpipe_Guard guard; }
+    const timespec no_wait{};
+
+    EXPECT_EQ(sigtimedwait(&sigpipe, nullptr, &no_wait), SIGPIPE);
+
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 } // namespace
