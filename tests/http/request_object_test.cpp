@@ -63,6 +63,7 @@ TEST_F(Request_Object, DescribesAnEmptyBody) {
     EXPECT_EQ(body.lower_bound, 0);
     EXPECT_EQ(body.upper_bound, -1);
     EXPECT_EQ(body.access_result, 0);
+    EXPECT_NE(body.data, nullptr);
 }
 
 TEST_F(Request_Object, LeavesABodyToWhoeverHoldsIt) {

@@ -23,7 +23,8 @@ public:
     /// False when there is no memory; the buffer is as before then.
     [[nodiscard]] bool Append(std::string_view bytes);
 
-    const char* Data() const { return m_Bytes.get(); }
+    /// Never null.
+    const char* Data() const { return m_Bytes != nullptr ? m_Bytes.get() : ""; }
     std::size_t Size() const { return m_Size; }
 
 private:

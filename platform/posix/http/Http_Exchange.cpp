@@ -179,8 +179,6 @@ Http_Exchange::Limit Http_Exchange::Next_Limit() {
 }
 
 bool Http_Exchange::Is_Request_Taken() const {
-    long sent = 0;
-    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_REQUEST_SIZE, &sent);
     fd_set readable;
     fd_set writable;
     fd_set exceptional;
@@ -189,9 +187,6 @@ bool Http_Exchange::Is_Request_Taken() const {
     FD_ZERO(&exceptional);
     int connection = -1; // the only descriptor of the sets, when it fits into one
     curl_multi_fdset(m_Connection.Multi(), &readable, &writable, &exceptional, &connection);
-    if (sent == 0 || (connection >= 0 && FD_ISSET(connection, &writable))) {
-        return false;
-    }
     int unacknowledged = 0;
     return connection < 0 || ioctl(connection, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0;
 }
