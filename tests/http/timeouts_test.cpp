@@ -116,6 +116,23 @@ TEST(Receive_Timeout, EndsAHandshakeAndAnAnswerThatDoNotCome) {
     }
 }
 
+TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
+    const Misbehaving_Server server(
+        [](Server_Connection& client) {
+            client.Pause(300ms);
+            client.Read_Request();
+            client.Wait_For_Client_To_Go();
+        },
+        Misbehaving_Server::Smallest_Receive_Buffer);
+
+    const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), Short_Receive);
+
+    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+    EXPECT_THAT(outcome.description, HasSubstr("did not answer in time"));
+    EXPECT_GE(outcome.elapsed, 600ms);
+    EXPECT_LT(outcome.elapsed, 5s);
+}
+
 TEST(Receive_Timeout, LetsASlowBodyPassThatKeepsComing) {
     const Misbehaving_Server server([](Server_Connection& client) {
         client.Read_Request();
