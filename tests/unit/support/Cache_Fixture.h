@@ -43,11 +43,14 @@ protected:
         directory = std::filesystem::temp_directory_path() / name;
         std::filesystem::create_directories(directory);
         cache_directory = directory.string();
+        // What a cache with a made-up directory writes lands here and goes with the test.
+        std::filesystem::current_path(directory);
         Recorded_Trace::Forget();
     }
 
     ~Cache_Fixture() override {
         std::error_code ignored;
+        std::filesystem::current_path(m_Previous_Directory, ignored);
         std::filesystem::remove_all(directory, ignored);
     }
 
@@ -105,6 +108,7 @@ private:
     Fresh_Script m_Fresh_Script;
 
 protected:
+    std::filesystem::path m_Previous_Directory = std::filesystem::current_path();
     std::filesystem::path directory;
     std::string cache_directory;
     std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();
