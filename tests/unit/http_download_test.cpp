@@ -212,6 +212,18 @@ TEST_F(Http_Download, TakesTheGreatestUpperBound) {
     };
     EXPECT_EQ(Download(), Copy_Path());
     EXPECT_EQ(Content(Copy_Path()), body.substr(0, 3));
+    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = 2147483645, ubound = -2147483648\n").front()));
+}
+
+TEST_F(Http_Download, TakesCrossedBoundsForAnEmptyBody) {
+    Script().change_body = [this](Response_Body& claimed) {
+        claimed.data = body.data();
+        claimed.lower_bound = 4;
+        claimed.upper_bound = -4;
+    };
+    EXPECT_EQ(Download(), Copy_Path());
+    EXPECT_EQ(Content(Copy_Path()), "");
+    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = 4, ubound = -3\n").front()));
 }
 
 TEST_F(Http_Download, TreatsPositiveResultsAsSuccess) {
@@ -815,6 +827,25 @@ INSTANTIATE_TEST_SUITE_P(Modes, Http_Download_Mode,
                                          Mode_Case{1, {}, false, true, true, true},
                                          Mode_Case{2, {}, true, false, false, false},
                                          Mode_Case{7, {"https://server/landscape.xml"}, false, false, false, false}));
+
+TEST_F(Http_Download, ShowsTheFlagAndTheCodeOfTheFirstAttemptWhereNoSecondOneIsMade) {
+    g_services.cert_mode = 7;
+    download_error = false;
+    Script().status = {12029};
+    Download();
+    EXPECT_EQ(Of({"Process_Inet_URL_By_WinInet"}),
+              Error("Process_Inet_URL_By_WinInet",
+                    "Download_Inet_URL_By_WinInet: ok: 0, download_error: 1, m_errHTTPFileDownLoad: 2.\n"));
+    Forget();
+    download_error = false;
+    cache.m_errHTTPFileDownLoad = 0;
+    Script().send = Certificate_Error; // the flag is left to the end of the download
+    Download();
+    EXPECT_EQ(Of({"Process_Inet_URL_By_WinInet"}),
+              Error("Process_Inet_URL_By_WinInet",
+                    "Download_Inet_URL_By_WinInet: ok: 0, download_error: 0, m_errHTTPFileDownLoad: 2.\n"));
+    EXPECT_TRUE(download_error);
+}
 
 TEST_F(Http_Download, ReleasesTheRequestObjectsBodyWhenTheCopyIsRecorded) {
     Script().headers["Content-Type"] = "application/unknown";
