@@ -44,13 +44,16 @@ protected:
         std::filesystem::create_directories(directory);
         cache_directory = directory.string();
         // What a cache with a made-up directory writes lands here and goes with the test.
-        std::filesystem::current_path(directory);
+        m_Working_Directory = directory.string() + "_work";
+        std::filesystem::create_directories(m_Working_Directory);
+        std::filesystem::current_path(m_Working_Directory);
         Recorded_Trace::Forget();
     }
 
     ~Cache_Fixture() override {
         std::error_code ignored;
         std::filesystem::current_path(m_Previous_Directory, ignored);
+        std::filesystem::remove_all(m_Working_Directory, ignored);
         std::filesystem::remove_all(directory, ignored);
     }
 
@@ -109,6 +112,7 @@ private:
 
 protected:
     std::filesystem::path m_Previous_Directory = std::filesystem::current_path();
+    std::filesystem::path m_Working_Directory; ///< apart: a test may remove the cache's directory
     std::filesystem::path directory;
     std::string cache_directory;
     std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();
