@@ -208,6 +208,17 @@ TEST(Host_Services, MayThrowThroughTheLibrary) {
     EXPECT_THROW(cache.Set_Cache_Directory("C:\\"), std::bad_alloc);
 }
 
+TEST(Host_Library, TellsItsVersion) {
+    DWORD ignored = 0;
+    std::vector<char> resource(GetFileVersionInfoSizeA("qelfilecache.dll", &ignored));
+    ASSERT_FALSE(resource.empty());
+    ASSERT_TRUE(GetFileVersionInfoA("qelfilecache.dll", 0, static_cast<DWORD>(resource.size()), resource.data()));
+    void* version = nullptr;
+    UINT length = 0;
+    ASSERT_TRUE(VerQueryValueA(resource.data(), "\\StringFileInfo\\040904B0\\ProductVersion", &version, &length));
+    EXPECT_STREQ(static_cast<const char*>(version), QEL_VERSION);
+}
+
 TEST(Host_Instance, IsOneForTheProcess) {
     const std::shared_ptr<IFileCache> instance = IFileCache::Instance();
     ASSERT_NE(instance, nullptr);
