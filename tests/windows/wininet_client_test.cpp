@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <wincrypt.h>
+#include <wininet.h>
 
 #include <gmock/gmock.h>
 
@@ -132,14 +133,30 @@ TEST(Wininet_Exchange, GivesUpOnABodyThatDoesNotGoOn) {
     EXPECT_LT(GetTickCount() - begin, 1500U);
 }
 
-TEST_F(Wininet_Client, NeitherCachesNorKeepsCookies) {
+TEST_F(Wininet_Client, AsksPastAllCaches) {
     EXPECT_EQ(Send(Url("/count")), 200U);
     const std::string first(client.GetResponseBody());
-    HttpClient other;
-    EXPECT_EQ(other.SendWinInetRequest(Http_Get, Url("/count").c_str(), nullptr, 5000), 200U);
-    EXPECT_NE(first, other.GetResponseBody());
+    EXPECT_EQ(Send(Url("/count")), 200U);
+    EXPECT_NE(client.GetResponseBody(), first);
     EXPECT_EQ(Send(Url("/request-headers")), 200U);
-    EXPECT_THAT(std::string(client.GetResponseBody()), Not(HasSubstr("visited")));
+    EXPECT_THAT(std::string(client.GetResponseBody()), HasSubstr("Pragma: no-cache"));
+}
+
+TEST_F(Wininet_Client, LeavesNothingInTheCacheOfTheUser) {
+    const std::string url = Url("/landscape");
+    EXPECT_EQ(Send(url), 200U);
+    DWORD size = 0;
+    EXPECT_FALSE(GetUrlCacheEntryInfoA(url.c_str(), nullptr, &size));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST_F(Wininet_Client, KeepsNoCookies) {
+    std::string server = Url("");
+    server.replace(server.find("127.0.0.1"), 9, "localhost");
+    EXPECT_EQ(Send(server + "/count"), 200U);
+    EXPECT_EQ(client.GetResponseHeader("Set-Cookie"), "visited=yes; Path=/");
+    EXPECT_EQ(Send(server + "/request-headers"), 200U);
+    EXPECT_THAT(std::string(client.GetResponseBody()), Not(HasSubstr("Cookie")));
 }
 
 TEST_F(Wininet_Client, FollowsTenRedirects) {

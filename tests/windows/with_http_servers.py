@@ -97,7 +97,8 @@ class Answers(http.server.BaseHTTPRequestHandler):
         elif parts[0] == "count":
             # A cache would be allowed to keep this answer.
             Answers.requests_for_count += 1
-            headers = {"Cache-Control": "max-age=3600", "Last-Modified": LAST_MODIFIED, "Set-Cookie": "visited=yes"}
+            headers = {"Cache-Control": "max-age=3600", "Last-Modified": LAST_MODIFIED,
+                       "Set-Cookie": "visited=yes; Path=/"}
             self.answer(200, headers, str(Answers.requests_for_count).encode())
         elif parts[0] == "request-headers":
             self.answer(200, {}, str(self.headers).encode())
