@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// What the tool needs of the system it runs on. host_posix.cpp and host_windows.cpp implement it.
@@ -26,6 +29,13 @@ void Create_Private_Directory(const std::filesystem::path& directory);
 
 /// True when this process may create files in the directory.
 bool Is_Writable_Directory(const std::filesystem::path& directory);
+
+/// Columns of the terminal that the stream goes to; none when it goes elsewhere.
+std::optional<std::size_t> Terminal_Width(std::FILE* stream);
+
+/// True when the stream goes to a terminal that understands colour sequences; makes it so where it
+/// has to be asked.
+bool Prepare_Colours(std::FILE* stream);
 
 void Set_Environment_Variable(const char* name, const std::string& value);
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,6 +67,18 @@ void Create_Private_Directory(const std::filesystem::path& directory) {
 
 bool Is_Writable_Directory(const std::filesystem::path& directory) {
     return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+std::optional<std::size_t> Terminal_Width(std::FILE* stream) {
+    winsize size{};
+    if (::ioctl(::fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+        return std::nullopt;
+    }
+    return size.ws_col;
+}
+
+bool Prepare_Colours(std::FILE* stream) {
+    return ::isatty(::fileno(stream)) == 1;
 }
 
 void Set_Environment_Variable(const char* name, const std::string& value) {

@@ -1,10 +1,12 @@
 #include "tools/qelfilecache/host.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <system_error>
 
 #include <windows.h>
 
+#include <io.h>
 #include <objbase.h>
 
 namespace QEL::FrontEnd::Tool::Host {
@@ -31,6 +33,10 @@ std::string Narrow(UINT code_page, const std::wstring& wide) {
     std::string text(static_cast<std::size_t>(needed), '\0');
     WideCharToMultiByte(code_page, 0, wide.data(), size, text.data(), needed, nullptr, nullptr);
     return text;
+}
+
+HANDLE Handle_Of(std::FILE* stream) {
+    return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
 }
 
 } // namespace
@@ -70,6 +76,21 @@ bool Is_Writable_Directory(const std::filesystem::path& directory) {
     }
     CloseHandle(handle);
     return true;
+}
+
+std::optional<std::size_t> Terminal_Width(std::FILE* stream) {
+    CONSOLE_SCREEN_BUFFER_INFO console{};
+    if (!GetConsoleScreenBufferInfo(Handle_Of(stream), &console)) {
+        return std::nullopt;
+    }
+    // Not all of it: behind a full line, the console begins another one by itself.
+    return static_cast<std::size_t>(std::max(console.srWindow.Right - console.srWindow.Left, 1));
+}
+
+bool Prepare_Colours(std::FILE* stream) {
+    const HANDLE console = Handle_Of(stream);
+    DWORD mode = 0;
+    return GetConsoleMode(console, &mode) && SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
 void Set_Environment_Variable(const char* name, const std::string& value) {
