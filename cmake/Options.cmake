@@ -17,10 +17,18 @@ if(QEL_SANITIZE)
   target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
 endif()
 
+# Hardened as Debian's own packages are; sanitizers and fuzzers look deeper by themselves.
+add_library(qel_hardening INTERFACE)
+if(NOT WIN32 AND NOT QEL_SANITIZE AND NOT QEL_BUILD_FUZZ)
+  target_compile_options(qel_hardening INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE
+                                                 $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(qel_hardening INTERFACE -Wl,-z,relro,-z,now)
+endif()
+
 # qel_object_library(NAME SOURCE...): one layer of the library as objects, so that a test can link
 # the layers it wants and put scripted services in the place of the others.
 function(qel_object_library name)
   add_library(${name} OBJECT ${ARGN})
-  target_link_libraries(${name} PUBLIC qel_options)
+  target_link_libraries(${name} PUBLIC qel_options PRIVATE $<BUILD_INTERFACE:qel_hardening>)
   target_compile_definitions(${name} PRIVATE QEL_FILECACHE_BUILDING)
 endfunction()

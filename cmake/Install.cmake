@@ -1,0 +1,44 @@
+# What an installation holds, in three components: "library" is what a program needs at run time, "tool" the
+# command-line program, "development" what a host is compiled with. Everything finds its neighbours by relative
+# paths, so an installation may be moved as a whole.
+include(CMakePackageConfigHelpers)
+
+# The CMake package: find_package(qelfilecache) and the target qel::filecache.
+set(QEL_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/qelfilecache)
+set_target_properties(qelfilecache PROPERTIES EXPORT_NAME filecache)
+install(TARGETS qelfilecache EXPORT qelfilecache
+  RUNTIME COMPONENT library
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qelfilecache COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qelfilecache
+)
+install(EXPORT qelfilecache
+  FILE qelfilecacheTargets.cmake
+  NAMESPACE qel::
+  DESTINATION ${QEL_PACKAGE_FOLDER}
+  COMPONENT development
+)
+configure_package_config_file(
+  ${CMAKE_CURRENT_LIST_DIR}/qelfilecacheConfig.cmake.in ${PROJECT_BINARY_DIR}/qelfilecacheConfig.cmake
+  INSTALL_DESTINATION ${QEL_PACKAGE_FOLDER}
+  NO_SET_AND_CHECK_MACRO
+)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qelfilecacheConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(
+  FILES ${PROJECT_BINARY_DIR}/qelfilecacheConfig.cmake ${PROJECT_BINARY_DIR}/qelfilecacheConfigVersion.cmake
+  DESTINATION ${QEL_PACKAGE_FOLDER}
+  COMPONENT development
+)
+
+# The same for pkg-config.
+set(pkgconfig_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH QEL_PREFIX_FROM_PKGCONFIG ${pkgconfig_folder} ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH QEL_LIBDIR_FROM_PREFIX ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH QEL_INCLUDEDIR_FROM_PREFIX ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+configure_file(${CMAKE_CURRENT_LIST_DIR}/qelfilecache.pc.in ${PROJECT_BINARY_DIR}/qelfilecache.pc @ONLY)
+install(
+  FILES ${PROJECT_BINARY_DIR}/qelfilecache.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development
+)
