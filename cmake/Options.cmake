@@ -29,6 +29,7 @@ endif()
 # the layers it wants and put scripted services in the place of the others.
 function(qel_object_library name)
   add_library(${name} OBJECT ${ARGN})
-  target_link_libraries(${name} PUBLIC qel_options PRIVATE $<BUILD_INTERFACE:qel_hardening>)
+  target_link_libraries(${name} PUBLIC qel_options)
+  target_compile_options(${name} PRIVATE $<TARGET_PROPERTY:qel_hardening,INTERFACE_COMPILE_OPTIONS>)
   target_compile_definitions(${name} PRIVATE QEL_FILECACHE_BUILDING)
 endfunction()
