@@ -16,6 +16,7 @@
 
 namespace QEL::FrontEnd::FileCache {
 
+class Cache_Inspection;
 class Com_Error;
 class IRequest_Object;
 struct Response_Body;
@@ -49,6 +50,9 @@ public:
     std::string Get_Msg_Separator() const override;
 
 private:
+    /// Tells what the cache would do by asking the private operations.
+    friend class Cache_Inspection;
+
     /// Answers true when the remote file must be fetched again; every doubtful case counts so.
     using Expired_Function = bool (CFileCache::*)(const std::string& url, bool& check_error);
     /// Fetches a remote file and records it; answers with the path of the copy, empty on failure.

@@ -8,12 +8,11 @@ namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
-constexpr std::uint64_t Intervals_Per_Minute = 600000000; // of 100 ns
-constexpr int User_Then_Machine = 2;                      // root selector of the configuration
+constexpr int User_Then_Machine = 2; // root selector of the configuration
 
 /// Made once: they are asked for with every look-up.
 const std::string s_options_key = Options_Key;
-const std::string s_expiry_period_value = "LandscapeCacheExpiryPeriod";
+const std::string s_expiry_period_value = Expiry_Period_Value;
 
 } // namespace
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Proves that includes run downwards only:
 
-    tools                           (the command-line host: the public interface, like any host)
+    tools                           (the command-line host: the public interfaces, like any host)
     filecache  trace                (the product: standard C++ and the interfaces below)
     filecache/oswrap  util  mime    (interfaces to the services, and what is portable of them)
     platform/<one platform>         (implements those interfaces; alone in knowing the system)
@@ -22,7 +22,8 @@ import tempfile
 SERVICE_INTERFACES = ["filecache/Export.h", "filecache/oswrap/"]
 PLATFORM_MAY = SERVICE_INTERFACES + ["filecache/download/IRequest_Object.h", "util/", "mime/Magic.h"]
 LAYERS = {
-    "tools/qelfilecache/": (["filecache/IFileCache.h", "trace/Set_Trace_Level.h"], True),
+    "tools/qelfilecache/": (["filecache/IFileCache.h", "filecache/inspection/Cache_Inspection.h",
+                             "trace/Set_Trace_Level.h"], True),
     "filecache/": (["filecache/", "trace/", "util/", "mime/"], False),
     "trace/": (["trace/", "util/"] + SERVICE_INTERFACES, False),
     "filecache/Export.h": ([], False),
@@ -129,7 +130,9 @@ GOOD_TREE = {
                                "#include <uuid/uuid.h>\n",
     "platform/posix/Handle.h": "#include <unistd.h>\n",
     "platform/windows/Handle.h": "#include <windows.h>\n",
-    "tools/qelfilecache/main.cpp": '#include "filecache/IFileCache.h"\n#include <CLI/CLI.hpp>\n',
+    "filecache/inspection/Cache_Inspection.h": '#include "filecache/Export.h"\n',
+    "tools/qelfilecache/main.cpp": '#include "filecache/IFileCache.h"\n#include <CLI/CLI.hpp>\n'
+                                   '#include "filecache/inspection/Cache_Inspection.h"\n',
 }
 
 # Each planted in the good tree by itself: the file, what it holds, and what the report must name.
@@ -152,6 +155,7 @@ PLANTED = [
     ("platform/posix/planted.cpp", '#include "platform/windows/Handle.h"\n', "platform/windows/Handle.h"),
     ("platform/other/planted.cpp", "", "no known layer"),
     ("tools/qelfilecache/planted.cpp", '#include "util/uuid/Generate_Uuid.h"\n', "util/uuid/Generate_Uuid.h"),
+    ("tools/qelfilecache/planted.cpp", '#include "filecache/lookup.cpp"\n', "filecache/lookup.cpp"),
     ("tools/qelfilecache/planted.cpp", '#include "filecache/oswrap/IOSWrapper.h"\n', "filecache/oswrap/IOSWrapper.h"),
 ]
 

@@ -81,7 +81,7 @@ void CFileCache::Read_Connect_Timeout() {
         return;
     }
     constexpr int also_machine = 1;
-    Util::GetRegValInt(m_Connect_Timeout, Options_Key, "LandscapeServerFileConnectTimeout", also_machine);
+    Util::GetRegValInt(m_Connect_Timeout, Options_Key, Connect_Timeout_Value, also_machine);
     if (m_Connect_Timeout <= 0) {
         m_Connect_Timeout = Default_Connect_Timeout;
         return;

@@ -13,7 +13,8 @@ import unittest
 OBJDUMP, DEMANGLER, DLL, PROGRAM = sys.argv[1:5]
 
 FILE_CACHE = "QEL::FrontEnd::FileCache::"
-CLASSES = {FILE_CACHE + "CFileCache", FILE_CACHE + "IFileCache", "QEL::FrontEnd::OSWRAPI::IOSWrapper"}
+CLASSES = {FILE_CACHE + "CFileCache", FILE_CACHE + "IFileCache", FILE_CACHE + "Cache_Inspection",
+           "QEL::FrontEnd::OSWRAPI::IOSWrapper"}
 FUNCTIONS = {FILE_CACHE + "Set_Trace_Level"}
 
 # What a host calls or derives from.
@@ -32,6 +33,11 @@ NEEDED = {
     FILE_CACHE + "CFileCache::Purge_Cache_Folder",
     FILE_CACHE + "CFileCache::Get_Additional_Error_Info",
     FILE_CACHE + "CFileCache::Get_Msg_Separator",
+    FILE_CACHE + "Cache_Inspection::Cache_Inspection",
+    FILE_CACHE + "Cache_Inspection::~Cache_Inspection",
+    FILE_CACHE + "Cache_Inspection::Entries",
+    FILE_CACHE + "Cache_Inspection::Explain",
+    FILE_CACHE + "Cache_Inspection::Ask_Remote_Side",
     FILE_CACHE + "Set_Trace_Level",
     "QEL::FrontEnd::OSWRAPI::IOSWrapper::Create",
 }

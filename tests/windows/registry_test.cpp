@@ -4,6 +4,7 @@
 #include "tests/platform/support/User_Configuration.h"
 #include "tests/platform/support/windows/Overridden_Root.h"
 #include "util/http/Cert_Error_Handling.h"
+#include "util/registry/Configuration_Source.h"
 #include "util/registry/Registry.h"
 #include "util/tracing/Trace_Directory.h"
 
@@ -51,6 +52,14 @@ TEST_F(Registry, TheUsersValueHidesTheMachines) {
     EXPECT_EQ(Number(User_Then_Machine), 20U);
     EXPECT_EQ(Signed_Number(1), 20);
     EXPECT_EQ(Number(Machine), 10U);
+}
+
+TEST_F(Registry, TellsInWhichRootTheValueThatCountsStands) {
+    machine.Write_Number("Period", 10);
+    const auto place = [] { return FrontEnd::Util::Find_Configured_Value(Options_Key, "Period")->place; };
+    EXPECT_EQ(place(), std::string("HKEY_LOCAL_MACHINE\\") + Options_Key);
+    user.Write_Number("Period", 20);
+    EXPECT_EQ(place(), std::string("HKEY_CURRENT_USER\\") + Options_Key);
 }
 
 TEST_F(Registry, TheMachineIsAskedOnlyWhereItCounts) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 
 namespace QEL::FrontEnd::Util::Tracing {
 
@@ -14,5 +15,9 @@ void InitBuffer(Directory_Buffer& buffer);
 /// "TraceDirectory" of the configuration.
 /// @return nonzero when there is one; 0 when none is configured or it does not fit.
 int InitTraceDir(Directory_Buffer& buffer);
+
+/// Where the trace directory is configured, for people: the variable of the environment, a file, or
+/// a registry key; empty when it is nowhere.
+std::string Trace_Directory_Source();
 
 } // namespace QEL::FrontEnd::Util::Tracing

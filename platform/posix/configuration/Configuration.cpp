@@ -49,6 +49,12 @@ std::optional<std::int64_t> Configuration::Read_Integer(Configuration_Scope scop
     return file == nullptr ? std::nullopt : Parse_Integer(file->Value(section, key));
 }
 
+std::optional<std::string> Configuration::Find_File(Configuration_Scope scope, const char* section, const char* key) {
+    const std::lock_guard lock(m_Mutex);
+    const Ini_File* file = File_With(scope, section, key);
+    return file == nullptr ? std::nullopt : std::optional<std::string>(file->Path());
+}
+
 std::string Configuration::Problem() {
     const std::lock_guard lock(m_Mutex);
     Refresh_User_File();

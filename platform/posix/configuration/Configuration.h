@@ -43,6 +43,9 @@ public:
     /// None when it is missing, anything else or beyond 64 bits.
     std::optional<std::int64_t> Read_Integer(Configuration_Scope scope, const char* section, const char* key);
 
+    /// Path of the file that holds the value which counts; none when neither file has it.
+    std::optional<std::string> Find_File(Configuration_Scope scope, const char* section, const char* key);
+
     /// Why files had to be passed over, as one line a file for messages; empty when all is well.
     std::string Problem();
 

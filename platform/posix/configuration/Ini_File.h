@@ -28,6 +28,8 @@ public:
     /// All values of a key in the file's order.
     std::vector<std::string> Values(const char* section, const char* key) const;
 
+    const std::string& Path() const { return m_Path; }
+
     /// Why the file has no values although it is there; empty when there is nothing to complain about.
     const std::string& Problem() const { return m_Problem; }
 

@@ -11,8 +11,16 @@ namespace QEL::FrontEnd::Util::Tracing {
 
 namespace {
 
+constexpr const char* Variable = "QEL_TRACE_DIR";
+
+/// Empty when the variable does not count.
+std::string Directory_Of_Environment() {
+    const char* const directory = std::getenv(Variable);
+    return directory == nullptr ? std::string() : directory;
+}
+
 std::string Configured_Directory() {
-    if (const char* directory = std::getenv("QEL_TRACE_DIR"); directory != nullptr && *directory != '\0') {
+    if (std::string directory = Directory_Of_Environment(); !directory.empty()) {
         return directory;
     }
     return Platform::Configuration::System()
@@ -34,6 +42,15 @@ int InitTraceDir(Directory_Buffer& buffer) {
     InitBuffer(buffer);
     std::copy(directory.begin(), directory.end(), buffer.begin());
     return 1;
+}
+
+std::string Trace_Directory_Source() {
+    if (!Directory_Of_Environment().empty()) {
+        return std::string("environment variable ") + Variable;
+    }
+    return Platform::Configuration::System()
+        .Find_File(Platform::Configuration_Scope::User_Then_Machine, Platform::Options_Section, "TraceDirectory")
+        .value_or(std::string());
 }
 
 } // namespace QEL::FrontEnd::Util::Tracing

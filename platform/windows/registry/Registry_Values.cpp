@@ -89,6 +89,13 @@ std::optional<std::uint32_t> Parse_Integer(std::string_view text) {
 
 } // namespace
 
+std::string Find_Key(const char* key, const char* value) {
+    if (Read_Value(HKEY_CURRENT_USER, key, value)) {
+        return std::string("HKEY_CURRENT_USER\\") + key;
+    }
+    return Read_Value(HKEY_LOCAL_MACHINE, key, value) ? std::string("HKEY_LOCAL_MACHINE\\") + key : std::string();
+}
+
 std::optional<std::uint32_t> Read_Integer(Registry_Scope scope, const char* key, const char* value) {
     const auto read = Read_Value(scope, key, value);
     if (!read) {

@@ -13,6 +13,10 @@ inline constexpr const char* Options_Key = "Software\\QEL\\QELLogon\\Options";
 /// Whose values are read.
 enum class Registry_Scope { User, Machine, User_Then_Machine };
 
+/// The key, with the name of its root, that holds the value: the user's, else the machine's. Empty
+/// when neither has it.
+std::string Find_Key(const char* key, const char* value);
+
 /// An integer value: a number, or a text that is a decimal number with an optional sign, as the low
 /// 32 bits. Empty when the value is missing or no number. Where the user has the value, the
 /// machine's does not count, whatever the user's holds.

@@ -10,10 +10,17 @@ namespace QEL::FrontEnd::Util::Tracing {
 
 namespace {
 
-std::string Configured_Directory() {
+constexpr const char* Variable = "QEL_TRACE_DIR";
+
+/// Empty when the variable does not count.
+std::string Directory_Of_Environment() {
     std::string directory(32767, '\0');
-    directory.resize(GetEnvironmentVariableA("QEL_TRACE_DIR", directory.data(), static_cast<DWORD>(directory.size())));
-    if (!directory.empty()) {
+    directory.resize(GetEnvironmentVariableA(Variable, directory.data(), static_cast<DWORD>(directory.size())));
+    return directory;
+}
+
+std::string Configured_Directory() {
+    if (std::string directory = Directory_Of_Environment(); !directory.empty()) {
         return directory;
     }
     return Platform::Read_Text(Platform::Options_Key, "TraceDirectory").value_or(std::string());
@@ -33,6 +40,13 @@ int InitTraceDir(Directory_Buffer& buffer) {
     InitBuffer(buffer);
     std::copy(directory.begin(), directory.end(), buffer.begin());
     return 1;
+}
+
+std::string Trace_Directory_Source() {
+    if (!Directory_Of_Environment().empty()) {
+        return std::string("environment variable ") + Variable;
+    }
+    return Platform::Find_Key(Platform::Options_Key, "TraceDirectory");
 }
 
 } // namespace QEL::FrontEnd::Util::Tracing

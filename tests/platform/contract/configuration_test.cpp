@@ -3,6 +3,7 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/platform/support/User_Configuration.h"
 #include "util/http/Cert_Error_Handling.h"
+#include "util/registry/Configuration_Source.h"
 #include "util/registry/Registry.h"
 #include "util/tracing/Trace_Directory.h"
 
@@ -18,6 +19,7 @@ namespace {
 using namespace FrontEnd::Util::HttpWinInet;
 using namespace FrontEnd::Util::Tracing;
 using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Util::Find_Configured_Value;
 using FrontEnd::Util::GetRegValInt;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -46,6 +48,21 @@ TEST_F(Configuration, ReadsNumbers) {
     EXPECT_EQ(Number("Period", User_Then_Machine), 60u);
     EXPECT_EQ(Signed_Number("Period", 7), 60);
     EXPECT_EQ(Signed_Number("Period", 7, 1), 60);
+}
+
+TEST_F(Configuration, TellsWhereAValueStandsAndWhatIsWrittenThere) {
+    EXPECT_FALSE(Find_Configured_Value(Options_Key, "Period"));
+    user.Set_Number("Period", 60);
+    user.Set_Text("Mode", "abc");
+    user.Set_List("List", {"first", "second"});
+    const auto number = Find_Configured_Value(Options_Key, "Period");
+    ASSERT_TRUE(number);
+    EXPECT_EQ(number->text, "60");
+    EXPECT_THAT(number->place, testing::AnyOf(testing::EndsWith("/qel/qel.ini"),
+                                              testing::Eq(std::string("HKEY_CURRENT_USER\\") + Options_Key)));
+    EXPECT_EQ(Find_Configured_Value(Options_Key, "Mode")->text, "abc");
+    EXPECT_EQ(Find_Configured_Value(Options_Key, "List")->text, "first");
+    EXPECT_EQ(FrontEnd::Util::Configuration_Problem(), "");
 }
 
 TEST_F(Configuration, NamesHaveNoLetterCase) {
@@ -218,6 +235,7 @@ TEST_F(Trace_Directory, TheBufferIsEmptied) {
 
 TEST_F(Trace_Directory, NoneIsConfigured) {
     EXPECT_EQ(Directory(), "none");
+    EXPECT_EQ(Trace_Directory_Source(), "");
     EXPECT_THAT(buffer, testing::Each('\0'));
 }
 
@@ -230,12 +248,14 @@ TEST_F(Trace_Directory, ComesFromTheEnvironmentFirst) {
     user.Set_Text("TraceDirectory", "/var/trace");
     const Environment_Variable variable("QEL_TRACE_DIR", "/home/trace");
     EXPECT_EQ(Directory(), "/home/trace");
+    EXPECT_EQ(Trace_Directory_Source(), "environment variable QEL_TRACE_DIR");
 }
 
 TEST_F(Trace_Directory, AnEmptyVariableIsNone) {
     user.Set_Text("TraceDirectory", "/var/trace");
     const Environment_Variable variable("QEL_TRACE_DIR", "");
     EXPECT_EQ(Directory(), "/var/trace");
+    EXPECT_EQ(Trace_Directory_Source(), Find_Configured_Value(Options_Key, "TraceDirectory")->place);
 }
 
 TEST_F(Trace_Directory, HasToFitWithItsTerminatingZero) {

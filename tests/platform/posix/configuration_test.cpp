@@ -345,6 +345,16 @@ TEST_F(Ini_Configuration, NumbersOfThePeriodHave32Bits) {
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Negative"), 0u);
 }
 
+TEST_F(Ini_Configuration, TellsWhichFileHoldsTheValueThatCounts) {
+    EXPECT_EQ(configuration.Find_File(Both, Options_Key, "Period"), std::nullopt);
+    Write_Machine_File("Period = 1\n");
+    EXPECT_EQ(configuration.Find_File(Both, Options_Key, "Period"), Machine_File());
+    EXPECT_EQ(configuration.Find_File(User, Options_Key, "Period"), std::nullopt);
+    Write_User_File("Period = 2\n");
+    EXPECT_EQ(configuration.Find_File(Both, Options_Key, "Period"), User_File());
+    EXPECT_EQ(configuration.Find_File(Machine, Options_Key, "Period"), Machine_File());
+}
+
 TEST_F(Ini_Configuration, ATraceDirectoryThatForgesLinesIsNone) {
     FrontEnd::Util::Tracing::Directory_Buffer buffer{};
     for (const char* directory : {"/var/\ntrace", "/var/trace\r"}) {

@@ -7,11 +7,13 @@
 #include "util/filesystem/Path_Separator.h"
 #include "util/filesystem/Path_Tests.h"
 #include "util/http/HttpClient.h"
+#include "util/registry/Configuration_Source.h"
 #include "util/registry/Registry.h"
 #include "util/system/Last_Error.h"
 #include "util/system/Process.h"
 #include "util/text/Multibyte_Compare.h"
 #include "util/tracing/System_Mutex.h"
+#include "util/tracing/Trace_Directory.h"
 #include "util/uuid/Generate_Uuid.h"
 
 #include <algorithm>
@@ -78,6 +80,16 @@ void GetRegValInt(std::int32_t& target, const char* key, const char* value, int 
     if (g_services.connect_timeout_seconds) {
         target = *g_services.connect_timeout_seconds;
     }
+}
+
+std::optional<Configured_Value> Find_Configured_Value(const char*, const char* value) {
+    const auto found = g_services.configured.find(value);
+    return found == g_services.configured.end() ? std::nullopt
+                                                : std::optional(Configured_Value{"the place", found->second});
+}
+
+std::string Configuration_Problem() {
+    return g_services.configuration_problem;
 }
 
 namespace FileSystem {
@@ -157,6 +169,19 @@ bool HttpClient::IsErrorInRange(std::uint32_t error_number) {
 } // namespace HttpWinInet
 
 namespace Tracing {
+
+void InitBuffer(Directory_Buffer& buffer) {
+    buffer.fill('\0');
+}
+
+int InitTraceDir(Directory_Buffer& buffer) {
+    g_services.trace_directory.copy(buffer.data(), buffer.size() - 1);
+    return g_services.trace_directory.empty() ? 0 : 1;
+}
+
+std::string Trace_Directory_Source() {
+    return g_services.trace_directory.empty() ? "" : "the place";
+}
 
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
     return nullptr;

@@ -47,6 +47,9 @@ struct Scripted_Services {
     int cert_mode = 0;
     std::vector<std::string> white_list;
     int cert_parameters_read = 0;
+    std::map<std::string, std::string> configured; ///< what is written in "the place", by name
+    std::string configuration_problem;
+    std::string trace_directory;
 
     // First HTTP client: one script for each object, in order of creation. The last one serves all
     // further objects.

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "filecache/Export.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::OSWRAPI {
+class IOSWrapper;
+}
+
+namespace QEL::FrontEnd::FileCache {
+
+class CFileCache;
+
+/// One line of the cache's list. Times are 100 ns intervals since 1601-01-01 UTC.
+struct Inspected_Entry {
+    std::string url;                         ///< normalised, as the list holds it
+    std::string copy;                        ///< full path of the local copy
+    std::string last_modified;               ///< the remote side's own stamp; of a share file a time as a number
+    std::uint64_t last_checked_remotely = 0; ///< 0 when unknown
+    std::uint64_t fresh_until = 0;           ///< the last moment at which the copy is served unasked
+    bool fresh = false;                      ///< a request now is served from the copy unasked
+    bool copy_exists = false;                ///< false: whoever loads the list now forgets the entry
+};
+
+/// One value of the configuration that decides how requests are served.
+struct Inspected_Setting {
+    std::string name;    ///< such as "LandscapeCacheExpiryPeriod"
+    std::string value;   ///< what counts, as text
+    std::string source;  ///< file, registry key or variable that holds it; empty: the default counts
+    std::string written; ///< what stands there; differs from `value` when it cannot be used as it stands
+};
+
+/// What is done about a certificate that does not hold, for one URL; see
+/// Util::HttpWinInet::CertErrorHandlingMode.
+struct Certificate_Handling {
+    int mode = 0;
+    bool listed = false;             ///< the URL is on the white list, whether or not that counts
+    bool errors_are_ignored = false; ///< a second attempt overlooks the certificate
+};
+
+/// How the cache would serve a request now.
+struct Request_Explanation {
+    enum class Kind {
+        Unusable, ///< a form of "file:" URL that is not supported
+        Local,    ///< answered with the path itself
+        Web,      ///< "http:" or "https:"
+        Share     ///< a file on a share, or on a drive that is no fixed disk
+    };
+
+    std::string request;
+    Kind kind = Kind::Unusable;
+    std::string normalised;               ///< the form by which the cache knows it; empty when unusable
+    bool local_file_exists = false;       ///< of Kind::Local
+    std::optional<Inspected_Entry> entry; ///< none: nothing is listed for it
+    Certificate_Handling certificate;     ///< of Kind::Web
+    std::uint64_t now = 0;                ///< the moment of this explanation
+};
+
+/// What the remote side says when it is asked as a freshness check asks it.
+struct Remote_Answer {
+    /// The second client, which repeats a request that failed with a transport error.
+    enum class Second_Attempt { Not_Needed, Not_Allowed, Failed, Succeeded };
+
+    bool answered = false;     ///< the remote side hands the file out
+    long status = 0;           ///< HTTP status of the first client's answer; 0 when there was none
+    std::string last_modified; ///< the remote side's stamp, in the form of Inspected_Entry's; may be empty
+    bool unchanged = false;    ///< the stamp is the one of the entry: the copy is current
+    std::uint32_t error = 0;   ///< why there was no answer: WinInet error number, of a share a system error
+    std::string error_text;    ///< the system's text for it; may be empty
+    Second_Attempt second = Second_Attempt::Not_Needed;
+};
+
+/// Looks into the cache of a directory, for administrators' tools: what it holds, and how it would
+/// serve a request. Answers come from the very operations that serve requests.
+///
+/// Changes nothing: no copy, no entry, no metadata file, no sweep; the one process-wide cache
+/// (IFileCache::Instance) takes no part. Nothing remote is asked but by Ask_Remote_Side.
+///
+/// What is known is what the metadata file held when the object was made. Thread rules are those of
+/// IFileCache: the operations exclude each other and requests through the process-wide lock, and on
+/// Windows the thread that calls Ask_Remote_Side has initialised COM.
+class QEL_FILECACHE_API Cache_Inspection {
+public:
+    /// @param directory as for IFileCache::Set_Cache_Directory; empty or missing: a cache without
+    ///        entries, as it is before the first request.
+    explicit Cache_Inspection(const std::string& directory);
+
+    /// The same on services of the caller's own, see CFileCache's constructor. Their operations
+    /// that delete or copy are not called.
+    Cache_Inspection(const std::string& directory, std::shared_ptr<OSWRAPI::IOSWrapper> os_wrapper);
+
+    Cache_Inspection(const Cache_Inspection&) = delete;
+    Cache_Inspection& operator=(const Cache_Inspection&) = delete;
+    ~Cache_Inspection();
+
+    /// False when the metadata file is damaged: only the entries before the damage are known.
+    bool Metadata_Is_Sound() const;
+
+    /// Everything that is listed, by URL, entries whose copy is gone among it.
+    std::vector<Inspected_Entry> Entries() const;
+
+    /// Paths of the copies that no entry names: the next request of a new process deletes them.
+    std::vector<std::string> Unreferenced_Copies() const;
+
+    /// The values of the configuration that count now: expiry period (minutes), connect time-out
+    /// (seconds), certificate mode, white list, trace directory.
+    std::vector<Inspected_Setting> Settings() const;
+
+    /// Which places of the configuration had to be passed over, and why; empty when all is well.
+    std::string Configuration_Problem() const;
+
+    Request_Explanation Explain(const std::string& url_or_path) const;
+
+    /// Asks the remote side of a web or share request: with HEAD, or for the time of the file's
+    /// last change. Takes as long as a request may take. Of other kinds nothing is asked.
+    Remote_Answer Ask_Remote_Side(const Request_Explanation& explained) const;
+
+private:
+    Inspected_Entry Inspect(CFileCache& cache, const std::string& url) const;
+    Certificate_Handling Handling_Of(const std::string& url) const;
+    void Ask_Web_Server(CFileCache& probe, const std::string& url, Remote_Answer& answer) const;
+    void Ask_Second_Client(CFileCache& probe, const std::string& url, Remote_Answer& answer) const;
+    void Ask_Share(CFileCache& probe, const std::string& path, Remote_Answer& answer) const;
+
+    struct State;
+    std::unique_ptr<State> m_State;
+};
+
+} // namespace QEL::FrontEnd::FileCache

@@ -1,0 +1,293 @@
+#include "filecache/inspection/Cache_Inspection.h"
+
+#include "filecache/download/outcome_codes.h"
+#include "tests/unit/support/Http_Fixture.h"
+
+#include <map>
+#include <ostream>
+
+using QEL::FrontEnd::FileCache::Cache_Inspection;
+using QEL::FrontEnd::FileCache::Inspected_Entry;
+using QEL::FrontEnd::FileCache::Inspected_Setting;
+using QEL::FrontEnd::FileCache::Remote_Answer;
+using QEL::FrontEnd::FileCache::Request_Explanation;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr std::uint64_t minute = 600000000;
+constexpr std::uint64_t now = 133000000000000000;
+
+using Kind = Request_Explanation::Kind;
+using Second = Remote_Answer::Second_Attempt;
+
+/// A cache directory with one fresh entry; what is done to it is done by an inspection alone.
+class Inspection : public Http_Fixture {
+protected:
+    void SetUp() override {
+        Http_Fixture::SetUp();
+        os->expiry_minutes = 10;
+        copy = Cache_Copy(url, uuid + ".xml", stamp, now - 3 * minute);
+        cache.Serialize();
+        Forget();
+    }
+
+    /// Puts a further entry into the metadata file.
+    void List(const std::string& entry_url, const std::string& path) {
+        cache.m_Cache_Entries[entry_url] = {path, stamp, now - 3 * minute};
+        cache.Serialize();
+    }
+
+    Cache_Inspection Open() const { return Cache_Inspection(cache_directory, os); }
+
+    Remote_Answer Asked() const {
+        const Cache_Inspection inspection = Open();
+        return inspection.Ask_Remote_Side(inspection.Explain(url));
+    }
+
+    /// Name, time of change and bytes of every file in the cache directory.
+    std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> Everything_On_Disk() const {
+        std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> files;
+        for (const auto& file : std::filesystem::directory_iterator(directory)) {
+            files[file.path().filename().string()] = {file.last_write_time(), Content(file.path().string())};
+        }
+        return files;
+    }
+
+    std::string copy;
+};
+
+TEST_F(Inspection, TellsWhatAnEntryHolds) {
+    const auto entries = Open().Entries();
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].url, url);
+    EXPECT_EQ(entries[0].copy, copy);
+    EXPECT_EQ(entries[0].last_modified, stamp);
+    EXPECT_EQ(entries[0].last_checked_remotely, now - 3 * minute);
+    EXPECT_EQ(entries[0].fresh_until, now + 7 * minute);
+    EXPECT_TRUE(entries[0].fresh);
+    EXPECT_TRUE(entries[0].copy_exists);
+}
+
+TEST_F(Inspection, KeepsEntriesWhoseCopyIsGone) {
+    List("https://server/gone.xml", In_Cache("gone.xml"));
+    const Cache_Inspection inspection = Open();
+    const auto entries = inspection.Entries();
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_EQ(entries[0].url, "https://server/gone.xml");
+    EXPECT_FALSE(entries[0].copy_exists);
+    EXPECT_FALSE(entries[0].fresh);
+    EXPECT_TRUE(entries[1].copy_exists);
+    ASSERT_TRUE(inspection.Explain("https://server/gone.xml").entry);
+    EXPECT_FALSE(inspection.Explain("https://server/gone.xml").entry->copy_exists);
+}
+
+TEST_F(Inspection, NamesTheCopiesThatTheSweepWouldDelete) {
+    const std::string stray = Write_File(In_Cache("01234567-89ab-cdef-0123-456789abcdef.xml"), "");
+    Write_File(In_Cache("notes.txt"), "");
+    EXPECT_THAT(Open().Unreferenced_Copies(), ElementsAre(stray));
+    EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
+    cache.Delete_Cached_Files(true);
+    EXPECT_THAT(Open().Unreferenced_Copies(), IsEmpty());
+}
+
+TEST_F(Inspection, TellsThatTheMetadataFileIsDamaged) {
+    EXPECT_TRUE(Open().Metadata_Is_Sound());
+    Write_File(Metadata_Path(), "rubbish");
+    EXPECT_FALSE(Open().Metadata_Is_Sound());
+    EXPECT_THAT(Open().Entries(), IsEmpty());
+}
+
+TEST_F(Inspection, OfAMissingDirectoryFindsAnEmptyCache) {
+    for (const std::string& missing : {std::string(), In_Cache("missing")}) {
+        const Cache_Inspection inspection(missing, os);
+        EXPECT_TRUE(inspection.Metadata_Is_Sound());
+        EXPECT_THAT(inspection.Entries(), IsEmpty());
+        EXPECT_THAT(inspection.Unreferenced_Copies(), IsEmpty());
+        EXPECT_FALSE(inspection.Explain(url).entry);
+    }
+}
+
+TEST_F(Inspection, TellsTheKindsApart) {
+    const Cache_Inspection inspection = Open();
+    EXPECT_EQ(inspection.Explain(url).kind, Kind::Web);
+    EXPECT_EQ(inspection.Explain("\\\\server\\share\\file").kind, Kind::Share);
+    EXPECT_EQ(inspection.Explain("file://server/share/file").kind, Kind::Share);
+    EXPECT_EQ(inspection.Explain("file://server/share/file").normalised, "\\\\server\\share\\file");
+    EXPECT_EQ(inspection.Explain("file:/server").kind, Kind::Unusable);
+    EXPECT_EQ(inspection.Explain("").kind, Kind::Local);
+    EXPECT_EQ(inspection.Explain(copy).kind, Kind::Local);
+    EXPECT_TRUE(inspection.Explain(copy).local_file_exists);
+    EXPECT_FALSE(inspection.Explain(In_Cache("missing")).local_file_exists);
+    EXPECT_THAT(g_services.request_calls, IsEmpty());
+    EXPECT_EQ(os->Calls_Of("Stat_File"), 0U);
+}
+
+TEST_F(Inspection, KnowsWhoseCertificateErrorsAreIgnored) {
+    const std::tuple<int, std::vector<std::string>, bool> cases[] = {
+        {0, {url}, false}, {1, {"https://other"}, false}, {1, {url}, true}, {2, {}, true}, {3, {url}, false}};
+    for (const auto& [mode, white_list, ignored] : cases) {
+        g_services.cert_mode = mode;
+        g_services.white_list = white_list;
+        const auto handling = Open().Explain(url).certificate;
+        EXPECT_EQ(handling.mode, mode);
+        EXPECT_EQ(handling.errors_are_ignored, ignored) << mode;
+        EXPECT_EQ(handling.listed, white_list == std::vector<std::string>{url});
+    }
+}
+
+TEST_F(Inspection, TellsEachSettingWithItsPlace) {
+    os->expiry_minutes = 60;
+    g_services.connect_timeout_seconds = 5;
+    g_services.cert_mode = 1;
+    g_services.white_list = {"https://a", "https://b"};
+    g_services.trace_directory = "/traces";
+    g_services.configured = {{"LandscapeCacheExpiryPeriod", "0x3C"}, {"CertErrorHandlingMode", "1"}};
+    g_services.configuration_problem = "a file: no access";
+    const auto settings = Open().Settings();
+    const std::tuple<const char*, const char*, const char*, const char*> expected[] = {
+        {"LandscapeCacheExpiryPeriod", "60", "the place", "0x3C"},
+        {"LandscapeServerFileConnectTimeout", "5", "", ""},
+        {"CertErrorHandlingMode", "1", "the place", "1"},
+        {"CertErrorWhiteList", "https://a\nhttps://b", "", ""},
+        {"TraceDirectory", "/traces", "the place", "/traces"}};
+    ASSERT_EQ(settings.size(), std::size(expected));
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        EXPECT_EQ(std::tie(settings[i].name, settings[i].value, settings[i].source, settings[i].written), expected[i]);
+    }
+    EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
+}
+
+TEST_F(Inspection, AsksOnlyForTheHead) {
+    const Remote_Answer answer = Asked();
+    EXPECT_TRUE(answer.answered);
+    EXPECT_TRUE(answer.unchanged);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.last_modified, stamp);
+    EXPECT_EQ(answer.second, Second::Not_Needed);
+    EXPECT_THAT(g_services.request_calls, testing::Contains("Open(HEAD, " + url + ")"));
+    EXPECT_THAT(g_services.client_calls, IsEmpty());
+}
+
+TEST_F(Inspection, AsksNothingForALocalPath) {
+    const Cache_Inspection inspection = Open();
+    EXPECT_FALSE(inspection.Ask_Remote_Side(inspection.Explain(copy)).answered);
+    EXPECT_THAT(g_services.request_calls, IsEmpty());
+    EXPECT_EQ(os->Calls_Of("Stat_File"), 0U);
+}
+
+TEST_F(Inspection, TellsTheErrorNumberAndTheSystemsText) {
+    Script().send = Certificate_Error;
+    g_services.client.status = 12045;
+    const Remote_Answer answer = Asked();
+    EXPECT_FALSE(answer.answered);
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(answer.error, 12045U);
+    EXPECT_EQ(answer.error_text, "What the system says.");
+    EXPECT_EQ(answer.second, Second::Failed);
+}
+
+TEST_F(Inspection, TakesTheNumberFromTheSecondClientWhereTheFirstNamesNone) {
+    Script().send = Result_Of(0x800C0019);
+    g_services.client.status = 12037;
+    EXPECT_EQ(Asked().error, 12037U);
+    g_services.client.status = 200;
+    EXPECT_EQ(Asked().error, 1003U);
+    EXPECT_FALSE(Asked().answered) << "the cache would not ask the second client";
+}
+
+TEST_F(Inspection, TellsARequestThatCannotBePutTogether) {
+    Script().open = Result_Of(0x80072EE5);
+    const Remote_Answer answer = Asked();
+    EXPECT_EQ(answer.error, 12005U);
+    EXPECT_EQ(answer.second, Second::Not_Needed);
+    EXPECT_THAT(g_services.client_calls, IsEmpty());
+}
+
+TEST_F(Inspection, TellsAMissingRequestObject) {
+    Script().creation_fails = true;
+    const Remote_Answer answer = Asked();
+    EXPECT_FALSE(answer.answered);
+    EXPECT_EQ(answer.error_text, "The system provides no object for HTTP requests.");
+}
+
+TEST_F(Inspection, ComparesTheTimeOfAShareFile) {
+    const std::string share = "\\\\server\\share\\file.xml";
+    List(share, copy);
+    cache.m_Cache_Entries[share].last_modified = "4711";
+    cache.Serialize();
+    os->on_stat_file = [](const std::string&, std::int64_t& time) {
+        time = 4711;
+        return 0;
+    };
+    const Cache_Inspection inspection = Open();
+    Remote_Answer answer = inspection.Ask_Remote_Side(inspection.Explain(share));
+    EXPECT_TRUE(answer.answered);
+    EXPECT_TRUE(answer.unchanged);
+    EXPECT_EQ(answer.last_modified, "4711");
+
+    os->on_stat_file = [](const std::string&, std::int64_t&) { return 53; };
+    answer = inspection.Ask_Remote_Side(inspection.Explain(share));
+    EXPECT_FALSE(answer.answered);
+    EXPECT_EQ(answer.error, 53U);
+    EXPECT_EQ(answer.last_modified, "");
+    EXPECT_THAT(g_services.request_calls, IsEmpty());
+}
+
+/// What a server does, and what the configuration allows.
+struct Situation {
+    const char* name;
+    long status;
+    std::uint32_t send;
+    const char* stamp;
+    int mode;
+    bool listed;
+    unsigned long second_status;
+};
+
+void PrintTo(const Situation& situation, std::ostream* out) {
+    *out << situation.name;
+}
+
+class Inspection_Foretells : public Inspection, public testing::WithParamInterface<Situation> {};
+
+/// The inspection and the freshness check of a real request come to the same result, and the
+/// inspection leaves everything as it is.
+TEST_P(Inspection_Foretells, WhatTheFreshnessCheckFinds) {
+    const Situation& situation = GetParam();
+    Script().status = {situation.status};
+    Script().send = Result_Of(situation.send);
+    Script().headers["Last-Modified"] = situation.stamp;
+    g_services.cert_mode = situation.mode;
+    g_services.white_list = situation.listed ? std::vector{url} : std::vector<std::string>{};
+    g_services.client.status = situation.second_status;
+    g_services.client.headers["Last-Modified"] = stamp;
+
+    const auto before = Everything_On_Disk();
+    const Remote_Answer answer = Asked();
+    EXPECT_EQ(Everything_On_Disk(), before);
+    EXPECT_EQ(os->Calls_Of("Delete_File") + os->Calls_Of("Copy_File"), 0U);
+
+    bool check_error = false;
+    const bool expired = cache.Is_Inet_URL_Expired(url, check_error);
+    EXPECT_EQ(answer.unchanged, !expired);
+    EXPECT_EQ(answer.answered, cache.m_errHTTPFileDownLoad == QEL::FrontEnd::FileCache::Http_Ok);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Inspection_Foretells,
+                         testing::Values(Situation{"unchanged", 200, 0, "Tue, 01 Jan 2019 10:00:00 GMT", 0, false, 200},
+                                         Situation{"changed", 200, 0, "Tue, 01 Jan 2019 10:00:01 GMT", 0, false, 200},
+                                         Situation{"no stamp", 200, 0, "", 0, false, 200},
+                                         Situation{"missing", 404, 0, "Tue, 01 Jan 2019 10:00:00 GMT", 0, false, 200},
+                                         Situation{"redirect", 302, 0, "", 0, false, 200},
+                                         Situation{"status that is an error number", 12029, 0, "", 0, false, 12029},
+                                         Situation{"passing error", 200, 0x80072EFD, "", 0, false, 200},
+                                         Situation{"no connection", 200, 0x80072EFD, "", 0, false, 12029},
+                                         Situation{"certificate, not listed", 200, 0x80072F0D, "", 1, false, 200},
+                                         Situation{"certificate, listed", 200, 0x80072F0D, "", 1, true, 200},
+                                         Situation{"certificate, ignored", 200, 0x80072F0D, "", 2, false, 200},
+                                         Situation{"certificate, unknown mode", 200, 0x80072F0D, "", 7, true, 200}),
+                         [](const auto& situation) { return std::to_string(situation.index); });
+
+} // namespace

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace QEL::FrontEnd::Util {
+
+/// A value of the configuration as it is written down somewhere.
+struct Configured_Value {
+    std::string place; ///< for people: the path of a file, or a registry key with its root
+    std::string text;  ///< what is written there, a number in decimal; of a list the first text
+};
+
+/// Where the value that counts stands: the user's, else the machine's.
+/// @param key for example "Software\QEL\QELLogon\Options".
+/// @param value name of the value under the key.
+/// @return none when neither has it. What is found may be no number where one is wanted.
+std::optional<Configured_Value> Find_Configured_Value(const char* key, const char* value);
+
+/// Which places of the configuration had to be passed over, and why, one a line; empty when all is
+/// well.
+std::string Configuration_Problem();
+
+} // namespace QEL::FrontEnd::Util
