@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace QEL::Tests {
+
+/// A text that tells which version of which document it is, so that any copy of it can be checked: a
+/// part of a document is none, and neither are the parts of two.
+///
+/// It holds no line feed, so a text file has the same bytes on every platform.
+inline std::string Document_Text(const std::string& name, unsigned version) {
+    std::uint32_t state = version * 2654435761U + static_cast<std::uint32_t>(name.size());
+    const auto next = [&state] { return state = state * 1664525U + 1013904223U; };
+    next();
+    // Most fit into a stream's buffer, some do not.
+    const std::size_t size = 200 + (next() >> 8) % (version % 4 == 0 ? 60000 : 3000);
+    std::string text =
+        "<document name='" + name + "' version='" + std::to_string(version) + "' size='" + std::to_string(size) + "'>";
+    text.reserve(text.size() + size + 16);
+    for (std::size_t i = 0; i < size; ++i) {
+        text += static_cast<char>('a' + (next() >> 24) % 26);
+    }
+    return text + "</document>";
+}
+
+/// The version of the document that a text is the whole of; -1 when it is none.
+inline int Version_Of(const std::string& text, const std::string& name) {
+    const std::string begin = "<document name='" + name + "' version='";
+    unsigned version = 0;
+    if (!text.starts_with(begin) || std::sscanf(text.c_str() + begin.size(), "%u", &version) != 1) {
+        return -1;
+    }
+    return text == Document_Text(name, version) ? static_cast<int>(version) : -1;
+}
+
+inline std::string Bytes_Of(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+} // namespace QEL::Tests
