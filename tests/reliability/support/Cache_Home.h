@@ -85,9 +85,15 @@ protected:
     /// The next version of a document on the share, of a later second.
     void Publish_On_Share(const std::string& name) {
         const int version = ++m_Share_Versions[name];
-        const auto path = share_folder / name;
-        std::ofstream(path, std::ios::binary) << Document_Text(name, static_cast<unsigned>(version));
-        std::filesystem::last_write_time(path, m_Next_Change += std::chrono::seconds(2));
+        // Under another name first: nobody must copy half of it. Windows does not replace a file that
+        // is being copied.
+        const auto unfinished = share_folder / (name + ".new");
+        std::ofstream(unfinished, std::ios::binary) << Document_Text(name, static_cast<unsigned>(version));
+        std::filesystem::last_write_time(unfinished, m_Next_Change += std::chrono::seconds(2));
+        std::error_code error;
+        do {
+            std::filesystem::rename(unfinished, share_folder / name, error);
+        } while (error);
     }
 
     static std::string Share_Path(const std::string& name) { return Failing_OS_Wrapper::Share + name; }

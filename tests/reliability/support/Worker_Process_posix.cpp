@@ -1,0 +1,42 @@
+#include "tests/reliability/support/Worker_Process.h"
+
+#include "tests/support/Child_Process.h"
+#include "util/system/Process.h"
+
+#include <csignal>
+#include <filesystem>
+
+namespace QEL::Tests {
+
+struct Worker_Process::State {
+    explicit State(const std::vector<std::string>& command) : process(command) {}
+
+    Child_Process process;
+};
+
+Worker_Process::Worker_Process(const std::string& program, const std::vector<std::string>& arguments) {
+    const std::filesystem::path here = FrontEnd::Util::Program_Path();
+    std::vector<std::string> command = {(here.parent_path() / program).string()};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    m_State = std::make_unique<State>(command);
+}
+
+Worker_Process::~Worker_Process() {
+    Kill();
+}
+
+void Worker_Process::Kill() {
+    if (m_State) {
+        m_State->process.Signal(SIGKILL);
+        m_State->process.Wait();
+        m_State.reset();
+    }
+}
+
+int Worker_Process::Wait() {
+    const int status = m_State->process.Wait();
+    m_State.reset();
+    return status;
+}
+
+} // namespace QEL::Tests

@@ -1,0 +1,55 @@
+#include "tests/reliability/support/Worker_Process.h"
+
+#include "util/system/Process.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+#include <windows.h>
+
+namespace QEL::Tests {
+
+struct Worker_Process::State {
+    PROCESS_INFORMATION process{};
+    ~State() {
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+};
+
+Worker_Process::Worker_Process(const std::string& program, const std::vector<std::string>& arguments)
+    : m_State(std::make_unique<State>()) {
+    const std::filesystem::path here = FrontEnd::Util::Program_Path();
+    std::string command = '"' + (here.parent_path() / (program + ".exe")).make_preferred().string() + '"';
+    for (const std::string& argument : arguments) {
+        command += " " + argument;
+    }
+    STARTUPINFOA start{};
+    start.cb = sizeof start;
+    if (CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
+                       &m_State->process) == 0) {
+        throw std::runtime_error("cannot start " + command);
+    }
+}
+
+Worker_Process::~Worker_Process() {
+    Kill();
+}
+
+void Worker_Process::Kill() {
+    if (m_State) {
+        TerminateProcess(m_State->process.hProcess, 9);
+        WaitForSingleObject(m_State->process.hProcess, INFINITE);
+        m_State.reset();
+    }
+}
+
+int Worker_Process::Wait() {
+    DWORD status = 0;
+    WaitForSingleObject(m_State->process.hProcess, INFINITE);
+    GetExitCodeProcess(m_State->process.hProcess, &status);
+    m_State.reset();
+    return static_cast<int>(status);
+}
+
+} // namespace QEL::Tests
