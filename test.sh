@@ -63,8 +63,8 @@ check() {
     if step "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
 }
 
-# sources FOLDER...: the C++ files below the folders.
-sources() { find "$@" -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' \) -print; }
+# sources FOLDER...: the C++ and C files below the folders.
+sources() { find "$@" -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' -o -name '*.c' \) -print; }
 
 check_format() { sources . | xargs clang-format --dry-run --Werror; }
 

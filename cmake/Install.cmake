@@ -42,3 +42,13 @@ install(
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development
 )
+
+# What the tool's users read and press.
+if(NOT WIN32)
+  install(FILES docs/man/qelfilecache.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(
+    FILES tools/qelfilecache/completion/qelfilecache
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    COMPONENT tool
+  )
+endif()

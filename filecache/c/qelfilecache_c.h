@@ -1,0 +1,196 @@
+/**
+ * @file
+ * The cache for hosts in C, and for everything that can call C: other compilers, other languages.
+ *
+ * @code
+ * qelfilecache *cache;
+ * char path[QELFILECACHE_USUAL_PATH_SIZE];
+ * size_t needed;
+ *
+ * if (qelfilecache_open(&cache) != QELFILECACHE_OK) return;
+ * qelfilecache_set_directory(cache, "/var/cache/pad");
+ * if (qelfilecache_get(cache, "http://server/landscape.xml", QELFILECACHE_ORDINARY_REQUEST,
+ *                      path, sizeof path, &needed, NULL, NULL, NULL) == QELFILECACHE_OK) {
+ *     use(path);
+ * }
+ * qelfilecache_close(cache);
+ * @endcode
+ *
+ * Handles: all handles of a process stand for the one cache of the process and share its directory. A handle keeps the
+ * answer of its last request. Several threads may use the cache at once, each with a handle of its own; one handle may
+ * go from thread to thread, but not be used by two at a time. Requests wait for each other, downloads included.
+ * On Windows a thread that requests a web address must have initialised COM.
+ *
+ * Texts: NUL-terminated, in the narrow encoding of the system (Windows: the code page, elsewhere what the caller uses).
+ * A function that answers with a text takes a buffer, its size, and a place for the size that the text needs, its NUL
+ * included. A text is copied as a whole or not at all: a cut path would name another file. When the buffer is too
+ * small, it receives an empty text and the answer is QELFILECACHE_BUFFER_TOO_SMALL; nothing is lost, since the handle
+ * keeps the text, and the call for the same text with a larger buffer makes no request. The buffer may be NULL when
+ * its size is 0, to ask for the size, and the place for the size may be NULL.
+ *
+ * Errors: no exception leaves a function, and none ends the process. A code above 0 is an answer of the cache, a code
+ * below 0 says that the function could not be carried out; texts are then empty and the needed size is 0.
+ *
+ * Binary interface: functions of the platform's C calling convention (on Windows __cdecl, names undecorated on
+ * 64 bit), arguments of type pointer, size_t and int alone, no structure. A handle is a pointer that only these
+ * functions look behind. Functions and codes are added, never changed, while QELFILECACHE_ABI_VERSION stays.
+ */
+#ifndef QELFILECACHE_C_H
+#define QELFILECACHE_C_H
+
+#include <stddef.h>
+
+/** Marks what the library exports. */
+#if defined(QEL_FILECACHE_STATIC)
+#define QELFILECACHE_C_API
+#elif defined(_WIN32)
+#if defined(QEL_FILECACHE_BUILDING)
+#define QELFILECACHE_C_API __declspec(dllexport)
+#else
+#define QELFILECACHE_C_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define QELFILECACHE_C_API __attribute__((visibility("default")))
+#else
+#define QELFILECACHE_C_API
+#endif
+
+/** The calling convention. */
+#if defined(_WIN32)
+#define QELFILECACHE_CALL __cdecl
+#else
+#define QELFILECACHE_CALL
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The version of this interface that the header describes, see qelfilecache_abi_version(). */
+#define QELFILECACHE_ABI_VERSION 1
+
+/** A size that holds most paths. Any size will do: no answer is lost in a buffer that is too small. */
+#define QELFILECACHE_USUAL_PATH_SIZE 512
+
+/** Done; a request has a file. */
+#define QELFILECACHE_OK 0
+/** The cache refused, see the function. */
+#define QELFILECACHE_REFUSED 1
+/** The request was made; there is no file to open. */
+#define QELFILECACHE_NO_FILE 2
+/** The buffer is too small for the text. What was asked for is done, and the text is kept. */
+#define QELFILECACHE_BUFFER_TOO_SMALL 3
+/** An argument is NULL or out of its range. */
+#define QELFILECACHE_BAD_ARGUMENT (-1)
+/** Memory is exhausted. */
+#define QELFILECACHE_OUT_OF_MEMORY (-2)
+/** The system refused a resource, such as a lock. */
+#define QELFILECACHE_SYSTEM_ERROR (-3)
+/** Another failure of the library itself. */
+#define QELFILECACHE_UNEXPECTED_ERROR (-4)
+
+/** A remote error code that the request did not come to, see qelfilecache_get(). */
+#define QELFILECACHE_NOT_ASKED (-1)
+
+/** The kind of an ordinary request. */
+#define QELFILECACHE_ORDINARY_REQUEST 213
+/** A kind that wants a writable file on a share opened where it is. */
+#define QELFILECACHE_WRITABLE_ORIGINAL 201
+
+/** A handle of the cache. */
+typedef struct qelfilecache qelfilecache;
+
+/** The version of the interface that the loaded library has. */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_abi_version(void);
+
+/**
+ * Opens a handle.
+ * @param cache set to the handle, to NULL on failure.
+ * @return QELFILECACHE_OK or a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_open(qelfilecache** cache);
+
+/** Closes a handle, which must not be used afterwards. The cache itself lives on. NULL is ignored. */
+QELFILECACHE_C_API void QELFILECACHE_CALL qelfilecache_close(qelfilecache* cache);
+
+/**
+ * Sets the directory of the copies, for the whole process.
+ * @param cache the handle.
+ * @param directory absolute path of an existing directory, used as it stands.
+ * @return QELFILECACHE_OK; QELFILECACHE_REFUSED for a missing or empty directory (nothing changes) and for one whose
+ *         list of copies is damaged (it is set, and requests are served); a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_set_directory(qelfilecache* cache, const char* directory);
+
+/**
+ * Requests a file: answers with the path of a local file that holds what `url_or_path` names.
+ *
+ * @param cache the handle.
+ * @param url_or_path web address, "file:" URL, path on a share or local path.
+ * @param request_kind QELFILECACHE_ORDINARY_REQUEST, or QELFILECACHE_WRITABLE_ORIGINAL: then the answer is
+ *        QELFILECACHE_NO_FILE for a writable file on a share, which the host opens where it is.
+ * @param path receives the path; see the rules for texts at the top.
+ * @param path_size the size of `path`.
+ * @param path_needed may be NULL; set to the size that the path needs.
+ * @param download_error may be NULL; set to 1 when the remote file could not be fetched or checked, also when an older
+ *        copy is served instead, otherwise to 0.
+ * @param http_error may be NULL; set to the outcome for a web address: 0 ok, 1 the check failed, 2 the download
+ *        failed, 3 the copy got no name; QELFILECACHE_NOT_ASKED when no server was asked.
+ * @param file_share_error may be NULL; the same for a share: 0 ok, 1 the source could not be examined, 2 the copy
+ *        failed, 3 the copy got no name, 4 the copy is missing; QELFILECACHE_NOT_ASKED.
+ * @return QELFILECACHE_OK, QELFILECACHE_NO_FILE, QELFILECACHE_BUFFER_TOO_SMALL (the request was made and has a file:
+ *         fetch its path with qelfilecache_last_path()), or a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_get(qelfilecache* cache, const char* url_or_path,
+                                                          int request_kind, char* path, size_t path_size,
+                                                          size_t* path_needed, int* download_error, int* http_error,
+                                                          int* file_share_error);
+
+/**
+ * The path that the last request of this handle answered with. Makes no request.
+ * @return QELFILECACHE_OK, QELFILECACHE_NO_FILE when there was no request or it had no file,
+ *         QELFILECACHE_BUFFER_TOO_SMALL, QELFILECACHE_BAD_ARGUMENT.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_last_path(const qelfilecache* cache, char* path, size_t path_size,
+                                                                size_t* path_needed);
+
+/**
+ * The text for the user about the last failed connection or certificate, as it was right after the last request of
+ * this handle; empty when there was none. It stays until a later failure replaces it, so show it only when a request
+ * has a download error.
+ * @return QELFILECACHE_OK, QELFILECACHE_BUFFER_TOO_SMALL, QELFILECACHE_BAD_ARGUMENT.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_error_info(const qelfilecache* cache, char* text,
+                                                                 size_t text_size, size_t* text_needed);
+
+/**
+ * A line of equals signs, to put between messages.
+ * @return QELFILECACHE_OK, QELFILECACHE_BUFFER_TOO_SMALL or a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_message_separator(const qelfilecache* cache, char* text,
+                                                                        size_t text_size, size_t* text_needed);
+
+/**
+ * Forgets every copy and deletes it.
+ * @return QELFILECACHE_OK; QELFILECACHE_REFUSED when some copies could not be deleted; a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_clear(qelfilecache* cache);
+
+/**
+ * Deletes every file in the directory that has the name of a copy, also those that the cache does not know.
+ * @return QELFILECACHE_OK; QELFILECACHE_REFUSED when no directory is set; a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_purge(qelfilecache* cache);
+
+/**
+ * Sets what is traced, for the whole process. Call it while no other thread uses the cache.
+ * @param level 0 nothing, 1 errors, 2 warnings too, 3 notes too, 4 everything, 5 everything with time stamps.
+ * @return QELFILECACHE_OK or a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_set_trace_level(int level);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

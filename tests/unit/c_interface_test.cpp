@@ -1,0 +1,276 @@
+// The C interface on a cache that answers as the test tells it, and throws when told to.
+
+#include "filecache/c/qelfilecache_c.h"
+
+#include "filecache/IFileCache.h"
+#include "filecache/Process_Wide.h"
+#include "trace/Set_Trace_Level.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <functional>
+#include <new>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace QEL::FrontEnd::FileCache {
+
+// In the place of the cache's own: this test links the C interface alone.
+std::mutex s_api_mutex;
+IFileCache::IFileCache() = default;
+IFileCache::IFileCache(const IFileCache& other) = default;
+IFileCache& IFileCache::operator=(const IFileCache& other) = default;
+IFileCache::~IFileCache() = default;
+
+namespace {
+
+struct Mock_Cache : IFileCache {
+    MOCK_METHOD(bool, Set_Cache_Directory, (const std::string&), (override));
+    MOCK_METHOD(std::string, Get_Cached_File, (const std::string&), (override));
+    MOCK_METHOD(std::string, Get_Cached_File_and_Status, (const std::string&, int, bool&, int*, int*), (override));
+    MOCK_METHOD(bool, Clear, (), (override));
+    MOCK_METHOD(bool, Purge_Cache_Folder, (), (override));
+    MOCK_METHOD(std::string, Get_Additional_Error_Info, (), (const, override));
+    MOCK_METHOD(std::string, Get_Msg_Separator, (), (const, override));
+};
+
+std::function<std::shared_ptr<IFileCache>()> s_make_instance;
+std::function<void(QELPCTRC_LEVEL)> s_set_trace_level;
+
+} // namespace
+
+std::shared_ptr<IFileCache> IFileCache::Instance() {
+    return s_make_instance();
+}
+
+void Set_Trace_Level(QELPCTRC_LEVEL level) {
+    s_set_trace_level(level);
+}
+
+} // namespace QEL::FrontEnd::FileCache
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::FileCache::Mock_Cache;
+using testing::_;
+using testing::DoAll;
+using testing::Each;
+using testing::NiceMock;
+using testing::Return;
+using testing::SetArgReferee;
+using testing::Throw;
+
+class C_Interface : public testing::Test {
+protected:
+    C_Interface() {
+        FrontEnd::FileCache::s_make_instance = [this] { return cache; };
+        EXPECT_EQ(qelfilecache_open(&handle), QELFILECACHE_OK);
+        buffer.fill('#');
+    }
+    ~C_Interface() override {
+        qelfilecache_close(handle);
+        FrontEnd::FileCache::s_make_instance = nullptr;
+        FrontEnd::FileCache::s_set_trace_level = nullptr;
+    }
+
+    /// A request with a buffer of the first `size` characters.
+    int Get(std::size_t size) {
+        return qelfilecache_get(handle, "http://server/a", 213, buffer.data(), size, &needed, &download_error,
+                                &http_error, &file_share_error);
+    }
+
+    auto& Expect_Request() { return EXPECT_CALL(*cache, Get_Cached_File_and_Status("http://server/a", 213, _, _, _)); }
+
+    const std::shared_ptr<NiceMock<Mock_Cache>> cache = std::make_shared<NiceMock<Mock_Cache>>();
+    qelfilecache* handle = nullptr;
+    std::array<char, 16> buffer{};
+    std::size_t needed = 4711;
+    int download_error = 4711;
+    int http_error = 4711;
+    int file_share_error = 4711;
+};
+
+const std::bad_alloc No_Memory;
+const std::system_error No_Lock(std::make_error_code(std::errc::resource_unavailable_try_again));
+const std::runtime_error Anything_Else("else");
+
+TEST_F(C_Interface, HasTheVersionOfItsHeader) {
+    EXPECT_EQ(qelfilecache_abi_version(), QELFILECACHE_ABI_VERSION);
+}
+
+TEST_F(C_Interface, CopiesThePathWithItsEnd) {
+    Expect_Request().WillOnce(Return("/c/a.xml"));
+    EXPECT_EQ(Get(9), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "/c/a.xml");
+    EXPECT_EQ(needed, 9);
+    EXPECT_EQ(buffer[9], '#');
+}
+
+TEST_F(C_Interface, CutsNoPathAndKeepsItForTheNextCall) {
+    Expect_Request().WillOnce(Return("/c/a.xml"));
+    EXPECT_EQ(Get(8), QELFILECACHE_BUFFER_TOO_SMALL);
+    EXPECT_STREQ(buffer.data(), "");
+    EXPECT_EQ(needed, 9);
+    EXPECT_THAT(std::vector<char>(buffer.begin() + 8, buffer.end()), Each('#'));
+
+    // No second request: it is expected once.
+    EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "/c/a.xml");
+    EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+}
+
+TEST_F(C_Interface, TellsTheSizeWithoutABuffer) {
+    Expect_Request().WillOnce(Return("/c/a.xml"));
+    EXPECT_EQ(qelfilecache_get(handle, "http://server/a", 213, nullptr, 0, &needed, nullptr, nullptr, nullptr),
+              QELFILECACHE_BUFFER_TOO_SMALL);
+    EXPECT_EQ(needed, 9);
+    EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, nullptr), QELFILECACHE_BUFFER_TOO_SMALL);
+}
+
+TEST_F(C_Interface, SaysThatThereIsNoFile) {
+    Expect_Request().WillOnce(
+        DoAll(SetArgReferee<2>(true), testing::WithArg<3>([](int* error) { *error = 2; }), Return("")));
+    EXPECT_EQ(Get(buffer.size()), QELFILECACHE_NO_FILE);
+    EXPECT_STREQ(buffer.data(), "");
+    EXPECT_EQ(needed, 1);
+    EXPECT_EQ(download_error, 1);
+    EXPECT_EQ(http_error, 2);
+    EXPECT_EQ(file_share_error, QELFILECACHE_NOT_ASKED);
+    EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, &needed), QELFILECACHE_NO_FILE);
+}
+
+TEST_F(C_Interface, MarksTheCodesThatARequestDidNotComeTo) {
+    Expect_Request().WillOnce(Return("/c/a.xml"));
+    Get(buffer.size());
+    EXPECT_EQ(download_error, 0);
+    EXPECT_EQ(http_error, QELFILECACHE_NOT_ASKED);
+    EXPECT_EQ(file_share_error, QELFILECACHE_NOT_ASKED);
+}
+
+TEST_F(C_Interface, HasNoPathBeforeTheFirstRequest) {
+    EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_NO_FILE);
+    EXPECT_STREQ(buffer.data(), "");
+}
+
+TEST_F(C_Interface, TurnsExceptionsIntoCodes) {
+    Expect_Request()
+        .WillOnce(Return("/c/a.xml"))
+        .WillOnce(Throw(No_Memory))
+        .WillOnce(Throw(No_Lock))
+        .WillOnce(Throw(Anything_Else));
+    EXPECT_EQ(Get(buffer.size()), QELFILECACHE_OK);
+    for (const int code : {QELFILECACHE_OUT_OF_MEMORY, QELFILECACHE_SYSTEM_ERROR, QELFILECACHE_UNEXPECTED_ERROR}) {
+        EXPECT_EQ(Get(buffer.size()), code);
+        EXPECT_STREQ(buffer.data(), "");
+        EXPECT_EQ(needed, 0);
+        EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, nullptr), QELFILECACHE_NO_FILE) << "an earlier answer";
+    }
+}
+
+TEST_F(C_Interface, LetsNoExceptionOfAnyOperationOut) {
+    EXPECT_CALL(*cache, Set_Cache_Directory("/c")).WillOnce(Throw(No_Memory));
+    EXPECT_EQ(qelfilecache_set_directory(handle, "/c"), QELFILECACHE_OUT_OF_MEMORY);
+    EXPECT_CALL(*cache, Clear()).WillOnce(Throw(No_Lock));
+    EXPECT_EQ(qelfilecache_clear(handle), QELFILECACHE_SYSTEM_ERROR);
+    EXPECT_CALL(*cache, Purge_Cache_Folder()).WillOnce(Throw(Anything_Else));
+    EXPECT_EQ(qelfilecache_purge(handle), QELFILECACHE_UNEXPECTED_ERROR);
+    EXPECT_CALL(*cache, Get_Msg_Separator()).WillOnce(Throw(No_Memory));
+    EXPECT_EQ(qelfilecache_message_separator(handle, buffer.data(), buffer.size(), &needed),
+              QELFILECACHE_OUT_OF_MEMORY);
+    FrontEnd::FileCache::s_set_trace_level = [](QELPCTRC_LEVEL) { throw No_Lock; };
+    EXPECT_EQ(qelfilecache_set_trace_level(1), QELFILECACHE_SYSTEM_ERROR);
+    FrontEnd::FileCache::s_make_instance = []() -> std::shared_ptr<FrontEnd::FileCache::IFileCache> {
+        throw No_Memory;
+    };
+    qelfilecache* another = handle;
+    EXPECT_EQ(qelfilecache_open(&another), QELFILECACHE_OUT_OF_MEMORY);
+    EXPECT_EQ(another, nullptr);
+}
+
+TEST_F(C_Interface, HandsRefusalsOn) {
+    EXPECT_CALL(*cache, Set_Cache_Directory("/c")).WillOnce(Return(true)).WillOnce(Return(false));
+    EXPECT_EQ(qelfilecache_set_directory(handle, "/c"), QELFILECACHE_OK);
+    EXPECT_EQ(qelfilecache_set_directory(handle, "/c"), QELFILECACHE_REFUSED);
+    EXPECT_CALL(*cache, Clear()).WillOnce(Return(true)).WillOnce(Return(false));
+    EXPECT_EQ(qelfilecache_clear(handle), QELFILECACHE_OK);
+    EXPECT_EQ(qelfilecache_clear(handle), QELFILECACHE_REFUSED);
+    EXPECT_CALL(*cache, Purge_Cache_Folder()).WillOnce(Return(true)).WillOnce(Return(false));
+    EXPECT_EQ(qelfilecache_purge(handle), QELFILECACHE_OK);
+    EXPECT_EQ(qelfilecache_purge(handle), QELFILECACHE_REFUSED);
+}
+
+TEST_F(C_Interface, KeepsTheErrorInfoOfItsRequest) {
+    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce([] {
+        bool is_locked = false;
+        std::thread([&] {
+            is_locked = !FrontEnd::FileCache::s_api_mutex.try_lock();
+            if (!is_locked) {
+                FrontEnd::FileCache::s_api_mutex.unlock();
+            }
+        }).join();
+        EXPECT_TRUE(is_locked) << "a request of another thread could write the text";
+        return "unreachable";
+    });
+    EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "");
+    Get(buffer.size());
+    EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), 11, &needed), QELFILECACHE_BUFFER_TOO_SMALL);
+    EXPECT_EQ(needed, 12);
+    EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), needed, &needed), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "unreachable");
+}
+
+TEST_F(C_Interface, AnswersARequestWhoseErrorInfoCannotBeHad) {
+    Expect_Request().WillOnce(Return("/c/a.xml"));
+    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce(Throw(No_Memory));
+    EXPECT_EQ(Get(buffer.size()), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "/c/a.xml");
+}
+
+TEST_F(C_Interface, HandsOutTheSeparator) {
+    EXPECT_CALL(*cache, Get_Msg_Separator()).WillOnce(Return("==="));
+    EXPECT_EQ(qelfilecache_message_separator(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "===");
+}
+
+TEST_F(C_Interface, SetsTheTraceLevelsThatExist) {
+    std::vector<int> levels;
+    FrontEnd::FileCache::s_set_trace_level = [&](QELPCTRC_LEVEL level) { levels.push_back(level); };
+    EXPECT_EQ(qelfilecache_set_trace_level(-1), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_set_trace_level(0), QELFILECACHE_OK);
+    EXPECT_EQ(qelfilecache_set_trace_level(5), QELFILECACHE_OK);
+    EXPECT_EQ(qelfilecache_set_trace_level(6), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_THAT(levels, testing::ElementsAre(0, 5));
+}
+
+TEST_F(C_Interface, RefusesWhatIsNotThere) {
+    EXPECT_CALL(*cache, Get_Cached_File_and_Status).Times(0);
+    EXPECT_EQ(qelfilecache_open(nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_set_directory(nullptr, "/c"), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_set_directory(handle, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_get(nullptr, "a", 213, buffer.data(), buffer.size(), &needed, nullptr, nullptr, nullptr),
+              QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(needed, 0);
+    EXPECT_STREQ(buffer.data(), "");
+    EXPECT_EQ(qelfilecache_get(handle, nullptr, 213, buffer.data(), buffer.size(), nullptr, nullptr, nullptr, nullptr),
+              QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_get(handle, "a", 213, nullptr, 1, nullptr, nullptr, nullptr, nullptr),
+              QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_last_path(nullptr, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 1, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_error_info(nullptr, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_error_info(handle, nullptr, 1, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_message_separator(nullptr, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_message_separator(handle, nullptr, 1, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_clear(nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_purge(nullptr), QELFILECACHE_BAD_ARGUMENT);
+    qelfilecache_close(nullptr);
+}
+
+} // namespace
+
+} // namespace QEL::Tests
