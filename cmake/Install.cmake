@@ -43,8 +43,11 @@ install(
   COMPONENT development
 )
 
-# What the tool's users read and press.
-if(NOT WIN32)
+if(WIN32)
+  # The C interface for compilers that cannot use the import library.
+  install(FILES filecache/c/qelfilecache_c.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+else()
+  # What the tool's users read and press.
   install(FILES docs/man/qelfilecache.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
   install(
     FILES tools/qelfilecache/completion/qelfilecache

@@ -47,6 +47,13 @@ class Interface(unittest.TestCase):
     def test_exports_the_c_functions_undecorated(self):
         self.assertLessEqual(C_FUNCTIONS, set(exports(DLL)))
 
+    def test_lists_the_c_functions_for_other_linkers(self):
+        here = os.path.dirname(os.path.abspath(__file__))
+        with open(os.path.join(here, "..", "..", "filecache", "c", "qelfilecache_c.def"), encoding="ascii") as file:
+            library, listed = file.read().split("EXPORTS")
+        self.assertIn("LIBRARY " + os.path.basename(DLL), library)
+        self.assertEqual(set(listed.split()), C_FUNCTIONS)
+
     def test_needs_no_library_that_windows_lacks(self):
         self.assertLessEqual(needed_libraries(DLL), SYSTEM_LIBRARIES)
         self.assertLessEqual(needed_libraries(PROGRAM), SYSTEM_LIBRARIES | {os.path.basename(DLL)})
