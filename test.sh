@@ -117,6 +117,7 @@ main() {
 
     build_and_test "Linux" linux
     check "static analysis (clang-tidy)" check_tidy
+    check "packages for Linux, and hosts built from them" scripts/test_packages.sh linux
 
     if [ "$quick" = no ]; then
         export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
@@ -125,6 +126,7 @@ main() {
 
         # Some of these tests compare with the Linux program built above.
         build_and_test "Windows under Wine" windows
+        check "package for Windows, and hosts built from it" scripts/test_packages.sh windows
     fi
 
     printf '\nSummary\n'

@@ -1,0 +1,197 @@
+#!/usr/bin/env bash
+# Builds the packages and uses them as a host developer would: from what they hold alone.
+#
+#   scripts/test_packages.sh [linux] [windows]     by default both
+#
+# The build folders of the presets are used as they are; see scripts/package.sh.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+
+[ $# -gt 0 ] || set -- linux windows
+work=$(mktemp -d)
+server=
+cleanup() {
+    [ -z "$server" ] || kill "$server" 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+# Neither the machine's configuration nor a library of another place takes part.
+export XDG_CONFIG_HOME=$work/config
+unset LD_LIBRARY_PATH CMAKE_PREFIX_PATH QEL_TRACE_DIR http_proxy HTTP_PROXY
+
+say() { printf '== %s\n' "$*"; }
+
+fail() {
+    printf 'FAILED: %s\n' "$*" >&2
+    exit 1
+}
+
+# expect STATUS TEXT COMMAND...: the command ends with that status, and what it prints holds the text.
+expect() {
+    local wanted=$1 text=$2 status=0
+    shift 2
+    "$@" >"$work/output" 2>&1 || status=$?
+    tr -d '\r' <"$work/output" >"$work/plain"
+    cat "$work/plain"
+    [ "$status" -eq "$wanted" ] || fail "status $status instead of $wanted: $*"
+    grep -qF -- "$text" "$work/plain" || fail "no '$text' from: $*"
+}
+
+# Publishes one file; its address is $url from here on.
+start_server() {
+    mkdir -p "$work/published"
+    printf '<landscape/>\n' >"$work/published/landscape.xml"
+    python3 -u -m http.server 0 --bind 127.0.0.1 --directory "$work/published" >"$work/server.log" 2>&1 &
+    server=$!
+    local waited
+    for waited in $(seq 100); do
+        grep -q 'port [0-9]' "$work/server.log" && break
+        [ "$waited" -lt 100 ] || fail "the web server does not start"
+        sleep 0.1
+    done
+    url=http://127.0.0.1:$(sed -n 's/.* port \([0-9]*\) .*/\1/p' "$work/server.log")/landscape.xml
+}
+
+stop_server() {
+    kill "$server"
+    wait "$server" 2>/dev/null || true
+    server=
+}
+
+# build_host SOURCE BUILD PREFIX ARGUMENT...: configures with the package below PREFIX and no other.
+build_host() {
+    local source=$1 build=$2 prefix=$3
+    shift 3
+    cmake -G Ninja -S "$source" -B "$build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release \
+        --warn-uninitialized -Werror=dev "$@" >"$work/configure.log" 2>&1 || {
+        cat "$work/configure.log"
+        fail "configuring $source"
+    }
+    cmake --build "$build"
+    grep "^qelfilecache_DIR:PATH=$prefix/" "$build/CMakeCache.txt" || fail "$source took another package"
+}
+
+# life PROGRAM... : a host's request while the server answers, and while it is down.
+life() {
+    local cache=$work/cache-$RANDOM
+    mkdir "$cache"
+    start_server
+    expect 0 "The file is up to date." "$@" "$PATH_PREFIX$cache" "$url"
+    expect 0 "Size: " "$@" "$PATH_PREFIX$cache" "$url"
+    stop_server
+    expect 0 "This is the last copy" "$@" "$PATH_PREFIX$cache" "$url"
+    expect 1 "There is no such file." "$@" "$PATH_PREFIX$cache" "$PATH_PREFIX/no/such/file"
+}
+
+# headers_stand_alone COMPILER C_COMPILER INCLUDE: each public header compiles by itself.
+headers_stand_alone() {
+    local header
+    (cd "$3" && find . -name '*.h') | sed 's|^\./||' | sort >"$work/headers"
+    [ "$(wc -l <"$work/headers")" -ge 9 ] || fail "headers are missing"
+    while read -r header; do
+        echo "#include <$header>"
+        echo "#include <$header>" | "$1" -std=c++17 -Wall -Wextra -Werror -fsyntax-only -I "$3" -x c++ -
+    done <"$work/headers"
+    echo "#include <filecache/c/qelfilecache_c.h>" | "$2" -std=c89 -pedantic-errors -Wall -Werror -fsyntax-only -I "$3" -x c -
+}
+
+test_linux() {
+    say "lintian"
+    lintian --allow-root --fail-on error,warning build/packages/*.deb
+
+    say "contents"
+    local package staged=$work/staged
+    for package in build/packages/*.deb; do dpkg-deb --extract "$package" "$staged"; done
+    mv "$staged" "$work/moved" # an installation finds its parts wherever it lies
+    local usr=$work/moved/usr library
+    library=$(find "$usr/lib" -name 'libqelfilecache.so.1')
+    [ -f "$library" ] || fail "no library"
+    for file in share/man/man1/qelfilecache.1.gz share/bash-completion/completions/qelfilecache share/doc/qelfilecache/README.md \
+        share/doc/qelfilecache/docs/configuration.md share/doc/qelfilecache/examples/host/main.cpp; do
+        [ -f "$usr/$file" ] || fail "no $file"
+    done
+    dpkg-deb --field build/packages/libqelfilecache1_*.deb Depends | tee "$work/depends"
+    grep -q 'libcurl4' "$work/depends" || fail "the library does not depend on what it loads"
+    dpkg-deb --info build/packages/libqelfilecache1_*.deb shlibs | grep -x 'libqelfilecache 1 libqelfilecache1 (>= .*)'
+    dpkg-deb --info build/packages/libqelfilecache1_*.deb triggers | grep -x 'activate-noawait ldconfig'
+    headers_stand_alone g++ gcc "$usr/include/qelfilecache"
+
+    say "example hosts, with the CMake package"
+    PATH_PREFIX=
+    build_host "$usr/share/doc/qelfilecache/examples/host" "$work/host" "$usr"
+    build_host "$usr/share/doc/qelfilecache/examples/host_c" "$work/host_c" "$usr"
+    ldd "$work/host/example_host" | grep -F "$work/moved" || fail "the host loads another library"
+    life "$work/host/example_host"
+    life "$work/host_c/example_host_c"
+
+    say "example host, with pkg-config"
+    local flags
+    flags=$(PKG_CONFIG_PATH=$(dirname "$library")/pkgconfig pkg-config --cflags --libs qelfilecache)
+    # shellcheck disable=SC2086 # a list of options
+    g++ -std=c++17 "$usr/share/doc/qelfilecache/examples/host/main.cpp" $flags -o "$work/pkg_host"
+    export LD_LIBRARY_PATH
+    LD_LIBRARY_PATH=$(dirname "$library")
+    life "$work/pkg_host"
+
+    say "program"
+    start_server
+    expect 0 "$work/tool-cache/" "$usr/bin/qelfilecache" --cache-dir "$(mkdir "$work/tool-cache" && echo "$work/tool-cache")" get "$url"
+    stop_server
+    ! readelf -d "$usr/bin/qelfilecache" "$library" | grep -E 'RPATH|RUNPATH' || fail "a search path of the build is left"
+
+    say "share agent"
+    local share='\\127.0.0.1\no-such-share\file'
+    "$usr/bin/qelfilecache" --cache-dir "$work/tool-cache" get "$share" >"$work/with-agent" 2>&1 || true
+    rm "$usr/libexec/qel/qel_share_agent"
+    "$usr/bin/qelfilecache" --cache-dir "$work/tool-cache" get "$share" >"$work/without-agent" 2>&1 || true
+    cat "$work/with-agent" "$work/without-agent"
+    grep -q qel_share_agent "$work/without-agent" || fail "a missing agent is not noticed"
+    ! grep -q qel_share_agent "$work/with-agent" || fail "the agent beside the library is not found"
+
+    say "another language"
+    python3 tests/interface/ctypes_test.py "$library"
+    unset LD_LIBRARY_PATH
+}
+
+test_windows() {
+    say "contents"
+    python3 -m zipfile -e build/packages/qelfilecache-*-win64.zip "$work/unpacked"
+    local prefix
+    prefix=$(echo "$work"/unpacked/qelfilecache-*-win64)
+    for file in bin/qelfilecache.dll bin/qelfilecache.exe lib/libqelfilecache.dll.a share/doc/qelfilecache/README.md; do
+        [ -f "$prefix/$file" ] || fail "no $file"
+    done
+    headers_stand_alone x86_64-w64-mingw32-g++-posix x86_64-w64-mingw32-gcc-posix "$prefix/include/qelfilecache"
+
+    say "example hosts, with the CMake package, under Wine"
+    local toolchain=-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake
+    local wine=$root/cmake/wine-runner.sh
+    PATH_PREFIX=Z:
+    build_host "$prefix/share/doc/qelfilecache/examples/host" "$work/host.windows" "$prefix" "$toolchain"
+    build_host "$prefix/share/doc/qelfilecache/examples/host_c" "$work/host_c.windows" "$prefix" "$toolchain"
+    life "$wine" "$work/host.windows/example_host.exe"
+    life "$wine" "$work/host_c.windows/example_host_c.exe"
+
+    say "example host in C, with an import library of its own"
+    mkdir "$work/own"
+    x86_64-w64-mingw32-dlltool -d "$prefix/lib/qelfilecache_c.def" -l "$work/own/c.lib"
+    x86_64-w64-mingw32-gcc-posix -I "$prefix/include/qelfilecache" "$prefix/share/doc/qelfilecache/examples/host_c/main.c" \
+        "$work/own/c.lib" -lole32 -o "$work/own/host.exe"
+    cp "$prefix/bin/qelfilecache.dll" "$work/own/"
+    expect 1 "There is no such file." "$wine" "$work/own/host.exe" "Z:$work/own" "Z:/no/such/file"
+
+    say "program, under Wine"
+    expect 0 "qelfilecache" "$wine" "$prefix/bin/qelfilecache.exe" --version
+}
+
+for platform in "$@"; do
+    say "packages for $platform"
+    scripts/package.sh "$platform" >"$work/package.log" 2>&1 || {
+        cat "$work/package.log"
+        fail "scripts/package.sh $platform"
+    }
+    "test_$platform"
+done
+say "all well"
