@@ -72,6 +72,8 @@ private:
     bool Is_File_Share(const std::string& url);
     bool Is_Local(const std::string& url);
     std::string Normalize_if_File_URL(const std::string& url);
+    /// The same without a copy: `url` itself, or for a "file:" URL the text that `path` receives.
+    const std::string& Normalize_if_File_URL(const std::string& url, std::string& path);
 
     // Metadata file
     const std::string Get_Cache_Metadata() const;

@@ -35,7 +35,8 @@ std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_pat
 
     Cleanup_Obsolete_Cached_Files();
     download_error = false;
-    const std::string url = Normalize_if_File_URL(url_or_path);
+    std::string path_of_file_url;
+    const std::string& url = Normalize_if_File_URL(url_or_path, path_of_file_url);
     TRACE_DATA("url_or_path = '%s'.\n", url.c_str());
 
     const std::string nothing;

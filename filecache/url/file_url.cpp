@@ -7,6 +7,11 @@
 namespace QEL::FrontEnd::FileCache {
 
 std::string CFileCache::Normalize_if_File_URL(const std::string& url) {
+    std::string path;
+    return Normalize_if_File_URL(url, path);
+}
+
+const std::string& CFileCache::Normalize_if_File_URL(const std::string& url, std::string& path) {
     TRACE_CALL("url='%s'", url.c_str());
     if (!Is_File_URL(url)) {
         TRACE_DATA("Not file URL '%s'. Will not be normalized.\n", url.c_str());
@@ -16,7 +21,7 @@ std::string CFileCache::Normalize_if_File_URL(const std::string& url) {
 
     // Three slashes usually carry a drive path and two a server name. The two messages have the
     // kinds the other way round; readers of traces know them so.
-    std::string path;
+    path.clear();
     if (url.starts_with("file:///")) {
         TRACE_DATA("File URL with network share detected: '%s'.\n", url.c_str());
         path = url.substr(8);
