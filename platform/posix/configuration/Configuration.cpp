@@ -32,26 +32,26 @@ Configuration::Configuration(std::string machine_file) : m_Machine_File(std::mov
 
 std::optional<std::string> Configuration::Read_Text(Configuration_Scope scope, const char* section, const char* key) {
     const std::lock_guard lock(m_Mutex);
-    const Ini_File* file = File_With(scope, section, key);
-    return file == nullptr ? std::nullopt : std::optional<std::string>(file->Value(section, key));
+    const auto [file, text] = Find_Value(scope, section, key);
+    return file == nullptr ? std::nullopt : std::optional<std::string>(text);
 }
 
 std::vector<std::string> Configuration::Read_List(Configuration_Scope scope, const char* section, const char* key) {
     const std::lock_guard lock(m_Mutex);
-    const Ini_File* file = File_With(scope, section, key);
+    const Ini_File* file = Find_Value(scope, section, key).file;
     return file == nullptr ? std::vector<std::string>() : file->Values(section, key);
 }
 
 std::optional<std::int64_t> Configuration::Read_Integer(Configuration_Scope scope, const char* section,
                                                         const char* key) {
     const std::lock_guard lock(m_Mutex);
-    const Ini_File* file = File_With(scope, section, key);
-    return file == nullptr ? std::nullopt : Parse_Integer(file->Value(section, key));
+    const auto [file, text] = Find_Value(scope, section, key);
+    return file == nullptr ? std::nullopt : Parse_Integer(text);
 }
 
 std::optional<std::string> Configuration::Find_File(Configuration_Scope scope, const char* section, const char* key) {
     const std::lock_guard lock(m_Mutex);
-    const Ini_File* file = File_With(scope, section, key);
+    const Ini_File* file = Find_Value(scope, section, key).file;
     return file == nullptr ? std::nullopt : std::optional<std::string>(file->Path());
 }
 
@@ -66,20 +66,20 @@ std::string Configuration::Problem() {
     return problem + m_Machine_File.Problem();
 }
 
-const Ini_File* Configuration::File_With(Configuration_Scope scope, const char* section, const char* key) {
+Configuration::Found_Value Configuration::Find_Value(Configuration_Scope scope, const char* section, const char* key) {
     if (scope != Configuration_Scope::Machine) {
         Refresh_User_File();
-        if (m_User_File && m_User_File->Value(section, key) != nullptr) {
-            return &*m_User_File;
+        if (const char* const text = m_User_File ? m_User_File->Value(section, key) : nullptr) {
+            return {&*m_User_File, text};
         }
     }
     if (scope != Configuration_Scope::User) {
         m_Machine_File.Refresh();
-        if (m_Machine_File.Value(section, key) != nullptr) {
-            return &m_Machine_File;
+        if (const char* const text = m_Machine_File.Value(section, key)) {
+            return {&m_Machine_File, text};
         }
     }
-    return nullptr;
+    return {};
 }
 
 void Configuration::Refresh_User_File() {

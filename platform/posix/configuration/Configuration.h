@@ -50,9 +50,15 @@ public:
     std::string Problem();
 
 private:
-    /// Brings the files of the scope up to date and returns the first one that holds the value; null
+    /// The file that holds a value, and its first text there.
+    struct Found_Value {
+        const Ini_File* file = nullptr;
+        const char* text = nullptr;
+    };
+
+    /// Brings the files of the scope up to date and finds the first one that holds the value; nulls
     /// when none does.
-    const Ini_File* File_With(Configuration_Scope scope, const char* section, const char* key);
+    Found_Value Find_Value(Configuration_Scope scope, const char* section, const char* key);
 
     void Refresh_User_File();
 
