@@ -85,7 +85,7 @@ std::uint32_t Read_Head(const std::string& path, std::size_t count, std::string&
 }
 
 bool Holds_Line_Break_Or_Nul(std::string_view path) {
-    return path.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+    return std::any_of(path.begin(), path.end(), [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
 }
 
 std::uint32_t Open_For_Reading(const std::string& path, File_Descriptor& file, struct stat& status) {
