@@ -31,9 +31,10 @@ std::optional<Registry_Value> Read_Value(HKEY root, const char* key, const char*
         return std::nullopt;
     }
 
-    // The value may grow between two calls.
+    // A number fits into the room that a text has without an allocation. The value may grow between
+    // two calls.
     Registry_Value read;
-    DWORD size = 256;
+    auto size = static_cast<DWORD>(read.data.capacity());
     LONG result = ERROR_MORE_DATA;
     while (result == ERROR_MORE_DATA) {
         read.data.resize(size);
