@@ -50,7 +50,9 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
         entry.cached_file = Generate_Cached_File_Name_from_File_Share(url);
         entry.last_modified = std::to_string(modification_time);
         entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
-        copied = m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) != 0;
+        // The copy takes C strings: it would fetch the file that is named before a NUL.
+        copied = url.find('\0') == std::string::npos &&
+                 m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) != 0;
     } catch (const std::runtime_error&) {
         // Without a name there is no copy: it failed like any other, and the older one may stand in.
     }

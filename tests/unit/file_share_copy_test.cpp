@@ -303,6 +303,18 @@ TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
     }
 }
 
+TEST_F(File_Share_Copy, NeverFetchesTheFileThatIsNamedBeforeANul) {
+    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
+    const std::string nul(1, '\0');
+    for (const std::string& url : {share + nul + ".xml", "\\\\server\\share\\file.x" + nul + "ml", share + nul}) {
+        EXPECT_EQ(Fetch(url), "");
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+    }
+    EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+}
+
 TEST_F(File_Share_Copy, AFailedCopyLeavesTheOlderOneAlone) {
     const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
     copy_fails = true;
