@@ -175,6 +175,25 @@ TEST(Connections, WithAnAnswerThatNobodyAskedForAreNotUsedAgain) {
     }
 }
 
+// With a handle used before, libcurl appended the line to a header that it had freed.
+TEST(Connections, CarryNoHeaderFromOneAnswerToTheNext) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        for (int request = 0; request < 3; ++request) {
+            client.Read_Request();
+            client.Send("HTTP/1.1 200 OK\r\nLast-Modified: monday\r\nContent-Length: 0\r\n\r\n");
+        }
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\n Last-Modified: " + std::string(100, 'x') + "\r\nContent-Length: 3\r\n\r\nabc");
+    });
+
+    for (int request = 0; request < 3; ++request) {
+        EXPECT_EQ(Get(server.Url()).last_modified, "monday");
+    }
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Http_Invalid_Server_Response);
+
+    EXPECT_EQ(server.Connections(), 1);
+}
+
 TEST(Connections, LeaveNoDescriptorsBehind) {
     const Misbehaving_Server server(Serve_All);
     Get(server.Url());

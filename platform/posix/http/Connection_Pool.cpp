@@ -19,12 +19,16 @@ constexpr std::chrono::seconds Longest_Idle_Time{120};
 std::unique_ptr<Connection> Connection::Create() {
     std::unique_ptr<Connection> connection(new Connection);
     connection->m_Multi.reset(curl_multi_init());
-    connection->m_Easy.reset(curl_easy_init());
-    if (connection->m_Multi == nullptr || connection->m_Easy == nullptr) {
+    if (connection->m_Multi == nullptr) {
         return nullptr;
     }
     curl_multi_setopt(connection->m_Multi.get(), CURLMOPT_MAXCONNECTS, 1L);
     return connection;
+}
+
+bool Connection::Begin_Exchange() {
+    m_Easy.reset(curl_easy_init());
+    return m_Easy != nullptr;
 }
 
 std::shared_ptr<Connection_Pool> Connection_Pool::Instance() {

@@ -14,13 +14,19 @@ namespace QEL::FrontEnd::Platform {
 /// Whether the server's certificate has to hold.
 enum class Certificate_Check { Verify, Ignore };
 
-/// One connection to a server, with what libcurl keeps for it: the open socket, the TLS session, the
-/// parsed certificate authorities. Used by one thread at a time.
+/// One connection to a server, with what libcurl keeps for it: the open socket, the parsed certificate
+/// authorities. Used by one thread at a time.
 class Connection {
 public:
     /// Null when there is no memory.
     static std::unique_ptr<Connection> Create();
 
+    /// Makes a handle for the next exchange. Each has one of its own: with a handle that has served one
+    /// before, libcurl 7.88 uses a header that it has freed when an answer begins with a folded line.
+    /// False when there is no memory.
+    [[nodiscard]] bool Begin_Exchange();
+
+    /// The handle of the exchange.
     CURL* Easy() const { return m_Easy.get(); }
     CURLM* Multi() const { return m_Multi.get(); }
 

@@ -53,10 +53,11 @@ Http_Exchange::Http_Exchange(Connection& connection, Http_Method method, const H
     : m_Connection(connection), m_Method(method), m_Url(url), m_Timeouts(timeouts), m_Check(check), m_Answer(answer) {}
 
 std::optional<Http_Failure> Http_Exchange::Run() {
+    if (!m_Connection.Begin_Exchange()) {
+        return Http_Failure{Error_Out_Of_Memory, "There is not enough memory for a request."};
+    }
     Set_Options();
-    auto failure = Conclude(Perform());
-    curl_easy_reset(m_Connection.Easy()); // forgets this exchange; connection and TLS session stay
-    return failure;
+    return Conclude(Perform());
 }
 
 std::optional<Http_Failure> Http_Exchange::Conclude(CURLcode result) {
