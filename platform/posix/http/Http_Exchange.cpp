@@ -229,6 +229,11 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
     }
     long status = 0;
     curl_easy_getinfo(m_Connection.Easy(), CURLINFO_RESPONSE_CODE, &status);
+    // libcurl lets numbers of any length pass in a status line of HTTP/2. The caller would take some of
+    // them for error numbers.
+    if (status < 100 || status > 999) {
+        return Refuse(Error_Http_Invalid_Server_Response, "sent a status that is none");
+    }
     if (status == 101) {
         return Refuse(Error_Http_Invalid_Server_Response, "switched to another protocol");
     }

@@ -104,6 +104,7 @@ Http_Failure Http_Exchange::Failure(CURLcode result) {
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
+    case CURLE_BAD_FUNCTION_ARGUMENT: // of libcurl's own functions: a header that is none
         return Bad_Answer_Failure();
     default:
         return {Error_Internet_Internal_Error,
