@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Builds the fuzzers with clang and runs each for some seconds.
+# Builds the fuzzers with clang and runs each for some seconds, two at a time.
 #
 #   fuzz/run.sh [SECONDS [FUZZER...]]     10 seconds and all fuzzers, unless told otherwise
 #
 # Starts from fuzz/seeds/FUZZER and from what earlier runs found (build/fuzz/corpus/FUZZER). An input
 # that breaks something is kept in build/fuzz/findings; run the fuzzer on that file to see it again.
-# Exit status 0: nothing broke.
+# Ends with one line a fuzzer: how often it ran, and whether something broke. Exit status 0: nothing
+# broke.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -19,19 +20,53 @@ if [ ${#fuzzers[@]} -eq 0 ]; then
     mapfile -t fuzzers < <(cd fuzz && printf '%s\n' *_fuzzer.cpp | sed 's/\.cpp$//')
 fi
 
-build=build/fuzz
-mkdir -p build
+build=$PWD/build/fuzz
+seeds=$PWD/fuzz/seeds
+mkdir -p "$build"
 cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DQEL_BUILD_FUZZ=ON -DQEL_BUILD_TESTS=OFF >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; }
+    -DQEL_BUILD_FUZZ=ON -DQEL_BUILD_TESTS=OFF >"$build/configure.log" 2>&1 || {
+    cat "$build/configure.log" >&2
+    exit 1
+}
 cmake --build "$build" --target "${fuzzers[@]}"
 
+# The files that fuzzers write: in memory where that is possible, removed in any case.
+[ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/qel_fuzz.XXXXXX")
+trap 'rm -rf "$scratch"' EXIT
+export TMPDIR=$scratch
+
+# run FUZZER: its output in a log; true when nothing broke.
+run() {
+    mkdir -p "$build/corpus/$1" "$build/findings"
+    "$build/bin/$1" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+        -verbosity=0 -artifact_prefix="$build/findings/$1-" "$build/corpus/$1" "$seeds/$1" >"$build/$1.log" 2>&1
+}
+
 broken=0
-for fuzzer in "${fuzzers[@]}"; do
-    echo "$fuzzer, $seconds s"
-    mkdir -p "$build/corpus/$fuzzer" "$build/findings"
-    seeds=()
-    [ -d "fuzz/seeds/$fuzzer" ] && seeds=("fuzz/seeds/$fuzzer")
-    "$build/bin/$fuzzer" -max_total_time="$seconds" -max_len=4096 -timeout=10 -print_final_stats=1 -verbosity=0 \
-        -artifact_prefix="$build/findings/$fuzzer-" "$build/corpus/$fuzzer" "${seeds[@]}" || broken=1
+# report FUZZER PROCESS: waits for it.
+report() {
+    local result=well executions
+    wait "$2" || result=broken
+    executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$build/$1.log")
+    if [ "$result" = well ] && [ -n "$executions" ]; then
+        echo "ok   $1: $executions executions in $seconds s"
+        return
+    fi
+    echo "FAIL $1: ${executions:-no} executions, see $build/$1.log"
+    tail -n 40 "$build/$1.log"
+    broken=1
+}
+
+for ((first = 0; first < ${#fuzzers[@]}; first += 2)); do
+    pair=("${fuzzers[@]:first:2}")
+    processes=()
+    for fuzzer in "${pair[@]}"; do
+        run "$fuzzer" &
+        processes+=($!)
+    done
+    for index in "${!pair[@]}"; do
+        report "${pair[index]}" "${processes[index]}"
+    done
 done
 exit "$broken"

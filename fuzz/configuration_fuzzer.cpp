@@ -1,0 +1,95 @@
+// Any bytes as the user's INI file: it is read or passed over with a reason, the ways to ask for a
+// value agree, and a plain value that is written into a file is the value that is read.
+
+#include "fuzz/Require.h"
+#include "fuzz/support/Scratch.h"
+#include "platform/posix/configuration/Configuration.h"
+#include "util/http/Cert_Error_Handling.h"
+#include "util/registry/Registry.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using QEL::FrontEnd::Platform::Configuration;
+using QEL::FrontEnd::Platform::Configuration_Scope;
+using QEL::FrontEnd::Platform::Options_Section;
+using QEL::FrontEnd::Platform::Parse_Integer;
+
+const std::string& User_File() {
+    static const std::string path = [] {
+        const auto home = QEL::Fuzz::Scratch_Directory();
+        std::filesystem::create_directories(home / "qel");
+        ::setenv("XDG_CONFIG_HOME", home.c_str(), 1);
+        return (home / "qel" / "qel.ini").string();
+    }();
+    return path;
+}
+
+bool Is_Text_Of_One_Line(const std::string& text) {
+    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
+}
+
+void Require_Agreement(Configuration& configuration, const char* key) {
+    constexpr auto user = Configuration_Scope::User;
+    const auto text = configuration.Read_Text(user, Options_Section, key);
+    const auto list = configuration.Read_List(user, Options_Section, key);
+    REQUIRE(text.has_value() == !list.empty());
+    REQUIRE(!text || list.front() == *text);
+    for (const std::string& value : list) {
+        REQUIRE(Is_Text_Of_One_Line(value));
+    }
+    const auto number = configuration.Read_Integer(user, Options_Section, key);
+    REQUIRE(number == (text ? Parse_Integer(*text) : std::nullopt));
+    REQUIRE(!configuration.Read_Text(Configuration_Scope::Machine, Options_Section, key));
+
+    // The operations that the product calls.
+    std::int32_t target = 4711;
+    QEL::FrontEnd::Util::GetRegValInt(target, Options_Section, key, 0);
+    using Limits = std::numeric_limits<std::int32_t>;
+    const bool fits = number && *number >= Limits::min() && *number <= Limits::max();
+    REQUIRE(target == (fits ? *number : 4711));
+}
+
+/// A value as people write it: printable, no blanks around it.
+std::string Plain_Value(std::string_view bytes) {
+    std::string value;
+    for (const char c : bytes.substr(0, 300)) {
+        value += static_cast<unsigned char>(c) > 0x20 && c != 0x7F ? c : '-';
+    }
+    return value;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(bytes), size);
+    QEL::Fuzz::Write_File(User_File(), text);
+    Configuration configuration("/nonexistent/qel.ini");
+    const std::string problem = configuration.Problem();
+    REQUIRE(Is_Text_Of_One_Line(problem));
+    REQUIRE(problem.empty() == (text.find('\0') == std::string::npos));
+    for (const char* const key : {"LandscapeCacheExpiryPeriod", "LandscapeServerFileConnectTimeout",
+                                  "CertErrorHandlingMode", "CertErrorWhiteList", "TraceDirectory"}) {
+        Require_Agreement(configuration, key);
+        REQUIRE(problem.empty() || !configuration.Read_Text(Configuration_Scope::User, Options_Section, key));
+    }
+    Parse_Integer(text);
+
+    const std::string value = Plain_Value(text);
+    QEL::Fuzz::Write_File(User_File(), std::string("[") + Options_Section + "]\nCertErrorHandlingMode = 1\n" +
+                                           "CertErrorWhiteList = " + value + "\nCertErrorWhiteList=second\n");
+    auto mode = QEL::FrontEnd::Util::HttpWinInet::Default;
+    std::vector<std::string> white_list;
+    QEL::FrontEnd::Util::HttpWinInet::Read_CertErrorHandling_Parameters(mode, white_list);
+    REQUIRE(mode == QEL::FrontEnd::Util::HttpWinInet::WhiteListMode);
+    REQUIRE(white_list == (std::vector<std::string>{value, "second"}));
+    return 0;
+}

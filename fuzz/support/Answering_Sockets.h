@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace QEL::Fuzz {
+
+/// The servers of a run, all of them: every connection that the process makes ends here, whatever
+/// its address. Nothing leaves the process, and no port is used up.
+class Answering_Sockets {
+public:
+    /// @param answers what the connections get, one after the other; further ones get the last.
+    /// @param stay_open the servers keep their side open after the answer.
+    Answering_Sockets(std::vector<std::string> answers, bool stay_open);
+    ~Answering_Sockets();
+    Answering_Sockets(const Answering_Sockets&) = delete;
+    Answering_Sockets& operator=(const Answering_Sockets&) = delete;
+
+    /// What each connection has sent, in the order in which they were made.
+    std::vector<std::string> Received() const;
+
+    /// Connects the socket to the next answer.
+    int Connect(int socket);
+
+private:
+    const std::vector<std::string> m_Answers;
+    const bool m_Stay_Open;
+    std::vector<int> m_Servers;
+};
+
+} // namespace QEL::Fuzz
