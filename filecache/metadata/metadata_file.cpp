@@ -3,6 +3,7 @@
 #include "filecache/Process_Wide.h"
 #include "trace/trace_messages.h"
 #include "util/filesystem/Path_Separator.h"
+#include "util/filesystem/Path_Tests.h"
 
 #include <fstream>
 #include <locale>
@@ -15,10 +16,19 @@ namespace {
 constexpr std::uint32_t Written_Version = 2;
 constexpr std::uint32_t Version_Without_Check_Time = 1;
 
+/// Opens the metadata file. A pipe or a device in its place cannot be opened: the host would wait for
+/// it, or read for ever.
+template <class Stream>
+void Open_File(Stream& stream, const std::string& path) {
+    if (!Util::FileSystem::Is_Pipe_Or_Device(path)) {
+        stream.open(path);
+    }
+}
+
 /// Reads the file line by line. Behind the end of the file every line is empty.
 class Line_Reader {
 public:
-    explicit Line_Reader(const std::string& path) : m_Stream(path) {}
+    explicit Line_Reader(const std::string& path) { Open_File(m_Stream, path); }
 
     bool Is_Open() const { return m_Stream.is_open(); }
 
@@ -73,7 +83,7 @@ bool CFileCache::Serialize() {
     // The host's global locale must not group the digits.
     std::ofstream file;
     file.imbue(std::locale::classic());
-    file.open(path);
+    Open_File(file, path);
     // Every line is flushed: what was written before a crash is on disk.
     file << Metadata_Magic << std::endl;
     file << Version_Keyword << std::endl;

@@ -6,6 +6,7 @@
 #include "platform/windows/owners/Last_Error_Keeper.h"
 #include "platform/windows/registry/Registry_Values.h"
 #include "platform/windows/text/Control_Characters.h"
+#include "util/filesystem/Path_Tests.h"
 
 #include <optional>
 
@@ -68,7 +69,8 @@ std::uint64_t Win32_OS_Wrapper::Get_Current_Time() {
 
 bool Win32_OS_Wrapper::File_Exists(const std::string& path) {
     const auto attributes = Attributes(path);
-    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    // The names of devices have attributes in every directory.
+    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !Util::FileSystem::Is_Pipe_Or_Device(path);
 }
 
 bool Win32_OS_Wrapper::Directory_Exists(const std::string& path) {

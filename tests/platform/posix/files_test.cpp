@@ -124,6 +124,17 @@ TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
     EXPECT_THAT(scratch.Names(), ElementsAre("directory", "file"));
 }
 
+TEST_F(Posix_Files, TellsPipesAndDevicesFromWhatCanBeReadToItsEnd) {
+    for (const std::string& path : {Make_Pipe("pipe"), Make_Link("link", scratch / "pipe"), std::string("/dev/zero"),
+                                    Make_Link("device", "/dev/full")}) {
+        EXPECT_TRUE(Is_Pipe_Or_Device(path)) << path;
+    }
+    for (const std::string& path : {scratch.Write("file"), Make_Link("file link", scratch / "file"), scratch.Path(),
+                                    scratch / "missing", Make_Link("broken", scratch / "missing"), std::string()}) {
+        EXPECT_FALSE(Is_Pipe_Or_Device(path)) << path;
+    }
+}
+
 TEST_F(Posix_Files, NeverDeletesPipesAndDevices) {
     EXPECT_FALSE(services->Delete_File(Make_Pipe("pipe")));
     EXPECT_EQ(Get_Last_Error(), 5u);

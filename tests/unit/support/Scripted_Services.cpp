@@ -113,6 +113,10 @@ bool Path_Exists(const std::string& path) {
     return g_services.on_path_exists && g_services.on_path_exists(path);
 }
 
+bool Is_Pipe_Or_Device(const std::string&) {
+    return false;
+}
+
 std::uint32_t Get_File_Attributes(const std::string& path) {
     g_services.path_calls.push_back("Get_File_Attributes(" + path + ")");
     return g_services.on_get_file_attributes ? g_services.on_get_file_attributes(path) : Invalid_Attributes;
