@@ -37,7 +37,7 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
 }
 
 TEST_F(Command_Line, HelpOfEachCommandShowsAnExample) {
-    for (const std::string command : {"get", "clear", "purge"}) {
+    for (const std::string command : {"get", "clear", "purge", "trace"}) {
         const Tool_Result result = Run({command, "--help"});
         EXPECT_EQ(result.exit_status, 0) << command;
         EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qelfilecache " + command), HasSubstr("Example"),
@@ -46,12 +46,12 @@ TEST_F(Command_Line, HelpOfEachCommandShowsAnExample) {
 }
 
 TEST_F(Command_Line, AsksForACommand) {
-    Expect_Wrong_Usage({}, "a command is missing; the commands are get, clear, purge\n"
+    Expect_Wrong_Usage({}, "a command is missing; the commands are get, clear, purge, trace\n"
                            "  Run with --help for the options and examples.");
 }
 
 TEST_F(Command_Line, RefusesAnUnknownCommand) {
-    Expect_Wrong_Usage({"fetch", "x"}, "unknown command 'fetch'; the commands are get, clear, purge");
+    Expect_Wrong_Usage({"fetch", "x"}, "unknown command 'fetch'; the commands are get, clear, purge, trace");
 }
 
 TEST_F(Command_Line, RefusesAnUnknownOptionBeforeAndBehindTheCommand) {

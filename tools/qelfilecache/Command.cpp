@@ -3,7 +3,7 @@
 namespace QEL::FrontEnd::Tool {
 
 std::vector<Command> All_Commands() {
-    return {Get_Command(), Clear_Command(), Purge_Command()};
+    return {Get_Command(), Clear_Command(), Purge_Command(), Trace_Command()};
 }
 
 } // namespace QEL::FrontEnd::Tool

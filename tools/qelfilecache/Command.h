@@ -45,6 +45,7 @@ struct Command {
 Command Get_Command();
 Command Clear_Command();
 Command Purge_Command();
+Command Trace_Command();
 
 /// All commands, in the order of the help text.
 std::vector<Command> All_Commands();

@@ -1,0 +1,120 @@
+#include "tools/qelfilecache/Command.h"
+
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/output.h"
+#include "tools/qelfilecache/terminal.h"
+#include "tools/qelfilecache/trace_reading/Trace_Reader.h"
+#include "tools/qelfilecache/trace_reading/json_report.h"
+#include "tools/qelfilecache/trace_reading/text_report.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+using namespace Trace_Reading;
+
+struct Trace_Options {
+    std::vector<std::string> files;
+    bool json = false;
+};
+
+/// The bytes of a file. @throws std::system_error
+std::string Read_All(const std::filesystem::path& path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        throw std::system_error(std::make_error_code(std::errc::is_a_directory));
+    }
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    std::string content;
+    constexpr std::size_t block = 1 << 20;
+    while (file) {
+        const std::size_t size = content.size();
+        content.resize(size + block);
+        file.read(content.data() + size, block);
+        content.resize(size + static_cast<std::size_t>(file.gcount()));
+    }
+    if (file.bad()) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    return content;
+}
+
+/// Reads a file into the trace; says what is wrong with it when it cannot be used.
+bool Add_File(Trace_Reader& reader, const std::string& name) {
+    std::string complaint;
+    try {
+        complaint = reader.Add(name, Read_All(Host::To_Path(name)));
+    } catch (const std::system_error& error) {
+        complaint = "cannot be read: " + error.code().message() +
+                    "\n  Next: check the name and the permissions of the trace file.";
+    }
+    if (complaint.empty()) {
+        return true;
+    }
+    Write_Message("'" + Printable(name) + "': " + complaint);
+    return false;
+}
+
+Exit_Status Show_Trace(const Trace_Options& options) {
+    Trace_Reader reader;
+    bool all_usable = true;
+    bool any_usable = false;
+    for (const std::string& name : options.files) {
+        const bool usable = Add_File(reader, name);
+        all_usable = all_usable && usable;
+        any_usable = any_usable || usable;
+    }
+    if (any_usable) {
+        const Trace trace = reader.Finish();
+        const Overview overview = Make_Overview(trace);
+        if (options.json) {
+            Write_Json_Report(trace, overview, Write_Result);
+        } else {
+            Write_Text_Report(trace, overview, {Terminal::Width(), Terminal::Colours(stdout)}, Write_Result);
+        }
+    }
+    return all_usable ? Exit_Served : Exit_Wrong_Usage;
+}
+
+void Declare_Options(CLI::App& parser, Trace_Options& options) {
+    parser.add_flag("--json", options.json, "Print one object for programs instead");
+    parser.add_option("FILE", options.files, "Trace file, by default named qelfilecache_<process id>.trc")
+        ->required()
+        ->type_name("");
+}
+
+constexpr const char* help =
+    "Shows each request: how it was decided, what failed, which copy was served and, where the trace has time\n"
+    "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together.\n"
+    "A trace of level 4 or 5 tells every request, one of level 1 to 3 only what went wrong.\n\n"
+    "Exit status: 0 all files were read, 2 some cannot be used.\n\n"
+    "Examples:\n"
+    "  qelfilecache trace qelfilecache_4711.trc\n"
+    "  qelfilecache trace --json /var/log/qel/*.trc";
+
+} // namespace
+
+Command Trace_Command() {
+    const auto options = std::make_shared<Trace_Options>();
+    return {"trace", "Show what trace files tell of each request, errors first", help,
+            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](const Settings&) { return Show_Trace(*options); }};
+}
+
+} // namespace QEL::FrontEnd::Tool
