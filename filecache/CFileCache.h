@@ -35,7 +35,7 @@ public:
 
     /// Copies get entries, texts and lists of their own and share the operating-system services.
     CFileCache(const CFileCache& other);
-    CFileCache& operator=(const CFileCache& other);
+    CFileCache& operator=(const CFileCache& other); ///< as the copy
 
     /// Saves nothing and deletes nothing: the metadata file is current after every change.
     ~CFileCache() override;

@@ -21,8 +21,8 @@ namespace QEL::FrontEnd::FileCache {
 /// raised as std::system_error, exhausted memory as std::bad_alloc.
 struct QEL_FILECACHE_API IFileCache {
     IFileCache();
-    IFileCache(const IFileCache& other);
-    IFileCache& operator=(const IFileCache& other);
+    IFileCache(const IFileCache& other);            ///< the interface holds nothing to copy
+    IFileCache& operator=(const IFileCache& other); ///< the interface holds nothing to copy
 
     virtual ~IFileCache();
 

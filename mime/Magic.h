@@ -13,10 +13,10 @@ namespace QEL::Mime {
 class Magic {
 public:
     Magic() = default;
-    Magic(const Magic&) = default;
-    Magic& operator=(const Magic&) = default;
-    Magic(Magic&& other) noexcept;
-    Magic& operator=(Magic&& other) noexcept;
+    Magic(const Magic&) = default;            ///< knows what the other knows
+    Magic& operator=(const Magic&) = default; ///< knows what the other knows
+    Magic(Magic&& other) noexcept;            ///< leaves the other not initialised
+    Magic& operator=(Magic&& other) noexcept; ///< leaves the other not initialised
     ~Magic() = default;
 
     /// True once the tables have been loaded.

@@ -38,13 +38,14 @@ struct Inspected_Setting {
 /// What is done about a certificate that does not hold, for one URL; see
 /// Util::HttpWinInet::CertErrorHandlingMode.
 struct Certificate_Handling {
-    int mode = 0;
+    int mode = 0;                    ///< see CertErrorHandlingMode
     bool listed = false;             ///< the URL is on the white list, whether or not that counts
     bool errors_are_ignored = false; ///< a second attempt overlooks the certificate
 };
 
 /// How the cache would serve a request now.
 struct Request_Explanation {
+    /// What the request names.
     enum class Kind {
         Unusable, ///< a form of "file:" URL that is not supported
         Local,    ///< answered with the path itself
@@ -52,8 +53,8 @@ struct Request_Explanation {
         Share     ///< a file on a share, or on a drive that is no fixed disk
     };
 
-    std::string request;
-    Kind kind = Kind::Unusable;
+    std::string request;                  ///< as it was passed
+    Kind kind = Kind::Unusable;           ///< what it names
     std::string normalised;               ///< the form by which the cache knows it; empty when unusable
     bool local_file_exists = false;       ///< of Kind::Local
     std::optional<Inspected_Entry> entry; ///< none: nothing is listed for it
@@ -72,7 +73,7 @@ struct Remote_Answer {
     bool unchanged = false;    ///< the stamp is the one of the entry: the copy is current
     std::uint32_t error = 0;   ///< why there was no answer: WinInet error number, of a share a system error
     std::string error_text;    ///< the system's text for it; may be empty
-    Second_Attempt second = Second_Attempt::Not_Needed;
+    Second_Attempt second = Second_Attempt::Not_Needed; ///< how the repetition went
 };
 
 /// Looks into the cache of a directory, for administrators' tools: what it holds, and how it would
@@ -114,6 +115,7 @@ public:
     /// Which places of the configuration had to be passed over, and why; empty when all is well.
     std::string Configuration_Problem() const;
 
+    /// How a request would be served now; nothing remote is asked.
     Request_Explanation Explain(const std::string& url_or_path) const;
 
     /// Asks the remote side of a web or share request: with HEAD, or for the time of the file's
