@@ -117,6 +117,9 @@ main() {
 
     build_and_test "Linux" linux
     check "static analysis (clang-tidy)" check_tidy
+    check "reference of the public headers (doxygen)" python3 scripts/check_reference.py
+    check "the test of the documents finds planted errors" python3 scripts/test_documents.py --self-test
+    check "commands and links of the documents" python3 scripts/test_documents.py
     check "packages for Linux, and hosts built from them" scripts/test_packages.sh linux
 
     if [ "$quick" = no ]; then
@@ -126,6 +129,7 @@ main() {
 
         # Some of these tests compare with the Linux program built above.
         build_and_test "Windows under Wine" windows
+        check "commands of the documents for Windows" python3 scripts/test_documents.py --windows
         check "package for Windows, and hosts built from it" scripts/test_packages.sh windows
     fi
 
