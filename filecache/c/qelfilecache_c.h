@@ -38,7 +38,7 @@
 #ifndef QELFILECACHE_C_H
 #define QELFILECACHE_C_H
 
-#include <stddef.h>
+#include <stddef.h> /* NOLINT(modernize-deprecated-headers): this header is for C, too */
 
 /** Marks what the library exports. */
 #if defined(QEL_FILECACHE_STATIC)
