@@ -71,12 +71,6 @@ check_format() { sources . | xargs clang-format --dry-run --Werror; }
 # build PRESET: configures and builds.
 build() { cmake --preset "$1" && cmake --build --preset "$1"; }
 
-# The product's own sources as the Linux build compiles them, one clang-tidy a processor.
-check_tidy() {
-    sources filecache trace util mime platform/posix tools | grep '\.cpp$' | grep -v '_windows\.cpp$' |
-        xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/linux
-}
-
 # count REPORT: adds the test cases of ctest's report. False when there is no report of any.
 count() {
     local more_passed more_failed
@@ -116,7 +110,7 @@ main() {
     check "test cases are counted as they end" python3 scripts/count_tests.py --self-test
 
     build_and_test "Linux" linux
-    check "static analysis (clang-tidy)" check_tidy
+    check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
     check "reference of the public headers (doxygen)" python3 scripts/check_reference.py
     check "the test of the documents finds planted errors" python3 scripts/test_documents.py --self-test
     check "commands and links of the documents" python3 scripts/test_documents.py
@@ -129,6 +123,7 @@ main() {
 
         # Some of these tests compare with the Linux program built above.
         build_and_test "Windows under Wine" windows
+        check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows
         check "commands of the documents for Windows" python3 scripts/test_documents.py --windows
         check "package for Windows, and hosts built from it" scripts/test_packages.sh windows
     fi

@@ -11,18 +11,17 @@ else()
   target_compile_options(qel_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 endif()
 
+# What the product is compiled with besides: in a build with sanitizers its instrumentation, otherwise
+# the hardening of Debian's own packages. (Fuzzers instrument everything themselves.)
+add_library(qel_product_options INTERFACE)
 if(QEL_SANITIZE)
-  target_compile_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
-                                               -fno-omit-frame-pointer)
+  target_compile_options(qel_product_options INTERFACE -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
+                                                       -fno-omit-frame-pointer -O1)
   target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
-endif()
-
-# Hardened as Debian's own packages are; sanitizers and fuzzers look deeper by themselves.
-add_library(qel_hardening INTERFACE)
-if(NOT WIN32 AND NOT QEL_SANITIZE AND NOT QEL_BUILD_FUZZ)
-  target_compile_options(qel_hardening INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE
-                                                 $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
-  target_link_options(qel_hardening INTERFACE -Wl,-z,relro,-z,now)
+elseif(NOT WIN32 AND NOT QEL_BUILD_FUZZ)
+  target_compile_options(qel_product_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE
+                                                       $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(qel_product_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 
 # qel_object_library(NAME SOURCE...): one layer of the library as objects, so that a test can link
@@ -30,6 +29,6 @@ endif()
 function(qel_object_library name)
   add_library(${name} OBJECT ${ARGN})
   target_link_libraries(${name} PUBLIC qel_options)
-  target_compile_options(${name} PRIVATE $<TARGET_PROPERTY:qel_hardening,INTERFACE_COMPILE_OPTIONS>)
+  target_compile_options(${name} PRIVATE $<TARGET_PROPERTY:qel_product_options,INTERFACE_COMPILE_OPTIONS>)
   target_compile_definitions(${name} PRIVATE QEL_FILECACHE_BUILDING)
 endfunction()

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Static analysis with clang-tidy of the product's own sources, as a configured build compiles them.
+#
+#   scripts/tidy.sh linux      build/linux: everything but the Windows services
+#   scripts/tidy.sh windows    build/windows: the Windows services
+#
+# Exit status 0: nothing found.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+commands=build/${1:-}
+options=()
+case "${1:-}" in
+linux)
+    mapfile -t files < <(find filecache trace util mime platform/posix tools -name '*.cpp' ! -name '*_windows.cpp')
+    ;;
+windows)
+    mapfile -t files < <(find platform/windows tools -path 'platform/*.cpp' -o -name '*_windows.cpp')
+    # Clang compiles for Windows with the headers of the cross compiler, which it does not find itself.
+    compiler=x86_64-w64-mingw32-g++-posix
+    options+=(--extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-unknown-pragmas)
+    while read -r folder; do
+        options+=("--extra-arg=-isystem$folder")
+    done < <("$compiler" -x c++ -E -v /dev/null 2>&1 | sed -n '/^#include <\.\.\.>/,/^End of search list/s/^ //p' |
+        grep -v 'gcc/[^/]*/[^/]*/include\(-fixed\)\?$')
+    # An option that Clang does not know.
+    commands=build/windows/tidy
+    mkdir -p "$commands"
+    sed 's/-fno-keep-inline-dllexport//' build/windows/compile_commands.json >"$commands/compile_commands.json"
+    ;;
+*)
+    echo "tidy.sh: name a preset, linux or windows" >&2
+    exit 2
+    ;;
+esac
+
+# One file a process: with several, what clang-tidy learns of one colours what it says of the next.
+printf '%s\0' "${files[@]}" |
+    xargs -0 -n 1 -P "$(nproc)" clang-tidy --quiet -p "$commands" "${options[@]}"
