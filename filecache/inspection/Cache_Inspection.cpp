@@ -58,6 +58,10 @@ Cache_Inspection::Cache_Inspection(const std::string& directory, std::shared_ptr
 
 Cache_Inspection::~Cache_Inspection() = default;
 
+std::uint64_t Cache_Inspection::Now() const {
+    return m_State->services->Get_Current_Time();
+}
+
 bool Cache_Inspection::Metadata_Is_Sound() const {
     return m_State->metadata_is_sound;
 }
@@ -133,7 +137,7 @@ Request_Explanation Cache_Inspection::Explain(const std::string& url_or_path) co
     CFileCache& cache = *m_State->cache;
     Request_Explanation explained;
     explained.request = url_or_path;
-    explained.now = m_State->services->Get_Current_Time();
+    explained.now = Now();
 
     const std::string url = cache.Normalize_if_File_URL(url_or_path);
     explained.normalised = url;

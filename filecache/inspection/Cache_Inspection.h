@@ -99,6 +99,9 @@ public:
     Cache_Inspection& operator=(const Cache_Inspection&) = delete;
     ~Cache_Inspection();
 
+    /// The current time, 100 ns intervals since 1601-01-01 UTC.
+    std::uint64_t Now() const;
+
     /// False when the metadata file is damaged: only the entries before the damage are known.
     bool Metadata_Is_Sound() const;
 

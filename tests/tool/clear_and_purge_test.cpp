@@ -39,6 +39,27 @@ TEST_F(Clear_And_Purge, ClearDeletesTheCopiesOfItsEntries) {
     EXPECT_EQ(Names_In(m_Cache), left);
 }
 
+TEST_F(Clear_And_Purge, ClearTellsThatACopyStayed) {
+    Fill_Cache();
+    // The copy of the entry lies where nothing may be deleted.
+    const fs::path locked = m_Folder / "locked";
+    fs::create_directory(locked);
+    fs::rename(m_Cache / m_Copy, locked / m_Copy);
+    std::string metadata = Read_File(Metadata_File());
+    metadata.replace(metadata.find(m_Cache.string()), m_Cache.string().size(), locked.string());
+    Write_File(Metadata_File(), metadata);
+    fs::permissions(locked, fs::perms::owner_read | fs::perms::owner_exec);
+    Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "clear"});
+    run.with_ordinary_rights = true;
+    const Tool_Result result = Run_Tool(run);
+    fs::permissions(locked, fs::perms::owner_all);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.err,
+              "qelfilecache: not every copy could be deleted.\n  Close the programs that have one open, check "
+              "the permissions of the cache directory, try again.\n");
+    EXPECT_TRUE(fs::exists(locked / m_Copy));
+}
+
 TEST_F(Clear_And_Purge, PurgeDeletesEveryCopyAndNothingElse) {
     Fill_Cache();
     const Tool_Result result = Run_On_Cache({"purge"});

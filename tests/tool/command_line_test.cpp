@@ -31,13 +31,15 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_THAT(result.out,
                 AllOf(HasSubstr("--cache-dir DIR"), HasSubstr("--trace-level 0..5"), HasSubstr("--trace-dir DIR"),
-                      HasSubstr("--version"), HasSubstr("\n  get "), HasSubstr("\n  clear "), HasSubstr("\n  purge "),
-                      HasSubstr("Exit status: 0 every request was served, 1 some were not, 2 wrong usage.")));
+                      HasSubstr("--version"), HasSubstr("\n  get "), HasSubstr("\n  list "), HasSubstr("\n  explain "),
+                      HasSubstr("\n  prefetch "), HasSubstr("\n  clear "), HasSubstr("\n  purge "),
+                      HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
+                                "2 wrong usage or a directory that cannot be used.\n")));
     EXPECT_THAT(result.err, IsEmpty());
 }
 
 TEST_F(Command_Line, HelpOfEachCommandShowsAnExample) {
-    for (const std::string command : {"get", "clear", "purge", "trace"}) {
+    for (const std::string command : {"get", "list", "explain", "prefetch", "trace", "clear", "purge"}) {
         const Tool_Result result = Run({command, "--help"});
         EXPECT_EQ(result.exit_status, 0) << command;
         EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qelfilecache " + command), HasSubstr("Example"),
@@ -46,12 +48,13 @@ TEST_F(Command_Line, HelpOfEachCommandShowsAnExample) {
 }
 
 TEST_F(Command_Line, AsksForACommand) {
-    Expect_Wrong_Usage({}, "a command is missing; the commands are get, clear, purge, trace\n"
+    Expect_Wrong_Usage({}, "a command is missing; the commands are get, list, explain, prefetch, trace, clear, purge\n"
                            "  Run with --help for the options and examples.");
 }
 
 TEST_F(Command_Line, RefusesAnUnknownCommand) {
-    Expect_Wrong_Usage({"fetch", "x"}, "unknown command 'fetch'; the commands are get, clear, purge, trace");
+    Expect_Wrong_Usage({"fetch", "x"},
+                       "unknown command 'fetch'; the commands are get, list, explain, prefetch, trace, clear, purge");
 }
 
 TEST_F(Command_Line, RefusesAnUnknownOptionBeforeAndBehindTheCommand) {

@@ -43,6 +43,9 @@ struct Command {
 
 /// One file of commands/ each. A new command is one more of these and its place in All_Commands.
 Command Get_Command();
+Command List_Command();
+Command Explain_Command();
+Command Prefetch_Command();
 Command Clear_Command();
 Command Purge_Command();
 Command Trace_Command();

@@ -21,10 +21,12 @@ constexpr const char* description =
 
 constexpr const char* footer =
     "Results go to standard output, everything else to standard error.\n"
-    "Exit status: 0 every request was served, 1 some were not, 2 wrong usage.\n\n"
+    "Exit status: 0 every request was served, 1 some were not,\n"
+    "2 wrong usage or a directory that cannot be used.\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
     "  qelfilecache --cache-dir /var/cache/landscape get '\\\\server\\share\\landscape.xml'\n"
+    "  qelfilecache explain --check https://server.example/landscape.xml\n"
     "  qelfilecache get --help";
 
 void Declare_Options(CLI::App& tool, Settings& settings) {

@@ -44,41 +44,6 @@ std::string Scheme(const std::string& request) {
     return is_word ? scheme : std::string();
 }
 
-/// What makes a web address one that no server can be asked for; empty when its form is sound.
-std::string Malformation(const std::string& url) {
-    const std::size_t authority_start = url.find(':') + 1;
-    if (url.compare(authority_start, 2, "//") != 0) {
-        return "the address lacks \"//\" behind its scheme";
-    }
-    if (url.find(' ') != std::string::npos) {
-        return "the address holds a blank; write %20";
-    }
-    std::string authority = url.substr(authority_start + 2);
-    authority.erase(std::min(authority.find_first_of("/?#"), authority.size()));
-    if (const auto user_end = authority.rfind('@'); user_end != std::string::npos) {
-        authority.erase(0, user_end + 1);
-    }
-    std::size_t host_end = 0;
-    if (Begins_With(authority, "[")) {
-        host_end = authority.find(']');
-        if (host_end == std::string::npos) {
-            return "the address lacks \"]\" behind the server's number";
-        }
-    }
-    const auto port_start = authority.find(':', host_end);
-    if (authority.empty() || port_start == 0) {
-        return "the address names no server";
-    }
-    if (port_start != std::string::npos) {
-        const std::string port = authority.substr(port_start + 1);
-        const bool is_number = port.find_first_not_of("0123456789") == std::string::npos;
-        if (!is_number || port.size() > 5 || (!port.empty() && std::stoi(port) > 65535)) {
-            return "the address has an invalid port number, '" + port + "'";
-        }
-    }
-    return {};
-}
-
 /// The words for a transport error of this very request. The cache keeps the text of the last one,
 /// which may have been another request's.
 std::string Transport_Error(const Request_Outcome& outcome) {
@@ -179,6 +144,40 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
 }
 
 } // namespace
+
+std::string Malformation(const std::string& url) {
+    const std::size_t authority_start = url.find(':') + 1;
+    if (url.compare(authority_start, 2, "//") != 0) {
+        return "the address lacks \"//\" behind its scheme";
+    }
+    if (url.find(' ') != std::string::npos) {
+        return "the address holds a blank; write %20";
+    }
+    std::string authority = url.substr(authority_start + 2);
+    authority.erase(std::min(authority.find_first_of("/?#"), authority.size()));
+    if (const auto user_end = authority.rfind('@'); user_end != std::string::npos) {
+        authority.erase(0, user_end + 1);
+    }
+    std::size_t host_end = 0;
+    if (Begins_With(authority, "[")) {
+        host_end = authority.find(']');
+        if (host_end == std::string::npos) {
+            return "the address lacks \"]\" behind the server's number";
+        }
+    }
+    const auto port_start = authority.find(':', host_end);
+    if (authority.empty() || port_start == 0) {
+        return "the address names no server";
+    }
+    if (port_start != std::string::npos) {
+        const std::string port = authority.substr(port_start + 1);
+        const bool is_number = port.find_first_not_of("0123456789") == std::string::npos;
+        if (!is_number || port.size() > 5 || (!port.empty() && std::stoi(port) > 65535)) {
+            return "the address has an invalid port number, '" + port + "'";
+        }
+    }
+    return {};
+}
 
 std::string Explain_Failure(const Request_Outcome& outcome) {
     if (Holds_Control_Character(outcome.request)) {

@@ -16,6 +16,10 @@ struct Request_Outcome {
     std::string additional_error_info;
 };
 
+/// What makes a web address one that no server can be asked for, such as "the address names no
+/// server"; empty when its form is sound.
+std::string Malformation(const std::string& url);
+
 /// For a request that was not served: why, and what to do next, in two lines.
 std::string Explain_Failure(const Request_Outcome& outcome);
 

@@ -30,8 +30,7 @@ fs::path One_Spelling(const std::string& text, const char* option) {
     return directory.has_filename() || !directory.has_relative_path() ? directory : directory.parent_path();
 }
 
-void Require_Usable_Directory(const fs::path& directory, const char* option) {
-    const std::string subject = std::string(option) + " " + Quoted(directory);
+void Require_Directory(const fs::path& directory, const std::string& subject) {
     std::error_code error;
     const fs::file_status status = fs::status(directory, error);
     if (status.type() == fs::file_type::not_found) {
@@ -43,6 +42,11 @@ void Require_Usable_Directory(const fs::path& directory, const char* option) {
     if (!fs::is_directory(status)) {
         throw Usage_Error(subject + " is not a directory; name a directory");
     }
+}
+
+void Require_Usable_Directory(const fs::path& directory, const char* option) {
+    const std::string subject = std::string(option) + " " + Quoted(directory);
+    Require_Directory(directory, subject);
     if (!Host::Is_Writable_Directory(directory)) {
         throw Usage_Error(subject + " is not writable; change its permissions or name another one");
     }
@@ -133,6 +137,31 @@ std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings) {
         return std::nullopt;
     }
     return Open(settings, directory, default_directory);
+}
+
+fs::path Directory_To_Inspect(const Settings& settings) {
+    const char* const option = settings.cache_directory ? given_directory : default_directory;
+    const fs::path directory =
+        settings.cache_directory ? One_Spelling(*settings.cache_directory, given_directory) : Default_Directory();
+    std::error_code ignored;
+    if (!settings.cache_directory && !fs::exists(directory, ignored)) {
+        Start_Tracing(settings);
+        return {};
+    }
+    const std::string subject = std::string(option) + " " + Quoted(directory);
+    Require_Directory(directory, subject);
+    std::error_code unreadable;
+    if (fs::directory_iterator(directory, unreadable); unreadable) {
+        throw Usage_Error(subject + " cannot be read: " + unreadable.message() + "; change its permissions");
+    }
+    const fs::path metadata_file = Metadata_File(directory);
+    if (fs::exists(fs::symlink_status(metadata_file, ignored)) &&
+        (!fs::is_regular_file(metadata_file, ignored) || !std::ifstream(metadata_file))) {
+        throw Usage_Error("the cache's metadata file " + Quoted(metadata_file) +
+                          " cannot be read; change its permissions");
+    }
+    Start_Tracing(settings);
+    return directory;
 }
 
 std::vector<fs::path> Cached_Copies(const fs::path& directory) {

@@ -29,6 +29,11 @@ Open_Cache Open_Or_Create_Cache(const Settings& settings);
 /// @throws Usage_Error when the directory is missing or cannot be used.
 std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings);
 
+/// The directory of a cache that is to be looked into and not to be changed: it need not be writable.
+/// Empty when it is the default one and is not there yet.
+/// @throws Usage_Error when the directory is missing or cannot be read.
+std::filesystem::path Directory_To_Inspect(const Settings& settings);
+
 /// The files in a cache directory that are cached copies by the shape of their names.
 std::vector<std::filesystem::path> Cached_Copies(const std::filesystem::path& directory);
 

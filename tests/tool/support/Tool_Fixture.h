@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -47,7 +48,7 @@ protected:
         Tool_Run run;
         run.arguments = std::move(arguments);
         run.environment = {{"HOME", (m_Folder / "home").string()}, {"XDG_CONFIG_HOME", (m_Folder / "config").string()}};
-        run.without_environment = {"XDG_CACHE_HOME", "QEL_TRACE_DIR", "http_proxy", "all_proxy"};
+        run.without_environment = {"XDG_CACHE_HOME", "QEL_TRACE_DIR", "http_proxy", "all_proxy", "COLUMNS", "NO_COLOR"};
         run.working_directory = m_Folder.string();
         return run;
     }
@@ -59,6 +60,15 @@ protected:
         std::vector<std::string> all = {"--cache-dir", m_Cache.string()};
         all.insert(all.end(), arguments.begin(), arguments.end());
         return Run(all);
+    }
+
+    /// Name, time of change and bytes of every file in the cache: what no look into it may change.
+    std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> Everything_In_Cache() const {
+        std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> files;
+        for (const auto& file : std::filesystem::directory_iterator(m_Cache)) {
+            files[file.path().filename().string()] = {file.last_write_time(), Read_File(file.path())};
+        }
+        return files;
     }
 
     std::filesystem::path Metadata_File() const { return m_Cache / "qelfilecache_Metadata.txt"; }

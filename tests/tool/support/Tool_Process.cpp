@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,29 +34,16 @@ int Open(const std::string& path) {
     return ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
-/// In the child: becomes the tool. Does not return.
-[[noreturn]] void Become_Tool(const Tool_Run& run, const std::filesystem::path& out_file,
-                              const std::filesystem::path& err_file) {
+/// In the child: becomes the tool, with the streams that it has. Does not return.
+[[noreturn]] void Become_Tool(const Tool_Run& run) {
     for (const auto& name : run.without_environment) {
         ::unsetenv(name.c_str());
     }
     for (const auto& [name, value] : run.environment) {
         ::setenv(name.c_str(), value.c_str(), 1);
     }
-    int out = Open(run.standard_output_path.empty() ? out_file.string() : run.standard_output_path);
-    const int err = Open(err_file.string());
     if (!run.working_directory.empty() && ::chdir(run.working_directory.c_str()) != 0) {
         ::_exit(126);
-    }
-    if (int ends[2]; run.standard_output_without_reader && ::pipe(ends) == 0) {
-        ::close(ends[0]);
-        out = ends[1];
-    }
-    if (::dup2(out, STDOUT_FILENO) == -1 || ::dup2(err, STDERR_FILENO) == -1) {
-        ::_exit(126);
-    }
-    if (run.standard_output_closed) {
-        ::close(STDOUT_FILENO);
     }
     std::vector<std::string> command = Command_Of(run);
     std::vector<char*> arguments;
@@ -67,6 +55,57 @@ int Open(const std::string& path) {
     ::_exit(127);
 }
 
+/// In the child: puts files in the place of the standard streams.
+void Redirect_Streams(const Tool_Run& run, const std::filesystem::path& in_file, const std::filesystem::path& out_file,
+                      const std::filesystem::path& err_file) {
+    if (const int in = ::open(in_file.c_str(), O_RDONLY | O_CLOEXEC); ::dup2(in, STDIN_FILENO) == -1) {
+        ::_exit(126);
+    }
+    int out = Open(run.standard_output_path.empty() ? out_file.string() : run.standard_output_path);
+    const int err = Open(err_file.string());
+    if (int ends[2]; run.standard_output_without_reader && ::pipe(ends) == 0) {
+        ::close(ends[0]);
+        out = ends[1];
+    }
+    if (::dup2(out, STDOUT_FILENO) == -1 || ::dup2(err, STDERR_FILENO) == -1) {
+        ::_exit(126);
+    }
+    if (run.standard_output_closed) {
+        ::close(STDOUT_FILENO);
+    }
+}
+
+int Exit_Status_Of(pid_t child) {
+    int status = 0;
+    while (::waitpid(child, &status, 0) == -1) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Everything the tool writes to its terminal; the line ends are those of a terminal, CR LF.
+Tool_Result Run_On_Terminal(const Tool_Run& run) {
+    winsize size{};
+    size.ws_row = 25;
+    size.ws_col = run.terminal_columns;
+    int terminal = -1;
+    const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
+    if (child == -1) {
+        throw std::runtime_error("forkpty failed");
+    }
+    if (child == 0) {
+        Become_Tool(run);
+    }
+    Tool_Result result;
+    char buffer[4096];
+    // The read fails once the tool has ended.
+    for (ssize_t count = 0; (count = ::read(terminal, buffer, sizeof buffer)) > 0;) {
+        result.out.append(buffer, static_cast<std::size_t>(count));
+    }
+    ::close(terminal);
+    result.exit_status = Exit_Status_Of(child);
+    return result;
+}
+
 } // namespace
 
 std::string Read_File(const std::filesystem::path& path) {
@@ -76,20 +115,24 @@ std::string Read_File(const std::filesystem::path& path) {
 }
 
 Tool_Result Run_Tool(const Tool_Run& run) {
-    const Temporary_Directory outputs;
-    const auto out = outputs.Path() / "out";
-    const auto err = outputs.Path() / "err";
+    if (run.terminal_columns > 0) {
+        return Run_On_Terminal(run);
+    }
+    const Temporary_Directory streams;
+    const auto in = streams.Path() / "in";
+    const auto out = streams.Path() / "out";
+    const auto err = streams.Path() / "err";
+    std::ofstream(in, std::ios::binary) << run.standard_input;
     const pid_t child = ::fork();
     if (child == -1) {
         throw std::runtime_error("fork failed");
     }
     if (child == 0) {
-        Become_Tool(run, out, err);
+        Redirect_Streams(run, in, out, err);
+        Become_Tool(run);
     }
-    int status = 0;
-    while (::waitpid(child, &status, 0) == -1) {
-    }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Read_File(out), Read_File(err)};
+    const int exit_status = Exit_Status_Of(child);
+    return {exit_status, Read_File(out), Read_File(err)};
 }
 
 } // namespace QEL::Tests

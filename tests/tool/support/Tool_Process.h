@@ -20,7 +20,9 @@ struct Tool_Run {
     std::map<std::string, std::string> environment; ///< on top of this process's own
     std::vector<std::string> without_environment;   ///< taken from this process's own
     std::string working_directory;                  ///< empty: this process's own
+    std::string standard_input;                     ///< what it reads there
     std::string standard_output_path;               ///< empty: kept in Tool_Result::out
+    unsigned short terminal_columns = 0; ///< not 0: all streams are a terminal of that width, kept in Tool_Result::out
     bool standard_output_closed = false;
     bool standard_output_without_reader = false; ///< a pipe that nobody reads
     bool with_ordinary_rights = false;           ///< permissions count, also when the tests run as root

@@ -1,17 +1,14 @@
 #include "tools/qelfilecache/Command.h"
 
 #include "filecache/IFileCache.h"
-#include "tools/qelfilecache/Request_Outcome.h"
-#include "tools/qelfilecache/cache_folder.h"
-#include "tools/qelfilecache/damaged_metadata.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/option_checks.h"
 #include "tools/qelfilecache/output.h"
+#include "tools/qelfilecache/requests/serve.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,35 +17,11 @@ namespace QEL::FrontEnd::Tool {
 
 namespace {
 
-/// The kind of an ordinary request.
-constexpr int ordinary_request = 213;
-
 struct Get_Options {
     std::vector<std::string> requests;
     int request_kind = ordinary_request;
     bool json = false;
 };
-
-Request_Outcome Request(FileCache::IFileCache& cache, const std::string& request, int request_kind) {
-    // No operation of the cache answers with this code: it tells what was left unwritten.
-    constexpr int unwritten = std::numeric_limits<int>::min();
-    int http_error = unwritten;
-    int file_share_error = unwritten;
-
-    Request_Outcome outcome;
-    outcome.request = request;
-    outcome.request_kind = request_kind;
-    outcome.path =
-        cache.Get_Cached_File_and_Status(request, request_kind, outcome.download_error, &http_error, &file_share_error);
-    if (http_error != unwritten) {
-        outcome.http_error = http_error;
-    }
-    if (file_share_error != unwritten) {
-        outcome.file_share_error = file_share_error;
-    }
-    outcome.additional_error_info = cache.Get_Additional_Error_Info();
-    return outcome;
-}
 
 nlohmann::ordered_json To_Json(const Request_Outcome& outcome) {
     const auto number_or_null = [](const std::optional<int>& number) {
@@ -62,42 +35,13 @@ nlohmann::ordered_json To_Json(const Request_Outcome& outcome) {
             {"additional_error_info", Host::To_Utf8(outcome.additional_error_info)}};
 }
 
-void Report(const Request_Outcome& outcome) {
-    const std::string request = "'" + Printable(outcome.request) + "': ";
-    if (outcome.path.empty()) {
-        Write_Message(request + Explain_Failure(outcome));
-    } else if (outcome.download_error) {
-        Write_Message("notice: " + request + "the server did not hand it out; this is the copy of an earlier download");
-    }
-}
-
-/// Saves what a damaged metadata file is about to cost, and says so.
-void Save_And_Warn(const std::filesystem::path& directory) {
-    const std::string metadata_file = Printable(Host::To_Text(Metadata_File(directory)));
-    try {
-        const auto folder = Save_Damaged_Metadata(directory);
-        Write_Message(
-            "warning: the metadata file '" + metadata_file +
-            "' is damaged; the entries behind the damage are forgotten.\n  It and the copies as they were are "
-            "in '" +
-            Printable(Host::To_Text(folder)) + "'; delete that folder when you need them no more.");
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw Usage_Error("the metadata file '" + metadata_file + "' is damaged and cannot be put aside: " +
-                          error.code().message() + "; free some space, or move it away to start afresh");
-    }
-}
-
 Exit_Status Get(const Settings& settings, const Get_Options& options) {
-    const Open_Cache opened = Open_Or_Create_Cache(settings);
-    if (!opened.metadata_loaded) {
-        Save_And_Warn(opened.directory);
-    }
-
+    const Open_Cache opened = Open_For_Requests(settings);
     const auto request_thread = Host::Prepare_Request_Thread();
     auto answers = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
-        const Request_Outcome outcome = Request(*opened.cache, request, options.request_kind);
+        const Request_Outcome outcome = Serve(*opened.cache, request, options.request_kind);
         if (options.json) {
             answers.push_back(To_Json(outcome));
         } else {

@@ -1,0 +1,153 @@
+#include "tools/qelfilecache/Command.h"
+
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/inspecting/explanation.h"
+#include "tools/qelfilecache/inspecting/inspection_json.h"
+#include "tools/qelfilecache/inspecting/open_inspection.h"
+#include "tools/qelfilecache/output.h"
+#include "tools/qelfilecache/terminal.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+struct Explain_Options {
+    std::vector<std::string> requests;
+    bool check = false;
+    bool json = false;
+};
+
+using Inspected_Settings = std::vector<FileCache::Inspected_Setting>;
+
+FileCache::Inspected_Setting Setting(const Inspected_Settings& settings, const std::string& name) {
+    const auto found =
+        std::find_if(settings.begin(), settings.end(), [&name](const auto& setting) { return setting.name == name; });
+    return found == settings.end() ? FileCache::Inspected_Setting{name, {}, {}, {}} : *found;
+}
+
+Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std::string& request,
+                            const Inspected_Settings& settings, bool check) {
+    Explained_Request explained;
+    explained.request = cache.Explain(request);
+    if (check) {
+        explained.remote = cache.Ask_Remote_Side(explained.request);
+    }
+    explained.expiry_period = Setting(settings, "LandscapeCacheExpiryPeriod");
+    explained.certificate_mode = Setting(settings, "CertErrorHandlingMode");
+    if (explained.request.entry) {
+        explained.copy_size = Size_Of_Copy(explained.request.entry->copy);
+    }
+    return explained;
+}
+
+/// A text in lines of the terminal's width, further lines below the first one's text.
+std::string Wrapped(const std::string& first_indent, const std::string& text) {
+    const auto width = Terminal::Width();
+    const std::string indent(first_indent.size(), ' ');
+    constexpr std::size_t least = 40;
+    std::string lines = first_indent;
+    std::size_t column = first_indent.size();
+    bool at_start = true;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find(' ', start), text.size());
+        const std::string word = text.substr(start, end - start);
+        const std::size_t word_width = Terminal::Columns_Of(word);
+        if (!at_start && width && column + 1 + word_width > std::max(*width, least)) {
+            lines += '\n' + indent;
+            column = indent.size();
+            at_start = true;
+        }
+        lines += (at_start ? "" : " ") + word;
+        column += word_width + (at_start ? 0 : 1);
+        at_start = false;
+        start = end + 1;
+    }
+    return lines;
+}
+
+void Write_Explanation(const std::string& request, const Explanation& explanation) {
+    const bool colours = Terminal::Colours(stdout);
+    const auto emphasised = [colours](const std::string& text) {
+        return colours ? "\x1B[1m" + text + "\x1B[0m" : text;
+    };
+    Write_Result(emphasised(Printable(request)));
+    int number = 0;
+    for (const std::string& step : explanation.steps) {
+        Write_Result(Wrapped("  " + std::to_string(++number) + ". ", step));
+    }
+    Write_Result(emphasised("  => The request " + explanation.verdict));
+}
+
+nlohmann::ordered_json Answer_To(const Explained_Request& explained, const Explanation& explanation,
+                                 const Inspected_Settings& settings) {
+    nlohmann::ordered_json json = To_Json(explained.request);
+    json["remote"] = explained.remote ? To_Json(*explained.remote) : nlohmann::ordered_json(nullptr);
+    json["settings"] = nlohmann::ordered_json::array();
+    for (const auto& setting : settings) {
+        json["settings"].push_back(To_Json(setting));
+    }
+    json["steps"] = nlohmann::ordered_json::array();
+    for (const std::string& step : explanation.steps) {
+        json["steps"].push_back(Host::To_Utf8(step));
+    }
+    json["verdict"] = Host::To_Utf8(explanation.verdict);
+    json["served"] = explanation.served;
+    return json;
+}
+
+Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& options) {
+    const Open_Inspection opened = Inspect_Cache(settings);
+    const auto request_thread = Host::Prepare_Request_Thread();
+    const Inspected_Settings configured = opened.cache->Settings();
+    auto answers = nlohmann::ordered_json::array();
+    Exit_Status status = Exit_Served;
+    for (const std::string& request : options.requests) {
+        const Explained_Request explained = Look_Into(*opened.cache, request, configured, options.check);
+        const Explanation explanation = Explain(explained);
+        if (options.json) {
+            answers.push_back(Answer_To(explained, explanation, configured));
+        } else {
+            Write_Explanation(request, explanation);
+        }
+        if (!explanation.served) {
+            status = Exit_Not_Served;
+        }
+    }
+    if (options.json) {
+        Write_Json(answers);
+    }
+    return status;
+}
+
+void Declare_Options(CLI::App& parser, Explain_Options& options) {
+    parser.add_flag("--check", options.check, "Ask the server or the share too, and show its answer");
+    parser.add_flag("--json", options.json, "Print one array of objects instead, with all that is known");
+    parser.add_option("REQUEST", options.requests, "Web address, file on a share, or local path")
+        ->required()
+        ->type_name("");
+}
+
+constexpr const char* help =
+    "Tells step by step how the cache would serve each request now, and why; the last line is the verdict.\n"
+    "Changes nothing: no copy, no entry, no age. Without --check nobody is asked.\n\n"
+    "Exit status: 0 every request would be served, as far as that is known, 1 some would not.\n\n"
+    "Example: why is an old file shown?\n"
+    "  qelfilecache explain --check https://server.example/landscape.xml";
+
+} // namespace
+
+Command Explain_Command() {
+    const auto options = std::make_shared<Explain_Options>();
+    return {"explain", "Tell how each request would be served, and why an old copy is shown", help,
+            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](const Settings& settings) { return Explain_Requests(settings, *options); }};
+}
+
+} // namespace QEL::FrontEnd::Tool

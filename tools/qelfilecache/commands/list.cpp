@@ -1,0 +1,106 @@
+#include "tools/qelfilecache/Command.h"
+
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/inspecting/entry_table.h"
+#include "tools/qelfilecache/inspecting/inspection_json.h"
+#include "tools/qelfilecache/inspecting/open_inspection.h"
+#include "tools/qelfilecache/output.h"
+#include "tools/qelfilecache/terminal.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+struct List_Options {
+    bool json = false;
+};
+
+std::string Shown_Copy(const std::string& copy, const std::filesystem::path& directory) {
+    const std::filesystem::path path = Host::To_Path(copy);
+    return path.parent_path() == directory ? Host::To_Text(path.filename()) : copy;
+}
+
+std::vector<Listed_Entry> Entries_Of(const Open_Inspection& opened) {
+    std::vector<Listed_Entry> entries;
+    for (auto& entry : opened.cache->Entries()) {
+        std::string shown_copy = Shown_Copy(entry.copy, opened.directory);
+        const auto size = entry.copy_exists ? Size_Of_Copy(entry.copy) : std::nullopt;
+        entries.push_back({std::move(entry), std::move(shown_copy), size});
+    }
+    return entries;
+}
+
+void Write_Entries_As_Json(const std::vector<Listed_Entry>& entries) {
+    auto json = nlohmann::ordered_json::array();
+    for (const Listed_Entry& listed : entries) {
+        json.push_back(To_Json(listed.entry, listed.size));
+    }
+    Write_Json(json);
+}
+
+void Write_Table(const std::vector<Listed_Entry>& entries, std::uint64_t now) {
+    const Table_Layout layout{Terminal::Width(), Terminal::Colours(stdout), now};
+    for (const std::string& line : Table_Of(entries, layout)) {
+        Write_Result(line);
+    }
+}
+
+/// Tells what the table does not hold and somebody may look for.
+void Tell_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry>& entries) {
+    if (entries.empty()) {
+        Write_Message(opened.directory.empty()
+                          ? "note: the cache is empty: its default directory is not there yet"
+                          : "note: the cache in '" + Printable(Host::To_Text(opened.directory)) + "' is empty");
+    }
+    const auto unreferenced = opened.cache->Unreferenced_Copies();
+    if (unreferenced.empty()) {
+        return;
+    }
+    std::string message = "note: these copies belong to no entry; the next request deletes them:";
+    for (const std::string& copy : unreferenced) {
+        message += "\n  " + Printable(copy);
+    }
+    Write_Message(message);
+}
+
+Exit_Status List(const Settings& settings, const List_Options& options) {
+    const Open_Inspection opened = Inspect_Cache(settings);
+    const auto entries = Entries_Of(opened);
+    if (options.json) {
+        Write_Entries_As_Json(entries);
+    } else if (!entries.empty()) {
+        Write_Table(entries, opened.cache->Now());
+    }
+    Tell_The_Rest(opened, entries);
+    return Exit_Served;
+}
+
+void Declare_Options(CLI::App& parser, List_Options& options) {
+    parser.add_flag("--json", options.json, "Print one array of objects instead, with whole paths and times in UTC");
+}
+
+constexpr const char* help =
+    "Sorted by address; COPY is a file in the cache directory. CHECKED is how long ago the remote side was last\n"
+    "asked; until FRESH UNTIL the copy is served without asking it again.\n"
+    "\"copy missing\" marks an entry whose copy is gone: the file is fetched again with its next request.\n"
+    "Changes nothing and asks nobody.\n\n"
+    "Examples:\n"
+    "  qelfilecache list\n"
+    "  qelfilecache --cache-dir /var/cache/landscape list --json";
+
+} // namespace
+
+Command List_Command() {
+    const auto options = std::make_shared<List_Options>();
+    return {"list", "Print what is cached, and until when it is served without asking the server", help,
+            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](const Settings& settings) { return List(settings, *options); }};
+}
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,111 @@
+#include "tools/qelfilecache/Command.h"
+
+#include "filecache/IFileCache.h"
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/output.h"
+#include "tools/qelfilecache/requests/Progress_Bar.h"
+#include "tools/qelfilecache/requests/request_list.h"
+#include "tools/qelfilecache/requests/serve.h"
+
+#include <CLI/CLI.hpp>
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+struct Prefetch_Options {
+    std::string file;
+};
+
+Request_List Read_List_File(const std::string& file) {
+    const std::string subject = "the list '" + Printable(file) + "'";
+    std::error_code ignored;
+    if (std::filesystem::is_directory(Host::To_Path(file), ignored)) {
+        throw Usage_Error(subject + " is a directory; name a file with one request a line, or - for standard input");
+    }
+    std::ifstream stream(Host::To_Path(file), std::ios::binary);
+    if (!stream) {
+        throw Usage_Error(subject + " cannot be read: " + std::generic_category().message(errno) +
+                          "; check its name and permissions, or name - for standard input");
+    }
+    Request_List list = Read_Request_List(stream);
+    if (stream.bad()) {
+        throw Usage_Error(subject + " cannot be read to its end; check the disk that it lies on");
+    }
+    return list;
+}
+
+std::vector<Request_Outcome> Serve_All(FileCache::IFileCache& cache, const std::vector<std::string>& requests) {
+    std::vector<Request_Outcome> outcomes;
+    Progress_Bar progress(requests.size());
+    for (const std::string& request : requests) {
+        progress.Show(outcomes.size(), request);
+        outcomes.push_back(Serve(cache, request, ordinary_request));
+    }
+    return outcomes;
+}
+
+std::string Count_Of(std::size_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+/// "4 requests (1 more repeated): 3 served, 1 of them from an older copy, 1 not served".
+std::string Summary(const Request_List& list, std::size_t served, std::size_t older) {
+    std::string summary = Count_Of(list.requests.size(), "request");
+    if (list.repeated > 0) {
+        summary += " (" + std::to_string(list.repeated) + " more repeated)";
+    }
+    summary += ": " + std::to_string(served) + " served";
+    if (older > 0) {
+        summary += ", " + std::to_string(older) + " of them from an older copy";
+    }
+    return summary + ", " + std::to_string(list.requests.size() - served) + " not served";
+}
+
+Exit_Status Prefetch(const Settings& settings, const Prefetch_Options& options) {
+    const Request_List list = options.file == "-" ? Read_Request_List(std::cin) : Read_List_File(options.file);
+    const Open_Cache opened = Open_For_Requests(settings);
+    const auto request_thread = Host::Prepare_Request_Thread();
+    const auto outcomes = Serve_All(*opened.cache, list.requests);
+
+    std::size_t served = 0;
+    std::size_t older = 0;
+    for (const Request_Outcome& outcome : outcomes) {
+        Report(outcome);
+        served += outcome.path.empty() ? 0 : 1;
+        older += !outcome.path.empty() && outcome.download_error ? 1 : 0;
+    }
+    Write_Message(Summary(list, served, older));
+    return served == outcomes.size() ? Exit_Served : Exit_Not_Served;
+}
+
+void Declare_Options(CLI::App& parser, Prefetch_Options& options) {
+    parser.add_option("FILE", options.file, "List of requests, or - for standard input")->required()->type_name("");
+}
+
+constexpr const char* help =
+    "One request a line; blank lines and lines that begin with # are passed over. A request that occurs several\n"
+    "times is served once, and a copy that is still fresh is left as it is.\n"
+    "Prints nothing on standard output; standard error tells what was not served and why, and a summary.\n\n"
+    "Exit status: 0 all were served, 1 some were not, 2 wrong usage or a list that cannot be read.\n\n"
+    "Examples:\n"
+    "  qelfilecache prefetch requests.txt\n"
+    "  printf '%s\\n' https://server.example/a.xml | qelfilecache prefetch -";
+
+} // namespace
+
+Command Prefetch_Command() {
+    const auto options = std::make_shared<Prefetch_Options>();
+    return {"prefetch", "Serve every request of a list, so that the copies are there when they are needed", help,
+            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](const Settings& settings) { return Prefetch(settings, *options); }};
+}
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "filecache/inspection/Cache_Inspection.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+/// One entry as the list shows it.
+struct Listed_Entry {
+    FileCache::Inspected_Entry entry;
+    std::string shown_copy; ///< the name of a copy in the cache directory, else its path
+    std::optional<std::uintmax_t> size;
+};
+
+/// How the list is laid out.
+struct Table_Layout {
+    std::optional<std::size_t> columns; ///< none: lines may be of any length
+    bool colours = false;
+    std::uint64_t now = 0; ///< what ages are counted to
+};
+
+/// A heading and a line for each entry, the columns aligned. Lines that are too long lose the middle
+/// of the copy's name first, then that of the address.
+std::vector<std::string> Table_Of(const std::vector<Listed_Entry>& entries, const Table_Layout& layout);
+
+} // namespace QEL::FrontEnd::Tool

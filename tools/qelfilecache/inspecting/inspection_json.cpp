@@ -1,0 +1,100 @@
+#include "tools/qelfilecache/inspecting/inspection_json.h"
+
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/inspecting/open_inspection.h"
+#include "tools/qelfilecache/inspecting/times.h"
+#include "tools/qelfilecache/output.h"
+
+namespace QEL::FrontEnd::Tool {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+ordered_json Time_Or_Null(std::uint64_t moment) {
+    const std::string text = Utc_Time_Text(moment);
+    return text.empty() ? ordered_json(nullptr) : ordered_json(text);
+}
+
+const char* Name_Of(FileCache::Request_Explanation::Kind kind) {
+    using Kind = FileCache::Request_Explanation::Kind;
+    switch (kind) {
+    case Kind::Local:
+        return "local";
+    case Kind::Web:
+        return "web";
+    case Kind::Share:
+        return "share";
+    case Kind::Unusable:
+        break;
+    }
+    return "unusable";
+}
+
+const char* Name_Of(FileCache::Remote_Answer::Second_Attempt attempt) {
+    using Second_Attempt = FileCache::Remote_Answer::Second_Attempt;
+    switch (attempt) {
+    case Second_Attempt::Not_Allowed:
+        return "not allowed";
+    case Second_Attempt::Failed:
+        return "failed";
+    case Second_Attempt::Succeeded:
+        return "succeeded";
+    case Second_Attempt::Not_Needed:
+        break;
+    }
+    return "not needed";
+}
+
+} // namespace
+
+ordered_json To_Json(const FileCache::Inspected_Entry& entry, const std::optional<std::uintmax_t>& size) {
+    return {{"url", Host::To_Utf8(entry.url)},
+            {"copy", Host::To_Utf8(entry.copy)},
+            {"copy_exists", entry.copy_exists},
+            {"size", size ? ordered_json(*size) : ordered_json(nullptr)},
+            {"last_modified", Host::To_Utf8(entry.last_modified)},
+            {"last_checked", Time_Or_Null(entry.last_checked_remotely)},
+            {"fresh_until", Time_Or_Null(entry.fresh_until)},
+            {"fresh", entry.fresh}};
+}
+
+ordered_json To_Json(const FileCache::Inspected_Setting& setting) {
+    return {{"name", setting.name},
+            {"value", Host::To_Utf8(setting.value)},
+            {"source", setting.source.empty() ? ordered_json(nullptr) : ordered_json(Host::To_Utf8(setting.source))},
+            {"written", Host::To_Utf8(setting.written)}};
+}
+
+ordered_json To_Json(const FileCache::Request_Explanation& explained) {
+    ordered_json json = {{"request", Host::To_Utf8(explained.request)},
+                         {"kind", Name_Of(explained.kind)},
+                         {"normalised", Host::To_Utf8(explained.normalised)},
+                         {"entry", nullptr},
+                         {"certificate", nullptr}};
+    if (explained.entry) {
+        json["entry"] = To_Json(*explained.entry, Size_Of_Copy(explained.entry->copy));
+    }
+    if (explained.kind == FileCache::Request_Explanation::Kind::Web) {
+        json["certificate"] = {{"mode", explained.certificate.mode},
+                               {"listed", explained.certificate.listed},
+                               {"errors_are_ignored", explained.certificate.errors_are_ignored}};
+    }
+    return json;
+}
+
+ordered_json To_Json(const FileCache::Remote_Answer& answer) {
+    return {{"answered", answer.answered},
+            {"status", answer.status == 0 ? ordered_json(nullptr) : ordered_json(answer.status)},
+            {"last_modified", Host::To_Utf8(answer.last_modified)},
+            {"unchanged", answer.unchanged},
+            {"error", answer.error == 0 ? ordered_json(nullptr) : ordered_json(answer.error)},
+            {"error_text", Host::To_Utf8(answer.error_text)},
+            {"second_attempt", Name_Of(answer.second)}};
+}
+
+void Write_Json(const ordered_json& json) {
+    Write_Result(json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+}
+
+} // namespace QEL::FrontEnd::Tool

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "filecache/inspection/Cache_Inspection.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace QEL::FrontEnd::Tool {
+
+/// Times are texts in UTC such as "2026-11-21T10:20:33Z", null when they are unknown.
+nlohmann::ordered_json To_Json(const FileCache::Inspected_Entry& entry, const std::optional<std::uintmax_t>& size);
+nlohmann::ordered_json To_Json(const FileCache::Inspected_Setting& setting);
+nlohmann::ordered_json To_Json(const FileCache::Request_Explanation& explained);
+nlohmann::ordered_json To_Json(const FileCache::Remote_Answer& answer);
+
+/// Writes it to standard output; what is no UTF-8 text shows as U+FFFD.
+void Write_Json(const nlohmann::ordered_json& json);
+
+} // namespace QEL::FrontEnd::Tool

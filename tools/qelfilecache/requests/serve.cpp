@@ -1,0 +1,70 @@
+#include "tools/qelfilecache/requests/serve.h"
+
+#include "filecache/IFileCache.h"
+#include "tools/qelfilecache/damaged_metadata.h"
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/output.h"
+
+#include <limits>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+/// Saves what a damaged metadata file is about to cost, and says so.
+void Save_And_Warn(const std::filesystem::path& directory) {
+    const std::string metadata_file = Printable(Host::To_Text(Metadata_File(directory)));
+    try {
+        const auto folder = Save_Damaged_Metadata(directory);
+        Write_Message(
+            "warning: the metadata file '" + metadata_file +
+            "' is damaged; the entries behind the damage are forgotten.\n  It and the copies as they were are "
+            "in '" +
+            Printable(Host::To_Text(folder)) + "'; delete that folder when you need them no more.");
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw Usage_Error("the metadata file '" + metadata_file + "' is damaged and cannot be put aside: " +
+                          error.code().message() + "; free some space, or move it away to start afresh");
+    }
+}
+
+} // namespace
+
+Open_Cache Open_For_Requests(const Settings& settings) {
+    Open_Cache opened = Open_Or_Create_Cache(settings);
+    if (!opened.metadata_loaded) {
+        Save_And_Warn(opened.directory);
+    }
+    return opened;
+}
+
+Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, int request_kind) {
+    // No operation of the cache answers with this code: it tells what was left unwritten.
+    constexpr int unwritten = std::numeric_limits<int>::min();
+    int http_error = unwritten;
+    int file_share_error = unwritten;
+
+    Request_Outcome outcome;
+    outcome.request = request;
+    outcome.request_kind = request_kind;
+    outcome.path =
+        cache.Get_Cached_File_and_Status(request, request_kind, outcome.download_error, &http_error, &file_share_error);
+    if (http_error != unwritten) {
+        outcome.http_error = http_error;
+    }
+    if (file_share_error != unwritten) {
+        outcome.file_share_error = file_share_error;
+    }
+    outcome.additional_error_info = cache.Get_Additional_Error_Info();
+    return outcome;
+}
+
+void Report(const Request_Outcome& outcome) {
+    const std::string request = "'" + Printable(outcome.request) + "': ";
+    if (outcome.path.empty()) {
+        Write_Message(request + Explain_Failure(outcome));
+    } else if (outcome.download_error) {
+        Write_Message("notice: " + request + "the server did not hand it out; this is the copy of an earlier download");
+    }
+}
+
+} // namespace QEL::FrontEnd::Tool
