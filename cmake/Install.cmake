@@ -57,7 +57,7 @@ else()
 endif()
 
 # The documents lie as they do in the source tree, so that the links between them hold.
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT tool FILES_MATCHING
   PATTERN "*.md" PATTERN "*.ini" PATTERN "*.png" PATTERN "*.svg" PATTERN man EXCLUDE)
 install(DIRECTORY examples/host examples/host_c DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)

@@ -240,12 +240,18 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def configure():
+    """What is installed is what the build files of this moment say."""
+    subprocess.run(["cmake", "--preset", "linux"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+
+
 class Sandbox:
     """Installation, home, and a directory for each document."""
 
     def __init__(self, directory):
         self.directory = directory
         self.installation = directory / "installed"
+        configure()
         subprocess.run(["cmake", "--install", ROOT / "build" / "linux", "--prefix", self.installation], check=True,
                        stdout=subprocess.DEVNULL)
         library = next(self.installation.rglob("libqelfilecache.so")).parent
@@ -287,6 +293,9 @@ def test_linux(problems):
         sandbox = Sandbox(pathlib.Path(directory))
         problems += check_configuration(ROOT)
         problems += check_example_is_read(sandbox)
+        installed = sandbox.installation / "share" / "doc" / "qelfilecache"
+        for name, text in documents(installed):
+            problems += [f"as installed, {problem}" for problem in check_links(installed, name, text)]
         for name, text in documents(ROOT):
             problems += check_links(ROOT, name, text)
             problems += check_fences(name, text)
@@ -294,7 +303,7 @@ def test_linux(problems):
             if name not in WINDOWS_DOCUMENTS:
                 problems += run_shell_blocks(sandbox, ROOT, name, text, not_run)
     # run.sh has configured the build without tests.
-    subprocess.run(["cmake", "--preset", "linux"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+    configure()
     for line, reason in NOT_RUN.items():
         print(f"not run: {line}: {reason}")
         if line not in not_run:

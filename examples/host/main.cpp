@@ -9,6 +9,7 @@
 #include <filecache/IFileCache.h>
 
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -83,10 +84,12 @@ int main(int argument_count, char** arguments) {
     try {
         const Request_Thread this_thread;
         const std::shared_ptr<IFileCache> cache = IFileCache::Instance();
+        // The cache takes the directory letter by letter, and wants it absolute.
+        const std::string directory = std::filesystem::absolute(arguments[1]).string();
         // False also for a damaged list of the copies. Requests are served all the same; what the list lost is
         // fetched again.
-        if (!cache->Set_Cache_Directory(arguments[1])) {
-            std::cerr << "The cache directory is missing, or its list of copies is damaged: " << arguments[1] << "\n";
+        if (!cache->Set_Cache_Directory(directory)) {
+            std::cerr << "The cache directory is missing, or its list of copies is damaged: " << directory << "\n";
         }
         const Answer answer = Ask(*cache, arguments[2]);
         Show(*cache, answer);

@@ -2,6 +2,8 @@
  *
  *   example_host_c CACHE_DIRECTORY REQUEST
  *
+ * The directory is an absolute path: the cache takes it letter by letter.
+ *
  * Exit status: 0 when there is a file, 1 when there is none, 2 when the host is used wrongly.
  */
 
