@@ -1,0 +1,89 @@
+#!/usr/bin/env bash
+# Tests the completion for bash, as bash asks for it.
+#
+#   completion_test.sh TOOL COMPLETION
+#
+# TOOL is a built qelfilecache, COMPLETION the script that packages install.
+set -uo pipefail
+
+tool=$1
+completion=$2
+failures=0
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder" || exit 1
+mkdir -p bin cache home "a directory" traces
+: >list.txt
+ln -s "$tool" bin/qelfilecache
+export PATH=$folder/bin:$PATH HOME=$folder/home XDG_CONFIG_HOME=$folder/home XDG_CACHE_HOME=$folder/home
+
+# A cache with three entries; one is a file of a share.
+copy=$folder/cache/01234567-89ab-cdef-0123-456789abcdef.xml
+: >"$copy"
+{
+    printf '%s\n' "QEL Logon Landscape Cache Metadata" version 2 entries 3
+    for url in 'http://server.example/a.xml' 'http://server.example/b.xml' '\\server\share\c.xml'; do
+        printf '%s\n' "Mon, 01 Jan 2024 12:00:00 GMT" 0 "$copy" "$url"
+    done
+} >cache/qelfilecache_Metadata.txt
+
+# shellcheck source=/dev/null
+source "$completion"
+
+# expect LINE WORD...: behind LINE, these words are offered. What ":" and "=" end is no part of them.
+expect() {
+    local line=$1 offered wanted
+    shift
+    COMP_LINE=$line
+    COMP_POINT=${#line}
+    COMPREPLY=(left over)
+    _qelfilecache qelfilecache
+    offered=$(printf '%s\n' "${COMPREPLY[@]}" | sort)
+    wanted=$(printf '%s\n' "$@" | sort -u)
+    if [ "$offered" != "$wanted" ]; then
+        printf 'behind "%s"\n  offered: %s\n  wanted:  %s\n' "$line" "${offered//$'\n'/ }" "${wanted//$'\n'/ }"
+        failures=$((failures + 1))
+    fi
+}
+
+# The completion knows what the tool itself knows.
+commands=$(qelfilecache --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p')
+[ "$(wc -w <<<"$commands")" -ge 7 ] || { echo "the help names no commands"; exit 1; }
+options_in() { grep -oE -- '^ +(-h,)?--[a-z-]+' | grep -oE -- '--[a-z-]+'; }
+# shellcheck disable=SC2046,SC2086
+expect "qelfilecache " $commands $(qelfilecache --help | options_in)
+for command in $commands; do
+    # shellcheck disable=SC2046
+    expect "qelfilecache $command --" --cache-dir --trace-level --trace-dir $(qelfilecache "$command" --help | options_in) \
+        $([ "$command" = trace ] && echo --html)
+done
+
+expect "qelfilecache e" explain
+expect "qelfilecache --cache-dir cache e" explain
+expect "qelfilecache --tr" --trace-level --trace-dir
+expect "qelfilecache trace --h" --html --help
+expect "qelfilecache --trace-level " 0 1 2 3 4 5
+expect "qelfilecache get --request-kind 2" 201 202 213
+expect "qelfilecache prefetch l" list.txt
+expect "qelfilecache trace l" list.txt
+expect "qelfilecache trace --html l" list.txt
+expect "qelfilecache --cache-dir c" cache
+expect "qelfilecache --trace-dir=tr" traces
+expect "qelfilecache --cache-dir a" "a directory"
+expect "qelfilecache clear x"
+
+# Addresses of the cache; bash has cut the current word behind each colon.
+expect "qelfilecache --cache-dir cache explain http://server.example/a" //server.example/a.xml
+expect "qelfilecache --cache-dir cache get http:" //server.example/a.xml //server.example/b.xml
+expect "qelfilecache --cache-dir=cache get htt" http://server.example/a.xml http://server.example/b.xml
+expect "qelfilecache get --cache-dir cache http://server.example/b" //server.example/b.xml
+expect "qelfilecache --cache-dir cache get \\\\\\\\server" '\\\\server\\share\\c.xml'
+expect "qelfilecache --cache-dir cache get '\\\\server" '\\server\share\c.xml'
+expect "qelfilecache --cache-dir cache get list" list.txt
+expect "qelfilecache get htt"
+[ "$(ls cache)" = "01234567-89ab-cdef-0123-456789abcdef.xml
+qelfilecache_Metadata.txt" ] || { echo "completion has changed the cache"; failures=$((failures + 1)); }
+
+complete -p qelfilecache >/dev/null || failures=$((failures + 1))
+[ "$failures" -eq 0 ] && echo "all completions are as wanted"
+exit "$((failures > 0))"
