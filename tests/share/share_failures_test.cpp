@@ -252,7 +252,8 @@ TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
     const std::string said = testing::internal::GetCapturedStderr();
     ::unsetenv("LD_LIBRARY_PATH");
 
-    EXPECT_THAT(said, StartsWith("qelfilecache: no access to file shares: the SMB client library cannot be loaded: "));
+    EXPECT_THAT(said, StartsWith("qelfilecache: no access to file shares: "
+                                 "the SMB client library (package libsmbclient) cannot be loaded: "));
     EXPECT_THAT(said, HasSubstr("libsmbclient.so.0"));
     EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), 0);
 }

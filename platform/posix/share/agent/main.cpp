@@ -151,7 +151,8 @@ void Serve_Host() {
     pollfd host{Host, POLLIN, 0};
     while (poll(&host, 1, Idle_Limit_Ms) > 0 && Receive(request.get(), sizeof *request, target)) {
         if (!library) {
-            Send(Refusal(Error_Module_Not_Found, "the SMB client library cannot be loaded: " + refusal));
+            Send(Refusal(Error_Module_Not_Found,
+                         "the SMB client library (package libsmbclient) cannot be loaded: " + refusal));
             return;
         }
         if (settings.version != Version || !watchdog.Works() || !session->Is_Ready()) {
