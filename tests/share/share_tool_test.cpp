@@ -15,10 +15,10 @@ class Share_Tool : public Share_Fixture {
 protected:
     Share_Tool() { fs::create_directory(home / "cache"); }
 
-    /// What the tool writes to its standard output for a request, without the line's end.
-    std::string Get(const std::string& request) const {
-        const std::string command = std::string("'" QEL_TOOL "' --cache-dir '") + (home / "cache").string() +
-                                    "' get '" + request + "' 2> '" + (home / "errors").string() + "'";
+    /// What the tool writes to its standard output for a command with a request.
+    std::string Output(const std::string& tool_command, const std::string& request) const {
+        const std::string command = std::string("'" QEL_TOOL "' --cache-dir '") + (home / "cache").string() + "' " +
+                                    tool_command + " '" + request + "' 2> '" + (home / "errors").string() + "'";
         FILE* const tool = ::popen(command.c_str(), "r");
         std::string output;
         for (int letter = std::fgetc(tool); letter != EOF; letter = std::fgetc(tool)) {
@@ -26,8 +26,16 @@ protected:
         }
         EXPECT_EQ(::pclose(tool), 0) << Content_Of(home / "errors");
         EXPECT_TRUE(output.ends_with('\n'));
+        return output;
+    }
+
+    /// The path that the tool prints for a request.
+    std::string Get(const std::string& request) const {
+        const std::string output = Output("get", request);
         return output.substr(0, output.size() - 1);
     }
+
+    std::string Explain(const std::string& request) const { return Output("explain --check", request); }
 };
 
 TEST_F(Share_Tool, PrintsThePathOfACopyAndCopiesOnlyWhatChanged) {
@@ -43,6 +51,22 @@ TEST_F(Share_Tool, PrintsThePathOfACopyAndCopiesOnlyWhatChanged) {
     EXPECT_NE(new_copy, copy);
     EXPECT_EQ(Content_Of(new_copy), "changed");
     EXPECT_FALSE(fs::exists(copy));
+}
+
+TEST_F(Share_Tool, ExplainsWhatTheShareSays) {
+    const std::string request = Samba_Server::Path("landscape.xml");
+    const auto published = Publish("landscape.xml", "content");
+    EXPECT_THAT(Explain(request), testing::EndsWith("=> The request would be served from a new copy.\n"));
+    const std::string copy = Get(request);
+    EXPECT_THAT(Explain(request), testing::EndsWith("because the share has the same version.\n"));
+    Set_Modification_Time(published, 133497123451234567);
+    EXPECT_THAT(Explain(request), testing::EndsWith("because the share has another version.\n"));
+    fs::remove(published);
+    const std::string gone = Explain(request);
+    EXPECT_THAT(gone, testing::HasSubstr("Error 2: there is no such file on the share"));
+    EXPECT_THAT(gone, testing::HasSubstr("because the share does not show the file (error 2)."));
+    EXPECT_EQ(Content_Of(copy), "content");
+    EXPECT_EQ(Get(request), copy);
 }
 
 } // namespace

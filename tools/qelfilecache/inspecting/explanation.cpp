@@ -245,12 +245,12 @@ std::string The_Copy(const Inspected_Entry& entry) {
 
 std::string Why_Not(const Explained_Request& explained) {
     const Remote_Answer& answer = *explained.remote;
-    const std::string other_side = The_Other_Side(explained.request.kind);
     if (answer.status != 0) {
-        return other_side + " does not hand the file out (status " + std::to_string(answer.status) + ")";
+        return "the server does not hand the file out (status " + std::to_string(answer.status) + ")";
     }
-    return other_side + " does not answer" +
-           (answer.error == 0 ? std::string() : " (error " + std::to_string(answer.error) + ")");
+    const std::string number = answer.error == 0 ? std::string() : " (error " + std::to_string(answer.error) + ")";
+    return (explained.request.kind == Kind::Share ? "the share does not show the file" : "the server does not answer") +
+           number;
 }
 
 std::string Fresh_Verdict(const Explained_Request& explained) {

@@ -1,0 +1,186 @@
+#include "tools/qelfilecache/inspecting/explanation.h"
+#include "tools/qelfilecache/inspecting/remote_errors.h"
+#include "tools/qelfilecache/inspecting/times.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace QEL::FrontEnd::Tool {
+namespace {
+
+using FileCache::Inspected_Entry;
+using FileCache::Remote_Answer;
+using FileCache::Request_Explanation;
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using Kind = Request_Explanation::Kind;
+using Second_Attempt = Remote_Answer::Second_Attempt;
+
+constexpr std::uint64_t minute = 600000000;
+constexpr std::uint64_t now = 134080000000000000; // in 2025
+
+Inspected_Entry An_Entry(bool fresh) {
+    Inspected_Entry entry;
+    entry.url = "https://server/a.xml";
+    entry.copy = "/cache/copy.xml";
+    entry.last_modified = "stamp";
+    entry.last_checked_remotely = now - 3 * minute;
+    entry.fresh_until = now + (fresh ? 57 : -3) * minute;
+    entry.fresh = fresh;
+    entry.copy_exists = true;
+    return entry;
+}
+
+Remote_Answer An_Answer(long status, const std::string& stamp) {
+    Remote_Answer answer;
+    answer.status = status;
+    answer.answered = status == 200;
+    answer.last_modified = stamp;
+    answer.unchanged = answer.answered && stamp == "stamp";
+    return answer;
+}
+
+Remote_Answer A_Failure(std::uint32_t error, Second_Attempt second, const std::string& text = {}) {
+    Remote_Answer answer;
+    answer.error = error;
+    answer.second = second;
+    answer.error_text = text;
+    return answer;
+}
+
+/// A request for a web file, to be changed before it is explained.
+Explained_Request A_Request(std::optional<Inspected_Entry> entry, std::optional<Remote_Answer> remote = {}) {
+    Explained_Request explained;
+    explained.request.request = "https://server/a.xml";
+    explained.request.normalised = explained.request.request;
+    explained.request.kind = Kind::Web;
+    explained.request.entry = std::move(entry);
+    explained.request.now = now;
+    explained.remote = std::move(remote);
+    explained.expiry_period = {"LandscapeCacheExpiryPeriod", "60", "the file", "60"};
+    explained.certificate_mode = {"CertErrorHandlingMode", "0", "", ""};
+    return explained;
+}
+
+std::string Steps(const Explained_Request& explained) {
+    std::string text;
+    for (const std::string& step : Explain(explained).steps) {
+        text += step + "\n";
+    }
+    return text;
+}
+
+TEST(Explanation, OfAFreshCopyTellsHowLong) {
+    const std::string until = Local_Time_Text(now + 57 * minute);
+    const std::string verdict = "would be served from the copy without asking the server until " + until;
+    EXPECT_EQ(Explain(A_Request(An_Entry(true))).verdict, verdict + ".");
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "stamp"))).verdict, verdict + "; the copy is current.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "other"))).verdict,
+              verdict + "; the copy is out of date until then.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
+              verdict + "; at the moment the server does not answer (error 12002).");
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(404, ""))).verdict,
+              verdict + "; at the moment the server does not hand the file out (status 404).");
+}
+
+TEST(Explanation, OfAStaleCopyTellsWhatTheServerDecides) {
+    const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(now - 3 * minute);
+    EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict,
+              "would make the cache ask the server; if it does not answer, " + copy + " is served.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "stamp"))).verdict,
+              "would be served from the copy, because the server has the same version.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "other"))).verdict,
+              "would be served from a new copy, because the server has another version.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, ""))).verdict,
+              "would be served from a new copy, because the server does not tell whether its file has changed.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(405, ""))).verdict,
+              "would be served from " + copy +
+                  ", because the server does not hand the file out (status 405), unless a download succeeds all the "
+                  "same.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Failure(12045, Second_Attempt::Failed))).verdict,
+              "would be served from " + copy + ", because the server does not answer (error 12045).");
+    Inspected_Entry of_unknown_age = An_Entry(false);
+    of_unknown_age.last_checked_remotely = 0;
+    EXPECT_EQ(Explain(A_Request(of_unknown_age)).verdict,
+              "would make the cache ask the server; if it does not answer, the copy, of unknown age, is served.");
+}
+
+TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
+    for (const auto& remote : {An_Answer(200, ""), An_Answer(500, ""), A_Failure(12029, Second_Attempt::Failed)}) {
+        for (const auto& entry : {std::optional<Inspected_Entry>(), std::optional(An_Entry(false))}) {
+            const Explanation explanation = Explain(A_Request(entry, remote));
+            EXPECT_EQ(explanation.served, entry || remote.answered);
+            EXPECT_THAT(explanation.verdict, AllOf(EndsWith("."), Not(HasSubstr("\n"))));
+        }
+    }
+}
+
+TEST(Explanation, TellsWhatACertificateErrorLeadsTo) {
+    auto explained = A_Request(An_Entry(false), A_Failure(12045, Second_Attempt::Not_Allowed, "The text.\r\n"));
+    explained.request.certificate = {1, false, false};
+    explained.certificate_mode = {"CertErrorHandlingMode", "1", "the file", "1"};
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("mode 1, and the address is not on the white list"),
+                                        HasSubstr("(CertErrorHandlingMode in the file)"),
+                                        HasSubstr("Error 12045: the server's certificate comes from an authority"),
+                                        HasSubstr(" The system says: The text. So its certificate does not hold."),
+                                        HasSubstr("There is no second attempt")));
+    explained.request.certificate = {1, true, true};
+    explained.remote->second = Second_Attempt::Succeeded;
+    explained.remote->answered = true;
+    explained.remote->last_modified = "stamp";
+    explained.remote->unchanged = true;
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("that is overlooked: mode 1, and the address is on the white list"),
+                      HasSubstr("A second attempt overlooked that and succeeded."), HasSubstr("the copy is current")));
+    explained.request.certificate = {7, false, false};
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was a passing one")));
+}
+
+TEST(Explanation, TellsAConnectionErrorFromACertificateError) {
+    EXPECT_THAT(Steps(A_Request({}, A_Failure(12029, Second_Attempt::Failed))),
+                HasSubstr(" Its certificate is not the cause. A second attempt failed too."));
+    auto plain = A_Request({}, A_Failure(12029, Second_Attempt::Failed));
+    plain.request.normalised = plain.request.request = "http://server/a.xml";
+    EXPECT_THAT(Steps(plain), Not(HasSubstr("certificate")));
+}
+
+TEST(Explanation, OfAShareTellsTheTimeOfTheFile) {
+    auto explained = A_Request(An_Entry(false));
+    explained.request.kind = Kind::Share;
+    explained.request.request = "file://server/share/a.xml";
+    explained.request.normalised = "\\\\server\\share\\a.xml";
+    explained.request.entry->last_modified = std::to_string(now);
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("last changed at " + Local_Time_Text(now) + "."),
+                      HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."), Not(HasSubstr("certificate"))));
+    explained.remote = A_Failure(53, Second_Attempt::Not_Needed);
+    EXPECT_THAT(Steps(explained), HasSubstr("the share does not show the file. Error 53: the server cannot be found"));
+    EXPECT_THAT(Explain(explained).verdict, HasSubstr("because the share does not show the file (error 53)."));
+}
+
+TEST(Explanation, SteersNoTerminal) {
+    auto explained = A_Request(An_Entry(false), An_Answer(200, "\x1B[2J"));
+    explained.request.entry->copy = "/cache/\x1B[1m";
+    const Explanation explanation = Explain(explained);
+    EXPECT_THAT(Steps(explained) + explanation.verdict, AllOf(Not(HasSubstr("\x1B")), HasSubstr("\\x1B[2J")));
+}
+
+TEST(Remote_Errors, EachHasACauseAndWhatToDo) {
+    for (const std::uint32_t number : {12002u, 12007u, 12029u, 12037u, 12038u, 12045u, 12157u, 12170u}) {
+        EXPECT_THAT(Web_Error_Text(number), HasSubstr("; ")) << number;
+        EXPECT_EQ(Is_Certificate_Error(number), number >= 12037 && number != 12157) << number;
+    }
+    EXPECT_THAT(Web_Error_Text(12099), HasSubstr("look the number up"));
+    EXPECT_THAT(Share_Error_Text(5), HasSubstr("access is denied"));
+    EXPECT_THAT(Share_Error_Text(99999), HasSubstr("look the number up"));
+    EXPECT_EQ(Status_Text(204), "success");
+    EXPECT_EQ(Status_Text(404), "it has no such file");
+    EXPECT_EQ(Status_Text(302), "a redirection that is not followed");
+    EXPECT_EQ(Status_Text(503), "the server itself is in trouble");
+    EXPECT_EQ(Status_Text(418), "it refuses the request");
+}
+
+} // namespace
+} // namespace QEL::FrontEnd::Tool
