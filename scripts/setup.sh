@@ -4,6 +4,7 @@
 #   scripts/setup.sh build   compiler, tools and libraries of the Linux program
 #   scripts/setup.sh demo    servers of the walk-through (run.sh without arguments)
 #   scripts/setup.sh test    everything that test.sh uses, the cross build for Windows included
+#   scripts/setup.sh bench   servers and peers of bench/compare.sh
 #
 # Quick when nothing is missing: no network, no root. Otherwise needs root or sudo.
 set -euo pipefail
@@ -20,6 +21,10 @@ test_packages=(
     doxygen dpkg-dev file lintian
     g++-mingw-w64-x86-64-posix wine64 zip
 )
+bench_packages=(
+    libbenchmark-dev python3
+    curl libproj-dev libspdlog-dev python3-aiohttp python3-fsspec python3-requests qtbase5-dev smbclient wget
+)
 
 say() { printf '%s\n' "$*" >&2; }
 
@@ -29,8 +34,9 @@ for purpose in "${@:-build}"; do
     build) packages+=("${build_packages[@]}") ;;
     demo) packages+=("${build_packages[@]}" "${demo_packages[@]}") ;;
     test) packages+=("${build_packages[@]}" "${demo_packages[@]}" "${test_packages[@]}") ;;
+    bench) packages+=("${build_packages[@]}" "${demo_packages[@]}" "${bench_packages[@]}") ;;
     *)
-        say "setup.sh: unknown purpose '$purpose'; known are build, demo and test."
+        say "setup.sh: unknown purpose '$purpose'; known are build, demo, test and bench."
         exit 2
         ;;
     esac
