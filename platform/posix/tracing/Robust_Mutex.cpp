@@ -3,6 +3,7 @@
 #include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Win32_Error.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -86,27 +87,41 @@ public:
 
 private:
     int Lock_Within(std::uint32_t milliseconds) {
-#if defined(__SANITIZE_THREAD__)
-        // ThreadSanitizer knows of a lock by pthread_mutex_trylock alone, not by the call below.
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-        int result = EBUSY;
-        while (result == EBUSY && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            result = ::pthread_mutex_trylock(&m_Mutex);
+        using Clock = std::chrono::steady_clock;
+        const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+            const int result = Lock_For(std::min(std::max(left, {}), Longest_Sleep));
+            if ((result != ETIMEDOUT && result != EBUSY) || left <= Longest_Sleep) {
+                return result;
+            }
         }
-        return result;
+    }
+
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer knows of a lock by pthread_mutex_trylock alone, not by the call below.
+    static constexpr std::chrono::milliseconds Longest_Sleep{1};
+
+    int Lock_For(std::chrono::milliseconds duration) {
+        std::this_thread::sleep_for(duration);
+        return ::pthread_mutex_trylock(&m_Mutex);
+    }
 #else
+    /// Whoever gives the lock back wakes one of those who wait, and that one would wake the next in its
+    /// turn. When it is killed before it can, nobody wakes the others: they look for themselves.
+    static constexpr std::chrono::milliseconds Longest_Sleep{100};
+
+    int Lock_For(std::chrono::milliseconds duration) {
         struct timespec end {};
         ::clock_gettime(CLOCK_MONOTONIC, &end);
-        end.tv_sec += milliseconds / 1000;
-        end.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
+        end.tv_nsec += static_cast<long>(duration.count()) * 1000000;
         if (end.tv_nsec >= 1000000000) {
             end.tv_nsec -= 1000000000;
             ++end.tv_sec;
         }
         return ::pthread_mutex_clocklock(&m_Mutex, CLOCK_MONOTONIC, &end);
-#endif
     }
+#endif
 
     static thread_local std::uint32_t t_last_error;
 

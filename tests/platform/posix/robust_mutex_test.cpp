@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
@@ -128,6 +130,37 @@ TEST_F(Robust_Mutex, AHolderKilledBeforeIsNoticed) {
     ASSERT_EQ(holder.Kill(), -SIGKILL);
     EXPECT_EQ(mutex->Wait(0), Result::Abandoned);
     EXPECT_TRUE(mutex->Release());
+}
+
+/// A thread that was woken and killed before it could note that others wait leaves the lock in a state
+/// in which nobody wakes them. Here the note is wiped off by hand.
+TEST_F(Robust_Mutex, AWaitWhoseWakeUpIsLostEndsSoonAfterTheRelease) {
+    const auto mutex = Open_Robust_Mutex(name);
+    const int object = ::shm_open(name.c_str(), O_RDWR, 0);
+    void* const memory = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, object, 0);
+    ::close(object);
+    ASSERT_NE(memory, MAP_FAILED);
+    // Behind the mark of eight bytes; the first word of a mutex is its holder, with a bit for "others wait".
+    std::atomic_ref<std::uint32_t> holder(*(static_cast<std::uint32_t*>(memory) + 2));
+    constexpr std::uint32_t others_wait = 0x80000000;
+
+    ASSERT_EQ(mutex->Wait(0), Result::Acquired);
+    Result result = Result::Failed;
+    std::thread waiter([&] {
+        result = mutex->Wait(20000);
+        mutex->Release();
+    });
+    while ((holder & others_wait) == 0) {
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    std::this_thread::sleep_for(milliseconds(10)); // now it sleeps
+    holder &= ~others_wait;
+    const auto begin = Clock::now();
+    EXPECT_TRUE(mutex->Release());
+    waiter.join();
+    EXPECT_EQ(result, Result::Acquired);
+    EXPECT_LT(Clock::now() - begin, milliseconds(5000));
+    ::munmap(memory, 4096);
 }
 
 TEST_F(Robust_Mutex, ALockTakenOverFromTheDeadIsAbandonedAgain) {
