@@ -1,5 +1,6 @@
 #include "filecache/CFileCache.h"
 
+#include "filecache/Process_Wide.h"
 #include "trace/trace_messages.h"
 
 #include <utility>
@@ -28,7 +29,13 @@ void CFileCache::Initialize_Mime() {
 }
 
 std::string CFileCache::Get_Additional_Error_Info() const {
+    const std::lock_guard guard(s_error_info_guard);
     return m_Additional_Error_Info;
+}
+
+void CFileCache::Set_Additional_Error_Info(std::string text) {
+    const std::lock_guard guard(s_error_info_guard);
+    m_Additional_Error_Info = std::move(text);
 }
 
 std::string CFileCache::Get_Msg_Separator() const {

@@ -33,7 +33,8 @@ public:
     ///        Neither the configuration nor the disk is touched before Set_Cache_Directory().
     explicit CFileCache(std::shared_ptr<OSWRAPI::IOSWrapper> os_wrapper);
 
-    /// Copies get entries, texts and lists of their own and share the operating-system services.
+    /// Copies get entries, texts and lists of their own and share the operating-system services. No other
+    /// thread may use either object meanwhile.
     CFileCache(const CFileCache& other);
     CFileCache& operator=(const CFileCache& other); ///< as the copy
 
@@ -89,6 +90,7 @@ private:
     // Internet download
     std::unique_ptr<IRequest_Object> Create_HTTP_Request(const char* method);
     void Read_Connect_Timeout();
+    void Set_Additional_Error_Info(std::string text);
     void Note_Transport_Error(std::uint32_t error_number, const std::string& error_text);
     bool Save_Response_Body(const Response_Body& body, const std::string& content_type, CacheEntry& entry);
     std::string Download_Inet_URL(const std::string& url, bool& download_error);

@@ -14,6 +14,7 @@ constexpr char Interface_Class[] = "QEL::FrontEnd::FileCache::IFileCache::";
 } // namespace
 
 std::mutex s_api_mutex;
+std::mutex s_error_info_guard;
 
 IFileCache::IFileCache() = default;
 IFileCache::IFileCache(const IFileCache& other) = default;

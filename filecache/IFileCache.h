@@ -72,8 +72,9 @@ struct QEL_FILECACHE_API IFileCache {
     virtual bool Purge_Cache_Folder() = 0;
 
     /// The text of the last request failure in the range of transport errors (certificates among
-    /// them), for the host to show; empty when there was none. May be called at any time and takes
-    /// no lock: call it on the thread that made the request, after the request.
+    /// them), for the host to show; empty when there was none. May be called at any time on
+    /// any thread, and does not wait for a request under way: another thread's request may have
+    /// changed the text since.
     virtual std::string Get_Additional_Error_Info() const = 0;
 
     /// A line of 39 equals signs, for the host to put between messages.

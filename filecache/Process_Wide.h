@@ -9,6 +9,10 @@ namespace QEL::FrontEnd::FileCache {
 /// may call another.
 extern std::mutex s_api_mutex;
 
+/// Guards the text for the host for as long as it takes to copy it. The host may ask for the text while
+/// another thread's request, which holds the lock above, is changing it.
+extern std::mutex s_error_info_guard;
+
 /// The names of cached copies, as the sweep searches them. Split, because "??-" is a trigraph.
 inline constexpr char Cached_File_Pattern[] = "????????"
                                               "-????"

@@ -98,7 +98,7 @@ void CFileCache::Note_Transport_Error(std::uint32_t error_number, const std::str
     Util::HttpWinInet::Read_CertErrorHandling_Parameters(m_Cert_Error_Handling_Mode, m_Cert_Error_Parameters);
     const bool host_is_told = m_Cert_Error_Handling_Mode == Util::HttpWinInet::Default ||
                               m_Cert_Error_Handling_Mode == Util::HttpWinInet::WhiteListMode;
-    m_Additional_Error_Info = host_is_told ? error_text : std::string();
+    Set_Additional_Error_Info(host_is_told ? error_text : std::string());
 }
 
 bool CFileCache::HTTP_Status_OK(long http_status) const {

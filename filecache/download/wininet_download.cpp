@@ -27,7 +27,7 @@ bool CFileCache::Process_Inet_URL_By_WinInet(int http_type, const std::string& u
         TRACE_ERROR("CertErrorHandlingMode: 'Default'.\n");
         ok = Download_Inet_URL_By_WinInet(http_type, url, download_error, entry);
         if (ok) {
-            m_Additional_Error_Info.clear();
+            Set_Additional_Error_Info({});
         } else {
             download_error = true;
             m_errHTTPFileDownLoad = Http_Download_Failed;
@@ -43,7 +43,7 @@ bool CFileCache::Process_Inet_URL_By_WinInet(int http_type, const std::string& u
         TRACE_ERROR("URL was found in while list. Downloading with ignoring certificate errors. URL: '%s'\n",
                     url.c_str());
         ok = Download_Inet_URL_By_WinInet(http_type, url, download_error, entry);
-        m_Additional_Error_Info.clear();
+        Set_Additional_Error_Info({});
         m_errHTTPFileDownLoad = ok ? Http_Ok : Http_Download_Failed;
         break;
     }
