@@ -1,0 +1,193 @@
+// Processes that trace at the same time to one place. Each has a trace file of its own; where none can
+// be opened, all of them write to the standard error stream, which they may share.
+
+#include "tests/reliability/support/Trace_Line.h"
+#include "tests/reliability/support/Worker_Process.h"
+#include "tests/support/Temporary_Directory.h"
+#include "util/uuid/Generate_Uuid.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <random>
+#include <sstream>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+const std::string Holder_Died = "ERROR: QELPCTRC, lock holder died";
+
+class Two_Processes : public testing::Test {
+protected:
+    Two_Processes() {
+        ::setenv("QEL_TEST_LOCK", lock_name.c_str(), 1);
+        ::setenv("QEL_TRACE_DIR", (directory.Path() / "missing").c_str(), 1);
+        const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        m_Standard_Error = ::dup(STDERR_FILENO);
+        ::dup2(file, STDERR_FILENO);
+        ::close(file);
+    }
+    ~Two_Processes() override {
+        Take_Standard_Error_Back();
+        ::shm_unlink(lock_name.c_str());
+        ::unsetenv("QEL_TRACE_DIR");
+    }
+
+    static Worker_Process Writer(int process, int lines) {
+        return {"trace_process", {"write", std::to_string(process), std::to_string(lines)}};
+    }
+
+    /// What all processes wrote, line by line, without the writers' headers.
+    std::vector<std::string> Lines() {
+        Take_Standard_Error_Back();
+        std::vector<std::string> lines;
+        std::ifstream file(output);
+        for (std::string line; std::getline(file, line);) {
+            const bool is_header = line.empty() || line.starts_with("** ") || line.starts_with("****");
+            if (!is_header) {
+                lines.push_back(line);
+            }
+        }
+        return lines;
+    }
+
+    /// Counts the whole lines of each thread, which must come in order. @return the lines that are none.
+    std::vector<std::string> Count_Whole_Lines(const std::vector<std::string>& lines) {
+        std::vector<std::string> others;
+        for (const std::string& line : lines) {
+            int process = 0;
+            int thread = 0;
+            int number = 0;
+            const bool is_read = std::sscanf(line.c_str(), "***ERROR***: process %d thread %d line %d ", &process,
+                                             &thread, &number) == 3;
+            if (is_read && line == "***ERROR***: " + Trace_Line(process, thread, number) &&
+                whole_lines[{process, thread}] == number) {
+                ++whole_lines[{process, thread}];
+            } else {
+                others.push_back(line);
+            }
+        }
+        return others;
+    }
+
+    void Take_Standard_Error_Back() {
+        if (m_Standard_Error >= 0) {
+            ::dup2(m_Standard_Error, STDERR_FILENO);
+            ::close(m_Standard_Error);
+            m_Standard_Error = -1;
+        }
+    }
+
+    const Temporary_Directory directory;
+    const std::string output = (directory.Path() / "standard_error").string();
+    const std::string lock_name = "/qel-test-" + FrontEnd::Util::Generate_Uuid();
+    std::map<std::pair<int, int>, int> whole_lines; ///< by process and thread
+
+private:
+    int m_Standard_Error = -1;
+};
+
+TEST_F(Two_Processes, TearNoLine) {
+    const char* const asked = std::getenv("QEL_TRACE_LINES");
+    const int lines = (asked != nullptr ? std::atoi(asked) : 20000) / 4; // of each of four threads
+    {
+        Worker_Process first = Writer(1, lines);
+        Worker_Process second = Writer(2, lines);
+        EXPECT_EQ(first.Wait(), 0);
+        EXPECT_EQ(second.Wait(), 0);
+    }
+    const auto others = Count_Whole_Lines(Lines());
+    EXPECT_TRUE(others.empty()) << others.size() << " torn lines, such as:\n" << others.front();
+    RecordProperty("lines", 4 * lines);
+    for (const int process : {1, 2}) {
+        for (const int thread : {0, 1}) {
+            EXPECT_EQ((whole_lines[{process, thread}]), lines);
+        }
+    }
+}
+
+TEST_F(Two_Processes, SurviveTheDeathOfAHolderAndOneOfThemSaysSo) {
+    constexpr int lines = 50;
+    const auto ready = directory.Path() / "ready";
+    {
+        Worker_Process holder("trace_process", {"hold", ready.string()});
+        for (int attempt = 0; attempt < 3000 && !std::filesystem::exists(ready); ++attempt) {
+            std::this_thread::sleep_for(milliseconds(10));
+        }
+        ASSERT_TRUE(std::filesystem::exists(ready));
+        Worker_Process first = Writer(1, lines);
+        Worker_Process second = Writer(2, lines);
+        std::this_thread::sleep_for(milliseconds(300));
+        EXPECT_EQ(std::filesystem::file_size(output), 0U) << "they wait";
+        holder.Kill();
+        EXPECT_EQ(first.Wait(), 0);
+        EXPECT_EQ(second.Wait(), 0);
+    }
+    EXPECT_EQ(Count_Whole_Lines(Lines()), std::vector{Holder_Died});
+    for (const int process : {1, 2}) {
+        EXPECT_EQ((whole_lines[{process, 0}]), lines);
+        EXPECT_EQ((whole_lines[{process, 1}]), lines);
+    }
+}
+
+/// A message is more than one write, so the one that the dead process was writing may be cut.
+TEST_F(Two_Processes, SurviveEachOthersDeathInTheMiddleOfALine) {
+    constexpr int lines = 1000;
+    constexpr int rounds = 15;
+    std::mt19937 random(std::random_device{}());
+    std::size_t deaths = 0;
+    std::size_t cut_lines = 0;
+    Take_Standard_Error_Back();
+    for (int round = 0; round < rounds; ++round) {
+        std::filesystem::remove(output);
+        whole_lines.clear();
+        const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        const int standard_error = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+        ::dup2(file, STDERR_FILENO);
+        Worker_Process victim = Writer(1, 0);
+        Worker_Process survivor = Writer(2, lines);
+        ::dup2(standard_error, STDERR_FILENO);
+        ::close(standard_error);
+        ::close(file);
+
+        std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<>(0, 40000)(random)));
+        victim.Kill();
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(survivor.Wait(), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20)) << "it waited for the dead";
+
+        std::size_t died = 0;
+        std::size_t cut = 0;
+        for (const std::string& line : Count_Whole_Lines(Lines())) {
+            const bool tells_of_death = line.ends_with(Holder_Died);
+            died += tells_of_death ? 1 : 0;
+            cut += tells_of_death && line == Holder_Died ? 0 : 1;
+        }
+        EXPECT_LE(died, 1U);
+        EXPECT_LE(cut, died) << "only the message of the dead may be cut";
+        deaths += died;
+        cut_lines += cut;
+        // A survivor's line is lost to the count only where it stands behind the cut.
+        EXPECT_GE((whole_lines[{2, 0}] + whole_lines[{2, 1}]), 2 * lines - (cut > 0 ? 1 : 0));
+    }
+    std::cout << rounds << " writers killed, " << deaths << " of them with the lock, " << cut_lines << " lines cut\n";
+}
+
+} // namespace
+
+} // namespace QEL::Tests
