@@ -17,7 +17,7 @@ build_packages=(
 demo_packages=(nginx-light samba)
 test_packages=(
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
-    curl groff-base openssl python3 smbclient strace valgrind
+    chromium curl groff-base openssl python3 smbclient strace valgrind
     doxygen dpkg-dev file lintian
     g++-mingw-w64-x86-64-posix wine64 zip
 )

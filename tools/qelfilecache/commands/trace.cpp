@@ -4,6 +4,7 @@
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
 #include "tools/qelfilecache/trace_reading/Trace_Reader.h"
+#include "tools/qelfilecache/trace_reading/html_page.h"
 #include "tools/qelfilecache/trace_reading/json_report.h"
 #include "tools/qelfilecache/trace_reading/text_report.h"
 
@@ -27,6 +28,7 @@ using namespace Trace_Reading;
 
 struct Trace_Options {
     std::vector<std::string> files;
+    std::string html; ///< file to write a page to; empty: none
     bool json = false;
 };
 
@@ -71,6 +73,29 @@ bool Add_File(Trace_Reader& reader, const std::string& name) {
     return false;
 }
 
+/// @throws Usage_Error when the page cannot be written.
+void Write_Page(const Trace& trace, const Overview& overview, const Trace_Options& options) {
+    const auto path = Host::To_Path(options.html);
+    for (const std::string& file : options.files) {
+        std::error_code error;
+        if (std::filesystem::equivalent(path, Host::To_Path(file), error)) {
+            throw Usage_Error("the page would overwrite the trace file '" + Printable(file) +
+                              "'; name another file behind --html");
+        }
+    }
+    errno = 0;
+    std::ofstream page(path, std::ios::binary);
+    if (page) {
+        Write_Html_Page(trace, overview, page);
+        page.close();
+    }
+    if (!page) {
+        throw Usage_Error("cannot write the page '" + Printable(options.html) +
+                          "': " + std::generic_category().message(errno) +
+                          "\n  Next: check that its directory exists and can be written, and that the disk has room.");
+    }
+}
+
 Exit_Status Show_Trace(const Trace_Options& options) {
     Trace_Reader reader;
     bool all_usable = true;
@@ -83,8 +108,13 @@ Exit_Status Show_Trace(const Trace_Options& options) {
     if (any_usable) {
         const Trace trace = reader.Finish();
         const Overview overview = Make_Overview(trace);
+        if (!options.html.empty()) {
+            Write_Page(trace, overview, options);
+        }
         if (options.json) {
             Write_Json_Report(trace, overview, Write_Result);
+        } else if (!options.html.empty()) {
+            Write_Result(Printable(options.html));
         } else {
             Write_Text_Report(trace, overview, {Terminal::Width(), Terminal::Colours(stdout)}, Write_Result);
         }
@@ -93,6 +123,9 @@ Exit_Status Show_Trace(const Trace_Options& options) {
 }
 
 void Declare_Options(CLI::App& parser, Trace_Options& options) {
+    parser.add_option("--html", options.html, "Write a page for browsers to this file, and print its name instead")
+        ->take_last()
+        ->type_name("OUT");
     parser.add_flag("--json", options.json, "Print one object for programs instead");
     parser.add_option("FILE", options.files, "Trace file, by default named qelfilecache_<process id>.trc")
         ->required()
@@ -103,10 +136,13 @@ constexpr const char* help =
     "Shows each request: how it was decided, what failed, which copy was served and, where the trace has time\n"
     "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together.\n"
     "A trace of level 4 or 5 tells every request, one of level 1 to 3 only what went wrong.\n\n"
+    "The page that --html writes is complete in itself: a timeline, each request with its records, a filter. A link\n"
+    "to it may end with #search=WORDS.\n\n"
     "Exit status: 0 all files were read, 2 some cannot be used.\n\n"
     "Examples:\n"
     "  qelfilecache trace qelfilecache_4711.trc\n"
-    "  qelfilecache trace --json /var/log/qel/*.trc";
+    "  qelfilecache trace --html trace.html qelfilecache_*.trc\n"
+    "  qelfilecache trace --json qelfilecache_4711.trc";
 
 } // namespace
 

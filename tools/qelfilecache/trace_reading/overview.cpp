@@ -14,8 +14,7 @@ namespace QEL::FrontEnd::Tool::Trace_Reading {
 
 namespace {
 
-/// The worst first, the quickest last.
-constexpr Outcome order_of_outcomes[] = {
+constexpr Outcome outcomes_by_weight[] = {
     Outcome::Failed,   Outcome::Old_Copy,   Outcome::Cut_Off,       Outcome::Not_Told,
     Outcome::Replaced, Outcome::Downloaded, Outcome::Copied,        Outcome::Unchanged,
     Outcome::Fresh,    Outcome::Local,      Outcome::Left_In_Place, Outcome::Done,
@@ -96,6 +95,10 @@ Overview Make_Overview(const Trace& trace) {
     return overview;
 }
 
+std::span<const Outcome> Outcomes_By_Weight() {
+    return outcomes_by_weight;
+}
+
 std::string Date_Text(Wall_Time time) {
     const auto day = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(time)));
     const std::chrono::year_month_day date(day);
@@ -142,7 +145,7 @@ std::string Summary_Text(const Trace& trace, const Overview& overview) {
 
 std::string Outcomes_Text(const Overview& overview) {
     std::string text;
-    for (const Outcome outcome : order_of_outcomes) {
+    for (const Outcome outcome : outcomes_by_weight) {
         if (const auto count = overview.outcomes[static_cast<std::size_t>(outcome)]; count > 0) {
             text.append(text.empty() ? "" : ", ").append(std::to_string(count)).append(" ");
             text.append(Outcome_Label(outcome));
@@ -180,7 +183,10 @@ std::string Title_Of(const Call& call) {
     if (!call.subject.empty()) {
         title.append(title.empty() ? "" : " ").append(call.subject);
     }
-    return title.empty() ? "(empty request)" : title;
+    if (!title.empty()) {
+        return title;
+    }
+    return call.concluded ? "(address not told)" : "(empty request)";
 }
 
 std::string Place_Of(const Trace& trace, const Call& call) {

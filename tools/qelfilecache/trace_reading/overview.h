@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,9 @@ struct Overview {
 };
 
 Overview Make_Overview(const Trace& trace);
+
+/// All outcomes, the worst first.
+std::span<const Outcome> Outcomes_By_Weight();
 
 /// "2026-11-21"
 std::string Date_Text(Wall_Time time);

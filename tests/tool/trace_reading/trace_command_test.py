@@ -1,0 +1,209 @@
+#!/usr/bin/env python3
+"""Runs the tool's trace command as its users do, on either platform.
+
+    trace_command_test.py TOOL [RUNNER]     the runner runs a program of another platform
+"""
+
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from sample_traces import HOSTILE_URL, Trace
+
+TOOL = sys.argv[1]
+RUNNER = sys.argv[2:3]
+IS_WINDOWS = bool(RUNNER)
+
+
+def native(path):
+    """A path of this machine as the tool takes it."""
+    return "Z:" + path.replace("/", "\\") if IS_WINDOWS else path
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.folder = directory.name
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, content):
+        if isinstance(content, Trace):
+            content = content.text
+        if isinstance(content, str):
+            content = content.encode("utf-8")
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+        return native(self.path(name))
+
+    def run_tool(self, *arguments, **environment):
+        variables = dict(os.environ)
+        variables.pop("COLUMNS", None)
+        variables.update(environment)
+        result = subprocess.run(RUNNER + [TOOL, "trace", *arguments], capture_output=True, env=variables, check=False)
+        self.status = result.returncode
+        self.err = result.stderr.decode("utf-8", "replace").replace("\r\n", "\n")
+        return result.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
+
+
+class TraceCommand(ToolTest):
+    def test_errors_come_first_and_the_others_in_order(self):
+        trace = Trace().fresh("http://s/one.xml").failed("http://s/two.xml").downloaded("http://s/three.xml")
+        file = self.write("qelfilecache_0815.trc", trace)
+        self.assertEqual(self.run_tool(file), f"""\
+3 requests in 1 file of 1 process
+  1 failed, 1 downloaded, 1 fresh copy
+  The trace has no time stamps; one of level 5 has.
+
+Errors
+
+#2  failed      http://s/two.xml
+    the server answered the download with status 404: not found
+    error in Download_Inet_URL: HTTP GET request failed with status 404. On HTTP error we cannot download the file.
+    {file}, lines 10 to 17, thread 4711
+
+Other requests
+
+#1  fresh copy  http://s/one.xml
+    copy: /cache/1.xml
+    the copy is younger than the expiry period: nobody was asked
+#3  downloaded  http://s/three.xml
+    copy: /cache/2.xml
+    not cached before: downloaded
+""")
+        self.assertEqual(self.status, 0)
+        self.assertEqual(self.err, "")
+
+    def test_processes_are_merged_by_their_times(self):
+        first = Trace(11, seconds=0).fresh("http://s/1").wait(20).fresh("http://s/3")
+        second = Trace(22, seconds=10).downloaded("http://s/2", seconds=7)
+        out = self.run_tool(self.write("qelfilecache_0011.trc", first), self.write("qelfilecache_0022.trc", second))
+        self.assertIn("3 requests in 2 files of 2 processes, 2026-11-21 10:00:00 to 10:00:20\n", out)
+        self.assertEqual(re.findall(r"^#.*$", out, re.MULTILINE), [
+            "#1  10:00:00  <1 s  0011  fresh copy  http://s/1",
+            "#2  10:00:10  7 s   0022  downloaded  http://s/2",
+            "#3  10:00:20  <1 s  0011  fresh copy  http://s/3",
+        ])
+
+    def test_lines_keep_to_the_width(self):
+        url = "http://server/" + "a/" * 100 + "last.xml"
+        out = self.run_tool(self.write("a.trc", Trace().failed(url)), COLUMNS="70")
+        for line in out.splitlines():
+            self.assertLessEqual(len(line), 70 if "a.trc" not in line else 1000, line)
+        self.assertRegex(out, r"#1  failed  http://server/.*\.\.\..*last\.xml\n")
+
+    def test_hostile_requests_cannot_steer_the_terminal(self):
+        out = self.run_tool(self.write("a.trc", Trace().failed(HOSTILE_URL)))
+        self.assertNotIn("\x1b", out)
+        self.assertIn("\\x1B[31m", out)
+
+    def test_json_holds_every_call(self):
+        trace = Trace(7, seconds=0).failed(HOSTILE_URL).wait(2).downloaded("http://s/b", seconds=3)
+        file = self.write("qelfilecache_0042.trc", trace.call("Clear", "").text)
+        answer = json.loads(self.run_tool("--json", file))
+        self.assertEqual([call["outcome"] for call in answer["calls"]], ["failed", "downloaded", "cut_off"])
+        self.assertEqual([call["operation"] for call in answer["calls"]], ["get", "get", "clear"])
+        failed, downloaded, _ = answer["calls"]
+        self.assertEqual(failed["request"], HOSTILE_URL)
+        self.assertEqual(failed["explanation"], "the server answered the download with status 404: not found")
+        self.assertEqual([problem["severity"] for problem in failed["problems"]], ["error"])
+        self.assertEqual(downloaded["path"], "/cache/2.xml")
+        self.assertEqual(downloaded["started"], "2026-11-21T10:00:02")
+        self.assertEqual(downloaded["seconds"], 3)
+        self.assertEqual(downloaded["process"], "0042")
+        self.assertEqual(downloaded["thread"], 7)
+        self.assertEqual(downloaded["file"], file)
+        self.assertEqual(answer["runs"][0]["level"], "Error, Warning, Developer Notes and additional data")
+        self.assertTrue(answer["runs"][0]["has_times"])
+
+    def test_a_file_that_cannot_be_used_is_told_and_the_others_are_read(self):
+        good = self.write("good.trc", Trace().fresh("http://s/a"))
+        bad = self.write("bad.trc", b"\x00\x01 no trace \xff" * 100)
+        missing = native(self.path("missing.trc"))
+        out = self.run_tool(missing, bad, native(self.folder), good)
+        self.assertEqual(self.status, 2)
+        self.assertIn("#1  fresh copy  http://s/a\n", out)
+        self.assertIn(f"qelfilecache: '{bad}': this is no trace: it holds neither the heading of one nor a record\n"
+                      "  Next: give files that the cache wrote", self.err)
+        self.assertIn(f"qelfilecache: '{missing}': cannot be read: No such file or directory\n  Next: ", self.err)
+        self.assertIn(f"qelfilecache: '{native(self.folder)}': cannot be read: ", self.err)
+
+    def test_nothing_is_printed_when_no_file_can_be_used(self):
+        self.assertEqual(self.run_tool(self.write("empty.trc", b"")), "")
+        self.assertEqual(self.status, 2)
+        self.assertIn("the file is empty", self.err)
+
+    def test_the_page_is_written_and_named(self):
+        page = native(self.path("page.html"))
+        self.assertEqual(self.run_tool("--html", page, self.write("a.trc", Trace().failed("http://s/a"))), page + "\n")
+        with open(self.path("page.html"), "rb") as file:
+            html = file.read().decode("utf-8")
+        self.assertIn("<title>Trace: 1 request, 1 failed</title>", html)
+        self.assertTrue(html.endswith("</html>\n"))
+        self.assertNotIn("\r", html)
+
+    def test_the_page_never_overwrites_a_trace(self):
+        trace = Trace().fresh("http://s/a")
+        file = self.write("a.trc", trace)
+        self.run_tool("--html", file, file)
+        self.assertEqual(self.status, 2)
+        self.assertIn("would overwrite the trace file", self.err)
+        with open(self.path("a.trc"), encoding="utf-8") as content:
+            self.assertEqual(content.read(), trace.text)
+
+    def test_a_page_that_cannot_be_written_is_told(self):
+        page = native(self.path("no-such-folder/page.html"))
+        self.run_tool("--html", page, self.write("a.trc", Trace().fresh("http://s/a")))
+        self.assertEqual(self.status, 2)
+        self.assertIn("cannot write the page '" + page + "': No such file or directory\n  Next: ", self.err)
+
+    def test_old_text_of_windows_is_shown(self):
+        out = self.run_tool("--json", self.write("a.trc", Trace().fresh("/M\u00e4rz").text.encode("cp1252")))
+        shown = json.loads(out)["calls"][0]["request"]
+        self.assertIn(shown, ["/M\u00e4rz", "/M\ufffdrz"])
+
+
+if not IS_WINDOWS:  # the runner of another platform's program is no terminal
+    import fcntl
+    import pty
+    import struct
+    import termios
+
+    class OnATerminal(ToolTest):
+        def test_colours_are_for_terminals_that_want_them(self):
+            def on_a_terminal(**environment):
+                control, terminal = pty.openpty()
+                fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 40, 66, 0, 0))
+                variables = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "COLUMNS")}
+                variables.update({"TERM": "xterm"}, **environment)
+                process = subprocess.Popen([TOOL, "trace", file], stdout=terminal, env=variables)
+                os.close(terminal)
+                out = b""
+                try:
+                    while block := os.read(control, 4096):
+                        out += block
+                except OSError:
+                    pass  # the other end has been closed
+                os.close(control)
+                process.wait()
+                return out.decode().replace("\r\n", "\n")
+
+            file = self.write("a.trc", Trace().failed("http://server/" + "a" * 100))
+            coloured = on_a_terminal()
+            self.assertIn("\x1b[31mfailed\x1b[0m", coloured)
+            plain = on_a_terminal(NO_COLOR="1")
+            self.assertNotIn("\x1b", plain)
+            self.assertNotIn("\x1b", on_a_terminal(TERM="dumb"))
+            self.assertNotIn("\x1b", self.run_tool(file))
+            self.assertEqual(re.sub("\x1b\\[[0-9]*m", "", coloured), plain)
+            self.assertTrue(any(len(line) == 66 for line in plain.splitlines()), plain)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
