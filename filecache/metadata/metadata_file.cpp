@@ -5,9 +5,13 @@
 #include "util/filesystem/Path_Separator.h"
 #include "util/filesystem/Path_Tests.h"
 
+#include <array>
+#include <charconv>
 #include <fstream>
+#include <limits>
 #include <locale>
 #include <sstream>
+#include <string_view>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -45,6 +49,32 @@ private:
     std::ifstream m_Stream;
 };
 
+/// Writes the file line by line. Every line is flushed: what was written before a crash is on disk.
+class Line_Writer {
+public:
+    explicit Line_Writer(const std::string& path) { Open_File(m_Stream, path); }
+
+    void Write(std::string_view text) {
+        m_Line.assign(text);
+        m_Line += '\n';
+        m_Stream.write(m_Line.data(), static_cast<std::streamsize>(m_Line.size()));
+        m_Stream.flush();
+    }
+
+    /// In plain digits: the host's global locale must not group them.
+    void Write(std::uint64_t number) {
+        std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> digits;
+        const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        Write(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data())));
+    }
+
+    void Close() { m_Stream.close(); }
+
+private:
+    std::ofstream m_Stream;
+    std::string m_Line;
+};
+
 /// Takes a number from the start of a line; what follows it is ignored.
 class Number_Parser {
 public:
@@ -80,24 +110,20 @@ bool CFileCache::Serialize() {
     const std::string path = Get_Cache_Metadata();
     TRACE_DATA("Cache metadata stored in '%s'\n", path.c_str());
 
-    // The host's global locale must not group the digits.
-    std::ofstream file;
-    file.imbue(std::locale::classic());
-    Open_File(file, path);
-    // Every line is flushed: what was written before a crash is on disk.
-    file << Metadata_Magic << std::endl;
-    file << Version_Keyword << std::endl;
-    file << Written_Version << std::endl;
-    file << Entries_Keyword << std::endl;
-    file << m_Cache_Entries.size() << std::endl;
+    Line_Writer writer(path);
+    writer.Write(Metadata_Magic);
+    writer.Write(Version_Keyword);
+    writer.Write(Written_Version);
+    writer.Write(Entries_Keyword);
+    writer.Write(m_Cache_Entries.size());
     for (const auto& [url, entry] : m_Cache_Entries) {
         TRACE_DATA("Serializing metadata for URL '%s':\n%s\n\n", url.c_str(), entry.To_String().c_str());
-        file << entry.last_modified << std::endl;
-        file << entry.last_checked_remotely << std::endl;
-        file << entry.cached_file << std::endl;
-        file << url << std::endl;
+        writer.Write(entry.last_modified);
+        writer.Write(entry.last_checked_remotely);
+        writer.Write(entry.cached_file);
+        writer.Write(url);
     }
-    file.close();
+    writer.Close();
 
     TRACE_RETURN("%s", Shown(true));
     return true;
