@@ -48,6 +48,17 @@ NOT_RUN = {
 PORT = "8008"
 INSTALLED = "/usr/share/doc/"
 
+# A reader's "sleep 1" behind a server that starts is too short on a busy machine: it lasts until the server answers.
+SLEEP = f"""
+sleep() {{
+    local attempt
+    for attempt in $(seq 200); do
+        (exec 3<>/dev/tcp/127.0.0.1/{PORT}) 2>/dev/null && return
+        command sleep 0.1
+    done
+}}
+"""
+
 FENCE = re.compile(r"^(?P<indent> *)```(?P<kind>\w*)\n(?P<text>.*?)^(?P=indent)```[ \t]*$", re.MULTILINE | re.DOTALL)
 EXIT_STATUS = re.compile(r"<!-- exit status (\d+) -->\s*\Z")
 LINK = re.compile(r"(?<!!)\[[^\]]*\]\(([^)\s]+)\)|!\[[^\]]*\]\(([^)\s]+)\)")
@@ -127,9 +138,12 @@ def run_shell_blocks(sandbox, root, name, text, not_run):
     script = shell_script(name, text, not_run)
     if not script:
         return
+    if PORT in script:
+        script = SLEEP + script
     script = script.replace(PORT, str(free_port())).replace(INSTALLED, f"{sandbox.installation}/share/doc/")
     directory = root if name in IN_SOURCE_TREE else sandbox.directory_for(name)
-    process = subprocess.Popen(["bash", "-c", script], cwd=directory, env=sandbox.environment, stdin=subprocess.DEVNULL,
+    environment = dict(sandbox.environment, HOME=str(sandbox.directory_for("home of " + name)))
+    process = subprocess.Popen(["bash", "-c", script], cwd=directory, env=environment, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, start_new_session=True)
     try:
         output, _ = process.communicate(timeout=600)
@@ -258,15 +272,13 @@ class Sandbox:
         server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Every_File)
         server.daemon_threads = True
         threading.Thread(target=server.serve_forever, daemon=True).start()
-        home = directory / "home"
-        home.mkdir()
         kept = {name: value for name, value in os.environ.items()
                 if name in ("PATH", "LANG", "TERM", "TMPDIR", "CCACHE_DIR", "CCACHE_CONFIGPATH")}
         ccache = pathlib.Path(os.environ.get("HOME", "/"), ".cache", "ccache")
         self.environment = {
             "CCACHE_DIR": str(ccache),
             **kept,
-            "HOME": str(home),
+            "HOME": str(directory),
             "PATH": f"{self.installation / 'bin'}:{kept['PATH']}:/usr/sbin:/sbin",
             "CMAKE_PREFIX_PATH": str(self.installation),
             "PKG_CONFIG_PATH": str(library / "pkgconfig"),
@@ -277,8 +289,7 @@ class Sandbox:
 
     def directory_for(self, name):
         """An empty directory, with the parts of the source tree that documents use."""
-        directory = self.directory / name.replace("/", "-")
-        directory.mkdir()
+        directory = pathlib.Path(tempfile.mkdtemp(prefix=name.replace("/", "-").replace(" ", "-") + ".", dir=self.directory))
         for folder in ("docs", "examples"):
             (directory / folder).symlink_to(ROOT / folder)
         return directory
@@ -315,7 +326,6 @@ def test_linux(problems):
 def test_windows(problems):
     with tempfile.TemporaryDirectory() as directory:
         sandbox = Sandbox(pathlib.Path(directory))
-        sandbox.environment["HOME"] = os.environ.get("HOME", "/")
         try:
             for name, text in documents(ROOT):
                 if name in WINDOWS_DOCUMENTS:
