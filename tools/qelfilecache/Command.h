@@ -6,10 +6,6 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace QEL::FrontEnd::Tool {
 
 /// Exit status of the process.
@@ -32,12 +28,14 @@ struct Settings {
     std::optional<std::string> trace_directory; ///< none: as configured
 };
 
+class Command_Options;
+
 /// A command of the tool.
 struct Command {
     std::string name;
     std::string summary; ///< one line of the tool's help
     std::string help;    ///< what the command's own help ends with: explanations and examples
-    std::function<void(CLI::App& parser)> declare_options; ///< none: the command takes none
+    std::function<void(Command_Options& parser)> declare_options; ///< none: the command takes none
     std::function<Exit_Status(const Settings& settings)> run;
 };
 

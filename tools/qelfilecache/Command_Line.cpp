@@ -1,7 +1,7 @@
 #include "tools/qelfilecache/Command_Line.h"
 
 #include "tools/qelfilecache/Command.h"
-#include "tools/qelfilecache/option_checks.h"
+#include "tools/qelfilecache/Command_Options.h"
 #include "tools/qelfilecache/output.h"
 
 #include <CLI/CLI.hpp>
@@ -30,25 +30,17 @@ constexpr const char* footer =
     "  qelfilecache get --help";
 
 void Declare_Options(CLI::App& tool, Settings& settings) {
-    tool.add_option_function<std::string>(
-            "--cache-dir", [&settings](const std::string& directory) { settings.cache_directory = directory; },
-            "Directory of the copies; it must exist. Spell it the same way every time.\n"
-            "By default %LOCALAPPDATA%\\QEL\\LandscapeCache on Windows and\n"
-            "$XDG_CACHE_HOME/qel/landscape elsewhere, created when missing")
-        ->take_last()
-        ->type_name("DIR");
-    tool.add_option("--trace-level", settings.trace_level,
-                    "What the trace file receives: 0 nothing (by default), 1 errors, 2 warnings\n"
-                    "too, 3 notes too, 4 everything, 5 everything with time stamps")
-        ->check(Whole_Number("a number from 0 to 5", 0, 5))
-        ->take_last()
-        ->type_name("0..5");
-    tool.add_option_function<std::string>(
-            "--trace-dir", [&settings](const std::string& directory) { settings.trace_directory = directory; },
-            "Directory of the trace file; it must exist.\n"
-            "By default the configured one, else the current directory")
-        ->take_last()
-        ->type_name("DIR");
+    Command_Options options(tool);
+    options.Text("--cache-dir", "DIR", settings.cache_directory,
+                 "Directory of the copies; it must exist. Spell it the same way every time.\n"
+                 "By default %LOCALAPPDATA%\\QEL\\LandscapeCache on Windows and\n"
+                 "$XDG_CACHE_HOME/qel/landscape elsewhere, created when missing");
+    options.Number("--trace-level", "0..5", {"a number from 0 to 5", 0, 5}, settings.trace_level,
+                   "What the trace file receives: 0 nothing (by default), 1 errors, 2 warnings\n"
+                   "too, 3 notes too, 4 everything, 5 everything with time stamps");
+    options.Text("--trace-dir", "DIR", settings.trace_directory,
+                 "Directory of the trace file; it must exist.\n"
+                 "By default the configured one, else the current directory");
     tool.set_version_flag("--version", "qelfilecache " QEL_VERSION, "Print the version and exit");
     tool.set_help_flag("-h,--help", "Print this help and exit");
 }
@@ -61,7 +53,8 @@ void Declare_Command(CLI::App& tool, const Command& command) {
     // The options of the tool are understood behind the command, too.
     parser.fallthrough();
     if (command.declare_options) {
-        command.declare_options(parser);
+        Command_Options options(parser);
+        command.declare_options(options);
     }
 }
 

@@ -1,4 +1,5 @@
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Command_Options.h"
 
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
@@ -6,8 +7,6 @@
 #include "tools/qelfilecache/inspecting/open_inspection.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -126,12 +125,10 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     return status;
 }
 
-void Declare_Options(CLI::App& parser, Explain_Options& options) {
-    parser.add_flag("--check", options.check, "Ask the server or the share too, and show its answer");
-    parser.add_flag("--json", options.json, "Print one array of objects instead, with all that is known");
-    parser.add_option("REQUEST", options.requests, "Web address, file on a share, or local path")
-        ->required()
-        ->type_name("");
+void Declare_Options(Command_Options& parser, Explain_Options& options) {
+    parser.Flag("--check", options.check, "Ask the server or the share too, and show its answer");
+    parser.Flag("--json", options.json, "Print one array of objects instead, with all that is known");
+    parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }
 
 constexpr const char* help =
@@ -146,7 +143,7 @@ constexpr const char* help =
 Command Explain_Command() {
     const auto options = std::make_shared<Explain_Options>();
     return {"explain", "Tell how each request would be served, and why an old copy is shown", help,
-            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Explain_Requests(settings, *options); }};
 }
 

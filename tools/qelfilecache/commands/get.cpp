@@ -1,12 +1,11 @@
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Command_Options.h"
 
 #include "filecache/IFileCache.h"
 #include "tools/qelfilecache/host.h"
-#include "tools/qelfilecache/option_checks.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/requests/serve.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <memory>
@@ -59,18 +58,12 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
     return status;
 }
 
-void Declare_Options(CLI::App& parser, Get_Options& options) {
-    parser
-        .add_option("--request-kind", options.request_kind,
-                    "Kind of the requests, by default 213, an ordinary request;\n"
-                    "201 and 202 leave a file uncached that is writable on its share")
-        ->check(Whole_Number("a whole number"))
-        ->take_last()
-        ->type_name("N");
-    parser.add_flag("--json", options.json, "Print one array of objects with paths and error codes instead");
-    parser.add_option("REQUEST", options.requests, "Web address, file on a share, or local path")
-        ->required()
-        ->type_name("");
+void Declare_Options(Command_Options& parser, Get_Options& options) {
+    parser.Number("--request-kind", "N", {"a whole number"}, options.request_kind,
+                  "Kind of the requests, by default 213, an ordinary request;\n"
+                  "201 and 202 leave a file uncached that is writable on its share");
+    parser.Flag("--json", options.json, "Print one array of objects with paths and error codes instead");
+    parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }
 
 constexpr const char* help =
@@ -88,7 +81,7 @@ constexpr const char* help =
 Command Get_Command() {
     const auto options = std::make_shared<Get_Options>();
     return {"get", "Print the path of a local copy of each request, one line each", help,
-            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Get(settings, *options); }};
 }
 

@@ -1,4 +1,5 @@
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Command_Options.h"
 
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/entry_table.h"
@@ -6,8 +7,6 @@
 #include "tools/qelfilecache/inspecting/open_inspection.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <string>
@@ -81,8 +80,8 @@ Exit_Status List(const Settings& settings, const List_Options& options) {
     return Exit_Served;
 }
 
-void Declare_Options(CLI::App& parser, List_Options& options) {
-    parser.add_flag("--json", options.json, "Print one array of objects instead, with whole paths and times in UTC");
+void Declare_Options(Command_Options& parser, List_Options& options) {
+    parser.Flag("--json", options.json, "Print one array of objects instead, with whole paths and times in UTC");
 }
 
 constexpr const char* help =
@@ -99,7 +98,7 @@ constexpr const char* help =
 Command List_Command() {
     const auto options = std::make_shared<List_Options>();
     return {"list", "Print what is cached, and until when it is served without asking the server", help,
-            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return List(settings, *options); }};
 }
 

@@ -1,4 +1,5 @@
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Command_Options.h"
 
 #include "filecache/IFileCache.h"
 #include "tools/qelfilecache/host.h"
@@ -6,8 +7,6 @@
 #include "tools/qelfilecache/requests/Progress_Bar.h"
 #include "tools/qelfilecache/requests/request_list.h"
 #include "tools/qelfilecache/requests/serve.h"
-
-#include <CLI/CLI.hpp>
 
 #include <fstream>
 #include <iostream>
@@ -86,8 +85,8 @@ Exit_Status Prefetch(const Settings& settings, const Prefetch_Options& options) 
     return served == outcomes.size() ? Exit_Served : Exit_Not_Served;
 }
 
-void Declare_Options(CLI::App& parser, Prefetch_Options& options) {
-    parser.add_option("FILE", options.file, "List of requests, or - for standard input")->required()->type_name("");
+void Declare_Options(Command_Options& parser, Prefetch_Options& options) {
+    parser.Operand("FILE", options.file, "List of requests, or - for standard input");
 }
 
 constexpr const char* help =
@@ -104,7 +103,7 @@ constexpr const char* help =
 Command Prefetch_Command() {
     const auto options = std::make_shared<Prefetch_Options>();
     return {"prefetch", "Serve every request of a list, so that the copies are there when they are needed", help,
-            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Prefetch(settings, *options); }};
 }
 

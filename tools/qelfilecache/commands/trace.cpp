@@ -1,4 +1,5 @@
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Command_Options.h"
 
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
@@ -7,8 +8,6 @@
 #include "tools/qelfilecache/trace_reading/html_page.h"
 #include "tools/qelfilecache/trace_reading/json_report.h"
 #include "tools/qelfilecache/trace_reading/text_report.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <cstdio>
@@ -28,7 +27,7 @@ using namespace Trace_Reading;
 
 struct Trace_Options {
     std::vector<std::string> files;
-    std::string html; ///< file to write a page to; empty: none
+    std::optional<std::string> html; ///< file to write a page to
     bool json = false;
 };
 
@@ -75,7 +74,7 @@ bool Add_File(Trace_Reader& reader, const std::string& name) {
 
 /// @throws Usage_Error when the page cannot be written.
 void Write_Page(const Trace& trace, const Overview& overview, const Trace_Options& options) {
-    const auto path = Host::To_Path(options.html);
+    const auto path = Host::To_Path(*options.html);
     for (const std::string& file : options.files) {
         std::error_code error;
         if (std::filesystem::equivalent(path, Host::To_Path(file), error)) {
@@ -90,7 +89,7 @@ void Write_Page(const Trace& trace, const Overview& overview, const Trace_Option
         page.close();
     }
     if (!page) {
-        throw Usage_Error("cannot write the page '" + Printable(options.html) +
+        throw Usage_Error("cannot write the page '" + Printable(*options.html) +
                           "': " + std::generic_category().message(errno) +
                           "\n  Next: check that its directory exists and can be written, and that the disk has room.");
     }
@@ -108,13 +107,13 @@ Exit_Status Show_Trace(const Trace_Options& options) {
     if (any_usable) {
         const Trace trace = reader.Finish();
         const Overview overview = Make_Overview(trace);
-        if (!options.html.empty()) {
+        if (options.html) {
             Write_Page(trace, overview, options);
         }
         if (options.json) {
             Write_Json_Report(trace, overview, Write_Result);
-        } else if (!options.html.empty()) {
-            Write_Result(Printable(options.html));
+        } else if (options.html) {
+            Write_Result(Printable(*options.html));
         } else {
             Write_Text_Report(trace, overview, {Terminal::Width(), Terminal::Colours(stdout)}, Write_Result);
         }
@@ -122,14 +121,10 @@ Exit_Status Show_Trace(const Trace_Options& options) {
     return all_usable ? Exit_Served : Exit_Wrong_Usage;
 }
 
-void Declare_Options(CLI::App& parser, Trace_Options& options) {
-    parser.add_option("--html", options.html, "Write a page for browsers to this file, and print its name instead")
-        ->take_last()
-        ->type_name("OUT");
-    parser.add_flag("--json", options.json, "Print one object for programs instead");
-    parser.add_option("FILE", options.files, "Trace file, by default named qelfilecache_<process id>.trc")
-        ->required()
-        ->type_name("");
+void Declare_Options(Command_Options& parser, Trace_Options& options) {
+    parser.Text("--html", "OUT", options.html, "Write a page for browsers to this file, and print its name instead");
+    parser.Flag("--json", options.json, "Print one object for programs instead");
+    parser.Operands("FILE", options.files, "Trace file, by default named qelfilecache_<process id>.trc");
 }
 
 constexpr const char* help =
@@ -149,7 +144,7 @@ constexpr const char* help =
 Command Trace_Command() {
     const auto options = std::make_shared<Trace_Options>();
     return {"trace", "Show what trace files tell of each request, errors first", help,
-            [options](CLI::App& parser) { Declare_Options(parser, *options); },
+            [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings&) { return Show_Trace(*options); }};
 }
 

@@ -1,0 +1,51 @@
+#include "tools/qelfilecache/Command_Options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+CLI::Validator Whole_Number(const Number_Range& range) {
+    const auto complaint = [range](const std::string& text) {
+        int number = 0;
+        const char* const end = text.data() + text.size();
+        const auto parsed = std::from_chars(text.data(), end, number);
+        const bool is_number = parsed.ec == std::errc() && parsed.ptr == end;
+        const bool fits = is_number && number >= range.least && number <= range.most;
+        return fits ? "" : "needs " + range.wanted + ", not '" + text + "'";
+    };
+    return CLI::Validator(complaint, "");
+}
+
+} // namespace
+
+void Command_Options::Flag(const std::string& name, bool& target, const std::string& help) {
+    m_Parser.add_flag(name, target, help);
+}
+
+void Command_Options::Text(const std::string& name, const std::string& placeholder, std::optional<std::string>& target,
+                           const std::string& help) {
+    m_Parser
+        .add_option_function<std::string>(
+            name, [&target](const std::string& text) { target = text; }, help)
+        ->take_last()
+        ->type_name(placeholder);
+}
+
+void Command_Options::Number(const std::string& name, const std::string& placeholder, const Number_Range& range,
+                             int& target, const std::string& help) {
+    m_Parser.add_option(name, target, help)->check(Whole_Number(range))->take_last()->type_name(placeholder);
+}
+
+void Command_Options::Operand(const std::string& name, std::string& target, const std::string& help) {
+    m_Parser.add_option(name, target, help)->required()->type_name("");
+}
+
+void Command_Options::Operands(const std::string& name, std::vector<std::string>& target, const std::string& help) {
+    m_Parser.add_option(name, target, help)->required()->type_name("");
+}
+
+} // namespace QEL::FrontEnd::Tool
