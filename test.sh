@@ -68,8 +68,8 @@ sources() { find "$@" -path ./build -prune -o -type f \( -name '*.cpp' -o -name 
 
 check_format() { sources . | xargs clang-format --dry-run --Werror; }
 
-# build PRESET: configures and builds.
-build() { cmake --preset "$1" && cmake --build --preset "$1"; }
+# build PRESET [TARGET...]: configures and builds.
+build() { cmake --preset "$1" && cmake --build --preset "$1" ${2:+--target "${@:2}"}; }
 
 # count REPORT: adds the test cases of ctest's report. False when there is no report of any.
 count() {
@@ -87,10 +87,10 @@ run_tests() {
         --test-output-size-passed 10000000 --test-output-size-failed 10000000
 }
 
-# build_and_test NAME PRESET
+# build_and_test NAME PRESET [TARGET...]
 build_and_test() {
     local failed_before=$failed all_well=yes
-    if step "build, $1" build "$2"; then
+    if step "build, $1" build "$2" "${@:3}"; then
         step "tests, $1" run_tests "$2" || all_well=no
         count "$logs/$2.xml" || all_well=no
     else
@@ -120,6 +120,7 @@ main() {
         export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
         export UBSAN_OPTIONS=print_stacktrace=1
         build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize
+        build_and_test "Linux threads with the thread sanitizer" linux-thread reliability_threads
 
         # Some of these tests compare with the Linux program built above.
         build_and_test "Windows under Wine" windows
