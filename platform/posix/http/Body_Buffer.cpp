@@ -1,7 +1,11 @@
 #include "platform/posix/http/Body_Buffer.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -28,10 +32,27 @@ bool Body_Buffer::Append(std::string_view bytes) {
         return false;
     }
     if (!bytes.empty()) {
+        Prepare_Pages(needed);
         std::memcpy(m_Bytes.get() + m_Size, bytes.data(), bytes.size());
         m_Size = needed;
     }
     return true;
+}
+
+void Body_Buffer::Prepare_Pages(std::size_t size) {
+    constexpr std::size_t part = 2 * 1024 * 1024;
+    if (size <= m_Prepared || m_Capacity < 2 * part) {
+        return;
+    }
+    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto bytes = reinterpret_cast<std::uintptr_t>(m_Bytes.get());
+    const auto begin = (bytes + m_Prepared) / page * page + page; // behind the page with the block's beginning
+    const auto end = (bytes + std::min(m_Capacity, size + part)) / page * page;
+    if (begin < end) {
+        // A system that does not know of it hands the pages out one by one.
+        static_cast<void>(::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE));
+    }
+    m_Prepared = std::min(m_Capacity, size + part);
 }
 
 bool Body_Buffer::Grow(std::size_t capacity) {

@@ -30,12 +30,17 @@ public:
 private:
     [[nodiscard]] bool Grow(std::size_t capacity);
 
+    /// Takes the pages of a large block from the system in parts, ahead of the bytes: taking each as it
+    /// is written to costs more than the bytes do.
+    void Prepare_Pages(std::size_t size);
+
     struct Free {
         void operator()(char* bytes) const { std::free(bytes); }
     };
     std::unique_ptr<char, Free> m_Bytes;
     std::size_t m_Size = 0;
     std::size_t m_Capacity = 0;
+    std::size_t m_Prepared = 0; ///< bytes from the beginning whose pages have been taken
 };
 
 } // namespace QEL::FrontEnd::Platform
