@@ -120,8 +120,14 @@ test_linux() {
 
     say "example hosts, with the CMake package"
     PATH_PREFIX=
+    mkdir "$work/newer"
+    printf 'cmake_minimum_required(VERSION 3.21)\nproject(newer LANGUAGES CXX)\nfind_package(qelfilecache 2.0 REQUIRED)\n' \
+        >"$work/newer/CMakeLists.txt"
     build_host "$usr/share/doc/qelfilecache/examples/host" "$work/host" "$usr"
     build_host "$usr/share/doc/qelfilecache/examples/host_c" "$work/host_c" "$usr"
+    ! cmake -G Ninja -S "$work/newer" -B "$work/newer/build" -DCMAKE_PREFIX_PATH="$usr" >"$work/configure.log" 2>&1 ||
+        fail "a host of another interface version takes this package"
+    grep -F 'version: 1.' "$work/configure.log"
     ldd "$work/host/example_host" | grep -F "$work/moved" || fail "the host loads another library"
     life "$work/host/example_host"
     life "$work/host_c/example_host_c"

@@ -21,12 +21,15 @@ using QEL::FrontEnd::FileCache::IFileCache;
 
 constexpr int Ordinary_Request = 213;
 
-/// What a request answered. The codes are written only by a request that went to the remote side.
+/// A code that no request writes: it shows that the request did not go to that kind of remote side.
+constexpr int Not_Asked = -1;
+
+/// What a request answered.
 struct Answer {
     std::string path;
     bool download_error = false;
-    int http_error = 0;
-    int file_share_error = 0;
+    int http_error = Not_Asked;
+    int file_share_error = Not_Asked;
 };
 
 Answer Ask(IFileCache& cache, const std::string& request) {
