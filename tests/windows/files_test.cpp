@@ -80,7 +80,7 @@ TEST_F(Windows_Files, ATargetInUseIsNotReplacedAndNoPartStays) {
 }
 
 TEST_F(Windows_Files, ADeviceIsNoFileInWhateverDirectory) {
-    for (const std::string path :
+    for (const std::string& path :
          {std::string("NUL"), std::string("CON"), std::string("C:NUL"), std::string("\\\\.\\NUL"), scratch / "NUL"}) {
         EXPECT_FALSE(services->File_Exists(path)) << path;
         EXPECT_TRUE(Is_Pipe_Or_Device(path)) << path;
