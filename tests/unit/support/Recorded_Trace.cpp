@@ -3,7 +3,8 @@
 #include "trace/CQelPcTrc.h"
 
 #include <algorithm>
-#include <regex>
+#include <cstddef>
+#include <string_view>
 #include <utility>
 
 namespace Recorded_Trace {
@@ -18,28 +19,74 @@ struct Raw_Record {
 std::vector<Raw_Record> s_records;
 std::function<void()> s_during_each;
 
-const std::regex& Object_Prefix() {
-    static const std::regex prefix(
-        R"(^TID: \d+, QEL::FrontEnd::FileCache::CFileCache::(\w+)\[[0-9A-Fa-fx]+\]/[1-9]\d*: )");
-    return prefix;
+bool Is_Digit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool Is_Hexadecimal(char c) {
+    return Is_Digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || c == 'x';
+}
+bool Is_Word(char c) {
+    return Is_Digit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
-const std::regex& Static_Prefix() {
-    static const std::regex prefix(R"(^TID: \d+, QEL::FrontEnd::FileCache::[CI]FileCache::(\w+)/[1-9]\d*: )");
-    return prefix;
-}
+/// Takes a text apart from its beginning. By hand: regular expressions took more processor time than the
+/// tests themselves.
+class Reader {
+public:
+    explicit Reader(std::string_view text) : m_Rest(text) {}
+
+    bool Skip(std::string_view expected) {
+        if (!m_Rest.starts_with(expected)) {
+            return false;
+        }
+        m_Rest.remove_prefix(expected.size());
+        return true;
+    }
+    /// The longest run of such characters.
+    std::string_view Read(bool (*is_wanted)(char)) {
+        const auto end = std::find_if_not(m_Rest.begin(), m_Rest.end(), is_wanted);
+        const auto found = m_Rest.substr(0, static_cast<std::size_t>(end - m_Rest.begin()));
+        m_Rest.remove_prefix(found.size());
+        return found;
+    }
+    std::string_view Rest() const { return m_Rest; }
+
+private:
+    std::string_view m_Rest;
+};
 
 /// The method of a record with a prefix; empty for a piece or a marker.
 std::string Method_Of(const std::string& folded) {
-    static const std::regex method(R"(^(\w+)(\[this\])?: )");
-    std::smatch match;
-    return std::regex_search(folded, match, method) ? match[1].str() : std::string();
+    Reader reader(folded);
+    const auto method = reader.Read(Is_Word);
+    reader.Skip("[this]");
+    return reader.Skip(": ") ? std::string(method) : std::string();
 }
 
 std::string Fold(const std::string& text) {
-    const std::string folded =
-        std::regex_replace(text, Object_Prefix(), "$1[this]: ", std::regex_constants::format_first_only);
-    return std::regex_replace(folded, Static_Prefix(), "$1: ", std::regex_constants::format_first_only);
+    Reader reader(text);
+    if (!reader.Skip("TID: ") || reader.Read(Is_Digit).empty() || !reader.Skip(", QEL::FrontEnd::FileCache::")) {
+        return text;
+    }
+    const bool of_the_class = reader.Skip("CFileCache::");
+    if (!of_the_class && !reader.Skip("IFileCache::")) {
+        return text;
+    }
+    std::string folded(reader.Read(Is_Word));
+    if (of_the_class && reader.Skip("[")) {
+        if (reader.Read(Is_Hexadecimal).empty() || !reader.Skip("]")) {
+            return text;
+        }
+        folded += "[this]";
+    }
+    if (folded.empty() || !reader.Skip("/")) {
+        return text;
+    }
+    const auto line = reader.Read(Is_Digit);
+    if (line.empty() || line.front() == '0' || !reader.Skip(": ")) {
+        return text;
+    }
+    return folded.append(": ").append(reader.Rest());
 }
 
 } // namespace
