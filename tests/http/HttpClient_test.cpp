@@ -91,20 +91,6 @@ TEST(Second_Client_Without_Request, HasNoAnswer) {
     EXPECT_EQ(client.GetResponseBody(), "");
 }
 
-TEST(Error_Range, HoldsTheWinInetTransportErrors) {
-    for (const auto& [error, is_in_range] : {std::pair{0U, false},
-                                             {200U, false},
-                                             {12000U, false},
-                                             {12001U, true},
-                                             {12002U, true},
-                                             {12045U, true},
-                                             {12175U, true},
-                                             {12176U, false},
-                                             {0x80072EE1U, false}}) {
-        EXPECT_EQ(HttpClient::IsErrorInRange(error), is_in_range) << error;
-    }
-}
-
 } // namespace
 
 } // namespace QEL::Tests

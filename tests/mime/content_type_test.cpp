@@ -177,6 +177,7 @@ const std::vector<Content_Type_Case> Cases = {
     {"application/force-download", ""},
     {"text/unknown", ""},
     {"*/*", ""},
+    {"*/plain", ""},
 
     // No type
     {"", ""},

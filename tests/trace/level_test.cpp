@@ -105,6 +105,13 @@ TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAlone) {
     EXPECT_THAT(mutex->calls, testing::ElementsAre("Wait(60000)", "Release"));
 }
 
+TEST_F(Trace_Level, OpensNoLockForAWriterThatTakesNone) {
+    TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
+    EXPECT_EQ(g_trace_services.mutexes_opened, 0);
+    writer.trace().Log_Error("message");
+    EXPECT_TRUE(Content().ends_with("message"));
+}
+
 TEST_F(Trace_Level, WritesThoughTheLockIsRefused) {
     g_trace_services.mutex = nullptr;
     Set_Trace_Level(QELPCTRC_ERROR);

@@ -1,6 +1,7 @@
 #include "filecache/inspection/Cache_Inspection.h"
 
 #include "filecache/download/outcome_codes.h"
+#include "filecache/inspection/Read_Only_OS_Wrapper.h"
 #include "tests/unit/support/Http_Fixture.h"
 
 #include <map>
@@ -159,6 +160,13 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
 }
 
+TEST_F(Inspection, TellsNoTraceDirectoryWhereNoneCanBeUsed) {
+    const auto settings = Open().Settings();
+    ASSERT_EQ(settings.back().name, "TraceDirectory");
+    EXPECT_EQ(settings.back().value, "");
+    EXPECT_EQ(settings.back().source, "");
+}
+
 TEST_F(Inspection, AsksOnlyForTheHead) {
     const Remote_Answer answer = Asked();
     EXPECT_TRUE(answer.answered);
@@ -210,6 +218,47 @@ TEST_F(Inspection, TellsAMissingRequestObject) {
     const Remote_Answer answer = Asked();
     EXPECT_FALSE(answer.answered);
     EXPECT_EQ(answer.error_text, "The system provides no object for HTTP requests.");
+}
+
+TEST_F(Inspection, UsesTheSystemsServicesUnlessItIsGivenSome) {
+    const int created = g_services.os_created;
+    const Cache_Inspection inspection(cache_directory);
+    EXPECT_EQ(g_services.os_created, created + 1);
+    EXPECT_EQ(inspection.Entries().size(), 1U);
+}
+
+TEST_F(Inspection, AsksTheSystemForTheTypeOfADrive) {
+    os->fixed_disk_type = 4;
+    EXPECT_EQ(Open().Explain("z:\\file").kind, Kind::Share);
+    EXPECT_GT(os->Calls_Of("Get_Drive_Type"), 0U);
+}
+
+TEST_F(Inspection, TellsAPathThatChangesItsKindMeanwhile) {
+    const Cache_Inspection inspection = Open();
+    os->on_get_drive_type = [this](const std::string&) { return os->Calls_Of("Get_Drive_Type") == 1 ? 4U : 3U; };
+    EXPECT_EQ(inspection.Explain("z:\\file").kind, Kind::Unusable);
+}
+
+TEST_F(Inspection, KnowsNoChangeOfWhatIsNotListed) {
+    const Cache_Inspection inspection = Open();
+    const Remote_Answer answer = inspection.Ask_Remote_Side(inspection.Explain("https://server/unlisted.xml"));
+    EXPECT_TRUE(answer.answered);
+    EXPECT_EQ(answer.last_modified, stamp);
+    EXPECT_FALSE(answer.unchanged);
+}
+
+TEST_F(Inspection, TellsThatAnAttemptWithoutCertificateChecksFailedToo) {
+    Script().send = Certificate_Error;
+    g_services.cert_mode = 2;
+    g_services.client.status = 12029;
+    EXPECT_EQ(Asked().second, Second::Failed);
+}
+
+TEST(Read_Only_Services, CopyNothing) {
+    const auto system = std::make_shared<Scripted_OS>();
+    QEL::FrontEnd::FileCache::Read_Only_OS_Wrapper services(system);
+    EXPECT_EQ(services.Copy_File("from", "to", 0), 0);
+    EXPECT_THAT(system->calls, IsEmpty());
 }
 
 TEST_F(Inspection, ComparesTheTimeOfAShareFile) {

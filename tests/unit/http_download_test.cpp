@@ -775,6 +775,10 @@ struct Mode_Case {
     bool text_stays_after_a_failure; ///< or failed
 };
 
+void PrintTo(const Mode_Case& mode, std::ostream* out) {
+    *out << "mode " << mode.mode << ", " << mode.white_list.size() << " URLs listed";
+}
+
 class Http_Download_Mode : public Http_Download, public testing::WithParamInterface<Mode_Case> {
 protected:
     void SetUp() override {

@@ -699,4 +699,13 @@ TEST_F(Metadata_File, ReplacesAnEntryWhoseCopyCannotBeDeleted) {
     EXPECT_EQ(Content(Metadata_Path()), Text_File(With(Header("2", "1"), {"mb", "2", b, "u"})));
 }
 
+TEST_F(Metadata_File, IsNeitherReadNorWrittenWhereAPipeIsInItsPlace) {
+    Write_File(Metadata_Path(), "not to be touched");
+    g_services.pipe = Metadata_Path();
+    EXPECT_TRUE(cache.Deserialize()) << "as if it was missing";
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+    EXPECT_TRUE(cache.Serialize());
+    EXPECT_EQ(Content(Metadata_Path()), "not to be touched");
+}
+
 } // namespace

@@ -108,6 +108,14 @@ TEST_F(Unnamed_Download, MayNotBeStoodInForByTheOlderCopy) {
                   Error("Get_Cached_Remote_File", "Empty Cached file Name for URL '" + url + "'.\n"));
 }
 
+TEST_F(Unnamed_Download, FailsWithTheSameCodeUntraced) {
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+    int http_error = Untouched;
+    EXPECT_EQ(cache.Get_Cached_File_and_Status(url, Ordinary_Request, download_error, &http_error, nullptr), "");
+    EXPECT_EQ(http_error, 3);
+    EXPECT_THAT(All(), IsEmpty());
+}
+
 // Files on shares
 
 class Unnamed_Share_Copy : public Share_Fixture {

@@ -113,8 +113,8 @@ bool Path_Exists(const std::string& path) {
     return g_services.on_path_exists && g_services.on_path_exists(path);
 }
 
-bool Is_Pipe_Or_Device(const std::string&) {
-    return false;
+bool Is_Pipe_Or_Device(const std::string& path) {
+    return path == g_services.pipe;
 }
 
 std::uint32_t Get_File_Attributes(const std::string& path) {
