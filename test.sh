@@ -4,6 +4,8 @@
 #   ./test.sh           all checks; builds and tests for Linux, plain and with sanitizers,
 #                       and for Windows, under Wine
 #   ./test.sh --quick   all checks; the plain Linux build and its tests only
+#   ./test.sh --long    all of that, then the long form of the tests of reliability, which takes hours
+#   ./test.sh --coverage   nothing but which lines and branches the unit tests run
 #
 # Ends with a summary and a line "N passed, N failed"; exit status 0 when nothing failed.
 # What a step printed is kept in build/test-logs/.
@@ -11,9 +13,13 @@ set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")" || exit 1
 
 quick=no
+long=no
+coverage=no
 for argument in "$@"; do
     case "$argument" in
     --quick) quick=yes ;;
+    --long) long=yes ;;
+    --coverage) coverage=yes ;;
     -h | --help)
         sed -n '2,/^set /{/^set /d;s/^# \{0,1\}//;p}' "$0"
         exit 0
@@ -108,6 +114,7 @@ main() {
     check "includes run downwards only" python3 scripts/check_layers.py
     check "the include check finds planted violations" python3 scripts/check_layers.py --self-test
     check "test cases are counted as they end" python3 scripts/count_tests.py --self-test
+    check "the check of the coverage finds planted gaps" python3 scripts/coverage_gaps.py --self-test
 
     build_and_test "Linux" linux
     check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
@@ -122,6 +129,9 @@ main() {
         build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize
         build_and_test "Linux threads with the thread sanitizer" linux-thread reliability_threads
 
+        check "fuzzers" fuzz/run.sh "${QEL_FUZZ_SECONDS:-15}"
+        check "two unit test programs under valgrind" scripts/valgrind.sh --short
+
         # Some of these tests compare with the Linux program built above.
         build_and_test "Windows under Wine" windows
         check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows
@@ -129,12 +139,27 @@ main() {
         check "package for Windows, and hosts built from it" scripts/test_packages.sh windows
     fi
 
+    if [ "$long" = yes ]; then
+        check "reliability, the long form" scripts/reliability.sh "$logs/reliability.md"
+    fi
+    summarise
+}
+
+# The report alone, on standard output too.
+report_coverage() {
+    check "coverage of the unit tests" scripts/coverage.sh
+    cat "$logs/coverage-of-the-unit-tests.log"
+    summarise
+}
+
+summarise() {
     printf '\nSummary\n'
     printf '%s\n' "${summary[@]}"
     if [ "$failed" -eq 0 ]; then echo "Everything passed."; else echo "Not everything passed."; fi
+    [ "$long" = yes ] && printf '\n' && cat "$logs/reliability.md" && printf '\n'
     printf '%d passed, %d failed\n' "$passed" "$failed"
     [ "$failed" -eq 0 ]
 }
 
-main
+if [ "$coverage" = yes ]; then report_coverage; else main; fi
 exit

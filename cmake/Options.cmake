@@ -24,6 +24,10 @@ elseif(NOT WIN32 AND NOT QEL_BUILD_FUZZ)
   target_link_options(qel_product_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 
+if(QEL_COVERAGE)
+  target_link_options(qel_options INTERFACE --coverage)
+endif()
+
 # qel_object_library(NAME SOURCE...): one layer of the library as objects, so that a test can link
 # the layers it wants and put scripted services in the place of the others.
 function(qel_object_library name)
@@ -31,4 +35,8 @@ function(qel_object_library name)
   target_link_libraries(${name} PUBLIC qel_options)
   target_compile_options(${name} PRIVATE $<TARGET_PROPERTY:qel_product_options,INTERFACE_COMPILE_OPTIONS>)
   target_compile_definitions(${name} PRIVATE QEL_FILECACHE_BUILDING)
+  if(QEL_COVERAGE)
+    # Counted line by line, so nothing is inlined or merged. The tests themselves are not counted.
+    target_compile_options(${name} PRIVATE --coverage -fprofile-update=atomic -O0 -U_FORTIFY_SOURCE)
+  endif()
 endfunction()

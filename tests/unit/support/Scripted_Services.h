@@ -38,7 +38,7 @@ struct Scripted_Services {
     // Path tests and last error
     std::function<bool(const std::string&)> on_path_exists;                  ///< without: false
     std::function<std::uint32_t(const std::string&)> on_get_file_attributes; ///< without: all bits set
-    std::string pipe; ///< the path that is one
+    std::string pipe;                                                        ///< the path that is one
     std::vector<std::string> path_calls;
     std::uint32_t last_error = 0;
 

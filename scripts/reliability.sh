@@ -1,0 +1,134 @@
+#!/usr/bin/env bash
+# The long form of the tests against faults, crashes, hostile input and concurrency.
+#
+#   scripts/reliability.sh TABLE     writes the table of results to the file TABLE, and to standard output
+#
+# Needs the Linux build with all tests. How much is done is in the environment:
+#
+#                          usually   with QEL_LONG_SCALE=small
+#   QEL_FUZZ_SECONDS       600       5       of each fuzzer, two at a time
+#   QEL_KILL_ROUNDS        500       10      processes killed
+#   QEL_DISK_FULL_ROUNDS   500       10      limits of the length of a file
+#   QEL_TRACE_LINES        1000000   20000   of two processes at a time
+#   QEL_THREAD_OPERATIONS  200       5       of each of 32 threads
+#   QEL_HANDLE_REQUESTS    10000     1000    that leave no handle open
+#   QEL_VALGRIND           all       short   unit test programs
+#
+# Exit status 0 when nothing failed. What each part printed is in build/reliability/.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
+
+case "${1:-}" in
+'' | -h | --help)
+    sed -n '2,/^set /{/^set /d;s/^# \{0,1\}//;p}' "$0"
+    exit 0
+    ;;
+esac
+table=$1
+logs=build/reliability
+mkdir -p "$logs" "$(dirname "$table")"
+
+# amount NAME USUAL SMALL: sets a variable that is not set yet.
+amount() {
+    local value=$2
+    [ "${QEL_LONG_SCALE:-}" = small ] && value=$3
+    export "$1=${!1:-$value}"
+}
+amount QEL_FUZZ_SECONDS 600 5
+amount QEL_KILL_ROUNDS 500 10
+amount QEL_DISK_FULL_ROUNDS 500 10
+amount QEL_TRACE_LINES 1000000 20000
+amount QEL_THREAD_OPERATIONS 200 5
+amount QEL_HANDLE_REQUESTS 10000 1000
+amount QEL_VALGRIND all short
+
+rows=()
+failures=0
+
+# row WHAT HOW_MANY FAILURES
+row() {
+    rows+=("| $1 | $2 | $3 |")
+    failures=$((failures + $3))
+    printf '%s: %s, %s failures\n' "$1" "$2" "$3"
+}
+
+# tests WHAT PROGRAM [ARGUMENT...]: a test program of the Linux build; a program that ends early fails too.
+tests() {
+    local what=$1 program=$2 log=$logs/${2}-${#rows[@]}.log status=0 run passed failed
+    shift 2
+    "build/linux/bin/$program" "$@" >"$log" 2>&1 || status=$?
+    run=$(sed -n 's/^\[==========\] \([0-9]*\) tests\{0,1\} .* ran\..*/\1/p' "$log")
+    passed=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\.$/\1/p' "$log")
+    failed=$((${run:-1} - ${passed:-0}))
+    [ "$status" -ne 0 ] && [ "$failed" -eq 0 ] && failed=1
+    [ "${run:-0}" -eq 0 ] && failed=1
+    row "$what" "${run:-0} tests" "$failed"
+    [ "$failed" -eq 0 ] || tail -n 40 "$log"
+}
+
+# lines WHAT UNIT COMMAND...: a command that ends with a line "ok ..." or "FAIL ..." for each of its parts.
+lines() {
+    local what=$1 unit=$2 log=$logs/${1//[^a-zA-Z]/-}.log status=0 well bad
+    shift 2
+    "$@" >"$log" 2>&1 || status=$?
+    well=$(grep -c '^ok ' "$log")
+    bad=$(grep -c '^FAIL ' "$log")
+    { [ "$status" -ne 0 ] || [ "$well" -eq 0 ]; } && [ "$bad" -eq 0 ] && bad=1
+    row "$what" "$well $unit" "$bad"
+    [ "$bad" -eq 0 ] || tail -n 40 "$log"
+}
+
+fuzz() {
+    local log=$logs/fuzz.log line fuzzer executions status=0 found=0
+    fuzz/run.sh "$QEL_FUZZ_SECONDS" >"$log" 2>&1 || status=$?
+    while read -r line fuzzer executions _; do
+        found=$((found + 1))
+        row "${fuzzer%:}, $QEL_FUZZ_SECONDS s" "$executions executions" "$([ "$line" = ok ] && echo 0 || echo 1)"
+    done < <(grep -E '^(ok  |FAIL) ' "$log")
+    if [ "$status" -ne 0 ] || [ "$found" -eq 0 ]; then
+        tail -n 60 "$log"
+        [ "$found" -gt 0 ] || row "fuzzers" "none ran" 1
+    fi
+}
+
+coverage() {
+    local log=$logs/coverage.log status=0
+    scripts/coverage.sh >"$log" 2>&1 || status=1
+    row "lines and branches of the product that tests run" \
+        "$(sed -n 's/^all *\([0-9]* of *[0-9]*\) *\([0-9]* of *[0-9]*\)$/\1 lines, \2 branches/p' "$log" | tr -s ' ')" \
+        "$(grep -cE '^  (UNEXPLAINED|OUTDATED)' "$log" || [ "$status" -eq 0 ] || true)"
+    [ "$status" -eq 0 ] || { failures=$((failures + 1)) && tail -n 40 "$log"; }
+}
+
+report() {
+    echo "| what | how many | failures |"
+    echo "|---|---|---|"
+    printf '%s\n' "${rows[@]}"
+}
+
+main() {
+    [ -d build/linux/bin ] || { echo "reliability.sh: build the preset linux first" >&2 && exit 2; }
+    tests "each call of a service fails in turn" reliability_failing_calls
+    tests "processes killed, $QEL_KILL_ROUNDS rounds" reliability_kill
+    tests "disk full, $QEL_DISK_FULL_ROUNDS limits" reliability_disk_full
+    tests "hostile directories" reliability_hostile_directory
+    tests "hostile metadata files" reliability_hostile_metadata
+    tests "hostile web servers" http_test --gtest_filter='*Hostile_*'
+    tests "32 threads, $QEL_THREAD_OPERATIONS operations each" reliability_threads
+    tests "two processes trace $QEL_TRACE_LINES lines" reliability_two_processes
+    tests "handles after $QEL_HANDLE_REQUESTS requests" reliability_handles
+    fuzz
+    if [ "$QEL_VALGRIND" = all ]; then
+        lines "unit tests under valgrind" programs scripts/valgrind.sh
+    else
+        lines "unit tests under valgrind" programs scripts/valgrind.sh --short
+    fi
+    coverage
+    report >"$table"
+    printf '\n'
+    cat "$table"
+    [ "$failures" -eq 0 ]
+}
+
+main
+exit
