@@ -148,6 +148,13 @@ Other requests
         self.assertTrue(html.endswith("</html>\n"))
         self.assertNotIn("\r", html)
 
+    def test_a_record_without_time_behind_one_with_a_time_came_no_later(self):
+        trace = Trace(7, seconds=0).request("http://s/a")
+        trace.seconds = None
+        self.run_tool("--html", native(self.path("page.html")), self.write("a.trc", trace.answer("/cache/1.xml")))
+        with open(self.path("page.html"), encoding="utf-8") as file:
+            self.assertNotIn('class="wait"', file.read())
+
     def test_the_page_never_overwrites_a_trace(self):
         trace = Trace().fresh("http://s/a")
         file = self.write("a.trc", trace)

@@ -195,7 +195,7 @@ private:
         if (answer != nullptr) {
             html += " = " + Html_Text(answer->text, longest_record);
         }
-        if (last != No_Time && record.time - last >= long_wait) {
+        if (last != No_Time && record.time != No_Time && record.time - last >= long_wait) {
             html += " <span class=\"wait\">after " + std::to_string(record.time - last) + " s</span>";
         }
         html += "</p></li>";

@@ -163,6 +163,7 @@ private:
         constexpr Wall_Time steps[] = {1,   2,    5,    10,   15,    30,    60,    120,   300,   600,
                                        900, 1800, 3600, 7200, 14400, 21600, 43200, 86400, 172800};
         constexpr Wall_Time most_ticks = 6;
+        constexpr double last_label = 85; // percent; behind it, there is no room for a label
         const Wall_Time span = m_Overview.last - m_Overview.first + 1;
         Wall_Time step = *std::find_if(std::begin(steps), std::end(steps) - 1,
                                        [&](Wall_Time candidate) { return span / candidate <= most_ticks; });
@@ -173,10 +174,13 @@ private:
              tick += step) {
             const double percent = static_cast<double>(tick - m_Overview.first) / m_Span * 100;
             const std::string place = Percent(percent);
-            m_Page << "<line x1=\"" << place << "\" x2=\"" << place << "\" y1=\"0\" y2=\"5\"/><text x=\"" << place
-                   << "\" y=\"17\"" << (percent > 85 ? " text-anchor=\"end\">" : ">")
-                   << (several_days ? Date_Text(tick).substr(5) + " " : "")
-                   << (several_days ? Clock_Text(tick).substr(0, 5) : Clock_Text(tick)) << "</text>";
+            m_Page << "<line x1=\"" << place << "\" x2=\"" << place << "\" y1=\"0\" y2=\"5\"/>";
+            if (percent <= last_label) {
+                m_Page << "<text x=\"" << place << "\" y=\"17\">"
+                       << (several_days ? Date_Text(tick).substr(5) + " " + Clock_Text(tick).substr(0, 5)
+                                        : Clock_Text(tick))
+                       << "</text>";
+            }
         }
         m_Page << "</svg></div>\n";
     }
