@@ -33,6 +33,10 @@ class Linux:
         """A path of this machine as the program takes it."""
         return path
 
+    def source(self):
+        """Where the expiry period is configured."""
+        return os.path.join(self.environment["XDG_CONFIG_HOME"], "qel", "qel.ini")
+
     def set_expiry_minutes(self, minutes):
         directory = os.path.join(self.environment["XDG_CONFIG_HOME"], "qel")
         os.makedirs(directory, exist_ok=True)
@@ -58,6 +62,10 @@ class Windows:
 
     def registry(self, *arguments):
         subprocess.run([WINE_RUNNER, "reg", *arguments, "/f"], check=True, stdout=subprocess.DEVNULL)
+
+    @staticmethod
+    def source():
+        return "HKEY_CURRENT_USER\\" + OPTIONS_KEY
 
     def set_expiry_minutes(self, minutes):
         self.registry("add", "HKCU\\" + OPTIONS_KEY, "/v", "LandscapeCacheExpiryPeriod", "/t", "REG_DWORD", "/d",
@@ -126,6 +134,58 @@ class BothPlatforms(unittest.TestCase):
         self.assertEqual(answers["Windows"], answers["Linux"])
         self.assertEqual([request["path"] for request in answers["Linux"][0][1]],
                          [".xml", ".txt", "", ".txt", "", ".txt"])
+
+    def test_look_into_the_cache_alike(self):
+        self.publish("landscape.xml", "<landscape/>")
+        url = SERVERS["QEL_TEST_HTTP"] + "/landscape.xml"
+        unknown_authority = SERVERS["QEL_TEST_HTTPS_UNKNOWN_CA"] + "/landscape.xml"
+        looks = {}
+        for name, platform in self.platforms.items():
+            platform.set_expiry_minutes(60)
+            cache = self.directory("look " + name)
+            self.assertEqual(self.run_program(platform, cache, "get", url)[0], 0)
+            self.requests()
+            before = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
+
+            status, output, _errors = self.run_program(platform, cache, "list", "--json")
+            entries = json.loads(output)
+            explained = self.run_program(platform, cache, "explain", "--json", "--check", url, unknown_authority,
+                                         "file:/unusable")
+            answers = json.loads(explained[1])
+            self.assertEqual(self.requests(), ["HEAD /landscape.xml"], name)
+            after = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
+            self.assertEqual(after, before, name)
+
+            self.assertEqual(entries[0]["copy"], answers[0]["entry"]["copy"])
+            self.assertTrue(entries[0]["copy"].startswith(platform.path(cache) + platform.separator))
+            period = answers[0]["settings"][0]
+            self.assertEqual((period["name"], period["value"], period["written"]),
+                             ("LandscapeCacheExpiryPeriod", "60", "60"))
+            self.assertEqual(period["source"], platform.source())
+            looks[name] = (status, [(entry["url"], entry["size"], entry["last_modified"], entry["fresh"])
+                                    for entry in entries], explained[0],
+                           [(answer["kind"], answer["served"], answer["remote"]["status"], answer["remote"]["error"],
+                             answer["remote"]["unchanged"], re.sub("[0-9]{4}-[0-9]{2}-.*", "", answer["verdict"]))
+                            for answer in answers])
+        self.assertEqual(looks["Windows"], looks["Linux"])
+        self.assertEqual([answer[:5] for answer in looks["Linux"][3]],
+                         [("web", True, 200, None, True), ("web", False, None, 12045, False),
+                          ("unusable", False, None, None, False)])
+
+    def test_prefetch_alike(self):
+        self.publish("landscape.xml", "<landscape/>")
+        url = SERVERS["QEL_TEST_HTTP"] + "/landscape.xml"
+        requests = os.path.join(self.home, "requests.txt")
+        with open(requests, "w", encoding="ascii", newline="") as file:
+            file.write(f"# the list\r\n{url}\r\n\r\n{url}\n{SERVERS['QEL_TEST_HTTP']}/status/404\n")
+        for name, platform in self.platforms.items():
+            status, output, errors = self.run_program(platform, self.directory("prefetch " + name), "prefetch",
+                                                      platform.path(requests))
+            self.assertEqual((status, output), (1, ""), name)
+            self.assertIn("/status/404': the download failed: ", errors)
+            self.assertEqual(errors.splitlines()[-1],
+                             "qelfilecache: 2 requests (1 more repeated): 1 served, 1 not served")
+            self.assertEqual(self.requests(), ["GET /landscape.xml", "GET /status/404"], name)
 
     def move(self, cache, writer, reader):
         """What whoever moves a cache directory to the other platform does: the paths in it change."""
