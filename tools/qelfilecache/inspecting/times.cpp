@@ -10,13 +10,14 @@ namespace {
 
 constexpr std::uint64_t intervals_per_second = 10000000;
 constexpr std::uint64_t seconds_from_1601_to_1970 = 11644473600;
-constexpr std::uint64_t first_second_of_10000 = 253402300800; // since 1970; years have four digits
+/// Since 1970. From there on, not every system knows calendars.
+constexpr std::uint64_t first_second_of_3000 = 32503680000;
 
 enum class Zone { Local, Utc };
 
 std::string Time_Text(std::uint64_t moment, Zone zone, const char* format) {
     const std::uint64_t seconds = moment / intervals_per_second;
-    if (seconds < seconds_from_1601_to_1970 || seconds - seconds_from_1601_to_1970 >= first_second_of_10000) {
+    if (seconds < seconds_from_1601_to_1970 || seconds - seconds_from_1601_to_1970 >= first_second_of_3000) {
         return {};
     }
     const auto time = static_cast<std::time_t>(seconds - seconds_from_1601_to_1970);
