@@ -264,13 +264,15 @@ INSTANTIATE_TEST_SUITE_P(Rows, Hostile_Metadata, testing::ValuesIn(Rows),
                          [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(Hostile_Metadata, LoadsToWhatIsSoundAndSaysWhatIsNot) {
-    const long memory_before = Peak_Memory_In_Kib();
+    [[maybe_unused]] const long memory_before = Peak_Memory_In_Kib();
     const auto begin = std::chrono::steady_clock::now();
     const bool same_entries = Load(GetParam().file, GetParam().loads) == GetParam().urls;
     EXPECT_TRUE(same_entries);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+#if !defined(__SANITIZE_ADDRESS__) // which keeps what was freed
     // A line is held while it is read, and once more in the trace.
     EXPECT_LT(Peak_Memory_In_Kib() - memory_before, 32 << 10);
+#endif
 
     const auto records = Recorded_Trace::Above_Additional_Data();
     if (GetParam().warning.empty()) {

@@ -35,6 +35,7 @@ BODY = b"first line\nsecond line\n\0behind a NUL\xff\xfe"
 
 class Answers(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True  # headers and body are two writes: the second would wait for the client
     requests_for_count = 0
     revocation_list = b""
     files = ""
