@@ -479,6 +479,10 @@ struct Failing_Call {
     std::size_t records_missing;
 };
 
+void PrintTo(const Failing_Call& call, std::ostream* out) {
+    *out << call.name;
+}
+
 const std::string s_of_request = "Error_Description(XMLHTTPRequest)";
 const std::string s_of_server_request = "Error_Description(ServerXMLHTTPRequest)";
 
