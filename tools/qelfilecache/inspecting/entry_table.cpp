@@ -112,7 +112,8 @@ std::vector<std::string> Table_Of(const std::vector<Listed_Entry>& entries, cons
     for (std::size_t number = 0; number < rows.size(); ++number) {
         std::string line = Line_Of(rows[number], widths);
         if (layout.colours) {
-            line = (number == 0 ? bold : Colour_Of(entries[number - 1].entry)) + line + plain;
+            line.insert(0, number == 0 ? bold : Colour_Of(entries[number - 1].entry));
+            line += plain;
         }
         lines.push_back(std::move(line));
     }
