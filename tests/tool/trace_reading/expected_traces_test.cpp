@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -114,6 +115,20 @@ TEST(Expected_Trace, NestsItsRecords) {
                             "    Generate_Cached_File_Name_from_Mime_Type", "     Filter_Dangerous_Extensions",
                             "   Persist_Downloaded_File_Metadata", "    Remove_From_Cache", "     Is_Local",
                             "      Is_Inet_URL", "      Is_File_URL", "      Is_File_Share", "    Serialize"));
+}
+
+TEST(Expected_Trace, NestsBehindMethodsThatEndSilently) {
+    const Trace trace = Read({Expected_Trace("first_download.trc")});
+    const auto depth_of = [&](std::string_view method) {
+        const auto call = std::find_if(trace.records.begin(), trace.records.end(), [&](const Record& record) {
+            return record.kind == Record_Kind::Call && record.method == method;
+        });
+        return call == trace.records.end() ? -1 : call->depth;
+    };
+    EXPECT_EQ(depth_of("Delete_Cached_Files"), 2);
+    EXPECT_EQ(depth_of("Normalize_if_File_URL"), 1) << "neither the sweep nor its step has an exit";
+    EXPECT_EQ(depth_of("Set_Cache_Directory"), 0);
+    EXPECT_EQ(depth_of("Deserialize"), 1);
 }
 
 TEST(Expected_Trace, SaysWhatTheServerAnswered) {
