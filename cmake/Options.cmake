@@ -16,7 +16,7 @@ endif()
 add_library(qel_product_options INTERFACE)
 if(QEL_SANITIZE)
   target_compile_options(qel_product_options INTERFACE -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
-                                                       -fno-omit-frame-pointer -O1)
+                                                       -fno-omit-frame-pointer)
   target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
 elseif(NOT WIN32 AND NOT QEL_BUILD_FUZZ)
   target_compile_options(qel_product_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE
@@ -34,6 +34,10 @@ function(qel_object_library name)
   add_library(${name} OBJECT ${ARGN})
   target_link_libraries(${name} PUBLIC qel_options)
   target_compile_options(${name} PRIVATE $<TARGET_PROPERTY:qel_product_options,INTERFACE_COMPILE_OPTIONS>)
+  if(QEL_SANITIZE)
+    # Enough for small functions of the standard library to be part of the instrumented code.
+    target_compile_options(${name} PRIVATE -O1)
+  endif()
   target_compile_definitions(${name} PRIVATE QEL_FILECACHE_BUILDING)
   if(QEL_COVERAGE)
     # Counted line by line, so nothing is inlined or merged. The tests themselves are not counted.
