@@ -4,8 +4,8 @@
 #   ./test.sh           all checks; builds and tests for Linux, plain and with sanitizers,
 #                       and for Windows, under Wine
 #   ./test.sh --quick   all checks; the plain Linux build and its tests only
-#   ./test.sh --long    all of that with the deep static analysis, then the long form of the tests of
-#                       reliability, which takes hours
+#   ./test.sh --long    all of that, static analysis, the thread sanitizer, and the long form of the tests
+#                       of reliability: takes hours
 #   ./test.sh --coverage   nothing but which lines and branches the unit tests run
 #
 # Ends with a summary and a line "N passed, N failed"; exit status 0 when nothing failed.
@@ -31,10 +31,6 @@ for argument in "$@"; do
         ;;
     esac
 done
-
-# What the deep analysis finds, the short form need not look for with every change.
-tidy_options=(--shallow)
-[ "$long" = yes ] && tidy_options=()
 
 scripts/setup.sh test || exit 1
 # Servers are often installed where only administrators look.
@@ -94,7 +90,7 @@ count() {
 
 # run_tests PRESET: all tests of a build.
 run_tests() {
-    ctest --preset "$1" --parallel 2 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
+    ctest --preset "$1" --parallel 3 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
         --test-output-size-passed 10000000 --test-output-size-failed 10000000
 }
 
@@ -122,7 +118,6 @@ main() {
     check "the check of the coverage finds planted gaps" python3 scripts/coverage_gaps.py --self-test
 
     build_and_test "Linux" linux
-    check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux "${tidy_options[@]}"
     check "reference of the public headers (doxygen)" python3 scripts/check_reference.py
     check "the test of the documents finds planted errors" python3 scripts/test_documents.py --self-test
     check "commands and links of the documents" python3 scripts/test_documents.py
@@ -132,19 +127,20 @@ main() {
         export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
         export UBSAN_OPTIONS=print_stacktrace=1
         build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize
-        build_and_test "Linux threads with the thread sanitizer" linux-thread reliability_threads
 
-        check "fuzzers" fuzz/run.sh "${QEL_FUZZ_SECONDS:-15}"
+        check "fuzzers" fuzz/run.sh "${QEL_FUZZ_SECONDS:-10}"
         check "two unit test programs under valgrind" scripts/valgrind.sh --short
 
         # Some of these tests compare with the Linux program built above.
         build_and_test "Windows under Wine" windows
-        check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows "${tidy_options[@]}"
         check "commands of the documents for Windows" python3 scripts/test_documents.py --windows
         check "package for Windows, and hosts built from it" scripts/test_packages.sh windows
     fi
 
     if [ "$long" = yes ]; then
+        check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
+        check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows
+        build_and_test "Linux threads with the thread sanitizer" linux-thread reliability_threads
         check "reliability, the long form" scripts/reliability.sh "$logs/reliability.md"
     fi
     summarise

@@ -4,22 +4,12 @@
 #   scripts/tidy.sh linux      build/linux: everything but the Windows services
 #   scripts/tidy.sh windows    build/windows: the Windows services
 #
-#   ... --shallow              without the checks that follow every path through the code: half the time
-#
 # Exit status 0: nothing found.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 commands=build/${1:-}
 options=()
-case "${2:-}" in
-'') ;;
---shallow) options+=('--checks=-clang-analyzer-*') ;;
-*)
-    echo "tidy.sh: unknown option '$2'" >&2
-    exit 2
-    ;;
-esac
 case "${1:-}" in
 linux)
     mapfile -t files < <(find filecache trace util mime platform/posix tools -name '*.cpp' ! -name '*_windows.cpp')

@@ -74,13 +74,17 @@ TEST_F(Trace_Level, StartsTheFileAfreshEachTimeItIsSet) {
 }
 
 TEST_F(Trace_Level, LetsTheOldWriterGoWithItsFileAndLock) {
+    // The system opens and closes files of its own now and then; writers that kept theirs would add up.
+    constexpr int writers = 20;
     const auto open_before = Open_Files();
-    Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
-    Get_Tracer()->trace().Log_Error("e\n");
-    EXPECT_EQ(mutex.use_count(), 3) << "test, services, writer";
-    Set_Trace_Level(QELPCTRC_OFF);
-    EXPECT_EQ(mutex.use_count(), 2);
-    EXPECT_EQ(Open_Files(), open_before);
+    for (int writer = 0; writer < writers; ++writer) {
+        Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+        Get_Tracer()->trace().Log_Error("e\n");
+        EXPECT_EQ(mutex.use_count(), 3) << "test, services, writer";
+        Set_Trace_Level(QELPCTRC_OFF);
+        EXPECT_EQ(mutex.use_count(), 2);
+    }
+    EXPECT_LT(Open_Files(), open_before + writers);
     EXPECT_TRUE(std::filesystem::remove(directory / "qelfilecache_0007.trc")) << "nobody holds it open";
 }
 
