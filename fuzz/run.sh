@@ -32,7 +32,7 @@ cmake --build "$build" --target "${fuzzers[@]}"
 
 # The files that fuzzers write: in memory where that is possible, removed in any case.
 [ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
-scratch=$(mktemp -d "${TMPDIR:-/tmp}/qel_fuzz.XXXXXX")
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/qel_fuzz_XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 export TMPDIR=$scratch
 
