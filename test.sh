@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Sets up what is missing, then checks and tests everything.
 #
-#   ./test.sh           all checks; builds and tests for Linux, plain and with sanitizers,
+#   ./test.sh           the checks; builds and tests for Linux, plain and with sanitizers,
 #                       and for Windows, under Wine
-#   ./test.sh --quick   all checks; the plain Linux build and its tests only
+#   ./test.sh --quick   the checks; the plain Linux build and its tests only
 #   ./test.sh --long    all of that, static analysis, the thread sanitizer, and the long form of the tests
 #                       of reliability: takes hours
 #   ./test.sh --coverage   nothing but which lines and branches the unit tests run
