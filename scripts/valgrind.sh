@@ -6,16 +6,21 @@
 #   scripts/valgrind.sh PROGRAM... these
 #
 # An invalid access, a use of memory that nobody has written, a leak, and a file descriptor that is
-# still open at the end are errors. Nothing is suppressed. Needs the Linux build (preset linux); the
-# logs are in build/valgrind/. Ends with one line a program; exit status 0 when all are clean.
+# still open at the end are errors. Nothing is suppressed, one test is left out. Needs the Linux build
+# (preset linux); the logs are in build/valgrind/. Ends with one line a program; exit status 0 when all
+# are clean.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build=build/linux
 logs=build/valgrind
-# Without platform_posix: its tests use up descriptors, and time and kill processes of their own.
 all=(unit_filecache unit_unnamed_copy unit_untraced unit_util unit_c_interface unit_trace unit_trace_process_start
-    mime_library mime_cached_file_names platform_contract)
+    mime_library mime_cached_file_names mime_second_opinion
+    platform_contract platform_posix platform_posix_copy_faults platform_trace_lock
+    tool_failure_advice tool_words tool_terminal tool_trace_reading)
+# It lets a process run out of descriptors. Valgrind watches over their limit in the system's place, and
+# lets a file be made before it refuses its descriptor: the file that is then left is not the program's doing.
+left_out=Posix_Copy.WithoutDescriptorsNothingIsLeftBehind
 short=(unit_unnamed_copy unit_trace)
 
 case "${1:-}" in
@@ -36,7 +41,7 @@ check() {
     # The descriptors of this script are not the program's.
     valgrind --log-file="$log" --error-exitcode=99 --leak-check=full --show-leak-kinds=definite,possible \
         --errors-for-leak-kinds=definite,possible --track-fds=yes --child-silent-after-fork=yes --num-callers=30 \
-        "$build/bin/$program" --gtest_brief=1 </dev/null >"$output" 2>&1 3>&- 4>&- 5>&- || status=$?
+        "$build/bin/$program" --gtest_brief=1 --gtest_filter="-$left_out" </dev/null >"$output" 2>&1 3>&- 4>&- 5>&- || status=$?
     tests=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\.$/\1/p' "$output")
     # Valgrind lists the three standard ones, its own log and what the program was born with.
     left=$(awk '/Open (file descriptor|AF_[A-Z]+ socket) [0-9]+/ { number = $0; sub(/.*(descriptor|socket) /, "", number);

@@ -16,7 +16,6 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 
 namespace QEL::Tests {
 
@@ -235,7 +234,7 @@ TEST_F(Posix_Copy, LeavesNoDescriptorOpen) {
 }
 
 TEST(Write_All, GoesOnAfterAnInterruption) {
-    // Signals cut the writes into a full pipe short.
+    // Signals cut the writes into a full pipe short, and end the next ones before they have written anything.
     struct sigaction nothing {};
     nothing.sa_handler = [](int) {};
     struct sigaction action_before {};
@@ -243,18 +242,18 @@ TEST(Write_All, GoesOnAfterAnInterruption) {
     const std::string content = Rubbish(8 << 20);
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
-    Child_Process writer([&] {
-        constexpr struct itimerval every_half_millisecond = {{0, 500}, {0, 500}};
-        ::setitimer(ITIMER_REAL, &every_half_millisecond, nullptr);
-        return FrontEnd::Platform::Write_All(ends[1], content.data(), content.size()) ? 0 : 1;
-    });
+    Child_Process writer(
+        [&] { return FrontEnd::Platform::Write_All(ends[1], content.data(), content.size()) ? 0 : 1; });
     ::close(ends[1]);
     std::string read_content;
     std::array<char, 50000> block;
     for (ssize_t length = 1; length > 0;) {
         length = ::read(ends[0], block.data(), block.size());
         read_content.append(block.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-        ::usleep(100);
+        for (int signal = 0; signal < 2; ++signal) {
+            ::usleep(100); // until the pipe is full again
+            ::kill(writer.Id(), SIGALRM);
+        }
     }
     EXPECT_EQ(writer.Wait(), 0);
     EXPECT_TRUE(read_content == content);

@@ -257,10 +257,10 @@ TEST_F(Posix_Files, APatternWithoutDirectorySearchesTheCurrentOne) {
                   if (::chdir(scratch.Path().c_str()) != 0) {
                       return 1;
                   }
-                  return services->FindFirstFile("only-*.xml", found) != Invalid_Find_Handle &&
-                                 found.file_name == "only-here.xml"
-                             ? 0
-                             : 2;
+                  const Find_Handle search = services->FindFirstFile("only-*.xml", found);
+                  const bool is_found = search != Invalid_Find_Handle && found.file_name == "only-here.xml";
+                  services->FindClose(search);
+                  return is_found ? 0 : 2;
               }).Wait(),
               0);
 }

@@ -228,7 +228,9 @@ TEST_F(Robust_Mutex, AnObjectOpenToOthersIsRefused) {
 
 TEST_F(Robust_Mutex, AnObjectOfSomebodyElseIsRefused) {
     if (::geteuid() == 0) {
-        ASSERT_EQ(::fchown(Make_Object(0600, 0), 65534, 65534), 0);
+        const int object = Make_Object(0600, 0);
+        ASSERT_EQ(::fchown(object, 65534, 65534), 0);
+        ::close(object);
         EXPECT_EQ(Open_Robust_Mutex(name), nullptr);
     } else {
         // An object that root owns cannot be made here; /dev/shm itself stands for one.
