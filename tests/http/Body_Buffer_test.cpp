@@ -26,6 +26,20 @@ TEST(Body_Buffer, KeepsEveryByteWhileItGrows) {
     EXPECT_TRUE(Bytes(buffer) == expected);
 }
 
+/// Its memory is taken ahead of the bytes, and must not be taken again under them.
+TEST(Body_Buffer, KeepsEveryByteOfALargeBody) {
+    constexpr std::size_t promised = 3 * 1024 * 1024 + 1;
+    Body_Buffer buffer;
+    buffer.Reserve(promised);
+    std::string expected;
+    for (char piece = 1; expected.size() < 2 * promised; ++piece) {
+        const std::string bytes(100001, piece);
+        ASSERT_TRUE(buffer.Append(bytes));
+        expected += bytes;
+    }
+    EXPECT_TRUE(Bytes(buffer) == expected);
+}
+
 TEST(Body_Buffer, DoesNotBelieveAPromiseBlindly) {
     Body_Buffer buffer;
     buffer.Reserve(Body_Buffer::Largest_Size);
