@@ -139,6 +139,9 @@ void Register_Downloads() {
     Register_Fetch("Download_Curl", [url](const std::string& directory) {
         return Command{"curl", "-s", "-S", "-f", "-o", directory + "/large.txt", url};
     });
+    Register_Fetch("Download_Whole_Body", [url](const std::string& directory) {
+        return Command{QEL_WHOLE_BODY_DOWNLOAD, url, directory + "/large.txt"};
+    });
     Register_Fetch("Download", [url](const std::string& directory) {
         return Command{QEL_TOOL, "--cache-dir", directory, "get", url};
     });
