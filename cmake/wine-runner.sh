@@ -21,12 +21,17 @@ mkdir -p "$WINEPREFIX"
 exec 9>"$WINEPREFIX/.runner-lock"
 flock 9
 if ! "$wineserver" -k0 >/dev/null 2>&1; then
-    if [ ! -e "$WINEPREFIX/.ready" ]; then
+    if [ ! -e "$WINEPREFIX/.ready-without-graphics" ]; then
         "$wine" wineboot -i </dev/null >"$WINEPREFIX/wineboot.log" 2>&1 9>&-
+        # COM creates some objects on a thread with a window. Wine closes the desktop when no program has
+        # used it for a second. A program that meets the next one half made would ask the graphics driver
+        # for that window, and without a display only the null driver has one.
+        "$wine" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f \
+            </dev/null >>"$WINEPREFIX/wineboot.log" 2>&1 9>&-
         "$wineserver" -w 9>&-
         # The share \\server\share of the tests.
         mkdir -p "$WINEPREFIX/dosdevices/unc/server/share"
-        touch "$WINEPREFIX/.ready"
+        touch "$WINEPREFIX/.ready-without-graphics"
     fi
     "$wineserver" -p10 9>&- </dev/null >/dev/null 2>&1
     "$wine" wineboot </dev/null >/dev/null 2>&1 9>&-
