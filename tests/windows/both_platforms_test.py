@@ -95,14 +95,28 @@ class BothPlatforms(unittest.TestCase):
 
     def start(self, platform, cache, *arguments):
         command = [*platform.command, "--cache-dir", platform.path(cache), *arguments]
-        return subprocess.Popen(command, env=platform.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                text=True)
+        process = subprocess.Popen(command, env=platform.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   text=True)
+        self.addCleanup(self.end, process)
+        return process
+
+    @staticmethod
+    def end(process):
+        """Ends a process that a failed test has left behind."""
+        with process:
+            process.kill()
 
     def run_program(self, platform, cache, *arguments):
         """Exit status, standard output and standard error."""
         process = self.start(platform, cache, *arguments)
-        output, errors = process.communicate(timeout=60)
+        output, errors = process.communicate(timeout=600)
         return process.returncode, output, errors
+
+    def succeed(self, platform, cache, *arguments):
+        """Standard output of a program that has to end well."""
+        status, output, errors = self.run_program(platform, cache, *arguments)
+        self.assertEqual(status, 0, errors)
+        return output
 
     def requests(self):
         """The requests that the server has had since the last call."""
@@ -143,7 +157,7 @@ class BothPlatforms(unittest.TestCase):
         for name, platform in self.platforms.items():
             platform.set_expiry_minutes(60)
             cache = self.directory("look " + name)
-            self.assertEqual(self.run_program(platform, cache, "get", url)[0], 0)
+            self.succeed(platform, cache, "get", url)
             self.requests()
             before = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
 
@@ -204,14 +218,13 @@ class BothPlatforms(unittest.TestCase):
         self.publish("lines.txt", "first\nsecond\n")
         urls = [SERVERS["QEL_TEST_HTTP"] + path for path in ("/landscape.xml", "/lines.txt")]
         cache = self.directory("moved")
-        self.assertEqual(self.run_program(writer, cache, "get", *urls)[0], 0)
+        self.succeed(writer, cache, "get", *urls)
         self.assertEqual(self.requests(), ["GET /landscape.xml", "GET /lines.txt"])
 
         text = self.move(cache, writer, reader)
         self.assertEqual(set(re.findall("\r?\n", text)), {line_end})
         reader.set_expiry_minutes(60)
-        status, output, _errors = self.run_program(reader, cache, "get", *urls)
-        self.assertEqual(status, 0)
+        output = self.succeed(reader, cache, "get", *urls)
         self.assertEqual(self.requests(), [])
         for path in output.splitlines():
             self.assertTrue(path.startswith(reader.path(cache) + reader.separator), path)
@@ -222,7 +235,7 @@ class BothPlatforms(unittest.TestCase):
         self.assertEqual(self.requests(), ["HEAD /landscape.xml", "HEAD /lines.txt"])
         self.move(cache, reader, writer)
         writer.set_expiry_minutes(60)
-        self.assertEqual(self.run_program(writer, cache, "get", *urls)[0], 0)
+        self.succeed(writer, cache, "get", *urls)
         self.assertEqual(self.requests(), [])
 
     def test_cache_of_windows_goes_on_on_linux(self):
@@ -238,9 +251,9 @@ class BothPlatforms(unittest.TestCase):
             traces = self.directory("traces " + name)
             processes = [self.start(platform, self.directory(f"{name} {number}"), "--trace-level", "4", "--trace-dir",
                                     platform.path(traces), "get", *requests) for number in range(3)]
-            for process in processes:
-                _output, errors = process.communicate(timeout=120)
-                self.assertEqual((process.returncode, errors), (0, ""), name)
+            for number, process in enumerate(processes):
+                _output, errors = process.communicate(timeout=600)
+                self.assertEqual((process.returncode, errors), (0, ""), f"{name}, process {number}:\n{errors}")
 
             files = sorted(os.listdir(traces))
             self.assertEqual(len(files), len(processes))
