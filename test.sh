@@ -51,7 +51,15 @@ note() {
     printf '%s\n' "$line"
 }
 
-# step NAME COMMAND...: runs one step with its output in a log; shows the log's end when it fails.
+# excerpt LOG: what a failed step says: the lines around its failures, wherever they stand, then the log's end.
+excerpt() {
+    grep -anE -B 2 -A 12 ': Failure|^(FAIL|ERROR): |[Ee]rror: |\*\*\*(Failed|Timeout|Exception)|ERROR: .*Sanitizer' "$1" |
+        cut -c 1-400 | head -n 80
+    echo '[...]'
+    tail -n 40 "$1"
+}
+
+# step NAME COMMAND...: runs one step with its output in a log; shows an excerpt of it when it fails.
 step() {
     local name=$1 log started=$SECONDS
     shift
@@ -61,7 +69,7 @@ step() {
         return 0
     fi
     note FAIL "$name ($((SECONDS - started)) s), see $log"
-    sed 's/^/     | /' <(tail -n 60 "$log")
+    sed 's/^/     | /' <(excerpt "$log")
     return 1
 }
 
