@@ -27,11 +27,14 @@ std::size_t Take(char* bytes, std::size_t, std::size_t count, void* context) {
     if (body.bytes == nullptr) {
         curl_off_t promised = 0;
         curl_easy_getinfo(body.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &promised);
-        body.capacity = promised > 0 ? static_cast<std::size_t>(promised) : 0;
+        if (promised <= 0) {
+            return 0; // which ends the transfer
+        }
+        body.capacity = static_cast<std::size_t>(promised);
         body.bytes = static_cast<char*>(std::malloc(body.capacity));
     }
     if (body.bytes == nullptr || count > body.capacity - body.size) {
-        return 0; // which ends the transfer
+        return 0;
     }
     std::memcpy(body.bytes + body.size, bytes, count);
     body.size += count;
