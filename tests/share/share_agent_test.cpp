@@ -201,10 +201,10 @@ TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
 TEST_F(Share_Agent_Test, LivesOnBetweenItsOperations) {
     Publish("file", "content");
     const auto agent = Start(Settings_For_Port(server().Port()));
-    const auto request = Stat_Request(1000);
+    const auto request = Stat_Request(3000);
 
     EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
-    std::this_thread::sleep_for(1700ms);
+    std::this_thread::sleep_for(3700ms);
 
     EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
 }

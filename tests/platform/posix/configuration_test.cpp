@@ -187,9 +187,12 @@ TEST_F(Ini_Configuration, AnUnchangedFileIsNotReadAgain) {
 }
 
 TEST_F(Ini_Configuration, AFileChangedJustNowIsReadAgain) {
-    // It may change once more within the same step of the clock behind its time stamps.
-    Write_User_File("Period = 1\n");
-    ASSERT_EQ(Number("Period"), 1);
+    // It may change once more within the same step of the clock behind its time stamps. A busy machine
+    // may not come to read it within that step.
+    for (int attempt = 0; attempt < 100 && (attempt == 0 || configuration.m_User_File->m_Version.final); ++attempt) {
+        Write_User_File("Period = 1\n");
+        ASSERT_EQ(Number("Period"), 1);
+    }
     ASSERT_FALSE(configuration.m_User_File->m_Version.final);
     configuration.m_User_File->m_Problem = "as before";
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
