@@ -53,10 +53,12 @@ note() {
 
 # excerpt LOG: what a failed step says: the lines around its failures, wherever they stand, then the log's end.
 excerpt() {
-    grep -anE -B 2 -A 12 ': Failure|^(FAIL|ERROR): |[Ee]rror: |\*\*\*(Failed|Timeout|Exception)|ERROR: .*Sanitizer' "$1" |
-        cut -c 1-400 | head -n 80
-    echo '[...]'
-    tail -n 40 "$1"
+    {
+        grep -anE -B 2 -A 12 ': Failure|^(FAIL|ERROR): |[Ee]rror: |\*\*\*(Failed|Timeout|Exception)|ERROR: .*Sanitizer' "$1" |
+            head -n 80
+        echo '[...]'
+        tail -n 40 "$1"
+    } | cut -c 1-400
 }
 
 # step NAME COMMAND...: runs one step with its output in a log; shows an excerpt of it when it fails.
