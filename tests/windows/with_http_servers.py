@@ -29,6 +29,7 @@ import threading
 import time
 import urllib.parse
 
+SILENCE_SECONDS = 60  # no client waits as long
 LAST_MODIFIED = "Wed, 21 Oct 2015 07:28:00 GMT"
 BODY = b"first line\nsecond line\n\0behind a NUL\xff\xfe"
 
@@ -85,12 +86,12 @@ class Answers(http.server.BaseHTTPRequestHandler):
             self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
             self.close_connection = True
         elif parts[0] == "silent":
-            time.sleep(2)
+            time.sleep(SILENCE_SECONDS)
             self.close_connection = True
         elif parts[0] == "silent-body":
             self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
             self.wfile.flush()
-            time.sleep(2)
+            time.sleep(SILENCE_SECONDS)
             self.close_connection = True
         elif parts[0] == "garbage":
             self.wfile.write(b"This is no HTTP.")
