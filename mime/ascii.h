@@ -6,6 +6,8 @@
 /// Character tests of the formats read here: ASCII only, whatever the locale.
 namespace QEL::Mime {
 
+constexpr std::string_view Ascii_Blanks = " \t\n\f\r";
+
 constexpr bool Is_Ascii_Letter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }

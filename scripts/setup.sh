@@ -19,7 +19,7 @@ test_packages=(
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
     chromium curl groff-base openssl python3 smbclient strace valgrind
     doxygen dpkg-dev file lintian
-    g++-mingw-w64-x86-64-posix wine64 zip
+    g++-mingw-w64-x86-64-posix lld wine64 zip
 )
 bench_packages=(
     libbenchmark-dev python3

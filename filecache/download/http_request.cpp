@@ -18,7 +18,7 @@ constexpr int Resolve_Timeout = 60000; // all in milliseconds
 constexpr int Send_Timeout = 30000;
 constexpr int Receive_Timeout = 30000;
 constexpr std::int32_t Default_Connect_Timeout = 60000;
-constexpr std::int32_t Milliseconds_Per_Second = 1000;
+using Http_Request::Milliseconds_Per_Second;
 
 constexpr unsigned long Win32_Facility_Failure = 0x8007;
 constexpr unsigned long Unknown_Error = 1003;

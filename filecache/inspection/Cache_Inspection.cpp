@@ -1,6 +1,7 @@
 #include "filecache/inspection/Cache_Inspection.h"
 
 #include "filecache/Process_Wide.h"
+#include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
 #include "util/http/Cert_Error_Handling.h"
 #include "util/registry/Configuration_Source.h"
@@ -13,7 +14,7 @@ namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
-constexpr std::int32_t Milliseconds_Per_Second = 1000;
+using Http_Request::Milliseconds_Per_Second;
 
 Inspected_Setting Setting(const char* name, const std::string& value) {
     const auto configured = Util::Find_Configured_Value(Options_Key, name);

@@ -13,7 +13,6 @@ constexpr std::string_view Html_Type = "text/html";
 constexpr std::string_view Xml_Type = "text/xml";
 constexpr std::string_view Svg_Type = "image/svg+xml";
 
-constexpr std::string_view Blanks = " \t\n\f\r";
 constexpr std::string_view Xml_Declaration = "<?xml";
 constexpr std::string_view Comment_Start = "<!--";
 constexpr std::string_view Document_Type_Start = "<!DOCTYPE";
@@ -70,7 +69,7 @@ public:
 
     bool Skip_Blanks() {
         const std::size_t length = m_Rest.size();
-        m_Rest = Trim_Beginning(m_Rest, Blanks);
+        m_Rest = Trim_Beginning(m_Rest, Ascii_Blanks);
         return m_Rest.size() < length;
     }
 
@@ -121,11 +120,11 @@ std::string_view Skip_Prolog(std::string_view text) {
 }
 
 bool Ends_With_End_Tag(std::string_view text, std::string_view name) {
-    text = Trim_End(text, Blanks);
+    text = Trim_End(text, Ascii_Blanks);
     if (!text.ends_with('>')) {
         return false;
     }
-    text = Trim_End(text.substr(0, text.size() - 1), Blanks);
+    text = Trim_End(text.substr(0, text.size() - 1), Ascii_Blanks);
     return text.ends_with(name) && text.substr(0, text.size() - name.size()).ends_with("</");
 }
 
@@ -164,7 +163,7 @@ std::string_view Xml_Root_Name(std::string_view text, bool complete) {
     const Attributes attributes = Skip_Attributes(reader);
     bool well_formed = false;
     if (attributes.well_formed && reader.Skip("/>")) {
-        well_formed = Trim_Beginning(reader.Rest(), Blanks).empty();
+        well_formed = Trim_Beginning(reader.Rest(), Ascii_Blanks).empty();
     } else if (attributes.well_formed && reader.Skip(">")) {
         well_formed = !complete || Ends_With_End_Tag(reader.Rest(), name);
     } else {
@@ -181,7 +180,7 @@ bool Is_Svg_Root(std::string_view name) {
 } // namespace
 
 std::string_view Sniff_Markup(std::string_view text, bool complete) {
-    text = Trim_Beginning(text, Blanks);
+    text = Trim_Beginning(text, Ascii_Blanks);
     if (!text.starts_with('<')) {
         return {};
     }

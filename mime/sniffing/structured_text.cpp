@@ -9,8 +9,6 @@
 namespace QEL::Mime::Sniffing {
 namespace {
 
-constexpr std::string_view Blanks = " \t\f\r\n";
-
 /// Reads the tokens of a JSON text as long as they obey the grammar.
 class Json_Reader {
 public:
@@ -156,10 +154,10 @@ bool Is_Ini_Comment(std::string_view line) {
 bool Is_Ini_Section(std::string_view line) {
     const std::size_t end = line.find(']');
     if (!line.starts_with('[') || end == std::string_view::npos ||
-        Trim_Beginning(line.substr(1, end - 1), Blanks).empty()) {
+        Trim_Beginning(line.substr(1, end - 1), Ascii_Blanks).empty()) {
         return false;
     }
-    const std::string_view behind = Trim_Beginning(line.substr(end + 1), Blanks);
+    const std::string_view behind = Trim_Beginning(line.substr(end + 1), Ascii_Blanks);
     return behind.empty() || Is_Ini_Comment(behind);
 }
 
@@ -176,7 +174,7 @@ bool Reads_As_Ini(std::string_view text, bool) {
         return false; // spares the walk through a text that is all comments
     }
     std::size_t sections = 0;
-    while (!(text = Trim_Beginning(text, Blanks)).empty()) {
+    while (!(text = Trim_Beginning(text, Ascii_Blanks)).empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(line.size());
         if (Is_Ini_Comment(line)) {

@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string s_method = "Download_File_Share";
+const std::string s_copying = "Download_File_Share";
 
 class File_Share_Copy : public Share_Fixture {
 protected:
@@ -21,19 +21,19 @@ protected:
     std::string Fetch(const std::string& url) { return cache.Download_File_Share(url, download_error); }
 
     Records Entered() const {
-        return Call(s_method, "url='" + share + "'") + Is_Local_Share(share) + Kind_Test("Is_Inet_URL", share, false);
+        return Call(s_copying, "url='" + share + "'") + Is_Local_Share(share) + Kind_Test("Is_Inet_URL", share, false);
     }
 
     /// The records up to the copy of a file that was examined with this outcome.
     Records Examined(int error, std::int64_t time) const {
-        const Records warned = error == 0
-                                   ? Records()
-                                   : Warning(s_method, "Trying to download a file share URL that cannot be stat-ed: '" +
-                                                           share + "', error code " + std::to_string(error) + ".\n");
+        const Records warned =
+            error == 0 ? Records()
+                       : Warning(s_copying, "Trying to download a file share URL that cannot be stat-ed: '" + share +
+                                                "', error code " + std::to_string(error) + ".\n");
         // The number shown is the low half of the time.
         return Entered() + warned +
-               Data(s_method, "Downloading file share '" + share + "', stat error code " + std::to_string(error) +
-                                  ", mtime = " + std::to_string(static_cast<std::int32_t>(time)) + ".\n") +
+               Data(s_copying, "Downloading file share '" + share + "', stat error code " + std::to_string(error) +
+                                   ", mtime = " + std::to_string(static_cast<std::int32_t>(time)) + ".\n") +
                Named();
     }
 
@@ -45,11 +45,11 @@ protected:
     }
 
     Records Copied() const {
-        return Note(s_method, "Copied file '" + share + "' to the cached file: '" + Copy_Path() + "'.\n");
+        return Note(s_copying, "Copied file '" + share + "' to the cached file: '" + Copy_Path() + "'.\n");
     }
 
-    static Records Returned_Nothing() { return Return(s_method, "''"); }
-    Records Returned_Copy() const { return Return(s_method, "'" + Copy_Path() + "'"); }
+    static Records Returned_Nothing() { return Return(s_copying, "''"); }
+    Records Returned_Copy() const { return Return(s_copying, "'" + Copy_Path() + "'"); }
 
     /// The calls of the services, without those about drives.
     std::vector<std::string> Calls() const {
@@ -191,8 +191,8 @@ TEST_F(File_Share_Copy, RefusesALocalPath) {
         EXPECT_FALSE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
         EXPECT_EQ(All(),
-                  Call(s_method, "url='" + local + "'") + Is_Local_Path(local) + Bug() +
-                      Error(s_method, "Trying to download a file share that is local or Inet: '" + local + "'.\n") +
+                  Call(s_copying, "url='" + local + "'") + Is_Local_Path(local) + Bug() +
+                      Error(s_copying, "Trying to download a file share that is local or Inet: '" + local + "'.\n") +
                       Returned_Nothing());
         EXPECT_THAT(Calls(), IsEmpty());
         Expect_Nothing_Kept();
@@ -209,9 +209,9 @@ TEST_F(File_Share_Copy, RefusesAnInternetUrl) {
         EXPECT_FALSE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
         EXPECT_EQ(All(),
-                  Call(s_method, "url='" + inet + "'") + Is_Local_Inet(inet) + Kind_Test("Is_Inet_URL", inet, true) +
+                  Call(s_copying, "url='" + inet + "'") + Is_Local_Inet(inet) + Kind_Test("Is_Inet_URL", inet, true) +
                       Bug() +
-                      Error(s_method, "Trying to download a file share that is local or Inet: '" + inet + "'.\n") +
+                      Error(s_copying, "Trying to download a file share that is local or Inet: '" + inet + "'.\n") +
                       Returned_Nothing());
         EXPECT_THAT(Calls(), IsEmpty());
         Expect_Nothing_Kept();
@@ -234,9 +234,9 @@ TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
         EXPECT_FALSE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
         EXPECT_EQ(All(), Entered() + Bug() +
-                             Error(s_method, "Cache directory does not exist. It needs to be created before using "
-                                             "the cache: '" +
-                                                 cache_directory + "'.\n") +
+                             Error(s_copying, "Cache directory does not exist. It needs to be created before using "
+                                              "the cache: '" +
+                                                  cache_directory + "'.\n") +
                              Returned_Nothing());
         EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")"));
     }
@@ -294,8 +294,8 @@ TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
         EXPECT_EQ(All(), Examined(0, source_time) +
-                             Error(s_method, "Copy file failed for URL: '" + share + "', cached file: '" + Copy_Path() +
-                                                 "' , GetLastError returned 64.\n") +
+                             Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" +
+                                                  Copy_Path() + "' , GetLastError returned 64.\n") +
                              Returned_Nothing());
         EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
                                          "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)"));
@@ -335,8 +335,8 @@ TEST_F(File_Share_Copy, ACopyThatCannotBeNamedIsAFailedCopy) {
         EXPECT_EQ(Fetch(), "");
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
-        EXPECT_EQ(Above_Additional_Data(), Error(s_method, "Copy file failed for URL: '" + share +
-                                                               "', cached file: '' , GetLastError returned 14.\n"));
+        EXPECT_EQ(Above_Additional_Data(), Error(s_copying, "Copy file failed for URL: '" + share +
+                                                                "', cached file: '' , GetLastError returned 14.\n"));
         EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
     }
     EXPECT_EQ(Content(old_copy), "old");
@@ -365,8 +365,8 @@ TEST_F(File_Share_Copy, ACopyThatIsNotThereKeepsNothing) {
         EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
         EXPECT_EQ(All(),
                   Examined(0, source_time) + Bug() +
-                      Error(s_method, "Copy file succeeded but the target still does not exist? URL: '" + share +
-                                          "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n") +
+                      Error(s_copying, "Copy file succeeded but the target still does not exist? URL: '" + share +
+                                           "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n") +
                       Returned_Nothing());
         EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
                                          "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)",

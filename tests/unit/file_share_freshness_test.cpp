@@ -11,7 +11,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string s_method = "Is_File_Share_Expired";
+const std::string s_share_check = "Is_File_Share_Expired";
 
 /// A cache that holds a copy of the file as it is now, last checked long ago.
 class File_Share_Freshness : public Share_Fixture {
@@ -30,8 +30,8 @@ protected:
         return Expired();
     }
 
-    Records Entered() const { return Call(s_method, "url='" + share + "'"); }
-    static Records Returned(bool expired) { return Return(s_method, expired ? "true" : "false"); }
+    Records Entered() const { return Call(s_share_check, "url='" + share + "'"); }
+    static Records Returned(bool expired) { return Return(s_share_check, expired ? "true" : "false"); }
 
     void Expect_Entry_Untouched() const {
         EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
@@ -126,7 +126,7 @@ TEST_F(File_Share_Freshness, AUrlThatIsNotCachedIsExpired) {
         EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
         EXPECT_EQ(All(),
                   Entered() + Bug() +
-                      Error(s_method, "Checking for expired an URL that is not in the cache: '" + share + "'.\n") +
+                      Error(s_share_check, "Checking for expired an URL that is not in the cache: '" + share + "'.\n") +
                       Returned(true));
         EXPECT_THAT(os->calls, IsEmpty());
     }
@@ -144,9 +144,9 @@ TEST_F(File_Share_Freshness, AFileThatCannotBeExaminedIsExpired) {
             EXPECT_FALSE(check_error);
             EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
             EXPECT_EQ(All(), Entered() +
-                                 Warning(s_method, "File share URL cannot be stat-ed: '" + share + "', error code " +
-                                                       std::to_string(error) +
-                                                       ". try to download the shared file directly.\n") +
+                                 Warning(s_share_check, "File share URL cannot be stat-ed: '" + share +
+                                                            "', error code " + std::to_string(error) +
+                                                            ". try to download the shared file directly.\n") +
                                  Returned(true));
             Expect_Entry_Untouched();
         }
@@ -170,8 +170,8 @@ TEST_F(File_Share_Freshness, AnEntryWithoutStampIsExpired) {
         EXPECT_FALSE(check_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
         EXPECT_EQ(All(), Entered() + Bug() +
-                             Error(s_method, "Cached file share '" + old_copy +
-                                                 "' modification time is empty. Treating as expired.\n") +
+                             Error(s_share_check, "Cached file share '" + old_copy +
+                                                      "' modification time is empty. Treating as expired.\n") +
                              Returned(true));
         Expect_Entry_Untouched();
     }

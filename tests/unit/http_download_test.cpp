@@ -19,7 +19,7 @@ using testing::StartsWith;
 
 namespace {
 
-const std::string s_method = "Download_Inet_URL";
+const std::string s_download = "Download_Inet_URL";
 
 class Http_Download : public Http_Fixture {
 protected:
@@ -27,34 +27,34 @@ protected:
 
     /// What the trace shows before the request is sent, and of sending it.
     Records Sent() const {
-        return Call(s_method, "url='" + url + "'") + Data(s_method, "Creatign HTTP request object.\n") +
-               Data(s_method, "Opening HTTP GET request with URL '" + url + "'.\n") +
-               Data(s_method, "Sending HTTP GET request with URL '" + url + "'.\n");
+        return Call(s_download, "url='" + url + "'") + Data(s_download, "Creatign HTTP request object.\n") +
+               Data(s_download, "Opening HTTP GET request with URL '" + url + "'.\n") +
+               Data(s_download, "Sending HTTP GET request with URL '" + url + "'.\n");
     }
 
-    static Records Status(long status) { return Data(s_method, "HTTP status = " + std::to_string(status) + ".\n"); }
+    static Records Status(long status) { return Data(s_download, "HTTP status = " + std::to_string(status) + ".\n"); }
 
     /// What the trace shows up to the headers of an answer with status 200.
     Records Answered(const std::string& last_modified, const std::string& content_type) const {
         return Sent() + Status(200) + Status(200) + Status_Test(200, true) +
-               Data(s_method, "Last-Modified header: '" + last_modified + "'.\n") +
-               Data(s_method, "Content-Type header: '" + content_type + "'.\n");
+               Data(s_download, "Last-Modified header: '" + last_modified + "'.\n") +
+               Data(s_download, "Content-Type header: '" + content_type + "'.\n");
     }
 
     Records Answered() const { return Answered(stamp, "text/xml"); }
 
-    static Records Body_Of_Right_Type() { return Data(s_method, "Response body is of correct type - byte array.\n"); }
+    static Records Body_Of_Right_Type() { return Data(s_download, "Response body is of correct type - byte array.\n"); }
 
     static Records Com_Exception(const std::string& text, unsigned long code) {
-        return Error(s_method, "COM exception: \n " + text + " \nWin32 error code: " + std::to_string(code));
+        return Error(s_download, "COM exception: \n " + text + " \nWin32 error code: " + std::to_string(code));
     }
 
-    Records Abandoned() const { return Error(s_method, "Downloading from URL '" + url + "' failed.\n"); }
+    Records Abandoned() const { return Error(s_download, "Downloading from URL '" + url + "' failed.\n"); }
 
-    static Records Returned_Nothing() { return Return(s_method, "''"); }
+    static Records Returned_Nothing() { return Return(s_download, "''"); }
 
     /// The records of the download itself, without those of what it calls.
-    static Records Own_Records() { return Of({s_method}); }
+    static Records Own_Records() { return Of({s_download}); }
 
     void Expect_Nothing_Kept() {
         EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
@@ -82,13 +82,14 @@ TEST_F(Http_Download, WritesTheBodyAndRecordsTheEntry) {
 TEST_F(Http_Download, TracesEachStepInOrder) {
     Download();
     const std::string entry_text = Entry_Text(Copy_Path(), stamp);
-    EXPECT_EQ(All(),
-              Answered() + Body_Of_Right_Type() + Data(s_method, "dims = 1\n") +
-                  Data(s_method, "lbound = 0, ubound = 12\n") +
-                  Named_From_Contents("text/xml", body.data(), 12, In_Cache(uuid), ".xml") +
-                  Data(s_method, "cache_entry.cached_file = '" + Copy_Path() + "', Writing contents to the file...\n") +
-                  Data(s_method, "Closed file '" + Copy_Path() + "'.\n") +
-                  First_Copy_Recorded(Metadata_Path(), url, entry_text) + Return(s_method, "rtn = " + Copy_Path()));
+    EXPECT_EQ(All(), Answered() + Body_Of_Right_Type() + Data(s_download, "dims = 1\n") +
+                         Data(s_download, "lbound = 0, ubound = 12\n") +
+                         Named_From_Contents("text/xml", body.data(), 12, In_Cache(uuid), ".xml") +
+                         Data(s_download,
+                              "cache_entry.cached_file = '" + Copy_Path() + "', Writing contents to the file...\n") +
+                         Data(s_download, "Closed file '" + Copy_Path() + "'.\n") +
+                         First_Copy_Recorded(Metadata_Path(), url, entry_text) +
+                         Return(s_download, "rtn = " + Copy_Path()));
 }
 
 TEST_F(Http_Download, CallsTheRequestObjectInThisOrder) {
@@ -129,7 +130,7 @@ TEST_F(Http_Download, ReplacesTheOlderCopy) {
     EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, Copy_Path());
     const Records written =
         Copy_Replaced(Metadata_Path(), url, Entry_Text(Copy_Path(), stamp), old_copy, "older stamp") +
-        Return(s_method, "rtn = " + Copy_Path());
+        Return(s_download, "rtn = " + Copy_Path());
     const Records all = All();
     ASSERT_GT(all.size(), written.size());
     EXPECT_EQ(Records(all.end() - static_cast<std::ptrdiff_t>(written.size()), all.end()), written);
@@ -145,7 +146,7 @@ TEST_F(Http_Download, StoresAnEmptyStampWhenTheServerSendsNone) {
     Script().headers.erase("Last-Modified");
     EXPECT_EQ(Download(), Copy_Path());
     EXPECT_EQ(cache.m_Cache_Entries.at(url).last_modified, "");
-    EXPECT_THAT(All(), Contains(Data(s_method, "Last-Modified header: ''.\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "Last-Modified header: ''.\n").front()));
 }
 
 TEST_F(Http_Download, SniffsTheContentsWhenTheServerNamesNoType) {
@@ -154,7 +155,7 @@ TEST_F(Http_Download, SniffsTheContentsWhenTheServerNamesNoType) {
     EXPECT_EQ(Download(), Copy_Path(".txt"));
     EXPECT_THAT(g_services.magic_calls,
                 ElementsAre("Get_Mime_Type_For_Data(<landscape/>)", "Get_Extension_From_Mime_Type(text/plain)"));
-    EXPECT_THAT(All(), Contains(Data(s_method, "Content-Type header: ''.\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "Content-Type header: ''.\n").front()));
 }
 
 TEST_F(Http_Download, GivesAnEmptyBodyAnEmptyFile) {
@@ -166,7 +167,7 @@ TEST_F(Http_Download, GivesAnEmptyBodyAnEmptyFile) {
     EXPECT_EQ(Content(Copy_Path(".cached")), "");
     EXPECT_FALSE(download_error);
     EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Mime_Type_For_Data()", "Get_Extension_From_Mime_Type()"));
-    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = 0, ubound = 0\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "lbound = 0, ubound = 0\n").front()));
 }
 
 TEST_F(Http_Download, WritesNulBytes) {
@@ -189,7 +190,7 @@ TEST_F(Http_Download, TakesTheLengthFromBothBounds) {
     };
     EXPECT_EQ(Download(), Copy_Path());
     EXPECT_EQ(Content(Copy_Path()), body.substr(0, 5));
-    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = 5, ubound = 10\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "lbound = 5, ubound = 10\n").front()));
 }
 
 TEST_F(Http_Download, TakesANegativeLowerBound) {
@@ -200,7 +201,7 @@ TEST_F(Http_Download, TakesANegativeLowerBound) {
     };
     EXPECT_EQ(Download(), Copy_Path());
     EXPECT_EQ(Content(Copy_Path()), body.substr(0, 7));
-    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = -3, ubound = 4\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "lbound = -3, ubound = 4\n").front()));
 }
 
 TEST_F(Http_Download, TakesTheGreatestUpperBound) {
@@ -212,7 +213,7 @@ TEST_F(Http_Download, TakesTheGreatestUpperBound) {
     };
     EXPECT_EQ(Download(), Copy_Path());
     EXPECT_EQ(Content(Copy_Path()), body.substr(0, 3));
-    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = 2147483645, ubound = -2147483648\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "lbound = 2147483645, ubound = -2147483648\n").front()));
 }
 
 TEST_F(Http_Download, TakesCrossedBoundsForAnEmptyBody) {
@@ -223,7 +224,7 @@ TEST_F(Http_Download, TakesCrossedBoundsForAnEmptyBody) {
     };
     EXPECT_EQ(Download(), Copy_Path());
     EXPECT_EQ(Content(Copy_Path()), "");
-    EXPECT_THAT(All(), Contains(Data(s_method, "lbound = 4, ubound = -3\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "lbound = 4, ubound = -3\n").front()));
 }
 
 TEST_F(Http_Download, TreatsPositiveResultsAsSuccess) {
@@ -247,7 +248,7 @@ TEST_F(Http_Download, IgnoresThatTheFileCannotBeWritten) {
     EXPECT_THAT(unwritable, testing::EndsWith("missing_folder/" + uuid + ".xml"));
     EXPECT_FALSE(download_error);
     EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, unwritable);
-    EXPECT_THAT(All(), Contains(Data(s_method, "Closed file '" + unwritable + "'.\n").front()));
+    EXPECT_THAT(All(), Contains(Data(s_download, "Closed file '" + unwritable + "'.\n").front()));
 }
 
 TEST_F(Http_Download, TruncatesAFileOfTheSameName) {
@@ -319,8 +320,8 @@ TEST_F(Http_Download, FailsWithoutARequestObject) {
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
         EXPECT_FALSE(cache.m_Cert_Error_Detected);
         EXPECT_EQ(All(),
-                  Call(s_method, "url='" + url + "'") + Data(s_method, "Creatign HTTP request object.\n") +
-                      Error(s_method, "Create instance failed for HTTP request object. HR=-2147024891, LE=87.\n") +
+                  Call(s_download, "url='" + url + "'") + Data(s_download, "Creatign HTTP request object.\n") +
+                      Error(s_download, "Create instance failed for HTTP request object. HR=-2147024891, LE=87.\n") +
                       Abandoned() + Returned_Nothing());
         EXPECT_THAT(g_services.request_calls, ElementsAre("Create"));
         EXPECT_THAT(g_services.client_calls, IsEmpty());
@@ -340,9 +341,9 @@ TEST_F(Http_Download, TriesTheSecondClientWithoutARequestObjectAfterAnEarlierTra
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 0);
     EXPECT_TRUE(cache.m_Cert_Error_Detected);
     EXPECT_EQ(Own_Records(),
-              Call(s_method, "url='" + url + "'") + Data(s_method, "Creatign HTTP request object.\n") +
-                  Error(s_method, "Create instance failed for HTTP request object. HR=-2147467259, LE=0.\n") +
-                  Abandoned() + Return(s_method, "rtn = " + Copy_Path(".txt")));
+              Call(s_download, "url='" + url + "'") + Data(s_download, "Creatign HTTP request object.\n") +
+                  Error(s_download, "Create instance failed for HTTP request object. HR=-2147467259, LE=0.\n") +
+                  Abandoned() + Return(s_download, "rtn = " + Copy_Path(".txt")));
     EXPECT_THAT(g_services.client_calls, Contains("SendWinInetRequest(1, " + url + ", own window, 0)"));
 }
 
@@ -356,9 +357,9 @@ TEST_F(Http_Download, FailsWhenTheUrlIsRefused) {
         EXPECT_EQ(Download(), "");
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
-        EXPECT_EQ(All(), Call(s_method, "url='" + url + "'") + Data(s_method, "Creatign HTTP request object.\n") +
-                             Data(s_method, "Opening HTTP GET request with URL '" + url + "'.\n") +
-                             Error(s_method, "GET HTTP request failed. HR=-2147024891, LE=1234.\n") + Abandoned() +
+        EXPECT_EQ(All(), Call(s_download, "url='" + url + "'") + Data(s_download, "Creatign HTTP request object.\n") +
+                             Data(s_download, "Opening HTTP GET request with URL '" + url + "'.\n") +
+                             Error(s_download, "GET HTTP request failed. HR=-2147024891, LE=1234.\n") + Abandoned() +
                              Returned_Nothing());
         EXPECT_THAT(g_services.request_calls, ElementsAre("Create", "Set_Timeouts(60000, 60000, 30000, 30000)",
                                                           "Open(GET, " + url + ")", "Release"));
@@ -421,8 +422,8 @@ TEST_P(Http_Download_Bad_Status, EndsTheDownloadWithoutASecondAttempt) {
         EXPECT_FALSE(cache.m_Cert_Error_Detected);
         EXPECT_EQ(cache.m_Additional_Error_Info, "before");
         EXPECT_EQ(All(), Sent() + Status(GetParam()) + Status(GetParam()) + Status_Test(GetParam(), false) +
-                             Error(s_method, "HTTP GET request failed with status " + text +
-                                                 ". On HTTP error we cannot download the file.\n") +
+                             Error(s_download, "HTTP GET request failed with status " + text +
+                                                   ". On HTTP error we cannot download the file.\n") +
                              Returned_Nothing());
         EXPECT_THAT(g_services.request_calls,
                     ElementsAre("Create", "Set_Timeouts(60000, 60000, 30000, 30000)", "Open(GET, " + url + ")", "Send",
@@ -467,7 +468,7 @@ TEST_P(Http_Download_Error_Status, EndsTheDownloadWhenTheSecondClientFails) {
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
         EXPECT_EQ(cache.m_Additional_Error_Info, "before");
         EXPECT_EQ(Own_Records(), Sent() + Status(GetParam()) +
-                                     Error(s_method, "Sending of GET HTTP request failed. HR=7, LE=1234.\n") +
+                                     Error(s_download, "Sending of GET HTTP request failed. HR=7, LE=1234.\n") +
                                      Abandoned() + Returned_Nothing());
         EXPECT_THAT(g_services.request_calls,
                     ElementsAre("Create", "Set_Timeouts(60000, 60000, 30000, 30000)", "Open(GET, " + url + ")", "Send",
@@ -491,8 +492,8 @@ TEST_F(Http_Download, NamesTheThirdStatusInTheError) {
     Script().status = {200, 200, 403};
     EXPECT_EQ(Download(), "");
     EXPECT_EQ(Own_Records(), Sent() + Status(200) + Status(403) +
-                                 Error(s_method, "HTTP GET request failed with status 403. On HTTP error we cannot "
-                                                 "download the file.\n") +
+                                 Error(s_download, "HTTP GET request failed with status 403. On HTTP error we cannot "
+                                                   "download the file.\n") +
                                  Returned_Nothing());
 }
 
@@ -521,9 +522,6 @@ struct Failing_Call {
 void PrintTo(const Failing_Call& call, std::ostream* out) {
     *out << call.name;
 }
-
-const std::string s_of_request = "Error_Description(XMLHTTPRequest)";
-const std::string s_of_server_request = "Error_Description(ServerXMLHTTPRequest)";
 
 // Answered() is: entry (4), creation, opening, sending, status, status, test of the status (8),
 // Last-Modified, Content-Type.
@@ -596,9 +594,9 @@ TEST_P(Http_Download_Failing_Call, FailsTheDownload) {
         EXPECT_EQ(cache.m_Cert_Error_Detected, result.transport_error);
         EXPECT_EQ(cache.m_Additional_Error_Info, result.transport_error ? Com_Error_Text() : "before");
         EXPECT_EQ(g_services.request_calls, Calls_Made());
-        EXPECT_EQ(Of({s_method, "HTTP_Status_OK"}), Before_The_Error() + Com_Exception(Com_Error_Text(), result.code) +
-                                                        (result.transport_error ? Status_Test(500, false) : Records()) +
-                                                        Returned_Nothing());
+        EXPECT_EQ(Of({s_download, "HTTP_Status_OK"}),
+                  Before_The_Error() + Com_Exception(Com_Error_Text(), result.code) +
+                      (result.transport_error ? Status_Test(500, false) : Records()) + Returned_Nothing());
         EXPECT_EQ(g_services.client_calls.empty(), !result.transport_error);
         Expect_Nothing_Kept();
     }
@@ -655,10 +653,10 @@ TEST_P(Http_Download_Odd_Body, IsRefused) {
         QEL::FrontEnd::FileCache::Response_Body claimed;
         claimed.dimensions = 1;
         GetParam().change(claimed);
-        checks = checks + Data(s_method, "dims = " + std::to_string(claimed.dimensions) + "\n") +
-                 Data(s_method, "lbound = 0, ubound = 12\n");
+        checks = checks + Data(s_download, "dims = " + std::to_string(claimed.dimensions) + "\n") +
+                 Data(s_download, "lbound = 0, ubound = 12\n");
         checks.resize(GetParam().checks_passed);
-        EXPECT_EQ(All(), Answered() + checks + Error(s_method, GetParam().error) + Returned_Nothing());
+        EXPECT_EQ(All(), Answered() + checks + Error(s_download, GetParam().error) + Returned_Nothing());
         EXPECT_THAT(g_services.client_calls, IsEmpty());
         EXPECT_THAT(g_services.magic_calls, IsEmpty());
         Expect_Nothing_Kept();
@@ -709,9 +707,9 @@ TEST_F(Http_Download, FailsWhenTheCopyCannotBeNamed) {
         EXPECT_EQ(Download(), "");
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
-        EXPECT_EQ(Of({s_method, "HTTP_Status_OK"}), Answered() + Body_Of_Right_Type() + Data(s_method, "dims = 1\n") +
-                                                        Data(s_method, "lbound = 0, ubound = 12\n") + Abandoned() +
-                                                        Returned_Nothing());
+        EXPECT_EQ(Of({s_download, "HTTP_Status_OK"}),
+                  Answered() + Body_Of_Right_Type() + Data(s_download, "dims = 1\n") +
+                      Data(s_download, "lbound = 0, ubound = 12\n") + Abandoned() + Returned_Nothing());
         EXPECT_EQ(g_services.request_calls.back(), "Release");
         EXPECT_THAT(g_services.client_calls, IsEmpty());
         Expect_Nothing_Kept();
@@ -748,21 +746,21 @@ TEST_F(Http_Download, RecordsWhatTheSecondClientFetched) {
     EXPECT_EQ(entry.last_modified, second_stamp);
     EXPECT_EQ(entry.last_checked_remotely, os->current_time);
     EXPECT_EQ(Own_Records(),
-              Sent() + Com_Exception(Com_Error_Text(), 12045) + Return(s_method, "rtn = " + Copy_Path(".txt")));
+              Sent() + Com_Exception(Com_Error_Text(), 12045) + Return(s_download, "rtn = " + Copy_Path(".txt")));
     EXPECT_EQ(g_services.cert_parameters_read, 2);
 }
 
 TEST_F(Http_Download, RecordsTheSecondClientsCopyBetweenItsRecordsAndTheReturn) {
     Script().status = {12029};
     Download();
-    EXPECT_EQ(Of({s_method, "Process_Inet_URL_By_WinInet", "Persist_Downloaded_File_Metadata"}),
-              Sent() + Status(12029) + Error(s_method, "Sending of GET HTTP request failed. HR=0, LE=0.\n") +
+    EXPECT_EQ(Of({s_download, "Process_Inet_URL_By_WinInet", "Persist_Downloaded_File_Metadata"}),
+              Sent() + Status(12029) + Error(s_download, "Sending of GET HTTP request failed. HR=0, LE=0.\n") +
                   Abandoned() + Error("Process_Inet_URL_By_WinInet", "CertErrorHandlingMode: 'Default'.\n") +
                   Error("Process_Inet_URL_By_WinInet", "Download_Inet_URL_By_WinInet: ok: 1, download_error: 0, "
                                                        "m_errHTTPFileDownLoad: 2.\n") +
                   Call("Persist_Downloaded_File_Metadata",
                        "url='" + url + "', cache_entry=" + Entry_Text(Copy_Path(".txt"), second_stamp)) +
-                  Return(s_method, "rtn = " + Copy_Path(".txt")));
+                  Return(s_download, "rtn = " + Copy_Path(".txt")));
     EXPECT_EQ(g_services.cert_parameters_read, 1);
 }
 

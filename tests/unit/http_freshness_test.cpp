@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string s_method = "Is_Inet_URL_Expired";
+const std::string s_check = "Is_Inet_URL_Expired";
 
 /// A cache that holds one copy, last checked long ago, of the version that the server has.
 class Http_Freshness : public Http_Fixture {
@@ -29,17 +29,17 @@ protected:
 
     bool Expired() { return cache.Is_Inet_URL_Expired(url, check_error); }
 
-    Records Entered() const { return Call(s_method, "url='" + url + "'"); }
+    Records Entered() const { return Call(s_check, "url='" + url + "'"); }
 
     Records Sent() const {
-        return Entered() + Data(s_method, "Opening HTTP HEAD request with URL '" + url + "'.\n") +
-               Data(s_method, "Sending HTTP HEAD request with URL '" + url + "'.\n");
+        return Entered() + Data(s_check, "Opening HTTP HEAD request with URL '" + url + "'.\n") +
+               Data(s_check, "Sending HTTP HEAD request with URL '" + url + "'.\n");
     }
 
-    static Records Status(long status) { return Data(s_method, "HTTP status = " + std::to_string(status) + ".\n"); }
+    static Records Status(long status) { return Data(s_check, "HTTP status = " + std::to_string(status) + ".\n"); }
 
     static Records Header(const std::string& value) {
-        return Data(s_method, "Last-Modified header: '" + value + "'.\n");
+        return Data(s_check, "Last-Modified header: '" + value + "'.\n");
     }
 
     Records Answered(const std::string& header) const {
@@ -47,30 +47,30 @@ protected:
     }
 
     static Records Com_Exception(const std::string& text, unsigned long code) {
-        return Error(s_method, "COM exception: \n " + text + " \nWin32 error code: " + std::to_string(code) + "\n");
+        return Error(s_check, "COM exception: \n " + text + " \nWin32 error code: " + std::to_string(code) + "\n");
     }
 
     Records Abandoned() const {
-        return Error(s_method, "HEAD request from URL '" + url + "' failed. try to download/read the file direct.\n") +
+        return Error(s_check, "HEAD request from URL '" + url + "' failed. try to download/read the file direct.\n") +
                Returned(true);
     }
 
-    static Records Header_Empty() { return Warning(s_method, "Last-Modified header is empty.\n"); }
-    static Records Returned(bool expired) { return Return(s_method, expired ? "true" : "false"); }
+    static Records Header_Empty() { return Warning(s_check, "Last-Modified header is empty.\n"); }
+    static Records Returned(bool expired) { return Return(s_check, expired ? "true" : "false"); }
 
     Records Still_Fresh() const {
-        return Data(s_method, "Modification time is the same. Still fresh URL '" + url + "'/'" + old_copy + "'\n") +
+        return Data(s_check, "Modification time is the same. Still fresh URL '" + url + "'/'" + old_copy + "'\n") +
                Returned(false);
     }
 
     Records Needs_Updating(const std::string& header, const std::string& stored) const {
-        return Data(s_method, "Cache entry needs updating for URL '" + url + "', last modified URL = '" + header +
-                                  "', old cache entry: " + Entry_Text(old_copy, stored) + "\n") +
+        return Data(s_check, "Cache entry needs updating for URL '" + url + "', last modified URL = '" + header +
+                                 "', old cache entry: " + Entry_Text(old_copy, stored) + "\n") +
                Returned(true);
     }
 
     /// The records of the check itself, without those of what it calls.
-    static Records Own_Records() { return Of({s_method}); }
+    static Records Own_Records() { return Of({s_check}); }
 
     void Expect_Entry_Untouched(const std::string& last_modified) const {
         ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
@@ -228,10 +228,9 @@ TEST_F(Http_Freshness, AUrlThatIsNotCachedIsExpired) {
         EXPECT_FALSE(check_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 0);
         EXPECT_TRUE(cache.m_Cert_Error_Detected);
-        EXPECT_EQ(All(),
-                  Entered() + Bug() +
-                      Error(s_method, "Unexpectedly checking if a non-existing URL is expired '" + url + "'.\n") +
-                      Returned(true));
+        EXPECT_EQ(All(), Entered() + Bug() +
+                             Error(s_check, "Unexpectedly checking if a non-existing URL is expired '" + url + "'.\n") +
+                             Returned(true));
         EXPECT_THAT(g_services.request_calls, IsEmpty());
         EXPECT_THAT(g_services.client_calls, IsEmpty());
     }
@@ -244,7 +243,7 @@ TEST_F(Http_Freshness, AnEntryThatWentDuringTheRequestIsExpired) {
     EXPECT_FALSE(check_error);
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 0);
     EXPECT_EQ(All(), Answered(stamp) + Bug() +
-                         Error(s_method, "Could not find cached entry for checked URL: '" + url + "'\n") +
+                         Error(s_check, "Could not find cached entry for checked URL: '" + url + "'\n") +
                          Returned(true));
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
 }
@@ -259,7 +258,7 @@ TEST_F(Http_Freshness, AnEntryWithoutACopyIsExpiredAndMayNotBeServed) {
         EXPECT_FALSE(check_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 3);
         EXPECT_EQ(All(), Answered(stamp) + Bug() +
-                             Error(s_method, "Cached file is unexpectedly unnamed: '" + url + "'\n") + Returned(true));
+                             Error(s_check, "Cached file is unexpectedly unnamed: '" + url + "'\n") + Returned(true));
     }
     EXPECT_EQ(cache.m_Cache_Entries.at(url).last_checked_remotely, checked_before);
     EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
@@ -282,7 +281,7 @@ TEST_F(Http_Freshness, CannotTellWithoutARequestObject) {
         EXPECT_FALSE(cache.m_Cert_Error_Detected);
         EXPECT_EQ(All(),
                   Entered() +
-                      Error(s_method, "Create instance failed for HTTP request object. HR=-2147024891, LE=87.\n") +
+                      Error(s_check, "Create instance failed for HTTP request object. HR=-2147024891, LE=87.\n") +
                       Abandoned());
         EXPECT_THAT(g_services.request_calls, ElementsAre("Create"));
         EXPECT_THAT(g_services.client_calls, IsEmpty());
@@ -302,8 +301,8 @@ TEST_F(Http_Freshness, CannotTellWhenTheUrlIsRefused) {
         EXPECT_FALSE(check_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 1);
         EXPECT_FALSE(cache.m_Cert_Error_Detected);
-        EXPECT_EQ(All(), Entered() + Data(s_method, "Opening HTTP HEAD request with URL '" + url + "'.\n") +
-                             Error(s_method, "HEAD HTTP request failed. HR=-2147012851, LE=1234.\n") + Abandoned());
+        EXPECT_EQ(All(), Entered() + Data(s_check, "Opening HTTP HEAD request with URL '" + url + "'.\n") +
+                             Error(s_check, "HEAD HTTP request failed. HR=-2147012851, LE=1234.\n") + Abandoned());
         EXPECT_THAT(g_services.request_calls, ElementsAre("Create", "Set_Timeouts(60000, 60000, 30000, 30000)",
                                                           "Open(HEAD, " + url + ")", "Release"));
         EXPECT_THAT(g_services.client_calls, IsEmpty());
@@ -322,7 +321,7 @@ TEST_F(Http_Freshness, AsksTheSecondClientWithoutARequestObjectAfterAnEarlierTra
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 0);
     EXPECT_TRUE(cache.m_Cert_Error_Detected);
     EXPECT_EQ(Own_Records(), Entered() +
-                                 Error(s_method, "Create instance failed for HTTP request object. HR=0, LE=0.\n") +
+                                 Error(s_check, "Create instance failed for HTTP request object. HR=0, LE=0.\n") +
                                  Abandoned() + Header(stamp) + Still_Fresh());
     EXPECT_THAT(g_services.client_calls, Contains("SendWinInetRequest(2, " + url + ", own window, 0)"));
     EXPECT_EQ(cache.m_Cache_Entries.at(url).last_checked_remotely, os->current_time);
@@ -335,8 +334,8 @@ TEST_F(Http_Freshness, AsksTheSecondClientWhenTheUrlIsRefusedAfterAnEarlierTrans
     EXPECT_TRUE(Expired());
     EXPECT_TRUE(check_error);
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
-    EXPECT_EQ(Own_Records(), Entered() + Data(s_method, "Opening HTTP HEAD request with URL '" + url + "'.\n") +
-                                 Error(s_method, "HEAD HTTP request failed. HR=-2147467259, LE=0.\n") + Abandoned() +
+    EXPECT_EQ(Own_Records(), Entered() + Data(s_check, "Opening HTTP HEAD request with URL '" + url + "'.\n") +
+                                 Error(s_check, "HEAD HTTP request failed. HR=-2147467259, LE=0.\n") + Abandoned() +
                                  Header_Empty() + Returned(true));
     Expect_Entry_Untouched();
 }
@@ -370,9 +369,9 @@ TEST_P(Http_Freshness_Bad_Status, LeavesTheAnswerToTheDownload) {
         EXPECT_FALSE(cache.m_Cert_Error_Detected);
         EXPECT_EQ(cache.m_Additional_Error_Info, "before");
         EXPECT_EQ(All(), Sent() + Status(GetParam()) + Status(GetParam()) + Status_Test(GetParam(), false) +
-                             Error(s_method, "HTTP HEAD request failed with status " + std::to_string(GetParam()) +
-                                                 ". try to download/read the file directly, therefore expired = "
-                                                 "true.\n") +
+                             Error(s_check, "HTTP HEAD request failed with status " + std::to_string(GetParam()) +
+                                                ". try to download/read the file directly, therefore expired = "
+                                                "true.\n") +
                              Returned(true));
         EXPECT_THAT(g_services.request_calls,
                     ElementsAre("Create", "Set_Timeouts(60000, 60000, 30000, 30000)", "Open(HEAD, " + url + ")", "Send",
@@ -402,7 +401,7 @@ TEST_P(Http_Freshness_Error_Status, LeavesTheAnswerToTheSecondClient) {
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 0);
         EXPECT_TRUE(cache.m_Cert_Error_Detected);
         EXPECT_EQ(Own_Records(), Sent() + Status(GetParam()) +
-                                     Error(s_method, "Sending of HTTP HEAD request failed. HR=7, LE=1234.\n") +
+                                     Error(s_check, "Sending of HTTP HEAD request failed. HR=7, LE=1234.\n") +
                                      Abandoned() + Header(stamp) + Still_Fresh());
         EXPECT_THAT(g_services.request_calls,
                     ElementsAre("Create", "Set_Timeouts(60000, 60000, 30000, 30000)", "Open(HEAD, " + url + ")", "Send",
@@ -421,7 +420,7 @@ TEST_P(Http_Freshness_Error_Status, IsExpiredWhenTheSecondClientFails) {
         EXPECT_TRUE(check_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
         EXPECT_EQ(Own_Records(), Sent() + Status(GetParam()) +
-                                     Error(s_method, "Sending of HTTP HEAD request failed. HR=0, LE=0.\n") +
+                                     Error(s_check, "Sending of HTTP HEAD request failed. HR=0, LE=0.\n") +
                                      Abandoned() + Header_Empty() + Returned(true));
         Expect_Entry_Untouched();
     }
@@ -445,7 +444,7 @@ TEST_F(Http_Freshness, AnErrorStatusFlagsTheErrorWhenNoSecondAttemptIsMade) {
 TEST_F(Http_Freshness, TracesTheFirstStatusTestsTheRangeOfTheSecondAndDecidesByTheThird) {
     Script().status = {404, 500, 201};
     EXPECT_FALSE(Expired());
-    EXPECT_EQ(Of({s_method, "HTTP_Status_OK"}),
+    EXPECT_EQ(Of({s_check, "HTTP_Status_OK"}),
               Sent() + Status(404) + Status(201) + Status_Test(201, true) + Header(stamp) + Still_Fresh());
 }
 
@@ -453,8 +452,8 @@ TEST_F(Http_Freshness, NamesTheThirdStatusInTheError) {
     Script().status = {200, 200, 403};
     EXPECT_TRUE(Expired());
     EXPECT_EQ(Own_Records(), Sent() + Status(200) + Status(403) +
-                                 Error(s_method, "HTTP HEAD request failed with status 403. try to download/read the "
-                                                 "file directly, therefore expired = true.\n") +
+                                 Error(s_check, "HTTP HEAD request failed with status 403. try to download/read the "
+                                                "file directly, therefore expired = true.\n") +
                                  Returned(true));
 }
 
@@ -469,7 +468,7 @@ TEST_F(Http_Freshness, TheSecondStatusAloneMayBeATransportError) {
 
 // Calls of the request object that fail
 
-struct Failing_Call {
+struct Failing_Check_Call {
     std::string name;
     void (*fail)(Scripted_Services::Request_Script& script, std::int32_t result);
     /// How many of the calls from "Set_Timeouts" on are made, the failing one included.
@@ -479,15 +478,12 @@ struct Failing_Call {
     std::size_t records_missing;
 };
 
-void PrintTo(const Failing_Call& call, std::ostream* out) {
+void PrintTo(const Failing_Check_Call& call, std::ostream* out) {
     *out << call.name;
 }
 
-const std::string s_of_request = "Error_Description(XMLHTTPRequest)";
-const std::string s_of_server_request = "Error_Description(ServerXMLHTTPRequest)";
-
 // Answered() is: entry (4), opening, sending, status, status, test of the status (8), Last-Modified.
-const std::vector<Failing_Call> s_failing_calls = {
+const std::vector<Failing_Check_Call> s_failing_check_calls = {
     {"TimeOuts", [](auto& script, auto result) { script.set_timeouts = result; }, 1, s_of_server_request, 13},
     {"Send", [](auto& script, auto result) { script.send = result; }, 3, s_of_request, 11},
     {"FirstStatus", [](auto& script, auto result) { script.get_status = {result}; }, 4, s_of_request, 11},
@@ -506,7 +502,7 @@ const std::vector<Failing_Call> s_failing_calls = {
 };
 
 class Http_Freshness_Failing_Call : public Http_Freshness,
-                                    public testing::WithParamInterface<std::tuple<Failing_Call, Failure_Result>> {
+                                    public testing::WithParamInterface<std::tuple<Failing_Check_Call, Failure_Result>> {
 protected:
     void SetUp() override {
         Http_Freshness::SetUp();
@@ -534,7 +530,7 @@ protected:
         return records;
     }
 
-    const Failing_Call failing = std::get<0>(GetParam());
+    const Failing_Check_Call failing = std::get<0>(GetParam());
     const Failure_Result result = std::get<1>(GetParam());
 };
 
@@ -552,9 +548,9 @@ TEST_P(Http_Freshness_Failing_Call, IsExpired) {
         EXPECT_EQ(cache.m_Cert_Error_Detected, result.transport_error);
         EXPECT_EQ(cache.m_Additional_Error_Info, result.transport_error ? Com_Error_Text() : "before");
         EXPECT_EQ(g_services.request_calls, Calls_Made());
-        EXPECT_EQ(Of({s_method, "HTTP_Status_OK"}), Before_The_Error() + Com_Exception(Com_Error_Text(), result.code) +
-                                                        (result.transport_error ? Status_Test(500, false) : Records()) +
-                                                        Header_Empty() + Returned(true));
+        EXPECT_EQ(Of({s_check, "HTTP_Status_OK"}), Before_The_Error() + Com_Exception(Com_Error_Text(), result.code) +
+                                                       (result.transport_error ? Status_Test(500, false) : Records()) +
+                                                       Header_Empty() + Returned(true));
         EXPECT_EQ(g_services.client_calls.empty(), !result.transport_error);
         Expect_Entry_Untouched();
     }
@@ -569,7 +565,7 @@ TEST_P(Http_Freshness_Failing_Call, LeavesTheAnswerToTheSecondClientAfterATransp
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, Http_Freshness_Failing_Call,
-                         testing::Combine(testing::ValuesIn(s_failing_calls), testing::ValuesIn(Failure_Results)),
+                         testing::Combine(testing::ValuesIn(s_failing_check_calls), testing::ValuesIn(Failure_Results)),
                          [](const auto& parameters) {
                              return std::get<0>(parameters.param).name + "_" +
                                     testing::PrintToString(std::get<1>(parameters.param));
@@ -622,7 +618,7 @@ TEST_F(Http_Freshness, AnEntryThatWentDuringTheSecondRequestIsExpired) {
     EXPECT_TRUE(Expired());
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 0);
     EXPECT_EQ(Own_Records(), Sent() + Com_Exception(Com_Error_Text(), 12045) + Header(second_stamp) + Bug() +
-                                 Error(s_method, "Could not find cached entry for checked URL: '" + url + "'\n") +
+                                 Error(s_check, "Could not find cached entry for checked URL: '" + url + "'\n") +
                                  Returned(true));
 }
 
@@ -649,7 +645,7 @@ TEST_F(Http_Freshness, NoExceptionOfTheSecondClientLeaves) {
     EXPECT_EQ(Own_Records(), Sent() + Com_Exception(Com_Error_Text(), 12045) + Header_Empty() + Returned(true));
 }
 
-struct Mode_Case {
+struct Check_Mode_Case {
     std::string name;
     int mode;
     std::vector<std::string> white_list;
@@ -658,11 +654,11 @@ struct Mode_Case {
     bool text_stays_after_a_failure;
 };
 
-void PrintTo(const Mode_Case& mode, std::ostream* out) {
+void PrintTo(const Check_Mode_Case& mode, std::ostream* out) {
     *out << mode.name;
 }
 
-class Http_Freshness_Mode : public Http_Freshness, public testing::WithParamInterface<Mode_Case> {
+class Http_Freshness_Mode : public Http_Freshness, public testing::WithParamInterface<Check_Mode_Case> {
 protected:
     void SetUp() override {
         Http_Freshness::SetUp();
@@ -700,11 +696,11 @@ TEST_P(Http_Freshness_Mode, DecidesAboutTheSecondAttemptThatFails) {
 
 INSTANTIATE_TEST_SUITE_P(
     Modes, Http_Freshness_Mode,
-    testing::Values(Mode_Case{"Default", 0, {}, true, false, true},
-                    Mode_Case{"WhiteListed", 1, {"https://server/landscape.xml"}, true, false, false},
-                    Mode_Case{"NotWhiteListed", 1, {"https://server/"}, false, true, true},
-                    Mode_Case{"IgnoreAllErrors", 2, {}, true, false, false},
-                    Mode_Case{"ModeSeven", 7, {"https://server/landscape.xml"}, false, false, false}),
+    testing::Values(Check_Mode_Case{"Default", 0, {}, true, false, true},
+                    Check_Mode_Case{"WhiteListed", 1, {"https://server/landscape.xml"}, true, false, false},
+                    Check_Mode_Case{"NotWhiteListed", 1, {"https://server/"}, false, true, true},
+                    Check_Mode_Case{"IgnoreAllErrors", 2, {}, true, false, false},
+                    Check_Mode_Case{"ModeSeven", 7, {"https://server/landscape.xml"}, false, false, false}),
     [](const auto& parameter) { return parameter.param.name; });
 
 } // namespace

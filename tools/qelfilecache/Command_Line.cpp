@@ -15,7 +15,7 @@ namespace QEL::FrontEnd::Tool {
 
 namespace {
 
-constexpr const char* description =
+constexpr const char* tool_description =
     "Serves files from web servers and shares through a local cache: each request is answered with\n"
     "the path of a local copy, also while the server is down.";
 
@@ -119,7 +119,7 @@ const Command* Parse(CLI::App& tool, const std::vector<Command>& commands, int a
 int Run_Command_Line(int argument_count, const char* const* arguments) {
     try {
         Settings settings;
-        CLI::App tool(description, "qelfilecache");
+        CLI::App tool(tool_description, "qelfilecache");
         tool.footer(footer);
         tool.require_subcommand(1);
         tool.get_formatter()->label("SUBCOMMAND", "COMMAND");

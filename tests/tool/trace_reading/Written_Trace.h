@@ -12,6 +12,10 @@ namespace QEL::Tests {
 
 using namespace QEL::FrontEnd::Tool::Trace_Reading;
 
+// The operations that most records are of.
+constexpr const char* get = "Get_Cached_File_and_Status";
+constexpr const char* policy = "Get_Cached_Remote_File";
+
 /// Writes a trace as the cache does, write by write, so that several can be mixed.
 class Written_Trace {
 public:

@@ -14,7 +14,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
-constexpr const char* url = "http://127.0.0.1:PORT/landscape.xml";
+constexpr const char* recorded_url = "http://127.0.0.1:PORT/landscape.xml";
 
 /// The traces that whole requests are compared with, with numbers in the place of what varies.
 std::string Expected_Trace(const std::string& name) {
@@ -88,10 +88,10 @@ INSTANTIATE_TEST_SUITE_P(
     Files, Expected_Traces,
     ::testing::Values(Case{"first_download.trc",
                            {"done instance", "done set_cache_directory DIRECTORY",
-                            std::string("downloaded ") + url + " -> DIRECTORY/UUID.xml"}},
-                      Case{"fresh_hit.trc", {std::string("fresh ") + url + " -> DIRECTORY/UUID.xml"}},
-                      Case{"unchanged_file.trc", {std::string("unchanged ") + url + " -> DIRECTORY/UUID.xml"}},
-                      Case{"replaced_file.trc", {std::string("replaced ") + url + " -> DIRECTORY/UUID.xml"}},
+                            std::string("downloaded ") + recorded_url + " -> DIRECTORY/UUID.xml"}},
+                      Case{"fresh_hit.trc", {std::string("fresh ") + recorded_url + " -> DIRECTORY/UUID.xml"}},
+                      Case{"unchanged_file.trc", {std::string("unchanged ") + recorded_url + " -> DIRECTORY/UUID.xml"}},
+                      Case{"replaced_file.trc", {std::string("replaced ") + recorded_url + " -> DIRECTORY/UUID.xml"}},
                       Case{"missing_file.trc", {"failed http://127.0.0.1:PORT/missing.xml"}}),
     [](const auto& test_case) {
         const std::string file = test_case.param.file;

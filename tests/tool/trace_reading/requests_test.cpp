@@ -10,9 +10,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr const char* get = "Get_Cached_File_and_Status";
-constexpr const char* policy = "Get_Cached_Remote_File";
-
 /// A request up to its classification.
 Written_Trace Request(const std::string& url, bool is_local = false, bool is_share = false) {
     Written_Trace trace;

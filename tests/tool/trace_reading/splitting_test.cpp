@@ -16,9 +16,6 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::UnorderedElementsAre;
 
-constexpr const char* get = "Get_Cached_File_and_Status";
-constexpr const char* policy = "Get_Cached_Remote_File";
-
 /// A request that downloads a file for the first time.
 Written_Trace A_Download(int thread, const std::string& name, bool with_times = false) {
     const std::string url = "http://s/" + name;

@@ -1,3 +1,4 @@
+#include "tests/tool/words/present.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/qelfilecache/inspecting/remote_errors.h"
 #include "tools/qelfilecache/inspecting/times.h"
@@ -18,16 +19,13 @@ using ::testing::Not;
 using Kind = Request_Explanation::Kind;
 using Second_Attempt = Remote_Answer::Second_Attempt;
 
-constexpr std::uint64_t minute = 600000000;
-constexpr std::uint64_t now = 134080000000000000; // in 2025
-
 Inspected_Entry An_Entry(bool fresh) {
     Inspected_Entry entry;
     entry.url = "https://server/a.xml";
     entry.copy = "/cache/copy.xml";
     entry.last_modified = "stamp";
-    entry.last_checked_remotely = now - 3 * minute;
-    entry.fresh_until = now + (fresh ? 57 : -3) * minute;
+    entry.last_checked_remotely = present - 3 * minute;
+    entry.fresh_until = present + (fresh ? 57 : -3) * minute;
     entry.fresh = fresh;
     entry.copy_exists = true;
     return entry;
@@ -57,7 +55,7 @@ Explained_Request A_Request(std::optional<Inspected_Entry> entry, std::optional<
     explained.request.normalised = explained.request.request;
     explained.request.kind = Kind::Web;
     explained.request.entry = std::move(entry);
-    explained.request.now = now;
+    explained.request.now = present;
     explained.remote = std::move(remote);
     explained.expiry_period = {"LandscapeCacheExpiryPeriod", "60", "the file", "60"};
     explained.certificate_mode = {"CertErrorHandlingMode", "0", "", ""};
@@ -73,7 +71,7 @@ std::string Steps(const Explained_Request& explained) {
 }
 
 TEST(Explanation, OfAFreshCopyTellsHowLong) {
-    const std::string until = Local_Time_Text(now + 57 * minute);
+    const std::string until = Local_Time_Text(present + 57 * minute);
     const std::string verdict = "would be served from the copy without asking the server until " + until;
     EXPECT_EQ(Explain(A_Request(An_Entry(true))).verdict, verdict + ".");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "stamp"))).verdict, verdict + "; the copy is current.");
@@ -86,7 +84,7 @@ TEST(Explanation, OfAFreshCopyTellsHowLong) {
 }
 
 TEST(Explanation, OfAStaleCopyTellsWhatTheServerDecides) {
-    const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(now - 3 * minute);
+    const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
     EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict,
               "would make the cache ask the server; if it does not answer, " + copy + " is served.");
     EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "stamp"))).verdict,
@@ -151,9 +149,9 @@ TEST(Explanation, OfAShareTellsTheTimeOfTheFile) {
     explained.request.kind = Kind::Share;
     explained.request.request = "file://server/share/a.xml";
     explained.request.normalised = "\\\\server\\share\\a.xml";
-    explained.request.entry->last_modified = std::to_string(now);
+    explained.request.entry->last_modified = std::to_string(present);
     EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("last changed at " + Local_Time_Text(now) + "."),
+                AllOf(HasSubstr("last changed at " + Local_Time_Text(present) + "."),
                       HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."), Not(HasSubstr("certificate"))));
     explained.remote = A_Failure(53, Second_Attempt::Not_Needed);
     EXPECT_THAT(Steps(explained), HasSubstr("the share does not show the file. Error 53: the server cannot be found"));

@@ -131,7 +131,7 @@ void Declare_Options(Command_Options& parser, Explain_Options& options) {
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }
 
-constexpr const char* help =
+constexpr const char* explain_help =
     "Tells step by step how the cache would serve each request now, and why; the last line is the verdict.\n"
     "Changes nothing: no copy, no entry, no age. Without --check nobody is asked.\n\n"
     "Exit status: 0 every request would be served, as far as that is known, 1 some would not.\n\n"
@@ -142,7 +142,7 @@ constexpr const char* help =
 
 Command Explain_Command() {
     const auto options = std::make_shared<Explain_Options>();
-    return {"explain", "Tell how each request would be served, and why an old copy is shown", help,
+    return {"explain", "Tell how each request would be served, and why an old copy is shown", explain_help,
             [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Explain_Requests(settings, *options); }};
 }

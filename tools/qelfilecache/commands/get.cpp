@@ -22,7 +22,7 @@ struct Get_Options {
     bool json = false;
 };
 
-nlohmann::ordered_json To_Json(const Request_Outcome& outcome) {
+nlohmann::ordered_json Outcome_As_Json(const Request_Outcome& outcome) {
     const auto number_or_null = [](const std::optional<int>& number) {
         return number ? nlohmann::ordered_json(*number) : nlohmann::ordered_json(nullptr);
     };
@@ -42,7 +42,7 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
     for (const std::string& request : options.requests) {
         const Request_Outcome outcome = Serve(*opened.cache, request, options.request_kind);
         if (options.json) {
-            answers.push_back(To_Json(outcome));
+            answers.push_back(Outcome_As_Json(outcome));
         } else {
             Write_Result(outcome.path);
         }
@@ -66,7 +66,7 @@ void Declare_Options(Command_Options& parser, Get_Options& options) {
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }
 
-constexpr const char* help =
+constexpr const char* get_help =
     "A line is empty where there is no copy; standard error tells why.\n\n"
     "A REQUEST is a web address (http:, https:), a file on a share (\\\\server\\share\\file, "
     "file://server/share/file)\n"
@@ -80,7 +80,7 @@ constexpr const char* help =
 
 Command Get_Command() {
     const auto options = std::make_shared<Get_Options>();
-    return {"get", "Print the path of a local copy of each request, one line each", help,
+    return {"get", "Print the path of a local copy of each request, one line each", get_help,
             [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Get(settings, *options); }};
 }

@@ -84,7 +84,7 @@ void Declare_Options(Command_Options& parser, List_Options& options) {
     parser.Flag("--json", options.json, "Print one array of objects instead, with whole paths and times in UTC");
 }
 
-constexpr const char* help =
+constexpr const char* list_help =
     "Sorted by address; COPY is a file in the cache directory. CHECKED is how long ago the remote side was last\n"
     "asked; until FRESH UNTIL the copy is served without asking it again.\n"
     "\"copy missing\" marks an entry whose copy is gone: the file is fetched again with its next request.\n"
@@ -97,7 +97,7 @@ constexpr const char* help =
 
 Command List_Command() {
     const auto options = std::make_shared<List_Options>();
-    return {"list", "Print what is cached, and until when it is served without asking the server", help,
+    return {"list", "Print what is cached, and until when it is served without asking the server", list_help,
             [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return List(settings, *options); }};
 }

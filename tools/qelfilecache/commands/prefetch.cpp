@@ -89,7 +89,7 @@ void Declare_Options(Command_Options& parser, Prefetch_Options& options) {
     parser.Operand("FILE", options.file, "List of requests, or - for standard input");
 }
 
-constexpr const char* help =
+constexpr const char* prefetch_help =
     "One request a line; blank lines and lines that begin with # are passed over. A request that occurs several\n"
     "times is served once, and a copy that is still fresh is left as it is.\n"
     "Prints nothing on standard output; standard error tells what was not served and why, and a summary.\n\n"
@@ -102,8 +102,8 @@ constexpr const char* help =
 
 Command Prefetch_Command() {
     const auto options = std::make_shared<Prefetch_Options>();
-    return {"prefetch", "Serve every request of a list, so that the copies are there when they are needed", help,
-            [options](Command_Options& parser) { Declare_Options(parser, *options); },
+    return {"prefetch", "Serve every request of a list, so that the copies are there when they are needed",
+            prefetch_help, [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Prefetch(settings, *options); }};
 }
 

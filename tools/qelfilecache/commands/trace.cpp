@@ -127,7 +127,7 @@ void Declare_Options(Command_Options& parser, Trace_Options& options) {
     parser.Operands("FILE", options.files, "Trace file, by default named qelfilecache_<process id>.trc");
 }
 
-constexpr const char* help =
+constexpr const char* trace_help =
     "Shows each request: how it was decided, what failed, which copy was served and, where the trace has time\n"
     "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together.\n"
     "A trace of level 4 or 5 tells every request, one of level 1 to 3 only what went wrong.\n\n"
@@ -143,7 +143,7 @@ constexpr const char* help =
 
 Command Trace_Command() {
     const auto options = std::make_shared<Trace_Options>();
-    return {"trace", "Show what trace files tell of each request, errors first", help,
+    return {"trace", "Show what trace files tell of each request, errors first", trace_help,
             [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings&) { return Show_Trace(*options); }};
 }

@@ -17,30 +17,30 @@ ordered_json Time_Or_Null(std::uint64_t moment) {
 }
 
 const char* Name_Of(FileCache::Request_Explanation::Kind kind) {
-    using Kind = FileCache::Request_Explanation::Kind;
+    using Request_Kind = FileCache::Request_Explanation::Kind;
     switch (kind) {
-    case Kind::Local:
+    case Request_Kind::Local:
         return "local";
-    case Kind::Web:
+    case Request_Kind::Web:
         return "web";
-    case Kind::Share:
+    case Request_Kind::Share:
         return "share";
-    case Kind::Unusable:
+    case Request_Kind::Unusable:
         break;
     }
     return "unusable";
 }
 
 const char* Name_Of(FileCache::Remote_Answer::Second_Attempt attempt) {
-    using Second_Attempt = FileCache::Remote_Answer::Second_Attempt;
+    using Attempt = FileCache::Remote_Answer::Second_Attempt;
     switch (attempt) {
-    case Second_Attempt::Not_Allowed:
+    case Attempt::Not_Allowed:
         return "not allowed";
-    case Second_Attempt::Failed:
+    case Attempt::Failed:
         return "failed";
-    case Second_Attempt::Succeeded:
+    case Attempt::Succeeded:
         return "succeeded";
-    case Second_Attempt::Not_Needed:
+    case Attempt::Not_Needed:
         break;
     }
     return "not needed";

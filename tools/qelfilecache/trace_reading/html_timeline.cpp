@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::size_t most_lanes = 30; ///< the threads beyond share one
 constexpr std::size_t most_bars = 1500;
-constexpr int slots_of_many = 240;   ///< bars a lane when they sum up
-constexpr double least_width = 0.35; ///< percent; a narrower bar could not be hit
+constexpr int slots_of_many = 240;       ///< bars a lane when they sum up
+constexpr double least_bar_width = 0.35; ///< percent; a narrower bar could not be hit
 constexpr std::size_t longest_title = 300;
 
 struct Bar {
@@ -139,8 +139,9 @@ private:
             const Call& call = m_Trace.calls[bar.call];
             m_Page << "<a href=\"#c" << m_Overview.numbers[bar.call] << "\" tabindex=\"-1\" class=\""
                    << (call.worst == Severity::Error && summed_up ? "red" : Colour_Class(call)) << "\"><rect x=\""
-                   << Percent(bar.start) << "\" y=\"4\" width=\"" << Percent(std::max(bar.end - bar.start, least_width))
-                   << "\" height=\"16\"" << Faintness(bar) << "><title>";
+                   << Percent(bar.start) << "\" y=\"4\" width=\""
+                   << Percent(std::max(bar.end - bar.start, least_bar_width)) << "\" height=\"16\"" << Faintness(bar)
+                   << "><title>";
             if (bar.count > 1) {
                 m_Page << bar.count << " calls, " << bar.errors << " with errors; the first of the worst: ";
             }
