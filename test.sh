@@ -2,10 +2,10 @@
 # Sets up what is missing, then checks and tests everything.
 #
 #   ./test.sh           the checks; builds and tests for Linux, plain and with sanitizers,
-#                       and for Windows, under Wine
+#                       fuzzers, and for Windows, under Wine
 #   ./test.sh --quick   the checks; the plain Linux build and its tests only
-#   ./test.sh --long    all of that, static analysis, the thread sanitizer, and the long form of the tests
-#                       of reliability: takes hours
+#   ./test.sh --long    all of that, static analysis, and the long form of the tests of reliability:
+#                       takes an hour and a half
 #   ./test.sh --coverage   nothing but which lines and branches the unit tests run
 #
 # Ends with a summary and a line "N passed, N failed"; exit status 0 when nothing failed.
@@ -138,7 +138,9 @@ main() {
         export UBSAN_OPTIONS=print_stacktrace=1
         build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize
 
-        check "fuzzers" fuzz/run.sh "${QEL_FUZZ_SECONDS:-10}"
+        build_and_test "Linux threads with the thread sanitizer" linux-thread reliability_threads
+        # The long form gives each of them ten times as much.
+        [ "$long" = yes ] || check "fuzzers" fuzz/run.sh "${QEL_FUZZ_SECONDS:-60}"
         check "two unit test programs under valgrind" scripts/valgrind.sh --short
 
         # Some of these tests compare with the Linux program built above.
@@ -150,7 +152,6 @@ main() {
     if [ "$long" = yes ]; then
         check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
         check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows
-        build_and_test "Linux threads with the thread sanitizer" linux-thread reliability_threads
         check "reliability, the long form" scripts/reliability.sh "$logs/reliability.md"
     fi
     summarise
