@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# Static analysis with clang-tidy of the product's own sources, as a configured build compiles them.
+# Static analysis with clang-tidy of the product's own sources, each by itself.
 #
-#   scripts/tidy.sh linux      build/linux: everything but the Windows services
-#   scripts/tidy.sh windows    build/windows: the Windows services
+#   scripts/tidy.sh linux      everything but the Windows services
+#   scripts/tidy.sh windows    the Windows services
 #
 # Exit status 0: nothing found.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-commands=build/${1:-}
+platform=${1:-}
+commands=build/tidy/$platform
 options=()
-case "${1:-}" in
+case "$platform" in
 linux)
     mapfile -t files < <(find filecache trace util mime platform/posix tools -name '*.cpp' ! -name '*_windows.cpp')
     ;;
@@ -23,16 +24,16 @@ windows)
         options+=("--extra-arg=-isystem$folder")
     done < <("$compiler" -x c++ -E -v /dev/null 2>&1 | sed -n '/^#include <\.\.\.>/,/^End of search list/s/^ //p' |
         grep -v 'gcc/[^/]*/[^/]*/include\(-fixed\)\?$')
-    # An option that Clang does not know.
-    commands=build/windows/tidy
-    mkdir -p "$commands"
-    sed 's/-fno-keep-inline-dllexport//' build/windows/compile_commands.json >"$commands/compile_commands.json"
     ;;
 *)
     echo "tidy.sh: name a preset, linux or windows" >&2
     exit 2
     ;;
 esac
+
+cmake --preset "$platform" -B "$commands" -DQEL_IN_GROUPS=OFF -DQEL_BUILD_TESTS=OFF >/dev/null
+# An option that Clang does not know.
+sed -i 's/-fno-keep-inline-dllexport//' "$commands/compile_commands.json"
 
 # One file a process: with several, what clang-tidy learns of one colours what it says of the next.
 printf '%s\0' "${files[@]}" |
