@@ -71,6 +71,10 @@ void Server_Connection::Reset() {
     m_Is_Open = false;
 }
 
+void Server_Connection::Close_Tls() {
+    SSL_shutdown(m_Ssl.get());
+}
+
 bool Server_Connection::Start_Tls(SSL_CTX* context) {
     m_Ssl.reset(SSL_new(context));
     SSL_set_fd(m_Ssl.get(), m_Socket.Get());

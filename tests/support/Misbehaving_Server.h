@@ -45,6 +45,9 @@ public:
     /// Ends the connection with a TCP reset.
     void Reset();
 
+    /// Tells a TLS client that nothing more comes, which the end of the connection alone does not.
+    void Close_Tls();
+
 private:
     friend class Misbehaving_Server;
 

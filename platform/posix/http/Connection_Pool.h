@@ -33,10 +33,14 @@ public:
     /// Set when a TLS handshake ended because the server's certificate is revoked.
     bool& Is_Certificate_Revoked() { return m_Is_Certificate_Revoked; }
 
+    /// Set when the server has told by TLS that nothing more comes.
+    bool& Is_Tls_Closed() { return m_Is_Tls_Closed; }
+
 private:
     Connection() = default;
 
-    bool m_Is_Certificate_Revoked = false; // its address is known to the TLS connection
+    bool m_Is_Certificate_Revoked = false; // the addresses of the two are known to the TLS connection
+    bool m_Is_Tls_Closed = false;
 
     struct Easy_Deleter {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }

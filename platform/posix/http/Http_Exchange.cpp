@@ -8,6 +8,7 @@
 #include <sys/ioctl.h>
 #include <sys/select.h>
 
+#include "platform/posix/http/Tls_Closure.h"
 #include "platform/posix/http/WinInet_Error.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -46,6 +47,10 @@ bool Is_Interim(long status) {
     return status >= 100 && status < 200;
 }
 
+bool Has_Body(long status) {
+    return status != 204 && status != 304;
+}
+
 } // namespace
 
 Http_Exchange::Http_Exchange(Connection& connection, Http_Method method, const Http_Url& url,
@@ -71,6 +76,9 @@ std::optional<Http_Failure> Http_Exchange::Conclude(CURLcode result) {
     if (result != CURLE_OK || !m_Has_Headers) {
         return Failure(result != CURLE_OK ? result : CURLE_GOT_NOTHING);
     }
+    if (m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Is_Tls_Closed()) {
+        return Cut_Body_Failure();
+    }
     auto* const easy = m_Connection.Easy();
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &m_Answer.status);
     const char* redirect_url = nullptr;
@@ -84,6 +92,7 @@ std::optional<Http_Failure> Http_Exchange::Conclude(CURLcode result) {
 void Http_Exchange::Set_Options() {
     auto* const easy = m_Connection.Easy();
     m_Connection.Is_Certificate_Revoked() = false;
+    m_Connection.Is_Tls_Closed() = false;
     curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, m_Curl_Message.data());
     curl_easy_setopt(easy, CURLOPT_URL, m_Url.Text().c_str());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
@@ -201,6 +210,7 @@ std::int64_t Http_Exchange::Microseconds(CURLINFO info) const {
 void Http_Exchange::On_Handshake(SSL_CTX* context) {
     m_Handshake_Started = Clock::now();
     m_Is_In_Handshake = true;
+    Watch_Tls_Closure(context, m_Connection.Is_Tls_Closed());
     if (m_Check == Certificate_Check::Verify) {
         Refuse_Revoked_Certificates(context, m_Connection.Is_Certificate_Revoked());
     }
@@ -241,10 +251,10 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
         m_Answer.headers.Clear();
         return true;
     }
-    return On_Headers_End();
+    return On_Headers_End(status);
 }
 
-bool Http_Exchange::On_Headers_End() {
+bool Http_Exchange::On_Headers_End(long status) {
     // Transfer codings may be used only when they were asked for. A compressed one could in
     // addition grow without bounds here.
     const auto codings = m_Answer.headers.Values("Transfer-Encoding");
@@ -259,6 +269,9 @@ bool Http_Exchange::On_Headers_End() {
                      [&](const auto& length) { return length == lengths.front() && Is_Length(length); })) {
         return Refuse(Error_Http_Invalid_Server_Response, "sent an answer of unclear length");
     }
+    const bool is_chunked = std::any_of(codings.begin(), codings.end(),
+                                        [](const auto& coding) { return Equal_Without_Case(coding, "chunked"); });
+    m_Ends_With_Connection = m_Method == Http_Method::Get && Has_Body(status) && lengths.empty() && !is_chunked;
     m_Has_Headers = true;
     m_Headers_End = Clock::now();
     m_Last_Body_Packet = m_Headers_End;

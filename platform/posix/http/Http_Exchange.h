@@ -77,7 +77,7 @@ private:
     /// The request is about to be sent on an open connection.
     void On_Connected();
     bool On_Header_Line(std::string_view line);
-    bool On_Headers_End();
+    bool On_Headers_End(long status);
     bool On_Body(std::string_view bytes);
 
     /// Notes why the answer is refused; false, for the caller to return.
@@ -90,6 +90,7 @@ private:
     Http_Failure Certificate_Failure() const;
     Http_Failure Revoked_Failure() const;
     Http_Failure Bad_Answer_Failure() const;
+    Http_Failure Cut_Body_Failure() const;
     Http_Failure Connection_Failure(std::uint32_t error, const char* what) const;
     /// A failure that the system has a cause for.
     Http_Failure System_Failure(std::uint32_t error, const char* what) const;
@@ -116,6 +117,7 @@ private:
     bool m_Is_Connected = false;
     bool m_Is_Request_Taken = false;
     bool m_Has_Headers = false;
+    bool m_Ends_With_Connection = false; ///< nothing in the answer tells where its body ends
 
     std::size_t m_Header_Bytes = 0;
     std::optional<Step> m_Timed_Out_Step;

@@ -124,6 +124,13 @@ Http_Failure Http_Exchange::Bad_Answer_Failure() const {
                                                     "server, and the port."};
 }
 
+Http_Failure Http_Exchange::Cut_Body_Failure() const {
+    return {Error_Internet_Connection_Aborted,
+            "The server " + m_Url.Server() +
+                " ended the connection without a word, so its answer may have been cut on the way. Try again, and "
+                "have the server send a Content-Length."};
+}
+
 Http_Failure Http_Exchange::Revoked_Failure() const {
     return {Error_Internet_Cert_Revoked, "The certificate of the server " + m_Url.Server() +
                                              " has been revoked by its authority. Do not trust this server until it "
