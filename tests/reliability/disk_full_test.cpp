@@ -3,6 +3,7 @@
 // A limit on the length of a file does the same to a process as a full disk, and needs no rights.
 // Where a file system can be mounted, a real one is filled as well.
 
+#include "tests/reliability/support/Amount.h"
 #include "tests/reliability/support/Cache_Home.h"
 #include "tests/reliability/support/Worker_Process.h"
 
@@ -129,7 +130,7 @@ TEST_F(Disk_Full, WhileACopyIsWrittenCutsDownloadsUntilTheyChangeAndLeavesNoPart
     std::mt19937 random(4711); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same limits in each run
     int cut_copies = 0;
     int whole_copies = 0;
-    const int rounds = Rounds("QEL_DISK_FULL_ROUNDS", 20);
+    const int rounds = Amount("QEL_DISK_FULL_ROUNDS", 20, 5);
     for (int round = 0; round < rounds; ++round) {
         const std::size_t limit = std::uniform_int_distribution<std::size_t>(1, 4000)(random);
         SCOPED_TRACE("files of " + std::to_string(limit) + " bytes");

@@ -1,5 +1,6 @@
 // A process that uses the cache is killed at a random moment, again and again in the same directory.
 
+#include "tests/reliability/support/Amount.h"
 #include "tests/reliability/support/Cache_Home.h"
 #include "tests/reliability/support/Worker_Process.h"
 
@@ -96,7 +97,8 @@ protected:
         Expect_Equal(next.m_Cache_Entries, Loaded());
     }
 
-    const unsigned seed = static_cast<unsigned>(Rounds("QEL_KILL_SEED", static_cast<int>(std::random_device()() >> 1)));
+    const unsigned seed =
+        static_cast<unsigned>(Amount("QEL_KILL_SEED", static_cast<int>(std::random_device()() >> 1), 0));
     std::mt19937 random{seed}; // NOLINT(cert-msc32-c,cert-msc51-cpp): the seed is printed
     std::vector<std::string> requests;
     int damaged_files = 0;
@@ -105,7 +107,7 @@ protected:
 };
 
 TEST_F(Killed, AtAnyMomentAProcessLeavesADirectoryThatServesWholeDocuments) {
-    const int rounds = Rounds("QEL_KILL_ROUNDS", Usual_Rounds);
+    const int rounds = Amount("QEL_KILL_ROUNDS", Usual_Rounds);
     const Files surroundings_before = Surroundings();
     for (int round = 0; round < rounds && !HasFatalFailure(); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
@@ -126,7 +128,7 @@ TEST_F(Killed, AtAnyMomentAProcessLeavesADirectoryThatServesWholeDocuments) {
 #ifndef _WIN32
 /// What did not fit is cut and stays so until its document changes; then all is well again.
 TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
-    const int rounds = std::max(1, Rounds("QEL_KILL_ROUNDS", Usual_Rounds) / 5);
+    const int rounds = std::max(1, Amount("QEL_KILL_ROUNDS", Usual_Rounds) / 5);
     int cut_copies = 0;
     for (int round = 0; round < rounds && !HasFatalFailure(); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));

@@ -1,6 +1,7 @@
 // Many threads, one cache directory: mixed operations on one object and its copies. Meant for
 // ThreadSanitizer, and sound without.
 
+#include "tests/reliability/support/Amount.h"
 #include "tests/reliability/support/Cache_Home.h"
 #include "trace/Set_Trace_Level.h"
 
@@ -156,9 +157,9 @@ protected:
 
 TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
 #ifdef _WIN32
-    const int operations = Rounds("QEL_THREAD_OPERATIONS", 3); // they take their time under Wine
+    const int operations = Amount("QEL_THREAD_OPERATIONS", 3); // they take their time under Wine
 #else
-    const int operations = Rounds("QEL_THREAD_OPERATIONS", 10);
+    const int operations = Amount("QEL_THREAD_OPERATIONS", 10);
 #endif
     constexpr QELPCTRC_LEVEL levels[] = {QELPCTRC_OFF, QELPCTRC_ADDITIONAL_DATA, QELPCTRC_ERROR, QELPCTRC_TIME_STAMPED,
                                          QELPCTRC_OFF};

@@ -1,6 +1,7 @@
 // Processes that trace at the same time to one place. Each has a trace file of its own; where none can
 // be opened, all of them write to the standard error stream, which they may share.
 
+#include "tests/reliability/support/Amount.h"
 #include "tests/reliability/support/Trace_Line.h"
 #include "tests/reliability/support/Worker_Process.h"
 #include "tests/support/Temporary_Directory.h"
@@ -103,8 +104,7 @@ private:
 };
 
 TEST_F(Two_Processes, TearNoLine) {
-    const char* const asked = std::getenv("QEL_TRACE_LINES");
-    const int lines = (asked != nullptr ? std::atoi(asked) : 20000) / 4; // of each of four threads
+    const int lines = Amount("QEL_TRACE_LINES", 20000, 4) / 4; // of each of four threads
     {
         Worker_Process first = Writer(1, lines);
         Worker_Process second = Writer(2, lines);

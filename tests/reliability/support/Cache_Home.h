@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -46,12 +45,6 @@ public:
     Host_Thread(const Host_Thread&) = delete;
     Host_Thread& operator=(const Host_Thread&) = delete;
 };
-
-/// How often something is done: the number in an environment variable, or a small one of the test's.
-inline int Rounds(const char* variable, int usual) {
-    const char* const asked = std::getenv(variable);
-    return asked != nullptr && *asked != '\0' ? std::atoi(asked) : usual;
-}
 
 /// A cache directory of the real disk with its surroundings, a configuration, a share that is a
 /// directory, and documents on a web server.
