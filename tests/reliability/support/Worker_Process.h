@@ -16,8 +16,13 @@ public:
     Worker_Process(const Worker_Process&) = delete;
     Worker_Process& operator=(const Worker_Process&) = delete;
 
+    /// What Kill() answers with when it was what ended the process.
+    static const int Killed;
+
     /// Ends it on the spot: no destructor, no handler, no flush.
-    void Kill();
+    /// @return Killed; otherwise what the process had ended with before: its exit status, or minus the number
+    ///         of its signal.
+    int Kill();
 
     /// Waits for its own end. @return its exit status.
     int Wait();

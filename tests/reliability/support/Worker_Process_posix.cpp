@@ -22,15 +22,16 @@ Worker_Process::Worker_Process(const std::string& program, const std::vector<std
 }
 
 Worker_Process::~Worker_Process() {
-    Kill();
+    if (m_State) {
+        Kill();
+    }
 }
 
-void Worker_Process::Kill() {
-    if (m_State) {
-        m_State->process.Signal(SIGKILL);
-        m_State->process.Wait();
-        m_State.reset();
-    }
+const int Worker_Process::Killed = -SIGKILL;
+
+int Worker_Process::Kill() {
+    m_State->process.Signal(SIGKILL);
+    return Wait();
 }
 
 int Worker_Process::Wait() {

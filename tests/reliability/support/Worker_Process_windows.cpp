@@ -33,15 +33,16 @@ Worker_Process::Worker_Process(const std::string& program, const std::vector<std
 }
 
 Worker_Process::~Worker_Process() {
-    Kill();
+    if (m_State) {
+        Kill();
+    }
 }
 
-void Worker_Process::Kill() {
-    if (m_State) {
-        TerminateProcess(m_State->process.hProcess, 9);
-        WaitForSingleObject(m_State->process.hProcess, INFINITE);
-        m_State.reset();
-    }
+const int Worker_Process::Killed = 0x4B494C4C; // a status that no program and no exception has
+
+int Worker_Process::Kill() {
+    TerminateProcess(m_State->process.hProcess, static_cast<UINT>(Killed));
+    return Wait();
 }
 
 int Worker_Process::Wait() {
