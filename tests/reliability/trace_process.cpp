@@ -1,7 +1,8 @@
 // A process that traces, or that holds the trace lock, for a test that runs several at a time.
 //
-//   trace_process write NUMBER LINES    LINES lines in each of two threads; 0: until it is killed
-//   trace_process hold READY_FILE       takes the lock, tells so by creating the file, and keeps it
+//   trace_process write NUMBER LINES READY_FILE    LINES lines in each of two threads; 0: until it is killed.
+//                                                  Creates the file when both threads run.
+//   trace_process hold READY_FILE                  takes the lock, tells so by creating the file, and keeps it
 
 #include "tests/reliability/support/Trace_Line.h"
 #include "trace/Set_Trace_Level.h"
@@ -10,6 +11,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <latch>
 #include <string>
 #include <thread>
 
@@ -43,13 +45,19 @@ int main(int argc, char** argv) {
     if (argc == 3 && std::string(argv[1]) == "hold") {
         return Hold(argv[2]);
     }
-    if (argc != 4) {
+    if (argc != 5) {
         return 2;
     }
     QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
     const int process = std::atoi(argv[2]);
     const int lines = std::atoi(argv[3]);
-    std::thread second([=] { Write(process, 1, lines); });
+    std::latch second_runs(1);
+    std::thread second([&] {
+        second_runs.count_down();
+        Write(process, 1, lines);
+    });
+    second_runs.wait();
+    std::ofstream(argv[4]) << "begins";
     Write(process, 0, lines);
     second.join();
     return 0;
