@@ -17,7 +17,7 @@ namespace {
 using std::chrono::milliseconds;
 
 #ifdef _WIN32
-constexpr int Usual_Rounds = 6; // processes start slowly under Wine
+constexpr int Usual_Rounds = 12; // processes start slowly under Wine
 #else
 constexpr int Usual_Rounds = 25;
 #endif
@@ -36,8 +36,9 @@ protected:
         std::cout << "QEL_KILL_SEED=" << seed << '\n';
     }
 
-    void Publish_Any() {
-        const std::string& request = requests[Random(requests.size())];
+    void Publish_Any() { Publish(requests[Random(requests.size())]); }
+
+    void Publish(const std::string& request) {
         if (request.starts_with("http:")) {
             web.Publish(Name_In(request));
         } else {
@@ -75,7 +76,22 @@ protected:
             Publish_Any();
             std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
         }
+        if (Random(2) == 0) {
+            Wait_For_Another_Copy();
+        }
         EXPECT_EQ(worker.Kill(), Worker_Process::Killed) << "it ended by itself";
+    }
+
+    /// Returns while a process replaces a copy. Where processes mostly wait for servers, hardly any random
+    /// moment is such a one.
+    void Wait_For_Another_Copy() {
+        for (const std::string& request : requests) {
+            Publish(request);
+        }
+        const std::set<std::string> before = Copies();
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (Copies() == before && std::chrono::steady_clock::now() < limit) {
+        }
     }
 
     /// What the next process finds and does.
@@ -161,8 +177,7 @@ TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
             }
         }
         for (const std::string& request : requests) {
-            request.starts_with("http:") ? static_cast<void>(web.Publish(Name_In(request)))
-                                         : Publish_On_Share(Name_In(request));
+            Publish(request);
         }
         CFileCache next(std::make_shared<Failing_OS_Wrapper>(share_folder));
         next.Set_Cache_Directory(Cache_Directory());
