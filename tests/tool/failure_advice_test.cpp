@@ -49,7 +49,37 @@ TEST(Failure_Advice, TakesTheCauseFromTheTransportError) {
     outcome.additional_error_info = "===\nFile: https://server/file\nDescription: The certificate has expired.\r\n\n";
     EXPECT_EQ(Explain_Failure(outcome),
               "The certificate has expired\n"
-              "  Next: check the server's name and port, the network, and for https the certificate.");
+              "  Next: check the server's name and port, the network, and for https the certificate; ask 'qelfilecache "
+              "explain --check REQUEST', which shows the server's status or the error's number.");
+}
+
+TEST(Failure_Advice, SendsToTheCheckWhereTheCacheKeepsNoCause) {
+    Request_Outcome outcome = Unserved("https://server/file");
+    outcome.http_error = 2;
+    EXPECT_EQ(Explain_Failure(outcome),
+              "the download failed: the server answered with an error status, or the copy could not be written\n"
+              "  Next: ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's "
+              "number; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.");
+}
+
+TEST(Failure_Advice, OfAnOldCopyHasCauseAndRemedyToo) {
+    Request_Outcome outcome = Unserved("https://server/file");
+    outcome.path = "/cache/copy.xml";
+    outcome.http_error = 2;
+    EXPECT_THAT(Explain_Old_Copy(outcome), HasSubstr("could not be written; this is the copy of an earlier download\n"
+                                                     "  Next: ask 'qelfilecache explain --check REQUEST'"));
+    outcome.additional_error_info = "===\nFile: https://server/file\nDescription: It expired. Renew it.\n";
+    EXPECT_EQ(Explain_Old_Copy(outcome), "It expired; this is the copy of an earlier download\n  Next: Renew it.");
+    outcome = Unserved("\\\\server\\share\\file");
+    outcome.file_share_error = 2;
+    EXPECT_THAT(Explain_Old_Copy(outcome),
+                StartsWith("the file could not be copied from the share; this is the copy of "
+                           "an earlier download\n  Next: check the server"));
+}
+
+TEST(Failure_Advice, TellsADirectoryFromAMissingFile) {
+    const std::string directory = std::filesystem::current_path().string();
+    EXPECT_EQ(Explain_Failure(Unserved(directory)), "it is a directory\n  Next: name a file in it.");
 }
 
 TEST(Failure_Advice, TakesTheRemedyFromTheTransportErrorToo) {
@@ -87,7 +117,10 @@ TEST(Failure_Advice, NamesASchemeThatIsNotServed) {
 
 TEST(Failure_Advice, ShowsHowAFileUrlIsWritten) {
     EXPECT_THAT(Explain_Failure(Unserved("file:C:/x.xml")), StartsWith("this form of file URL is not supported"));
-    EXPECT_THAT(Explain_Failure(Unserved("file:///etc/missing")), StartsWith("the file URL names no file that exists"));
+    EXPECT_THAT(Explain_Failure(Unserved("file:///C:/missing")), StartsWith("the file URL names no file that exists"));
+    EXPECT_EQ(Explain_Failure(Unserved("file:///etc/hostname")),
+              "a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
+              "  Next: give the path without \"file://\".");
 }
 
 TEST(Failure_Advice, ShowsHowAShareIsWritten) {

@@ -12,10 +12,13 @@ namespace QEL::FrontEnd::Tool {
 namespace {
 
 constexpr const char* trace_advice = "see every step with --trace-level 4 --trace-dir DIR";
+constexpr const char* check_advice =
+    "ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
+constexpr const char* next_step = "\n  Next: ";
 
 /// Two lines: what happened, and what to do next.
 std::string Advice(const std::string& cause, const std::string& remedy) {
-    return cause + "\n  Next: " + remedy + ".";
+    return cause + next_step + remedy + ".";
 }
 
 bool Begins_With(std::string_view text, std::string_view prefix) {
@@ -62,7 +65,9 @@ std::string Transport_Error(const Request_Outcome& outcome) {
 std::string Explain_Transport_Error(const std::string& description) {
     const auto cause_end = description.find(". ");
     if (cause_end == std::string::npos) {
-        return Advice(description, "check the server's name and port, the network, and for https the certificate");
+        return Advice(description, std::string("check the server's name and port, the network, and for https the "
+                                               "certificate; ") +
+                                       check_advice);
     }
     return Advice(description.substr(0, cause_end), description.substr(cause_end + 2));
 }
@@ -78,8 +83,9 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
     if (const std::string transport_error = Transport_Error(outcome); !transport_error.empty()) {
         return Explain_Transport_Error(transport_error);
     }
-    return Advice("the download failed: the server answered with an error such as 404, or not at all",
-                  std::string("open the address in a browser to see whether it exists; ") + trace_advice);
+    // The cache keeps no status; where the connection failed, it mostly keeps a text.
+    return Advice("the download failed: the server answered with an error status, or the copy could not be written",
+                  std::string(check_advice) + "; if that finds no fault, " + trace_advice);
 }
 
 std::string Explain_Share_Failure(int file_share_error) {
@@ -134,8 +140,17 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
         return Advice("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
                       "open it from the share, or use another --request-kind");
     }
+    std::error_code ignored;
+    if (!is_file_url && std::filesystem::is_directory(Host::To_Path(request), ignored)) {
+        return Advice("it is a directory", "name a file in it");
+    }
     if (Begins_With(request, "//")) {
         return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
+    }
+    if (constexpr std::string_view drive_url = "file:///";
+        Begins_With(request, drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
+        return Advice("a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file",
+                      "give the path without \"file://\"");
     }
     if (is_file_url) {
         return Advice("the file URL names no file that exists", "check the path, or give it as a plain path");
@@ -190,6 +205,11 @@ std::string Explain_Failure(const Request_Outcome& outcome) {
         return Explain_Share_Failure(*outcome.file_share_error);
     }
     return Explain_Local_Failure(outcome);
+}
+
+std::string Explain_Old_Copy(const Request_Outcome& outcome) {
+    std::string advice = Explain_Failure(outcome);
+    return advice.insert(advice.find(next_step), "; this is the copy of an earlier download");
 }
 
 } // namespace QEL::FrontEnd::Tool

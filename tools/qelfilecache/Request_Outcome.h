@@ -23,4 +23,7 @@ std::string Malformation(const std::string& url);
 /// For a request that was not served: why, and what to do next, in two lines.
 std::string Explain_Failure(const Request_Outcome& outcome);
 
+/// The same for a request that was served from the copy of an earlier download.
+std::string Explain_Old_Copy(const Request_Outcome& outcome);
+
 } // namespace QEL::FrontEnd::Tool

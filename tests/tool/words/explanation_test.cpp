@@ -78,31 +78,111 @@ TEST(Explanation, OfAFreshCopyTellsHowLong) {
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "other"))).verdict,
               verdict + "; the copy is out of date until then.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
-              verdict + "; at the moment the server does not answer (error 12002).");
+              verdict + "; at the moment the server did not answer in time (error 12002).");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(404, ""))).verdict,
-              verdict + "; at the moment the server does not hand the file out (status 404).");
+              verdict + "; at the moment the server answers with status 404.");
 }
 
 TEST(Explanation, OfAStaleCopyTellsWhatTheServerDecides) {
     const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
     EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict,
-              "would make the cache ask the server; if it does not answer, " + copy + " is served.");
+              "would make the cache ask the server; when neither that nor a download succeeds, " + copy +
+                  " is served.");
     EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "stamp"))).verdict,
               "would be served from the copy, because the server has the same version.");
     EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "other"))).verdict,
               "would be served from a new copy, because the server has another version.");
     EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, ""))).verdict,
               "would be served from a new copy, because the server does not tell whether its file has changed.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(405, ""))).verdict,
-              "would be served from " + copy +
-                  ", because the server does not hand the file out (status 405), unless a download succeeds all the "
-                  "same.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Failure(12045, Second_Attempt::Failed))).verdict,
-              "would be served from " + copy + ", because the server does not answer (error 12045).");
     Inspected_Entry of_unknown_age = An_Entry(false);
     of_unknown_age.last_checked_remotely = 0;
-    EXPECT_EQ(Explain(A_Request(of_unknown_age)).verdict,
-              "would make the cache ask the server; if it does not answer, the copy, of unknown age, is served.");
+    EXPECT_EQ(
+        Explain(A_Request(of_unknown_age)).verdict,
+        "would make the cache ask the server; when neither that nor a download succeeds, the copy, of unknown age, "
+        "is served.");
+}
+
+TEST(Explanation, TellsThatADownloadFollowsEveryFailedCheck) {
+    const std::pair<Remote_Answer, const char*> checks[] = {
+        {An_Answer(405, ""), "the server answers with status 405"},
+        {An_Answer(500, ""), "the server answers with status 500"},
+        {A_Failure(12029, Second_Attempt::Failed), "the server cannot be connected to (error 12029)"},
+        {A_Failure(0, Second_Attempt::Not_Needed), "the request could not be sent"}};
+    const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
+    for (const auto& [check, why] : checks) {
+        const auto explained = A_Request(An_Entry(false), check);
+        EXPECT_EQ(Explain(explained).verdict,
+                  "would make the cache try a download next, as the check failed: " + std::string(why) +
+                      "; when that fails as well, " + copy + " is served.");
+        EXPECT_THAT(Steps(explained), HasSubstr("an error or no answer: the file is downloaded again; when that fails, "
+                                                "the copy is served, however old it is."));
+    }
+}
+
+TEST(Explanation, HasAPhraseForEachKindOfError) {
+    const std::pair<std::uint32_t, const char*> errors[] = {
+        {12002, "the server did not answer in time"},
+        {12007, "the server's name cannot be resolved"},
+        {12037, "the server's certificate does not hold"},
+        {12045, "the server's certificate does not hold"},
+        {12044, "the server wants a certificate of the client, and the cache has none to show"},
+        {12152, "the server's answer is not valid HTTP"},
+        {12156, "the server redirects the request too often, or from https to http"},
+        {12157, "no secure connection came about"},
+        {12099, "the request failed on its way"}};
+    for (const auto& [number, phrase] : errors) {
+        EXPECT_EQ(Explain(A_Request({}, A_Failure(number, Second_Attempt::Failed))).verdict,
+                  "would not be served: there is no copy, and " + std::string(phrase) + " (error " +
+                      std::to_string(number) + ").");
+    }
+}
+
+TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
+    for (const long status : {405, 501}) {
+        const Explanation explanation = Explain(A_Request({}, An_Answer(status, "")));
+        EXPECT_TRUE(explanation.served);
+        EXPECT_EQ(explanation.verdict,
+                  "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
+                  "the server answers with status " +
+                      std::to_string(status) + " to the question alone.");
+    }
+}
+
+TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
+    auto explained = A_Request(An_Entry(true));
+    EXPECT_THAT(Steps(explained), HasSubstr("A shorter period shows it sooner; 0 asks with every request."));
+    explained.request.entry->last_checked_remotely = present + 50 * minute;
+    for (const char* const period : {"0", "60"}) {
+        explained.expiry_period.value = period;
+        EXPECT_THAT(Steps(explained),
+                    AllOf(HasSubstr("which lies in the future"), Not(HasSubstr("shows it sooner")),
+                          HasSubstr("No shorter period changes that before " + Local_Time_Text(present + 50 * minute) +
+                                    "; 'qelfilecache clear' does")));
+    }
+    explained.request.entry->last_checked_remotely = present;
+    explained.expiry_period.value = "0";
+    EXPECT_THAT(Steps(explained), Not(HasSubstr("horter period")));
+}
+
+TEST(Explanation, TellsThatNoTimeOfChangeIsKnown) {
+    auto explained = A_Request(An_Entry(true));
+    explained.request.entry->last_modified.clear();
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("nothing was told (no Last-Modified)."), Not(HasSubstr("last changed at"))));
+}
+
+TEST(Explanation, OfAPeriodWithoutEndNamesNoUnknownTime) {
+    auto explained = A_Request(An_Entry(true));
+    explained.request.entry->fresh_until = present + 4294967295 * minute;
+    EXPECT_EQ(Explain(explained).verdict,
+              "would be served from the copy without asking the server until the year 3000 or later.");
+}
+
+TEST(Explanation, NamesNoCulpritForAMissingCopy) {
+    auto explained = A_Request(An_Entry(false));
+    explained.request.entry->copy_exists = false;
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("'qelfilecache clear' deletes copies, and so may another program"),
+                                        Not(HasSubstr("somebody"))));
 }
 
 TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
@@ -142,6 +222,9 @@ TEST(Explanation, TellsAConnectionErrorFromACertificateError) {
     auto plain = A_Request({}, A_Failure(12029, Second_Attempt::Failed));
     plain.request.normalised = plain.request.request = "http://server/a.xml";
     EXPECT_THAT(Steps(plain), Not(HasSubstr("certificate")));
+    EXPECT_THAT(Steps(A_Request({}, A_Failure(12175, Second_Attempt::Failed))),
+                AllOf(HasSubstr("check the server's certificate"), Not(HasSubstr("is not the cause"))));
+    EXPECT_THAT(Steps(A_Request({}, A_Failure(12044, Second_Attempt::Failed))), HasSubstr("is not the cause"));
 }
 
 TEST(Explanation, OfAShareTellsTheTimeOfTheFile) {
@@ -155,7 +238,9 @@ TEST(Explanation, OfAShareTellsTheTimeOfTheFile) {
                       HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."), Not(HasSubstr("certificate"))));
     explained.remote = A_Failure(53, Second_Attempt::Not_Needed);
     EXPECT_THAT(Steps(explained), HasSubstr("the share does not show the file. Error 53: the server cannot be found"));
-    EXPECT_THAT(Explain(explained).verdict, HasSubstr("because the share does not show the file (error 53)."));
+    EXPECT_THAT(Explain(explained).verdict,
+                HasSubstr("would make the cache try copying the file next, as the check failed: the server cannot be "
+                          "found or does not answer (error 53); when that fails as well, the copy"));
 }
 
 TEST(Explanation, SteersNoTerminal) {

@@ -81,7 +81,7 @@ void Write_Explanation(const std::string& request, const Explanation& explanatio
     for (const std::string& step : explanation.steps) {
         Write_Result(Wrapped("  " + std::to_string(++number) + ". ", step));
     }
-    Write_Result(emphasised("  => The request " + explanation.verdict));
+    Write_Result(emphasised(Wrapped("  => ", "The request " + explanation.verdict)));
 }
 
 nlohmann::ordered_json Answer_To(const Explained_Request& explained, const Explanation& explanation,

@@ -27,6 +27,11 @@ const char* The_Other_Side(Kind kind) {
     return kind == Kind::Share ? "the share" : "the server";
 }
 
+/// What follows a check that does not find the copy current.
+const char* A_Download(Kind kind) {
+    return kind == Kind::Share ? "copying the file" : "a download";
+}
+
 /// Where a number of the configuration comes from, such as "LandscapeCacheExpiryPeriod in FILE".
 std::string Origin_Of(const Inspected_Setting& setting) {
     if (setting.source.empty()) {
@@ -43,9 +48,6 @@ std::string Origin_Of(const Inspected_Setting& setting) {
 /// The remote side's stamp as people write it: of a share file a time, of a web file what its server
 /// says.
 std::string Stamp_Text(Kind kind, const std::string& stamp) {
-    if (stamp.empty()) {
-        return "none";
-    }
     std::uint64_t moment = 0;
     const char* const end = stamp.data() + stamp.size();
     if (kind == Kind::Share && std::from_chars(stamp.data(), end, moment).ptr == end) {
@@ -103,14 +105,30 @@ std::string Entry_Step(const Explained_Request& explained) {
     const Inspected_Entry& entry = *request.entry;
     if (!entry.copy_exists) {
         return "The cache has an entry for it, but its copy " + Quoted(entry.copy) +
-               " is gone: somebody deleted it. A program that starts now forgets the entry.";
+               " is gone: 'qelfilecache clear' deletes copies, and so may another program. A program that starts now "
+               "forgets the entry.";
     }
     std::string step = "The cache has a copy of it: " + Quoted(entry.copy);
     if (explained.copy_size) {
         step += ", " + Size_Text(*explained.copy_size);
     }
-    return step + ". " + (request.kind == Kind::Share ? "The share" : "The server") +
-           "'s file was then last changed at " + Stamp_Text(request.kind, entry.last_modified) + ".";
+    step += ". ";
+    if (entry.last_modified.empty()) {
+        return step + "Of when its file was last changed, nothing was told (no Last-Modified).";
+    }
+    return step + (request.kind == Kind::Share ? "The share" : "The server") + "'s file was then last changed at " +
+           Stamp_Text(request.kind, entry.last_modified) + ".";
+}
+
+/// What makes a change on the other side show before a fresh copy is asked about.
+std::string How_To_See_A_Change(const Explained_Request& explained) {
+    const std::uint64_t last_checked = explained.request.entry->last_checked_remotely;
+    if (last_checked > explained.request.now) {
+        // The period counts from there, so that even 0 asks nobody before.
+        return " No shorter period changes that before " + Local_Time_Text(last_checked) +
+               "; 'qelfilecache clear' does, for every copy of this cache.";
+    }
+    return explained.expiry_period.value == "0" ? "" : " A shorter period shows it sooner; 0 asks with every request.";
 }
 
 std::string Freshness_Step(const Explained_Request& explained) {
@@ -123,8 +141,8 @@ std::string Freshness_Step(const Explained_Request& explained) {
                        (minutes == "1" ? " minute (" : " minutes (") + Origin_Of(explained.expiry_period) + "). ";
     if (entry.fresh) {
         return step + "So it is fresh until " + Local_Time_Text(entry.fresh_until) +
-               ", and until then nobody is asked: a change on " + other_side +
-               " does not show. A shorter period shows it sooner; 0 asks with every request.";
+               ", and until then nobody is asked: a change on " + other_side + " does not show." +
+               How_To_See_A_Change(explained);
     }
     return step + "So it is fresh no more, and " + other_side + " is asked with the next request.";
 }
@@ -141,8 +159,9 @@ std::string Question_Step(const Explained_Request& explained) {
     const char* const question =
         request.kind == Kind::Share ? "the time of its last change" : "its Last-Modified (HEAD)";
     return std::string(request.entry->fresh ? "After that, " : "Then ") + other_side + " is asked for " + question +
-           ". The same as the copy's: the copy is served, and its age starts anew. Another one, or none: the file is " +
-           fetched + " again. No answer, or an answer without the file: the copy is served, however old it is.";
+           ". The same as the copy's: the copy is served, and its age starts anew. Another one, none, an error or no "
+           "answer: the file is " +
+           fetched + " again; when that fails, the copy is served, however old it is.";
 }
 
 std::string Certificate_Step(const Certificate_Handling& handling, const Inspected_Setting& mode) {
@@ -172,10 +191,10 @@ bool Is_Https(const std::string& url) {
 
 std::string Comparison_Text(const Explained_Request& explained) {
     const Remote_Answer& answer = *explained.remote;
-    const std::string stamp = Stamp_Text(explained.request.kind, answer.last_modified);
     if (answer.last_modified.empty()) {
         return " It does not tell when the file was last changed (no Last-Modified), so every check fetches it again.";
     }
+    const std::string stamp = Stamp_Text(explained.request.kind, answer.last_modified);
     const std::string text = " Its file was last changed at " + stamp;
     if (!Has_Copy(explained)) {
         return text + ".";
@@ -228,7 +247,7 @@ std::string Answer_Step(const Explained_Request& explained) {
                (answer.answered ? Comparison_Text(explained) : "");
     }
     std::string step = "Asked just now, the server gives no answer that counts. " + Error_Text(kind, answer);
-    if (https && answer.error != 0) {
+    if (https && answer.error != 0 && !May_Be_The_Certificate(answer.error)) {
         step += Is_Certificate_Error(answer.error) ? " So its certificate does not hold."
                                                    : " Its certificate is not the cause.";
     }
@@ -243,14 +262,22 @@ std::string The_Copy(const Inspected_Entry& entry) {
                : "the copy that was last known to be current at " + Local_Time_Text(entry.last_checked_remotely);
 }
 
+/// Why asking brought nothing: "the server cannot be connected to (error 12029)".
 std::string Why_Not(const Explained_Request& explained) {
     const Remote_Answer& answer = *explained.remote;
     if (answer.status != 0) {
-        return "the server does not hand the file out (status " + std::to_string(answer.status) + ")";
+        return "the server answers with status " + std::to_string(answer.status);
     }
-    const std::string number = answer.error == 0 ? std::string() : " (error " + std::to_string(answer.error) + ")";
-    return (explained.request.kind == Kind::Share ? "the share does not show the file" : "the server does not answer") +
-           number;
+    if (answer.error == 0) {
+        return "the request could not be sent";
+    }
+    return (explained.request.kind == Kind::Share ? Share_Error_Cause(answer.error) : Web_Error_Cause(answer.error)) +
+           " (error " + std::to_string(answer.error) + ")";
+}
+
+/// True when asking found out nothing about the file: neither the file nor a reason against it.
+bool Could_Not_Ask(const Remote_Answer& answer) {
+    return !answer.answered && Refuses_Head_Alone(answer.status);
 }
 
 std::string Fresh_Verdict(const Explained_Request& explained) {
@@ -271,14 +298,13 @@ std::string Stale_Verdict(const Explained_Request& explained) {
     const std::string other_side = The_Other_Side(explained.request.kind);
     const std::string copy = The_Copy(*explained.request.entry);
     if (!explained.remote) {
-        return "would make the cache ask " + other_side + "; if it does not answer, " + copy + " is served.";
-    }
-    if (explained.remote->status != 0 && !explained.remote->answered) {
-        return "would be served from " + copy + ", because " + Why_Not(explained) +
-               ", unless a download succeeds all the same.";
+        return "would make the cache ask " + other_side + "; when neither that nor " +
+               A_Download(explained.request.kind) + " succeeds, " + copy + " is served.";
     }
     if (!explained.remote->answered) {
-        return "would be served from " + copy + ", because " + Why_Not(explained) + ".";
+        return "would make the cache try " + std::string(A_Download(explained.request.kind)) +
+               " next, as the check failed: " + Why_Not(explained) + "; when that fails as well, " + copy +
+               " is served.";
     }
     if (explained.remote->unchanged) {
         return "would be served from the copy, because " + other_side + " has the same version.";
@@ -295,6 +321,10 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
     }
     if (explained.remote->answered) {
         return "would be served from a new copy.";
+    }
+    if (Could_Not_Ask(*explained.remote)) {
+        return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and " +
+               Why_Not(explained) + " to the question alone.";
     }
     return "would not be served: there is no copy, and " + Why_Not(explained) +
            (explained.remote->status != 0 ? ", unless a download succeeds all the same." : ".");
@@ -346,7 +376,7 @@ Explanation Explain(const Explained_Request& explained) {
     }
     if (!has_copy) {
         explanation.verdict = Verdict_Without_Copy(explained);
-        explanation.served = !explained.remote || explained.remote->answered;
+        explanation.served = !explained.remote || explained.remote->answered || Could_Not_Ask(*explained.remote);
     } else {
         explanation.verdict = request.entry->fresh ? Fresh_Verdict(explained) : Stale_Verdict(explained);
     }

@@ -15,7 +15,6 @@ struct Meaning {
 constexpr Meaning certificate_errors[] = {
     {12037, "the server's certificate has expired or is not yet valid; renew it, or set this machine's date right"},
     {12038, "the server's certificate was issued for another name; use the name that the certificate bears"},
-    {12044, "the server wants a certificate of the client, and the cache has none to show"},
     {12045, "the server's certificate comes from an authority that this machine does not trust, or its chain is "
             "incomplete; install the authority's certificate, or have the server send its chain"},
     {12055, "the server's certificate has several faults"},
@@ -39,6 +38,7 @@ constexpr Meaning web_errors[] = {
     {12029, "the server cannot be connected to; check that it runs, its port, and the firewalls between"},
     {12030, "the server ended the connection before its answer was whole; check the server and the proxies between"},
     {12031, "the connection was reset; check the server and the firewalls between"},
+    {12044, "the server wants a certificate of the client, and the cache has none to show"},
     {12152, "the server's answer is not valid HTTP; check that the address names a web server, and the port"},
     {12156, "the server redirects the request too often, or from https to http; check the server's redirects"},
     {12157, "no secure connection came about; check that the server speaks TLS 1.2 or newer on this port"},
@@ -79,10 +79,20 @@ const char* Find(const Meaning (&meanings)[Size], std::uint32_t number) {
     return found == std::end(meanings) ? nullptr : found->sentence;
 }
 
+/// What a sentence tells before it says what to do.
+std::string Cause_In(const std::string& sentence) {
+    return sentence.substr(0, sentence.find("; "));
+}
+
 } // namespace
 
 bool Is_Certificate_Error(std::uint32_t number) {
     return Find(certificate_errors, number) != nullptr;
+}
+
+bool May_Be_The_Certificate(std::uint32_t number) {
+    constexpr std::uint32_t secure_failure = 12175;
+    return number == secure_failure;
 }
 
 std::string Web_Error_Text(std::uint32_t number) {
@@ -93,9 +103,21 @@ std::string Web_Error_Text(std::uint32_t number) {
     return sentence ? sentence : "the request failed on its way; look the number up among the WinInet errors";
 }
 
+std::string Web_Error_Cause(std::uint32_t number) {
+    return Is_Certificate_Error(number) ? "the server's certificate does not hold" : Cause_In(Web_Error_Text(number));
+}
+
 std::string Share_Error_Text(std::uint32_t number) {
     const char* const sentence = Find(share_errors, number);
     return sentence ? sentence : "the file cannot be examined; look the number up among the system's errors";
+}
+
+std::string Share_Error_Cause(std::uint32_t number) {
+    return Cause_In(Share_Error_Text(number));
+}
+
+bool Refuses_Head_Alone(long status) {
+    return status == 405 || status == 501;
 }
 
 std::string Status_Text(long status) {
@@ -109,7 +131,7 @@ std::string Status_Text(long status) {
         return "it has no such file";
     case 405:
     case 501:
-        return "it does not answer to HEAD, with which the cache asks";
+        return "it does not answer to HEAD, with which the cache asks; it may hand the file out all the same";
     case 304:
         return "an answer that only a browser can use";
     default:

@@ -35,6 +35,9 @@ std::string Count_Of(std::uint64_t count, const char* unit) {
 } // namespace
 
 std::string Local_Time_Text(std::uint64_t moment) {
+    if (moment / intervals_per_second >= seconds_from_1601_to_1970 + first_second_of_3000) {
+        return "the year 3000 or later";
+    }
     const std::string text = Time_Text(moment, Zone::Local, "%Y-%m-%d %H:%M:%S");
     return text.empty() ? "an unknown time" : text;
 }

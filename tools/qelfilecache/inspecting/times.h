@@ -7,7 +7,8 @@
 /// 1601-01-01 UTC.
 namespace QEL::FrontEnd::Tool {
 
-/// "2026-11-21 10:20:33" in the local time zone; "an unknown time" for 0 and what no calendar holds.
+/// "2026-11-21 10:20:33" in the local time zone; "an unknown time" for 0 and what no calendar holds,
+/// "the year 3000 or later" for what lies there.
 std::string Local_Time_Text(std::uint64_t moment);
 
 /// "2026-11-21T10:20:33Z"; empty for 0 and what no calendar holds.

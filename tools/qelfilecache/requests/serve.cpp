@@ -63,7 +63,7 @@ void Report(const Request_Outcome& outcome) {
     if (outcome.path.empty()) {
         Write_Message(request + Explain_Failure(outcome));
     } else if (outcome.download_error) {
-        Write_Message("notice: " + request + "the server did not hand it out; this is the copy of an earlier download");
+        Write_Message("notice: " + request + Explain_Old_Copy(outcome));
     }
 }
 
