@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/inspecting/entry_table.h"
 
 #include "tests/tool/words/present.h"
+#include "tools/qelfilecache/inspecting/short_addresses.h"
 #include "tools/qelfilecache/inspecting/times.h"
 
 #include <gmock/gmock.h>
@@ -48,10 +49,43 @@ TEST(Entry_Table, ShortensTheCopyBeforeTheAddress) {
     };
     EXPECT_EQ(width_of(120).size(), 120U);
     EXPECT_THAT(width_of(120), StartsWith(url + "  0123"));
+    const std::string until = Local_Time_Text(present + minute);
+    EXPECT_EQ(width_of(107), url + "  1.5 kB  5 minutes ago  " + until);
+    EXPECT_EQ(width_of(95), url + "  1.5 kB  " + until);
+    EXPECT_EQ(width_of(81), url + "  " + until);
+    EXPECT_THAT(width_of(80), StartsWith("http://server.example/"));
     EXPECT_EQ(width_of(80).size(), 80U);
-    EXPECT_THAT(width_of(80), HasSubstr("http://se...xx/end.xml  0123...f.xml  1.5 kB"));
     // Narrower than everything else needs: nothing is lost but alignment.
     EXPECT_THAT(width_of(20), EndsWith(Local_Time_Text(present + minute)));
+}
+
+TEST(Entry_Table, LeavesOutTimesThatAreOverBeforeTheAddress) {
+    const std::string url = "https://landscape.example.com/frontend/emea/landscape.xml";
+    const auto lines = Table_Of({An_Entry(url, false), An_Entry("http://b", true)}, {80, false, present});
+    EXPECT_EQ(lines[1], url + "  over");
+    EXPECT_THAT(lines[2], EndsWith("  " + Local_Time_Text(present + minute)));
+}
+
+TEST(Entry_Table, KeepsAddressesApartThatHaveToBeCut) {
+    const std::string beginning = "https://landscape.example.com/a/long/way/down/";
+    const std::string end = "/as/long/a/way/on/to/the/landscape.xml";
+    const auto lines = Table_Of({An_Entry(beginning + "apac" + end, true), An_Entry(beginning + "emea" + end, true)},
+                                {60, false, present});
+    EXPECT_THAT(lines[1], StartsWith(".../apac/"));
+    EXPECT_THAT(lines[2], StartsWith(".../emea/"));
+    EXPECT_EQ(lines[2].size(), 60U);
+}
+
+TEST(Short_Addresses, AreNeverAlikeUnlessTheAddressesAre) {
+    const std::string same(30, 'x');
+    const std::vector<std::string> addresses = {"/" + same + "1" + same, "/" + same + "2" + same, "/short",
+                                                "/" + same + "1" + same, "/other" + same + same};
+    const auto shortened = Shorten_Distinctly(addresses, 20);
+    EXPECT_EQ(shortened[0], addresses[0]);
+    EXPECT_EQ(shortened[1], addresses[1]);
+    EXPECT_EQ(shortened[2], "/short");
+    EXPECT_EQ(shortened[3], shortened[0]);
+    EXPECT_EQ(shortened[4], "/otherxx...xxxxxxxxx");
 }
 
 TEST(Entry_Table, MarksWhatIsMissingOrUnknown) {

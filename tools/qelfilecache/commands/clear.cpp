@@ -25,10 +25,16 @@ Exit_Status Clear(const Settings& settings) {
     return Exit_Not_Served;
 }
 
+constexpr const char* clear_help =
+    "Deletes the copies. The list on disk keeps its lines until the next file is fetched: 'list' marks them \"copy\n"
+    "missing\" meanwhile. Every request fetches its file again.\n\n"
+    "Example:\n"
+    "  qelfilecache clear";
+
 } // namespace
 
 Command Clear_Command() {
-    return {"clear", "Forget every cached file and delete its copy", "Example:\n  qelfilecache clear", {}, Clear};
+    return {"clear", "Forget every cached file and delete its copy", clear_help, {}, Clear};
 }
 
 } // namespace QEL::FrontEnd::Tool

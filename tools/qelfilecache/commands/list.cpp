@@ -87,7 +87,8 @@ void Declare_Options(Command_Options& parser, List_Options& options) {
 constexpr const char* list_help =
     "Sorted by address; COPY is a file in the cache directory. CHECKED is how long ago the remote side was last\n"
     "asked; until FRESH UNTIL the copy is served without asking it again.\n"
-    "\"copy missing\" marks an entry whose copy is gone: the file is fetched again with its next request.\n"
+    "\"copy missing\" marks an entry whose copy is gone, of all of them after 'clear': the file is fetched again with\n"
+    "its next request. A terminal too narrow for everything shows the addresses and what fits beside them.\n"
     "Changes nothing and asks nobody.\n\n"
     "Examples:\n"
     "  qelfilecache list\n"

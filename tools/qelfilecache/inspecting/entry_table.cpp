@@ -1,5 +1,6 @@
 #include "tools/qelfilecache/inspecting/entry_table.h"
 
+#include "tools/qelfilecache/inspecting/short_addresses.h"
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
@@ -20,6 +21,9 @@ constexpr const char* column_gap = "  ";
 constexpr std::size_t gap_width = 2;
 constexpr std::size_t narrowest_copy = 12;
 constexpr std::size_t narrowest_url = 16;
+/// Other columns give way until the longest address has its whole width, or this one.
+constexpr std::size_t wanted_url = 60;
+constexpr const char* over_mark = " (over)";
 
 constexpr const char* green = "\x1B[32m";
 constexpr const char* yellow = "\x1B[33m";
@@ -42,7 +46,7 @@ std::string Freshness(const FileCache::Inspected_Entry& entry) {
     if (entry.last_checked_remotely == 0) {
         return "over";
     }
-    return entry.fresh ? Local_Time_Text(entry.fresh_until) : Local_Time_Text(entry.fresh_until) + " (over)";
+    return entry.fresh ? Local_Time_Text(entry.fresh_until) : Local_Time_Text(entry.fresh_until) + over_mark;
 }
 
 Row Row_Of(const Listed_Entry& listed, std::uint64_t now) {
@@ -55,32 +59,90 @@ Row Row_Of(const Listed_Entry& listed, std::uint64_t now) {
     return row;
 }
 
-/// Takes columns from a width until `excess` is used up or the least width is reached.
-void Narrow(std::size_t& width, std::size_t least, std::size_t& excess) {
-    const std::size_t taken = std::min(excess, width > least ? width - least : 0);
-    width -= taken;
-    excess -= taken;
+std::size_t Width_Of(const std::vector<Row>& rows, Column column) {
+    std::size_t width = 0;
+    for (const Row& row : rows) {
+        width = std::max(width, Terminal::Columns_Of(row[column]));
+    }
+    return width;
 }
 
-Widths Widths_Of(const std::vector<Row>& rows, std::optional<std::size_t> columns) {
-    Widths widths{};
-    std::size_t total = gap_width * (Column_Count - 1);
-    for (std::size_t column = 0; column < Column_Count; ++column) {
-        for (const Row& row : rows) {
-            widths[column] = std::max(widths[column], Terminal::Columns_Of(row[column]));
-        }
-        total += widths[column];
+/// What the columns behind the address take; those of width 0 are not shown.
+std::size_t Width_Of_The_Rest(const Widths& widths) {
+    std::size_t total = 0;
+    for (const Column column : {Copy, Size, Checked, Fresh_Until}) {
+        total += widths[column] > 0 ? gap_width + widths[column] : 0;
     }
-    std::size_t excess = columns && total > *columns ? total - *columns : 0;
-    Narrow(widths[Copy], narrowest_copy, excess);
-    Narrow(widths[Url], narrowest_url, excess);
+    return total;
+}
+
+/// How much a table is too wide for the address to have its room.
+std::size_t Excess(const Widths& widths, std::size_t columns) {
+    const std::size_t total = std::min(widths[Url], wanted_url) + Width_Of_The_Rest(widths);
+    return total > columns ? total - columns : 0;
+}
+
+/// Leaves the time out of what is over.
+void Shorten_Freshness(std::vector<Row>& rows) {
+    for (Row& row : rows) {
+        if (row[Fresh_Until].ends_with(over_mark)) {
+            row[Fresh_Until] = "over";
+        }
+    }
+}
+
+void Shorten_Addresses(std::vector<Row>& rows, std::size_t width) {
+    std::vector<std::string> addresses;
+    for (const Row& row : rows) {
+        addresses.push_back(row[Url]);
+    }
+    addresses = Shorten_Distinctly(addresses, width);
+    for (std::size_t number = 0; number < rows.size(); ++number) {
+        rows[number][Url] = addresses[number];
+    }
+}
+
+/// Makes the rows fit, the address last of all: what tells entries apart is worth most.
+Widths Lay_Out(std::vector<Row>& rows, std::optional<std::size_t> columns) {
+    Widths widths{};
+    for (const Column column : {Url, Copy, Size, Checked, Fresh_Until}) {
+        widths[column] = Width_Of(rows, column);
+    }
+    if (!columns) {
+        return widths;
+    }
+    if (const std::size_t excess = Excess(widths, *columns); excess > 0) {
+        const bool is_enough = widths[Copy] >= narrowest_copy + excess;
+        widths[Copy] = is_enough ? widths[Copy] - excess : 0;
+    }
+    for (const Column column : {Checked, Size}) {
+        if (Excess(widths, *columns) > 0) {
+            widths[column] = 0;
+        }
+    }
+    if (Excess(widths, *columns) > 0) {
+        Shorten_Freshness(rows);
+        widths[Fresh_Until] = Width_Of(rows, Fresh_Until);
+    }
+    const std::size_t rest = Width_Of_The_Rest(widths);
+    const std::size_t room = *columns > rest + narrowest_url ? *columns - rest : narrowest_url;
+    if (widths[Url] > room) {
+        Shorten_Addresses(rows, room);
+        widths[Url] = room;
+    }
     return widths;
 }
 
 std::string Line_Of(const Row& row, const Widths& widths) {
     std::string line;
     for (std::size_t column = 0; column < Column_Count; ++column) {
-        const std::string cell = Terminal::Fit(row[column], widths[column]);
+        if (widths[column] == 0) {
+            continue;
+        }
+        // An address that would look like another one is wider than its column.
+        const std::size_t width =
+            column == Url ? std::max(widths[Url], Terminal::Columns_Of(row[Url])) : widths[column];
+        const std::string cell = Terminal::Fit(row[column], width);
         if (column == Size) { // numbers end below each other
             const std::size_t text_end = cell.find_last_not_of(' ') + 1;
             line += cell.substr(text_end) + cell.substr(0, text_end);
@@ -107,7 +169,7 @@ std::vector<std::string> Table_Of(const std::vector<Listed_Entry>& entries, cons
     for (const Listed_Entry& listed : entries) {
         rows.push_back(Row_Of(listed, layout.now));
     }
-    const Widths widths = Widths_Of(rows, layout.columns);
+    const Widths widths = Lay_Out(rows, layout.columns);
     std::vector<std::string> lines;
     for (std::size_t number = 0; number < rows.size(); ++number) {
         std::string line = Line_Of(rows[number], widths);

@@ -23,8 +23,9 @@ struct Table_Layout {
     std::uint64_t now = 0; ///< what ages are counted to
 };
 
-/// A heading and a line for each entry, the columns aligned. Lines that are too long lose the middle
-/// of the copy's name first, then that of the address.
+/// A heading and a line for each entry, the columns aligned. Where lines are too long for the addresses to
+/// have their room, the other columns give way: the middle of the copy's name first, then that column and
+/// further ones. An address that has to be cut all the same stays distinct from the others.
 std::vector<std::string> Table_Of(const std::vector<Listed_Entry>& entries, const Table_Layout& layout);
 
 } // namespace QEL::FrontEnd::Tool
