@@ -1,12 +1,10 @@
 #include "filecache/c/qelfilecache_c.h"
 
 #include "filecache/IFileCache.h"
-#include "filecache/Process_Wide.h"
 #include "trace/Set_Trace_Level.h"
 
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
 #include <system_error>
@@ -89,11 +87,10 @@ void Set(int* target, int value) {
     }
 }
 
-/// Keeps the text about the last failure. The cache hands it out without its lock, so another thread's request could be
-/// writing it: take the lock for it. A request that has been answered stays answered when the text cannot be had.
+/// Keeps the text about the last failure. It can be had while another thread's request is under way: a request that has
+/// been answered does not wait for the next one. It stays answered when the text cannot be had.
 void Keep_Error_Info(qelfilecache& handle) noexcept {
     try {
-        const std::lock_guard guard(QEL::FrontEnd::FileCache::s_api_mutex);
         handle.error_info = handle.cache->Get_Additional_Error_Info();
     } catch (...) {
         handle.error_info.clear();
