@@ -46,7 +46,8 @@ struct QEL_FILECACHE_API IFileCache {
     /// period, after a comparison with the remote side when it is over. When the remote side cannot
     /// be reached, the last copy is served.
     ///
-    /// @param url_or_path Internet URL, "file:" URL, share path or local path.
+    /// @param url_or_path Internet URL, "file:" URL, share path or local path. On Windows in the
+    ///        process's ANSI code page, as the answer is; elsewhere the bytes of the file system.
     /// @param request_kind 201 or 202: a file on a share that exists and is writable is not cached,
     ///        the answer is empty. Any other value, such as 213: an ordinary request.
     /// @param download_error always written: true when the remote file could not be fetched or
@@ -56,8 +57,11 @@ struct QEL_FILECACHE_API IFileCache {
     /// @param file_share_error may be null. Written for a share path that was not fresh: 0 ok, 1 the
     ///        source could not be examined, 2 the copy failed, 3 the copy got no name, 4 the copy
     ///        is missing.
-    ///        Both describe the last remote operation: a code stays until a later one overwrites it.
-    /// @return full path of the file to open; empty when there is none.
+    ///        Read the codes only when download_error is true. Otherwise they may be those of an
+    ///        earlier request: not every success resets them.
+    /// @return full path of the file to open; empty when there is none. Opening it can fail: a copy
+    ///         that could not be written, because the directory is gone or closed, is not noticed,
+    ///         and another thread's request may have replaced and deleted the copy.
     virtual std::string Get_Cached_File_and_Status(const std::string& url_or_path, int request_kind,
                                                    bool& download_error, int* http_error, int* file_share_error) = 0;
 
@@ -72,9 +76,10 @@ struct QEL_FILECACHE_API IFileCache {
     virtual bool Purge_Cache_Folder() = 0;
 
     /// The text of the last request failure in the range of transport errors (certificates among
-    /// them), for the host to show; empty when there was none. May be called at any time on
-    /// any thread, and does not wait for a request under way: another thread's request may have
-    /// changed the text since.
+    /// them), for the host to show; empty when there was none. It stays after later requests that
+    /// succeed or fail otherwise: show it when its line "File: " is the URL whose request has just
+    /// ended with a download error. May be called at any time on any thread, and does not wait for a
+    /// request under way.
     virtual std::string Get_Additional_Error_Info() const = 0;
 
     /// A line of 39 equals signs, for the host to put between messages.

@@ -85,6 +85,29 @@ life() {
     expect 1 "There is no such file." "$@" "$PATH_PREFIX$cache" "$PATH_PREFIX/no/such/file"
 }
 
+# failures PROGRAM... : what a host tells of requests that fail in their own ways one after the other.
+failures() {
+    local cache=$work/cache-$RANDOM
+    mkdir "$cache"
+    start_server
+    expect 1 "File: http://127.0.0.1:1/x" "$@" "$cache" http://127.0.0.1:1/x "$url.missing" "$url"
+    [ "$(grep -c '^File: ' "$work/plain")" -eq 1 ] || fail "the text of another failure is shown"
+    [ "$(grep -c '^Codes .* HTTP 2,' "$work/plain")" -eq 2 ] || fail "the codes of another request are shown"
+    grep -qx "The file is up to date." "$work/plain" || fail "the file after the failures is not served"
+
+    # An administrator may write everywhere.
+    local reader=()
+    if [ "$(id -u)" -eq 0 ]; then
+        reader=(setpriv --reuid=65534 --regid=65534 --clear-groups)
+        chmod 711 "$work"
+    fi
+    local closed=$work/closed-$RANDOM
+    mkdir -m 555 "$closed"
+    expect 1 "The copy cannot be opened: $closed/" "${reader[@]}" "$@" "$closed" "$url"
+    ! grep -q "up to date" "$work/plain" || fail "a copy that is not there is called up to date"
+    stop_server
+}
+
 # headers_stand_alone COMPILER C_COMPILER INCLUDE: each public header compiles by itself.
 headers_stand_alone() {
     local header
@@ -131,6 +154,8 @@ test_linux() {
     ldd "$work/host/example_host" | grep -F "$work/moved" || fail "the host loads another library"
     life "$work/host/example_host"
     life "$work/host_c/example_host_c"
+    failures "$work/host/example_host"
+    failures "$work/host_c/example_host_c"
 
     say "example host, with pkg-config"
     local flags

@@ -1,8 +1,8 @@
-// A small host of QEL File Cache: it asks for one file, opens what it gets, and tells its user what happened.
+// A small host of QEL File Cache: it asks for files, opens what it gets, and tells its user what happened.
 //
-//   example_host CACHE_DIRECTORY REQUEST
+//   example_host CACHE_DIRECTORY REQUEST...
 //
-// Exit status: 0 when there is a file, 1 when there is none, 2 when the host is used wrongly.
+// Exit status: 0 when there is a file for each request, 1 when one has none, 2 when the host is used wrongly.
 
 #include "Request_Thread.h"
 
@@ -39,49 +39,63 @@ Answer Ask(IFileCache& cache, const std::string& request) {
     return answer;
 }
 
-/// One sentence for the user.
-std::string What_Happened(const Answer& answer) {
-    if (answer.path.empty()) {
-        return answer.download_error ? "The file could not be fetched, and no earlier copy of it is left."
-                                     : "There is no such file.";
-    }
-    return answer.download_error ? "The file could not be fetched. This is the last copy; it may be out of date."
-                                 : "The file is up to date.";
-}
-
-void Show(const IFileCache& cache, const Answer& answer) {
-    std::cout << What_Happened(answer) << "\n";
-    if (answer.download_error) {
-        std::cout << "Codes for the support: HTTP " << answer.http_error << ", file share " << answer.file_share_error
-                  << "\n";
-        // Only some failures leave a text, those with server certificates among them.
-        const std::string info = cache.Get_Additional_Error_Info();
-        if (!info.empty()) {
-            std::cout << info << "\n" << cache.Get_Msg_Separator() << "\n";
-        }
-    }
-}
-
-/// Opens the copy as a host does that wants its content. True when it could be read.
-bool Read_Copy(const std::string& path) {
-    std::ifstream copy(path, std::ios::binary);
-    if (!copy) {
-        std::cerr << "The copy cannot be opened: " << path << "\n";
+/// Opens the file as a host does that wants its content. False when it cannot be read.
+bool Read_File(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
         return false;
     }
     std::size_t size = 0;
-    while (copy.get() != std::ifstream::traits_type::eof()) {
+    while (file.get() != std::ifstream::traits_type::eof()) {
         ++size;
     }
     std::cout << "Copy: " << path << "\nSize: " << size << " bytes\n";
     return true;
 }
 
+/// One sentence for the user.
+std::string What_Happened(const Answer& answer, bool is_open) {
+    if (answer.path.empty()) {
+        return answer.download_error ? "The file could not be fetched, and no earlier copy of it is left."
+                                     : "There is no such file.";
+    }
+    if (!is_open) {
+        // The cache does not notice when its directory cannot be written.
+        return "The copy cannot be opened: " + answer.path + ". The cache directory is gone or cannot be written.";
+    }
+    return answer.download_error ? "The file could not be fetched. This is the last copy; it may be out of date."
+                                 : "The file is up to date.";
+}
+
+/// The text about the last failed connection or certificate, if it is about this request. It stays after later
+/// requests, so it may be about an earlier one.
+std::string Error_Info(const IFileCache& cache, const std::string& request) {
+    const std::string info = cache.Get_Additional_Error_Info();
+    const bool is_about_request = info.find("\nFile: " + request + "\n") != std::string::npos;
+    return is_about_request ? info : std::string();
+}
+
+/// True when there is a file.
+bool Serve(IFileCache& cache, const std::string& request) {
+    const Answer answer = Ask(cache, request);
+    const bool is_open = !answer.path.empty() && Read_File(answer.path);
+    std::cout << What_Happened(answer, is_open) << "\n";
+    // Without an error the codes may be those of an earlier request.
+    if (answer.download_error) {
+        std::cout << "Codes for the support: HTTP " << answer.http_error << ", file share " << answer.file_share_error
+                  << "\n";
+        if (const std::string info = Error_Info(cache, request); !info.empty()) {
+            std::cout << info << cache.Get_Msg_Separator() << "\n";
+        }
+    }
+    return is_open;
+}
+
 } // namespace
 
 int main(int argument_count, char** arguments) {
-    if (argument_count != 3) {
-        std::cerr << "usage: example_host CACHE_DIRECTORY REQUEST\n";
+    if (argument_count < 3) {
+        std::cerr << "usage: example_host CACHE_DIRECTORY REQUEST...\n";
         return 2;
     }
     try {
@@ -94,9 +108,11 @@ int main(int argument_count, char** arguments) {
         if (!cache->Set_Cache_Directory(directory)) {
             std::cerr << "The cache directory is missing, or its list of copies is damaged: " << directory << "\n";
         }
-        const Answer answer = Ask(*cache, arguments[2]);
-        Show(*cache, answer);
-        return !answer.path.empty() && Read_Copy(answer.path) ? 0 : 1;
+        bool have_all = true;
+        for (int next = 2; next < argument_count; ++next) {
+            have_all = Serve(*cache, arguments[next]) && have_all;
+        }
+        return have_all ? 0 : 1;
     } catch (const std::exception& error) {
         // No request raises: memory is exhausted, or the process-wide lock could not be taken.
         std::cerr << "The request could not be made: " << error.what() << "\n";

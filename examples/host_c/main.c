@@ -1,16 +1,17 @@
-/* A small host of QEL File Cache in C: it asks for one file, opens what it gets, and tells its user what happened.
+/* A small host of QEL File Cache in C: it asks for files, opens what it gets, and tells its user what happened.
  *
- *   example_host_c CACHE_DIRECTORY REQUEST
+ *   example_host_c CACHE_DIRECTORY REQUEST...
  *
  * The directory is an absolute path: the cache takes it letter by letter.
  *
- * Exit status: 0 when there is a file, 1 when there is none, 2 when the host is used wrongly.
+ * Exit status: 0 when there is a file for each request, 1 when one has none, 2 when the host is used wrongly.
  */
 
 #include <filecache/c/qelfilecache_c.h>
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 #ifdef _WIN32
 #include <objbase.h>
@@ -26,25 +27,43 @@ static char* Last_Path(const qelfilecache* cache, size_t size) {
     return path;
 }
 
-static void Show_Error_Info(const qelfilecache* cache) {
-    char text[2048];
-    if (qelfilecache_error_info(cache, text, sizeof text, NULL) == QELFILECACHE_OK && text[0] != '\0') {
-        puts(text);
-    }
-}
-
-/* True when the copy could be read. */
-static int Read_Copy(const char* path) {
-    unsigned long size = 0;
-    FILE* copy = fopen(path, "rb");
-    if (copy == NULL) {
-        fprintf(stderr, "The copy cannot be opened: %s\n", path);
+/* True when a text about a failure has a line "File: " with this request. */
+static int Is_About(const char* text, const char* request) {
+    static const char label[] = "\nFile: ";
+    const size_t length = strlen(request);
+    const char* file = strstr(text, label);
+    if (file == NULL) {
         return 0;
     }
-    while (getc(copy) != EOF) {
+    file += sizeof label - 1;
+    return strncmp(file, request, length) == 0 && file[length] == '\n';
+}
+
+/* Shows the text about the last failed connection or certificate, if it is about this request. It stays after later
+ * requests, so it may be about an earlier one. */
+static void Show_Error_Info(const qelfilecache* cache, const char* request) {
+    size_t needed = 0;
+    char* text = NULL;
+    qelfilecache_error_info(cache, NULL, 0, &needed);
+    text = (char*)malloc(needed);
+    if (text != NULL && qelfilecache_error_info(cache, text, needed, NULL) == QELFILECACHE_OK &&
+        Is_About(text, request)) {
+        puts(text);
+    }
+    free(text);
+}
+
+/* Opens the file as a host does that wants its content. False when it cannot be read. */
+static int Read_File(const char* path) {
+    unsigned long size = 0;
+    FILE* file = fopen(path, "rb");
+    if (file == NULL) {
+        return 0;
+    }
+    while (getc(file) != EOF) {
         ++size;
     }
-    fclose(copy);
+    fclose(file);
     printf("Copy: %s\nSize: %lu bytes\n", path, size);
     return 1;
 }
@@ -53,9 +72,9 @@ static int Read_Copy(const char* path) {
 static int Serve(qelfilecache* cache, const char* request) {
     size_t needed = 0;
     int download_error = 0;
-    int http_error = 0;
-    int file_share_error = 0;
-    int have_file = 0;
+    int http_error = QELFILECACHE_NOT_ASKED;
+    int file_share_error = QELFILECACHE_NOT_ASKED;
+    int is_open = 0;
 
     /* Without a buffer: the answer stays with the handle until its size is known. */
     const int code = qelfilecache_get(cache, request, QELFILECACHE_ORDINARY_REQUEST, NULL, 0, &needed, &download_error,
@@ -69,24 +88,32 @@ static int Serve(qelfilecache* cache, const char* request) {
                             : "There is no such file.");
     } else {
         char* path = Last_Path(cache, needed);
-        puts(download_error ? "The file could not be fetched. This is the last copy; it may be out of date."
-                            : "The file is up to date.");
-        have_file = path != NULL && Read_Copy(path);
+        is_open = path != NULL && Read_File(path);
+        if (path == NULL) {
+            puts("Memory is exhausted.");
+        } else if (!is_open) {
+            /* The cache does not notice when its directory cannot be written. */
+            printf("The copy cannot be opened: %s. The cache directory is gone or cannot be written.\n", path);
+        } else {
+            puts(download_error ? "The file could not be fetched. This is the last copy; it may be out of date."
+                                : "The file is up to date.");
+        }
         free(path);
     }
+    /* Without an error the codes may be those of an earlier request. */
     if (download_error) {
         printf("Codes for the support: HTTP %d, file share %d\n", http_error, file_share_error);
-        Show_Error_Info(cache);
+        Show_Error_Info(cache, request);
     }
-    return have_file;
+    return is_open;
 }
 
 int main(int argument_count, char** arguments) {
     qelfilecache* cache = NULL;
-    int have_file = 0;
+    int have_all = 0;
 
-    if (argument_count != 3) {
-        fputs("usage: example_host_c CACHE_DIRECTORY REQUEST\n", stderr);
+    if (argument_count < 3) {
+        fputs("usage: example_host_c CACHE_DIRECTORY REQUEST...\n", stderr);
         return 2;
     }
 #ifdef _WIN32
@@ -100,11 +127,14 @@ int main(int argument_count, char** arguments) {
         if (qelfilecache_set_directory(cache, arguments[1]) != QELFILECACHE_OK) {
             fprintf(stderr, "The cache directory is missing, or its list of copies is damaged: %s\n", arguments[1]);
         }
-        have_file = Serve(cache, arguments[2]);
+        have_all = 1;
+        for (int next = 2; next < argument_count; ++next) {
+            have_all = Serve(cache, arguments[next]) && have_all;
+        }
         qelfilecache_close(cache);
     }
 #ifdef _WIN32
     CoUninitialize();
 #endif
-    return have_file ? 0 : 1;
+    return have_all ? 0 : 1;
 }

@@ -21,12 +21,13 @@
  * go from thread to thread, but not be used by two at a time. Requests wait for each other, downloads included.
  * On Windows a thread that requests a web address must have initialised COM.
  *
- * Texts: NUL-terminated, in the narrow encoding of the system (Windows: the code page, elsewhere what the caller uses).
- * A function that answers with a text takes a buffer, its size, and a place for the size that the text needs, its NUL
- * included. A text is copied as a whole or not at all: a cut path would name another file. When the buffer is too
- * small, it receives an empty text and the answer is QELFILECACHE_BUFFER_TOO_SMALL; nothing is lost, since the handle
- * keeps the text, and the call for the same text with a larger buffer makes no request. The buffer may be NULL when
- * its size is 0, to ask for the size, and the place for the size may be NULL.
+ * Texts: NUL-terminated, in the narrow encoding of the system (Windows: the process's ANSI code page, elsewhere the
+ * bytes of the file system, normally UTF-8). A function that answers with a text takes a buffer, its size, and a place
+ * for the size that the text needs, its NUL included. A text is copied as a whole or not at all: a cut path would name
+ * another file. When the buffer is too small, it receives an empty text and the answer is
+ * QELFILECACHE_BUFFER_TOO_SMALL; nothing is lost, since the handle keeps the text, and the call for the same text with
+ * a larger buffer makes no request. The buffer may be NULL when its size is 0, to ask for the size, and the place for
+ * the size may be NULL.
  *
  * Errors: no exception leaves a function, and none ends the process. A code above 0 is an answer of the cache, a code
  * below 0 says that the function could not be carried out; texts are then empty and the needed size is 0.
@@ -138,8 +139,12 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_set_directory(qelfilecache
  *        failed, 3 the copy got no name; QELFILECACHE_NOT_ASKED when no server was asked.
  * @param file_share_error may be NULL; the same for a share: 0 ok, 1 the source could not be examined, 2 the copy
  *        failed, 3 the copy got no name, 4 the copy is missing; QELFILECACHE_NOT_ASKED.
+ *        Read the two codes only when download_error is 1. Otherwise they may be those of an earlier request: not every
+ *        success resets them.
  * @return QELFILECACHE_OK, QELFILECACHE_NO_FILE, QELFILECACHE_BUFFER_TOO_SMALL (the request was made and has a file:
- *         fetch its path with qelfilecache_last_path()), or a code below 0.
+ *         fetch its path with qelfilecache_last_path()), or a code below 0. Opening the file can fail: a copy that
+ *         could not be written, because the directory is gone or closed, is not noticed, and another thread's request
+ *         may have replaced and deleted the copy.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_get(qelfilecache* cache, const char* url_or_path,
                                                           int request_kind, char* path, size_t path_size,
@@ -155,9 +160,9 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_last_path(const qelfilecac
                                                                 size_t* path_needed);
 
 /**
- * The text for the user about the last failed connection or certificate, as it was right after the last request of
- * this handle; empty when there was none. It stays until a later failure replaces it, so show it only when a request
- * has a download error.
+ * The text for the user about the last failed connection or certificate in the process, as it was when the last request
+ * of this handle was done; empty when there was none. It stays after later requests that succeed or fail otherwise:
+ * show it when its line "File: " is the URL whose request has just ended with a download error.
  * @return QELFILECACHE_OK, QELFILECACHE_BUFFER_TOO_SMALL, QELFILECACHE_BAD_ARGUMENT.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_error_info(const qelfilecache* cache, char* text,
