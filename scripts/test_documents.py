@@ -195,7 +195,7 @@ def check_configuration(root):
     if [fence.group("text") for _, fence in blocks(page, "ini")] != [example]:
         yield "docs/configuration.md does not show docs/examples/qel.ini as it is"
     in_tables = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE))
-    in_example = set(re.findall(r"^(\w+) *=", example, re.MULTILINE))
+    in_example = set(re.findall(r"^(?:; )?(\w+) *=", example, re.MULTILINE))
     for value in sorted(in_tables ^ in_example):
         yield f"'{value}' is in one of docs/configuration.md and docs/examples/qel.ini only"
     sources = "".join(path.read_text(encoding="utf-8") for folder in ("filecache", "platform/posix", "util", "trace")
