@@ -1,8 +1,15 @@
 # GoogleTest and GoogleMock: the installed libraries, or Debian's sources where the compiler is a
 # cross compiler.
+set(missing "GoogleTest is missing. Run 'scripts/setup.sh test', or build without tests: -DQEL_BUILD_TESTS=OFF")
 if(CMAKE_CROSSCOMPILING)
+  if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
+    message(FATAL_ERROR "${missing}")
+  endif()
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 else()
-  find_package(GTest REQUIRED)
+  find_package(GTest QUIET)
+  if(NOT GTest_FOUND)
+    message(FATAL_ERROR "${missing}")
+  endif()
 endif()

@@ -2,6 +2,8 @@
 # Installs the Debian packages that the given purposes need and that are missing.
 #
 #   scripts/setup.sh build   compiler, tools and libraries of the Linux program
+#   scripts/setup.sh package what scripts/package.sh makes the Debian packages with
+#   scripts/setup.sh windows the cross compiler, for the program and the archive for Windows
 #   scripts/setup.sh demo    servers of the walk-through (run.sh without arguments)
 #   scripts/setup.sh test    everything that test.sh uses, the cross build for Windows included
 #   scripts/setup.sh bench   servers and peers of bench/compare.sh
@@ -14,12 +16,14 @@ build_packages=(
     libcli11-dev libcurl4-openssl-dev libsimpleini-dev libsmbclient libsmbclient-dev libssl-dev nlohmann-json3-dev
     uuid-dev
 )
+package_packages=(dpkg-dev file)
+windows_packages=(g++-mingw-w64-x86-64-posix)
 demo_packages=(nginx-light samba)
 test_packages=(
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
     chromium curl groff-base openssl python3 smbclient strace valgrind
-    doxygen dpkg-dev file lintian
-    g++-mingw-w64-x86-64-posix lld wine64 zip
+    doxygen lintian
+    lld wine64
 )
 bench_packages=(
     libbenchmark-dev python3
@@ -32,11 +36,16 @@ packages=()
 for purpose in "${@:-build}"; do
     case "$purpose" in
     build) packages+=("${build_packages[@]}") ;;
+    package) packages+=("${build_packages[@]}" "${package_packages[@]}") ;;
+    windows) packages+=("${build_packages[@]}" "${windows_packages[@]}") ;;
     demo) packages+=("${build_packages[@]}" "${demo_packages[@]}") ;;
-    test) packages+=("${build_packages[@]}" "${demo_packages[@]}" "${test_packages[@]}") ;;
+    test)
+        packages+=("${build_packages[@]}" "${package_packages[@]}" "${windows_packages[@]}" "${demo_packages[@]}"
+            "${test_packages[@]}")
+        ;;
     bench) packages+=("${build_packages[@]}" "${demo_packages[@]}" "${bench_packages[@]}") ;;
     *)
-        say "setup.sh: unknown purpose '$purpose'; known are build, demo, test and bench."
+        say "setup.sh: unknown purpose '$purpose'; known are build, package, windows, demo, test and bench."
         exit 2
         ;;
     esac
@@ -44,7 +53,7 @@ done
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
     say "setup.sh: this machine has no apt-get. Install what these Debian packages hold, then build with"
-    say "'cmake --preset linux && cmake --build --preset linux':"
+    say "'cmake --preset linux -DQEL_BUILD_TESTS=OFF && cmake --build --preset linux':"
     say "  ${packages[*]}"
     exit 1
 fi
