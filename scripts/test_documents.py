@@ -21,6 +21,7 @@ import argparse
 import contextlib
 import functools
 import http.server
+import json
 import os
 import pathlib
 import re
@@ -223,6 +224,37 @@ def check_example_is_read(sandbox):
         yield f"docs/examples/qel.ini: servers were asked {counts[0]} times without it and {counts[1]} times with it"
 
 
+# Answers for programs
+
+
+def names_within(answer):
+    """The names of all fields below the objects of an answer."""
+    if isinstance(answer, list):
+        return {name for element in answer for name in names_within(element)}
+    if isinstance(answer, dict):
+        return set(answer) | names_within(list(answer.values()))
+    return set()
+
+
+def check_json_fields(sandbox):
+    """Each table of docs/administration.md has a row for every field, and tells of the fields within it."""
+    page = (ROOT / "docs" / "administration.md").read_text(encoding="utf-8")
+    cache = str(sandbox.directory_for("json-cache"))
+    url = "http://server.example/fields.xml"
+    for command in (["get", url], ["list"], ["explain", "--check", url]):
+        table = re.search(rf"^\| `{command[0]}` \| \|\n\|---\|---\|\n((?:\|.*\n)+)", page, re.MULTILINE)
+        rows = table.group(1) if table else ""
+        result = subprocess.run(["qelfilecache", "--cache-dir", cache, command[0], "--json", *command[1:]], check=True,
+                                env=sandbox.environment, stdout=subprocess.PIPE)
+        answer, = json.loads(result.stdout)
+        told = re.findall(r"`(\w+)`", "".join(re.findall(r"^\|[^|]*\|", rows, re.MULTILINE)))
+        for name in sorted(set(told) ^ set(answer)):
+            yield f"docs/administration.md: '{name}' is in one of the table of {command[0]} and its JSON only"
+        own = {name: value for name, value in answer.items() if name != "entry"} # its fields are those of list
+        for name in sorted(names_within(own) - set(re.findall(r"`(\w+)`", rows))):
+            yield f"docs/administration.md: the table of {command[0]} does not tell of '{name}'"
+
+
 # The sandbox
 
 
@@ -304,6 +336,7 @@ def test_linux(problems):
         sandbox = Sandbox(pathlib.Path(directory))
         problems += check_configuration(ROOT)
         problems += check_example_is_read(sandbox)
+        problems += check_json_fields(sandbox)
         installed = sandbox.installation / "share" / "doc" / "qelfilecache"
         for name, text in documents(installed):
             problems += [f"as installed, {problem}" for problem in check_links(installed, name, text)]
