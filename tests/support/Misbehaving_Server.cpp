@@ -26,6 +26,12 @@ std::string Server_Connection::Read_Request() {
     return request;
 }
 
+bool Server_Connection::Is_Asked_For(std::string_view beginning) {
+    std::string request(beginning.size(), '\0');
+    const auto count = recv(m_Socket.Get(), request.data(), request.size(), MSG_PEEK | MSG_WAITALL);
+    return count == static_cast<ssize_t>(request.size()) && request == beginning;
+}
+
 void Server_Connection::Send(std::string_view bytes) {
     while (m_Is_Open && !bytes.empty()) {
         const auto count = m_Ssl ? SSL_write(m_Ssl.get(), bytes.data(), static_cast<int>(bytes.size()))

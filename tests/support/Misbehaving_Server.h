@@ -31,6 +31,9 @@ public:
     /// The next request, up to its empty line; empty when the client has gone.
     std::string Read_Request();
 
+    /// True when the next request, which remains to be read, begins with the text.
+    bool Is_Asked_For(std::string_view beginning);
+
     void Send(std::string_view bytes);
 
     /// A byte at a time.

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vector>
+
+#include "tests/support/Hostile_Site.h"
+
+namespace QEL::Tests {
+
+/// The hostile servers, all at work.
+const std::vector<Hostile_Site>& Hostile_Sites();
+
+/// From now on the clients wait for a server no longer than it takes to see that they stop waiting.
+/// Only where an answer times out: a server that does answer has all the time that it usually has.
+void Be_Impatient_With(const Hostile_Site& site);
+
+} // namespace QEL::Tests
