@@ -128,7 +128,7 @@ protected:
         const auto text = [](const Entries& entries) {
             std::string all;
             for (const auto& [url, entry] : entries) {
-                all += url + " " + entry.To_String() + "\n";
+                all += url + " " + entry.To_String() + " " + std::to_string(entry.last_checked_remotely) + "\n";
             }
             return all;
         };
