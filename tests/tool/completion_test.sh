@@ -70,6 +70,9 @@ expect "qelfilecache --cache-dir c" cache
 expect "qelfilecache --trace-dir=tr" traces
 expect "qelfilecache --cache-dir a" "a directory"
 expect "qelfilecache clear x"
+expect "qelfilecache --trace-level=" 0 1 2 3 4 5
+expect "qelfilecache get --request-kind=21" 213
+expect "qelfilecache trace --html=l" list.txt
 
 # Addresses of the cache; bash has cut the current word behind each colon.
 expect "qelfilecache --cache-dir cache explain http://server.example/a" //server.example/a.xml
@@ -79,6 +82,13 @@ expect "qelfilecache get --cache-dir cache http://server.example/b" //server.exa
 expect "qelfilecache --cache-dir cache get \\\\\\\\server" '\\\\server\\share\\c.xml'
 expect "qelfilecache --cache-dir cache get '\\\\server" '\\server\share\c.xml'
 expect "qelfilecache --cache-dir cache get list" list.txt
+cp -r cache "c d"
+for quoted in "'c d'" '"c d"' 'c\ d'; do
+    expect "qelfilecache --cache-dir $quoted get http://server.example/a" //server.example/a.xml
+    expect "qelfilecache --cache-dir=$quoted get http://server.example/a" //server.example/a.xml
+    expect "qelfilecache --cache-dir $quoted e" explain
+done
+rm -r "c d"
 expect "qelfilecache get htt"
 [ "$(ls cache)" = "01234567-89ab-cdef-0123-456789abcdef.xml
 qelfilecache_Metadata.txt" ] || { echo "completion has changed the cache"; failures=$((failures + 1)); }
