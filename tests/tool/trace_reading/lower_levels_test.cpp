@@ -44,6 +44,46 @@ TEST(Lower_Levels, RequestsAreToldApartByTheirUrl) {
     EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told http://s/a", "not_told http://s/b"));
 }
 
+TEST(Lower_Levels, WhatNamesNoAddressIsGivenToNoneThatWasNamed) {
+    const std::string refused =
+        "COM exception: \n ====\nFile: http://s/a\nDescription: No.\n \nWin32 error code: 12029";
+    Written_Trace trace;
+    trace.Error("Download_Inet_URL", failed_download);
+    trace.Error("Download_Inet_URL",
+                "HTTP GET request failed with status 500. On HTTP error we cannot download the file.");
+    trace.Error("Download_Inet_URL", refused, "");
+    trace.Error("Process_Inet_URL_By_WinInet", "CertErrorHandlingMode: 'Default'.");
+    trace.Error("Download_Inet_URL_By_WinInet",
+                "HTTP request failed with status 12029. On HTTP error we cannot download the file.");
+    trace.Error("Download_Inet_URL", failed_download);
+    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told", "not_told", "not_told http://s/a", "not_told"));
+    EXPECT_THAT(Explanations_In(trace.Text())[1], HasSubstr("status 500"));
+    EXPECT_EQ(Read({trace.Text()}).calls[2].record_count, 3U);
+}
+
+TEST(Lower_Levels, WhatNamesAShareFileIsGivenToIt) {
+    Written_Trace trace;
+    trace.Error("Download_Inet_URL", "Downloading from URL 'https://s/a' failed.");
+    trace.Warning("Download_File_Share",
+                  "Trying to download a file share URL that cannot be stat-ed: '\\\\s\\x', error code 53.");
+    trace.Error("Get_File_Content", "Failed to open file '\\\\s\\x'.");
+    trace.Error("Download_File_Share",
+                "Copy file failed for URL: '\\\\s\\x', cached file: '/c/1' , GetLastError returned 53.");
+    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told https://s/a", "not_told \\\\s\\x"));
+}
+
+TEST(Lower_Levels, StepsThatSurelyFollowEachOtherBelongTogether) {
+    Written_Trace trace;
+    trace.Error("Is_Inet_URL_Expired", "Sending of HTTP HEAD request failed. HR=-1, LE=0.");
+    trace.Error("Is_Inet_URL_Expired",
+                "HEAD request from URL 'http://s/a' failed. try to download/read the file direct.");
+    trace.Warning("Is_Inet_URL_Expired", "Last-Modified header is empty.");
+    trace.Error("Download_Inet_URL", "Sending of GET HTTP request failed. HR=-1, LE=0.");
+    trace.Error("Download_Inet_URL", "Downloading from URL 'http://s/b' failed.");
+    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told http://s/a", "not_told http://s/b"));
+    EXPECT_EQ(Read({trace.Text()}).calls[0].record_count, 3U);
+}
+
 TEST(Lower_Levels, AMissingLocalFileIsARequestOfItsOwn) {
     Written_Trace trace;
     trace.Error("Download_Inet_URL", failed_download);
@@ -78,7 +118,8 @@ TEST(Lower_Levels, WhatIsCertainIsSaid) {
     trace.Error("Get_Cached_File_and_Status", "Previously cached local file does not exist '/a'.");
     trace.Error("Set_Cache_Directory", "Setting cache directory to non existing absolute_dir_path='/d'.");
     trace.Data("Download_File_Share", "Copied file '\\\\s\\x' to the cached file: '/c/1'.");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("failed /a", "failed set_cache_directory /d", "copied -> /c/1"));
+    EXPECT_THAT(Calls_In(trace.Text()),
+                ElementsAre("failed /a", "failed set_cache_directory /d", "copied \\\\s\\x -> /c/1"));
 }
 
 /// The messages that the product writes, with their marks.

@@ -83,7 +83,9 @@ std::string_view Subject_In(std::string_view text) {
     if (const auto file = Between(text, "\nFile: ", "\nDescription: "); !file.empty()) {
         return file;
     }
-    for (const std::string_view label : {"URL: '", "URL '", "url = '", "url='", "not exist '", "at this time: '"}) {
+    for (const std::string_view label :
+         {"URL: '", "URL '", "url = '", "url='", "not exist '", "at this time: '", "stat-ed: '",
+          "Failed to open file '", "Copied file '", "in the cache: '", "is expired '", "unnamed: '"}) {
         if (const auto start = text.find(label); start != std::string_view::npos) {
             const auto rest = text.substr(start + label.size());
             return rest.substr(0, rest.find('\''));
@@ -91,6 +93,28 @@ std::string_view Subject_In(std::string_view text) {
     }
     constexpr std::string_view not_listed = "URL not found in while-list. URL: ";
     return text.starts_with(not_listed) ? text.substr(not_listed.size()) : std::string_view();
+}
+
+/// Messages that one and the same request writes one behind the other, whatever else they name.
+constexpr std::pair<std::string_view, std::string_view> certain_sequences[] = {
+    {"Sending of GET HTTP request failed.", "Downloading from URL '"},
+    {"GET HTTP request failed. HR=", "Downloading from URL '"},
+    {"Sending of HTTP HEAD request failed.", "HEAD request from URL '"},
+    {"HEAD HTTP request failed. HR=", "HEAD request from URL '"},
+    {"Create instance failed for HTTP request object.", "Downloading from URL '"},
+    {"Create instance failed for HTTP request object.", "HEAD request from URL '"},
+    {"Unsupported file URL format", "Previously cached local file does not exist ''"},
+};
+
+bool Surely_Follows(std::string_view text, std::string_view previous) {
+    return std::any_of(std::begin(certain_sequences), std::end(certain_sequences), [&](const auto& sequence) {
+        return previous.starts_with(sequence.first) && text.starts_with(sequence.second);
+    });
+}
+
+/// The second client repeats the request whose error stands before its messages.
+bool Is_Second_Attempt(const Record& record) {
+    return record.method == "Process_Inet_URL_By_WinInet" || record.method == "Download_Inet_URL_By_WinInet";
 }
 
 /// Follows one thread of one run.
@@ -125,6 +149,7 @@ private:
         m_Stack.clear();
         m_Stage = 0;
         m_Subject = {};
+        m_Last_Text = {};
         m_First_Of_Stage = {};
         Call call;
         call.run = record.run;
@@ -149,11 +174,11 @@ private:
         const auto* const message = Recognise(record.text).message;
         const Operation concluded = Operation_Of(record.method);
         const bool continues = m_Open != No_Call && trace.calls[m_Open].operation == concluded &&
-                               (stage == 0 || stage > m_Stage || (stage == m_Stage && message != m_First_Of_Stage)) &&
-                               (subject.empty() || m_Subject.empty() || subject == m_Subject);
+                               Belongs_To_Open(record, stage, subject, message);
         if (!continues) {
             Open(trace, record, concluded, true);
         }
+        m_Last_Text = record.text;
         if (stage > m_Stage) {
             m_Stage = stage;
             m_First_Of_Stage = message;
@@ -162,6 +187,24 @@ private:
             m_Subject = subject;
             trace.calls[m_Open].subject = subject;
         }
+    }
+
+    /// A request that succeeds leaves nothing at these levels, so a record that names no address may be of
+    /// any request since the last one that did.
+    bool Belongs_To_Open(const Record& record, int stage, std::string_view subject,
+                         const Known_Message* message) const {
+        if (Surely_Follows(record.text, m_Last_Text)) {
+            return true;
+        }
+        if (Is_Second_Attempt(record)) {
+            return subject.empty() || m_Subject.empty() || subject == m_Subject;
+        }
+        if (subject.empty() && !m_Subject.empty()) {
+            // A check that brought no answer brought no time either.
+            return m_Stage == 3 && record.text.starts_with("Last-Modified header is empty.");
+        }
+        const bool goes_on = stage == 0 || stage > m_Stage || (stage == m_Stage && message != m_First_Of_Stage);
+        return goes_on && subject == m_Subject;
     }
 
     void Nest(Record& record) {
@@ -194,6 +237,7 @@ private:
     int m_Stage = 0;
     const Known_Message* m_First_Of_Stage = nullptr;
     std::string_view m_Subject;
+    std::string_view m_Last_Text;
 };
 
 } // namespace

@@ -158,7 +158,9 @@ std::vector<std::string> Remarks(const Trace& trace, const Overview& overview) {
     std::vector<std::string> remarks;
     if (overview.has_concluded_calls) {
         remarks.emplace_back(
-            "The trace tells errors, warnings and notes alone, from which the requests were concluded. "
+            "The trace tells errors, warnings and notes alone, from which the requests were concluded. Those that name "
+            "no address stand under \"(address not told)\": whose they are, and whether of one request, is not "
+            "certain. "
             "One of level 4 tells every request and its way.");
     }
     if (overview.requests > 0 && !overview.Has_Times()) {
