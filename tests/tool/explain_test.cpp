@@ -195,6 +195,30 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
     }
 }
 
+TEST_F(Explain, TellsThatTheDirectoryCannotBeWritten) {
+    Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "explain", m_Url});
+    run.with_ordinary_rights = true;
+    EXPECT_EQ(Run_Tool(run).exit_status, 0);
+    fs::permissions(m_Cache, fs::perms::owner_read | fs::perms::owner_exec);
+    Tool_Result result = Run_Tool(run);
+    fs::permissions(m_Cache, fs::perms::owner_all);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(Verdict(result),
+              "would not be served: the cache directory '" + m_Cache.string() + "' is not writable for this user.\n");
+
+    run.arguments = {"explain", m_Url};
+    EXPECT_EQ(Run_Tool(run).exit_status, 0);
+    const fs::path home = m_Folder / "home";
+    fs::create_directories(home);
+    fs::permissions(home, fs::perms::owner_read | fs::perms::owner_exec);
+    result = Run_Tool(run);
+    fs::permissions(home, fs::perms::owner_all);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(Verdict(result), "would not be served: the default cache directory '" +
+                                   (home / ".cache" / "qel" / "landscape").string() + "' cannot be created: '" +
+                                   home.string() + "' is not writable for this user.\n");
+}
+
 TEST_F(Explain, ShowsTheNormalisedFormOfAShareUrl) {
     EXPECT_THAT(Run_On_Cache({"explain", "file://server/share/a.xml"}).out,
                 AllOf(HasSubstr("It names a file on a share"),

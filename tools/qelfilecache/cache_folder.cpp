@@ -164,6 +164,25 @@ fs::path Directory_To_Inspect(const Settings& settings) {
     return directory;
 }
 
+std::string Why_Not_Writable(const fs::path& directory) {
+    if (!directory.empty()) {
+        return Host::Is_Writable_Directory(directory)
+                   ? std::string()
+                   : "the cache directory " + Quoted(directory) + " is not writable for this user";
+    }
+    // The default one is created with the first request, below the part of its path that exists.
+    const fs::path wanted = Default_Directory();
+    fs::path existing = wanted;
+    std::error_code ignored;
+    while (!fs::exists(existing, ignored) && existing.has_relative_path()) {
+        existing = existing.parent_path();
+    }
+    return Host::Is_Writable_Directory(existing)
+               ? std::string()
+               : std::string(default_directory) + " " + Quoted(wanted) + " cannot be created: " + Quoted(existing) +
+                     " is not writable for this user";
+}
+
 std::vector<fs::path> Cached_Copies(const fs::path& directory) {
     std::vector<fs::path> copies;
     for (const auto& file : fs::directory_iterator(directory)) {

@@ -34,6 +34,11 @@ std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings);
 /// @throws Usage_Error when the directory is missing or cannot be read.
 std::filesystem::path Directory_To_Inspect(const Settings& settings);
 
+/// Why this user can put no copy into the directory of a cache that is looked into, such as "the cache directory
+/// 'DIR' is not writable for this user"; empty when he can, or when it can be created.
+/// @param directory as Directory_To_Inspect answers it.
+std::string Why_Not_Writable(const std::filesystem::path& directory);
+
 /// The files in a cache directory that are cached copies by the shape of their names.
 std::vector<std::filesystem::path> Cached_Copies(const std::filesystem::path& directory);
 

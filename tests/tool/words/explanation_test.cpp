@@ -164,6 +164,26 @@ TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
     EXPECT_THAT(Steps(explained), Not(HasSubstr("horter period")));
 }
 
+TEST(Explanation, TellsThatNoNewCopyCanBeWritten) {
+    const auto without_room = [](Explained_Request explained) {
+        explained.directory_problem = "the cache directory '/c' is not writable for this user";
+        return explained;
+    };
+    const auto missing = without_room(A_Request({}, An_Answer(200, "stamp")));
+    EXPECT_EQ(Explain(missing).verdict, "would not be served: the cache directory '/c' is not writable for this user.");
+    EXPECT_FALSE(Explain(missing).served);
+    EXPECT_THAT(Steps(missing), HasSubstr("But the cache directory '/c' is not writable for this user: no new copy can "
+                                          "be written, and 'qelfilecache get' refuses to work. Next: change the "));
+    const Explanation stale = Explain(without_room(A_Request(An_Entry(false), An_Answer(200, "other"))));
+    EXPECT_TRUE(stale.served);
+    EXPECT_EQ(stale.verdict, "would be served from the copy that was last known to be current at " +
+                                 Local_Time_Text(present - 3 * minute) +
+                                 ", because the cache directory '/c' is not writable for this user.");
+    EXPECT_THAT(Explain(without_room(A_Request(An_Entry(true)))).verdict, HasSubstr("without asking the server until"));
+    EXPECT_THAT(Explain(without_room(A_Request(An_Entry(false), An_Answer(200, "stamp")))).verdict,
+                HasSubstr("the server has the same version"));
+}
+
 TEST(Explanation, TellsThatNoTimeOfChangeIsKnown) {
     auto explained = A_Request(An_Entry(true));
     explained.request.entry->last_modified.clear();

@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/Command.h"
 #include "tools/qelfilecache/Command_Options.h"
 
+#include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/qelfilecache/inspecting/inspection_json.h"
@@ -105,10 +106,12 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     const Open_Inspection opened = Inspect_Cache(settings);
     const auto request_thread = Host::Prepare_Request_Thread();
     const Inspected_Settings configured = opened.cache->Settings();
+    const std::string directory_problem = Printable(Why_Not_Writable(opened.directory));
     auto answers = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
-        const Explained_Request explained = Look_Into(*opened.cache, request, configured, options.check);
+        Explained_Request explained = Look_Into(*opened.cache, request, configured, options.check);
+        explained.directory_problem = directory_problem;
         const Explanation explanation = Explain(explained);
         if (options.json) {
             answers.push_back(Answer_To(explained, explanation, configured));

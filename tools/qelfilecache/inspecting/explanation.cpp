@@ -330,6 +330,11 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
            (explained.remote->status != 0 ? ", unless a download succeeds all the same." : ".");
 }
 
+/// True when the copy that there is would be served and no other is wanted.
+bool Is_Served_As_It_Is(const Explained_Request& explained) {
+    return Has_Copy(explained) && (explained.request.entry->fresh || (explained.remote && explained.remote->unchanged));
+}
+
 /// Of a request that fails whatever the remote side says: cause and remedy as 'get' words them.
 Explanation Hopeless(Explanation explanation, const std::string& request) {
     Request_Outcome outcome;
@@ -373,6 +378,18 @@ Explanation Explain(const Explained_Request& explained) {
     }
     if (explained.remote) {
         explanation.steps.push_back(Answer_Step(explained));
+    }
+    if (!explained.directory_problem.empty()) {
+        explanation.steps.push_back("But " + explained.directory_problem +
+                                    ": no new copy can be written, and 'qelfilecache get' refuses to work. Next: "
+                                    "change the permissions, or name another directory with --cache-dir.");
+    }
+    if (!explained.directory_problem.empty() && !Is_Served_As_It_Is(explained)) {
+        explanation.verdict = has_copy ? "would be served from " + The_Copy(*request.entry) + ", because " +
+                                             explained.directory_problem + "."
+                                       : "would not be served: " + explained.directory_problem + ".";
+        explanation.served = has_copy;
+        return explanation;
     }
     if (!has_copy) {
         explanation.verdict = Verdict_Without_Copy(explained);

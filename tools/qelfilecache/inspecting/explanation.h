@@ -16,6 +16,7 @@ struct Explained_Request {
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting certificate_mode;
     std::optional<std::uintmax_t> copy_size;
+    std::string directory_problem; ///< why no copy can be written to the cache directory; empty: it can
 };
 
 /// The same in words for an administrator.
