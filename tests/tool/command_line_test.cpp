@@ -34,7 +34,8 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
                       HasSubstr("--version"), HasSubstr("\n  get "), HasSubstr("\n  list "), HasSubstr("\n  explain "),
                       HasSubstr("\n  prefetch "), HasSubstr("\n  clear "), HasSubstr("\n  purge "),
                       HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
-                                "2 wrong usage or a directory that cannot be used.\n")));
+                                "2 wrong usage or a directory that cannot be used,\n"
+                                "141 the reader of the results went away.\n")));
     EXPECT_THAT(result.err, IsEmpty());
 }
 
@@ -112,7 +113,33 @@ TEST_F(Command_Line, AsksForARequest) {
 }
 
 TEST_F(Command_Line, RefusesAWordBehindACommandThatTakesNone) {
-    Expect_Wrong_Usage({"clear", "x"}, "The following argument was not expected: x");
+    Expect_Wrong_Usage({"clear", "x"}, "'x' is one word too many: 'clear' takes nothing but options");
+    Expect_Wrong_Usage({"list", "x"}, "'x' is one word too many: 'list' takes nothing but options");
+    Expect_Wrong_Usage({"prefetch", "a", "b"}, "'b' is one word too many: 'prefetch' takes one FILE");
+}
+
+TEST_F(Command_Line, AdvisesDashesOnlyWhereRequestsAreTaken) {
+    Expect_Wrong_Usage({"list", "--bogus"},
+                       "unknown option '--bogus'; 'qelfilecache list --help' names those that there are");
+}
+
+TEST_F(Command_Line, AsksForTheValueOfAnOption) {
+    Expect_Wrong_Usage({"list", "--cache-dir"}, "option '--cache-dir' needs a value, DIR");
+    Expect_Wrong_Usage({"get", "x", "--request-kind"}, "option '--request-kind' needs a value, N");
+}
+
+TEST_F(Command_Line, AsksBackWhenAWordIsNearlyACommand) {
+    Expect_Wrong_Usage({"lst"}, "unknown command 'lst'; did you mean 'list'? the commands are get, list, explain, "
+                                "prefetch, trace, clear, purge");
+}
+
+TEST_F(Command_Line, TakesHelpForACommandToo) {
+    EXPECT_EQ(Run({"help"}).out, Run({"--help"}).out);
+    EXPECT_EQ(Run({"help", "get"}).out, Run({"get", "--help"}).out);
+    EXPECT_EQ(Run({"help", "get"}).exit_status, 0);
+    Expect_Wrong_Usage({"help", "bogus"},
+                       "unknown command 'bogus'; the commands are get, list, explain, prefetch, trace, "
+                       "clear, purge");
 }
 
 TEST_F(Command_Line, RefusesATraceLevelOutOfRange) {

@@ -94,6 +94,24 @@ TEST_F(Traced_Tool, LowerLevelsTellWhatFailed) {
     }
 }
 
+TEST_F(Traced_Tool, AFileGivenTwiceCountsOnce) {
+    Run_Traced(4, {"get", "/no/such/file"});
+    const auto file = m_Traces / *Names_In(m_Traces).begin();
+    const std::string once = Run({"trace", file.string()}).out;
+    EXPECT_EQ(Run({"trace", file.string(), file.string()}).out, once);
+    EXPECT_EQ(Run({"trace", file.string(), (m_Traces / "." / file.filename()).string()}).out, once);
+}
+
+TEST_F(Traced_Tool, StandardInputIsReadWhereToldTo) {
+    Run_Traced(4, {"get", "/no/such/file"});
+    Tool_Run run = A_Run({"trace", "-"});
+    run.standard_input = Read_File(m_Traces / *Names_In(m_Traces).begin());
+    const Tool_Result result = Run_Tool(run);
+    EXPECT_EQ(result.exit_status, 0) << result.err;
+    EXPECT_THAT(result.out, ::testing::HasSubstr("the local file '/no/such/file' does not exist"));
+    EXPECT_THAT(result.out, ::testing::HasSubstr("standard input, line"));
+}
+
 TEST_F(Traced_Tool, ProcessesAtTheSameTimeAreAllTold) {
     const std::string url = server.Url("/a.xml");
     Run_On_Cache({"get", url});

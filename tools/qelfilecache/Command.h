@@ -10,9 +10,10 @@ namespace QEL::FrontEnd::Tool {
 
 /// Exit status of the process.
 enum Exit_Status : int {
-    Exit_Served = 0,     ///< every request was served
-    Exit_Not_Served = 1, ///< some were not
-    Exit_Wrong_Usage = 2 ///< the command line, or a directory that it names, cannot be used
+    Exit_Served = 0,       ///< every request was served
+    Exit_Not_Served = 1,   ///< some were not
+    Exit_Wrong_Usage = 2,  ///< the command line, or a directory that it names, cannot be used
+    Exit_Reader_Gone = 141 ///< nobody reads the results any more: what shells show of a tool that SIGPIPE ended
 };
 
 /// The command line, or a directory that it names, cannot be used: ends with Exit_Wrong_Usage.

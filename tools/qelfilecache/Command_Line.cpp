@@ -7,8 +7,11 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <numeric>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace QEL::FrontEnd::Tool {
@@ -22,7 +25,8 @@ constexpr const char* tool_description =
 constexpr const char* footer =
     "Results go to standard output, everything else to standard error.\n"
     "Exit status: 0 every request was served, 1 some were not,\n"
-    "2 wrong usage or a directory that cannot be used.\n\n"
+    "2 wrong usage or a directory that cannot be used,\n"
+    "141 the reader of the results went away.\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
     "  qelfilecache --cache-dir /var/cache/landscape get '\\\\server\\share\\landscape.xml'\n"
@@ -58,12 +62,54 @@ void Declare_Command(CLI::App& tool, const Command& command) {
     }
 }
 
+/// What a command takes behind its name and options, such as "REQUEST"; empty: nothing.
+std::string Operand_Of(const CLI::App& command) {
+    const auto operands = command.get_options([](const CLI::Option* option) { return option->get_positional(); });
+    return operands.empty() ? std::string() : operands.front()->get_name();
+}
+
+/// How many letters have to be added, dropped or exchanged to make one word the other.
+std::size_t Distance(const std::string& left, const std::string& right) {
+    std::vector<std::size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t line = 1; line <= left.size(); ++line) {
+        std::size_t diagonal = std::exchange(row[0], line);
+        for (std::size_t column = 1; column <= right.size(); ++column) {
+            const std::size_t exchanged = diagonal + (left[line - 1] == right[column - 1] ? 0 : 1);
+            diagonal = std::exchange(row[column], std::min({row[column] + 1, row[column - 1] + 1, exchanged}));
+        }
+    }
+    return row.back();
+}
+
+/// "did you mean 'list'?" for a word that is nearly a command.
+std::string Nearest(const std::string& word, const std::vector<Command>& commands) {
+    std::size_t nearest = std::min<std::size_t>(word.size(), 3); // as far is another word
+    std::string question;
+    for (const Command& command : commands) {
+        if (const std::size_t distance = Distance(word, command.name); distance < nearest) {
+            nearest = distance;
+            question = "did you mean '" + command.name + "'? ";
+        }
+    }
+    return question;
+}
+
 std::string Names_Of(const std::vector<Command>& commands) {
     std::string names;
     for (const Command& command : commands) {
         names += (names.empty() ? "" : ", ") + command.name;
     }
     return names;
+}
+
+/// Of an option without its value; the complaint of the parser begins with the option's name.
+std::string Explain_Missing_Value(const CLI::App& tool, const std::string& complaint) {
+    const std::string name = complaint.substr(0, complaint.find(':'));
+    const auto given = tool.get_subcommands();
+    const CLI::Option* option = given.empty() ? nullptr : given.front()->get_option_no_throw(name);
+    option = option ? option : tool.get_option_no_throw(name);
+    return option ? "option '" + name + "' needs a value, " + option->get_type_name() : complaint;
 }
 
 /// What is wrong with the command line, in words that tell what to do.
@@ -78,15 +124,47 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
                 return "option '" + *option + "' belongs behind its command, '" + command.name + "'";
             }
         }
+        const auto given = tool.get_subcommands();
+        if (!given.empty() && Operand_Of(*given.front()).empty()) {
+            return "unknown option '" + *option + "'; 'qelfilecache " + given.front()->get_name() +
+                   " --help' names those that there are";
+        }
         return "unknown option '" + *option + "'; put \"--\" before a request that begins with \"-\"";
     }
     if (tool.get_subcommands().empty() && !not_understood.empty()) {
-        return "unknown command '" + not_understood.front() + "'; the commands are " + Names_Of(commands);
+        return "unknown command '" + not_understood.front() + "'; " + Nearest(not_understood.front(), commands) +
+               "the commands are " + Names_Of(commands);
+    }
+    if (!not_understood.empty()) {
+        const CLI::App& command = *tool.get_subcommands().front();
+        const std::string operand = Operand_Of(command);
+        return "'" + not_understood.front() + "' is one word too many: '" + command.get_name() + "' takes " +
+               (operand.empty() ? "nothing but options" : "one " + operand);
+    }
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error)) {
+        return Explain_Missing_Value(tool, error.what());
     }
     if (tool.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error)) {
         return "a command is missing; the commands are " + Names_Of(commands);
     }
     return error.what();
+}
+
+/// The words of the command line, with "help get" as "get --help".
+std::vector<const char*> With_Help_As_Option(int count, const char* const* arguments,
+                                             const std::vector<Command>& commands) {
+    std::vector<const char*> words(arguments, arguments + count);
+    if (words.size() < 2 || std::string_view(words[1]) != "help") {
+        return words;
+    }
+    words.erase(words.begin() + 1);
+    const bool is_known = words.size() == 1 || std::any_of(commands.begin(), commands.end(), [&](const auto& command) {
+                              return command.name == words[1];
+                          });
+    if (is_known) {
+        words.push_back("--help");
+    }
+    return words;
 }
 
 void Print_Help_Or_Version(const CLI::App& tool, const CLI::Success& which) {
@@ -131,11 +209,14 @@ int Run_Command_Line(int argument_count, const char* const* arguments) {
         for (const Command& command : commands) {
             Declare_Command(tool, command);
         }
-        const Command* command = Parse(tool, commands, argument_count, arguments);
+        const auto words = With_Help_As_Option(argument_count, arguments, commands);
+        const Command* command = Parse(tool, commands, static_cast<int>(words.size()), words.data());
         return command ? command->run(settings) : Exit_Served;
     } catch (const Usage_Error& error) {
         Write_Message(error.what());
         return Exit_Wrong_Usage;
+    } catch (const Reader_Gone&) {
+        return Exit_Reader_Gone;
     } catch (const std::exception& error) {
         Write_Message(error.what());
         return Exit_Not_Served;

@@ -20,6 +20,9 @@ void Write_Result(const std::string& line) {
     const std::string text = line + '\n';
     errno = 0;
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        if (errno == EPIPE) {
+            throw Reader_Gone("nobody reads the results");
+        }
         throw Output_Error("cannot write the results: " + std::generic_category().message(errno));
     }
 }

@@ -5,14 +5,21 @@
 
 namespace QEL::FrontEnd::Tool {
 
-/// The results cannot be handed over: standard output is closed, full or has no reader.
+/// The results cannot be handed over: standard output is closed or full.
 class Output_Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
+/// Whoever read the results wants no more of them, as "head" does: no reason to complain.
+class Reader_Gone : public Output_Error {
+public:
+    using Output_Error::Output_Error;
+};
+
 /// Writes one line of results to standard output, and sees that it leaves the process.
 /// @throws Output_Error
+/// @throws Reader_Gone
 void Write_Result(const std::string& line);
 
 /// Writes a message to standard error, behind the program's name.

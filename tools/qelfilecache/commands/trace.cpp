@@ -9,12 +9,16 @@
 #include "tools/qelfilecache/trace_reading/json_report.h"
 #include "tools/qelfilecache/trace_reading/text_report.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -56,11 +60,30 @@ std::string Read_All(const std::filesystem::path& path) {
     return content;
 }
 
+constexpr const char* standard_input = "-";
+
+std::string Read_Standard_Input() {
+    std::ostringstream content;
+    content << std::cin.rdbuf();
+    return content.str();
+}
+
+/// True when one of the names before this one means the same file: it would be counted twice.
+bool Is_Repeated(const std::vector<std::string>& names, std::size_t position) {
+    return std::any_of(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(position),
+                       [&name = names[position]](const std::string& earlier) {
+                           std::error_code error;
+                           return earlier == name ||
+                                  std::filesystem::equivalent(Host::To_Path(earlier), Host::To_Path(name), error);
+                       });
+}
+
 /// Reads a file into the trace; says what is wrong with it when it cannot be used.
 bool Add_File(Trace_Reader& reader, const std::string& name) {
     std::string complaint;
     try {
-        complaint = reader.Add(name, Read_All(Host::To_Path(name)));
+        complaint = name == standard_input ? reader.Add("standard input", Read_Standard_Input())
+                                           : reader.Add(name, Read_All(Host::To_Path(name)));
     } catch (const std::system_error& error) {
         complaint = "cannot be read: " + error.code().message() +
                     "\n  Next: check the name and the permissions of the trace file.";
@@ -99,8 +122,11 @@ Exit_Status Show_Trace(const Trace_Options& options) {
     Trace_Reader reader;
     bool all_usable = true;
     bool any_usable = false;
-    for (const std::string& name : options.files) {
-        const bool usable = Add_File(reader, name);
+    for (std::size_t position = 0; position < options.files.size(); ++position) {
+        if (Is_Repeated(options.files, position)) {
+            continue;
+        }
+        const bool usable = Add_File(reader, options.files[position]);
         all_usable = all_usable && usable;
         any_usable = any_usable || usable;
     }
@@ -124,12 +150,14 @@ Exit_Status Show_Trace(const Trace_Options& options) {
 void Declare_Options(Command_Options& parser, Trace_Options& options) {
     parser.Text("--html", "OUT", options.html, "Write a page for browsers to this file, and print its name instead");
     parser.Flag("--json", options.json, "Print one object for programs instead");
-    parser.Operands("FILE", options.files, "Trace file, by default named qelfilecache_<process id>.trc");
+    parser.Operands("FILE", options.files,
+                    "Trace file, by default named qelfilecache_<process id>.trc, or - for standard input");
 }
 
 constexpr const char* trace_help =
     "Shows each request: how it was decided, what failed, which copy was served and, where the trace has time\n"
-    "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together.\n"
+    "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together;\n"
+    "one that is given several times counts once.\n"
     "A trace of level 4 or 5 tells every request, one of level 1 to 3 only what went wrong.\n\n"
     "The page that --html writes is complete in itself: a timeline, each request with its records, a filter. A link\n"
     "to it may end with #search=WORDS.\n\n"
