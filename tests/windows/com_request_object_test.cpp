@@ -93,6 +93,11 @@ TEST_F(Com_Request, HasAnEmptyTextForAnAbsentHeader) {
     EXPECT_EQ(Header("Last-Modified"), "");
 }
 
+TEST_F(Com_Request, HasBlanksForControlCharactersInAHeader) {
+    Get("/control-characters");
+    EXPECT_EQ(Header("Last-Modified"), "a  b");
+}
+
 TEST_F(Com_Request, HasAnEmptyBody) {
     Get("/empty");
     EXPECT_EQ(Status(), 200);

@@ -69,6 +69,15 @@ TEST_F(Host, IsServedTheLastCopyWhileTheServerFails) {
     EXPECT_EQ(served.http_error, 2);
 }
 
+TEST_F(Host, KeepsItsListWhateverAServerSendsAsATime) {
+    Set_Expiry_Minutes(60);
+    const std::string path = Get(Url("/control-characters")).path;
+    Requests();
+    Restart_Host();
+    EXPECT_EQ(Get(Url("/control-characters")).path, path);
+    EXPECT_THAT(Requests(), IsEmpty());
+}
+
 TEST_F(Host, GetsNoCopyFromAServerThatIsNotTrusted) {
     const Served served = Get(Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/landscape");
     EXPECT_EQ(served.path, "");

@@ -98,6 +98,11 @@ TEST_F(Wininet_Client, PassesAnErrorStatusOn) {
     EXPECT_EQ(Send(Url("/status/304")), 304U);
 }
 
+TEST_F(Wininet_Client, HasBlanksForControlCharactersInAHeader) {
+    EXPECT_EQ(Send(Url("/control-characters")), 200U);
+    EXPECT_EQ(client.GetResponseHeader("Last-Modified"), "a  b");
+}
+
 TEST_F(Wininet_Client, ReadsAChunkedBody) {
     EXPECT_EQ(Send(Url("/chunked")), 200U);
     EXPECT_EQ(client.GetResponseBody(), "hello world");

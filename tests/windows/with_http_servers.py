@@ -93,6 +93,8 @@ class Answers(http.server.BaseHTTPRequestHandler):
             self.wfile.flush()
             time.sleep(SILENCE_SECONDS)
             self.close_connection = True
+        elif parts[0] == "control-characters":
+            self.answer(200, {"Last-Modified": "\x01a\x1a\x0bb\x7f"}, b"<file/>")
         elif parts[0] == "garbage":
             self.wfile.write(b"This is no HTTP.")
             self.close_connection = True

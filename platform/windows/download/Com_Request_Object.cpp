@@ -2,6 +2,7 @@
 
 #include "platform/windows/download/Xml_Http_Interfaces.h"
 #include "platform/windows/http/Announced_Length.h"
+#include "platform/windows/http/Header_Value.h"
 #include "platform/windows/owners/Bstr.h"
 #include "platform/windows/owners/Com_Pointer.h"
 #include "platform/windows/owners/Variant.h"
@@ -69,7 +70,7 @@ public:
         const Bstr name_text(Platform::To_Wide(name));
         Bstr value_text;
         const HResult result = m_Request->getResponseHeader(name_text.Get(), value_text.Receive());
-        value = Platform::To_Narrow(value_text.View());
+        value = Platform::Clean_Header_Value(Platform::To_Narrow(value_text.View()));
         // An absent header is no failure.
         return result == HRESULT_FROM_WIN32(ERROR_HTTP_HEADER_NOT_FOUND) ? S_OK : result;
     }

@@ -1,11 +1,13 @@
 #include "platform/windows/http/Http_Exchange.h"
 
 #include "platform/windows/http/Announced_Length.h"
+#include "platform/windows/http/Header_Value.h"
 #include "platform/windows/http/Http_Url.h"
 #include "platform/windows/http/Server_Certificate.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -104,7 +106,7 @@ std::string Http_Exchange::Header(const char* name) const {
         found = HttpQueryInfoA(m_Request.Get(), HTTP_QUERY_CUSTOM, value.data(), &size, nullptr);
     } while (found == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER);
     value.resize(found == 0 ? 0 : size);
-    return value;
+    return Clean_Header_Value(std::move(value));
 }
 
 bool Http_Exchange::Read_Body(std::string& body) const {
