@@ -20,6 +20,7 @@ mkdir -p build "$report"
 log=$report/build.log
 { cmake --preset linux-coverage && cmake --build --preset linux-coverage --target "${programs[@]}"; } >"$log" 2>&1 || {
     tail -n 40 "$log"
+    echo "coverage.sh: the build failed" >&2
     exit 1
 }
 

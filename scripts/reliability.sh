@@ -3,14 +3,15 @@
 #
 #   scripts/reliability.sh TABLE     writes the table of results to the file TABLE, and to standard output
 #
-# Needs the Linux build with all tests. How much is done is in the environment:
+# Needs the Linux build with all tests; the thread sanitizer, the fuzzers and the coverage have builds of
+# their own, which it makes. How much is done is in the environment:
 #
 #                          usually   with QEL_LONG_SCALE=small
 #   QEL_FUZZ_SECONDS       600       5       of each fuzzer, two at a time
 #   QEL_KILL_ROUNDS        500       10      processes killed
 #   QEL_DISK_FULL_ROUNDS   500       10      limits of the length of a file
 #   QEL_TRACE_LINES        1000000   20000   of two processes at a time
-#   QEL_THREAD_OPERATIONS  200       5       of each of 32 threads
+#   QEL_THREAD_OPERATIONS  200       5       of each of 32 threads, and again with the thread sanitizer
 #   QEL_HANDLE_REQUESTS    10000     1000    that leave no handle open
 #   QEL_VALGRIND           all       short   unit test programs
 #
@@ -27,6 +28,14 @@ esac
 table=$1
 logs=build/reliability
 mkdir -p "$logs" "$(dirname "$table")"
+
+case "${QEL_LONG_SCALE:-}" in
+'' | small) ;;
+*)
+    echo "reliability.sh: '$QEL_LONG_SCALE' is no scale: small, or nothing" >&2
+    exit 2
+    ;;
+esac
 
 # amount NAME USUAL SMALL: sets a variable that is not set yet.
 amount() {
@@ -53,10 +62,13 @@ row() {
 }
 
 # tests WHAT PROGRAM [ARGUMENT...]: a test program of the Linux build; a program that ends early fails too.
-tests() {
-    local what=$1 program=$2 log=$logs/${2}-${#rows[@]}.log status=0 run passed failed
-    shift 2
-    "build/linux/bin/$program" "$@" >"$log" 2>&1 || status=$?
+tests() { tests_of linux "$@"; }
+
+# tests_of PRESET WHAT PROGRAM [ARGUMENT...]: the same of another build.
+tests_of() {
+    local preset=$1 what=$2 program=$3 log=$logs/${3}-${#rows[@]}.log status=0 run passed failed
+    shift 3
+    "build/$preset/bin/$program" "$@" >"$log" 2>&1 || status=$?
     run=$(sed -n 's/^\[==========\] \([0-9]*\) tests\{0,1\} .* ran\..*/\1/p' "$log")
     passed=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\.$/\1/p' "$log")
     failed=$((${run:-1} - ${passed:-0}))
@@ -78,26 +90,45 @@ lines() {
     [ "$bad" -eq 0 ] || tail -n 40 "$log"
 }
 
-fuzz() {
-    local log=$logs/fuzz.log line fuzzer executions status=0 found=0
-    fuzz/run.sh "$QEL_FUZZ_SECONDS" >"$log" 2>&1 || status=$?
-    while read -r line fuzzer executions _; do
-        found=$((found + 1))
-        row "${fuzzer%:}, $QEL_FUZZ_SECONDS s" "$executions executions" "$([ "$line" = ok ] && echo 0 || echo 1)"
-    done < <(grep -E '^(ok  |FAIL) ' "$log")
-    if [ "$status" -ne 0 ] || [ "$found" -eq 0 ]; then
-        tail -n 60 "$log"
-        [ "$found" -gt 0 ] || row "fuzzers" "none ran" 1
+sanitized_threads() {
+    local log=$logs/linux-thread.log what="32 threads with the thread sanitizer, $QEL_THREAD_OPERATIONS operations each"
+    if { cmake --preset linux-thread && cmake --build --preset linux-thread --target reliability_threads; } >"$log" 2>&1; then
+        tests_of linux-thread "$what" reliability_threads
+    else
+        row "$what" "not built" 1
+        tail -n 40 "$log"
     fi
 }
 
+fuzz() {
+    local log=$logs/fuzz.log line fuzzer executions status=0 found=0 bad=0 fuzzers=(fuzz/*_fuzzer.cpp)
+    fuzz/run.sh "$QEL_FUZZ_SECONDS" >"$log" 2>&1 || status=$?
+    while read -r line fuzzer executions _; do
+        found=$((found + 1))
+        [ "$line" = ok ] || bad=$((bad + 1))
+        row "${fuzzer%:}, $QEL_FUZZ_SECONDS s" "$executions executions" "$([ "$line" = ok ] && echo 0 || echo 1)"
+    done < <(grep -E '^(ok  |FAIL) ' "$log")
+    if [ "$found" -lt "${#fuzzers[@]}" ]; then
+        row "fuzzers that did not run" "$((${#fuzzers[@]} - found)) of ${#fuzzers[@]}" "$((${#fuzzers[@]} - found))"
+    elif [ "$status" -ne 0 ] && [ "$bad" -eq 0 ]; then
+        row "fuzzers" "ended with status $status" 1
+    elif [ "$status" -eq 0 ]; then
+        return
+    fi
+    tail -n 60 "$log"
+}
+
 coverage() {
-    local log=$logs/coverage.log status=0
-    scripts/coverage.sh >"$log" 2>&1 || status=1
-    row "lines and branches of the product that tests run" \
-        "$(sed -n 's/^all *\([0-9]* of *[0-9]*\) *\([0-9]* of *[0-9]*\)$/\1 lines, \2 branches/p' "$log" | tr -s ' ')" \
-        "$(grep -cE '^  (UNEXPLAINED|OUTDATED)' "$log" || [ "$status" -eq 0 ] || true)"
-    [ "$status" -eq 0 ] || { failures=$((failures + 1)) && tail -n 40 "$log"; }
+    local log=$logs/coverage.log status=0 counted gaps cause
+    scripts/coverage.sh >"$log" 2>&1 || status=$?
+    counted=$(sed -n 's/^all *\([0-9]* of *[0-9]*\) *\([0-9]* of *[0-9]*\)$/\1 lines, \2 branches/p' "$log" | tr -s ' ')
+    gaps=$(grep -cE '^  (UNEXPLAINED|OUTDATED)' "$log")
+    # Nothing was counted, or something failed behind it.
+    { [ "$status" -ne 0 ] || [ -z "$counted" ]; } && [ "$gaps" -eq 0 ] && gaps=1
+    cause=$(sed -n 's/^coverage.sh: //p' "$log" | tail -n 1)
+    [ -n "$counted" ] || counted="not counted: ${cause:-see $log}"
+    row "lines and branches of the product that tests run" "$counted" "$gaps"
+    [ "$gaps" -eq 0 ] || tail -n 40 "$log"
 }
 
 report() {
@@ -116,6 +147,7 @@ main() {
     tests "hostile web servers" http_test --gtest_filter='*Hostile_*'
     tests "hostile web servers, met by the whole cache" reliability_hostile_servers
     tests "32 threads, $QEL_THREAD_OPERATIONS operations each" reliability_threads
+    sanitized_threads
     tests "two processes trace $QEL_TRACE_LINES lines" reliability_two_processes
     tests "handles after $QEL_HANDLE_REQUESTS requests" reliability_handles
     fuzz
