@@ -140,12 +140,12 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
         return Advice("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
                       "open it from the share, or use another --request-kind");
     }
+    if (Begins_With(request, "//")) {
+        return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
+    }
     std::error_code ignored;
     if (!is_file_url && std::filesystem::is_directory(Host::To_Path(request), ignored)) {
         return Advice("it is a directory", "name a file in it");
-    }
-    if (Begins_With(request, "//")) {
-        return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
     }
     if (constexpr std::string_view drive_url = "file:///";
         Begins_With(request, drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
