@@ -69,7 +69,9 @@ TEST(Lower_Levels, WhatNamesAShareFileIsGivenToIt) {
     trace.Error("Get_File_Content", "Failed to open file '\\\\s\\x'.");
     trace.Error("Download_File_Share",
                 "Copy file failed for URL: '\\\\s\\x', cached file: '/c/1' , GetLastError returned 53.");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told https://s/a", "not_told \\\\s\\x"));
+    const Trace read = Read({trace.Text()});
+    EXPECT_THAT(Calls_Of(read), ElementsAre("not_told https://s/a", "not_told \\\\s\\x"));
+    EXPECT_EQ(read.calls[1].record_count, 3U);
 }
 
 TEST(Lower_Levels, StepsThatSurelyFollowEachOtherBelongTogether) {
