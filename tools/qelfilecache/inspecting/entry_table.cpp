@@ -93,6 +93,7 @@ void Shorten_Freshness(std::vector<Row>& rows) {
 
 void Shorten_Addresses(std::vector<Row>& rows, std::size_t width) {
     std::vector<std::string> addresses;
+    addresses.reserve(rows.size());
     for (const Row& row : rows) {
         addresses.push_back(row[Url]);
     }

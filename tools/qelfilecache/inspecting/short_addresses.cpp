@@ -58,6 +58,7 @@ std::vector<std::string> Shorten_Distinctly(const std::vector<std::string>& addr
         }
     }
     std::vector<std::string> shortened;
+    shortened.reserve(addresses.size());
     for (const std::string& address : addresses) {
         shortened.push_back(forms[address]);
     }
