@@ -9,10 +9,11 @@ namespace QEL::Tests {
 
 /// How a hostile server's answer ends.
 enum class Ending {
-    Served,   ///< with a status of success, and whole
-    Refused,  ///< with another status
-    Failed,   ///< with a broken answer or connection
-    Timed_Out ///< not at all: the client has to lose its patience
+    Served,    ///< with a status of success, and whole
+    Refused,   ///< with another status
+    Failed,    ///< with a broken answer or connection
+    Timed_Out, ///< not at all: the client has to lose its patience
+    Doubtful   ///< the client decides whether it was served or failed
 };
 
 /// A hostile server as its client meets it.
@@ -21,7 +22,7 @@ struct Hostile_Site {
     std::string url;
     Ending head = Ending::Served; ///< of the answer to a request for the head
     Ending file = Ending::Served; ///< of that to a request for the file
-    std::string body;             ///< of a file that is served
+    std::string body;             ///< of a file that is served, or may be
 };
 
 inline void PrintTo(const Hostile_Site& site, std::ostream* out) {

@@ -15,6 +15,11 @@ The command finds the servers in its environment. Each value is a URL without a 
 QEL_TEST_CA is the path of the test authority's certificate (DER). QEL_TEST_FILES is a directory whose
 files the servers hand out at their root; each request appends its method and path to the file that
 QEL_TEST_REQUESTS names. The exit status is the command's.
+
+    with_http_servers.py --hostile PROGRAM COMMAND ARGUMENT...
+
+In addition runs the program of the hostile servers, and leaves its list of them in the file that
+QEL_TEST_HOSTILE_SERVERS names.
 """
 
 import contextlib
@@ -195,9 +200,27 @@ def web_servers():
         yield environment
 
 
+@contextlib.contextmanager
+def hostile_servers(program):
+    """Runs the servers that another program is; gives the variable that names their list."""
+    with tempfile.NamedTemporaryFile() as sites, \
+            subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as servers:
+        for line in iter(servers.stdout.readline, b"\n"):
+            if not line:
+                raise RuntimeError(f"{program} has ended")
+            sites.write(line)
+        sites.flush()
+        yield {"QEL_TEST_HOSTILE_SERVERS": sites.name}
+        servers.stdin.close()  # they serve until their input ends
+
+
 def main():
-    with web_servers() as environment:
-        return subprocess.run(sys.argv[1:], env=dict(os.environ, **environment), check=False).returncode
+    arguments = sys.argv[1:]
+    with web_servers() as environment, contextlib.ExitStack() as stack:
+        if arguments[0] == "--hostile":
+            environment.update(stack.enter_context(hostile_servers(arguments[1])))
+            arguments = arguments[2:]
+        return subprocess.run(arguments, env=dict(os.environ, **environment), check=False).returncode
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <vector>
 
 #include "tests/support/Hostile_Site.h"
@@ -8,6 +9,9 @@ namespace QEL::Tests {
 
 /// The hostile servers, all at work.
 const std::vector<Hostile_Site>& Hostile_Sites();
+
+/// What a check and a download may take together.
+extern const std::chrono::seconds Longest_Exchange;
 
 /// From now on the clients wait for a server no longer than it takes to see that they stop waiting.
 /// Only where an answer times out: a server that does answer has all the time that it usually has.

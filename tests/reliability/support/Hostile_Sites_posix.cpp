@@ -16,6 +16,8 @@ bool s_impatient_for_files = false;
 
 } // namespace
 
+const std::chrono::seconds Longest_Exchange{20}; // less than one time-out
+
 const std::vector<Hostile_Site>& Hostile_Sites() {
     static const Hostile_Servers_At_Work servers;
     return servers.Sites();
