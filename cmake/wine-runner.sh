@@ -33,7 +33,8 @@ if ! "$wineserver" -k0 >/dev/null 2>&1; then
         mkdir -p "$WINEPREFIX/dosdevices/unc/server/share"
         touch "$WINEPREFIX/.ready-without-graphics"
     fi
-    "$wineserver" -p10 9>&- </dev/null >/dev/null 2>&1
+    # Long enough for the pauses between programs of a test run: one that starts while the server ends may hang.
+    "$wineserver" -p60 9>&- </dev/null >/dev/null 2>&1
     "$wine" wineboot </dev/null >/dev/null 2>&1 9>&-
 fi
 exec 9>&-

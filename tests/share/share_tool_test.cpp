@@ -64,7 +64,8 @@ TEST_F(Share_Tool, ExplainsWhatTheShareSays) {
     fs::remove(published);
     const std::string gone = Explain(request);
     EXPECT_THAT(gone, testing::HasSubstr("Error 2: there is no such file on the share"));
-    EXPECT_THAT(gone, testing::HasSubstr("because the share does not show the file (error 2)."));
+    EXPECT_THAT(gone, testing::HasSubstr("the check failed: there is no such file on the share (error 2); when that"
+                                         " fails as well, the copy"));
     EXPECT_EQ(Content_Of(copy), "content");
     EXPECT_EQ(Get(request), copy);
 }
