@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the fuzzers with clang and runs each for some seconds, two at a time.
+# Builds the fuzzers with clang and runs each for some seconds, three at a time.
 #
 #   fuzz/run.sh [SECONDS [FUZZER...]]     10 seconds and all fuzzers, unless told otherwise
 #
@@ -58,15 +58,16 @@ report() {
     broken=1
 }
 
-for ((first = 0; first < ${#fuzzers[@]}; first += 2)); do
-    pair=("${fuzzers[@]:first:2}")
+at_a_time=3
+for ((first = 0; first < ${#fuzzers[@]}; first += at_a_time)); do
+    together=("${fuzzers[@]:first:at_a_time}")
     processes=()
-    for fuzzer in "${pair[@]}"; do
+    for fuzzer in "${together[@]}"; do
         run "$fuzzer" &
         processes+=($!)
     done
-    for index in "${!pair[@]}"; do
-        report "${pair[index]}" "${processes[index]}"
+    for index in "${!together[@]}"; do
+        report "${together[index]}" "${processes[index]}"
     done
 done
 exit "$broken"

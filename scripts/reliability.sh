@@ -7,7 +7,7 @@
 # their own, which it makes. How much is done is in the environment:
 #
 #                          usually   with QEL_LONG_SCALE=small
-#   QEL_FUZZ_SECONDS       600       5       of each fuzzer, two at a time
+#   QEL_FUZZ_SECONDS       600       5       of each fuzzer, three at a time
 #   QEL_KILL_ROUNDS        500       10      processes killed
 #   QEL_DISK_FULL_ROUNDS   500       10      limits of the length of a file
 #   QEL_TRACE_LINES        1000000   20000   of two processes at a time
