@@ -53,6 +53,12 @@ TEST_F(Tls_Endings, ABodyWithoutLengthThatAClosedConnectionCutsIsRefused) {
     EXPECT_EQ(outcome.body, "");
 }
 
+TEST_F(Tls_Endings, ACutTextAboutAnErrorLeavesItsStatus) {
+    const auto outcome = Download("HTTP/1.1 404 Not Found\r\n\r\nno such", false);
+    EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
+    EXPECT_EQ(outcome.status, 404);
+}
+
 TEST_F(Tls_Endings, ABodyOfThePromisedLengthIsWholeByItself) {
     const auto outcome = Download("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n<landscape/>", false);
     EXPECT_EQ(outcome.Error(), 0U) << outcome.description;

@@ -47,8 +47,9 @@ bool Is_Interim(long status) {
     return status >= 100 && status < 200;
 }
 
-bool Has_Body(long status) {
-    return status != 204 && status != 304;
+/// Whether the body of such an answer is the file. Of the others the status tells enough.
+bool Is_Body_The_File(long status) {
+    return status >= 200 && status < 300 && status != 204;
 }
 
 } // namespace
@@ -271,7 +272,7 @@ bool Http_Exchange::On_Headers_End(long status) {
     }
     const bool is_chunked = std::any_of(codings.begin(), codings.end(),
                                         [](const auto& coding) { return Equal_Without_Case(coding, "chunked"); });
-    m_Ends_With_Connection = m_Method == Http_Method::Get && Has_Body(status) && lengths.empty() && !is_chunked;
+    m_Ends_With_Connection = m_Method == Http_Method::Get && Is_Body_The_File(status) && lengths.empty() && !is_chunked;
     m_Has_Headers = true;
     m_Headers_End = Clock::now();
     m_Last_Body_Packet = m_Headers_End;

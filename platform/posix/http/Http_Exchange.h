@@ -117,7 +117,7 @@ private:
     bool m_Is_Connected = false;
     bool m_Is_Request_Taken = false;
     bool m_Has_Headers = false;
-    bool m_Ends_With_Connection = false; ///< nothing in the answer tells where its body ends
+    bool m_Ends_With_Connection = false; ///< nothing in the answer tells where the file ends
 
     std::size_t m_Header_Bytes = 0;
     std::optional<Step> m_Timed_Out_Step;
