@@ -172,6 +172,17 @@ TEST(Splitting, ComplaintsOfTheWriterAreKept) {
     EXPECT_EQ(read.records[1].text, "ERROR: QELPCTRC, lock holder died");
 }
 
+TEST(Splitting, ComplaintsAloneAreATrace) {
+    Trace_Reader reader;
+    EXPECT_THAT(reader.Add("stderr.txt", "Welcome\nERROR: QELPCTRC, cannot open the file\n"), IsEmpty());
+    const Trace read = reader.Finish();
+    ASSERT_EQ(read.files.size(), 1U);
+    EXPECT_THAT(read.calls, IsEmpty());
+    ASSERT_EQ(read.records.size(), 1U);
+    EXPECT_EQ(read.records[0].text, "ERROR: QELPCTRC, cannot open the file");
+    EXPECT_EQ(read.runs[read.records[0].run].file, 0U);
+}
+
 TEST(Splitting, WhatIsNoTraceIsToldWithARemedy) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "the file is empty"},

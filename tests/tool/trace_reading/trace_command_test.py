@@ -122,6 +122,14 @@ Other requests
         self.assertEqual(answer["runs"][0]["level"], "Error, Warning, Developer Notes and additional data")
         self.assertTrue(answer["runs"][0]["has_times"])
 
+    def test_json_holds_what_the_trace_writer_complained_of(self):
+        complaint = "ERROR: QELPCTRC, cannot open the file"
+        file = self.write("stderr.txt", f"Welcome\n{complaint}\n".encode())
+        answer = json.loads(self.run_tool("--json", file))
+        self.assertEqual(answer["complaints"], [{"file": file, "line": 2, "message": complaint}])
+        self.assertEqual(answer["calls"], [])
+        self.assertIn(f"The trace writer complained: {complaint}\n", self.run_tool(file))
+
     def test_a_file_that_cannot_be_used_is_told_and_the_others_are_read(self):
         good = self.write("good.trc", Trace().fresh("http://s/a"))
         bad = self.write("bad.trc", b"\x00\x01 no trace \xff" * 100)

@@ -136,7 +136,6 @@ bool Record_Splitter::Take_Heading_Line(std::size_t begin, std::string_view line
         Begin_Run();
         m_Run.has_times = stamp != 0;
         m_In_Heading = true;
-        m_Found_Anything = true;
         return true;
     }
     if (m_In_Heading && text.starts_with(heading_level)) {
@@ -263,7 +262,6 @@ void Record_Splitter::Begin_Record(const Prefix& prefix) {
     if (!m_In_Run) {
         Begin_Run();
     }
-    m_Found_Anything = true;
     m_Run.has_times = m_Run.has_times || prefix.has_time;
     m_Record = Record();
     m_Record.method = prefix.method;
@@ -311,6 +309,7 @@ void Record_Splitter::Take_Writer_Line(std::size_t begin, std::size_t end) {
 }
 
 void Record_Splitter::Begin_Run() {
+    m_Found_Anything = true;
     m_In_Run = true;
     m_Run = Run();
     m_Run.file = m_File;

@@ -66,6 +66,13 @@ Json To_Json(const Trace& trace, const Run& run) {
             {"has_times", run.has_times}};
 }
 
+/// What the trace writer itself complained of.
+Json To_Json(const Trace& trace, const Record& complaint) {
+    return {{"file", Utf8_Text(trace.files[trace.runs[complaint.run].file].name)},
+            {"line", complaint.line},
+            {"message", Utf8_Text(complaint.text)}};
+}
+
 /// Writes the elements of an array one by one: the whole may be large.
 template <typename Make_Element>
 void Write_Array(const std::string& start, std::size_t count, const std::string& end, const Line_Sink& write,
@@ -83,9 +90,17 @@ void Write_Json_Report(const Trace& trace, const Overview& overview, const Line_
     std::vector<std::uint32_t> calls(overview.errors.size() + overview.others.size());
     std::merge(overview.errors.begin(), overview.errors.end(), overview.others.begin(), overview.others.end(),
                calls.begin());
+    std::vector<const Record*> complaints;
+    for (const Record& record : trace.records) {
+        if (record.kind == Record_Kind::Writer) {
+            complaints.push_back(&record);
+        }
+    }
     write("{");
     Write_Array("  \"runs\":", trace.runs.size(), ",", write,
                 [&](std::size_t index) { return To_Json(trace, trace.runs[index]); });
+    Write_Array("  \"complaints\":", complaints.size(), ",", write,
+                [&](std::size_t index) { return To_Json(trace, *complaints[index]); });
     Write_Array("  \"calls\":", calls.size(), "", write,
                 [&](std::size_t index) { return To_Json(trace, overview, calls[index]); });
     write("}");
