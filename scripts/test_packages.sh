@@ -43,15 +43,17 @@ expect() {
 start_server() {
     mkdir -p "$work/published"
     printf '<landscape/>\n' >"$work/published/landscape.xml"
+    : >"$work/server.log" # here, as the process below empties it in its own time
     python3 -u -m http.server 0 --bind 127.0.0.1 --directory "$work/published" >"$work/server.log" 2>&1 &
     server=$!
-    local waited
-    for waited in $(seq 100); do
-        grep -q 'port [0-9]' "$work/server.log" && break
-        [ "$waited" -lt 100 ] || fail "the web server does not start"
+    local port=
+    for _ in $(seq 100); do
+        port=$(sed -n 's/.* port \([0-9][0-9]*\) .*/\1/p' "$work/server.log")
+        [ -z "$port" ] || break
         sleep 0.1
     done
-    url=http://127.0.0.1:$(sed -n 's/.* port \([0-9]*\) .*/\1/p' "$work/server.log")/landscape.xml
+    [ -n "$port" ] || fail "the web server does not start"
+    url=http://127.0.0.1:$port/landscape.xml
 }
 
 stop_server() {
