@@ -1,5 +1,7 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
+#include <nlohmann/json.hpp>
+
 namespace QEL::Tests {
 namespace {
 
@@ -78,6 +80,22 @@ TEST_F(Command_Line, TakesEveryWordBehindTwoDashesForARequest) {
     const Tool_Result result = Run({"get", "--", "-x", "--json"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.out, "-x\n--json\n");
+}
+
+TEST_F(Command_Line, TakesAWordInSquareBracketsAsItStands) {
+    const std::vector<std::string> words = {"[a,b]", "[]", "[::1]", "[a", "{}", "%%", "", "[\"c\", 'd']", "[a,b]"};
+    std::vector<std::string> arguments = {"get", "--json"};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    const auto answers = nlohmann::json::parse(Run(arguments).out);
+    std::vector<std::string> requests;
+    for (const auto& answer : answers) {
+        requests.push_back(answer.at("request"));
+    }
+    EXPECT_EQ(requests, words);
+    Write_File(m_Folder / "[a,b]", "");
+    EXPECT_EQ(Run({"get", "[a,b]"}).out, "[a,b]\n");
+    EXPECT_THAT(Run({"get", "http://[::1]:1/x"}).err, StartsWith("qelfilecache: 'http://[::1]:1/x': "));
+    EXPECT_THAT(Run({"trace", "[a,b]", "[]"}).err, AllOf(HasSubstr("'[a,b]': "), HasSubstr("'[]': ")));
 }
 
 TEST_F(Command_Line, TakesTheNameOfACommandForARequestBehindGet) {

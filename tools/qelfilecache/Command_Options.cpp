@@ -45,7 +45,15 @@ void Command_Options::Operand(const std::string& name, std::string& target, cons
 }
 
 void Command_Options::Operands(const std::string& name, std::vector<std::string>& target, const std::string& help) {
-    m_Parser.add_option(name, target, help)->required()->type_name("");
+    // As many words as there are. "Extra arguments", the parser's own way to that, would take a word in square brackets
+    // for a list and split it at its commas.
+    constexpr int any_number = CLI::detail::expected_max_vector_size;
+    m_Parser.add_option(name, target, help)
+        ->required()
+        ->type_name("")
+        ->expected(any_number, any_number)
+        ->allow_extra_args(false)
+        ->take_all();
 }
 
 } // namespace QEL::FrontEnd::Tool
