@@ -40,7 +40,17 @@ bool Read_Part(const Parsed_Url& url, CURLUPart part, unsigned int flags, std::s
 } // namespace
 
 std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
-    if (text.size() > Longest_Url || std::any_of(text.begin(), text.end(), Is_Control_Character)) {
+    if (text.size() > Longest_Url) {
+        return std::nullopt;
+    }
+    // libcurl decodes a host last: only the second look sees a control character or an address in
+    // numbers that was percent-encoded. The second is the one that the request is sent with.
+    const auto first = Parse_Once(text);
+    return first ? Parse_Once(first->m_Text) : std::nullopt;
+}
+
+std::optional<Http_Url> Http_Url::Parse_Once(std::string_view text) {
+    if (std::any_of(text.begin(), text.end(), Is_Control_Character)) {
         return std::nullopt;
     }
     // libcurl would take the first segment of the path for a missing host.

@@ -28,6 +28,8 @@ public:
 private:
     Http_Url() = default;
 
+    static std::optional<Http_Url> Parse_Once(std::string_view text);
+
     std::string m_Text;
     std::string m_Scheme;
     std::string m_Host;
