@@ -3,8 +3,9 @@
 #
 #   fuzz/run.sh [SECONDS [FUZZER...]]     10 seconds and all fuzzers, unless told otherwise
 #
-# Starts from fuzz/seeds/FUZZER and from what earlier runs found (build/fuzz/corpus/FUZZER). An input
-# that breaks something is kept in build/fuzz/findings; run the fuzzer on that file to see it again.
+# Starts from fuzz/seeds/FUZZER and from what earlier runs found (build/fuzz/corpus/FUZZER), with the
+# words of fuzz/dictionaries/FUZZER.dict. An input that breaks something is kept in
+# build/fuzz/findings; run the fuzzer on that file to see it again.
 # Ends with one line a fuzzer: how often it ran, and whether something broke. Exit status 0: nothing
 # broke.
 set -euo pipefail
@@ -38,9 +39,11 @@ export TMPDIR=$scratch
 
 # run FUZZER: its output in a log; true when nothing broke.
 run() {
+    local options=(-max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1
+        -verbosity=0 -artifact_prefix="$build/findings/$1-")
+    [ ! -f "fuzz/dictionaries/$1.dict" ] || options+=(-dict="fuzz/dictionaries/$1.dict")
     mkdir -p "$build/corpus/$1" "$build/findings"
-    "$build/bin/$1" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
-        -verbosity=0 -artifact_prefix="$build/findings/$1-" "$build/corpus/$1" "$seeds/$1" >"$build/$1.log" 2>&1
+    "$build/bin/$1" "${options[@]}" "$build/corpus/$1" "$seeds/$1" >"$build/$1.log" 2>&1
 }
 
 broken=0
