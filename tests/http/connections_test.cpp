@@ -151,13 +151,13 @@ TEST(Connections, ThatFailedAreNotUsedAgain) {
     const Misbehaving_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
-        client.Pause(400ms); // by then the request has ended
+        client.Pause(1000ms); // by then the request has ended, on a busy machine too
         client.Send("defghij" + Answer_With_Body);
         Serve_All(client);
     });
 
     EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
-    std::this_thread::sleep_for(150ms);
+    std::this_thread::sleep_for(900ms);
     EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
 
     EXPECT_EQ(server.Connections(), 2);

@@ -50,7 +50,7 @@ TEST(Resolve_Timeout, EndsALookUpThatHangs) {
     EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
     EXPECT_THAT(outcome.description, HasSubstr("The name of the server hanging.invalid was not resolved in time"));
     EXPECT_GE(outcome.elapsed, 200ms);
-    EXPECT_LT(outcome.elapsed, 5s);
+    EXPECT_LT(outcome.elapsed, 8s);
 }
 
 TEST(Resolve_Timeout, IsNotWaitedForWhenTheNameDoesNotExist) {
@@ -70,7 +70,7 @@ TEST(Connect_Timeout, EndsAConnectionThatNobodyAccepts) {
         EXPECT_EQ(outcome.Error(), Error_Internet_Timeout) << scheme;
         EXPECT_THAT(outcome.description, HasSubstr("did not accept a connection in time"));
         EXPECT_GE(outcome.elapsed, 200ms) << scheme;
-        EXPECT_LT(outcome.elapsed, 5s) << scheme;
+        EXPECT_LT(outcome.elapsed, 8s) << scheme;
     }
 }
 
@@ -96,7 +96,7 @@ TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
     EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
     EXPECT_THAT(outcome.description, HasSubstr("did not take the request in time"));
     EXPECT_GE(outcome.elapsed, 400ms);
-    EXPECT_LT(outcome.elapsed, 5s);
+    EXPECT_LT(outcome.elapsed, 8s);
 }
 
 TEST(Receive_Timeout, EndsAHandshakeAndAnAnswerThatDoNotCome) {
@@ -112,7 +112,7 @@ TEST(Receive_Timeout, EndsAHandshakeAndAnAnswerThatDoNotCome) {
     for (const auto& outcome : {answer, handshake}) {
         EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
         EXPECT_GE(outcome.elapsed, 200ms);
-        EXPECT_LT(outcome.elapsed, 5s);
+        EXPECT_LT(outcome.elapsed, 8s);
     }
 }
 
@@ -130,7 +130,7 @@ TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
     EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
     EXPECT_THAT(outcome.description, HasSubstr("did not answer in time"));
     EXPECT_GE(outcome.elapsed, 600ms);
-    EXPECT_LT(outcome.elapsed, 5s);
+    EXPECT_LT(outcome.elapsed, 8s);
 }
 
 TEST(Receive_Timeout, LetsASlowBodyPassThatKeepsComing) {
@@ -161,7 +161,7 @@ TEST(Receive_Timeout, EndsABodyThatComesTooSlowlyOnAverage) {
     EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
     EXPECT_THAT(outcome.description, HasSubstr("too slowly"));
     EXPECT_GE(outcome.elapsed, 300ms);
-    EXPECT_LT(outcome.elapsed, 5s);
+    EXPECT_LT(outcome.elapsed, 8s);
 }
 
 TEST(Timeouts, OfZeroOrMinusOneAreNone) {

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace QEL::Tests {
 
@@ -34,10 +35,6 @@ constexpr Doubtful_Answer Doubtful_Answers[] = {
     {"PromisesTwoLengths", "abcde"},
     {"SendsLengthAndChunks", "abc"},
     {"HidesALength", "abcde"},
-
-    // Whole, but the connection of the check, on which it is asked for, is reset meanwhile.
-    {"ResetsInTheBodyToTheCheckAlone", "<good/>"},
-    {"ResetsInABodyWithoutLengthToTheCheckAlone", "<good/>"},
 
     // Not whole, and Wine hands it over all the same: the headers or the chunks end early,
     {"ClosesInTheHeaders", ""},
@@ -72,9 +69,11 @@ const std::set<std::string> Endless_Requests = {"SwitchesProtocols",
                                                 "SpeaksPlainHttp",
                                                 "SendsRubbishForAHandshake"};
 
+constexpr std::string_view To_The_Check_Alone = "ToTheCheckAlone";
+
 /// The name of a server, in whatever it is hostile.
 std::string Server_Name(const Hostile_Site& site) {
-    return site.name.substr(0, site.name.find("ToTheCheckAlone"));
+    return site.name.substr(0, site.name.find(To_The_Check_Alone));
 }
 
 void Remove_Endless_Requests(std::vector<Hostile_Site>& sites) {
@@ -90,6 +89,11 @@ void Remove_Endless_Requests(std::vector<Hostile_Site>& sites) {
 /// The site as the clients of this platform may see it.
 void Make_Lenient(Hostile_Site& site) {
     site.head = Ending::Doubtful;
+    if (site.name.ends_with(To_The_Check_Alone)) {
+        // The good file is asked for on the connection of the check. Whether its end is noticed before
+        // that, and another connection made, is a matter of microseconds.
+        site.file = Ending::Doubtful;
+    }
     for (const auto& answer : Doubtful_Answers) {
         if (site.name == answer.name) {
             site.file = Ending::Doubtful;
