@@ -1,5 +1,8 @@
-// Any file as a trace: it is read without a crash, whatever is told of it lies in it, each record is
-// told once, line ends make no difference, and the page made of it holds no markup but its own.
+// Any files as traces: they are read without a crash, whatever is told of them lies in them, each
+// record is told once, line ends make no difference, the page made of them holds no markup but its
+// own, and the other reports hold no control characters.
+//
+// The input is a file, or several of them with a line between each and the next.
 
 #include "fuzz/Require.h"
 #include "tools/qelfilecache/trace_reading/Trace_Reader.h"
@@ -8,17 +11,53 @@
 #include "tools/qelfilecache/trace_reading/page_parts.h"
 #include "tools/qelfilecache/trace_reading/text_report.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 using namespace QEL::FrontEnd::Tool::Trace_Reading;
 
 namespace {
+
+constexpr std::string_view Between_Files = "\n======== next file ========\n";
+
+std::vector<std::string> Files_In(std::string_view text) {
+    std::vector<std::string> files;
+    for (;;) {
+        const auto end = text.find(Between_Files);
+        files.emplace_back(text.substr(0, end));
+        if (end == std::string_view::npos) {
+            return files;
+        }
+        text.remove_prefix(end + Between_Files.size());
+    }
+}
+
+struct Read_Files {
+    Trace trace;
+    std::vector<bool> taken; ///< which files are traces
+};
+
+Read_Files Read(const std::vector<std::string>& contents) {
+    Read_Files read;
+    Trace_Reader reader;
+    for (const std::string& content : contents) {
+        // Every second name tells no process, and is as hostile as its content.
+        const bool is_own = read.taken.size() % 2 == 0;
+        const char* const name = is_own ? "qelfilecache_4711.trc" : "C:\\logs\\<img>\x1B\xE4&.txt";
+        read.taken.push_back(reader.Add(name, content).empty());
+    }
+    read.trace = reader.Finish();
+    return read;
+}
 
 void Require_Within(const Trace& trace, const Run& run, std::string_view text) {
     const std::string& content = trace.files[run.file].content;
@@ -44,11 +83,19 @@ void Require_Order(const Trace& trace) {
         }
     }
     REQUIRE(of_calls == trace.order.size());
+    for (const Run& run : trace.runs) {
+        REQUIRE(run.file < trace.files.size());
+    }
     for (const Record& record : trace.records) {
         REQUIRE((record.kind == Record_Kind::Writer) == (record.call == No_Call));
         REQUIRE(record.run < trace.runs.size() && record.depth <= 16);
         Require_Within(trace, trace.runs[record.run], record.text);
     }
+}
+
+bool Is_Control_Character(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F;
 }
 
 std::size_t Count(const std::string& text, std::string_view part) {
@@ -68,45 +115,68 @@ void Require_Harmless(const std::string& page) {
         REQUIRE(Count(page, markup) == 0);
     }
     REQUIRE(Count(page, "<details") == Count(page, "</details>"));
-    REQUIRE(std::none_of(page.begin(), page.end(), [](char character) {
-        const auto byte = static_cast<unsigned char>(character);
-        return (byte < 0x20 && byte != '\n') || byte == 0x7F;
-    }));
+    REQUIRE(std::none_of(page.begin(), page.end(), [](char c) { return c != '\n' && Is_Control_Character(c); }));
+}
+
+void Require_Plain_Text(const Trace& trace, const Overview& overview) {
+    Write_Text_Report(trace, overview, {60, true},
+                      [](const std::string& line) { REQUIRE(line.find_first_of("\n\r\b") == std::string::npos); });
+    Write_Text_Report(trace, overview, {std::nullopt, false}, [](const std::string& line) {
+        REQUIRE(std::none_of(line.begin(), line.end(), Is_Control_Character));
+    });
+}
+
+void Require_Json(const Trace& trace, const Overview& overview) {
+    std::string text;
+    Write_Json_Report(trace, overview, [&](const std::string& line) { text += line + '\n'; });
+    const auto json = nlohmann::json::parse(text, nullptr, false);
+    REQUIRE(json.is_object() && json["runs"].size() == trace.runs.size());
+    REQUIRE(json["calls"].size() == overview.errors.size() + overview.others.size());
+    const auto complaints = std::count_if(trace.records.begin(), trace.records.end(),
+                                          [](const Record& record) { return record.kind == Record_Kind::Writer; });
+    REQUIRE(json["complaints"].size() == static_cast<std::size_t>(complaints));
+}
+
+void Require_The_Same_With_Windows_Line_Ends(const Read_Files& read, std::vector<std::string> contents) {
+    for (std::string& content : contents) {
+        std::string other;
+        for (const char character : content) {
+            other += character == '\n' ? std::string("\r\n") : std::string(1, character);
+        }
+        content = std::move(other);
+    }
+    const auto other = Read(contents);
+    REQUIRE(other.taken == read.taken);
+    REQUIRE(other.trace.calls.size() == read.trace.calls.size());
+    for (std::size_t index = 0; index < read.trace.calls.size(); ++index) {
+        const Call& call = read.trace.calls[index];
+        const Call& other_call = other.trace.calls[index];
+        REQUIRE(other_call.outcome == call.outcome);
+        REQUIRE(other_call.subject == call.subject);
+        REQUIRE(other_call.explanation == call.explanation);
+    }
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    const std::string content(reinterpret_cast<const char*>(bytes), size);
-    Trace_Reader reader;
-    const bool is_trace = reader.Add("qelfilecache_4711.trc", content).empty();
-    const Trace trace = reader.Finish();
-    REQUIRE(trace.files.size() == (is_trace ? 1 : 0));
-    REQUIRE(is_trace || trace.records.empty());
+    const std::string_view input(reinterpret_cast<const char*>(bytes), size);
+    const auto contents = Files_In(input);
+    const auto read = Read(contents);
+    const Trace& trace = read.trace;
+    REQUIRE(trace.files.size() == static_cast<std::size_t>(std::count(read.taken.begin(), read.taken.end(), true)));
+    REQUIRE(!trace.files.empty() || trace.records.empty());
     Require_Order(trace);
 
     const Overview overview = Make_Overview(trace);
     std::ostringstream page;
     Write_Html_Page(trace, overview, page);
     Require_Harmless(page.str());
-    Write_Text_Report(trace, overview, {60, true},
-                      [](const std::string& line) { REQUIRE(line.find_first_of("\n\r\b") == std::string::npos); });
-    Write_Json_Report(trace, overview, [](const std::string&) {});
+    Require_Plain_Text(trace, overview);
+    Require_Json(trace, overview);
 
-    if (content.find('\r') == std::string::npos && is_trace) {
-        std::string other;
-        for (const char character : content) {
-            other += character == '\n' ? std::string("\r\n") : std::string(1, character);
-        }
-        Trace_Reader other_reader;
-        REQUIRE(other_reader.Add("qelfilecache_4711.trc", other).empty());
-        const Trace other_trace = other_reader.Finish();
-        REQUIRE(other_trace.calls.size() == trace.calls.size());
-        for (std::size_t index = 0; index < trace.calls.size(); ++index) {
-            REQUIRE(other_trace.calls[index].outcome == trace.calls[index].outcome);
-            REQUIRE(other_trace.calls[index].subject == trace.calls[index].subject);
-            REQUIRE(other_trace.calls[index].explanation == trace.calls[index].explanation);
-        }
+    if (input.find('\r') == std::string_view::npos) {
+        Require_The_Same_With_Windows_Line_Ends(read, contents);
     }
     return 0;
 }
