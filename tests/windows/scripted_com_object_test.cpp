@@ -1,0 +1,267 @@
+// The calls of the COM object one by one, on an object that records them and answers with what the
+// system's own seldom does: other types, bounds and dimensions, and failures.
+
+#include "filecache/download/IRequest_Object.h"
+#include "tests/windows/Scripted_Com_Object.h"
+
+#include <psapi.h>
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::FileCache::Byte_Array_Type;
+using FrontEnd::FileCache::Create_Request_Object;
+using FrontEnd::FileCache::Failed;
+using FrontEnd::FileCache::IRequest_Object;
+using FrontEnd::FileCache::Request_Interface;
+using FrontEnd::FileCache::Response_Body;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr HRESULT Refused = E_ACCESSDENIED;
+constexpr HRESULT Absent_Header = static_cast<HRESULT>(0x80072F76);
+
+/// An array of `type` that begins with element `lower_bound` and holds the bytes.
+SAFEARRAY* Array_Of(VARTYPE type, std::string_view bytes, LONG lower_bound = 0, UINT dimensions = 1) {
+    SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(bytes.size()), lower_bound}, {1, 0}};
+    SAFEARRAY* const array = SafeArrayCreate(type, dimensions, bounds);
+    std::memcpy(array->pvData, bytes.data(), bytes.size());
+    return array;
+}
+
+/// What a failed call leaves for its caller.
+void Leave_Error_Text(const wchar_t* text) {
+    ICreateErrorInfo* creation = nullptr;
+    ASSERT_EQ(CreateErrorInfo(&creation), S_OK);
+    std::wstring description = text;
+    creation->SetDescription(description.data());
+    IErrorInfo* error_info = nullptr;
+    ASSERT_EQ(creation->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&error_info)), S_OK);
+    SetErrorInfo(0, error_info);
+    error_info->Release();
+    creation->Release();
+}
+
+/// The memory that is this process's alone.
+std::size_t Private_Memory() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    EXPECT_TRUE(K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters)));
+    return counters.PagefileUsage;
+}
+
+class Scripted_Request : public testing::Test {
+protected:
+    Scripted_Request() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    ~Scripted_Request() override {
+        scripted_class.reset();
+        CoUninitialize();
+    }
+
+    void SetUp() override {
+        scripted_class = std::make_unique<Scripted_Class>(script, Program_Id);
+        ASSERT_TRUE(scripted_class->Is_Registered());
+        const auto request = Request();
+        ASSERT_EQ(script.living_objects, 1) << "the class is not the one that is asked for";
+    }
+
+    /// A request object on the script, with the records of its creation taken away.
+    std::unique_ptr<IRequest_Object> Request() {
+        auto object = Create_Request_Object().object;
+        script.calls.clear();
+        return object;
+    }
+
+    /// The body that the request has when the COM object hands out an array.
+    Response_Body Body_From(SAFEARRAY* array, VARTYPE type = Byte_Array_Type) {
+        script.body = [=](VARIANT* value) {
+            V_VT(value) = type;
+            V_ARRAY(value) = array;
+            return S_OK;
+        };
+        Response_Body body;
+        EXPECT_EQ(Request()->Get_Response_Body(body), S_OK);
+        return body;
+    }
+
+    static constexpr const wchar_t* Program_Id = L"Msxml2.ServerXMLHTTP.6.0";
+
+    Com_Script script;
+    std::unique_ptr<Scripted_Class> scripted_class;
+};
+
+TEST_F(Scripted_Request, RunsTheObjectBeforeItAsksForItsInterface) {
+    const auto creation = Create_Request_Object();
+    EXPECT_NE(creation.object, nullptr);
+    EXPECT_EQ(creation.result, S_OK);
+    EXPECT_THAT(script.calls, ElementsAre("Run", "QueryInterface"));
+}
+
+TEST_F(Scripted_Request, ReleasesTheObject) {
+    auto object = Request();
+    EXPECT_EQ(script.living_objects, 1);
+    object.reset();
+    EXPECT_EQ(script.living_objects, 0);
+}
+
+TEST_F(Scripted_Request, IsNotMadeWhenAnyStepFails) {
+    for (HRESULT Com_Script::*const step :
+         {&Com_Script::created, &Com_Script::run, &Com_Script::has_request_interface}) {
+        script.*step = Refused;
+        const auto creation = Create_Request_Object();
+        EXPECT_EQ(creation.object, nullptr);
+        EXPECT_EQ(creation.result, Refused);
+        EXPECT_EQ(script.living_objects, 0);
+        script.*step = S_OK;
+    }
+}
+
+TEST_F(Scripted_Request, HandsTheTimeOutsOnInTheirOrder) {
+    EXPECT_EQ(Request()->Set_Timeouts(1, 2, 3, 4), S_OK);
+    EXPECT_THAT(script.calls, ElementsAre("setTimeouts 1 2 3 4"));
+}
+
+TEST_F(Scripted_Request, IsSynchronousAndLeavesUserPasswordAndBodyOut) {
+    const auto request = Request();
+    EXPECT_EQ(request->Open("HEAD", "http://server/file?a=b"), S_OK);
+    EXPECT_EQ(request->Send(), S_OK);
+    EXPECT_THAT(script.calls, ElementsAre("open HEAD http://server/file?a=b false omitted omitted", "send omitted"));
+}
+
+TEST_F(Scripted_Request, AnswersWithTheResultOfEachCall) {
+    script.timeouts_set = script.opened = script.sent = script.status_known = Refused;
+    script.header = [](const std::wstring&, BSTR*) { return Refused; };
+    script.body = [](VARIANT*) { return Refused; };
+    const auto request = Request();
+    EXPECT_EQ(request->Set_Timeouts(0, 0, 0, 0), Refused);
+    EXPECT_EQ(request->Open("GET", "http://server/"), Refused);
+    EXPECT_EQ(request->Send(), Refused);
+    long status = 0;
+    EXPECT_EQ(request->Get_Status(status), Refused);
+    std::string value;
+    EXPECT_EQ(request->Get_Response_Header("Last-Modified", value), Refused);
+    Response_Body body;
+    EXPECT_EQ(request->Get_Response_Body(body), Refused);
+}
+
+TEST_F(Scripted_Request, HasTheHeaderOfTheName) {
+    script.header = [](const std::wstring& name, BSTR* value) {
+        *value = SysAllocString((L"value of " + name).c_str());
+        return S_OK;
+    };
+    std::string value;
+    EXPECT_EQ(Request()->Get_Response_Header("Content-Type", value), S_OK);
+    EXPECT_EQ(value, "value of Content-Type");
+}
+
+TEST_F(Scripted_Request, HasAnEmptyTextForAHeaderThatIsAbsentOrNull) {
+    for (const HRESULT result : {Absent_Header, S_FALSE, S_OK}) {
+        script.header = [=](const std::wstring&, BSTR*) { return result; };
+        std::string value = "left over";
+        EXPECT_FALSE(Failed(Request()->Get_Response_Header("Last-Modified", value))) << result;
+        EXPECT_EQ(value, "") << result;
+    }
+}
+
+TEST_F(Scripted_Request, HasTheBytesBetweenTheBounds) {
+    const Response_Body body = Body_From(Array_Of(VT_UI1, "bytes", 3));
+    EXPECT_EQ(body.type, Byte_Array_Type);
+    EXPECT_EQ(body.dimensions, 1U);
+    EXPECT_EQ(body.lower_bound, 3);
+    EXPECT_EQ(body.upper_bound, 7);
+    EXPECT_EQ(body.access_result, S_OK);
+    EXPECT_EQ(std::string_view(body.data, 5), "bytes");
+}
+
+TEST_F(Scripted_Request, HoldsTheBytesAsLongAsTheBody) {
+    SAFEARRAY* const array = Array_Of(VT_UI1, "bytes");
+    const Response_Body body = Body_From(array);
+    EXPECT_EQ(script.living_objects, 0) << "the body outlives the request";
+    EXPECT_EQ(array->cLocks, 1U);
+    EXPECT_EQ(std::string_view(body.data, 5), "bytes");
+}
+
+TEST_F(Scripted_Request, TellsABodyOfAnotherType) {
+    EXPECT_EQ(Body_From(nullptr, VT_EMPTY).type, VT_EMPTY);
+    const Response_Body body = Body_From(Array_Of(VT_UI2, "two"), VT_ARRAY | VT_UI2);
+    EXPECT_EQ(body.type, VT_ARRAY | VT_UI2);
+    EXPECT_EQ(body.data, nullptr);
+}
+
+TEST_F(Scripted_Request, TellsABodyWithoutOneDimension) {
+    const Response_Body body = Body_From(Array_Of(VT_UI1, "bytes", 0, 2));
+    EXPECT_EQ(body.dimensions, 2U);
+    EXPECT_EQ(body.data, nullptr);
+    EXPECT_EQ(Body_From(nullptr).dimensions, 0U);
+}
+
+TEST_F(Scripted_Request, TellsABodyThatCannotBeLocked) {
+    SAFEARRAY* const array = Array_Of(VT_UI1, "bytes");
+    void* const bytes = array->pvData;
+    constexpr USHORT all_locks = 0xFFFF;
+    array->cLocks = all_locks;
+    {
+        const Response_Body body = Body_From(array);
+        EXPECT_EQ(body.access_result, E_UNEXPECTED);
+        EXPECT_EQ(body.data, nullptr);
+    }
+    // Locked as it was, it could not be destroyed.
+    ASSERT_EQ(array->cLocks, all_locks);
+    ASSERT_EQ(array->pvData, bytes);
+    array->cLocks = 0;
+    EXPECT_EQ(SafeArrayDestroy(array), S_OK);
+}
+
+TEST_F(Scripted_Request, AsksForTheErrorsOfTheInterfaceThatFailed) {
+    const auto request = Request();
+    Leave_Error_Text(L"The line is busy.");
+    EXPECT_EQ(request->Error_Description(Request_Interface::ServerXMLHTTPRequest), "The line is busy.");
+    Leave_Error_Text(L"The line is dead.");
+    EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "The line is dead.");
+    EXPECT_THAT(script.calls, ElementsAre("errors of IServerXMLHTTPRequest", "errors of IXMLHTTPRequest"));
+}
+
+TEST_F(Scripted_Request, ReturnsAllMemory) {
+    constexpr std::size_t megabyte = 1U << 20;
+    const std::string long_text(megabyte / sizeof(wchar_t), 'x');
+    const std::wstring long_wide_text(long_text.begin(), long_text.end());
+    HRESULT header_result = S_OK;
+    script.header = [&](const std::wstring&, BSTR* value) {
+        *value = SysAllocString(long_wide_text.c_str());
+        return header_result;
+    };
+    const auto make_a_request = [&] {
+        const auto request = Request();
+        request->Open("GET", "http://server/" + long_text);
+        std::string value;
+        for (const HRESULT result : {S_OK, Refused}) {
+            header_result = result;
+            request->Get_Response_Header(long_text.c_str(), value);
+        }
+        const std::string bytes(megabyte, 'x');
+        Body_From(Array_Of(VT_UI1, bytes));
+        Body_From(Array_Of(VT_UI1, bytes, 0, 2));
+        Body_From(Array_Of(VT_UI2, bytes), VT_ARRAY | VT_UI2);
+        Leave_Error_Text(long_wide_text.c_str());
+        request->Error_Description(Request_Interface::XMLHTTPRequest);
+    };
+    make_a_request(); // what is allocated once and kept
+    const std::size_t before = Private_Memory();
+    constexpr std::size_t requests = 20;
+    for (std::size_t i = 0; i < requests; ++i) {
+        make_a_request();
+    }
+    EXPECT_GT(before, megabyte) << "the system does not tell";
+    EXPECT_LT(Private_Memory(), before + requests * megabyte / 2);
+}
+
+} // namespace
+
+} // namespace QEL::Tests
