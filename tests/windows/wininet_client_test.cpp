@@ -203,6 +203,7 @@ TEST_F(Wininet_Client, TellsWhatIsWrongWithACertificate) {
     EXPECT_EQ(Send(Https_Url("UNKNOWN_CA", "/landscape")), 12045U);
     EXPECT_EQ(Send(Https_Url("WRONG_NAME", "/landscape")), 12038U);
     EXPECT_EQ(Send(Https_Url("EXPIRED", "/landscape")), 12037U);
+    EXPECT_EQ(Send(Https_Url("WRONG_USAGE", "/landscape")), 12169U);
 }
 
 TEST_F(Wininet_Client, TrustsTheListedUrlAlone) {
@@ -221,7 +222,7 @@ TEST_F(Wininet_Client, DoesNotTrustWhatAListedUrlRedirectsTo) {
 
 TEST_F(Wininet_Client, TrustsEveryServerWhenToldTo) {
     Trust_Everything();
-    for (const char* server : {"UNKNOWN_CA", "WRONG_NAME", "EXPIRED"}) {
+    for (const char* server : {"UNKNOWN_CA", "WRONG_NAME", "EXPIRED", "WRONG_USAGE"}) {
         EXPECT_EQ(Send(Https_Url(server, "/landscape")), 200U) << server;
     }
 }

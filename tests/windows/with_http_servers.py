@@ -10,6 +10,7 @@ The command finds the servers in its environment. Each value is a URL without a 
     QEL_TEST_HTTPS_TRUSTED      with a certificate of the test authority, in which nothing is wrong
     QEL_TEST_HTTPS_WRONG_NAME   of the test authority, for another host
     QEL_TEST_HTTPS_EXPIRED      of the test authority, out of date
+    QEL_TEST_HTTPS_WRONG_USAGE  of the test authority, for clients alone
     QEL_TEST_HTTPS_UNKNOWN_CA   of an authority that nobody knows
 
 QEL_TEST_CA is the path of the test authority's certificate (DER). QEL_TEST_FILES is a directory whose
@@ -162,10 +163,11 @@ def make_authority(path):
     openssl("crl", "-in", path + ".crl.pem", "-outform", "DER", "-out", path + ".crl")
 
 
-def make_certificate(path, authority, host, days, revocation_list_url):
-    """Makes a server's certificate; one of negative days has expired."""
+def make_certificate(path, authority, host, days, usage, revocation_list_url):
+    """Makes a certificate; one of negative days has expired."""
     with open(path + ".ext", "w", encoding="ascii") as extensions:
-        extensions.write(f"subjectAltName=DNS:{host}\ncrlDistributionPoints=URI:{revocation_list_url}\n")
+        extensions.write(f"subjectAltName=DNS:{host}\nextendedKeyUsage={usage}\n"
+                         f"crlDistributionPoints=URI:{revocation_list_url}\n")
     openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN={host}", "-keyout", path + ".key",
             "-out", path + ".csr")
     openssl("x509", "-req", "-in", path + ".csr", "-CA", authority + ".pem", "-CAkey", authority + ".key",
@@ -190,12 +192,13 @@ def web_servers():
         with open(authority + ".crl", "rb") as revocation_list:
             Answers.revocation_list = revocation_list.read()
         environment["QEL_TEST_CA"] = authority + ".der"
-        for kind, signer, host, days in (("TRUSTED", authority, "localhost", 30),
-                                         ("WRONG_NAME", authority, "elsewhere.example", 30),
-                                         ("EXPIRED", authority, "localhost", -1),
-                                         ("UNKNOWN_CA", unknown_authority, "localhost", 30)):
+        for kind, signer, host, days, usage in (("TRUSTED", authority, "localhost", 30, "serverAuth"),
+                                                ("WRONG_NAME", authority, "elsewhere.example", 30, "serverAuth"),
+                                                ("EXPIRED", authority, "localhost", -1, "serverAuth"),
+                                                ("WRONG_USAGE", authority, "localhost", 30, "clientAuth"),
+                                                ("UNKNOWN_CA", unknown_authority, "localhost", 30, "serverAuth")):
             certificate = os.path.join(directory, kind)
-            make_certificate(certificate, signer, host, days, http_server + "/revocation-list")
+            make_certificate(certificate, signer, host, days, usage, http_server + "/revocation-list")
             environment["QEL_TEST_HTTPS_" + kind] = f"https://localhost:{serve(certificate)}"
         yield environment
 

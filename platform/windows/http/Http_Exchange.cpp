@@ -15,10 +15,11 @@ namespace {
 
 constexpr DWORD Send_Timeout = 30000; // milliseconds
 
-// An authority that nobody knows, another host's name, a date out of range, and a revocation list
-// that cannot be had: a certificate of one's own making mostly has several of them at once.
+// An authority that nobody knows, another host's name, a date out of range, a certificate for another use,
+// and a revocation list that cannot be had: one of one's own making mostly has several of them at once.
 constexpr DWORD Ignored_Certificate_Errors = SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_CERT_CN_INVALID |
-                                             SECURITY_FLAG_IGNORE_CERT_DATE_INVALID | SECURITY_FLAG_IGNORE_REVOCATION;
+                                             SECURITY_FLAG_IGNORE_CERT_DATE_INVALID | SECURITY_FLAG_IGNORE_WRONG_USAGE |
+                                             SECURITY_FLAG_IGNORE_REVOCATION;
 
 bool Set_Option(const Internet_Handle& handle, DWORD option, DWORD value) {
     return InternetSetOptionA(handle.Get(), option, &value, sizeof(value)) != 0;
