@@ -162,7 +162,8 @@ TEST(Request_In_A_Trace, FailedCopyFromAShare) {
     trace.Return("Download_File_Share", "''").Return(policy, "''").Return(get, "''");
     EXPECT_THAT(
         Explanations_In(trace.Text()),
-        ElementsAre("the file could not be copied from the share (error 53: the share's server was not found)"));
+        ElementsAre(
+            "the file could not be copied from the share (error 53: the server cannot be found or does not answer)"));
 }
 
 TEST(Request_In_A_Trace, WritableFileIsLeftOnItsShare) {

@@ -1,4 +1,5 @@
 #include "tests/tool/words/present.h"
+#include "tools/qelfilecache/error_meanings.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/qelfilecache/inspecting/remote_errors.h"
 #include "tools/qelfilecache/inspecting/times.h"

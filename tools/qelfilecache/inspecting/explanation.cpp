@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 
 #include "tools/qelfilecache/Request_Outcome.h"
+#include "tools/qelfilecache/error_meanings.h"
 #include "tools/qelfilecache/inspecting/remote_errors.h"
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"

@@ -1,82 +1,18 @@
 #include "tools/qelfilecache/inspecting/remote_errors.h"
 
-#include <algorithm>
-#include <iterator>
+#include "tools/qelfilecache/error_meanings.h"
 
 namespace QEL::FrontEnd::Tool {
 
 namespace {
 
-struct Meaning {
-    std::uint32_t number;
-    const char* sentence;
-};
-
-constexpr Meaning certificate_errors[] = {
-    {12037, "the server's certificate has expired or is not yet valid; renew it, or set this machine's date right"},
-    {12038, "the server's certificate was issued for another name; use the name that the certificate bears"},
-    {12045, "the server's certificate comes from an authority that this machine does not trust, or its chain is "
-            "incomplete; install the authority's certificate, or have the server send its chain"},
-    {12055, "the server's certificate has several faults"},
-    {12057, "it cannot be found out whether the server's certificate was revoked; let this machine reach the "
-            "authority's revocation list"},
-    {12169, "the server's certificate is not valid; have it replaced"},
-    {12170, "the server's certificate has been revoked; do not trust this server until it has a new one"},
-};
-
-constexpr Meaning web_errors[] = {
-    {14, "this machine has not enough memory for the request"},
-    {1003, "the system's object for HTTP requests failed and gave no number of a connection error"},
-    {12001, "this machine has no room for another connection; try again"},
-    {12002, "the server did not answer in time; check that it runs, its load, and the network"},
-    {12004, "the system's HTTP client failed in itself; try again"},
-    {12005, "the address is not valid; check its spelling"},
-    {12006, "the scheme of the address is not known; use http: or https:"},
-    {12007, "the server's name cannot be resolved; check its spelling, the name service and the network"},
-    {12009, "the system's HTTP client does not know an option that the cache sets"},
-    {12017, "the request was given up"},
-    {12029, "the server cannot be connected to; check that it runs, its port, and the firewalls between"},
-    {12030, "the server ended the connection before its answer was whole; check the server and the proxies between"},
-    {12031, "the connection was reset; check the server and the firewalls between"},
-    {12044, "the server wants a certificate of the client, and the cache has none to show"},
-    {12152, "the server's answer is not valid HTTP; check that the address names a web server, and the port"},
-    {12156, "the server redirects the request too often, or from https to http; check the server's redirects"},
-    {12157, "no secure connection came about; check that the server speaks TLS 1.2 or newer on this port"},
-    {12175, "no secure connection came about; check the server's certificate and that it speaks TLS 1.2 or newer"},
-};
-
-constexpr Meaning share_errors[] = {
-    {2, "there is no such file on the share; check the path"},
-    {3, "there is no such folder on the share; check the path"},
-    {5, "access is denied; check that this user may read the file"},
-    {21, "the share is not ready; try again"},
-    {32, "another program has the file open for itself; close it there"},
-    {50, "the server does not support this; check the path"},
-    {53, "the server cannot be found or does not answer; check its name, that it runs, and the network"},
-    {55, "the share is not there any more; check its name"},
-    {59, "the network failed; try again"},
-    {64, "the server ended the connection; check that it runs"},
-    {65, "access over the network is denied; check that this user may use the share"},
-    {67, "the server has no such share; check its name"},
-    {71, "the server takes no more connections; try again"},
-    {86, "the password is wrong"},
-    {121, "the server did not answer in time; check that it runs, and the network"},
-    {123, "the path is not valid; check its spelling"},
-    {1203, "no network takes the path; check its spelling"},
-    {1231, "the server's network cannot be reached"},
-    {1232, "the server cannot be reached"},
-    {1265, "this machine cannot talk to an authority that would let it log on"},
-    {1326, "the server refuses the user or the password"},
-    {1331, "this user's account is disabled"},
-    {1907, "the password has to be changed before it counts"},
-    {1909, "this user's account is locked"},
-};
-
-template <std::size_t Size>
-const char* Find(const Meaning (&meanings)[Size], std::uint32_t number) {
-    const auto* const found = std::find_if(std::begin(meanings), std::end(meanings),
-                                           [number](const Meaning& meaning) { return meaning.number == number; });
-    return found == std::end(meanings) ? nullptr : found->sentence;
+/// "the server cannot be connected to; check its port"; `unknown` where there is no meaning.
+std::string Sentence(const Error_Meaning* meaning, const char* unknown) {
+    if (meaning == nullptr) {
+        return unknown;
+    }
+    const std::string cause(meaning->cause);
+    return meaning->remedy.empty() ? cause : cause + "; " + std::string(meaning->remedy);
 }
 
 /// What a sentence tells before it says what to do.
@@ -86,21 +22,13 @@ std::string Cause_In(const std::string& sentence) {
 
 } // namespace
 
-bool Is_Certificate_Error(std::uint32_t number) {
-    return Find(certificate_errors, number) != nullptr;
-}
-
 bool May_Be_The_Certificate(std::uint32_t number) {
     constexpr std::uint32_t secure_failure = 12175;
     return number == secure_failure;
 }
 
 std::string Web_Error_Text(std::uint32_t number) {
-    if (const char* const sentence = Find(certificate_errors, number)) {
-        return sentence;
-    }
-    const char* const sentence = Find(web_errors, number);
-    return sentence ? sentence : "the request failed on its way; look the number up among the WinInet errors";
+    return Sentence(Web_Error(number), "the request failed on its way; look the number up among the WinInet errors");
 }
 
 std::string Web_Error_Cause(std::uint32_t number) {
@@ -108,8 +36,7 @@ std::string Web_Error_Cause(std::uint32_t number) {
 }
 
 std::string Share_Error_Text(std::uint32_t number) {
-    const char* const sentence = Find(share_errors, number);
-    return sentence ? sentence : "the file cannot be examined; look the number up among the system's errors";
+    return Sentence(Share_Error(number), "the file cannot be examined; look the number up among the system's errors");
 }
 
 std::string Share_Error_Cause(std::uint32_t number) {

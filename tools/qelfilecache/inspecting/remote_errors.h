@@ -12,16 +12,13 @@ std::string Web_Error_Text(std::uint32_t number);
 /// The cause alone, in a few words: "the server cannot be connected to".
 std::string Web_Error_Cause(std::uint32_t number);
 
-/// True for the numbers that a server's certificate gives cause for.
-bool Is_Certificate_Error(std::uint32_t number);
-
 /// True for a number that does not tell whether the certificate is the cause.
 bool May_Be_The_Certificate(std::uint32_t number);
 
 /// What a system error says of a file on a share.
 std::string Share_Error_Text(std::uint32_t number);
 
-/// The same of a system error of a file on a share.
+/// The cause alone, in a few words.
 std::string Share_Error_Cause(std::uint32_t number);
 
 /// True when a status tells of HEAD requests only: a download may succeed all the same.

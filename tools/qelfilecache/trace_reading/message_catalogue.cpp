@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/trace_reading/message_catalogue.h"
 
-#include "tools/qelfilecache/trace_reading/error_numbers.h"
+#include "tools/qelfilecache/error_meanings.h"
+#include "tools/qelfilecache/trace_reading/http_statuses.h"
 
 #include <charconv>
 
@@ -70,10 +71,10 @@ constexpr Known_Message messages[] = {
 
     // Shares
     {"Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.", Error, Primary,
-     "the file could not be copied from the share (error {2:error})"},
+     "the file could not be copied from the share (error {2:share_error})"},
     {"Copy file succeeded but the target still does not exist? URL: '%s', cached file: '%s' , GetLastError returned "
      "%d.",
-     Error, Primary, "the copy from the share vanished: look for a virus scanner (error {2:error})"},
+     Error, Primary, "the copy from the share vanished: look for a virus scanner (error {2:share_error})"},
     {"Trying to download a file share URL that cannot be stat-ed: '%s', error code %d.", Warning, Secondary,
      "the file on the share could not be examined"},
     {"File share URL cannot be stat-ed: '%s', error code %d. try to download the shared file directly.", Warning,
@@ -160,6 +161,14 @@ int Number_In(std::string_view text) {
     return number;
 }
 
+std::string_view Cause_Of(const Error_Meaning* meaning) {
+    return meaning ? meaning->cause : std::string_view();
+}
+
+std::string_view Web_Cause(std::string_view number) {
+    return Cause_Of(Web_Error(static_cast<std::uint32_t>(Number_In(number))));
+}
+
 std::string Numbered(std::string_view number, std::string_view meaning) {
     std::string text(number);
     if (!meaning.empty()) {
@@ -185,16 +194,16 @@ std::string Formatted(const Recognised_Message& recognised, std::size_t number, 
     const auto argument = recognised.arguments[number];
     if (how == "description") {
         const auto sentence = First_Sentence(argument);
-        const auto meaning = Meaning_Of_Error(Number_In(recognised.arguments[number + 1]));
+        const auto meaning = Web_Cause(recognised.arguments[number + 1]);
         return std::string(!sentence.empty() ? sentence : !meaning.empty() ? meaning : "the request failed");
     }
     if (how == "status") {
-        // Below the range of HTTP lie the numbers of transport errors.
+        // Beyond the range of HTTP lie the numbers of transport errors.
         const int status = Number_In(argument);
-        return Numbered(argument, status < 1000 ? Meaning_Of_Status(status) : Meaning_Of_Error(status));
+        return Numbered(argument, status < 1000 ? Meaning_Of_Status(status) : Web_Cause(argument));
     }
-    if (how == "error") {
-        return Numbered(argument, Meaning_Of_Error(Number_In(argument)));
+    if (how == "share_error") {
+        return Numbered(argument, Cause_Of(Share_Error(static_cast<std::uint32_t>(Number_In(argument)))));
     }
     return std::string(argument);
 }
