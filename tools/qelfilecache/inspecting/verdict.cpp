@@ -1,0 +1,116 @@
+#include "tools/qelfilecache/inspecting/verdict.h"
+
+#include "tools/qelfilecache/inspecting/remote_errors.h"
+#include "tools/qelfilecache/inspecting/times.h"
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+using FileCache::Inspected_Entry;
+using FileCache::Remote_Answer;
+
+/// What follows a check that does not find the copy current.
+std::string A_Download(const Explained_Request& explained) {
+    return explained.Is_Share() ? "copying the file" : "a download";
+}
+
+/// "the copy that was current at 2026-11-21 10:20:33".
+std::string The_Copy(const Inspected_Entry& entry) {
+    return entry.last_checked_remotely == 0
+               ? "the copy, of unknown age,"
+               : "the copy that was last known to be current at " + Local_Time_Text(entry.last_checked_remotely);
+}
+
+/// Why asking brought nothing: "the server cannot be connected to (error 12029)".
+std::string Why_Not(const Explained_Request& explained) {
+    const Remote_Answer& answer = *explained.remote;
+    if (answer.status != 0) {
+        return "the server answers with status " + std::to_string(answer.status);
+    }
+    if (answer.error == 0) {
+        return "the request could not be sent";
+    }
+    return (explained.Is_Share() ? Share_Error_Cause(answer.error) : Web_Error_Cause(answer.error)) + " (error " +
+           std::to_string(answer.error) + ")";
+}
+
+/// True when asking found out nothing about the file: neither the file nor a reason against it.
+bool Could_Not_Ask(const Remote_Answer& answer) {
+    return !answer.answered && Refuses_Head_Alone(answer.status);
+}
+
+std::string Fresh_Verdict(const Explained_Request& explained) {
+    const Inspected_Entry& entry = *explained.request.entry;
+    const std::string other_side = explained.Other_Side();
+    std::string verdict =
+        "would be served from the copy without asking " + other_side + " until " + Local_Time_Text(entry.fresh_until);
+    if (!explained.remote) {
+        return verdict + ".";
+    }
+    if (!explained.remote->answered) {
+        return verdict + "; at the moment " + Why_Not(explained) + ".";
+    }
+    return verdict + (explained.remote->unchanged ? "; the copy is current." : "; the copy is out of date until then.");
+}
+
+std::string Stale_Verdict(const Explained_Request& explained) {
+    const std::string other_side = explained.Other_Side();
+    const std::string copy = The_Copy(*explained.request.entry);
+    if (!explained.remote) {
+        return "would make the cache ask " + other_side + "; when neither that nor " + A_Download(explained) +
+               " succeeds, " + copy + " is served.";
+    }
+    if (!explained.remote->answered) {
+        return "would make the cache try " + A_Download(explained) +
+               " next, as the check failed: " + Why_Not(explained) + "; when that fails as well, " + copy +
+               " is served.";
+    }
+    if (explained.remote->unchanged) {
+        return "would be served from the copy, because " + other_side + " has the same version.";
+    }
+    return "would be served from a new copy, because " + other_side +
+           (explained.remote->last_modified.empty() ? " does not tell whether its file has changed."
+                                                    : " has another version.");
+}
+
+std::string Verdict_Without_Copy(const Explained_Request& explained) {
+    const std::string other_side = explained.Other_Side();
+    if (!explained.remote) {
+        return "would be served from a new copy, if " + other_side + " hands the file out; otherwise not at all.";
+    }
+    if (explained.remote->answered) {
+        return "would be served from a new copy.";
+    }
+    if (Could_Not_Ask(*explained.remote)) {
+        return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and " +
+               Why_Not(explained) + " to the question alone.";
+    }
+    return "would not be served: there is no copy, and " + Why_Not(explained) +
+           (explained.remote->status != 0 ? ", unless a download succeeds all the same." : ".");
+}
+
+/// True when the copy that there is would be served and no other is wanted.
+bool Is_Served_As_It_Is(const Explained_Request& explained) {
+    return explained.Has_Copy() &&
+           (explained.request.entry->fresh || (explained.remote && explained.remote->unchanged));
+}
+
+} // namespace
+
+Verdict Verdict_On(const Explained_Request& explained) {
+    const bool has_copy = explained.Has_Copy();
+    if (!explained.directory_problem.empty() && !Is_Served_As_It_Is(explained)) {
+        return has_copy ? Verdict{"would be served from " + The_Copy(*explained.request.entry) + ", because " +
+                                      explained.directory_problem + ".",
+                                  true}
+                        : Verdict{"would not be served: " + explained.directory_problem + ".", false};
+    }
+    if (!has_copy) {
+        return {Verdict_Without_Copy(explained),
+                !explained.remote || explained.remote->answered || Could_Not_Ask(*explained.remote)};
+    }
+    return {explained.request.entry->fresh ? Fresh_Verdict(explained) : Stale_Verdict(explained), true};
+}
+
+} // namespace QEL::FrontEnd::Tool
