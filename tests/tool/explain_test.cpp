@@ -180,12 +180,19 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
     const Tool_Result local = Run_On_Cache({"explain", "local.xml"});
     EXPECT_EQ(local.exit_status, 0);
     EXPECT_EQ(Verdict(local), "would be answered with the path itself.\n");
+    Write_File(m_Folder / "tab\t.xml", "");
+    const Tool_Result with_tab = Run_On_Cache({"explain", "tab\t.xml"});
+    EXPECT_EQ(with_tab.exit_status, Run_On_Cache({"get", "tab\t.xml"}).exit_status);
+    EXPECT_EQ(Verdict(with_tab), "would be answered with the path itself.\n");
     const std::pair<const char*, const char*> hopeless[] = {
         {"missing.xml", "there is no such local file"},
         {"HTTP://server/a", "'HTTP' is no scheme that the cache serves; it took the request for a local path"},
         {"file:/x", "this form of file URL is not supported"},
         {"http:///x", "the address names no server"},
-        {"http://server/\n", "the request holds a control character, which is never served"},
+        {"http://server/\n", "the request holds a control character that is never served"},
+        {"http://server/\t", "the request holds a control character that is never served"},
+        {"local\n.xml", "the request holds a control character that is never served"},
+        {"missing\t.xml", "there is no such local file"},
         {"", "the request is empty"}};
     for (const auto& [request, cause] : hopeless) {
         const Tool_Result result = Run_On_Cache({"explain", "--", request});

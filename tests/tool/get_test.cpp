@@ -109,11 +109,11 @@ TEST_F(Get, DoesNotTakeTheErrorOfAnotherRequestForItsOwn) {
 }
 
 TEST_F(Get, RefusesControlCharactersAndShowsThemVisibly) {
-    for (const std::string& request : {m_Url + "\n/x", m_Url + "\r", std::string("\x1b[31mred"), m_Url + "\t"}) {
+    for (const std::string& request : {m_Url + "\n/x", m_Url + "\r", std::string("\x1b[31mred\n"), m_Url + "\t"}) {
         const Tool_Result result = Run_On_Cache({"get", request});
         EXPECT_EQ(result.exit_status, 1);
         EXPECT_EQ(result.out, "\n");
-        EXPECT_THAT(result.err, HasSubstr("': the request holds a control character, which is never served\n"));
+        EXPECT_THAT(result.err, HasSubstr("': the request holds a control character that is never served\n"));
         EXPECT_EQ(result.err.find_first_of("\r\t\x1b"), std::string::npos);
         EXPECT_THAT(result.err, HasSubstr("\\x"));
     }

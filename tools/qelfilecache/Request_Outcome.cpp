@@ -160,6 +160,12 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
 
 } // namespace
 
+bool Holds_Refused_Character(const std::string& request) {
+    constexpr std::string_view refused_in_paths("\r\n\0", 3);
+    return Is_Web_Address(request) ? Holds_Control_Character(request)
+                                   : request.find_first_of(refused_in_paths) != std::string::npos;
+}
+
 std::string Malformation(const std::string& url) {
     const std::size_t authority_start = url.find(':') + 1;
     if (url.compare(authority_start, 2, "//") != 0) {
@@ -195,8 +201,8 @@ std::string Malformation(const std::string& url) {
 }
 
 std::string Explain_Failure(const Request_Outcome& outcome) {
-    if (Holds_Control_Character(outcome.request)) {
-        return Advice("the request holds a control character, which is never served", "remove it");
+    if (Holds_Refused_Character(outcome.request)) {
+        return Advice("the request holds a control character that is never served", "remove it");
     }
     if (Is_Web_Address(outcome.request)) {
         return Explain_Web_Failure(outcome);

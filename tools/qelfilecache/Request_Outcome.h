@@ -16,6 +16,10 @@ struct Request_Outcome {
     std::string additional_error_info;
 };
 
+/// True when a request holds a character that the system refuses: a web address any control character, a path a line
+/// break or NUL.
+bool Holds_Refused_Character(const std::string& request);
+
 /// What makes a web address one that no server can be asked for, such as "the address names no
 /// server"; empty when its form is sound.
 std::string Malformation(const std::string& url);

@@ -3,7 +3,6 @@
 #include "tools/qelfilecache/Request_Outcome.h"
 #include "tools/qelfilecache/inspecting/explanation_steps.h"
 #include "tools/qelfilecache/inspecting/verdict.h"
-#include "tools/qelfilecache/output.h"
 
 #include <utility>
 
@@ -15,7 +14,7 @@ using Kind = FileCache::Request_Explanation::Kind;
 
 /// True for a request that is not even looked up.
 bool Is_Hopeless(const FileCache::Request_Explanation& request) {
-    return request.kind == Kind::Unusable || Holds_Control_Character(request.request) ||
+    return request.kind == Kind::Unusable || Holds_Refused_Character(request.request) ||
            (request.kind == Kind::Web && !Malformation(request.normalised).empty()) ||
            (request.kind == Kind::Local && !request.local_file_exists);
 }
