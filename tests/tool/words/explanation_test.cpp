@@ -78,6 +78,8 @@ TEST(Explanation, OfAFreshCopyTellsHowLong) {
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "stamp"))).verdict, verdict + "; the copy is current.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "other"))).verdict,
               verdict + "; the copy is out of date until then.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, ""))).verdict,
+              verdict + "; the server does not tell whether its file has changed.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
               verdict + "; at the moment the server did not answer in time (error 12002).");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(404, ""))).verdict,

@@ -51,6 +51,9 @@ std::string Fresh_Verdict(const Explained_Request& explained) {
     if (!explained.remote->answered) {
         return verdict + "; at the moment " + Why_Not(explained) + ".";
     }
+    if (explained.remote->last_modified.empty()) {
+        return verdict + "; " + other_side + " does not tell whether its file has changed.";
+    }
     return verdict + (explained.remote->unchanged ? "; the copy is current." : "; the copy is out of date until then.");
 }
 
