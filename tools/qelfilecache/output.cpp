@@ -14,6 +14,16 @@ bool Is_Control_Character(char character) {
     return code < 0x20 || code == 0x7F;
 }
 
+/// True of both bytes of U+0080 to U+009F in UTF-8, by which some terminals are steered, too.
+bool Is_In_Second_Control_Character(const std::string& text, std::size_t place) {
+    const auto begins = [&text](std::size_t start) {
+        return start + 1 < text.size() && text[start] == '\xC2' &&
+               static_cast<unsigned char>(text[start + 1]) >= 0x80 &&
+               static_cast<unsigned char>(text[start + 1]) <= 0x9F;
+    };
+    return begins(place) || (place > 0 && begins(place - 1));
+}
+
 } // namespace
 
 void Write_Result(const std::string& line) {
@@ -35,8 +45,9 @@ void Write_Message(const std::string& message) {
 std::string Printable(const std::string& text) {
     static constexpr char digits[] = "0123456789ABCDEF";
     std::string printable;
-    for (const char character : text) {
-        if (Is_Control_Character(character)) {
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        const char character = text[place];
+        if (Is_Control_Character(character) || Is_In_Second_Control_Character(text, place)) {
             const auto code = static_cast<unsigned char>(character);
             printable += {'\\', 'x', digits[code >> 4], digits[code & 0x0F]};
         } else {

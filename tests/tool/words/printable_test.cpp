@@ -1,0 +1,27 @@
+#include "tools/qelfilecache/output.h"
+
+#include <gtest/gtest.h>
+
+namespace QEL::FrontEnd::Tool {
+namespace {
+
+TEST(Printable_Text, ShowsControlCharacters) {
+    EXPECT_EQ(Printable("a\nb\x1B[31m\x7F"), "a\\x0Ab\\x1B[31m\\x7F");
+    EXPECT_EQ(Printable(std::string("\0", 1)), "\\x00");
+}
+
+TEST(Printable_Text, ShowsTheControlCharactersOfTwoBytes) {
+    EXPECT_EQ(Printable("\xC2\x9B"
+                        "31m"),
+              "\\xC2\\x9B31m");
+    EXPECT_EQ(Printable("\xC2\x80\xC2\x9F"), "\\xC2\\x80\\xC2\\x9F");
+}
+
+TEST(Printable_Text, KeepsWhatIsPrintable) {
+    for (const std::string text : {"http://server/a b", "\xC3\xBC", "\xC2\xA0", "\xC2", "\x9B", "\xE2\x82\xAC", ""}) {
+        EXPECT_EQ(Printable(text), text);
+    }
+}
+
+} // namespace
+} // namespace QEL::FrontEnd::Tool
