@@ -46,7 +46,7 @@ TEST_F(Command_Line, HelpOfEachCommandShowsAnExample) {
         const Tool_Result result = Run({command, "--help"});
         EXPECT_EQ(result.exit_status, 0) << command;
         EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qelfilecache " + command), HasSubstr("Example"),
-                                      HasSubstr("\n  qelfilecache ")));
+                                      HasSubstr("\n  qelfilecache "), HasSubstr("options of all commands")));
     }
 }
 

@@ -51,7 +51,7 @@ void Declare_Options(CLI::App& tool, Settings& settings) {
 
 void Declare_Command(CLI::App& tool, const Command& command) {
     CLI::App& parser = *tool.add_subcommand(command.name, command.summary);
-    parser.footer(command.help);
+    parser.footer("'qelfilecache --help' shows the options of all commands, such as --cache-dir.\n\n" + command.help);
     parser.group("Commands");
     parser.set_help_flag("-h,--help", "Print this help and exit");
     // The options of the tool are understood behind the command, too.
