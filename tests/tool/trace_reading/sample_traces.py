@@ -14,6 +14,7 @@ class Trace:
     def __init__(self, thread=4711, seconds=None):
         self.thread = thread
         self.seconds = seconds
+        self.day = 21
         self.writes = []
         for line in HEADING.splitlines(keepends=True):
             self.write(line)
@@ -26,7 +27,7 @@ class Trace:
     def write(self, text):
         if self.seconds is not None:
             minutes, seconds = divmod(self.seconds, 60)
-            self.writes.append(f"(21.11.26 10:{minutes:02}:{seconds:02}) ")
+            self.writes.append(f"({self.day}.11.26 10:{minutes:02}:{seconds:02}) ")
         self.writes.append(text)
         return self
 

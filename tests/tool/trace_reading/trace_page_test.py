@@ -171,6 +171,23 @@ class TracePage(unittest.TestCase):
             if width == 500:
                 self.picture("narrow")
 
+    def test_labels_of_the_time_axis_do_not_overlap(self):
+        for days, seconds in ((0, 6), (6, 0)):
+            first = Trace(4711, seconds=0).fresh("http://server/a.xml")
+            second = Trace(4723, seconds=seconds)
+            second.day += days
+            second.fresh("http://server/a.xml")
+            page = self.make_page("axis.html", {"qelfilecache_4711.trc": first, "qelfilecache_4723.trc": second})
+            for width in (320, 360, 500, 704, 850, 1200):
+                self.page.resize(width)
+                self.page.open(page)
+                labels = self.page.run("""[...document.querySelectorAll('.axis text')]
+                    .filter(label => getComputedStyle(label).display !== 'none')
+                    .map(label => label.getBoundingClientRect()).map(box => [box.left, box.right])""")
+                self.assertGreaterEqual(len(labels), 2)
+                for (_, right), (left, _) in zip(labels, labels[1:]):
+                    self.assertGreater(left, right, f"{days} days, {width} pixels: {labels}")
+
     def test_text_stands_out_from_its_ground_in_light_and_dark(self):
         grounds = set()
         for scheme in ("light", "dark"):
