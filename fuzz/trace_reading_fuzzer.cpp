@@ -98,6 +98,17 @@ bool Is_Control_Character(char character) {
     return byte < 0x20 || byte == 0x7F;
 }
 
+/// True of a text with U+0080 to U+009F in UTF-8.
+bool Holds_Second_Control_Character(const std::string& text) {
+    for (auto place = text.find('\xC2'); place != std::string::npos; place = text.find('\xC2', place + 1)) {
+        const auto next = place + 1 < text.size() ? static_cast<unsigned char>(text[place + 1]) : 0U;
+        if (next >= 0x80 && next <= 0x9F) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::size_t Count(const std::string& text, std::string_view part) {
     std::size_t count = 0;
     for (auto place = text.find(part); place != std::string::npos; place = text.find(part, place + 1)) {
@@ -123,6 +134,7 @@ void Require_Plain_Text(const Trace& trace, const Overview& overview) {
                       [](const std::string& line) { REQUIRE(line.find_first_of("\n\r\b") == std::string::npos); });
     Write_Text_Report(trace, overview, {std::nullopt, false}, [](const std::string& line) {
         REQUIRE(std::none_of(line.begin(), line.end(), Is_Control_Character));
+        REQUIRE(!Holds_Second_Control_Character(line));
     });
 }
 
