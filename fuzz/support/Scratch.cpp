@@ -2,18 +2,18 @@
 
 #include "fuzz/Require.h"
 
+#include <cstdlib>
 #include <fstream>
+#include <string>
 #include <vector>
-
-#include <unistd.h>
 
 namespace QEL::Fuzz {
 
 const std::filesystem::path& Scratch_Directory() {
     static const std::filesystem::path directory = [] {
-        auto path = std::filesystem::temp_directory_path() / ("qel_fuzz_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(path);
-        return path;
+        auto path = (std::filesystem::temp_directory_path() / "qel_fuzz_XXXXXX").string();
+        REQUIRE(::mkdtemp(path.data()) != nullptr);
+        return std::filesystem::path(path);
     }();
     return directory;
 }

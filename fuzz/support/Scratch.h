@@ -6,8 +6,8 @@
 
 namespace QEL::Fuzz {
 
-/// A directory of this process alone below the system's one for temporary files. It stays behind: a
-/// fuzzer ends at any moment, so fuzz/run.sh removes what is left.
+/// A directory of this process alone below the system's one for temporary files, empty at first. It
+/// stays behind: a fuzzer ends at any moment, so fuzz/run.sh removes what is left.
 const std::filesystem::path& Scratch_Directory();
 
 /// Replaces the content of a file.
