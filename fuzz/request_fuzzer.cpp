@@ -37,6 +37,8 @@ struct World {
     bool Wants_Original() const { return (bits & 8U) != 0; }
     bool Copy_Fails() const { return (bits & 16U) != 0; }
     bool Copies_Stay_Fresh() const { return (bits & 32U) != 0; }
+    bool Names_A_Type() const { return (bits & 64U) != 0; }
+    bool Names_A_Time() const { return (bits & 128U) != 0; }
 };
 
 struct Directories {
@@ -110,16 +112,30 @@ std::shared_ptr<Scripted_OS> Services(const World& world, const std::string& req
     return services;
 }
 
+bool Is_Control_Character(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+}
+
+/// What stands behind the first # of the request, as the value of a header: the interface demands that
+/// it has no control characters and no blanks around it.
+std::string Header_In(const std::string& request) {
+    const auto hash = request.find('#');
+    std::string value = hash == std::string::npos ? std::string() : request.substr(hash + 1);
+    std::replace_if(value.begin(), value.end(), Is_Control_Character, ' ');
+    value.erase(value.find_last_not_of(' ') + 1);
+    return value.substr(std::min(value.find_first_not_of(' '), value.size()));
+}
+
 void Set_Up_Server(const World& world, const std::string& request) {
     g_services.Reset();
     Scripted_Services::Request_Script script;
     // As the interface demands, a URL with control characters is refused.
-    const bool refused = std::any_of(request.begin(), request.end(),
-                                     [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+    const bool refused = std::any_of(request.begin(), request.end(), Is_Control_Character);
     script.open = refused ? static_cast<HResult>(0x80072EE5U) : 0;
     script.status = {world.Server_Fails() ? 404 : 200};
-    script.headers = {{"Content-Type", "text/xml"}, {"Last-Modified", "monday"}};
-    script.body = "<landscape/>";
+    script.headers = {{"Content-Type", world.Names_A_Type() ? Header_In(request) : "text/xml"},
+                      {"Last-Modified", world.Names_A_Time() ? Header_In(request) : "monday"}};
+    script.body = world.Names_A_Type() ? request : "<landscape/>";
     g_services.requests = {script};
     g_services.client.status = 12029;
     g_services.on_path_exists = [](const std::string&) { return true; };
@@ -242,6 +258,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     for (const auto& [url, entry] : cache.m_Cache_Entries) {
         REQUIRE(next.m_Cache_Entries.contains(url));
         REQUIRE(next.m_Cache_Entries[url].cached_file == entry.cached_file);
+        REQUIRE(next.m_Cache_Entries[url].last_modified == entry.last_modified);
     }
     return 0;
 }
