@@ -28,6 +28,7 @@ using testing::IsEmpty;
 
 constexpr HRESULT Refused = E_ACCESSDENIED;
 constexpr HRESULT Absent_Header = static_cast<HRESULT>(0x80072F76);
+constexpr HRESULT Connection_Ended = static_cast<HRESULT>(0x80072EFE);
 
 /// An array of `type` that begins with element `lower_bound` and holds the bytes.
 SAFEARRAY* Array_Of(VARTYPE type, std::string_view bytes, LONG lower_bound = 0, UINT dimensions = 1) {
@@ -226,6 +227,26 @@ TEST_F(Scripted_Request, AsksForTheErrorsOfTheInterfaceThatFailed) {
     Leave_Error_Text(L"The line is dead.");
     EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "The line is dead.");
     EXPECT_THAT(script.calls, ElementsAre("errors of IServerXMLHTTPRequest", "errors of IXMLHTTPRequest"));
+}
+
+TEST_F(Scripted_Request, DoesNotExplainABodyCutShortByAnAbsentHeader) {
+    script.header = [](const std::wstring& name, BSTR* value) {
+        if (name == L"Content-Length") {
+            *value = SysAllocString(L"100");
+            return S_OK;
+        }
+        Leave_Error_Text(L"The header is absent.");
+        return Absent_Header;
+    };
+    script.body = [](VARIANT* value) {
+        V_VT(value) = Byte_Array_Type;
+        V_ARRAY(value) = Array_Of(VT_UI1, "bytes");
+        return S_OK;
+    };
+    const auto request = Request();
+    Response_Body body;
+    EXPECT_EQ(request->Get_Response_Body(body), Connection_Ended);
+    EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "");
 }
 
 TEST_F(Scripted_Request, ReturnsAllMemory) {

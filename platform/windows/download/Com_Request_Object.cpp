@@ -71,8 +71,12 @@ public:
         Bstr value_text;
         const HResult result = m_Request->getResponseHeader(name_text.Get(), value_text.Receive());
         value = Platform::Clean_Header_Value(Platform::To_Narrow(value_text.View()));
-        // An absent header is no failure.
-        return result == HRESULT_FROM_WIN32(ERROR_HTTP_HEADER_NOT_FOUND) ? S_OK : result;
+        if (result == HRESULT_FROM_WIN32(ERROR_HTTP_HEADER_NOT_FOUND)) {
+            // An absent header is no failure. What the object says of it would explain the next one.
+            Take_Error_Info();
+            return S_OK;
+        }
+        return result;
     }
 
     HResult Get_Response_Body(Response_Body& body) override {
