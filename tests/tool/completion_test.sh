@@ -89,6 +89,10 @@ for quoted in "'c d'" '"c d"' 'c\ d'; do
     expect "qelfilecache --cache-dir $quoted e" explain
 done
 rm -r "c d"
+ln -s "$folder/cache" home/of_the_user
+expect "qelfilecache --cache-dir ~/of_the_user get http://server.example/a" //server.example/a.xml
+expect "qelfilecache --cache-dir '~/of_the_user' get http://server.example/a"
+rm home/of_the_user
 expect "qelfilecache get htt"
 [ "$(ls cache)" = "01234567-89ab-cdef-0123-456789abcdef.xml
 qelfilecache_Metadata.txt" ] || { echo "completion has changed the cache"; failures=$((failures + 1)); }
