@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <system_error>
 
 #include <windows.h>
 

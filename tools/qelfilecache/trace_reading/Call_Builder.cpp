@@ -7,7 +7,6 @@
 #include <array>
 #include <map>
 #include <optional>
-#include <span>
 #include <utility>
 
 namespace QEL::FrontEnd::Tool::Trace_Reading {

@@ -3,7 +3,6 @@
 #include "tools/qelfilecache/trace_reading/Trace.h"
 
 #include <array>
-#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
