@@ -172,6 +172,11 @@ Other requests
         with open(self.path("a.trc"), encoding="utf-8") as content:
             self.assertEqual(content.read(), trace.text)
 
+    def test_the_page_needs_a_file(self):
+        self.run_tool("--html", "-", self.write("a.trc", Trace().fresh("http://s/a")))
+        self.assertEqual(self.status, 2)
+        self.assertIn("name a file behind --html", self.err)
+
     def test_a_page_that_cannot_be_written_is_told(self):
         page = native(self.path("no-such-folder/page.html"))
         self.run_tool("--html", page, self.write("a.trc", Trace().fresh("http://s/a")))

@@ -97,6 +97,9 @@ bool Add_File(Trace_Reader& reader, const std::string& name) {
 
 /// @throws Usage_Error when the page cannot be written.
 void Write_Page(const Trace& trace, const Overview& overview, const Trace_Options& options) {
+    if (*options.html == "-") {
+        throw Usage_Error("the page is not written to standard output; name a file behind --html");
+    }
     const auto path = Host::To_Path(*options.html);
     for (const std::string& file : options.files) {
         std::error_code error;
