@@ -36,7 +36,7 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
                       HasSubstr("--version"), HasSubstr("\n  get "), HasSubstr("\n  list "), HasSubstr("\n  explain "),
                       HasSubstr("\n  prefetch "), HasSubstr("\n  clear "), HasSubstr("\n  purge "),
                       HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
-                                "2 wrong usage or a directory that cannot be used,\n"
+                                "2 wrong usage, or a file or directory that cannot be used,\n"
                                 "141 the reader of the results went away.\n")));
     EXPECT_THAT(result.err, IsEmpty());
 }
@@ -139,6 +139,10 @@ TEST_F(Command_Line, RefusesAWordBehindACommandThatTakesNone) {
 TEST_F(Command_Line, AdvisesDashesOnlyWhereRequestsAreTaken) {
     Expect_Wrong_Usage({"list", "--bogus"},
                        "unknown option '--bogus'; 'qelfilecache list --help' names those that there are");
+}
+
+TEST_F(Command_Line, LeadsToTheOptionsOfTheToolWhereNoCommandIsGiven) {
+    Expect_Wrong_Usage({"--versio"}, "unknown option '--versio'; 'qelfilecache --help' names those that there are");
 }
 
 TEST_F(Command_Line, AsksForTheValueOfAnOption) {

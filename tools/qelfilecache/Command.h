@@ -12,11 +12,11 @@ namespace QEL::FrontEnd::Tool {
 enum Exit_Status : int {
     Exit_Served = 0,       ///< every request was served
     Exit_Not_Served = 1,   ///< some were not
-    Exit_Wrong_Usage = 2,  ///< the command line, or a directory that it names, cannot be used
+    Exit_Wrong_Usage = 2,  ///< the command line, or a file or directory that it names, cannot be used
     Exit_Reader_Gone = 141 ///< nobody reads the results any more: what shells show of a tool that SIGPIPE ended
 };
 
-/// The command line, or a directory that it names, cannot be used: ends with Exit_Wrong_Usage.
+/// The command line, or a file or directory that it names, cannot be used: ends with Exit_Wrong_Usage.
 class Usage_Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -25,7 +25,7 @@ constexpr const char* tool_description =
 constexpr const char* footer =
     "Results go to standard output, everything else to standard error.\n"
     "Exit status: 0 every request was served, 1 some were not,\n"
-    "2 wrong usage or a directory that cannot be used,\n"
+    "2 wrong usage, or a file or directory that cannot be used,\n"
     "141 the reader of the results went away.\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
@@ -125,7 +125,10 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
             }
         }
         const auto given = tool.get_subcommands();
-        if (!given.empty() && Operand_Of(*given.front()).empty()) {
+        if (given.empty()) {
+            return "unknown option '" + *option + "'; 'qelfilecache --help' names those that there are";
+        }
+        if (Operand_Of(*given.front()).empty()) {
             return "unknown option '" + *option + "'; 'qelfilecache " + given.front()->get_name() +
                    " --help' names those that there are";
         }
