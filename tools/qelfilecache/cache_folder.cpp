@@ -16,15 +16,15 @@ namespace fs = std::filesystem;
 constexpr const char* given_directory = "--cache-dir";
 constexpr const char* default_directory = "the default cache directory";
 
-std::string Quoted(const fs::path& path) {
-    return "'" + Printable(Host::To_Text(path)) + "'";
+std::string Quoted_Path(const fs::path& path) {
+    return Quoted(Host::To_Text(path));
 }
 
 /// A directory as it is written from here on. The cache takes two spellings of one directory for
 /// two directories and then sweeps away the copies of the other spelling.
 fs::path One_Spelling(const std::string& text, const char* option) {
     if (text.empty() || Holds_Control_Character(text)) {
-        throw Usage_Error(std::string(option) + " '" + Printable(text) + "' names no directory");
+        throw Usage_Error(std::string(option) + " " + Quoted(text) + " names no directory");
     }
     fs::path directory = fs::absolute(Host::To_Path(text)).lexically_normal();
     return directory.has_filename() || !directory.has_relative_path() ? directory : directory.parent_path();
@@ -45,7 +45,7 @@ void Require_Directory(const fs::path& directory, const std::string& subject) {
 }
 
 void Require_Usable_Directory(const fs::path& directory, const char* option) {
-    const std::string subject = std::string(option) + " " + Quoted(directory);
+    const std::string subject = std::string(option) + " " + Quoted_Path(directory);
     Require_Directory(directory, subject);
     if (!Host::Is_Writable_Directory(directory)) {
         throw Usage_Error(subject + " is not writable; change its permissions or name another one");
@@ -60,7 +60,7 @@ void Require_Usable_Metadata_File(const fs::path& directory) {
         return;
     }
     if (!fs::is_regular_file(metadata_file, ignored) || !std::fstream(metadata_file, std::ios::in | std::ios::out)) {
-        throw Usage_Error("the cache's metadata file " + Quoted(metadata_file) +
+        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) +
                           " cannot be read and written; change its permissions, or move it away to start afresh");
     }
 }
@@ -74,7 +74,7 @@ void Start_Tracing(const Settings& settings) {
         Require_Usable_Directory(directory, "--trace-dir");
         const std::string text = Host::To_Text(directory);
         if (text.size() > longest) {
-            throw Usage_Error("--trace-dir " + Quoted(directory) + " is longer than 259 characters");
+            throw Usage_Error("--trace-dir " + Quoted_Path(directory) + " is longer than 259 characters");
         }
         if (settings.trace_level == 0) {
             Write_Message("note: --trace-dir has no effect without --trace-level 1 to 5");
@@ -121,7 +121,7 @@ Open_Cache Open_Or_Create_Cache(const Settings& settings) {
     try {
         Host::Create_Private_Directory(directory);
     } catch (const fs::filesystem_error& error) {
-        throw Usage_Error(std::string(default_directory) + " " + Quoted(directory) +
+        throw Usage_Error(std::string(default_directory) + " " + Quoted_Path(directory) +
                           " cannot be created: " + error.code().message() + "; give --cache-dir");
     }
     return Open(settings, directory, default_directory);
@@ -148,7 +148,7 @@ fs::path Directory_To_Inspect(const Settings& settings) {
         Start_Tracing(settings);
         return {};
     }
-    const std::string subject = std::string(option) + " " + Quoted(directory);
+    const std::string subject = std::string(option) + " " + Quoted_Path(directory);
     Require_Directory(directory, subject);
     std::error_code unreadable;
     if (fs::directory_iterator(directory, unreadable); unreadable) {
@@ -157,7 +157,7 @@ fs::path Directory_To_Inspect(const Settings& settings) {
     const fs::path metadata_file = Metadata_File(directory);
     if (fs::exists(fs::symlink_status(metadata_file, ignored)) &&
         (!fs::is_regular_file(metadata_file, ignored) || !std::ifstream(metadata_file))) {
-        throw Usage_Error("the cache's metadata file " + Quoted(metadata_file) +
+        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) +
                           " cannot be read; change its permissions");
     }
     Start_Tracing(settings);
@@ -168,7 +168,7 @@ std::string Why_Not_Writable(const fs::path& directory) {
     if (!directory.empty()) {
         return Host::Is_Writable_Directory(directory)
                    ? std::string()
-                   : "the cache directory " + Quoted(directory) + " is not writable for this user";
+                   : "the cache directory " + Quoted_Path(directory) + " is not writable for this user";
     }
     // The default one is created with the first request, below the part of its path that exists.
     const fs::path wanted = Default_Directory();
@@ -179,8 +179,8 @@ std::string Why_Not_Writable(const fs::path& directory) {
     }
     return Host::Is_Writable_Directory(existing)
                ? std::string()
-               : std::string(default_directory) + " " + Quoted(wanted) + " cannot be created: " + Quoted(existing) +
-                     " is not writable for this user";
+               : std::string(default_directory) + " " + Quoted_Path(wanted) +
+                     " cannot be created: " + Quoted_Path(existing) + " is not writable for this user";
 }
 
 std::vector<fs::path> Cached_Copies(const fs::path& directory) {

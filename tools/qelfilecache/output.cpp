@@ -57,6 +57,10 @@ std::string Printable(const std::string& text) {
     return printable;
 }
 
+std::string Quoted(const std::string& text) {
+    return "'" + Printable(text) + "'";
+}
+
 bool Holds_Control_Character(const std::string& text) {
     return std::any_of(text.begin(), text.end(), Is_Control_Character);
 }

@@ -29,6 +29,9 @@ void Write_Message(const std::string& message);
 /// nor steer the terminal.
 std::string Printable(const std::string& text);
 
+/// The same in quotes.
+std::string Quoted(const std::string& text);
+
 /// True when the text holds a control character.
 bool Holds_Control_Character(const std::string& text);
 

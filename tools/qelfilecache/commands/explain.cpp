@@ -106,7 +106,7 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     const Open_Inspection opened = Inspect_Cache(settings);
     const auto request_thread = Host::Prepare_Request_Thread();
     const Inspected_Settings configured = opened.cache->Settings();
-    const std::string directory_problem = Printable(Why_Not_Writable(opened.directory));
+    const std::string directory_problem = Why_Not_Writable(opened.directory);
     auto answers = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {

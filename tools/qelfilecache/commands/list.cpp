@@ -55,7 +55,7 @@ void Tell_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry
     if (entries.empty()) {
         Write_Message(opened.directory.empty()
                           ? "note: the cache is empty: its default directory is not there yet"
-                          : "note: the cache in '" + Printable(Host::To_Text(opened.directory)) + "' is empty");
+                          : "note: the cache in " + Quoted(Host::To_Text(opened.directory)) + " is empty");
     }
     const auto unreferenced = opened.cache->Unreferenced_Copies();
     if (unreferenced.empty()) {

@@ -24,7 +24,7 @@ struct Prefetch_Options {
 };
 
 Request_List Read_List_File(const std::string& file) {
-    const std::string subject = "the list '" + Printable(file) + "'";
+    const std::string subject = "the list " + Quoted(file);
     std::error_code ignored;
     if (std::filesystem::is_directory(Host::To_Path(file), ignored)) {
         throw Usage_Error(subject + " is a directory; name a file with one request a line, or - for standard input");

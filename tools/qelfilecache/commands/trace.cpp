@@ -91,7 +91,7 @@ bool Add_File(Trace_Reader& reader, const std::string& name) {
     if (complaint.empty()) {
         return true;
     }
-    Write_Message("'" + Printable(name) + "': " + complaint);
+    Write_Message(Quoted(name) + ": " + complaint);
     return false;
 }
 
@@ -104,8 +104,8 @@ void Write_Page(const Trace& trace, const Overview& overview, const Trace_Option
     for (const std::string& file : options.files) {
         std::error_code error;
         if (std::filesystem::equivalent(path, Host::To_Path(file), error)) {
-            throw Usage_Error("the page would overwrite the trace file '" + Printable(file) +
-                              "'; name another file behind --html");
+            throw Usage_Error("the page would overwrite the trace file " + Quoted(file) +
+                              "; name another file behind --html");
         }
     }
     errno = 0;
@@ -115,8 +115,8 @@ void Write_Page(const Trace& trace, const Overview& overview, const Trace_Option
         page.close();
     }
     if (!page) {
-        throw Usage_Error("cannot write the page '" + Printable(*options.html) +
-                          "': " + std::generic_category().message(errno) +
+        throw Usage_Error("cannot write the page " + Quoted(*options.html) + ": " +
+                          std::generic_category().message(errno) +
                           "\n  Next: check that its directory exists and can be written, and that the disk has room.");
     }
 }

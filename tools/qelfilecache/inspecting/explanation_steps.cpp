@@ -19,10 +19,6 @@ using FileCache::Remote_Answer;
 using Kind = FileCache::Request_Explanation::Kind;
 using Second_Attempt = FileCache::Remote_Answer::Second_Attempt;
 
-std::string Quoted(const std::string& text) {
-    return "'" + Printable(text) + "'";
-}
-
 /// Where a number of the configuration comes from, such as "LandscapeCacheExpiryPeriod in FILE".
 std::string Origin_Of(const Inspected_Setting& setting) {
     if (setting.source.empty()) {

@@ -11,8 +11,8 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
     opened.directory = Directory_To_Inspect(settings);
     opened.cache = std::make_unique<FileCache::Cache_Inspection>(Host::To_Text(opened.directory));
     if (!opened.cache->Metadata_Is_Sound()) {
-        Write_Message("warning: the metadata file '" + Printable(Host::To_Text(Metadata_File(opened.directory))) +
-                      "' is damaged: only the entries before the damage are known.\n"
+        Write_Message("warning: the metadata file " + Quoted(Host::To_Text(Metadata_File(opened.directory))) +
+                      " is damaged: only the entries before the damage are known.\n"
                       "  Next: the next 'qelfilecache get' saves it and all copies to a folder of their own, and "
                       "starts afresh.");
     }

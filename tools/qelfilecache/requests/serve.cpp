@@ -13,16 +13,15 @@ namespace {
 
 /// Saves what a damaged metadata file is about to cost, and says so.
 void Save_And_Warn(const std::filesystem::path& directory) {
-    const std::string metadata_file = Printable(Host::To_Text(Metadata_File(directory)));
+    const std::string metadata_file = Quoted(Host::To_Text(Metadata_File(directory)));
     try {
         const auto folder = Save_Damaged_Metadata(directory);
-        Write_Message(
-            "warning: the metadata file '" + metadata_file +
-            "' is damaged; the entries behind the damage are forgotten.\n  It and the copies as they were are "
-            "in '" +
-            Printable(Host::To_Text(folder)) + "'; delete that folder when you need them no more.");
+        Write_Message("warning: the metadata file " + metadata_file +
+                      " is damaged; the entries behind the damage are forgotten.\n  It and the copies as they were are "
+                      "in " +
+                      Quoted(Host::To_Text(folder)) + "; delete that folder when you need them no more.");
     } catch (const std::filesystem::filesystem_error& error) {
-        throw Usage_Error("the metadata file '" + metadata_file + "' is damaged and cannot be put aside: " +
+        throw Usage_Error("the metadata file " + metadata_file + " is damaged and cannot be put aside: " +
                           error.code().message() + "; free some space, or move it away to start afresh");
     }
 }
@@ -59,7 +58,7 @@ Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, 
 }
 
 void Report(const Request_Outcome& outcome) {
-    const std::string request = "'" + Printable(outcome.request) + "': ";
+    const std::string request = Quoted(outcome.request) + ": ";
     if (outcome.path.empty()) {
         Write_Message(request + Explain_Failure(outcome));
     } else if (outcome.download_error) {
