@@ -77,6 +77,8 @@ class Windows:
 
 
 class BothPlatforms(unittest.TestCase):
+    maxDiff = None
+
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
@@ -148,6 +150,45 @@ class BothPlatforms(unittest.TestCase):
         self.assertEqual(answers["Windows"], answers["Linux"])
         self.assertEqual([request["path"] for request in answers["Linux"][0][1]],
                          [".xml", ".txt", "", ".txt", "", ".txt"])
+
+    def trace(self, platform, cache, traces, *requests):
+        """What a run of the program traces, with words for what no other run and no other platform has:
+        ids, addresses, times, paths and the system's error numbers."""
+        self.run_program(platform, cache, "--trace-level", "4", "--trace-dir", platform.path(traces), "get", *requests)
+        (name,) = os.listdir(traces)
+        path = os.path.join(traces, name)
+        with open(path, encoding="ascii") as file:
+            text = file.read()
+        os.remove(path)
+        text = text.replace(platform.path(cache) + platform.separator, "CACHE/").replace(platform.path(cache), "CACHE")
+        for pattern, word in ((r"(?<=TID: )[0-9]+", "ID"),
+                              (r"(?<=\[)[0-9A-Fa-fx]+(?=\]/[0-9]+: )", "ADDRESS"),
+                              (r"(?<=s_instance = )[0-9A-Fa-fx]+", "ADDRESS"),
+                              (r"(?<=file_contents=)[0-9A-Fa-fx]+", "ADDRESS"),
+                              (r"(?<=FindFirstFile returned )[0-9A-Fa-fx]+", "ADDRESS"),
+                              (r"(?<=INVALID_HANDLE_VALUE=)[0-9A-Fa-fx]+", "ADDRESS"),
+                              (r"[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}", "UUID"),
+                              (r"[0-9]{18}", "TIME"),
+                              (r"(?<=\*\* Program: \t).*", "PROGRAM"),
+                              (r"(?<=error code )[0-9]+", "ERROR"),
+                              (r"(?<=GetLastError returned )[0-9]+", "ERROR")):
+            text = re.sub(pattern, word, text)
+        return text
+
+    def test_trace_alike(self):
+        self.publish("landscape.xml", "<landscape/>")
+        server = SERVERS["QEL_TEST_HTTP"]
+        # One copy alone: systems list the files of a directory each in an order of its own.
+        requests = [server + "/landscape.xml", server + "/missing.xml",
+                    r"\\no-such-host.invalid\share\landscape.xml", "file://no-such-host.invalid/share/landscape.xml",
+                    "file:/unusable", "ftp://server/landscape.xml", "missing.xml"]
+        for _ in ("nothing is known", "everything is known"):
+            traces = {name: self.trace(platform, self.directory("cache " + name), self.directory("traces " + name),
+                                       *requests)
+                      for name, platform in self.platforms.items()}
+            self.assertEqual(len(re.findall(r"Get_Cached_File_and_Status\[ADDRESS\]/[0-9]+: CALL", traces["Linux"])),
+                             len(requests))
+            self.assertMultiLineEqual(traces["Windows"], traces["Linux"])
 
     def test_look_into_the_cache_alike(self):
         self.publish("landscape.xml", "<landscape/>")
