@@ -61,6 +61,17 @@ std::string Quoted(const std::string& text) {
     return "'" + Printable(text) + "'";
 }
 
+std::string Indented_Lines(const std::vector<std::string>& texts) {
+    constexpr std::size_t most = 20;
+    // "1 more" would take the place of the one that it leaves out.
+    const std::size_t shown = texts.size() > most + 1 ? most : texts.size();
+    std::string lines;
+    for (std::size_t place = 0; place < shown; ++place) {
+        lines += "\n  " + Printable(texts[place]);
+    }
+    return shown == texts.size() ? lines : lines + "\n  and " + std::to_string(texts.size() - shown) + " more";
+}
+
 bool Holds_Control_Character(const std::string& text) {
     return std::any_of(text.begin(), text.end(), Is_Control_Character);
 }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace QEL::FrontEnd::Tool {
 
@@ -31,6 +32,9 @@ std::string Printable(const std::string& text);
 
 /// The same in quotes.
 std::string Quoted(const std::string& text);
+
+/// The end of a message: the texts one below the other, indented; of many, the first and how many more there are.
+std::string Indented_Lines(const std::vector<std::string>& texts);
 
 /// True when the text holds a control character.
 bool Holds_Control_Character(const std::string& text);

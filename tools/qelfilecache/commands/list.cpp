@@ -61,11 +61,8 @@ void Tell_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry
     if (unreferenced.empty()) {
         return;
     }
-    std::string message = "note: these copies belong to no entry; the next request deletes them:";
-    for (const std::string& copy : unreferenced) {
-        message += "\n  " + Printable(copy);
-    }
-    Write_Message(message);
+    Write_Message("note: these copies belong to no entry; the next request deletes them:" +
+                  Indented_Lines(unreferenced));
 }
 
 Exit_Status List(const Settings& settings, const List_Options& options) {

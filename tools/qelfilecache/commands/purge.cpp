@@ -5,6 +5,11 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
 namespace QEL::FrontEnd::Tool {
 
 namespace {
@@ -21,12 +26,11 @@ Exit_Status Purge(const Settings& settings) {
     if (left.empty()) {
         return Exit_Served;
     }
-    std::string message = "these copies could not be deleted:";
-    for (const auto& copy : left) {
-        message += "\n  " + Printable(Host::To_Text(copy));
-    }
-    Write_Message(message + "\n  Close the programs that have one open, check the permissions of the cache directory, "
-                            "try again.");
+    std::vector<std::string> names;
+    std::transform(left.begin(), left.end(), std::back_inserter(names), Host::To_Text);
+    Write_Message("these copies could not be deleted:" + Indented_Lines(names) +
+                  "\n  Close the programs that have one open, check the permissions of the cache directory, "
+                  "try again.");
     return Exit_Not_Served;
 }
 

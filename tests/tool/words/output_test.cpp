@@ -23,5 +23,19 @@ TEST(Printable_Text, KeepsWhatIsPrintable) {
     }
 }
 
+TEST(Indented_Lines, ShowOfManyTheFirst) {
+    const std::vector<std::string> few(21, "a\nb");
+    std::string all;
+    for (const std::string& text : few) {
+        all += "\n  " + Printable(text);
+    }
+    EXPECT_EQ(Indented_Lines(few), all);
+    std::vector<std::string> many(20, "x");
+    const std::string first = Indented_Lines(many);
+    many.insert(many.end(), 1000, "y");
+    EXPECT_EQ(Indented_Lines(many), first + "\n  and 1000 more");
+    EXPECT_EQ(Indented_Lines({}), "");
+}
+
 } // namespace
 } // namespace QEL::FrontEnd::Tool
