@@ -37,8 +37,8 @@ struct World {
     bool Wants_Original() const { return (bits & 8U) != 0; }
     bool Copy_Fails() const { return (bits & 16U) != 0; }
     bool Copies_Stay_Fresh() const { return (bits & 32U) != 0; }
-    bool Names_A_Type() const { return (bits & 64U) != 0; }
-    bool Names_A_Time() const { return (bits & 128U) != 0; }
+    bool Request_Tells_Headers() const { return (bits & 64U) != 0; }
+    bool Fails_Later() const { return (bits & 128U) != 0; }
 };
 
 struct Directories {
@@ -133,13 +133,38 @@ void Set_Up_Server(const World& world, const std::string& request) {
     const bool refused = std::any_of(request.begin(), request.end(), Is_Control_Character);
     script.open = refused ? static_cast<HResult>(0x80072EE5U) : 0;
     script.status = {world.Server_Fails() ? 404 : 200};
-    script.headers = {{"Content-Type", world.Names_A_Type() ? Header_In(request) : "text/xml"},
-                      {"Last-Modified", world.Names_A_Time() ? Header_In(request) : "monday"}};
-    script.body = world.Names_A_Type() ? request : "<landscape/>";
-    g_services.requests = {script};
+    script.headers = {{"Content-Type", "text/xml"}, {"Last-Modified", "monday"}};
+    script.body = "<landscape/>";
     g_services.client.status = 12029;
+    if (world.Request_Tells_Headers()) {
+        script.headers = {{"Content-Type", Header_In(request)}, {"Last-Modified", Header_In(request)}};
+        script.body = request;
+        g_services.client = {200, script.headers, script.body, {}};
+    }
+    g_services.requests = {script};
     g_services.on_path_exists = [](const std::string&) { return true; };
     g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
+}
+
+/// A second passes, after which copies are checked unless they stay fresh.
+void Let_Time_Pass(const World& world, Scripted_OS& services) {
+    constexpr std::uint64_t second = 10000000;
+    services.current_time += second;
+    auto& server = g_services.requests.front();
+    if (world.File_Changes()) {
+        server.headers["Last-Modified"] = "tuesday";
+        g_services.client.headers["Last-Modified"] = "tuesday";
+        services.on_stat_file = [](const std::string&, std::int64_t& time) {
+            time = 2;
+            return 0;
+        };
+    }
+    if (world.Fails_Later()) {
+        server.status = {503};
+        server.send = world.Copy_Fails() ? 0 : static_cast<HResult>(0x80072EFDU);
+        services.on_stat_file = [](const std::string&, std::int64_t&) { return 53; };
+        services.on_copy_file = [](const std::string&, const std::string&, int) { return 0; };
+    }
 }
 
 void Require_One_Kind(CFileCache& cache, const std::string& text) {
@@ -206,6 +231,11 @@ void Require_Nothing_Else(const CFileCache& cache, const std::string& path_form)
         REQUIRE(!call.starts_with("Open(") || call == "Open(GET, " + path_form + ")" ||
                 call == "Open(HEAD, " + path_form + ")");
     }
+    for (const std::string& call : g_services.client_calls) {
+        REQUIRE(!call.starts_with("SendWinInetRequest(") ||
+                call.starts_with("SendWinInetRequest(1, " + path_form + ", ") ||
+                call.starts_with("SendWinInetRequest(2, " + path_form + ", "));
+    }
     std::size_t copies = 0;
     for (const auto& entry : fs::directory_iterator(Places().cache)) {
         const bool is_metadata = entry.path().filename() == "qelfilecache_Metadata.txt";
@@ -242,13 +272,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Require_Served(cache, text, path_form, world);
     Require_Nothing_Else(cache, path_form);
 
-    if (world.File_Changes()) {
-        g_services.requests.front().headers["Last-Modified"] = "tuesday";
-        services->on_stat_file = [](const std::string&, std::int64_t& time) {
-            time = 2;
-            return 0;
-        };
-    }
+    Let_Time_Pass(world, *services);
     Require_Served(cache, text, path_form, world);
     Require_Nothing_Else(cache, path_form);
 
