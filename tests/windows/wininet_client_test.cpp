@@ -103,6 +103,13 @@ TEST_F(Wininet_Client, HasBlanksForControlCharactersInAHeader) {
     EXPECT_EQ(client.GetResponseHeader("Last-Modified"), "a  b");
 }
 
+TEST_F(Wininet_Client, HasTheWholeOfALongHeader) {
+    EXPECT_EQ(Send(Url("/long-header")), 200U);
+    const std::string value = client.GetResponseHeader("Last-Modified");
+    EXPECT_EQ(value.size(), 1003U);
+    EXPECT_THAT(value, testing::EndsWith("long end"));
+}
+
 TEST_F(Wininet_Client, ReadsAChunkedBody) {
     EXPECT_EQ(Send(Url("/chunked")), 200U);
     EXPECT_EQ(client.GetResponseBody(), "hello world");

@@ -101,6 +101,8 @@ class Answers(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
         elif parts[0] == "control-characters":
             self.answer(200, {"Last-Modified": "\x01a\x1a\x0bb\x7f"}, b"<file/>")
+        elif parts[0] == "long-header":
+            self.answer(200, {"Last-Modified": "long " * 200 + "end"})
         elif parts[0] == "garbage":
             self.wfile.write(b"This is no HTTP.")
             self.close_connection = True
