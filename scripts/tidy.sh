@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Static analysis with clang-tidy of the product's own sources, each by itself.
 #
-#   scripts/tidy.sh linux      everything but the Windows services
-#   scripts/tidy.sh windows    the Windows services
+#   scripts/tidy.sh linux [FILE...]      everything but the Windows services, or these files alone
+#   scripts/tidy.sh windows [FILE...]    the Windows services, or these files alone
 #
 # Exit status 0: nothing found.
 set -euo pipefail
@@ -30,6 +30,8 @@ windows)
     exit 2
     ;;
 esac
+
+[ $# -lt 2 ] || files=("${@:2}")
 
 cmake --preset "$platform" -B "$commands" -DQEL_IN_GROUPS=OFF -DQEL_BUILD_TESTS=OFF >/dev/null
 # An option that Clang does not know.
