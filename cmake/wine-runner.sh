@@ -20,18 +20,22 @@ wineserver=/usr/lib/wine/wineserver
 mkdir -p "$WINEPREFIX"
 exec 9>"$WINEPREFIX/.runner-lock"
 flock 9
-if ! "$wineserver" -k0 >/dev/null 2>&1; then
-    if [ ! -e "$WINEPREFIX/.ready-without-graphics" ]; then
+ready=$WINEPREFIX/.ready-with-network-drive
+if [ ! -e "$ready" ] || ! "$wineserver" -k0 >/dev/null 2>&1; then
+    if [ ! -e "$ready" ]; then
         "$wine" wineboot -i </dev/null >"$WINEPREFIX/wineboot.log" 2>&1 9>&-
         # COM creates some objects on a thread with a window. Wine closes the desktop when no program has
         # used it for a second. A program that meets the next one half made would ask the graphics driver
         # for that window, and without a display only the null driver has one.
         "$wine" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f \
             </dev/null >>"$WINEPREFIX/wineboot.log" 2>&1 9>&-
-        "$wineserver" -w 9>&-
-        # The share \\server\share of the tests.
+        # The share \\server\share of the tests, and the drive N: for it. Wine reads the kinds of drives when it starts.
         mkdir -p "$WINEPREFIX/dosdevices/unc/server/share"
-        touch "$WINEPREFIX/.ready-without-graphics"
+        ln -sfn unc/server/share "$WINEPREFIX/dosdevices/n:"
+        "$wine" reg add 'HKLM\Software\Wine\Drives' /v n: /d network /f \
+            </dev/null >>"$WINEPREFIX/wineboot.log" 2>&1 9>&-
+        "$wineserver" -w 9>&-
+        touch "$ready"
     fi
     # Long enough for the pauses between programs of a test run: one that starts while the server ends may hang.
     "$wineserver" -p60 9>&- </dev/null >/dev/null 2>&1

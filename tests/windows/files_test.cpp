@@ -136,6 +136,7 @@ TEST(Windows_Drives, HaveATypeByTheirRoot) {
     const auto services = IOSWrapper::Create();
     EXPECT_EQ(services->Get_Drive_Type("C:"), static_cast<unsigned>(DRIVE_FIXED));
     EXPECT_EQ(services->Get_Drive_Type("c:\\"), static_cast<unsigned>(DRIVE_FIXED));
+    EXPECT_EQ(services->Get_Drive_Type("N:"), static_cast<unsigned>(DRIVE_REMOTE)); // of the share \\server\share
     EXPECT_EQ(services->Get_Drive_Type("Q:"), static_cast<unsigned>(DRIVE_NO_ROOT_DIR));
 }
 

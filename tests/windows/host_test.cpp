@@ -157,6 +157,16 @@ TEST_F(Host_With_Share, NamesAFileOnTheShareByItsUrl) {
     EXPECT_EQ(Get(url).path, Get(source).path);
 }
 
+TEST_F(Host_With_Share, GetsACopyOfAFileOnANetworkDrive) {
+    Share("landscape.xml", "x");
+    const std::string on_drive = "N:\\" + share.filename().string() + "\\landscape.xml"; // N: is the share
+    const Served served = Get(on_drive);
+    EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
+    EXPECT_EQ(Content(served.path), "x");
+    EXPECT_EQ(served.file_share_error, 0);
+    EXPECT_EQ(Get(on_drive).path, served.path);
+}
+
 TEST_F(Host_With_Share, ReplacesTheCopyOfAReadOnlyFile) {
     const std::string source = Share("landscape.xml", "old");
     SetFileAttributesA(source.c_str(), FILE_ATTRIBUTE_READONLY);
