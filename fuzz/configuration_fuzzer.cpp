@@ -75,11 +75,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Configuration configuration("/nonexistent/qel.ini");
     const std::string problem = configuration.Problem();
     REQUIRE(Is_Text_Of_One_Line(problem));
-    REQUIRE(problem.empty() == (text.find('\0') == std::string::npos));
+    const bool is_text = text.find('\0') == std::string::npos;
+    const bool tells_of_a_line = problem.starts_with(User_File() + ": line ");
+    REQUIRE(is_text ? problem.empty() || tells_of_a_line : problem == User_File() + ": not a text file");
     for (const char* const key : {"LandscapeCacheExpiryPeriod", "LandscapeServerFileConnectTimeout",
                                   "CertErrorHandlingMode", "CertErrorWhiteList", "TraceDirectory"}) {
         Require_Agreement(configuration, key);
-        REQUIRE(problem.empty() || !configuration.Read_Text(Configuration_Scope::User, Options_Section, key));
+        REQUIRE(is_text || !configuration.Read_Text(Configuration_Scope::User, Options_Section, key));
     }
     Parse_Integer(text);
 
@@ -91,5 +93,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     QEL::FrontEnd::Util::HttpWinInet::Read_CertErrorHandling_Parameters(mode, white_list);
     REQUIRE(mode == QEL::FrontEnd::Util::HttpWinInet::WhiteListMode);
     REQUIRE(white_list == (std::vector<std::string>{value, "second"}));
+    REQUIRE(configuration.Problem().empty());
     return 0;
 }

@@ -167,6 +167,12 @@ TEST_F(Explain, WarnsOfAConfigurationFileThatCannotBeUsed) {
                           m_Configuration.string() + ": not a text file\n  Next: "));
 }
 
+TEST_F(Explain, WarnsOfALineOfTheConfigurationThatIsPassedOver) {
+    Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options\nLandscapeCacheExpiryPeriod = 5\n");
+    EXPECT_THAT(Run_On_Cache({"explain", m_Url}).err,
+                HasSubstr(m_Configuration.string() + ": line 1: the section has no ']' at its end\n  Next: "));
+}
+
 TEST_F(Explain, TellsThatTheClockWasSetBack) {
     Fetch();
     std::string metadata = Read_File(Metadata_File());

@@ -3,9 +3,11 @@
 #include "platform/posix/files/Files.h"
 #include "platform/posix/system/Win32_Error.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <string_view>
 
 // Texts are bytes here: the library converts nothing, so that a value reaches the cache as written.
 #define SI_NO_CONVERSION
@@ -30,6 +32,38 @@ bool Changed_Just_Now(const struct stat& status) {
     ::clock_gettime(CLOCK_REALTIME, &now);
     const std::int64_t step = status.st_ctim.tv_nsec == 0 ? 2000000000 : 50000000;
     return std::abs(Nanoseconds(now) - Nanoseconds(status.st_ctim)) < step;
+}
+
+/// What is wrong with a line; null when it is a section, a key with its value, a comment or blank.
+const char* Fault_Of_Line(std::string_view line) {
+    const auto begin = line.find_first_not_of(" \t");
+    if (begin == std::string_view::npos || line[begin] == ';' || line[begin] == '#') {
+        return nullptr;
+    }
+    if (line[begin] == '[') {
+        return line.find(']', begin) == std::string_view::npos ? "the section has no ']' at its end" : nullptr;
+    }
+    const auto equals = line.find('=', begin);
+    if (equals == std::string_view::npos) {
+        return "neither a section, nor a key with '=' and its value, nor a comment with ';' or '#'";
+    }
+    return equals == begin ? "no key stands before the '='" : nullptr;
+}
+
+/// "line 3: " and what is wrong with it, of the first line that is passed over; empty when there is none.
+std::string First_Fault(std::string_view text) {
+    if (text.starts_with("\xEF\xBB\xBF")) {
+        text.remove_prefix(3);
+    }
+    for (std::size_t number = 1; !text.empty(); ++number) {
+        const auto end = std::min(text.find_first_of("\r\n"), text.size());
+        if (const char* const fault = Fault_Of_Line(text.substr(0, end))) {
+            return "line " + std::to_string(number) + ": " + fault;
+        }
+        text.remove_prefix(end);
+        text.remove_prefix(text.starts_with("\r\n") ? 2 : std::min<std::size_t>(text.size(), 1));
+    }
+    return {};
 }
 
 } // namespace
@@ -98,6 +132,9 @@ void Ini_File::Read() {
         return;
     }
     m_Content = std::move(content);
+    if (const std::string fault = First_Fault(text); !fault.empty()) {
+        m_Problem = m_Path + ": " + fault;
+    }
 }
 
 const char* Ini_File::Value(const char* section, const char* key) const {

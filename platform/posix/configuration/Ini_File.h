@@ -10,7 +10,8 @@
 namespace QEL::FrontEnd::Platform {
 
 /// The values of one INI file. Names of sections and keys have no letter case; a key may occur
-/// several times in its section; a line that is neither section, key nor comment is passed over.
+/// several times in its section; a line that is neither section, key nor comment is passed over, and
+/// Problem tells of the first.
 ///
 /// A file that cannot be read or does not hold text has no values, and Problem tells why.
 /// Not thread-safe.
@@ -30,7 +31,8 @@ public:
 
     const std::string& Path() const { return m_Path; }
 
-    /// Why the file has no values although it is there; empty when there is nothing to complain about.
+    /// Why the file has no values although it is there, or which line is passed over; empty when there is
+    /// nothing to complain about.
     const std::string& Problem() const { return m_Problem; }
 
 private:

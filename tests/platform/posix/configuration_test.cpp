@@ -201,6 +201,28 @@ TEST_F(Ini_Configuration, AFileChangedJustNowIsReadAgain) {
     EXPECT_TRUE(configuration.m_User_File->m_Version.final);
 }
 
+TEST_F(Ini_Configuration, ALineThatIsPassedOverIsToldAndTheOthersCount) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"Period = 1\n[Shares\nPort = 2\n", "line 3: the section has no ']' at its end"},
+        {"Period = 1\r\n\r\nPeriod 2\r\n",
+         "line 4: neither a section, nor a key with '=' and its value, nor a comment with ';' or '#'"},
+        {"Period = 1\n  = 2", "line 3: no key stands before the '='"},
+        {"\rPeriod = 1\r// 2\r",
+         "line 4: neither a section, nor a key with '=' and its value, nor a comment with ';' or '#'"},
+    };
+    for (const auto& [lines, fault] : cases) {
+        home.Write("qel/qel.ini", Header + lines);
+        EXPECT_EQ(Number("Period"), 1) << lines;
+        EXPECT_EQ(configuration.Problem(), User_File() + ": " + fault);
+    }
+}
+
+TEST_F(Ini_Configuration, NothingIsToldOfLinesThatCountOrNeedNot) {
+    home.Write("qel/qel.ini",
+               "\xEF\xBB\xBF" + Header + " ; a\n\t# b\n \t\n [Other] rest\nkey=\n" + Header + "Period = 1 = 2");
+    EXPECT_EQ(configuration.Problem(), "");
+}
+
 TEST_F(Ini_Configuration, BinaryRubbishCountsAsMissingAndIsTold) {
     home.Write("qel/qel.ini", Header + "Period = 1\n" + Rubbish(100000));
     Write_Machine_File("Period = 2\n");
