@@ -203,7 +203,8 @@ TEST(Connections, LeaveNoDescriptorsBehind) {
         ASSERT_EQ(Head(server.Url()).status, 200);
     }
 
-    EXPECT_EQ(Open_Descriptors(), before);
+    // Fewer when a look-up that hung in an earlier test has ended meanwhile.
+    EXPECT_LE(Open_Descriptors(), before);
     EXPECT_EQ(server.Connections(), 1);
 }
 
