@@ -2,7 +2,7 @@
 
 #include "bench/support/Cached_Files.h"
 #include "filecache/CFileCache.h"
-#include "trace/trace_messages.h"
+#include "filecache/trace_messages.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // One line of the trace at level 4, on disk when the call returns.
 
 #include "bench/support/Cached_Files.h"
-#include "trace/trace_messages.h"
+#include "filecache/trace_messages.h"
 
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "filecache/Export.h"
 #include "filecache/IFileCache.h"
 #include "filecache/metadata/CacheEntry.h"
 #include "filecache/oswrap/IOSWrapper.h"
 #include "mime/Magic.h"
-#include "util/http/Cert_Error_Handling.h"
+#include "util/Cert_Error_Handling.h"
+#include "util/Export.h"
 
 #include <cstddef>
 #include <cstdint>

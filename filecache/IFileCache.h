@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filecache/Export.h"
+#include "util/Export.h"
 
 #include <memory>
 #include <string>

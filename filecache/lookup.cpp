@@ -1,9 +1,9 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Process_Wide.h"
-#include "trace/trace_messages.h"
-#include "util/filesystem/Path_Tests.h"
-#include "util/text/Multibyte_Compare.h"
+#include "filecache/trace_messages.h"
+#include "util/Multibyte_Compare.h"
+#include "util/Path_Queries.h"
 
 namespace QEL::FrontEnd::FileCache {
 

@@ -2,7 +2,7 @@
 
 #include "filecache/Process_Wide.h"
 #include "filecache/download/outcome_codes.h"
-#include "trace/trace_messages.h"
+#include "filecache/trace_messages.h"
 
 namespace QEL::FrontEnd::FileCache {
 

@@ -4,8 +4,8 @@
 #include "fuzz/Require.h"
 #include "fuzz/support/Scratch.h"
 #include "platform/posix/configuration/Configuration.h"
-#include "util/http/Cert_Error_Handling.h"
-#include "util/registry/Registry.h"
+#include "util/Cert_Error_Handling.h"
+#include "util/Registry.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -5,11 +5,11 @@
 // The input is a file, or several of them with a line between each and the next.
 
 #include "fuzz/Require.h"
-#include "tools/qelfilecache/trace_reading/Trace_Reader.h"
-#include "tools/qelfilecache/trace_reading/html_page.h"
-#include "tools/qelfilecache/trace_reading/json_report.h"
-#include "tools/qelfilecache/trace_reading/page_parts.h"
-#include "tools/qelfilecache/trace_reading/text_report.h"
+#include "tools/trace_reader/Trace_Reader.h"
+#include "tools/trace_reader/html_page.h"
+#include "tools/trace_reader/json_report.h"
+#include "tools/trace_reader/page_parts.h"
+#include "tools/trace_reader/text_report.h"
 
 #include <nlohmann/json.hpp>
 

@@ -3,7 +3,7 @@
 #include "mime/content_type.h"
 #include "mime/extension_table.h"
 #include "mime/sniffing/sniff.h"
-#include "util/filesystem/File_Head.h"
+#include "util/File_Head.h"
 
 #include <optional>
 #include <string_view>

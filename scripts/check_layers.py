@@ -19,18 +19,18 @@ import tempfile
 
 # A layer: the folder or file that it is (the longest match decides), the project headers that it may include
 # besides its own, and whether it may include headers of the system and of other projects.
-SERVICE_INTERFACES = ["filecache/Export.h", "filecache/oswrap/"]
-PLATFORM_MAY = SERVICE_INTERFACES + ["filecache/download/IRequest_Object.h", "util/", "mime/Magic.h"]
+SERVICE_INTERFACES = ["filecache/oswrap/", "util/"]
+PLATFORM_MAY = SERVICE_INTERFACES + ["mime/Magic.h", "platform/common/"]
 LAYERS = {
     "tools/qelfilecache/": (["filecache/IFileCache.h", "filecache/inspection/Cache_Inspection.h",
-                             "trace/Set_Trace_Level.h"], True),
+                             "trace/Set_Trace_Level.h", "tools/trace_reader/"], True),
+    "tools/trace_reader/": (["tools/qelfilecache/"], True),
     "filecache/": (["filecache/", "trace/", "util/", "mime/"], False),
-    "trace/": (["trace/", "util/"] + SERVICE_INTERFACES, False),
-    "filecache/Export.h": ([], False),
+    "trace/": (["trace/"] + SERVICE_INTERFACES, False),
     "filecache/oswrap/": (SERVICE_INTERFACES, False),
-    "filecache/download/IRequest_Object.h": (SERVICE_INTERFACES, False),
-    "util/": (["util/"] + SERVICE_INTERFACES, False),
+    "util/": (["util/"], False),
     "mime/": (["mime/", "util/"], False),
+    "platform/common/": (SERVICE_INTERFACES, False),
     "platform/posix/": (PLATFORM_MAY, True),
     "platform/windows/": (PLATFORM_MAY, True),
 }
@@ -38,7 +38,7 @@ LAYERS = {
 # How the library marks its exports depends on the platform; nothing else outside platform/ may. One of these headers is
 # for C as well.
 C_HEADERS_ALLOWED = {"filecache/c/qelfilecache_c.h": {"stddef.h"}}
-PLATFORM_MACROS_ALLOWED = {"filecache/Export.h", "filecache/c/qelfilecache_c.h"}
+PLATFORM_MACROS_ALLOWED = {"util/Export.h", "filecache/c/qelfilecache_c.h"}
 PLATFORM_MACRO = re.compile(
     r"\b(_WIN32|_WIN64|WIN32|_MSC_VER|__MINGW32__|__MINGW64__|__linux__|__unix__|__APPLE__|_POSIX_\w+)\b")
 
@@ -119,21 +119,21 @@ def check(root):
 
 
 GOOD_TREE = {
-    "filecache/Export.h": "#if defined(_WIN32)\n#endif\n",
+    "util/Export.h": "#if defined(_WIN32)\n#endif\n",
     "filecache/c/qelfilecache_c.h": "#include <stddef.h>\n#if defined(_WIN32)\n#endif\n",
-    "filecache/IFileCache.h": '#include "filecache/Export.h"\n#include <string>\n',
-    "filecache/oswrap/IOSWrapper.h": '#include "filecache/Export.h"\n#ifdef FindFirstFile\n#endif\n',
-    "filecache/download/IRequest_Object.h": "#include <memory>\n",
-    "filecache/lookup.cpp": '#include "trace/Tracing.h"\n#include "util/uuid/Generate_Uuid.h"\n',
-    "trace/Set_Trace_Level.h": '#include "filecache/Export.h"\n',
-    "trace/Tracing.h": '#include "util/uuid/Generate_Uuid.h"\n',
-    "util/uuid/Generate_Uuid.h": "#include <string>\n",
-    "mime/Magic.h": '// #include <windows.h>\n/* #include <windows.h> */\n#include "util/uuid/Generate_Uuid.h"\n',
-    "platform/posix/Uuid.cpp": '#include "util/uuid/Generate_Uuid.h"\n#include "platform/posix/Handle.h"\n'
+    "filecache/IFileCache.h": '#include "util/Export.h"\n#include <string>\n',
+    "filecache/oswrap/IOSWrapper.h": '#include "util/Export.h"\n#ifdef FindFirstFile\n#endif\n',
+    "util/IRequest_Object.h": "#include <memory>\n",
+    "filecache/lookup.cpp": '#include "trace/Tracing.h"\n#include "util/Generate_Uuid.h"\n',
+    "trace/Set_Trace_Level.h": '#include "util/Export.h"\n',
+    "trace/Tracing.h": '#include "util/Generate_Uuid.h"\n',
+    "util/Generate_Uuid.h": "#include <string>\n",
+    "mime/Magic.h": '// #include <windows.h>\n/* #include <windows.h> */\n#include "util/Generate_Uuid.h"\n',
+    "platform/posix/Uuid.cpp": '#include "util/Generate_Uuid.h"\n#include "platform/posix/Handle.h"\n'
                                "#include <uuid/uuid.h>\n",
     "platform/posix/Handle.h": "#include <unistd.h>\n",
     "platform/windows/Handle.h": "#include <windows.h>\n",
-    "filecache/inspection/Cache_Inspection.h": '#include "filecache/Export.h"\n',
+    "filecache/inspection/Cache_Inspection.h": '#include "util/Export.h"\n',
     "tools/qelfilecache/main.cpp": '#include "filecache/IFileCache.h"\n#include <CLI/CLI.hpp>\n'
                                    '#include "filecache/inspection/Cache_Inspection.h"\n',
 }
@@ -153,12 +153,12 @@ PLANTED = [
     ("filecache/planted.cpp", "#ifdef _WIN32\n#endif\n", "_WIN32"),
     ("filecache/planted.cpp", "#if !defined(__linux__)\n#endif\n", "__linux__"),
     ("filecache/planted.cpp", 'const char* s = "//";\n#include <windows.h>\n', "windows.h"),
-    ("filecache/oswrap/planted.h", '#include "util/uuid/Generate_Uuid.h"\n', "util/uuid/Generate_Uuid.h"),
+    ("filecache/oswrap/planted.h", '#include "mime/Magic.h"\n', "mime/Magic.h"),
     ("platform/posix/planted.cpp", '#include "trace/Tracing.h"\n', "trace/Tracing.h"),
     ("platform/posix/planted.cpp", '#include "filecache/IFileCache.h"\n', "filecache/IFileCache.h"),
     ("platform/posix/planted.cpp", '#include "platform/windows/Handle.h"\n', "platform/windows/Handle.h"),
     ("platform/other/planted.cpp", "", "no known layer"),
-    ("tools/qelfilecache/planted.cpp", '#include "util/uuid/Generate_Uuid.h"\n', "util/uuid/Generate_Uuid.h"),
+    ("tools/qelfilecache/planted.cpp", '#include "util/Generate_Uuid.h"\n', "util/Generate_Uuid.h"),
     ("tools/qelfilecache/planted.cpp", '#include "filecache/lookup.cpp"\n', "filecache/lookup.cpp"),
     ("tools/qelfilecache/planted.cpp", '#include "filecache/oswrap/IOSWrapper.h"\n', "filecache/oswrap/IOSWrapper.h"),
 ]

@@ -14,7 +14,7 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "tests" / "interface"))
+sys.path.insert(0, str(ROOT / "tests" / "platform" / "interface"))
 from public_interface import NEEDED  # pylint: disable=wrong-import-position
 
 

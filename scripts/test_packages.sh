@@ -184,7 +184,7 @@ test_linux() {
     ! grep -q qel_share_agent "$work/with-agent" || fail "the agent beside the library is not found"
 
     say "another language"
-    python3 tests/interface/ctypes_test.py "$library"
+    python3 tests/platform/interface/ctypes_test.py "$library"
     unset LD_LIBRARY_PATH
 }
 

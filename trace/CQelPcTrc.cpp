@@ -1,8 +1,8 @@
 #include "trace/CQelPcTrc.h"
 
-#include "util/filesystem/Path_Separator.h"
-#include "util/system/Process.h"
-#include "util/tracing/Trace_Directory.h"
+#include "util/Path_Separator.h"
+#include "util/Process.h"
+#include "util/Trace_Directory.h"
 
 #include <ctime>
 #include <utility>

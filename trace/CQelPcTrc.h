@@ -1,7 +1,7 @@
 #pragma once
 
 #include "trace/Set_Trace_Level.h"
-#include "util/tracing/System_Mutex.h"
+#include "util/System_Mutex.h"
 
 #include <array>
 #include <cstdarg>

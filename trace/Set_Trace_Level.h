@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filecache/Export.h"
+#include "util/Export.h"
 
 /// What the trace file receives.
 enum QELPCTRC_LEVEL : int {

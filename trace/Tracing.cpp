@@ -1,7 +1,7 @@
 #include "trace/Tracing.h"
 
 #include "trace/Set_Trace_Level.h"
-#include "util/system/Process.h"
+#include "util/Process.h"
 
 #include <array>
 #include <cstdio>

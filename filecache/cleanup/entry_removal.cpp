@@ -1,7 +1,7 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Process_Wide.h"
-#include "trace/trace_messages.h"
+#include "filecache/trace_messages.h"
 
 namespace QEL::FrontEnd::FileCache {
 

@@ -1,8 +1,8 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Process_Wide.h"
-#include "trace/trace_messages.h"
-#include "util/filesystem/Path_Separator.h"
+#include "filecache/trace_messages.h"
+#include "util/Path_Separator.h"
 
 #include <string_view>
 #include <unordered_set>

@@ -1,8 +1,8 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/download/outcome_codes.h"
-#include "trace/trace_messages.h"
-#include "util/system/Last_Error.h"
+#include "filecache/trace_messages.h"
+#include "util/Last_Error.h"
 
 #include <stdexcept>
 

@@ -4,9 +4,9 @@
 #include "filecache/download/cached_file_writer.h"
 #include "filecache/download/http_request.h"
 #include "filecache/download/outcome_codes.h"
-#include "trace/trace_messages.h"
-#include "util/http/HttpClient.h"
-#include "util/system/Last_Error.h"
+#include "filecache/trace_messages.h"
+#include "util/HttpClient.h"
+#include "util/Last_Error.h"
 
 #include <algorithm>
 

@@ -3,9 +3,9 @@
 #include "filecache/CFileCache.h"
 #include "filecache/Process_Wide.h"
 #include "filecache/download/Com_Error.h"
-#include "trace/trace_messages.h"
-#include "util/http/HttpClient.h"
-#include "util/registry/Registry.h"
+#include "filecache/trace_messages.h"
+#include "util/HttpClient.h"
+#include "util/Registry.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filecache/download/IRequest_Object.h"
+#include "util/IRequest_Object.h"
 
 #include <cstdint>
 #include <string>

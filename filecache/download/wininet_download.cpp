@@ -2,8 +2,8 @@
 
 #include "filecache/download/cached_file_writer.h"
 #include "filecache/download/outcome_codes.h"
-#include "trace/trace_messages.h"
-#include "util/http/HttpClient.h"
+#include "filecache/trace_messages.h"
+#include "util/HttpClient.h"
 
 #include <algorithm>
 #include <string_view>

@@ -3,9 +3,9 @@
 #include "filecache/Process_Wide.h"
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
-#include "util/http/Cert_Error_Handling.h"
-#include "util/registry/Configuration_Source.h"
-#include "util/tracing/Trace_Directory.h"
+#include "util/Cert_Error_Handling.h"
+#include "util/Configuration_Source.h"
+#include "util/Trace_Directory.h"
 
 #include <algorithm>
 #include <utility>

@@ -4,7 +4,7 @@
 #include "filecache/download/Com_Error.h"
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
-#include "util/http/HttpClient.h"
+#include "util/HttpClient.h"
 
 namespace QEL::FrontEnd::FileCache {
 

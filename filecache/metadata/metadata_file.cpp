@@ -1,9 +1,9 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Process_Wide.h"
-#include "trace/trace_messages.h"
-#include "util/filesystem/Path_Separator.h"
-#include "util/filesystem/Path_Tests.h"
+#include "filecache/trace_messages.h"
+#include "util/Path_Queries.h"
+#include "util/Path_Separator.h"
 
 #include <array>
 #include <charconv>

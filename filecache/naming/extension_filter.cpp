@@ -1,8 +1,8 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Process_Wide.h"
-#include "trace/trace_messages.h"
-#include "util/text/Multibyte_Compare.h"
+#include "filecache/trace_messages.h"
+#include "util/Multibyte_Compare.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,10 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Process_Wide.h"
-#include "trace/trace_messages.h"
-#include "util/filesystem/File_Extension.h"
-#include "util/filesystem/Path_Separator.h"
-#include "util/uuid/Generate_Uuid.h"
+#include "filecache/trace_messages.h"
+#include "util/File_Extension.h"
+#include "util/Generate_Uuid.h"
+#include "util/Path_Separator.h"
 
 namespace QEL::FrontEnd::FileCache {
 

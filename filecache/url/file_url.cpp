@@ -1,6 +1,6 @@
 #include "filecache/CFileCache.h"
 
-#include "trace/trace_messages.h"
+#include "filecache/trace_messages.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "util/http/HttpClient.h"
+#include "util/HttpClient.h"
 
 namespace QEL::Tests {
 

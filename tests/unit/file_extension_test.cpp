@@ -1,4 +1,4 @@
-#include "util/filesystem/File_Extension.h"
+#include "util/File_Extension.h"
 
 #include <gtest/gtest.h>
 

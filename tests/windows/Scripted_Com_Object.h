@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/windows/download/Xml_Http_Interfaces.h"
+#include "platform/windows/http/Xml_Http_Interfaces.h"
 
 #include <objbase.h>
 

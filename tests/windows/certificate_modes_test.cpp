@@ -1,8 +1,8 @@
 // The certificate modes with the real second client. The first one is scripted: it reports a
 // certificate error as Windows does, which Wine's reports with a number of its own.
 
-#include "filecache/download/IRequest_Object.h"
 #include "tests/windows/Host_Fixture.h"
+#include "util/IRequest_Object.h"
 
 namespace QEL::FrontEnd::FileCache {
 

@@ -1,4 +1,4 @@
-#include "filecache/download/IRequest_Object.h"
+#include "util/IRequest_Object.h"
 
 #include <windows.h>
 

@@ -10,7 +10,7 @@ import subprocess
 import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "interface"))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "platform", "interface"))
 from public_interface import C_FUNCTIONS, CLASSES, FUNCTIONS, NEEDED, owner, plain_name
 
 OBJDUMP, DEMANGLER, DLL, PROGRAM = sys.argv[1:5]

@@ -1,8 +1,8 @@
 // The calls of the COM object one by one, on an object that records them and answers with what the
 // system's own seldom does: other types, bounds and dimensions, and failures.
 
-#include "filecache/download/IRequest_Object.h"
 #include "tests/windows/Scripted_Com_Object.h"
+#include "util/IRequest_Object.h"
 
 #include <psapi.h>
 

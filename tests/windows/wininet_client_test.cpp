@@ -1,6 +1,6 @@
 #include "platform/windows/http/Http_Exchange.h"
 #include "tests/platform/support/windows/Overridden_Root.h"
-#include "util/http/HttpClient.h"
+#include "util/HttpClient.h"
 
 #include <windows.h>
 

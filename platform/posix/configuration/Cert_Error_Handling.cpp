@@ -1,7 +1,7 @@
-#include "util/http/Cert_Error_Handling.h"
+#include "util/Cert_Error_Handling.h"
 
 #include "platform/posix/configuration/Configuration.h"
-#include "util/registry/Registry.h"
+#include "util/Registry.h"
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 

@@ -1,4 +1,4 @@
-#include "util/registry/Configuration_Source.h"
+#include "util/Configuration_Source.h"
 
 #include "platform/posix/configuration/Configuration.h"
 

@@ -1,4 +1,4 @@
-#include "util/registry/Registry.h"
+#include "util/Registry.h"
 
 #include "platform/posix/configuration/Configuration.h"
 

@@ -1,4 +1,4 @@
-#include "util/filesystem/File_Head.h"
+#include "util/File_Head.h"
 
 #include "platform/posix/files/Files.h"
 #include "platform/posix/system/Win32_Error.h"

@@ -2,7 +2,7 @@
 
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Win32_Error.h"
-#include "util/filesystem/Path_Tests.h"
+#include "util/Path_Queries.h"
 
 #include <algorithm>
 #include <array>

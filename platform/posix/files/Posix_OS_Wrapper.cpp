@@ -1,9 +1,9 @@
 #include "platform/posix/files/Posix_OS_Wrapper.h"
 
 #include "platform/posix/configuration/Configuration.h"
+#include "platform/posix/files/Atomic_Copy.h"
 #include "platform/posix/files/Directory_Search.h"
 #include "platform/posix/files/Files.h"
-#include "platform/posix/files/Whole_Copy.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Win32_Error.h"
 
@@ -136,7 +136,8 @@ unsigned int Posix_OS_Wrapper::Get_Drive_Type(const char*) {
 }
 
 int Posix_OS_Wrapper::Copy_File(const char* existing_path, const char* new_path, int fail_if_exists) {
-    return Platform::Copy_Whole_File(existing_path, new_path, fail_if_exists != 0) == Platform::Error_Success ? 1 : 0;
+    return Platform::Copy_File_Atomically(existing_path, new_path, fail_if_exists != 0) == Platform::Error_Success ? 1
+                                                                                                                   : 0;
 }
 
 std::uint32_t Posix_OS_Wrapper::Read_Registry_Int(int root, const std::string& key, const std::string& value) {

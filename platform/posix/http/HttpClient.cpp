@@ -1,4 +1,4 @@
-#include "util/http/HttpClient.h"
+#include "util/HttpClient.h"
 
 #include <algorithm>
 #include <vector>
@@ -6,7 +6,7 @@
 #include "platform/posix/http/Http_Transfer.h"
 #include "platform/posix/http/WinInet_Error.h"
 #include "platform/posix/system/Win32_Error.h"
-#include "util/http/Cert_Error_Handling.h"
+#include "util/Cert_Error_Handling.h"
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 
@@ -27,7 +27,7 @@ Platform::Certificate_Trust Configured_Trust(const char* url) {
 
 } // namespace
 
-struct HttpClient::Answer : Platform::Http_Answer {};
+struct HttpClient::Answer : Platform::Http_Response {};
 
 HttpClient::HttpClient() : m_Answer(std::make_unique<Answer>()) {}
 

@@ -8,7 +8,7 @@
 #include <sys/ioctl.h>
 #include <sys/select.h>
 
-#include "platform/posix/http/Tls_Closure.h"
+#include "platform/posix/http/Close_Notify.h"
 #include "platform/posix/http/WinInet_Error.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -55,7 +55,7 @@ bool Is_Body_The_File(long status) {
 } // namespace
 
 Http_Exchange::Http_Exchange(Connection& connection, Http_Method method, const Http_Url& url,
-                             const Http_Timeouts& timeouts, Certificate_Check check, Http_Answer& answer)
+                             const Http_Timeouts& timeouts, Certificate_Check check, Http_Response& answer)
     : m_Connection(connection), m_Method(method), m_Url(url), m_Timeouts(timeouts), m_Check(check), m_Answer(answer) {}
 
 std::optional<Http_Failure> Http_Exchange::Run() {
@@ -211,7 +211,7 @@ std::int64_t Http_Exchange::Microseconds(CURLINFO info) const {
 void Http_Exchange::On_Handshake(SSL_CTX* context) {
     m_Handshake_Started = Clock::now();
     m_Is_In_Handshake = true;
-    Watch_Tls_Closure(context, m_Connection.Is_Tls_Closed());
+    Watch_Close_Notify(context, m_Connection.Is_Tls_Closed());
     if (m_Check == Certificate_Check::Verify) {
         Refuse_Revoked_Certificates(context, m_Connection.Is_Certificate_Revoked());
     }

@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "platform/posix/http/Answer_Headers.h"
 #include "platform/posix/http/Body_Buffer.h"
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/http/Http_Failure.h"
 #include "platform/posix/http/Http_Url.h"
-#include "platform/posix/http/Stapled_Revocation.h"
+#include "platform/posix/http/Ocsp_Stapling.h"
+#include "platform/posix/http/Response_Headers.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -36,9 +36,9 @@ inline constexpr std::int64_t Slowest_Body_Rate = 1024;
 /// Headers of all kinds that an answer may have, interim answers and trailers included.
 inline constexpr std::size_t Largest_Headers = 256 * 1024;
 
-struct Http_Answer {
+struct Http_Response {
     long status = 0;
-    Answer_Headers headers;
+    Response_Headers headers;
     Body_Buffer body;
     std::string redirect_url; ///< where the answer sends the client to; empty when nowhere
 };
@@ -47,7 +47,7 @@ struct Http_Answer {
 class Http_Exchange {
 public:
     Http_Exchange(Connection& connection, Http_Method method, const Http_Url& url, const Http_Timeouts& timeouts,
-                  Certificate_Check check, Http_Answer& answer);
+                  Certificate_Check check, Http_Response& answer);
 
     /// Sends the request and reads the whole answer; nothing on success.
     std::optional<Http_Failure> Run();
@@ -89,7 +89,7 @@ private:
     Http_Failure Timeout_Failure(Step step) const;
     Http_Failure Certificate_Failure() const;
     Http_Failure Revoked_Failure() const;
-    Http_Failure Bad_Answer_Failure() const;
+    Http_Failure Bad_Response_Failure() const;
     Http_Failure Cut_Body_Failure() const;
     Http_Failure Connection_Failure(std::uint32_t error, const char* what) const;
     /// A failure that the system has a cause for.
@@ -105,7 +105,7 @@ private:
     const Http_Url& m_Url;
     const Http_Timeouts& m_Timeouts;
     const Certificate_Check m_Check;
-    Http_Answer& m_Answer;
+    Http_Response& m_Answer;
 
     Clock::time_point m_Started;
     Clock::time_point m_Handshake_Started;

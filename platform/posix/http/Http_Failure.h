@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "filecache/download/IRequest_Object.h"
+#include "util/IRequest_Object.h"
 
 namespace QEL::FrontEnd::Platform {
 

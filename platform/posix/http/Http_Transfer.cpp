@@ -14,7 +14,7 @@ bool Is_Redirect(long status) {
 }
 
 /// Where to go on; nothing when the answer is the last one.
-std::optional<Http_Url> Redirect_Target(const Http_Url& from, const Http_Answer& answer) {
+std::optional<Http_Url> Redirect_Target(const Http_Url& from, const Http_Response& answer) {
     if (!Is_Redirect(answer.status)) {
         return std::nullopt;
     }
@@ -40,7 +40,7 @@ Http_Failure Invalid_Url_Failure() {
             "The URL is not valid. Check its spelling: it begins with http:// or https:// and the name of a server."};
 }
 
-std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Answer& answer) {
+std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response& answer) {
     const Sigpipe_Guard guard;
     const auto pool = Connection_Pool::Instance();
     auto url = request.url;
@@ -51,7 +51,7 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Answer& a
         if (connection == nullptr) {
             return Http_Failure{Error_Out_Of_Memory, "There is not enough memory for a connection."};
         }
-        answer = Http_Answer();
+        answer = Http_Response();
         if (auto failure = Http_Exchange(*connection, request.method, url, request.timeouts, check, answer).Run()) {
             return failure;
         }

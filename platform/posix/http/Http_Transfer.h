@@ -33,6 +33,6 @@ inline constexpr int Most_Redirects = 10;
 /// Each server that a request is redirected to has the time-outs to itself.
 /// @param answer that of the last server; meaningless after a failure.
 /// @return nothing on success.
-std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Answer& answer);
+std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response& answer);
 
 } // namespace QEL::FrontEnd::Platform

@@ -3,17 +3,17 @@
 #include <string>
 #include <string_view>
 
-#include "filecache/download/IRequest_Object.h"
 #include "platform/posix/http/Http_Transfer.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/IRequest_Object.h"
 
 namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
-using Platform::Http_Answer;
 using Platform::Http_Failure;
 using Platform::Http_Method;
+using Platform::Http_Response;
 using Platform::Http_Timeouts;
 using Platform::Http_Url;
 
@@ -52,7 +52,7 @@ private:
 
     Http_Timeouts m_Timeouts;
     std::optional<Platform::Http_Request> m_Request;
-    std::shared_ptr<const Http_Answer> m_Answer;
+    std::shared_ptr<const Http_Response> m_Answer;
     std::string m_Error_Description;
 };
 
@@ -97,7 +97,7 @@ HResult Curl_Request_Object::Send() {
         return Pending;
     }
     m_Request->timeouts = m_Timeouts;
-    auto answer = std::make_shared<Http_Answer>();
+    auto answer = std::make_shared<Http_Response>();
     if (auto failure = Platform::Transfer(*m_Request, *answer)) {
         return Fail(*std::move(failure));
     }

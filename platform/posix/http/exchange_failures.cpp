@@ -83,7 +83,7 @@ Http_Failure Http_Exchange::Failure(CURLcode result) {
                                                        ". Check the proxy settings."};
         }
         if (Is_About_Chunks(m_Curl_Message.data())) {
-            return Bad_Answer_Failure();
+            return Bad_Response_Failure();
         }
         [[fallthrough]];
     case CURLE_SEND_ERROR:
@@ -105,7 +105,7 @@ Http_Failure Http_Exchange::Failure(CURLcode result) {
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_BAD_FUNCTION_ARGUMENT: // of libcurl's own functions: a header that is none
-        return Bad_Answer_Failure();
+        return Bad_Response_Failure();
     default:
         return {Error_Internet_Internal_Error,
                 "The request to the server " + server + " failed: " + curl_easy_strerror(result) + "."};
@@ -118,7 +118,7 @@ long Http_Exchange::Proxy_Status() const {
     return status;
 }
 
-Http_Failure Http_Exchange::Bad_Answer_Failure() const {
+Http_Failure Http_Exchange::Bad_Response_Failure() const {
     return {Error_Http_Invalid_Server_Response, "The answer of the server " + m_Url.Server() +
                                                     " is not valid HTTP. Check that the URL names a file on a web "
                                                     "server, and the port."};

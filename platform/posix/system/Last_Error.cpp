@@ -1,4 +1,4 @@
-#include "util/system/Last_Error.h"
+#include "util/Last_Error.h"
 
 #include "platform/posix/system/Win32_Error.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/tracing/System_Mutex.h"
+#include "util/System_Mutex.h"
 
 #include <memory>
 #include <string>

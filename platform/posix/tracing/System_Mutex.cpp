@@ -1,4 +1,4 @@
-#include "util/tracing/System_Mutex.h"
+#include "util/System_Mutex.h"
 
 #include "platform/posix/tracing/Robust_Mutex.h"
 

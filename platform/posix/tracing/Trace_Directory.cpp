@@ -1,4 +1,4 @@
-#include "util/tracing/Trace_Directory.h"
+#include "util/Trace_Directory.h"
 
 #include "platform/posix/configuration/Configuration.h"
 #include "platform/posix/files/Files.h"

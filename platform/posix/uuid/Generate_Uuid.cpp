@@ -1,4 +1,4 @@
-#include "util/uuid/Generate_Uuid.h"
+#include "util/Generate_Uuid.h"
 
 #include <array>
 

@@ -11,7 +11,7 @@ Directory_Search::Directory_Search(const std::string& pattern) {
 
     // All names are asked for: the system's own matching is not the one that is wanted.
     const std::string all_names = pattern.substr(0, name_start) + "*";
-    m_Search = Handle_Owner<Search_Kind>(FindFirstFileA(all_names.c_str(), &m_Candidate));
+    m_Search = Unique_Handle<Search_Kind>(FindFirstFileA(all_names.c_str(), &m_Candidate));
     m_Has_Candidate = m_Search.Is_Open();
 }
 

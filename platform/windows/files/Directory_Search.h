@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/windows/Windows_Headers.h"
-#include "platform/windows/owners/Handle_Owner.h"
+#include "platform/windows/handles/Unique_Handle.h"
 
 #include <optional>
 #include <string>
@@ -28,7 +28,7 @@ private:
     bool Candidate_Matches() const;
 
     std::string m_Name_Pattern;
-    Handle_Owner<Search_Kind> m_Search;
+    Unique_Handle<Search_Kind> m_Search;
     WIN32_FIND_DATAA m_Candidate{};
     bool m_Has_Candidate = false;
 };

@@ -1,9 +1,9 @@
-#include "util/filesystem/File_Head.h"
+#include "util/File_Head.h"
 
+#include "platform/common/Control_Characters.h"
 #include "platform/windows/Windows_Headers.h"
-#include "platform/windows/owners/Handle_Owner.h"
+#include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/system/System_Message.h"
-#include "platform/windows/text/Control_Characters.h"
 
 #include <algorithm>
 #include <array>
@@ -19,7 +19,7 @@ struct File_Kind {
     static void Close(Value file) { CloseHandle(file); }
 };
 
-using File_Handle = Platform::Handle_Owner<File_Kind>;
+using File_Handle = Platform::Unique_Handle<File_Kind>;
 
 [[noreturn]] void Throw_Unreadable(const std::string& path, DWORD error) {
     throw std::runtime_error(path + ": " + Platform::System_Message(error));

@@ -1,4 +1,4 @@
-#include "util/filesystem/Path_Separator.h"
+#include "util/Path_Separator.h"
 
 namespace QEL::FrontEnd::Util::FileSystem {
 

@@ -1,7 +1,7 @@
 #include "platform/windows/files/Wildcard.h"
 
 #include "platform/windows/Windows_Headers.h"
-#include "platform/windows/text/Wide_Text.h"
+#include "platform/windows/system/Wide_Text.h"
 
 namespace QEL::FrontEnd::Platform {
 

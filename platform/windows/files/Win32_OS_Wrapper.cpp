@@ -1,12 +1,12 @@
 #include "platform/windows/files/Win32_OS_Wrapper.h"
 
+#include "platform/common/Control_Characters.h"
 #include "platform/windows/Windows_Headers.h"
+#include "platform/windows/configuration/Configuration.h"
+#include "platform/windows/files/Atomic_Copy.h"
 #include "platform/windows/files/Directory_Search.h"
-#include "platform/windows/files/Whole_Copy.h"
-#include "platform/windows/owners/Last_Error_Keeper.h"
-#include "platform/windows/registry/Registry_Values.h"
-#include "platform/windows/text/Control_Characters.h"
-#include "util/filesystem/Path_Tests.h"
+#include "platform/windows/handles/Last_Error_Keeper.h"
+#include "util/Path_Queries.h"
 
 #include <optional>
 
@@ -14,8 +14,8 @@ namespace QEL::FrontEnd::OSWRAPI {
 
 namespace {
 
+using Platform::Configuration_Scope;
 using Platform::Directory_Search;
-using Platform::Registry_Scope;
 
 std::uint64_t Hundred_Nanoseconds(const FILETIME& time) {
     return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
@@ -30,14 +30,14 @@ std::optional<DWORD> Attributes(const std::string& path) {
     return attributes == INVALID_FILE_ATTRIBUTES ? std::nullopt : std::optional(attributes);
 }
 
-std::optional<Registry_Scope> Scope_Of_Root(int root) {
+std::optional<Configuration_Scope> Scope_Of_Root(int root) {
     switch (root) {
     case 0:
-        return Registry_Scope::User;
+        return Configuration_Scope::User;
     case 1:
-        return Registry_Scope::Machine;
+        return Configuration_Scope::Machine;
     case 2:
-        return Registry_Scope::User_Then_Machine;
+        return Configuration_Scope::User_Then_Machine;
     default:
         return std::nullopt;
     }
@@ -153,7 +153,7 @@ int Win32_OS_Wrapper::Copy_File(const char* existing_path, const char* new_path,
         SetLastError(ERROR_INVALID_NAME);
         return 0;
     }
-    return Platform::Copy_Whole_File(existing_path, new_path, fail_if_exists != 0) ? 1 : 0;
+    return Platform::Copy_File_Atomically(existing_path, new_path, fail_if_exists != 0) ? 1 : 0;
 }
 
 std::uint32_t Win32_OS_Wrapper::Read_Registry_Int(int root, const std::string& key, const std::string& value) {

@@ -1,6 +1,6 @@
 #include "platform/windows/http/Header_Value.h"
 
-#include "platform/windows/text/Control_Characters.h"
+#include "platform/common/Control_Characters.h"
 
 #include <algorithm>
 #include <string_view>

@@ -1,8 +1,8 @@
-#include "util/http/HttpClient.h"
+#include "util/HttpClient.h"
 
 #include "platform/windows/http/Http_Exchange.h"
 #include "platform/windows/http/Http_Url.h"
-#include "util/http/Cert_Error_Handling.h"
+#include "util/Cert_Error_Handling.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "platform/windows/http/Http_Exchange.h"
 
-#include "platform/windows/http/Announced_Length.h"
+#include "platform/windows/http/Content_Length.h"
 #include "platform/windows/http/Header_Value.h"
 #include "platform/windows/http/Http_Url.h"
 #include "platform/windows/http/Server_Certificate.h"
@@ -121,7 +121,7 @@ bool Http_Exchange::Read_Body(std::string& body) const {
         body.append(block.data(), length);
     } while (length > 0);
 
-    if (Announced_Length(Header("Content-Length")).value_or(body.size()) != body.size()) {
+    if (Content_Length(Header("Content-Length")).value_or(body.size()) != body.size()) {
         SetLastError(ERROR_INTERNET_CONNECTION_ABORTED);
         return false;
     }

@@ -1,6 +1,6 @@
 #include "platform/windows/http/Http_Url.h"
 
-#include "platform/windows/text/Control_Characters.h"
+#include "platform/common/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
 

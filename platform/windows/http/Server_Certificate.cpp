@@ -1,7 +1,7 @@
 #include "platform/windows/http/Server_Certificate.h"
 
-#include "platform/windows/owners/Handle_Owner.h"
-#include "platform/windows/text/Wide_Text.h"
+#include "platform/windows/handles/Unique_Handle.h"
+#include "platform/windows/system/Wide_Text.h"
 
 #include <wincrypt.h>
 
@@ -37,7 +37,7 @@ DWORD Wininet_Error(DWORD policy_error) {
 } // namespace
 
 DWORD Certificate_Fault(const Internet_Handle& request, const std::string& host) {
-    Handle_Owner<Certificate_Chain_Kind> chain;
+    Unique_Handle<Certificate_Chain_Kind> chain;
     DWORD size = sizeof(PCCERT_CHAIN_CONTEXT);
     if (InternetQueryOptionA(request.Get(), INTERNET_OPTION_SERVER_CERT_CHAIN_CONTEXT, chain.Receive(), &size) == 0) {
         return ERROR_INTERNET_SEC_INVALID_CERT;

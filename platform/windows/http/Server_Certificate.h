@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/windows/http/Internet_Handle.h"
+#include "platform/windows/handles/Internet_Handle.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "util/system/Last_Error.h"
+#include "util/Last_Error.h"
 
 #include "platform/windows/Windows_Headers.h"
 

@@ -1,4 +1,4 @@
-#include "util/system/Process.h"
+#include "util/Process.h"
 
 #include "platform/windows/Windows_Headers.h"
 

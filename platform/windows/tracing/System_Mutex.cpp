@@ -1,7 +1,7 @@
-#include "util/tracing/System_Mutex.h"
+#include "util/System_Mutex.h"
 
 #include "platform/windows/Windows_Headers.h"
-#include "platform/windows/owners/Handle_Owner.h"
+#include "platform/windows/handles/Unique_Handle.h"
 
 #include <array>
 #include <string>
@@ -17,7 +17,7 @@ struct Mutex_Kind {
     static void Close(Value mutex) { CloseHandle(mutex); }
 };
 
-using Mutex_Handle = Platform::Handle_Owner<Mutex_Kind>;
+using Mutex_Handle = Platform::Unique_Handle<Mutex_Kind>;
 
 class Named_Mutex : public System_Mutex {
 public:

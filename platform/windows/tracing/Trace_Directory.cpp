@@ -1,7 +1,7 @@
-#include "util/tracing/Trace_Directory.h"
+#include "util/Trace_Directory.h"
 
 #include "platform/windows/Windows_Headers.h"
-#include "platform/windows/registry/Registry_Values.h"
+#include "platform/windows/configuration/Configuration.h"
 
 #include <algorithm>
 #include <string>

@@ -1,7 +1,7 @@
-#include "util/uuid/Generate_Uuid.h"
+#include "util/Generate_Uuid.h"
 
 #include "platform/windows/Windows_Headers.h"
-#include "platform/windows/text/Wide_Text.h"
+#include "platform/windows/system/Wide_Text.h"
 
 #include <objbase.h>
 #include <rpc.h>

@@ -2,10 +2,10 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/platform/support/User_Configuration.h"
-#include "util/http/Cert_Error_Handling.h"
-#include "util/registry/Configuration_Source.h"
-#include "util/registry/Registry.h"
-#include "util/tracing/Trace_Directory.h"
+#include "util/Cert_Error_Handling.h"
+#include "util/Configuration_Source.h"
+#include "util/Registry.h"
+#include "util/Trace_Directory.h"
 
 #include <gmock/gmock.h>
 

@@ -2,8 +2,8 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/platform/support/Scratch_Directory.h"
-#include "util/filesystem/Path_Tests.h"
-#include "util/system/Last_Error.h"
+#include "util/Last_Error.h"
+#include "util/Path_Queries.h"
 
 #include <gmock/gmock.h>
 

@@ -2,9 +2,9 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/platform/support/Scratch_Directory.h"
-#include "util/filesystem/File_Head.h"
-#include "util/filesystem/Path_Separator.h"
-#include "util/filesystem/Path_Tests.h"
+#include "util/File_Head.h"
+#include "util/Path_Queries.h"
+#include "util/Path_Separator.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 // UUIDs, process, threads, time, and the comparison of names.
 
-#include "util/system/Process.h"
-#include "util/text/Multibyte_Compare.h"
-#include "util/uuid/Generate_Uuid.h"
+#include "util/Generate_Uuid.h"
+#include "util/Multibyte_Compare.h"
+#include "util/Process.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 //
 //   lock_holder READY_FILE MILLISECONDS release|die
 
-#include "util/tracing/System_Mutex.h"
+#include "util/System_Mutex.h"
 
 #include <chrono>
 #include <cstdlib>

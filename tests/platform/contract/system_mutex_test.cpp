@@ -1,8 +1,8 @@
 // The trace lock between threads and between processes.
 
 #include "tests/platform/support/Scratch_Directory.h"
-#include "util/system/Process.h"
-#include "util/tracing/System_Mutex.h"
+#include "util/Process.h"
+#include "util/System_Mutex.h"
 
 #include <gtest/gtest.h>
 

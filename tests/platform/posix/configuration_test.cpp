@@ -5,8 +5,8 @@
 #include "tests/platform/support/Scratch_Directory.h"
 #include "tests/platform/support/User_Configuration.h"
 #include "tests/platform/support/posix/Child_Process.h"
-#include "util/registry/Registry.h"
-#include "util/tracing/Trace_Directory.h"
+#include "util/Registry.h"
+#include "util/Trace_Directory.h"
 
 #include <gmock/gmock.h>
 

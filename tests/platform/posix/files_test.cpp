@@ -5,9 +5,9 @@
 #include "platform/posix/system/Win32_Error.h"
 #include "tests/platform/support/Scratch_Directory.h"
 #include "tests/platform/support/posix/Child_Process.h"
-#include "util/filesystem/File_Head.h"
-#include "util/filesystem/Path_Tests.h"
-#include "util/system/Last_Error.h"
+#include "util/File_Head.h"
+#include "util/Last_Error.h"
+#include "util/Path_Queries.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 // Identity across forks.
 
 #include "tests/platform/support/posix/Child_Process.h"
-#include "util/system/Process.h"
-#include "util/uuid/Generate_Uuid.h"
+#include "util/Generate_Uuid.h"
+#include "util/Process.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include "platform/posix/tracing/Robust_Mutex.h"
 #include "tests/platform/support/posix/Child_Process.h"
-#include "util/tracing/System_Mutex.h"
-#include "util/uuid/Generate_Uuid.h"
+#include "util/Generate_Uuid.h"
+#include "util/System_Mutex.h"
 
 #include <gtest/gtest.h>
 

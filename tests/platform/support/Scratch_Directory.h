@@ -1,7 +1,7 @@
 #pragma once
 
-#include "util/filesystem/Path_Separator.h"
-#include "util/uuid/Generate_Uuid.h"
+#include "util/Generate_Uuid.h"
+#include "util/Path_Separator.h"
 
 #include <algorithm>
 #include <filesystem>

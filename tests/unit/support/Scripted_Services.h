@@ -1,7 +1,7 @@
 #pragma once
 
-#include "filecache/download/IRequest_Object.h"
-#include "util/http/Cert_Error_Handling.h"
+#include "util/Cert_Error_Handling.h"
+#include "util/IRequest_Object.h"
 
 #include <cstdint>
 #include <deque>

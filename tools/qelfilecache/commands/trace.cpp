@@ -4,10 +4,10 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
-#include "tools/qelfilecache/trace_reading/Trace_Reader.h"
-#include "tools/qelfilecache/trace_reading/html_page.h"
-#include "tools/qelfilecache/trace_reading/json_report.h"
-#include "tools/qelfilecache/trace_reading/text_report.h"
+#include "tools/trace_reader/Trace_Reader.h"
+#include "tools/trace_reader/html_page.h"
+#include "tools/trace_reader/json_report.h"
+#include "tools/trace_reader/text_report.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace QEL::FrontEnd::Platform {
+
+/// The headers of one answer.
+///
+/// Values can be written to line-oriented files as they are: a control character that a server
+/// puts into a value (RFC 9110, 5.5) becomes a space.
+class Response_Headers {
+public:
+    /// Takes a line as it came from the server: a header, the continuation of the one before (a line
+    /// that begins with white space), or anything else, which is dropped.
+    void Add_Line(std::string_view line);
+
+    void Clear() { m_Headers.clear(); }
+
+    /// The value of the first header of that name (any letter case), as Windows' clients answer;
+    /// empty when there is none.
+    std::string Value(std::string_view name) const;
+
+    /// The values of all headers of that name, in the server's order.
+    std::vector<std::string> Values(std::string_view name) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> m_Headers;
+};
+
+/// True for equal texts but for the case of ASCII letters.
+bool Equal_Without_Case(std::string_view left, std::string_view right);
+
+} // namespace QEL::FrontEnd::Platform

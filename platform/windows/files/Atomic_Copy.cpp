@@ -1,0 +1,84 @@
+#include "platform/windows/files/Atomic_Copy.h"
+
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/handles/Last_Error_Keeper.h"
+
+#include <atomic>
+#include <utility>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+/// The unfinished copy beside its target. Its name begins with the target's, so that what a killed
+/// process leaves behind goes with the sweep of the cached files.
+class Partial_File {
+public:
+    explicit Partial_File(const std::string& target) : m_Target(target) {}
+    Partial_File(const Partial_File&) = delete;
+    Partial_File& operator=(const Partial_File&) = delete;
+    ~Partial_File() {
+        if (!m_Path.empty()) {
+            const Last_Error_Keeper reason_of_failure;
+            SetFileAttributesA(m_Path.c_str(), FILE_ATTRIBUTE_NORMAL);
+            DeleteFileA(m_Path.c_str());
+        }
+    }
+
+    bool Fill_From(const std::string& source) {
+        static std::atomic<unsigned> s_count = 0;
+        // A name is taken only where another machine copies to the same target, or a process of the
+        // same id was killed while it did.
+        constexpr int attempts = 100;
+        for (int attempt = 0; attempt < attempts; ++attempt) {
+            std::string path =
+                m_Target + "." + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(s_count++) + ".part";
+            if (CopyFileA(source.c_str(), path.c_str(), TRUE) != 0) {
+                m_Path = std::move(path);
+                return true;
+            }
+            if (GetLastError() != ERROR_FILE_EXISTS) {
+                return false;
+            }
+        }
+        return false;
+    }
+
+    /// Gives the complete file the target's name.
+    bool Publish(bool fail_if_exists) {
+        if (MoveFileExA(m_Path.c_str(), m_Target.c_str(), fail_if_exists ? 0 : MOVEFILE_REPLACE_EXISTING) != 0) {
+            m_Path.clear();
+            return true;
+        }
+        if (GetLastError() == ERROR_ALREADY_EXISTS) {
+            SetLastError(ERROR_FILE_EXISTS);
+        }
+        return false;
+    }
+
+private:
+    const std::string m_Target;
+    std::string m_Path; ///< empty while there is no file
+};
+
+/// The error that a copy is bound to end with; found out before anything large is copied in vain.
+DWORD Obstacle(const std::string& target, bool fail_if_exists) {
+    if (target.empty()) {
+        return ERROR_PATH_NOT_FOUND;
+    }
+    const bool exists = GetFileAttributesA(target.c_str()) != INVALID_FILE_ATTRIBUTES;
+    return fail_if_exists && exists ? ERROR_FILE_EXISTS : ERROR_SUCCESS;
+}
+
+} // namespace
+
+bool Copy_File_Atomically(const std::string& source, const std::string& target, bool fail_if_exists) {
+    if (const DWORD obstacle = Obstacle(target, fail_if_exists); obstacle != ERROR_SUCCESS) {
+        SetLastError(obstacle);
+        return false;
+    }
+    Partial_File copy(target);
+    return copy.Fill_From(source) && copy.Publish(fail_if_exists);
+}
+
+} // namespace QEL::FrontEnd::Platform

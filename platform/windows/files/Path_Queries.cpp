@@ -1,0 +1,31 @@
+#include "util/Path_Queries.h"
+
+#include "platform/common/Control_Characters.h"
+#include "platform/windows/Windows_Headers.h"
+
+#include <shlwapi.h>
+
+#include <array>
+#include <string_view>
+
+namespace QEL::FrontEnd::Util::FileSystem {
+
+static_assert(Attribute_Read_Only == FILE_ATTRIBUTE_READONLY);
+static_assert(Invalid_Attributes == INVALID_FILE_ATTRIBUTES);
+
+bool Path_Exists(const std::string& path) {
+    return !Platform::Holds_Line_Break_Or_Nul(path) && PathFileExistsA(path.c_str()) != 0;
+}
+
+std::uint32_t Get_File_Attributes(const std::string& path) {
+    return Platform::Holds_Line_Break_Or_Nul(path) ? Invalid_Attributes : GetFileAttributesA(path.c_str());
+}
+
+bool Is_Pipe_Or_Device(const std::string& path) {
+    // NUL and C:\folder\COM1.xml name devices: their full paths are \\.\NUL and \\.\COM1.
+    std::array<char, MAX_PATH> full_path{};
+    const DWORD length = GetFullPathNameA(path.c_str(), MAX_PATH, full_path.data(), nullptr);
+    return length < MAX_PATH && std::string_view(full_path.data()).starts_with("\\\\.\\");
+}
+
+} // namespace QEL::FrontEnd::Util::FileSystem

@@ -1,0 +1,192 @@
+#include "util/IRequest_Object.h"
+
+#include "platform/common/Control_Characters.h"
+#include "platform/windows/handles/Bstr.h"
+#include "platform/windows/handles/Com_Pointer.h"
+#include "platform/windows/handles/Variant.h"
+#include "platform/windows/http/Content_Length.h"
+#include "platform/windows/http/Header_Value.h"
+#include "platform/windows/http/Xml_Http_Interfaces.h"
+#include "platform/windows/system/Wide_Text.h"
+
+#include <wininet.h>
+
+#include <utility>
+
+namespace QEL::FrontEnd::FileCache {
+
+namespace {
+
+using Platform::Bstr;
+using Platform::Com_Pointer;
+using Platform::Variant;
+
+/// The body of an answer, with access to its bytes until the end of its life.
+struct Locked_Body {
+    Locked_Body() = default;
+    Locked_Body(const Locked_Body&) = delete;
+    Locked_Body& operator=(const Locked_Body&) = delete;
+    ~Locked_Body() {
+        if (accessed) {
+            SafeArrayUnaccessData(V_ARRAY(&value.Get()));
+        }
+    }
+
+    Variant value;
+    bool accessed = false;
+};
+
+/// The error object of the thread, which is taken away from it.
+Com_Pointer<IErrorInfo> Take_Error_Info() {
+    Com_Pointer<IErrorInfo> error_info;
+    GetErrorInfo(0, error_info.Receive());
+    return error_info;
+}
+
+/// The system's request object behind the interface of the downloads.
+class Com_Request_Object : public IRequest_Object {
+public:
+    explicit Com_Request_Object(Com_Pointer<IServerXMLHTTPRequest> request) : m_Request(std::move(request)) {}
+
+    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
+        return m_Request->setTimeouts(resolve, connect, send, receive);
+    }
+
+    HResult Open(const char* method, const std::string& url) override {
+        if (Platform::Holds_Control_Character(url)) {
+            return HRESULT_FROM_WIN32(ERROR_INTERNET_INVALID_URL);
+        }
+        const Bstr method_text(Platform::To_Wide(method));
+        const Bstr url_text(Platform::To_Wide(url));
+        return m_Request->open(method_text.Get(), url_text.Get(), Platform::Boolean_Argument(false),
+                               Platform::Omitted_Argument(), Platform::Omitted_Argument());
+    }
+
+    HResult Send() override { return m_Request->send(Platform::Omitted_Argument()); }
+
+    HResult Get_Status(long& status) override { return m_Request->get_status(&status); }
+
+    HResult Get_Response_Header(const char* name, std::string& value) override {
+        const Bstr name_text(Platform::To_Wide(name));
+        Bstr value_text;
+        const HResult result = m_Request->getResponseHeader(name_text.Get(), value_text.Receive());
+        value = Platform::Clean_Header_Value(Platform::To_Narrow(value_text.View()));
+        if (result == HRESULT_FROM_WIN32(ERROR_HTTP_HEADER_NOT_FOUND)) {
+            // An absent header is no failure. What the object says of it would explain the next one.
+            Take_Error_Info();
+            return S_OK;
+        }
+        return result;
+    }
+
+    HResult Get_Response_Body(Response_Body& body) override {
+        const auto locked = std::make_shared<Locked_Body>();
+        const HResult result = m_Request->get_responseBody(locked->value.Receive());
+        if (Failed(result)) {
+            return result;
+        }
+
+        body.type = V_VT(&locked->value.Get());
+        if (body.type != Byte_Array_Type) {
+            return result;
+        }
+        SAFEARRAY* const array = V_ARRAY(&locked->value.Get());
+        body.dimensions = SafeArrayGetDim(array);
+        if (body.dimensions != 1) {
+            return result;
+        }
+        LONG lower_bound = 0;
+        LONG upper_bound = -1;
+        body.lower_bound_result = SafeArrayGetLBound(array, 1, &lower_bound);
+        body.upper_bound_result = SafeArrayGetUBound(array, 1, &upper_bound);
+        if (Failed(body.lower_bound_result) || Failed(body.upper_bound_result)) {
+            return result;
+        }
+        body.lower_bound = lower_bound;
+        body.upper_bound = upper_bound;
+
+        void* data = nullptr;
+        body.access_result = SafeArrayAccessData(array, &data);
+        locked->accessed = !Failed(body.access_result);
+        body.data = static_cast<const char*>(data);
+        body.lock = locked;
+        return Is_Cut_Short(body) ? HRESULT_FROM_WIN32(ERROR_INTERNET_CONNECTION_ABORTED) : result;
+    }
+
+    std::string Error_Description(Request_Interface failed_interface) override {
+        Com_Pointer<IErrorInfo> error_info;
+        if (Supports_Error_Info(failed_interface)) {
+            error_info = Take_Error_Info();
+        }
+        if (!error_info) {
+            error_info = Take_Error_Info();
+        }
+        Bstr description;
+        if (!error_info || Failed(error_info->GetDescription(description.Receive()))) {
+            return {};
+        }
+        return Platform::To_Narrow(description.View());
+    }
+
+private:
+    /// True when the connection ended before the announced length, which the object may take for the
+    /// end of the body.
+    bool Is_Cut_Short(const Response_Body& body) {
+        std::string content_length;
+        std::string content_encoding;
+        if (Failed(Get_Response_Header("Content-Length", content_length)) ||
+            Failed(Get_Response_Header("Content-Encoding", content_encoding)) || !content_encoding.empty()) {
+            return false;
+        }
+        const std::int64_t length = std::int64_t{body.upper_bound} - body.lower_bound + 1;
+        return Platform::Content_Length(content_length).value_or(0) > static_cast<std::uint64_t>(length);
+    }
+
+    bool Supports_Error_Info(Request_Interface failed_interface) {
+        Com_Pointer<ISupportErrorInfo> support;
+        if (Failed(m_Request->QueryInterface(IID_ISupportErrorInfo, support.Receive_Untyped()))) {
+            return false;
+        }
+        return support->InterfaceSupportsErrorInfo(failed_interface == Request_Interface::ServerXMLHTTPRequest
+                                                       ? Platform::Server_Xml_Http_Request_Id
+                                                       : Platform::Xml_Http_Request_Id) == S_OK;
+    }
+
+    Com_Pointer<IServerXMLHTTPRequest> m_Request;
+};
+
+/// Creates the system's server-side request object. Every class context is allowed (23).
+HResult Create_Instance(Com_Pointer<IServerXMLHTTPRequest>& request) {
+    CLSID class_id;
+    if (const HResult result = CLSIDFromProgID(L"Msxml2.ServerXMLHTTP.6.0", &class_id); Failed(result)) {
+        return result;
+    }
+    Com_Pointer<IUnknown> object;
+    if (const HResult result = CoCreateInstance(class_id, nullptr, CLSCTX_ALL, IID_IUnknown, object.Receive_Untyped());
+        Failed(result)) {
+        return result;
+    }
+    if (const HResult result = OleRun(object.Get()); Failed(result)) {
+        return result;
+    }
+    return object->QueryInterface(Platform::Server_Xml_Http_Request_Id, request.Receive_Untyped());
+}
+
+static_assert(CLSCTX_ALL == 23);
+static_assert(Byte_Array_Type == (VT_ARRAY | VT_UI1));
+
+} // namespace
+
+Request_Object_Creation Create_Request_Object() {
+    Com_Pointer<IServerXMLHTTPRequest> request;
+    Request_Object_Creation creation;
+    creation.result = Create_Instance(request);
+    if (Failed(creation.result)) {
+        creation.last_error = GetLastError();
+        return creation;
+    }
+    creation.object = std::make_unique<Com_Request_Object>(std::move(request));
+    return creation;
+}
+
+} // namespace QEL::FrontEnd::FileCache

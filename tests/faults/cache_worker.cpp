@@ -1,0 +1,64 @@
+// A host that uses a cache directory, for a driver that kills it or fills the disk.
+//
+//   cache_worker CACHE_DIRECTORY SHARE_FOLDER READY_FILE ROUNDS FILE_LIMIT REQUEST...
+//
+// Loads the directory, tells so by creating the file, and makes each request once a round. ROUNDS 0:
+// until it is killed. FILE_LIMIT: how long a file may become from then on, as on a disk that is full
+// there; 0: no limit. Ends with status 0 when no exception left the cache.
+
+#include "filecache/CFileCache.h"
+#include "tests/faults/support/Failing_OS_Wrapper.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#ifdef _WIN32
+#include <objbase.h>
+#else
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
+namespace {
+
+bool Limit_Files([[maybe_unused]] unsigned long bytes) {
+#ifdef _WIN32
+    return false;
+#else
+    std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails, as on a full disk
+    const rlimit limit = {bytes, bytes};
+    return ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+#endif
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    constexpr int first_request = 6;
+    if (argc <= first_request) {
+        return 2;
+    }
+#ifdef _WIN32
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+#endif
+    QEL::FrontEnd::FileCache::CFileCache cache(std::make_shared<QEL::Tests::Failing_OS_Wrapper>(argv[2]));
+    cache.Set_Cache_Directory(argv[1]);
+    std::ofstream(argv[3]) << "ready";
+
+    const unsigned long file_limit = std::stoul(argv[5]);
+    if (file_limit > 0 && !Limit_Files(file_limit)) {
+        return 3;
+    }
+    const int rounds = std::atoi(argv[4]);
+    const std::vector<std::string> requests(argv + first_request, argv + argc);
+    for (int round = 0; rounds == 0 || round < rounds; ++round) {
+        for (const std::string& request : requests) {
+            cache.Get_Cached_File(request);
+        }
+    }
+    return 0;
+}

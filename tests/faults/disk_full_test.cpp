@@ -1,0 +1,208 @@
+// The disk is full: a write ends where the space does, and nobody is told.
+//
+// A limit on the length of a file does the same to a process as a full disk, and needs no rights.
+// Where a file system can be mounted, a real one is filled as well.
+
+#include "tests/faults/support/Amount.h"
+#include "tests/faults/support/Cache_Home.h"
+#include "tests/faults/support/Worker_Process.h"
+
+#include <iostream>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <sched.h>
+#include <sys/mount.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+class Disk_Full : public Cache_Home {
+protected:
+    Disk_Full() {
+        for (const char* const name : {"a.xml", "b.xml", "c.xml"}) {
+            web.Publish(name);
+            requests.push_back(web.Url(name));
+        }
+        Publish_On_Share("d.xml");
+        requests.push_back(Share_Path("d.xml"));
+    }
+
+    /// A process makes each request once, with no file longer than the limit.
+    void Run_With_Limit(std::size_t limit) const {
+        std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(),
+                                              (working_folder / "ready").string(), "1", std::to_string(limit)};
+        arguments.insert(arguments.end(), requests.begin(), requests.end());
+        EXPECT_EQ(Worker_Process("cache_worker", arguments).Wait(), 0);
+    }
+
+    std::shared_ptr<Failing_OS_Wrapper> Services() const { return std::make_shared<Failing_OS_Wrapper>(share_folder); }
+
+    /// Every request is served what the remote side has now, and nothing else is in the directory.
+    void Expect_Current_Documents(CFileCache& cache) {
+        for (const std::string& request : requests) {
+            const std::string path = cache.Get_Cached_File(request);
+            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+        }
+        std::set<std::string> entries;
+        for (const auto& [request, entry] : cache.m_Cache_Entries) {
+            entries.insert(entry.cached_file);
+        }
+        EXPECT_EQ(Copies(), entries);
+        Expect_Equal(cache.m_Cache_Entries, Loaded());
+    }
+
+    void Publish_Changes() {
+        for (const std::string& request : requests) {
+            if (request.starts_with("http:")) {
+                web.Publish(Name_In(request));
+            } else {
+                Publish_On_Share(Name_In(request));
+            }
+        }
+    }
+
+    std::vector<std::string> requests;
+};
+
+/// A refresh writes the metadata file and nothing else, so the limit cuts it at that length.
+TEST_F(Disk_Full, WhileTheListIsWrittenLosesItsEndAndNoDocument) {
+    CFileCache first(Services());
+    ASSERT_TRUE(first.Set_Cache_Directory(Cache_Directory()));
+    Expect_Current_Documents(first);
+    const std::size_t whole_length = Bytes_Of(Metadata_Path()).size();
+
+    int cut_requests = 0;
+    for (std::size_t limit = 1; limit <= whole_length; limit += 11) {
+        SCOPED_TRACE("a list of " + std::to_string(limit) + " bytes");
+        Run_With_Limit(limit);
+        ASSERT_EQ(Bytes_Of(Metadata_Path()).size(), limit);
+
+        const std::string list = Bytes_Of(Metadata_Path());
+        CFileCache next(Services());
+        next.Set_Cache_Directory(Cache_Directory());
+        std::string cut_request;
+        for (const auto& [request, entry] : next.m_Cache_Entries) {
+            if (!testing::Value(requests, testing::Contains(request))) {
+                // The last line has no end, and is taken as it stands: the entry bears a request that
+                // nobody made, unless it happens to be another one. It and its copy stay.
+                EXPECT_TRUE(list.ends_with("\n" + request)) << request;
+                EXPECT_EQ(cut_request, "");
+                cut_request = request;
+                ++cut_requests;
+                continue;
+            }
+            Expect_Nothing_Or_A_Document(entry.cached_file, request);
+        }
+        // Whatever stands before the cut is kept.
+        for (const std::string& request : requests) {
+            EXPECT_EQ(list.find("\n" + request + "\n") != std::string::npos || list.ends_with("\n" + request),
+                      next.m_Cache_Entries.contains(request))
+                << request;
+        }
+        Expect_Current_Documents(next);
+        if (!cut_request.empty()) {
+            EXPECT_TRUE(next.m_Cache_Entries.contains(cut_request));
+        }
+        Empty_The_Cache_Directory();
+        CFileCache again(Services());
+        ASSERT_TRUE(again.Set_Cache_Directory(Cache_Directory()));
+        Expect_Current_Documents(again);
+    }
+    EXPECT_GT(cut_requests, 2);
+}
+
+/// A body that did not fit is recorded and served as far as it came: write errors are ignored. That
+/// ends with the next change of the document. A copy from a share is whole or is not there.
+TEST_F(Disk_Full, WhileACopyIsWrittenCutsDownloadsUntilTheyChangeAndLeavesNoPartOfAShareFile) {
+    std::mt19937 random(4711); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same limits in each run
+    int cut_copies = 0;
+    int whole_copies = 0;
+    const int rounds = Amount("QEL_DISK_FULL_ROUNDS", 20, 5);
+    for (int round = 0; round < rounds; ++round) {
+        const std::size_t limit = std::uniform_int_distribution<std::size_t>(1, 4000)(random);
+        SCOPED_TRACE("files of " + std::to_string(limit) + " bytes");
+        Run_With_Limit(limit);
+
+        CFileCache next(Services());
+        next.Set_Cache_Directory(Cache_Directory());
+        for (const auto& [request, entry] : next.m_Cache_Entries) {
+            if (!testing::Value(requests, testing::Contains(request))) {
+                continue; // a request that was cut, see above
+            }
+            const std::string content = Bytes_Of(entry.cached_file);
+            const bool is_whole = Version_Of(content, Name_In(request)) > 0;
+            EXPECT_TRUE(is_whole || (request.starts_with("http:") && content.size() == limit)) << request;
+            EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
+            (is_whole ? whole_copies : cut_copies) += 1;
+            // Unchanged since, so it is served as it is, also now that there is space.
+            EXPECT_EQ(next.Get_Cached_File(request), entry.cached_file);
+        }
+        Publish_Changes();
+        Expect_Current_Documents(next);
+    }
+    EXPECT_GT(cut_copies, 0);
+    EXPECT_GT(whole_copies, 0);
+}
+
+/// A small file system on the cache directory, which only the calling thread sees.
+/// @return whether it could be mounted.
+bool Mount_Small_Disk(const std::string& directory) {
+    return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           ::mount("tmpfs", directory.c_str(), "tmpfs", 0, "size=256k") == 0;
+}
+
+class Small_Disk : public Disk_Full {
+protected:
+    /// Leaves so many pages of the file system free.
+    void Fill(int free_pages) const {
+        constexpr int all_pages = 64;
+        std::ofstream file(cache_folder / "filler", std::ios::binary);
+        const std::string page(4096, 'x');
+        for (int pages = free_pages; pages < all_pages && file; ++pages) {
+            file << page << std::flush;
+        }
+    }
+
+    void Use_And_Check(int free_pages) {
+        SCOPED_TRACE(std::to_string(free_pages) + " free pages");
+        Fill(free_pages);
+        Publish_Changes();
+        CFileCache host(Services());
+        host.Set_Cache_Directory(Cache_Directory());
+        for (const std::string& request : requests) {
+            const std::string path = host.Get_Cached_File(request);
+            const std::string content = Bytes_Of(path);
+            EXPECT_TRUE(path.empty() || Begins_A_Document(content, Name_In(request), Current_Version(request)))
+                << request;
+            const bool is_cut = !path.empty() && Version_Of(content, Name_In(request)) < 0;
+            EXPECT_FALSE(is_cut && !request.starts_with("http:")) << request;
+            cut_copies += is_cut ? 1 : 0;
+        }
+        std::filesystem::remove(cache_folder / "filler");
+        Publish_Changes();
+        CFileCache next(Services());
+        next.Set_Cache_Directory(Cache_Directory());
+        Expect_Current_Documents(next);
+    }
+
+    int cut_copies = 0;
+};
+
+TEST_F(Small_Disk, ThatIsFullIsSurvived) {
+    bool is_mounted = false;
+    std::thread([&] {
+        is_mounted = Mount_Small_Disk(Cache_Directory());
+        for (int free_pages = 0; is_mounted && free_pages < 40; ++free_pages) {
+            Use_And_Check(free_pages);
+        }
+    }).join();
+    std::cout << (is_mounted ? "a file system was filled\n" : "no right to mount: only files were limited\n");
+    EXPECT_EQ(cut_copies > 0, is_mounted);
+}
+
+} // namespace
+
+} // namespace QEL::Tests

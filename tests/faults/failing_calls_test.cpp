@@ -1,0 +1,289 @@
+// Every call of the services fails once, in every scenario, on the real disk and with real servers.
+
+#include "tests/faults/support/Cache_Home.h"
+#include "tests/faults/support/Failing_Request_Object.h"
+
+#include <array>
+#include <functional>
+#include <ostream>
+#include <vector>
+
+namespace QEL::Tests {
+
+namespace {
+
+using Operation = Failing_OS_Wrapper::Operation;
+using FrontEnd::FileCache::HResult;
+
+constexpr std::array Operation_Names = {"Stat_File",        "Get_Current_Time", "File_Exists",      "Delete_File",
+                                        "Directory_Exists", "FindFirstFile",    "FindNextFile",     "Get_Drive_Number",
+                                        "Get_Drive_Type",   "Copy_File",        "Read_Registry_Int"};
+
+/// What a host has done before, and what it does while a call fails.
+struct Scenario {
+    /// What the map may differ in from what the metadata file loads to.
+    enum class Difference {
+        None,
+        /// An entry is given up when its copy seems to be gone. The metadata file is not rewritten
+        /// then, so the next process finds entry and copy as they were.
+        Forgotten_Entry,
+    };
+
+    const char* name;
+    std::uint32_t expiry_minutes = 0;
+    bool has_copies = false;      ///< of three documents, on the web and on the share
+    bool has_changed = false;     ///< remotely, all of them
+    bool has_strays = false;      ///< copies that no entry names
+    bool is_loaded = true;        ///< before the call fails
+    bool is_of_version_1 = false; ///< the metadata file
+    enum class Action { Request_Web, Request_Share, Clear, Purge, Load } action;
+    Difference difference = Difference::None;
+
+    friend void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.name; }
+};
+
+class Failing_Calls : public Cache_Home, public testing::WithParamInterface<Scenario> {
+protected:
+    Failing_Calls() {
+        for (const char* const name : {"a.xml", "b.xml"}) {
+            web.Publish(name);
+        }
+        Publish_On_Share("c.xml");
+    }
+
+    const std::string url = web.Url("a.xml");
+    const std::string share = Share_Path("c.xml");
+    const std::vector<std::string> requests = {url, web.Url("b.xml"), share};
+
+    /// A cache directory as the scenario begins with it, and a host on it.
+    void Begin() {
+        const Scenario& scenario = GetParam();
+        Empty_The_Cache_Directory();
+        Set_Expiry_Minutes(0);
+        services = std::make_shared<Failing_OS_Wrapper>(share_folder);
+        cache = std::make_unique<CFileCache>(services);
+        if (scenario.has_copies) {
+            cache->Set_Cache_Directory(Cache_Directory());
+            for (const std::string& request : requests) {
+                ASSERT_NE(cache->Get_Cached_File(request), "") << request;
+            }
+            cache = std::make_unique<CFileCache>(services);
+        }
+        if (scenario.is_of_version_1) {
+            Write_Version_1();
+        }
+        if (scenario.has_strays) {
+            for (const char* const name :
+                 {"11111111-1111-1111-1111-111111111111.xml", "22222222-2222-2222-2222-222222222222.cached"}) {
+                std::ofstream(cache_folder / name) << "stray";
+            }
+        }
+        if (scenario.has_changed) {
+            web.Publish("a.xml");
+            web.Publish("b.xml");
+            Publish_On_Share("c.xml");
+        }
+        if (scenario.is_loaded) {
+            ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
+        }
+        Set_Expiry_Minutes(scenario.expiry_minutes);
+        entries_before = cache->m_Cache_Entries;
+        requested.clear();
+        served.clear();
+        surroundings = Surroundings();
+    }
+
+    void Write_Version_1() const {
+        const Entries entries = Loaded();
+        std::ofstream file(Metadata_Path());
+        file << "QEL Logon Landscape Cache Metadata\nversion\n1\nentries\n" << entries.size() << "\n";
+        for (const auto& [request, entry] : entries) {
+            file << entry.last_modified << "\n" << entry.cached_file << "\n" << request << "\n";
+        }
+    }
+
+    void Request(const std::string& url_or_path) {
+        requested = url_or_path;
+        served = cache->Get_Cached_File(url_or_path);
+        Expect_Nothing_Or_A_Document(served, url_or_path);
+    }
+
+    void Act() {
+        switch (GetParam().action) {
+        case Scenario::Action::Request_Web:
+            Request(url);
+            break;
+        case Scenario::Action::Request_Share:
+            Request(share);
+            break;
+        case Scenario::Action::Clear:
+            cache->Clear();
+            break;
+        case Scenario::Action::Purge:
+            cache->Purge_Cache_Folder();
+            break;
+        case Scenario::Action::Load:
+            cache->Set_Cache_Directory(Cache_Directory());
+            break;
+        }
+    }
+
+    /// The scenario while something fails, and everything that must hold behind it.
+    /// @return false when the call that should fail was not made.
+    bool Run_And_Check() {
+        EXPECT_NO_THROW(Act());
+        const bool service_has_failed = services->Has_Failed();
+        const bool request_has_failed = Failing_Request_Object::Has_Failed();
+        EXPECT_EQ(Surroundings(), surroundings) << "around the cache directory";
+        Check_Entries();
+        Check_Next_Requests();
+        EXPECT_EQ(Surroundings(), surroundings) << "around the cache directory, afterwards";
+        return service_has_failed && request_has_failed;
+    }
+
+    void Check_Entries() const {
+        if (cache->m_Cache_Directory.empty()) {
+            EXPECT_TRUE(cache->m_Cache_Entries.empty());
+            return;
+        }
+        Entries known = cache->m_Cache_Entries;
+        std::erase_if(known, [this](const auto& item) { return Has_Rightly_Lost_Its_Copy(item.first, item.second); });
+        Entries loaded = Loaded();
+        if (GetParam().difference == Scenario::Difference::Forgotten_Entry) {
+            EXPECT_LE(loaded.size(), known.size() + 1);
+            std::erase_if(loaded, [&](const auto& item) { return !known.contains(item.first); });
+        }
+        Expect_Equal(known, loaded);
+        for (const auto& [request, entry] : known) {
+            Expect_Nothing_Or_A_Document(entry.cached_file, request);
+        }
+    }
+
+    /// An entry without its copy drops out with the next load. A purge leaves such entries in the map, and so
+    /// does a request that answers with nothing: it deletes the older copy. No entry is made without a copy.
+    bool Has_Rightly_Lost_Its_Copy(const std::string& request, const FrontEnd::FileCache::CacheEntry& entry) const {
+        const bool may_lose_it =
+            GetParam().action == Scenario::Action::Purge || (request == requested && served.empty());
+        const auto before = entries_before.find(request);
+        return may_lose_it && before != entries_before.end() && before->second.cached_file == entry.cached_file &&
+               !std::filesystem::exists(entry.cached_file);
+    }
+
+    /// With nothing failing any more, the same host is served what the remote side has now.
+    void Check_Next_Requests() {
+        Set_Expiry_Minutes(0);
+        ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
+        for (const std::string& request : requests) {
+            bool download_error = true;
+            const std::string path = cache->Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr);
+            EXPECT_FALSE(download_error) << request;
+            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+        }
+        Expect_Equal(cache->m_Cache_Entries, Loaded());
+
+        // The next process's sweep leaves what the entries name, and nothing else.
+        CFileCache next(services);
+        ASSERT_TRUE(next.Set_Cache_Directory(Cache_Directory()));
+        EXPECT_NE(next.Get_Cached_File(url), "");
+        EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries));
+    }
+
+    std::shared_ptr<Failing_OS_Wrapper> services;
+    std::unique_ptr<CFileCache> cache;
+    Entries entries_before; ///< the map's, before a call fails
+    std::string requested;  ///< by the scenario
+    std::string served;     ///< what that answered with
+    Files surroundings;
+};
+
+using Action = Scenario::Action;
+using Difference = Scenario::Difference;
+
+const Scenario Scenarios[] = {
+    {.name = "Download", .action = Action::Request_Web},
+    {.name = "Hit", .expiry_minutes = 60, .has_copies = true, .action = Action::Request_Web},
+    {.name = "Refresh", .has_copies = true, .action = Action::Request_Web},
+    {.name = "Replace", .has_copies = true, .has_changed = true, .action = Action::Request_Web},
+    {.name = "ShareCopy", .action = Action::Request_Share},
+    {.name = "ShareHit", .expiry_minutes = 60, .has_copies = true, .action = Action::Request_Share},
+    {.name = "ShareRefresh", .has_copies = true, .action = Action::Request_Share},
+    {.name = "ShareReplace", .has_copies = true, .has_changed = true, .action = Action::Request_Share},
+    {.name = "Clear", .has_copies = true, .action = Action::Clear, .difference = Difference::Forgotten_Entry},
+    {.name = "Purge", .has_copies = true, .has_strays = true, .action = Action::Purge},
+    {.name = "Sweep", .expiry_minutes = 60, .has_copies = true, .has_strays = true, .action = Action::Request_Web},
+    {.name = "Load",
+     .has_copies = true,
+     .is_loaded = false,
+     .action = Action::Load,
+     .difference = Difference::Forgotten_Entry},
+    {.name = "LoadOfVersion1",
+     .has_copies = true,
+     .is_loaded = false,
+     .is_of_version_1 = true,
+     .action = Action::Load,
+     .difference = Difference::Forgotten_Entry},
+};
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, Failing_Calls, testing::ValuesIn(Scenarios),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_P(Failing_Calls, OfTheServicesOneByOneLeaveASoundCache) {
+    int failures = 0;
+    for (std::size_t operation = 0; operation < Operation_Names.size(); ++operation) {
+        for (std::size_t call = 1;; ++call) {
+            SCOPED_TRACE(std::string(Operation_Names[operation]) + ", call " + std::to_string(call));
+            Begin();
+            services->Fail(static_cast<Operation>(operation), call);
+            if (!Run_And_Check()) {
+                break;
+            }
+            ++failures;
+        }
+    }
+    RecordProperty("failures", failures);
+    EXPECT_GE(failures, 2);
+}
+
+/// Results that mean "no": unspecified, WinInet's unknown authority, denied, WinInet's refused connection
+/// and time-out, the client's own, out of memory, unexpected. The last means "yes" and brings nothing.
+constexpr std::array Results = {
+    static_cast<HResult>(0x80004005U),
+    static_cast<HResult>(0x80072F0DU),
+#ifndef _WIN32 // A request takes its time under Wine, and the code that judges the result is the same.
+    static_cast<HResult>(0x80070005U),
+    static_cast<HResult>(0x80072EFDU),
+    static_cast<HResult>(0x80072EE2U),
+    static_cast<HResult>(0x800C0008U),
+    static_cast<HResult>(0x8007000EU),
+    static_cast<HResult>(0x8000FFFFU),
+#endif
+    HResult{1},
+};
+
+class Failing_Requests : public Failing_Calls {};
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, Failing_Requests, testing::Values(Scenarios[0], Scenarios[2], Scenarios[3]),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_P(Failing_Requests, CallByCallWithEachResultLeaveASoundCache) {
+    int failures = 0;
+    for (const HResult result : Results) {
+        for (std::size_t call = 1;; ++call) {
+            SCOPED_TRACE("result " + std::to_string(result) + ", call " + std::to_string(call));
+            Begin();
+            Failing_Request_Object::Fail(call, result);
+            if (!Run_And_Check()) {
+                break;
+            }
+            ++failures;
+            EXPECT_TRUE(!GetParam().has_copies || !served.empty()) << "the older copy stands in";
+            EXPECT_EQ(Failing_Request_Object::Alive(), 0);
+        }
+    }
+    RecordProperty("failures", failures);
+    EXPECT_GE(failures, static_cast<int>(Results.size()) * 7) << "the calls of one request object";
+}
+
+} // namespace
+
+} // namespace QEL::Tests

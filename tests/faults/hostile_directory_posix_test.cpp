@@ -1,0 +1,271 @@
+// What only POSIX puts into a directory: links, pipes, devices; and rights, in a process that has none.
+
+#include "tests/faults/support/Cache_Home.h"
+#include "tests/platform/support/posix/Child_Process.h"
+
+#include <functional>
+
+#include <sys/stat.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Hostile_Links : public Cache_Home {
+protected:
+    Hostile_Links() {
+        web.Publish("a.xml");
+        fs::create_directory(other_folder);
+    }
+    ~Hostile_Links() override {
+        for (const fs::path& path : {cache_folder, other_folder}) {
+            std::error_code ignored;
+            fs::permissions(path, fs::perms(0755), ignored);
+        }
+    }
+
+    void Expect_Current_Document(CFileCache& cache) {
+        const std::string path = cache.Get_Cached_File(url);
+        EXPECT_EQ(Version_Of(Bytes_Of(path), "a.xml"), Current_Version(url)) << path;
+    }
+
+    /// A list with one entry, on a copy in the cache directory.
+    std::string List(const std::string& path) const {
+        return "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\nmonday\n1\n" + path + "\n" + url + "\n";
+    }
+
+    /// Sets the directory and downloads, in twenty seconds: a host that waits for ever ends the test.
+    void Expect_Use_Without_List() {
+        ::alarm(20);
+        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+        EXPECT_TRUE(cache.m_Cache_Entries.empty());
+        Expect_Current_Document(cache);
+        ::alarm(0);
+    }
+
+    const fs::path other_folder = home / "other";
+    const std::string url = web.Url("a.xml");
+    const std::string copy = (cache_folder / "11111111-1111-1111-1111-111111111111.xml").string();
+};
+
+TEST_F(Hostile_Links, ListThatIsALinkIsReadAndWrittenThroughIt) {
+    std::ofstream(copy) << "copy";
+    std::ofstream(other_folder / "list") << List(copy);
+    fs::create_symlink(other_folder / "list", Metadata_Path());
+    EXPECT_EQ(Loaded().size(), 1U);
+    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+    Expect_Current_Document(cache);
+    EXPECT_TRUE(fs::is_symlink(Metadata_Path()));
+    Expect_Equal(cache.m_Cache_Entries, Loaded());
+}
+
+TEST_F(Hostile_Links, ListThatIsALinkToNothingIsAnEmptyCache) {
+    fs::create_symlink(other_folder / "nothing", Metadata_Path());
+    Expect_Use_Without_List();
+    EXPECT_EQ(Loaded().size(), 1U) << "the file that it names has been created";
+}
+
+TEST_F(Hostile_Links, ListThatIsALinkToItselfIsAnEmptyCache) {
+    fs::create_symlink(Metadata_Path(), Metadata_Path());
+    Expect_Use_Without_List();
+    EXPECT_TRUE(Loaded().empty());
+}
+
+TEST_F(Hostile_Links, ListThatIsAPipeIsNotWaitedFor) {
+    ASSERT_EQ(::mkfifo(Metadata_Path().c_str(), 0600), 0);
+    Expect_Use_Without_List();
+    EXPECT_TRUE(fs::is_fifo(Metadata_Path()));
+}
+
+TEST_F(Hostile_Links, ListThatIsAnEndlessDeviceIsNotRead) {
+    for (const char* const device : {"/dev/zero", "/dev/full", "/dev/null"}) {
+        fs::remove(Metadata_Path());
+        fs::create_symlink(device, Metadata_Path());
+        Expect_Use_Without_List();
+    }
+}
+
+TEST_F(Hostile_Links, CopyThatIsALinkIsServedAndItsTargetOutlivesIt) {
+    Set_Expiry_Minutes(0xFFFFFFFF);
+    std::ofstream(other_folder / "target") << "target";
+    fs::create_symlink(other_folder / "target", copy);
+    std::ofstream(Metadata_Path()) << List(copy);
+    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+    EXPECT_EQ(cache.Get_Cached_File(url), copy);
+    Set_Expiry_Minutes(0);
+    Expect_Current_Document(cache);
+    EXPECT_FALSE(fs::is_symlink(copy)) << "replaced";
+    EXPECT_EQ(Bytes_Of(other_folder / "target"), "target");
+}
+
+TEST_F(Hostile_Links, StrayLinksAreSweptAndTheirTargetsKept) {
+    std::ofstream(other_folder / "target") << "target";
+    fs::create_symlink(other_folder / "target", copy);
+    fs::create_symlink(other_folder, cache_folder / "22222222-2222-2222-2222-222222222222.xml");
+    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+    Expect_Current_Document(cache);
+    EXPECT_FALSE(fs::is_symlink(copy));
+    EXPECT_EQ(Bytes_Of(other_folder / "target"), "target");
+}
+
+TEST_F(Hostile_Links, CopiesThatAreNoFilesAreForgottenAndLeft) {
+    for (const bool is_pipe : {true, false}) {
+        fs::remove(copy);
+        if (is_pipe) {
+            ASSERT_EQ(::mkfifo(copy.c_str(), 0600), 0);
+        } else {
+            fs::create_symlink("/dev/zero", copy);
+        }
+        std::ofstream(Metadata_Path()) << List(copy);
+        EXPECT_TRUE(Loaded().empty());
+    }
+    EXPECT_TRUE(fs::exists("/dev/zero"));
+}
+
+/// The directory is a path, not a place: what it names now is used.
+TEST_F(Hostile_Links, DirectoryReplacedByALinkIsUsedWhereItLeads) {
+    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+    Expect_Current_Document(cache);
+    std::ofstream(other_folder / "33333333-3333-3333-3333-333333333333.xml") << "another cache's";
+    std::ofstream(other_folder / "notes.xml") << "notes";
+    fs::rename(cache_folder, home / "before");
+    fs::create_directory_symlink(other_folder, cache_folder);
+
+    Expect_Current_Document(cache);
+    EXPECT_TRUE(fs::exists(other_folder / "33333333-3333-3333-3333-333333333333.xml")) << "the sweep runs once";
+    EXPECT_EQ(fs::path(cache.Get_Cached_File(url)).parent_path(), cache_folder);
+    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(Bytes_Of(other_folder / "notes.xml"), "notes");
+
+    // A host that begins there sweeps there, as anywhere.
+    CFileCache next(FrontEnd::OSWRAPI::IOSWrapper::Create());
+    EXPECT_TRUE(next.Set_Cache_Directory(Cache_Directory()));
+    Expect_Current_Document(next);
+    EXPECT_FALSE(fs::exists(other_folder / "33333333-3333-3333-3333-333333333333.xml"));
+    EXPECT_EQ(Bytes_Of(other_folder / "notes.xml"), "notes");
+}
+
+/// Runs its actions as somebody without rights, who may write to the cache directory at first.
+class Without_Rights : public Hostile_Links {
+protected:
+    void Run(const std::function<void()>& action) {
+        fs::permissions(cache_folder, fs::perms(0777));
+        Publish_On_Share("b.xml");
+        EXPECT_EQ(Run_Without_Rights([&] {
+                      action();
+                      return HasFailure() ? 1 : 0;
+                  }),
+                  0);
+    }
+
+    /// The owner, who is the one without rights, changes them.
+    void Set_Rights(const fs::path& path, unsigned rights) { ASSERT_EQ(::chmod(path.c_str(), rights), 0) << path; }
+
+    const fs::path own_folder = cache_folder / "own"; ///< made by the one without rights
+    const std::string share = Share_Path("b.xml");
+};
+
+TEST_F(Without_Rights, AListThatMayNotBeReadIsAnEmptyCache) {
+    Run([&] {
+        std::ofstream(copy) << "copy";
+        std::ofstream(Metadata_Path()) << List(copy);
+        Set_Rights(Metadata_Path(), 0);
+        Expect_Use_Without_List();
+        EXPECT_FALSE(fs::exists(copy)) << "nothing names it, so the first request sweeps it";
+        EXPECT_TRUE(Loaded().empty());
+    });
+}
+
+TEST_F(Without_Rights, AListThatMayNotBeWrittenStaysAsItIs) {
+    Run([&] {
+        std::ofstream(copy) << "copy";
+        std::ofstream(Metadata_Path()) << List(copy);
+        Set_Rights(Metadata_Path(), 0444);
+        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+        Expect_Current_Document(cache);
+        EXPECT_EQ(Bytes_Of(Metadata_Path()), List(copy));
+        EXPECT_TRUE(Loaded().empty()) << "its copy has been replaced";
+    });
+}
+
+TEST_F(Without_Rights, ACopyThatMayNotBeReadIsServedAllTheSame) {
+    Set_Expiry_Minutes(0xFFFFFFFF);
+    Run([&] {
+        std::ofstream(copy) << "copy";
+        Set_Rights(copy, 0);
+        std::ofstream(Metadata_Path()) << List(copy);
+        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+        EXPECT_EQ(cache.Get_Cached_File(url), copy);
+    });
+}
+
+TEST_F(Without_Rights, ACopyInAClosedFolderIsForgotten) {
+    Run([&] {
+        fs::create_directory(own_folder);
+        std::ofstream(own_folder / "copy.xml") << "copy";
+        std::ofstream(Metadata_Path()) << List((own_folder / "copy.xml").string());
+        EXPECT_EQ(Loaded().size(), 1U);
+        Set_Rights(own_folder, 0);
+        EXPECT_TRUE(Loaded().empty());
+        Set_Rights(own_folder, 0700);
+        EXPECT_EQ(Loaded().size(), 1U);
+    });
+}
+
+TEST_F(Without_Rights, AClosedCacheDirectoryIsAnEmptyCacheWithoutCopies) {
+    Run([&] {
+        fs::create_directory(own_folder);
+        Set_Rights(own_folder, 0);
+        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+        EXPECT_TRUE(cache.Set_Cache_Directory(own_folder.string())) << "it exists";
+        const std::string path = cache.Get_Cached_File(url);
+        Set_Rights(own_folder, 0700);
+        EXPECT_NE(path, "") << "a download is not told that it could not be written";
+        EXPECT_TRUE(fs::is_empty(own_folder));
+    });
+}
+
+/// Read-only while it is in use: downloads name copies that are not there, share files are served from
+/// their last copy, and the list, a file that exists, is still written.
+TEST_F(Without_Rights, ADirectoryThatBecomesReadOnlyIsUsedAgainWhenItIsNot) {
+    Run([&] {
+        fs::create_directory(own_folder);
+        CFileCache cache(std::make_shared<Failing_OS_Wrapper>(share_folder));
+        EXPECT_TRUE(cache.Set_Cache_Directory(own_folder.string()));
+        const std::string from_web = cache.Get_Cached_File(url);
+        const std::string from_share = cache.Get_Cached_File(share);
+        EXPECT_TRUE(fs::exists(from_web) && fs::exists(from_share));
+        Set_Rights(own_folder, 0555);
+
+        EXPECT_EQ(cache.Get_Cached_File(url), from_web) << "unchanged";
+        EXPECT_EQ(cache.Get_Cached_File(share), from_share);
+        EXPECT_FALSE(cache.Clear());
+        EXPECT_EQ(cache.m_Cache_Entries.size(), 2U);
+        EXPECT_TRUE(cache.Purge_Cache_Folder());
+        EXPECT_TRUE(fs::exists(from_web) && fs::exists(from_share));
+
+        cache.m_Cache_Entries.begin()->second.last_modified = "another time";
+        std::next(cache.m_Cache_Entries.begin())->second.last_modified = "another time";
+        bool download_error = false;
+        EXPECT_EQ(cache.Get_Cached_File_and_Status(share, 213, download_error, nullptr, nullptr), from_share);
+        EXPECT_TRUE(download_error);
+        EXPECT_FALSE(fs::exists(cache.Get_Cached_File(url)));
+
+        Set_Rights(own_folder, 0755);
+        Expect_Current_Document(cache);
+        EXPECT_EQ(Version_Of(Bytes_Of(cache.Get_Cached_File(share)), "b.xml"), 1);
+    });
+}
+
+} // namespace
+
+} // namespace QEL::Tests

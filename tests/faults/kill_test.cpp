@@ -1,0 +1,199 @@
+// A process that uses the cache is killed at a random moment, again and again in the same directory.
+
+#include "tests/faults/support/Amount.h"
+#include "tests/faults/support/Cache_Home.h"
+#include "tests/faults/support/Worker_Process.h"
+
+#include <chrono>
+#include <iostream>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace QEL::Tests {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+#ifdef _WIN32
+constexpr int Usual_Rounds = 12; // processes start slowly under Wine
+#else
+constexpr int Usual_Rounds = 25;
+#endif
+
+class Killed : public Cache_Home {
+protected:
+    Killed() {
+        for (const char* const name : {"a.xml", "ab.xml", "b.txt", "c.html", "d.xml", "e.xml", "f.bin"}) {
+            web.Publish(name);
+            requests.push_back(web.Url(name));
+        }
+        for (const char* const name : {"g.xml", "h.txt"}) {
+            Publish_On_Share(name);
+            requests.push_back(Share_Path(name));
+        }
+        std::cout << "QEL_KILL_SEED=" << seed << '\n';
+    }
+
+    void Publish_Any() { Publish(requests[Random(requests.size())]); }
+
+    void Publish(const std::string& request) {
+        if (request.starts_with("http:")) {
+            web.Publish(Name_In(request));
+        } else {
+            Publish_On_Share(Name_In(request));
+        }
+    }
+
+    std::size_t Random(std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(random); }
+
+    /// Whether there is another round. A few rounds may happen to hurt nothing; then there are more.
+    static bool Is_To_Go_On(int rounds_done, int hurt) {
+        const int asked_rounds = Amount("QEL_KILL_ROUNDS", Usual_Rounds, 2);
+        return !HasFailure() && (rounds_done < asked_rounds || (hurt == 0 && rounds_done < 10 * asked_rounds));
+    }
+
+    /// Lets a process use the cache while documents change, and kills it.
+    /// @param file_limit how long its files may become; 0: no limit.
+    void Run_And_Kill(std::size_t file_limit = 0) {
+        const auto ready = working_folder / "ready";
+        std::filesystem::remove(ready);
+        std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(), ready.string(), "0",
+                                              std::to_string(file_limit)};
+        arguments.insert(arguments.end(), requests.begin(), requests.end());
+        Worker_Process worker("cache_worker", arguments);
+        // Mostly while it works, sometimes while it begins to.
+        if (Random(5) > 0) {
+            const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (!std::filesystem::exists(ready) && std::chrono::steady_clock::now() < limit) {
+                std::this_thread::sleep_for(milliseconds(1));
+            }
+            ASSERT_TRUE(std::filesystem::exists(ready));
+        }
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(Random(120000));
+        while (std::chrono::steady_clock::now() < end) {
+            Publish_Any();
+            std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
+        }
+        if (Random(2) == 0) {
+            Wait_For_Another_Copy();
+        }
+        EXPECT_EQ(worker.Kill(), Worker_Process::Killed) << "it ended by itself";
+    }
+
+    /// Returns while a process replaces a copy. Where processes mostly wait for servers, hardly any random
+    /// moment is such a one.
+    void Wait_For_Another_Copy() {
+        for (const std::string& request : requests) {
+            Publish(request);
+        }
+        const std::set<std::string> before = Copies();
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (Copies() == before && std::chrono::steady_clock::now() < limit) {
+        }
+    }
+
+    /// What the next process finds and does.
+    void Check() {
+        const std::set<std::string> found = Copies();
+        const auto services = std::make_shared<Failing_OS_Wrapper>(share_folder);
+        CFileCache next(services);
+        // False for a metadata file that the process was writing when it died.
+        damaged_files += next.Set_Cache_Directory(Cache_Directory()) ? 0 : 1;
+        lost_entries += static_cast<int>(requests.size() - next.m_Cache_Entries.size());
+        for (const auto& [request, entry] : next.m_Cache_Entries) {
+            ASSERT_THAT(requests, testing::Contains(request));
+            Expect_Nothing_Or_A_Document(entry.cached_file, request);
+        }
+        orphans += static_cast<int>(found.size() - With_Copies(next.m_Cache_Entries).size());
+
+        for (const std::string& request : requests) {
+            bool download_error = true;
+            const std::string path = next.Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr);
+            EXPECT_FALSE(download_error) << request;
+            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+        }
+        EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries)) << "nothing else is left";
+        Expect_Equal(next.m_Cache_Entries, Loaded());
+    }
+
+    const unsigned seed =
+        static_cast<unsigned>(Amount("QEL_KILL_SEED", static_cast<int>(std::random_device()() >> 1), 0));
+    std::mt19937 random{seed}; // NOLINT(cert-msc32-c,cert-msc51-cpp): the seed is printed
+    std::vector<std::string> requests;
+    int damaged_files = 0;
+    int lost_entries = 0;
+    int orphans = 0;
+};
+
+TEST_F(Killed, AtAnyMomentAProcessLeavesADirectoryThatServesWholeDocuments) {
+    const Files surroundings_before = Surroundings();
+    int rounds = 0;
+    for (; Is_To_Go_On(rounds, lost_entries + orphans); ++rounds) {
+        SCOPED_TRACE("round " + std::to_string(rounds));
+        Run_And_Kill();
+        Check();
+        if (rounds == 0) { // it found nothing, and so left less than everything wherever it died
+            damaged_files = lost_entries = orphans = 0;
+        }
+    }
+    for (const auto& [file, content] : surroundings_before) {
+        EXPECT_TRUE(std::filesystem::exists(file)) << file;
+    }
+    std::cout << rounds << " processes killed; " << damaged_files << " metadata files cut, " << lost_entries
+              << " entries lost, " << orphans << " orphans swept\n";
+    RecordProperty("rounds", rounds);
+    RecordProperty("damaged_files", damaged_files);
+    RecordProperty("orphans", orphans);
+    EXPECT_GT(lost_entries + orphans, 0) << "no process was killed in the middle of anything";
+}
+
+#ifndef _WIN32
+/// What did not fit is cut and stays so until its document changes; then all is well again.
+TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
+    int cut_copies = 0;
+    int rounds = 0;
+    for (; Is_To_Go_On(rounds, cut_copies); ++rounds) {
+        SCOPED_TRACE("round " + std::to_string(rounds));
+        const std::size_t limit = 100 + Random(4000);
+        Run_And_Kill(limit);
+        {
+            CFileCache next(std::make_shared<Failing_OS_Wrapper>(share_folder));
+            next.Set_Cache_Directory(Cache_Directory());
+            for (const auto& [request, entry] : next.m_Cache_Entries) {
+                if (!testing::Value(requests, testing::Contains(request))) {
+                    continue; // the last line of the list, cut
+                }
+                const std::string content = Bytes_Of(entry.cached_file);
+                if (Version_Of(content, Name_In(request)) >= 1) {
+                    continue;
+                }
+                // As far as the document came. What a share holds is never cut.
+                EXPECT_TRUE(request.starts_with("http:")) << request;
+                EXPECT_EQ(content.size(), limit) << request;
+                EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
+                ++cut_copies;
+            }
+        }
+        for (const std::string& request : requests) {
+            Publish(request);
+        }
+        CFileCache next(std::make_shared<Failing_OS_Wrapper>(share_folder));
+        next.Set_Cache_Directory(Cache_Directory());
+        for (const std::string& request : requests) {
+            const std::string path = next.Get_Cached_File(request);
+            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+        }
+        EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries)) << "nothing else is left";
+        Expect_Equal(next.m_Cache_Entries, Loaded());
+    }
+    std::cout << rounds << " processes killed on a full disk, " << cut_copies << " copies cut\n";
+    RecordProperty("rounds", rounds);
+    EXPECT_GT(cut_copies, 0);
+}
+#endif
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,213 @@
+// Many threads, one cache directory: mixed operations on one object and its copies. Meant for
+// ThreadSanitizer, and sound without.
+
+#include "tests/faults/support/Amount.h"
+#include "tests/faults/support/Cache_Home.h"
+#include "trace/Set_Trace_Level.h"
+
+#include <atomic>
+#include <barrier>
+#include <map>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace QEL::Tests {
+
+namespace {
+
+/// Numbers the calls of the services, and remembers of each deleted path the number of its deletion.
+///
+/// Every call is made while the cache holds its lock. So the last call of a request lies in the time
+/// in which the lock was held for it, and a path existed when that ended unless it was deleted before.
+class Noting_OS_Wrapper : public Failing_OS_Wrapper {
+public:
+    using Failing_OS_Wrapper::Failing_OS_Wrapper;
+
+    /// The number of the calling thread's last call.
+    static std::uint64_t Last_Call() { return t_last_call; }
+
+    /// The number of a path's deletion; 0 when it was never deleted.
+    std::uint64_t Deletion_Of(const std::string& path) const {
+        const std::lock_guard lock(m_Mutex);
+        const auto found = m_Deletions.find(path);
+        return found == m_Deletions.end() ? 0 : found->second;
+    }
+
+    int Stat_File(const std::string& path, std::int64_t& modification_time) override {
+        Note();
+        return Failing_OS_Wrapper::Stat_File(path, modification_time);
+    }
+    std::uint64_t Get_Current_Time() override {
+        Note();
+        return Failing_OS_Wrapper::Get_Current_Time();
+    }
+    bool File_Exists(const std::string& path) override {
+        Note();
+        return Failing_OS_Wrapper::File_Exists(path);
+    }
+    bool Delete_File(const std::string& path) override {
+        Note();
+        {
+            const std::lock_guard lock(m_Mutex); // before the file is gone
+            m_Deletions.emplace(path, t_last_call);
+        }
+        return Failing_OS_Wrapper::Delete_File(path);
+    }
+    bool Directory_Exists(const std::string& path) override {
+        Note();
+        return Failing_OS_Wrapper::Directory_Exists(path);
+    }
+    int Copy_File(const char* existing_path, const char* new_path, int fail_if_exists) override {
+        Note();
+        return Failing_OS_Wrapper::Copy_File(existing_path, new_path, fail_if_exists);
+    }
+
+private:
+    void Note() { t_last_call = ++m_Calls; }
+
+    static inline thread_local std::uint64_t t_last_call = 0;
+    std::atomic<std::uint64_t> m_Calls = 0;
+    mutable std::mutex m_Mutex;
+    std::map<std::string, std::uint64_t> m_Deletions;
+};
+
+class Threads : public Cache_Home {
+protected:
+    static constexpr int Thread_Count = 32;
+
+    Threads() {
+        for (const char* const name : {"a.xml", "b.xml", "c.txt", "d.html"}) {
+            web.Publish(name);
+            requests.push_back(web.Url(name));
+        }
+        Publish_On_Share("e.xml");
+        requests.push_back(Share_Path("e.xml"));
+#ifdef _WIN32
+        _putenv_s("QEL_TRACE_DIR", home.string().c_str());
+#else
+        ::setenv("QEL_TRACE_DIR", home.c_str(), 1);
+#endif
+        CFileCache original(services);
+        EXPECT_TRUE(original.Set_Cache_Directory(Cache_Directory()));
+        caches.assign(3, original);
+        caches.insert(caches.begin(), 6, original); // most threads meet on the first
+    }
+
+    /// Whether a request may answer with this path: it was there when the request ended.
+    void Check(const std::string& path, const std::string& request) {
+        const std::uint64_t end_of_request = Noting_OS_Wrapper::Last_Call();
+        if (path.empty()) {
+            ++empty_paths;
+            return;
+        }
+        ++served_paths;
+        if (std::ifstream file(path, std::ios::binary); file) {
+            const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+            EXPECT_GE(Version_Of(content, Name_In(request)), 1) << path << " is no whole " << request;
+            return;
+        }
+        ++gone_paths;
+        EXPECT_GT(services->Deletion_Of(path), end_of_request) << path << " was not there for " << request;
+    }
+
+    void Operate(std::mt19937& random) {
+        const auto dice = [&](unsigned sides) { return std::uniform_int_distribution<unsigned>(0, sides - 1)(random); };
+        CFileCache& cache = dice(2) == 0 ? caches.front() : caches[dice(static_cast<unsigned>(caches.size()))];
+        switch (dice(20)) {
+        case 0:
+            cache.Clear();
+            break;
+        case 1:
+            EXPECT_TRUE(cache.Purge_Cache_Folder());
+            break;
+        case 2:
+            EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+            break;
+        case 3:
+            EXPECT_EQ(cache.Get_Cached_File(local), local);
+            break;
+        case 4: // refused: leaves a text for the host
+            EXPECT_EQ(cache.Get_Cached_File("http://127.0.0.1:1/none.xml"), "");
+            break;
+        case 5:
+        case 6: {
+            const std::string text = cache.Get_Additional_Error_Info();
+            EXPECT_TRUE(text.empty() || text.starts_with(cache.Get_Msg_Separator())) << text;
+            break;
+        }
+        default: {
+            const std::string& request = requests[dice(static_cast<unsigned>(requests.size()))];
+            bool download_error = false;
+            Check(cache.Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr), request);
+            EXPECT_FALSE(download_error);
+        }
+        }
+    }
+
+    const std::shared_ptr<Noting_OS_Wrapper> services = std::make_shared<Noting_OS_Wrapper>(share_folder);
+    const std::string local = (working_folder / "12345678-1234-1234-1234-123456789012.xml").string();
+    std::vector<std::string> requests;
+    std::vector<CFileCache> caches;
+    std::atomic<int> served_paths = 0;
+    std::atomic<int> empty_paths = 0;
+    std::atomic<int> gone_paths = 0;
+};
+
+TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
+#ifdef _WIN32
+    const int operations = Amount("QEL_THREAD_OPERATIONS", 3); // they take their time under Wine
+#else
+    const int operations = Amount("QEL_THREAD_OPERATIONS", 10);
+#endif
+    constexpr QELPCTRC_LEVEL levels[] = {QELPCTRC_OFF, QELPCTRC_ADDITIONAL_DATA, QELPCTRC_ERROR, QELPCTRC_TIME_STAMPED,
+                                         QELPCTRC_OFF};
+    constexpr int phases = 5;
+
+    // Between two phases no thread uses the cache, so the level may be set, and documents change.
+    int phase = 0;
+    const auto begin_phase = [&]() noexcept {
+        if (phase < phases) {
+            FrontEnd::FileCache::Set_Trace_Level(levels[phase]);
+            Set_Expiry_Minutes(phase % 2 == 0 ? 0 : 60);
+            web.Publish("a.xml");
+            Publish_On_Share("e.xml");
+        }
+        ++phase;
+    };
+    std::barrier barrier(Thread_Count, begin_phase);
+
+    std::vector<std::thread> threads;
+    for (unsigned number = 0; number < Thread_Count; ++number) {
+        threads.emplace_back([&, number] {
+            [[maybe_unused]] const Host_Thread host_thread;
+            std::mt19937 random(number); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same operations in each run
+            for (int i = 0; i < phases; ++i) {
+                barrier.arrive_and_wait();
+                for (int operation = 0; operation < operations; ++operation) {
+                    Operate(random);
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+
+    RecordProperty("operations", Thread_Count * phases * operations);
+    EXPECT_GT(served_paths, Thread_Count * phases * operations / 2);
+    EXPECT_EQ(empty_paths, 0);
+    std::cout << served_paths << " paths served, " << gone_paths
+              << " of them deleted by others before they were opened\n";
+
+    // What the last writer recorded is sound.
+    for (const auto& [request, entry] : Loaded()) {
+        Expect_Nothing_Or_A_Document(entry.cached_file, request);
+    }
+}
+
+} // namespace
+
+} // namespace QEL::Tests

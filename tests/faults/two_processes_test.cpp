@@ -1,0 +1,215 @@
+// Processes that trace at the same time to one place. Each has a trace file of its own; where none can
+// be opened, all of them write to the standard error stream, which they may share.
+
+#include "tests/faults/support/Amount.h"
+#include "tests/faults/support/Trace_Line.h"
+#include "tests/faults/support/Worker_Process.h"
+#include "tests/support/Temporary_Directory.h"
+#include "util/Generate_Uuid.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <random>
+#include <sstream>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+const std::string Holder_Died = "ERROR: QELPCTRC, lock holder died";
+
+class Two_Processes : public testing::Test {
+protected:
+    Two_Processes() {
+        ::setenv("QEL_TEST_LOCK", lock_name.c_str(), 1);
+        ::setenv("QEL_TRACE_DIR", (directory.Path() / "missing").c_str(), 1);
+        const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        m_Standard_Error = ::dup(STDERR_FILENO);
+        ::dup2(file, STDERR_FILENO);
+        ::close(file);
+    }
+    ~Two_Processes() override {
+        Take_Standard_Error_Back();
+        ::shm_unlink(lock_name.c_str());
+        ::unsetenv("QEL_TRACE_DIR");
+    }
+
+    Worker_Process Writer(int process, int lines) const {
+        return {"trace_process",
+                {"write", std::to_string(process), std::to_string(lines), Ready_File(process).string()}};
+    }
+
+    /// A process creates its file when it is about to write, or holds the lock.
+    std::filesystem::path Ready_File(int process) const { return directory.Path() / std::to_string(process); }
+
+    void Wait_Until_Ready(int process) const {
+        const auto limit = steady_clock::now() + std::chrono::seconds(30);
+        while (!std::filesystem::exists(Ready_File(process)) && steady_clock::now() < limit) {
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        ASSERT_TRUE(std::filesystem::exists(Ready_File(process))) << "process " << process;
+    }
+
+    /// What all processes wrote, line by line, without the writers' headers.
+    std::vector<std::string> Lines() {
+        Take_Standard_Error_Back();
+        std::vector<std::string> lines;
+        std::ifstream file(output);
+        for (std::string line; std::getline(file, line);) {
+            const bool is_header = line.empty() || line.starts_with("** ") || line.starts_with("****");
+            if (!is_header) {
+                lines.push_back(line);
+            }
+        }
+        return lines;
+    }
+
+    /// Counts the whole lines of each thread, which must come in order. @return the lines that are none.
+    std::vector<std::string> Count_Whole_Lines(const std::vector<std::string>& lines) {
+        std::vector<std::string> others;
+        for (const std::string& line : lines) {
+            int process = 0;
+            int thread = 0;
+            int number = 0;
+            const bool is_read = std::sscanf(line.c_str(), "***ERROR***: process %d thread %d line %d ", &process,
+                                             &thread, &number) == 3;
+            if (is_read && line == "***ERROR***: " + Trace_Line(process, thread, number) &&
+                whole_lines[{process, thread}] == number) {
+                ++whole_lines[{process, thread}];
+            } else {
+                others.push_back(line);
+            }
+        }
+        return others;
+    }
+
+    void Take_Standard_Error_Back() {
+        if (m_Standard_Error >= 0) {
+            ::dup2(m_Standard_Error, STDERR_FILENO);
+            ::close(m_Standard_Error);
+            m_Standard_Error = -1;
+        }
+    }
+
+    const Temporary_Directory directory;
+    const std::string output = (directory.Path() / "standard_error").string();
+    const std::string lock_name = "/qel-test-" + FrontEnd::Util::Generate_Uuid();
+    std::map<std::pair<int, int>, int> whole_lines; ///< by process and thread
+
+private:
+    int m_Standard_Error = -1;
+};
+
+TEST_F(Two_Processes, TearNoLine) {
+    const int lines = Amount("QEL_TRACE_LINES", 20000, 4) / 4; // of each of four threads
+    {
+        Worker_Process first = Writer(1, lines);
+        Worker_Process second = Writer(2, lines);
+        EXPECT_EQ(first.Wait(), 0);
+        EXPECT_EQ(second.Wait(), 0);
+    }
+    const auto others = Count_Whole_Lines(Lines());
+    EXPECT_TRUE(others.empty()) << others.size() << " torn lines, such as:\n" << others.front();
+    RecordProperty("lines", 4 * lines);
+    for (const int process : {1, 2}) {
+        for (const int thread : {0, 1}) {
+            EXPECT_EQ((whole_lines[{process, thread}]), lines);
+        }
+    }
+}
+
+TEST_F(Two_Processes, SurviveTheDeathOfAHolderAndOneOfThemSaysSo) {
+    constexpr int lines = 50;
+    {
+        Worker_Process holder("trace_process", {"hold", Ready_File(0).string()});
+        ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(0));
+        Worker_Process first = Writer(1, lines);
+        Worker_Process second = Writer(2, lines);
+        ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(1));
+        ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(2));
+        std::this_thread::sleep_for(milliseconds(300));
+        EXPECT_EQ(std::filesystem::file_size(output), 0U) << "they do not wait";
+        EXPECT_EQ(holder.Kill(), Worker_Process::Killed);
+        EXPECT_EQ(first.Wait(), 0);
+        EXPECT_EQ(second.Wait(), 0);
+    }
+    EXPECT_EQ(Count_Whole_Lines(Lines()), std::vector{Holder_Died});
+    for (const int process : {1, 2}) {
+        EXPECT_EQ((whole_lines[{process, 0}]), lines);
+        EXPECT_EQ((whole_lines[{process, 1}]), lines);
+    }
+}
+
+/// A message is more than one write, so the one that the dead process was writing may be cut.
+TEST_F(Two_Processes, SurviveEachOthersDeathInTheMiddleOfALine) {
+    constexpr int lines = 1000;
+    constexpr int least_rounds = 15;
+    int rounds = 0;
+    std::mt19937 random(std::random_device{}());
+    std::size_t deaths = 0;
+    std::size_t cut_lines = 0;
+    Take_Standard_Error_Back();
+    // A few rounds may happen to kill nobody who holds the lock; then there are more.
+    for (; !HasFailure() && (rounds < least_rounds || (deaths == 0 && rounds < 10 * least_rounds)); ++rounds) {
+        std::filesystem::remove(output);
+        std::filesystem::remove(Ready_File(1));
+        whole_lines.clear();
+        const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        const int standard_error = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+        ::dup2(file, STDERR_FILENO);
+        Worker_Process victim = Writer(1, 0);
+        Worker_Process survivor = Writer(2, lines);
+        ::dup2(standard_error, STDERR_FILENO);
+        ::close(standard_error);
+        ::close(file);
+
+        // Mostly while it writes, sometimes while it begins to.
+        if (std::uniform_int_distribution<>(0, 4)(random) > 0) {
+            ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(1));
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<>(0, 40000)(random)));
+        EXPECT_EQ(victim.Kill(), Worker_Process::Killed) << "it ended by itself";
+        const auto begin = steady_clock::now();
+        EXPECT_EQ(survivor.Wait(), 0);
+        EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(20)) << "it waited for the dead";
+
+        // Each of the dead process's two threads may have died with the lock, the second when it had
+        // just got it from the first. Whoever comes next says so, on the line that was cut; nobody
+        // does when the survivor was done before.
+        const auto all_lines = Lines();
+        const auto others = Count_Whole_Lines(all_lines);
+        std::size_t died = 0;
+        for (const std::string& line : others) {
+            EXPECT_TRUE(line.ends_with(Holder_Died) || line == all_lines.back()) << line;
+            died += line.ends_with(Holder_Died) ? 1 : 0;
+            cut_lines += line == Holder_Died ? 0 : 1;
+        }
+        EXPECT_LE(died, 2U);
+        EXPECT_LE(others.size(), died + 1);
+        deaths += died;
+        EXPECT_EQ((whole_lines[{2, 0}]), lines);
+        EXPECT_EQ((whole_lines[{2, 1}]), lines);
+    }
+    std::cout << rounds << " writers killed, " << deaths << " deaths with the lock, " << cut_lines << " lines cut\n";
+    EXPECT_GT(deaths, 0U);
+}
+
+} // namespace
+
+} // namespace QEL::Tests

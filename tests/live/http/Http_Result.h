@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "util/IRequest_Object.h"
+
+namespace QEL::Tests {
+
+/// Time-outs of a request, in milliseconds; long enough for a busy machine.
+struct Timeouts {
+    int resolve = 20000;
+    int connect = 20000;
+    int send = 20000;
+    int receive = 20000;
+};
+
+/// For a server that hangs, so that it does not hold the tests.
+inline constexpr Timeouts Short_Receive{.receive = 300};
+
+/// What a request object made of a request.
+struct Http_Result {
+    FrontEnd::FileCache::HResult result = 0; ///< the first failure, else 0
+    std::string description;                 ///< of the failure
+    long status = 0;
+    std::string last_modified;
+    std::string content_type;
+    std::string body;
+    std::chrono::milliseconds elapsed{};
+
+    /// The WinInet error number of the failure; 0 when there was none.
+    std::uint32_t Error() const { return result == 0 ? 0 : static_cast<std::uint32_t>(result) & 0xFFFF; }
+};
+
+/// Runs one request through a new request object.
+Http_Result Request(const char* method, const std::string& url, const Timeouts& timeouts = {});
+
+inline Http_Result Get(const std::string& url, const Timeouts& timeouts = {}) {
+    return Request("GET", url, timeouts);
+}
+
+inline Http_Result Head(const std::string& url, const Timeouts& timeouts = {}) {
+    return Request("HEAD", url, timeouts);
+}
+
+} // namespace QEL::Tests

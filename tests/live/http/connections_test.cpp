@@ -1,0 +1,301 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/posix/http/Connection_Pool.h"
+#include "platform/posix/http/Sigpipe_Guard.h"
+#include "platform/posix/http/WinInet_Error.h"
+#include "tests/live/http/Http_Result.h"
+#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/Misbehaving_Server.h"
+#include "tests/support/Tls_Sites.h"
+#include "util/Cert_Error_Handling.h"
+#include "util/HttpClient.h"
+
+// Requests have objects of their own; the connections outlive them.
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace FrontEnd::Platform;
+using namespace FrontEnd::Util::HttpWinInet;
+
+const std::string Answer_With_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+const std::string Answer_Without_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n";
+
+/// Serves one request after the other on each connection.
+void Serve_All(Server_Connection& client) {
+    for (auto request = client.Read_Request(); !request.empty(); request = client.Read_Request()) {
+        client.Send(request.starts_with("HEAD") ? Answer_Without_Body : Answer_With_Body);
+    }
+}
+
+std::ptrdiff_t Open_Descriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
+TEST(Connections, AreSharedByFreshnessCheckAndDownload) {
+    const Misbehaving_Server server(Serve_All);
+
+    EXPECT_EQ(Head(server.Url()).status, 200);
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url("/other.xml")).body, "abc");
+
+    EXPECT_EQ(server.Connections(), 1);
+}
+
+TEST(Connections, CostOneTlsHandshakeForFreshnessCheckAndDownload) {
+    const Tls_Sites sites;
+
+    Head(sites.Url(Tls_State::Good));
+    Get(sites.Url(Tls_State::Good));
+
+    const auto requests = sites.Server().Requests(2);
+    ASSERT_EQ(requests.size(), 2U);
+    const auto connection = requests[0].substr(0, requests[0].find(' '));
+    EXPECT_EQ(requests[0], connection + " HEAD /file.xml 200 .");
+    EXPECT_EQ(requests[1], connection + " GET /file.xml 200 .");
+}
+
+TEST(Connections, AreNotSharedBetweenServers) {
+    const Misbehaving_Server first(Serve_All);
+    const Misbehaving_Server second(Serve_All);
+
+    Get(first.Url());
+    Get(second.Url());
+    Get(first.Url());
+    Get(first.Url("/file.xml", "other.test"));
+
+    EXPECT_EQ(first.Connections(), 2);
+    EXPECT_EQ(second.Connections(), 1);
+}
+
+TEST(Connections, MadeWithoutCertificateCheckServeNoRequestThatWantsIt) {
+    const Tls_Sites sites;
+    const auto url = sites.Url(Tls_State::Good);
+    const auto send = [&url] {
+        HttpClient client;
+        EXPECT_EQ(client.SendWinInetRequest(Http_Get, url.c_str(), client.GetHWnd(), 20000), 200U);
+    };
+    {
+        User_Configuration configuration;
+        configuration.Set_Number("CertErrorHandlingMode", IgnoreAllErrorsMode);
+        send();
+        send();
+    }
+    const User_Configuration default_mode;
+    send();
+    Get(url);
+
+    std::vector<std::string> connections;
+    for (const auto& request : sites.Server().Requests(4)) {
+        connections.push_back(request.substr(0, request.find(' ')));
+    }
+    ASSERT_EQ(connections.size(), 4U);
+    EXPECT_EQ(connections[0], connections[1]);
+    EXPECT_NE(connections[1], connections[2]);
+    EXPECT_EQ(connections[2], connections[3]);
+}
+
+TEST(Connections, ArePooledByOriginAndCheck) {
+    Connection_Pool pool;
+    auto connection = pool.Take("https://good.test:443", Certificate_Check::Ignore);
+    const auto* const address = connection.get();
+    pool.Put_Back(std::move(connection), "https://good.test:443", Certificate_Check::Ignore);
+
+    const auto for_checked = pool.Take("https://good.test:443", Certificate_Check::Verify);
+    const auto for_other_origin = pool.Take("https://good.test:444", Certificate_Check::Ignore);
+    const auto for_the_same = pool.Take("https://good.test:443", Certificate_Check::Ignore);
+
+    EXPECT_NE(for_checked.get(), address);
+    EXPECT_NE(for_other_origin.get(), address);
+    EXPECT_EQ(for_the_same.get(), address);
+}
+
+TEST(Connections, ThatTheServerHasClosedAreReplaced) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Send(Answer_With_Body);
+    });
+
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+
+    EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST(Connections, ThatTheServerClosesOnTheNextRequestAreReplaced) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Send(Answer_With_Body);
+        client.Read_Request();
+    });
+
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+
+    EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST(Connections, ThatFailedAreNotUsedAgain) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
+        client.Pause(1000ms); // by then the request has ended, on a busy machine too
+        client.Send("defghij" + Answer_With_Body);
+        Serve_All(client);
+    });
+
+    EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
+    std::this_thread::sleep_for(900ms);
+    EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
+
+    EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST(Connections, WithAnAnswerThatNobodyAskedForAreNotUsedAgain) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        while (!client.Read_Request().empty()) {
+            client.Send(Answer_With_Body + "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nforged");
+        }
+    });
+
+    for (int request = 0; request < 5; ++request) {
+        EXPECT_EQ(Get(server.Url()).body, "abc");
+    }
+}
+
+// With a handle used before, libcurl appended the line to a header that it had freed.
+TEST(Connections, CarryNoHeaderFromOneAnswerToTheNext) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        for (int request = 0; request < 3; ++request) {
+            client.Read_Request();
+            client.Send("HTTP/1.1 200 OK\r\nLast-Modified: monday\r\nContent-Length: 0\r\n\r\n");
+        }
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\n Last-Modified: " + std::string(100, 'x') + "\r\nContent-Length: 3\r\n\r\nabc");
+    });
+
+    for (int request = 0; request < 3; ++request) {
+        EXPECT_EQ(Get(server.Url()).last_modified, "monday");
+    }
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Http_Invalid_Server_Response);
+
+    EXPECT_EQ(server.Connections(), 1);
+}
+
+TEST(Connections, LeaveNoDescriptorsBehind) {
+    const Misbehaving_Server server(Serve_All);
+    Get(server.Url());
+    const auto before = Open_Descriptors();
+
+    for (int request = 0; request < 10000; ++request) {
+        ASSERT_EQ(Head(server.Url()).status, 200);
+    }
+
+    // Fewer when a look-up that hung in an earlier test has ended meanwhile.
+    EXPECT_LE(Open_Descriptors(), before);
+    EXPECT_EQ(server.Connections(), 1);
+}
+
+TEST(Connections, LeaveNoDescriptorsBehindAfterFailures) {
+    const Misbehaving_Server server([](Server_Connection&) {});
+    Get(server.Url());
+    const auto before = Open_Descriptors();
+
+    for (int request = 0; request < 200; ++request) {
+        ASSERT_EQ(Get(server.Url()).Error(), Error_Internet_Connection_Aborted);
+    }
+
+    EXPECT_LE(Open_Descriptors(), before + 8); // connections that the server has not closed yet
+}
+
+TEST(Connections, ToManyServersAreLimited) {
+    std::vector<std::unique_ptr<Misbehaving_Server>> servers;
+    for (int server = 0; server < 20; ++server) {
+        servers.push_back(std::make_unique<Misbehaving_Server>(Serve_All));
+        EXPECT_EQ(Get(servers.back()->Url()).body, "abc");
+    }
+
+    EXPECT_EQ(Connection_Pool::Instance()->m_Idle.size(), 8U);
+    Get(servers.back()->Url());
+    EXPECT_EQ(servers.back()->Connections(), 1);
+    Get(servers.front()->Url());
+    EXPECT_EQ(servers.front()->Connections(), 2);
+}
+
+TEST(Connections, AreClosedAfterTwoIdleMinutes) {
+    const Misbehaving_Server server(Serve_All);
+    Get(server.Url());
+    for (auto& idle : Connection_Pool::Instance()->m_Idle) {
+        idle.since -= 121s;
+    }
+
+    Get(server.Url());
+
+    EXPECT_EQ(Connection_Pool::Instance()->m_Idle.size(), 1U);
+    EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST(Connections, ServeManyThreadsAtOnce) {
+    const Misbehaving_Server server(Serve_All);
+    std::atomic<int> served = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 32; ++thread) {
+        threads.emplace_back([&] {
+            for (int request = 0; request < 50; ++request) {
+                served += Get(server.Url()).body == "abc" ? 1 : 0;
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+
+    EXPECT_EQ(served, 32 * 50);
+}
+
+TEST(Sigpipe, IsKeptFromTheThreadAndForgottenAtTheEnd) {
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    {
+        const Sigpipe_Guard guard;
+        raise(SIGPIPE);
+    }
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    sigset_t pending;
+    sigpending(&pending);
+
+    EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+}
+
+TEST(Sigpipe, OfTheHostIsLeftPending) {
+    sigset_t sigpipe;
+    sigemptyset(&sigpipe);
+    sigaddset(&sigpipe, SIGPIPE);
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
+    raise(SIGPIPE);
+    { const Sigpipe_Guard guard; }
+    const timespec no_wait{};
+
+    EXPECT_EQ(sigtimedwait(&sigpipe, nullptr, &no_wait), SIGPIPE);
+
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+} // namespace
+
+} // namespace QEL::Tests

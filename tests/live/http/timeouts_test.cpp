@@ -1,0 +1,188 @@
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include "platform/posix/http/WinInet_Error.h"
+#include "tests/live/http/Http_Result.h"
+#include "tests/support/Misbehaving_Server.h"
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace FrontEnd::Platform;
+using testing::HasSubstr;
+
+/// A port whose connections are neither accepted nor refused: its queue is full.
+class Full_Port {
+public:
+    Full_Port() : m_Listener(Bind_Free_Port()) {
+        listen(m_Listener.Get(), 0);
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        getsockname(m_Listener.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+        for (int client = 0; client < 4; ++client) {
+            m_Clients.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+            connect(m_Clients.back().Get(), reinterpret_cast<const sockaddr*>(&address), size);
+        }
+    }
+
+    std::string Url(const std::string& scheme) const {
+        return scheme + "://good.test:" + std::to_string(Port_Of(m_Listener)) + "/";
+    }
+
+private:
+    Socket m_Listener;
+    std::vector<Socket> m_Clients;
+};
+
+TEST(Resolve_Timeout, EndsALookUpThatHangs) {
+    Timeouts timeouts;
+    timeouts.resolve = 200;
+
+    const auto outcome = Get("http://hanging.invalid/", timeouts);
+
+    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+    EXPECT_THAT(outcome.description, HasSubstr("The name of the server hanging.invalid was not resolved in time"));
+    EXPECT_GE(outcome.elapsed, 200ms);
+    EXPECT_LT(outcome.elapsed, 8s);
+}
+
+TEST(Resolve_Timeout, IsNotWaitedForWhenTheNameDoesNotExist) {
+    const auto outcome = Get("http://nowhere.invalid:8080/");
+
+    EXPECT_EQ(outcome.Error(), Error_Internet_Name_Not_Resolved);
+    EXPECT_THAT(outcome.description, HasSubstr("The name of the server nowhere.invalid cannot be resolved"));
+}
+
+TEST(Connect_Timeout, EndsAConnectionThatNobodyAccepts) {
+    const Full_Port port;
+    Timeouts timeouts;
+    timeouts.connect = 200;
+    for (const auto* scheme : {"http", "https"}) {
+        const auto outcome = Get(port.Url(scheme), timeouts);
+
+        EXPECT_EQ(outcome.Error(), Error_Internet_Timeout) << scheme;
+        EXPECT_THAT(outcome.description, HasSubstr("did not accept a connection in time"));
+        EXPECT_GE(outcome.elapsed, 200ms) << scheme;
+        EXPECT_LT(outcome.elapsed, 8s) << scheme;
+    }
+}
+
+TEST(Connect_Timeout, IsNotWaitedForWhenTheServerRefuses) {
+    const auto port = std::to_string(Free_Port());
+    for (const auto* scheme : {"http", "https"}) {
+        const auto outcome = Get(std::string(scheme) + "://good.test:" + port + "/");
+
+        EXPECT_EQ(outcome.Error(), Error_Internet_Cannot_Connect) << scheme;
+        EXPECT_THAT(outcome.description,
+                    HasSubstr("good.test (port " + port + ") cannot be connected to: Connection refused"));
+    }
+}
+
+TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
+    const Misbehaving_Server server([](Server_Connection& client) { client.Pause(10s); },
+                                    Misbehaving_Server::Smallest_Receive_Buffer);
+    Timeouts timeouts;
+    timeouts.send = 400;
+
+    const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), timeouts);
+
+    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+    EXPECT_THAT(outcome.description, HasSubstr("did not take the request in time"));
+    EXPECT_GE(outcome.elapsed, 400ms);
+    EXPECT_LT(outcome.elapsed, 8s);
+}
+
+TEST(Receive_Timeout, EndsAHandshakeAndAnAnswerThatDoNotCome) {
+    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    Timeouts timeouts;
+    timeouts.receive = 200;
+
+    const auto answer = Get(server.Url(), timeouts);
+    const auto handshake = Get("https" + server.Url().substr(4), timeouts);
+
+    EXPECT_THAT(answer.description, HasSubstr("did not answer in time"));
+    EXPECT_THAT(handshake.description, HasSubstr("did not finish the TLS handshake in time"));
+    for (const auto& outcome : {answer, handshake}) {
+        EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+        EXPECT_GE(outcome.elapsed, 200ms);
+        EXPECT_LT(outcome.elapsed, 8s);
+    }
+}
+
+TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
+    const Misbehaving_Server server(
+        [](Server_Connection& client) {
+            client.Pause(300ms);
+            client.Read_Request();
+            client.Wait_For_Client_To_Go();
+        },
+        Misbehaving_Server::Smallest_Receive_Buffer);
+
+    const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), Short_Receive);
+
+    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+    EXPECT_THAT(outcome.description, HasSubstr("did not answer in time"));
+    EXPECT_GE(outcome.elapsed, 600ms);
+    EXPECT_LT(outcome.elapsed, 8s);
+}
+
+TEST(Receive_Timeout, LetsASlowBodyPassThatKeepsComing) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n");
+        for (int packet = 0; packet < 5; ++packet) {
+            client.Pause(250ms);
+            client.Send(std::string(1000, 'x'));
+        }
+    });
+
+    const auto outcome = Get(server.Url(), {.receive = 1000});
+
+    EXPECT_EQ(outcome.body, std::string(5000, 'x'));
+    EXPECT_GT(outcome.elapsed, 1000ms);
+}
+
+TEST(Receive_Timeout, EndsABodyThatComesTooSlowlyOnAverage) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n");
+        client.Send_Without_End("0123456789", 100ms); // a tenth of the slowest rate
+    });
+
+    const auto outcome = Get(server.Url(), Short_Receive);
+
+    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+    EXPECT_THAT(outcome.description, HasSubstr("too slowly"));
+    EXPECT_GE(outcome.elapsed, 300ms);
+    EXPECT_LT(outcome.elapsed, 8s);
+}
+
+TEST(Timeouts, OfZeroOrMinusOneAreNone) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Pause(50ms);
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n");
+        client.Pause(50ms);
+        client.Send("abc");
+    });
+
+    EXPECT_EQ(Get(server.Url(), {0, 0, 0, 0}).body, "abc");
+    EXPECT_EQ(Get(server.Url(), {-1, -1, -1, -1}).body, "abc");
+}
+
+TEST(Timeouts, ThatAreNegativeAreRefused) {
+    const auto outcome = Get("http://good.test/", {.receive = -2});
+
+    EXPECT_EQ(static_cast<std::uint32_t>(outcome.result), 0x80070057U);
+}
+
+} // namespace
+
+} // namespace QEL::Tests

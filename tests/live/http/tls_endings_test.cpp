@@ -1,0 +1,77 @@
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "platform/posix/http/WinInet_Error.h"
+#include "tests/live/http/Http_Result.h"
+#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/Certificates.h"
+#include "tests/support/Misbehaving_Server.h"
+#include "tests/support/Temporary_Directory.h"
+
+// How a server ends an answer over TLS. Whoever is on the way can close the connection, so that alone does not
+// make a body whole.
+
+namespace QEL::Tests {
+
+namespace {
+
+class Tls_Endings : public testing::Test {
+protected:
+    /// What comes of a server that sends the text and ends the connection, with or without telling by TLS.
+    Http_Result Download(const std::string& answer, bool tells) const {
+        const Misbehaving_Server server(
+            [&](Server_Connection& client) {
+                client.Read_Request();
+                client.Send(answer);
+                if (tells) {
+                    client.Close_Tls();
+                }
+            },
+            m_Certificate);
+        return Get(server.Url());
+    }
+
+private:
+    Temporary_Directory m_Directory;
+    Certificate_Authority m_Authority{m_Directory.Path(), "authority"};
+    Server_Certificate m_Certificate = m_Authority.Issue("server", {});
+    Environment_Variable m_Trusted{"SSL_CERT_FILE", m_Authority.File().c_str()};
+};
+
+TEST_F(Tls_Endings, ABodyWithoutLengthIsWholeWhenTheServerTellsItsEnd) {
+    const auto outcome = Download("HTTP/1.1 200 OK\r\n\r\n<landscape/>", true);
+    EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
+    EXPECT_EQ(outcome.status, 200);
+    EXPECT_EQ(outcome.body, "<landscape/>");
+}
+
+TEST_F(Tls_Endings, ABodyWithoutLengthThatAClosedConnectionCutsIsRefused) {
+    const auto outcome = Download("HTTP/1.1 200 OK\r\n\r\n<landscape", false);
+    EXPECT_EQ(outcome.Error(), FrontEnd::Platform::Error_Internet_Connection_Aborted);
+    EXPECT_THAT(outcome.description, testing::HasSubstr("may have been cut on the way"));
+    EXPECT_EQ(outcome.body, "");
+}
+
+TEST_F(Tls_Endings, ACutTextAboutAnErrorLeavesItsStatus) {
+    const auto outcome = Download("HTTP/1.1 404 Not Found\r\n\r\nno such", false);
+    EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
+    EXPECT_EQ(outcome.status, 404);
+}
+
+TEST_F(Tls_Endings, ABodyOfThePromisedLengthIsWholeByItself) {
+    const auto outcome = Download("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n<landscape/>", false);
+    EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
+    EXPECT_EQ(outcome.body, "<landscape/>");
+}
+
+TEST_F(Tls_Endings, ABodyWithItsLastChunkIsWholeByItself) {
+    const auto outcome =
+        Download("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nc\r\n<landscape/>\r\n0\r\n\r\n", false);
+    EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
+    EXPECT_EQ(outcome.body, "<landscape/>");
+}
+
+} // namespace
+
+} // namespace QEL::Tests

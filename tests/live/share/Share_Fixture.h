@@ -1,0 +1,93 @@
+#pragma once
+
+#include "tests/live/share/Home_Fixture.h"
+#include "tests/support/Samba_Server.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace QEL::Tests {
+
+/// A live file server, shared by the tests of a suite.
+class Share_Fixture : public Home_Fixture {
+protected:
+    static void SetUpTestSuite() { s_server = std::make_unique<Samba_Server>(); }
+    static void TearDownTestSuite() { s_server.reset(); }
+
+    Share_Fixture() {
+        target_folder = home / "target";
+        std::filesystem::create_directory(target_folder);
+        Configure_Server();
+    }
+
+    ~Share_Fixture() override {
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator(server().Files(), ignored)) {
+            std::filesystem::remove_all(entry, ignored);
+        }
+    }
+
+    static Samba_Server& server() { return *s_server; }
+
+    /// Configures the server's port and further lines.
+    void Configure_Server(const std::string& lines = "") {
+        Configure("Port = " + std::to_string(server().Port()) + "\n" + lines);
+    }
+
+    /// The lines that make the user of the server log on.
+    std::string Logon(const std::string& password = Samba_Server::Password) {
+        return "User = " + server().User() + "\n" + Password_File(password + "\n");
+    }
+
+    /// Puts a file on the server and answers with its path there.
+    static std::filesystem::path Publish(const std::string& name, const std::string& content) {
+        const auto path = server().Files() / name;
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    static std::string Content_Of(const std::filesystem::path& path) {
+        std::ifstream file(path, std::ios::binary | std::ios::ate);
+        std::string content(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
+        file.seekg(0);
+        file.read(content.data(), static_cast<std::streamsize>(content.size()));
+        return content;
+    }
+
+    /// Bytes that are different at every place.
+    static std::string Random_Bytes(std::size_t count) {
+        std::mt19937_64 random(count);
+        std::vector<std::uint64_t> block(std::size_t{1} << 17);
+        std::ranges::generate(block, random);
+        std::string bytes;
+        while (bytes.size() < count) {
+            block[0] = bytes.size();
+            bytes.append(reinterpret_cast<const char*>(block.data()), block.size() * sizeof block[0]);
+            std::ranges::rotate(block, block.begin() + 1);
+        }
+        bytes.resize(count);
+        return bytes;
+    }
+
+    /// Sets the modification time to a 100 ns interval since 1601.
+    static void Set_Modification_Time(const std::filesystem::path& path, std::int64_t file_time) {
+        const std::int64_t since_1970 = file_time - 116444736000000000;
+        const timespec time{since_1970 / 10000000, since_1970 % 10000000 * 100};
+        const timespec times[] = {time, time};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    }
+
+    std::filesystem::path target_folder;
+
+private:
+    static inline std::unique_ptr<Samba_Server> s_server;
+};
+
+} // namespace QEL::Tests

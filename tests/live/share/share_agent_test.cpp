@@ -1,0 +1,276 @@
+// The process that works for the library: when it runs, what it keeps, and that it ends.
+
+#include "tests/live/share/Bad_Lines.h"
+#include "tests/live/share/Share_Fixture.h"
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "platform/posix/share/Agent_Program.h"
+#include "platform/posix/share/Share_Agent.h"
+#include "util/Path_Queries.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstring>
+#include <set>
+#include <thread>
+
+#include <sys/wait.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using namespace FrontEnd::Platform;
+using FrontEnd::OSWRAPI::IOSWrapper;
+
+std::string Text_Of(const fs::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::size_t Open_Descriptors() {
+    const fs::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+class Share_Agent_Test : public Share_Fixture {
+protected:
+    /// The running agents that this test started: they know its home.
+    std::set<int> Agents() const {
+        const std::string program = fs::canonical(Find_Agent_Program()).string();
+        std::set<int> agents;
+        for (const auto& process : fs::directory_iterator("/proc")) {
+            const std::string name = process.path().filename().string();
+            int id = 0;
+            std::error_code unreadable;
+            if (std::from_chars(name.data(), name.data() + name.size(), id).ec == std::errc() &&
+                fs::read_symlink(process.path() / "exe", unreadable) == program &&
+                Text_Of(process.path() / "environ").find("HOME=" + home.string() + '\0') != std::string::npos) {
+                agents.insert(id);
+            }
+        }
+        return agents;
+    }
+
+    bool Have_Ended_Within(std::chrono::milliseconds limit) const {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        while (!Agents().empty() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(10ms);
+        }
+        return Agents().empty();
+    }
+
+    Share_Settings Settings_For_Port(int port) {
+        Share_Settings settings;
+        settings.port = static_cast<std::uint16_t>(port);
+        return settings;
+    }
+
+    std::unique_ptr<Share_Agent> Start(const Share_Settings& settings) {
+        std::string refusal;
+        auto agent = Share_Agent::Start(settings, refusal);
+        EXPECT_NE(agent, nullptr) << refusal;
+        return agent;
+    }
+
+    /// A request to tell about a file of the server.
+    static std::unique_ptr<Agent_Protocol::Request> Stat_Request(std::uint32_t timeout_ms) {
+        auto request = std::make_unique<Agent_Protocol::Request>();
+        request->timeout_ms = timeout_ms;
+        std::strcpy(request->url, "smb://127.0.0.1/share/file");
+        return request;
+    }
+
+    static Share_Agent::Clock::time_point In(std::chrono::milliseconds time) {
+        return Share_Agent::Clock::now() + time;
+    }
+
+    const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
+};
+
+TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
+    std::ofstream(home / "local") << "content";
+    std::int64_t time = 0;
+
+    EXPECT_EQ(os->Stat_File((home / "local").string(), time), 0);
+    EXPECT_NE(os->Copy_File((home / "local").c_str(), (home / "copy").c_str(), 1), 0);
+    EXPECT_TRUE(FrontEnd::Util::FileSystem::Path_Exists((home / "local").string()));
+
+    EXPECT_EQ(Agents(), std::set<int>());
+}
+
+TEST_F(Share_Agent_Test, KeepsTheSmbLibraryOutOfTheHost) {
+    Publish("file", "content");
+    std::int64_t time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+
+    EXPECT_THAT(Text_Of("/proc/self/maps"), testing::Not(testing::HasSubstr("smbclient")));
+}
+
+TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
+    Publish("file", "content");
+    Configure_Server("Timeout = 11\n"); // no agent runs with these settings yet
+    std::int64_t time = 0;
+
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    const std::set<int> agents = Agents();
+    EXPECT_EQ(agents.size(), 1u);
+    EXPECT_NE(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1), 0);
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file", "nothing"), time), 67);
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+
+    EXPECT_EQ(Agents(), agents);
+}
+
+TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
+    Publish("file", "content");
+    const auto use_everything = [this] {
+        std::int64_t time = 0;
+        os->Stat_File(Samba_Server::Path("file"), time);
+        os->Stat_File(Samba_Server::Path("other"), time);
+        os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1);
+        os->Delete_File((target_folder / "copy").string());
+        os->Copy_File(Samba_Server::Path("other").c_str(), (target_folder / "copy").c_str(), 1);
+        Configure("Port = 1\n");
+        os->Stat_File(Samba_Server::Path("file"), time);
+        Configure_Server();
+    };
+    use_everything();
+    const std::size_t before = Open_Descriptors();
+
+    for (int round = 0; round < 5; ++round) {
+        use_everything();
+    }
+
+    EXPECT_EQ(Open_Descriptors(), before);
+}
+
+TEST_F(Share_Agent_Test, IsNoChildOfTheHost) {
+    const auto agent = Start(Settings_For_Port(server().Port()));
+
+    const std::set<int> agents = Agents();
+    ASSERT_EQ(agents.size(), 1u);
+    const std::string status = Text_Of("/proc/" + std::to_string(*agents.begin()) + "/status");
+    EXPECT_THAT(status, testing::HasSubstr("\nPPid:"));
+    EXPECT_THAT(status, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
+}
+
+TEST_F(Share_Agent_Test, InheritsNothingThatItsHostHasOpen) {
+    directory.Write("open", "");
+    const int inheritable = ::open((home / "open").c_str(), O_RDONLY); // NOLINT: not closed on exec, on purpose
+    const auto agent = Start(Settings_For_Port(server().Port()));
+    const std::set<int> agents = Agents();
+    ASSERT_EQ(agents.size(), 1u);
+
+    const fs::path process = "/proc/" + std::to_string(*agents.begin());
+    std::size_t descriptors = 0;
+    for (const auto& descriptor : fs::directory_iterator(process / "fd")) {
+        std::error_code closed_meanwhile; // by the agent, which has just started
+        EXPECT_NE(fs::read_symlink(descriptor, closed_meanwhile), home / "open");
+        ++descriptors;
+    }
+    EXPECT_GE(descriptors, 2u) << "its two ends of the talk with its host";
+    EXPECT_EQ(fs::read_symlink(process / "cwd"), "/");
+    ::close(inheritable);
+}
+
+TEST_F(Share_Agent_Test, EndsWithItsHost) {
+    auto agent = Start(Settings_For_Port(server().Port()));
+    EXPECT_EQ(Agents().size(), 1u);
+
+    agent.reset();
+
+    EXPECT_TRUE(Have_Ended_Within(2s));
+}
+
+TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
+    const Black_Hole hole; // the SMB library waits 5 s, whatever its time-out
+    const auto agent = Start(Settings_For_Port(hole.Port()));
+    EXPECT_EQ(Agents().size(), 1u);
+
+    const auto outcome = agent->Ask(*Stat_Request(200), -1, In(200ms));
+
+    EXPECT_EQ(outcome.error, 121u);
+    EXPECT_FALSE(outcome.is_agent_good);
+    EXPECT_TRUE(Have_Ended_Within(3s));
+}
+
+TEST_F(Share_Agent_Test, LivesOnBetweenItsOperations) {
+    Publish("file", "content");
+    const auto agent = Start(Settings_For_Port(server().Port()));
+    const auto request = Stat_Request(3000);
+
+    EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
+    std::this_thread::sleep_for(3700ms);
+
+    EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
+}
+
+TEST_F(Share_Agent_Test, ReadsNoMoreThanItIsAskedFor) {
+    Publish("file", Random_Bytes(200000));
+    const auto agent = Start(Settings_For_Port(server().Port()));
+    const auto request = Stat_Request(5000);
+    request->operation = Agent_Protocol::Operation::Read;
+    for (const std::uint64_t limit : {3u, 65536u, 100000u}) {
+        request->byte_limit = limit;
+        const File_Descriptor target(::open((home / "head").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+
+        EXPECT_EQ(agent->Ask(*request, target.Get(), In(5s)).error, 0u);
+
+        struct stat status {};
+        ASSERT_EQ(::fstat(target.Get(), &status), 0);
+        EXPECT_EQ(status.st_size, static_cast<off_t>(limit));
+    }
+}
+
+TEST_F(Share_Agent_Test, IsReplacedWhenItHasEnded) {
+    Publish("file", "content");
+    Configure_Server("Timeout = 12\n"); // no agent runs with these settings yet
+    std::int64_t time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    const std::set<int> agents = Agents();
+    ASSERT_EQ(agents.size(), 1u);
+
+    ::kill(*agents.begin(), SIGKILL);
+    ASSERT_TRUE(Have_Ended_Within(2s));
+
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+}
+
+TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
+    Publish("file", "content");
+    std::int64_t time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+
+    const pid_t child = ::fork();
+    if (child == 0) {
+        bool all_found = true;
+        for (int round = 0; round < 50; ++round) {
+            all_found = all_found && os->Stat_File(Samba_Server::Path("file"), time) == 0;
+        }
+        ::_exit(all_found ? 0 : 1);
+    }
+    for (int round = 0; round < 50; ++round) {
+        EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Share_Agent_Test, TellsAHumanThatItIsNotForHim) {
+    const std::string command = Find_Agent_Program() + " < /dev/null 2>&1";
+    FILE* const program = ::popen(command.c_str(), "r");
+    ASSERT_NE(program, nullptr);
+    char line[200] = "";
+    EXPECT_NE(std::fgets(line, sizeof line, program), nullptr);
+    EXPECT_EQ(WEXITSTATUS(::pclose(program)), 2);
+    EXPECT_STREQ(line, "qel_share_agent is started by the QEL file cache and is of no use by itself.\n");
+}
+
+} // namespace
+
+} // namespace QEL::Tests

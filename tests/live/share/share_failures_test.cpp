@@ -1,0 +1,266 @@
+// What goes wrong with shares: each failure has its code, comes within its time and leaves nothing
+// behind.
+
+#include "tests/live/share/Bad_Lines.h"
+#include "tests/live/share/Share_Fixture.h"
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "platform/posix/share/Share_Files.h"
+#include "platform/posix/system/File_Descriptor.h"
+#include "util/Last_Error.h"
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include <fcntl.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Platform::Copy_Share_File;
+using FrontEnd::Platform::File_Descriptor;
+using FrontEnd::Platform::Share_File_Info;
+using FrontEnd::Util::Get_Last_Error;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr int File_Not_Found = 2;
+constexpr int Path_Not_Found = 3;
+constexpr int Access_Denied = 5;
+constexpr int Network_Path_Not_Found = 53;
+constexpr int Connection_Lost = 64;
+constexpr int Share_Not_Found = 67;
+constexpr int Timed_Out = 121;
+constexpr int Invalid_Name = 123;
+constexpr int Library_Not_Found = 126;
+constexpr int Logon_Failure = 1326;
+constexpr int Wrong_Configuration = 1610;
+
+class Share_Failures : public Share_Fixture {
+protected:
+    using Clock = std::chrono::steady_clock;
+
+    /// Enough for a time-out of a second on a busy machine. The SMB library alone takes 5 s and more.
+    static constexpr auto In_Time = 4500ms;
+
+    int Stat_Error(const std::string& path) {
+        std::int64_t time = 4711;
+        const int error = os->Stat_File(path, time);
+        EXPECT_EQ(time == 4711, error != 0);
+        return error;
+    }
+
+    /// Copies to the target folder; 0, or the code of the failure, which has to leave nothing there.
+    int Copy_Error(const std::string& path) {
+        if (os->Copy_File(path.c_str(), (target_folder / "copy").c_str(), 1) != 0) {
+            return 0;
+        }
+        EXPECT_TRUE(fs::is_empty(target_folder));
+        return static_cast<int>(Get_Last_Error());
+    }
+
+    /// How long something takes.
+    template <typename Work>
+    static Clock::duration Time_Of(Work work) {
+        const auto start = Clock::now();
+        work();
+        return Clock::now() - start;
+    }
+
+    void Configure_Port(int port, const std::string& lines = "Timeout = 1\n") {
+        Configure("Port = " + std::to_string(port) + "\n" + lines);
+    }
+
+    /// A file that takes long enough to copy for something to happen meanwhile.
+    static void Publish_Huge_File() { fs::resize_file(Publish("huge.bin", "start"), std::uintmax_t{20} << 30); }
+
+    /// Waits in the background until a copy has got some content, then does something to the server.
+    std::thread As_Soon_As_Data_Arrives(std::function<void()> action) {
+        return std::thread([this, action] {
+            for (;;) {
+                for (const auto& entry : fs::directory_iterator(target_folder)) {
+                    std::error_code gone;
+                    const auto size = fs::file_size(entry, gone);
+                    if (!gone && size > 0) {
+                        return action();
+                    }
+                }
+                std::this_thread::sleep_for(1ms);
+            }
+        });
+    }
+
+    const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
+};
+
+TEST_F(Share_Failures, HaveTheirCodes) {
+    const auto secret = Publish("secret.xml", "secret");
+    fs::permissions(secret, fs::perms(0));
+    Publish("file", "content");
+    fs::create_directory(server().Files() / "folder");
+
+    const auto both = [this](const std::string& path) {
+        const int stat_error = Stat_Error(path);
+        const int copy_error = Copy_Error(path);
+        EXPECT_EQ(stat_error, copy_error) << path;
+        return copy_error;
+    };
+    EXPECT_EQ(both(Samba_Server::Path("other.xml")), File_Not_Found);
+    EXPECT_EQ(both(Samba_Server::Path("folder\\other.xml")), File_Not_Found);
+    EXPECT_EQ(both(Samba_Server::Path("other\\other.xml")), Path_Not_Found);
+    EXPECT_EQ(both(Samba_Server::Path("file\\other.xml")), Path_Not_Found);
+    EXPECT_EQ(both(Samba_Server::Path("what:is*this?")), Invalid_Name);
+    EXPECT_EQ(both(Samba_Server::Path("file", "nothing")), Share_Not_Found);
+    EXPECT_EQ(both(Samba_Server::Path("file", "closed")), Access_Denied);
+    EXPECT_EQ(both(Samba_Server::Path("file", "staff")), Access_Denied);
+    EXPECT_EQ(both("\\\\no-such-server.invalid\\share\\file"), Network_Path_Not_Found);
+    EXPECT_EQ(both("\\\\127.0.0.1"), Network_Path_Not_Found);
+    EXPECT_EQ(both("\\\\user@127.0.0.1\\share\\file"), Network_Path_Not_Found);
+    EXPECT_EQ(both(Samba_Server::Path(std::string(40000, 'x'))), 206);
+    EXPECT_EQ(both(Samba_Server::Path("line\nbreak")), Invalid_Name);
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("secret.xml")), Access_Denied);
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("folder")), Access_Denied);
+    EXPECT_EQ(Copy_Error("\\\\127.0.0.1\\share"), Access_Denied);
+
+    Configure_Port(1, "");
+    EXPECT_EQ(both(Samba_Server::Path("file")), Network_Path_Not_Found);
+}
+
+TEST_F(Share_Failures, OfALogonHaveACodeOfTheirOwn) {
+    Publish("file", "content");
+    Configure_Server(Logon("wrong"));
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "staff")), Logon_Failure);
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("file", "staff")), Logon_Failure);
+    // A named user does not turn into a guest because the password is wrong.
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Logon_Failure);
+
+    Configure_Server(Logon());
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "staff")), 0);
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "closed")), Access_Denied);
+}
+
+TEST_F(Share_Failures, ReachNoLocalTarget) {
+    Publish("file", "content");
+
+    EXPECT_EQ(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "missing" / "copy").c_str(), 1), 0);
+
+    EXPECT_EQ(Get_Last_Error(), 3u);
+}
+
+TEST_F(Share_Failures, OfAFullDiskHaveItsCode) {
+    Publish("file", "content");
+    const File_Descriptor full_disk(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    Share_File_Info info;
+
+    EXPECT_EQ(Copy_Share_File(Samba_Server::Path("file"), full_disk.Get(), info), 112u);
+}
+
+TEST_F(Share_Failures, OfASilentServerComeInTime) {
+    const Silent_Port silent;
+    Configure_Port(silent.Port());
+
+    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), In_Time);
+    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out); }), In_Time);
+}
+
+TEST_F(Share_Failures, OfAnAddressThatDropsPacketsComeInTime) {
+    const Black_Hole hole;
+    Configure_Port(hole.Port());
+
+    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), In_Time);
+}
+
+TEST_F(Share_Failures, OfAServerThatFallsSilentComeInTime) {
+    Publish_Huge_File();
+    Configure_Server("Timeout = 3\n");
+    Clock::time_point frozen;
+    auto freezer = As_Soon_As_Data_Arrives([&] {
+        server().Freeze();
+        frozen = Clock::now();
+    });
+
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("huge.bin")), Timed_Out);
+
+    freezer.join();
+    EXPECT_LT(Clock::now() - frozen, 3s + In_Time);
+    server().Thaw();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("huge.bin")), 0);
+}
+
+TEST_F(Share_Failures, OfAServerThatDiesInTheMiddleLeaveNoPartialCopy) {
+    Publish_Huge_File();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("huge.bin")), 0);
+    auto killer = As_Soon_As_Data_Arrives([] { server().Kill(); });
+
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("huge.bin")), Connection_Lost);
+
+    killer.join();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("huge.bin")), Network_Path_Not_Found);
+    server().Restart();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("huge.bin")), 0);
+}
+
+TEST_F(Share_Failures, OfAStaleConnectionAreNotSeen) {
+    Publish("landscape.xml", "<landscape/>");
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("landscape.xml")), 0);
+
+    server().Restart();
+
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("landscape.xml")), 0);
+    EXPECT_EQ(Content_Of(target_folder / "copy"), "<landscape/>");
+}
+
+TEST_F(Share_Failures, AreNotDeclaredWhileASlowServerStillSends) {
+    const std::string content = Random_Bytes(600000);
+    Publish("file", content);
+    const Slow_Line line(server().Port(), 150000);
+    Configure_Port(line.Port(), "Timeout = 3\n");
+
+    EXPECT_GT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), 0); }), 3500ms);
+
+    EXPECT_TRUE(Content_Of(target_folder / "copy") == content);
+}
+
+TEST_F(Share_Failures, OfTheConfigurationAreExplainedOnce) {
+    Configure_Server("User = reader\n" + Password_File("secret"));
+    fs::permissions(home / "password", fs::perms(0644));
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Wrong_Configuration);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "qelfilecache: no access to file shares: [Shares] PasswordFile = " + (home / "password").string() +
+                  ": open to others; chmod 600 closes it\n");
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Wrong_Configuration);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
+    Publish("file", "content");
+    // The loader takes this for the library, and it is none.
+    fs::create_directory(home / "libraries");
+    std::ofstream(home / "libraries" / "libsmbclient.so.0").close();
+    ::setenv("LD_LIBRARY_PATH", (home / "libraries").c_str(), 1);
+    Configure_Server("Timeout = 9\n"); // no agent runs with these settings yet
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Library_Not_Found);
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Library_Not_Found);
+    const std::string said = testing::internal::GetCapturedStderr();
+    ::unsetenv("LD_LIBRARY_PATH");
+
+    EXPECT_THAT(said, StartsWith("qelfilecache: no access to file shares: "
+                                 "the SMB client library (package libsmbclient) cannot be loaded: "));
+    EXPECT_THAT(said, HasSubstr("libsmbclient.so.0"));
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), 0);
+}
+
+} // namespace
+
+} // namespace QEL::Tests

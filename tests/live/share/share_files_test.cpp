@@ -1,0 +1,193 @@
+// Reading from a live share through the services that the cache uses.
+
+#include "tests/live/share/Share_Fixture.h"
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "util/File_Head.h"
+#include "util/Last_Error.h"
+#include "util/Path_Queries.h"
+
+#include <thread>
+#include <vector>
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using FrontEnd::OSWRAPI::IOSWrapper;
+using FrontEnd::Util::FileSystem::Attribute_Read_Only;
+using FrontEnd::Util::FileSystem::Get_File_Attributes;
+using FrontEnd::Util::FileSystem::Path_Exists;
+using FrontEnd::Util::FileSystem::Read_File_Head;
+
+class Share_Files : public Share_Fixture {
+protected:
+    bool Copy(const std::string& source, const fs::path& target) {
+        return os->Copy_File(source.c_str(), target.c_str(), 1) != 0;
+    }
+
+    const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
+};
+
+TEST_F(Share_Files, TellTheModificationTimeToTheInterval) {
+    const auto published = Publish("landscape.xml", "<landscape/>");
+    constexpr std::int64_t time = 133497123451234567;
+    Set_Modification_Time(published, time);
+
+    for (int reading = 0; reading < 3; ++reading) {
+        std::int64_t read_time = 0;
+        EXPECT_EQ(os->Stat_File(Samba_Server::Path("landscape.xml"), read_time), 0);
+        EXPECT_EQ(read_time, time);
+    }
+
+    Set_Modification_Time(published, time - 1);
+    std::int64_t earlier_time = 0;
+    EXPECT_EQ(os->Stat_File(Samba_Server::Path("landscape.xml"), earlier_time), 0);
+    EXPECT_EQ(earlier_time, time - 1);
+}
+
+TEST_F(Share_Files, AreCopiedByteForByte) {
+    for (const std::size_t size : {0UL, 1UL, 65535UL, 65536UL, 65537UL, 3000000UL}) {
+        const std::string content = Random_Bytes(size);
+        Publish("data.bin", content);
+        const auto target = target_folder / ("copy." + std::to_string(size));
+
+        ASSERT_TRUE(Copy(Samba_Server::Path("data.bin"), target)) << size;
+        EXPECT_TRUE(Content_Of(target) == content) << size;
+    }
+}
+
+TEST_F(Share_Files, AreNotCopiedOverAnExistingTarget) {
+    Publish("landscape.xml", "new");
+    std::ofstream(target_folder / "copy") << "old";
+
+    EXPECT_FALSE(Copy(Samba_Server::Path("landscape.xml"), target_folder / "copy"));
+
+    EXPECT_EQ(FrontEnd::Util::Get_Last_Error(), 80u);
+    EXPECT_EQ(Content_Of(target_folder / "copy"), "old");
+}
+
+TEST_F(Share_Files, ExistOrDoNot) {
+    Publish("landscape.xml", "<landscape/>");
+    fs::create_directory(server().Files() / "folder");
+
+    EXPECT_TRUE(os->File_Exists(Samba_Server::Path("landscape.xml")));
+    EXPECT_FALSE(os->File_Exists(Samba_Server::Path("folder")));
+    EXPECT_FALSE(os->File_Exists(Samba_Server::Path("other.xml")));
+    EXPECT_TRUE(os->Directory_Exists(Samba_Server::Path("folder")));
+    EXPECT_TRUE(os->Directory_Exists("\\\\127.0.0.1\\share"));
+    EXPECT_FALSE(os->Directory_Exists(Samba_Server::Path("landscape.xml")));
+    EXPECT_TRUE(Path_Exists(Samba_Server::Path("folder")));
+    EXPECT_TRUE(Path_Exists(Samba_Server::Path("landscape.xml")));
+    EXPECT_FALSE(Path_Exists(Samba_Server::Path("other.xml")));
+}
+
+TEST_F(Share_Files, HaveNamesWithBlanksPercentSignsAndLettersOfAllLanguages) {
+    const std::vector<std::string> names = {"my landscape.xml",
+                                            "100% #1 & more = (a); b+c,d'e~[x]{y}!$@^`.xml",
+                                            "K\xC3\xB6ln \xE2\x82\xAC \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x97\x8E.xml",
+                                            "%41%2F..%2Fescape.xml",
+                                            "a%00b.xml",
+                                            ".hidden",
+                                            "trailing;port=1@host"};
+    for (const std::string& name : names) {
+        Publish(name, "content of " + name);
+
+        std::int64_t time = 0;
+        EXPECT_EQ(os->Stat_File(Samba_Server::Path(name), time), 0) << name;
+        ASSERT_TRUE(Copy(Samba_Server::Path(name), target_folder / "copy")) << name;
+        EXPECT_EQ(Content_Of(target_folder / "copy"), "content of " + name);
+        fs::remove(target_folder / "copy");
+    }
+}
+
+TEST_F(Share_Files, AreNotTakenForOthersByTheirNames) {
+    Publish("a", "not asked for");
+    Publish("A.xml", "not asked for");
+
+    for (const char* const name : {"a?b", "a#b", "a%", "a\\..\\..\\a", "%61"}) {
+        EXPECT_FALSE(Copy(Samba_Server::Path(name), target_folder / "copy")) << name;
+        EXPECT_TRUE(fs::is_empty(target_folder));
+    }
+}
+
+TEST_F(Share_Files, AreFoundThroughEitherSlash) {
+    fs::create_directories(server().Files() / "some" / "folder");
+    Publish("some/folder/landscape.xml", "<landscape/>");
+
+    for (const char* const path :
+         {R"(\\127.0.0.1\share\some\folder\landscape.xml)", R"(\\127.0.0.1/share/some/folder/landscape.xml)",
+          R"(\\127.0.0.1\share\\some/\folder\landscape.xml)", R"(\\127.0.0.1\share\some\x\..\folder\landscape.xml)"}) {
+        EXPECT_TRUE(os->File_Exists(path)) << path;
+    }
+}
+
+TEST_F(Share_Files, CarryTheReadOnlyAttributeToTheCopy) {
+    const auto published = Publish("fixed.xml", "fixed");
+    fs::permissions(published, fs::perms(0444));
+    Publish("open.xml", "open");
+
+    EXPECT_EQ(Get_File_Attributes(Samba_Server::Path("fixed.xml")) & Attribute_Read_Only, Attribute_Read_Only);
+    EXPECT_EQ(Get_File_Attributes(Samba_Server::Path("open.xml")) & Attribute_Read_Only, 0u);
+
+    const auto fixed_copy = target_folder / "fixed";
+    const auto open_copy = target_folder / "open";
+    ASSERT_TRUE(Copy(Samba_Server::Path("fixed.xml"), fixed_copy));
+    ASSERT_TRUE(Copy(Samba_Server::Path("open.xml"), open_copy));
+    EXPECT_EQ(fs::status(fixed_copy).permissions(), fs::perms(0400));
+    EXPECT_EQ(fs::status(open_copy).permissions(), fs::perms(0600));
+
+    EXPECT_TRUE(os->Delete_File(fixed_copy.string()));
+    EXPECT_FALSE(fs::exists(fixed_copy));
+}
+
+TEST_F(Share_Files, AreReadFromTheirBeginning) {
+    Publish("document", "%PDF-1.7 and so on");
+
+    EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 8), "%PDF-1.7");
+    EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 1000), "%PDF-1.7 and so on");
+    EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 0), "");
+    EXPECT_THROW(Read_File_Head(Samba_Server::Path("other"), 8), std::runtime_error);
+}
+
+TEST_F(Share_Files, OfTheStaffOpenWithThePassword) {
+    Publish("landscape.xml", "for the staff");
+    Configure_Server(Logon());
+
+    ASSERT_TRUE(Copy(Samba_Server::Path("landscape.xml", "staff"), target_folder / "copy"));
+
+    EXPECT_EQ(Content_Of(target_folder / "copy"), "for the staff");
+}
+
+TEST_F(Share_Files, AreReadByManyThreadsAtOnce) {
+    constexpr int threads = 6;
+    for (int number = 0; number < threads; ++number) {
+        Publish(std::to_string(number), Random_Bytes(std::size_t{1000000} + static_cast<std::size_t>(number)));
+    }
+
+    std::vector<std::thread> readers;
+    std::vector<int> copied(threads, 0);
+    for (int number = 0; number < threads; ++number) {
+        readers.emplace_back([&, number] {
+            for (int round = 0; round < 5; ++round) {
+                const std::string name = std::to_string(number);
+                std::int64_t time = 0;
+                copied[static_cast<std::size_t>(number)] +=
+                    os->Stat_File(Samba_Server::Path(name), time) == 0 &&
+                    Copy(Samba_Server::Path(name), target_folder / name) &&
+                    Content_Of(target_folder / name) == Content_Of(server().Files() / name) &&
+                    os->Delete_File((target_folder / name).string());
+            }
+        });
+    }
+    for (auto& reader : readers) {
+        reader.join();
+    }
+
+    EXPECT_THAT(copied, testing::Each(5));
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,133 @@
+#include "tests/live/share/Home_Fixture.h"
+
+#include "platform/posix/share/Share_Settings.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using FrontEnd::Platform::Read_Share_Settings;
+using FrontEnd::Platform::Share_Settings;
+using testing::EndsWith;
+
+class Share_Settings_Test : public Home_Fixture {
+protected:
+    /// Why the settings are refused; empty when they are not.
+    std::string Refusal() {
+        Share_Settings settings;
+        std::string refusal;
+        const bool accepted = Read_Share_Settings(settings, refusal);
+        EXPECT_EQ(accepted, refusal.empty());
+        return refusal;
+    }
+
+    fs::path Private_File(const std::string& content) {
+        Configure(Password_File(content));
+        return home / "password";
+    }
+};
+
+TEST_F(Share_Settings_Test, HaveDefaults) {
+    Share_Settings settings;
+    std::string refusal;
+    ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+
+    EXPECT_EQ(settings, Share_Settings());
+    EXPECT_EQ(settings.timeout_ms, 30000u);
+    EXPECT_EQ(settings.port, 0);
+    EXPECT_EQ(settings.user, "");
+}
+
+TEST_F(Share_Settings_Test, AreReadAsTheyAreAtThatMoment) {
+    Configure("Port = 1445\nUser = reader\nWorkgroup = OFFICE\nTimeout = 5\n" + Password_File("one"));
+    Share_Settings settings;
+    std::string refusal;
+    ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+    EXPECT_EQ(settings.port, 1445);
+    EXPECT_EQ(settings.user, "reader");
+    EXPECT_EQ(settings.workgroup, "OFFICE");
+    EXPECT_EQ(settings.timeout_ms, 5000u);
+    EXPECT_EQ(settings.password, "one");
+
+    Configure("Port = 1446\n" + Password_File("another one"));
+    ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+    EXPECT_EQ(settings.port, 1446);
+    EXPECT_EQ(settings.user, "");
+    EXPECT_EQ(settings.password, "another one");
+}
+
+TEST_F(Share_Settings_Test, TakeTheFirstLineForThePassword) {
+    for (const auto& [content, password] : {std::pair{"secret", "secret"},
+                                            {"secret\n", "secret"},
+                                            {"secret\r\nnote\n", "secret"},
+                                            {" with blanks \n", " with blanks "},
+                                            {"\n", ""},
+                                            {"", ""}}) {
+        Private_File(content);
+        Share_Settings settings;
+        std::string refusal;
+        ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+        EXPECT_EQ(settings.password, password);
+    }
+}
+
+TEST_F(Share_Settings_Test, RefuseAPasswordFileThatOthersMayReadOrWrite) {
+    const auto file = Private_File("secret\n");
+    EXPECT_EQ(Refusal(), "");
+    for (const unsigned rights : {0640u, 0604u, 0620u, 0602u, 0644u, 0666u}) {
+        fs::permissions(file, fs::perms(rights));
+        EXPECT_EQ(Refusal(), "[Shares] PasswordFile = " + file.string() + ": open to others; chmod 600 closes it");
+    }
+    fs::permissions(file, fs::perms(0400));
+    EXPECT_EQ(Refusal(), "");
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(file.c_str(), 65534, 0), 0);
+        EXPECT_THAT(Refusal(), EndsWith("belongs to another user"));
+    }
+}
+
+TEST_F(Share_Settings_Test, JudgeThePasswordFileThatALinkLeadsTo) {
+    const auto file = Private_File("secret\n");
+    fs::create_symlink(file, home / "link");
+    Configure("PasswordFile = " + (home / "link").string() + "\n");
+    EXPECT_EQ(Refusal(), "");
+
+    fs::permissions(file, fs::perms(0644));
+    EXPECT_THAT(Refusal(), EndsWith("open to others; chmod 600 closes it"));
+}
+
+TEST_F(Share_Settings_Test, RefuseAPasswordFileThatIsNone) {
+    const auto refused = [this](const std::string& path) {
+        Configure("PasswordFile = " + path + "\n");
+        return Refusal();
+    };
+    EXPECT_THAT(refused((home / "missing").string()), EndsWith("missing: No such file or directory"));
+    EXPECT_THAT(refused(home.string()), EndsWith("not a regular file"));
+    EXPECT_THAT(refused("password"), EndsWith("not an absolute path"));
+    EXPECT_THAT(refused("/dev/null"), EndsWith("not a regular file"));
+    ASSERT_EQ(::mkfifo((home / "pipe").c_str(), 0600), 0);
+    EXPECT_THAT(refused((home / "pipe").string()), EndsWith("not a regular file"));
+    Private_File(std::string(256, 'x'));
+    EXPECT_THAT(Refusal(), EndsWith("its first line is too long"));
+}
+
+TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
+    for (const char* const line : {"Timeout = 0", "Timeout = -5", "Timeout = 3601", "Timeout = soon", "Timeout ="}) {
+        Configure(line);
+        EXPECT_THAT(Refusal(), EndsWith("not a number from 1 to 3600")) << line;
+    }
+    for (const char* const port : {"0", "65536", "smb"}) {
+        Configure(std::string("Port = ") + port + "\n");
+        EXPECT_EQ(Refusal(), std::string("[Shares] Port = ") + port + ": not a number from 1 to 65535");
+    }
+    Configure("User = " + std::string(256, 'u') + "\n");
+    EXPECT_EQ(Refusal(), "[Shares] User: too long");
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,149 @@
+#pragma once
+
+#include "tools/trace_reader/Trace_Reader.h"
+#include "tools/trace_reader/call_names.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace QEL::Tests {
+
+using namespace QEL::FrontEnd::Tool::Trace_Reading;
+
+// The operations that most records are of.
+constexpr const char* get = "Get_Cached_File_and_Status";
+constexpr const char* policy = "Get_Cached_Remote_File";
+
+/// Writes a trace as the cache does, write by write, so that several can be mixed.
+class Written_Trace {
+public:
+    explicit Written_Trace(int thread = 7, bool with_times = false) : m_Thread(thread), m_With_Times(with_times) {}
+
+    /// The time of what follows, such as "(21.11.26 10:20:16)".
+    Written_Trace& At(std::string stamp) {
+        m_Stamp = std::move(stamp);
+        return *this;
+    }
+
+    Written_Trace& Heading(const std::string& level = "Error, Warning, Developer Notes and additional data ") {
+        const std::string rule(80, '*');
+        for (const std::string& line :
+             {rule,
+              std::string("****************************  QEL SE, Trace File  "
+                          "******************************"),
+              "** Main trace mode: " + level, std::string("** Program: \t/usr/bin/pad"), rule}) {
+            Write(line + "\n");
+        }
+        m_Writes.back() += "\n";
+        return *this;
+    }
+
+    Written_Trace& Call(const std::string& method, const std::string& arguments = {}) {
+        if (arguments.empty()) {
+            return Write(Prefix(method) + "CALL\n");
+        }
+        return Write(Prefix(method) + "CALL").Write("(").Write(arguments).Write(")\n");
+    }
+
+    Written_Trace& Return(const std::string& method, const std::string& result) {
+        const std::string prefix = "TID: " + std::to_string(m_Thread) +
+                                   ", QEL::FrontEnd::FileCache::CFileCache::" + method + "/19: return value:";
+        return Write(prefix).Write("(").Write(result).Write(")\n");
+    }
+
+    Written_Trace& Data(const std::string& method, const std::string& message) {
+        return Write(Prefix(method) + message + "\n");
+    }
+
+    Written_Trace& Error(const std::string& method, const std::string& message, const std::string& end = "\n") {
+        return Write((m_With_Times ? "" : "***ERROR***: ") + Prefix(method) + message + end);
+    }
+
+    Written_Trace& Warning(const std::string& method, const std::string& message) {
+        return Write((m_With_Times ? "" : "***WARNING*: ") + Prefix(method) + message + "\n");
+    }
+
+    Written_Trace& Bug() { return Write(" ---- BUG ---- "); }
+
+    Written_Trace& Write(const std::string& text) {
+        m_Writes.push_back((m_With_Times ? m_Stamp + " " : "") + text);
+        return *this;
+    }
+
+    const std::vector<std::string>& Writes() const { return m_Writes; }
+
+    std::string Text() const {
+        std::string text;
+        for (const auto& write : m_Writes) {
+            text += write;
+        }
+        return text;
+    }
+
+private:
+    std::string Prefix(const std::string& method) const {
+        return "TID: " + std::to_string(m_Thread) + ", QEL::FrontEnd::FileCache::CFileCache::" + method +
+               "[0x55d0c8a41eb0]/17: ";
+    }
+
+    int m_Thread;
+    bool m_With_Times;
+    std::string m_Stamp = "(21.11.26 10:20:16)";
+    std::vector<std::string> m_Writes;
+};
+
+/// Two traces written at the same time, turn by turn.
+inline std::string Mixed(const Written_Trace& one, const Written_Trace& other) {
+    std::string text;
+    for (std::size_t turn = 0; turn < std::max(one.Writes().size(), other.Writes().size()); ++turn) {
+        for (const Written_Trace* trace : {&one, &other}) {
+            text += turn < trace->Writes().size() ? trace->Writes()[turn] : "";
+        }
+    }
+    return text;
+}
+
+inline Trace Read(const std::vector<std::string>& contents) {
+    Trace_Reader reader;
+    int process = 100;
+    for (const auto& content : contents) {
+        reader.Add("qelfilecache_0" + std::to_string(process++) + ".trc", content);
+    }
+    return reader.Finish();
+}
+
+/// A call in a line: "downloaded http://server/a.xml -> /cache/1.xml".
+inline std::string In_A_Line(const Call& call) {
+    std::string line(Outcome_Identifier(call.outcome));
+    if (call.operation != Operation::Get) {
+        line.append(" ").append(Operation_Identifier(call.operation));
+    }
+    line.append(call.subject.empty() ? "" : " ").append(call.subject);
+    return line.append(call.path.empty() ? "" : " -> ").append(call.path);
+}
+
+inline std::vector<std::string> Calls_Of(const Trace& trace) {
+    std::vector<std::string> lines;
+    for (const Call& call : trace.calls) {
+        lines.push_back(In_A_Line(call));
+    }
+    return lines;
+}
+
+inline std::vector<std::string> Calls_In(const std::string& content) {
+    return Calls_Of(Read({content}));
+}
+
+/// The explanations of the calls in a trace.
+inline std::vector<std::string> Explanations_In(const std::string& content) {
+    const Trace trace = Read({content});
+    std::vector<std::string> explanations;
+    for (const Call& call : trace.calls) {
+        explanations.push_back(call.explanation);
+    }
+    return explanations;
+}
+
+} // namespace QEL::Tests

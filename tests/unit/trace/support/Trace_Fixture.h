@@ -1,0 +1,97 @@
+#pragma once
+
+#include "tests/unit/trace/support/Trace_Services.h"
+#include "trace/CQelPcTrc.h"
+#include "trace/Set_Trace_Level.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <string>
+
+/// The bytes of a text on the disk, as this platform's text files hold it.
+inline std::string On_Disk(const std::string& text) {
+#ifdef _WIN32
+    std::string bytes;
+    for (const char character : text) {
+        bytes += character == '\n' ? "\r\n" : std::string(1, character);
+    }
+    return bytes;
+#else
+    return text;
+#endif
+}
+
+/// Takes what is written to the standard error stream while it lives.
+class Captured_Stderr {
+public:
+    Captured_Stderr() { testing::internal::CaptureStderr(); }
+    Captured_Stderr(const Captured_Stderr&) = delete;
+    Captured_Stderr& operator=(const Captured_Stderr&) = delete;
+    ~Captured_Stderr() {
+        if (!m_Taken) {
+            Take();
+        }
+    }
+    /// What was written; ends the capture.
+    std::string Take() {
+        m_Taken = true;
+        return testing::internal::GetCapturedStderr();
+    }
+
+private:
+    bool m_Taken = false;
+};
+
+/// Fresh services, and a trace directory of the test's own.
+class Trace_Fixture : public testing::Test {
+protected:
+    Trace_Fixture() {
+        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+        directory = std::filesystem::temp_directory_path() /
+                    (std::string("qel_trace_") + test->name() + "_" + std::to_string(std::random_device()()));
+        std::filesystem::create_directories(directory);
+        g_trace_services = Trace_Services();
+        g_trace_services.trace_directory = directory.string();
+        g_trace_services.mutex = mutex;
+    }
+
+    ~Trace_Fixture() override {
+        CQelPcTrc::s_Main_Trace_Level = 0;
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+        std::error_code ignored;
+        std::filesystem::remove_all(directory, ignored);
+        g_trace_services = Trace_Services();
+    }
+
+    /// A writer without the system-wide lock.
+    static CQelPcTrc Unlocked_Writer(int level) {
+        return CQelPcTrc("writer.trc", static_cast<QELPCTRC_LEVEL>(level), 0, nullptr);
+    }
+
+    std::string Content(const std::string& name = "writer.trc") const {
+        std::ifstream file(directory / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    bool Is_Directory_Empty() const { return std::filesystem::is_empty(directory); }
+
+    /// The header, `stamp` before each of its lines but the last, empty one.
+    static std::string Header(const std::string& stamp = "",
+                              const std::string& mode = "Error, Warning, Developer Notes and additional data ") {
+        const std::string asterisks(80, '*');
+        return stamp + asterisks + "\n" +                                                                     //
+               stamp + "****************************  QEL SE, Trace File  ******************************\n" + //
+               stamp + "** Main trace mode: " + mode + "\n" +                                                 //
+               stamp + "** Program: \t" + g_trace_services.program_path + "\n" +                              //
+               stamp + asterisks + "\n\n";
+    }
+
+    std::filesystem::path directory;
+    std::shared_ptr<Scripted_Mutex> mutex = std::make_shared<Scripted_Mutex>();
+};

@@ -1,0 +1,239 @@
+#include "tools/trace_reader/html_page.h"
+
+#include "tools/trace_reader/call_names.h"
+#include "tools/trace_reader/html_text.h"
+#include "tools/trace_reader/html_timeline.h"
+#include "tools/trace_reader/page_parts.h"
+
+#include <algorithm>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool::Trace_Reading {
+
+namespace {
+
+// What a browser shows without delay; errors come first, so they are the last to be left out.
+constexpr std::size_t most_calls = 6000;
+constexpr std::size_t most_record_bytes = 8 << 20;
+constexpr std::size_t most_records_of_call = 5000;
+constexpr std::size_t longest_record = 4000;
+constexpr std::size_t longest_subject = 2000;
+constexpr Local_Clock_Time long_wait = 2; ///< seconds; shown beside the record that came late
+
+class Html_Page {
+public:
+    Html_Page(const Trace& trace, const Overview& overview, std::ostream& page)
+        : m_Trace(trace), m_Overview(overview), m_Page(page) {}
+
+    void Write() {
+        Write_Head();
+        Write_Summary();
+        m_Page << "<main id=\"main\">\n"
+                  "<form role=\"search\" hidden><input type=\"search\" aria-label=\"Filter the calls\" "
+                  "placeholder=\"Filter: a part of an address, of a message, an outcome ...  ( / )\">"
+                  "<output aria-live=\"polite\"></output>"
+                  "<button type=\"button\">Unfold</button><button type=\"button\">Fold</button></form>\n";
+        Write_Html_Timeline(m_Trace, m_Overview, m_Page);
+        Write_Section("Errors", m_Overview.errors);
+        Write_Section(m_Overview.errors.empty() ? "Calls" : "Other calls", m_Overview.others);
+        m_Page << "<p class=\"nothing\" hidden>Nothing matches the filter.</p>\n</main>\n";
+        Write_Sources();
+        m_Page << "<script>" << page_script << "</script>\n</body></html>\n";
+    }
+
+private:
+    std::size_t Count(Outcome outcome) const { return m_Overview.outcomes[static_cast<std::size_t>(outcome)]; }
+
+    std::string Title() const {
+        const std::size_t failed = Count(Outcome::Failed);
+        const std::size_t old = Count(Outcome::Old_Copy);
+        std::string title = std::to_string(m_Overview.requests) + (m_Overview.requests == 1 ? " request" : " requests");
+        if (failed == 0 && old == 0) {
+            return title + (m_Overview.errors.empty() ? ", none failed" : ", some met errors");
+        }
+        title += failed > 0 ? ", " + std::to_string(failed) + " failed" : "";
+        return title + (old > 0 ? ", " + std::to_string(old) + " served an old copy" : "");
+    }
+
+    void Write_Head() {
+        // No source but the page itself may say how it looks or what it does, should any text of the
+        // trace ever be taken for more than text.
+        m_Page << "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
+               << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'sha256-"
+               << Base64_Of_Hex(page_style_hash) << "'; script-src 'sha256-" << Base64_Of_Hex(page_script_hash)
+               << "'; base-uri 'none'; form-action 'none'\">\n"
+               << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+               << "<title>Trace: " << Title() << "</title>\n<style>" << page_style << "</style></head>\n<body>\n"
+               << "<a class=\"skip\" href=\"#main\">Skip to the calls</a>\n";
+    }
+
+    void Write_Summary() {
+        m_Page << "<header><h1>" << Title() << "</h1>\n<p class=\"quiet\">"
+               << Html_Text(Summary_Text(m_Trace, m_Overview)) << "</p>\n<ul class=\"outcomes\">";
+        for (const Outcome shown : Outcomes_By_Weight()) {
+            if (const std::size_t count = Count(shown); count > 0) {
+                m_Page << "<li class=\"" << Colour_Class(shown) << "\" data-label=\"" << Outcome_Label(shown)
+                       << "\"><b>" << count << "</b>" << Outcome_Label(shown) << "</li>";
+            }
+        }
+        m_Page << "</ul>\n";
+        if (const auto remarks = Remarks(m_Trace, m_Overview); !remarks.empty()) {
+            m_Page << "<ul class=\"remarks\">";
+            for (const std::string& remark : remarks) {
+                m_Page << "<li>" << Html_Text(remark) << "</li>";
+            }
+            m_Page << "</ul>\n";
+        }
+        m_Page << "</header>\n";
+    }
+
+    void Write_Section(std::string_view heading, const std::vector<std::uint32_t>& calls) {
+        if (calls.empty()) {
+            return;
+        }
+        const std::size_t listed = std::min(calls.size(), most_calls - m_Calls_Listed);
+        m_Calls_Listed += listed;
+        m_Page << "<section class=\"calls\"><h2>" << heading << " <small>" << calls.size() << "</small></h2>\n";
+        for (std::size_t place = 0; place < listed; ++place) {
+            Write_Call(calls[place]);
+        }
+        if (listed < calls.size()) {
+            m_Page
+                << "<p class=\"quiet\">" << calls.size() - listed
+                << " more are not on this page, which would grow too large; the text and --json list them all.</p>\n";
+        }
+        m_Page << "</section>\n";
+    }
+
+    void Write_Call(std::uint32_t index) {
+        const Call& call = m_Trace.calls[index];
+        const char* const weight = call.worst == Severity::Error     ? " error"
+                                   : call.worst == Severity::Warning ? " warning"
+                                                                     : "";
+        m_Page << "<details class=\"call" << weight << "\" id=\"c" << m_Overview.numbers[index]
+               << "\"><summary><span class=\"n\">" << m_Overview.numbers[index] << "</span><span class=\"t\">";
+        const bool has_time = call.started != No_Time;
+        if (has_time) {
+            m_Page << Clock_Text(call.started) << " \xC2\xB7 " << Html_Text(Duration_Text(call));
+        }
+        if (m_Overview.lanes.size() > 1) {
+            m_Page << (has_time ? "\n" : "") << Html_Text(m_Overview.lanes[m_Overview.lane_of_call[index]].label);
+        }
+        m_Page << "</span><span class=\"o " << Colour_Class(call) << "\">" << Outcome_Label(call.outcome)
+               << "</span><span class=\"s\">" << Html_Text(Title_Of(call), longest_subject)
+               << "</span><span class=\"w\">" << Html_Text(call.explanation, longest_subject)
+               << "</span></summary><div class=\"b\"><dl>";
+        if (!call.path.empty()) {
+            Write_Detail("Copy", Html_Text(call.path));
+        }
+        Write_Detail("Trace", Html_Text(Place_Of(m_Trace, call)));
+        Write_Detail("Thread", std::to_string(call.thread));
+        m_Page << "</dl>";
+        Write_Records(call);
+        m_Page << "</div></details>\n";
+    }
+
+    void Write_Detail(std::string_view term, const std::string& html) {
+        m_Page << "<dt>" << term << "</dt><dd>" << html << "</dd>";
+    }
+
+    void Write_Records(const Call& call) {
+        if (m_Record_Bytes >= most_record_bytes) {
+            m_Page << "<p class=\"quiet\">Its records are left out, as the page would grow too large: read them where "
+                      "the trace has them, or make a page of that file alone.</p>";
+            return;
+        }
+        m_Page << (call.started == No_Time ? "<ol class=\"r untimed\">" : "<ol class=\"r\">");
+        Local_Clock_Time last = No_Time;
+        for (std::uint32_t index = 0; index < call.record_count; ++index) {
+            if (index == most_records_of_call) {
+                m_Page << "<li><p>" << call.record_count - index << " more records</p></li>";
+                break;
+            }
+            const Record& record = m_Trace.Record_Of(call, index);
+            const Record* answer = nullptr;
+            if (record.kind == Record_Kind::Call && index + 1 < call.record_count) {
+                // A method that called no other takes one line.
+                const Record& next = m_Trace.Record_Of(call, index + 1);
+                if (next.kind == Record_Kind::Return && next.method == record.method && next.time == record.time) {
+                    answer = &next;
+                    ++index;
+                }
+            }
+            Write_Record(record, answer, last);
+            last = record.time;
+        }
+        m_Page << "</ol>";
+    }
+
+    void Write_Record(const Record& record, const Record* answer, Local_Clock_Time last) {
+        std::string classes = record.depth > 0 ? "d" + std::to_string(std::min<int>(record.depth, 8)) : "";
+        if (record.severity >= Severity::Warning) {
+            classes += record.severity == Severity::Error ? " x" : " y";
+        }
+        std::string html = classes.empty() ? "<li>" : "<li class=\"" + classes + "\">";
+        if (record.time != No_Time) {
+            html += "<i>" + (record.time != last ? Clock_Text(record.time) : std::string()) + "</i>";
+        }
+        html += "<p><b>" + Html_Text(record.method) + "</b>";
+        const std::string text = Html_Text(record.text, longest_record);
+        switch (record.kind) {
+        case Record_Kind::Call:
+            html += "(" + text + ")";
+            break;
+        case Record_Kind::Return:
+            html += " = " + text;
+            break;
+        case Record_Kind::Message:
+        case Record_Kind::Writer:
+            html += (record.bug ? ": (held impossible) " : ": ") + text;
+            break;
+        }
+        if (answer != nullptr) {
+            html += " = " + Html_Text(answer->text, longest_record);
+        }
+        if (last != No_Time && record.time != No_Time && record.time - last >= long_wait) {
+            html += " <span class=\"wait\">after " + std::to_string(record.time - last) + " s</span>";
+        }
+        html += "</p></li>";
+        m_Record_Bytes += html.size();
+        m_Page << html;
+    }
+
+    void Write_Sources() {
+        m_Page
+            << "<footer><h2>Where it was read</h2><div class=\"table\"><table><thead><tr><th>File</th><th>Process</th>"
+               "<th>Program</th><th>What was traced</th></tr></thead><tbody>\n";
+        constexpr std::size_t most_rows = 200;
+        for (std::size_t index = 0; index < std::min(m_Trace.runs.size(), most_rows); ++index) {
+            const Run& run = m_Trace.runs[index];
+            m_Page << "<tr><td>" << Html_Text(m_Trace.files[run.file].name, longest_subject)
+                   << (run.line > 2 ? ", from line " + std::to_string(run.line) : "") << "</td><td>"
+                   << Html_Text(run.process) << "</td><td>" << Html_Text(run.program, longest_subject) << "</td><td>"
+                   << Html_Text(run.level, longest_subject) << (run.has_times ? ", with time stamps" : "")
+                   << "</td></tr>\n";
+        }
+        m_Page << "</tbody></table></div>";
+        if (m_Trace.runs.size() > most_rows) {
+            m_Page << "<p>" << m_Trace.runs.size() - most_rows << " more</p>";
+        }
+        m_Page << "</footer>\n";
+    }
+
+    const Trace& m_Trace;
+    const Overview& m_Overview;
+    std::ostream& m_Page;
+    std::size_t m_Calls_Listed = 0;
+    std::size_t m_Record_Bytes = 0;
+};
+
+} // namespace
+
+void Write_Html_Page(const Trace& trace, const Overview& overview, std::ostream& page) {
+    Html_Page(trace, overview, page).Write();
+}
+
+} // namespace QEL::FrontEnd::Tool::Trace_Reading

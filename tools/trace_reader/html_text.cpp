@@ -1,0 +1,92 @@
+#include "tools/trace_reader/html_text.h"
+
+#include "tools/trace_reader/utf8_text.h"
+
+#include <charconv>
+#include <cstdint>
+
+namespace QEL::FrontEnd::Tool::Trace_Reading {
+
+namespace {
+
+std::string Visible_Byte(unsigned char byte) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    return std::string("\\x") + digits[byte >> 4] + digits[byte & 0x0F];
+}
+
+/// Marks that change the direction of the text behind them, or hide in it. All have three bytes.
+bool Is_Direction_Mark(std::string_view character) {
+    if (!character.starts_with("\xE2\x80") && !character.starts_with("\xE2\x81")) {
+        return false;
+    }
+    const auto last = static_cast<unsigned char>(character[2]);
+    return character[1] == '\x80' ? (last >= 0x8B && last <= 0x8F) || (last >= 0xAA && last <= 0xAE)
+                                  : last >= 0xA6 && last <= 0xA9;
+}
+
+} // namespace
+
+std::string Html_Text(std::string_view text) {
+    const std::string utf8 = Utf8_Text(text);
+    std::string html;
+    html.reserve(utf8.size() + utf8.size() / 8);
+    for (std::size_t place = 0; place < utf8.size(); ++place) {
+        const char character = utf8[place];
+        const auto byte = static_cast<unsigned char>(character);
+        if (character == '&') {
+            html += "&amp;";
+        } else if (character == '<') {
+            html += "&lt;";
+        } else if (character == '>') {
+            html += "&gt;";
+        } else if (character == '"') {
+            html += "&quot;";
+        } else if (character == '\'') {
+            html += "&#39;";
+        } else if ((byte < 0x20 && character != '\n') || byte == 0x7F) {
+            html += Visible_Byte(byte);
+        } else if (byte == 0xE2 && Is_Direction_Mark(std::string_view(utf8).substr(place, 3))) {
+            html += "\\u20";
+            html += Visible_Byte(static_cast<unsigned char>(((utf8[place + 1] & 0x01) << 6) | (utf8[place + 2] & 0x3F)))
+                        .substr(2);
+            place += 2;
+        } else {
+            html += character;
+        }
+    }
+    return html;
+}
+
+std::string Html_Text(std::string_view text, std::size_t longest) {
+    if (text.size() <= longest) {
+        return Html_Text(text);
+    }
+    // Not in the middle of a character.
+    std::size_t end = longest;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+        --end;
+    }
+    return Html_Text(text.substr(0, end)) + " ... (" + std::to_string(text.size() - end) + " more bytes)";
+}
+
+std::string Base64_Of_Hex(std::string_view hexadecimal) {
+    constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string base64;
+    std::uint32_t bits = 0;
+    int count = 0;
+    for (std::size_t place = 0; place + 2 <= hexadecimal.size(); place += 2) {
+        std::uint32_t byte = 0;
+        std::from_chars(hexadecimal.data() + place, hexadecimal.data() + place + 2, byte, 16);
+        bits = bits << 8 | byte;
+        for (count += 8; count >= 6; count -= 6) {
+            base64 += digits[bits >> (count - 6) & 0x3F];
+        }
+    }
+    if (count > 0) {
+        base64 += digits[bits << (6 - count) & 0x3F];
+    }
+    base64.append((4 - base64.size() % 4) % 4, '=');
+    return base64;
+}
+
+} // namespace QEL::FrontEnd::Tool::Trace_Reading

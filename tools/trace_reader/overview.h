@@ -1,0 +1,76 @@
+#pragma once
+
+#include "tools/trace_reader/Trace.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What all reports of a trace begin with.
+namespace QEL::FrontEnd::Tool::Trace_Reading {
+
+/// A thread of a process: calls on the same one follow each other.
+struct Lane {
+    std::uint32_t run = 0;
+    std::int32_t thread = 0;
+    std::string label; ///< as short as the trace allows, such as "4711"
+};
+
+struct Overview {
+    std::vector<std::uint32_t> errors;  ///< indices of calls, in order
+    std::vector<std::uint32_t> others;  ///< indices of the other calls that are worth a line
+    std::vector<std::uint32_t> numbers; ///< of each call, as reports count them: from 1; 0 for one without a line
+    std::vector<Lane> lanes;
+    std::vector<std::uint32_t> lane_of_call;
+    std::array<std::size_t, Outcome_Count> outcomes{}; ///< of requests
+    std::size_t requests = 0;
+    std::size_t other_calls = 0;
+    std::size_t processes = 0;
+    Local_Clock_Time first = No_Time;
+    Local_Clock_Time last = No_Time;
+    bool has_concluded_calls = false; ///< the trace is one without entries and exits
+
+    bool Has_Times() const { return first != No_Time; }
+};
+
+Overview Make_Overview(const Trace& trace);
+
+/// All outcomes, the worst first.
+std::span<const Outcome> Outcomes_By_Weight();
+
+/// "2026-11-21"
+std::string Date_Text(Local_Clock_Time time);
+
+/// "10:20:16"
+std::string Clock_Text(Local_Clock_Time time);
+
+/// How long a call took: "3 s", "<1 s"; empty when the trace does not tell. Time stamps have whole
+/// seconds, so a call of a moment may seem to take one.
+std::string Duration_Text(const Call& call);
+
+/// "12 requests and 4 other calls in 3 files of 3 processes", and when.
+std::string Summary_Text(const Trace& trace, const Overview& overview);
+
+/// "3 failed, 1 old copy", the failed ones first.
+std::string Outcomes_Text(const Overview& overview);
+
+/// What is peculiar about the trace and should be known to its reader, a sentence each.
+std::vector<std::string> Remarks(const Trace& trace, const Overview& overview);
+
+/// A call in a word: what was requested, or the operation and its directory.
+std::string Title_Of(const Call& call);
+
+/// Where the records of a call stand: "qelfilecache_4711.trc, lines 7 to 12".
+std::string Place_Of(const Trace& trace, const Call& call);
+
+/// The severity as it is written in reports.
+std::string_view Severity_Label(Severity severity);
+
+/// A text of several lines in one.
+std::string In_One_Line(std::string_view text);
+
+} // namespace QEL::FrontEnd::Tool::Trace_Reading

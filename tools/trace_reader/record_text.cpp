@@ -1,0 +1,119 @@
+#include "tools/trace_reader/record_text.h"
+
+#include <chrono>
+
+namespace QEL::FrontEnd::Tool::Trace_Reading {
+
+namespace {
+
+constexpr std::string_view call_label = "CALL";
+constexpr std::string_view return_label = "return value:";
+
+/// The number of two digits at a place; -1 when there is none.
+int Two_Digits(std::string_view text, std::size_t place) {
+    const int tens = text[place] - '0';
+    const int ones = text[place + 1] - '0';
+    return tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9 ? tens * 10 + ones : -1;
+}
+
+/// The last piece of an entry or exit: a parenthesis, behind a time stamp where there are any.
+bool Take_Closing_Piece(std::string_view& text) {
+    if (!text.ends_with(')')) {
+        return false;
+    }
+    text.remove_suffix(1);
+    Local_Clock_Time time = No_Time;
+    constexpr std::size_t size = time_stamp_size + 1;
+    if (text.size() >= size && Parse_Time_Stamp(text.substr(text.size() - size), time)) {
+        text.remove_suffix(size);
+    }
+    return true;
+}
+
+/// What stands in the parentheses of an entry or exit. Its pieces are opening, content and closing.
+std::string_view Content_Of_Parentheses(std::string_view text, bool& mixed) {
+    text = Without_Time_Stamp(text);
+    if (!text.starts_with('(')) {
+        mixed = mixed || !text.empty();
+        return Without_Blanks(text);
+    }
+    text.remove_prefix(1);
+    text = Without_Time_Stamp(text);
+    // Usually one line; behind it there may be what belongs to no record.
+    auto first_line = text.substr(0, text.find('\n'));
+    if (Take_Closing_Piece(first_line)) {
+        return first_line;
+    }
+    text = Without_Blanks(text);
+    if (!Take_Closing_Piece(text)) {
+        mixed = true;
+    }
+    return Without_Blanks(text);
+}
+
+} // namespace
+
+bool Parse_Time_Stamp(std::string_view text, Local_Clock_Time& time) {
+    if (text.size() <= time_stamp_size || text[0] != '(' || text[3] != '.' || text[6] != '.' || text[9] != ' ' ||
+        text[12] != ':' || text[15] != ':' || text[18] != ')' || text[19] != ' ') {
+        return false;
+    }
+    const int day = Two_Digits(text, 1);
+    const int month = Two_Digits(text, 4);
+    const int year = Two_Digits(text, 7);
+    const int hour = Two_Digits(text, 10);
+    const int minute = Two_Digits(text, 13);
+    const int second = Two_Digits(text, 16);
+    const auto date = std::chrono::year{2000 + year} / month / day;
+    if (day < 0 || month < 0 || year < 0 || hour < 0 || minute < 0 || second < 0 || !date.ok()) {
+        return false;
+    }
+    const auto days = std::chrono::sys_days{date}.time_since_epoch().count();
+    time = ((Local_Clock_Time{days} * 24 + hour) * 60 + minute) * 60 + second;
+    return true;
+}
+
+std::string_view Without_Time_Stamp(std::string_view text) {
+    Local_Clock_Time time = No_Time;
+    return Parse_Time_Stamp(text, time) ? text.substr(time_stamp_size + 1) : text;
+}
+
+std::string_view Without_Blanks(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const auto begin = text.find_first_not_of(blanks);
+    if (begin == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
+}
+
+bool Is_Call_Or_Return(std::string_view text) {
+    return text.starts_with(call_label) || text.starts_with(return_label);
+}
+
+void Interpret_Text(std::string_view raw, Record& record) {
+    if (raw.starts_with(call_label)) {
+        record.kind = Record_Kind::Call;
+        raw.remove_prefix(call_label.size());
+        // An entry without arguments ends with its line.
+        record.text = raw.starts_with('\n') ? std::string_view() : Content_Of_Parentheses(raw, record.incomplete);
+    } else if (raw.starts_with(return_label)) {
+        record.kind = Record_Kind::Return;
+        record.text = Content_Of_Parentheses(raw.substr(return_label.size()), record.incomplete);
+    } else {
+        record.kind = Record_Kind::Message;
+        record.text = Without_Blanks(raw);
+    }
+}
+
+std::string_view Between(std::string_view text, std::string_view before, std::string_view after) {
+    const auto start = text.find(before);
+    if (start == std::string_view::npos) {
+        return {};
+    }
+    text.remove_prefix(start + before.size());
+    const auto end = text.rfind(after);
+    return end == std::string_view::npos ? std::string_view() : text.substr(0, end);
+}
+
+} // namespace QEL::FrontEnd::Tool::Trace_Reading
