@@ -2,11 +2,14 @@
 
 #include "util/Path_Separator.h"
 #include "util/Process.h"
+#include "util/Standard_Error.h"
 #include "util/Trace_Directory.h"
+#include "util/Trace_File.h"
 
 #include <ctime>
 #include <utility>
 
+using QEL::FrontEnd::Util::Standard_Error;
 using QEL::FrontEnd::Util::Tracing::System_Mutex;
 
 namespace {
@@ -52,7 +55,7 @@ CQelPcTrc::CQelPcTrc(const char* file_name, QELPCTRC_LEVEL level, std::uint32_t 
 CQelPcTrc::~CQelPcTrc() = default;
 
 void CQelPcTrc::Stream_Closer::operator()(std::FILE* stream) const {
-    if (stream != stderr) {
+    if (stream != Standard_Error()) {
         std::fclose(stream);
     }
 }
@@ -138,8 +141,8 @@ void CQelPcTrc::Open_Stream() {
         path = QEL::FrontEnd::Util::FileSystem::Join_Path(directory.data(), path).substr(0, Longest_Path);
     }
 
-    std::FILE* const file = std::fopen(path.c_str(), "w");
-    m_Stream.reset(file != nullptr ? file : stderr);
+    std::FILE* const file = Trace_Util::Open_Trace_File(path);
+    m_Stream.reset(file != nullptr ? file : Standard_Error());
 }
 
 void CQelPcTrc::Write_Header() {
@@ -167,22 +170,22 @@ void CQelPcTrc::Write_Header() {
 
 bool CQelPcTrc::SetLock() {
     if (!m_Mutex) {
-        std::fputs("ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n", stderr);
+        std::fputs("ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n", Standard_Error());
         return false;
     }
     switch (m_Mutex->Wait(Lock_Timeout_Milliseconds)) {
     case System_Mutex::Wait_Result::Acquired:
         return true;
     case System_Mutex::Wait_Result::Abandoned:
-        std::fputs("ERROR: QELPCTRC, lock holder died\n", stderr);
+        std::fputs("ERROR: QELPCTRC, lock holder died\n", Standard_Error());
         return false;
     case System_Mutex::Wait_Result::Timed_Out:
-        std::fputs("ERROR: QELPCTRC, MUTEX timed out\n", stderr);
+        std::fputs("ERROR: QELPCTRC, MUTEX timed out\n", Standard_Error());
         return false;
     case System_Mutex::Wait_Result::Failed:
         break;
     }
-    std::fprintf(stderr, "ERROR: QELPCTRC, lock problem (%d)\n", static_cast<int>(m_Mutex->Last_Error()));
+    std::fprintf(Standard_Error(), "ERROR: QELPCTRC, lock problem (%d)\n", static_cast<int>(m_Mutex->Last_Error()));
     return false;
 }
 
@@ -191,6 +194,7 @@ void CQelPcTrc::ResetLock() {
         return;
     }
     if (!m_Mutex->Release()) {
-        std::fprintf(stderr, "ERROR: QELPCTRC, lock reset failed (%d)\n", static_cast<int>(m_Mutex->Last_Error()));
+        std::fprintf(Standard_Error(), "ERROR: QELPCTRC, lock reset failed (%d)\n",
+                     static_cast<int>(m_Mutex->Last_Error()));
     }
 }

@@ -20,8 +20,9 @@ using ::QELPCTRC_LEVEL;
 ///
 /// The trace file "qelfilecache_<process id>.trc" lies in the configured trace directory, or in the
 /// current directory when none is configured. It is opened with the first record that the level
-/// lets through and starts afresh each time the level is set. When it cannot be opened, the records
-/// go to the standard error stream.
+/// lets through and starts afresh each time the level is set. It is for the user alone, and only a plain
+/// file: no link is followed and no pipe waited for. When it cannot be opened, the records go to the
+/// standard error stream.
 ///
 /// Call it while no other thread uses the cache: a record under way may still use the old writer.
 /// @throws std::system_error when the guard of the writer cannot be locked.

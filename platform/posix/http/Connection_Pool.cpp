@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "platform/posix/http/Sigpipe_Guard.h"
+#include "platform/posix/system/Sigpipe_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "platform/posix/http/Sigpipe_Guard.h"
 #include "platform/posix/http/WinInet_Error.h"
+#include "platform/posix/system/Sigpipe_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
 

@@ -5,6 +5,7 @@
 #include "platform/posix/share/Share_Path.h"
 #include "platform/posix/share/Share_Settings.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Standard_Error.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -68,7 +69,7 @@ void Complain(const std::string& matter) {
     static std::set<std::string> s_known_matters;
     const std::lock_guard lock(s_mutex);
     if (s_known_matters.insert(matter).second) {
-        std::fprintf(stderr, "qelfilecache: no access to file shares: %s\n", matter.c_str());
+        std::fprintf(Util::Standard_Error(), "qelfilecache: no access to file shares: %s\n", matter.c_str());
     }
 }
 

@@ -29,6 +29,9 @@ public:
     bool Is_Open() const { return m_Handle != Kind::Nothing(); }
     Value Get() const { return m_Handle; }
 
+    /// Hands the handle over to the caller.
+    Value Release() { return std::exchange(m_Handle, Kind::Nothing()); }
+
     /// Where a system call puts the handle that this object shall own. Only for an empty owner.
     Value* Receive() { return &m_Handle; }
 

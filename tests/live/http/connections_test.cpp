@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "platform/posix/http/Connection_Pool.h"
-#include "platform/posix/http/Sigpipe_Guard.h"
 #include "platform/posix/http/WinInet_Error.h"
+#include "platform/posix/system/Sigpipe_Guard.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/platform/support/User_Configuration.h"
 #include "tests/support/Misbehaving_Server.h"

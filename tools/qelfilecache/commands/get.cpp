@@ -74,7 +74,7 @@ constexpr const char* get_help =
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
     "  qelfilecache get --json http://server.example/a.xml '\\\\server\\share\\b.xml'\n"
-    "  qelfilecache --trace-level 4 --trace-dir /tmp get https://server.example/landscape.xml";
+    "  qelfilecache --trace-level 4 --trace-dir traces get https://server.example/landscape.xml";
 
 } // namespace
 

@@ -2,7 +2,9 @@
 
 #include "util/Path_Separator.h"
 #include "util/Process.h"
+#include "util/Standard_Error.h"
 #include "util/Trace_Directory.h"
+#include "util/Trace_File.h"
 
 #include <algorithm>
 
@@ -39,6 +41,10 @@ std::tm Local_Time() {
     return g_trace_services.local_time ? g_trace_services.local_time() : std::tm{};
 }
 
+std::FILE* Standard_Error() {
+    return stderr;
+}
+
 namespace FileSystem {
 
 char Path_Separator(const std::string& directory) {
@@ -52,6 +58,10 @@ namespace Tracing {
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
     ++g_trace_services.mutexes_opened;
     return g_trace_services.mutex;
+}
+
+std::FILE* Open_Trace_File(const std::string& path) {
+    return std::fopen(path.c_str(), "w");
 }
 
 void InitBuffer(Directory_Buffer& buffer) {

@@ -1,0 +1,62 @@
+// The file that a trace is written to, and what may stand in its place.
+
+#include "tests/platform/support/Scratch_Directory.h"
+#include "util/Trace_File.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Util::Tracing::Open_Trace_File;
+
+class Trace_File : public testing::Test {
+protected:
+    Scratch_Directory scratch;
+
+    /// Writes a line to the trace file of this name; false when there is none to write to.
+    bool Writes(const std::string& name) const {
+        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(Open_Trace_File(scratch / name), std::fclose);
+        return file && std::fputs("line\n", file.get()) >= 0;
+    }
+};
+
+#ifdef _WIN32
+constexpr const char* Line_On_Disk = "line\r\n";
+#else
+constexpr const char* Line_On_Disk = "line\n";
+#endif
+
+TEST_F(Trace_File, IsMade) {
+    EXPECT_TRUE(Writes("new.trc"));
+    EXPECT_EQ(Content_Of(scratch / "new.trc"), Line_On_Disk);
+}
+
+TEST_F(Trace_File, StartsAfresh) {
+    scratch.Write("old.trc", "a long record of a process that ended long ago\n");
+    EXPECT_TRUE(Writes("old.trc"));
+    EXPECT_EQ(Content_Of(scratch / "old.trc"), Line_On_Disk);
+}
+
+TEST_F(Trace_File, IsNotMadeInAMissingDirectory) {
+    EXPECT_FALSE(Writes("missing/new.trc"));
+}
+
+TEST_F(Trace_File, IsNoDirectory) {
+    std::filesystem::create_directory(scratch / "directory.trc");
+    EXPECT_FALSE(Writes("directory.trc"));
+}
+
+TEST_F(Trace_File, IsNoFileWithASecondName) {
+    const std::string other = scratch.Write("precious", "content");
+    std::filesystem::create_hard_link(other, scratch / "link.trc");
+    EXPECT_FALSE(Writes("link.trc"));
+    EXPECT_EQ(Content_Of(other), "content");
+}
+
+} // namespace
+
+} // namespace QEL::Tests

@@ -1,0 +1,108 @@
+// Links, pipes and rights in the place of a trace file, and a standard error stream that nobody reads.
+
+#include "tests/platform/support/Scratch_Directory.h"
+#include "util/Standard_Error.h"
+#include "util/Trace_File.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <csignal>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Util::Standard_Error;
+using FrontEnd::Util::Tracing::Open_Trace_File;
+
+class Posix_Trace_File : public testing::Test {
+protected:
+    using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+    Scratch_Directory scratch;
+
+    Stream Open(const std::string& name) const { return {Open_Trace_File(scratch / name), std::fclose}; }
+    mode_t Rights_Of(const std::string& name) const {
+        struct stat status {};
+        EXPECT_EQ(::stat((scratch / name).c_str(), &status), 0);
+        return status.st_mode & 07777;
+    }
+};
+
+TEST_F(Posix_Trace_File, IsForTheUserAlone) {
+    EXPECT_TRUE(Open("new.trc"));
+    EXPECT_EQ(Rights_Of("new.trc"), mode_t{0600});
+
+    ::chmod(scratch.Write("old.trc", "").c_str(), 0644);
+    EXPECT_TRUE(Open("old.trc"));
+    EXPECT_EQ(Rights_Of("old.trc"), mode_t{0600});
+}
+
+TEST_F(Posix_Trace_File, IsNotHandedToChildProcesses) {
+    const Stream file = Open("new.trc");
+    ASSERT_TRUE(file);
+    EXPECT_NE(::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST_F(Posix_Trace_File, FollowsNoLink) {
+    const std::string precious = scratch.Write("precious", "content");
+    ASSERT_EQ(::symlink(precious.c_str(), (scratch / "link.trc").c_str()), 0);
+    EXPECT_FALSE(Open("link.trc"));
+    EXPECT_EQ(Content_Of(precious), "content");
+
+    ASSERT_EQ(::symlink((scratch / "made").c_str(), (scratch / "dangling.trc").c_str()), 0);
+    EXPECT_FALSE(Open("dangling.trc"));
+    EXPECT_FALSE(std::filesystem::exists(scratch / "made"));
+}
+
+TEST_F(Posix_Trace_File, WaitsForNoReaderOfAPipe) {
+    ASSERT_EQ(::mkfifo((scratch / "pipe.trc").c_str(), 0600), 0);
+    EXPECT_FALSE(Open("pipe.trc"));
+
+    const int reader = ::open((scratch / "pipe.trc").c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_FALSE(Open("pipe.trc"));
+    ::close(reader);
+}
+
+TEST_F(Posix_Trace_File, LeavesAnotherUsersFileAsItIs) {
+    const std::string foreign = scratch.Write("foreign.trc", "content");
+    if (::chown(foreign.c_str(), 65534, 65534) != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    EXPECT_FALSE(Open("foreign.trc"));
+    EXPECT_EQ(Content_Of(foreign), "content");
+}
+
+TEST(Posix_Standard_Error, EndsNobodyWhenItsReaderHasGone) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::array<int, 2> ends{};
+        std::signal(SIGPIPE, SIG_DFL);
+        if (::pipe(ends.data()) != 0 || ::dup2(ends[1], STDERR_FILENO) < 0 || ::close(ends[0]) != 0) {
+            ::_exit(2);
+        }
+        std::fputs("nobody reads this\n", Standard_Error());
+        std::fflush(Standard_Error());
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Posix_Standard_Error, IsTheStandardErrorStream) {
+    testing::internal::CaptureStderr();
+    std::fputs("text\n", Standard_Error());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "text\n");
+}
+
+} // namespace
+
+} // namespace QEL::Tests
