@@ -104,7 +104,7 @@ TEST_F(Explain, TellsOfARequestThatIsNotCachedYet) {
     EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
     result = Run_On_Cache({"explain", "--check", m_Server.Url("/missing.xml")});
     EXPECT_EQ(result.exit_status, 1);
-    EXPECT_THAT(result.out, HasSubstr("status 404: it has no such file."));
+    EXPECT_THAT(result.out, HasSubstr("status 404: not found."));
     EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server answers with status 404, "
                                "unless a download succeeds all the same.\n");
 }
@@ -299,13 +299,13 @@ protected:
     std::string m_Url;
 };
 
-TEST_F(Explain_Certificate, ThatHoldsIsTold) {
+TEST_F(Explain_Certificate, ThatIsValidIsReported) {
     Certificate_Options options;
     options.name = "localhost";
     Start(options);
     const Tool_Result result = Check("");
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out, HasSubstr("status 200: success. Its certificate holds."));
+    EXPECT_THAT(result.out, HasSubstr("status 200: success. Its certificate is valid."));
     EXPECT_THAT(result.out, HasSubstr("the request fails: certificate errors are never overlooked "
                                       "(CertErrorHandlingMode is not configured)."));
 }
@@ -319,9 +319,9 @@ TEST_F(Explain_Certificate, ThatHasExpiredIsToldWithItsNumber) {
     Tool_Result result = Check("");
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.out, HasSubstr("Error 12037: the server's certificate has expired or is not yet valid; "));
-    EXPECT_THAT(result.out, HasSubstr("So its certificate does not hold. A second attempt failed too."));
-    EXPECT_EQ(Verdict(result),
-              "would not be served: there is no copy, and the server's certificate does not hold (error 12037).\n");
+    EXPECT_THAT(result.out, HasSubstr("So its certificate is not valid. A second attempt failed too."));
+    EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server's certificate has expired or is "
+                               "not yet valid (error 12037).\n");
 
     result = Check("CertErrorHandlingMode = 1\n");
     EXPECT_THAT(result.out, HasSubstr("the address is not on the white list"));

@@ -1,7 +1,7 @@
 #include "tools/trace_reader/message_catalogue.h"
 
-#include "tools/qelfilecache/error_meanings.h"
-#include "tools/trace_reader/http_statuses.h"
+#include "util/Error_Meaning.h"
+#include "util/Http_Status.h"
 
 #include <charconv>
 
@@ -71,10 +71,10 @@ constexpr Known_Message messages[] = {
 
     // Shares
     {"Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.", Error, Primary,
-     "the file could not be copied from the share (error {2:share_error})"},
+     "the file could not be copied from the share (error {2:error})"},
     {"Copy file succeeded but the target still does not exist? URL: '%s', cached file: '%s' , GetLastError returned "
      "%d.",
-     Error, Primary, "the copy from the share vanished: look for a virus scanner (error {2:share_error})"},
+     Error, Primary, "the copy from the share vanished: look for a virus scanner (error {2:error})"},
     {"Trying to download a file share URL that cannot be stat-ed: '%s', error code %d.", Warning, Secondary,
      "the file on the share could not be examined"},
     {"File share URL cannot be stat-ed: '%s', error code %d. try to download the shared file directly.", Warning,
@@ -161,12 +161,8 @@ int Number_In(std::string_view text) {
     return number;
 }
 
-std::string_view Cause_Of(const Error_Meaning* meaning) {
-    return meaning ? meaning->cause : std::string_view();
-}
-
-std::string_view Web_Cause(std::string_view number) {
-    return Cause_Of(Web_Error(static_cast<std::uint32_t>(Number_In(number))));
+std::string_view Cause_Of_Error(std::string_view number) {
+    return Util::Meaning_Of_Error(static_cast<std::uint32_t>(Number_In(number))).cause;
 }
 
 std::string Numbered(std::string_view number, std::string_view meaning) {
@@ -194,16 +190,16 @@ std::string Formatted(const Recognised_Message& recognised, std::size_t number, 
     const auto argument = recognised.arguments[number];
     if (how == "description") {
         const auto sentence = First_Sentence(argument);
-        const auto meaning = Web_Cause(recognised.arguments[number + 1]);
+        const auto meaning = Cause_Of_Error(recognised.arguments[number + 1]);
         return std::string(!sentence.empty() ? sentence : !meaning.empty() ? meaning : "the request failed");
     }
     if (how == "status") {
         // Beyond the range of HTTP lie the numbers of transport errors.
         const int status = Number_In(argument);
-        return Numbered(argument, status < 1000 ? Meaning_Of_Status(status) : Web_Cause(argument));
+        return Numbered(argument, status < 1000 ? Util::Meaning_Of_Status(status) : Cause_Of_Error(argument));
     }
-    if (how == "share_error") {
-        return Numbered(argument, Cause_Of(Share_Error(static_cast<std::uint32_t>(Number_In(argument)))));
+    if (how == "error") {
+        return Numbered(argument, Cause_Of_Error(argument));
     }
     return std::string(argument);
 }

@@ -163,7 +163,7 @@ TEST(Request_In_A_Trace, FailedCopyFromAShare) {
     EXPECT_THAT(
         Explanations_In(trace.Text()),
         ElementsAre(
-            "the file could not be copied from the share (error 53: the server cannot be found or does not answer)"));
+            "the file could not be copied from the share (error 53: the server cannot be found or does not respond)"));
 }
 
 TEST(Request_In_A_Trace, WritableFileIsLeftOnItsShare) {

@@ -1,7 +1,5 @@
 #include "tests/tool/words/present.h"
-#include "tools/qelfilecache/error_meanings.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
-#include "tools/qelfilecache/inspecting/remote_errors.h"
 #include "tools/qelfilecache/inspecting/times.h"
 
 #include <gmock/gmock.h>
@@ -81,7 +79,7 @@ TEST(Explanation, OfAFreshCopyTellsHowLong) {
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, ""))).verdict,
               verdict + "; the server does not tell whether its file has changed.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
-              verdict + "; at the moment the server did not answer in time (error 12002).");
+              verdict + "; at the moment the server did not respond in time (error 12002).");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(404, ""))).verdict,
               verdict + "; at the moment the server answers with status 404.");
 }
@@ -124,12 +122,11 @@ TEST(Explanation, TellsThatADownloadFollowsEveryFailedCheck) {
 
 TEST(Explanation, HasAPhraseForEachKindOfError) {
     const std::pair<std::uint32_t, const char*> errors[] = {
-        {12002, "the server did not answer in time"},
+        {12002, "the server did not respond in time"},
         {12007, "the server's name cannot be resolved"},
-        {12037, "the server's certificate does not hold"},
-        {12045, "the server's certificate does not hold"},
+        {12037, "the server's certificate has expired or is not yet valid"},
         {12044, "the server wants a certificate of the client, and the cache has none to show"},
-        {12152, "the server's answer is not valid HTTP"},
+        {12152, "the server's response is not valid HTTP"},
         {12156, "the server redirects the request too often, or from https to http"},
         {12157, "no secure connection came about"},
         {12099, "the request failed on its way"}};
@@ -225,7 +222,7 @@ TEST(Explanation, TellsWhatACertificateErrorLeadsTo) {
     EXPECT_THAT(Steps(explained), AllOf(HasSubstr("mode 1, and the address is not on the white list"),
                                         HasSubstr("(CertErrorHandlingMode in the file)"),
                                         HasSubstr("Error 12045: the server's certificate comes from an authority"),
-                                        HasSubstr(" The system says: The text. So its certificate does not hold."),
+                                        HasSubstr(" The system says: The text. So its certificate is not valid."),
                                         HasSubstr("There is no second attempt")));
     explained.request.certificate = {1, true, true};
     explained.remote->second = Second_Attempt::Succeeded;
@@ -263,7 +260,7 @@ TEST(Explanation, OfAShareTellsTheTimeOfTheFile) {
     EXPECT_THAT(Steps(explained), HasSubstr("the share does not show the file. Error 53: the server cannot be found"));
     EXPECT_THAT(Explain(explained).verdict,
                 HasSubstr("would make the cache try copying the file next, as the check failed: the server cannot be "
-                          "found or does not answer (error 53); when that fails as well, the copy"));
+                          "found or does not respond (error 53); when that fails as well, the copy"));
 }
 
 TEST(Explanation, SteersNoTerminal) {
@@ -271,21 +268,6 @@ TEST(Explanation, SteersNoTerminal) {
     explained.request.entry->copy = "/cache/\x1B[1m";
     const Explanation explanation = Explain(explained);
     EXPECT_THAT(Steps(explained) + explanation.verdict, AllOf(Not(HasSubstr("\x1B")), HasSubstr("\\x1B[2J")));
-}
-
-TEST(Remote_Errors, EachHasACauseAndWhatToDo) {
-    for (const std::uint32_t number : {12002u, 12007u, 12029u, 12037u, 12038u, 12045u, 12157u, 12170u}) {
-        EXPECT_THAT(Web_Error_Text(number), HasSubstr("; ")) << number;
-        EXPECT_EQ(Is_Certificate_Error(number), number >= 12037 && number != 12157) << number;
-    }
-    EXPECT_THAT(Web_Error_Text(12099), HasSubstr("look the number up"));
-    EXPECT_THAT(Share_Error_Text(5), HasSubstr("access is denied"));
-    EXPECT_THAT(Share_Error_Text(99999), HasSubstr("look the number up"));
-    EXPECT_EQ(Status_Text(204), "success");
-    EXPECT_EQ(Status_Text(404), "it has no such file");
-    EXPECT_EQ(Status_Text(302), "a redirection that is not followed");
-    EXPECT_EQ(Status_Text(503), "the server itself is in trouble");
-    EXPECT_EQ(Status_Text(418), "it refuses the request");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "filecache/inspection/Cache_Inspection.h"
+#include "util/Error_Meaning.h"
 
 #include <cstdint>
 #include <optional>
@@ -26,5 +27,13 @@ struct Explained_Request {
     /// What is asked for changes, within a sentence.
     std::string Other_Side() const { return Is_Share() ? "the share" : "the server"; }
 };
+
+/// What the error says that asking ended with.
+inline Util::Error_Meaning Meaning_Of(const FileCache::Remote_Answer& answer) {
+    const auto meaning = Util::Meaning_Of_Error(answer.error);
+    return meaning.cause.empty() ? Util::Error_Meaning{answer.error, "the request failed on its way",
+                                                       "look the number up among the system's errors"}
+                                 : meaning;
+}
 
 } // namespace QEL::FrontEnd::Tool

@@ -1,9 +1,8 @@
 #include "tools/qelfilecache/inspecting/explanation_steps.h"
 
-#include "tools/qelfilecache/error_meanings.h"
-#include "tools/qelfilecache/inspecting/remote_errors.h"
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
+#include "util/Http_Status.h"
 
 #include <charconv>
 #include <cstdint>
@@ -96,12 +95,16 @@ std::string Second_Attempt_Text(const Remote_Answer& answer, const Certificate_H
     return {};
 }
 
-std::string Error_Text(Kind kind, const Remote_Answer& answer) {
+std::string Error_Text(const Remote_Answer& answer) {
     if (answer.error == 0) {
         return Printable(answer.error_text);
     }
-    std::string text = "Error " + std::to_string(answer.error) + ": " +
-                       (kind == Kind::Share ? Share_Error_Text(answer.error) : Web_Error_Text(answer.error)) + ".";
+    const auto meaning = Meaning_Of(answer);
+    std::string text = "Error " + std::to_string(answer.error) + ": " + std::string(meaning.cause);
+    if (!meaning.remedy.empty()) {
+        text.append("; ").append(meaning.remedy);
+    }
+    text += ".";
     std::string system_text = answer.error_text;
     system_text.erase(system_text.find_last_not_of(" \r\n") + 1);
     if (!system_text.empty()) {
@@ -193,7 +196,7 @@ std::string Question_Step(const Explained_Request& explained) {
 std::string Certificate_Step(const Explained_Request& explained) {
     const Certificate_Handling& handling = explained.request.certificate;
     const std::string origin = " (" + Origin_Of(explained.certificate_mode) + ").";
-    const std::string prefix = "If the server's certificate does not hold, ";
+    const std::string prefix = "If the server's certificate is not valid, ";
     switch (handling.mode) {
     case 0:
         return prefix + "the request fails: certificate errors are never overlooked" + origin;
@@ -218,17 +221,21 @@ std::string Answer_Step(const Explained_Request& explained) {
     const bool https = explained.Is_Https();
     if (kind == Kind::Share) {
         return answer.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
-                               : "Asked just now, the share does not show the file. " + Error_Text(kind, answer);
+                               : "Asked just now, the share does not show the file. " + Error_Text(answer);
     }
     if (answer.status != 0) {
         return "Asked just now, the server answers with status " + std::to_string(answer.status) + ": " +
-               Status_Text(answer.status) + "." + (https ? " Its certificate holds." : "") +
-               (answer.answered ? Comparison_Text(explained) : "");
+               std::string(Util::Meaning_Of_Status(answer.status)) +
+               (Util::Refuses_Head_Alone(answer.status)
+                    ? " (HEAD, with which the cache asks; the file may be available all the same)."
+                    : ".") +
+               (https ? " Its certificate is valid." : "") + (answer.answered ? Comparison_Text(explained) : "");
     }
-    std::string step = "Asked just now, the server gives no answer that counts. " + Error_Text(kind, answer);
-    if (https && answer.error != 0 && !May_Be_The_Certificate(answer.error)) {
-        step += Is_Certificate_Error(answer.error) ? " So its certificate does not hold."
-                                                   : " Its certificate is not the cause.";
+    constexpr std::uint32_t may_be_the_certificate = 12175;
+    std::string step = "Asked just now, the server gives no answer that counts. " + Error_Text(answer);
+    if (https && answer.error != 0 && answer.error != may_be_the_certificate) {
+        step += Util::Is_Certificate_Error(answer.error) ? " So its certificate is not valid."
+                                                         : " Its certificate is not the cause.";
     }
     return step + Second_Attempt_Text(answer, explained.request.certificate) +
            (answer.answered ? Comparison_Text(explained) : "");

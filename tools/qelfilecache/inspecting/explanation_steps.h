@@ -19,7 +19,7 @@ std::string Freshness_Step(const Explained_Request& explained);
 /// What follows when the remote side is asked.
 std::string Question_Step(const Explained_Request& explained);
 
-/// What is done when the server's certificate does not hold.
+/// What is done when the server's certificate is not valid.
 std::string Certificate_Step(const Explained_Request& explained);
 
 /// What the remote side said when it was asked. The request has its answer.

@@ -1,7 +1,7 @@
 #include "tools/qelfilecache/inspecting/verdict.h"
 
-#include "tools/qelfilecache/inspecting/remote_errors.h"
 #include "tools/qelfilecache/inspecting/times.h"
+#include "util/Http_Status.h"
 
 namespace QEL::FrontEnd::Tool {
 
@@ -31,13 +31,12 @@ std::string Why_Not(const Explained_Request& explained) {
     if (answer.error == 0) {
         return "the request could not be sent";
     }
-    return (explained.Is_Share() ? Share_Error_Cause(answer.error) : Web_Error_Cause(answer.error)) + " (error " +
-           std::to_string(answer.error) + ")";
+    return std::string(Meaning_Of(answer).cause) + " (error " + std::to_string(answer.error) + ")";
 }
 
 /// True when asking found out nothing about the file: neither the file nor a reason against it.
 bool Could_Not_Ask(const Remote_Answer& answer) {
-    return !answer.answered && Refuses_Head_Alone(answer.status);
+    return !answer.answered && Util::Refuses_Head_Alone(answer.status);
 }
 
 std::string Fresh_Verdict(const Explained_Request& explained) {

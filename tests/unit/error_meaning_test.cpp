@@ -1,0 +1,47 @@
+#include "util/Error_Meaning.h"
+#include "util/Http_Status.h"
+
+#include <gtest/gtest.h>
+
+namespace QEL::FrontEnd::Util {
+namespace {
+
+TEST(Error_Meaning, HasACauseAndWhatToDo) {
+    EXPECT_EQ(Meaning_Of_Error(5).cause, "access denied");
+    EXPECT_EQ(Meaning_Of_Error(12007).cause, "the server's name cannot be resolved");
+    for (const std::uint32_t number : {2u, 53u, 12002u, 12007u, 12029u, 12037u, 12038u, 12045u, 12157u, 12170u}) {
+        EXPECT_NE(Meaning_Of_Error(number).remedy, "") << number;
+    }
+}
+
+TEST(Error_Meaning, OfAnUnknownNumberIsEmpty) {
+    EXPECT_EQ(Meaning_Of_Error(12099).cause, "");
+    EXPECT_EQ(Meaning_Of_Error(12099).remedy, "");
+}
+
+TEST(Error_Meaning, SaysWhichErrorsAreTheCertificates) {
+    for (std::uint32_t number = 12000; number < 12200; ++number) {
+        const bool is_named = Meaning_Of_Error(number).cause.starts_with("the server's certificate");
+        EXPECT_EQ(Is_Certificate_Error(number), is_named || number == 12057) << number;
+    }
+}
+
+TEST(Http_Status, HasAMeaning) {
+    EXPECT_EQ(Meaning_Of_Status(204), "success");
+    EXPECT_EQ(Meaning_Of_Status(302), "a redirect that is not followed");
+    EXPECT_EQ(Meaning_Of_Status(404), "not found");
+    EXPECT_EQ(Meaning_Of_Status(418), "the server refuses the request");
+    EXPECT_EQ(Meaning_Of_Status(503), "the service is not available");
+    EXPECT_EQ(Meaning_Of_Status(599), "internal error of the server");
+}
+
+TEST(Http_Status, KnowsRedirectsAndRefusalsOfHead) {
+    for (long status = 100; status < 600; ++status) {
+        const bool redirects = (status >= 301 && status <= 303) || status == 307 || status == 308;
+        EXPECT_EQ(Is_Redirect(status), redirects) << status;
+        EXPECT_EQ(Refuses_Head_Alone(status), status == 405 || status == 501) << status;
+    }
+}
+
+} // namespace
+} // namespace QEL::FrontEnd::Util

@@ -1,0 +1,105 @@
+#include "util/Error_Meaning.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace QEL::FrontEnd::Util {
+
+namespace {
+
+constexpr Error_Meaning meanings[] = {
+    {0, "success", ""},
+    {2, "file not found", "check the path"},
+    {3, "path not found", "check the path"},
+    {4, "too many open files", "close some programs"},
+    {5, "access denied", "check that this user may read the file"},
+    {6, "invalid handle", ""},
+    {8, "not enough memory", "close some programs"},
+    {14, "not enough memory for the request", "close some programs"},
+    {19, "the disk is read-only", ""},
+    {21, "the share is not ready", "try again"},
+    {32, "another program has the file open for itself", "close it there"},
+    {50, "the server does not support this", "check the path"},
+    {53, "the server cannot be found or does not respond", "check its name, that it runs, and the network"},
+    {55, "the share is gone", "check its name"},
+    {59, "the network failed", "try again"},
+    {64, "the server ended the connection", "check that it runs"},
+    {65, "access over the network is denied", "check that this user may use the share"},
+    {67, "the server has no such share", "check its name"},
+    {71, "the server takes no more connections", "try again"},
+    {80, "the file exists already", ""},
+    {86, "the password is wrong", ""},
+    {87, "invalid parameter", ""},
+    {112, "the disk is full", "free some space on it"},
+    {121, "the server did not respond in time", "check that it runs, and the network"},
+    {123, "the path is not valid", "check its spelling"},
+    {126, "library not found", ""},
+    {206, "the name is too long", "shorten it"},
+    {223, "the file is too large", ""},
+    {288, "the lock is not held by the caller", ""},
+    {1003, "the system's object for HTTP requests failed and gave no number of a connection error", ""},
+    {1117, "input/output error", "check the disk and the network"},
+    {1131, "the calling thread holds the lock already", ""},
+    {1203, "no network takes the path", "check its spelling"},
+    {1231, "the server's network cannot be reached", "check the network"},
+    {1232, "the server cannot be reached", "check the network"},
+    {1265, "this machine cannot reach an authority that would let it log on", "check the network"},
+    {1326, "the server refuses the user or the password", ""},
+    {1331, "this user's account is disabled", ""},
+    {1610, "the configuration is not valid", "correct it"},
+    {1907, "the password has to be changed first", "change it"},
+    {1909, "this user's account is locked", ""},
+    {1921, "too many symbolic links", ""},
+    {12001, "this machine has no room for another connection", "try again"},
+    {12002, "the server did not respond in time", "check that it runs, its load, and the network"},
+    {12004, "the system's HTTP client failed in itself", "try again"},
+    {12005, "the address is not valid", "check its spelling"},
+    {12006, "the scheme of the address is unknown", "use http: or https:"},
+    {12007, "the server's name cannot be resolved", "check its spelling, the name service and the network"},
+    {12009, "the system's HTTP client does not know an option that the cache sets", ""},
+    {12017, "the request was given up", ""},
+    {12029, "the server cannot be connected to", "check that it runs, its port, and the firewalls between"},
+    {12030, "the server ended the connection before its response was complete",
+     "check the server and the proxies between"},
+    {12031, "the connection was reset", "check the server and the firewalls between"},
+    {12037, "the server's certificate has expired or is not yet valid", "renew it, or set this machine's date right"},
+    {12038, "the server's certificate was issued for another name", "use the name that the certificate bears"},
+    {12044, "the server wants a certificate of the client, and the cache has none to show", ""},
+    {12045,
+     "the server's certificate comes from an authority that this machine does not trust, or its chain is incomplete",
+     "install the authority's certificate, or have the server send its chain"},
+    {12055, "the server's certificate has several faults", ""},
+    {12057, "it cannot be found out whether the server's certificate was revoked",
+     "let this machine reach the authority's revocation list"},
+    {12152, "the server's response is not valid HTTP", "check that the address names a web server, and the port"},
+    {12156, "the server redirects the request too often, or from https to http", "check the server's redirects"},
+    {12157, "no secure connection came about", "check that the server speaks TLS 1.2 or newer on this port"},
+    {12169, "the server's certificate is not valid", "have it replaced"},
+    {12170, "the server's certificate has been revoked", "do not trust this server until it has a new one"},
+    {12175, "no secure connection came about", "check the server's certificate and that it speaks TLS 1.2 or newer"},
+};
+
+} // namespace
+
+Error_Meaning Meaning_Of_Error(std::uint32_t number) {
+    const auto* const found = std::find_if(std::begin(meanings), std::end(meanings),
+                                           [number](const Error_Meaning& meaning) { return meaning.number == number; });
+    return found == std::end(meanings) ? Error_Meaning{number, {}, {}} : *found;
+}
+
+bool Is_Certificate_Error(std::uint32_t number) {
+    switch (number) {
+    case 12037:
+    case 12038:
+    case 12045:
+    case 12055:
+    case 12057:
+    case 12169:
+    case 12170:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace QEL::FrontEnd::Util
