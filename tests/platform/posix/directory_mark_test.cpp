@@ -1,0 +1,80 @@
+// A mark and the processes that this one forks.
+
+#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/platform/support/posix/Child_Process.h"
+#include "util/Directory_Mark.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Util::FileSystem::Directory_Mark;
+using FrontEnd::Util::FileSystem::Other_Processes_On;
+
+/// True while nobody at all has marked the directory.
+bool Is_Unmarked(const std::string& directory) {
+    const int opened = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool is_unmarked = ::flock(opened, LOCK_EX | LOCK_NB) == 0;
+    ::close(opened);
+    return is_unmarked;
+}
+
+TEST(Posix_Directory_Mark, IsNotKeptByAForkedChild) {
+    const Scratch_Directory scratch;
+    auto mark = std::make_unique<Directory_Mark>(scratch.Path());
+    EXPECT_FALSE(Is_Unmarked(scratch.Path()));
+    const Child_Process child([] {
+        ::pause();
+        return 0;
+    });
+    mark.reset();
+    bool is_unmarked = Is_Unmarked(scratch.Path());
+    for (int attempt = 0; attempt < 2000 && !is_unmarked; ++attempt) { // until the child has begun
+        ::usleep(5000);
+        is_unmarked = Is_Unmarked(scratch.Path());
+    }
+    EXPECT_TRUE(is_unmarked);
+}
+
+TEST(Posix_Directory_Mark, StaysWithTheParentOfAForkedChild) {
+    const Scratch_Directory scratch;
+    const Directory_Mark mark(scratch.Path());
+    Child_Process child([] { return 0; });
+    EXPECT_EQ(child.Wait(), 0);
+    EXPECT_FALSE(Is_Unmarked(scratch.Path()));
+}
+
+TEST(Posix_Directory_Mark, AForkedChildSeesTheOneOfItsParent) {
+    const Scratch_Directory scratch;
+    const Directory_Mark mark(scratch.Path());
+    Child_Process child([&] {
+        const auto others = Other_Processes_On(scratch.Path());
+        return others.size() == 1 && others.front().id == ::getppid() ? 0 : 1;
+    });
+    EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST(Posix_Directory_Mark, IsNeverLookedForByALockOfOnesOwn) {
+    const Scratch_Directory scratch;
+    const Child_Process child([&] {
+        for (;;) {
+            static_cast<void>(Other_Processes_On(scratch.Path()));
+        }
+        return 0;
+    });
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        ASSERT_TRUE(Is_Unmarked(scratch.Path()));
+        ::usleep(500);
+    }
+}
+
+} // namespace
+
+} // namespace QEL::Tests
