@@ -1,10 +1,10 @@
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Share_Fixture.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace Recorded_Trace;
@@ -18,38 +18,31 @@ const std::string s_copying = "Download_File_Share";
 class File_Share_Copy : public Share_Fixture {
 protected:
     std::string Fetch() { return Fetch(share); }
-    std::string Fetch(const std::string& url) { return cache.Download_File_Share(url, download_error); }
+    std::string Fetch(const std::string& asked) { return cache.Download_File_Share(asked, download_error); }
 
-    Records Entered() const {
-        return Call(s_copying, "url='" + share + "'") + Is_Local_Share(share) + Kind_Test("Is_Inet_URL", share, false);
+    /// The fetch once more, with the flag and the code as given before it.
+    std::string Fetch_After(bool flag, int code, const std::string& asked) {
+        Forget();
+        g_services.uuids = {uuid};
+        download_error = flag;
+        cache.m_errFileShareDownLoad = code;
+        return Fetch(asked);
+    }
+    std::string Fetch_After(bool flag, int code) { return Fetch_After(flag, code, share); }
+
+    void Expect_Error(bool flagged, int code) const {
+        EXPECT_EQ(download_error, flagged);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, code);
     }
 
-    /// The records up to the copy of a file that was examined with this outcome.
-    Records Examined(int error, std::int64_t time) const {
-        const Records warned =
-            error == 0 ? Records()
-                       : Warning(s_copying, "Trying to download a file share URL that cannot be stat-ed: '" + share +
-                                                "', error code " + std::to_string(error) + ".\n");
-        // The number shown is the low half of the time.
-        return Entered() + warned +
-               Data(s_copying, "Downloading file share '" + share + "', stat error code " + std::to_string(error) +
-                                   ", mtime = " + std::to_string(static_cast<std::int32_t>(time)) + ".\n") +
-               Named();
-    }
-
-    Records Named() const {
-        const std::string method = "Generate_Cached_File_Name_from_File_Share";
-        return Call(method, "absolute_path='" + share + "'") + Data(method, "File's extension is 'xml'\n") +
-               Call("Filter_Dangerous_Extensions", "extension='.xml'") + Return("Filter_Dangerous_Extensions", ".xml") +
-               Return(method, Copy_Path());
-    }
-
-    Records Copied() const {
-        return Note(s_copying, "Copied file '" + share + "' to the cached file: '" + Copy_Path() + "'.\n");
+    /// The records up to the note that the file was copied.
+    Lines Examined() const { return Before("share_copy", "N Download_File_Share"); }
+    Records Warned() const {
+        return Warning(s_copying, "Trying to download a file share URL that cannot be stat-ed: '" + share +
+                                      "', error code " + values.at("stat_error") + ".\n");
     }
 
     static Records Returned_Nothing() { return Return(s_copying, "''"); }
-    Records Returned_Copy() const { return Return(s_copying, "'" + Copy_Path() + "'"); }
 
     /// The calls of the services, without those about drives.
     std::vector<std::string> Calls() const {
@@ -81,9 +74,7 @@ TEST_F(File_Share_Copy, CopiesTheFileAndRecordsTheEntry) {
 
 TEST_F(File_Share_Copy, TracesEachStepInOrder) {
     Fetch();
-    EXPECT_EQ(All(), Examined(0, source_time) + Copied() +
-                         First_Copy_Recorded(Metadata_Path(), share, Entry_Text(Copy_Path(), "132000000000000001")) +
-                         Returned_Copy());
+    Expect_Records("share_copy");
 }
 
 TEST_F(File_Share_Copy, AsksTheServicesInThisOrder) {
@@ -118,15 +109,12 @@ TEST_F(File_Share_Copy, LeavesTheMembersOfInternetRequestsAlone) {
 }
 
 TEST_F(File_Share_Copy, ReplacesTheOlderCopy) {
-    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
+    const std::string old_copy = Old_Copy("17", 1);
     EXPECT_EQ(Fetch(), Copy_Path());
     EXPECT_FALSE(std::filesystem::exists(old_copy));
     ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
     EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, Copy_Path());
-    EXPECT_EQ(All(),
-              Examined(0, source_time) + Copied() +
-                  Copy_Replaced(Metadata_Path(), share, Entry_Text(Copy_Path(), "132000000000000001"), old_copy, "17") +
-                  Returned_Copy());
+    Expect_Records("share_copy");
 }
 
 TEST_F(File_Share_Copy, WritesTheTimeAsPlainDecimalsAndTracesItsLowHalf) {
@@ -137,13 +125,10 @@ TEST_F(File_Share_Copy, WritesTheTimeAsPlainDecimalsAndTracesItsLowHalf) {
         g_services.uuids = {uuid};
         cache.m_Cache_Entries.clear();
         std::filesystem::remove(Copy_Path());
-        source_time = time;
+        Use_Time(time);
         EXPECT_EQ(Fetch(), Copy_Path());
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, std::to_string(time));
-        EXPECT_EQ(All(),
-                  Examined(0, time) + Copied() +
-                      First_Copy_Recorded(Metadata_Path(), share, Entry_Text(Copy_Path(), std::to_string(time))) +
-                      Returned_Copy());
+        Expect_Records("share_copy");
     }
 }
 
@@ -181,40 +166,22 @@ TEST_F(File_Share_Copy, TakesAPathOnADriveThatIsNoFixedDisk) {
 
 // What it refuses
 
-TEST_F(File_Share_Copy, RefusesALocalPath) {
-    const std::string local = "C:\\landscape.xml";
-    for (const bool before : {false, true}) {
-        Forget();
-        download_error = before;
-        cache.m_errFileShareDownLoad = 4;
-        EXPECT_EQ(Fetch(local), "");
-        EXPECT_FALSE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
-        EXPECT_EQ(All(),
-                  Call(s_copying, "url='" + local + "'") + Is_Local_Path(local) + Bug() +
-                      Error(s_copying, "Trying to download a file share that is local or Inet: '" + local + "'.\n") +
-                      Returned_Nothing());
-        EXPECT_THAT(Calls(), IsEmpty());
-        Expect_Nothing_Kept();
-    }
-}
-
-TEST_F(File_Share_Copy, RefusesAnInternetUrl) {
-    const std::string inet = "http://server/landscape.xml";
-    for (const bool before : {false, true}) {
-        Forget();
-        download_error = before;
-        cache.m_errFileShareDownLoad = 1;
-        EXPECT_EQ(Fetch(inet), "");
-        EXPECT_FALSE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
-        EXPECT_EQ(All(),
-                  Call(s_copying, "url='" + inet + "'") + Is_Local_Inet(inet) + Kind_Test("Is_Inet_URL", inet, true) +
-                      Bug() +
-                      Error(s_copying, "Trying to download a file share that is local or Inet: '" + inet + "'.\n") +
-                      Returned_Nothing());
-        EXPECT_THAT(Calls(), IsEmpty());
-        Expect_Nothing_Kept();
+TEST_F(File_Share_Copy, RefusesALocalPathAndAnInternetUrl) {
+    const auto inet_test = Kind_Test("Is_Inet_URL", "http://server/landscape.xml", true);
+    for (const auto& [asked, kind, tested] : {std::tuple{"C:\\landscape.xml", "is_local_path", Records()},
+                                              std::tuple{"http://server/landscape.xml", "is_local_inet", inet_test}}) {
+        values["url"] = asked;
+        for (const bool before : {false, true}) {
+            EXPECT_EQ(Fetch_After(before, 4, asked), "");
+            Expect_Error(false, 4);
+            Expect_Lines(Before("share_copy", "Is_Local") + Expected(kind, values) + tested + Bug() +
+                             Error(s_copying, std::string("Trying to download a file share that is local or Inet: '") +
+                                                  asked + "'.\n") +
+                             Returned_Nothing(),
+                         All());
+            EXPECT_THAT(Calls(), IsEmpty());
+            Expect_Nothing_Kept();
+        }
     }
 }
 
@@ -227,17 +194,14 @@ TEST_F(File_Share_Copy, DoesNotTestAgainThatItIsAShare) {
 TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
     std::filesystem::remove_all(directory);
     for (const bool before : {false, true}) {
-        Forget();
-        download_error = before;
-        cache.m_errFileShareDownLoad = 2;
-        EXPECT_EQ(Fetch(), "");
-        EXPECT_FALSE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
-        EXPECT_EQ(All(), Entered() + Bug() +
-                             Error(s_copying, "Cache directory does not exist. It needs to be created before using "
-                                              "the cache: '" +
-                                                  cache_directory + "'.\n") +
-                             Returned_Nothing());
+        EXPECT_EQ(Fetch_After(before, 2), "");
+        Expect_Error(false, 2);
+        Expect_Lines(Before("share_copy", "Downloading") + Bug() +
+                         Error(s_copying, "Cache directory does not exist. It needs to be created before using "
+                                          "the cache: '" +
+                                              cache_directory + "'.\n") +
+                         Returned_Nothing(),
+                     All());
         EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")"));
     }
     EXPECT_FALSE(std::filesystem::exists(directory));
@@ -247,21 +211,19 @@ TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
 // A source that cannot be examined
 
 TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExamined) {
+    Use_Time(0);
     stat_error = 5;
+    values["stat_error"] = "5";
     for (const bool before : {false, true}) {
-        Forget();
-        g_services.uuids = {uuid};
         cache.m_Cache_Entries.clear();
         std::filesystem::remove(Copy_Path());
-        download_error = before;
-        cache.m_errFileShareDownLoad = 0;
-        EXPECT_EQ(Fetch(), Copy_Path());
-        EXPECT_FALSE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
+        EXPECT_EQ(Fetch_After(before, 0), Copy_Path());
+        Expect_Error(false, 1);
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
-        EXPECT_EQ(All(), Examined(5, 0) + Copied() +
-                             First_Copy_Recorded(Metadata_Path(), share, Entry_Text(Copy_Path(), "0")) +
-                             Returned_Copy());
+        Lines expected = Expected("share_copy", values);
+        expected.insert(expected.begin() + static_cast<std::ptrdiff_t>(Before("share_copy", "Downloading").size()),
+                        Shown(Warned()).front());
+        Expect_Lines(expected, All());
     }
 }
 
@@ -286,19 +248,14 @@ TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
     copy_fails = true;
     g_services.last_error = 64;
     for (const bool before : {false, true}) {
-        Forget();
-        g_services.uuids = {uuid};
-        download_error = before;
-        cache.m_errFileShareDownLoad = 0;
-        EXPECT_EQ(Fetch(), "");
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
-        EXPECT_EQ(All(), Examined(0, source_time) +
-                             Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" +
-                                                  Copy_Path() + "' , GetLastError returned 64.\n") +
-                             Returned_Nothing());
-        EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
-                                         "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)"));
+        EXPECT_EQ(Fetch_After(before, 0), "");
+        Expect_Error(true, 2);
+        Expect_Lines(Examined() +
+                         Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" + Copy_Path() +
+                                              "' , GetLastError returned 64.\n") +
+                         Returned_Nothing(),
+                     All());
+        EXPECT_EQ(os->calls.back(), "Copy_File(" + share + ", " + Copy_Path() + ", 1)");
         Expect_Nothing_Kept();
     }
 }
@@ -306,8 +263,8 @@ TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
 TEST_F(File_Share_Copy, NeverFetchesTheFileThatIsNamedBeforeANul) {
     os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
     const std::string nul(1, '\0');
-    for (const std::string& url : {share + nul + ".xml", "\\\\server\\share\\file.x" + nul + "ml", share + nul}) {
-        EXPECT_EQ(Fetch(url), "");
+    for (const std::string& asked : {share + nul + ".xml", "\\\\server\\share\\file.x" + nul + "ml", share + nul}) {
+        EXPECT_EQ(Fetch(asked), "");
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
     }
@@ -329,12 +286,8 @@ TEST_F(File_Share_Copy, ACopyThatCannotBeNamedIsAFailedCopy) {
     g_services.uuid_throws = true;
     g_services.last_error = 14;
     for (const bool before : {false, true}) {
-        Forget();
-        download_error = before;
-        cache.m_errFileShareDownLoad = 0;
-        EXPECT_EQ(Fetch(), "");
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+        EXPECT_EQ(Fetch_After(before, 0), "");
+        Expect_Error(true, 2);
         EXPECT_EQ(Above_Additional_Data(), Error(s_copying, "Copy file failed for URL: '" + share +
                                                                 "', cached file: '' , GetLastError returned 14.\n"));
         EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
@@ -356,21 +309,14 @@ TEST_F(File_Share_Copy, ACopyThatIsNotThereKeepsNothing) {
     os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
     g_services.last_error = 0xFFFFFFFF;
     for (const bool before : {false, true}) {
-        Forget();
-        g_services.uuids = {uuid};
-        download_error = before;
-        cache.m_errFileShareDownLoad = 0;
-        EXPECT_EQ(Fetch(), "");
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
-        EXPECT_EQ(All(),
-                  Examined(0, source_time) + Bug() +
-                      Error(s_copying, "Copy file succeeded but the target still does not exist? URL: '" + share +
-                                           "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n") +
-                      Returned_Nothing());
-        EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
-                                         "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)",
-                                         "File_Exists(" + Copy_Path() + ")"));
+        EXPECT_EQ(Fetch_After(before, 0), "");
+        Expect_Error(true, 4);
+        Expect_Lines(Examined() + Bug() +
+                         Error(s_copying, "Copy file succeeded but the target still does not exist? URL: '" + share +
+                                              "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n") +
+                         Returned_Nothing(),
+                     All());
+        EXPECT_EQ(os->calls.back(), "File_Exists(" + Copy_Path() + ")");
         Expect_Nothing_Kept();
     }
 }

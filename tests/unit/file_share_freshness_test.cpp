@@ -1,4 +1,4 @@
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Share_Fixture.h"
 
 #include <cstdint>
@@ -18,7 +18,7 @@ class File_Share_Freshness : public Share_Fixture {
 protected:
     void SetUp() override {
         Share_Fixture::SetUp();
-        old_copy = Cache_Copy(share, "old.xml", "132000000000000001", checked_before);
+        old_copy = Old_Copy("132000000000000001", checked_before);
     }
 
     bool Expired() { return cache.Is_File_Share_Expired(share, check_error); }
@@ -30,7 +30,19 @@ protected:
         return Expired();
     }
 
-    Records Entered() const { return Call(s_share_check, "url='" + share + "'"); }
+    /// The check once more, with the flag and the code as given before it.
+    bool Expired_After(bool flag, int code) {
+        Forget();
+        check_error = flag;
+        cache.m_errFileShareDownLoad = code;
+        return Expired();
+    }
+    void Expect_No_Error(int code = 0) const {
+        EXPECT_FALSE(check_error);
+        EXPECT_EQ(cache.m_errFileShareDownLoad, code);
+    }
+
+    Lines Entered() const { return Before("share_check", "Serialize"); }
     static Records Returned(bool expired) { return Return(s_share_check, expired ? "true" : "false"); }
 
     void Expect_Entry_Untouched() const {
@@ -67,8 +79,7 @@ TEST_F(File_Share_Freshness, AnUnchangedFileRenewsTheEntry) {
 
 TEST_F(File_Share_Freshness, TracesEachStepInOrder) {
     Expired();
-    EXPECT_EQ(All(), Entered() + Metadata_Written(Metadata_Path(), share, Entry_Text(old_copy, "132000000000000001")) +
-                         Returned(false));
+    Expect_Records("share_check");
     EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)", "Get_Current_Time()"));
 }
 
@@ -82,14 +93,10 @@ TEST_F(File_Share_Freshness, AnEntryThatWasNeverWrittenIsStillFresh) {
 TEST_F(File_Share_Freshness, AFileOfAnotherTimeIsExpired) {
     for (const std::int64_t time : {std::int64_t{132000000000000002}, std::int64_t{132000000000000000},
                                     std::int64_t{13200000000000000}, std::int64_t{0}, std::int64_t{-1}}) {
-        Forget();
-        check_error = true;
-        cache.m_errFileShareDownLoad = 4;
         source_time = time;
-        EXPECT_TRUE(Expired()) << time;
-        EXPECT_FALSE(check_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
-        EXPECT_EQ(All(), Entered() + Returned(true));
+        EXPECT_TRUE(Expired_After(true, 4)) << time;
+        Expect_No_Error();
+        Expect_Lines(Entered() + Returned(true), All());
         EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)"));
         Expect_Entry_Untouched();
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "132000000000000001");
@@ -118,16 +125,13 @@ TEST_F(File_Share_Freshness, AUrlThatIsNotCachedIsExpired) {
     cache.m_Cache_Entries.clear();
     cache.m_Cache_Entries["\\\\SERVER\\share\\landscape.xml"] = {old_copy, "132000000000000001", 1};
     for (const bool before : {false, true}) {
-        Forget();
-        check_error = before;
-        cache.m_errFileShareDownLoad = 1;
-        EXPECT_TRUE(Expired());
-        EXPECT_FALSE(check_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
-        EXPECT_EQ(All(),
-                  Entered() + Bug() +
-                      Error(s_share_check, "Checking for expired an URL that is not in the cache: '" + share + "'.\n") +
-                      Returned(true));
+        EXPECT_TRUE(Expired_After(before, 1));
+        Expect_No_Error();
+        Expect_Lines(
+            Entered() + Bug() +
+                Error(s_share_check, "Checking for expired an URL that is not in the cache: '" + share + "'.\n") +
+                Returned(true),
+            All());
         EXPECT_THAT(os->calls, IsEmpty());
     }
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
@@ -136,18 +140,15 @@ TEST_F(File_Share_Freshness, AUrlThatIsNotCachedIsExpired) {
 TEST_F(File_Share_Freshness, AFileThatCannotBeExaminedIsExpired) {
     for (const int error : {53, 2, -1}) {
         for (const bool before : {false, true}) {
-            Forget();
             stat_error = error;
-            check_error = before;
-            cache.m_errFileShareDownLoad = 0;
-            EXPECT_TRUE(Expired());
-            EXPECT_FALSE(check_error);
-            EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
-            EXPECT_EQ(All(), Entered() +
-                                 Warning(s_share_check, "File share URL cannot be stat-ed: '" + share +
-                                                            "', error code " + std::to_string(error) +
-                                                            ". try to download the shared file directly.\n") +
-                                 Returned(true));
+            EXPECT_TRUE(Expired_After(before, 0));
+            Expect_No_Error(1);
+            Expect_Lines(Entered() +
+                             Warning(s_share_check, "File share URL cannot be stat-ed: '" + share + "', error code " +
+                                                        std::to_string(error) +
+                                                        ". try to download the shared file directly.\n") +
+                             Returned(true),
+                         All());
             Expect_Entry_Untouched();
         }
     }
@@ -163,16 +164,14 @@ TEST_F(File_Share_Freshness, AFileThatCannotBeExaminedIsExpiredWhateverItsStamp)
 
 TEST_F(File_Share_Freshness, AnEntryWithoutStampIsExpired) {
     for (const bool before : {false, true}) {
-        Forget();
-        check_error = before;
-        cache.m_errFileShareDownLoad = 2;
-        EXPECT_TRUE(Expired(5, ""));
-        EXPECT_FALSE(check_error);
-        EXPECT_EQ(cache.m_errFileShareDownLoad, 0);
-        EXPECT_EQ(All(), Entered() + Bug() +
-                             Error(s_share_check, "Cached file share '" + old_copy +
-                                                      "' modification time is empty. Treating as expired.\n") +
-                             Returned(true));
+        cache.m_Cache_Entries.at(share).last_modified.clear();
+        EXPECT_TRUE(Expired_After(before, 2));
+        Expect_No_Error();
+        Expect_Lines(Entered() + Bug() +
+                         Error(s_share_check, "Cached file share '" + old_copy +
+                                                  "' modification time is empty. Treating as expired.\n") +
+                         Returned(true),
+                     All());
         Expect_Entry_Untouched();
     }
 }

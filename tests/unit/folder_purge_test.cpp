@@ -1,6 +1,6 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 
 #include <regex>
 

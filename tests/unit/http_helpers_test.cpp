@@ -1,5 +1,5 @@
 #include "filecache/download/Com_Error.h"
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Http_Fixture.h"
 
 #include <cstdint>
@@ -37,10 +37,12 @@ TEST_F(Http_Helpers, OtherStatusesAreNotOk) {
     }
 }
 
-TEST_F(Http_Helpers, TheStatusTestTracesStatusAndAnswer) {
+TEST_F(Http_Helpers, TheStatusTestTracesStatusAndResult) {
     cache.HTTP_Status_OK(204);
     cache.HTTP_Status_OK(-1);
-    EXPECT_EQ(All(), Status_Test(204, true) + Status_Test(-1, false));
+    Expect_Lines(Expected("http_status", {{"status", "204"}, {"ok", "true"}}) +
+                     Expected("http_status", {{"status", "-1"}, {"ok", "false"}}),
+                 All());
 }
 
 // win32_from_hresult
@@ -53,7 +55,7 @@ TEST_F(Http_Helpers, AnHresultOfTheSystemsFacilityCarriesTheErrorInItsLowHalf) {
     EXPECT_EQ(cache.win32_from_hresult(Result_Of(0x8007FFFF)), 65535U);
 }
 
-TEST_F(Http_Helpers, SuccessIsNoError) {
+TEST_F(Http_Helpers, SuccessIsNotAnError) {
     EXPECT_EQ(cache.win32_from_hresult(0), 0U);
 }
 
@@ -66,7 +68,7 @@ TEST_F(Http_Helpers, EveryOtherHresultIsAnUnknownError) {
 
 // com_error_to_string
 
-TEST_F(Http_Helpers, AComErrorIsToldInFourLines) {
+TEST_F(Http_Helpers, AComErrorIsReportedInThreeLines) {
     EXPECT_EQ(cache.com_error_to_string(Com_Error(Certificate_Error, "The certificate is not valid."),
                                         "https://server/file.xml"),
               "=======================================\n"

@@ -1,5 +1,5 @@
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 
 #include <algorithm>
 #include <locale>

@@ -1,6 +1,6 @@
 #include "tests/unit/support/Api_Lock.h"
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 
 #include <chrono>
 #include <future>

@@ -1,7 +1,7 @@
 // The naming of copies always answers with a name; what the downloads do should it ever answer with
 // none is tested here, with a naming that does.
 
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Http_Fixture.h"
 #include "tests/unit/support/Share_Fixture.h"
 

@@ -1,7 +1,6 @@
-#include "tests/unit/support/Expected_Steps.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Http_Fixture.h"
 
-#include <algorithm>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -49,16 +48,37 @@ protected:
 
 class Wininet_Attempt : public Wininet_Fixture {
 protected:
-    bool Attempt(int http_type) { return cache.Download_Inet_URL_By_WinInet(http_type, url, download_error, entry); }
-
-    Records Sent(const std::string& type, long status) const {
-        return Call(s_attempt, "url='" + url + "'") +
-               Data(s_attempt, "Opening and sending HTTP request with URL '" + url + "'.\n") +
-               Data(s_attempt, "HTTP type: '" + type + "'.\n") + Data(s_attempt, "Timeout is: '5000'.\n") +
-               Data(s_attempt, "HTTP status = " + std::to_string(status) + ".\n");
+    void SetUp() override {
+        Wininet_Fixture::SetUp();
+        values["method"] = "GET";
+        values["stamp"] = second_stamp;
+        values["contents"] = Address_Text(g_services.client.body.data());
+        values["size"] = std::to_string(second_body.size());
     }
 
-    Records Stamped() const { return Data(s_attempt, "Last-Modified header: '" + second_stamp + "'.\n"); }
+    bool Attempt(int http_type) { return cache.Download_Inet_URL_By_WinInet(http_type, url, download_error, entry); }
+
+    /// The same once more, with the flag as given before it.
+    bool Attempt_After(int http_type, bool flag) {
+        Forget();
+        download_error = flag;
+        cache.m_errHTTPFileDownLoad = 0;
+        return Attempt(http_type);
+    }
+
+    void Expect_Failure(int http_type) const {
+        EXPECT_TRUE(download_error);
+        EXPECT_EQ(cache.m_errHTTPFileDownLoad, http_type == Head ? 1 : 2);
+        EXPECT_THAT(Files_In_Cache(), IsEmpty());
+        EXPECT_EQ(g_services.client_calls.back(), "~HttpClient");
+    }
+    Records Abandoned() const {
+        return Error(s_attempt, "Downloading from URL '" + url + "' failed.\n") + Return(s_attempt, "false");
+    }
+
+    static testing::Matcher<Records> Traces(const std::string& text) {
+        return Contains(Data(s_attempt, text + "\n").front());
+    }
 };
 
 TEST_F(Wininet_Attempt, GetWritesTheBodyAndFillsTheEntry) {
@@ -67,16 +87,13 @@ TEST_F(Wininet_Attempt, GetWritesTheBodyAndFillsTheEntry) {
     EXPECT_EQ(entry.last_modified, second_stamp);
     EXPECT_EQ(entry.last_checked_remotely, os->current_time);
     EXPECT_EQ(Content(Copy_Path()), second_body);
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty()) << "recording is up to the caller";
+    EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
 }
 
 TEST_F(Wininet_Attempt, GetTracesEachStepInOrder) {
     Attempt(Get);
-    EXPECT_EQ(
-        All(),
-        Sent("GET", 200) + Status_Test(200, true) + Stamped() + Data(s_attempt, "Content-Type header: 'text/xml'.\n") +
-            Named_From_Contents("text/xml", g_services.client.body.data(), second_body.size(), In_Cache(uuid), ".xml") +
-            Data(s_attempt, "cache_entry.cached_file = '" + Copy_Path() + "', Writing contents to the file...\n") +
-            Data(s_attempt, "Closed file '" + Copy_Path() + "'.\n"));
+    Expect_Records("second_client");
 }
 
 TEST_F(Wininet_Attempt, GetAsksTheClientInThisOrder) {
@@ -88,27 +105,22 @@ TEST_F(Wininet_Attempt, GetAsksTheClientInThisOrder) {
 }
 
 TEST_F(Wininet_Attempt, HeadFillsTheStampAndTheTimeOnly) {
-    entry = {};
+    values["method"] = "HEAD";
     EXPECT_TRUE(Attempt(Head));
-    EXPECT_EQ(entry.cached_file, "");
+    EXPECT_EQ(entry.cached_file, "untouched file");
     EXPECT_EQ(entry.last_modified, second_stamp);
     EXPECT_EQ(entry.last_checked_remotely, os->current_time);
     EXPECT_THAT(Files_In_Cache(), IsEmpty());
     EXPECT_THAT(g_services.magic_calls, IsEmpty());
-    EXPECT_EQ(All(), Sent("HEAD", 200) + Status_Test(200, true) + Stamped());
+    Expect_Lines(Before("second_client", "Content-Type"), All());
     EXPECT_THAT(g_services.client_calls,
                 ElementsAre("HttpClient", "SendWinInetRequest(2, " + url + ", own window, 5000)",
                             "GetResponseHeader(Last-Modified)", "~HttpClient"));
 }
 
-TEST_F(Wininet_Attempt, HeadKeepsTheCopyOfTheEntry) {
-    EXPECT_TRUE(Attempt(Head));
-    EXPECT_EQ(entry.cached_file, "untouched file");
-}
-
 TEST_F(Wininet_Attempt, AnyOtherTypeIsShownAsGetAndWritesNothing) {
     EXPECT_TRUE(Attempt(3));
-    EXPECT_EQ(All(), Sent("GET", 200) + Status_Test(200, true) + Stamped());
+    Expect_Lines(Before("second_client", "Content-Type"), All());
     EXPECT_THAT(g_services.client_calls, Contains("SendWinInetRequest(3, " + url + ", own window, 5000)"));
     EXPECT_EQ(entry.cached_file, "untouched file");
     EXPECT_THAT(Files_In_Cache(), IsEmpty());
@@ -131,39 +143,24 @@ TEST_F(Wininet_Attempt, SuccessClearsTheErrorFlagAndLeavesTheMembersAlone) {
     EXPECT_EQ(g_services.cert_parameters_read, 0);
 }
 
-TEST_F(Wininet_Attempt, RecordsNothingInTheMap) {
-    Attempt(Get);
-    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-    EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
-}
-
 TEST_F(Wininet_Attempt, StoresAnEmptyStampWhenTheServerSendsNone) {
     g_services.client.headers.clear();
     g_services.type_for_data = "text/plain";
     EXPECT_TRUE(Attempt(Get));
     EXPECT_EQ(entry.last_modified, "");
     EXPECT_EQ(entry.cached_file, Copy_Path(".txt"));
-    EXPECT_THAT(All(), Contains(Data(s_attempt, "Last-Modified header: ''.\n").front()));
-    EXPECT_THAT(All(), Contains(Data(s_attempt, "Content-Type header: ''.\n").front()));
+    EXPECT_THAT(All(), Traces("Last-Modified header: ''."));
+    EXPECT_THAT(All(), Traces("Content-Type header: ''."));
 }
 
-TEST_F(Wininet_Attempt, WritesNulBytes) {
-    g_services.client.body = std::string("\0a\0b\0", 5);
-    Attempt(Get);
-    EXPECT_EQ(Content(Copy_Path()), g_services.client.body);
-}
-
-TEST_F(Wininet_Attempt, WritesATextFileOfThePlatform) {
-    g_services.client.body = "first\nsecond\n";
-    Attempt(Get);
-    EXPECT_EQ(Content(Copy_Path()), Text_File({"first", "second"}));
-}
-
-TEST_F(Wininet_Attempt, GivesAnEmptyBodyAnEmptyFile) {
-    g_services.client.body.clear();
-    EXPECT_TRUE(Attempt(Get));
-    EXPECT_TRUE(std::filesystem::exists(Copy_Path()));
-    EXPECT_EQ(Content(Copy_Path()), "");
+TEST_F(Wininet_Attempt, WritesTheBodyAsATextFileOfThePlatform) {
+    for (const std::string& sent : {std::string("\0a\0b\0", 5), std::string("first\nsecond\n"), std::string()}) {
+        g_services.uuids = {uuid};
+        g_services.client.body = sent;
+        EXPECT_TRUE(Attempt(Get));
+        EXPECT_TRUE(std::filesystem::exists(Copy_Path()));
+        EXPECT_EQ(Content(Copy_Path()), sent.starts_with("first") ? Text_File({"first", "second"}) : sent);
+    }
 }
 
 TEST_F(Wininet_Attempt, IgnoresThatTheFileCannotBeWritten) {
@@ -172,10 +169,10 @@ TEST_F(Wininet_Attempt, IgnoresThatTheFileCannotBeWritten) {
     EXPECT_THAT(entry.cached_file, testing::EndsWith("missing_folder/" + uuid + ".xml"));
 }
 
-TEST_F(Wininet_Attempt, ShowsTheTimeoutAsItStands) {
+TEST_F(Wininet_Attempt, TakesTheTimeoutAsItStands) {
     cache.m_Connect_Timeout = 0;
     Attempt(Head);
-    EXPECT_THAT(All(), Contains(Data(s_attempt, "Timeout is: '0'.\n").front()));
+    EXPECT_THAT(All(), Traces("Timeout is: '0'."));
     EXPECT_THAT(g_services.client_calls, Contains("SendWinInetRequest(2, " + url + ", own window, 0)"));
     EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
@@ -183,78 +180,56 @@ TEST_F(Wininet_Attempt, ShowsTheTimeoutAsItStands) {
 TEST_F(Wininet_Attempt, FailsWhenTheCopyCannotBeNamed) {
     g_services.uuid_throws = true;
     for (const bool before : {false, true}) {
-        Forget();
-        download_error = before;
-        cache.m_errHTTPFileDownLoad = 0;
-        EXPECT_FALSE(Attempt(Get));
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
-        EXPECT_EQ(Of({s_attempt, "HTTP_Status_OK"}),
-                  Sent("GET", 200) + Status_Test(200, true) + Stamped() +
-                      Data(s_attempt, "Content-Type header: 'text/xml'.\n") +
-                      Error(s_attempt, "Downloading from URL '" + url + "' failed.\n") + Return(s_attempt, "false"));
-        EXPECT_EQ(g_services.client_calls.back(), "~HttpClient");
-        EXPECT_THAT(Files_In_Cache(), IsEmpty());
+        EXPECT_FALSE(Attempt_After(Get, before));
+        Expect_Failure(Get);
+        Expect_Lines(Before("second_client", "Generate_Cached_File_Name") + Abandoned(),
+                     Of({s_attempt, "HTTP_Status_OK"}));
     }
 }
 
 TEST_F(Wininet_Attempt, FailsWhenTheClientRaisesAnException) {
     g_services.client.during_send = [] { throw std::runtime_error("no memory left"); };
     for (const int type : {Get, Head}) {
-        Forget();
-        download_error = false;
-        cache.m_errHTTPFileDownLoad = 0;
-        EXPECT_FALSE(Attempt(type));
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(cache.m_errHTTPFileDownLoad, type == Head ? 1 : 2);
-        EXPECT_EQ(Above_Additional_Data(), Error(s_attempt, "Downloading from URL '" + url + "' failed.\n"));
-        EXPECT_EQ(g_services.client_calls.back(), "~HttpClient");
+        EXPECT_FALSE(Attempt_After(type, false));
+        Expect_Failure(type);
+        EXPECT_EQ(Last(All(), Abandoned().size()), Abandoned());
         Expect_Entry_Untouched();
     }
 }
 
-class Wininet_Bad_Status : public Wininet_Attempt, public testing::WithParamInterface<unsigned long> {};
-
-TEST_P(Wininet_Bad_Status, FailsAndLeavesTheEntryAlone) {
-    g_services.client.status = GetParam();
-    const std::string text = std::to_string(GetParam());
-    for (const int type : {Get, Head}) {
-        for (const bool before : {false, true}) {
-            Forget();
-            download_error = before;
-            cache.m_errHTTPFileDownLoad = 0;
-            cache.m_Additional_Error_Info = "before";
-            EXPECT_FALSE(Attempt(type));
-            EXPECT_TRUE(download_error);
-            EXPECT_EQ(cache.m_errHTTPFileDownLoad, type == Head ? 1 : 2);
-            EXPECT_EQ(cache.m_Additional_Error_Info, "before");
-            Expect_Entry_Untouched();
-            EXPECT_THAT(Files_In_Cache(), IsEmpty());
-            EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 0U);
-            const auto status = static_cast<long>(GetParam());
-            EXPECT_EQ(All(), Sent(type == Head ? "HEAD" : "GET", status) + Status_Test(status, false) +
-                                 Error(s_attempt, "HTTP request failed with status " + text +
+TEST_F(Wininet_Attempt, FailsWithAnyStatusButSuccessAndLeavesTheEntryAlone) {
+    for (const unsigned long status : {0, 199, 300, 304, 404, 500, 12007, 12045}) {
+        g_services.client.status = status;
+        values["status"] = std::to_string(status);
+        values["ok"] = "false";
+        for (const int type : {Get, Head}) {
+            values["method"] = type == Head ? "HEAD" : "GET";
+            for (const bool before : {false, true}) {
+                cache.m_Additional_Error_Info = "before";
+                EXPECT_FALSE(Attempt_After(type, before));
+                Expect_Failure(type);
+                EXPECT_EQ(cache.m_Additional_Error_Info, "before");
+                Expect_Entry_Untouched();
+                EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 0U);
+                Expect_Lines(Before("second_client", "Last-Modified") +
+                                 Error(s_attempt, "HTTP request failed with status " + values["status"] +
                                                       ". On HTTP error we cannot download the file.\n") +
-                                 Return(s_attempt, "false"));
-            EXPECT_THAT(g_services.client_calls,
-                        ElementsAre("HttpClient",
-                                    "SendWinInetRequest(" + std::to_string(type) + ", " + url + ", own window, 5000)",
-                                    "~HttpClient"));
+                                 Return(s_attempt, "false"),
+                             All());
+                EXPECT_EQ(g_services.client_calls.size(), 3U);
+            }
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Statuses, Wininet_Bad_Status, testing::Values(0, 199, 300, 304, 404, 500, 12007, 12045));
-
-class Wininet_Good_Status : public Wininet_Attempt, public testing::WithParamInterface<unsigned long> {};
-
-TEST_P(Wininet_Good_Status, Succeeds) {
-    g_services.client.status = GetParam();
-    EXPECT_TRUE(Attempt(Get));
-    EXPECT_EQ(entry.cached_file, Copy_Path());
+TEST_F(Wininet_Attempt, SucceedsWithEveryStatusOfSuccess) {
+    for (const unsigned long status : {200, 204, 299}) {
+        g_services.uuids = {uuid};
+        g_services.client.status = status;
+        EXPECT_TRUE(Attempt(Get));
+        EXPECT_EQ(entry.cached_file, Copy_Path());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Statuses, Wininet_Good_Status, testing::Values(200, 204, 299));
 
 // Which mode tries, and what it resets
 
@@ -368,8 +343,7 @@ TEST_P(Wininet_Mode, TakesOneAttemptOfTheGivenTypeOrNone) {
         Forget();
         Process(type);
         const std::string sent = "SendWinInetRequest(" + std::to_string(type) + ", " + url + ", own window, 5000)";
-        EXPECT_EQ(std::count(g_services.client_calls.begin(), g_services.client_calls.end(), sent),
-                  GetParam().attempted ? 1 : 0);
+        EXPECT_THAT(g_services.client_calls, Contains(sent).Times(GetParam().attempted ? 1 : 0));
         EXPECT_EQ(g_services.client_calls.empty(), !GetParam().attempted);
     }
 }
@@ -435,7 +409,7 @@ TEST_F(Wininet_White_List, MatchesAnyOfItsElements) {
 
 TEST_F(Wininet_White_List, AUrlListedTwiceIsFetchedOnce) {
     Listed({url, url});
-    EXPECT_EQ(std::count(g_services.client_calls.begin(), g_services.client_calls.end(), "HttpClient"), 1);
+    EXPECT_THAT(g_services.client_calls, Contains("HttpClient").Times(1));
 }
 
 } // namespace

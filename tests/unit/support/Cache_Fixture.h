@@ -1,7 +1,7 @@
 #pragma once
 
 #include "filecache/CFileCache.h"
-#include "tests/unit/support/Recorded_Trace.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Scripted_OS.h"
 #include "tests/unit/support/Scripted_Services.h"
 #include "trace/Set_Trace_Level.h"
@@ -43,6 +43,7 @@ protected:
         directory = std::filesystem::temp_directory_path() / name;
         std::filesystem::create_directories(directory);
         cache_directory = directory.string();
+        values["metadata"] = Metadata_Path();
         // What a cache with a made-up directory writes lands here and goes with the test.
         m_Working_Directory = directory.string() + "_work";
         std::filesystem::create_directories(m_Working_Directory);
@@ -91,6 +92,17 @@ protected:
 
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 
+    /// Compares all records, or the given ones, with those of expected/NAME.trace.
+    void Expect_Records(const std::string& name, const Recorded_Trace::Records& recorded) const {
+        Recorded_Trace::Expect_Records(name, values, recorded);
+    }
+    void Expect_Records(const std::string& name) const { Expect_Records(name, Recorded_Trace::All()); }
+
+    /// The records of a file up to the given one of those that hold a text.
+    Recorded_Trace::Lines Before(const std::string& name, const std::string& text, int occurrence = 1) const {
+        return Recorded_Trace::Before(Recorded_Trace::Expected(name, values), text, occurrence);
+    }
+
     /// Puts an entry in the map, with a copy on the disk.
     std::string Cache_Copy(const std::string& url, const std::string& name, const std::string& last_modified,
                            std::uint64_t last_checked_remotely, const std::string& content = "old") {
@@ -115,6 +127,7 @@ protected:
     std::filesystem::path m_Working_Directory; ///< apart: a test may remove the cache's directory
     std::filesystem::path directory;
     std::string cache_directory;
+    Recorded_Trace::Values values; ///< what the names in files of expected records stand for
     std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();
     QEL::FrontEnd::FileCache::CFileCache cache{os};
 };

@@ -39,7 +39,7 @@ inline const std::vector<Failure_Result> Failure_Results = {
     {0xC0072EFD, 1003, false},
 };
 
-/// A cache with a directory, a web server that answers with a landscape file, and a second client
+/// A cache with a directory, a web server that sends a landscape file, and a second client
 /// that would get another version of it.
 class Http_Fixture : public Cache_Fixture {
 protected:
@@ -58,6 +58,18 @@ protected:
         g_services.client.headers = {{"Last-Modified", second_stamp}, {"Content-Type", "text/plain"}};
         g_services.client.body = second_body;
         g_services.uuids = {uuid};
+        values.insert({{"url", url},
+                       {"stamp", stamp},
+                       {"type", "text/xml"},
+                       {"status", "200"},
+                       {"ok", "true"},
+                       {"contents", Recorded_Trace::Address_Text(body.data())},
+                       {"size", "12"},
+                       {"stem", In_Cache(uuid)},
+                       {"extension", ".xml"},
+                       {"copy", Copy_Path()},
+                       {"entry", Recorded_Trace::Entry_Text(Copy_Path(), stamp)},
+                       {"removal", "remove_unknown"}});
     }
 
     void TearDown() override {
@@ -71,9 +83,18 @@ protected:
     /// The path of the copy that the next download gets.
     std::string Copy_Path(const std::string& extension = ".xml") const { return In_Cache(uuid + extension); }
 
-    /// The text that a failed call of the request object is told with.
+    /// The text that a failed call of the request object is reported with.
     std::string Com_Error_Text() const {
         return std::string(39, '=') + "\nFile: " + url + "\nDescription: What the system says.\n";
+    }
+
+    /// A copy of an earlier time in the cache.
+    std::string Old_Copy(const std::string& last_modified, std::uint64_t last_checked_remotely) {
+        const std::string path = Cache_Copy(url, "old.xml", last_modified, last_checked_remotely);
+        values["old_copy"] = path;
+        values["old_entry"] = Recorded_Trace::Entry_Text(path, last_modified);
+        values["removal"] = "remove_entry";
+        return path;
     }
 
     /// The names of the files in the cache directory.

@@ -150,6 +150,10 @@ void Forget() {
     s_records.clear();
 }
 
+Records Last(const Records& records, std::size_t count) {
+    return {records.end() - static_cast<std::ptrdiff_t>(std::min(count, records.size())), records.end()};
+}
+
 During_Each::During_Each(std::function<void()> action) {
     s_during_each = std::move(action);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <functional>
 #include <initializer_list>
 #include <ostream>
@@ -38,6 +39,9 @@ Records Above_Additional_Data();
 /// The texts as they were written, prefix included.
 std::vector<std::string> Raw_Texts();
 void Forget();
+
+/// The end of a sequence.
+Records Last(const Records& records, std::size_t count);
 
 /// Runs an action with each record that is written during the life of the object.
 class During_Each {

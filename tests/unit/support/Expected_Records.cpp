@@ -1,0 +1,179 @@
+#include "tests/unit/support/Expected_Records.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+namespace Recorded_Trace {
+
+namespace {
+
+void Replace_All(std::string& text, const std::string& from, const std::string& to) {
+    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+}
+
+std::string Escaped(std::string text) {
+    Replace_All(text, "\n", "\\n");
+    return text;
+}
+
+/// A text that is to end its line.
+std::string Whole(std::string text) {
+    const bool ends = text.ends_with('\n');
+    if (ends) {
+        text.pop_back();
+    }
+    return Escaped(text) + (ends ? "" : "\\");
+}
+
+std::string Filled(std::string text, const Values& values) {
+    for (const auto& [name, value] : values) {
+        Replace_All(text, "{" + name + "}", Escaped(value));
+    }
+    return text;
+}
+
+/// The lines of a file as they stand there, without comments.
+Lines Written(const std::string& name) {
+    std::ifstream file(std::string(QEL_EXPECTED_RECORDS "/") + name + ".trace");
+    EXPECT_TRUE(file.is_open()) << name;
+    Lines lines;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty() && line.front() != '#') {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+/// The records that a line of a file stands for.
+Lines Meant(const std::string& line, Values values) {
+    if (!line.starts_with("= ")) {
+        return {Filled(line, values)};
+    }
+    std::istringstream words(line.substr(2));
+    std::string name;
+    words >> name;
+    const Values outer = values;
+    name = Filled(name, outer);
+    for (std::string setting; words >> setting;) {
+        const auto equals = setting.find('=');
+        values[setting.substr(0, equals)] = Filled(setting.substr(equals + 1), outer);
+    }
+    return Expected(name, values);
+}
+
+std::string Joined(const Lines& lines) {
+    std::string all;
+    for (const std::string& line : lines) {
+        all += line + '\n';
+    }
+    return all;
+}
+
+void Print(const std::string& name, const Values& values, const Records& recorded) {
+    std::string text = Joined(Shown(recorded));
+    for (const std::string& line : Written(name)) {
+        if (line.starts_with("= ")) {
+            if (const auto at = text.find(Joined(Meant(line, values))); at != std::string::npos) {
+                text.replace(at, Joined(Meant(line, values)).size(), line + '\n');
+            }
+        }
+    }
+    std::vector<std::pair<std::string, std::string>> longest_first(values.begin(), values.end());
+    std::stable_sort(longest_first.begin(), longest_first.end(),
+                     [](const auto& left, const auto& right) { return left.second.size() > right.second.size(); });
+    for (const auto& [value_name, value] : longest_first) {
+        if (value.size() > 3) {
+            Replace_All(text, Escaped(value), "{" + value_name + "}");
+        }
+    }
+    std::cout << "---- expected/" << name << ".trace\n" << text << "----\n";
+}
+
+} // namespace
+
+Lines Shown(const Records& records) {
+    Lines lines;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const auto is_piece = [&](std::size_t at, const char* text) {
+            return at < records.size() && records[at] == Record{4, text};
+        };
+        const Record& record = records[i];
+        std::string text = record.text;
+        const bool has_object = text.find("[this]: ") != std::string::npos;
+        const bool is_entry = has_object && text.ends_with(": CALL");
+        const bool is_exit = !has_object && text.ends_with(": return value:");
+        if (record.level == 4 && (is_entry || is_exit) && is_piece(i + 1, "(") && is_piece(i + 3, ")\n")) {
+            text += "(" + records[i + 2].text + ")\n";
+            i += 3;
+        } else if (text == " ---- BUG ---- ") {
+            text = "---- BUG ----\n";
+        } else if (!has_object) {
+            text.insert(0, "(no object) ");
+        }
+        if (has_object) {
+            text.erase(text.find("[this]"), 6);
+        }
+        lines.push_back(std::string(1, "?EWND"[record.level]) + ' ' + Whole(text));
+    }
+    return lines;
+}
+
+Lines Expected(const std::string& name, const Values& values) {
+    Lines lines;
+    for (const std::string& line : Written(name)) {
+        lines = lines + Meant(line, values);
+    }
+    return lines;
+}
+
+Lines Before(Lines lines, const std::string& text, int occurrence) {
+    const auto end = std::find_if(lines.begin(), lines.end(), [&](const std::string& line) {
+        return line.find(text) != std::string::npos && --occurrence == 0;
+    });
+    EXPECT_NE(end, lines.end()) << text;
+    lines.erase(end, lines.end());
+    return lines;
+}
+
+Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+Lines operator+(Lines left, const Records& right) {
+    return std::move(left) + Shown(right);
+}
+
+void Expect_Lines(const Lines& expected, const Records& recorded) {
+    EXPECT_EQ(Joined(expected), Joined(Shown(recorded)));
+}
+
+void Expect_Records(const std::string& name, const Values& values, const Records& recorded) {
+    if (std::getenv("QEL_PRINT_RECORDS") != nullptr) {
+        Print(name, values, recorded);
+    }
+    SCOPED_TRACE("expected/" + name + ".trace");
+    Expect_Lines(Expected(name, values), recorded);
+}
+
+std::string Address_Text(const void* address) {
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%p", address);
+    return text.data();
+}
+
+std::string Entry_Text(const std::string& cached_file, const std::string& last_modified) {
+    return "<CacheEntry cached_file=\"" + cached_file + "\" last_modified=\"" + last_modified + "\"/>";
+}
+
+} // namespace Recorded_Trace
