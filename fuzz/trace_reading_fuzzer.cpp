@@ -1,15 +1,11 @@
-// Any files as traces: they are read without a crash, whatever is told of them lies in them, each
-// record is told once, line ends make no difference, the page made of them holds no markup but its
+// Any files as traces: they are read without a crash, whatever is said of them lies in them, each
+// record belongs to one call or to none, line ends make no difference, the page made of them holds no markup but its
 // own, and the other reports hold no control characters.
 //
 // The input is a file, or several of them with a line between each and the next.
 
 #include "fuzz/Require.h"
-#include "tools/trace_reader/Trace_Reader.h"
-#include "tools/trace_reader/html_page.h"
-#include "tools/trace_reader/json_report.h"
-#include "tools/trace_reader/page_parts.h"
-#include "tools/trace_reader/text_report.h"
+#include "tools/trace_reader/html.h"
 
 #include <nlohmann/json.hpp>
 
@@ -23,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-using namespace QEL::FrontEnd::Tool::Trace_Reading;
+using namespace QEL::FrontEnd::Trace_Reading;
 
 namespace {
 
@@ -50,7 +46,7 @@ Read_Files Read(const std::vector<std::string>& contents) {
     Read_Files read;
     Trace_Reader reader;
     for (const std::string& content : contents) {
-        // Every second name tells no process, and is as hostile as its content.
+        // Every second name names no process, and is as hostile as its content.
         const bool is_own = read.taken.size() % 2 == 0;
         const char* const name = is_own ? "qelfilecache_4711.trc" : "C:\\logs\\<img>\x1B\xE4&.txt";
         read.taken.push_back(reader.Add(name, content).empty());
@@ -69,8 +65,9 @@ void Require_Within(const Trace& trace, const Run& run, std::string_view text) {
 }
 
 void Require_Order(const Trace& trace) {
-    std::set<std::uint32_t> told(trace.order.begin(), trace.order.end());
-    REQUIRE(told.size() == trace.order.size());
+    std::set<std::uint32_t> shown(trace.order.begin(), trace.order.end());
+    shown.insert(trace.outside.begin(), trace.outside.end());
+    REQUIRE(shown.size() == trace.order.size() + trace.outside.size());
     std::size_t of_calls = 0;
     for (std::uint32_t index = 0; index < trace.calls.size(); ++index) {
         const Call& call = trace.calls[index];
@@ -86,8 +83,12 @@ void Require_Order(const Trace& trace) {
     for (const Run& run : trace.runs) {
         REQUIRE(run.file < trace.files.size());
     }
-    for (const Record& record : trace.records) {
-        REQUIRE((record.kind == Record_Kind::Writer) == (record.call == No_Call));
+    for (const auto index : trace.outside) {
+        REQUIRE(trace.records[index].call == No_Call);
+    }
+    for (std::uint32_t index = 0; index < trace.records.size(); ++index) {
+        const Record& record = trace.records[index];
+        REQUIRE((record.kind == Record_Kind::Writer) != shown.contains(index));
         REQUIRE(record.run < trace.runs.size() && record.depth <= 16);
         Require_Within(trace, trace.runs[record.run], record.text);
     }
@@ -129,21 +130,23 @@ void Require_Harmless(const std::string& page) {
     REQUIRE(std::none_of(page.begin(), page.end(), [](char c) { return c != '\n' && Is_Control_Character(c); }));
 }
 
-void Require_Plain_Text(const Trace& trace, const Overview& overview) {
-    Write_Text_Report(trace, overview, {60, true},
+void Require_Plain_Text(const Trace& trace) {
+    Write_Text_Report(trace, {60, true},
                       [](const std::string& line) { REQUIRE(line.find_first_of("\n\r\b") == std::string::npos); });
-    Write_Text_Report(trace, overview, {std::nullopt, false}, [](const std::string& line) {
+    Write_Text_Report(trace, {std::nullopt, false}, [](const std::string& line) {
         REQUIRE(std::none_of(line.begin(), line.end(), Is_Control_Character));
         REQUIRE(!Holds_Second_Control_Character(line));
     });
 }
 
-void Require_Json(const Trace& trace, const Overview& overview) {
+void Require_Json(const Trace& trace) {
     std::string text;
-    Write_Json_Report(trace, overview, [&](const std::string& line) { text += line + '\n'; });
+    Write_Json_Report(trace, [&](const std::string& line) { text += line + '\n'; });
     const auto json = nlohmann::json::parse(text, nullptr, false);
     REQUIRE(json.is_object() && json["runs"].size() == trace.runs.size());
-    REQUIRE(json["calls"].size() == overview.errors.size() + overview.others.size());
+    const Overview overview = Make_Overview(trace);
+    REQUIRE(json["calls"].size() == overview.Calls().size());
+    REQUIRE(json["messages"].size() == overview.messages_outside);
     const auto complaints = std::count_if(trace.records.begin(), trace.records.end(),
                                           [](const Record& record) { return record.kind == Record_Kind::Writer; });
     REQUIRE(json["complaints"].size() == static_cast<std::size_t>(complaints));
@@ -180,12 +183,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     REQUIRE(!trace.files.empty() || trace.records.empty());
     Require_Order(trace);
 
-    const Overview overview = Make_Overview(trace);
     std::ostringstream page;
-    Write_Html_Page(trace, overview, page);
+    Write_Html_Page(trace, page);
     Require_Harmless(page.str());
-    Require_Plain_Text(trace, overview);
-    Require_Json(trace, overview);
+    Require_Plain_Text(trace);
+    Require_Json(trace);
 
     if (input.find('\r') == std::string_view::npos) {
         Require_The_Same_With_Windows_Line_Ends(read, contents);

@@ -23,8 +23,9 @@ SERVICE_INTERFACES = ["filecache/oswrap/", "util/"]
 PLATFORM_MAY = SERVICE_INTERFACES + ["mime/Magic.h", "platform/common/"]
 LAYERS = {
     "tools/qelfilecache/": (["filecache/IFileCache.h", "filecache/inspection/Cache_Inspection.h",
-                             "trace/Set_Trace_Level.h", "tools/trace_reader/", "util/Error_Meaning.h", "util/Http_Status.h"], True),
-    "tools/trace_reader/": (["tools/qelfilecache/", "util/Error_Meaning.h", "util/Http_Status.h"], True),
+                             "trace/Set_Trace_Level.h", "tools/trace_reader/trace_reader.h", "util/Error_Meaning.h",
+                             "util/Http_Status.h", "util/Visible_Text.h"], True),
+    "tools/trace_reader/": (["util/"], True),
     "filecache/": (["filecache/", "trace/", "util/", "mime/"], False),
     "trace/": (["trace/"] + SERVICE_INTERFACES, False),
     "filecache/oswrap/": (SERVICE_INTERFACES, False),

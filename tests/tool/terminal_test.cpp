@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/terminal.h"
 
 #include "tools/qelfilecache/host.h"
+#include "util/Visible_Text.h"
 
 #include <gtest/gtest.h>
 
@@ -34,31 +35,31 @@ TEST(Terminal, AFileHasNeitherWidthNorColours) {
 }
 
 TEST(Terminal, CountsCharactersAndNotBytes) {
-    EXPECT_EQ(Terminal::Columns_Of("abc"), 3U);
-    EXPECT_EQ(Terminal::Columns_Of("gr\xC3\xBC\xC3\x9F"
-                                   "e"),
+    EXPECT_EQ(Util::Columns_Of("abc"), 3U);
+    EXPECT_EQ(Util::Columns_Of("gr\xC3\xBC\xC3\x9F"
+                               "e"),
               5U);
-    EXPECT_EQ(Terminal::Columns_Of(""), 0U);
+    EXPECT_EQ(Util::Columns_Of(""), 0U);
 }
 
 TEST(Terminal, ShortensInTheMiddle) {
-    EXPECT_EQ(Terminal::Shorten("abcdefghij", 10), "abcdefghij");
-    EXPECT_EQ(Terminal::Shorten("abcdefghij", 9), "abc...hij");
-    EXPECT_EQ(Terminal::Shorten("abcdefghij", 8), "ab...hij");
-    EXPECT_EQ(Terminal::Shorten("abcdefghij", 4), "...j");
-    EXPECT_EQ(Terminal::Shorten("abcdefghij", 3), "abc");
-    EXPECT_EQ(Terminal::Shorten("abcdefghij", 0), "");
+    EXPECT_EQ(Util::Shorten("abcdefghij", 10), "abcdefghij");
+    EXPECT_EQ(Util::Shorten("abcdefghij", 9), "abc...hij");
+    EXPECT_EQ(Util::Shorten("abcdefghij", 8), "ab...hij");
+    EXPECT_EQ(Util::Shorten("abcdefghij", 4), "...j");
+    EXPECT_EQ(Util::Shorten("abcdefghij", 3), "abc");
+    EXPECT_EQ(Util::Shorten("abcdefghij", 0), "");
 }
 
 TEST(Terminal, NeverCutsThroughACharacter) {
-    EXPECT_EQ(Terminal::Shorten("\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x84\xC3\x96\xC3\x9C", 5), "\xC3\xA4...\xC3\x9C");
-    EXPECT_EQ(Terminal::Shorten("\xC3\xA4\xC3\xB6\xC3\xBC", 2), "\xC3\xA4\xC3\xB6");
+    EXPECT_EQ(Util::Shorten("\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x84\xC3\x96\xC3\x9C", 5), "\xC3\xA4...\xC3\x9C");
+    EXPECT_EQ(Util::Shorten("\xC3\xA4\xC3\xB6\xC3\xBC", 2), "\xC3\xA4\xC3\xB6");
 }
 
 TEST(Terminal, FitsAColumnExactly) {
-    EXPECT_EQ(Terminal::Fit("\xC3\xA4", 3), "\xC3\xA4  ");
-    EXPECT_EQ(Terminal::Fit("abcdefghij", 9), "abc...hij");
-    EXPECT_EQ(Terminal::Fit("", 2), "  ");
+    EXPECT_EQ(Util::Fit("\xC3\xA4", 3), "\xC3\xA4  ");
+    EXPECT_EQ(Util::Fit("abcdefghij", 9), "abc...hij");
+    EXPECT_EQ(Util::Fit("", 2), "  ");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "tools/qelfilecache/Command.h"
 #include "tools/qelfilecache/Command_Options.h"
 #include "tools/qelfilecache/output.h"
+#include "util/Visible_Text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -188,7 +189,7 @@ const Command* Parse(CLI::App& tool, const std::vector<Command>& commands, int a
         Print_Help_Or_Version(tool, which);
         return nullptr;
     } catch (const CLI::ParseError& error) {
-        throw Usage_Error(Printable(Explain_Wrong_Usage(tool, error, commands)) +
+        throw Usage_Error(Util::Printable(Explain_Wrong_Usage(tool, error, commands)) +
                           "\n  Run with --help for the options and examples.");
     }
     return &*std::find_if(commands.begin(), commands.end(),

@@ -1,7 +1,7 @@
 #include "tools/qelfilecache/Request_Outcome.h"
 
 #include "tools/qelfilecache/host.h"
-#include "tools/qelfilecache/output.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -58,7 +58,7 @@ std::string Transport_Error(const Request_Outcome& outcome) {
     }
     std::string description = text.substr(label_start + label.size());
     description.erase(description.find_last_not_of(" \r\n.") + 1);
-    return Printable(description);
+    return Util::Printable(description);
 }
 
 /// The first sentence of a description is the cause; what follows tells what to do.
@@ -162,7 +162,7 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
 
 bool Holds_Refused_Character(const std::string& request) {
     constexpr std::string_view refused_in_paths("\r\n\0", 3);
-    return Is_Web_Address(request) ? Holds_Control_Character(request)
+    return Is_Web_Address(request) ? Util::Holds_Control_Character(request)
                                    : request.find_first_of(refused_in_paths) != std::string::npos;
 }
 

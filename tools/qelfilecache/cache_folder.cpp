@@ -4,6 +4,7 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "trace/Set_Trace_Level.h"
+#include "util/Visible_Text.h"
 
 #include <fstream>
 
@@ -23,7 +24,7 @@ std::string Quoted_Path(const fs::path& path) {
 /// A directory as it is written from here on. The cache takes two spellings of one directory for
 /// two directories and then sweeps away the copies of the other spelling.
 fs::path One_Spelling(const std::string& text, const char* option) {
-    if (text.empty() || Holds_Control_Character(text)) {
+    if (text.empty() || Util::Holds_Control_Character(text)) {
         throw Usage_Error(std::string(option) + " " + Quoted(text) + " names no directory");
     }
     fs::path directory = fs::absolute(Host::To_Path(text)).lexically_normal();

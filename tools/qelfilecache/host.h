@@ -46,4 +46,7 @@ std::string To_Text(const std::filesystem::path& path);
 /// The narrow text of the system in UTF-8.
 std::string To_Utf8(const std::string& text);
 
+/// The same of a text whose lines may be UTF-8 already.
+std::string Lines_To_Utf8(const std::string& lines);
+
 } // namespace QEL::FrontEnd::Tool::Host

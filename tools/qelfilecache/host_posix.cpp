@@ -97,4 +97,8 @@ std::string To_Utf8(const std::string& text) {
     return text;
 }
 
+std::string Lines_To_Utf8(const std::string& lines) {
+    return lines;
+}
+
 } // namespace QEL::FrontEnd::Tool::Host

@@ -110,4 +110,17 @@ std::string To_Utf8(const std::string& text) {
     return Narrow(CP_UTF8, Wide(CP_ACP, text));
 }
 
+std::string Lines_To_Utf8(const std::string& lines) {
+    std::string converted;
+    for (std::size_t begin = 0; begin < lines.size();) {
+        const std::size_t size = std::min(lines.find('\n', begin), lines.size() - 1) + 1 - begin;
+        const std::string line = lines.substr(begin, size);
+        const bool is_utf8 =
+            MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, line.data(), static_cast<int>(size), nullptr, 0) > 0;
+        converted += is_utf8 ? line : To_Utf8(line);
+        begin += size;
+    }
+    return converted;
+}
+
 } // namespace QEL::FrontEnd::Tool::Host

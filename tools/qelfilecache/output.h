@@ -26,17 +26,10 @@ void Write_Result(const std::string& line);
 /// Writes a message to standard error, behind the program's name.
 void Write_Message(const std::string& message);
 
-/// Text for a message: control characters become visible, so that a request can neither forge lines
-/// nor steer the terminal.
-std::string Printable(const std::string& text);
-
-/// The same in quotes.
+/// The text with its control characters made visible, in quotes.
 std::string Quoted(const std::string& text);
 
 /// The end of a message: the texts one below the other, indented; of many, the first and how many more there are.
 std::string Indented_Lines(const std::vector<std::string>& texts);
-
-/// True when the text holds a control character.
-bool Holds_Control_Character(const std::string& text);
 
 } // namespace QEL::FrontEnd::Tool

@@ -1,14 +1,89 @@
-#include "tools/trace_reader/call_outcome.h"
-
-#include "tools/trace_reader/call_facts.h"
+#include "tools/trace_reader/calls.h"
+#include "tools/trace_reader/messages.h"
 
 #include <algorithm>
-#include <string>
 #include <utility>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
+
+constexpr std::string_view request_method = "Get_Cached_File_and_Status";
+
+/// The text of a result: "''" stands for an empty one, and some results are labelled or quoted.
+std::string_view Result_In(std::string_view text) {
+    for (const std::string_view label : {"rtn = ", "ok = "}) {
+        if (text.starts_with(label)) {
+            return text.substr(label.size());
+        }
+    }
+    if (text.size() >= 2 && text.starts_with('\'') && text.ends_with('\'')) {
+        return text.substr(1, text.size() - 2);
+    }
+    return text;
+}
+
+void Take_Entry(const Record& record, Call_Facts& facts) {
+    if (record.method == request_method && !record.incomplete) {
+        facts.asked = Between(record.text, "url='", "'");
+    } else if (record.method == "Set_Cache_Directory" && !record.incomplete) {
+        facts.asked = Between(record.text, "absolute_dir_path='", "'");
+    } else if (record.method == "Download_Inet_URL" || record.method == "Download_File_Share") {
+        facts.has_downloaded = true;
+    }
+}
+
+void Take_Exit(const Record& record, const Call& call, Call_Facts& facts) {
+    const auto result = Result_In(record.text);
+    facts.ends_as_share = record.method == "Is_File_Share" && record.depth == 1 && result == "true";
+    if (record.incomplete || record.text.empty()) { // the cache writes an empty result as two quotes
+        facts.exit_is_incomplete = facts.exit_is_incomplete || record.method == request_method;
+    } else if (record.method == "Get_Cached_Remote_File") {
+        facts.remote_result = result;
+    } else if (record.method == (call.operation == Operation::Get ? request_method : Label_Of(call.operation))) {
+        facts.returned = true;
+        facts.result = result;
+    }
+}
+
+void Take_Message(const Record& record, Call_Facts& facts) {
+    const auto recognised = Recognise(record.text);
+    if (recognised.take != nullptr) {
+        recognised.take(facts, recognised.arguments);
+    }
+    if (recognised.message == nullptr && record.severity == Severity::Error) {
+        facts.secondary_cause = record.text.substr(0, record.text.find('\n'));
+    }
+    const bool explains = recognised.weight != Weight::None && recognised.Meant_Severity() >= Severity::Warning;
+    const bool is_consequence = record.method == request_method && !facts.primary_cause.empty();
+    if (!explains || is_consequence) {
+        return;
+    }
+    std::string cause = recognised.Cause();
+    const bool is_check = record.method == "Is_Inet_URL_Expired" || record.method == "Is_File_Share_Expired";
+    if (is_check && (facts.check_cause.empty() || recognised.weight == Weight::Primary)) {
+        facts.check_cause = cause;
+    }
+    (recognised.weight == Weight::Primary ? facts.primary_cause : facts.secondary_cause) = std::move(cause);
+}
+
+Call_Facts Find_Facts(const Trace& trace, const Call& call) {
+    Call_Facts facts;
+    for (std::uint32_t index = 0; index < call.record_count; ++index) {
+        const Record& record = trace.Record_Of(call, index);
+        facts.ends_as_share = false;
+        facts.went_remote =
+            facts.went_remote || (record.method == "Get_Cached_Remote_File" && record.kind != Record_Kind::Return);
+        if (record.kind == Record_Kind::Call) {
+            Take_Entry(record, facts);
+        } else if (record.kind == Record_Kind::Return) {
+            Take_Exit(record, call, facts);
+        } else {
+            Take_Message(record, facts);
+        }
+    }
+    return facts;
+}
 
 std::string In_Parentheses(const std::string& text) {
     return text.empty() ? std::string() : " (" + text + ")";
@@ -18,7 +93,7 @@ std::string Why_It_Failed(const Call_Facts& facts) {
     if (!facts.primary_cause.empty()) {
         return facts.primary_cause;
     }
-    return facts.secondary_cause.empty() ? "the trace does not tell why" : facts.secondary_cause;
+    return facts.secondary_cause.empty() ? "the trace does not say why" : facts.secondary_cause;
 }
 
 struct Judgement {
@@ -35,11 +110,11 @@ Judgement Judge_Replacement(const Call_Facts& facts) {
                 "fetched again, as the remote side could not be asked for changes" + In_Parentheses(facts.check_cause)};
     }
     if (facts.has_no_date) {
-        return {Outcome::Replaced, "fetched again, as the server does not tell when the file was changed"};
+        return {Outcome::Replaced, "fetched again, as the server does not say when the file was changed"};
     }
-    if (facts.is_changed && !facts.new_date.empty()) {
+    if (!facts.new_date.empty()) {
         return {Outcome::Replaced, "changed on the server: now of '" + std::string(facts.new_date) + "', before of '" +
-                                       std::string(facts.old_date) + "'"};
+                                       std::string(Between(facts.old_entry, "last_modified=\"", "\"")) + "'"};
     }
     return {Outcome::Replaced, facts.is_share ? "changed on the share" : "changed on the server"};
 }
@@ -48,7 +123,7 @@ bool Found_No_Problem(const Call_Facts& facts) {
     return facts.primary_cause.empty() && facts.secondary_cause.empty();
 }
 
-/// The answer of a request whose exit is lost, from what was told before it.
+/// What a request returned whose exit is lost, from what was written before it.
 std::string_view Path_Without_Exit(const Call_Facts& facts) {
     if (!facts.remote_result.empty()) {
         return facts.remote_result;
@@ -59,17 +134,17 @@ std::string_view Path_Without_Exit(const Call_Facts& facts) {
     return facts.is_local ? facts.normalised : facts.copy_written;
 }
 
-/// A request that was answered with a path.
+/// A request that returned a path.
 Judgement Judge_Served(const Call_Facts& facts) {
     if (facts.is_local) {
-        return {Outcome::Local, "a local path, answered as it stands"};
+        return {Outcome::Local, "a local path, served as it stands"};
     }
     if (!facts.went_remote) {
         return {Outcome::Fresh, "the copy is younger than the expiry period: nobody was asked"};
     }
     if (!facts.copy_used.empty()) {
         if (facts.has_downloaded) {
-            return {Outcome::Old_Copy, Why_It_Failed(facts) + "; the older copy was served"};
+            return {Outcome::Old_Copy, Why_It_Failed(facts) + "; the last good copy was served"};
         }
         return {Outcome::Unchanged, facts.is_share ? "checked: the file on the share is unchanged"
                                                    : "checked: the server said that nothing has changed"};
@@ -80,28 +155,6 @@ Judgement Judge_Served(const Call_Facts& facts) {
     const std::string before = facts.was_unknown ? "not cached before: " : "";
     return facts.is_share ? Judgement{Outcome::Copied, before + "copied from the share"}
                           : Judgement{Outcome::Downloaded, before + "downloaded"};
-}
-
-/// A request of a trace without entries and exits.
-Judgement Judge_Concluded(const Call& call, const Call_Facts& facts) {
-    if (facts.primary_cause.empty() && !facts.copy_written.empty()) {
-        return {Outcome::Copied, "copied from the share"};
-    }
-    if (Found_No_Problem(facts)) {
-        return {Outcome::Not_Told, facts.second_attempt_worked ? "the second attempt worked"
-                                                               : "the trace has notes about it, and no error"};
-    }
-    const std::string cause = Why_It_Failed(facts);
-    if (facts.failed_for_certain) {
-        return {Outcome::Failed, cause};
-    }
-    if (call.operation != Operation::Get) {
-        return {Outcome::Not_Told, cause};
-    }
-    if (facts.second_attempt_worked) {
-        return {Outcome::Not_Told, cause + "; the second attempt worked"};
-    }
-    return {Outcome::Not_Told, cause + "; a trace of level 4 tells what was served in the end"};
 }
 
 Judgement Judge_Request(const Call& call, const Call_Facts& facts) {
@@ -121,7 +174,7 @@ Judgement Judge_Request(const Call& call, const Call_Facts& facts) {
     if (!Found_No_Problem(facts)) {
         return {Outcome::Failed, Why_It_Failed(facts)};
     }
-    return {Outcome::Not_Told, "the end of the call is not in the trace"};
+    return {Outcome::Unknown, "the end of the call is not in the trace"};
 }
 
 Judgement Judge_Directory(const Call& call, const Call_Facts& facts) {
@@ -140,7 +193,7 @@ Judgement Judge_Directory(const Call& call, const Call_Facts& facts) {
         return {Outcome::Failed, Why_It_Failed(facts)};
     }
     return call.at_end ? Judgement{Outcome::Cut_Off, "the trace ends within this call"}
-                       : Judgement{Outcome::Not_Told, "the end of the call is not in the trace"};
+                       : Judgement{Outcome::Unknown, "the end of the call is not in the trace"};
 }
 
 Judgement Judge_Deletion(const Call& call, const Call_Facts& facts) {
@@ -153,13 +206,10 @@ Judgement Judge_Deletion(const Call& call, const Call_Facts& facts) {
                                                                   : "all copies in the cache directory are deleted"};
     }
     return call.at_end ? Judgement{Outcome::Cut_Off, "the trace ends within this call"}
-                       : Judgement{Outcome::Not_Told, "the end of the call is not in the trace"};
+                       : Judgement{Outcome::Unknown, "the end of the call is not in the trace"};
 }
 
 Judgement Judge(const Call& call, const Call_Facts& facts) {
-    if (call.concluded) {
-        return Judge_Concluded(call, facts);
-    }
     switch (call.operation) {
     case Operation::Get:
         return Judge_Request(call, facts);
@@ -169,11 +219,9 @@ Judgement Judge(const Call& call, const Call_Facts& facts) {
     case Operation::Purge:
         return Judge_Deletion(call, facts);
     case Operation::Start:
-        return {Outcome::Done, {}};
-    case Operation::Fragment:
         break;
     }
-    return {Outcome::Not_Told, "the beginning of the call is not in the trace"};
+    return {Outcome::Done, {}};
 }
 
 std::string_view Path_Served(const Call& call, const Call_Facts& facts) {
@@ -183,9 +231,6 @@ std::string_view Path_Served(const Call& call, const Call_Facts& facts) {
     if (facts.returned) {
         return facts.result;
     }
-    if (call.concluded) {
-        return call.outcome == Outcome::Copied ? facts.copy_written : std::string_view();
-    }
     return call.outcome == Outcome::Cut_Off || call.outcome == Outcome::Failed ? std::string_view()
                                                                                : Path_Without_Exit(facts);
 }
@@ -194,14 +239,9 @@ std::string_view Path_Served(const Call& call, const Call_Facts& facts) {
 
 void Determine_Outcome(const Trace& trace, Call& call) {
     const Call_Facts facts = Find_Facts(trace, call);
-    if (call.operation == Operation::Fragment && facts.is_request) {
-        call.operation = Operation::Get;
-    }
-    if (call.subject.empty()) {
-        // Only "file:" addresses are changed; and what the cache went on with is written in one piece.
-        const bool was_changed = facts.asked.starts_with("file:");
-        call.subject = facts.normalised.empty() || was_changed ? facts.asked : facts.normalised;
-    }
+    // Only "file:" addresses are changed; and what the cache went on with is written in one piece.
+    const bool was_changed = facts.asked.starts_with("file:");
+    call.subject = facts.normalised.empty() || was_changed ? facts.asked : facts.normalised;
     auto [outcome, explanation] = Judge(call, facts);
     call.outcome = outcome;
     call.explanation = std::move(explanation);
@@ -213,4 +253,4 @@ void Determine_Outcome(const Trace& trace, Call& call) {
     }
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

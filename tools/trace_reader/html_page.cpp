@@ -1,32 +1,28 @@
-#include "tools/trace_reader/html_page.h"
-
-#include "tools/trace_reader/call_names.h"
-#include "tools/trace_reader/html_text.h"
-#include "tools/trace_reader/html_timeline.h"
-#include "tools/trace_reader/page_parts.h"
+#include "tools/trace_reader/html.h"
 
 #include <algorithm>
 #include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
 // What a browser shows without delay; errors come first, so they are the last to be left out.
 constexpr std::size_t most_calls = 6000;
 constexpr std::size_t most_record_bytes = 8 << 20;
-constexpr std::size_t most_records_of_call = 5000;
+constexpr std::size_t most_records_in_a_row = 5000;
 constexpr std::size_t longest_record = 4000;
 constexpr std::size_t longest_subject = 2000;
-constexpr Local_Clock_Time long_wait = 2; ///< seconds; shown beside the record that came late
+constexpr Local_Time long_wait = 2; ///< seconds; shown beside the record that came late
 
 class Html_Page {
 public:
-    Html_Page(const Trace& trace, const Overview& overview, std::ostream& page)
-        : m_Trace(trace), m_Overview(overview), m_Page(page) {}
+    Html_Page(const Trace& trace, std::ostream& page)
+        : m_Trace(trace), m_Overview(Make_Overview(trace)), m_Page(page) {}
 
     void Write() {
         Write_Head();
@@ -39,6 +35,7 @@ public:
         Write_Html_Timeline(m_Trace, m_Overview, m_Page);
         Write_Section("Errors", m_Overview.errors);
         Write_Section(m_Overview.errors.empty() ? "Calls" : "Other calls", m_Overview.others);
+        Write_Messages_Outside();
         m_Page << "<p class=\"nothing\" hidden>Nothing matches the filter.</p>\n</main>\n";
         Write_Sources();
         m_Page << "<script>" << page_script << "</script>\n</body></html>\n";
@@ -48,6 +45,10 @@ private:
     std::size_t Count(Outcome outcome) const { return m_Overview.outcomes[static_cast<std::size_t>(outcome)]; }
 
     std::string Title() const {
+        if (m_Trace.calls.empty() && m_Overview.messages_outside > 0) {
+            return std::to_string(m_Overview.messages_outside) +
+                   (m_Overview.messages_outside == 1 ? " message" : " messages");
+        }
         const std::size_t failed = Count(Outcome::Failed);
         const std::size_t old = Count(Outcome::Old_Copy);
         std::string title = std::to_string(m_Overview.requests) + (m_Overview.requests == 1 ? " request" : " requests");
@@ -75,8 +76,8 @@ private:
                << Html_Text(Summary_Text(m_Trace, m_Overview)) << "</p>\n<ul class=\"outcomes\">";
         for (const Outcome shown : Outcomes_By_Weight()) {
             if (const std::size_t count = Count(shown); count > 0) {
-                m_Page << "<li class=\"" << Colour_Class(shown) << "\" data-label=\"" << Outcome_Label(shown)
-                       << "\"><b>" << count << "</b>" << Outcome_Label(shown) << "</li>";
+                m_Page << "<li class=\"" << Colour_Class(shown) << "\" data-label=\"" << Label_Of(shown) << "\"><b>"
+                       << count << "</b>" << Label_Of(shown) << "</li>";
             }
         }
         m_Page << "</ul>\n";
@@ -108,12 +109,13 @@ private:
         m_Page << "</section>\n";
     }
 
+    static std::string_view Weight_Class(Severity worst) {
+        return worst == Severity::Error ? " error" : worst == Severity::Warning ? " warning" : "";
+    }
+
     void Write_Call(std::uint32_t index) {
         const Call& call = m_Trace.calls[index];
-        const char* const weight = call.worst == Severity::Error     ? " error"
-                                   : call.worst == Severity::Warning ? " warning"
-                                                                     : "";
-        m_Page << "<details class=\"call" << weight << "\" id=\"c" << m_Overview.numbers[index]
+        m_Page << "<details class=\"call" << Weight_Class(call.worst) << "\" id=\"c" << m_Overview.numbers[index]
                << "\"><summary><span class=\"n\">" << m_Overview.numbers[index] << "</span><span class=\"t\">";
         const bool has_time = call.started != No_Time;
         if (has_time) {
@@ -122,7 +124,7 @@ private:
         if (m_Overview.lanes.size() > 1) {
             m_Page << (has_time ? "\n" : "") << Html_Text(m_Overview.lanes[m_Overview.lane_of_call[index]].label);
         }
-        m_Page << "</span><span class=\"o " << Colour_Class(call) << "\">" << Outcome_Label(call.outcome)
+        m_Page << "</span><span class=\"o " << Colour_Class(call.outcome) << "\">" << Label_Of(call.outcome)
                << "</span><span class=\"s\">" << Html_Text(Title_Of(call), longest_subject)
                << "</span><span class=\"w\">" << Html_Text(call.explanation, longest_subject)
                << "</span></summary><div class=\"b\"><dl>";
@@ -132,44 +134,70 @@ private:
         Write_Detail("Trace", Html_Text(Place_Of(m_Trace, call)));
         Write_Detail("Thread", std::to_string(call.thread));
         m_Page << "</dl>";
-        Write_Records(call);
+        Write_Records(std::span(m_Trace.order).subspan(call.first_record, call.record_count));
         m_Page << "</div></details>\n";
+    }
+
+    /// Each thread unfolded: nothing but its records tells of it.
+    void Write_Messages_Outside() {
+        if (m_Overview.outside.empty()) {
+            return;
+        }
+        m_Page << "<section class=\"calls\"><h2>Messages outside of calls <small>" << m_Overview.messages_outside
+               << "</small></h2>\n";
+        const std::size_t listed = std::min(m_Overview.outside.size(), most_calls);
+        for (std::size_t place = 0; place < listed; ++place) {
+            const Thread_Records& thread = m_Overview.outside[place];
+            m_Page << "<details open class=\"call" << Weight_Class(thread.worst) << "\" id=\"t" << place + 1
+                   << "\"><summary><span class=\"n\"></span><span class=\"t\">thread " << thread.thread
+                   << "</span><span class=\"o\"></span><span class=\"s\">"
+                   << Html_Text(m_Trace.files[m_Trace.runs[thread.run].file].name, longest_subject)
+                   << "</span></summary><div class=\"b\">";
+            Write_Records(thread.records);
+            m_Page << "</div></details>\n";
+        }
+        if (listed < m_Overview.outside.size()) {
+            m_Page << "<p class=\"quiet\">" << m_Overview.outside.size() - listed << " more threads</p>\n";
+        }
+        m_Page << "</section>\n";
     }
 
     void Write_Detail(std::string_view term, const std::string& html) {
         m_Page << "<dt>" << term << "</dt><dd>" << html << "</dd>";
     }
 
-    void Write_Records(const Call& call) {
+    void Write_Records(std::span<const std::uint32_t> records) {
         if (m_Record_Bytes >= most_record_bytes) {
             m_Page << "<p class=\"quiet\">Its records are left out, as the page would grow too large: read them where "
                       "the trace has them, or make a page of that file alone.</p>";
             return;
         }
-        m_Page << (call.started == No_Time ? "<ol class=\"r untimed\">" : "<ol class=\"r\">");
-        Local_Clock_Time last = No_Time;
-        for (std::uint32_t index = 0; index < call.record_count; ++index) {
-            if (index == most_records_of_call) {
-                m_Page << "<li><p>" << call.record_count - index << " more records</p></li>";
+        const bool has_times = std::any_of(records.begin(), records.end(),
+                                           [&](std::uint32_t index) { return m_Trace.records[index].time != No_Time; });
+        m_Page << (has_times ? "<ol class=\"r\">" : "<ol class=\"r untimed\">");
+        Local_Time last = No_Time;
+        for (std::size_t place = 0; place < records.size(); ++place) {
+            if (place == most_records_in_a_row) {
+                m_Page << "<li><p>" << records.size() - place << " more records</p></li>";
                 break;
             }
-            const Record& record = m_Trace.Record_Of(call, index);
-            const Record* answer = nullptr;
-            if (record.kind == Record_Kind::Call && index + 1 < call.record_count) {
+            const Record& record = m_Trace.records[records[place]];
+            const Record* exit = nullptr;
+            if (record.kind == Record_Kind::Call && place + 1 < records.size()) {
                 // A method that called no other takes one line.
-                const Record& next = m_Trace.Record_Of(call, index + 1);
+                const Record& next = m_Trace.records[records[place + 1]];
                 if (next.kind == Record_Kind::Return && next.method == record.method && next.time == record.time) {
-                    answer = &next;
-                    ++index;
+                    exit = &next;
+                    ++place;
                 }
             }
-            Write_Record(record, answer, last);
+            Write_Record(record, exit, last);
             last = record.time;
         }
         m_Page << "</ol>";
     }
 
-    void Write_Record(const Record& record, const Record* answer, Local_Clock_Time last) {
+    void Write_Record(const Record& record, const Record* exit, Local_Time last) {
         std::string classes = record.depth > 0 ? "d" + std::to_string(std::min<int>(record.depth, 8)) : "";
         if (record.severity >= Severity::Warning) {
             classes += record.severity == Severity::Error ? " x" : " y";
@@ -192,11 +220,16 @@ private:
             html += (record.bug ? ": (held impossible) " : ": ") + text;
             break;
         }
-        if (answer != nullptr) {
-            html += " = " + Html_Text(answer->text, longest_record);
+        if (exit != nullptr) {
+            html += " = " + Html_Text(exit->text, longest_record);
         }
         if (last != No_Time && record.time != No_Time && record.time - last >= long_wait) {
             html += " <span class=\"wait\">after " + std::to_string(record.time - last) + " s</span>";
+        }
+        if (record.severity > Severity::Data) {
+            if (const std::string meaning = Meaning_Of(record); !meaning.empty()) {
+                html += "\n<em>" + Html_Text(meaning, longest_record) + "</em>";
+            }
         }
         html += "</p></li>";
         m_Record_Bytes += html.size();
@@ -224,7 +257,7 @@ private:
     }
 
     const Trace& m_Trace;
-    const Overview& m_Overview;
+    const Overview m_Overview;
     std::ostream& m_Page;
     std::size_t m_Calls_Listed = 0;
     std::size_t m_Record_Bytes = 0;
@@ -232,8 +265,8 @@ private:
 
 } // namespace
 
-void Write_Html_Page(const Trace& trace, const Overview& overview, std::ostream& page) {
-    Html_Page(trace, overview, page).Write();
+void Write_Html_Page(const Trace& trace, std::ostream& page) {
+    Html_Page(trace, page).Write();
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

@@ -1,11 +1,9 @@
-#include "tools/trace_reader/html_text.h"
-
-#include "tools/trace_reader/utf8_text.h"
+#include "tools/trace_reader/html.h"
 
 #include <charconv>
 #include <cstdint>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
@@ -19,6 +17,9 @@ bool Is_Direction_Mark(std::string_view character) {
     if (!character.starts_with("\xE2\x80") && !character.starts_with("\xE2\x81")) {
         return false;
     }
+    if (character.size() < 3) {
+        return false;
+    }
     const auto last = static_cast<unsigned char>(character[2]);
     return character[1] == '\x80' ? (last >= 0x8B && last <= 0x8F) || (last >= 0xAA && last <= 0xAE)
                                   : last >= 0xA6 && last <= 0xA9;
@@ -27,11 +28,10 @@ bool Is_Direction_Mark(std::string_view character) {
 } // namespace
 
 std::string Html_Text(std::string_view text) {
-    const std::string utf8 = Utf8_Text(text);
     std::string html;
-    html.reserve(utf8.size() + utf8.size() / 8);
-    for (std::size_t place = 0; place < utf8.size(); ++place) {
-        const char character = utf8[place];
+    html.reserve(text.size() + text.size() / 8);
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        const char character = text[place];
         const auto byte = static_cast<unsigned char>(character);
         if (character == '&') {
             html += "&amp;";
@@ -45,9 +45,9 @@ std::string Html_Text(std::string_view text) {
             html += "&#39;";
         } else if ((byte < 0x20 && character != '\n') || byte == 0x7F) {
             html += Visible_Byte(byte);
-        } else if (byte == 0xE2 && Is_Direction_Mark(std::string_view(utf8).substr(place, 3))) {
+        } else if (byte == 0xE2 && Is_Direction_Mark(text.substr(place, 3))) {
             html += "\\u20";
-            html += Visible_Byte(static_cast<unsigned char>(((utf8[place + 1] & 0x01) << 6) | (utf8[place + 2] & 0x3F)))
+            html += Visible_Byte(static_cast<unsigned char>(((text[place + 1] & 0x01) << 6) | (text[place + 2] & 0x3F)))
                         .substr(2);
             place += 2;
         } else {
@@ -89,4 +89,4 @@ std::string Base64_Of_Hex(std::string_view hexadecimal) {
     return base64;
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

@@ -1,7 +1,4 @@
-#include "tools/trace_reader/html_timeline.h"
-
-#include "tools/trace_reader/call_names.h"
-#include "tools/trace_reader/html_text.h"
+#include "tools/trace_reader/html.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -10,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
@@ -46,9 +43,7 @@ bool Is_Worse(const Call& left, const Call& right) {
 class Timeline {
 public:
     Timeline(const Trace& trace, const Overview& overview, std::ostream& page)
-        : m_Trace(trace), m_Overview(overview), m_Page(page) {
-        std::merge(overview.errors.begin(), overview.errors.end(), overview.others.begin(), overview.others.end(),
-                   std::back_inserter(m_Calls));
+        : m_Trace(trace), m_Overview(overview), m_Page(page), m_Calls(overview.Calls()) {
         m_Lanes.resize(std::min(overview.lanes.size(), most_lanes));
         // A moment of the clock is as wide as the second it lies in.
         m_Span = overview.Has_Times() ? static_cast<double>(overview.last - overview.first + 1) : 1;
@@ -88,7 +83,7 @@ private:
             return;
         }
         // Calls that begin in the same second on the same lane share it, in their order.
-        std::map<std::pair<std::size_t, Local_Clock_Time>, std::pair<int, int>> seconds;
+        std::map<std::pair<std::size_t, Local_Time>, std::pair<int, int>> seconds;
         for (const auto index : m_Calls) {
             ++seconds[{Lane_Of(index), m_Trace.calls[index].started}].first;
         }
@@ -138,14 +133,14 @@ private:
         for (const Bar& bar : m_Lanes[lane]) {
             const Call& call = m_Trace.calls[bar.call];
             m_Page << "<a href=\"#c" << m_Overview.numbers[bar.call] << "\" tabindex=\"-1\" class=\""
-                   << (call.worst == Severity::Error && summed_up ? "red" : Colour_Class(call)) << "\"><rect x=\""
-                   << Percent(bar.start) << "\" y=\"4\" width=\""
+                   << (call.worst == Severity::Error && summed_up ? "red" : Colour_Class(call.outcome))
+                   << "\"><rect x=\"" << Percent(bar.start) << "\" y=\"4\" width=\""
                    << Percent(std::max(bar.end - bar.start, least_bar_width)) << "\" height=\"16\"" << Faintness(bar)
                    << "><title>";
             if (bar.count > 1) {
                 m_Page << bar.count << " calls, " << bar.errors << " with errors; the first of the worst: ";
             }
-            m_Page << "#" << m_Overview.numbers[bar.call] << " " << Outcome_Label(call.outcome) << " "
+            m_Page << "#" << m_Overview.numbers[bar.call] << " " << Label_Of(call.outcome) << " "
                    << Html_Text(Title_Of(call), longest_title) << "</title></rect></a>";
         }
         m_Page << "</svg></div>\n";
@@ -161,19 +156,18 @@ private:
     }
 
     void Write_Axis() {
-        constexpr Local_Clock_Time steps[] = {1,   2,    5,    10,   15,    30,    60,    120,   300,   600,
-                                              900, 1800, 3600, 7200, 14400, 21600, 43200, 86400, 172800};
-        constexpr Local_Clock_Time most_ticks = 6;
+        constexpr Local_Time steps[] = {1,   2,    5,    10,   15,    30,    60,    120,   300,   600,
+                                        900, 1800, 3600, 7200, 14400, 21600, 43200, 86400, 172800};
+        constexpr Local_Time most_ticks = 6;
         constexpr double last_label = 85; // percent; behind it, there is no room for a label
-        const Local_Clock_Time span = m_Overview.last - m_Overview.first + 1;
-        Local_Clock_Time step = *std::find_if(std::begin(steps), std::end(steps) - 1, [&](Local_Clock_Time candidate) {
-            return span / candidate <= most_ticks;
-        });
-        step *= std::max<Local_Clock_Time>(1, span / step / most_ticks);
+        const Local_Time span = m_Overview.last - m_Overview.first + 1;
+        Local_Time step = *std::find_if(std::begin(steps), std::end(steps) - 1,
+                                        [&](Local_Time candidate) { return span / candidate <= most_ticks; });
+        step *= std::max<Local_Time>(1, span / step / most_ticks);
         m_Page << "<div class=\"lane axis\"><span></span><svg aria-hidden=\"true\">";
         const bool several_days = Date_Text(m_Overview.first) != Date_Text(m_Overview.last);
-        for (Local_Clock_Time tick = m_Overview.first + (step - m_Overview.first % step) % step;
-             tick <= m_Overview.last; tick += step) {
+        for (Local_Time tick = m_Overview.first + (step - m_Overview.first % step) % step; tick <= m_Overview.last;
+             tick += step) {
             const double percent = static_cast<double>(tick - m_Overview.first) / m_Span * 100;
             const std::string place = Percent(percent);
             m_Page << "<line x1=\"" << place << "\" x2=\"" << place << "\" y1=\"0\" y2=\"5\"/>";
@@ -190,7 +184,7 @@ private:
     const Trace& m_Trace;
     const Overview& m_Overview;
     std::ostream& m_Page;
-    std::vector<std::uint32_t> m_Calls;
+    const std::vector<std::uint32_t> m_Calls;
     std::vector<std::vector<Bar>> m_Lanes;
     double m_Span;
 };
@@ -207,7 +201,7 @@ std::string_view Colour_Class(Outcome outcome) {
         return "red";
     case Outcome::Old_Copy:
     case Outcome::Cut_Off:
-    case Outcome::Not_Told:
+    case Outcome::Unknown:
         return "amber";
     case Outcome::Downloaded:
     case Outcome::Copied:
@@ -224,8 +218,4 @@ std::string_view Colour_Class(Outcome outcome) {
     return "grey";
 }
 
-std::string_view Colour_Class(const Call& call) {
-    return Colour_Class(call.outcome);
-}
-
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

@@ -1,26 +1,32 @@
-#include "tools/trace_reader/json_report.h"
-
-#include "tools/trace_reader/call_names.h"
-#include "tools/trace_reader/utf8_text.h"
+#include "tools/trace_reader/overview.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
+#include <vector>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
 Json Text_Or_Null(std::string_view text) {
-    return text.empty() ? Json(nullptr) : Json(Utf8_Text(text));
+    return text.empty() ? Json(nullptr) : Json(text);
 }
 
-Json Time_Or_Null(Local_Clock_Time time) {
+Json Time_Or_Null(Local_Time time) {
     return time == No_Time ? Json(nullptr) : Json(Date_Text(time) + "T" + Clock_Text(time));
+}
+
+Json To_Json(const Record& record) {
+    return {{"severity", Severity_Label(record.severity)},
+            {"method", record.method},
+            {"message", record.text},
+            {"line", record.line}};
 }
 
 Json Problems_Of(const Trace& trace, const Call& call) {
@@ -28,13 +34,22 @@ Json Problems_Of(const Trace& trace, const Call& call) {
     for (std::uint32_t index = 0; index < call.record_count; ++index) {
         const Record& record = trace.Record_Of(call, index);
         if (record.severity >= Severity::Warning) {
-            problems.push_back({{"severity", Severity_Label(record.severity)},
-                                {"method", Utf8_Text(record.method)},
-                                {"message", Utf8_Text(record.text)},
-                                {"line", record.line}});
+            problems.push_back(To_Json(record));
         }
     }
     return problems;
+}
+
+/// A message outside of calls.
+Json Message_To_Json(const Trace& trace, const Record& record) {
+    const Run& run = trace.runs[record.run];
+    Json message = To_Json(record);
+    message["meaning"] = Text_Or_Null(Meaning_Of(record));
+    message["time"] = Time_Or_Null(record.time);
+    message["process"] = Text_Or_Null(run.process);
+    message["thread"] = record.thread;
+    message["file"] = trace.files[run.file].name;
+    return message;
 }
 
 Json To_Json(const Trace& trace, const Overview& overview, std::uint32_t index) {
@@ -42,54 +57,55 @@ Json To_Json(const Trace& trace, const Overview& overview, std::uint32_t index) 
     const Run& run = trace.runs[call.run];
     const bool has_duration = call.started != No_Time && call.ended >= call.started;
     return {{"number", overview.numbers[index]},
-            {"operation", Operation_Identifier(call.operation)},
+            {"operation", Identifier_Of(call.operation)},
             {"request", Text_Or_Null(call.subject)},
-            {"outcome", Outcome_Identifier(call.outcome)},
-            {"explanation", Utf8_Text(call.explanation)},
+            {"outcome", Identifier_Of(call.outcome)},
+            {"explanation", call.explanation},
             {"path", Text_Or_Null(call.path)},
             {"problems", Problems_Of(trace, call)},
             {"started", Time_Or_Null(call.started)},
             {"seconds", has_duration ? Json(call.ended - call.started) : Json(nullptr)},
             {"process", Text_Or_Null(run.process)},
             {"thread", call.thread},
-            {"file", Utf8_Text(trace.files[run.file].name)},
+            {"file", trace.files[run.file].name},
             {"first_line", call.first_line},
             {"last_line", call.last_line}};
 }
 
 Json To_Json(const Trace& trace, const Run& run) {
-    return {{"file", Utf8_Text(trace.files[run.file].name)},
-            {"line", run.line},
-            {"process", Text_Or_Null(run.process)},
-            {"program", Text_Or_Null(run.program)},
-            {"level", Text_Or_Null(run.level)},
-            {"has_times", run.has_times}};
+    return {{"file", trace.files[run.file].name},   {"line", run.line},
+            {"process", Text_Or_Null(run.process)}, {"program", Text_Or_Null(run.program)},
+            {"level", Text_Or_Null(run.level)},     {"has_times", run.has_times}};
 }
 
 /// What the trace writer itself complained of.
-Json To_Json(const Trace& trace, const Record& complaint) {
-    return {{"file", Utf8_Text(trace.files[trace.runs[complaint.run].file].name)},
+Json Complaint_To_Json(const Trace& trace, const Record& complaint) {
+    return {{"file", trace.files[trace.runs[complaint.run].file].name},
             {"line", complaint.line},
-            {"message", Utf8_Text(complaint.text)}};
+            {"message", complaint.text}};
 }
 
 /// Writes the elements of an array one by one: the whole may be large.
-template <typename Make_Element>
-void Write_Array(const std::string& start, std::size_t count, const std::string& end, const Line_Sink& write,
-                 const Make_Element& make_element) {
+template <typename Elements, typename Make_Json>
+void Write_Array(const std::string& start, const Elements& elements, const std::string& end, const Line_Sink& write,
+                 const Make_Json& make_json) {
     write(start + " [");
-    for (std::size_t index = 0; index < count; ++index) {
-        write("    " + make_element(index).dump() + (index + 1 < count ? "," : ""));
+    std::size_t left = elements.size();
+    for (const auto& element : elements) {
+        // What is not UTF-8 shows as U+FFFD.
+        write("    " + make_json(element).dump(-1, ' ', false, Json::error_handler_t::replace) +
+              (--left > 0 ? "," : ""));
     }
     write("  ]" + end);
 }
 
 } // namespace
 
-void Write_Json_Report(const Trace& trace, const Overview& overview, const Line_Sink& write) {
-    std::vector<std::uint32_t> calls(overview.errors.size() + overview.others.size());
-    std::merge(overview.errors.begin(), overview.errors.end(), overview.others.begin(), overview.others.end(),
-               calls.begin());
+void Write_Json_Report(const Trace& trace, const Line_Sink& write) {
+    const Overview overview = Make_Overview(trace);
+    std::vector<std::uint32_t> messages;
+    std::copy_if(trace.outside.begin(), trace.outside.end(), std::back_inserter(messages),
+                 [&](std::uint32_t index) { return trace.records[index].severity > Severity::Data; });
     std::vector<const Record*> complaints;
     for (const Record& record : trace.records) {
         if (record.kind == Record_Kind::Writer) {
@@ -97,13 +113,14 @@ void Write_Json_Report(const Trace& trace, const Overview& overview, const Line_
         }
     }
     write("{");
-    Write_Array("  \"runs\":", trace.runs.size(), ",", write,
-                [&](std::size_t index) { return To_Json(trace, trace.runs[index]); });
-    Write_Array("  \"complaints\":", complaints.size(), ",", write,
-                [&](std::size_t index) { return To_Json(trace, *complaints[index]); });
-    Write_Array("  \"calls\":", calls.size(), "", write,
-                [&](std::size_t index) { return To_Json(trace, overview, calls[index]); });
+    Write_Array("  \"runs\":", trace.runs, ",", write, [&](const Run& run) { return To_Json(trace, run); });
+    Write_Array("  \"complaints\":", complaints, ",", write,
+                [&](const Record* complaint) { return Complaint_To_Json(trace, *complaint); });
+    Write_Array("  \"calls\":", overview.Calls(), ",", write,
+                [&](std::uint32_t index) { return To_Json(trace, overview, index); });
+    Write_Array("  \"messages\":", messages, "", write,
+                [&](std::uint32_t index) { return Message_To_Json(trace, trace.records[index]); });
     write("}");
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

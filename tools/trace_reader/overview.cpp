@@ -1,21 +1,21 @@
 #include "tools/trace_reader/overview.h"
 
-#include "tools/trace_reader/call_names.h"
-#include "tools/trace_reader/record_text.h"
+#include "tools/trace_reader/records.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <set>
 #include <utility>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
 constexpr Outcome outcomes_by_weight[] = {
-    Outcome::Failed,   Outcome::Old_Copy,   Outcome::Cut_Off,       Outcome::Not_Told,
+    Outcome::Failed,   Outcome::Old_Copy,   Outcome::Cut_Off,       Outcome::Unknown,
     Outcome::Replaced, Outcome::Downloaded, Outcome::Copied,        Outcome::Unchanged,
     Outcome::Fresh,    Outcome::Local,      Outcome::Left_In_Place, Outcome::Done,
 };
@@ -61,7 +61,6 @@ void Name_Lanes(const Trace& trace, std::vector<Lane>& lanes) {
 Overview Make_Overview(const Trace& trace) {
     Overview overview;
     std::map<std::pair<std::uint32_t, std::int32_t>, std::uint32_t> lane_numbers;
-    std::set<std::string> processes;
     std::uint32_t number = 0;
     overview.lane_of_call.reserve(trace.calls.size());
     for (std::uint32_t index = 0; index < trace.calls.size(); ++index) {
@@ -69,10 +68,8 @@ Overview Make_Overview(const Trace& trace) {
         const auto [lane, is_new] = lane_numbers.try_emplace({call.run, call.thread}, overview.lanes.size());
         if (is_new) {
             overview.lanes.push_back({call.run, call.thread, {}});
-            processes.insert(Process_Of(trace, trace.runs[call.run]));
         }
         overview.lane_of_call.push_back(lane->second);
-        overview.has_concluded_calls = overview.has_concluded_calls || call.concluded;
         if (!Is_Worth_A_Line(call)) {
             overview.numbers.push_back(0);
             continue;
@@ -90,16 +87,36 @@ Overview Make_Overview(const Trace& trace) {
             overview.last = std::max(overview.last, std::max(call.started, call.ended));
         }
     }
+    std::set<std::string> processes;
+    for (const Run& run : trace.runs) {
+        processes.insert(Process_Of(trace, run));
+    }
     overview.processes = processes.size();
+    for (const std::uint32_t index : trace.outside) {
+        const Record& record = trace.records[index];
+        auto& threads = overview.outside;
+        if (threads.empty() || threads.back().run != record.run || threads.back().thread != record.thread) {
+            threads.push_back({record.run, record.thread, {}, Severity::Data});
+        }
+        threads.back().records.push_back(index);
+        threads.back().worst = std::max(threads.back().worst, record.severity);
+        overview.messages_outside += record.severity > Severity::Data ? 1 : 0;
+    }
     Name_Lanes(trace, overview.lanes);
     return overview;
+}
+
+std::vector<std::uint32_t> Overview::Calls() const {
+    std::vector<std::uint32_t> calls;
+    std::merge(errors.begin(), errors.end(), others.begin(), others.end(), std::back_inserter(calls));
+    return calls;
 }
 
 std::span<const Outcome> Outcomes_By_Weight() {
     return outcomes_by_weight;
 }
 
-std::string Date_Text(Local_Clock_Time time) {
+std::string Date_Text(Local_Time time) {
     const auto day = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(time)));
     const std::chrono::year_month_day date(day);
     char text[24];
@@ -108,7 +125,7 @@ std::string Date_Text(Local_Clock_Time time) {
     return text;
 }
 
-std::string Clock_Text(Local_Clock_Time time) {
+std::string Clock_Text(Local_Time time) {
     constexpr int seconds_a_day = 86400;
     const int second = static_cast<int>(((time % seconds_a_day) + seconds_a_day) % seconds_a_day);
     char text[16];
@@ -120,7 +137,7 @@ std::string Duration_Text(const Call& call) {
     if (call.started == No_Time || call.ended < call.started) {
         return {}; // without times, or over a change of the clock
     }
-    const Local_Clock_Time seconds = call.ended - call.started;
+    const Local_Time seconds = call.ended - call.started;
     if (seconds == 0) {
         return "<1 s";
     }
@@ -129,9 +146,16 @@ std::string Duration_Text(const Call& call) {
 }
 
 std::string Summary_Text(const Trace& trace, const Overview& overview) {
-    std::string text = Counted(overview.requests, "request", "requests");
+    std::string text;
+    const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : " and ") + part; };
+    if (overview.requests > 0 || (overview.other_calls == 0 && overview.messages_outside == 0)) {
+        add(Counted(overview.requests, "request", "requests"));
+    }
     if (overview.other_calls > 0) {
-        text += " and " + Counted(overview.other_calls, "other call", "other calls");
+        add(Counted(overview.other_calls, "other call", "other calls"));
+    }
+    if (overview.messages_outside > 0) {
+        add(Counted(overview.messages_outside, "message", "messages") + " outside of calls");
     }
     text += " in " + Counted(trace.files.size(), "file", "files") + " of " +
             Counted(overview.processes, "process", "processes");
@@ -148,7 +172,7 @@ std::string Outcomes_Text(const Overview& overview) {
     for (const Outcome outcome : outcomes_by_weight) {
         if (const auto count = overview.outcomes[static_cast<std::size_t>(outcome)]; count > 0) {
             text.append(text.empty() ? "" : ", ").append(std::to_string(count)).append(" ");
-            text.append(Outcome_Label(outcome));
+            text.append(Label_Of(outcome));
         }
     }
     return text;
@@ -156,12 +180,11 @@ std::string Outcomes_Text(const Overview& overview) {
 
 std::vector<std::string> Remarks(const Trace& trace, const Overview& overview) {
     std::vector<std::string> remarks;
-    if (overview.has_concluded_calls) {
+    if (std::any_of(trace.outside.begin(), trace.outside.end(),
+                    [&](std::uint32_t index) { return !trace.runs[trace.records[index].run].has_entries; })) {
         remarks.emplace_back(
-            "The trace tells errors, warnings and notes alone, from which the requests were concluded. Those that name "
-            "no address stand under \"(address not told)\": whose they are, and whether of one request, is not "
-            "certain. "
-            "One of level 4 tells every request and its way.");
+            "A trace of level 1 to 3 does not record where calls begin and end, so there are no calls to "
+            "show for it, only its messages by thread. Trace with level 4 or 5 to see each call.");
     }
     if (overview.requests > 0 && !overview.Has_Times()) {
         remarks.emplace_back("The trace has no time stamps; one of level 5 has.");
@@ -181,14 +204,11 @@ std::vector<std::string> Remarks(const Trace& trace, const Overview& overview) {
 }
 
 std::string Title_Of(const Call& call) {
-    std::string title(Operation_Label(call.operation));
+    std::string title(Label_Of(call.operation));
     if (!call.subject.empty()) {
         title.append(title.empty() ? "" : " ").append(call.subject);
     }
-    if (!title.empty()) {
-        return title;
-    }
-    return call.concluded ? "(address not told)" : "(empty request)";
+    return title.empty() ? "(empty request)" : title;
 }
 
 std::string Place_Of(const Trace& trace, const Call& call) {
@@ -225,4 +245,4 @@ std::string In_One_Line(std::string_view text) {
     return line;
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

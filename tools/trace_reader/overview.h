@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/trace_reader/Trace.h"
+#include "tools/trace_reader/trace_reader.h"
 
 #include <array>
 #include <cstddef>
@@ -11,13 +11,21 @@
 #include <vector>
 
 /// What all reports of a trace begin with.
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 /// A thread of a process: calls on the same one follow each other.
 struct Lane {
     std::uint32_t run = 0;
     std::int32_t thread = 0;
     std::string label; ///< as short as the trace allows, such as "4711"
+};
+
+/// What a thread wrote outside of calls.
+struct Thread_Records {
+    std::uint32_t run = 0;
+    std::int32_t thread = 0;
+    std::vector<std::uint32_t> records; ///< indices, in order
+    Severity worst = Severity::Data;
 };
 
 struct Overview {
@@ -30,11 +38,15 @@ struct Overview {
     std::size_t requests = 0;
     std::size_t other_calls = 0;
     std::size_t processes = 0;
-    Local_Clock_Time first = No_Time;
-    Local_Clock_Time last = No_Time;
-    bool has_concluded_calls = false; ///< the trace is one without entries and exits
+    Local_Time first = No_Time;
+    Local_Time last = No_Time;
+    std::vector<Thread_Records> outside;
+    std::size_t messages_outside = 0; ///< errors, warnings and notes
 
     bool Has_Times() const { return first != No_Time; }
+
+    /// The calls that are worth a line, in order.
+    std::vector<std::uint32_t> Calls() const;
 };
 
 Overview Make_Overview(const Trace& trace);
@@ -43,12 +55,12 @@ Overview Make_Overview(const Trace& trace);
 std::span<const Outcome> Outcomes_By_Weight();
 
 /// "2026-11-21"
-std::string Date_Text(Local_Clock_Time time);
+std::string Date_Text(Local_Time time);
 
 /// "10:20:16"
-std::string Clock_Text(Local_Clock_Time time);
+std::string Clock_Text(Local_Time time);
 
-/// How long a call took: "3 s", "<1 s"; empty when the trace does not tell. Time stamps have whole
+/// How long a call took: "3 s", "<1 s"; empty when the trace does not say. Time stamps have whole
 /// seconds, so a call of a moment may seem to take one.
 std::string Duration_Text(const Call& call);
 
@@ -73,4 +85,4 @@ std::string_view Severity_Label(Severity severity);
 /// A text of several lines in one.
 std::string In_One_Line(std::string_view text);
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

@@ -1,8 +1,8 @@
-#include "tools/trace_reader/record_text.h"
+#include "tools/trace_reader/records.h"
 
 #include <chrono>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
@@ -22,7 +22,7 @@ bool Take_Closing_Piece(std::string_view& text) {
         return false;
     }
     text.remove_suffix(1);
-    Local_Clock_Time time = No_Time;
+    Local_Time time = No_Time;
     constexpr std::size_t size = time_stamp_size + 1;
     if (text.size() >= size && Parse_Time_Stamp(text.substr(text.size() - size), time)) {
         text.remove_suffix(size);
@@ -53,7 +53,7 @@ std::string_view Content_Of_Parentheses(std::string_view text, bool& mixed) {
 
 } // namespace
 
-bool Parse_Time_Stamp(std::string_view text, Local_Clock_Time& time) {
+bool Parse_Time_Stamp(std::string_view text, Local_Time& time) {
     if (text.size() <= time_stamp_size || text[0] != '(' || text[3] != '.' || text[6] != '.' || text[9] != ' ' ||
         text[12] != ':' || text[15] != ':' || text[18] != ')' || text[19] != ' ') {
         return false;
@@ -69,12 +69,12 @@ bool Parse_Time_Stamp(std::string_view text, Local_Clock_Time& time) {
         return false;
     }
     const auto days = std::chrono::sys_days{date}.time_since_epoch().count();
-    time = ((Local_Clock_Time{days} * 24 + hour) * 60 + minute) * 60 + second;
+    time = ((Local_Time{days} * 24 + hour) * 60 + minute) * 60 + second;
     return true;
 }
 
 std::string_view Without_Time_Stamp(std::string_view text) {
-    Local_Clock_Time time = No_Time;
+    Local_Time time = No_Time;
     return Parse_Time_Stamp(text, time) ? text.substr(time_stamp_size + 1) : text;
 }
 
@@ -106,14 +106,4 @@ void Interpret_Text(std::string_view raw, Record& record) {
     }
 }
 
-std::string_view Between(std::string_view text, std::string_view before, std::string_view after) {
-    const auto start = text.find(before);
-    if (start == std::string_view::npos) {
-        return {};
-    }
-    text.remove_prefix(start + before.size());
-    const auto end = text.rfind(after);
-    return end == std::string_view::npos ? std::string_view() : text.substr(0, end);
-}
-
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

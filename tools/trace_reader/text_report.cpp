@@ -1,15 +1,12 @@
-#include "tools/trace_reader/text_report.h"
-
-#include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/terminal.h"
-#include "tools/trace_reader/call_names.h"
+#include "tools/trace_reader/overview.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <set>
 #include <string_view>
 #include <vector>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
@@ -24,35 +21,33 @@ constexpr std::size_t least_width = 60;
 constexpr std::size_t longest_message = 600;
 constexpr std::size_t most_messages = 20;
 
+std::string_view Colour_Of(Severity severity) {
+    return severity == Severity::Error ? red : severity == Severity::Warning ? yellow : std::string_view();
+}
+
 std::string_view Colour_Of(const Call& call) {
-    switch (call.worst) {
-    case Severity::Error:
-        return red;
-    case Severity::Warning:
-        return yellow;
-    default:
-        return call.outcome == Outcome::Not_Told ? yellow : green;
-    }
+    const auto colour = Colour_Of(call.worst);
+    return !colour.empty() ? colour : call.outcome == Outcome::Unknown ? yellow : green;
 }
 
 class Text_Report {
 public:
-    Text_Report(const Trace& trace, const Overview& overview, const Text_Layout& layout, const Line_Sink& write)
-        : m_Trace(trace), m_Overview(overview), m_Layout(layout), m_Write(write) {
+    Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write)
+        : m_Trace(trace), m_Overview(Make_Overview(trace)), m_Layout(layout), m_Write(write) {
         m_Number_Width = std::to_string(trace.calls.size()).size() + 1;
         const auto widen = [&](const std::vector<std::uint32_t>& calls) {
             for (const auto index : calls) {
                 const Call& call = m_Trace.calls[index];
                 m_Duration_Width = std::max(m_Duration_Width, Duration_Text(call).size());
-                m_Outcome_Width = std::max(m_Outcome_Width, Outcome_Label(call.outcome).size());
+                m_Outcome_Width = std::max(m_Outcome_Width, Label_Of(call.outcome).size());
             }
         };
-        widen(overview.errors);
-        widen(overview.others);
-        for (const Lane& lane : overview.lanes) {
-            m_Lane_Width = std::max(m_Lane_Width, Terminal::Columns_Of(Printable(lane.label)));
+        widen(m_Overview.errors);
+        widen(m_Overview.others);
+        for (const Lane& lane : m_Overview.lanes) {
+            m_Lane_Width = std::max(m_Lane_Width, Util::Columns_Of(Util::Printable(lane.label)));
         }
-        m_Has_Several_Days = overview.Has_Times() && Date_Text(overview.first) != Date_Text(overview.last);
+        m_Has_Several_Days = m_Overview.Has_Times() && Date_Text(m_Overview.first) != Date_Text(m_Overview.last);
     }
 
     void Write() const {
@@ -61,20 +56,25 @@ public:
             Write_Wrapped(outcomes, 2, {});
         }
         for (const std::string& remark : Remarks(m_Trace, m_Overview)) {
-            Write_Wrapped(Printable(remark), 2, dim);
+            Write_Wrapped(Util::Printable(remark), 2, dim);
         }
         Write_Section("Errors", m_Overview.errors);
         Write_Section(m_Overview.errors.empty() ? "Requests" : "Other requests", m_Overview.others);
+        Write_Messages_Outside();
     }
 
 private:
+    void Write_Heading(std::string_view heading) const {
+        m_Write({});
+        m_Write(Coloured(std::string(heading), bold));
+        m_Write({});
+    }
+
     void Write_Section(std::string_view heading, const std::vector<std::uint32_t>& calls) const {
         if (calls.empty()) {
             return;
         }
-        m_Write({});
-        m_Write(Coloured(std::string(heading), bold));
-        m_Write({});
+        Write_Heading(heading);
         for (const auto index : calls) {
             Write_Call(index);
         }
@@ -82,38 +82,46 @@ private:
 
     void Write_Call(std::uint32_t index) const {
         const Call& call = m_Trace.calls[index];
-        std::string start = Terminal::Fit("#" + std::to_string(m_Overview.numbers[index]), m_Number_Width) + "  ";
+        std::string start = Util::Fit("#" + std::to_string(m_Overview.numbers[index]), m_Number_Width) + "  ";
         if (m_Overview.Has_Times()) {
             std::string time = call.started == No_Time ? "" : Clock_Text(call.started);
             if (m_Has_Several_Days && call.started != No_Time) {
                 time = Date_Text(call.started) + " " + time;
             }
-            start += Terminal::Fit(time, m_Has_Several_Days ? 19 : 8) + "  ";
-            start += Terminal::Fit(Duration_Text(call), m_Duration_Width) + "  ";
+            start += Util::Fit(time, m_Has_Several_Days ? 19 : 8) + "  ";
+            start += Util::Fit(Duration_Text(call), m_Duration_Width) + "  ";
         }
         if (m_Overview.lanes.size() > 1) {
             start +=
-                Terminal::Fit(Printable(m_Overview.lanes[m_Overview.lane_of_call[index]].label), m_Lane_Width) + "  ";
+                Util::Fit(Util::Printable(m_Overview.lanes[m_Overview.lane_of_call[index]].label), m_Lane_Width) + "  ";
         }
-        const std::string outcome = Terminal::Fit(Outcome_Label(call.outcome), m_Outcome_Width);
-        std::string title = Printable(Title_Of(call));
+        const std::string outcome = Util::Fit(Label_Of(call.outcome), m_Outcome_Width);
+        std::string title = Util::Printable(Title_Of(call));
         if (m_Layout.width) {
-            const auto used = Terminal::Columns_Of(start) + outcome.size() + 2;
-            title = Terminal::Shorten(title, std::max(*m_Layout.width, used + 20) - used);
+            const auto used = Util::Columns_Of(start) + outcome.size() + 2;
+            title = Util::Shorten(title, std::max(*m_Layout.width, used + 20) - used);
         }
         m_Write(start + Coloured(outcome, Colour_Of(call)) + "  " + title);
 
         const std::size_t indent = m_Number_Width + 2;
         if (!call.path.empty() && call.outcome != Outcome::Local) {
             // A path is there to be copied, so it is never cut.
-            m_Write(std::string(indent, ' ') + "copy: " + Printable(std::string(call.path)));
+            m_Write(std::string(indent, ' ') + "copy: " + Util::Printable(std::string(call.path)));
         }
-        Write_Wrapped(Printable(call.explanation), indent, {});
+        Write_Wrapped(Util::Printable(call.explanation), indent, {});
         Write_Problems(call, indent);
         if (call.worst >= Severity::Warning) {
-            m_Write(std::string(indent, ' ') +
-                    Coloured(Printable(Place_Of(m_Trace, call)) + ", thread " + std::to_string(call.thread), dim));
+            m_Write(
+                std::string(indent, ' ') +
+                Coloured(Util::Printable(Place_Of(m_Trace, call)) + ", thread " + std::to_string(call.thread), dim));
         }
+    }
+
+    /// "error in Download_Inet_URL: HTTP GET request failed ..."
+    static std::string Message_Text(const Record& record) {
+        const auto text = record.text.substr(0, longest_message);
+        return std::string(Severity_Label(record.severity)) + " in " + std::string(record.method) + ": " +
+               Util::Printable(In_One_Line(text)) + (text.size() < record.text.size() ? " ..." : "");
     }
 
     /// Each message once: one that repeats comes of one cause.
@@ -124,12 +132,32 @@ private:
             if (record.severity < Severity::Warning) {
                 continue;
             }
-            const auto text = record.text.substr(0, longest_message);
-            const std::string message = Printable(In_One_Line(text)) + (text.size() < record.text.size() ? " ..." : "");
+            const std::string message = Message_Text(record);
             if (written.insert(message).second) {
-                Write_Wrapped(std::string(Severity_Label(record.severity)) + " in " + std::string(record.method) +
-                                  ": " + message,
-                              indent, record.severity == Severity::Error ? red : yellow);
+                Write_Wrapped(message, indent, Colour_Of(record.severity));
+            }
+        }
+    }
+
+    void Write_Messages_Outside() const {
+        if (m_Overview.messages_outside == 0) {
+            return;
+        }
+        Write_Heading("Messages outside of calls");
+        for (const Thread_Records& thread : m_Overview.outside) {
+            if (thread.worst == Severity::Data) {
+                continue;
+            }
+            m_Write(Util::Printable(m_Trace.files[m_Trace.runs[thread.run].file].name) + ", thread " +
+                    std::to_string(thread.thread));
+            for (const std::uint32_t index : thread.records) {
+                const Record& record = m_Trace.records[index];
+                if (record.severity > Severity::Data) {
+                    const std::string time = record.time == No_Time ? "" : Clock_Text(record.time) + ", ";
+                    Write_Wrapped(time + "line " + std::to_string(record.line) + ": " + Message_Text(record), 2,
+                                  Colour_Of(record.severity));
+                    Write_Wrapped(Util::Printable(Meaning_Of(record)), 4, {});
+                }
             }
         }
     }
@@ -138,7 +166,7 @@ private:
     void Write_Wrapped(std::string_view text, std::size_t indent, std::string_view colour) const {
         const std::string margin(indent, ' ');
         const std::size_t width = m_Layout.width ? std::max(*m_Layout.width, least_width) - indent : text.size();
-        while (Terminal::Columns_Of(text) > width) {
+        while (Util::Columns_Of(text) > width) {
             std::size_t end = 0;
             std::size_t columns = 0;
             std::size_t blank = 0;
@@ -174,7 +202,7 @@ private:
     }
 
     const Trace& m_Trace;
-    const Overview& m_Overview;
+    const Overview m_Overview;
     const Text_Layout& m_Layout;
     const Line_Sink& m_Write;
     std::size_t m_Number_Width = 0;
@@ -186,9 +214,8 @@ private:
 
 } // namespace
 
-void Write_Text_Report(const Trace& trace, const Overview& overview, const Text_Layout& layout,
-                       const Line_Sink& write) {
-    Text_Report(trace, overview, layout, write).Write();
+void Write_Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write) {
+    Text_Report(trace, layout, write).Write();
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

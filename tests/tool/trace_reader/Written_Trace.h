@@ -1,7 +1,6 @@
 #pragma once
 
-#include "tools/trace_reader/Trace_Reader.h"
-#include "tools/trace_reader/call_names.h"
+#include "tools/trace_reader/trace_reader.h"
 
 #include <algorithm>
 #include <string>
@@ -10,7 +9,7 @@
 
 namespace QEL::Tests {
 
-using namespace QEL::FrontEnd::Tool::Trace_Reading;
+using namespace QEL::FrontEnd::Trace_Reading;
 
 // The operations that most records are of.
 constexpr const char* get = "Get_Cached_File_and_Status";
@@ -116,9 +115,9 @@ inline Trace Read(const std::vector<std::string>& contents) {
 
 /// A call in a line: "downloaded http://server/a.xml -> /cache/1.xml".
 inline std::string In_A_Line(const Call& call) {
-    std::string line(Outcome_Identifier(call.outcome));
+    std::string line(Identifier_Of(call.outcome));
     if (call.operation != Operation::Get) {
-        line.append(" ").append(Operation_Identifier(call.operation));
+        line.append(" ").append(Identifier_Of(call.operation));
     }
     line.append(call.subject.empty() ? "" : " ").append(call.subject);
     return line.append(call.path.empty() ? "" : " -> ").append(call.path);
@@ -144,6 +143,16 @@ inline std::vector<std::string> Explanations_In(const std::string& content) {
         explanations.push_back(call.explanation);
     }
     return explanations;
+}
+
+/// The records outside of calls, each as "thread: method: meaning".
+inline std::vector<std::string> Outside_Of_Calls(const Trace& trace) {
+    std::vector<std::string> lines;
+    for (const auto index : trace.outside) {
+        const Record& record = trace.records[index];
+        lines.push_back(std::to_string(record.thread) + ": " + std::string(record.method) + ": " + Meaning_Of(record));
+    }
+    return lines;
 }
 
 } // namespace QEL::Tests

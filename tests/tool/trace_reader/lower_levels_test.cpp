@@ -1,15 +1,11 @@
 #include "tests/tool/trace_reader/Written_Trace.h"
 
-#include "tools/trace_reader/message_catalogue.h"
+#include "tools/trace_reader/messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <regex>
-#include <set>
-#include <sstream>
 
 namespace QEL::Tests {
 namespace {
@@ -23,155 +19,81 @@ const std::string failed_check =
 const std::string failed_download =
     "HTTP GET request failed with status 404. On HTTP error we cannot download the file.";
 
-TEST(Lower_Levels, ErrorsOfOneRequestBelongTogether) {
+TEST(Lower_Levels, HoldNoCalls) {
     Written_Trace trace;
     trace.Heading("Error ").Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
-    trace.Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
-    trace.Error("Download_Inet_URL", failed_download);
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told", "not_told", "not_told"));
-    EXPECT_THAT(Explanations_In(trace.Text())[0], HasSubstr("status 404: not found; a trace of level 4 tells"));
-}
-
-TEST(Lower_Levels, RequestsAreToldApartByTheirUrl) {
-    Written_Trace trace;
-    const auto exception = [](const std::string& url) {
-        return "COM exception: \n ====\nFile: " + url + "\nDescription: No route.\n \nWin32 error code: 12029";
-    };
-    trace.Error("Is_Inet_URL_Expired", exception("http://s/a"));
-    trace.Error("Download_Inet_URL", exception("http://s/a"), "");
-    trace.Error("Process_Inet_URL_By_WinInet", "CertErrorHandlingMode: 'Default'.");
-    trace.Error("Download_Inet_URL", exception("http://s/b"), "");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told http://s/a", "not_told http://s/b"));
-}
-
-TEST(Lower_Levels, WhatNamesNoAddressIsGivenToNoneThatWasNamed) {
-    const std::string refused =
-        "COM exception: \n ====\nFile: http://s/a\nDescription: No.\n \nWin32 error code: 12029";
-    Written_Trace trace;
-    trace.Error("Download_Inet_URL", failed_download);
-    trace.Error("Download_Inet_URL",
-                "HTTP GET request failed with status 500. On HTTP error we cannot download the file.");
-    trace.Error("Download_Inet_URL", refused, "");
-    trace.Error("Process_Inet_URL_By_WinInet", "CertErrorHandlingMode: 'Default'.");
-    trace.Error("Download_Inet_URL_By_WinInet",
-                "HTTP request failed with status 12029. On HTTP error we cannot download the file.");
-    trace.Error("Download_Inet_URL", failed_download);
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told", "not_told", "not_told http://s/a", "not_told"));
-    EXPECT_THAT(Explanations_In(trace.Text())[1], HasSubstr("status 500"));
-    EXPECT_EQ(Read({trace.Text()}).calls[2].record_count, 3U);
-}
-
-TEST(Lower_Levels, WhatNamesAShareFileIsGivenToIt) {
-    Written_Trace trace;
-    trace.Error("Download_Inet_URL", "Downloading from URL 'https://s/a' failed.");
-    trace.Warning("Download_File_Share",
-                  "Trying to download a file share URL that cannot be stat-ed: '\\\\s\\x', error code 53.");
-    trace.Error("Get_File_Content", "Failed to open file '\\\\s\\x'.");
-    trace.Error("Download_File_Share",
-                "Copy file failed for URL: '\\\\s\\x', cached file: '/c/1' , GetLastError returned 53.");
     const Trace read = Read({trace.Text()});
-    EXPECT_THAT(Calls_Of(read), ElementsAre("not_told https://s/a", "not_told \\\\s\\x"));
-    EXPECT_EQ(read.calls[1].record_count, 3U);
+    EXPECT_THAT(read.calls, IsEmpty());
+    EXPECT_FALSE(read.runs[0].has_entries);
 }
 
-TEST(Lower_Levels, StepsThatSurelyFollowEachOtherBelongTogether) {
+TEST(Lower_Levels, EachMessageHasItsMeaning) {
     Written_Trace trace;
-    trace.Error("Is_Inet_URL_Expired", "Sending of HTTP HEAD request failed. HR=-1, LE=0.");
-    trace.Error("Is_Inet_URL_Expired",
-                "HEAD request from URL 'http://s/a' failed. try to download/read the file direct.");
-    trace.Warning("Is_Inet_URL_Expired", "Last-Modified header is empty.");
-    trace.Error("Download_Inet_URL", "Sending of GET HTTP request failed. HR=-1, LE=0.");
-    trace.Error("Download_Inet_URL", "Downloading from URL 'http://s/b' failed.");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told http://s/a", "not_told http://s/b"));
-    EXPECT_EQ(Read({trace.Text()}).calls[0].record_count, 3U);
-}
-
-TEST(Lower_Levels, AMissingLocalFileIsARequestOfItsOwn) {
-    Written_Trace trace;
-    trace.Error("Download_Inet_URL", failed_download);
     trace.Error("Get_Cached_File_and_Status", "Previously cached local file does not exist '/a'.");
-    trace.Error("Normalize_if_File_URL", "Unsupported file URL format unexpected at this time: 'file:b'.");
-    trace.Error("Get_Cached_File_and_Status", "Previously cached local file does not exist ''.");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("not_told", "failed /a", "failed file:b"));
-}
-
-TEST(Lower_Levels, AForgottenEntryIsNoFailure) {
-    Written_Trace trace;
+    trace.Error("Process_Inet_URL_By_WinInet", "CertErrorHandlingMode: 'Default'.");
     trace.Warning("Deserialize", "Cached file does not exist. Entry ignored: entry #0, URL='u', <>");
+    trace.Data("Download_File_Share", "Copied file '\\\\s\\x' to the cached file: '/c/1'.");
     const Trace read = Read({trace.Text()});
-    EXPECT_THAT(Calls_Of(read), ElementsAre("not_told set_cache_directory"));
-    EXPECT_EQ(read.calls[0].worst, Severity::Warning);
+    EXPECT_THAT(Outside_Of_Calls(read),
+                ElementsAre("7: Get_Cached_File_and_Status: the local file '/a' does not exist",
+                            "7: Process_Inet_URL_By_WinInet: the second attempt accepts no certificate error",
+                            "7: Deserialize: the copy of 'u' is missing: its entry is forgotten",
+                            "7: Download_File_Share: "));
+    std::vector<Severity> severities;
+    for (const Record& record : read.records) {
+        severities.push_back(record.severity);
+    }
+    EXPECT_THAT(severities, ElementsAre(Severity::Error, Severity::Note, Severity::Warning, Severity::Note));
 }
 
-TEST(Lower_Levels, ThreadsAreToldApart) {
+TEST(Lower_Levels, MessagesStandByThreadAndInOrder) {
     const auto one =
         Written_Trace(1).Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
     const auto other =
         Written_Trace(2).Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
-    const Trace trace = Read({Mixed(one, other)});
-    ASSERT_EQ(trace.calls.size(), 2U);
-    EXPECT_EQ(trace.calls[0].thread, 1);
-    EXPECT_EQ(trace.calls[0].record_count, 2U);
-    EXPECT_EQ(trace.calls[1].thread, 2);
+    const std::string check = "the server responded to the check with status 500: ";
+    const std::string download = "the server responded to the download with status 404: ";
+    EXPECT_THAT(
+        Outside_Of_Calls(Read({Mixed(one, other)})),
+        ElementsAre(HasSubstr("1: Is_Inet_URL_Expired: " + check), HasSubstr("1: Download_Inet_URL: " + download),
+                    HasSubstr("2: Is_Inet_URL_Expired: " + check), HasSubstr("2: Download_Inet_URL: " + download)));
 }
 
-TEST(Lower_Levels, WhatIsCertainIsSaid) {
+TEST(Lower_Levels, AMessageBetweenCallsBelongsToNone) {
     Written_Trace trace;
-    trace.Error("Get_Cached_File_and_Status", "Previously cached local file does not exist '/a'.");
-    trace.Error("Set_Cache_Directory", "Setting cache directory to non existing absolute_dir_path='/d'.");
-    trace.Data("Download_File_Share", "Copied file '\\\\s\\x' to the cached file: '/c/1'.");
-    EXPECT_THAT(Calls_In(trace.Text()),
-                ElementsAre("failed /a", "failed set_cache_directory /d", "copied \\\\s\\x -> /c/1"));
+    trace.Error("Download_Inet_URL", failed_download).Call("Clear").Return("Clear", "true");
+    trace.Error("Download_Inet_URL", failed_download);
+    const Trace read = Read({trace.Text()});
+    EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
+    EXPECT_THAT(read.outside, ElementsAre(0, 3));
+    EXPECT_TRUE(read.runs[0].has_entries);
 }
 
-/// The messages that the product writes, with their marks.
-std::set<std::pair<std::string, Severity>> Messages_Of_The_Product() {
-    std::set<std::pair<std::string, Severity>> messages;
-    const std::regex call("TRACE_(ERROR|WARNING|NOTE)(_AS)?\\(\\s*(method,\\s*)?((\"(\\\\.|[^\"\\\\])*\"\\s*)+)");
-    const std::regex literal("\"((\\\\.|[^\"\\\\])*)\"");
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(QEL_PRODUCT)) {
-        if (entry.path().extension() != ".cpp") {
-            continue;
-        }
-        std::ostringstream content;
-        content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-        const std::string source = content.str();
-        for (std::sregex_iterator found(source.begin(), source.end(), call), end; found != end; ++found) {
-            const std::string literals = (*found)[4];
-            std::string format;
-            for (std::sregex_iterator part(literals.begin(), literals.end(), literal), none; part != none; ++part) {
-                format += (*part)[1];
-            }
-            format = std::regex_replace(format, std::regex("(\\\\n)+$"), "");
-            format = std::regex_replace(format, std::regex("\\\\n"), "\n");
-            const std::string mark = (*found)[1];
-            messages.emplace(format, mark == "ERROR"     ? Severity::Error
-                                     : mark == "WARNING" ? Severity::Warning
-                                                         : Severity::Note);
-        }
+TEST(Product_Messages, AreTakenFromTheProduct) {
+    std::size_t count[4] = {};
+    for (const Product_Message& message : Product_Messages()) {
+        ++count[static_cast<std::size_t>(message.severity)];
+        EXPECT_FALSE(message.format.ends_with("\n")) << message.format;
     }
-    return messages;
+    EXPECT_GT(count[static_cast<std::size_t>(Severity::Error)], 40U);
+    EXPECT_GT(count[static_cast<std::size_t>(Severity::Warning)], 10U);
+    EXPECT_GT(count[static_cast<std::size_t>(Severity::Note)], 0U);
+    EXPECT_GT(count[static_cast<std::size_t>(Severity::Data)], 40U);
 }
 
-TEST(Message_Catalogue, HoldsEveryErrorWarningAndNoteOfTheProduct) {
-    std::set<std::pair<std::string, Severity>> known;
-    for (const Known_Message& message : Known_Messages()) {
-        known.emplace(message.format, message.severity);
-    }
-    EXPECT_EQ(known, Messages_Of_The_Product());
-}
-
-TEST(Message_Catalogue, RecognisesEachMessageAsItself) {
-    for (const Known_Message& message : Known_Messages()) {
-        std::string text = std::regex_replace(std::string(message.format), std::regex("%d"), "12");
+TEST(Product_Messages, AreRecognisedAndEachProblemIsExplained) {
+    for (const Product_Message& message : Product_Messages()) {
+        std::string text = std::regex_replace(std::string(message.format), std::regex("%[dp]"), "12");
         text = std::regex_replace(text, std::regex("%s"), "/some where/it's.xml");
         const auto recognised = Recognise(text);
         ASSERT_NE(recognised.message, nullptr) << text;
         EXPECT_EQ(recognised.message->format, message.format);
-        EXPECT_THAT(Cause(recognised).find_first_of("{}"), std::string::npos) << Cause(recognised);
-        EXPECT_EQ(Cause(recognised).empty(), message.weight == Weight::None) << text;
+        EXPECT_EQ(recognised.Cause().find_first_of("{}"), std::string::npos) << recognised.Cause();
+        if (message.severity >= Severity::Warning) {
+            EXPECT_FALSE(recognised.Cause().empty()) << text;
+        }
     }
-    EXPECT_EQ(Recognise("Adding to the cache: entry #0").message, nullptr);
+    EXPECT_EQ(Recognise("No message of the product").message, nullptr);
 }
 
 } // namespace

@@ -6,7 +6,9 @@
 namespace QEL::Tests {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -53,7 +55,7 @@ TEST(Request_In_A_Trace, UnusableFileAddressIsTheCauseAndNotTheEmptyPath) {
     trace.Error("Normalize_if_File_URL", "Unsupported file URL format unexpected at this time: 'file:C:/x'.");
     trace.Data(get, "url_or_path = ''.").Error(get, "Previously cached local file does not exist ''.");
     trace.Return(get, "''");
-    EXPECT_THAT(Explanations_In(trace.Text()), ElementsAre(StartsWith("'file:C:/x' is no usable file address")));
+    EXPECT_THAT(Explanations_In(trace.Text()), ElementsAre(StartsWith("'file:C:/x' is not a usable file address")));
 }
 
 TEST(Request_In_A_Trace, NoCacheDirectory) {
@@ -80,11 +82,11 @@ TEST(Request_In_A_Trace, OldCopyAsTheDownloadFailed) {
     trace.Return(policy, "rtn = /c/1.xml").Return(get, "/c/1.xml");
     EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("old_copy http://s/a.xml -> /c/1.xml"));
     EXPECT_THAT(Explanations_In(trace.Text()),
-                ElementsAre("the server answered the download with status 503: the service is not available; the older "
-                            "copy was served"));
+                ElementsAre(AllOf(StartsWith("the server responded to the download with status 503: "),
+                                  EndsWith("; the last good copy was served"))));
 }
 
-TEST(Request_In_A_Trace, FetchedAgainAsTheServerTellsNoDate) {
+TEST(Request_In_A_Trace, FetchedAgainAsTheServerSendsNoDate) {
     auto trace = Web_Request();
     trace.Call(policy, "url='http://s/a.xml', expired_f/downloader_f not traced.");
     trace.Call("Is_Inet_URL_Expired", "url='http://s/a.xml'");
@@ -95,7 +97,7 @@ TEST(Request_In_A_Trace, FetchedAgainAsTheServerTellsNoDate) {
     const Trace read = Read({trace.Text()});
     EXPECT_THAT(Calls_Of(read), ElementsAre("replaced http://s/a.xml -> /c/2.xml"));
     EXPECT_EQ(read.calls[0].worst, Severity::Warning);
-    EXPECT_EQ(read.calls[0].explanation, "fetched again, as the server does not tell when the file was changed");
+    EXPECT_EQ(read.calls[0].explanation, "fetched again, as the server does not say when the file was changed");
 }
 
 TEST(Request_In_A_Trace, UnchangedBySecondAttemptIsNoOldCopy) {
@@ -162,8 +164,7 @@ TEST(Request_In_A_Trace, FailedCopyFromAShare) {
     trace.Return("Download_File_Share", "''").Return(policy, "''").Return(get, "''");
     EXPECT_THAT(
         Explanations_In(trace.Text()),
-        ElementsAre(
-            "the file could not be copied from the share (error 53: the server cannot be found or does not respond)"));
+        ElementsAre(StartsWith("the file could not be copied from the share (error 53: the server cannot be found")));
 }
 
 TEST(Request_In_A_Trace, WritableFileIsLeftOnItsShare) {
@@ -173,7 +174,7 @@ TEST(Request_In_A_Trace, WritableFileIsLeftOnItsShare) {
     EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("left_in_place \\\\s\\x\\a.xml", "cut_off /b"));
 }
 
-TEST(Request_In_A_Trace, CutOffIsToldAndCountsAsAWarning) {
+TEST(Request_In_A_Trace, CutOffCountsAsAWarning) {
     const Trace trace = Read({Web_Request().Text()});
     EXPECT_THAT(Calls_Of(trace), ElementsAre("cut_off http://s/a.xml"));
     EXPECT_EQ(trace.calls[0].worst, Severity::Warning);
@@ -239,11 +240,13 @@ TEST(Call_In_A_Trace, ClearAndPurge) {
     EXPECT_THAT(Explanations_In(trace.Text())[2], "'/c/1' could not be deleted");
 }
 
-TEST(Call_In_A_Trace, WithoutItsBeginning) {
+TEST(Call_In_A_Trace, WithoutItsEntryIsNotShown) {
     Written_Trace trace;
     trace.Return("Is_Inet_URL", "true").Return(policy, "/c/1.xml").Return(get, "/c/1.xml");
     trace.Call("Clear").Return("Clear", "true");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("fresh -> /c/1.xml", "done clear"));
+    const Trace read = Read({trace.Text()});
+    EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
+    EXPECT_THAT(read.outside, ElementsAre(0, 1, 2));
 }
 
 } // namespace

@@ -4,19 +4,19 @@ HOSTILE_URL = ("http://server/\"><script>document.title='ran'</script><img src=x
                "</span></details><style>*{display:none}</style><!--'&lt;\x1b[31m\u202egpj.")
 
 HEADING = ("*" * 80 + "\n****************************  QEL SE, Trace File  ******************************\n"
-           "** Main trace mode: Error, Warning, Developer Notes and additional data \n"
+           "** Main trace mode: %s\n"
            "** Program: \tC:\\Programs\\<pad>.exe\n" + "*" * 80 + "\n")
 
 
 class Trace:
     """One trace file. With a start, every write has a time stamp, which wait() moves on."""
 
-    def __init__(self, thread=4711, seconds=None):
+    def __init__(self, thread=4711, seconds=None, level="Error, Warning, Developer Notes and additional data "):
         self.thread = thread
         self.seconds = seconds
         self.day = 21
         self.writes = []
-        for line in HEADING.splitlines(keepends=True):
+        for line in (HEADING % level).splitlines(keepends=True):
             self.write(line)
         self.writes.append("\n")
 
@@ -44,7 +44,7 @@ class Trace:
     def returned(self, method, result):
         return self.write(f"{self.prefix(method)}/19: return value:").write("(").write(result).write(")\n")
 
-    def told(self, method, message):
+    def wrote(self, method, message):
         return self.write(f"{self.prefix(method)}[0x55d0c8a41eb0]/18: {message}\n")
 
     def error(self, method, message):
@@ -53,22 +53,22 @@ class Trace:
 
     def request(self, url):
         self.call("Get_Cached_File_and_Status", f"url='{url}'")
-        return self.told("Get_Cached_File_and_Status", f"url_or_path = '{url}'.")
+        return self.wrote("Get_Cached_File_and_Status", f"url_or_path = '{url}'.")
 
-    def answer(self, path):
+    def served(self, path):
         return self.returned("Get_Cached_File_and_Status", path)
 
     def fresh(self, url, path="/cache/1.xml"):
-        return self.request(url).answer(path)
+        return self.request(url).served(path)
 
     def downloaded(self, url, path="/cache/2.xml", seconds=0):
         self.request(url).call("Get_Cached_Remote_File", f"url='{url}', expired_f/downloader_f not traced.")
-        self.told("Get_Cached_Remote_File", f"Remote file '{url}' not found in cache. Will be downloaded.")
+        self.wrote("Get_Cached_Remote_File", f"Remote file '{url}' not found in cache. Will be downloaded.")
         self.call("Download_Inet_URL", f"url='{url}'")
         if seconds:
             self.wait(seconds)
         self.returned("Download_Inet_URL", f"rtn = {path}").returned("Get_Cached_Remote_File", path)
-        return self.answer(path)
+        return self.served(path)
 
     def failed(self, url, status=404):
         self.request(url).call("Get_Cached_Remote_File", f"url='{url}', expired_f/downloader_f not traced.")
@@ -76,4 +76,4 @@ class Trace:
         self.error("Download_Inet_URL",
                    f"HTTP GET request failed with status {status}. On HTTP error we cannot download the file.")
         self.returned("Download_Inet_URL", "''").returned("Get_Cached_Remote_File", "''")
-        return self.answer("''")
+        return self.served("''")

@@ -64,7 +64,7 @@ TEST(Splitting, PiecesOfTwoThreadsThatAreGluedLoseNoRequest) {
     }
 }
 
-/// Not everything can be told then, but nothing that is told is wrong.
+/// Not everything can be known then, but nothing that is said is wrong.
 TEST(Splitting, WritesOfThreadsInAnyOrderLoseNoRequest) {
     std::mt19937 random(20261121);
     for (int round = 0; round < 300; ++round) {
@@ -88,7 +88,7 @@ TEST(Splitting, WritesOfThreadsInAnyOrderLoseNoRequest) {
         const Trace trace = Read({text});
         for (const Call& call : trace.calls) {
             subjects.emplace_back(call.subject);
-            EXPECT_THAT(call.outcome, AnyOf(Outcome::Downloaded, Outcome::Cut_Off, Outcome::Not_Told))
+            EXPECT_THAT(call.outcome, AnyOf(Outcome::Downloaded, Outcome::Cut_Off, Outcome::Unknown))
                 << In_A_Line(call) << "\n"
                 << text;
         }
@@ -183,16 +183,16 @@ TEST(Splitting, ComplaintsAloneAreATrace) {
     EXPECT_EQ(read.runs[read.records[0].run].file, 0U);
 }
 
-TEST(Splitting, WhatIsNoTraceIsToldWithARemedy) {
+TEST(Splitting, WhatIsNotATraceIsExplainedWithARemedy) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "the file is empty"},
-        {"just some text\nof several lines\n", "this is no trace"},
+        {"just some text\nof several lines\n", "this is not a trace"},
         {std::string("\xFF\xFE"
                      "T\0I\0",
                      6),
          "UTF-16"},
         {"PK\x03\x04zip", "compressed"},
-        {std::string("\0\0\0", 3), "this is no trace"},
+        {std::string("\0\0\0", 3), "this is not a trace"},
     };
     for (const auto& [content, reason] : cases) {
         Trace_Reader reader;

@@ -18,6 +18,10 @@ TOOL = sys.argv[1]
 RUNNER = sys.argv[2:3]
 IS_WINDOWS = bool(RUNNER)
 
+FAILED_CHECK = ("HTTP HEAD request failed with status 500. try to download/read the file directly, therefore "
+                "expired = true.")
+MISSING_FILE = "Previously cached local file does not exist '/a'."
+
 
 def native(path):
     """A path of this machine as the tool takes it."""
@@ -64,7 +68,7 @@ class TraceCommand(ToolTest):
 Errors
 
 #2  failed      http://s/two.xml
-    the server answered the download with status 404: not found
+    the server responded to the download with status 404: not found
     error in Download_Inet_URL: HTTP GET request failed with status 404. On HTTP error we cannot download the file.
     {file}, lines 10 to 17, thread 4711
 
@@ -106,12 +110,12 @@ Other requests
     def test_json_holds_every_call(self):
         trace = Trace(7, seconds=0).failed(HOSTILE_URL).wait(2).downloaded("http://s/b", seconds=3)
         file = self.write("qelfilecache_0042.trc", trace.call("Clear", "").text)
-        answer = json.loads(self.run_tool("--json", file))
-        self.assertEqual([call["outcome"] for call in answer["calls"]], ["failed", "downloaded", "cut_off"])
-        self.assertEqual([call["operation"] for call in answer["calls"]], ["get", "get", "clear"])
-        failed, downloaded, _ = answer["calls"]
+        report = json.loads(self.run_tool("--json", file))
+        self.assertEqual([call["outcome"] for call in report["calls"]], ["failed", "downloaded", "cut_off"])
+        self.assertEqual([call["operation"] for call in report["calls"]], ["get", "get", "clear"])
+        failed, downloaded, _ = report["calls"]
         self.assertEqual(failed["request"], HOSTILE_URL)
-        self.assertEqual(failed["explanation"], "the server answered the download with status 404: not found")
+        self.assertEqual(failed["explanation"], "the server responded to the download with status 404: not found")
         self.assertEqual([problem["severity"] for problem in failed["problems"]], ["error"])
         self.assertEqual(downloaded["path"], "/cache/2.xml")
         self.assertEqual(downloaded["started"], "2026-11-21T10:00:02")
@@ -119,25 +123,56 @@ Other requests
         self.assertEqual(downloaded["process"], "0042")
         self.assertEqual(downloaded["thread"], 7)
         self.assertEqual(downloaded["file"], file)
-        self.assertEqual(answer["runs"][0]["level"], "Error, Warning, Developer Notes and additional data")
-        self.assertTrue(answer["runs"][0]["has_times"])
+        self.assertEqual(report["runs"][0]["level"], "Error, Warning, Developer Notes and additional data")
+        self.assertTrue(report["runs"][0]["has_times"])
+
+    def test_a_trace_of_level_1_has_messages_by_thread_and_no_calls(self):
+        trace = Trace(level="Error ").error("Is_Inet_URL_Expired", FAILED_CHECK)
+        trace.thread = 4712
+        trace.error("Process_Inet_URL_By_WinInet", "CertErrorHandlingMode: 'Default'.")
+        trace.thread = 4711
+        file = self.write("qelfilecache_0042.trc", trace.error("Get_Cached_File_and_Status", MISSING_FILE))
+        out = self.run_tool(file)
+        self.assertEqual(out, f"""\
+3 messages outside of calls in 1 file of 1 process
+  A trace of level 1 to 3 does not record where calls begin and end, so there are no calls to show for it, only its \
+messages by thread. Trace with level 4 or 5 to see each call.
+
+Messages outside of calls
+
+{file}, thread 4711
+  line 7: error in Is_Inet_URL_Expired: {FAILED_CHECK}
+    the server responded to the check with status 500: internal error of the server
+  line 9: error in Get_Cached_File_and_Status: {MISSING_FILE}
+    the local file '/a' does not exist
+{file}, thread 4712
+  line 8: note in Process_Inet_URL_By_WinInet: CertErrorHandlingMode: 'Default'.
+    the second attempt accepts no certificate error
+""")
+        report = json.loads(self.run_tool("--json", file))
+        self.assertEqual(report["calls"], [])
+        self.assertEqual([message["line"] for message in report["messages"]], [7, 9, 8])
+        self.assertEqual(report["messages"][1], {
+            "severity": "error", "method": "Get_Cached_File_and_Status", "message": MISSING_FILE, "line": 9,
+            "meaning": "the local file '/a' does not exist", "time": None, "process": "0042", "thread": 4711,
+            "file": file})
 
     def test_json_holds_what_the_trace_writer_complained_of(self):
         complaint = "ERROR: QELPCTRC, cannot open the file"
         file = self.write("stderr.txt", f"Welcome\n{complaint}\n".encode())
-        answer = json.loads(self.run_tool("--json", file))
-        self.assertEqual(answer["complaints"], [{"file": file, "line": 2, "message": complaint}])
-        self.assertEqual(answer["calls"], [])
+        report = json.loads(self.run_tool("--json", file))
+        self.assertEqual(report["complaints"], [{"file": file, "line": 2, "message": complaint}])
+        self.assertEqual(report["calls"], [])
         self.assertIn(f"The trace writer complained: {complaint}\n", self.run_tool(file))
 
-    def test_a_file_that_cannot_be_used_is_told_and_the_others_are_read(self):
+    def test_a_file_that_cannot_be_used_is_named_and_the_others_are_read(self):
         good = self.write("good.trc", Trace().fresh("http://s/a"))
         bad = self.write("bad.trc", b"\x00\x01 no trace \xff" * 100)
         missing = native(self.path("missing.trc"))
         out = self.run_tool(missing, bad, native(self.folder), good)
         self.assertEqual(self.status, 2)
         self.assertIn("#1  fresh copy  http://s/a\n", out)
-        self.assertIn(f"qelfilecache: '{bad}': this is no trace: it holds neither the heading of one nor a record\n"
+        self.assertIn(f"qelfilecache: '{bad}': this is not a trace: it holds neither the heading of one nor a record\n"
                       "  Next: give files that the cache wrote", self.err)
         self.assertIn(f"qelfilecache: '{missing}': cannot be read: No such file or directory\n  Next: ", self.err)
         self.assertIn(f"qelfilecache: '{native(self.folder)}': cannot be read: ", self.err)
@@ -159,7 +194,7 @@ Other requests
     def test_a_record_without_time_behind_one_with_a_time_came_no_later(self):
         trace = Trace(7, seconds=0).request("http://s/a")
         trace.seconds = None
-        self.run_tool("--html", native(self.path("page.html")), self.write("a.trc", trace.answer("/cache/1.xml")))
+        self.run_tool("--html", native(self.path("page.html")), self.write("a.trc", trace.served("/cache/1.xml")))
         with open(self.path("page.html"), encoding="utf-8") as file:
             self.assertNotIn('class="wait"', file.read())
 
@@ -177,7 +212,7 @@ Other requests
         self.assertEqual(self.status, 2)
         self.assertIn("name a file behind --html", self.err)
 
-    def test_a_page_that_cannot_be_written_is_told(self):
+    def test_a_page_that_cannot_be_written_is_named(self):
         page = native(self.path("no-such-folder/page.html"))
         self.run_tool("--html", page, self.write("a.trc", Trace().fresh("http://s/a")))
         self.assertEqual(self.status, 2)

@@ -207,6 +207,18 @@ class TracePage(unittest.TestCase):
         self.assertTrue(self.page.run("document.querySelector('#c2').checkVisibility()"))
         self.assertTrue(base64.b64decode(self.page.do("Page.printToPDF")["data"]).startswith(b"%PDF"))
 
+    def test_messages_outside_of_calls_stand_by_thread_with_their_meaning(self):
+        trace = Trace(level="Error ").error("Get_Cached_File_and_Status",
+                                            "Previously cached local file does not exist '/<i>'.")
+        self.page.open(self.make_page("outside.html", {"qelfilecache_4711.trc": trace}))
+        self.assertEqual(self.page.run(SHOWN), ["t1"])
+        self.assertIn("the local file '/<i>' does not exist", self.page.run("document.querySelector('#t1 em').innerText"))
+        self.assertIn("there are no calls to show", self.page.run("document.querySelector('.remarks').innerText"))
+        self.assertEqual(self.page.run("document.title"), "Trace: 1 message")
+        ratio, element = self.page.run(CONTRAST)
+        self.assertGreaterEqual(ratio, 4.5, element)
+        self.picture("outside")
+
     def test_of_many_calls_it_holds_all_errors_and_stays_small(self):
         trace = Trace(7, seconds=0)
         for number in range(20000):

@@ -8,6 +8,7 @@
 #include "tools/qelfilecache/inspecting/open_inspection.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <memory>
@@ -58,7 +59,7 @@ std::string Wrapped(const std::string& first_indent, const std::string& text) {
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = std::min(text.find(' ', start), text.size());
         const std::string word = text.substr(start, end - start);
-        const std::size_t word_width = Terminal::Columns_Of(word);
+        const std::size_t word_width = Util::Columns_Of(word);
         if (!at_start && width && column + 1 + word_width > std::max(*width, least)) {
             lines += '\n' + indent;
             column = indent.size();
@@ -77,7 +78,7 @@ void Write_Explanation(const std::string& request, const Explanation& explanatio
     const auto emphasised = [colours](const std::string& text) {
         return colours ? "\x1B[1m" + text + "\x1B[0m" : text;
     };
-    Write_Result(emphasised(Printable(request)));
+    Write_Result(emphasised(Util::Printable(request)));
     int number = 0;
     for (const std::string& step : explanation.steps) {
         Write_Result(Wrapped("  " + std::to_string(++number) + ". ", step));

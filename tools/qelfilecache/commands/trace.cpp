@@ -4,10 +4,8 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/terminal.h"
-#include "tools/trace_reader/Trace_Reader.h"
-#include "tools/trace_reader/html_page.h"
-#include "tools/trace_reader/json_report.h"
-#include "tools/trace_reader/text_report.h"
+#include "tools/trace_reader/trace_reader.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -79,11 +77,13 @@ bool Is_Repeated(const std::vector<std::string>& names, std::size_t position) {
 }
 
 /// Reads a file into the trace; says what is wrong with it when it cannot be used.
-bool Add_File(Trace_Reader& reader, const std::string& name) {
+bool Add_File(Trace_Reader& reader, const std::string& name, bool in_utf8) {
     std::string complaint;
     try {
-        complaint = name == standard_input ? reader.Add("standard input", Read_Standard_Input())
-                                           : reader.Add(name, Read_All(Host::To_Path(name)));
+        std::string content = name == standard_input ? Read_Standard_Input() : Read_All(Host::To_Path(name));
+        const std::string shown = name == standard_input ? "standard input" : name;
+        complaint =
+            in_utf8 ? reader.Add(Host::Lines_To_Utf8(shown), Host::Lines_To_Utf8(content)) : reader.Add(shown, content);
     } catch (const std::system_error& error) {
         complaint = "cannot be read: " + error.code().message() +
                     "\n  Next: check the name and the permissions of the trace file.";
@@ -96,7 +96,7 @@ bool Add_File(Trace_Reader& reader, const std::string& name) {
 }
 
 /// @throws Usage_Error when the page cannot be written.
-void Write_Page(const Trace& trace, const Overview& overview, const Trace_Options& options) {
+void Write_Page(const Trace& trace, const Trace_Options& options) {
     if (*options.html == "-") {
         throw Usage_Error("the page is not written to standard output; name a file behind --html");
     }
@@ -111,7 +111,7 @@ void Write_Page(const Trace& trace, const Overview& overview, const Trace_Option
     errno = 0;
     std::ofstream page(path, std::ios::binary);
     if (page) {
-        Write_Html_Page(trace, overview, page);
+        Write_Html_Page(trace, page);
         page.close();
     }
     if (!page) {
@@ -129,22 +129,21 @@ Exit_Status Show_Trace(const Trace_Options& options) {
         if (Is_Repeated(options.files, position)) {
             continue;
         }
-        const bool usable = Add_File(reader, options.files[position]);
+        const bool usable = Add_File(reader, options.files[position], options.json || options.html);
         all_usable = all_usable && usable;
         any_usable = any_usable || usable;
     }
     if (any_usable) {
         const Trace trace = reader.Finish();
-        const Overview overview = Make_Overview(trace);
         if (options.html) {
-            Write_Page(trace, overview, options);
+            Write_Page(trace, options);
         }
         if (options.json) {
-            Write_Json_Report(trace, overview, Write_Result);
+            Write_Json_Report(trace, Write_Result);
         } else if (options.html) {
-            Write_Result(Printable(*options.html));
+            Write_Result(Util::Printable(*options.html));
         } else {
-            Write_Text_Report(trace, overview, {Terminal::Width(), Terminal::Colours(stdout)}, Write_Result);
+            Write_Text_Report(trace, {Terminal::Width(), Terminal::Colours(stdout)}, Write_Result);
         }
     }
     return all_usable ? Exit_Served : Exit_Wrong_Usage;
@@ -161,7 +160,7 @@ constexpr const char* trace_help =
     "Shows each request: how it was decided, what failed, which copy was served and, where the trace has time\n"
     "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together;\n"
     "one that is given several times counts once.\n"
-    "A trace of level 4 or 5 tells every request, one of level 1 to 3 only what went wrong.\n\n"
+    "Each request needs a trace of level 4 or 5; of one of level 1 to 3, the messages are shown by thread.\n\n"
     "The page that --html writes is complete in itself: a timeline, each request with its records, a filter. A link\n"
     "to it may end with #search=WORDS.\n\n"
     "Exit status: 0 all files were read, 2 some cannot be used.\n\n"
@@ -174,7 +173,7 @@ constexpr const char* trace_help =
 
 Command Trace_Command() {
     const auto options = std::make_shared<Trace_Options>();
-    return {"trace", "Show what trace files tell of each request, errors first", trace_help,
+    return {"trace", "Show each request in trace files, errors first", trace_help,
             [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings&) { return Show_Trace(*options); }};
 }

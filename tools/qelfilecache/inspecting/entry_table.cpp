@@ -2,8 +2,7 @@
 
 #include "tools/qelfilecache/inspecting/short_addresses.h"
 #include "tools/qelfilecache/inspecting/times.h"
-#include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/terminal.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <array>
@@ -51,8 +50,8 @@ std::string Freshness(const FileCache::Inspected_Entry& entry) {
 
 Row Row_Of(const Listed_Entry& listed, std::uint64_t now) {
     Row row;
-    row[Url] = Printable(listed.entry.url);
-    row[Copy] = Printable(listed.shown_copy);
+    row[Url] = Util::Printable(listed.entry.url);
+    row[Copy] = Util::Printable(listed.shown_copy);
     row[Size] = listed.size ? Size_Text(*listed.size) : "-";
     row[Checked] = Age(listed.entry, now);
     row[Fresh_Until] = Freshness(listed.entry);
@@ -62,7 +61,7 @@ Row Row_Of(const Listed_Entry& listed, std::uint64_t now) {
 std::size_t Width_Of(const std::vector<Row>& rows, Column column) {
     std::size_t width = 0;
     for (const Row& row : rows) {
-        width = std::max(width, Terminal::Columns_Of(row[column]));
+        width = std::max(width, Util::Columns_Of(row[column]));
     }
     return width;
 }
@@ -141,9 +140,8 @@ std::string Line_Of(const Row& row, const Widths& widths) {
             continue;
         }
         // An address that would look like another one is wider than its column.
-        const std::size_t width =
-            column == Url ? std::max(widths[Url], Terminal::Columns_Of(row[Url])) : widths[column];
-        const std::string cell = Terminal::Fit(row[column], width);
+        const std::size_t width = column == Url ? std::max(widths[Url], Util::Columns_Of(row[Url])) : widths[column];
+        const std::string cell = Util::Fit(row[column], width);
         if (column == Size) { // numbers end below each other
             const std::size_t text_end = cell.find_last_not_of(' ') + 1;
             line += cell.substr(text_end) + cell.substr(0, text_end);

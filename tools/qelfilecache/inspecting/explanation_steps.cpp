@@ -3,6 +3,7 @@
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
 #include "util/Http_Status.h"
+#include "util/Visible_Text.h"
 
 #include <charconv>
 #include <cstdint>
@@ -23,7 +24,7 @@ std::string Origin_Of(const Inspected_Setting& setting) {
     if (setting.source.empty()) {
         return setting.name + " is not configured";
     }
-    const std::string place = setting.name + " in " + Printable(setting.source);
+    const std::string place = setting.name + " in " + Util::Printable(setting.source);
     if (setting.written == setting.value) {
         return place;
     }
@@ -97,7 +98,7 @@ std::string Second_Attempt_Text(const Remote_Answer& answer, const Certificate_H
 
 std::string Error_Text(const Remote_Answer& answer) {
     if (answer.error == 0) {
-        return Printable(answer.error_text);
+        return Util::Printable(answer.error_text);
     }
     const auto meaning = Meaning_Of(answer);
     std::string text = "Error " + std::to_string(answer.error) + ": " + std::string(meaning.cause);
@@ -108,7 +109,7 @@ std::string Error_Text(const Remote_Answer& answer) {
     std::string system_text = answer.error_text;
     system_text.erase(system_text.find_last_not_of(" \r\n") + 1);
     if (!system_text.empty()) {
-        text += " The system says: " + Printable(system_text);
+        text += " The system says: " + Util::Printable(system_text);
     }
     return text;
 }

@@ -3,6 +3,7 @@
 #include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
+#include "util/Visible_Text.h"
 
 namespace QEL::FrontEnd::Tool {
 
@@ -17,8 +18,8 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
                       "starts afresh.");
     }
     if (const std::string problem = opened.cache->Configuration_Problem(); !problem.empty()) {
-        Write_Message("warning: a part of the configuration cannot be used and does not count: " + Printable(problem) +
-                      "\n  Next: correct that file or its permissions.");
+        Write_Message("warning: a part of the configuration cannot be used and does not count: " +
+                      Util::Printable(problem) + "\n  Next: correct that file or its permissions.");
     }
     return opened;
 }

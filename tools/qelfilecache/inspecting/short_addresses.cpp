@@ -1,6 +1,6 @@
 #include "tools/qelfilecache/inspecting/short_addresses.h"
 
-#include "tools/qelfilecache/terminal.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <map>
@@ -23,7 +23,7 @@ std::size_t Common_Folders(const std::set<std::string>& addresses) {
 
 std::string Without_Beginning(const std::string& address, std::size_t beginning, std::size_t columns) {
     constexpr std::size_t ellipsis = 3;
-    return "..." + Terminal::Shorten(address.substr(beginning), columns > ellipsis ? columns - ellipsis : 0);
+    return "..." + Util::Shorten(address.substr(beginning), columns > ellipsis ? columns - ellipsis : 0);
 }
 
 /// The addresses behind each short form.
@@ -40,7 +40,7 @@ std::map<std::string, std::set<std::string>> Addresses_By_Form(const std::map<st
 std::vector<std::string> Shorten_Distinctly(const std::vector<std::string>& addresses, std::size_t columns) {
     std::map<std::string, std::string> forms;
     for (const std::string& address : addresses) {
-        forms[address] = Terminal::Shorten(address, columns);
+        forms[address] = Util::Shorten(address, columns);
     }
     for (const auto& [form, alike] : Addresses_By_Form(forms)) {
         const std::size_t beginning = alike.size() > 1 ? Common_Folders(alike) : 0;

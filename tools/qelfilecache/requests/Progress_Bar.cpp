@@ -1,8 +1,7 @@
 #include "tools/qelfilecache/requests/Progress_Bar.h"
 
 #include "tools/qelfilecache/host.h"
-#include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/terminal.h"
+#include "util/Visible_Text.h"
 
 #include <cstdio>
 
@@ -37,7 +36,7 @@ void Progress_Bar::Show(std::size_t done, const std::string& current) {
     // The last column stays free: some terminals go on to the next line behind it.
     const std::size_t usable = m_Columns - 1;
     const std::size_t rest = usable > line.size() ? usable - line.size() : 0;
-    Write("\r" + Terminal::Fit(line + Terminal::Shorten(Printable(current), rest), usable));
+    Write("\r" + Util::Fit(line + Util::Shorten(Util::Printable(current), rest), usable));
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -1,15 +1,15 @@
-#include "tools/trace_reader/Trace_Reader.h"
+#include "tools/trace_reader/trace_reader.h"
 
-#include "tools/trace_reader/Call_Builder.h"
-#include "tools/trace_reader/Record_Splitter.h"
-#include "tools/trace_reader/call_outcome.h"
+#include "tools/trace_reader/calls.h"
+#include "tools/trace_reader/records.h"
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
@@ -29,8 +29,8 @@ void Normalise(std::string& content) {
     content.erase(written, content.end());
 }
 
-/// Why a content is no trace, and what to do.
-std::string Explain_No_Trace(std::string_view content) {
+/// Why a content is not a trace, and what to do.
+std::string Explain_Refusal(std::string_view content) {
     if (content.empty()) {
         return "the file is empty: its writer died at once, or its disk was full\n"
                "  Next: trace once more, and check the space on the disk of the trace directory.";
@@ -42,7 +42,7 @@ std::string Explain_No_Trace(std::string_view content) {
     if (content.starts_with("\x1F\x8B") || content.starts_with("PK\x03\x04")) {
         return "the file is compressed\n  Next: unpack it first.";
     }
-    return "this is no trace: it holds neither the heading of one nor a record\n"
+    return "this is not a trace: it holds neither the heading of one nor a record\n"
            "  Next: give files that the cache wrote, by default named qelfilecache_<process id>.trc.";
 }
 
@@ -101,23 +101,66 @@ void Sort_By_Time(Trace& trace) {
     }
 }
 
+struct Names {
+    std::string_view label;
+    std::string_view identifier;
+};
+
+/// Of the outcomes and the operations, in their order.
+constexpr std::array<Names, Outcome_Count> outcome_names = {{
+    {"local file", "local"},
+    {"fresh copy", "fresh"},
+    {"unchanged", "unchanged"},
+    {"downloaded", "downloaded"},
+    {"copied", "copied"},
+    {"replaced", "replaced"},
+    {"old copy", "old_copy"},
+    {"left in place", "left_in_place"},
+    {"done", "done"},
+    {"failed", "failed"},
+    {"cut off", "cut_off"},
+    {"unknown", "not_told"},
+}};
+constexpr Names operation_names[] = {
+    {"", "get"},
+    {"Set_Cache_Directory", "set_cache_directory"},
+    {"Clear", "clear"},
+    {"Purge_Cache_Folder", "purge"},
+    {"Instance", "instance"},
+};
+
 } // namespace
+
+std::string_view Label_Of(Outcome outcome) {
+    return outcome_names[static_cast<std::size_t>(outcome)].label;
+}
+
+std::string_view Identifier_Of(Outcome outcome) {
+    return outcome_names[static_cast<std::size_t>(outcome)].identifier;
+}
+
+std::string_view Label_Of(Operation operation) {
+    return operation_names[static_cast<std::size_t>(operation)].label;
+}
+
+std::string_view Identifier_Of(Operation operation) {
+    return operation_names[static_cast<std::size_t>(operation)].identifier;
+}
 
 std::string Trace_Reader::Add(std::string name, std::string content) {
     if (content.empty() || content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF")) {
-        return Explain_No_Trace(content);
+        return Explain_Refusal(content);
     }
     Normalise(content);
     m_Trace.files.push_back({std::move(name), std::move(content)});
-    Record_Splitter splitter(m_Trace, static_cast<std::uint32_t>(m_Trace.files.size() - 1));
-    const bool is_trace = splitter.Split();
+    const bool is_trace = Split_Into_Records(m_Trace, static_cast<std::uint32_t>(m_Trace.files.size() - 1));
     if (m_Trace.records.size() > most_records) {
         throw std::length_error("the traces hold too many records; give fewer files at once");
     }
     if (is_trace) {
         return {};
     }
-    std::string reason = Explain_No_Trace(m_Trace.files.back().content);
+    std::string reason = Explain_Refusal(m_Trace.files.back().content);
     m_Trace.files.pop_back();
     return reason;
 }
@@ -133,4 +176,4 @@ Trace Trace_Reader::Finish() {
     return std::move(m_Trace);
 }
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+} // namespace QEL::FrontEnd::Trace_Reading

@@ -1,21 +1,25 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <iosfwd>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// Trace files as a reader sees them: records, and the calls of the cache that they tell of.
+/// Reads trace files of the cache into records and calls, and reports them.
 ///
 /// Texts are views of the files' contents, which the Trace owns; they are as hostile as what was
 /// requested, and not necessarily UTF-8.
-namespace QEL::FrontEnd::Tool::Trace_Reading {
+namespace QEL::FrontEnd::Trace_Reading {
 
-/// Seconds since 1970 on the clock of the writing machine's wall, which knows no time zone.
-using Local_Clock_Time = std::int64_t;
-inline constexpr Local_Clock_Time No_Time = std::numeric_limits<Local_Clock_Time>::min();
+/// Seconds since 1970 on the local clock of the writing machine, whose time zone is unknown.
+using Local_Time = std::int64_t;
+inline constexpr Local_Time No_Time = std::numeric_limits<Local_Time>::min();
 
 inline constexpr std::uint32_t No_Call = std::numeric_limits<std::uint32_t>::max();
 
@@ -25,7 +29,7 @@ enum class Severity : std::uint8_t { Data, Note, Warning, Error };
 enum class Record_Kind : std::uint8_t {
     Call,    ///< entry of a method; the text is its arguments
     Return,  ///< exit of a method; the text is its result
-    Message, ///< anything else that a method told
+    Message, ///< anything else that a method wrote
     Writer   ///< a complaint of the trace writer itself; it has no method
 };
 
@@ -33,7 +37,7 @@ enum class Record_Kind : std::uint8_t {
 struct Record {
     std::string_view method; ///< without its class, such as "Download_Inet_URL"
     std::string_view text;   ///< without prefix and line end; may have several lines
-    Local_Clock_Time time = No_Time;
+    Local_Time time = No_Time;
     std::uint32_t line = 0; ///< in its file, from 1
     std::uint32_t run = 0;
     std::uint32_t call = No_Call;
@@ -41,10 +45,13 @@ struct Record {
     std::uint16_t depth = 0; ///< of the method within its call
     Record_Kind kind = Record_Kind::Message;
     Severity severity = Severity::Data;
-    bool bug = false;        ///< told of a state that was held impossible
+    bool bug = false;        ///< of a state that was held impossible
     bool incomplete = false; ///< the file ends in it, or its pieces stand among another thread's
     bool cut_off = false;    ///< the file ends in it
 };
+
+/// What a record means, for people, such as "the server cannot be connected to"; empty when it says so itself.
+std::string Meaning_Of(const Record& record);
 
 /// What one writer wrote: a file, or a part of it that begins with a heading.
 struct Run {
@@ -55,6 +62,7 @@ struct Run {
     std::string_view program;      ///< empty without a heading
     std::string_view level;        ///< "Error and Warning"; empty without a heading
     bool has_times = false;
+    bool has_entries = false; ///< of methods: the level is 4 or 5
 };
 
 enum class Operation : std::uint8_t {
@@ -62,34 +70,40 @@ enum class Operation : std::uint8_t {
     Set_Cache_Directory,
     Clear,
     Purge,
-    Start,   ///< the cache object was asked for or made
-    Fragment ///< records whose beginning is not in the file
+    Start ///< the cache object was asked for or made
 };
 
 enum class Outcome : std::uint8_t {
-    Local,         ///< a local path, answered as it stands
+    Local,         ///< a local path, served as it stands
     Fresh,         ///< the copy, without remote contact
     Unchanged,     ///< the copy, after the remote side said that nothing has changed
     Downloaded,    ///< a first copy from a web server
     Copied,        ///< a first copy from a share
     Replaced,      ///< a new copy in the place of an older one
-    Old_Copy,      ///< the older copy, as no newer one could be had
+    Old_Copy,      ///< the last good copy, as no newer one could be had
     Left_In_Place, ///< nothing, as the host wants to open the file where it is
     Done,          ///< an operation other than a request succeeded
     Failed,        ///< nothing, or the operation failed
     Cut_Off,       ///< the trace ends before the call does
-    Not_Told       ///< the trace does not tell
+    Unknown        ///< the trace does not say
 };
 inline constexpr int Outcome_Count = 12;
 
-/// One public operation of the cache. Where a trace holds no entries and exits (levels 1 to 3), what
-/// its records let conclude of one.
+/// For people, such as "old copy", and for programs, such as "old_copy".
+std::string_view Label_Of(Outcome outcome);
+std::string_view Identifier_Of(Outcome outcome);
+
+/// The same of operations; the label of a request is empty.
+std::string_view Label_Of(Operation operation);
+std::string_view Identifier_Of(Operation operation);
+
+/// One public operation of the cache, from its entry to its exit.
 struct Call {
     std::string_view subject; ///< what was asked for, or the directory that was set; may be empty
-    std::string_view path;    ///< the answer of a request; empty when there was none
+    std::string_view path;    ///< what a request returned; empty when it was nothing
     std::string explanation;  ///< one sentence or two: how it was decided, or what failed
-    Local_Clock_Time started = No_Time;
-    Local_Clock_Time ended = No_Time;
+    Local_Time started = No_Time;
+    Local_Time ended = No_Time;
     std::uint32_t run = 0;
     std::uint32_t first_record = 0; ///< index into Trace::order
     std::uint32_t record_count = 0;
@@ -97,10 +111,9 @@ struct Call {
     std::uint32_t last_line = 0;
     std::int32_t thread = 0;
     Operation operation = Operation::Get;
-    Outcome outcome = Outcome::Not_Told;
+    Outcome outcome = Outcome::Unknown;
     Severity worst = Severity::Data;
-    bool concluded = false; ///< from errors, warnings and notes alone
-    bool at_end = false;    ///< still under way at the end of its run
+    bool at_end = false; ///< still under way at the end of its run
 };
 
 /// A file that was read.
@@ -113,12 +126,44 @@ struct Trace {
     std::deque<File> files; ///< never moved: everything views their contents
     std::vector<Run> runs;
     std::vector<Record> records;
-    std::vector<Call> calls;          ///< in the order of time where all runs have times, else as read
-    std::vector<std::uint32_t> order; ///< indices of records, those of one call side by side
+    std::vector<Call> calls;            ///< in the order of time where all runs have times, else as read
+    std::vector<std::uint32_t> order;   ///< indices of records, those of one call side by side
+    std::vector<std::uint32_t> outside; ///< indices of the records outside of calls, by run and thread
 
     const Record& Record_Of(const Call& call, std::uint32_t index) const {
         return records[order[call.first_record + index]];
     }
 };
 
-} // namespace QEL::FrontEnd::Tool::Trace_Reading
+/// Time and memory grow with the size of the files and not faster.
+class Trace_Reader {
+public:
+    /// @return empty, or why the content is not a trace and what to do, in two lines.
+    std::string Add(std::string name, std::string content);
+
+    /// What all files that were taken hold.
+    Trace Finish();
+
+private:
+    Trace m_Trace;
+};
+
+/// Receives the lines of a report, without line ends.
+using Line_Sink = std::function<void(const std::string& line)>;
+
+struct Text_Layout {
+    std::optional<std::size_t> width; ///< none: lines of any length
+    bool colours = false;
+};
+
+/// Writes a trace for people: errors first, then the other calls in order, then the messages outside of calls.
+void Write_Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write);
+
+/// Writes a trace for programs: one object, with the calls in order.
+void Write_Json_Report(const Trace& trace, const Line_Sink& write);
+
+/// Writes a page that shows a trace: complete in itself, readable with and without JavaScript. Of a
+/// large trace, it leaves out what would keep a browser from showing it, and says so.
+void Write_Html_Page(const Trace& trace, std::ostream& page);
+
+} // namespace QEL::FrontEnd::Trace_Reading

@@ -1,0 +1,31 @@
+# Takes the messages of the product from its sources, so that they stand nowhere else:
+#     cmake -DPRODUCT=folder -DOUTPUT=file -P messages.cmake
+# Each becomes a line such as {Severity::Error, "URL '%s' not found in cache."},
+set(severity_of_ERROR Error)
+set(severity_of_WARNING Warning)
+set(severity_of_NOTE Note)
+set(severity_of_DATA Data)
+
+set(literals "(\"([^\"\\]|\\\\.)*\"[ \n]*)+")
+file(GLOB_RECURSE sources ${PRODUCT}/*.cpp)
+foreach(source IN LISTS sources)
+  file(READ ${source} text)
+  # What would part or join the elements of a list.
+  string(REPLACE ";" "<semicolon>" text "${text}")
+  string(REPLACE "[" "<bracket>" text "${text}")
+  string(REPLACE "]" "</bracket>" text "${text}")
+  string(REGEX MATCHALL "TRACE_(ERROR|WARNING|NOTE|DATA)(_AS)?\\([^()\"]*${literals}" calls "${text}")
+  foreach(call IN LISTS calls)
+    string(REGEX MATCH "TRACE_([A-Z]+)(_AS)?\\([^\"]*(.*)" call "${call}")
+    set(severity ${severity_of_${CMAKE_MATCH_1}})
+    string(REGEX REPLACE "\"[ \n]*\"" "" format "${CMAKE_MATCH_3}")
+    string(REGEX REPLACE "(\\\\n)*\"[ \n]*$" "\"" format "${format}")
+    list(APPEND messages "    {Severity::${severity}, ${format}},")
+  endforeach()
+endforeach()
+list(REMOVE_DUPLICATES messages)
+list(JOIN messages "\n" messages)
+string(REPLACE "<semicolon>" ";" messages "${messages}")
+string(REPLACE "<bracket>" "[" messages "${messages}")
+string(REPLACE "</bracket>" "]" messages "${messages}")
+file(WRITE ${OUTPUT} "${messages}\n")

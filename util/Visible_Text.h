@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// Texts as people see them on a terminal.
+namespace QEL::FrontEnd::Util {
+
+/// Text for a message: control characters become visible, so that a request can neither forge lines
+/// nor steer the terminal.
+std::string Printable(const std::string& text);
+
+/// True when the text holds a control character.
+bool Holds_Control_Character(const std::string& text);
+
+/// Columns that a text takes: its characters, when it is UTF-8, else its bytes.
+std::size_t Columns_Of(std::string_view text);
+
+/// The text in at most so many columns. One that is too long loses its middle, as paths and
+/// addresses differ at both ends; "..." stands there instead.
+std::string Shorten(std::string_view text, std::size_t columns);
+
+/// The text shortened or filled with blanks to exactly so many columns.
+std::string Fit(std::string_view text, std::size_t columns);
+
+} // namespace QEL::FrontEnd::Util
