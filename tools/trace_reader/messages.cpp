@@ -171,18 +171,20 @@ constexpr Meaning meanings[] = {
 bool Match(std::string_view format, std::string_view text, Arguments& arguments) {
     std::size_t count = 0;
     for (auto wildcard = format.find('%'); wildcard != std::string_view::npos; wildcard = format.find('%')) {
-        const auto before = format.substr(0, wildcard);
-        if (!text.starts_with(before)) {
+        if (!text.starts_with(format.substr(0, wildcard))) {
             return false;
         }
-        text.remove_prefix(before.size());
+        text.remove_prefix(wildcard);
+        const bool is_number = format[wildcard + 1] == 'd';
         format.remove_prefix(wildcard + 2);
         const auto next = format.substr(0, format.find('%'));
         const bool is_last = next.size() == format.size();
         if (is_last && !text.ends_with(next)) {
             return false;
         }
-        const auto end = is_last ? text.size() - next.size() : text.find(next);
+        const auto end = is_number ? std::min(text.find_first_not_of("-0123456789"), text.size())
+                         : is_last ? text.size() - next.size()
+                                   : text.find(next);
         if (end == std::string_view::npos) {
             return false;
         }
