@@ -85,6 +85,22 @@ sources() { find "$@" -path ./build -prune -o -type f \( -name '*.cpp' -o -name 
 
 check_format() { sources . | xargs clang-format --dry-run --Werror; }
 
+# check_run_paths: no program or library, built or installed, loads others from folders that depend on where it is run.
+check_run_paths() {
+    cmake --install build/linux --prefix "$PWD/$logs/installed" >/dev/null &&
+        find build "$logs/installed" -type f \( -perm -u+x -o -name '*.so*' \) ! -path '*/CMakeFiles/*' -print0 |
+        xargs -0 readelf -dW 2>/dev/null | awk '
+            /^File: / { file = $2 }
+            /\((RPATH|RUNPATH)\)/ {
+                found++
+                list = $0; sub(/^[^[]*\[/, "", list); sub(/\]$/, "", list)
+                number = split(list, folders, ":")
+                for (i = 1; i <= number || i == 1; i++)
+                    if (folders[i] !~ /^(\/|\$ORIGIN(\/|$))/) { print file ": " list; wrong = 1; break }
+            }
+            END { print found " run paths"; exit wrong || !found }'
+}
+
 # build PRESET [TARGET...]: configures and builds.
 build() { cmake --preset "$1" && cmake --build --preset "$1" ${2:+--target "${@:2}"}; }
 
@@ -148,6 +164,8 @@ main() {
         check "commands of the documents for Windows" python3 scripts/test_documents.py --windows
         check "package for Windows, and hosts built from it" scripts/test_packages.sh windows
     fi
+
+    check "run paths of what is built and installed" check_run_paths
 
     if [ "$long" = yes ]; then
         check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux

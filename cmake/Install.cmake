@@ -2,6 +2,8 @@
 # command-line program, "development" what a host is compiled with. Everything finds its neighbours by relative
 # paths, so an installation may be moved as a whole.
 include(CMakePackageConfigHelpers)
+# What is installed is built by name, not with every test.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
 # The CMake package: find_package(qelfilecache) and the target qel::filecache.
 set(QEL_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/qelfilecache)
@@ -56,8 +58,25 @@ else()
   )
 endif()
 
+# Whose work is compiled in.
+install(FILES debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
+if(MINGW)
+  install(FILES /usr/share/doc/mingw-w64-x86-64-dev/copyright
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright.mingw-w64 COMPONENT library)
+endif()
+
 # The documents lie as they do in the source tree, so that the links between them hold.
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT tool FILES_MATCHING
   PATTERN "*.md" PATTERN "*.ini" PATTERN "*.png" PATTERN "*.svg" PATTERN man EXCLUDE)
 install(DIRECTORY examples/host examples/host_c DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+
+# The archive for Windows; debian/ makes the Debian packages. scripts/package.sh builds both.
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_VENDOR "QEL File Cache authors")
+  set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win64)
+  set(CPACK_VERBATIM_VARIABLES ON)
+  set(CPACK_STRIP_FILES ON)
+  include(CPack)
+endif()

@@ -24,12 +24,11 @@ fi
 build=$PWD/build/fuzz
 seeds=$PWD/fuzz/seeds
 mkdir -p "$build"
-cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DQEL_BUILD_FUZZ=ON -DQEL_BUILD_TESTS=OFF >"$build/configure.log" 2>&1 || {
+cmake --preset fuzz >"$build/configure.log" 2>&1 || {
     cat "$build/configure.log" >&2
     exit 1
 }
-cmake --build "$build" --target "${fuzzers[@]}"
+cmake --build --preset fuzz --target "${fuzzers[@]}"
 
 # The files that fuzzers write: in memory where that is possible, removed in any case.
 [ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm

@@ -16,7 +16,7 @@ build_packages=(
     libcli11-dev libcurl4-openssl-dev libsimpleini-dev libsmbclient libsmbclient-dev libssl-dev nlohmann-json3-dev
     uuid-dev
 )
-package_packages=(dpkg-dev file)
+package_packages=(debhelper)
 windows_packages=(g++-mingw-w64-x86-64-posix)
 demo_packages=(nginx-light samba)
 test_packages=(

@@ -122,6 +122,15 @@ headers_stand_alone() {
     echo "#include <filecache/c/qelfilecache_c.h>" | "$2" -std=c89 -pedantic-errors -Wall -Werror -fsyntax-only -I "$3" -x c -
 }
 
+# has_notices FILE: it names those whose work is compiled in.
+has_notices() {
+    local holder
+    for holder in 'Jonathan Ong' 'Douglas Christopher Wilson' 'University of Cincinnati' 'Niels Lohmann' 'Brodie Thiesfield' \
+        'The above copyright notice and this permission notice shall be included'; do
+        grep -qF "$holder" "$1" || fail "no '$holder' in $1"
+    done
+}
+
 test_linux() {
     say "lintian"
     lintian --allow-root --fail-on error,warning build/packages/*.deb
@@ -133,7 +142,7 @@ test_linux() {
     local usr=$work/moved/usr library
     library=$(find "$usr/lib" -name 'libqelfilecache.so.1')
     [ -f "$library" ] || fail "no library"
-    for file in share/man/man1/qelfilecache.1.gz share/bash-completion/completions/qelfilecache share/doc/qelfilecache/README.md \
+    for file in share/man/man1/qelfilecache.1.gz share/doc/qelfilecache/CHANGELOG.md share/bash-completion/completions/qelfilecache share/doc/qelfilecache/README.md \
         share/doc/qelfilecache/docs/configuration.md share/doc/qelfilecache/examples/host/main.cpp; do
         [ -f "$usr/$file" ] || fail "no $file"
     done
@@ -141,6 +150,11 @@ test_linux() {
     grep -q 'libcurl4' "$work/depends" || fail "the library does not depend on what it loads"
     dpkg-deb --info build/packages/libqelfilecache1_*.deb shlibs | grep -x 'libqelfilecache 1 libqelfilecache1 (>= .*)'
     dpkg-deb --info build/packages/libqelfilecache1_*.deb triggers | grep -x 'activate-noawait ldconfig'
+    dpkg-deb --field build/packages/libqelfilecache1_*.deb Recommends | grep -w libsmbclient
+    ! grep -w libsmbclient "$work/depends" || fail "the library does not go without shares"
+    for package in libqelfilecache1 libqelfilecache-dev qelfilecache; do
+        has_notices "$usr/share/doc/$package/copyright"
+    done
     headers_stand_alone g++ gcc "$usr/include/qelfilecache"
 
     say "example hosts, with the CMake package"
@@ -169,6 +183,7 @@ test_linux() {
     life "$work/pkg_host"
 
     say "program"
+    expect 0 "qelfilecache $(dpkg-deb --field build/packages/qelfilecache_*.deb Version)" "$usr/bin/qelfilecache" --version
     start_server
     expect 0 "$work/tool-cache/" "$usr/bin/qelfilecache" --cache-dir "$(mkdir "$work/tool-cache" && echo "$work/tool-cache")" get "$url"
     stop_server
@@ -196,6 +211,8 @@ test_windows() {
     for file in bin/qelfilecache.dll bin/qelfilecache.exe lib/libqelfilecache.dll.a share/doc/qelfilecache/README.md; do
         [ -f "$prefix/$file" ] || fail "no $file"
     done
+    has_notices "$prefix/share/doc/qelfilecache/copyright"
+    grep -q 'mingw-w64 project' "$prefix/share/doc/qelfilecache/copyright.mingw-w64" || fail "no notice of MinGW-w64"
     headers_stand_alone x86_64-w64-mingw32-g++-posix x86_64-w64-mingw32-gcc-posix "$prefix/include/qelfilecache"
 
     # The prefix is that of all tests: what one that was killed has configured does not count here.
