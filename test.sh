@@ -140,6 +140,7 @@ main() {
     check "formatting (clang-format)" check_format
     check "includes run downwards only" python3 scripts/check_layers.py
     check "the include check finds planted violations" python3 scripts/check_layers.py --self-test
+    check "setup.sh leaves nothing behind" scripts/test_setup.sh
     check "test cases are counted as they end" python3 scripts/count_tests.py --self-test
     check "the check of the coverage finds planted gaps" python3 scripts/coverage_gaps.py --self-test
 

@@ -58,15 +58,19 @@ if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
     exit 1
 fi
 
-installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null |
-    sed -n 's/ installed$//p' || true)
-missing=()
-for package in "${packages[@]}"; do
-    grep -qxF -- "$package" <<<"$installed" || missing+=("$package")
-done
+# find_missing: those of the packages that are not installed, in $missing.
+find_missing() {
+    local installed package
+    installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null |
+        sed -n 's/ installed$//p' || true)
+    missing=()
+    for package in "${packages[@]}"; do
+        grep -qxF -- "$package" <<<"$installed" || missing+=("$package")
+    done
+}
+find_missing
 [ ${#missing[@]} -eq 0 ] && exit 0
 
-as_root=()
 if [ "$(id -u)" -ne 0 ]; then
     if ! command -v sudo >/dev/null; then
         say "setup.sh: these packages are missing, and installing them needs root or sudo:"
@@ -74,13 +78,21 @@ if [ "$(id -u)" -ne 0 ]; then
         say "Ask an administrator to run: apt-get install --no-install-recommends ${missing[*]}"
         exit 1
     fi
-    as_root=(sudo)
+    exec sudo -- "${BASH_SOURCE[0]}" "$@"
 fi
+
+# One at a time. What another one has installed is missing no more.
+service_guard=/usr/sbin/policy-rc.d
+exec 9<"${service_guard%/*}"
+if ! flock --wait 1800 9; then
+    say "setup.sh: another one has been installing for half an hour. Look for what it waits for, then run this again."
+    exit 1
+fi
+find_missing
+[ ${#missing[@]} -eq 0 ] && exit 0
 
 # The servers are for private, short-lived use. Their packages would start them as services of the
 # machine: keep them from it, now and at the next boot.
-service_guard=/usr/sbin/policy-rc.d
-guard_is_ours=no
 new_services=()
 for package in "${missing[@]}"; do
     case "$package" in
@@ -88,21 +100,22 @@ for package in "${missing[@]}"; do
     samba) new_services+=(smbd nmbd samba-ad-dc) ;;
     esac
 done
-remove_guard() {
-    [ "$guard_is_ours" = yes ] && "${as_root[@]}" rm -f "$service_guard"
-    return 0
-}
-trap remove_guard EXIT
-if [ ${#new_services[@]} -gt 0 ] && [ ! -e "$service_guard" ]; then
-    guard_is_ours=yes
-    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$service_guard" >/dev/null
-    "${as_root[@]}" chmod 755 "$service_guard"
+ours='# Written by the setup.sh of QEL File Cache for as long as it runs.'
+remove_guard="! grep -qsxF '$ours' $service_guard || rm -f $service_guard"
+if grep -qsxF "$ours" "$service_guard" || { [ ${#new_services[@]} -gt 0 ] && [ ! -e "$service_guard" ]; }; then
+    # It goes with the lock, which this script and apt-get hold, also when they are killed.
+    setsid flock "${service_guard%/*}" sh -c "$remove_guard" </dev/null >/dev/null 2>&1 9<&- &
+    printf '#!/bin/sh\n%s\nexit 101\n' "$ours" >"$service_guard"
+    chmod 755 "$service_guard"
 fi
 
 log=$(mktemp)
 say "Installing ${#missing[@]} Debian packages: ${missing[*]}"
-apt() { "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o Dpkg::Use-Pty=0 "$@" >>"$log" 2>&1; }
-if ! { apt update && apt install -y --no-install-recommends "${missing[@]}"; }; then
+apt() { DEBIAN_FRONTEND=noninteractive apt-get -q -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=600 "$@" >>"$log" 2>&1; }
+installed=no
+apt update && apt install -y --no-install-recommends "${missing[@]}" && installed=yes
+sh -c "$remove_guard"
+if [ "$installed" = no ]; then
     tail -n 30 "$log" >&2
     say "setup.sh: the installation failed; its end is above, all of it in $log."
     say "Check the network and /etc/apt/sources.list, then run this again."
@@ -110,5 +123,5 @@ if ! { apt update && apt install -y --no-install-recommends "${missing[@]}"; }; 
 fi
 rm -f "$log"
 if [ -d /run/systemd/system ] && [ ${#new_services[@]} -gt 0 ]; then
-    "${as_root[@]}" systemctl disable --quiet "${new_services[@]}" >/dev/null 2>&1 || true
+    systemctl disable --quiet "${new_services[@]}" >/dev/null 2>&1 || true
 fi
