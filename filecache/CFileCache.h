@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace QEL::FrontEnd::FileCache {
@@ -19,6 +20,8 @@ namespace QEL::FrontEnd::FileCache {
 class Cache_Inspection;
 class Com_Error;
 class IRequest_Object;
+struct Http_Response;
+struct Request_Method;
 struct Response_Body;
 
 /// The file cache. Hosts reach it through IFileCache::Instance(); an object of its own, with
@@ -91,8 +94,11 @@ private:
     std::unique_ptr<IRequest_Object> Create_HTTP_Request(const char* method);
     void Read_Connect_Timeout();
     void Set_Additional_Error_Info(std::string text);
+    Http_Response Send_HTTP_Request(const Request_Method& method, const std::string& url, bool& error);
     void Note_Transport_Error(std::uint32_t error_number, const std::string& error_text);
     bool Save_Response_Body(const Response_Body& body, const std::string& content_type, CacheEntry& entry);
+    void Write_Cached_File(const char* operation, const std::string& content_type, std::string_view body,
+                           CacheEntry& entry);
     std::string Download_Inet_URL(const std::string& url, bool& download_error);
     bool Is_Inet_URL_Expired(const std::string& url, bool& check_error);
     bool Process_Inet_URL_By_WinInet(int http_type, const std::string& url, bool& download_error, CacheEntry& entry);

@@ -20,7 +20,4 @@ private:
     std::string m_Description;
 };
 
-/// Ends a request that has already told why.
-struct Request_Abandoned {};
-
 } // namespace QEL::FrontEnd::FileCache

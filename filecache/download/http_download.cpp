@@ -1,14 +1,12 @@
 #include "filecache/CFileCache.h"
 
-#include "filecache/download/Com_Error.h"
-#include "filecache/download/cached_file_writer.h"
 #include "filecache/download/http_request.h"
 #include "filecache/download/outcome_codes.h"
 #include "filecache/trace_messages.h"
 #include "util/HttpClient.h"
-#include "util/Last_Error.h"
 
 #include <algorithm>
+#include <fstream>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -46,12 +44,22 @@ bool CFileCache::Save_Response_Body(const Response_Body& body, const std::string
     }
 
     const auto length = static_cast<std::size_t>(std::max<std::int64_t>(end - body.lower_bound, 0));
-    entry.cached_file = Generate_Cached_File_Name_from_Contents(content_type, body.data, length);
-    TRACE_DATA_AS(method, "cache_entry.cached_file = '%s', Writing contents to the file...\n",
-                  entry.cached_file.c_str());
-    Write_Cached_File(entry.cached_file, body.data, length);
-    TRACE_DATA_AS(method, "Closed file '%s'.\n", entry.cached_file.c_str());
+    Write_Cached_File(method, content_type, {body.data, length}, entry);
+    entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
     return true;
+}
+
+/// Names the copy of a downloaded body and writes it as a text file of the platform, a step of `operation`. A failure
+/// to write or close is not reported: the copy then holds what could be written.
+void CFileCache::Write_Cached_File(const char* operation, const std::string& content_type, std::string_view body,
+                                   CacheEntry& entry) {
+    entry.cached_file = Generate_Cached_File_Name_from_Contents(content_type, body.data(), body.size());
+    TRACE_DATA_AS(operation, "cache_entry.cached_file = '%s', Writing contents to the file...\n",
+                  entry.cached_file.c_str());
+    std::ofstream file(entry.cached_file);
+    file.write(body.data(), static_cast<std::streamsize>(body.size()));
+    file.close();
+    TRACE_DATA_AS(operation, "Closed file '%s'.\n", entry.cached_file.c_str());
 }
 
 std::string CFileCache::Download_Inet_URL(const std::string& url, bool& download_error) {
@@ -61,63 +69,24 @@ std::string CFileCache::Download_Inet_URL(const std::string& url, bool& download
     bool ok = false;
 
     TRACE_DATA("Creatign HTTP request object.\n");
+    auto end = Http_Response::End::Abandoned;
     try {
-        const std::unique_ptr<IRequest_Object> request = Create_HTTP_Request(__func__);
-
-        TRACE_DATA("Opening HTTP GET request with URL '%s'.\n", url.c_str());
-        if (const HResult opened = request->Open("GET", url); Failed(opened)) {
-            const std::uint32_t last_error = Util::Get_Last_Error();
-            TRACE_ERROR("GET HTTP request failed. HR=%d, LE=%d.\n", opened, static_cast<int>(last_error));
-            throw Request_Abandoned();
-        }
-
-        TRACE_DATA("Sending HTTP GET request with URL '%s'.\n", url.c_str());
-        const HResult sent = Http_Request::Send(*request);
-
-        long status = Http_Request::Status(*request);
-        TRACE_DATA("HTTP status = %d.\n", static_cast<int>(status));
-        status = Http_Request::Status(*request);
-        m_Cert_Error_Detected = Util::HttpWinInet::HttpClient::IsErrorInRange(static_cast<std::uint32_t>(status));
-        if (m_Cert_Error_Detected) {
-            const std::uint32_t last_error = Util::Get_Last_Error();
-            download_error = true;
-            TRACE_ERROR("Sending of GET HTTP request failed. HR=%d, LE=%d.\n", sent, static_cast<int>(last_error));
-            throw Request_Abandoned();
-        }
-
-        status = Http_Request::Status(*request);
-        TRACE_DATA("HTTP status = %d.\n", static_cast<int>(status));
-        if (!HTTP_Status_OK(status)) {
-            // The server has answered: the second client would get the same answer.
-            download_error = true;
-            TRACE_ERROR("HTTP GET request failed with status %d. On HTTP error we cannot download the file.\n",
-                        static_cast<int>(status));
-            TRACE_RETURN("%s", Shown(nothing));
-            m_errHTTPFileDownLoad = Http_Download_Failed;
-            return nothing;
-        }
-
-        std::string last_modified = Http_Request::Response_Header(*request, "Last-Modified");
-        TRACE_DATA("Last-Modified header: '%s'.\n", last_modified.c_str());
-        const std::string content_type = Http_Request::Response_Header(*request, "Content-Type");
-        TRACE_DATA("Content-Type header: '%s'.\n", content_type.c_str());
-
-        ok = Save_Response_Body(Http_Request::Body(*request), content_type, entry);
-        if (ok) {
-            entry.last_modified = std::move(last_modified);
-            entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
-        }
-    } catch (const Com_Error& error) {
-        m_errHTTPFileDownLoad = Http_Download_Failed;
-        const std::string error_text = com_error_to_string(error, url);
-        const auto error_number = static_cast<std::uint32_t>(win32_from_hresult(error.Error()));
-        TRACE_ERROR("COM exception: \n %s \nWin32 error code: %d", error_text.c_str(), static_cast<int>(error_number));
-        Note_Transport_Error(error_number, error_text);
-        ok = false;
+        const Http_Response response = Send_HTTP_Request(Get_Method, url, download_error);
+        entry.last_modified = response.last_modified;
+        ok = response.end == Http_Response::End::Complete &&
+             Save_Response_Body(response.body, response.content_type, entry);
+        end = response.end;
     } catch (...) {
+        ok = false; // no memory, no name: abandoned like any other
+    }
+    if (end == Http_Response::End::Refused) {
+        // The second client would get the same response.
+        TRACE_RETURN("%s", Shown(nothing));
+        return nothing;
+    }
+    if (end == Http_Response::End::Abandoned) {
         TRACE_ERROR("Downloading from URL '%s' failed.\n", url.c_str());
         m_errHTTPFileDownLoad = Http_Download_Failed;
-        ok = false;
     }
 
     if (m_Cert_Error_Detected && Process_Inet_URL_By_WinInet(Util::HttpWinInet::Http_Get, url, download_error, entry)) {

@@ -5,6 +5,7 @@
 #include "filecache/download/Com_Error.h"
 #include "filecache/trace_messages.h"
 #include "util/HttpClient.h"
+#include "util/Last_Error.h"
 #include "util/Registry.h"
 
 #include <algorithm>
@@ -18,61 +19,105 @@ constexpr int Resolve_Timeout = 60000; // all in milliseconds
 constexpr int Send_Timeout = 30000;
 constexpr int Receive_Timeout = 30000;
 constexpr std::int32_t Default_Connect_Timeout = 60000;
-using Http_Request::Milliseconds_Per_Second;
 
 constexpr unsigned long Win32_Facility_Failure = 0x8007;
 constexpr unsigned long Unknown_Error = 1003;
 
-void Raise_If_Failed(HResult result, IRequest_Object& request, Request_Interface failed_interface) {
-    if (Failed(result)) {
-        throw Com_Error(result, request.Error_Description(failed_interface));
-    }
-}
-
 } // namespace
 
-namespace Http_Request {
+// The order of the calls and records is fixed, and so is that the status is read three times.
+Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const std::string& url, bool& error) {
+    Http_Response response;
+    const std::unique_ptr<IRequest_Object> request = Create_HTTP_Request(method.operation);
+    if (!request) {
+        return response;
+    }
+    const auto succeeded = [&](HResult result, Request_Interface callee = Request_Interface::XMLHTTPRequest) {
+        if (Failed(result)) {
+            response = {};
+            response.end = Http_Response::End::Failed;
+            response.error = static_cast<std::uint32_t>(win32_from_hresult(result));
+            response.error_text = request->Error_Description(callee);
+            const std::string text = com_error_to_string(Com_Error(result, response.error_text), url);
+            m_errHTTPFileDownLoad = method.failure;
+            TRACE_ERROR_AS(method.operation, "COM exception: \n %s \nWin32 error code: %d%s", text.c_str(),
+                           static_cast<int>(response.error), method.error_end);
+            Note_Transport_Error(response.error, text);
+        }
+        return !Failed(result);
+    };
+    if (!succeeded(request->Set_Timeouts(Resolve_Timeout, m_Connect_Timeout, Send_Timeout, Receive_Timeout),
+                   Request_Interface::ServerXMLHTTPRequest)) {
+        return response;
+    }
 
-void Set_Timeouts(IRequest_Object& request, int connect_timeout) {
-    Raise_If_Failed(request.Set_Timeouts(Resolve_Timeout, connect_timeout, Send_Timeout, Receive_Timeout), request,
-                    Request_Interface::ServerXMLHTTPRequest);
-}
+    TRACE_DATA_AS(method.operation, "Opening HTTP %s request with URL '%s'.\n", method.name, url.c_str());
+    if (const HResult opened = request->Open(method.name, url); Failed(opened)) {
+        const std::uint32_t last_error = Util::Get_Last_Error();
+        TRACE_ERROR_AS(method.operation, "%s HTTP request failed. HR=%d, LE=%d.\n", method.name, opened,
+                       static_cast<int>(last_error));
+        return response;
+    }
 
-HResult Send(IRequest_Object& request) {
-    const HResult result = request.Send();
-    Raise_If_Failed(result, request, Request_Interface::XMLHTTPRequest);
-    return result;
-}
-
-long Status(IRequest_Object& request) {
+    TRACE_DATA_AS(method.operation, "Sending HTTP %s request with URL '%s'.\n", method.name, url.c_str());
+    const HResult sent = request->Send();
     long status = 0;
-    Raise_If_Failed(request.Get_Status(status), request, Request_Interface::XMLHTTPRequest);
-    return status;
+    if (!succeeded(sent) || !succeeded(request->Get_Status(status))) {
+        return response;
+    }
+    TRACE_DATA_AS(method.operation, "HTTP status = %d.\n", static_cast<int>(status));
+    if (!succeeded(request->Get_Status(status))) {
+        return response;
+    }
+    m_Cert_Error_Detected = Util::HttpWinInet::HttpClient::IsErrorInRange(static_cast<std::uint32_t>(status));
+    if (m_Cert_Error_Detected) {
+        const std::uint32_t last_error = Util::Get_Last_Error();
+        error = true;
+        TRACE_ERROR_AS(method.operation, "Sending of %s request failed. HR=%d, LE=%d.\n", method.sending, sent,
+                       static_cast<int>(last_error));
+        response.error = static_cast<std::uint32_t>(status);
+        return response;
+    }
+    if (!succeeded(request->Get_Status(status))) {
+        return response;
+    }
+    TRACE_DATA_AS(method.operation, "HTTP status = %d.\n", static_cast<int>(status));
+    response.status = status;
+    if (!HTTP_Status_OK(status)) {
+        error = true;
+        TRACE_ERROR_AS(method.operation, "HTTP %s request failed with status %d. %s\n", method.name,
+                       static_cast<int>(status), method.refusal);
+        m_errHTTPFileDownLoad = method.failure;
+        response.end = Http_Response::End::Refused;
+        return response;
+    }
+
+    if (!succeeded(request->Get_Response_Header("Last-Modified", response.last_modified))) {
+        return response;
+    }
+    TRACE_DATA_AS(method.operation, "Last-Modified header: '%s'.\n", response.last_modified.c_str());
+    if (method.has_body) {
+        if (!succeeded(request->Get_Response_Header("Content-Type", response.content_type))) {
+            return response;
+        }
+        TRACE_DATA_AS(method.operation, "Content-Type header: '%s'.\n", response.content_type.c_str());
+        if (!succeeded(request->Get_Response_Body(response.body))) {
+            return response;
+        }
+    }
+    response.end = Http_Response::End::Complete;
+    return response;
 }
 
-std::string Response_Header(IRequest_Object& request, const char* name) {
-    std::string value;
-    Raise_If_Failed(request.Get_Response_Header(name, value), request, Request_Interface::XMLHTTPRequest);
-    return value;
-}
-
-Response_Body Body(IRequest_Object& request) {
-    Response_Body body;
-    Raise_If_Failed(request.Get_Response_Body(body), request, Request_Interface::XMLHTTPRequest);
-    return body;
-}
-
-} // namespace Http_Request
-
+/// Creates the request object and sees that there is a connect time-out; null when there is no such object.
 std::unique_ptr<IRequest_Object> CFileCache::Create_HTTP_Request(const char* method) {
     Request_Object_Creation creation = Create_Request_Object();
     if (!creation.object) {
         TRACE_ERROR_AS(method, "Create instance failed for HTTP request object. HR=%d, LE=%d.\n", creation.result,
                        static_cast<int>(creation.last_error));
-        throw Request_Abandoned();
+        return nullptr;
     }
     Read_Connect_Timeout();
-    Http_Request::Set_Timeouts(*creation.object, m_Connect_Timeout);
     return std::move(creation.object);
 }
 
@@ -96,9 +141,9 @@ void CFileCache::Note_Transport_Error(std::uint32_t error_number, const std::str
         return;
     }
     Util::HttpWinInet::Read_CertErrorHandling_Parameters(m_Cert_Error_Handling_Mode, m_Cert_Error_Parameters);
-    const bool host_is_told = m_Cert_Error_Handling_Mode == Util::HttpWinInet::Default ||
-                              m_Cert_Error_Handling_Mode == Util::HttpWinInet::WhiteListMode;
-    Set_Additional_Error_Info(host_is_told ? error_text : std::string());
+    const bool host_is_informed = m_Cert_Error_Handling_Mode == Util::HttpWinInet::Default ||
+                                  m_Cert_Error_Handling_Mode == Util::HttpWinInet::WhiteListMode;
+    Set_Additional_Error_Info(host_is_informed ? error_text : std::string());
 }
 
 bool CFileCache::HTTP_Status_OK(long http_status) const {

@@ -1,21 +1,49 @@
 #pragma once
 
+#include "filecache/download/outcome_codes.h"
 #include "util/IRequest_Object.h"
 
 #include <cstdint>
 #include <string>
 
-/// The calls of the request object as the download and the freshness check make them: each throws
-/// Com_Error for a failed result.
-namespace QEL::FrontEnd::FileCache::Http_Request {
+namespace QEL::FrontEnd::FileCache {
 
-constexpr std::int32_t Milliseconds_Per_Second = 1000;
+inline constexpr std::int32_t Milliseconds_Per_Second = 1000;
 
-void Set_Timeouts(IRequest_Object& request, int connect_timeout);
-/// @return the call's own result, for the trace.
-HResult Send(IRequest_Object& request);
-long Status(IRequest_Object& request);
-std::string Response_Header(IRequest_Object& request, const char* name);
-Response_Body Body(IRequest_Object& request);
+/// What GET and HEAD requests of the first client differ in.
+struct Request_Method {
+    const char* name;
+    const char* operation; ///< under whose name the records are written
+    const char* sending;   ///< "Sending of ... request failed."
+    const char* refusal;   ///< what an HTTP error leads to
+    const char* error_end; ///< behind the number of a COM error
+    std::int32_t failure;  ///< the outcome code of a request that failed
+    bool has_body;         ///< the response has one
+};
 
-} // namespace QEL::FrontEnd::FileCache::Http_Request
+inline constexpr Request_Method Get_Method = {
+    "GET", "Download_Inet_URL",  "GET HTTP", "On HTTP error we cannot download the file.",
+    "",    Http_Download_Failed, true};
+inline constexpr Request_Method Head_Method = {
+    "HEAD", "Is_Inet_URL_Expired", "HTTP HEAD", "try to download/read the file directly, therefore expired = true.",
+    "\n",   Http_Check_Failed,     false};
+
+/// How a request of the first client ended, and what came back.
+struct Http_Response {
+    enum class End {
+        Abandoned, ///< the request could not be made, or its status is a transport error
+        Failed,    ///< a call of the request object failed
+        Refused,   ///< the status is not 2xx
+        Complete
+    };
+
+    End end = End::Abandoned;
+    long status = 0;           ///< 0 without a response
+    std::uint32_t error = 0;   ///< Win32 number of what Abandoned or Failed the request; 0 when it has none
+    std::string error_text;    ///< the request object's own
+    std::string last_modified; ///< headers of a complete response, empty when absent
+    std::string content_type;  ///< of GET only, as is the body
+    Response_Body body;
+};
+
+} // namespace QEL::FrontEnd::FileCache

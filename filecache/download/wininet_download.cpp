@@ -1,12 +1,10 @@
 #include "filecache/CFileCache.h"
 
-#include "filecache/download/cached_file_writer.h"
 #include "filecache/download/outcome_codes.h"
 #include "filecache/trace_messages.h"
 #include "util/HttpClient.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -87,11 +85,7 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     if (http_type == Http_Get) {
         const std::string content_type = client.GetResponseHeader("Content-Type");
         TRACE_DATA("Content-Type header: '%s'.\n", content_type.c_str());
-        const std::string_view body = client.GetResponseBody();
-        entry.cached_file = Generate_Cached_File_Name_from_Contents(content_type, body.data(), body.size());
-        TRACE_DATA("cache_entry.cached_file = '%s', Writing contents to the file...\n", entry.cached_file.c_str());
-        Write_Cached_File(entry.cached_file, body.data(), body.size());
-        TRACE_DATA("Closed file '%s'.\n", entry.cached_file.c_str());
+        Write_Cached_File(__func__, content_type, client.GetResponseBody(), entry);
     }
     download_error = false;
     return true;

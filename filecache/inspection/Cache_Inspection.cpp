@@ -14,8 +14,6 @@ namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
-using Http_Request::Milliseconds_Per_Second;
-
 Inspected_Setting Setting(const char* name, const std::string& value) {
     const auto configured = Util::Find_Configured_Value(Options_Key, name);
     return configured ? Inspected_Setting{name, value, configured->place, configured->text}

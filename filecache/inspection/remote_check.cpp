@@ -1,7 +1,6 @@
 #include "filecache/inspection/Cache_Inspection.h"
 
 #include "filecache/Process_Wide.h"
-#include "filecache/download/Com_Error.h"
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
 #include "util/HttpClient.h"
@@ -10,6 +9,22 @@ namespace QEL::FrontEnd::FileCache {
 
 using Util::HttpWinInet::Http_Head;
 using Util::HttpWinInet::HttpClient;
+
+namespace {
+
+/// What the first client says to an address before anything is sent.
+struct Opened_Request {
+    HResult result = 0;
+    std::string error_text;
+};
+
+Opened_Request Open_Without_Sending(const std::string& url) {
+    const std::unique_ptr<IRequest_Object> request = Create_Request_Object().object;
+    const HResult result = request ? request->Open("HEAD", url) : 0;
+    return {result, Failed(result) ? request->Error_Description(Request_Interface::XMLHTTPRequest) : std::string()};
+}
+
+} // namespace
 
 Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained) const {
     const std::lock_guard guard(s_api_mutex);
@@ -26,37 +41,26 @@ Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& expla
     return answer;
 }
 
-/// The steps of a freshness check with what each one answers.
+/// The request of a freshness check.
 void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url, Remote_Answer& answer) const {
-    probe.m_Cert_Error_Detected = false;
-    try {
-        const std::unique_ptr<IRequest_Object> request = probe.Create_HTTP_Request("Is_Inet_URL_Expired");
-        if (const HResult opened = request->Open("HEAD", url); Failed(opened)) {
-            // A request that cannot be put together is given up: no client would take it.
-            answer.error = static_cast<std::uint32_t>(probe.win32_from_hresult(opened));
-            answer.error_text = request->Error_Description(Request_Interface::XMLHTTPRequest);
-            return;
-        }
-        Http_Request::Send(*request);
-        const long status = Http_Request::Status(*request);
-        probe.Note_Transport_Error(static_cast<std::uint32_t>(status), {});
-        if (probe.m_Cert_Error_Detected) {
-            answer.error = static_cast<std::uint32_t>(status);
-        } else {
-            answer.status = status;
-            answer.answered = probe.HTTP_Status_OK(status);
-            answer.last_modified = Http_Request::Response_Header(*request, "Last-Modified");
-            return;
-        }
-    } catch (const Com_Error& error) {
-        answer.error = static_cast<std::uint32_t>(probe.win32_from_hresult(error.Error()));
-        answer.error_text = error.Description();
-        probe.Note_Transport_Error(answer.error, {});
-    } catch (const Request_Abandoned&) {
-        answer.error_text = "The system provides no object for HTTP requests.";
+    if (const Opened_Request opened = Open_Without_Sending(url); Failed(opened.result)) {
+        answer.error = static_cast<std::uint32_t>(probe.win32_from_hresult(opened.result));
+        answer.error_text = opened.error_text;
         return;
     }
-    Ask_Second_Client(probe, url, answer);
+    probe.m_Cert_Error_Detected = false;
+    bool failed = false;
+    const Http_Response response = probe.Send_HTTP_Request(Head_Method, url, failed);
+    answer.answered = response.end == Http_Response::End::Complete;
+    answer.status = response.status;
+    answer.last_modified = response.last_modified;
+    answer.error = response.error;
+    answer.error_text = response.error_text;
+    if (response.end == Http_Response::End::Failed || probe.m_Cert_Error_Detected) {
+        Ask_Second_Client(probe, url, answer);
+    } else if (response.end == Http_Response::End::Abandoned && response.error == 0) {
+        answer.error_text = "The system provides no object for HTTP requests.";
+    }
 }
 
 void Cache_Inspection::Ask_Second_Client(CFileCache& probe, const std::string& url, Remote_Answer& answer) const {
