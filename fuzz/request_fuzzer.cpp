@@ -6,7 +6,7 @@
 #include "filecache/CFileCache.h"
 #include "fuzz/Require.h"
 #include "fuzz/support/Scratch.h"
-#include "platform/posix/http/Http_Url.h"
+#include "platform/common/Http_Url.h"
 #include "tests/unit/support/Recorded_Trace.h"
 #include "tests/unit/support/Scripted_OS.h"
 #include "tests/unit/support/Scripted_Services.h"
@@ -198,13 +198,13 @@ void Require_Sound_Http_Url(CFileCache& cache, const std::string& text) {
     if (!url) {
         return;
     }
-    REQUIRE(!url->Host().empty());
-    REQUIRE(std::all_of(url->Text().begin(), url->Text().end(),
+    REQUIRE(!url->host.empty());
+    REQUIRE(std::all_of(url->text.begin(), url->text.end(),
                         [](char c) { return static_cast<unsigned char>(c) > 0x20 && c != 0x7F; }));
-    REQUIRE(cache.Is_Inet_URL(url->Text()));
+    REQUIRE(cache.Is_Inet_URL(url->text));
     REQUIRE(url->Origin().starts_with(url->Is_Https() ? "https://" : "http://"));
-    const auto again = Http_Url::Parse(url->Text());
-    REQUIRE(again && again->Text() == url->Text() && again->Origin() == url->Origin());
+    const auto again = Http_Url::Parse(url->text);
+    REQUIRE(again && again->text == url->text && again->Origin() == url->Origin());
 }
 
 void Require_Served(CFileCache& cache, const std::string& text, const std::string& path_form, const World& world) {

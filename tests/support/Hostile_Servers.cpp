@@ -1,6 +1,6 @@
 #include "tests/support/Hostile_Servers.h"
 
-#include "platform/posix/http/WinInet_Error.h"
+#include "platform/common/WinInet_Error.h"
 
 namespace QEL::Tests {
 

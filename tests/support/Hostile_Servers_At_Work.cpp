@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/posix/http/WinInet_Error.h"
+#include "platform/common/WinInet_Error.h"
 
 namespace QEL::Tests {
 

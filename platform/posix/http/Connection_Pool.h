@@ -9,10 +9,9 @@
 
 #include <curl/curl.h>
 
-namespace QEL::FrontEnd::Platform {
+#include "platform/common/Http_Request.h"
 
-/// Whether the server's certificate has to hold.
-enum class Certificate_Check { Verify, Ignore };
+namespace QEL::FrontEnd::Platform {
 
 /// One connection to a server, with what libcurl keeps for it: the open socket, the parsed certificate
 /// authorities. Used by one thread at a time.
@@ -30,17 +29,17 @@ public:
     CURL* Easy() const { return m_Easy.get(); }
     CURLM* Multi() const { return m_Multi.get(); }
 
-    /// Set when a TLS handshake ended because the server's certificate is revoked.
-    bool& Is_Certificate_Revoked() { return m_Is_Certificate_Revoked; }
-
-    /// Set when the server has told by TLS that nothing more comes.
-    bool& Is_Tls_Closed() { return m_Is_Tls_Closed; }
+    /// What the TLS connection reports.
+    struct Tls_Events {
+        bool is_certificate_revoked = false; ///< the handshake ended because of that
+        bool is_closed = false;              ///< the server has sent close_notify
+    };
+    Tls_Events& Tls() { return m_Tls; }
 
 private:
     Connection() = default;
 
-    bool m_Is_Certificate_Revoked = false; // the addresses of the two are known to the TLS connection
-    bool m_Is_Tls_Closed = false;
+    Tls_Events m_Tls; // the TLS connection knows its address
 
     struct Easy_Deleter {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }

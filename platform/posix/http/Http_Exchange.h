@@ -4,125 +4,96 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/common/Http_Request.h"
 #include "platform/posix/http/Body_Buffer.h"
 #include "platform/posix/http/Connection_Pool.h"
-#include "platform/posix/http/Http_Failure.h"
-#include "platform/posix/http/Http_Url.h"
-#include "platform/posix/http/Ocsp_Stapling.h"
-#include "platform/posix/http/Response_Headers.h"
 
 namespace QEL::FrontEnd::Platform {
 
-enum class Http_Method { Get, Head };
-
-/// How long each step of a request may take; 0 is no limit.
-struct Http_Timeouts {
-    std::chrono::milliseconds resolve{60000}; ///< looking up the server's name
-    std::chrono::milliseconds connect{60000}; ///< the connection, over all addresses of the name
-    std::chrono::milliseconds send{30000};    ///< until the server's system has acknowledged the request
-    /// Each of: the TLS handshake; from the request to the end of the answer's headers; from one
-    /// packet of the body to the next. A body must in addition arrive with Slowest_Body_Rate on
-    /// average, so that a server that sends a byte now and then cannot hold the caller.
-    std::chrono::milliseconds receive{30000};
-};
-
-/// Bytes a second that a body must have arrived with on average, once the receive time-out has passed.
+/// Bytes a second that a body must have arrived with on average, once the receive time-out has passed: a
+/// server that sends a byte now and then cannot hold the caller.
 inline constexpr std::int64_t Slowest_Body_Rate = 1024;
 
-/// Headers of all kinds that an answer may have, interim answers and trailers included.
+/// Headers of all kinds that a response may have, interim responses and trailers included.
 inline constexpr std::size_t Largest_Headers = 256 * 1024;
 
-struct Http_Response {
-    long status = 0;
-    Response_Headers headers;
-    Body_Buffer body;
-    std::string redirect_url; ///< where the answer sends the client to; empty when nowhere
-};
-
-/// One request to one server and its answer, redirects not followed.
+/// One request to one server and its response, redirects not followed.
+///
+/// It goes from step to step, in one direction but for a connection that libcurl replaces by another. Each step
+/// has the time at which it began and a time-out.
 class Http_Exchange {
 public:
-    Http_Exchange(Connection& connection, Http_Method method, const Http_Url& url, const Http_Timeouts& timeouts,
-                  Certificate_Check check, Http_Response& answer);
+    Http_Exchange(Connection& connection, const Http_Request& request, const Http_Url& url, Certificate_Check check,
+                  Http_Response& response);
 
-    /// Sends the request and reads the whole answer; nothing on success.
+    /// Sends the request and reads the whole response; nothing on success.
     std::optional<Http_Failure> Run();
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    /// What the exchange waits for, in the order of time.
+    /// What the exchange waits for.
     enum class Step { Name, Connection, Handshake, Request, Headers, Body };
 
-    struct Limit {
-        Clock::time_point time = Clock::time_point::max();
-        Step step = Step::Name;
-    };
+    void Enter(Step step, Clock::time_point began = Clock::now());
+    /// Enters the steps whose beginning libcurl does not report.
+    void Enter_Unreported_Step();
+    /// When the step has taken too long.
+    Clock::time_point Limit() const;
+    /// Whether the server's system has acknowledged all that was sent.
+    bool Is_Request_Acknowledged() const;
 
     void Set_Options();
     CURLcode Perform();
-    /// Completes the answer, or tells why there is none.
+    /// Completes the response, or says why there is none.
     std::optional<Http_Failure> Conclude(CURLcode result);
-    Limit Next_Limit();
-    /// Whether the server's system has acknowledged all that was sent.
-    bool Is_Request_Taken() const;
-    std::int64_t Microseconds(CURLINFO info) const;
 
-    /// The server is connected and the TLS handshake begins.
-    void On_Handshake(SSL_CTX* context);
-    /// The request is about to be sent on an open connection.
-    void On_Connected();
     bool On_Header_Line(std::string_view line);
     bool On_Headers_End(long status);
     bool On_Body(std::string_view bytes);
+    /// A callback of C code, which an exception must not cross.
+    template <bool (Http_Exchange::*Handler)(std::string_view)>
+    static std::size_t On_Data(char* data, std::size_t, std::size_t size, void* exchange);
+    /// Notes why the response is refused; false, for the caller to return.
+    bool Refuse(std::uint32_t error, std::string_view reason);
 
-    /// Notes why the answer is refused; false, for the caller to return.
-    bool Refuse(std::uint32_t error, const char* reason);
+    template <typename Number>
+    Number Info(CURLINFO info) const;
 
-    Http_Failure Failure(CURLcode result);
-    /// The proxy's answer to the request for a tunnel; 0 when there was none.
-    long Proxy_Status() const;
-    Http_Failure Timeout_Failure(Step step) const;
+    // exchange_failures.cpp
+    Http_Failure Fail(std::uint32_t error, std::string_view text, std::string_view detail = {}) const;
+    Http_Failure Failure(CURLcode result) const;
+    Http_Failure Timeout_Failure() const;
     Http_Failure Certificate_Failure() const;
-    Http_Failure Revoked_Failure() const;
-    Http_Failure Bad_Response_Failure() const;
     Http_Failure Cut_Body_Failure() const;
-    Http_Failure Connection_Failure(std::uint32_t error, const char* what) const;
-    /// A failure that the system has a cause for.
-    Http_Failure System_Failure(std::uint32_t error, const char* what) const;
-
-    static CURLcode Handshake_Callback(CURL*, void* context, void* exchange);
-    static int Connected_Callback(void* exchange, char*, char*, int, int);
-    static std::size_t Header_Callback(char* data, std::size_t, std::size_t size, void* exchange);
-    static std::size_t Body_Callback(char* data, std::size_t, std::size_t size, void* exchange);
 
     Connection& m_Connection;
-    const Http_Method m_Method;
+    const Http_Request& m_Request;
     const Http_Url& m_Url;
-    const Http_Timeouts& m_Timeouts;
     const Certificate_Check m_Check;
-    Http_Response& m_Answer;
+    Http_Response& m_Response;
+    const std::shared_ptr<Body_Buffer> m_Body = std::make_shared<Body_Buffer>();
 
-    Clock::time_point m_Started;
-    Clock::time_point m_Handshake_Started;
-    Clock::time_point m_Request_Started;
-    Clock::time_point m_Request_Taken;
-    Clock::time_point m_Headers_End;
-    Clock::time_point m_Last_Body_Packet;
-    bool m_Is_In_Handshake = false;
-    bool m_Is_Connected = false;
-    bool m_Is_Request_Taken = false;
-    bool m_Has_Headers = false;
-    bool m_Ends_With_Connection = false; ///< nothing in the answer tells where the file ends
+    Step m_Step = Step::Name;
+    Clock::time_point m_Step_Began;
+    Clock::time_point m_Last_Packet; ///< of the body; before that, when the step began
 
+    bool m_Ends_With_Connection = false; ///< nothing in the response says where the file ends
     std::size_t m_Header_Bytes = 0;
-    std::optional<Step> m_Timed_Out_Step;
-    std::optional<Http_Failure> m_Refusal;
+    std::optional<Http_Failure> m_Failure; ///< what was found out here, not by libcurl
     std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};
 };
+
+template <typename Number>
+Number Http_Exchange::Info(CURLINFO info) const {
+    Number number{};
+    curl_easy_getinfo(m_Connection.Easy(), info, &number);
+    return number;
+}
 
 } // namespace QEL::FrontEnd::Platform

@@ -1,9 +1,11 @@
-#include "platform/posix/http/Http_Url.h"
+#include "platform/common/Http_Url.h"
 
 #include <algorithm>
 #include <memory>
 
 #include <curl/curl.h>
+
+#include "platform/common/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -16,11 +18,6 @@ struct Url_Deleter {
     void operator()(CURLU* url) const { curl_url_cleanup(url); }
 };
 using Parsed_Url = std::unique_ptr<CURLU, Url_Deleter>;
-
-bool Is_Control_Character(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7F;
-}
 
 char To_Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -37,20 +34,8 @@ bool Read_Part(const Parsed_Url& url, CURLUPart part, unsigned int flags, std::s
     return !value.empty();
 }
 
-} // namespace
-
-std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
-    if (text.size() > Longest_Url) {
-        return std::nullopt;
-    }
-    // libcurl decodes a host last: only the second look sees a control character or an address in
-    // numbers that was percent-encoded. The second is the one that the request is sent with.
-    const auto first = Parse_Once(text);
-    return first ? Parse_Once(first->m_Text) : std::nullopt;
-}
-
-std::optional<Http_Url> Http_Url::Parse_Once(std::string_view text) {
-    if (std::any_of(text.begin(), text.end(), Is_Control_Character)) {
+std::optional<Http_Url> Parse_Once(std::string_view text) {
+    if (Holds_Control_Character(text)) {
         return std::nullopt;
     }
     // libcurl would take the first segment of the path for a missing host.
@@ -65,16 +50,28 @@ std::optional<Http_Url> Http_Url::Parse_Once(std::string_view text) {
         return std::nullopt;
     }
     Http_Url url;
-    if (!Read_Part(parsed, CURLUPART_URL, 0, url.m_Text) || !Read_Part(parsed, CURLUPART_SCHEME, 0, url.m_Scheme) ||
-        !Read_Part(parsed, CURLUPART_HOST, 0, url.m_Host) ||
-        !Read_Part(parsed, CURLUPART_PORT, CURLU_DEFAULT_PORT, url.m_Port)) {
+    if (!Read_Part(parsed, CURLUPART_URL, 0, url.text) || !Read_Part(parsed, CURLUPART_SCHEME, 0, url.scheme) ||
+        !Read_Part(parsed, CURLUPART_HOST, 0, url.host) ||
+        !Read_Part(parsed, CURLUPART_PORT, CURLU_DEFAULT_PORT, url.port)) {
         return std::nullopt;
     }
-    if (url.m_Scheme != "http" && url.m_Scheme != "https") {
+    if (url.scheme != "http" && url.scheme != "https") {
         return std::nullopt;
     }
-    std::transform(url.m_Host.begin(), url.m_Host.end(), url.m_Host.begin(), To_Lower);
+    std::transform(url.host.begin(), url.host.end(), url.host.begin(), To_Lower);
     return url;
+}
+
+} // namespace
+
+std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
+    if (text.size() > Longest_Url) {
+        return std::nullopt;
+    }
+    // libcurl decodes a host last: only the second look sees a control character or an address in
+    // numbers that was percent-encoded. The second is the one that the request is sent with.
+    const auto first = Parse_Once(text);
+    return first ? Parse_Once(first->text) : std::nullopt;
 }
 
 } // namespace QEL::FrontEnd::Platform

@@ -3,7 +3,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/posix/http/Http_Transfer.h"
+#include "platform/common/Http_Transfer.h"
+#include "platform/common/Set_Last_Error.h"
+#include "platform/common/WinInet_Error.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "util/IRequest_Object.h"
 
@@ -17,7 +19,7 @@ using Platform::Http_Response;
 using Platform::Http_Timeouts;
 using Platform::Http_Url;
 
-/// The answer is not there yet.
+/// The response is not there yet.
 constexpr HResult Pending = static_cast<HResult>(0x8000000A);
 
 /// A time-out as the request object takes it: 0 and -1 are none.
@@ -48,11 +50,11 @@ public:
 
 private:
     HResult Fail(Http_Failure failure);
-    HResult Fail_Without_Answer();
+    HResult Fail_Without_Response();
 
     Http_Timeouts m_Timeouts;
     std::optional<Platform::Http_Request> m_Request;
-    std::shared_ptr<const Http_Response> m_Answer;
+    std::shared_ptr<const Http_Response> m_Response;
     std::string m_Error_Description;
 };
 
@@ -62,8 +64,8 @@ HResult Curl_Request_Object::Fail(Http_Failure failure) {
     return Platform::HResult_From_Win32(failure.error);
 }
 
-HResult Curl_Request_Object::Fail_Without_Answer() {
-    m_Error_Description = "There is no answer yet. Send the request first.";
+HResult Curl_Request_Object::Fail_Without_Response() {
+    m_Error_Description = "There is no response yet. Send the request first.";
     return Pending;
 }
 
@@ -77,60 +79,62 @@ HResult Curl_Request_Object::Set_Timeouts(int resolve, int connect, int send, in
 
 HResult Curl_Request_Object::Open(const char* method, const std::string& url) {
     m_Request.reset();
-    m_Answer.reset();
+    m_Response.reset();
     const auto http_method = Method_Of(method);
     if (!http_method) {
         return Fail({Platform::Error_Invalid_Parameter, "The method of a request is GET or HEAD."});
     }
     auto http_url = Http_Url::Parse(url);
     if (!http_url) {
-        return Fail(Platform::Invalid_Url_Failure());
+        return Fail({Platform::Error_Internet_Invalid_URL,
+                     "The URL is not valid. Check its spelling: it begins with http:// "
+                     "or https:// and the name of a server."});
     }
-    m_Request = Platform::Http_Request{*http_method, *std::move(http_url), {}};
+    m_Request = Platform::Http_Request{*http_method, *std::move(http_url), {}, {}};
     return 0;
 }
 
 HResult Curl_Request_Object::Send() {
-    m_Answer.reset();
+    m_Response.reset();
     if (!m_Request) {
         m_Error_Description = "There is no request to send. Open one first.";
         return Pending;
     }
     m_Request->timeouts = m_Timeouts;
-    auto answer = std::make_shared<Http_Response>();
-    if (auto failure = Platform::Transfer(*m_Request, *answer)) {
+    auto response = std::make_shared<Http_Response>();
+    if (auto failure = Platform::Transfer(*m_Request, *response)) {
         return Fail(*std::move(failure));
     }
-    m_Answer = std::move(answer);
+    m_Response = std::move(response);
     return 0;
 }
 
 HResult Curl_Request_Object::Get_Status(long& status) {
-    if (m_Answer == nullptr) {
-        return Fail_Without_Answer();
+    if (m_Response == nullptr) {
+        return Fail_Without_Response();
     }
-    status = m_Answer->status;
+    status = m_Response->status;
     return 0;
 }
 
 HResult Curl_Request_Object::Get_Response_Header(const char* name, std::string& value) {
-    if (m_Answer == nullptr) {
-        return Fail_Without_Answer();
+    if (m_Response == nullptr) {
+        return Fail_Without_Response();
     }
-    value = m_Answer->headers.Value(name);
+    value = m_Response->headers.Value(name);
     return 0;
 }
 
 HResult Curl_Request_Object::Get_Response_Body(Response_Body& body) {
-    if (m_Answer == nullptr) {
-        return Fail_Without_Answer();
+    if (m_Response == nullptr) {
+        return Fail_Without_Response();
     }
     body = Response_Body();
     body.type = Byte_Array_Type;
     body.dimensions = 1;
-    body.upper_bound = static_cast<std::int32_t>(m_Answer->body.Size()) - 1;
-    body.data = m_Answer->body.Data();
-    body.lock = m_Answer;
+    body.upper_bound = static_cast<std::int32_t>(m_Response->body.size()) - 1;
+    body.data = m_Response->body.data();
+    body.lock = m_Response;
     return 0;
 }
 

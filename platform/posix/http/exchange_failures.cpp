@@ -1,221 +1,192 @@
 #include "platform/posix/http/Http_Exchange.h"
 
 #include <cerrno>
-#include <string_view>
 #include <system_error>
 
-#include "platform/posix/http/WinInet_Error.h"
+#include <openssl/x509_vfy.h>
 
-// Which error number and which text a failed exchange ends with.
+#include "platform/common/WinInet_Error.h"
+
+// Which error number and which text a failed exchange ends with. In the texts {server} and {host} stand for the
+// server, {detail} for what only the failure at hand knows.
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-// OpenSSL's results of a certificate check, which libcurl hands on as numbers.
-enum Certificate_Result : long {
-    Certificate_Ok = 0,
-    Not_Checked = 1,
-    No_Issuer = 2,
-    Not_Yet_Valid = 9,
-    Expired = 10,
-    Bad_Not_Before = 13,
-    Bad_Not_After = 14,
-    Self_Signed = 18,
-    Self_Signed_In_Chain = 19,
-    No_Issuer_Locally = 20,
-    Leaf_Not_Verified = 21,
-    Revoked = 23,
-    Invalid_Authority = 24,
-    Not_Trusted = 27,
-    Rejected = 28,
-    Name_Mismatch = 62,
-    Address_Mismatch = 64,
+struct Failure_Text {
+    long result; ///< of libcurl, or of OpenSSL's check of a certificate
+    WinInet_Error error;
+    const char* text;
 };
 
-/// libcurl has no code of its own for chunks that are wrong; its message tells.
-bool Is_About_Chunks(std::string_view message) {
-    return message.find("hunk") != std::string_view::npos;
+constexpr const char* tls_failed = "No secure connection to the server {server} came about: the TLS handshake failed. "
+                                   "Check that the server offers TLS 1.2 or newer on this port.";
+constexpr const char* cut_off = "The server {server} ended the connection without a whole answer{detail}. Check that "
+                                "the server runs and that no firewall or proxy is in the way.";
+constexpr const char* no_memory = "There is not enough memory for the request to {server}.";
+constexpr const char* bad_response = "The answer of the server {server} is not valid HTTP. Check that the URL names a "
+                                     "file on a web server, and the port.";
+constexpr const char* revoked = "The certificate of the server {server} has been revoked by its authority. Do not "
+                                "trust this server until it has a new one.";
+
+constexpr Failure_Text curl_failures[] = {
+    {CURLE_URL_MALFORMAT, Error_Internet_Invalid_URL, "The URL is not valid. Check its spelling."},
+    {CURLE_COULDNT_RESOLVE_HOST, Error_Internet_Name_Not_Resolved,
+     "The name of the server {host} cannot be resolved. Check the server's name in the URL and the network settings of "
+     "this machine."},
+    {CURLE_COULDNT_RESOLVE_PROXY, Error_Internet_Name_Not_Resolved,
+     "The name of the proxy server for {server} cannot be resolved. Check the proxy settings."},
+    {CURLE_COULDNT_CONNECT, Error_Internet_Cannot_Connect,
+     "The server {server} cannot be connected to{detail}. Check that the server runs and that no firewall or proxy is "
+     "in the way."},
+    {CURLE_PROXY, Error_Internet_Cannot_Connect,
+     "The server {server} cannot be reached through the proxy. Check that the server runs and that no firewall or "
+     "proxy is in the way."},
+    {CURLE_SSL_CACERT_BADFILE, Error_Internet_Security_Channel,
+     "The certificate of the server {server} cannot be checked: the list of authorities of this machine cannot be "
+     "read. Check SSL_CERT_FILE and the ca-certificates package."},
+    {CURLE_SSL_CONNECT_ERROR, Error_Internet_Security_Channel, tls_failed},
+    {CURLE_SSL_CIPHER, Error_Internet_Security_Channel, tls_failed},
+    {CURLE_SSL_ENGINE_INITFAILED, Error_Internet_Security_Channel, tls_failed},
+    {CURLE_SSL_SHUTDOWN_FAILED, Error_Internet_Security_Channel, tls_failed},
+    {CURLE_USE_SSL_FAILED, Error_Internet_Security_Channel, tls_failed},
+    {CURLE_RECV_ERROR, Error_Internet_Connection_Aborted, cut_off},
+    {CURLE_SEND_ERROR, Error_Internet_Connection_Aborted, cut_off},
+    {CURLE_GOT_NOTHING, Error_Internet_Connection_Aborted, cut_off},
+    {CURLE_PARTIAL_FILE, Error_Internet_Connection_Aborted,
+     "The server {server} sent less than it had promised. Check that the server runs and that no firewall or proxy is "
+     "in the way."},
+    {CURLE_WRITE_ERROR, Error_Out_Of_Memory, no_memory}, // of a callback; what it refuses has been reported already
+    {CURLE_OUT_OF_MEMORY, Error_Out_Of_Memory, no_memory},
+    {CURLE_UNSUPPORTED_PROTOCOL, Error_Http_Invalid_Server_Response, bad_response},
+    {CURLE_WEIRD_SERVER_REPLY, Error_Http_Invalid_Server_Response, bad_response},
+    {CURLE_BAD_CONTENT_ENCODING, Error_Http_Invalid_Server_Response, bad_response},
+    {CURLE_BAD_FUNCTION_ARGUMENT, Error_Http_Invalid_Server_Response, bad_response}, // a header that is not valid
+};
+constexpr Failure_Text other_curl_failure = {0, Error_Internet_Internal_Error,
+                                             "The request to the server {server} failed: {detail}."};
+
+constexpr const char* wrong_name = "The certificate of the server {server} was issued for another name than {host}. "
+                                   "Check the server's name in the URL.";
+constexpr const char* not_yet_valid = "The certificate of the server {server} is not yet valid. Check the date of this "
+                                      "machine, then the server's certificate.";
+constexpr const char* expired = "The certificate of the server {server} has expired. Check the date of this machine, "
+                                "then have the server's certificate renewed.";
+constexpr const char* unknown_authority =
+    "The certificate of the server {server} comes from an authority that this machine does not trust, or the server "
+    "does not send its whole chain. Install the authority's certificate, or have the chain fixed.";
+
+constexpr Failure_Text certificate_failures[] = {
+    {X509_V_OK, Error_Internet_Cert_Name_Invalid, wrong_name}, // the chain is valid, so it was the name
+    // What libcurl leaves there when it has rejected the name itself.
+    {X509_V_ERR_UNSPECIFIED, Error_Internet_Cert_Name_Invalid, wrong_name},
+    {X509_V_ERR_HOSTNAME_MISMATCH, Error_Internet_Cert_Name_Invalid, wrong_name},
+    {X509_V_ERR_IP_ADDRESS_MISMATCH, Error_Internet_Cert_Name_Invalid, wrong_name},
+    {X509_V_ERR_CERT_NOT_YET_VALID, Error_Internet_Cert_Date_Invalid, not_yet_valid},
+    {X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD, Error_Internet_Cert_Date_Invalid, not_yet_valid},
+    {X509_V_ERR_CERT_HAS_EXPIRED, Error_Internet_Cert_Date_Invalid, expired},
+    {X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD, Error_Internet_Cert_Date_Invalid, expired},
+    {X509_V_ERR_CERT_REVOKED, Error_Internet_Cert_Revoked, revoked},
+    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_INVALID_CA, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_CERT_UNTRUSTED, Error_Internet_Invalid_Authority, unknown_authority},
+    {X509_V_ERR_CERT_REJECTED, Error_Internet_Invalid_Authority, unknown_authority},
+};
+constexpr Failure_Text other_certificate_failure = {
+    0, Error_Internet_Invalid_Certificate,
+    "The certificate of the server {server} is not valid ({detail}). Have it replaced."};
+
+template <std::size_t Size>
+const Failure_Text& Find(const Failure_Text (&texts)[Size], long result, const Failure_Text& other) {
+    for (const auto& text : texts) {
+        if (text.result == result) {
+            return text;
+        }
+    }
+    return other;
 }
 
 } // namespace
 
-Http_Failure Http_Exchange::Failure(CURLcode result) {
-    const auto server = m_Url.Server();
-    if (m_Connection.Is_Certificate_Revoked()) {
-        return Revoked_Failure();
+Http_Failure Http_Exchange::Fail(std::uint32_t error, std::string_view text, std::string_view detail) const {
+    Http_Failure failure{error, {}};
+    for (auto brace = text.find('{'); brace != std::string_view::npos; brace = text.find('{')) {
+        failure.description += text.substr(0, brace);
+        text.remove_prefix(brace);
+        failure.description += text.starts_with("{server}") ? m_Url.Server()
+                               : text.starts_with("{host}") ? m_Url.host
+                                                            : std::string(detail);
+        text.remove_prefix(text.find('}') + 1);
     }
-    switch (result) {
-    case CURLE_URL_MALFORMAT:
-        return {Error_Internet_Invalid_URL, "The URL is not valid. Check its spelling."};
-    case CURLE_COULDNT_RESOLVE_HOST:
-        return {Error_Internet_Name_Not_Resolved, "The name of the server " + m_Url.Host() +
-                                                      " cannot be resolved. Check the server's name in the URL and "
-                                                      "the network settings of this machine."};
-    case CURLE_COULDNT_RESOLVE_PROXY:
-        return {Error_Internet_Name_Not_Resolved,
-                "The name of the proxy server for " + server + " cannot be resolved. Check the proxy settings."};
-    case CURLE_COULDNT_CONNECT:
-        return System_Failure(Error_Internet_Cannot_Connect, "cannot be connected to");
-    case CURLE_PROXY:
-        return Connection_Failure(Error_Internet_Cannot_Connect, "cannot be reached through the proxy");
-    case CURLE_OPERATION_TIMEDOUT:
-        return Timeout_Failure(Next_Limit().step);
-    case CURLE_PEER_FAILED_VERIFICATION:
+    failure.description += text;
+    return failure;
+}
+
+Http_Failure Http_Exchange::Failure(CURLcode result) const {
+    if (m_Connection.Tls().is_certificate_revoked) {
+        return Fail(Error_Internet_Cert_Revoked, revoked);
+    }
+    if (result == CURLE_OPERATION_TIMEDOUT) {
+        return Timeout_Failure();
+    }
+    if (result == CURLE_PEER_FAILED_VERIFICATION) {
         return Certificate_Failure();
-    case CURLE_SSL_CACERT_BADFILE:
-        return {Error_Internet_Security_Channel, "The certificate of the server " + server +
-                                                     " cannot be checked: the list of authorities of this machine "
-                                                     "cannot be read. Check SSL_CERT_FILE and the ca-certificates "
-                                                     "package."};
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_SSL_CIPHER:
-    case CURLE_SSL_ENGINE_INITFAILED:
-    case CURLE_SSL_SHUTDOWN_FAILED:
-    case CURLE_USE_SSL_FAILED:
-        return {Error_Internet_Security_Channel, "No secure connection to the server " + server +
-                                                     " came about: the TLS handshake failed. Check that the server "
-                                                     "offers TLS 1.2 or newer on this port."};
-    case CURLE_RECV_ERROR:
-        if (Proxy_Status() >= 300) {
-            return {Error_Internet_Cannot_Connect, "The proxy does not let requests through to the server " + server +
-                                                       ": it answers with status " + std::to_string(Proxy_Status()) +
-                                                       ". Check the proxy settings."};
-        }
-        if (Is_About_Chunks(m_Curl_Message.data())) {
-            return Bad_Response_Failure();
-        }
-        [[fallthrough]];
-    case CURLE_SEND_ERROR:
-        return System_Failure(Error_Internet_Connection_Aborted, "ended the connection without a whole answer");
-    case CURLE_GOT_NOTHING:
-        return Connection_Failure(Error_Internet_Connection_Aborted, "ended the connection without a whole answer");
-    case CURLE_PARTIAL_FILE:
-        return Connection_Failure(Error_Internet_Connection_Aborted, "sent less than it had promised");
-    case CURLE_WRITE_ERROR: // a callback ran out of memory; what it refuses has been told already
-    case CURLE_OUT_OF_MEMORY:
-        if (result == CURLE_OUT_OF_MEMORY && m_Is_Connected && !m_Has_Headers) {
-            // A header line that is longer than libcurl takes has no code of its own.
-            return {Error_Http_Invalid_Server_Response, "The server " + server +
-                                                            " sent a header that is too long. Check that the URL "
-                                                            "names a file on a web server."};
-        }
-        return {Error_Out_Of_Memory, "There is not enough memory for the request to " + server + "."};
-    case CURLE_UNSUPPORTED_PROTOCOL:
-    case CURLE_WEIRD_SERVER_REPLY:
-    case CURLE_BAD_CONTENT_ENCODING:
-    case CURLE_BAD_FUNCTION_ARGUMENT: // of libcurl's own functions: a header that is none
-        return Bad_Response_Failure();
-    default:
-        return {Error_Internet_Internal_Error,
-                "The request to the server " + server + " failed: " + curl_easy_strerror(result) + "."};
     }
-}
-
-long Http_Exchange::Proxy_Status() const {
-    long status = 0;
-    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_HTTP_CONNECTCODE, &status);
-    return status;
-}
-
-Http_Failure Http_Exchange::Bad_Response_Failure() const {
-    return {Error_Http_Invalid_Server_Response, "The answer of the server " + m_Url.Server() +
-                                                    " is not valid HTTP. Check that the URL names a file on a web "
-                                                    "server, and the port."};
+    if (const auto proxy_status = Info<long>(CURLINFO_HTTP_CONNECTCODE);
+        result == CURLE_RECV_ERROR && proxy_status >= 300) {
+        return Fail(Error_Internet_Cannot_Connect,
+                    "The proxy does not let requests through to the server {server}: it answers with status {detail}. "
+                    "Check the proxy settings.",
+                    std::to_string(proxy_status));
+    }
+    // libcurl has no codes of its own for chunks that are wrong and for a header line that is longer than it takes.
+    if (result == CURLE_RECV_ERROR && std::string_view(m_Curl_Message.data()).find("hunk") != std::string_view::npos) {
+        return Fail(Error_Http_Invalid_Server_Response, bad_response);
+    }
+    if (result == CURLE_OUT_OF_MEMORY && (m_Step == Step::Request || m_Step == Step::Headers)) {
+        return Fail(Error_Http_Invalid_Server_Response,
+                    "The server {server} sent a header that is too long. Check that the URL names a file on a web "
+                    "server.");
+    }
+    const auto& failure = Find(curl_failures, result, other_curl_failure);
+    if (result == CURLE_COULDNT_CONNECT || result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR) {
+        // The system has a cause for these.
+        if (const auto cause = static_cast<int>(Info<long>(CURLINFO_OS_ERRNO)); cause != 0) {
+            return Fail(cause == ETIMEDOUT ? Error_Internet_Timeout : failure.error, failure.text,
+                        ": " + std::generic_category().message(cause));
+        }
+    }
+    return Fail(failure.error, failure.text, &failure == &other_curl_failure ? curl_easy_strerror(result) : "");
 }
 
 Http_Failure Http_Exchange::Cut_Body_Failure() const {
-    return {Error_Internet_Connection_Aborted,
-            "The server " + m_Url.Server() +
-                " ended the connection without a word, so its answer may have been cut on the way. Try again, and "
-                "have the server send a Content-Length."};
+    return Fail(Error_Internet_Connection_Aborted,
+                "The server {server} ended the connection without a word, so its answer may have been cut on the way. "
+                "Try again, and have the server send a Content-Length.");
 }
 
-Http_Failure Http_Exchange::Revoked_Failure() const {
-    return {Error_Internet_Cert_Revoked, "The certificate of the server " + m_Url.Server() +
-                                             " has been revoked by its authority. Do not trust this server until it "
-                                             "has a new one."};
-}
-
-Http_Failure Http_Exchange::Connection_Failure(std::uint32_t error, const char* what) const {
-    return {error, "The server " + m_Url.Server() + " " + what +
-                       ". Check that the server runs and that no firewall or proxy is in the way."};
-}
-
-Http_Failure Http_Exchange::System_Failure(std::uint32_t error, const char* what) const {
-    long system_error = 0;
-    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_OS_ERRNO, &system_error);
-    if (system_error == 0) {
-        return Connection_Failure(error, what);
-    }
-    const auto cause = std::generic_category().message(static_cast<int>(system_error));
-    return Connection_Failure(system_error == ETIMEDOUT ? std::uint32_t{Error_Internet_Timeout} : error,
-                              (what + (": " + cause)).c_str());
-}
-
-Http_Failure Http_Exchange::Timeout_Failure(Step step) const {
-    const auto server = m_Url.Server();
-    switch (step) {
-    case Step::Name:
-        return {Error_Internet_Timeout, "The name of the server " + m_Url.Host() +
-                                            " was not resolved in time. Check the network settings of this machine."};
-    case Step::Connection:
-        return {Error_Internet_Timeout, "The server " + server +
-                                            " did not accept a connection in time. Check that the server runs and "
-                                            "that no firewall is in the way."};
-    case Step::Handshake:
-        return {Error_Internet_Timeout, "The server " + server +
-                                            " did not finish the TLS handshake in time. Check that the server "
-                                            "offers TLS on this port."};
-    case Step::Request:
-        return {Error_Internet_Timeout,
-                "The server " + server + " did not take the request in time. Check the network and try again."};
-    case Step::Headers:
-        return {Error_Internet_Timeout,
-                "The server " + server + " did not answer in time. Check the server's load and try again."};
-    case Step::Body:
-        break;
-    }
-    return {Error_Internet_Timeout,
-            "The server " + server + " sent its answer too slowly. Check the network and try again."};
+Http_Failure Http_Exchange::Timeout_Failure() const {
+    constexpr const char* of_steps[] = {
+        "The name of the server {host} was not resolved in time. Check the network settings of this machine.",
+        "The server {server} did not accept a connection in time. Check that the server runs and that no firewall is "
+        "in the way.",
+        "The server {server} did not finish the TLS handshake in time. Check that the server offers TLS on this port.",
+        "The server {server} did not take the request in time. Check the network and try again.",
+        "The server {server} did not answer in time. Check the server's load and try again.",
+        "The server {server} sent its answer too slowly. Check the network and try again.",
+    };
+    return Fail(Error_Internet_Timeout, of_steps[static_cast<std::size_t>(m_Step)]);
 }
 
 Http_Failure Http_Exchange::Certificate_Failure() const {
-    long result = Certificate_Ok;
-    curl_easy_getinfo(m_Connection.Easy(), CURLINFO_SSL_VERIFYRESULT, &result);
-    const auto certificate = "The certificate of the server " + m_Url.Server();
-    switch (result) {
-    case Certificate_Ok: // the chain holds, so it was the name
-    case Not_Checked:    // what libcurl leaves there when it has rejected the name itself
-    case Name_Mismatch:
-    case Address_Mismatch:
-        return {Error_Internet_Cert_Name_Invalid, certificate + " was issued for another name than " + m_Url.Host() +
-                                                      ". Check the server's name in the URL."};
-    case Not_Yet_Valid:
-    case Bad_Not_Before:
-        return {Error_Internet_Cert_Date_Invalid,
-                certificate + " is not yet valid. Check the date of this machine, then the server's certificate."};
-    case Expired:
-    case Bad_Not_After:
-        return {Error_Internet_Cert_Date_Invalid, certificate + " has expired. Check the date of this machine, then "
-                                                                "have the server's certificate renewed."};
-    case Revoked:
-        return Revoked_Failure();
-    case No_Issuer:
-    case No_Issuer_Locally:
-    case Self_Signed:
-    case Self_Signed_In_Chain:
-    case Leaf_Not_Verified:
-    case Invalid_Authority:
-    case Not_Trusted:
-    case Rejected:
-        return {Error_Internet_Invalid_Authority,
-                certificate + " comes from an authority that this machine does not trust, or the server does not "
-                              "send its whole chain. Install the authority's certificate, or have the chain mended."};
-    default:
-        return {Error_Internet_Invalid_Certificate,
-                certificate + " is not valid (" + std::to_string(result) + "). Have it replaced."};
-    }
+    const auto result = Info<long>(CURLINFO_SSL_VERIFYRESULT);
+    const auto& failure = Find(certificate_failures, result, other_certificate_failure);
+    return Fail(failure.error, failure.text, std::to_string(result));
 }
 
 } // namespace QEL::FrontEnd::Platform

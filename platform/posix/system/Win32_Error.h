@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/common/Set_Last_Error.h"
+
 namespace QEL::FrontEnd::Platform {
 
 /// The Win32 error codes that the services answer with. The cache reports errors in these numbers
@@ -46,8 +48,5 @@ Win32_Error Win32_Error_From_Errno(int errno_value);
 
 /// A short text for a Win32 code, for messages: "file not found (2)".
 std::string Win32_Error_Text(std::uint32_t error);
-
-/// Sets the calling thread's last error, which Get_Last_Error answers with.
-void Set_Last_Error(std::uint32_t error);
 
 } // namespace QEL::FrontEnd::Platform

@@ -1,19 +1,17 @@
-#include "platform/windows/http/Http_Exchange.h"
-
+#include "platform/common/Http_Transfer.h"
+#include "platform/windows/handles/Internet_Handle.h"
 #include "platform/windows/http/Content_Length.h"
-#include "platform/windows/http/Header_Value.h"
-#include "platform/windows/http/Http_Url.h"
 #include "platform/windows/http/Server_Certificate.h"
 
 #include <algorithm>
 #include <array>
-#include <utility>
+#include <chrono>
+#include <memory>
+#include <string>
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
-
-constexpr DWORD Send_Timeout = 30000; // milliseconds
 
 // An authority that nobody knows, another host's name, a date out of range, a certificate for another use,
 // and a revocation list that cannot be had: one of one's own making mostly has several of them at once.
@@ -39,93 +37,129 @@ bool Ignore_Certificate_Errors(const Internet_Handle& request) {
            Set_Option(request, INTERNET_OPTION_SECURITY_FLAGS, flags | Ignored_Certificate_Errors);
 }
 
-} // namespace
-
-bool Http_Exchange::Send(const std::string& url_text, const Http_Order& order) {
-    const auto url = Parse_Http_Url(url_text);
-    if (!url) {
-        SetLastError(ERROR_INTERNET_INVALID_URL);
-        return false;
-    }
-    m_Session = Internet_Handle(InternetOpenA("QELFileCache/1.0", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
-    if (!m_Session.Is_Open()) {
-        return false;
-    }
-    m_Connection = Internet_Handle(
-        InternetConnectA(m_Session.Get(), url->host.c_str(), url->port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
-    if (!m_Connection.Is_Open()) {
-        return false;
-    }
-    std::array<const char*, 2> any_type = {"*/*", nullptr};
-    m_Request = Internet_Handle(HttpOpenRequestA(m_Connection.Get(), order.method, url->object.c_str(), nullptr,
-                                                 nullptr, any_type.data(), Request_Flags(url->secure), 0));
-    // The client would try five times otherwise, each with the whole time-out.
-    if (!m_Request.Is_Open() || !Set_Option(m_Request, INTERNET_OPTION_CONNECT_RETRIES, 1) ||
-        !Set_Option(m_Request, INTERNET_OPTION_CONNECT_TIMEOUT, order.connect_timeout) ||
-        !Set_Option(m_Request, INTERNET_OPTION_SEND_TIMEOUT, Send_Timeout) ||
-        !Set_Option(m_Request, INTERNET_OPTION_RECEIVE_TIMEOUT, order.receive_timeout)) {
-        return false;
-    }
-    if (order.ignore_certificate_errors && url->secure && !Ignore_Certificate_Errors(m_Request)) {
-        return false;
-    }
-    if (HttpSendRequestA(m_Request.Get(), nullptr, 0, nullptr, 0) == 0) {
-        return false;
-    }
-    if (url->secure && !order.ignore_certificate_errors) {
-        if (const DWORD fault = Certificate_Fault(m_Request, url->host); fault != ERROR_SUCCESS) {
-            SetLastError(fault);
-            return false;
-        }
-    }
-    if (Status() == 0) {
-        SetLastError(ERROR_HTTP_INVALID_SERVER_RESPONSE);
-        return false;
-    }
-    return true;
+/// Path and query of a URL. The fragment is for the client alone.
+std::string Request_Target(const Http_Url& url) {
+    const auto begin = url.text.find_first_of("/\\?#", url.text.find("://") + 3);
+    return begin == std::string::npos ? std::string() : url.text.substr(begin, url.text.find('#', begin) - begin);
 }
 
-DWORD Http_Exchange::Status() const {
+/// Information about the response, as WinInet has it; empty when there is none.
+std::string Query(const Internet_Handle& request, DWORD what) {
+    DWORD size = 0;
+    HttpQueryInfoA(request.Get(), what, nullptr, &size, nullptr);
+    std::string text(size, '\0');
+    if (HttpQueryInfoA(request.Get(), what, text.data(), &size, nullptr) == 0) {
+        return {};
+    }
+    text.resize(size);
+    return text;
+}
+
+long Status(const Internet_Handle& request) {
     DWORD status = 0;
     DWORD size = sizeof(status);
-    if (HttpQueryInfoA(m_Request.Get(), HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER, &status, &size, nullptr) ==
-        0) {
-        return 0;
+    HttpQueryInfoA(request.Get(), HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER, &status, &size, nullptr);
+    return static_cast<long>(status);
+}
+
+Response_Headers Headers(const Internet_Handle& request) {
+    Response_Headers headers;
+    const std::string text = Query(request, HTTP_QUERY_RAW_HEADERS_CRLF);
+    for (std::size_t begin = 0; begin < text.size();) {
+        const auto end = std::min(text.find("\r\n", begin), text.size());
+        headers.Add_Line(std::string_view(text).substr(begin, end - begin));
+        begin = end + 2;
     }
-    return status;
+    return headers;
 }
 
-std::string Http_Exchange::Header(const char* name) const {
-    // The name of the header goes in where its value comes out.
-    std::string value = name;
-    DWORD size = 0;
-    BOOL found = FALSE;
-    do {
-        value.resize(std::max<std::size_t>(size, 256));
-        value.replace(0, value.find('\0'), name);
-        size = static_cast<DWORD>(value.size());
-        found = HttpQueryInfoA(m_Request.Get(), HTTP_QUERY_CUSTOM, value.data(), &size, nullptr);
-    } while (found == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER);
-    value.resize(found == 0 ? 0 : size);
-    return Clean_Header_Value(std::move(value));
+/// The URL that a Location header names, seen from the URL that was answered with it; empty when the
+/// two do not make a URL.
+std::string Resolve_Location(const std::string& base_url, const std::string& location) {
+    std::string url(INTERNET_MAX_URL_LENGTH, '\0');
+    auto length = static_cast<DWORD>(url.size());
+    if (location.empty() ||
+        InternetCombineUrlA(base_url.c_str(), location.c_str(), url.data(), &length, ICU_BROWSER_MODE) == 0) {
+        return {};
+    }
+    url.resize(length);
+    return url;
 }
 
-bool Http_Exchange::Read_Body(std::string& body) const {
-    body.clear();
+/// The last error of WinInet as a failure.
+Http_Failure Last_Failure() {
+    const DWORD error = GetLastError();
+    return {error == WSAETIMEDOUT ? ERROR_INTERNET_TIMEOUT : error, {}};
+}
+
+/// Reads the whole body. Fails when the connection ended before the content length.
+std::optional<Http_Failure> Read_Body(const Internet_Handle& request, Http_Response& response) {
+    const auto body = std::make_shared<std::string>();
     std::array<char, 16384> block;
     DWORD length = 0;
     do {
-        if (InternetReadFile(m_Request.Get(), block.data(), static_cast<DWORD>(block.size()), &length) == 0) {
-            return false;
+        if (InternetReadFile(request.Get(), block.data(), static_cast<DWORD>(block.size()), &length) == 0) {
+            return Last_Failure();
         }
-        body.append(block.data(), length);
+        body->append(block.data(), length);
     } while (length > 0);
-
-    if (Content_Length(Header("Content-Length")).value_or(body.size()) != body.size()) {
-        SetLastError(ERROR_INTERNET_CONNECTION_ABORTED);
-        return false;
+    if (Content_Length(response.headers.Value("Content-Length")).value_or(body->size()) != body->size()) {
+        return Http_Failure{ERROR_INTERNET_CONNECTION_ABORTED, {}};
     }
-    return true;
+    response.body = *body;
+    response.body_owner = body;
+    return std::nullopt;
+}
+
+} // namespace
+
+// No cache or cookie is used, and no dialog is shown.
+std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url& url, Certificate_Check check,
+                                     Http_Response& response) {
+    const Internet_Handle session(InternetOpenA("QELFileCache/1.0", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
+    if (!session.Is_Open()) {
+        return Last_Failure();
+    }
+    const Internet_Handle connection(InternetConnectA(session.Get(), url.host.c_str(),
+                                                      static_cast<INTERNET_PORT>(std::stoul(url.port)), nullptr,
+                                                      nullptr, INTERNET_SERVICE_HTTP, 0, 0));
+    if (!connection.Is_Open()) {
+        return Last_Failure();
+    }
+    std::array<const char*, 2> any_type = {"*/*", nullptr};
+    const bool is_head = request.method == Http_Method::Head;
+    const Internet_Handle exchange(HttpOpenRequestA(connection.Get(), is_head ? "HEAD" : "GET",
+                                                    Request_Target(url).c_str(), nullptr, nullptr, any_type.data(),
+                                                    Request_Flags(url.Is_Https()), 0));
+    const auto set_timeout = [&](DWORD option, std::chrono::milliseconds timeout) {
+        return Set_Option(exchange, option, static_cast<DWORD>(timeout.count()));
+    };
+    // The client would try five times otherwise, each with the whole time-out.
+    if (!exchange.Is_Open() || !Set_Option(exchange, INTERNET_OPTION_CONNECT_RETRIES, 1) ||
+        !set_timeout(INTERNET_OPTION_CONNECT_TIMEOUT, request.timeouts.connect) ||
+        !set_timeout(INTERNET_OPTION_SEND_TIMEOUT, request.timeouts.send) ||
+        !set_timeout(INTERNET_OPTION_RECEIVE_TIMEOUT, request.timeouts.receive)) {
+        return Last_Failure();
+    }
+    const bool verifies = check == Certificate_Check::Verify;
+    if ((url.Is_Https() && !verifies && !Ignore_Certificate_Errors(exchange)) ||
+        HttpSendRequestA(exchange.Get(), nullptr, 0, nullptr, 0) == 0) {
+        return Last_Failure();
+    }
+    if (url.Is_Https() && verifies) {
+        if (const DWORD fault = Certificate_Fault(exchange, url.host); fault != ERROR_SUCCESS) {
+            return Http_Failure{fault, {}};
+        }
+    }
+    response.status = Status(exchange);
+    if (response.status == 0) {
+        return Http_Failure{ERROR_HTTP_INVALID_SERVER_RESPONSE, {}};
+    }
+    response.headers = Headers(exchange);
+    response.redirect_url = Resolve_Location(url.text, response.headers.Value("Location"));
+    // Nobody wants the body of an error.
+    const bool wants_body = !is_head && response.status >= 200 && response.status <= 299;
+    return wants_body ? Read_Body(exchange, response) : std::nullopt;
 }
 
 } // namespace QEL::FrontEnd::Platform

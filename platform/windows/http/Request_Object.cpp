@@ -1,16 +1,18 @@
 #include "util/IRequest_Object.h"
 
 #include "platform/common/Control_Characters.h"
+#include "platform/common/Http_Transfer.h"
 #include "platform/windows/handles/Bstr.h"
 #include "platform/windows/handles/Com_Pointer.h"
 #include "platform/windows/handles/Variant.h"
 #include "platform/windows/http/Content_Length.h"
-#include "platform/windows/http/Header_Value.h"
 #include "platform/windows/http/Xml_Http_Interfaces.h"
 #include "platform/windows/system/Wide_Text.h"
 
 #include <wininet.h>
 
+#include <optional>
+#include <string_view>
 #include <utility>
 
 namespace QEL::FrontEnd::FileCache {
@@ -56,13 +58,27 @@ public:
         if (Platform::Holds_Control_Character(url)) {
             return HRESULT_FROM_WIN32(ERROR_INTERNET_INVALID_URL);
         }
+        m_Order.method = std::string_view(method) == "HEAD" ? Platform::Http_Method::Head : Platform::Http_Method::Get;
+        // The object may know URLs that nobody else does, and says so when it opens them.
+        m_Order.url = Platform::Http_Url::Parse(url).value_or(Platform::Http_Url{url, {}, {}, {}});
         const Bstr method_text(Platform::To_Wide(method));
         const Bstr url_text(Platform::To_Wide(url));
         return m_Request->open(method_text.Get(), url_text.Get(), Platform::Boolean_Argument(false),
                                Platform::Omitted_Argument(), Platform::Omitted_Argument());
     }
 
-    HResult Send() override { return m_Request->send(Platform::Omitted_Argument()); }
+    /// The system's object follows redirects itself.
+    HResult Send() override {
+        HResult result = S_OK;
+        const auto send = [&](const auto&, const auto&, auto, auto&) -> std::optional<Platform::Http_Failure> {
+            result = m_Request->send(Platform::Omitted_Argument());
+            return Failed(result) ? std::optional(Platform::Http_Failure{static_cast<std::uint32_t>(result), {}})
+                                  : std::nullopt;
+        };
+        Platform::Http_Response response;
+        Platform::Transfer(m_Order, response, send);
+        return result;
+    }
 
     HResult Get_Status(long& status) override { return m_Request->get_status(&status); }
 
@@ -129,7 +145,7 @@ public:
     }
 
 private:
-    /// True when the connection ended before the announced length, which the object may take for the
+    /// True when the connection ended before its content length, which the object may take for the
     /// end of the body.
     bool Is_Cut_Short(const Response_Body& body) {
         std::string content_length;
@@ -153,6 +169,7 @@ private:
     }
 
     Com_Pointer<IServerXMLHTTPRequest> m_Request;
+    Platform::Http_Request m_Order;
 };
 
 /// Creates the system's server-side request object. Every class context is allowed (23).

@@ -1,6 +1,6 @@
 #include "tests/faults/support/Hostile_Sites.h"
 
-#include "platform/posix/http/Http_Transfer.h"
+#include "platform/common/Http_Transfer.h"
 #include "tests/support/Hostile_Servers_At_Work.h"
 
 #include <chrono>

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/posix/http/Http_Url.h"
+#include "platform/common/Http_Url.h"
 
 namespace QEL::Tests {
 
@@ -22,8 +22,8 @@ TEST(Http_Url, TakesAnEncodedAddressInNumbersForWhatItIs) {
                             "http://%31%32%37%2e%31/", "http://2130706433/"}) {
         const auto parsed = Http_Url::Parse(url);
         ASSERT_TRUE(parsed) << url;
-        EXPECT_EQ(parsed->Text(), "http://127.0.0.1/") << url;
-        EXPECT_EQ(parsed->Host(), "127.0.0.1") << url;
+        EXPECT_EQ(parsed->text, "http://127.0.0.1/") << url;
+        EXPECT_EQ(parsed->host, "127.0.0.1") << url;
         EXPECT_EQ(parsed->Origin(), "http://127.0.0.1:80") << url;
     }
 }
@@ -34,9 +34,9 @@ TEST(Http_Url, IsTheSameWhenItIsReadAgain) {
                             "http://[::1%a%41]/", "http://u%7f:p%7f@a/", "http://\xE4%e4/\xE4?\xE4#\xE4"}) {
         const auto parsed = Http_Url::Parse(url);
         ASSERT_TRUE(parsed) << url;
-        const auto again = Http_Url::Parse(parsed->Text());
+        const auto again = Http_Url::Parse(parsed->text);
         ASSERT_TRUE(again) << url;
-        EXPECT_EQ(again->Text(), parsed->Text()) << url;
+        EXPECT_EQ(again->text, parsed->text) << url;
         EXPECT_EQ(again->Origin(), parsed->Origin()) << url;
     }
 }

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Connection_Pool.h"
-#include "platform/posix/http/WinInet_Error.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/platform/support/User_Configuration.h"

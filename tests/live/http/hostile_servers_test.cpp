@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/posix/http/WinInet_Error.h"
+#include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Hostile_Servers.h"
 

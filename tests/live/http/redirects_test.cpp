@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/http/WinInet_Error.h"
+#include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Misbehaving_Server.h"
 #include "tests/support/Tls_Sites.h"

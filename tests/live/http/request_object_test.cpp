@@ -3,8 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/http/Http_Failure.h"
-#include "platform/posix/http/WinInet_Error.h"
+#include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/platform/support/Scratch_Directory.h"
 #include "tests/support/Answering_Server.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/posix/http/WinInet_Error.h"
+#include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/platform/support/User_Configuration.h"
 #include "tests/support/Certificates.h"

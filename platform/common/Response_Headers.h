@@ -7,10 +7,16 @@
 
 namespace QEL::FrontEnd::Platform {
 
-/// The headers of one answer.
+/// The value of a header as the cache keeps it: without white space around it, spaces for control characters
+/// (RFC 9110, 5.5).
 ///
-/// Values can be written to line-oriented files as they are: a control character that a server
-/// puts into a value (RFC 9110, 5.5) becomes a space.
+/// What a server sends ends up as a line of the metadata file. A line feed would forge the next one, and
+/// the byte 1A ends a file that is read as text: the entries behind it, or the whole list, would be lost.
+std::string Clean_Header_Value(std::string_view raw);
+
+/// The headers of one response.
+///
+/// The values are clean.
 class Response_Headers {
 public:
     /// Takes a line as it came from the server: a header, the continuation of the one before (a line

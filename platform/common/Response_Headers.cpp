@@ -1,6 +1,8 @@
-#include "platform/posix/http/Response_Headers.h"
+#include "platform/common/Response_Headers.h"
 
 #include <algorithm>
+
+#include "platform/common/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -10,15 +12,12 @@ char To_Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-bool Is_Control_Character(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return (byte < 0x20 && c != '\t') || byte == 0x7F;
-}
+} // namespace
 
-/// The value without the white space around it and with spaces for control characters.
-std::string Clean_Value(std::string_view raw) {
+std::string Clean_Header_Value(std::string_view raw) {
     std::string value(raw);
-    std::replace_if(value.begin(), value.end(), Is_Control_Character, ' ');
+    const auto breaks_a_line = [](char c) { return c != '\t' && Holds_Control_Character({&c, 1}); };
+    std::replace_if(value.begin(), value.end(), breaks_a_line, ' ');
     const auto first = value.find_first_not_of(" \t");
     if (first == std::string::npos) {
         return {};
@@ -27,8 +26,6 @@ std::string Clean_Value(std::string_view raw) {
     return value.substr(first, last - first + 1);
 }
 
-} // namespace
-
 bool Equal_Without_Case(std::string_view left, std::string_view right) {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                       [](char a, char b) { return To_Lower(a) == To_Lower(b); });
@@ -36,7 +33,7 @@ bool Equal_Without_Case(std::string_view left, std::string_view right) {
 
 void Response_Headers::Add_Line(std::string_view line) {
     if (line.starts_with(' ') || line.starts_with('\t')) {
-        const auto continuation = Clean_Value(line);
+        const auto continuation = Clean_Header_Value(line);
         if (!m_Headers.empty() && !continuation.empty()) {
             m_Headers.back().second.append(1, ' ').append(continuation);
         }
@@ -46,7 +43,7 @@ void Response_Headers::Add_Line(std::string_view line) {
     if (colon == std::string_view::npos) {
         return;
     }
-    m_Headers.emplace_back(line.substr(0, colon), Clean_Value(line.substr(colon + 1)));
+    m_Headers.emplace_back(line.substr(0, colon), Clean_Header_Value(line.substr(colon + 1)));
 }
 
 std::string Response_Headers::Value(std::string_view name) const {

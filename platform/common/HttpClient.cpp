@@ -3,26 +3,28 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/posix/http/Http_Transfer.h"
-#include "platform/posix/http/WinInet_Error.h"
-#include "platform/posix/system/Win32_Error.h"
+#include "platform/common/Http_Transfer.h"
+#include "platform/common/Set_Last_Error.h"
+#include "platform/common/WinInet_Error.h"
 #include "util/Cert_Error_Handling.h"
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 
 namespace {
 
+using Platform::Certificate_Trust;
+using Platform::Http_Method;
+
 /// What the configuration allows for a URL. The white list holds whole URLs, compared byte for byte.
-Platform::Certificate_Trust Configured_Trust(const char* url) {
+Certificate_Trust Configured_Trust(const char* url) {
     CertErrorHandlingMode mode = Default;
     std::vector<std::string> white_list;
     Read_CertErrorHandling_Parameters(mode, white_list);
     if (mode == IgnoreAllErrorsMode) {
-        return Platform::Certificate_Trust::Ignore_All;
+        return Certificate_Trust::Ignore_All;
     }
-    const auto is_listed = std::find(white_list.begin(), white_list.end(), url) != white_list.end();
-    return mode == WhiteListMode && is_listed ? Platform::Certificate_Trust::Ignore_For_Url
-                                              : Platform::Certificate_Trust::Verify_All;
+    const bool is_listed = std::find(white_list.begin(), white_list.end(), url) != white_list.end();
+    return mode == WhiteListMode && is_listed ? Certificate_Trust::Ignore_For_Url : Certificate_Trust::Verify_All;
 }
 
 } // namespace
@@ -34,11 +36,13 @@ HttpClient::HttpClient() : m_Answer(std::make_unique<Answer>()) {}
 HttpClient::~HttpClient() = default;
 
 Window_Handle HttpClient::GetHWnd() const {
+    // The client never shows a dialog.
     return nullptr;
 }
 
 unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle, unsigned long timeout) {
     *m_Answer = Answer();
+    // A number that no HTTP status is taken for.
     const auto fail = [](std::uint32_t error) {
         Platform::Set_Last_Error(error);
         return static_cast<unsigned long>(IsErrorInRange(error) ? error : Platform::Error_Internet_Internal_Error);
@@ -47,10 +51,8 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
     if (!http_url) {
         return fail(Platform::Error_Internet_Invalid_URL);
     }
-    Platform::Http_Request request{http_type == Http_Head ? Platform::Http_Method::Head : Platform::Http_Method::Get,
-                                   *std::move(http_url),
-                                   {},
-                                   Configured_Trust(url)};
+    Platform::Http_Request request{
+        http_type == Http_Head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, Configured_Trust(url)};
     if (timeout > 0) {
         request.timeouts.connect = std::chrono::milliseconds(timeout);
     }
@@ -66,7 +68,7 @@ std::string HttpClient::GetResponseHeader(const char* name) const {
 }
 
 std::string_view HttpClient::GetResponseBody() const {
-    return {m_Answer->body.Data(), m_Answer->body.Size()};
+    return m_Answer->body;
 }
 
 } // namespace QEL::FrontEnd::Util::HttpWinInet

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "util/IRequest_Object.h"
+
 namespace QEL::FrontEnd::Platform {
 
 /// The WinInet error numbers that the HTTP clients answer with. The cache reports transport errors
@@ -23,5 +25,10 @@ enum WinInet_Error : std::uint32_t {
     Error_Internet_Invalid_Certificate = 12169,
     Error_Internet_Cert_Revoked = 12170,
 };
+
+/// A Win32 error code as the result of a call of the request object.
+inline FileCache::HResult HResult_From_Win32(std::uint32_t error) {
+    return static_cast<FileCache::HResult>(0x80070000U | error);
+}
 
 } // namespace QEL::FrontEnd::Platform
