@@ -199,7 +199,7 @@ def check_configuration(root):
     in_example = set(re.findall(r"^(?:; )?(\w+) *=", example, re.MULTILINE))
     for value in sorted(in_tables ^ in_example):
         yield f"'{value}' is in one of docs/configuration.md and docs/examples/qel.ini only"
-    sources = "".join(path.read_text(encoding="utf-8") for folder in ("filecache", "platform/posix", "util", "trace")
+    sources = "".join(path.read_text(encoding="utf-8") for folder in ("filecache", "platform", "util", "trace")
                       for path in sorted((root / folder).rglob("*")) if path.suffix in {".cpp", ".h"})
     for value in sorted(in_tables):
         if f'"{value}"' not in sources:
