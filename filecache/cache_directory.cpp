@@ -1,5 +1,6 @@
 #include "filecache/CFileCache.h"
 
+#include "filecache/Directory_Use.h"
 #include "filecache/Process_Wide.h"
 #include "filecache/trace_messages.h"
 
@@ -25,6 +26,7 @@ bool CFileCache::Set_Cache_Directory(const std::string& absolute_dir_path) {
     TRACE_DATA("Setting cache directory to '%s'.\n", absolute_dir_path.c_str());
     // The directory stays set even when its metadata is damaged: requests can still be served.
     m_Cache_Directory = absolute_dir_path;
+    Directory_Use::Begin(*this, m_Cache_Directory);
     const bool ok = Deserialize();
     TRACE_RETURN("ok = %s", Shown(ok));
     return ok;

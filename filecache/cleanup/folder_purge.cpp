@@ -1,7 +1,9 @@
 #include "filecache/CFileCache.h"
 
+#include "filecache/Directory_Use.h"
 #include "filecache/Process_Wide.h"
 #include "filecache/trace_messages.h"
+#include "util/Directory_Mark.h"
 #include "util/Path_Separator.h"
 
 #include <string_view>
@@ -15,7 +17,8 @@ namespace {
 class Directory_Search {
 public:
     Directory_Search(OSWRAPI::IOSWrapper& os_wrapper, const std::string& pattern, OSWRAPI::Find_Data& found)
-        : m_OS_Wrapper(os_wrapper), m_Handle(os_wrapper.FindFirstFile(pattern.c_str(), found)) {}
+        : m_OS_Wrapper(os_wrapper),
+          m_Handle(pattern.empty() ? OSWRAPI::Invalid_Find_Handle : os_wrapper.FindFirstFile(pattern.c_str(), found)) {}
     Directory_Search(const Directory_Search&) = delete;
     Directory_Search& operator=(const Directory_Search&) = delete;
     ~Directory_Search() {
@@ -38,8 +41,14 @@ private:
 void CFileCache::Delete_Cached_Files(bool only_obsolete) {
     TRACE_CALL("only_obsolete=%s", Shown(only_obsolete));
 
+    // Copies that this object's entries do not name may well be named by a list that it could not read, or have
+    // been handed out by another process: then the sweep finds nothing.
+    const bool finds_nothing = only_obsolete && (Directory_Use::Is_List_Unread(*this) ||
+                                                 !Util::FileSystem::Other_Processes_On(m_Cache_Directory).empty());
     OSWRAPI::Find_Data found;
-    Directory_Search search(*m_OS_Wrapper, Util::FileSystem::Join_Path(m_Cache_Directory, Cached_File_Pattern), found);
+    Directory_Search search(
+        *m_OS_Wrapper,
+        finds_nothing ? std::string() : Util::FileSystem::Join_Path(m_Cache_Directory, Cached_File_Pattern), found);
     TRACE_DATA("FindFirstFile returned %p (INVALID_HANDLE_VALUE=%p)\n", static_cast<const void*>(search.Handle()),
                static_cast<const void*>(OSWRAPI::Invalid_Find_Handle));
     if (!search.Has_Match()) {

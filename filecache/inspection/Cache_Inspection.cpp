@@ -49,9 +49,15 @@ Cache_Inspection::Cache_Inspection(const std::string& directory, std::shared_ptr
     if (directory.empty() || !m_State->services->Directory_Exists(directory)) {
         return;
     }
-    m_State->metadata_is_sound = m_State->cache->Set_Cache_Directory(directory);
+    // Not by Set_Cache_Directory: other processes would take the look for a use.
+    const std::lock_guard guard(s_api_mutex);
+    const auto load = [&](CFileCache& cache) {
+        cache.m_Cache_Directory = directory;
+        return cache.Deserialize();
+    };
+    m_State->metadata_is_sound = load(*m_State->cache);
     m_State->services->Say_Every_File_Exists(true);
-    m_State->listed->Set_Cache_Directory(directory);
+    load(*m_State->listed);
     m_State->services->Say_Every_File_Exists(false);
 }
 

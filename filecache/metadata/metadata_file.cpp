@@ -1,17 +1,21 @@
 #include "filecache/CFileCache.h"
 
+#include "filecache/Directory_Use.h"
 #include "filecache/Process_Wide.h"
 #include "filecache/trace_messages.h"
+#include "util/List_File.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
 
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <fstream>
 #include <limits>
 #include <locale>
 #include <sstream>
 #include <string_view>
+#include <thread>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -20,27 +24,39 @@ namespace {
 constexpr std::uint32_t Written_Version = 2;
 constexpr std::uint32_t Version_Without_Check_Time = 1;
 
-/// Opens the metadata file. A pipe or a device in its place cannot be opened: the host would wait for
-/// it, or read for ever.
+/// Opens the metadata file. What is no file cannot be opened: the host would wait for a pipe, or read a device for
+/// ever, and a directory opens on one platform alone.
 template <class Stream>
 void Open_File(Stream& stream, const std::string& path) {
-    if (!Util::FileSystem::Is_Pipe_Or_Device(path)) {
+    if (!Util::FileSystem::Is_Not_A_File(path)) {
         stream.open(path);
     }
 }
 
+/// How long a program that keeps the file to itself is waited for: a virus scanner, or a backup.
+constexpr std::chrono::milliseconds Longest_Wait{1000};
+constexpr std::chrono::milliseconds Pause{20};
+
 /// Reads the file line by line. Behind the end of the file every line is empty.
 class Line_Reader {
 public:
-    explicit Line_Reader(const std::string& path) { Open_File(m_Stream, path); }
+    explicit Line_Reader(const std::string& path) {
+        Open_File(m_Stream, path);
+        for (auto waited = Pause; !Is_Open() && waited <= Longest_Wait && Util::FileSystem::Is_In_Exclusive_Use(path);
+             waited += Pause) {
+            std::this_thread::sleep_for(Pause);
+            Open_File(m_Stream, path);
+        }
+    }
 
     bool Is_Open() const { return m_Stream.is_open(); }
 
-    /// Also takes the line end of the other platform: a cache directory may move between them.
+    /// Also takes the line end of the other platform: a cache directory may move between them. Text streams of one
+    /// platform take a carriage return away themselves, so any number of them is part of the line end.
     void Read(std::string& line) {
         line.clear();
         std::getline(m_Stream, line);
-        if (line.ends_with('\r')) {
+        while (line.ends_with('\r')) {
             line.pop_back();
         }
     }
@@ -52,7 +68,10 @@ private:
 /// Writes the file line by line. Every line is flushed: what was written before a crash is on disk.
 class Line_Writer {
 public:
-    explicit Line_Writer(const std::string& path) { Open_File(m_Stream, path); }
+    explicit Line_Writer(const std::string& path) {
+        Util::FileSystem::Make_Private_File(path);
+        Open_File(m_Stream, path);
+    }
 
     void Write(std::string_view text) {
         m_Line.assign(text);
@@ -110,7 +129,8 @@ bool CFileCache::Serialize() {
     const std::string path = Get_Cache_Metadata();
     TRACE_DATA("Cache metadata stored in '%s'\n", path.c_str());
 
-    Line_Writer writer(path);
+    // A list that could not be read names copies that this object does not know: it stays as it is.
+    Line_Writer writer(Directory_Use::Is_List_Unread(*this) ? std::string() : path);
     writer.Write(Metadata_Magic);
     writer.Write(Version_Keyword);
     writer.Write(Written_Version);
@@ -137,6 +157,7 @@ bool CFileCache::Deserialize() {
     const std::string path = Get_Cache_Metadata();
     TRACE_DATA("Cache metadata read from '%s'\n", path.c_str());
     Line_Reader reader(path);
+    Directory_Use::Set_List_Unread(*this, !reader.Is_Open() && Util::FileSystem::Path_Exists(path));
     if (!reader.Is_Open()) {
         TRACE_DATA("Cache metadata file '%s' does not exist. Cache is empty.\n", path.c_str());
         return true;

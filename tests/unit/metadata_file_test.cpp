@@ -337,7 +337,7 @@ TEST_F(Metadata_File, IsReadNoFurtherThanItsEntryCount) {
 }
 
 TEST_F(Metadata_File, LoadsWithTheLineEndsOfEitherPlatform) {
-    for (const std::string line_end : {"\r\n", "\n"}) {
+    for (const std::string line_end : {"\r\n", "\n", "\r\r\n"}) {
         for (const std::string version : {"1", "2"}) {
             const std::string check_time = version == "2" ? "17" + line_end : "";
             EXPECT_TRUE(Load(Magic_Line + line_end + "version" + line_end + version + line_end + "entries" + line_end +

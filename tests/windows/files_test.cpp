@@ -21,7 +21,7 @@ using FrontEnd::OSWRAPI::Invalid_Find_Handle;
 using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Util::Get_Last_Error;
 using FrontEnd::Util::FileSystem::Get_File_Attributes;
-using FrontEnd::Util::FileSystem::Is_Pipe_Or_Device;
+using FrontEnd::Util::FileSystem::Is_Not_A_File;
 using FrontEnd::Util::FileSystem::Path_Exists;
 using testing::ElementsAre;
 
@@ -83,11 +83,12 @@ TEST_F(Windows_Files, ADeviceIsNoFileInWhateverDirectory) {
     for (const std::string& path :
          {std::string("NUL"), std::string("CON"), std::string("C:NUL"), std::string("\\\\.\\NUL"), scratch / "NUL"}) {
         EXPECT_FALSE(services->File_Exists(path)) << path;
-        EXPECT_TRUE(Is_Pipe_Or_Device(path)) << path;
+        EXPECT_TRUE(Is_Not_A_File(path)) << path;
     }
     const std::string file = scratch.Write("null.xml");
-    for (const std::string& path : {file, scratch.Path(), scratch / "missing", std::string(300, 'x')}) {
-        EXPECT_FALSE(Is_Pipe_Or_Device(path)) << path;
+    EXPECT_TRUE(Is_Not_A_File(scratch.Path()));
+    for (const std::string& path : {file, scratch / "missing", std::string(300, 'x')}) {
+        EXPECT_FALSE(Is_Not_A_File(path)) << path;
     }
     EXPECT_TRUE(services->File_Exists(file));
 }

@@ -15,9 +15,9 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
     return Platform::Get_Path_Info(path, info) == Platform::Error_Success ? info.attributes : Invalid_Attributes;
 }
 
-bool Is_Pipe_Or_Device(const std::string& path) {
+bool Is_Not_A_File(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 } // namespace QEL::FrontEnd::Util::FileSystem

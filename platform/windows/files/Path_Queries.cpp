@@ -21,11 +21,13 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
     return Platform::Holds_Line_Break_Or_Nul(path) ? Invalid_Attributes : GetFileAttributesA(path.c_str());
 }
 
-bool Is_Pipe_Or_Device(const std::string& path) {
+bool Is_Not_A_File(const std::string& path) {
     // NUL and C:\folder\COM1.xml name devices: their full paths are \\.\NUL and \\.\COM1.
     std::array<char, MAX_PATH> full_path{};
     const DWORD length = GetFullPathNameA(path.c_str(), MAX_PATH, full_path.data(), nullptr);
-    return length < MAX_PATH && std::string_view(full_path.data()).starts_with("\\\\.\\");
+    const bool is_device = length < MAX_PATH && std::string_view(full_path.data()).starts_with("\\\\.\\");
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    return is_device || (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
 }
 
 } // namespace QEL::FrontEnd::Util::FileSystem

@@ -70,7 +70,7 @@ std::uint64_t Win32_OS_Wrapper::Get_Current_Time() {
 bool Win32_OS_Wrapper::File_Exists(const std::string& path) {
     const auto attributes = Attributes(path);
     // The names of devices have attributes in every directory.
-    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !Util::FileSystem::Is_Pipe_Or_Device(path);
+    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !Util::FileSystem::Is_Not_A_File(path);
 }
 
 bool Win32_OS_Wrapper::Directory_Exists(const std::string& path) {

@@ -124,14 +124,14 @@ TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
     EXPECT_THAT(scratch.Names(), ElementsAre("directory", "file"));
 }
 
-TEST_F(Posix_Files, TellsPipesAndDevicesFromWhatCanBeReadToItsEnd) {
+TEST_F(Posix_Files, KnowsWhatIsNotAFile) {
     for (const std::string& path : {Make_Pipe("pipe"), Make_Link("link", scratch / "pipe"), std::string("/dev/zero"),
-                                    Make_Link("device", "/dev/full")}) {
-        EXPECT_TRUE(Is_Pipe_Or_Device(path)) << path;
+                                    Make_Link("device", "/dev/full"), scratch.Path()}) {
+        EXPECT_TRUE(Is_Not_A_File(path)) << path;
     }
-    for (const std::string& path : {scratch.Write("file"), Make_Link("file link", scratch / "file"), scratch.Path(),
+    for (const std::string& path : {scratch.Write("file"), Make_Link("file link", scratch / "file"),
                                     scratch / "missing", Make_Link("broken", scratch / "missing"), std::string()}) {
-        EXPECT_FALSE(Is_Pipe_Or_Device(path)) << path;
+        EXPECT_FALSE(Is_Not_A_File(path)) << path;
     }
 }
 

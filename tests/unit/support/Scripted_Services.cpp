@@ -8,6 +8,7 @@
 #include "util/Generate_Uuid.h"
 #include "util/HttpClient.h"
 #include "util/Last_Error.h"
+#include "util/List_File.h"
 #include "util/Multibyte_Compare.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
@@ -113,8 +114,26 @@ bool Path_Exists(const std::string& path) {
     return g_services.on_path_exists && g_services.on_path_exists(path);
 }
 
-bool Is_Pipe_Or_Device(const std::string& path) {
+bool Is_Not_A_File(const std::string& path) {
     return path == g_services.pipe;
+}
+
+void Make_Private_File(const std::string&) {}
+
+bool Is_In_Exclusive_Use(const std::string&) {
+    return g_services.on_exclusive_use && g_services.on_exclusive_use();
+}
+
+class Directory_Mark::Mark {};
+Directory_Mark::Directory_Mark(const std::string& directory) {
+    g_services.marked_directories.push_back(directory);
+}
+Directory_Mark::~Directory_Mark() {
+    ++g_services.marks_ended;
+}
+
+std::vector<Marking_Process> Other_Processes_On(const std::string&) {
+    return g_services.other_processes;
 }
 
 std::uint32_t Get_File_Attributes(const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "util/Cert_Error_Handling.h"
+#include "util/Directory_Mark.h"
 #include "util/IRequest_Object.h"
 
 #include <cstdint>
@@ -40,6 +41,10 @@ struct Scripted_Services {
     std::function<std::uint32_t(const std::string&)> on_get_file_attributes; ///< without: all bits set
     std::string pipe;                                                        ///< the path that is one
     std::vector<std::string> path_calls;
+    std::function<bool()> on_exclusive_use; ///< whether another program keeps a file to itself; without: false
+    std::vector<std::string> marked_directories;
+    int marks_ended = 0;
+    std::vector<QEL::FrontEnd::Util::FileSystem::Marking_Process> other_processes; ///< on every directory
     std::uint32_t last_error = 0;
 
     // Configuration
