@@ -79,13 +79,10 @@ constexpr Meaning meanings[] = {
     {"Cached file for '%s' does not exist", None, "", Notes<&Facts::copy_was_missing>},
 
     // Web servers
-    {"HTTP GET request failed", Primary, "the server responded to the download with status {0:status}"},
-    {"HTTP HEAD request failed", Primary, "the server responded to the check with status {0:status}"},
+    {"HTTP %s request failed", Primary, "the server responded to the {0:step} with status {1:status}"},
     {"COM exception", Primary, "{0:description} (error {1})"},
-    {"GET HTTP request failed", Primary, "the address cannot be opened"},
-    {"HEAD HTTP request failed", Primary, "the address cannot be opened"},
-    {"Sending of GET", Primary, "the request could not be sent"},
-    {"Sending of HTTP HEAD", Primary, "the request could not be sent"},
+    {"%s HTTP request failed", Primary, "the address cannot be opened"},
+    {"Sending of %s", Primary, "the request could not be sent"},
     {"Create instance failed", Primary, "there is no HTTP request object: has the calling thread initialised COM?"},
     {"Downloading from URL", Secondary, "the download failed"},
     {"HEAD request from URL", Secondary, "the server could not be asked"},
@@ -241,6 +238,9 @@ std::string Formatted(const Arguments& arguments, std::size_t number, std::strin
     }
     if (how == "error") {
         return Numbered(argument, Cause_Of_Error(argument));
+    }
+    if (how == "step") {
+        return argument == "HEAD" ? "check" : "download";
     }
     if (how == "success") {
         return argument == "1" ? "succeeded" : "failed";
