@@ -4,8 +4,8 @@
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
-/// The character that joins a file name to `directory`: a backslash; on Linux a slash when the
-/// directory begins with one.
+/// The character that joins a file name to `directory`: a backslash; on Linux a slash, unless the
+/// directory begins with a drive letter or a backslash.
 char Path_Separator(const std::string& directory);
 
 /// Directory, separator, name.

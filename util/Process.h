@@ -14,6 +14,10 @@ int Thread_Id();
 /// Full path of the running program; empty when the system does not tell.
 std::string Program_Path();
 
+/// A variable of the environment; empty when it is not set, or when the program runs with rights that
+/// its caller lacks.
+std::string Environment_Variable(const char* name);
+
 /// The current time in the local time zone.
 std::tm Local_Time();
 

@@ -63,12 +63,14 @@ public:
     /// that attribute and must stay removable. Never deletes a directory.
     virtual bool Delete_File(const std::string& path) = 0;
 
-    /// True when a directory exists at the path.
+    /// True when a directory exists at the path; on Linux only a local one, since the cache keeps no
+    /// files on shares there.
     virtual bool Directory_Exists(const std::string& path) = 0;
 
     /// Starts a search for the files whose name matches the last component of the pattern.
     /// `?` stands for exactly one character and `*` for any run, on every platform; the directory
-    /// part holds no wildcard. Subdirectories are not entered.
+    /// part holds no wildcard. Subdirectories are not entered. A pattern whose only separator is its
+    /// first character belongs to no directory and finds nothing.
     /// @param found set to the first match.
     /// @return a handle for FindNextFile and FindClose, or Invalid_Find_Handle when nothing matches
     ///         or the directory is missing.

@@ -54,7 +54,7 @@ TEST_F(Registry, TheUsersValueHidesTheMachines) {
     EXPECT_EQ(Number(Machine), 10U);
 }
 
-TEST_F(Registry, TellsInWhichRootTheValueThatCountsStands) {
+TEST_F(Registry, SaysInWhichRootTheValueThatCountsStands) {
     machine.Write_Number("Period", 10);
     const auto place = [] { return FrontEnd::Util::Find_Configured_Value(Options_Key, "Period")->place; };
     EXPECT_EQ(place(), std::string("HKEY_LOCAL_MACHINE\\") + Options_Key);

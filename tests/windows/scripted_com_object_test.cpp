@@ -279,7 +279,7 @@ TEST_F(Scripted_Request, ReturnsAllMemory) {
     for (std::size_t i = 0; i < requests; ++i) {
         make_a_request();
     }
-    EXPECT_GT(before, megabyte) << "the system does not tell";
+    EXPECT_GT(before, megabyte) << "the system does not say";
     EXPECT_LT(Private_Memory(), before + requests * megabyte / 2);
 }
 

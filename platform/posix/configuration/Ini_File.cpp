@@ -1,6 +1,6 @@
 #include "platform/posix/configuration/Ini_File.h"
 
-#include "platform/posix/files/Files.h"
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 
 #include <algorithm>

@@ -11,9 +11,9 @@ namespace QEL::FrontEnd::Platform {
 
 /// The values of one INI file. Names of sections and keys have no letter case; a key may occur
 /// several times in its section; a line that is neither section, key nor comment is passed over, and
-/// Problem tells of the first.
+/// Problem reports the first.
 ///
-/// A file that cannot be read or does not hold text has no values, and Problem tells why.
+/// A file that cannot be read or does not hold text has no values, and Problem says why.
 /// Not thread-safe.
 class Ini_File {
 public:

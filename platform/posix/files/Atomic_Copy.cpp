@@ -1,14 +1,13 @@
-#include "platform/posix/files/Atomic_Copy.h"
+#include "platform/common/Atomic_Copy.h"
 
-#include "platform/posix/files/Files.h"
+#include "platform/common/Control_Characters.h"
 #include "platform/posix/share/Share_Files.h"
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
 #include "util/Path_Queries.h"
 
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <limits>
 #include <memory>
 
@@ -21,8 +20,7 @@ namespace {
 constexpr mode_t Rights_Carried_Over = 0666;
 constexpr mode_t Any_Write_Right = 0222;
 
-/// The unfinished copy beside its target. Its name begins with the target's, so that what a killed
-/// process leaves behind goes with the sweep of the cached files.
+/// The unfinished copy beside its target.
 class Partial_File {
 public:
     explicit Partial_File(const std::string& target) : m_Target(target) {}
@@ -37,12 +35,8 @@ public:
     int Descriptor() const { return m_File.Get(); }
 
     std::uint32_t Create(mode_t rights) {
-        static std::atomic<unsigned> s_count = 0;
-        // A name is taken only where another machine copies to the same target, or a process of the
-        // same id was killed while it did.
-        constexpr int attempts = 100;
-        for (int attempt = 0; attempt < attempts; ++attempt) {
-            std::string path = m_Target + "." + std::to_string(::getpid()) + "-" + std::to_string(s_count++) + ".part";
+        for (int attempt = 0; attempt < Partial_Name_Attempts; ++attempt) {
+            std::string path = Next_Partial_Name(m_Target);
             m_File = File_Descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, rights));
             if (m_File) {
                 m_Path = std::move(path);
@@ -176,8 +170,8 @@ std::uint32_t Copy_To_Target(const std::string& source, const std::string& targe
 
 } // namespace
 
-std::uint32_t Copy_File_Atomically(const std::string& source, const std::string& target, bool fail_if_exists) {
-    return Note_Error(Copy_To_Target(source, target, fail_if_exists));
+bool Copy_File_Atomically(const std::string& source, const std::string& target, bool fail_if_exists) {
+    return Note_Error(Copy_To_Target(source, target, fail_if_exists)) == Error_Success;
 }
 
 } // namespace QEL::FrontEnd::Platform

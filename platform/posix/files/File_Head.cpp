@@ -1,16 +1,37 @@
 #include "util/File_Head.h"
 
-#include "platform/posix/files/Files.h"
+#include "platform/common/Control_Characters.h"
+#include "platform/posix/share/Share_Files.h"
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 
 #include <stdexcept>
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
+using namespace Platform;
+
+namespace {
+
+std::uint32_t Read_Head(const std::string& path, std::size_t count, std::string& head) {
+    if (Holds_Line_Break_Or_Nul(path)) {
+        return Error_Invalid_Name;
+    }
+    if (Is_Share_Path(path)) {
+        return Read_Share_File_Head(path, count, head);
+    }
+    File_Descriptor file;
+    struct stat status {};
+    const auto error = Open_For_Reading(path, file, status);
+    return error == Error_Success ? Read_Some(file.Get(), count, head) : error;
+}
+
+} // namespace
+
 std::string Read_File_Head(const std::string& path, std::size_t count) {
     std::string head;
-    if (const auto error = Platform::Read_Head(path, count, head); error != Platform::Error_Success) {
-        throw std::runtime_error(path + ": " + Platform::Win32_Error_Text(error));
+    if (const auto error = Note_Error(Read_Head(path, count, head)); error != Error_Success) {
+        throw std::runtime_error(path + ": " + Win32_Error_Text(error));
     }
     return head;
 }

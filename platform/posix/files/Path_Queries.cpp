@@ -1,9 +1,61 @@
 #include "util/Path_Queries.h"
 
-#include "platform/posix/files/Files.h"
+#include "platform/common/Control_Characters.h"
+#include "platform/posix/files/Path_Info.h"
+#include "platform/posix/share/Share_Files.h"
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Path_Separator.h"
 
-namespace QEL::FrontEnd::Util::FileSystem {
+#include <cerrno>
+
+namespace QEL::FrontEnd {
+
+namespace Platform {
+
+namespace {
+
+constexpr mode_t Any_Write_Right = S_IWUSR | S_IWGRP | S_IWOTH;
+
+Path_Kind Kind_Of(mode_t mode) {
+    if (S_ISREG(mode)) {
+        return Path_Kind::File;
+    }
+    return S_ISDIR(mode) ? Path_Kind::Directory : Path_Kind::Other;
+}
+
+std::uint32_t Local_Path_Info(const std::string& path, Path_Info& info) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return Local_Error(errno, path);
+    }
+    info = {Kind_Of(status.st_mode), File_Time(status.st_mtim),
+            Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & Any_Write_Right) == 0)};
+    return Error_Success;
+}
+
+std::uint32_t Share_Path_Info(const std::string& path, Path_Info& info) {
+    Share_File_Info share_info;
+    if (const auto error = Stat_Share_Path(path, share_info); error != Error_Success) {
+        return error;
+    }
+    const bool is_directory = (share_info.attributes & Attribute_Directory) != 0;
+    info = {is_directory ? Path_Kind::Directory : Path_Kind::File, share_info.modification_time, share_info.attributes};
+    return Error_Success;
+}
+
+} // namespace
+
+std::uint32_t Get_Path_Info(const std::string& path, Path_Info& info) {
+    if (Holds_Line_Break_Or_Nul(path)) {
+        return Note_Error(Error_Invalid_Name);
+    }
+    return Note_Error(Is_Share_Path(path) ? Share_Path_Info(path, info) : Local_Path_Info(path, info));
+}
+
+} // namespace Platform
+
+namespace Util::FileSystem {
 
 bool Path_Exists(const std::string& path) {
     Platform::Path_Info info;
@@ -20,4 +72,15 @@ bool Is_Not_A_File(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
-} // namespace QEL::FrontEnd::Util::FileSystem
+char Path_Separator(const std::string& directory) {
+    const auto is_letter = [](char letter) {
+        return (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+    };
+    const bool is_of_windows =
+        directory.starts_with('\\') || (directory.size() > 1 && directory[1] == ':' && is_letter(directory[0]));
+    return is_of_windows ? '\\' : '/';
+}
+
+} // namespace Util::FileSystem
+
+} // namespace QEL::FrontEnd

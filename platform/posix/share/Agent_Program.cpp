@@ -11,7 +11,7 @@ namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-/// Full path of the library or program that holds this function; empty when the system does not tell.
+/// Full path of the library or program that holds this function; empty when it is unknown.
 /// The loader would only give the name by which it was loaded, which may be relative to a directory
 /// that has changed since.
 std::string Path_Of_This_Module() {

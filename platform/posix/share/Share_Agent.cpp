@@ -21,8 +21,8 @@ namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-using Agent_Protocol::Answer;
 using Agent_Protocol::Request;
+using Agent_Protocol::Response;
 
 /// How the agent's process is to differ from this one.
 class Spawn_Plan {
@@ -65,10 +65,14 @@ private:
     posix_spawnattr_t m_Attributes;
 };
 
-/// The agent detaches at once, so this waits for the start of a program and no longer.
-void Reap(pid_t process) {
-    while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+/// False when the loader cannot find the SMB client library that the program is linked to. The agent
+/// detaches at once, so this waits for the start of a program and no longer.
+bool Has_Found_Its_Library(pid_t process) {
+    constexpr int refusal_of_the_loader = 127;
+    int status = 0;
+    while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
+    return !WIFEXITED(status) || WEXITSTATUS(status) != refusal_of_the_loader;
 }
 
 void Copy_Name(char (&field)[Agent_Protocol::Max_Name], const std::string& name) {
@@ -76,7 +80,7 @@ void Copy_Name(char (&field)[Agent_Protocol::Max_Name], const std::string& name)
 }
 
 /// True when the socket has something to say before the deadline.
-bool Wait_For_Answer(int socket, Share_Agent::Clock::time_point deadline) {
+bool Wait_For_Response(int socket, Share_Agent::Clock::time_point deadline) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Share_Agent::Clock::now()).count();
         pollfd agent{socket, POLLIN, 0};
@@ -88,11 +92,11 @@ bool Wait_For_Answer(int socket, Share_Agent::Clock::time_point deadline) {
 }
 
 /// False when the agent is gone.
-bool Receive(int socket, Answer& answer) {
+bool Receive(int socket, Response& response) {
     for (;;) {
-        const ssize_t size = ::recv(socket, &answer, sizeof answer, 0);
+        const ssize_t size = ::recv(socket, &response, sizeof response, 0);
         if (size >= 0 || errno != EINTR) {
-            return size == static_cast<ssize_t>(sizeof answer);
+            return size == static_cast<ssize_t>(sizeof response);
         }
     }
 }
@@ -117,7 +121,10 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
         refusal = program + ": " + std::strerror(error);
         return nullptr;
     }
-    Reap(process);
+    if (!Has_Found_Its_Library(process)) {
+        refusal = "the SMB client library (package libsmbclient) cannot be loaded";
+        return nullptr;
+    }
 
     std::unique_ptr<Share_Agent> agent(new Share_Agent(std::move(own_end), settings));
     Agent_Protocol::Settings record;
@@ -147,17 +154,17 @@ Agent_Outcome Share_Agent::Ask(const Request& request, int target, Clock::time_p
         return outcome;
     }
     for (;;) {
-        if (!Wait_For_Answer(m_Socket.Get(), deadline)) {
+        if (!Wait_For_Response(m_Socket.Get(), deadline)) {
             outcome.error = Error_Semaphore_Timeout;
             return outcome;
         }
-        if (!Receive(m_Socket.Get(), outcome.answer)) {
+        if (!Receive(m_Socket.Get(), outcome.response)) {
             outcome.error = Error_Unexpected_Network_Error;
             return outcome;
         }
-        if (!outcome.answer.in_progress) {
-            outcome.error = outcome.answer.error;
-            outcome.is_agent_good = outcome.answer.is_agent_good;
+        if (!outcome.response.in_progress) {
+            outcome.error = outcome.response.error;
+            outcome.is_agent_good = outcome.response.is_agent_good;
             return outcome;
         }
         outcome.has_moved_data = true;

@@ -14,13 +14,13 @@ namespace QEL::FrontEnd::Platform {
 
 /// How an agent's work on a request ended.
 struct Agent_Outcome {
-    std::uint32_t error = 0;       ///< Win32 code, 0 on success
-    Agent_Protocol::Answer answer; ///< as far as one came
-    bool has_moved_data = false;   ///< a part of the content has been written
-    bool is_agent_good = false;    ///< it may be given further requests
+    std::uint32_t error = 0;           ///< Win32 code, 0 on success
+    Agent_Protocol::Response response; ///< as far as one came
+    bool has_moved_data = false;       ///< a part of the content has been written
+    bool is_agent_good = false;        ///< it may be given further requests
 };
 
-/// A running share agent: the process that does the SMB client library's work (agent/main.cpp tells
+/// A running share agent: the process that does the SMB client library's work (agent/main.cpp says
 /// why it is one) and the connections it holds. It ends when this object goes. Used by one thread at
 /// a time.
 class Share_Agent {

@@ -1,9 +1,9 @@
 #include "platform/posix/share/Share_Files.h"
 
-#include "platform/posix/files/Files.h"
 #include "platform/posix/share/Share_Agent.h"
 #include "platform/posix/share/Share_Path.h"
 #include "platform/posix/share/Share_Settings.h"
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "util/Standard_Error.h"
 
@@ -62,7 +62,7 @@ private:
     std::vector<std::unique_ptr<Share_Agent>> m_Agents;
 };
 
-/// Tells the administrator what is wrong with this machine, which no error code could: on standard
+/// Reports to the administrator what is wrong with this machine, which no error code could: on standard
 /// error, each matter once.
 void Complain(const std::string& matter) {
     static std::mutex s_mutex;
@@ -100,11 +100,11 @@ std::uint32_t Ask(const Agent_Protocol::Request& request, const Share_Settings& 
     if (outcome.is_agent_good) {
         Idle_Agents::Instance().Put_Back(std::move(agent));
     }
-    if (outcome.answer.text[0] != '\0') {
-        Complain(outcome.answer.text);
+    if (outcome.response.text[0] != '\0') {
+        Complain(outcome.response.text);
     }
     if (outcome.error == Error_Success) {
-        info = {outcome.answer.modification_time, outcome.answer.attributes};
+        info = {outcome.response.modification_time, outcome.response.attributes};
     }
     return outcome.error;
 }

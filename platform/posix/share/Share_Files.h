@@ -23,7 +23,7 @@ inline bool Is_Share_Path(std::string_view path) {
     return path.starts_with("\\\\");
 }
 
-/// What a share tells about one of its files or directories.
+/// What a share reports of one of its files or directories.
 struct Share_File_Info {
     std::int64_t modification_time = 0; ///< 100 ns intervals since 1601-01-01 UTC
     std::uint32_t attributes = 0;       ///< Win32 file attributes; 0x1 read-only, 0x10 directory

@@ -1,6 +1,6 @@
 #include "platform/posix/share/Share_Settings.h"
 
-#include "platform/posix/configuration/Configuration.h"
+#include "platform/posix/configuration/Ini_Configuration.h"
 #include "platform/posix/share/agent/Agent_Protocol.h"
 #include "platform/posix/system/File_Descriptor.h"
 

@@ -1,5 +1,6 @@
 #include "util/Process.h"
 
+#include <cstdlib>
 #include <filesystem>
 
 #include <pthread.h>
@@ -31,6 +32,11 @@ int Thread_Id() {
 std::string Program_Path() {
     std::error_code unreadable;
     return std::filesystem::read_symlink("/proc/self/exe", unreadable).string();
+}
+
+std::string Environment_Variable(const char* name) {
+    const char* const value = ::secure_getenv(name);
+    return value == nullptr ? std::string() : value;
 }
 
 std::tm Local_Time() {

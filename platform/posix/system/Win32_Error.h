@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/common/Set_Last_Error.h"
+
 #include <cstdint>
 #include <string>
 
@@ -43,10 +45,18 @@ enum Win32_Error : std::uint32_t {
 };
 
 /// The Win32 code that says what an errno value of a file operation says. ENOENT is
-/// Error_File_Not_Found; whether the directory is missing only the caller can tell.
+/// Error_File_Not_Found; whether the directory is missing only the caller knows.
 Win32_Error Win32_Error_From_Errno(int errno_value);
 
 /// A short text for a Win32 code, for messages: "file not found (2)".
 std::string Win32_Error_Text(std::uint32_t error);
+
+/// Makes `error` the thread's last error, when it is one, and returns it.
+inline std::uint32_t Note_Error(std::uint32_t error) {
+    if (error != Error_Success) {
+        Set_Last_Error(error);
+    }
+    return error;
+}
 
 } // namespace QEL::FrontEnd::Platform

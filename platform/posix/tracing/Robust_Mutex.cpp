@@ -173,7 +173,7 @@ private:
     bool m_Is_Entered = false;
 };
 
-/// Gives the new object its size. An object of another size is none of ours.
+/// Gives the new object its size. An object of another size is not ours.
 bool Has_Size(const File_Descriptor& object) {
     struct stat status {};
     if (::fstat(object.Get(), &status) != 0) {

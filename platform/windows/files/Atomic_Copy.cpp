@@ -1,17 +1,16 @@
-#include "platform/windows/files/Atomic_Copy.h"
+#include "platform/common/Atomic_Copy.h"
 
+#include "platform/common/Control_Characters.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
 
-#include <atomic>
 #include <utility>
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-/// The unfinished copy beside its target. Its name begins with the target's, so that what a killed
-/// process leaves behind goes with the sweep of the cached files.
+/// The unfinished copy beside its target.
 class Partial_File {
 public:
     explicit Partial_File(const std::string& target) : m_Target(target) {}
@@ -26,13 +25,8 @@ public:
     }
 
     bool Fill_From(const std::string& source) {
-        static std::atomic<unsigned> s_count = 0;
-        // A name is taken only where another machine copies to the same target, or a process of the
-        // same id was killed while it did.
-        constexpr int attempts = 100;
-        for (int attempt = 0; attempt < attempts; ++attempt) {
-            std::string path =
-                m_Target + "." + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(s_count++) + ".part";
+        for (int attempt = 0; attempt < Partial_Name_Attempts; ++attempt) {
+            std::string path = Next_Partial_Name(m_Target);
             if (CopyFileA(source.c_str(), path.c_str(), TRUE) != 0) {
                 m_Path = std::move(path);
                 return true;
@@ -62,7 +56,10 @@ private:
 };
 
 /// The error that a copy is bound to end with; found out before anything large is copied in vain.
-DWORD Obstacle(const std::string& target, bool fail_if_exists) {
+DWORD Obstacle(const std::string& source, const std::string& target, bool fail_if_exists) {
+    if (Holds_Line_Break_Or_Nul(source) || Holds_Line_Break_Or_Nul(target)) {
+        return ERROR_INVALID_NAME;
+    }
     if (target.empty()) {
         return ERROR_PATH_NOT_FOUND;
     }
@@ -73,7 +70,7 @@ DWORD Obstacle(const std::string& target, bool fail_if_exists) {
 } // namespace
 
 bool Copy_File_Atomically(const std::string& source, const std::string& target, bool fail_if_exists) {
-    if (const DWORD obstacle = Obstacle(target, fail_if_exists); obstacle != ERROR_SUCCESS) {
+    if (const DWORD obstacle = Obstacle(source, target, fail_if_exists); obstacle != ERROR_SUCCESS) {
         SetLastError(obstacle);
         return false;
     }

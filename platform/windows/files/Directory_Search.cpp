@@ -1,34 +1,67 @@
-#include "platform/windows/files/Directory_Search.h"
+#include "platform/common/Directory_Search.h"
 
-#include "platform/windows/files/Wildcard.h"
+#include "platform/common/Control_Characters.h"
+#include "platform/common/Wildcard.h"
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/handles/Unique_Handle.h"
+#include "platform/windows/system/Wide_Text.h"
 
 namespace QEL::FrontEnd::Platform {
 
-Directory_Search::Directory_Search(const std::string& pattern) {
-    const auto separator = pattern.find_last_of("\\/:");
-    const std::size_t name_start = separator == std::string::npos ? 0 : separator + 1;
-    m_Name_Pattern = pattern.substr(name_start);
+namespace {
 
-    // All names are asked for: the system's own matching is not the one that is wanted.
-    const std::string all_names = pattern.substr(0, name_start) + "*";
-    m_Search = Unique_Handle<Search_Kind>(FindFirstFileA(all_names.c_str(), &m_Candidate));
-    m_Has_Candidate = m_Search.Is_Open();
+struct Search_Kind {
+    using Value = HANDLE;
+    static Value Nothing() { return INVALID_HANDLE_VALUE; }
+    static void Close(Value search) { ::FindClose(search); }
+};
+
+bool Same_Letter(wchar_t left, wchar_t right) {
+    return left == right || CompareStringOrdinal(&left, 1, &right, 1, TRUE) == CSTR_EQUAL;
 }
 
-std::optional<std::string> Directory_Search::Next() {
-    std::optional<std::string> found;
-    while (m_Has_Candidate && !found) {
-        if (Candidate_Matches()) {
-            found = m_Candidate.cFileName;
-        }
-        m_Has_Candidate = FindNextFileA(m_Search.Get(), &m_Candidate) != 0;
+class Windows_Search : public Directory_Search {
+public:
+    explicit Windows_Search(const std::string& pattern) {
+        const auto name_start = pattern.find_last_of("\\/:") + 1;
+        m_Name_Pattern = To_Wide(pattern.substr(name_start));
+
+        // All names are asked for. The system's own matching is looser: there `.*` also matches a name
+        // without a dot, `?` also nothing before a dot, and a file's short name counts as well.
+        const std::string all_names = pattern.substr(0, name_start) + "*";
+        m_Search = Unique_Handle<Search_Kind>(FindFirstFileA(all_names.c_str(), &m_Candidate));
+        m_Has_Candidate = m_Search.Is_Open();
     }
-    return found;
-}
 
-bool Directory_Search::Candidate_Matches() const {
-    return (m_Candidate.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
-           Matches_Wildcard(m_Candidate.cFileName, m_Name_Pattern);
+    bool Next(std::string& file_name) override {
+        bool found = false;
+        while (m_Has_Candidate && !found) {
+            found = Candidate_Matches();
+            if (found) {
+                file_name = m_Candidate.cFileName;
+            }
+            m_Has_Candidate = FindNextFileA(m_Search.Get(), &m_Candidate) != 0;
+        }
+        return found;
+    }
+
+private:
+    bool Candidate_Matches() const {
+        // A character of the code page may take two bytes; as wide text each is one.
+        return (m_Candidate.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+               Matches_Wildcard(To_Wide(m_Candidate.cFileName), m_Name_Pattern, Same_Letter);
+    }
+
+    std::wstring m_Name_Pattern;
+    Unique_Handle<Search_Kind> m_Search;
+    WIN32_FIND_DATAA m_Candidate{};
+    bool m_Has_Candidate = false;
+};
+
+} // namespace
+
+std::unique_ptr<Directory_Search> Directory_Search::Begin(const std::string& pattern) {
+    return Holds_Line_Break_Or_Nul(pattern) ? nullptr : std::make_unique<Windows_Search>(pattern);
 }
 
 } // namespace QEL::FrontEnd::Platform

@@ -2,6 +2,7 @@
 
 #include "platform/common/Control_Characters.h"
 #include "platform/windows/Windows_Headers.h"
+#include "util/Path_Separator.h"
 
 #include <shlwapi.h>
 
@@ -28,6 +29,10 @@ bool Is_Not_A_File(const std::string& path) {
     const bool is_device = length < MAX_PATH && std::string_view(full_path.data()).starts_with("\\\\.\\");
     const DWORD attributes = GetFileAttributesA(path.c_str());
     return is_device || (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
+}
+
+char Path_Separator(const std::string& /*directory*/) {
+    return '\\';
 }
 
 } // namespace QEL::FrontEnd::Util::FileSystem

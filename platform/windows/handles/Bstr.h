@@ -24,7 +24,7 @@ public:
 
     BSTR Get() const { return m_Text; }
 
-    /// Where a call puts the text that this object shall own. Only for an empty owner.
+    /// Where a call puts the text that this object shall own. Only while this object is empty.
     BSTR* Receive() { return &m_Text; }
 
     /// The characters; none when there is no text.

@@ -26,7 +26,7 @@ public:
     Interface* operator->() const { return m_Object; }
     Interface* Get() const { return m_Object; }
 
-    /// Where a call puts the reference that this object shall own. Only for an empty owner.
+    /// Where a call puts the reference that this object shall own. Only while this object is empty.
     Interface** Receive() { return &m_Object; }
     void** Receive_Untyped() { return reinterpret_cast<void**>(&m_Object); }
 

@@ -32,7 +32,7 @@ public:
     /// Hands the handle over to the caller.
     Value Release() { return std::exchange(m_Handle, Kind::Nothing()); }
 
-    /// Where a system call puts the handle that this object shall own. Only for an empty owner.
+    /// Where a system call puts the handle that this object shall own. Only while this object is empty.
     Value* Receive() { return &m_Handle; }
 
 private:

@@ -16,7 +16,7 @@ public:
 
     const VARIANT& Get() const { return m_Value; }
 
-    /// Where a call puts the value that this object shall own. Only for an empty owner.
+    /// Where a call puts the value that this object shall own. Only while this object is empty.
     VARIANT* Receive() { return &m_Value; }
 
 private:

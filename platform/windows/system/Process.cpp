@@ -19,6 +19,12 @@ std::string Program_Path() {
     return path;
 }
 
+std::string Environment_Variable(const char* name) {
+    std::string value(32767, '\0');
+    value.resize(GetEnvironmentVariableA(name, value.data(), static_cast<DWORD>(value.size())));
+    return value;
+}
+
 std::tm Local_Time() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

@@ -75,7 +75,7 @@ protected:
         return agent;
     }
 
-    /// A request to tell about a file of the server.
+    /// A request for the status of a file of the server.
     static std::unique_ptr<Agent_Protocol::Request> Stat_Request(std::uint32_t timeout_ms) {
         auto request = std::make_unique<Agent_Protocol::Request>();
         request->timeout_ms = timeout_ms;
@@ -261,7 +261,7 @@ TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Share_Agent_Test, TellsAHumanThatItIsNotForHim) {
+TEST_F(Share_Agent_Test, SaysThatItIsNotForPeople) {
     const std::string command = Find_Agent_Program() + " < /dev/null 2>&1";
     FILE* const program = ::popen(command.c_str(), "r");
     ASSERT_NE(program, nullptr);

@@ -410,9 +410,9 @@ TEST_F(Share_Cache, ServesTheOldCopyWhenTheServerNeverAnswers) {
     EXPECT_THAT(Cached_Files(), ElementsAre(copy));
 }
 
-TEST_F(Share_Cache, TellsOfAMissingLibraryInTheTrace) {
+TEST_F(Share_Cache, ReportsAMissingLibraryInTheTrace) {
     Publish("landscape.xml", "<landscape/>");
-    directory.Write("libraries/libsmbclient.so.0", ""); // the loader takes this for the library, and it is none
+    directory.Write("libraries/libsmbclient.so.0", ""); // the loader takes this for the library, which it is not
     ::setenv("LD_LIBRARY_PATH", (home / "libraries").c_str(), 1);
     Set_Options("Timeout = 17\n"); // no agent runs with these settings yet
 
@@ -424,7 +424,7 @@ TEST_F(Share_Cache, TellsOfAMissingLibraryInTheTrace) {
     EXPECT_EQ(served.path, "");
     EXPECT_TRUE(served.download_error);
     EXPECT_EQ(Above_Additional_Data(), Failure(landscape, 126, 126, false));
-    EXPECT_THAT(said, testing::HasSubstr("libsmbclient.so.0"));
+    EXPECT_THAT(said, testing::HasSubstr("(package libsmbclient) cannot be loaded"));
 }
 
 } // namespace

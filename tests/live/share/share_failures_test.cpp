@@ -26,8 +26,6 @@ using FrontEnd::Platform::Copy_Share_File;
 using FrontEnd::Platform::File_Descriptor;
 using FrontEnd::Platform::Share_File_Info;
 using FrontEnd::Util::Get_Last_Error;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr int File_Not_Found = 2;
 constexpr int Path_Not_Found = 3;
@@ -243,7 +241,7 @@ TEST_F(Share_Failures, OfTheConfigurationAreExplainedOnce) {
 
 TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
     Publish("file", "content");
-    // The loader takes this for the library, and it is none.
+    // The loader takes this for the library, which it is not.
     fs::create_directory(home / "libraries");
     std::ofstream(home / "libraries" / "libsmbclient.so.0").close();
     ::setenv("LD_LIBRARY_PATH", (home / "libraries").c_str(), 1);
@@ -255,9 +253,8 @@ TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
     const std::string said = testing::internal::GetCapturedStderr();
     ::unsetenv("LD_LIBRARY_PATH");
 
-    EXPECT_THAT(said, StartsWith("qelfilecache: no access to file shares: "
-                                 "the SMB client library (package libsmbclient) cannot be loaded: "));
-    EXPECT_THAT(said, HasSubstr("libsmbclient.so.0"));
+    EXPECT_EQ(said, "qelfilecache: no access to file shares: "
+                    "the SMB client library (package libsmbclient) cannot be loaded\n");
     EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), 0);
 }
 

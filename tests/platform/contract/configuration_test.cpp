@@ -50,7 +50,7 @@ TEST_F(Configuration, ReadsNumbers) {
     EXPECT_EQ(Signed_Number("Period", 7, 1), 60);
 }
 
-TEST_F(Configuration, TellsWhereAValueStandsAndWhatIsWrittenThere) {
+TEST_F(Configuration, SaysWhereAValueStandsAndWhatIsWrittenThere) {
     EXPECT_FALSE(Find_Configured_Value(Options_Key, "Period"));
     user.Set_Number("Period", 60);
     user.Set_Text("Mode", "abc");

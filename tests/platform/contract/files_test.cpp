@@ -113,7 +113,7 @@ TEST_F(Files, StatRefusesNamesThatForgeLines) {
     }
 }
 
-TEST_F(Files, TheClockTellsHundredNanosecondsSince1601) {
+TEST_F(Files, TheClockCountsHundredNanosecondsSince1601) {
     constexpr std::uint64_t from_1601_to_1970 = 116444736000000000;
     using Ticks = std::chrono::duration<std::uint64_t, std::ratio<1, Second>>;
     const auto now = std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -272,8 +272,7 @@ TEST_F(Files, TheHeadOfANameThatForgesLinesThrows) {
 TEST(Path_Separator, ABackslashJoinsWindowsPaths) {
     EXPECT_EQ(Path_Separator("C:\\cache"), '\\');
     EXPECT_EQ(Path_Separator("\\\\server\\share"), '\\');
-    EXPECT_EQ(Path_Separator("cache"), '\\');
-    EXPECT_EQ(Path_Separator(""), '\\');
+    EXPECT_EQ(Path_Separator("c:cache"), '\\');
     EXPECT_EQ(Join_Path("C:\\cache", "file.xml"), "C:\\cache\\file.xml");
 }
 

@@ -84,9 +84,9 @@ TEST(Process, LocalTimeIsTheTimeHere) {
     const std::time_t before = std::time(nullptr);
     std::tm local = Local_Time();
     const std::time_t after = std::time(nullptr);
-    const std::time_t told = std::mktime(&local);
-    EXPECT_GE(told, before);
-    EXPECT_LE(told, after);
+    const std::time_t local_time = std::mktime(&local);
+    EXPECT_GE(local_time, before);
+    EXPECT_LE(local_time, after);
 }
 
 TEST(Compare_Ignoring_Case, EqualTextsAreEqual) {
@@ -106,7 +106,7 @@ TEST(Compare_Ignoring_Case, OnlyLettersHaveCase) {
     EXPECT_NE(Compare_Ignoring_Case("1", "Q"), 0);
 }
 
-TEST(Compare_Ignoring_Case, TellsWhichComesFirst) {
+TEST(Compare_Ignoring_Case, SaysWhichComesFirst) {
     EXPECT_LT(Compare_Ignoring_Case("abc", "ABD"), 0);
     EXPECT_GT(Compare_Ignoring_Case("ABD", "abc"), 0);
     EXPECT_LT(Compare_Ignoring_Case("ab", "ABC"), 0);

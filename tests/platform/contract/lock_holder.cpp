@@ -1,4 +1,4 @@
-// Takes the trace lock, tells so by creating a file, keeps it for a while, and gives it back or ends
+// Takes the trace lock, shows it by creating a file, keeps it for a while, and gives it back or ends
 // without doing so.
 //
 //   lock_holder READY_FILE MILLISECONDS release|die

@@ -1,9 +1,13 @@
 // FindFirstFile, FindNextFile and FindClose.
 
 #include "filecache/oswrap/IOSWrapper.h"
+#include "platform/common/Wildcard.h"
 #include "tests/platform/support/Scratch_Directory.h"
 
 #include <gmock/gmock.h>
+
+#include <chrono>
+#include <functional>
 
 namespace QEL::Tests {
 
@@ -188,10 +192,46 @@ TEST_F(Search, FilesMayBeDeletedWhileTheSearchRuns) {
     EXPECT_THAT(scratch.Names(), IsEmpty());
 }
 
+TEST_F(Search, WithoutADirectoryFindsNothing) {
+    Find_Data found{"as before"};
+    for (const char* pattern : {"\\*", "/*"}) {
+        EXPECT_EQ(services->FindFirstFile(pattern, found), Invalid_Find_Handle) << pattern;
+    }
+    EXPECT_EQ(found.file_name, "as before");
+}
+
 TEST_F(Search, NothingIsFoundUnderANameThatForgesLines) {
     Find_Data found;
     EXPECT_EQ(services->FindFirstFile((scratch / "*\n").c_str(), found), Invalid_Find_Handle);
     EXPECT_EQ(services->FindFirstFile((scratch / "\r*").c_str(), found), Invalid_Find_Handle);
+}
+
+bool Matches(const std::string& name, const std::string& pattern) {
+    return FrontEnd::Platform::Matches_Wildcard(name, pattern, std::equal_to<>());
+}
+
+TEST(Wildcard, MatchesWholeNames) {
+    EXPECT_TRUE(Matches("", ""));
+    EXPECT_TRUE(Matches("", "*"));
+    EXPECT_FALSE(Matches("", "?"));
+    EXPECT_FALSE(Matches("a", ""));
+    EXPECT_TRUE(Matches("aab", "*ab"));
+    EXPECT_TRUE(Matches("abab", "*ab"));
+    EXPECT_FALSE(Matches("aba", "*ab"));
+    EXPECT_TRUE(Matches("xaybz", "*a?b*"));
+    EXPECT_FALSE(Matches("xabz", "*a?b*"));
+    EXPECT_TRUE(Matches("mississippi", "m*iss*ppi"));
+    EXPECT_FALSE(Matches("mississippi", "m*iss*ppix"));
+}
+
+TEST(Wildcard, ManyStarsTakeNoTime) {
+    std::string pattern;
+    for (int count = 0; count < 60; ++count) {
+        pattern += "*a";
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Matches(std::string(255, 'a'), pattern + "b"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
 }
 
 } // namespace

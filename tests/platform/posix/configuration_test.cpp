@@ -1,7 +1,7 @@
 // The INI files behind the configuration.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "platform/posix/configuration/Configuration.h"
+#include "platform/posix/configuration/Ini_Configuration.h"
 #include "tests/platform/support/Scratch_Directory.h"
 #include "tests/platform/support/User_Configuration.h"
 #include "tests/platform/support/posix/Child_Process.h"
@@ -22,7 +22,6 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::Platform::Configuration;
 using FrontEnd::Platform::Configuration_Scope;
 using FrontEnd::Platform::Parse_Integer;
 using testing::ElementsAre;
@@ -35,12 +34,12 @@ constexpr auto Both = Configuration_Scope::User_Then_Machine;
 
 const std::string Header = std::string("[") + Options_Key + "]\n";
 
-class Ini_Configuration : public testing::Test {
+class Ini_Files : public testing::Test {
 protected:
     Scratch_Directory home;
     Scratch_Directory machine;
     const Environment_Variable config_home{"XDG_CONFIG_HOME", home.Path().c_str()};
-    Configuration configuration{machine / "qel.ini"};
+    FrontEnd::Platform::Ini_Configuration configuration{machine / "qel.ini"};
 
     void SetUp() override { home.Make_Directory("qel"); }
 
@@ -56,12 +55,12 @@ protected:
     std::vector<std::string> List(const std::string& name, Configuration_Scope scope = Both) {
         return configuration.Read_List(scope, Options_Key, name.c_str());
     }
-    std::optional<std::int64_t> Number(const std::string& name, Configuration_Scope scope = Both) {
+    std::optional<std::uint32_t> Number(const std::string& name, Configuration_Scope scope = Both) {
         return configuration.Read_Integer(scope, Options_Key, name.c_str());
     }
 };
 
-TEST_F(Ini_Configuration, TheUsersValueComesBeforeTheMachines) {
+TEST_F(Ini_Files, TheUsersValueComesBeforeTheMachines) {
     Write_User_File("Period = 1\n");
     Write_Machine_File("Period = 2\nTimeout = 3\n");
     EXPECT_EQ(Number("Period"), 1);
@@ -71,7 +70,7 @@ TEST_F(Ini_Configuration, TheUsersValueComesBeforeTheMachines) {
     EXPECT_EQ(Number("Timeout", User), std::nullopt);
 }
 
-TEST_F(Ini_Configuration, OneFileMayBeMissing) {
+TEST_F(Ini_Files, OneFileMayBeMissing) {
     EXPECT_EQ(Number("Period"), std::nullopt);
     Write_Machine_File("Period = 2\n");
     EXPECT_EQ(Number("Period"), 2);
@@ -81,13 +80,13 @@ TEST_F(Ini_Configuration, OneFileMayBeMissing) {
     EXPECT_EQ(configuration.Problem(), "");
 }
 
-TEST_F(Ini_Configuration, RubbishOfTheUserHidesTheMachinesNumber) {
+TEST_F(Ini_Files, RubbishOfTheUserHidesTheMachinesNumber) {
     Write_User_File("Period = soon\n");
     Write_Machine_File("Period = 2\n");
     EXPECT_EQ(Number("Period"), std::nullopt);
 }
 
-TEST_F(Ini_Configuration, TheUsersListReplacesTheMachines) {
+TEST_F(Ini_Files, TheUsersListReplacesTheMachines) {
     Write_Machine_File("List = c\nList = d\n");
     EXPECT_THAT(List("List"), ElementsAre("c", "d"));
     Write_User_File("List = b\nList = a\n");
@@ -96,36 +95,36 @@ TEST_F(Ini_Configuration, TheUsersListReplacesTheMachines) {
     EXPECT_THAT(List("List"), ElementsAre(""));
 }
 
-TEST_F(Ini_Configuration, OfARepeatedKeyTheFirstValueCounts) {
+TEST_F(Ini_Files, OfARepeatedKeyTheFirstValueCounts) {
     Write_User_File("Period = 1\nOther = 5\nperiod = 2\n");
     EXPECT_EQ(Number("Period"), 1);
     EXPECT_THAT(List("PERIOD"), ElementsAre("1", "2"));
 }
 
-TEST_F(Ini_Configuration, NamesHaveNoLetterCase) {
+TEST_F(Ini_Files, NamesHaveNoLetterCase) {
     home.Write("qel/qel.ini", "[software\\Qel\\qellogon\\OPTIONS]\nPERIOD=1\n");
     EXPECT_EQ(Number("period"), 1);
 }
 
-TEST_F(Ini_Configuration, OtherSectionsDoNotCount) {
+TEST_F(Ini_Files, OtherSectionsDoNotCount) {
     home.Write("qel/qel.ini", "Period=1\n[Software\\QEL]\nPeriod=2\n[Software\\QEL\\QELLogon\\Options2]\nPeriod=3\n");
     EXPECT_EQ(Number("Period"), std::nullopt);
 }
 
-TEST_F(Ini_Configuration, ASectionMayStandTwice) {
+TEST_F(Ini_Files, ASectionMayStandTwice) {
     home.Write("qel/qel.ini", Header + "A=1\n[Other]\nA=2\n" + Header + "B=3\n");
     EXPECT_EQ(Number("A"), 1);
     EXPECT_EQ(Number("B"), 3);
 }
 
-TEST_F(Ini_Configuration, BlanksCommentsAndLineEndsDoNotCount) {
+TEST_F(Ini_Files, BlanksCommentsAndLineEndsDoNotCount) {
     home.Write("qel/qel.ini", "\xEF\xBB\xBF; comment\r\n# comment\r\n\r\n  [ " + std::string(Options_Key) +
                                   " ]  \r\n\t A b \t=\t x y \t\r\n;A b=z\r\nLast=end");
     EXPECT_EQ(Text("A b"), "x y");
     EXPECT_EQ(Text("Last"), "end");
 }
 
-TEST_F(Ini_Configuration, ValuesAreTakenLiterally) {
+TEST_F(Ini_Files, ValuesAreTakenLiterally) {
     Write_User_File("A = \"quoted\"\nB = a;b#c=d\nC = <<<END\nD = 1\nEND\nE = \xE4\xFF\n");
     EXPECT_EQ(Text("A"), "\"quoted\"");
     EXPECT_EQ(Text("B"), "a;b#c=d");
@@ -134,26 +133,26 @@ TEST_F(Ini_Configuration, ValuesAreTakenLiterally) {
     EXPECT_EQ(Text("E"), "\xE4\xFF");
 }
 
-TEST_F(Ini_Configuration, LinesThatAreNothingArePassedOver) {
+TEST_F(Ini_Files, LinesThatAreNothingArePassedOver) {
     Write_User_File("rubbish\n=no key\n[no end\n" + Header + "A=1\n]\n[]\nB=2\n");
     EXPECT_EQ(Number("A"), 1);
     EXPECT_EQ(Number("B"), std::nullopt);
 }
 
-TEST_F(Ini_Configuration, LongLinesAreKeptWhole) {
+TEST_F(Ini_Files, LongLinesAreKeptWhole) {
     const std::string url = "https://server.example/" + std::string(100000, 'x');
     Write_User_File("List = " + url + "\nList = " + url + "y\n");
     EXPECT_THAT(List("List"), ElementsAre(url, url + "y"));
 }
 
-TEST_F(Ini_Configuration, AChangeWithinTheSameInstantIsSeen) {
+TEST_F(Ini_Files, AChangeWithinTheSameInstantIsSeen) {
     for (int number = 10; number < 99; ++number) {
         Write_User_File("Period = " + std::to_string(number) + "\n");
         ASSERT_EQ(Number("Period"), number);
     }
 }
 
-TEST_F(Ini_Configuration, AChangeThatKeepsSizeAndTimeIsSeen) {
+TEST_F(Ini_Files, AChangeThatKeepsSizeAndTimeIsSeen) {
     const struct timespec long_ago[] = {{1000000000, 5}, {1000000000, 5}};
     Write_User_File("Period = 1\n");
     ASSERT_EQ(::utimensat(AT_FDCWD, User_File().c_str(), long_ago, 0), 0);
@@ -164,7 +163,7 @@ TEST_F(Ini_Configuration, AChangeThatKeepsSizeAndTimeIsSeen) {
     EXPECT_EQ(Number("Period"), 2);
 }
 
-TEST_F(Ini_Configuration, AReplacedFileIsSeen) {
+TEST_F(Ini_Files, AReplacedFileIsSeen) {
     Write_User_File("Period = 1\n");
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
     ASSERT_EQ(Number("Period"), 1);
@@ -177,7 +176,7 @@ TEST_F(Ini_Configuration, AReplacedFileIsSeen) {
     EXPECT_EQ(Number("Period"), 3);
 }
 
-TEST_F(Ini_Configuration, AnUnchangedFileIsNotReadAgain) {
+TEST_F(Ini_Files, AnUnchangedFileIsNotReadAgain) {
     Write_User_File("Period = 1\n");
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
     ASSERT_EQ(Number("Period"), 1);
@@ -186,7 +185,7 @@ TEST_F(Ini_Configuration, AnUnchangedFileIsNotReadAgain) {
     EXPECT_EQ(configuration.m_User_File->Problem(), "as before");
 }
 
-TEST_F(Ini_Configuration, AFileChangedJustNowIsReadAgain) {
+TEST_F(Ini_Files, AFileChangedJustNowIsReadAgain) {
     // It may change once more within the same step of the clock behind its time stamps. A busy machine
     // may not come to read it within that step.
     for (int attempt = 0; attempt < 100 && (attempt == 0 || configuration.m_User_File->m_Version.final); ++attempt) {
@@ -201,7 +200,7 @@ TEST_F(Ini_Configuration, AFileChangedJustNowIsReadAgain) {
     EXPECT_TRUE(configuration.m_User_File->m_Version.final);
 }
 
-TEST_F(Ini_Configuration, ALineThatIsPassedOverIsToldAndTheOthersCount) {
+TEST_F(Ini_Files, ALineThatIsPassedOverIsReportedAndTheOthersCount) {
     const std::pair<std::string, std::string> cases[] = {
         {"Period = 1\n[Shares\nPort = 2\n", "line 3: the section has no ']' at its end"},
         {"Period = 1\r\n\r\nPeriod 2\r\n",
@@ -217,13 +216,13 @@ TEST_F(Ini_Configuration, ALineThatIsPassedOverIsToldAndTheOthersCount) {
     }
 }
 
-TEST_F(Ini_Configuration, NothingIsToldOfLinesThatCountOrNeedNot) {
+TEST_F(Ini_Files, NothingIsReportedOfLinesThatCountOrNeedNot) {
     home.Write("qel/qel.ini",
                "\xEF\xBB\xBF" + Header + " ; a\n\t# b\n \t\n [Other] rest\nkey=\n" + Header + "Period = 1 = 2");
     EXPECT_EQ(configuration.Problem(), "");
 }
 
-TEST_F(Ini_Configuration, BinaryRubbishCountsAsMissingAndIsTold) {
+TEST_F(Ini_Files, BinaryRubbishCountsAsMissingAndIsReported) {
     home.Write("qel/qel.ini", Header + "Period = 1\n" + Rubbish(100000));
     Write_Machine_File("Period = 2\n");
     EXPECT_EQ(Number("Period"), 2);
@@ -233,7 +232,7 @@ TEST_F(Ini_Configuration, BinaryRubbishCountsAsMissingAndIsTold) {
     EXPECT_EQ(configuration.Problem(), "");
 }
 
-TEST_F(Ini_Configuration, AnyBytesAreSurvived) {
+TEST_F(Ini_Files, AnyBytesAreSurvived) {
     std::string bytes = Rubbish(200000);
     std::replace(bytes.begin(), bytes.end(), '\0', '\n');
     for (std::size_t begin = 0; begin < 4000; begin += 40) {
@@ -242,13 +241,13 @@ TEST_F(Ini_Configuration, AnyBytesAreSurvived) {
     }
 }
 
-TEST_F(Ini_Configuration, AnOversizedFileCountsAsMissingAndIsTold) {
+TEST_F(Ini_Files, AnOversizedFileCountsAsMissingAndIsReported) {
     Write_User_File("Period = 1\n" + std::string(5 << 20, '\n'));
     EXPECT_EQ(Number("Period"), std::nullopt);
     EXPECT_THAT(configuration.Problem(), HasSubstr("too large"));
 }
 
-TEST_F(Ini_Configuration, ADirectoryOrPipeIsRefusedAtOnce) {
+TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
     std::filesystem::create_directory(User_File());
     ASSERT_EQ(::mkfifo(Machine_File().c_str(), 0600), 0);
     const auto begin = std::chrono::steady_clock::now();
@@ -257,7 +256,7 @@ TEST_F(Ini_Configuration, ADirectoryOrPipeIsRefusedAtOnce) {
     EXPECT_EQ(configuration.Problem(), User_File() + ": access denied (5)\n" + Machine_File() + ": access denied (5)");
 }
 
-TEST_F(Ini_Configuration, AnUnreadableFileCountsAsMissingAndIsTold) {
+TEST_F(Ini_Files, AnUnreadableFileCountsAsMissingAndIsReported) {
     Write_User_File("Period = 1\n");
     Write_Machine_File("Period = 2\n");
     for (const auto& directory : {home.Path(), home / "qel", machine.Path()}) {
@@ -271,7 +270,7 @@ TEST_F(Ini_Configuration, AnUnreadableFileCountsAsMissingAndIsTold) {
               0);
 }
 
-TEST_F(Ini_Configuration, ADirectoryOutOfReachIsTold) {
+TEST_F(Ini_Files, ADirectoryOutOfReachIsReported) {
     Write_User_File("Period = 1\n");
     ASSERT_EQ(::chmod(home.Path().c_str(), ::geteuid() == 0 ? 0700 : 0), 0);
     EXPECT_EQ(Run_Without_Rights([this] {
@@ -282,7 +281,7 @@ TEST_F(Ini_Configuration, ADirectoryOutOfReachIsTold) {
     ASSERT_EQ(::chmod(home.Path().c_str(), 0700), 0);
 }
 
-TEST_F(Ini_Configuration, TheEnvironmentNamesTheUsersFile) {
+TEST_F(Ini_Files, TheEnvironmentNamesTheUsersFile) {
     Write_User_File("Period = 1\n");
     const Scratch_Directory other_home;
     other_home.Make_Directory(".config");
@@ -300,7 +299,7 @@ TEST_F(Ini_Configuration, TheEnvironmentNamesTheUsersFile) {
     EXPECT_EQ(Number("Period"), 1);
 }
 
-TEST_F(Ini_Configuration, WithoutHomeThereIsNoUsersFile) {
+TEST_F(Ini_Files, WithoutHomeThereIsNoUsersFile) {
     Write_User_File("Period = 1\n");
     Write_Machine_File("Period = 2\n");
     const Environment_Variable no_config_home("XDG_CONFIG_HOME", nullptr);
@@ -313,7 +312,7 @@ TEST_F(Ini_Configuration, WithoutHomeThereIsNoUsersFile) {
     EXPECT_EQ(configuration.Problem(), "");
 }
 
-TEST_F(Ini_Configuration, ReadersNeverSeeAMixture) {
+TEST_F(Ini_Files, ReadersNeverSeeAMixture) {
     // Replaced as a careful administrator does; every reader sees the old or the new file.
     Write_User_File("A = 0\nB = 0\nB = 0\n");
     std::atomic<bool> done = false;
@@ -340,12 +339,13 @@ TEST_F(Ini_Configuration, ReadersNeverSeeAMixture) {
     EXPECT_EQ(Number("A"), 199);
 }
 
-TEST_F(Ini_Configuration, TheSystemsConfigurationIsTheMachines) {
-    EXPECT_EQ(Configuration::System().m_Machine_File.m_Path, "/etc/qel/qel.ini");
-    EXPECT_EQ(&Configuration::System(), &Configuration::System());
+TEST_F(Ini_Files, TheSystemsConfigurationIsTheMachines) {
+    auto& system = FrontEnd::Platform::Configuration::System();
+    EXPECT_EQ(dynamic_cast<FrontEnd::Platform::Ini_Configuration&>(system).m_Machine_File.m_Path, "/etc/qel/qel.ini");
+    EXPECT_EQ(&FrontEnd::Platform::Configuration::System(), &system);
 }
 
-TEST_F(Ini_Configuration, HexadecimalAndNegativeNumbersReachTheCache) {
+TEST_F(Ini_Files, HexadecimalAndNegativeNumbersReachTheCache) {
     Write_User_File("Hex = 0x10\nGreatest = 0x7FFFFFFF\nUnsigned = 0xFFFFFFFF\nNegative = -2147483648\nBeyond = "
                     "-2147483649\n");
     const auto read = [](const char* name) {
@@ -356,31 +356,31 @@ TEST_F(Ini_Configuration, HexadecimalAndNegativeNumbersReachTheCache) {
     EXPECT_EQ(read("Hex"), 16);
     EXPECT_EQ(read("Greatest"), 0x7FFFFFFF);
     EXPECT_EQ(read("Negative"), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(read("Unsigned"), 7) << "too great for a signed number";
+    EXPECT_EQ(read("Unsigned"), -1) << "as a number of the registry";
     EXPECT_EQ(read("Beyond"), 7);
 }
 
-TEST_F(Ini_Configuration, NumbersOfThePeriodHave32Bits) {
+TEST_F(Ini_Files, NumbersOfThePeriodHave32Bits) {
     Write_User_File("Hex = 0xFFFFFFFF\nBeyond = 4294967296\nFarBeyond = 4294967356\nNegative = -1\n");
     const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
     constexpr int only_user = 0;
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Hex"), 0xFFFFFFFFu);
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Beyond"), 0u);
     EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "FarBeyond"), 0u);
-    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Negative"), 0u);
+    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Negative"), 0xFFFFFFFFu);
 }
 
-TEST_F(Ini_Configuration, TellsWhichFileHoldsTheValueThatCounts) {
-    EXPECT_EQ(configuration.Find_File(Both, Options_Key, "Period"), std::nullopt);
+TEST_F(Ini_Files, SaysWhichFileHoldsTheValueThatCounts) {
+    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), std::nullopt);
     Write_Machine_File("Period = 1\n");
-    EXPECT_EQ(configuration.Find_File(Both, Options_Key, "Period"), Machine_File());
-    EXPECT_EQ(configuration.Find_File(User, Options_Key, "Period"), std::nullopt);
+    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), Machine_File());
+    EXPECT_EQ(configuration.Find_Place(User, Options_Key, "Period"), std::nullopt);
     Write_User_File("Period = 2\n");
-    EXPECT_EQ(configuration.Find_File(Both, Options_Key, "Period"), User_File());
-    EXPECT_EQ(configuration.Find_File(Machine, Options_Key, "Period"), Machine_File());
+    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), User_File());
+    EXPECT_EQ(configuration.Find_Place(Machine, Options_Key, "Period"), Machine_File());
 }
 
-TEST_F(Ini_Configuration, ATraceDirectoryThatForgesLinesIsNone) {
+TEST_F(Ini_Files, ATraceDirectoryThatForgesLinesIsNone) {
     FrontEnd::Util::Tracing::Directory_Buffer buffer{};
     for (const char* directory : {"/var/\ntrace", "/var/trace\r"}) {
         const Environment_Variable variable("QEL_TRACE_DIR", directory);

@@ -1,7 +1,7 @@
 // Copies under hard conditions: killed, without room, without rights, between file systems.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "platform/posix/files/Atomic_Copy.h"
+#include "platform/common/Atomic_Copy.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
 #include "tests/platform/support/Scratch_Directory.h"
@@ -28,6 +28,11 @@ using FrontEnd::Platform::Copy_File_Atomically;
 using FrontEnd::Util::Get_Last_Error;
 using testing::ElementsAre;
 
+/// 0, or the code of the failure.
+std::uint32_t Copy_Error(const std::string& source, const std::string& target, bool fail_if_exists) {
+    return Copy_File_Atomically(source, target, fail_if_exists) ? 0 : Get_Last_Error();
+}
+
 class Posix_Copy : public testing::Test {
 protected:
     Scratch_Directory scratch;
@@ -42,7 +47,7 @@ protected:
     mode_t Rights_Of_Copy_Of(mode_t source_rights) const {
         const std::string source = scratch.Write("source");
         EXPECT_EQ(::chmod(source.c_str(), source_rights), 0);
-        EXPECT_EQ(Copy_File_Atomically(source, scratch / "target", true), 0u);
+        EXPECT_EQ(Copy_Error(source, scratch / "target", true), 0u);
         const mode_t rights = Rights_Of("target");
         std::filesystem::remove(source);
         std::filesystem::remove(scratch / "target");
@@ -67,17 +72,16 @@ TEST_F(Posix_Copy, TheOwnerMayReadTheCopy) {
     ASSERT_EQ(::chmod(scratch.Path().c_str(), 0777), 0);
     // Read as one of the others; as the owner the source could not be opened without special rights.
     if (::geteuid() == 0) {
-        EXPECT_EQ(Run_Without_Rights(
-                      [&] { return static_cast<int>(Copy_File_Atomically(source, scratch / "target", true)); }),
+        EXPECT_EQ(Run_Without_Rights([&] { return static_cast<int>(Copy_Error(source, scratch / "target", true)); }),
                   0);
         EXPECT_EQ(Rights_Of("target") & 0400, mode_t{0400});
     } else {
-        EXPECT_EQ(Copy_File_Atomically(source, scratch / "target", true), 5u);
+        EXPECT_EQ(Copy_Error(source, scratch / "target", true), 5u);
     }
 }
 
 TEST_F(Posix_Copy, AFileWhoseSizeIsNotKnownBeforeIsCopiedWhole) {
-    ASSERT_EQ(Copy_File_Atomically("/proc/self/cmdline", scratch / "target", true), 0u);
+    ASSERT_EQ(Copy_Error("/proc/self/cmdline", scratch / "target", true), 0u);
     EXPECT_EQ(Content_Of(scratch / "target"), Content_Of("/proc/self/cmdline"));
     EXPECT_NE(Content_Of(scratch / "target"), "");
 }
@@ -86,28 +90,28 @@ TEST_F(Posix_Copy, FilesAreCopiedBetweenFileSystems) {
     const Scratch_Directory memory("/dev/shm");
     const std::string content = Rubbish(3000001);
     const std::string source = memory.Write("source", content);
-    ASSERT_EQ(Copy_File_Atomically(source, scratch / "target", true), 0u);
+    ASSERT_EQ(Copy_Error(source, scratch / "target", true), 0u);
     EXPECT_EQ(Content_Of(scratch / "target"), content);
-    ASSERT_EQ(Copy_File_Atomically(scratch / "target", memory / "back", true), 0u);
+    ASSERT_EQ(Copy_Error(scratch / "target", memory / "back", true), 0u);
     EXPECT_EQ(Content_Of(memory / "back"), content);
 }
 
 TEST_F(Posix_Copy, ALinkIsCopiedAsWhatItLeadsTo) {
     ASSERT_EQ(::symlink(scratch.Write("file", "content").c_str(), (scratch / "link").c_str()), 0);
-    ASSERT_EQ(Copy_File_Atomically(scratch / "link", scratch / "target", true), 0u);
+    ASSERT_EQ(Copy_Error(scratch / "link", scratch / "target", true), 0u);
     EXPECT_FALSE(std::filesystem::is_symlink(scratch / "target"));
     EXPECT_EQ(Content_Of(scratch / "target"), "content");
 }
 
 TEST_F(Posix_Copy, ALinkToNothingIsAnExistingTarget) {
     ASSERT_EQ(::symlink((scratch / "missing").c_str(), (scratch / "target").c_str()), 0);
-    EXPECT_EQ(Copy_File_Atomically(scratch.Write("source"), scratch / "target", true), 80u);
+    EXPECT_EQ(Copy_Error(scratch.Write("source"), scratch / "target", true), 80u);
     EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
 }
 
 TEST_F(Posix_Copy, ATargetThatIsALinkIsReplacedItself) {
     ASSERT_EQ(::symlink(scratch.Write("other", "untouched").c_str(), (scratch / "target").c_str()), 0);
-    EXPECT_EQ(Copy_File_Atomically(scratch.Write("source", "new"), scratch / "target", false), 0u);
+    EXPECT_EQ(Copy_Error(scratch.Write("source", "new"), scratch / "target", false), 0u);
     EXPECT_EQ(Content_Of(scratch / "target"), "new");
     EXPECT_EQ(Content_Of(scratch / "other"), "untouched");
 }
@@ -115,16 +119,14 @@ TEST_F(Posix_Copy, ATargetThatIsALinkIsReplacedItself) {
 TEST_F(Posix_Copy, AFileUnderTwoNamesIsNotCopiedOntoItself) {
     const std::string source = scratch.Write("source", "content");
     ASSERT_EQ(::link(source.c_str(), (scratch / "second").c_str()), 0);
-    EXPECT_EQ(Copy_File_Atomically(source, scratch / "second", false), 32u);
+    EXPECT_EQ(Copy_Error(source, scratch / "second", false), 32u);
     EXPECT_EQ(Content_Of(source), "content");
 }
 
 TEST_F(Posix_Copy, ADirectoryWithoutRightsTakesNoCopy) {
     const std::string source = scratch.Write("source");
     ASSERT_EQ(::chmod(scratch.Path().c_str(), 0555), 0);
-    EXPECT_EQ(
-        Run_Without_Rights([&] { return static_cast<int>(Copy_File_Atomically(source, scratch / "target", true)); }),
-        5);
+    EXPECT_EQ(Run_Without_Rights([&] { return static_cast<int>(Copy_Error(source, scratch / "target", true)); }), 5);
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
     ASSERT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
 }
@@ -133,7 +135,7 @@ TEST_F(Posix_Copy, AnExistingTargetIsFoundOutFirst) {
     const std::string source = scratch.Write("source");
     const std::string target = scratch.Write("target", "old");
     ASSERT_EQ(::chmod(scratch.Path().c_str(), 0555), 0);
-    EXPECT_EQ(Run_Without_Rights([&] { return static_cast<int>(Copy_File_Atomically(source, target, true)); }), 80);
+    EXPECT_EQ(Run_Without_Rights([&] { return static_cast<int>(Copy_Error(source, target, true)); }), 80);
     ASSERT_EQ(::chmod(scratch.Path().c_str(), 0700), 0);
     EXPECT_EQ(Content_Of(target), "old");
 }
@@ -144,7 +146,7 @@ TEST_F(Posix_Copy, WithoutRoomNothingIsLeftBehind) {
                   constexpr struct rlimit hundred_thousand_bytes { 100000, 100000 };
                   std::signal(SIGXFSZ, SIG_IGN);
                   ::setrlimit(RLIMIT_FSIZE, &hundred_thousand_bytes);
-                  return static_cast<int>(Copy_File_Atomically(source, scratch / "target", true));
+                  return static_cast<int>(Copy_Error(source, scratch / "target", true));
               }).Wait(),
               223);
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
@@ -159,7 +161,7 @@ TEST_F(Posix_Copy, WithoutDescriptorsNothingIsLeftBehind) {
             ::close(lowest_free);
             const struct rlimit one_more = {static_cast<rlim_t>(lowest_free) + 1, static_cast<rlim_t>(lowest_free) + 1};
             ::setrlimit(RLIMIT_NOFILE, &one_more);
-            return static_cast<int>(Copy_File_Atomically(source, scratch / "target", true));
+            return static_cast<int>(Copy_Error(source, scratch / "target", true));
         }).Wait(),
         4);
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
@@ -172,7 +174,7 @@ TEST_F(Posix_Copy, ALeftOverOfAKilledCopyIsNoHindrance) {
                   for (int count = 0; count < 20; ++count) {
                       scratch.Write("target." + std::to_string(::getpid()) + "-" + std::to_string(count) + ".part");
                   }
-                  return static_cast<int>(Copy_File_Atomically(source, scratch / "target", true));
+                  return static_cast<int>(Copy_Error(source, scratch / "target", true));
               }).Wait(),
               0);
     EXPECT_EQ(Content_Of(scratch / "target"), "content");

@@ -5,14 +5,14 @@
 
 namespace QEL::FrontEnd::Platform::Agent_Protocol {
 
-/// What the library and its share agent tell each other over a SOCK_SEQPACKET socket, which is the
+/// What the library and its share agent send each other over a SOCK_SEQPACKET socket, which is the
 /// agent's standard input. One record is one packet.
 ///
 ///     library                        agent
 ///     Settings, once          ->
 ///     Request                 ->
-///                             <-     Answer, in_progress set: data has arrived (reads only)
-///                             <-     Answer
+///                             <-     Response, in_progress set: data has arrived (reads only)
+///                             <-     Response
 ///     Request ...
 ///
 /// The library hangs up to end the agent.
@@ -45,7 +45,7 @@ struct Request {
     char url[Max_Url] = "";       ///< only the used part travels
 };
 
-struct Answer {
+struct Response {
     bool in_progress = false;
     bool is_agent_good = false;         ///< it may be given further requests
     std::uint32_t error = 0;            ///< Win32 code, 0 on success

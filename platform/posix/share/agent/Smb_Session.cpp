@@ -1,10 +1,10 @@
 #include "platform/posix/share/agent/Smb_Session.h"
 
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/system/Write_All.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,14 +18,7 @@ namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-using Agent_Protocol::Answer;
-
-constexpr std::uint32_t Attribute_Read_Only = 0x01;
-constexpr std::uint32_t Attribute_Directory = 0x10;
-constexpr std::uint32_t Attribute_Normal = 0x80;
-
-/// The 100 ns intervals from 1601-01-01 to 1970-01-01.
-constexpr std::int64_t File_Time_Of_Epoch = 116444736000000000;
+using Agent_Protocol::Response;
 
 // The library reads a chunk with several requests under way at once. It starts small and grows while
 // the server keeps up, so that a slow line still shows progress within the time limit.
@@ -34,37 +27,12 @@ constexpr std::size_t Largest_Chunk = std::size_t{4} << 20;
 constexpr std::chrono::milliseconds Brisk_Chunk{100};
 constexpr std::chrono::milliseconds Slow_Chunk{2000};
 
-// The level at which the library tells how a logon went.
+// The level at which the library reports how a logon went.
 constexpr int Log_Level_Of_Logons = 4;
 
-void Describe(const struct stat& status, Answer& answer) {
-    answer.attributes = 0;
-    if (S_ISDIR(status.st_mode)) {
-        answer.attributes |= Attribute_Directory;
-    }
-    if ((status.st_mode & S_IWUSR) == 0) {
-        answer.attributes |= Attribute_Read_Only;
-    }
-    if (answer.attributes == 0) {
-        answer.attributes = Attribute_Normal;
-    }
-    answer.modification_time =
-        std::int64_t{status.st_mtim.tv_sec} * 10000000 + status.st_mtim.tv_nsec / 100 + File_Time_Of_Epoch;
-}
-
-bool Write_All(int target, const char* bytes, std::size_t count) {
-    while (count > 0) {
-        const ssize_t written = write(target, bytes, count);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            return false;
-        }
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return true;
+void Describe(const struct stat& status, Response& response) {
+    response.attributes = Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & S_IWUSR) == 0);
+    response.modification_time = File_Time(status.st_mtim);
 }
 
 std::size_t Next_Chunk(std::size_t chunk, std::chrono::steady_clock::duration taken) {
@@ -100,72 +68,71 @@ bool Is_About_The_File(int error) {
 
 Smb_Session* Smb_Session::s_session = nullptr;
 
-Smb_Session::Smb_Session(const Smb_Library& library, const Agent_Protocol::Settings& settings)
-    : m_Library(library), m_Settings(settings) {
-    SMBCCTX* const context = m_Library.new_context();
+Smb_Session::Smb_Session(const Agent_Protocol::Settings& settings) : m_Settings(settings) {
+    SMBCCTX* const context = smbc_new_context();
     if (context == nullptr) {
         return;
     }
 
     const bool as_named_user = m_Settings.user[0] != '\0';
-    m_Library.set_debug(context, Log_Level_Of_Logons);
-    m_Library.set_log_callback(context, nullptr, Watch_Logon);
-    m_Library.set_port(context, static_cast<std::uint16_t>(m_Settings.port));
-    m_Library.set_use_kerberos(context, 1);
-    m_Library.set_fallback_after_kerberos(context, 1);
-    m_Library.set_no_anonymous_login(context, as_named_user);
-    m_Library.set_auth_data_function(context, Give_Credentials);
-    if (m_Library.init_context(context) == nullptr) {
+    smbc_setDebug(context, Log_Level_Of_Logons);
+    smbc_setLogCallback(context, nullptr, Watch_Logon);
+    smbc_setPort(context, static_cast<std::uint16_t>(m_Settings.port));
+    smbc_setOptionUseKerberos(context, 1);
+    smbc_setOptionFallbackAfterKerberos(context, 1);
+    smbc_setOptionNoAutoAnonymousLogin(context, as_named_user);
+    smbc_setFunctionAuthDataWithContext(context, Give_Credentials);
+    if (smbc_init_context(context) == nullptr) {
         return;
     }
 
     s_session = this;
-    m_Find_Connection = m_Library.get_get_cached_server_function(context);
-    m_Keep_Connection = m_Library.get_add_cached_server_function(context);
-    m_Library.set_get_cached_server_function(context, Find_Connection);
-    m_Library.set_add_cached_server_function(context, Keep_Connection);
+    m_Find_Connection = smbc_getFunctionGetCachedServer(context);
+    m_Keep_Connection = smbc_getFunctionAddCachedServer(context);
+    smbc_setFunctionGetCachedServer(context, Find_Connection);
+    smbc_setFunctionAddCachedServer(context, Keep_Connection);
     m_Context = context;
 }
 
 void Smb_Session::Set_Timeout(std::uint32_t milliseconds) {
-    m_Library.set_timeout(m_Context, static_cast<int>(milliseconds));
+    smbc_setTimeout(m_Context, static_cast<int>(milliseconds));
 }
 
-void Smb_Session::Stat(const char* url, Answer& answer) {
+void Smb_Session::Stat(const char* url, Response& response) {
     Begin_Operation();
     struct stat status {};
-    if (m_Library.get_stat_function(m_Context)(m_Context, url, &status) != 0) {
-        return Describe_Failure(url, errno, answer);
+    if (smbc_getFunctionStat(m_Context)(m_Context, url, &status) != 0) {
+        return Describe_Failure(url, errno, response);
     }
-    Describe(status, answer);
-    answer.is_agent_good = true;
+    Describe(status, response);
+    response.is_agent_good = true;
 }
 
 void Smb_Session::Read(const char* url, int target, std::uint64_t byte_limit, const std::function<void()>& on_progress,
-                       Answer& answer) {
+                       Response& response) {
     Begin_Operation();
-    SMBCFILE* const file = m_Library.get_open_function(m_Context)(m_Context, url, O_RDONLY, 0);
+    SMBCFILE* const file = smbc_getFunctionOpen(m_Context)(m_Context, url, O_RDONLY, 0);
     if (file == nullptr) {
-        return Describe_Failure(url, errno, answer);
+        return Describe_Failure(url, errno, response);
     }
 
     struct stat status {};
-    if (m_Library.get_fstat_function(m_Context)(m_Context, file, &status) != 0) {
-        return Describe_Failure(url, errno, answer);
+    if (smbc_getFunctionFstat(m_Context)(m_Context, file, &status) != 0) {
+        return Describe_Failure(url, errno, response);
     }
-    Describe(status, answer);
-    Copy_Content(url, file, target, byte_limit, on_progress, answer);
+    Describe(status, response);
+    Copy_Content(url, file, target, byte_limit, on_progress, response);
 
     // A file that cannot be closed is one whose connection is gone: the process ends then, and asking
     // a silent server to close it would only take the time-out once more.
-    if (answer.is_agent_good && m_Library.get_close_function(m_Context)(m_Context, file) != 0) {
-        answer.is_agent_good = false;
+    if (response.is_agent_good && smbc_getFunctionClose(m_Context)(m_Context, file) != 0) {
+        response.is_agent_good = false;
     }
 }
 
 void Smb_Session::Copy_Content(const char* url, SMBCFILE* file, int target, std::uint64_t byte_limit,
-                               const std::function<void()>& on_progress, Answer& answer) {
-    const auto read = m_Library.get_read_function(m_Context);
+                               const std::function<void()>& on_progress, Response& response) {
+    const auto read = smbc_getFunctionRead(m_Context);
     std::vector<char> bytes;
     std::size_t chunk = Smallest_Chunk;
     while (byte_limit > 0) {
@@ -174,20 +141,20 @@ void Smb_Session::Copy_Content(const char* url, SMBCFILE* file, int target, std:
         const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(chunk, byte_limit));
         const ssize_t count = read(m_Context, file, bytes.data(), wanted);
         if (count < 0) {
-            return Describe_Failure(url, errno, answer);
+            return Describe_Failure(url, errno, response);
         }
         if (count == 0) {
             break;
         }
         if (!Write_All(target, bytes.data(), static_cast<std::size_t>(count))) {
-            answer.error = Win32_Error_From_Errno(errno);
+            response.error = Win32_Error_From_Errno(errno);
             break;
         }
         byte_limit -= static_cast<std::uint64_t>(count);
         chunk = Next_Chunk(chunk, std::chrono::steady_clock::now() - started);
         on_progress();
     }
-    answer.is_agent_good = true;
+    response.is_agent_good = true;
 }
 
 void Smb_Session::Begin_Operation() {
@@ -195,9 +162,9 @@ void Smb_Session::Begin_Operation() {
     m_Logon_Refused = false;
 }
 
-void Smb_Session::Describe_Failure(const char* url, int error, Answer& answer) {
-    answer.error = m_Connected && Is_About_The_File(error) ? File_Error(url, error) : Connection_Error(error);
-    answer.is_agent_good = answer.error != Error_Network_Name_Deleted && answer.error != Error_Semaphore_Timeout;
+void Smb_Session::Describe_Failure(const char* url, int error, Response& response) {
+    response.error = m_Connected && Is_About_The_File(error) ? File_Error(url, error) : Connection_Error(error);
+    response.is_agent_good = response.error != Error_Network_Name_Deleted && response.error != Error_Semaphore_Timeout;
 }
 
 std::uint32_t Smb_Session::File_Error(const char* url, int error) {
@@ -244,7 +211,7 @@ bool Smb_Session::Parent_Exists(const char* url) {
     }
     struct stat status {};
     const std::string parent(whole.substr(0, name));
-    return m_Library.get_stat_function(m_Context)(m_Context, parent.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return smbc_getFunctionStat(m_Context)(m_Context, parent.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 void Smb_Session::Give_Credentials(SMBCCTX*, const char*, const char*, char* workgroup, int workgroup_size, char* user,
@@ -274,7 +241,7 @@ int Smb_Session::Keep_Connection(SMBCCTX* context, SMBCSRV* connection, const ch
 }
 
 // The library answers EACCES to a refused logon as well as to a share that this user may not enter.
-// Only its log tells the two apart.
+// Only in its log the two differ.
 void Smb_Session::Watch_Logon(void*, int, const char* message) {
     const std::string_view text(message);
     if (text.find("login failed") != std::string_view::npos) {

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "platform/posix/share/agent/Agent_Protocol.h"
-#include "platform/posix/share/agent/Smb_Library.h"
+
+#include <libsmbclient.h>
 
 #include <functional>
-#include <memory>
-#include <string>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -18,7 +17,7 @@ namespace QEL::FrontEnd::Platform {
 class Smb_Session {
 public:
     /// @param settings outlives the session.
-    Smb_Session(const Smb_Library& library, const Agent_Protocol::Settings& settings);
+    explicit Smb_Session(const Agent_Protocol::Settings& settings);
 
     /// False when the SMB client library could not set itself up.
     bool Is_Ready() const { return m_Context != nullptr; }
@@ -27,18 +26,18 @@ public:
     /// name resolution, connecting and closing follow rules of their own.
     void Set_Timeout(std::uint32_t milliseconds);
 
-    void Stat(const char* url, Agent_Protocol::Answer& answer);
+    void Stat(const char* url, Agent_Protocol::Response& response);
 
     /// Writes at most `byte_limit` bytes of a file to `target`.
     /// @param on_progress called whenever data has arrived and was written.
     void Read(const char* url, int target, std::uint64_t byte_limit, const std::function<void()>& on_progress,
-              Agent_Protocol::Answer& answer);
+              Agent_Protocol::Response& response);
 
 private:
     void Begin_Operation();
     void Copy_Content(const char* url, SMBCFILE* file, int target, std::uint64_t byte_limit,
-                      const std::function<void()>& on_progress, Agent_Protocol::Answer& answer);
-    void Describe_Failure(const char* url, int error, Agent_Protocol::Answer& answer);
+                      const std::function<void()>& on_progress, Agent_Protocol::Response& response);
+    void Describe_Failure(const char* url, int error, Agent_Protocol::Response& response);
     std::uint32_t Connection_Error(int error) const;
     std::uint32_t File_Error(const char* url, int error);
     bool Parent_Exists(const char* url);
@@ -53,7 +52,6 @@ private:
 
     static Smb_Session* s_session; ///< the one session, for the functions that the library calls
 
-    const Smb_Library& m_Library;
     const Agent_Protocol::Settings& m_Settings;
     SMBCCTX* m_Context = nullptr; ///< lives as long as the process: its end closes the connections at once
     smbc_get_cached_srv_fn m_Find_Connection = nullptr;

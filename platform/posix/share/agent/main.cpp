@@ -12,7 +12,6 @@
 // Agent_Protocol.h.
 
 #include "platform/posix/share/agent/Agent_Protocol.h"
-#include "platform/posix/share/agent/Smb_Library.h"
 #include "platform/posix/share/agent/Smb_Session.h"
 #include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Win32_Error.h"
@@ -26,7 +25,6 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <string>
 
 using namespace QEL::FrontEnd::Platform;
 using namespace QEL::FrontEnd::Platform::Agent_Protocol;
@@ -38,7 +36,7 @@ constexpr int Host = STDIN_FILENO;
 // An unused connection is not worth keeping: it may go stale behind a laptop's lid.
 constexpr int Idle_Limit_Ms = 15000;
 
-// Loading the library and reading its configuration.
+// The SMB client library reads its configuration.
 constexpr std::uint32_t Start_Limit_Ms = 30000;
 
 // How much later than the host this process gives up on an operation.
@@ -97,15 +95,8 @@ bool Receive(void* record, std::size_t size, File_Descriptor& target) {
     return true;
 }
 
-bool Send(const Answer& answer) {
-    return send(Host, &answer, sizeof answer, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof answer);
-}
-
-Answer Refusal(Win32_Error error, const std::string& text) {
-    Answer answer;
-    answer.error = error;
-    std::snprintf(answer.text, sizeof answer.text, "%s", text.c_str());
-    return answer;
+bool Send(const Response& response) {
+    return send(Host, &response, sizeof response, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof response);
 }
 
 bool Serve_Request(Smb_Session& session, const Request& request, int target, const Watchdog& watchdog) {
@@ -113,19 +104,19 @@ bool Serve_Request(Smb_Session& session, const Request& request, int target, con
     watchdog.Allow(allowed);
     session.Set_Timeout(request.timeout_ms);
 
-    Answer answer;
+    Response response;
     if (request.operation == Operation::Stat) {
-        session.Stat(request.url, answer);
+        session.Stat(request.url, response);
     } else {
         const auto on_progress = [&] {
             watchdog.Allow(allowed);
-            Answer progress;
+            Response progress;
             progress.in_progress = true;
             Send(progress);
         };
-        session.Read(request.url, target, request.byte_limit, on_progress, answer);
+        session.Read(request.url, target, request.byte_limit, on_progress, response);
     }
-    const bool goes_on = Send(answer) && answer.is_agent_good;
+    const bool goes_on = Send(response) && response.is_agent_good;
     watchdog.Allow(0);
     return goes_on;
 }
@@ -139,27 +130,20 @@ void Serve_Host() {
 
     const Watchdog watchdog;
     watchdog.Allow(Start_Limit_Ms);
-    std::string refusal;
-    const auto library = Smb_Library::Load(refusal);
-    std::unique_ptr<Smb_Session> session;
-    if (library) {
-        session = std::make_unique<Smb_Session>(*library, settings);
-    }
+    Smb_Session session(settings);
     watchdog.Allow(0);
 
     auto request = std::make_unique<Request>();
     pollfd host{Host, POLLIN, 0};
     while (poll(&host, 1, Idle_Limit_Ms) > 0 && Receive(request.get(), sizeof *request, target)) {
-        if (!library) {
-            Send(Refusal(Error_Module_Not_Found,
-                         "the SMB client library (package libsmbclient) cannot be loaded: " + refusal));
+        if (settings.version != Version || !watchdog.Works() || !session.Is_Ready()) {
+            Response refusal;
+            refusal.error = Error_General_Failure;
+            std::snprintf(refusal.text, sizeof refusal.text, "the share agent cannot start its work");
+            Send(refusal);
             return;
         }
-        if (settings.version != Version || !watchdog.Works() || !session->Is_Ready()) {
-            Send(Refusal(Error_General_Failure, "the share agent cannot start its work"));
-            return;
-        }
-        if (!Serve_Request(*session, *request, target.Get(), watchdog)) {
+        if (!Serve_Request(session, *request, target.Get(), watchdog)) {
             return;
         }
         target.Reset();

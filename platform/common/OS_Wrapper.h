@@ -4,10 +4,10 @@
 
 namespace QEL::FrontEnd::OSWRAPI {
 
-/// The services of a POSIX system; shares through platform/posix/share. Has no state, so its
-/// operations may run on several threads at once. Every failing operation on files sets the
-/// thread's last error.
-class Posix_OS_Wrapper : public IOSWrapper {
+/// The services of the system that the library runs on; on Linux shares as well. Has no state: threads may share it,
+/// apart from one search handle. What both platforms do alike stands beside this header, the rest in each one's
+/// files/OS_Wrapper.cpp.
+class OS_Wrapper : public IOSWrapper {
 public:
     int Stat_File(const std::string& path, std::int64_t& modification_time) override;
     std::uint64_t Get_Current_Time() override;

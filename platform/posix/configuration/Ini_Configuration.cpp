@@ -1,4 +1,4 @@
-#include "platform/posix/configuration/Configuration.h"
+#include "platform/posix/configuration/Ini_Configuration.h"
 
 #include <charconv>
 #include <cstdlib>
@@ -24,38 +24,41 @@ std::string_view Without_Blanks(std::string_view text) {
 } // namespace
 
 Configuration& Configuration::System() {
-    static Configuration s_configuration("/etc/qel/qel.ini");
+    static Ini_Configuration s_configuration("/etc/qel/qel.ini");
     return s_configuration;
 }
 
-Configuration::Configuration(std::string machine_file) : m_Machine_File(std::move(machine_file)) {}
+Ini_Configuration::Ini_Configuration(std::string machine_file) : m_Machine_File(std::move(machine_file)) {}
 
-std::optional<std::string> Configuration::Read_Text(Configuration_Scope scope, const char* section, const char* key) {
+std::optional<std::string> Ini_Configuration::Read_Text(Configuration_Scope scope, const char* section,
+                                                        const char* key) {
     const std::lock_guard lock(m_Mutex);
     const auto [file, text] = Find_Value(scope, section, key);
     return file == nullptr ? std::nullopt : std::optional<std::string>(text);
 }
 
-std::vector<std::string> Configuration::Read_List(Configuration_Scope scope, const char* section, const char* key) {
+std::vector<std::string> Ini_Configuration::Read_List(Configuration_Scope scope, const char* section, const char* key) {
     const std::lock_guard lock(m_Mutex);
     const Ini_File* file = Find_Value(scope, section, key).file;
     return file == nullptr ? std::vector<std::string>() : file->Values(section, key);
 }
 
-std::optional<std::int64_t> Configuration::Read_Integer(Configuration_Scope scope, const char* section,
-                                                        const char* key) {
+std::optional<std::uint32_t> Ini_Configuration::Read_Integer(Configuration_Scope scope, const char* section,
+                                                             const char* key) {
     const std::lock_guard lock(m_Mutex);
     const auto [file, text] = Find_Value(scope, section, key);
-    return file == nullptr ? std::nullopt : Parse_Integer(text);
+    const auto number = file == nullptr ? std::nullopt : Parse_Integer(text);
+    return number ? Low_32_Bits(*number) : std::nullopt;
 }
 
-std::optional<std::string> Configuration::Find_File(Configuration_Scope scope, const char* section, const char* key) {
+std::optional<std::string> Ini_Configuration::Find_Place(Configuration_Scope scope, const char* section,
+                                                         const char* key) {
     const std::lock_guard lock(m_Mutex);
     const Ini_File* file = Find_Value(scope, section, key).file;
     return file == nullptr ? std::nullopt : std::optional<std::string>(file->Path());
 }
 
-std::string Configuration::Problem() {
+std::string Ini_Configuration::Problem() {
     const std::lock_guard lock(m_Mutex);
     Refresh_User_File();
     m_Machine_File.Refresh();
@@ -66,7 +69,8 @@ std::string Configuration::Problem() {
     return problem + m_Machine_File.Problem();
 }
 
-Configuration::Found_Value Configuration::Find_Value(Configuration_Scope scope, const char* section, const char* key) {
+Ini_Configuration::Found_Value Ini_Configuration::Find_Value(Configuration_Scope scope, const char* section,
+                                                             const char* key) {
     if (scope != Configuration_Scope::Machine) {
         Refresh_User_File();
         if (const char* const text = m_User_File ? m_User_File->Value(section, key) : nullptr) {
@@ -82,7 +86,7 @@ Configuration::Found_Value Configuration::Find_Value(Configuration_Scope scope, 
     return {};
 }
 
-void Configuration::Refresh_User_File() {
+void Ini_Configuration::Refresh_User_File() {
     const std::string_view config_home = Environment("XDG_CONFIG_HOME");
     const std::string_view home = Environment("HOME");
     if (config_home != m_Config_Home || home != m_Home) {

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QEL::FrontEnd::Platform {
+
+/// The key of the registry, or the section of the INI files, that configures the cache.
+inline constexpr const char* Options_Key = "Software\\QEL\\QELLogon\\Options";
+
+/// Whose values are read.
+enum class Configuration_Scope { User, Machine, User_Then_Machine };
+
+/// The configuration of the user and of the machine. Every read answers with the values of that
+/// moment. Where the user has the value, the machine's does not count, whatever the user's holds.
+/// Thread-safe, as long as no thread changes the environment meanwhile.
+class Configuration {
+public:
+    /// The one that the whole process reads.
+    static Configuration& System();
+
+    virtual ~Configuration() = default;
+
+    /// A text; none when it is missing or of another kind.
+    virtual std::optional<std::string> Read_Text(Configuration_Scope scope, const char* key, const char* value) = 0;
+
+    /// A list of texts, the user's or the machine's. Empty when it is missing or of another kind.
+    virtual std::vector<std::string> Read_List(Configuration_Scope scope, const char* key, const char* value) = 0;
+
+    /// The low 32 bits of a number from -2^31 to 2^32 - 1. None when it is missing, anything else or
+    /// beyond that range.
+    virtual std::optional<std::uint32_t> Read_Integer(Configuration_Scope scope, const char* key,
+                                                      const char* value) = 0;
+
+    /// Where the value that counts stands, for people; none when it is missing.
+    virtual std::optional<std::string> Find_Place(Configuration_Scope scope, const char* key, const char* value) = 0;
+
+    /// Which places had to be passed over, and why, one a line; empty when all is well.
+    virtual std::string Problem() = 0;
+};
+
+/// What Configuration::Read_Integer makes of a number.
+std::optional<std::uint32_t> Low_32_Bits(std::int64_t number);
+
+} // namespace QEL::FrontEnd::Platform

@@ -1,9 +1,0 @@
-#include "util/Path_Separator.h"
-
-namespace QEL::FrontEnd::Util::FileSystem {
-
-char Path_Separator(const std::string& directory) {
-    return directory.starts_with('/') ? '/' : '\\';
-}
-
-} // namespace QEL::FrontEnd::Util::FileSystem

@@ -1,0 +1,156 @@
+#include "platform/common/Configuration.h"
+
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/handles/Unique_Handle.h"
+
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+struct Key_Kind {
+    using Value = HKEY;
+    static Value Nothing() { return nullptr; }
+    static void Close(Value key) { RegCloseKey(key); }
+};
+
+using Registry_Key = Unique_Handle<Key_Kind>;
+
+struct Registry_Value {
+    DWORD type = REG_NONE;
+    std::string data; ///< as stored; a text may or may not end in zeros
+};
+
+std::optional<Registry_Value> Read_Value(HKEY root, const char* key, const char* value) {
+    Registry_Key opened;
+    if (RegOpenKeyExA(root, key, 0, KEY_QUERY_VALUE, opened.Receive()) != ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+
+    // A number fits into the room that a text has without an allocation. The value may grow between
+    // two calls.
+    Registry_Value read;
+    auto size = static_cast<DWORD>(read.data.capacity());
+    LONG result = ERROR_MORE_DATA;
+    while (result == ERROR_MORE_DATA) {
+        read.data.resize(size);
+        result = RegQueryValueExA(opened.Get(), value, nullptr, &read.type, reinterpret_cast<BYTE*>(read.data.data()),
+                                  &size);
+    }
+    if (result != ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    read.data.resize(size);
+    return read;
+}
+
+std::optional<Registry_Value> Read_Value(Configuration_Scope scope, const char* key, const char* value) {
+    std::optional<Registry_Value> read;
+    if (scope != Configuration_Scope::Machine) {
+        read = Read_Value(HKEY_CURRENT_USER, key, value);
+    }
+    if (!read && scope != Configuration_Scope::User) {
+        read = Read_Value(HKEY_LOCAL_MACHINE, key, value);
+    }
+    return read;
+}
+
+std::string Up_To_First_Zero(const std::string& data) {
+    return data.substr(0, data.find('\0'));
+}
+
+std::string Expand_Environment(const std::string& text) {
+    std::string expanded(32767, '\0');
+    const DWORD size = ExpandEnvironmentStringsA(text.c_str(), expanded.data(), static_cast<DWORD>(expanded.size()));
+    // The size counts the terminating zero.
+    if (size == 0 || size > expanded.size()) {
+        return text;
+    }
+    expanded.resize(size - 1);
+    return expanded;
+}
+
+std::optional<std::uint32_t> Parse_Integer(std::string_view text) {
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool is_number = error == std::errc() && end == text.data() + text.size();
+    return is_number ? Low_32_Bits(number) : std::nullopt;
+}
+
+/// The values of the registry. A list may be a single text; environment variables are expanded in a
+/// text of the expandable kind; a number may be a text that is a decimal number with an optional sign.
+class Registry_Configuration : public Configuration {
+public:
+    std::optional<std::string> Read_Text(Configuration_Scope scope, const char* key, const char* value) override {
+        const auto read = Read_Value(scope, key, value);
+        if (!read || (read->type != REG_SZ && read->type != REG_EXPAND_SZ)) {
+            return std::nullopt;
+        }
+        const std::string text = Up_To_First_Zero(read->data);
+        return read->type == REG_EXPAND_SZ ? Expand_Environment(text) : text;
+    }
+
+    std::vector<std::string> Read_List(Configuration_Scope scope, const char* key, const char* value) override {
+        std::vector<std::string> texts;
+        const auto read = Read_Value(scope, key, value);
+        if (!read || (read->type != REG_MULTI_SZ && read->type != REG_SZ)) {
+            return texts;
+        }
+
+        // Each text ends with a zero, the list with an empty text; a list written by hand may lack both.
+        std::string_view rest = read->data;
+        while (!rest.empty() && rest.front() != '\0') {
+            const std::string_view text = rest.substr(0, rest.find('\0'));
+            texts.emplace_back(text);
+            rest.remove_prefix(text.size() == rest.size() ? text.size() : text.size() + 1);
+            if (read->type == REG_SZ) {
+                break;
+            }
+        }
+        return texts;
+    }
+
+    std::optional<std::uint32_t> Read_Integer(Configuration_Scope scope, const char* key, const char* value) override {
+        const auto read = Read_Value(scope, key, value);
+        if (!read) {
+            return std::nullopt;
+        }
+        if (read->type == REG_SZ) {
+            return Parse_Integer(Up_To_First_Zero(read->data));
+        }
+        std::uint32_t number = 0;
+        if (read->type != REG_DWORD || read->data.size() != sizeof(number)) {
+            return std::nullopt;
+        }
+        std::memcpy(&number, read->data.data(), sizeof(number));
+        return number;
+    }
+
+    std::optional<std::string> Find_Place(Configuration_Scope scope, const char* key, const char* value) override {
+        if (scope != Configuration_Scope::Machine && Read_Value(HKEY_CURRENT_USER, key, value)) {
+            return std::string("HKEY_CURRENT_USER\\") + key;
+        }
+        if (scope != Configuration_Scope::User && Read_Value(HKEY_LOCAL_MACHINE, key, value)) {
+            return std::string("HKEY_LOCAL_MACHINE\\") + key;
+        }
+        return std::nullopt;
+    }
+
+    /// The registry is there, and a value in it is whole.
+    std::string Problem() override { return {}; }
+};
+
+} // namespace
+
+Configuration& Configuration::System() {
+    static Registry_Configuration s_configuration;
+    return s_configuration;
+}
+
+} // namespace QEL::FrontEnd::Platform

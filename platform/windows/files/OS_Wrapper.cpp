@@ -1,0 +1,88 @@
+#include "platform/common/OS_Wrapper.h"
+
+#include "platform/common/Control_Characters.h"
+#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/handles/Last_Error_Keeper.h"
+#include "util/Path_Queries.h"
+
+#include <optional>
+
+namespace QEL::FrontEnd::OSWRAPI {
+
+namespace {
+
+std::uint64_t Hundred_Nanoseconds(const FILETIME& time) {
+    return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+/// The attributes of what exists at a path; none when nothing does.
+std::optional<DWORD> Attributes(const std::string& path) {
+    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+        return std::nullopt;
+    }
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    return attributes == INVALID_FILE_ATTRIBUTES ? std::nullopt : std::optional(attributes);
+}
+
+} // namespace
+
+int OS_Wrapper::Stat_File(const std::string& path, std::int64_t& modification_time) {
+    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+        return ERROR_INVALID_NAME;
+    }
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) == 0) {
+        return static_cast<int>(GetLastError());
+    }
+    modification_time = static_cast<std::int64_t>(Hundred_Nanoseconds(data.ftLastWriteTime));
+    return ERROR_SUCCESS;
+}
+
+std::uint64_t OS_Wrapper::Get_Current_Time() {
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    return Hundred_Nanoseconds(now);
+}
+
+bool OS_Wrapper::File_Exists(const std::string& path) {
+    const auto attributes = Attributes(path);
+    // The names of devices have attributes in every directory.
+    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !Util::FileSystem::Is_Not_A_File(path);
+}
+
+bool OS_Wrapper::Directory_Exists(const std::string& path) {
+    const auto attributes = Attributes(path);
+    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool OS_Wrapper::Delete_File(const std::string& path) {
+    const auto attributes = Attributes(path);
+    if (!attributes || (*attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        return false;
+    }
+    if (DeleteFileA(path.c_str()) != 0) {
+        return true;
+    }
+    if ((*attributes & FILE_ATTRIBUTE_READONLY) == 0) {
+        return false;
+    }
+
+    SetFileAttributesA(path.c_str(), *attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+    if (DeleteFileA(path.c_str()) != 0) {
+        return true;
+    }
+    const Platform::Last_Error_Keeper reason_of_failure;
+    SetFileAttributesA(path.c_str(), *attributes);
+    return false;
+}
+
+unsigned int OS_Wrapper::Get_Drive_Type(const char* root) {
+    // Without the separator the system would take "C:" for the current directory of that drive.
+    std::string root_directory = root;
+    if (root_directory.ends_with(':')) {
+        root_directory += '\\';
+    }
+    return GetDriveTypeA(root_directory.c_str());
+}
+
+} // namespace QEL::FrontEnd::OSWRAPI
