@@ -32,6 +32,5 @@ if [ $# -gt 0 ]; then
     exit
 fi
 
-# Without nginx the walk-through makes do with python3's server.
 "$here/scripts/setup.sh" demo || printf 'run.sh: going on without the missing servers.\n' >&2
-"$here/scripts/walkthrough/walkthrough.sh" "$here/build/linux/bin/qelfilecache" "$here/examples/landscape/landscape.xml"
+"$here/scripts/walkthrough.sh" "$here/build/linux/bin/qelfilecache" "$here/examples/landscape/landscape.xml"

@@ -31,7 +31,7 @@ IFileCache::~IFileCache() = default;
     } while (false)
 
 std::shared_ptr<IFileCache> IFileCache::Instance() {
-    static std::shared_ptr<IFileCache> s_instance;
+    static std::shared_ptr<IFileCache> s_instance; // GCOVR_EXCL_BR_LINE: who waits for its making
 
     const std::lock_guard guard(s_api_mutex);
     TRACE_STATIC_DATA("CALL\n");

@@ -119,16 +119,12 @@ fuzz() {
 }
 
 coverage() {
-    local log=$logs/coverage.log status=0 counted gaps cause
-    scripts/coverage.sh >"$log" 2>&1 || status=$?
-    counted=$(sed -n 's/^all *\([0-9]* of *[0-9]*\) *\([0-9]* of *[0-9]*\)$/\1 lines, \2 branches/p' "$log" | tr -s ' ')
-    gaps=$(grep -cE '^  (UNEXPLAINED|OUTDATED)' "$log")
-    # Nothing was counted, or something failed behind it.
-    { [ "$status" -ne 0 ] || [ -z "$counted" ]; } && [ "$gaps" -eq 0 ] && gaps=1
-    cause=$(sed -n 's/^coverage.sh: //p' "$log" | tail -n 1)
-    [ -n "$counted" ] || counted="not counted: ${cause:-see $log}"
-    row "lines and branches of the product that tests run" "$counted" "$gaps"
-    [ "$gaps" -eq 0 ] || tail -n 40 "$log"
+    local log=$logs/coverage.log counted failed=0
+    scripts/coverage.sh >"$log" 2>&1 || failed=1
+    counted=$(sed -n 's/^\(lines\|branches\): .*(\([0-9]*\) out of \([0-9]*\))$/\2 of \3 \1/p' "$log" | paste -sd , | sed 's/,/, /')
+    [ -n "$counted" ] || failed=1
+    row "lines and branches of the product that tests run" "${counted:-not counted, see $log}" "$failed"
+    [ "$failed" -eq 0 ] || tail -n 40 "$log"
 }
 
 report() {

@@ -18,15 +18,15 @@ build_packages=(
 )
 package_packages=(debhelper)
 windows_packages=(g++-mingw-w64-x86-64-posix)
-demo_packages=(nginx-light samba)
+demo_packages=(python3 samba)
 test_packages=(
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
-    chromium curl groff-base openssl python3 smbclient strace valgrind
+    chromium curl groff-base nginx-light openssl smbclient strace valgrind
     doxygen lintian
     lld wine64
 )
 bench_packages=(
-    libbenchmark-dev python3
+    libbenchmark-dev nginx-light
     curl libproj-dev libspdlog-dev python3-aiohttp python3-fsspec python3-requests qtbase5-dev smbclient wget
 )
 

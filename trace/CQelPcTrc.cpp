@@ -173,7 +173,7 @@ bool CQelPcTrc::SetLock() {
         std::fputs("ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n", Standard_Error());
         return false;
     }
-    switch (m_Mutex->Wait(Lock_Timeout_Milliseconds)) {
+    switch (m_Mutex->Wait(Lock_Timeout_Milliseconds)) { // GCOVR_EXCL_BR_LINE: each value has its case
     case System_Mutex::Wait_Result::Acquired:
         return true;
     case System_Mutex::Wait_Result::Abandoned:

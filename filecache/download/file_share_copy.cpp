@@ -53,7 +53,7 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
         // The copy takes C strings: it would fetch the file that is named before a NUL.
         copied = url.find('\0') == std::string::npos &&
                  m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) != 0;
-    } catch (const std::runtime_error&) {
+    } catch (const std::runtime_error&) { // GCOVR_EXCL_BR_LINE: nothing throws another kind
         // Without a name there is no copy: it failed like any other, and the older one may stand in.
     }
     if (!copied) {

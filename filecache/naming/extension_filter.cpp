@@ -23,7 +23,7 @@ std::string CFileCache::Filter_Dangerous_Extensions(const std::string& extension
         std::any_of(Dangerous_Extensions.begin(), Dangerous_Extensions.end(), [&](const char* dangerous_extension) {
             return Util::Compare_Ignoring_Case(dangerous_extension, extension) == 0;
         });
-    std::string filtered = dangerous ? Default_Extension : extension;
+    std::string filtered = dangerous ? Default_Extension : extension; // GCOVR_EXCL_BR_LINE: half-way, only an exception
     TRACE_RETURN("%s", Shown(filtered));
     return filtered;
 }
