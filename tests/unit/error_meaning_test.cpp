@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string_view>
+
 namespace QEL::FrontEnd::Util {
 namespace {
 
@@ -33,6 +36,10 @@ TEST(Http_Status, HasAMeaning) {
     EXPECT_EQ(Meaning_Of_Status(418), "the server refuses the request");
     EXPECT_EQ(Meaning_Of_Status(503), "the service is not available");
     EXPECT_EQ(Meaning_Of_Status(599), "internal error of the server");
+    std::set<std::string_view> meanings;
+    for (const long status : {304, 400, 401, 403, 404, 405, 407, 410, 429, 502, 503, 504}) {
+        EXPECT_TRUE(meanings.insert(Meaning_Of_Status(status)).second) << status;
+    }
 }
 
 TEST(Http_Status, KnowsRedirectsAndRefusalsOfHead) {
