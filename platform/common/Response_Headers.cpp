@@ -1,6 +1,8 @@
 #include "platform/common/Response_Headers.h"
 
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 
 #include "platform/common/Control_Characters.h"
 
@@ -24,6 +26,14 @@ std::string Clean_Header_Value(std::string_view raw) {
     }
     const auto last = value.find_last_not_of(" \t");
     return value.substr(first, last - first + 1);
+}
+
+std::optional<std::uint64_t> Content_Length(std::string_view text) {
+    std::uint64_t length = 0;
+    const char* const text_end = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), text_end, length);
+    const bool is_length = error == std::errc() && end == text_end && length <= INT64_MAX;
+    return is_length ? std::optional(length) : std::nullopt;
 }
 
 bool Equal_Without_Case(std::string_view left, std::string_view right) {

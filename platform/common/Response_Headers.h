@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,6 +16,9 @@ namespace QEL::FrontEnd::Platform {
 /// the byte 1A ends a file that is read as text: the entries behind it, or the whole list, would be lost.
 std::string Clean_Header_Value(std::string_view raw);
 
+/// The number of a Content-Length header; nothing for a text that is not a number of 64 bits with sign.
+std::optional<std::uint64_t> Content_Length(std::string_view text);
+
 /// The headers of one response.
 ///
 /// The values are clean.
@@ -22,8 +27,6 @@ public:
     /// Takes a line as it came from the server: a header, the continuation of the one before (a line
     /// that begins with white space), or anything else, which is dropped.
     void Add_Line(std::string_view line);
-
-    void Clear() { m_Headers.clear(); }
 
     /// The value of the first header of that name (any letter case), as Windows' clients answer;
     /// empty when there is none.

@@ -7,7 +7,7 @@
 
 namespace QEL::FrontEnd::Platform {
 
-/// The body of an answer, which grows while it arrives.
+/// The body of a response, which grows while it arrives.
 ///
 /// It grows in place: the C library moves the pages of a large block to a larger one instead of
 /// copying their bytes, and pages not yet written to take no memory. So a body never takes more

@@ -34,12 +34,6 @@ long Connect_Ceiling(const Http_Timeouts& timeouts) {
     return static_cast<long>(std::min(sum, Longest_Wait).count());
 }
 
-bool Is_Length(std::string_view text) {
-    constexpr std::size_t most_digits = 18; // of a signed 64-bit number, whatever they are
-    return !text.empty() && text.size() <= most_digits &&
-           text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 /// Whether the body of such a response is the file. Of the others the status tells enough.
 bool Is_Body_The_File(long status) {
     return status >= 200 && status < 300 && status != 204;
@@ -56,10 +50,7 @@ std::optional<Http_Failure> Http_Exchange::Run() {
         return Http_Failure{Error_Out_Of_Memory, "There is not enough memory for a request."};
     }
     Set_Options();
-    return Conclude(Perform());
-}
-
-std::optional<Http_Failure> Http_Exchange::Conclude(CURLcode result) {
+    const auto result = Perform();
     if (m_Failure) {
         return m_Failure;
     }
@@ -68,7 +59,9 @@ std::optional<Http_Failure> Http_Exchange::Conclude(CURLcode result) {
         return Failure(result != CURLE_OK ? result : CURLE_GOT_NOTHING);
     }
     if (m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Tls().is_closed) {
-        return Cut_Body_Failure();
+        return Fail(Error_Internet_Connection_Aborted,
+                    "The server {server} ended the connection without a word, so its answer may have been cut on the "
+                    "way. Try again, and have the server send a Content-Length.");
     }
     m_Response.status = Info<long>(CURLINFO_RESPONSE_CODE);
     m_Response.body = {m_Body->Data(), m_Body->Size()};
@@ -210,7 +203,7 @@ bool Http_Exchange::Is_Request_Acknowledged() const {
 bool Http_Exchange::On_Header_Line(std::string_view line) {
     m_Header_Bytes += line.size();
     if (m_Header_Bytes > Largest_Headers) {
-        return Refuse(Error_Http_Invalid_Server_Response, "sent more headers than a response may have");
+        return Refuse("sent more headers than a response may have");
     }
     if (m_Step == Step::Body) {
         return true; // a trailer after the body
@@ -226,13 +219,13 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
     // libcurl lets numbers of any length pass in a status line of HTTP/2. The caller would take some of
     // them for error numbers.
     if (status < 100 || status > 999) {
-        return Refuse(Error_Http_Invalid_Server_Response, "sent an invalid status");
+        return Refuse("sent an invalid status");
     }
     if (status == 101) {
-        return Refuse(Error_Http_Invalid_Server_Response, "switched to another protocol");
+        return Refuse("switched to another protocol");
     }
     if (status < 200) {
-        m_Response.headers.Clear();
+        m_Response.headers = {};
         return true;
     }
     return On_Headers_End(status);
@@ -241,20 +234,21 @@ bool Http_Exchange::On_Header_Line(std::string_view line) {
 bool Http_Exchange::On_Headers_End(long status) {
     // Transfer codings may be used only when they were asked for. A compressed one could in
     // addition grow without bounds here.
-    const auto codings = m_Response.headers.Values("Transfer-Encoding");
-    if (!std::all_of(codings.begin(), codings.end(), [](const auto& coding) {
-            return Equal_Without_Case(coding, "chunked") || Equal_Without_Case(coding, "identity");
-        })) {
-        return Refuse(Error_Http_Invalid_Server_Response, "used a transfer coding that was not asked for");
+    bool is_chunked = false;
+    for (const auto& coding : m_Response.headers.Values("Transfer-Encoding")) {
+        if (Equal_Without_Case(coding, "chunked")) {
+            is_chunked = true;
+        } else if (!Equal_Without_Case(coding, "identity")) {
+            return Refuse("used a transfer coding that was not asked for");
+        }
     }
-    // A response with two lengths, or one that is no number, ends nobody knows where.
+    // A response with two lengths, or one that is not a number, ends nobody knows where.
     const auto lengths = m_Response.headers.Values("Content-Length");
-    if (!std::all_of(lengths.begin(), lengths.end(),
-                     [&](const auto& length) { return length == lengths.front() && Is_Length(length); })) {
-        return Refuse(Error_Http_Invalid_Server_Response, "sent a response of unclear length");
+    for (const auto& length : lengths) {
+        if (length != lengths.front() || !Content_Length(length)) {
+            return Refuse("sent a response of unclear length");
+        }
     }
-    const bool is_chunked = std::any_of(codings.begin(), codings.end(),
-                                        [](const auto& coding) { return Equal_Without_Case(coding, "chunked"); });
     m_Ends_With_Connection =
         m_Request.method == Http_Method::Get && Is_Body_The_File(status) && lengths.empty() && !is_chunked;
     Enter(Step::Body);
@@ -263,20 +257,18 @@ bool Http_Exchange::On_Headers_End(long status) {
 
 bool Http_Exchange::On_Body(std::string_view bytes) {
     m_Last_Packet = Clock::now();
+    const auto content_length = Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
+    if (content_length > static_cast<curl_off_t>(Body_Buffer::Largest_Size) ||
+        bytes.size() > Body_Buffer::Largest_Size - m_Body->Size()) {
+        return Refuse("sent a body of more than 2 GB");
+    }
     if (m_Body->Size() == 0) {
-        const auto content_length = Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
-        if (content_length > static_cast<curl_off_t>(Body_Buffer::Largest_Size)) {
-            return Refuse(Error_Http_Invalid_Server_Response, "sent a body of more than 2 GB");
-        }
         m_Body->Reserve(static_cast<std::size_t>(std::max<curl_off_t>(content_length, 0)));
     }
-    if (bytes.size() > Body_Buffer::Largest_Size - m_Body->Size()) {
-        return Refuse(Error_Http_Invalid_Server_Response, "sent a body of more than 2 GB");
-    }
-    return m_Body->Append(bytes) || Refuse(Error_Out_Of_Memory, "sent more than this machine has memory for");
+    return m_Body->Append(bytes) || Refuse("sent more than this machine has memory for", Error_Out_Of_Memory);
 }
 
-bool Http_Exchange::Refuse(std::uint32_t error, std::string_view reason) {
+bool Http_Exchange::Refuse(std::string_view reason, std::uint32_t error) {
     m_Failure = Fail(error, "The server {server} {detail}. Check that the URL names a file on a web server.", reason);
     return false;
 }

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "platform/common/Http_Request.h"
+#include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Body_Buffer.h"
 #include "platform/posix/http/Connection_Pool.h"
 
@@ -50,8 +51,6 @@ private:
 
     void Set_Options();
     CURLcode Perform();
-    /// Completes the response, or says why there is none.
-    std::optional<Http_Failure> Conclude(CURLcode result);
 
     bool On_Header_Line(std::string_view line);
     bool On_Headers_End(long status);
@@ -60,7 +59,7 @@ private:
     template <bool (Http_Exchange::*Handler)(std::string_view)>
     static std::size_t On_Data(char* data, std::size_t, std::size_t size, void* exchange);
     /// Notes why the response is refused; false, for the caller to return.
-    bool Refuse(std::uint32_t error, std::string_view reason);
+    bool Refuse(std::string_view reason, std::uint32_t error = Error_Http_Invalid_Server_Response);
 
     template <typename Number>
     Number Info(CURLINFO info) const;
@@ -69,8 +68,6 @@ private:
     Http_Failure Fail(std::uint32_t error, std::string_view text, std::string_view detail = {}) const;
     Http_Failure Failure(CURLcode result) const;
     Http_Failure Timeout_Failure() const;
-    Http_Failure Certificate_Failure() const;
-    Http_Failure Cut_Body_Failure() const;
 
     Connection& m_Connection;
     const Http_Request& m_Request;

@@ -1,6 +1,9 @@
 #include "platform/posix/http/Http_Exchange.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <initializer_list>
+#include <span>
 #include <system_error>
 
 #include <openssl/x509_vfy.h>
@@ -15,100 +18,94 @@ namespace QEL::FrontEnd::Platform {
 namespace {
 
 struct Failure_Text {
-    long result; ///< of libcurl, or of OpenSSL's check of a certificate
+    std::initializer_list<long> results; ///< of libcurl, or of OpenSSL's check of a certificate
     WinInet_Error error;
     const char* text;
 };
 
-constexpr const char* tls_failed = "No secure connection to the server {server} came about: the TLS handshake failed. "
-                                   "Check that the server offers TLS 1.2 or newer on this port.";
-constexpr const char* cut_off = "The server {server} ended the connection without a whole answer{detail}. Check that "
-                                "the server runs and that no firewall or proxy is in the way.";
-constexpr const char* no_memory = "There is not enough memory for the request to {server}.";
 constexpr const char* bad_response = "The answer of the server {server} is not valid HTTP. Check that the URL names a "
                                      "file on a web server, and the port.";
 constexpr const char* revoked = "The certificate of the server {server} has been revoked by its authority. Do not "
                                 "trust this server until it has a new one.";
 
+// The last of each table is for all other results.
 constexpr Failure_Text curl_failures[] = {
-    {CURLE_URL_MALFORMAT, Error_Internet_Invalid_URL, "The URL is not valid. Check its spelling."},
-    {CURLE_COULDNT_RESOLVE_HOST, Error_Internet_Name_Not_Resolved,
+    {{CURLE_URL_MALFORMAT}, Error_Internet_Invalid_URL, "The URL is not valid. Check its spelling."},
+    {{CURLE_COULDNT_RESOLVE_HOST},
+     Error_Internet_Name_Not_Resolved,
      "The name of the server {host} cannot be resolved. Check the server's name in the URL and the network settings of "
      "this machine."},
-    {CURLE_COULDNT_RESOLVE_PROXY, Error_Internet_Name_Not_Resolved,
+    {{CURLE_COULDNT_RESOLVE_PROXY},
+     Error_Internet_Name_Not_Resolved,
      "The name of the proxy server for {server} cannot be resolved. Check the proxy settings."},
-    {CURLE_COULDNT_CONNECT, Error_Internet_Cannot_Connect,
+    {{CURLE_COULDNT_CONNECT},
+     Error_Internet_Cannot_Connect,
      "The server {server} cannot be connected to{detail}. Check that the server runs and that no firewall or proxy is "
      "in the way."},
-    {CURLE_PROXY, Error_Internet_Cannot_Connect,
+    {{CURLE_PROXY},
+     Error_Internet_Cannot_Connect,
      "The server {server} cannot be reached through the proxy. Check that the server runs and that no firewall or "
      "proxy is in the way."},
-    {CURLE_SSL_CACERT_BADFILE, Error_Internet_Security_Channel,
+    {{CURLE_SSL_CACERT_BADFILE},
+     Error_Internet_Security_Channel,
      "The certificate of the server {server} cannot be checked: the list of authorities of this machine cannot be "
      "read. Check SSL_CERT_FILE and the ca-certificates package."},
-    {CURLE_SSL_CONNECT_ERROR, Error_Internet_Security_Channel, tls_failed},
-    {CURLE_SSL_CIPHER, Error_Internet_Security_Channel, tls_failed},
-    {CURLE_SSL_ENGINE_INITFAILED, Error_Internet_Security_Channel, tls_failed},
-    {CURLE_SSL_SHUTDOWN_FAILED, Error_Internet_Security_Channel, tls_failed},
-    {CURLE_USE_SSL_FAILED, Error_Internet_Security_Channel, tls_failed},
-    {CURLE_RECV_ERROR, Error_Internet_Connection_Aborted, cut_off},
-    {CURLE_SEND_ERROR, Error_Internet_Connection_Aborted, cut_off},
-    {CURLE_GOT_NOTHING, Error_Internet_Connection_Aborted, cut_off},
-    {CURLE_PARTIAL_FILE, Error_Internet_Connection_Aborted,
+    {{CURLE_SSL_CONNECT_ERROR, CURLE_SSL_CIPHER, CURLE_SSL_ENGINE_INITFAILED, CURLE_SSL_SHUTDOWN_FAILED,
+      CURLE_USE_SSL_FAILED},
+     Error_Internet_Security_Channel,
+     "No secure connection to the server {server} came about: the TLS handshake failed. Check that the server offers "
+     "TLS 1.2 or newer on this port."},
+    {{CURLE_RECV_ERROR, CURLE_SEND_ERROR, CURLE_GOT_NOTHING},
+     Error_Internet_Connection_Aborted,
+     "The server {server} ended the connection without a whole answer{detail}. Check that the server runs and that no "
+     "firewall or proxy is in the way."},
+    {{CURLE_PARTIAL_FILE},
+     Error_Internet_Connection_Aborted,
      "The server {server} sent less than it had promised. Check that the server runs and that no firewall or proxy is "
      "in the way."},
-    {CURLE_WRITE_ERROR, Error_Out_Of_Memory, no_memory}, // of a callback; what it refuses has been reported already
-    {CURLE_OUT_OF_MEMORY, Error_Out_Of_Memory, no_memory},
-    {CURLE_UNSUPPORTED_PROTOCOL, Error_Http_Invalid_Server_Response, bad_response},
-    {CURLE_WEIRD_SERVER_REPLY, Error_Http_Invalid_Server_Response, bad_response},
-    {CURLE_BAD_CONTENT_ENCODING, Error_Http_Invalid_Server_Response, bad_response},
-    {CURLE_BAD_FUNCTION_ARGUMENT, Error_Http_Invalid_Server_Response, bad_response}, // a header that is not valid
+    // The first is a callback's, which has reported already what it refuses.
+    {{CURLE_WRITE_ERROR, CURLE_OUT_OF_MEMORY},
+     Error_Out_Of_Memory,
+     "There is not enough memory for the request to {server}."},
+    // The last is of libcurl's own functions, for a header that is not valid.
+    {{CURLE_UNSUPPORTED_PROTOCOL, CURLE_WEIRD_SERVER_REPLY, CURLE_BAD_CONTENT_ENCODING, CURLE_BAD_FUNCTION_ARGUMENT},
+     Error_Http_Invalid_Server_Response,
+     bad_response},
+    {{}, Error_Internet_Internal_Error, "The request to the server {server} failed{detail}."},
 };
-constexpr Failure_Text other_curl_failure = {0, Error_Internet_Internal_Error,
-                                             "The request to the server {server} failed: {detail}."};
-
-constexpr const char* wrong_name = "The certificate of the server {server} was issued for another name than {host}. "
-                                   "Check the server's name in the URL.";
-constexpr const char* not_yet_valid = "The certificate of the server {server} is not yet valid. Check the date of this "
-                                      "machine, then the server's certificate.";
-constexpr const char* expired = "The certificate of the server {server} has expired. Check the date of this machine, "
-                                "then have the server's certificate renewed.";
-constexpr const char* unknown_authority =
-    "The certificate of the server {server} comes from an authority that this machine does not trust, or the server "
-    "does not send its whole chain. Install the authority's certificate, or have the chain fixed.";
 
 constexpr Failure_Text certificate_failures[] = {
-    {X509_V_OK, Error_Internet_Cert_Name_Invalid, wrong_name}, // the chain is valid, so it was the name
-    // What libcurl leaves there when it has rejected the name itself.
-    {X509_V_ERR_UNSPECIFIED, Error_Internet_Cert_Name_Invalid, wrong_name},
-    {X509_V_ERR_HOSTNAME_MISMATCH, Error_Internet_Cert_Name_Invalid, wrong_name},
-    {X509_V_ERR_IP_ADDRESS_MISMATCH, Error_Internet_Cert_Name_Invalid, wrong_name},
-    {X509_V_ERR_CERT_NOT_YET_VALID, Error_Internet_Cert_Date_Invalid, not_yet_valid},
-    {X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD, Error_Internet_Cert_Date_Invalid, not_yet_valid},
-    {X509_V_ERR_CERT_HAS_EXPIRED, Error_Internet_Cert_Date_Invalid, expired},
-    {X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD, Error_Internet_Cert_Date_Invalid, expired},
-    {X509_V_ERR_CERT_REVOKED, Error_Internet_Cert_Revoked, revoked},
-    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_INVALID_CA, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_CERT_UNTRUSTED, Error_Internet_Invalid_Authority, unknown_authority},
-    {X509_V_ERR_CERT_REJECTED, Error_Internet_Invalid_Authority, unknown_authority},
+    // The chain is valid, so it was the name. The second is what libcurl leaves when it has rejected the name itself.
+    {{X509_V_OK, X509_V_ERR_UNSPECIFIED, X509_V_ERR_HOSTNAME_MISMATCH, X509_V_ERR_IP_ADDRESS_MISMATCH},
+     Error_Internet_Cert_Name_Invalid,
+     "The certificate of the server {server} was issued for another name than {host}. Check the server's name in the "
+     "URL."},
+    {{X509_V_ERR_CERT_NOT_YET_VALID, X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD},
+     Error_Internet_Cert_Date_Invalid,
+     "The certificate of the server {server} is not yet valid. Check the date of this machine, then the server's "
+     "certificate."},
+    {{X509_V_ERR_CERT_HAS_EXPIRED, X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD},
+     Error_Internet_Cert_Date_Invalid,
+     "The certificate of the server {server} has expired. Check the date of this machine, then have the server's "
+     "certificate renewed."},
+    {{X509_V_ERR_CERT_REVOKED}, Error_Internet_Cert_Revoked, revoked},
+    {{X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY,
+      X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN,
+      X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, X509_V_ERR_INVALID_CA, X509_V_ERR_CERT_UNTRUSTED,
+      X509_V_ERR_CERT_REJECTED},
+     Error_Internet_Invalid_Authority,
+     "The certificate of the server {server} comes from an authority that this machine does not trust, or the server "
+     "does not send its whole chain. Install the authority's certificate, or have the chain fixed."},
+    {{},
+     Error_Internet_Invalid_Certificate,
+     "The certificate of the server {server} is not valid{detail}. Have it replaced."},
 };
-constexpr Failure_Text other_certificate_failure = {
-    0, Error_Internet_Invalid_Certificate,
-    "The certificate of the server {server} is not valid ({detail}). Have it replaced."};
 
-template <std::size_t Size>
-const Failure_Text& Find(const Failure_Text (&texts)[Size], long result, const Failure_Text& other) {
-    for (const auto& text : texts) {
-        if (text.result == result) {
-            return text;
-        }
-    }
-    return other;
+const Failure_Text& Find(std::span<const Failure_Text> texts, long result) {
+    const auto found = std::find_if(texts.begin(), texts.end() - 1, [result](const Failure_Text& text) {
+        return std::find(text.results.begin(), text.results.end(), result) != text.results.end();
+    });
+    return *found;
 }
 
 } // namespace
@@ -135,7 +132,9 @@ Http_Failure Http_Exchange::Failure(CURLcode result) const {
         return Timeout_Failure();
     }
     if (result == CURLE_PEER_FAILED_VERIFICATION) {
-        return Certificate_Failure();
+        const auto fault = Info<long>(CURLINFO_SSL_VERIFYRESULT);
+        const auto& failure = Find(certificate_failures, fault);
+        return Fail(failure.error, failure.text, " (" + std::to_string(fault) + ")");
     }
     if (const auto proxy_status = Info<long>(CURLINFO_HTTP_CONNECTCODE);
         result == CURLE_RECV_ERROR && proxy_status >= 300) {
@@ -153,21 +152,15 @@ Http_Failure Http_Exchange::Failure(CURLcode result) const {
                     "The server {server} sent a header that is too long. Check that the URL names a file on a web "
                     "server.");
     }
-    const auto& failure = Find(curl_failures, result, other_curl_failure);
-    if (result == CURLE_COULDNT_CONNECT || result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR) {
-        // The system has a cause for these.
-        if (const auto cause = static_cast<int>(Info<long>(CURLINFO_OS_ERRNO)); cause != 0) {
-            return Fail(cause == ETIMEDOUT ? Error_Internet_Timeout : failure.error, failure.text,
-                        ": " + std::generic_category().message(cause));
-        }
+    const auto& failure = Find(curl_failures, result);
+    if (result != CURLE_COULDNT_CONNECT && result != CURLE_RECV_ERROR && result != CURLE_SEND_ERROR) {
+        const bool is_named = !std::empty(failure.results);
+        return Fail(failure.error, failure.text, is_named ? "" : std::string(": ") + curl_easy_strerror(result));
     }
-    return Fail(failure.error, failure.text, &failure == &other_curl_failure ? curl_easy_strerror(result) : "");
-}
-
-Http_Failure Http_Exchange::Cut_Body_Failure() const {
-    return Fail(Error_Internet_Connection_Aborted,
-                "The server {server} ended the connection without a word, so its answer may have been cut on the way. "
-                "Try again, and have the server send a Content-Length.");
+    // The system mostly has a cause for these.
+    const auto cause = static_cast<int>(Info<long>(CURLINFO_OS_ERRNO));
+    return Fail(cause == ETIMEDOUT ? Error_Internet_Timeout : failure.error, failure.text,
+                cause != 0 ? ": " + std::generic_category().message(cause) : "");
 }
 
 Http_Failure Http_Exchange::Timeout_Failure() const {
@@ -181,12 +174,6 @@ Http_Failure Http_Exchange::Timeout_Failure() const {
         "The server {server} sent its answer too slowly. Check the network and try again.",
     };
     return Fail(Error_Internet_Timeout, of_steps[static_cast<std::size_t>(m_Step)]);
-}
-
-Http_Failure Http_Exchange::Certificate_Failure() const {
-    const auto result = Info<long>(CURLINFO_SSL_VERIFYRESULT);
-    const auto& failure = Find(certificate_failures, result, other_certificate_failure);
-    return Fail(failure.error, failure.text, std::to_string(result));
 }
 
 } // namespace QEL::FrontEnd::Platform

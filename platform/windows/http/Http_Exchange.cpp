@@ -1,6 +1,5 @@
 #include "platform/common/Http_Transfer.h"
 #include "platform/windows/handles/Internet_Handle.h"
-#include "platform/windows/http/Content_Length.h"
 #include "platform/windows/http/Server_Certificate.h"
 
 #include <algorithm>

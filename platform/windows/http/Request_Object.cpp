@@ -5,7 +5,6 @@
 #include "platform/windows/handles/Bstr.h"
 #include "platform/windows/handles/Com_Pointer.h"
 #include "platform/windows/handles/Variant.h"
-#include "platform/windows/http/Content_Length.h"
 #include "platform/windows/http/Xml_Http_Interfaces.h"
 #include "platform/windows/system/Wide_Text.h"
 
@@ -23,7 +22,7 @@ using Platform::Bstr;
 using Platform::Com_Pointer;
 using Platform::Variant;
 
-/// The body of an answer, with access to its bytes until the end of its life.
+/// The body of a response, with access to its bytes until the end of its life.
 struct Locked_Body {
     Locked_Body() = default;
     Locked_Body(const Locked_Body&) = delete;
