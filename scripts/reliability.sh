@@ -66,16 +66,14 @@ tests() { tests_of linux "$@"; }
 
 # tests_of PRESET WHAT PROGRAM [ARGUMENT...]: the same of another build.
 tests_of() {
-    local preset=$1 what=$2 program=$3 log=$logs/${3}-${#rows[@]}.log status=0 run passed failed
+    local preset=$1 what=$2 program=$3 log=$logs/${3}-${#rows[@]} status=0 run=0 failed=0
     shift 3
-    "build/$preset/bin/$program" "$@" >"$log" 2>&1 || status=$?
-    run=$(sed -n 's/^\[==========\] \([0-9]*\) tests\{0,1\} .* ran\..*/\1/p' "$log")
-    passed=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests\{0,1\}\.$/\1/p' "$log")
-    failed=$((${run:-1} - ${passed:-0}))
-    [ "$status" -ne 0 ] && [ "$failed" -eq 0 ] && failed=1
-    [ "${run:-0}" -eq 0 ] && failed=1
-    row "$what" "${run:-0} tests" "$failed"
-    [ "$failed" -eq 0 ] || tail -n 40 "$log"
+    rm -f "$log.xml"
+    GTEST_OUTPUT=xml:$PWD/$log.xml "build/$preset/bin/$program" "$@" >"$log.log" 2>&1 || status=$?
+    [ ! -e "$log.xml" ] || read -r run failed < <(sed -n 's/^<testsuites tests="\([0-9]*\)" failures="\([0-9]*\)".*/\1 \2/p' "$log.xml")
+    { [ "$status" -eq 0 ] && [ "$run" -gt 0 ]; } || [ "$failed" -gt 0 ] || failed=1
+    row "$what" "$run tests" "$failed"
+    [ "$failed" -eq 0 ] || tail -n 40 "$log.log"
 }
 
 # lines WHAT UNIT COMMAND...: a command that ends with a line "ok ..." or "FAIL ..." for each of its parts.
