@@ -5,7 +5,7 @@
 #include "tests/support/Certificates.h"
 #include "tests/support/Nginx_Server.h"
 #include "tests/support/Samba_Server.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
@@ -63,9 +63,7 @@ public:
         std::filesystem::last_write_time(m_Web->Files() / "small.xml", m_Next_Change += std::chrono::seconds(2));
     }
     std::string Authority_File() const { return m_Authority.File().string(); }
-    std::string Write(const std::string& name, const std::string& content) const {
-        return m_Home.Write(name, content).string();
-    }
+    std::string Write(const std::string& name, const std::string& content) const { return m_Home.Write(name, content); }
 
     /// An empty directory for what comes in. The last one is gone then.
     std::string Empty_Directory() const {
@@ -97,7 +95,7 @@ private:
         }
     }
 
-    const Tests::Temporary_Directory m_Home;
+    const Tests::Scratch_Directory m_Home;
     const Tests::Certificate_Authority m_Authority;
     std::unique_ptr<Tests::Nginx_Server> m_Web;
     std::unique_ptr<Tests::Samba_Server> m_Shares;

@@ -2,7 +2,7 @@
 
 #include "bench/peers/Proj_Cache.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <QDateTime>
 #include <QIODevice>
@@ -23,7 +23,7 @@ namespace {
 
 /// PROJ answers whether the file is there; its path follows from the URL.
 void Proj_Fresh_Hit(benchmark::State& state) {
-    const Tests::Temporary_Directory directory;
+    const Tests::Scratch_Directory directory;
     const Tests::Nginx_Server server({Tests::Nginx_Site{}});
     Proj_Cache cache(directory.Path());
     std::vector<std::string> urls;
@@ -49,7 +49,7 @@ void Proj_Fresh_Hit(benchmark::State& state) {
 /// of the copy, its expiry among it, as its own network classes do.
 /// @param with_copy false: the question alone, which serves nothing yet.
 void Qt_Fresh_Hit(benchmark::State& state, bool with_copy) {
-    const Tests::Temporary_Directory directory;
+    const Tests::Scratch_Directory directory;
     QNetworkDiskCache cache;
     cache.setCacheDirectory(QString::fromStdString(directory.Path().string()));
     const QDateTime now = QDateTime::currentDateTimeUtc();

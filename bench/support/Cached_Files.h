@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -22,7 +22,7 @@ public:
     std::string Configuration_File() const { return (m_Home.Path() / "qel/qel.ini").string(); }
 
 private:
-    const Tests::Temporary_Directory m_Home;
+    const Tests::Scratch_Directory m_Home;
 };
 
 /// A cache directory with its copies and its metadata file, as earlier runs of a host have left it.
@@ -38,7 +38,7 @@ public:
     std::string Metadata_File() const { return Cache_Directory() + "/qelfilecache_Metadata.txt"; }
 
 private:
-    const Tests::Temporary_Directory m_Directory;
+    const Tests::Scratch_Directory m_Directory;
     std::vector<std::string> m_Urls; ///< ascending
     std::vector<std::string> m_Copies;
 };

@@ -5,7 +5,7 @@
 
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/faults/support/Worker_Process.h"
+#include "tests/support/Child_Process.h"
 
 #include <iostream>
 #include <random>
@@ -35,7 +35,7 @@ protected:
         std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(),
                                               (working_folder / "ready").string(), "1", std::to_string(limit)};
         arguments.insert(arguments.end(), requests.begin(), requests.end());
-        EXPECT_EQ(Worker_Process("cache_worker", arguments).Wait(), 0);
+        EXPECT_EQ(Child_Process(Beside_The_Tests("cache_worker", arguments)).Wait(), 0);
     }
 
     std::shared_ptr<Failing_OS_Wrapper> Services() const { return std::make_shared<Failing_OS_Wrapper>(share_folder); }
@@ -44,7 +44,7 @@ protected:
     void Expect_Current_Documents(CFileCache& cache) {
         for (const std::string& request : requests) {
             const std::string path = cache.Get_Cached_File(request);
-            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
         }
         std::set<std::string> entries;
         for (const auto& [request, entry] : cache.m_Cache_Entries) {
@@ -72,15 +72,15 @@ TEST_F(Disk_Full, WhileTheListIsWrittenLosesItsEndAndNoDocument) {
     CFileCache first(Services());
     ASSERT_TRUE(first.Set_Cache_Directory(Cache_Directory()));
     Expect_Current_Documents(first);
-    const std::size_t whole_length = Bytes_Of(Metadata_Path()).size();
+    const std::size_t whole_length = Content_Of(Metadata_Path()).size();
 
     int cut_requests = 0;
     for (std::size_t limit = 1; limit <= whole_length; limit += 11) {
         SCOPED_TRACE("a list of " + std::to_string(limit) + " bytes");
         Run_With_Limit(limit);
-        ASSERT_EQ(Bytes_Of(Metadata_Path()).size(), limit);
+        ASSERT_EQ(Content_Of(Metadata_Path()).size(), limit);
 
-        const std::string list = Bytes_Of(Metadata_Path());
+        const std::string list = Content_Of(Metadata_Path());
         CFileCache next(Services());
         next.Set_Cache_Directory(Cache_Directory());
         std::string cut_request;
@@ -132,7 +132,7 @@ TEST_F(Disk_Full, WhileACopyIsWrittenCutsDownloadsUntilTheyChangeAndLeavesNoPart
             if (!testing::Value(requests, testing::Contains(request))) {
                 continue; // a request that was cut, see above
             }
-            const std::string content = Bytes_Of(entry.cached_file);
+            const std::string content = Content_Of(entry.cached_file);
             const bool is_whole = Version_Of(content, Name_In(request)) > 0;
             EXPECT_TRUE(is_whole || (request.starts_with("http:") && content.size() == limit)) << request;
             EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
@@ -174,7 +174,7 @@ protected:
         host.Set_Cache_Directory(Cache_Directory());
         for (const std::string& request : requests) {
             const std::string path = host.Get_Cached_File(request);
-            const std::string content = Bytes_Of(path);
+            const std::string content = Content_Of(path);
             EXPECT_TRUE(path.empty() || Begins_A_Document(content, Name_In(request), Current_Version(request)))
                 << request;
             const bool is_cut = !path.empty() && Version_Of(content, Name_In(request)) < 0;

@@ -177,7 +177,7 @@ protected:
             bool download_error = true;
             const std::string path = cache->Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr);
             EXPECT_FALSE(download_error) << request;
-            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
         }
         Expect_Equal(cache->m_Cache_Entries, Loaded());
 

@@ -1,7 +1,7 @@
 // What only POSIX puts into a directory: links, pipes, devices; and rights, in a process that has none.
 
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
 
 #include <functional>
 
@@ -28,7 +28,7 @@ protected:
 
     void Expect_Current_Document(CFileCache& cache) {
         const std::string path = cache.Get_Cached_File(url);
-        EXPECT_EQ(Version_Of(Bytes_Of(path), "a.xml"), Current_Version(url)) << path;
+        EXPECT_EQ(Version_Of(Content_Of(path), "a.xml"), Current_Version(url)) << path;
     }
 
     /// A list with one entry, on a copy in the cache directory.
@@ -100,7 +100,7 @@ TEST_F(Hostile_Links, CopyThatIsALinkIsServedAndItsTargetOutlivesIt) {
     Set_Expiry_Minutes(0);
     Expect_Current_Document(cache);
     EXPECT_FALSE(fs::is_symlink(copy)) << "replaced";
-    EXPECT_EQ(Bytes_Of(other_folder / "target"), "target");
+    EXPECT_EQ(Content_Of(other_folder / "target"), "target");
 }
 
 TEST_F(Hostile_Links, StrayLinksAreSweptAndTheirTargetsKept) {
@@ -111,7 +111,7 @@ TEST_F(Hostile_Links, StrayLinksAreSweptAndTheirTargetsKept) {
     EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
     Expect_Current_Document(cache);
     EXPECT_FALSE(fs::is_symlink(copy));
-    EXPECT_EQ(Bytes_Of(other_folder / "target"), "target");
+    EXPECT_EQ(Content_Of(other_folder / "target"), "target");
 }
 
 TEST_F(Hostile_Links, CopiesThatAreNoFilesAreForgottenAndLeft) {
@@ -142,14 +142,14 @@ TEST_F(Hostile_Links, DirectoryReplacedByALinkIsUsedWhereItLeads) {
     EXPECT_TRUE(fs::exists(other_folder / "33333333-3333-3333-3333-333333333333.xml")) << "the sweep runs once";
     EXPECT_EQ(fs::path(cache.Get_Cached_File(url)).parent_path(), cache_folder);
     EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(Bytes_Of(other_folder / "notes.xml"), "notes");
+    EXPECT_EQ(Content_Of(other_folder / "notes.xml"), "notes");
 
     // A host that begins there sweeps there, as anywhere.
     CFileCache next(FrontEnd::OSWRAPI::IOSWrapper::Create());
     EXPECT_TRUE(next.Set_Cache_Directory(Cache_Directory()));
     Expect_Current_Document(next);
     EXPECT_FALSE(fs::exists(other_folder / "33333333-3333-3333-3333-333333333333.xml"));
-    EXPECT_EQ(Bytes_Of(other_folder / "notes.xml"), "notes");
+    EXPECT_EQ(Content_Of(other_folder / "notes.xml"), "notes");
 }
 
 /// Runs its actions as somebody without rights, who may write to the cache directory at first.
@@ -191,7 +191,7 @@ TEST_F(Without_Rights, AListThatMayNotBeWrittenStaysAsItIs) {
         CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
         EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
         Expect_Current_Document(cache);
-        EXPECT_EQ(Bytes_Of(Metadata_Path()), List(copy));
+        EXPECT_EQ(Content_Of(Metadata_Path()), List(copy));
         EXPECT_TRUE(Loaded().empty()) << "its copy has been replaced";
     });
 }
@@ -262,7 +262,7 @@ TEST_F(Without_Rights, ADirectoryThatBecomesReadOnlyIsUsedAgainWhenItIsNot) {
 
         Set_Rights(own_folder, 0755);
         Expect_Current_Document(cache);
-        EXPECT_EQ(Version_Of(Bytes_Of(cache.Get_Cached_File(share)), "b.xml"), 1);
+        EXPECT_EQ(Version_Of(Content_Of(cache.Get_Cached_File(share)), "b.xml"), 1);
     });
 }
 

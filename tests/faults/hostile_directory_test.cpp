@@ -31,7 +31,7 @@ protected:
     void Expect_Current_Document(const std::string& request) {
         const Served served = Get(request);
         EXPECT_FALSE(served.download_error);
-        EXPECT_EQ(Version_Of(Bytes_Of(served.path), Name_In(request)), Current_Version(request)) << request;
+        EXPECT_EQ(Version_Of(Content_Of(served.path), Name_In(request)), Current_Version(request)) << request;
     }
 
     /// A download is written as well as it can be, and nobody is told that it could not: the path
@@ -80,7 +80,7 @@ TEST_F(Hostile_Directory, ThatIsReplacedByAFileIsUsedAgainWhenItIsBack) {
     Expect_No_Copies();
     EXPECT_TRUE(cache.Purge_Cache_Folder());
     EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(Bytes_Of(cache_folder), "a file");
+    EXPECT_EQ(Content_Of(cache_folder), "a file");
 
     std::filesystem::remove(cache_folder);
     std::filesystem::create_directory(cache_folder);
@@ -136,7 +136,7 @@ TEST_F(Hostile_Directory, WhoseListNamesAFileOutsideIsBelieved) {
     EXPECT_TRUE(next.Set_Cache_Directory(Cache_Directory()));
     Set_Expiry_Minutes(0xFFFFFFFF);
     EXPECT_EQ(next.Get_Cached_File(url), outside.string());
-    EXPECT_EQ(Bytes_Of(outside), "not the cache's");
+    EXPECT_EQ(Content_Of(outside), "not the cache's");
     EXPECT_TRUE(next.Purge_Cache_Folder());
     EXPECT_TRUE(std::filesystem::exists(outside)) << "a purge looks into the directory alone";
     EXPECT_TRUE(next.Clear());

@@ -1,7 +1,7 @@
 // Metadata files that nobody's cache wrote: what each of them loads to, and what is said of it.
 
 #include "tests/faults/support/Peak_Memory.h"
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/unit/support/Recorded_Trace.h"
 
 #include "filecache/CFileCache.h"
@@ -25,14 +25,14 @@ using FrontEnd::FileCache::CFileCache;
 /// separator, "<o>" for a file outside of it.
 std::string With_Paths(std::string text, const Scratch_Directory& home) {
     const std::string cache = home / "cache";
-    const std::string separator = (home / "").substr(home.Path().size());
+    const std::string separator = (home / "").substr(home.Path().string().size());
     const std::pair<std::string, std::string> places[] = {
         {"<a>", cache + separator + "a.xml"},
         {"<b>", cache + separator + "b.xml"},
         {"<c>", cache + separator + "c.xml"},
         {"<d>", cache + separator},
         {"<o>", home / "outside.xml"},
-        {"<h>", home.Path()},
+        {"<h>", home.Path().string()},
         {"<s>", separator},
     };
     for (const auto& [mark, path] : places) {

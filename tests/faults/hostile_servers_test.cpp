@@ -56,12 +56,12 @@ TEST_P(Hostile_Servers, LeaveAWholeCopy) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, Longest_Exchange);
     if (path == old_copy) {
         EXPECT_NE(site.file, Ending::Served);
-        EXPECT_EQ(Bytes_Of(path), Old_Content);
+        EXPECT_EQ(Content_Of(path), Old_Content);
         EXPECT_TRUE(download_error);
         EXPECT_EQ(http_error, 2);
     } else {
         EXPECT_THAT(site.file, testing::AnyOf(Ending::Served, Ending::Doubtful));
-        EXPECT_EQ(Bytes_Of(path), site.body);
+        EXPECT_EQ(Content_Of(path), site.body);
         EXPECT_FALSE(download_error);
         EXPECT_THAT(http_error, Codes_After(site.head)); // a check that failed is told of
     }

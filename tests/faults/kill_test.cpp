@@ -2,7 +2,7 @@
 
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/faults/support/Worker_Process.h"
+#include "tests/support/Child_Process.h"
 
 #include <chrono>
 #include <iostream>
@@ -62,7 +62,7 @@ protected:
         std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(), ready.string(), "0",
                                               std::to_string(file_limit)};
         arguments.insert(arguments.end(), requests.begin(), requests.end());
-        Worker_Process worker("cache_worker", arguments);
+        Child_Process worker(Beside_The_Tests("cache_worker", arguments));
         // Mostly while it works, sometimes while it begins to.
         if (Random(5) > 0) {
             const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -79,7 +79,7 @@ protected:
         if (Random(2) == 0) {
             Wait_For_Another_Copy();
         }
-        EXPECT_EQ(worker.Kill(), Worker_Process::Killed) << "it ended by itself";
+        EXPECT_EQ(worker.Kill(), Child_Process::Killed) << "it ended by itself";
     }
 
     /// Returns while a process replaces a copy. Where processes mostly wait for servers, hardly any random
@@ -112,7 +112,7 @@ protected:
             bool download_error = true;
             const std::string path = next.Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr);
             EXPECT_FALSE(download_error) << request;
-            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
         }
         EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries)) << "nothing else is left";
         Expect_Equal(next.m_Cache_Entries, Loaded());
@@ -165,7 +165,7 @@ TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
                 if (!testing::Value(requests, testing::Contains(request))) {
                     continue; // the last line of the list, cut
                 }
-                const std::string content = Bytes_Of(entry.cached_file);
+                const std::string content = Content_Of(entry.cached_file);
                 if (Version_Of(content, Name_In(request)) >= 1) {
                     continue;
                 }
@@ -183,7 +183,7 @@ TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
         next.Set_Cache_Directory(Cache_Directory());
         for (const std::string& request : requests) {
             const std::string path = next.Get_Cached_File(request);
-            EXPECT_EQ(Version_Of(Bytes_Of(path), Name_In(request)), Current_Version(request)) << request;
+            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
         }
         EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries)) << "nothing else is left";
         Expect_Equal(next.m_Cache_Entries, Loaded());

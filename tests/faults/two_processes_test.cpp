@@ -3,8 +3,8 @@
 
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Trace_Line.h"
-#include "tests/faults/support/Worker_Process.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Generate_Uuid.h"
 
 #include <gtest/gtest.h>
@@ -50,7 +50,7 @@ protected:
         ::unsetenv("QEL_TRACE_DIR");
     }
 
-    Worker_Process Writer(int process, int lines) const {
+    Child_Process Writer(int process, int lines) const {
         return {"trace_process",
                 {"write", std::to_string(process), std::to_string(lines), Ready_File(process).string()}};
     }
@@ -107,7 +107,7 @@ protected:
         }
     }
 
-    const Temporary_Directory directory;
+    const Scratch_Directory directory;
     const std::string output = (directory.Path() / "standard_error").string();
     const std::string lock_name = "/qel-test-" + FrontEnd::Util::Generate_Uuid();
     std::map<std::pair<int, int>, int> whole_lines; ///< by process and thread
@@ -119,8 +119,8 @@ private:
 TEST_F(Two_Processes, TearNoLine) {
     const int lines = Amount("QEL_TRACE_LINES", 20000, 4) / 4; // of each of four threads
     {
-        Worker_Process first = Writer(1, lines);
-        Worker_Process second = Writer(2, lines);
+        Child_Process first = Writer(1, lines);
+        Child_Process second = Writer(2, lines);
         EXPECT_EQ(first.Wait(), 0);
         EXPECT_EQ(second.Wait(), 0);
     }
@@ -137,15 +137,15 @@ TEST_F(Two_Processes, TearNoLine) {
 TEST_F(Two_Processes, SurviveTheDeathOfAHolderAndOneOfThemSaysSo) {
     constexpr int lines = 50;
     {
-        Worker_Process holder("trace_process", {"hold", Ready_File(0).string()});
+        Child_Process holder(Beside_The_Tests("trace_process", {"hold", Ready_File(0).string()}));
         ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(0));
-        Worker_Process first = Writer(1, lines);
-        Worker_Process second = Writer(2, lines);
+        Child_Process first = Writer(1, lines);
+        Child_Process second = Writer(2, lines);
         ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(1));
         ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(2));
         std::this_thread::sleep_for(milliseconds(300));
         EXPECT_EQ(std::filesystem::file_size(output), 0U) << "they do not wait";
-        EXPECT_EQ(holder.Kill(), Worker_Process::Killed);
+        EXPECT_EQ(holder.Kill(), Child_Process::Killed);
         EXPECT_EQ(first.Wait(), 0);
         EXPECT_EQ(second.Wait(), 0);
     }
@@ -173,8 +173,8 @@ TEST_F(Two_Processes, SurviveEachOthersDeathInTheMiddleOfALine) {
         const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
         const int standard_error = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
         ::dup2(file, STDERR_FILENO);
-        Worker_Process victim = Writer(1, 0);
-        Worker_Process survivor = Writer(2, lines);
+        Child_Process victim = Writer(1, 0);
+        Child_Process survivor = Writer(2, lines);
         ::dup2(standard_error, STDERR_FILENO);
         ::close(standard_error);
         ::close(file);
@@ -184,7 +184,7 @@ TEST_F(Two_Processes, SurviveEachOthersDeathInTheMiddleOfALine) {
             ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(1));
         }
         std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<>(0, 40000)(random)));
-        EXPECT_EQ(victim.Kill(), Worker_Process::Killed) << "it ended by itself";
+        EXPECT_EQ(victim.Kill(), Child_Process::Killed) << "it ended by itself";
         const auto begin = steady_clock::now();
         EXPECT_EQ(survivor.Wait(), 0);
         EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(20)) << "it waited for the dead";

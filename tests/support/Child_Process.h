@@ -3,11 +3,21 @@
 #include <string>
 #include <vector>
 
+#ifdef _WIN32
+#include <memory>
+#else
+#include <functional>
+
 #include <sys/types.h>
+#endif
 
 namespace QEL::Tests {
 
-/// A program that runs beside the test and ends with it: with the object, at the latest with the
+/// The command that runs a program which stands beside the test program.
+/// @param arguments without blanks and quotes.
+std::vector<std::string> Beside_The_Tests(const std::string& program, const std::vector<std::string>& arguments);
+
+/// A process that runs beside the test and ends with it: with the object, at the latest with the
 /// test program, however that ends.
 class Child_Process {
 public:
@@ -17,17 +27,39 @@ public:
     Child_Process(const Child_Process&) = delete;
     Child_Process& operator=(const Child_Process&) = delete;
 
-    pid_t Id() const { return m_Id; }
+    /// What Kill() returns when it was what ended the process.
+    static const int Killed;
 
-    void Signal(int signal_number) const;
-
-    bool Has_Ended() const;
+    /// Ends it on the spot: no destructor, no handler, no flush.
+    /// @return Killed; otherwise what the process had ended with before.
+    int Kill();
 
     /// Waits for the end. @return the exit status, or minus the number of the signal that ended it.
     int Wait();
 
+#ifdef _WIN32
+private:
+    struct State;
+    std::unique_ptr<State> m_State;
+#else
+    /// Forks: the process runs the action and ends with its result as exit status.
+    explicit Child_Process(const std::function<int()>& action);
+
+    pid_t Id() const {
+        return m_Id;
+    }
+    void Signal(int signal_number) const;
+    bool Has_Ended() const;
+
 private:
     pid_t m_Id = -1;
+#endif
 };
+
+#ifndef _WIN32
+/// Runs an action in a process without any special right, also when the tests run as root.
+/// @return what the action returned; 200 when the rights could not be dropped.
+int Run_Without_Rights(const std::function<int()>& action);
+#endif
 
 } // namespace QEL::Tests

@@ -46,7 +46,7 @@ Nginx_Server::Nginx_Server(std::vector<Nginx_Site> sites) : m_Sites(std::move(si
     const auto file = m_Directory.Write("nginx.conf", configuration.str());
 
     m_Process = std::make_unique<Child_Process>(
-        std::vector<std::string>{"nginx", "-p", directory, "-e", directory + "/error.log", "-c", file.string()});
+        std::vector<std::string>{"nginx", "-p", directory, "-e", directory + "/error.log", "-c", file});
     for (const auto& site : m_Sites) {
         if (!Wait_For_Listener(site.port, [&] { return m_Process->Has_Ended(); })) {
             std::stringstream log;

@@ -9,8 +9,8 @@
 
 #include "tests/support/Certificates.h"
 #include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/Socket.h"
-#include "tests/support/Temporary_Directory.h"
 
 namespace QEL::Tests {
 
@@ -47,7 +47,7 @@ public:
     void Stop() { m_Process.reset(); }
 
 private:
-    Temporary_Directory m_Directory;
+    Scratch_Directory m_Directory;
     const std::vector<Nginx_Site> m_Sites;
     std::unique_ptr<Child_Process> m_Process;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tests/support/Child_Process.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <filesystem>
 #include <memory>
@@ -53,7 +53,7 @@ private:
     void Signal_All(int signal_number) const;
     std::string Text_Of(const std::string& file) const;
 
-    const Temporary_Directory m_Directory;
+    const Scratch_Directory m_Directory;
     const std::string m_User;
     const int m_Port;
     std::unique_ptr<Child_Process> m_Leader; ///< of a session and process group of its own

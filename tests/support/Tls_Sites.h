@@ -5,7 +5,7 @@
 
 #include "tests/support/Certificates.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 namespace QEL::Tests {
 
@@ -55,7 +55,7 @@ public:
     Nginx_Server& Server() const { return *m_Server; }
 
 private:
-    Temporary_Directory m_Directory;
+    Scratch_Directory m_Directory;
     std::unique_ptr<Nginx_Server> m_Server;
 };
 

@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <sys/stat.h>
@@ -32,7 +32,7 @@ protected:
         EXPECT_THAT(m_Server.Requests(), IsEmpty());
     }
 
-    Small_Web_Server m_Server;
+    Web_Server m_Server;
 };
 
 TEST_F(Cache_Directory, MustExistWhenGiven) {

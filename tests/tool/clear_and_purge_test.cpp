@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 namespace QEL::Tests {
@@ -13,7 +13,7 @@ class Clear_And_Purge : public Tool_Test {
 protected:
     /// A cache with one entry, its copy, a copy that no entry names, and files of other kinds.
     void Fill_Cache() {
-        Small_Web_Server server;
+        Web_Server server;
         server.Publish("/a.xml", "<a/>", "Mon, 01 Jan 2024 12:00:00 GMT");
         const Tool_Result result = Run_On_Cache({"get", server.Url("/a.xml")});
         ASSERT_EQ(result.exit_status, 0) << result.err;
@@ -45,7 +45,7 @@ TEST_F(Clear_And_Purge, ClearTellsThatACopyStayed) {
     const fs::path locked = m_Folder / "locked";
     fs::create_directory(locked);
     fs::rename(m_Cache / m_Copy, locked / m_Copy);
-    std::string metadata = Read_File(Metadata_File());
+    std::string metadata = Content_Of(Metadata_File());
     metadata.replace(metadata.find(m_Cache.string()), m_Cache.string().size(), locked.string());
     Write_File(Metadata_File(), metadata);
     fs::permissions(locked, fs::perms::owner_read | fs::perms::owner_exec);

@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 namespace QEL::Tests {
@@ -19,7 +19,7 @@ protected:
         const auto end_of_first = result.out.find('\n');
         m_Copy_Of_A = result.out.substr(0, end_of_first);
         m_Copy_Of_B = result.out.substr(end_of_first + 1, result.out.size() - end_of_first - 2);
-        m_Healthy_Metadata = Read_File(Metadata_File());
+        m_Healthy_Metadata = Content_Of(Metadata_File());
     }
 
     /// The metadata file with its number of entries replaced.
@@ -30,7 +30,7 @@ protected:
         return metadata;
     }
 
-    Small_Web_Server m_Server;
+    Web_Server m_Server;
     fs::path m_Copy_Of_A;
     fs::path m_Copy_Of_B;
     std::string m_Healthy_Metadata;
@@ -57,9 +57,9 @@ TEST_F(Damaged_Metadata, OfBinaryRubbishLosesNothing) {
                                       "' is damaged; the entries behind the damage are forgotten.\n"
                                       "  It and the copies as they were are in '" +
                                       m_Saved.string() + "'; delete that folder when you need them no more.\n"));
-    EXPECT_EQ(Read_File(m_Saved / Metadata_File().filename()), rubbish);
-    EXPECT_EQ(Read_File(m_Saved / m_Copy_Of_A.filename()), "<a/>");
-    EXPECT_EQ(Read_File(m_Saved / m_Copy_Of_B.filename()), "<b/>");
+    EXPECT_EQ(Content_Of(m_Saved / Metadata_File().filename()), rubbish);
+    EXPECT_EQ(Content_Of(m_Saved / m_Copy_Of_A.filename()), "<a/>");
+    EXPECT_EQ(Content_Of(m_Saved / m_Copy_Of_B.filename()), "<b/>");
 }
 
 TEST_F(Damaged_Metadata, IsReplacedByAHealthyFileWithTheNextDownload) {
@@ -68,7 +68,7 @@ TEST_F(Damaged_Metadata, IsReplacedByAHealthyFileWithTheNextDownload) {
     const Tool_Result next = Run_On_Cache({"get", m_Server.Url("/a.xml")});
     EXPECT_EQ(next.exit_status, 0);
     EXPECT_THAT(next.err, IsEmpty());
-    EXPECT_EQ(Read_File(m_Saved / Metadata_File().filename()), "rubbish");
+    EXPECT_EQ(Content_Of(m_Saved / Metadata_File().filename()), "rubbish");
 }
 
 TEST_F(Damaged_Metadata, IsSavedOnce) {
@@ -79,11 +79,11 @@ TEST_F(Damaged_Metadata, IsSavedOnce) {
         EXPECT_THAT(result.err, HasSubstr("damaged-1'"));
     }
     EXPECT_FALSE(fs::exists(m_Cache / "qelfilecache_damaged-2"));
-    EXPECT_EQ(Read_File(m_Saved / m_Copy_Of_A.filename()), "<a/>");
+    EXPECT_EQ(Content_Of(m_Saved / m_Copy_Of_A.filename()), "<a/>");
 
     Write_File(Metadata_File(), "other rubbish");
     EXPECT_THAT(Run_On_Cache({"get", m_Server.Url("/a.xml")}).err, HasSubstr("damaged-2'"));
-    EXPECT_EQ(Read_File(m_Saved / Metadata_File().filename()), "rubbish");
+    EXPECT_EQ(Content_Of(m_Saved / Metadata_File().filename()), "rubbish");
 }
 
 TEST_F(Damaged_Metadata, PromisingFourThousandMillionEntriesKeepsThoseThatAreThere) {
@@ -94,7 +94,7 @@ TEST_F(Damaged_Metadata, PromisingFourThousandMillionEntriesKeepsThoseThatAreThe
     EXPECT_EQ(result.exit_status, 0) << result.err;
     EXPECT_EQ(result.out, m_Copy_Of_A.string() + "\n" + m_Copy_Of_B.string() + "\n");
     EXPECT_THAT(result.err, HasSubstr("is damaged"));
-    EXPECT_EQ(Read_File(m_Saved / Metadata_File().filename()), damaged);
+    EXPECT_EQ(Content_Of(m_Saved / Metadata_File().filename()), damaged);
     EXPECT_EQ(fs::hard_link_count(m_Copy_Of_A), 2u) << "the saved copy takes no space of its own";
 }
 
@@ -108,7 +108,7 @@ TEST_F(Damaged_Metadata, ThatCannotBePutAsideStopsTheRequestBeforeAnythingIsLost
     EXPECT_THAT(result.err, HasSubstr("' is damaged and cannot be put aside: "));
     EXPECT_TRUE(fs::exists(m_Copy_Of_A));
     EXPECT_TRUE(fs::exists(m_Copy_Of_B));
-    EXPECT_EQ(Read_File(Metadata_File()), "rubbish");
+    EXPECT_EQ(Content_Of(Metadata_File()), "rubbish");
 }
 
 TEST_F(Damaged_Metadata, MakesClearTellThatItKnowsNotAll) {

@@ -1,6 +1,6 @@
 #include "tests/support/Certificates.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <nlohmann/json.hpp>
@@ -43,7 +43,7 @@ protected:
         Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options]\n" + lines);
     }
 
-    Small_Web_Server m_Server;
+    Web_Server m_Server;
     const std::string m_Url = m_Server.Url("/a.xml");
     const fs::path m_Configuration = m_Folder / "config" / "qel" / "qel.ini";
     std::string m_Copy;
@@ -175,7 +175,7 @@ TEST_F(Explain, WarnsOfALineOfTheConfigurationThatIsPassedOver) {
 
 TEST_F(Explain, TellsThatTheClockWasSetBack) {
     Fetch();
-    std::string metadata = Read_File(Metadata_File());
+    std::string metadata = Content_Of(Metadata_File());
     const auto start = metadata.find(first_stamp) + std::string(first_stamp).size() + 1;
     Write_File(Metadata_File(), metadata.replace(start, 3, "200"));
     EXPECT_THAT(Run_On_Cache({"explain", m_Url}).out, HasSubstr("which lies in the future: the clock of this machine"));

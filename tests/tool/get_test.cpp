@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <nlohmann/json.hpp>
@@ -27,7 +27,7 @@ protected:
         return result.out.substr(0, result.out.find('\n'));
     }
 
-    Small_Web_Server m_Server;
+    Web_Server m_Server;
     const std::string m_Url = m_Server.Url("/landscape.xml");
 };
 
@@ -45,7 +45,7 @@ TEST_F(Get, PrintsThePathOfTheCopyAndNothingElse) {
     EXPECT_EQ(result.out, path.string() + "\n");
     EXPECT_THAT(result.err, IsEmpty());
     EXPECT_EQ(path.parent_path(), m_Cache);
-    EXPECT_EQ(Read_File(path), "<landscape/>");
+    EXPECT_EQ(Content_Of(path), "<landscape/>");
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /landscape.xml"));
 }
 
@@ -60,7 +60,7 @@ TEST_F(Get, ReplacesACopyThatChangedOnTheServer) {
     Set_Expiry_Period(0);
     m_Server.Publish("/landscape.xml", "<landscape revision='2'/>", tuesday);
     const std::string second = Path_In(Run_On_Cache({"get", m_Url}));
-    EXPECT_EQ(Read_File(second), "<landscape revision='2'/>");
+    EXPECT_EQ(Content_Of(second), "<landscape revision='2'/>");
     EXPECT_FALSE(std::filesystem::exists(first));
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml", "GET /landscape.xml"));
 }
@@ -101,7 +101,7 @@ TEST_F(Get, TellsWhyAServerCannotBeReached) {
 }
 
 TEST_F(Get, DoesNotTakeTheErrorOfAnotherRequestForItsOwn) {
-    Small_Web_Server stopped;
+    Web_Server stopped;
     stopped.Stop();
     const Tool_Result result = Run_On_Cache({"get", stopped.Url("/first"), m_Server.Url("/missing")});
     EXPECT_THAT(result.err, HasSubstr("'" + stopped.Url("/first") + "': "));
@@ -137,7 +137,7 @@ TEST_F(Get, JsonTellsEverythingAboutEachRequest) {
     EXPECT_EQ(result.exit_status, 1);
     const Json answers = Json::parse(result.out);
     const std::string path = answers.at(1).at("path");
-    EXPECT_EQ(Read_File(path), "<landscape/>");
+    EXPECT_EQ(Content_Of(path), "<landscape/>");
     EXPECT_EQ(answers, Json::parse(R"([
         {"request": "local.xml", "path": "local.xml", "download_error": false, "http_error": null,
          "file_share_error": null, "additional_error_info": ""},
@@ -193,8 +193,8 @@ TEST_F(Get, KeepsItsFilesApartFromAClosedStandardOutput) {
     const Tool_Result result = Run_Tool(run);
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(result.err, "qelfilecache: cannot write the results: Bad file descriptor\n");
-    EXPECT_THAT(Read_File(Metadata_File()), HasSubstr("entries\n1\n"));
-    EXPECT_EQ(Read_File(Path_In(Run_On_Cache({"get", m_Url}))), "<landscape/>");
+    EXPECT_THAT(Content_Of(Metadata_File()), HasSubstr("entries\n1\n"));
+    EXPECT_EQ(Content_Of(Path_In(Run_On_Cache({"get", m_Url}))), "<landscape/>");
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /landscape.xml"));
 }
 
@@ -207,7 +207,7 @@ TEST_F(Get, TracesIntoTheGivenDirectory) {
     const auto traces = Names_In(m_Folder / "traces");
     ASSERT_EQ(traces.size(), 1u);
     EXPECT_THAT(*traces.begin(), ::testing::MatchesRegex("qelfilecache_[0-9]+\\.trc"));
-    const std::string trace = Read_File(m_Folder / "traces" / *traces.begin());
+    const std::string trace = Content_Of(m_Folder / "traces" / *traces.begin());
     EXPECT_THAT(trace, HasSubstr("Creating s_instance..."));
     EXPECT_THAT(trace, HasSubstr("HTTP status = 200."));
 }

@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <nlohmann/json.hpp>
@@ -47,7 +47,7 @@ protected:
         m_Copy_Of_A = Lines_Of(result.out).at(1);
     }
 
-    Small_Web_Server m_Server;
+    Web_Server m_Server;
     const std::string m_Url_Of_A = m_Server.Url("/a.xml");
     const std::string m_Url_Of_B = m_Server.Url("/b.xml");
     fs::path m_Copy_Of_A;

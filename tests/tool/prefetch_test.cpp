@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 namespace QEL::Tests {
@@ -24,7 +24,7 @@ protected:
         return Run_On_Cache({"prefetch", "list.txt"});
     }
 
-    Small_Web_Server m_Server;
+    Web_Server m_Server;
     const std::string m_A = m_Server.Url("/a.xml");
     const std::string m_B = m_Server.Url("/b.xml");
     const std::string m_C = m_Server.Url("/c.xml");

@@ -1,4 +1,4 @@
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <nlohmann/json.hpp>
@@ -49,7 +49,7 @@ protected:
     }
 
     const std::filesystem::path m_Traces = m_Folder / "traces";
-    Small_Web_Server server;
+    Web_Server server;
 };
 
 TEST_F(Traced_Tool, EveryRequestIsShown) {
@@ -109,7 +109,7 @@ TEST_F(Traced_Tool, AFileGivenTwiceCountsOnce) {
 TEST_F(Traced_Tool, StandardInputIsReadForADash) {
     Run_Traced(4, {"get", "/no/such/file"});
     Tool_Run run = A_Run({"trace", "-"});
-    run.standard_input = Read_File(m_Traces / *Names_In(m_Traces).begin());
+    run.standard_input = Content_Of(m_Traces / *Names_In(m_Traces).begin());
     const Tool_Result result = Run_Tool(run);
     EXPECT_EQ(result.exit_status, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("the local file '/no/such/file' does not exist"));

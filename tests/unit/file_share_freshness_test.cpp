@@ -176,6 +176,17 @@ TEST_F(File_Share_Freshness, AnEntryWithoutStampIsExpired) {
     }
 }
 
+TEST_F(File_Share_Freshness, ComparesTheStampOfAnEntryThatWasRestoredFromTheFile) {
+    for (const std::string stored : {"", "132000000000000001", "17"}) {
+        Write_File(Metadata_Path(), Text_File({"QEL Logon Landscape Cache Metadata", "version", "2", "entries", "1",
+                                               stored, "132000000000000001", old_copy, share}));
+        ASSERT_TRUE(cache.Deserialize());
+        Forget();
+        EXPECT_EQ(Expired(), stored != "132000000000000001") << stored;
+        EXPECT_EQ(Above_Additional_Data().empty(), !stored.empty()) << "a stamp that is missing is reported";
+    }
+}
+
 TEST_F(File_Share_Freshness, LeavesTheMembersOfInternetRequestsAlone) {
     cache.m_errHTTPFileDownLoad = 2;
     cache.m_Additional_Error_Info = "before";

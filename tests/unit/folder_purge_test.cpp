@@ -2,6 +2,8 @@
 #include "tests/unit/support/Cache_Fixture.h"
 #include "tests/unit/support/Expected_Records.h"
 
+#include <cstdint>
+#include <cstdlib>
 #include <regex>
 
 using namespace Recorded_Trace;
@@ -14,11 +16,23 @@ const std::string First = "00000000-0000-0000-0000-000000000001.txt";
 const std::string Second = "00000000-0000-0000-0000-000000000002.xml";
 const std::string Third = "00000000-0000-0000-0000-000000000003.cached";
 
-/// The records with the number that a deletion reports left out: it stands for a text.
-Records Without_Reported_Numbers(Records records) {
-    static const std::regex reported("(Delete_File\\('[^']*'\\) returned )-?[0-9]+\n");
+/// The records with the numbers that deletions report as the texts that they stand for. The number is the low
+/// half of the text's address; texts lie near each other in a program.
+Records With_Reported_Texts(Records records) {
+    static const std::regex reported("(Delete_File\\('[^']*'\\) returned )(-?[0-9]+)\n");
+    static const char anchor[] = "a text of the program";
     for (Record& record : records) {
-        record.text = std::regex_replace(record.text, reported, "$1#\n");
+        std::smatch found;
+        if (!std::regex_search(record.text, found, reported)) {
+            continue;
+        }
+        const auto here = reinterpret_cast<std::intptr_t>(anchor);
+        const std::intptr_t distance = static_cast<std::int32_t>(std::stoll(found[2].str()) - here);
+        constexpr std::intptr_t program_size = 1 << 28;
+        const bool in_program = std::abs(distance) < program_size;
+        record.text = found.prefix().str() + found[1].str() +
+                      (in_program ? std::string(reinterpret_cast<const char*>(here + distance)) : found[2].str()) +
+                      '\n';
     }
     return records;
 }
@@ -51,11 +65,11 @@ protected:
         return Begin(only_obsolete, QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle);
     }
 
-    Records Deleted(const std::string& name) const {
-        return Data(method, "Delete_File('" + In_Cache(name) + "') returned #\n");
+    Records Deleted(const std::string& name, const std::string& reported = "true") const {
+        return Data(method, "Delete_File('" + In_Cache(name) + "') returned " + reported + "\n");
     }
     Records Not_Deleted(const std::string& name) const {
-        return Deleted(name) + Warning(method, "Delete_File failed for file '" + In_Cache(name) + "'.\n");
+        return Deleted(name, "false") + Warning(method, "Delete_File failed for file '" + In_Cache(name) + "'.\n");
     }
     static Records Kept(const std::string& name) {
         return Data(method, "File '" + name + "' will be ignored as it is not obsolete.\n");
@@ -95,7 +109,7 @@ TEST_F(Folder_Purge, DeletesEveryFileFound) {
     Put(Second);
     cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
     cache.Delete_Cached_Files(false);
-    EXPECT_EQ(Without_Reported_Numbers(All()), Begin(false) + Deleted(First) + Deleted(Second) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), Begin(false) + Deleted(First) + Deleted(Second) + End());
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")", "Delete_File(" + In_Cache(First) + ")",
                                        "FindNextFile(search)", "Delete_File(" + In_Cache(Second) + ")",
                                        "FindNextFile(search)", "FindClose(search)"));
@@ -110,7 +124,7 @@ TEST_F(Folder_Purge, ReportsWhatCannotBeDeletedAndGoesOn) {
     Put(Third);
     os->on_delete_file = [this](const std::string& path) { return path == In_Cache(Second); };
     cache.Delete_Cached_Files(false);
-    EXPECT_EQ(Without_Reported_Numbers(All()),
+    EXPECT_EQ(With_Reported_Texts(All()),
               Begin(false) + Not_Deleted(First) + Deleted(Second) + Not_Deleted(Third) + End());
     EXPECT_EQ(os->calls.back(), "FindClose(search)");
 }
@@ -123,7 +137,7 @@ TEST_F(Folder_Purge, OfObsoleteFilesKeepsWhatAnEntryNames) {
     cache.m_Cache_Entries["b"] = {In_Cache(First), "m", 1};
     cache.m_Cache_Entries["c"] = {In_Cache(First), "m", 1};
     cache.Delete_Cached_Files(true);
-    EXPECT_EQ(Without_Reported_Numbers(All()), Begin(true) + Kept(First) + Deleted(Second) + Kept(Third) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), Begin(true) + Kept(First) + Deleted(Second) + Kept(Third) + End());
     EXPECT_TRUE(On_Disk(First));
     EXPECT_FALSE(On_Disk(Second));
     EXPECT_TRUE(On_Disk(Third));
@@ -167,9 +181,13 @@ TEST_F(Folder_Purge, AsksTheServicesOnceForEachFile) {
 
 TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
     os->on_find = nullptr;
-    const std::vector<std::string> others = {"qelfilecache_Metadata.txt", "landscape.xml",
+    const std::vector<std::string> others = {"qelfilecache_Metadata.txt",
+                                             "landscape.xml",
                                              "00000000-0000-0000-0000-000000000001",
-                                             "00000000_0000-0000-0000-000000000001.txt"};
+                                             "00000000_0000-0000-0000-000000000001.txt",
+                                             "00000000-0000-0000-0000_000000000001.txt",
+                                             "00000000-0000-0000-0000-00000000001.txt",
+                                             "00000000-0000-0000-0000-0000000000001.txt"};
     for (const std::string& name : others) {
         Write_File(In_Cache(name), name);
     }
@@ -209,8 +227,8 @@ TEST_F(Folder_Purge, DeletesReferencedFilesToo) {
     const std::string metadata = Content(Metadata_Path());
     Forget();
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(Without_Reported_Numbers(All()), Call("Purge_Cache_Folder") + Begin(false) + Deleted(First) +
-                                                   Deleted(Second) + End() + Return("Purge_Cache_Folder", "true"));
+    EXPECT_EQ(With_Reported_Texts(All()), Call("Purge_Cache_Folder") + Begin(false) + Deleted(First) + Deleted(Second) +
+                                              End() + Return("Purge_Cache_Folder", "true"));
     EXPECT_EQ(os->calls.front(), "Directory_Exists(" + cache_directory + ")");
     EXPECT_FALSE(On_Disk(First));
     EXPECT_FALSE(On_Disk(Second));
@@ -258,7 +276,7 @@ TEST_F(Sweep, DeletesWhatNoEntryNames) {
     Put(Second);
     cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(Without_Reported_Numbers(All()), First_Call() + Begin(true) + Kept(First) + Deleted(Second) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Begin(true) + Kept(First) + Deleted(Second) + End());
     EXPECT_TRUE(On_Disk(First));
     EXPECT_FALSE(On_Disk(Second));
     EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
@@ -293,7 +311,7 @@ TEST_F(Sweep, CountsAsDoneWhateverItsOutcome) {
     Put(First);
     os->on_delete_file = [](const std::string&) { return false; };
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(Without_Reported_Numbers(All()), First_Call() + Begin(true) + Not_Deleted(First) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Begin(true) + Not_Deleted(First) + End());
     Forget();
     cache.Cleanup_Obsolete_Cached_Files();
     EXPECT_EQ(All(), Further_Call());

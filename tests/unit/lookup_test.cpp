@@ -17,26 +17,26 @@ constexpr int Untouched = -4711;
 constexpr std::uint32_t Read_Only = 0x1;
 constexpr std::uint32_t Archive = 0x20;
 
-/// The answer to a request with everything that the caller sees.
-struct Answer {
+/// The result of a request with everything that the caller sees.
+struct Result_Seen {
     std::string path;
     bool download_error;
     int http_error;
     int file_share_error;
 };
 
-bool operator==(const Answer& left, const Answer& right) {
+bool operator==(const Result_Seen& left, const Result_Seen& right) {
     return left.path == right.path && left.download_error == right.download_error &&
            left.http_error == right.http_error && left.file_share_error == right.file_share_error;
 }
 
-void PrintTo(const Answer& answer, std::ostream* out) {
-    *out << "'" << answer.path << "', " << answer.download_error << ", " << answer.http_error << ", "
-         << answer.file_share_error;
+void PrintTo(const Result_Seen& seen, std::ostream* out) {
+    *out << "'" << seen.path << "', " << seen.download_error << ", " << seen.http_error << ", "
+         << seen.file_share_error;
 }
 
 /// A look-up that found no reason to write an error code.
-Answer Without_Codes(const std::string& path) {
+Result_Seen Without_Codes(const std::string& path) {
     return {path, false, Untouched, Untouched};
 }
 
@@ -62,11 +62,11 @@ protected:
     const std::string second_copy = In_Cache("00000000-0000-0000-0000-000000000002.txt");
     const std::string share_copy = In_Cache("00000000-0000-0000-0000-000000000001.xml");
 
-    Answer Get(const std::string& request, int request_kind = Ordinary) {
-        Answer answer{"", true, Untouched, Untouched};
-        answer.path = cache.Get_Cached_File_and_Status(request, request_kind, answer.download_error, &answer.http_error,
-                                                       &answer.file_share_error);
-        return answer;
+    Result_Seen Get(const std::string& request, int request_kind = Ordinary) {
+        Result_Seen seen{"", true, Untouched, Untouched};
+        seen.path = cache.Get_Cached_File_and_Status(request, request_kind, seen.download_error, &seen.http_error,
+                                                     &seen.file_share_error);
+        return seen;
     }
 
     /// The drive type of each question in turn; the last one stays.
@@ -76,7 +76,7 @@ protected:
         };
     }
 
-    void Server_Answers(const std::string& last_modified, const std::string& body) {
+    void Server_Sends(const std::string& last_modified, const std::string& body) {
         auto& request = g_services.requests[0];
         request = {};
         request.headers = {{"Last-Modified", last_modified}, {"Content-Type", "text/plain"}};
@@ -87,38 +87,30 @@ protected:
         g_services.requests[0].status = {500};
     }
 
-    // What the steps write.
-    static Records Begin(const std::string& request) {
-        return Call(method, "url='" + request + "'") + Call("Cleanup_Obsolete_Cached_Files") +
-               Data("Cleanup_Obsolete_Cached_Files",
-                    "Obsolete files already cleaned up. Ignoring redundand cache cleanup request.\n") +
-               Call("Normalize_if_File_URL", "url='" + request + "'");
+    /// The values that the files of expected records need for a request.
+    Values For(const std::string& request, const std::string& kind) const {
+        Values all = values;
+        all["url"] = request;
+        all["url_or_none"] = request.empty() ? "''" : request;
+        all["sweep"] = "sweep_again";
+        all["kind"] = kind;
+        all["is_share"] = kind == "share" ? "true" : "false";
+        all["old_note"] = "No old cached file detected in metadata.";
+        all["policy"] = "policy_first";
+        all["download"] = kind == "share" ? "share_copy" : "http_get";
+        return all;
     }
-    static Records Not_Normalised(const std::string& request) {
-        return Kind_Test("Is_File_URL", request, false) +
-               Data("Normalize_if_File_URL", "Not file URL '" + request + "'. Will not be normalized.\n") +
-               Return("Normalize_if_File_URL", request.empty() ? "''" : request) +
-               Data(method, "url_or_path = '" + request + "'.\n");
+    Lines Entered(const std::string& request) const { return Expected("lookup_entered", For(request, "")); }
+    Lines Missing_Local_File(const std::string& request) const {
+        return Recorded_Trace::Before(Expected("lookup_local", For(request, "")), "Local file exists") +
+               Error(method, "Previously cached local file does not exist '" + request + "'.\n") + Result("");
     }
     static Records Result(const std::string& path) { return Return(method, path.empty() ? "''" : path); }
-
-    static Records Local_File(const std::string& path) {
-        return Is_Local_Path(path) + Data(method, "URL is local.\n") +
-               Data(method, "Local file exists '" + path + "'.\n") + Result(path);
-    }
-    static Records Missing_Local_File(const std::string& path) {
-        return Is_Local_Path(path) + Data(method, "URL is local.\n") +
-               Error(method, "Previously cached local file does not exist '" + path + "'.\n") + Result("");
-    }
-    /// From the start to the tests of the kind, for an Internet URL.
-    static Records Inet_Request(const std::string& request) {
-        return Begin(request) + Not_Normalised(request) + Is_Local_Inet(request) +
-               Kind_Test("Is_File_Share", request, false) + Is_Local_Inet(request);
-    }
-    /// The same for a share.
-    static Records Share_Request(const std::string& request) {
-        return Begin(request) + Not_Normalised(request) + Is_Local_Share(request) +
-               Kind_Test("Is_File_Share", request, true) + Is_Local_Share(request);
+    /// From the start to the tests of the kind.
+    Lines Inet_Request(const std::string& request) const { return Remote_Request(request, "inet"); }
+    Lines Share_Request(const std::string& request) const { return Remote_Request(request, "share"); }
+    Lines Remote_Request(const std::string& request, const std::string& kind) const {
+        return Recorded_Trace::Before(Expected("lookup_remote", For(request, kind)), "No old cached file");
     }
     static Records No_Old_Copy() { return Data(method, "No old cached file detected in metadata.\n"); }
     static Records Old_Copy(const std::string& path) { return Data(method, "Old cached file: " + path + "\n"); }
@@ -140,7 +132,7 @@ TEST_F(Lookup, PassesALocalFileThroughUnchanged) {
     const std::string file = Write_File(In_Cache("local.xml"), "local");
     cache.m_Cache_Entries[file] = {"other.xml", "m", 1};
     EXPECT_EQ(Get(file), Without_Codes(file)) << "even without a cache directory";
-    EXPECT_EQ(All(), Begin(file) + Not_Normalised(file) + Local_File(file));
+    Expect_Lines(Expected("lookup_local", For(file, "")), All());
     EXPECT_EQ(os->calls.back(), "File_Exists(" + file + ")");
     EXPECT_EQ(os->Calls_Of("File_Exists"), 1U);
     EXPECT_EQ(Content(file), "local");
@@ -149,20 +141,20 @@ TEST_F(Lookup, PassesALocalFileThroughUnchanged) {
 TEST_F(Lookup, HasNothingForAMissingLocalFile) {
     const std::string file = In_Cache("missing.xml");
     EXPECT_EQ(Get(file), Without_Codes(""));
-    EXPECT_EQ(All(), Begin(file) + Not_Normalised(file) + Missing_Local_File(file));
+    Expect_Lines(Missing_Local_File(file), All());
 }
 
 TEST_F(Lookup, TakesUnknownSchemesForLocalFiles) {
     for (const char* const request : {"ftp://server/file.xml", "HTTP://server/file.xml", "//server/share/file.xml"}) {
         Forget();
         EXPECT_EQ(Get(request), Without_Codes(""));
-        EXPECT_EQ(All(), Begin(request) + Not_Normalised(request) + Missing_Local_File(request));
+        Expect_Lines(Missing_Local_File(request), All());
     }
 }
 
 TEST_F(Lookup, HasNothingForAnEmptyRequest) {
     EXPECT_EQ(Get(""), Without_Codes(""));
-    EXPECT_EQ(All(), Begin("") + Not_Normalised("") + Missing_Local_File(""));
+    Expect_Lines(Missing_Local_File(""), All());
 }
 
 TEST_F(Lookup, ServesALocalFileUrlByItsPath) {
@@ -177,27 +169,32 @@ TEST_F(Lookup, ServesALocalFileUrlByItsPath) {
 TEST_F(Lookup, HasNothingForAFileUrlItCannotRead) {
     const std::string request = "file:C:/data/file.xml";
     EXPECT_EQ(Get(request), Without_Codes(""));
-    EXPECT_EQ(All(), Begin(request) + Kind_Test("Is_File_URL", request, true) + Bug() +
-                         Error("Normalize_if_File_URL",
-                               "Unsupported file URL format unexpected at this time: '" + request + "'.\n") +
-                         Return("Normalize_if_File_URL", "''") + Data(method, "url_or_path = ''.\n") +
-                         Missing_Local_File(""));
+    const Lines missing = Missing_Local_File("");
+    const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(Entered("").size()) - 1; // what it takes the URL for
+    Expect_Lines(Recorded_Trace::Before(Entered(request), "Is_File_URL") + Kind_Test("Is_File_URL", request, true) +
+                     Bug() +
+                     Error("Normalize_if_File_URL",
+                           "Unsupported file URL format unexpected at this time: '" + request + "'.\n") +
+                     Return("Normalize_if_File_URL", "''") + Lines(missing.begin() + begin, missing.end()),
+                 All());
 }
 
 // Writable files on shares
 
 TEST_F(Lookup, LeavesAWritableFileOnAShareToTheHost) {
     g_services.on_path_exists = [](const std::string&) { return true; };
-    g_services.on_get_file_attributes = [](const std::string&) { return Archive; };
-    for (const int kind : {201, 202}) {
-        Forget();
-        EXPECT_EQ(Get(share, kind), Without_Codes("")) << "even without a cache directory";
-        EXPECT_EQ(All(), Begin(share) + Not_Normalised(share) + Is_Local_Share(share) +
-                             Kind_Test("Is_File_Share", share, true))
-            << "no exit record";
-        EXPECT_THAT(g_services.path_calls,
-                    ElementsAre("Path_Exists(" + share + ")", "Get_File_Attributes(" + share + ")"));
-        EXPECT_THAT(os->calls, IsEmpty());
+    for (const std::uint32_t writable : {0x00U, Archive, 0x80U, ~Read_Only}) {
+        g_services.on_get_file_attributes = [=](const std::string&) { return writable; };
+        for (const int kind : {201, 202}) {
+            Forget();
+            EXPECT_EQ(Get(share, kind), Without_Codes("")) << "even without a cache directory";
+            Expect_Lines(Entered(share) + Expected("is_local_share", For(share, "share")) +
+                             Kind_Test("Is_File_Share", share, true), // no exit record
+                         All());
+            EXPECT_THAT(g_services.path_calls,
+                        ElementsAre("Path_Exists(" + share + ")", "Get_File_Attributes(" + share + ")"));
+            EXPECT_THAT(os->calls, IsEmpty());
+        }
     }
 }
 
@@ -237,15 +234,22 @@ TEST_F(Lookup, AsksForTheAttributesOfAnExistingPathAlone) {
     Use_Cache_Directory();
     g_services.on_path_exists = [](const std::string&) { return false; };
     g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
-    EXPECT_NE(Get(share, 202).path, "");
-    EXPECT_THAT(g_services.path_calls, ElementsAre("Path_Exists(" + share + ")"));
+    for (const int kind : {201, 202}) {
+        Forget();
+        cache.m_Cache_Entries.clear();
+        EXPECT_NE(Get(share, kind).path, "");
+        EXPECT_THAT(g_services.path_calls, ElementsAre("Path_Exists(" + share + ")"));
+    }
 }
 
 TEST_F(Lookup, NeverTestsThePathOfAnInternetUrl) {
     Use_Cache_Directory();
-    Server_Answers("m", "body");
-    Get(url, 201);
-    EXPECT_THAT(g_services.path_calls, IsEmpty());
+    Server_Sends("m", "body");
+    for (const int kind : {201, 202, 213}) {
+        EXPECT_EQ(Get(url, kind).path, first_copy);
+        EXPECT_THAT(g_services.path_calls, IsEmpty());
+        os->expiry_minutes = 60;
+    }
 }
 
 // States that only drives that change under a request bring about
@@ -255,9 +259,10 @@ TEST_F(Lookup, RefusesAPathThatTurnsLocal) {
     Drive_Types({4, 4, 3});
     const std::string path = "N:\\file.xml";
     EXPECT_EQ(Get(path), Without_Codes(""));
-    EXPECT_EQ(All(), Begin(path) + Not_Normalised(path) + Is_Local_Share(path) +
-                         Kind_Test("Is_File_Share", path, true) + Is_Local_Path(path) + Bug() +
-                         Error(method, "Local file URL is not expected at this point: '" + path + "'.\n") + Result(""));
+    Expect_Lines(Entered(path) + Expected("is_local_share", For(path, "share")) +
+                     Kind_Test("Is_File_Share", path, true) + Expected("is_local_path", For(path, "")) + Bug() +
+                     Error(method, "Local file URL is not expected at this point: '" + path + "'.\n") + Result(""),
+                 All());
     EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
 }
 
@@ -266,11 +271,12 @@ TEST_F(Lookup, RefusesAPathOfNoKindAtAll) {
     Drive_Types({4, 4, 4, 3});
     const std::string path = "N:\\file.xml";
     EXPECT_EQ(Get(path), Without_Codes(""));
-    EXPECT_EQ(All(), Share_Request(path) + No_Old_Copy() + Kind_Test("Is_Inet_URL", path, false) +
-                         Kind_Test("Is_File_Share", path, false) + Bug() +
-                         Error(method,
-                               "Neither local, nor Inet, nor File share. Unexpected at this point. '" + path + "'.\n") +
-                         Result(""));
+    Expect_Lines(
+        Share_Request(path) + No_Old_Copy() + Kind_Test("Is_Inet_URL", path, false) +
+            Kind_Test("Is_File_Share", path, false) + Bug() +
+            Error(method, "Neither local, nor Inet, nor File share. Unexpected at this point. '" + path + "'.\n") +
+            Result(""),
+        All());
 }
 
 TEST_F(Lookup, DeletesTheOldCopyOfAPathOfNoKindAtAll) {
@@ -286,37 +292,18 @@ TEST_F(Lookup, DeletesTheOldCopyOfAPathOfNoKindAtAll) {
 TEST_F(Lookup, NeedsACacheDirectoryForRemoteFiles) {
     cache.m_Cache_Entries[url] = {Write_File(In_Cache("copy.xml"), ""), "m", os->current_time};
     EXPECT_EQ(Get(url), Without_Codes(""));
-    EXPECT_EQ(All(), Inet_Request(url) + Error(method, "Cache directory has not been configured.\n") + Result(""));
+    Expect_Lines(Inet_Request(url) + Error(method, "Cache directory has not been configured.\n") + Result(""), All());
     EXPECT_THAT(g_services.request_calls, IsEmpty());
     EXPECT_EQ(os->Calls_Of("File_Exists"), 0U);
 
     Forget();
     EXPECT_EQ(Get(share), Without_Codes(""));
-    EXPECT_EQ(All(), Share_Request(share) + Error(method, "Cache directory has not been configured.\n") + Result(""));
+    Expect_Lines(Share_Request(share) + Error(method, "Cache directory has not been configured.\n") + Result(""),
+                 All());
     EXPECT_THAT(os->calls, IsEmpty());
 }
 
 // Fresh copies
-
-TEST_F(Lookup, ServesAFreshCopyWithoutAnyRemoteContact) {
-    Use_Cache_Directory();
-    os->expiry_minutes = 60;
-    const std::string copy = Cache_Copy(url, "copy.xml", "m", os->current_time);
-    EXPECT_EQ(Get(url), Without_Codes(copy));
-    EXPECT_EQ(All(), Inet_Request(url) + Result(copy));
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-    EXPECT_EQ(os->Calls_Of("File_Exists"), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries[url].last_checked_remotely, os->current_time);
-}
-
-TEST_F(Lookup, ServesAFreshCopyOfAShareWithoutAnyRemoteContact) {
-    Use_Cache_Directory();
-    os->expiry_minutes = 60;
-    const std::string copy = Cache_Copy(share, "copy.xml", "m", os->current_time);
-    EXPECT_EQ(Get(share), Without_Codes(copy));
-    EXPECT_EQ(All(), Share_Request(share) + Result(copy));
-    EXPECT_EQ(os->Calls_Of("Stat_File"), 0U);
-}
 
 TEST_F(Lookup, ReportsAFreshCopyWhoseEntryIsGone) {
     Use_Cache_Directory();
@@ -327,89 +314,14 @@ TEST_F(Lookup, ReportsAFreshCopyWhoseEntryIsGone) {
         return 60U;
     };
     EXPECT_EQ(Get(url), Without_Codes(""));
-    EXPECT_EQ(All(), Inet_Request(url) + Bug() + Error(method, "URL '" + url + "' not found in cache.\n") + Result(""));
+    Expect_Lines(Inet_Request(url) + Bug() + Error(method, "URL '" + url + "' not found in cache.\n") + Result(""),
+                 All());
     EXPECT_THAT(g_services.request_calls, IsEmpty());
-}
-
-// Internet URLs
-
-TEST_F(Lookup, FetchesAnUnknownInternetUrl) {
-    Use_Cache_Directory();
-    Server_Answers("monday", "body");
-    EXPECT_EQ(Get(url), (Answer{first_copy, false, 0, Untouched}));
-    EXPECT_EQ(Content(first_copy), "body");
-    EXPECT_EQ(Decisions(), Decisions_Begin(url) + No_Old_Copy() + Data(method, "Inet URL detected: '" + url + "'.\n") +
-                               Result(first_copy));
-    EXPECT_THAT(g_services.request_calls, Contains("Open(GET, " + url + ")"));
-    EXPECT_THAT(g_services.request_calls, Not(Contains("Open(HEAD, " + url + ")")));
-    EXPECT_EQ(cache.m_Cache_Entries[url].cached_file, first_copy);
-
-    const Records all = All();
-    const Records begin = Inet_Request(url) + No_Old_Copy() + Kind_Test("Is_Inet_URL", url, true) +
-                          Data(method, "Inet URL detected: '" + url + "'.\n") +
-                          Call("Get_Cached_Remote_File", "url='" + url + "', expired_f/downloader_f not traced.");
-    ASSERT_GT(all.size(), begin.size());
-    EXPECT_EQ(Records(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(begin.size())), begin);
-    const Records end = Return("Get_Cached_Remote_File", first_copy) + Result(first_copy);
-    EXPECT_EQ(Records(all.end() - static_cast<std::ptrdiff_t>(end.size()), all.end()), end);
-}
-
-TEST_F(Lookup, ChecksAnInternetUrlWhosePeriodIsOver) {
-    Use_Cache_Directory();
-    Server_Answers("monday", "body");
-    const std::string copy = Cache_Copy(url, "copy.xml", "monday", os->current_time - 1);
-    EXPECT_EQ(Get(url), (Answer{copy, false, 0, Untouched}));
-    EXPECT_EQ(Decisions(), Decisions_Begin(url) + Old_Copy(copy) + Data(method, "Inet URL detected: '" + url + "'.\n") +
-                               Result(copy));
-    EXPECT_THAT(g_services.request_calls, Contains("Open(HEAD, " + url + ")"));
-    EXPECT_THAT(g_services.request_calls, Not(Contains("Open(GET, " + url + ")")));
-    EXPECT_EQ(Content(copy), "old");
-
-    Forget();
-    EXPECT_EQ(Get(url), Without_Codes(copy)) << "renewed by the check";
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-}
-
-TEST_F(Lookup, ReplacesAChangedInternetFile) {
-    Use_Cache_Directory();
-    Server_Answers("tuesday", "new");
-    const std::string copy = Cache_Copy(url, "copy.xml", "monday", 0);
-    EXPECT_EQ(Get(url), (Answer{first_copy, false, 0, Untouched}));
-    EXPECT_EQ(Content(first_copy), "new");
-    EXPECT_FALSE(std::filesystem::exists(copy));
-    EXPECT_EQ(Decisions(), Decisions_Begin(url) + Old_Copy(copy) + Data(method, "Inet URL detected: '" + url + "'.\n") +
-                               Result(first_copy));
-}
-
-TEST_F(Lookup, ReportsAnInternetUrlThatCannotBeFetched) {
-    Use_Cache_Directory();
-    Server_Fails();
-    EXPECT_EQ(Get(url), (Answer{"", true, 2, Untouched}));
-    EXPECT_EQ(Decisions(),
-              Decisions_Begin(url) + No_Old_Copy() + Data(method, "Inet URL detected: '" + url + "'.\n") + Result(""));
-}
-
-TEST_F(Lookup, ServesTheLastCopyWhileTheServerFails) {
-    Use_Cache_Directory();
-    Server_Fails();
-    const std::string copy = Cache_Copy(url, "copy.xml", "monday", 0);
-    EXPECT_EQ(Get(url), (Answer{copy, true, 2, Untouched}));
-    EXPECT_EQ(Content(copy), "old");
-}
-
-TEST_F(Lookup, AnEarlierCodeStaysUntilItIsOverwritten) {
-    Use_Cache_Directory();
-    Server_Fails();
-    EXPECT_EQ(Get(url), (Answer{"", true, 2, Untouched}));
-    Server_Answers("monday", "body");
-    EXPECT_EQ(Get(url), (Answer{first_copy, false, 2, Untouched})) << "a first download resets no code";
-    os->current_time += 1;
-    EXPECT_EQ(Get(url), (Answer{first_copy, false, 0, Untouched})) << "a check does";
 }
 
 TEST_F(Lookup, NeedsNoPlaceForTheErrorCodes) {
     Use_Cache_Directory();
-    Server_Answers("monday", "body");
+    Server_Sends("monday", "body");
     bool download_error = true;
     EXPECT_EQ(cache.Get_Cached_File_and_Status(url, Ordinary, download_error, nullptr, nullptr), first_copy);
     EXPECT_FALSE(download_error);
@@ -420,51 +332,6 @@ TEST_F(Lookup, NeedsNoPlaceForTheErrorCodes) {
     EXPECT_EQ(other, Untouched);
 }
 
-// Shares
-
-TEST_F(Lookup, CopiesAnUnknownFileFromAShare) {
-    Use_Cache_Directory();
-    EXPECT_EQ(Get(share), (Answer{share_copy, false, Untouched, 0}));
-    EXPECT_EQ(Content(share_copy), "from the share");
-    EXPECT_EQ(Decisions(), Decisions_Begin(share) + No_Old_Copy() +
-                               Data(method, "File share URL detected: '" + share + "'.\n") + Result(share_copy));
-
-    const Records all = All();
-    const Records begin = Share_Request(share) + No_Old_Copy() + Kind_Test("Is_Inet_URL", share, false) +
-                          Kind_Test("Is_File_Share", share, true) +
-                          Data(method, "File share URL detected: '" + share + "'.\n") +
-                          Call("Get_Cached_Remote_File", "url='" + share + "', expired_f/downloader_f not traced.");
-    ASSERT_GT(all.size(), begin.size());
-    EXPECT_EQ(Records(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(begin.size())), begin);
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-}
-
-TEST_F(Lookup, KnowsAFileUrlOfAShareByItsPath) {
-    Use_Cache_Directory();
-    EXPECT_EQ(Get("file://server/share/file.xml"), (Answer{share_copy, false, Untouched, 0}));
-    EXPECT_EQ(cache.m_Cache_Entries.count(share), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
-    os->expiry_minutes = 60;
-    EXPECT_EQ(Get(share), Without_Codes(share_copy));
-}
-
-TEST_F(Lookup, ChecksAShareWhosePeriodIsOver) {
-    Use_Cache_Directory();
-    const std::string copy = Cache_Copy(share, "copy.xml", "5", 0);
-    cache.m_errFileShareDownLoad = 2;
-    EXPECT_EQ(Get(share), (Answer{copy, false, Untouched, 0}));
-    EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
-    EXPECT_EQ(os->Calls_Of("Stat_File"), 1U);
-}
-
-TEST_F(Lookup, ReportsAShareThatCannotBeCopied) {
-    Use_Cache_Directory();
-    os->on_copy_file = [](const std::string&, const std::string&, int) { return 0; };
-    EXPECT_EQ(Get(share), (Answer{"", true, Untouched, 2}));
-    const std::string copy = Cache_Copy(share, "copy.xml", "4", 0);
-    EXPECT_EQ(Get(share), (Answer{copy, true, Untouched, 2})) << "the last copy stands in";
-}
-
 // The copy that was replaced
 
 class Replaced_Copy : public Lookup {
@@ -473,11 +340,11 @@ protected:
     Replaced_Copy() {
         cache.m_Cache_Directory = cache_directory;
         old_copy = Cache_Copy(url, "copy.xml", "monday", 0);
-        Server_Answers("tuesday", "new");
+        Server_Sends("tuesday", "new");
         Forget();
     }
 
-    /// What the look-up itself does with the old copy: everything behind the policy's answer.
+    /// What the look-up itself does with the old copy: everything behind the policy's seen.
     std::vector<std::string> Last_Calls(std::size_t count) const {
         return {os->calls.end() - static_cast<std::ptrdiff_t>(count), os->calls.end()};
     }
@@ -500,7 +367,7 @@ protected:
 TEST_F(Replaced_Copy, IsDeletedAtLastWhenItsRemovalFailedBefore) {
     int deletions = 0;
     os->on_delete_file = [&](const std::string& path) { return ++deletions > 1 && std::filesystem::remove(path); };
-    EXPECT_EQ(Get(url), (Answer{first_copy, false, 0, Untouched}));
+    EXPECT_EQ(Get(url), (Result_Seen{first_copy, false, 0, Untouched}));
     EXPECT_FALSE(std::filesystem::exists(old_copy));
     EXPECT_EQ(Content(first_copy), "new");
     EXPECT_THAT(Last_Calls(3), ElementsAre("File_Exists(" + old_copy + ")", "Delete_File(" + old_copy + ")",
@@ -510,7 +377,7 @@ TEST_F(Replaced_Copy, IsDeletedAtLastWhenItsRemovalFailedBefore) {
 
 TEST_F(Replaced_Copy, ThatCannotBeDeletedIsReported) {
     os->on_delete_file = [](const std::string&) { return false; };
-    EXPECT_EQ(Get(url), (Answer{first_copy, false, 0, Untouched}));
+    EXPECT_EQ(Get(url), (Result_Seen{first_copy, false, 0, Untouched}));
     Expect_Record(Failed("false", "true"), first_copy);
 }
 
@@ -553,7 +420,7 @@ TEST_F(Replaced_Copy, OfTheSameNameInOtherLettersStays) {
 TEST_F(Replaced_Copy, IsDeletedWhenNothingMayStandInForIt) {
     cache.m_errFileShareDownLoad = 3; // a copy without name, of an earlier request
     Server_Fails();
-    EXPECT_EQ(Get(url), (Answer{"", true, 2, Untouched}));
+    EXPECT_EQ(Get(url), (Result_Seen{"", true, 2, Untouched}));
     EXPECT_FALSE(std::filesystem::exists(old_copy));
     Expect_Record(Data(method, "Deleted obsolete cached file: '" + old_copy + "'.\n"), "");
     ASSERT_EQ(cache.m_Cache_Entries.count(url), 1U) << "the entry is not touched";
@@ -582,14 +449,14 @@ TEST_F(Lookup, SweepsWithTheFirstRequestOfAnObject) {
     const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-00000000000a.txt"), "stray");
     const std::string kept = Cache_Copy(url, "00000000-0000-0000-0000-00000000000b.txt", "m", os->current_time);
     bool flag_during_sweep = false;
-    Answer answer{"", true, Untouched, Untouched};
+    Result_Seen seen{"", true, Untouched, Untouched};
     os->on_delete_file = [&](const std::string& path) {
-        flag_during_sweep = answer.download_error;
+        flag_during_sweep = seen.download_error;
         return std::filesystem::remove(path);
     };
-    answer.path = cache.Get_Cached_File_and_Status(url, Ordinary, answer.download_error, &answer.http_error,
-                                                   &answer.file_share_error);
-    EXPECT_EQ(answer, Without_Codes(kept));
+    seen.path =
+        cache.Get_Cached_File_and_Status(url, Ordinary, seen.download_error, &seen.http_error, &seen.file_share_error);
+    EXPECT_EQ(seen, Without_Codes(kept));
     EXPECT_TRUE(flag_during_sweep) << "the flag is reset behind the sweep";
     EXPECT_FALSE(std::filesystem::exists(stray));
     EXPECT_EQ(os->calls.front().substr(0, 13), "FindFirstFile");
@@ -654,7 +521,7 @@ TEST_F(Lookup, TheShortFormReachesAnOverride) {
 TEST_F(Lookup, ReportsARequestThatCannotBeMade) {
     Use_Cache_Directory();
     g_services.requests[0].creation_fails = true;
-    EXPECT_EQ(Get(url), (Answer{"", true, 2, Untouched}));
+    EXPECT_EQ(Get(url), (Result_Seen{"", true, 2, Untouched}));
 }
 
 } // namespace

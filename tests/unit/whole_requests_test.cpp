@@ -300,39 +300,6 @@ TEST_P(Any_Request, TheOutFlagIsWrittenWhateverItWas) {
 
 class Inet_Request : public Remote_Request {};
 
-TEST_F(Inet_Request, AnOldCopyThatIsInUseIsDeletedAtTheSecondTry) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    Send_Another_Version();
-    bool in_use = true;
-    os->on_delete_file = [&](const std::string& path) {
-        return !std::exchange(in_use, false) && std::filesystem::remove(path);
-    };
-    Forget();
-    EXPECT_NE(Get(), old_copy);
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
-    EXPECT_EQ(Above_Additional_Data(), Warning("Remove_From_Cache", "File could not be deleted, url = '" + url +
-                                                                        "', cached_file = '" + old_copy + "'.\n"));
-    EXPECT_THAT(All(), Contains(Data(s_lookup, "Deleted obsolete cached file: '" + old_copy + "'.\n").front()));
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
-}
-
-TEST_F(Inet_Request, AnOldCopyThatStaysInUseIsReported) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    Send_Another_Version();
-    os->on_delete_file = [](const std::string&) { return false; };
-    Forget();
-    const std::string copy = Get();
-    EXPECT_NE(copy, old_copy);
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, copy);
-    EXPECT_EQ(Above_Additional_Data(), Warning("Remove_From_Cache", "File could not be deleted, url = '" + url +
-                                                                        "', cached_file = '" + old_copy + "'.\n") +
-                                           Error(s_lookup, "Error deleting obsolete cached file: '" + old_copy +
-                                                               "', delete_ok=false, still_exists=true.\n"));
-}
-
 TEST_F(Inet_Request, WithoutAServerAllThatWentWrongIsReported) {
     Get();
     Pass_Minutes(61);
@@ -436,35 +403,6 @@ TEST_F(Inet_Request, AnEntryThatWentDuringTheWholeRequestLeavesNothingToServe) {
         All(), Contains(Error(s_policy, "Cached file unexpectedly not found at this point: '" + url + "'.\n").front()));
 }
 
-TEST_F(Inet_Request, TheKindOfTheRequestDoesNotMatter) {
-    g_services.on_path_exists = [](const std::string&) { return true; };
-    g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
-    const std::string copy = Get();
-    for (const int kind : {201, 202, 213, 0}) {
-        EXPECT_EQ(Get(url, kind), copy);
-    }
-    EXPECT_THAT(g_services.path_calls, IsEmpty());
-}
-
-TEST_F(Inet_Request, TheShortFormServesTheSameCopy) {
-    const std::string copy = cache.Get_Cached_File(url);
-    EXPECT_EQ(Content(copy), body);
-    EXPECT_EQ(Get(), copy);
-}
-
-TEST_F(Inet_Request, WithoutADirectoryThereIsNoFile) {
-    CFileCache unconfigured(os);
-    download_error = true;
-    Forget();
-    EXPECT_EQ(unconfigured.Get_Cached_File_and_Status(url, Ordinary, download_error, &http_error, &file_share_error),
-              "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, Untouched);
-    EXPECT_EQ(file_share_error, Untouched);
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-    EXPECT_EQ(Above_Additional_Data(), Error(s_lookup, "Cache directory has not been configured.\n"));
-}
-
 TEST_F(Inet_Request, ANewCacheOnTheDirectoryServesTheSameCopy) {
     const std::string copy = Get();
     const std::string unreferenced = Write_File(In_Cache("99999999-0000-0000-0000-000000000001.xml"), "left over");
@@ -565,12 +503,6 @@ protected:
         Remote_Request::SetUp();
         Ask_For(share);
     }
-
-    /// The file is there, writable or not.
-    static void Original_Is_There(std::uint32_t attributes) {
-        g_services.on_path_exists = [](const std::string&) { return true; };
-        g_services.on_get_file_attributes = [attributes](const std::string&) { return attributes; };
-    }
 };
 
 TEST_F(Share_Request, WithoutAServerAllThatWentWrongIsReported) {
@@ -620,81 +552,12 @@ TEST_F(Share_Request, WithoutItsDirectoryNothingIsServedAndNoErrorFlagged) {
     EXPECT_FALSE(std::filesystem::exists(directory));
 }
 
-TEST_F(Share_Request, AWritableOriginalIsLeftToTheHostThatWantsIt) {
-    for (const std::uint32_t writable : {0x00U, 0x20U, 0x80U, 0xFFFFFFFEU}) {
-        Original_Is_There(writable);
-        for (const int kind : {201, 202}) {
-            Forget();
-            EXPECT_EQ(Get(share, kind), "");
-            EXPECT_FALSE(download_error);
-            EXPECT_EQ(http_error, Untouched);
-            EXPECT_EQ(file_share_error, Untouched);
-            EXPECT_THAT(g_services.path_calls,
-                        ElementsAre("Path_Exists(" + share + ")", "Get_File_Attributes(" + share + ")"));
-            EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
-            EXPECT_THAT(Of({s_lookup}), Not(Contains(Return(s_lookup, "''").front()))) << "this exit leaves no record";
-        }
-    }
-    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-}
-
-TEST_F(Share_Request, AReadOnlyOriginalIsCopiedForEveryKindOfRequest) {
-    os->expiry_minutes = 0;
-    for (const std::uint32_t read_only : {0x01U, 0x21U, 0xFFFFFFFFU}) { // the last: no attributes to be had
-        Original_Is_There(read_only);
-        for (const int kind : {201, 202, 213}) {
-            Pass_Minutes(1);
-            source = "version " + std::to_string(++source_time);
-            EXPECT_EQ(Content(Get(share, kind)), source) << kind;
-            EXPECT_EQ(file_share_error, 0);
-        }
-    }
-}
-
-TEST_F(Share_Request, AnOriginalThatIsNotThereIsFetchedForEveryKindOfRequest) {
-    g_services.on_path_exists = [](const std::string&) { return false; };
-    g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
-    for (const int kind : {201, 202}) {
-        EXPECT_NE(Get(share, kind), "");
-    }
-    EXPECT_THAT(g_services.path_calls, Not(Contains("Get_File_Attributes(" + share + ")")));
-}
-
-TEST_F(Share_Request, AWritableOriginalIsCopiedForAnyOtherRequest) {
-    Original_Is_There(0);
-    for (const int kind : {213, 200, 203, 0, -201}) {
-        EXPECT_EQ(Content(Get(share, kind)), source) << kind;
-    }
-    EXPECT_THAT(g_services.path_calls, IsEmpty());
-}
-
 TEST_F(Share_Request, AFileUrlOfAShareIsServedAsTheSharesPath) {
     const std::string copy = Get("file://server/share/landscape.xml");
     EXPECT_EQ(Content(copy), source);
     EXPECT_EQ(file_share_error, 0);
     EXPECT_EQ(cache.m_Cache_Entries.count(share), 1U);
     EXPECT_EQ(Get(), copy);
-}
-
-TEST_F(Share_Request, AnUnsupportedFileUrlIsNoFile) {
-    EXPECT_EQ(Get("file:/C:/landscape.xml"), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, Untouched);
-    EXPECT_EQ(file_share_error, Untouched);
-    EXPECT_EQ(Above_Additional_Data(),
-              Error("Normalize_if_File_URL",
-                    "Unsupported file URL format unexpected at this time: 'file:/C:/landscape.xml'.\n") +
-                  Error(s_lookup, "Previously cached local file does not exist ''.\n"));
-}
-
-TEST_F(Share_Request, ALocalFileIsHandedBackAsItIs) {
-    const std::string local = Write_File(In_Cache("local.xml"), "local");
-    EXPECT_EQ(Get(local), local);
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, Untouched);
-    EXPECT_EQ(file_share_error, Untouched);
-    EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
-    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
 }
 
 } // namespace

@@ -2,8 +2,8 @@
 
 #include "filecache/CFileCache.h"
 #include "filecache/IFileCache.h"
-#include "tests/platform/support/windows/Overridden_Root.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Overridden_Root.h"
+#include "tests/support/Scratch_Directory.h"
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>
@@ -132,7 +132,7 @@ protected:
 private:
     static std::filesystem::path Published() { return Here(Variable("QEL_TEST_FILES")); }
 
-    const Temporary_Directory m_Home;
+    const Scratch_Directory m_Home;
 };
 
 inline constexpr std::chrono::sys_seconds First_Of_2019 =

@@ -1,7 +1,7 @@
 // Files as only Windows has them: in use, on a share under a UNC path, with 8.3 names; and drives.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
 
@@ -86,7 +86,7 @@ TEST_F(Windows_Files, ADeviceIsNoFileInWhateverDirectory) {
         EXPECT_TRUE(Is_Not_A_File(path)) << path;
     }
     const std::string file = scratch.Write("null.xml");
-    EXPECT_TRUE(Is_Not_A_File(scratch.Path()));
+    EXPECT_TRUE(Is_Not_A_File(scratch.Path().string()));
     for (const std::string& path : {file, scratch / "missing", std::string(300, 'x')}) {
         EXPECT_FALSE(Is_Not_A_File(path)) << path;
     }
@@ -97,7 +97,7 @@ TEST_F(Windows_Files, AFileOnAShareIsLikeALocalOne) {
     const Scratch_Directory share("\\\\server\\share");
     const std::string source = share.Write("landscape.xml", "on the share");
     EXPECT_EQ(source.substr(0, 15), "\\\\server\\share\\");
-    EXPECT_TRUE(services->Directory_Exists(share.Path()));
+    EXPECT_TRUE(services->Directory_Exists(share.Path().string()));
     EXPECT_TRUE(services->File_Exists(source));
     EXPECT_TRUE(Path_Exists(source));
     std::int64_t time = 0;

@@ -1,8 +1,8 @@
 // The registry: the user's root before the machine's, and the kinds of values.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/platform/support/windows/Overridden_Root.h"
+#include "tests/support/Overridden_Root.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
 #include "util/Registry.h"

@@ -1,5 +1,5 @@
 #include "platform/common/Http_Transfer.h"
-#include "tests/platform/support/windows/Overridden_Root.h"
+#include "tests/support/Overridden_Root.h"
 #include "util/HttpClient.h"
 
 #include <windows.h>

@@ -4,8 +4,8 @@
 #include "tests/faults/support/Document.h"
 #include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "tests/faults/support/Web_Documents.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Path_Separator.h"
 
 #include <gmock/gmock.h>
@@ -106,7 +106,7 @@ protected:
             return;
         }
         EXPECT_EQ(std::filesystem::path(path).parent_path(), cache_folder) << path;
-        const int version = Version_Of(Bytes_Of(path), Name_In(request));
+        const int version = Version_Of(Content_Of(path), Name_In(request));
         EXPECT_GE(version, 1) << path << " holds no whole copy of " << request;
         EXPECT_LE(version, Current_Version(request));
     }
@@ -163,7 +163,7 @@ protected:
             for (const auto& file : std::filesystem::directory_iterator(folder)) {
                 if (file.is_regular_file()) {
                     const auto time = file.last_write_time().time_since_epoch().count();
-                    files[file.path().string()] = std::to_string(time) + " " + Bytes_Of(file.path());
+                    files[file.path().string()] = std::to_string(time) + " " + Content_Of(file.path());
                 }
             }
         }
@@ -178,7 +178,7 @@ protected:
 
 private:
     const std::filesystem::path m_Previous_Folder = std::filesystem::current_path();
-    const Temporary_Directory m_Home;
+    const Scratch_Directory m_Home;
     const Host_Thread m_Thread;
     std::map<std::string, int> m_Share_Versions;
     std::filesystem::file_time_type m_Next_Change = std::filesystem::file_time_type::clock::now();

@@ -3,9 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace QEL::Tests {
@@ -53,11 +50,6 @@ inline bool Begins_A_Document(const std::string& text, const std::string& name, 
         }
     }
     return false;
-}
-
-inline std::string Bytes_Of(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 } // namespace QEL::Tests

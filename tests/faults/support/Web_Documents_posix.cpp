@@ -1,7 +1,7 @@
 #include "tests/faults/support/Web_Documents.h"
 
 #include "tests/faults/support/Document.h"
-#include "tests/tool/support/Small_Web_Server.h"
+#include "tests/support/Web_Server.h"
 
 #include <chrono>
 #include <ctime>
@@ -10,7 +10,7 @@ namespace QEL::Tests {
 
 class Web_Documents::Server {
 public:
-    Small_Web_Server web_server;
+    Web_Server web_server;
 };
 
 Web_Documents::Web_Documents() : m_Server(std::make_unique<Server>()) {}

@@ -2,7 +2,7 @@
 
 #include "filecache/CFileCache.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>
@@ -115,7 +115,7 @@ protected:
     }
 
 private:
-    Temporary_Directory m_Home;
+    Scratch_Directory m_Home;
     std::filesystem::file_time_type m_Next_Change = std::filesystem::file_time_type::clock::now();
 
 protected:

@@ -1,8 +1,8 @@
 #include "filecache/CFileCache.h"
-#include "tests/platform/support/User_Configuration.h"
 #include "tests/support/Normalised_Trace.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/Tls_Sites.h"
+#include "tests/support/User_Configuration.h"
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>
@@ -214,7 +214,7 @@ protected:
     int http_error = -4711;
 
 private:
-    Temporary_Directory m_Home;
+    Scratch_Directory m_Home;
     User_Configuration m_Configuration;
     Environment_Variable m_Trace_Directory;
     std::string m_Description;

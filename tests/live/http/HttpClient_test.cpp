@@ -3,8 +3,8 @@
 #include <string>
 
 #include "platform/common/WinInet_Error.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/support/Answering_Server.h"
+#include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
 #include "util/HttpClient.h"
 #include "util/Last_Error.h"
 
@@ -24,13 +24,13 @@ protected:
     }
 
     const User_Configuration m_Configuration;
-    Answering_Server m_Server;
+    Web_Server m_Server{Web_Server::Empty_Response, "good.test"};
     HttpClient m_Client;
 };
 
 TEST_F(Second_Client, ReadsStatusHeadersAndEveryByteOfTheBody) {
     const std::string body("a\0b\r\n\0", 6);
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nlast-modified: Monday\r\nContent-Length: 6\r\n\r\n" + body);
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nlast-modified: Monday\r\nContent-Length: 6\r\n\r\n" + body);
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), 200U);
     EXPECT_EQ(m_Client.GetResponseHeader("Last-Modified"), "Monday");
@@ -40,7 +40,7 @@ TEST_F(Second_Client, ReadsStatusHeadersAndEveryByteOfTheBody) {
 }
 
 TEST_F(Second_Client, SendsHead) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\n");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\n");
 
     EXPECT_EQ(Send(Http_Head, m_Server.Url()), 200U);
     EXPECT_EQ(m_Client.GetResponseHeader("Last-Modified"), "Monday");
@@ -49,13 +49,13 @@ TEST_F(Second_Client, SendsHead) {
 }
 
 TEST_F(Second_Client, AnswersWithTheStatusOfAnError) {
-    m_Server.Answer_With("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
+    m_Server.Respond_With("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), 404U);
 }
 
 TEST_F(Second_Client, AnswersWithTheErrorNumberWhenThereIsNoAnswer) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\nabc");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\nabc");
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), Error_Internet_Connection_Aborted);
     EXPECT_EQ(Get_Last_Error(), Error_Internet_Connection_Aborted);
@@ -72,7 +72,7 @@ TEST_F(Second_Client, RefusesWhatIsNoHttpUrl) {
 }
 
 TEST_F(Second_Client, ForgetsTheAnswerBefore) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
     Send(Http_Get, m_Server.Url());
 
     EXPECT_EQ(Send(Http_Get, "no URL"), Error_Internet_Invalid_URL);

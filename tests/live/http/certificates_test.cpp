@@ -6,8 +6,8 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/platform/support/User_Configuration.h"
 #include "tests/support/Tls_Sites.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/HttpClient.h"
 

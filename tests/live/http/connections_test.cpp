@@ -14,9 +14,9 @@
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/platform/support/User_Configuration.h"
 #include "tests/support/Misbehaving_Server.h"
 #include "tests/support/Tls_Sites.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/HttpClient.h"
 

@@ -4,8 +4,8 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/support/Answering_Server.h"
+#include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
 
 // Proxies come from the environment: http_proxy, https_proxy, no_proxy.
 
@@ -19,7 +19,7 @@ using testing::StartsWith;
 
 class Proxy : public testing::Test {
 protected:
-    Answering_Server m_Proxy{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc"};
+    Web_Server m_Proxy{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc", "good.test"};
     const std::string m_Url = m_Proxy.Url("");
     const Environment_Variable m_Http_Proxy{"http_proxy", m_Url.c_str()};
     const Environment_Variable m_Https_Proxy{"https_proxy", m_Url.c_str()};
@@ -38,7 +38,7 @@ TEST_F(Proxy, IsNotAskedForHostsInNoProxy) {
 }
 
 TEST_F(Proxy, ThatRefusesATunnelIsReported) {
-    m_Proxy.Answer_With("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
+    m_Proxy.Respond_With("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
 
     const auto outcome = Get("https://behind.invalid/file.xml");
 

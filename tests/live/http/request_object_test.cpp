@@ -5,9 +5,9 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/platform/support/Scratch_Directory.h"
-#include "tests/support/Answering_Server.h"
 #include "tests/support/Nginx_Server.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/Web_Server.h"
 #include "util/Last_Error.h"
 
 namespace QEL::Tests {
@@ -32,7 +32,7 @@ std::unique_ptr<IRequest_Object> New_Request() {
 
 class Request_Object : public testing::Test {
 protected:
-    Answering_Server m_Server;
+    Web_Server m_Server{Web_Server::Empty_Response, "good.test"};
 };
 
 TEST_F(Request_Object, AsksForTheFileAsItIs) {
@@ -66,7 +66,7 @@ TEST_F(Request_Object, DescribesAnEmptyBody) {
 }
 
 TEST_F(Request_Object, LeavesABodyToWhoeverHoldsIt) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
     Response_Body body;
     {
         const auto request = New_Request();
@@ -79,7 +79,7 @@ TEST_F(Request_Object, LeavesABodyToWhoeverHoldsIt) {
 }
 
 TEST_F(Request_Object, FindsHeadersInAnyLetterCase) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLAST-modified:  Monday \r\nContent-Length: 0\r\n\r\n");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nLAST-modified:  Monday \r\nContent-Length: 0\r\n\r\n");
     const auto request = New_Request();
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
@@ -92,7 +92,7 @@ TEST_F(Request_Object, FindsHeadersInAnyLetterCase) {
 }
 
 TEST_F(Request_Object, ReadsNoBodyAfterHead) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 100\r\n\r\n");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 100\r\n\r\n");
 
     const auto outcome = Head(m_Server.Url());
 
@@ -102,13 +102,13 @@ TEST_F(Request_Object, ReadsNoBodyAfterHead) {
 }
 
 TEST_F(Request_Object, TakesTheSizeOfAHugeFileFromHead) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 30000000000\r\n\r\n");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nContent-Length: 30000000000\r\n\r\n");
 
     EXPECT_EQ(Head(m_Server.Url()).status, 200);
 }
 
 TEST_F(Request_Object, IgnoresABodyThatComesWithHead) {
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
 
     const auto outcome = Head(m_Server.Url());
 
@@ -118,10 +118,10 @@ TEST_F(Request_Object, IgnoresABodyThatComesWithHead) {
 
 TEST_F(Request_Object, ServesOneRequestAfterTheOther) {
     const auto request = New_Request();
-    m_Server.Answer_With("HTTP/1.1 404 Not Found\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
+    m_Server.Respond_With("HTTP/1.1 404 Not Found\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
-    m_Server.Answer_With("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    m_Server.Respond_With("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     ASSERT_EQ(request->Open("GET", m_Server.Url()), 0);
     long status = 0;
     std::string header;
@@ -138,7 +138,7 @@ TEST_F(Request_Object, AnswersWithNothingAfterAFailure) {
     const auto request = New_Request();
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
-    m_Server.Answer_With("rubbish");
+    m_Server.Respond_With("rubbish");
     long status = 1;
     std::string header = "untouched";
     Response_Body body;
@@ -240,7 +240,7 @@ TEST(Request_Object_On_Nginx, AnswersWithErrorStatusesAsTheyAre) {
 }
 
 TEST_F(Request_Object, ReadsAChunkedBody) {
-    m_Server.Answer_With(
+    m_Server.Respond_With(
         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n10;extension=1\r\n0123456789abcdef\r\n"
         "0\r\nX-Trailer: y\r\n\r\n");
 
@@ -248,7 +248,7 @@ TEST_F(Request_Object, ReadsAChunkedBody) {
 }
 
 TEST_F(Request_Object, ReadsABodyThatEndsWithTheConnection) {
-    m_Server.Answer_With("HTTP/1.0 200 OK\r\n\r\n" + Rubbish(3'000'000));
+    m_Server.Respond_With("HTTP/1.0 200 OK\r\n\r\n" + Rubbish(3'000'000));
 
     EXPECT_TRUE(Get(m_Server.Url()).body == Rubbish(3'000'000));
 }

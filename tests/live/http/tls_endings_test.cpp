@@ -4,10 +4,10 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/platform/support/User_Configuration.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/Misbehaving_Server.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
 
 // How a server ends an answer over TLS. Whoever is on the way can close the connection, so that alone does not
 // make a body whole.
@@ -33,7 +33,7 @@ protected:
     }
 
 private:
-    Temporary_Directory m_Directory;
+    Scratch_Directory m_Directory;
     Certificate_Authority m_Authority{m_Directory.Path(), "authority"};
     Server_Certificate m_Certificate = m_Authority.Issue("server", {});
     Environment_Variable m_Trusted{"SSL_CERT_FILE", m_Authority.File().c_str()};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -30,10 +30,10 @@ protected:
     std::string Password_File(const std::string& content) const {
         const auto path = directory.Write("password", content);
         std::filesystem::permissions(path, std::filesystem::perms(0600));
-        return "PasswordFile = " + path.string() + "\n";
+        return "PasswordFile = " + path + "\n";
     }
 
-    const Temporary_Directory directory;
+    const Scratch_Directory directory;
     const std::filesystem::path home = directory.Path();
 };
 

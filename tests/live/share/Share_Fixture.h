@@ -53,14 +53,6 @@ protected:
         return path;
     }
 
-    static std::string Content_Of(const std::filesystem::path& path) {
-        std::ifstream file(path, std::ios::binary | std::ios::ate);
-        std::string content(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
-        file.seekg(0);
-        file.read(content.data(), static_cast<std::streamsize>(content.size()));
-        return content;
-    }
-
     /// Bytes that are different at every place.
     static std::string Random_Bytes(std::size_t count) {
         std::mt19937_64 random(count);

@@ -1,7 +1,7 @@
 // What the configuration holds for the cache: numbers, certificate errors, trace directory.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
 #include "util/Registry.h"

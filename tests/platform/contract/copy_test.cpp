@@ -1,9 +1,10 @@
 // Copy_File between local files, and the last error that it leaves.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
+#include "util/Path_Separator.h"
 
 #include <gmock/gmock.h>
 

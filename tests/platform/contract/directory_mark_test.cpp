@@ -1,6 +1,6 @@
 // Marks on directories, as other processes see them.
 
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Directory_Mark.h"
 #include "util/Process.h"
 

@@ -1,7 +1,7 @@
 // The file operations of the services object but for searching and copying.
 
 #include "filecache/oswrap/IOSWrapper.h"
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/File_Head.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
@@ -131,13 +131,13 @@ TEST_F(Files, TheClockGoesOn) {
 TEST_F(Files, OnlyAFileExistsAsAFile) {
     EXPECT_TRUE(services->File_Exists(scratch.Write("file.xml")));
     EXPECT_TRUE(services->File_Exists(scratch.Write("empty", "")));
-    EXPECT_FALSE(services->File_Exists(scratch.Path()));
+    EXPECT_FALSE(services->File_Exists(scratch.Path().string()));
     EXPECT_FALSE(services->File_Exists(scratch / "missing.xml"));
     EXPECT_FALSE(services->File_Exists(""));
 }
 
 TEST_F(Files, OnlyADirectoryExistsAsADirectory) {
-    EXPECT_TRUE(services->Directory_Exists(scratch.Path()));
+    EXPECT_TRUE(services->Directory_Exists(scratch.Path().string()));
     EXPECT_FALSE(services->Directory_Exists(scratch.Write("file.xml")));
     EXPECT_FALSE(services->Directory_Exists(scratch / "missing"));
     EXPECT_FALSE(services->Directory_Exists(""));
@@ -205,7 +205,7 @@ TEST_F(Files, APathWithoutDriveLetterHasNoDriveNumber) {
 }
 
 TEST_F(Files, FilesAndDirectoriesExistAsPaths) {
-    EXPECT_TRUE(Path_Exists(scratch.Path()));
+    EXPECT_TRUE(Path_Exists(scratch.Path().string()));
     EXPECT_TRUE(Path_Exists(scratch.Write("file.xml")));
     EXPECT_FALSE(Path_Exists(scratch / "missing.xml"));
     EXPECT_FALSE(Path_Exists(""));
@@ -221,8 +221,8 @@ TEST_F(Files, AttributesTellOfReadOnlyFiles) {
 
 TEST_F(Files, AttributesTellOfDirectories) {
     constexpr std::uint32_t directory = 0x10;
-    ASSERT_NE(Get_File_Attributes(scratch.Path()), Invalid_Attributes);
-    EXPECT_EQ(Get_File_Attributes(scratch.Path()) & directory, directory);
+    ASSERT_NE(Get_File_Attributes(scratch.Path().string()), Invalid_Attributes);
+    EXPECT_EQ(Get_File_Attributes(scratch.Path().string()) & directory, directory);
     EXPECT_EQ(Get_File_Attributes(scratch.Write("file.xml")) & directory, 0u);
 }
 
@@ -252,7 +252,8 @@ TEST_F(Files, TheHeadKeepsLineEndsAsTheyAre) {
 }
 
 TEST_F(Files, AnUnreadableHeadThrowsWithThePath) {
-    for (const auto& path : {scratch / "missing.xml", scratch.Path(), Join_Path(scratch / "missing", "file.xml")}) {
+    for (const auto& path :
+         {scratch / "missing.xml", scratch.Path().string(), Join_Path(scratch / "missing", "file.xml")}) {
         try {
             Read_File_Head(path, 10);
             ADD_FAILURE() << path;

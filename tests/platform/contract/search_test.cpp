@@ -2,7 +2,7 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/common/Wildcard.h"
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <gmock/gmock.h>
 
@@ -61,7 +61,7 @@ TEST_F(Search, FindsPlainNames) {
 
 TEST_F(Search, AMissingDirectoryHoldsNoMatch) {
     Find_Data found{"as before"};
-    EXPECT_EQ(services->FindFirstFile((Scratch_Directory().Path() + "/missing/*").c_str(), found), Invalid_Find_Handle);
+    EXPECT_EQ(services->FindFirstFile((Scratch_Directory() / "missing/*").c_str(), found), Invalid_Find_Handle);
     EXPECT_EQ(found.file_name, "as before");
 }
 

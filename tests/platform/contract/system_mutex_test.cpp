@@ -1,6 +1,6 @@
 // The trace lock between threads and between processes.
 
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Process.h"
 #include "util/System_Mutex.h"
 

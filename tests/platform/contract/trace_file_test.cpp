@@ -1,6 +1,6 @@
 // The file that a trace is written to, and what may stand in its place.
 
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Trace_File.h"
 
 #include <gmock/gmock.h>

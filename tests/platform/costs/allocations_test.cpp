@@ -1,8 +1,8 @@
 #include "filecache/CFileCache.h"
 #include "filecache/trace_messages.h"
 #include "tests/platform/costs/Counted_Allocations.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ protected:
         m_Configuration.Set_Number("LandscapeCacheExpiryPeriod", 60);
         // A configuration that has just been written is read again each time it is asked for.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        copy = m_Directory.Write("12345678-1234-1234-1234-123456789012.xml", "<landscape/>").string();
+        copy = m_Directory.Write("12345678-1234-1234-1234-123456789012.xml", "<landscape/>");
         const auto os = FrontEnd::OSWRAPI::IOSWrapper::Create();
         m_Directory.Write("qelfilecache_Metadata.txt",
                           "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\nstamp\n" +
@@ -41,7 +41,7 @@ protected:
 
 private:
     User_Configuration m_Configuration;
-    Temporary_Directory m_Directory;
+    Scratch_Directory m_Directory;
 };
 
 TEST_F(Allocations, AreCounted) {

@@ -1,6 +1,6 @@
 #include "tests/support/Child_Process.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -49,7 +49,7 @@ protected:
 
     /// Puts one copy that is fresh into the cache.
     std::string Cache_Copy(const std::string& url) const {
-        const std::string copy = m_Home.Write("cache/12345678-1234-1234-1234-123456789012.xml", "<a/>").string();
+        const std::string copy = m_Home.Write("cache/12345678-1234-1234-1234-123456789012.xml", "<a/>");
         m_Home.Write("cache/qelfilecache_Metadata.txt", "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\n"
                                                         "stamp\n" +
                                                             Now() + "\n" + copy + "\n" + url + "\n");
@@ -94,7 +94,7 @@ private:
                               116444736000000000);
     }
 
-    const Temporary_Directory m_Home;
+    const Scratch_Directory m_Home;
 };
 
 // One status of the copy, one of the configuration. The clock is read without a system call.

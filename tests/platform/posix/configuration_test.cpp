@@ -2,9 +2,9 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/configuration/Ini_Configuration.h"
-#include "tests/platform/support/Scratch_Directory.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Registry.h"
 #include "util/Trace_Directory.h"
 
@@ -259,7 +259,7 @@ TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
 TEST_F(Ini_Files, AnUnreadableFileCountsAsMissingAndIsReported) {
     Write_User_File("Period = 1\n");
     Write_Machine_File("Period = 2\n");
-    for (const auto& directory : {home.Path(), home / "qel", machine.Path()}) {
+    for (const auto& directory : {home / "", home / "qel", machine / ""}) {
         ASSERT_EQ(::chmod(directory.c_str(), 0711), 0);
     }
     ASSERT_EQ(::chmod(User_File().c_str(), 0), 0);

@@ -2,7 +2,7 @@
 // system calls stand in for such file systems.
 
 #include "platform/common/Atomic_Copy.h"
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Last_Error.h"
 
 #include <gmock/gmock.h>

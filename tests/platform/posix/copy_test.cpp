@@ -4,8 +4,8 @@
 #include "platform/common/Atomic_Copy.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
-#include "tests/platform/support/Scratch_Directory.h"
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Last_Error.h"
 
 #include <gmock/gmock.h>

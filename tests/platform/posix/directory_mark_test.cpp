@@ -1,7 +1,7 @@
 // A mark and the processes that this one forks.
 
-#include "tests/platform/support/Scratch_Directory.h"
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Directory_Mark.h"
 
 #include <gmock/gmock.h>

@@ -2,11 +2,12 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/system/Win32_Error.h"
-#include "tests/platform/support/Scratch_Directory.h"
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/File_Head.h"
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
+#include "util/Path_Separator.h"
 
 #include <gmock/gmock.h>
 
@@ -75,7 +76,8 @@ TEST_F(Posix_Files, TimesAreExactToAHundredNanoseconds) {
 }
 
 TEST_F(Posix_Files, OnlyRegularFilesAreStated) {
-    for (const auto& path : {scratch.Path(), Make_Pipe("pipe"), std::string("/dev/null"), std::string("/dev/tty")}) {
+    for (const auto& path :
+         {scratch.Path().string(), Make_Pipe("pipe"), std::string("/dev/null"), std::string("/dev/tty")}) {
         std::int64_t time = 0;
         EXPECT_NE(services->Stat_File(path, time), 0) << path;
         EXPECT_EQ(time, 0);
@@ -124,7 +126,7 @@ TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
 
 TEST_F(Posix_Files, KnowsWhatIsNotAFile) {
     for (const std::string& path : {Make_Pipe("pipe"), Make_Link("link", scratch / "pipe"), std::string("/dev/zero"),
-                                    Make_Link("device", "/dev/full"), scratch.Path()}) {
+                                    Make_Link("device", "/dev/full"), scratch.Path().string()}) {
         EXPECT_TRUE(Is_Not_A_File(path)) << path;
     }
     for (const std::string& path : {scratch.Write("file"), Make_Link("file link", scratch / "file"),

@@ -1,6 +1,6 @@
 // Identity across forks.
 
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
 #include "util/Generate_Uuid.h"
 #include "util/Process.h"
 

@@ -1,7 +1,7 @@
 // The shared mutex under a name of the test's own, between forked processes.
 
 #include "platform/posix/tracing/Robust_Mutex.h"
-#include "tests/platform/support/posix/Child_Process.h"
+#include "tests/support/Child_Process.h"
 #include "util/Generate_Uuid.h"
 #include "util/System_Mutex.h"
 

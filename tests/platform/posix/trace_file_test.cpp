@@ -1,6 +1,6 @@
 // Links, pipes and rights in the place of a trace file, and a standard error stream that nobody reads.
 
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "util/Standard_Error.h"
 #include "util/Trace_File.h"
 

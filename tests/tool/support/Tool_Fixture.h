@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/tool/support/Tool_Process.h"
 
 #include <gmock/gmock.h>
@@ -66,15 +66,15 @@ protected:
     std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> Everything_In_Cache() const {
         std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> files;
         for (const auto& file : std::filesystem::directory_iterator(m_Cache)) {
-            files[file.path().filename().string()] = {file.last_write_time(), Read_File(file.path())};
+            files[file.path().filename().string()] = {file.last_write_time(), Content_Of(file.path())};
         }
         return files;
     }
 
     std::filesystem::path Metadata_File() const { return m_Cache / "qelfilecache_Metadata.txt"; }
 
-    const Temporary_Directory m_Temporary_Directory;
-    const std::filesystem::path m_Folder = m_Temporary_Directory.Path();
+    const Scratch_Directory m_Scratch;
+    const std::filesystem::path m_Folder = m_Scratch.Path();
     const std::filesystem::path m_Cache = m_Folder / "cache";
 };
 

@@ -1,11 +1,12 @@
 #include "tests/tool/support/Tool_Process.h"
 
-#include "tests/support/Temporary_Directory.h"
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -108,31 +109,20 @@ Tool_Result Run_On_Terminal(const Tool_Run& run) {
 
 } // namespace
 
-std::string Read_File(const std::filesystem::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
 Tool_Result Run_Tool(const Tool_Run& run) {
     if (run.terminal_columns > 0) {
         return Run_On_Terminal(run);
     }
-    const Temporary_Directory streams;
+    const Scratch_Directory streams;
     const auto in = streams.Path() / "in";
     const auto out = streams.Path() / "out";
     const auto err = streams.Path() / "err";
     std::ofstream(in, std::ios::binary) << run.standard_input;
-    const pid_t child = ::fork();
-    if (child == -1) {
-        throw std::runtime_error("fork failed");
-    }
-    if (child == 0) {
-        Redirect_Streams(run, in, out, err);
-        Become_Tool(run);
-    }
-    const int exit_status = Exit_Status_Of(child);
-    return {exit_status, Read_File(out), Read_File(err)};
+    const int status = Child_Process([&]() -> int {
+                           Redirect_Streams(run, in, out, err);
+                           Become_Tool(run);
+                       }).Wait();
+    return {std::max(status, -1), Content_Of(out), Content_Of(err)};
 }
 
 } // namespace QEL::Tests

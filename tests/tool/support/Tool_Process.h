@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -29,8 +28,5 @@ struct Tool_Run {
 };
 
 Tool_Result Run_Tool(const Tool_Run& run);
-
-/// All bytes of a file; empty when there is none.
-std::string Read_File(const std::filesystem::path& path);
 
 } // namespace QEL::Tests

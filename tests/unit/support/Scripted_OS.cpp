@@ -3,32 +3,31 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-/// The shape of a cached copy's name: a UUID, a dot, anything.
-bool Is_Cached_File_Name(const std::string& name) {
-    constexpr std::size_t uuid_length = 36;
-    if (name.size() <= uuid_length || name[uuid_length] != '.') {
-        return false;
+/// "?" is one character, "*" any run.
+bool Matches(std::string_view name, std::string_view pattern) {
+    if (pattern.empty() || name.empty()) {
+        return name.empty() && pattern.find_first_not_of('*') == std::string_view::npos;
     }
-    for (const std::size_t hyphen : {8U, 13U, 18U, 23U}) {
-        if (name[hyphen] != '-') {
-            return false;
-        }
+    if (pattern.front() == '*') {
+        return Matches(name, pattern.substr(1)) || Matches(name.substr(1), pattern);
     }
-    return true;
+    return (pattern.front() == '?' || pattern.front() == name.front()) && Matches(name.substr(1), pattern.substr(1));
 }
 
-std::vector<std::string> Cached_Files_On_Disk(const std::string& pattern) {
+std::vector<std::string> Files_On_Disk(const std::string& pattern) {
     std::vector<std::string> names;
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(fs::path(pattern).parent_path(), ignored)) {
-        if (Is_Cached_File_Name(entry.path().filename().string())) {
-            names.push_back(entry.path().filename().string());
+        const std::string name = entry.path().filename().string();
+        if (Matches(name, fs::path(pattern).filename().string())) {
+            names.push_back(name);
         }
     }
     std::sort(names.begin(), names.end());
@@ -94,7 +93,7 @@ bool Scripted_OS::Directory_Exists(const std::string& path) {
 
 Scripted_OS::Find_Handle Scripted_OS::FindFirstFile(const char* pattern, Find_Data& found) {
     Note("FindFirstFile", pattern);
-    m_Found = on_find ? on_find(pattern) : Cached_Files_On_Disk(pattern);
+    m_Found = on_find ? on_find(pattern) : Files_On_Disk(pattern);
     if (m_Found.empty()) {
         return QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle;
     }

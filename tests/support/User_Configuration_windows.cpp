@@ -1,6 +1,6 @@
-#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/User_Configuration.h"
 
-#include "tests/platform/support/windows/Overridden_Root.h"
+#include "tests/support/Overridden_Root.h"
 
 #include <array>
 

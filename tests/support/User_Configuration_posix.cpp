@@ -1,6 +1,6 @@
-#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/User_Configuration.h"
 
-#include "tests/platform/support/Scratch_Directory.h"
+#include "tests/support/Scratch_Directory.h"
 
 #include <cstdlib>
 #include <map>

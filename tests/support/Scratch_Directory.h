@@ -1,0 +1,97 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace QEL::Tests {
+
+/// A new empty directory that is gone, with all it holds, at the end of the scope.
+class Scratch_Directory {
+public:
+    explicit Scratch_Directory(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::random_device random;
+        do {
+            m_Path = parent / ("qel_test_" + std::to_string(random()) + std::to_string(random()));
+        } while (!std::filesystem::create_directory(m_Path));
+    }
+
+    /// Also removes what a test has taken its own rights from.
+    ~Scratch_Directory() {
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_Path, ignored)) {
+            if (!entry.is_symlink(ignored)) {
+                std::filesystem::permissions(entry, std::filesystem::perms::owner_all,
+                                             std::filesystem::perm_options::add, ignored);
+            }
+        }
+        std::filesystem::remove_all(m_Path, ignored);
+    }
+
+    Scratch_Directory(const Scratch_Directory&) = delete;
+    Scratch_Directory& operator=(const Scratch_Directory&) = delete;
+
+    const std::filesystem::path& Path() const { return m_Path; }
+
+    std::string operator/(const std::string& name) const { return (m_Path / name).string(); }
+
+    /// Writes a file of that name, byte for byte, and returns its path.
+    std::string Write(const std::string& name, std::string_view content = "content") const {
+        const auto file = m_Path / name;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << content;
+        return file.string();
+    }
+
+    std::string Make_Directory(const std::string& name) const {
+        std::filesystem::create_directory(m_Path / name);
+        return *this / name;
+    }
+
+    /// The names of all that the directory holds, in order.
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_Path)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+private:
+    std::filesystem::path m_Path;
+};
+
+/// All bytes of a file; empty when there is none.
+inline std::string Content_Of(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    std::string content(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
+    file.seekg(0);
+    file.read(content.data(), static_cast<std::streamsize>(content.size()));
+    return content;
+}
+
+inline void Make_Read_Only(const std::filesystem::path& path) {
+    using std::filesystem::perms;
+    std::filesystem::permissions(path, perms::owner_write | perms::group_write | perms::others_write,
+                                 std::filesystem::perm_options::remove);
+}
+
+/// Bytes of every value, different in every block.
+inline std::string Rubbish(std::size_t size) {
+    std::string bytes(size, '\0');
+    unsigned state = 1;
+    for (char& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+} // namespace QEL::Tests
