@@ -81,7 +81,7 @@ if [ "$(id -u)" -ne 0 ]; then
     exec sudo -- "${BASH_SOURCE[0]}" "$@"
 fi
 
-# One at a time. What another one has installed is missing no more.
+# One at a time. Another one may have installed what is missing.
 service_guard=/usr/sbin/policy-rc.d
 exec 9<"${service_guard%/*}"
 if ! flock --wait 1800 9; then

@@ -237,7 +237,7 @@ def names_within(answer):
 
 
 def check_json_fields(sandbox):
-    """Each table of docs/administration.md has a row for every field, and tells of the fields within it."""
+    """Each table of docs/administration.md has a row for every field, and names the fields within it."""
     page = (ROOT / "docs" / "administration.md").read_text(encoding="utf-8")
     cache = str(sandbox.directory_for("json-cache"))
     url = "http://server.example/fields.xml"
@@ -247,12 +247,12 @@ def check_json_fields(sandbox):
         result = subprocess.run(["qelfilecache", "--cache-dir", cache, command[0], "--json", *command[1:]], check=True,
                                 env=sandbox.environment, stdout=subprocess.PIPE)
         answer, = json.loads(result.stdout)
-        told = re.findall(r"`(\w+)`", "".join(re.findall(r"^\|[^|]*\|", rows, re.MULTILINE)))
-        for name in sorted(set(told) ^ set(answer)):
+        named = re.findall(r"`(\w+)`", "".join(re.findall(r"^\|[^|]*\|", rows, re.MULTILINE)))
+        for name in sorted(set(named) ^ set(answer)):
             yield f"docs/administration.md: '{name}' is in one of the table of {command[0]} and its JSON only"
         own = {name: value for name, value in answer.items() if name != "entry"} # its fields are those of list
         for name in sorted(names_within(own) - set(re.findall(r"`(\w+)`", rows))):
-            yield f"docs/administration.md: the table of {command[0]} does not tell of '{name}'"
+            yield f"docs/administration.md: the table of {command[0]} does not name '{name}'"
 
 
 # The sandbox

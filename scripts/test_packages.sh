@@ -75,7 +75,7 @@ build_host() {
     grep "^qelfilecache_DIR:PATH=$prefix/" "$build/CMakeCache.txt" || fail "$source took another package"
 }
 
-# life PROGRAM... : a host's request while the server answers, and while it is down.
+# life PROGRAM... : a host's request while the server runs, and while it is down.
 life() {
     local cache=$work/cache-$RANDOM
     mkdir "$cache"
@@ -87,7 +87,7 @@ life() {
     expect 1 "There is no such file." "$@" "$PATH_PREFIX$cache" "$PATH_PREFIX/no/such/file"
 }
 
-# failures PROGRAM... : what a host tells of requests that fail in their own ways one after the other.
+# failures PROGRAM... : what a host says of requests that fail in their own ways one after the other.
 failures() {
     local cache=$work/cache-$RANDOM
     mkdir "$cache"
