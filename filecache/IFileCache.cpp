@@ -1,7 +1,7 @@
 #include "filecache/IFileCache.h"
 
 #include "filecache/CFileCache.h"
-#include "filecache/Process_Wide.h"
+#include "filecache/locks.h"
 #include "filecache/oswrap/IOSWrapper.h"
 #include "filecache/trace_messages.h"
 

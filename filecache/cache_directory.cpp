@@ -1,7 +1,7 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Directory_Use.h"
-#include "filecache/Process_Wide.h"
+#include "filecache/locks.h"
 #include "filecache/trace_messages.h"
 
 namespace QEL::FrontEnd::FileCache {

@@ -1,7 +1,7 @@
 #include "filecache/CFileCache.h"
 
-#include "filecache/Process_Wide.h"
 #include "filecache/download/outcome_codes.h"
+#include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 
 namespace QEL::FrontEnd::FileCache {

@@ -1,6 +1,6 @@
 #include "filecache/CFileCache.h"
 
-#include "filecache/Process_Wide.h"
+#include "filecache/locks.h"
 #include "filecache/trace_messages.h"
 
 namespace QEL::FrontEnd::FileCache {

@@ -1,7 +1,8 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Directory_Use.h"
-#include "filecache/Process_Wide.h"
+#include "filecache/locks.h"
+#include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 #include "util/Directory_Mark.h"
 #include "util/Path_Separator.h"

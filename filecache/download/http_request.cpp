@@ -1,8 +1,8 @@
 #include "filecache/download/http_request.h"
 
 #include "filecache/CFileCache.h"
-#include "filecache/Process_Wide.h"
 #include "filecache/download/Com_Error.h"
+#include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 #include "util/HttpClient.h"
 #include "util/Last_Error.h"

@@ -1,8 +1,9 @@
 #include "filecache/inspection/Cache_Inspection.h"
 
-#include "filecache/Process_Wide.h"
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
+#include "filecache/locks.h"
+#include "filecache/texts.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
 #include "util/Trace_Directory.h"

@@ -1,8 +1,8 @@
 #include "filecache/inspection/Cache_Inspection.h"
 
-#include "filecache/Process_Wide.h"
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
+#include "filecache/locks.h"
 #include "util/HttpClient.h"
 
 namespace QEL::FrontEnd::FileCache {

@@ -1,7 +1,7 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Directory_Use.h"
-#include "filecache/Process_Wide.h"
+#include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 #include "util/List_File.h"
 #include "util/Path_Queries.h"

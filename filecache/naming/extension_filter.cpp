@@ -1,6 +1,6 @@
 #include "filecache/CFileCache.h"
 
-#include "filecache/Process_Wide.h"
+#include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 #include "util/Multibyte_Compare.h"
 

@@ -3,7 +3,7 @@
 #include "filecache/c/qelfilecache_c.h"
 
 #include "filecache/IFileCache.h"
-#include "filecache/Process_Wide.h"
+#include "filecache/locks.h"
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>

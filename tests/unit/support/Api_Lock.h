@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filecache/Process_Wide.h"
+#include "filecache/locks.h"
 
 #include <future>
 #include <mutex>

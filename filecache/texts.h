@@ -1,17 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
+/// The constant texts of the cache.
 namespace QEL::FrontEnd::FileCache {
-
-/// Held by every public operation that does work, for its whole run. Not recursive: none of them
-/// may call another.
-extern std::mutex s_api_mutex;
-
-/// Guards the text for the host for as long as it takes to copy it. The host may ask for the text while
-/// another thread's request, which holds the lock above, is changing it.
-extern std::mutex s_error_info_guard;
 
 /// The names of cached copies, as the sweep searches them. Split, because "??-" is a trigraph.
 inline constexpr char Cached_File_Pattern[] = "????????"
@@ -28,7 +20,7 @@ inline constexpr char Entries_Keyword[] = "entries";
 inline constexpr char File_Prefix[] = "file:";
 inline constexpr char Http_Prefix[] = "http:";
 inline constexpr char Https_Prefix[] = "https:";
-/// Kept with the other prefixes, and not consulted: an FTP URL is no Internet URL for this cache.
+/// Kept with the other prefixes, and not consulted: to this cache an FTP URL is not an Internet URL.
 inline constexpr char Ftp_Prefix[] = "ftp:";
 
 /// Where the cache's own values stand in the configuration.
