@@ -20,6 +20,7 @@ package_packages=(debhelper)
 windows_packages=(g++-mingw-w64-x86-64-posix)
 demo_packages=(python3 samba)
 test_packages=(
+    abigail-tools
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
     chromium curl groff-base nginx-light openssl smbclient strace valgrind
     doxygen lintian
