@@ -115,7 +115,7 @@ TEST_F(Cache_Directory, NeedsAHomeWhenNoneIsGiven) {
                           "absolute path; set one or give --cache-dir\n");
 }
 
-TEST_F(Cache_Directory, TellsWhenTheDefaultOneCannotBeCreated) {
+TEST_F(Cache_Directory, SaysWhenTheDefaultOneCannotBeCreated) {
     fs::permissions(m_Folder / "home", fs::perms::owner_read | fs::perms::owner_exec);
     Tool_Run run = A_Run({"get", m_Server.Url("/a.xml")});
     run.with_ordinary_rights = true;

@@ -39,7 +39,7 @@ TEST_F(Clear_And_Purge, ClearDeletesTheCopiesOfItsEntries) {
     EXPECT_EQ(Names_In(m_Cache), left);
 }
 
-TEST_F(Clear_And_Purge, ClearTellsThatACopyStayed) {
+TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {
     Fill_Cache();
     // The copy of the entry lies where nothing may be deleted.
     const fs::path locked = m_Folder / "locked";
@@ -69,7 +69,7 @@ TEST_F(Clear_And_Purge, PurgeDeletesEveryCopyAndNothingElse) {
     EXPECT_EQ(Names_In(m_Cache), m_Others);
 }
 
-TEST_F(Clear_And_Purge, PurgeTellsWhichCopiesStayed) {
+TEST_F(Clear_And_Purge, PurgeSaysWhichCopiesStayed) {
     // A directory cannot be deleted as a file.
     fs::create_directory(m_Cache / unknown_copy);
     const Tool_Result result = Run_On_Cache({"purge"});

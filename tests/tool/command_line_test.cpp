@@ -66,7 +66,7 @@ TEST_F(Command_Line, RefusesAnUnknownOptionBeforeAndBehindTheCommand) {
     Expect_Wrong_Usage({"get", "--bogus", "x"}, message);
 }
 
-TEST_F(Command_Line, TellsWhereAnOptionOfACommandBelongs) {
+TEST_F(Command_Line, SaysWhereAnOptionOfACommandBelongs) {
     Expect_Wrong_Usage({"--json", "get", "x"}, "option '--json' belongs behind its command, 'get'");
 }
 

@@ -56,7 +56,7 @@ TEST_F(Damaged_Metadata, OfBinaryRubbishLosesNothing) {
     EXPECT_THAT(result.err, HasSubstr("qelfilecache: warning: the metadata file '" + Metadata_File().string() +
                                       "' is damaged; the entries behind the damage are forgotten.\n"
                                       "  It and the copies as they were are in '" +
-                                      m_Saved.string() + "'; delete that folder when you need them no more.\n"));
+                                      m_Saved.string() + "'; delete that folder when you no longer need them.\n"));
     EXPECT_EQ(Content_Of(m_Saved / Metadata_File().filename()), rubbish);
     EXPECT_EQ(Content_Of(m_Saved / m_Copy_Of_A.filename()), "<a/>");
     EXPECT_EQ(Content_Of(m_Saved / m_Copy_Of_B.filename()), "<b/>");

@@ -49,7 +49,7 @@ protected:
     std::string m_Copy;
 };
 
-TEST_F(Explain, TellsWhyAnOldFileIsShownWhileTheServerIsDown) {
+TEST_F(Explain, SaysWhyAnOldFileIsShownWhileTheServerIsDown) {
     Fetch();
     Set_Expiry_Period(0);
     m_Server.Stop();
@@ -67,7 +67,7 @@ TEST_F(Explain, TellsWhyAnOldFileIsShownWhileTheServerIsDown) {
     EXPECT_EQ(Run_On_Cache({"get", m_Url}).out, m_Copy + "\n");
 }
 
-TEST_F(Explain, TellsThatAFreshCopyHidesAChange) {
+TEST_F(Explain, SaysThatAFreshCopyHidesAChange) {
     Fetch();
     m_Server.Publish("/a.xml", "<new/>", second_stamp);
     Tool_Result result = Run_On_Cache({"explain", m_Url});
@@ -82,7 +82,7 @@ TEST_F(Explain, TellsThatAFreshCopyHidesAChange) {
     EXPECT_EQ(Run_On_Cache({"get", m_Url}).out, m_Copy + "\n");
 }
 
-TEST_F(Explain, TellsThatTheServerWouldBeAsked) {
+TEST_F(Explain, SaysThatTheServerWouldBeAsked) {
     Fetch();
     Set_Expiry_Period(0);
     EXPECT_THAT(Verdict(Run_On_Cache({"explain", m_Url})),
@@ -96,7 +96,7 @@ TEST_F(Explain, TellsThatTheServerWouldBeAsked) {
     EXPECT_NE(Run_On_Cache({"get", m_Url}).out, m_Copy + "\n");
 }
 
-TEST_F(Explain, TellsOfARequestThatIsNotCachedYet) {
+TEST_F(Explain, ShowsThatARequestIsNotCachedYet) {
     EXPECT_EQ(Verdict(Run_On_Cache({"explain", m_Url})),
               "would be served from a new copy, if the server hands the file out; otherwise not at all.\n");
     Tool_Result result = Run_On_Cache({"explain", "--check", m_Url});
@@ -105,11 +105,11 @@ TEST_F(Explain, TellsOfARequestThatIsNotCachedYet) {
     result = Run_On_Cache({"explain", "--check", m_Server.Url("/missing.xml")});
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.out, HasSubstr("status 404: not found."));
-    EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server answers with status 404, "
+    EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server responds with status 404, "
                                "unless a download succeeds all the same.\n");
 }
 
-TEST_F(Explain, TellsThatTheCopyIsGone) {
+TEST_F(Explain, SaysThatTheCopyIsGone) {
     Fetch();
     fs::remove(m_Copy);
     const Tool_Result result = Run_On_Cache({"explain", m_Url});
@@ -117,7 +117,7 @@ TEST_F(Explain, TellsThatTheCopyIsGone) {
     EXPECT_THAT(Verdict(result), StartsWith("would be served from a new copy, if the server"));
 }
 
-TEST_F(Explain, AsksNobodyUnlessTold) {
+TEST_F(Explain, AsksNobodyWithoutCheck) {
     Fetch();
     Set_Expiry_Period(0);
     Run_On_Cache({"explain", m_Url});
@@ -143,7 +143,7 @@ TEST_F(Explain, ChangesNothing) {
     EXPECT_FALSE(fs::exists(m_Folder / "home" / ".cache"));
 }
 
-TEST_F(Explain, TellsWhereTheExpiryPeriodComesFrom) {
+TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
     Fetch();
     const auto period = [this](const std::string& configuration) {
         Configure(configuration);
@@ -173,7 +173,7 @@ TEST_F(Explain, WarnsOfALineOfTheConfigurationThatIsPassedOver) {
                 HasSubstr(m_Configuration.string() + ": line 1: the section has no ']' at its end\n  Next: "));
 }
 
-TEST_F(Explain, TellsThatTheClockWasSetBack) {
+TEST_F(Explain, SaysThatTheClockWasSetBack) {
     Fetch();
     std::string metadata = Content_Of(Metadata_File());
     const auto start = metadata.find(first_stamp) + std::string(first_stamp).size() + 1;
@@ -185,14 +185,14 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
     Write_File(m_Folder / "local.xml", "");
     const Tool_Result local = Run_On_Cache({"explain", "local.xml"});
     EXPECT_EQ(local.exit_status, 0);
-    EXPECT_EQ(Verdict(local), "would be answered with the path itself.\n");
+    EXPECT_EQ(Verdict(local), "would return the path itself.\n");
     Write_File(m_Folder / "tab\t.xml", "");
     const Tool_Result with_tab = Run_On_Cache({"explain", "tab\t.xml"});
     EXPECT_EQ(with_tab.exit_status, Run_On_Cache({"get", "tab\t.xml"}).exit_status);
-    EXPECT_EQ(Verdict(with_tab), "would be answered with the path itself.\n");
+    EXPECT_EQ(Verdict(with_tab), "would return the path itself.\n");
     const std::pair<const char*, const char*> hopeless[] = {
         {"missing.xml", "there is no such local file"},
-        {"HTTP://server/a", "'HTTP' is no scheme that the cache serves; it took the request for a local path"},
+        {"HTTP://server/a", "'HTTP' is not a scheme that the cache serves; it took the request for a local path"},
         {"file:/x", "this form of file URL is not supported"},
         {"http:///x", "the address names no server"},
         {"http://server/\n", "the request holds a control character that is never served"},
@@ -208,7 +208,7 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
     }
 }
 
-TEST_F(Explain, TellsThatTheDirectoryCannotBeWritten) {
+TEST_F(Explain, SaysThatTheDirectoryCannotBeWritten) {
     Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "explain", m_Url});
     run.with_ordinary_rights = true;
     EXPECT_EQ(Run_Tool(run).exit_status, 0);
@@ -310,7 +310,7 @@ TEST_F(Explain_Certificate, ThatIsValidIsReported) {
                                       "(CertErrorHandlingMode is not configured)."));
 }
 
-TEST_F(Explain_Certificate, ThatHasExpiredIsToldWithItsNumber) {
+TEST_F(Explain_Certificate, ThatHasExpiredIsReportedWithItsNumber) {
     Certificate_Options options;
     options.name = "localhost";
     options.ends = std::chrono::hours(-1);
@@ -336,7 +336,7 @@ TEST_F(Explain_Certificate, ThatHasExpiredIsToldWithItsNumber) {
     EXPECT_THAT(Check("CertErrorHandlingMode = 2\n").out, HasSubstr("overlooked for every address: mode 2"));
 }
 
-TEST_F(Explain_Certificate, ForAnotherNameIsToldWithItsNumber) {
+TEST_F(Explain_Certificate, ForAnotherNameIsReportedWithItsNumber) {
     Start(Certificate_Options());
     EXPECT_THAT(Check("").out, HasSubstr("Error 12038: the server's certificate was issued for another name"));
 }

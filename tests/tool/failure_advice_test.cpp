@@ -57,7 +57,7 @@ TEST(Failure_Advice, SendsToTheCheckWhereTheCacheKeepsNoCause) {
     Request_Outcome outcome = Unserved("https://server/file");
     outcome.http_error = 2;
     EXPECT_EQ(Explain_Failure(outcome),
-              "the download failed: the server answered with an error status, or the copy could not be written\n"
+              "the download failed: the server responded with an error status, or the copy could not be written\n"
               "  Next: ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's "
               "number; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.");
 }
@@ -77,7 +77,7 @@ TEST(Failure_Advice, OfAnOldCopyHasCauseAndRemedyToo) {
                            "an earlier download\n  Next: check the server"));
 }
 
-TEST(Failure_Advice, TellsADirectoryFromAMissingFile) {
+TEST(Failure_Advice, DistinguishesADirectoryFromAMissingFile) {
     const std::string directory = std::filesystem::current_path().string();
     EXPECT_EQ(Explain_Failure(Unserved(directory)), "it is a directory\n  Next: name a file in it.");
 }
@@ -94,7 +94,7 @@ TEST(Failure_Advice, LeavesTheTransportErrorOfAnotherRequestAside) {
     EXPECT_THAT(Explain_Failure(outcome), StartsWith("the download failed"));
 }
 
-TEST(Failure_Advice, TellsThatAKindLeavesWritableSharesUncached) {
+TEST(Failure_Advice, SaysThatAKindLeavesWritableSharesUncached) {
     for (const int kind : {201, 202}) {
         for (const char* request :
              {"\\\\server\\share\\file", "file://server/share/file", "file:///\\\\server\\share\\file"}) {
@@ -111,7 +111,7 @@ TEST(Failure_Advice, TellsThatAKindLeavesWritableSharesUncached) {
 TEST(Failure_Advice, NamesASchemeThatIsNotServed) {
     for (const std::string scheme : {"ftp", "HTTP", "Https"}) {
         EXPECT_THAT(Explain_Failure(Unserved(scheme + "://server/file")),
-                    StartsWith("'" + scheme + "' is no scheme that the cache serves"));
+                    StartsWith("'" + scheme + "' is not a scheme that the cache serves"));
     }
 }
 
@@ -135,7 +135,7 @@ TEST(Failure_Advice, AcceptsSoundAddresses) {
     }
 }
 
-TEST(Failure_Advice, TellsWhatIsWrongWithAnAddress) {
+TEST(Failure_Advice, SaysWhatIsWrongWithAnAddress) {
     const std::pair<const char*, const char*> cases[] = {{"http:", "the address lacks \"//\""},
                                                          {"http://", "the address names no server"},
                                                          {"http:///x", "the address names no server"},

@@ -70,14 +70,15 @@ TEST_F(Get, PrintsOneLineForEachRequestInTheirOrder) {
     const Tool_Result result = Run_On_Cache({"get", "missing.xml", "local.xml", m_Server.Url("/missing"), "local.xml"});
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(result.out, "\nlocal.xml\n\nlocal.xml\n");
-    EXPECT_EQ(result.err,
-              "qelfilecache: 'missing.xml': there is no such local file\n"
-              "  Next: check the path.\n"
-              "qelfilecache: '" +
-                  m_Server.Url("/missing") +
-                  "': the download failed: the server answered with an error status, or the copy could not be written\n"
-                  "  Next: ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's "
-                  "number; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.\n");
+    EXPECT_EQ(
+        result.err,
+        "qelfilecache: 'missing.xml': there is no such local file\n"
+        "  Next: check the path.\n"
+        "qelfilecache: '" +
+            m_Server.Url("/missing") +
+            "': the download failed: the server responded with an error status, or the copy could not be written\n"
+            "  Next: ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's "
+            "number; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.\n");
 }
 
 TEST_F(Get, ServesTheLastCopyWithANoticeWhileTheServerIsDown) {
@@ -91,7 +92,7 @@ TEST_F(Get, ServesTheLastCopyWithANoticeWhileTheServerIsDown) {
                                   HasSubstr("Check that the server runs")));
 }
 
-TEST_F(Get, TellsWhyAServerCannotBeReached) {
+TEST_F(Get, SaysWhyAServerCannotBeReached) {
     m_Server.Stop();
     const Tool_Result result = Run_On_Cache({"get", m_Url});
     EXPECT_EQ(result.exit_status, 1);
@@ -130,7 +131,7 @@ TEST_F(Get, RefusesMalformedAddresses) {
     }
 }
 
-TEST_F(Get, JsonTellsEverythingAboutEachRequest) {
+TEST_F(Get, JsonHoldsEverythingAboutEachRequest) {
     Write_File(m_Folder / "local.xml", "");
     const std::string missing = m_Server.Url("/missing");
     const Tool_Result result = Run_On_Cache({"get", "--json", "local.xml", m_Url, missing});
@@ -148,7 +149,7 @@ TEST_F(Get, JsonTellsEverythingAboutEachRequest) {
          "file_share_error": null, "additional_error_info": ""}])"));
 }
 
-TEST_F(Get, JsonTellsTheTransportErrorAndTheOlderCopy) {
+TEST_F(Get, JsonHoldsTheTransportErrorAndTheLastGoodCopy) {
     const std::string path = Path_In(Run_On_Cache({"get", m_Url}));
     Set_Expiry_Period(0);
     m_Server.Stop();

@@ -71,7 +71,7 @@ TEST_F(List, ShowsEachEntrySortedAndAligned) {
     EXPECT_EQ(lines[0].find("CHECKED"), lines[1].rfind("B  ") + 3);
 }
 
-TEST_F(List, TellsThatTheTimeIsOver) {
+TEST_F(List, SaysThatACopyHasExpired) {
     Set_Expiry_Period(0);
     EXPECT_THAT(Lines_Of(Run_On_Cache({"list"}).out).at(1), ContainsRegex("20[0-9-]+ [0-9:]+ \\(over\\)$"));
 }
@@ -102,7 +102,7 @@ TEST_F(List, AsJsonHoldsWholePathsAndTimes) {
     EXPECT_EQ(entries[1]["size"], nullptr);
 }
 
-TEST_F(List, TellsOfCopiesThatNoEntryNames) {
+TEST_F(List, ReportsCopiesThatNoEntryNames) {
     Write_File(m_Cache / stray_copy, "");
     const Tool_Result result = Run_On_Cache({"list"});
     EXPECT_EQ(result.exit_status, 0);
@@ -111,7 +111,7 @@ TEST_F(List, TellsOfCopiesThatNoEntryNames) {
     EXPECT_TRUE(fs::exists(m_Cache / stray_copy));
 }
 
-TEST_F(List, TellsThatTheMetadataFileIsDamaged) {
+TEST_F(List, SaysThatTheMetadataFileIsDamaged) {
     Write_File(Metadata_File(), "rubbish");
     const Tool_Result result = Run_On_Cache({"list"});
     EXPECT_EQ(result.exit_status, 0);

@@ -57,12 +57,12 @@ TEST_F(Prefetch, ReadsStandardInput) {
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "GET /c.xml"));
 }
 
-TEST_F(Prefetch, TellsWhatWasNotServedAndWhy) {
+TEST_F(Prefetch, SaysWhatWasNotServedAndWhy) {
     const Tool_Result result = Run_On_List(m_Server.Url("/missing.xml") + "\nHTTP://server/\n" + m_A + "\n");
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.err, HasSubstr("'" + m_Server.Url("/missing.xml") + "': the download failed: "));
     EXPECT_THAT(result.err, HasSubstr("\n  Next: ask 'qelfilecache explain --check REQUEST'"));
-    EXPECT_THAT(result.err, HasSubstr("'HTTP://server/': 'HTTP' is no scheme that the cache serves"));
+    EXPECT_THAT(result.err, HasSubstr("'HTTP://server/': 'HTTP' is not a scheme that the cache serves"));
     EXPECT_THAT(result.err, EndsWith("qelfilecache: 3 requests: 1 served, 2 not served\n"));
 }
 
@@ -75,7 +75,7 @@ TEST_F(Prefetch, CountsOlderCopiesAsServed) {
     EXPECT_THAT(result.err, HasSubstr("Connection refused; this is the copy of an earlier download\n  Next: "));
     EXPECT_THAT(result.err, HasSubstr("notice: '" + m_A + "': "));
     EXPECT_THAT(result.err,
-                EndsWith("qelfilecache: 1 request: 1 served, 1 of them from an older copy, 0 not served\n"));
+                EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n"));
 }
 
 TEST_F(Prefetch, OfAnEmptyListServesNothing) {

@@ -20,8 +20,8 @@ namespace QEL::FrontEnd::Tool {
 namespace {
 
 constexpr const char* tool_description =
-    "Serves files from web servers and shares through a local cache: each request is answered with\n"
-    "the path of a local copy, also while the server is down.";
+    "Serves files from web servers and shares through a local cache: each request returns the path\n"
+    "of a local copy, also while the server is down.";
 
 constexpr const char* footer =
     "Results go to standard output, everything else to standard error.\n"
@@ -113,7 +113,7 @@ std::string Explain_Missing_Value(const CLI::App& tool, const std::string& compl
     return option ? "option '" + name + "' needs a value, " + option->get_type_name() : complaint;
 }
 
-/// What is wrong with the command line, in words that tell what to do.
+/// What is wrong with the command line, in words that say what to do.
 std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& error,
                                 const std::vector<Command>& commands) {
     const auto not_understood = tool.remaining(true);

@@ -2,7 +2,7 @@
 
 namespace QEL::FrontEnd::Tool {
 
-/// Reads the command line, carries out its command, and answers with the exit status of the process.
+/// Reads the command line, carries out its command, and returns the exit status of the process.
 int Run_Command_Line(int argument_count, const char* const* arguments);
 
 } // namespace QEL::FrontEnd::Tool

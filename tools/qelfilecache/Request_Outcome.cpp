@@ -61,7 +61,7 @@ std::string Transport_Error(const Request_Outcome& outcome) {
     return Util::Printable(description);
 }
 
-/// The first sentence of a description is the cause; what follows tells what to do.
+/// The first sentence of a description is the cause; what follows says what to do.
 std::string Explain_Transport_Error(const std::string& description) {
     const auto cause_end = description.find(". ");
     if (cause_end == std::string::npos) {
@@ -84,7 +84,7 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
         return Explain_Transport_Error(transport_error);
     }
     // The cache keeps no status; where the connection failed, it mostly keeps a text.
-    return Advice("the download failed: the server answered with an error status, or the copy could not be written",
+    return Advice("the download failed: the server responded with an error status, or the copy could not be written",
                   std::string(check_advice) + "; if that finds no fault, " + trace_advice);
 }
 
@@ -110,7 +110,7 @@ std::string Explain_Share_Failure(int file_share_error) {
     }
 }
 
-/// True for a file on a share that can be told as one here: the cache asks the system about drives.
+/// True for a file on a share that can be recognised here: the cache asks the system about drives.
 bool Names_File_On_Share(const std::string& request) {
     if (Begins_With(request, "file:///")) {
         return Names_File_On_Share(request.substr(std::string_view("file:///").size()));
@@ -120,7 +120,7 @@ bool Names_File_On_Share(const std::string& request) {
            (Has_Drive_Letter(request) && std::filesystem::exists(Host::To_Path(request), ignored));
 }
 
-/// A request that the cache answered without asking anything remote.
+/// A request that the cache decided without asking anything remote.
 std::string Explain_Local_Failure(const Request_Outcome& outcome) {
     const std::string& request = outcome.request;
     if (request.empty()) {
@@ -132,7 +132,7 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
                       "write file://server/share/file for a share, file:///C:/folder/file for a drive");
     }
     if (const std::string scheme = Scheme(request); !scheme.empty() && !is_file_url) {
-        return Advice("'" + scheme + "' is no scheme that the cache serves; it took the request for a local path",
+        return Advice("'" + scheme + "' is not a scheme that the cache serves; it took the request for a local path",
                       "use http:, https: or file:, in lower case");
     }
     const bool leaves_writable_shares = outcome.request_kind == 201 || outcome.request_kind == 202;

@@ -5,7 +5,7 @@
 
 namespace QEL::FrontEnd::Tool {
 
-/// What the cache answered to one request.
+/// What the cache returned for one request.
 struct Request_Outcome {
     std::string request;
     int request_kind = 0;

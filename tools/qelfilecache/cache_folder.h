@@ -36,7 +36,7 @@ std::filesystem::path Directory_To_Inspect(const Settings& settings);
 
 /// Why this user can put no copy into the directory of a cache that is looked into, such as "the cache directory
 /// 'DIR' is not writable for this user"; empty when he can, or when it can be created.
-/// @param directory as Directory_To_Inspect answers it.
+/// @param directory as Directory_To_Inspect returns it.
 std::string Why_Not_Writable(const std::filesystem::path& directory);
 
 /// The files in a cache directory that are cached copies by the shape of their names.

@@ -14,10 +14,10 @@ namespace QEL::FrontEnd::Tool::Host {
 /// place of one, and that a reader who went away shows as a failed write. Call it first.
 void Prepare_Standard_Streams();
 
-/// Prepares the calling thread for requests. Keep the answer for as long as it makes them.
+/// Prepares the calling thread for requests. Keep the result for as long as it makes them.
 [[nodiscard]] std::shared_ptr<void> Prepare_Request_Thread();
 
-/// Where the cache lies when the caller names no directory; empty when the system does not tell.
+/// Where the cache lies when the caller names no directory; empty when the system does not say.
 std::filesystem::path Default_Cache_Directory();
 
 /// Why there is no default directory, and what the caller can do.

@@ -46,7 +46,7 @@ void Prepare_Standard_Streams() {
 
 std::shared_ptr<void> Prepare_Request_Thread() {
     if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
-        return nullptr; // the requests then tell that they have no request object
+        return nullptr; // the requests then report that they have no request object
     }
     return {nullptr, [](void*) { CoUninitialize(); }};
 }

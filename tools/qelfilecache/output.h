@@ -12,7 +12,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Whoever read the results wants no more of them, as "head" does: no reason to complain.
+/// Whoever read the results has stopped reading, as "head" does: no reason to complain.
 class Reader_Gone : public Output_Error {
 public:
     using Output_Error::Output_Error;

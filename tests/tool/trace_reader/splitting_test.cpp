@@ -33,7 +33,7 @@ Written_Trace A_Download(int thread, const std::string& name, bool with_times = 
     return trace;
 }
 
-TEST(Splitting, ThreadsThatTakeTurnsByRecordAreToldApart) {
+TEST(Splitting, ThreadsThatTakeTurnsByRecordAreDistinguished) {
     std::string text;
     const auto one = A_Download(1, "a");
     const auto other = A_Download(2, "b");

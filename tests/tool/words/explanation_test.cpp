@@ -69,7 +69,7 @@ std::string Steps(const Explained_Request& explained) {
     return text;
 }
 
-TEST(Explanation, OfAFreshCopyTellsHowLong) {
+TEST(Explanation, OfAFreshCopySaysHowLong) {
     const std::string until = Local_Time_Text(present + 57 * minute);
     const std::string verdict = "would be served from the copy without asking the server until " + until;
     EXPECT_EQ(Explain(A_Request(An_Entry(true))).verdict, verdict + ".");
@@ -77,14 +77,14 @@ TEST(Explanation, OfAFreshCopyTellsHowLong) {
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "other"))).verdict,
               verdict + "; the copy is out of date until then.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, ""))).verdict,
-              verdict + "; the server does not tell whether its file has changed.");
+              verdict + "; the server does not say whether its file has changed.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
               verdict + "; at the moment the server did not respond in time (error 12002).");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(404, ""))).verdict,
-              verdict + "; at the moment the server answers with status 404.");
+              verdict + "; at the moment the server responds with status 404.");
 }
 
-TEST(Explanation, OfAStaleCopyTellsWhatTheServerDecides) {
+TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
     const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
     EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict,
               "would make the cache ask the server; when neither that nor a download succeeds, " + copy +
@@ -94,7 +94,7 @@ TEST(Explanation, OfAStaleCopyTellsWhatTheServerDecides) {
     EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "other"))).verdict,
               "would be served from a new copy, because the server has another version.");
     EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, ""))).verdict,
-              "would be served from a new copy, because the server does not tell whether its file has changed.");
+              "would be served from a new copy, because the server does not say whether its file has changed.");
     Inspected_Entry of_unknown_age = An_Entry(false);
     of_unknown_age.last_checked_remotely = 0;
     EXPECT_EQ(
@@ -103,10 +103,10 @@ TEST(Explanation, OfAStaleCopyTellsWhatTheServerDecides) {
         "is served.");
 }
 
-TEST(Explanation, TellsThatADownloadFollowsEveryFailedCheck) {
+TEST(Explanation, SaysThatADownloadFollowsEveryFailedCheck) {
     const std::pair<Remote_Answer, const char*> checks[] = {
-        {An_Answer(405, ""), "the server answers with status 405"},
-        {An_Answer(500, ""), "the server answers with status 500"},
+        {An_Answer(405, ""), "the server responds with status 405"},
+        {An_Answer(500, ""), "the server responds with status 500"},
         {A_Failure(12029, Second_Attempt::Failed), "the server cannot be connected to (error 12029)"},
         {A_Failure(0, Second_Attempt::Not_Needed), "the request could not be sent"}};
     const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
@@ -115,8 +115,9 @@ TEST(Explanation, TellsThatADownloadFollowsEveryFailedCheck) {
         EXPECT_EQ(Explain(explained).verdict,
                   "would make the cache try a download next, as the check failed: " + std::string(why) +
                       "; when that fails as well, " + copy + " is served.");
-        EXPECT_THAT(Steps(explained), HasSubstr("an error or no answer: the file is downloaded again; when that fails, "
-                                                "the copy is served, however old it is."));
+        EXPECT_THAT(Steps(explained),
+                    HasSubstr("an error or no response: the file is downloaded again; when that fails, "
+                              "the last good copy is served, however old it is."));
     }
 }
 
@@ -143,7 +144,7 @@ TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
         EXPECT_TRUE(explanation.served);
         EXPECT_EQ(explanation.verdict,
                   "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
-                  "the server answers with status " +
+                  "the server responds with status " +
                       std::to_string(status) + " to the question alone.");
     }
 }
@@ -164,7 +165,7 @@ TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
     EXPECT_THAT(Steps(explained), Not(HasSubstr("horter period")));
 }
 
-TEST(Explanation, TellsThatNoNewCopyCanBeWritten) {
+TEST(Explanation, SaysThatNoNewCopyCanBeWritten) {
     const auto without_room = [](Explained_Request explained) {
         explained.directory_problem = "the cache directory '/c' is not writable for this user";
         return explained;
@@ -184,11 +185,11 @@ TEST(Explanation, TellsThatNoNewCopyCanBeWritten) {
                 HasSubstr("the server has the same version"));
 }
 
-TEST(Explanation, TellsThatNoTimeOfChangeIsKnown) {
+TEST(Explanation, SaysThatNoTimeOfChangeIsKnown) {
     auto explained = A_Request(An_Entry(true));
     explained.request.entry->last_modified.clear();
     EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("nothing was told (no Last-Modified)."), Not(HasSubstr("last changed at"))));
+                AllOf(HasSubstr("is unknown (no Last-Modified)."), Not(HasSubstr("last changed at"))));
 }
 
 TEST(Explanation, OfAPeriodWithoutEndNamesNoUnknownTime) {
@@ -215,7 +216,7 @@ TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
     }
 }
 
-TEST(Explanation, TellsWhatACertificateErrorLeadsTo) {
+TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     auto explained = A_Request(An_Entry(false), A_Failure(12045, Second_Attempt::Not_Allowed, "The text.\r\n"));
     explained.request.certificate = {1, false, false};
     explained.certificate_mode = {"CertErrorHandlingMode", "1", "the file", "1"};
@@ -236,7 +237,7 @@ TEST(Explanation, TellsWhatACertificateErrorLeadsTo) {
     EXPECT_THAT(Steps(explained), AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was a passing one")));
 }
 
-TEST(Explanation, TellsAConnectionErrorFromACertificateError) {
+TEST(Explanation, DistinguishesAConnectionErrorFromACertificateError) {
     EXPECT_THAT(Steps(A_Request({}, A_Failure(12029, Second_Attempt::Failed))),
                 HasSubstr(" Its certificate is not the cause. A second attempt failed too."));
     auto plain = A_Request({}, A_Failure(12029, Second_Attempt::Failed));
@@ -247,7 +248,7 @@ TEST(Explanation, TellsAConnectionErrorFromACertificateError) {
     EXPECT_THAT(Steps(A_Request({}, A_Failure(12044, Second_Attempt::Failed))), HasSubstr("is not the cause"));
 }
 
-TEST(Explanation, OfAShareTellsTheTimeOfTheFile) {
+TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
     auto explained = A_Request(An_Entry(false));
     explained.request.kind = Kind::Share;
     explained.request.request = "file://server/share/a.xml";

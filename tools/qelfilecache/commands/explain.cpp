@@ -86,7 +86,7 @@ void Write_Explanation(const std::string& request, const Explanation& explanatio
     Write_Result(emphasised(Wrapped("  => ", "The request " + explanation.verdict)));
 }
 
-nlohmann::ordered_json Answer_To(const Explained_Request& explained, const Explanation& explanation,
+nlohmann::ordered_json Report_On(const Explained_Request& explained, const Explanation& explanation,
                                  const Inspected_Settings& settings) {
     nlohmann::ordered_json json = To_Json(explained.request);
     json["remote"] = explained.remote ? To_Json(*explained.remote) : nlohmann::ordered_json(nullptr);
@@ -108,14 +108,14 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     const auto request_thread = Host::Prepare_Request_Thread();
     const Inspected_Settings configured = opened.cache->Settings();
     const std::string directory_problem = Why_Not_Writable(opened.directory);
-    auto answers = nlohmann::ordered_json::array();
+    auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
         Explained_Request explained = Look_Into(*opened.cache, request, configured, options.check);
         explained.directory_problem = directory_problem;
         const Explanation explanation = Explain(explained);
         if (options.json) {
-            answers.push_back(Answer_To(explained, explanation, configured));
+            reports.push_back(Report_On(explained, explanation, configured));
         } else {
             Write_Explanation(request, explanation);
         }
@@ -124,19 +124,19 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
         }
     }
     if (options.json) {
-        Write_Json(answers);
+        Write_Json(reports);
     }
     return status;
 }
 
 void Declare_Options(Command_Options& parser, Explain_Options& options) {
-    parser.Flag("--check", options.check, "Ask the server or the share too, and show its answer");
+    parser.Flag("--check", options.check, "Ask the server or the share too, and show its response");
     parser.Flag("--json", options.json, "Print one array of objects instead, with all that is known");
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }
 
 constexpr const char* explain_help =
-    "Tells step by step how the cache would serve each request now, and why; the last line is the verdict.\n"
+    "Shows step by step how the cache would serve each request now, and why; the last line is the verdict.\n"
     "Changes nothing: no copy, no entry, no age. Without --check nobody is asked.\n\n"
     "Exit status: 0 every request would be served, as far as that is known, 1 some would not.\n\n"
     "Example: why is an old file shown?\n"
@@ -146,7 +146,7 @@ constexpr const char* explain_help =
 
 Command Explain_Command() {
     const auto options = std::make_shared<Explain_Options>();
-    return {"explain", "Tell how each request would be served, and why an old copy is shown", explain_help,
+    return {"explain", "Show how each request would be served, and why an old copy is shown", explain_help,
             [options](Command_Options& parser) { Declare_Options(parser, *options); },
             [options](const Settings& settings) { return Explain_Requests(settings, *options); }};
 }

@@ -37,12 +37,12 @@ nlohmann::ordered_json Outcome_As_Json(const Request_Outcome& outcome) {
 Exit_Status Get(const Settings& settings, const Get_Options& options) {
     const Open_Cache opened = Open_For_Requests(settings);
     const auto request_thread = Host::Prepare_Request_Thread();
-    auto answers = nlohmann::ordered_json::array();
+    auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
         const Request_Outcome outcome = Serve(*opened.cache, request, options.request_kind);
         if (options.json) {
-            answers.push_back(Outcome_As_Json(outcome));
+            reports.push_back(Outcome_As_Json(outcome));
         } else {
             Write_Result(outcome.path);
         }
@@ -52,8 +52,8 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
         }
     }
     if (options.json) {
-        // What is no UTF-8 text shows as U+FFFD.
-        Write_Result(answers.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+        // What is not UTF-8 shows as U+FFFD.
+        Write_Result(reports.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
     }
     return status;
 }
@@ -67,10 +67,10 @@ void Declare_Options(Command_Options& parser, Get_Options& options) {
 }
 
 constexpr const char* get_help =
-    "A line is empty where there is no copy; standard error tells why.\n\n"
+    "A line is empty where there is no copy; standard error says why.\n\n"
     "A REQUEST is a web address (http:, https:), a file on a share (\\\\server\\share\\file, "
     "file://server/share/file)\n"
-    "or a local path, which is answered as it stands. Put \"--\" before a REQUEST that begins with \"-\".\n\n"
+    "or a local path, which is returned as it stands. Put \"--\" before a REQUEST that begins with \"-\".\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
     "  qelfilecache get --json http://server.example/a.xml '\\\\server\\share\\b.xml'\n"

@@ -50,8 +50,8 @@ void Write_Table(const std::vector<Listed_Entry>& entries, std::uint64_t now) {
     }
 }
 
-/// Tells what the table does not hold and somebody may look for.
-void Tell_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry>& entries) {
+/// Reports what the table does not hold and somebody may look for.
+void Report_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry>& entries) {
     if (entries.empty()) {
         Write_Message(opened.directory.empty()
                           ? "note: the cache is empty: its default directory is not there yet"
@@ -73,12 +73,12 @@ Exit_Status List(const Settings& settings, const List_Options& options) {
     } else if (!entries.empty()) {
         Write_Table(entries, opened.cache->Now());
     }
-    Tell_The_Rest(opened, entries);
+    Report_The_Rest(opened, entries);
     return Exit_Served;
 }
 
 void Declare_Options(Command_Options& parser, List_Options& options) {
-    parser.Flag("--json", options.json, "Print one array of objects instead, with whole paths and times in UTC");
+    parser.Flag("--json", options.json, "Print one array of objects instead, with full paths and times in UTC");
 }
 
 constexpr const char* list_help =

@@ -55,7 +55,7 @@ std::string Count_Of(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-/// "4 requests (1 more repeated): 3 served, 1 of them from an older copy, 1 not served".
+/// "4 requests (1 more repeated): 3 served, 1 of them from the last good copy, 1 not served".
 std::string Summary(const Request_List& list, std::size_t served, std::size_t older) {
     std::string summary = Count_Of(list.requests.size(), "request");
     if (list.repeated > 0) {
@@ -63,7 +63,7 @@ std::string Summary(const Request_List& list, std::size_t served, std::size_t ol
     }
     summary += ": " + std::to_string(served) + " served";
     if (older > 0) {
-        summary += ", " + std::to_string(older) + " of them from an older copy";
+        summary += ", " + std::to_string(older) + " of them from the last good copy";
     }
     return summary + ", " + std::to_string(list.requests.size() - served) + " not served";
 }
@@ -92,7 +92,7 @@ void Declare_Options(Command_Options& parser, Prefetch_Options& options) {
 constexpr const char* prefetch_help =
     "One request a line; blank lines and lines that begin with # are passed over. A request that occurs several\n"
     "times is served once, and a copy that is still fresh is left as it is.\n"
-    "Prints nothing on standard output; standard error tells what was not served and why, and a summary.\n\n"
+    "Prints nothing on standard output; standard error says what was not served and why, and has a summary.\n\n"
     "Exit status: 0 all were served, 1 some were not, 2 wrong usage or a list that cannot be read.\n\n"
     "Examples:\n"
     "  qelfilecache prefetch requests.txt\n"

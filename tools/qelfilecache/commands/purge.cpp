@@ -21,7 +21,7 @@ Exit_Status Purge(const Settings& settings) {
     }
     opened->cache->Purge_Cache_Folder();
 
-    // The cache does not tell which copies stayed.
+    // The cache does not say which copies stayed.
     const auto left = Cached_Copies(opened->directory);
     if (left.empty()) {
         return Exit_Served;

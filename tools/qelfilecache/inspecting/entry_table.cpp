@@ -20,7 +20,7 @@ constexpr const char* column_gap = "  ";
 constexpr std::size_t gap_width = 2;
 constexpr std::size_t narrowest_copy = 12;
 constexpr std::size_t narrowest_url = 16;
-/// Other columns give way until the longest address has its whole width, or this one.
+/// Other columns give way until the longest address has its full width, or this one.
 constexpr std::size_t wanted_url = 60;
 constexpr const char* over_mark = " (over)";
 
@@ -102,7 +102,7 @@ void Shorten_Addresses(std::vector<Row>& rows, std::size_t width) {
     }
 }
 
-/// Makes the rows fit, the address last of all: what tells entries apart is worth most.
+/// Makes the rows fit, the address last of all: what distinguishes entries is worth most.
 Widths Lay_Out(std::vector<Row>& rows, std::optional<std::size_t> columns) {
     Widths widths{};
     for (const Column column : {Url, Copy, Size, Checked, Fresh_Until}) {

@@ -43,7 +43,7 @@ Explanation Explain(const Explained_Request& explained) {
     }
     if (request.kind == Kind::Local) {
         explanation.steps.push_back("The file exists. Whether it is current is not the cache's business.");
-        explanation.verdict = "would be answered with the path itself.";
+        explanation.verdict = "would return the path itself.";
         return explanation;
     }
 
@@ -56,7 +56,7 @@ Explanation Explain(const Explained_Request& explained) {
         explanation.steps.push_back(Certificate_Step(explained));
     }
     if (explained.remote) {
-        explanation.steps.push_back(Answer_Step(explained));
+        explanation.steps.push_back(Response_Step(explained));
     }
     if (!explained.directory_problem.empty()) {
         explanation.steps.push_back("But " + explained.directory_problem +

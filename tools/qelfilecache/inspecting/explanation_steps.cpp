@@ -68,21 +68,21 @@ std::string How_To_See_A_Change(const Explained_Request& explained) {
 }
 
 std::string Comparison_Text(const Explained_Request& explained) {
-    const Remote_Answer& answer = *explained.remote;
-    if (answer.last_modified.empty()) {
-        return " It does not tell when the file was last changed (no Last-Modified), so every check fetches it again.";
+    const Remote_Answer& response = *explained.remote;
+    if (response.last_modified.empty()) {
+        return " It does not say when the file was last changed (no Last-Modified), so every check fetches it again.";
     }
-    const std::string stamp = Stamp_Text(explained.request.kind, answer.last_modified);
+    const std::string stamp = Stamp_Text(explained.request.kind, response.last_modified);
     const std::string text = " Its file was last changed at " + stamp;
     if (!explained.Has_Copy()) {
         return text + ".";
     }
-    return text + (answer.unchanged ? ", as the copy says: the copy is current."
-                                    : ", the copy's version is another one: the copy is out of date.");
+    return text + (response.unchanged ? ", as the copy says: the copy is current."
+                                      : ", the copy's version is another one: the copy is out of date.");
 }
 
-std::string Second_Attempt_Text(const Remote_Answer& answer, const Certificate_Handling& handling) {
-    switch (answer.second) {
+std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate_Handling& handling) {
+    switch (response.second) {
     case Second_Attempt::Succeeded:
         return handling.errors_are_ignored ? " A second attempt overlooked that and succeeded."
                                            : " A second attempt succeeded: the error was a passing one.";
@@ -96,17 +96,17 @@ std::string Second_Attempt_Text(const Remote_Answer& answer, const Certificate_H
     return {};
 }
 
-std::string Error_Text(const Remote_Answer& answer) {
-    if (answer.error == 0) {
-        return Util::Printable(answer.error_text);
+std::string Error_Text(const Remote_Answer& response) {
+    if (response.error == 0) {
+        return Util::Printable(response.error_text);
     }
-    const auto meaning = Meaning_Of(answer);
-    std::string text = "Error " + std::to_string(answer.error) + ": " + std::string(meaning.cause);
+    const auto meaning = Meaning_Of(response);
+    std::string text = "Error " + std::to_string(response.error) + ": " + std::string(meaning.cause);
     if (!meaning.remedy.empty()) {
         text.append("; ").append(meaning.remedy);
     }
     text += ".";
-    std::string system_text = answer.error_text;
+    std::string system_text = response.error_text;
     system_text.erase(system_text.find_last_not_of(" \r\n") + 1);
     if (!system_text.empty()) {
         text += " The system says: " + Util::Printable(system_text);
@@ -128,7 +128,7 @@ std::string Kind_Step(const Explained_Request& explained) {
                "copy. A program that asks with request kind 201 or 202 gets nothing while the file can be written to.";
         break;
     case Kind::Local:
-        step = "It is a local path: the cache answers with the path itself and keeps no copy.";
+        step = "It is a local path: the cache returns the path itself and keeps no copy.";
         break;
     case Kind::Unusable:
         return "It is a file URL of a form that is not supported.";
@@ -157,7 +157,7 @@ std::string Entry_Step(const Explained_Request& explained) {
     }
     step += ". ";
     if (entry.last_modified.empty()) {
-        return step + "Of when its file was last changed, nothing was told (no Last-Modified).";
+        return step + "When its file was last changed is unknown (no Last-Modified).";
     }
     return step + (explained.Is_Share() ? "The share" : "The server") + "'s file was then last changed at " +
            Stamp_Text(request.kind, entry.last_modified) + ".";
@@ -176,7 +176,7 @@ std::string Freshness_Step(const Explained_Request& explained) {
                ", and until then nobody is asked: a change on " + other_side + " does not show." +
                How_To_See_A_Change(explained);
     }
-    return step + "So it is fresh no more, and " + other_side + " is asked with the next request.";
+    return step + "So it has expired, and " + other_side + " is asked with the next request.";
 }
 
 std::string Question_Step(const Explained_Request& explained) {
@@ -185,13 +185,13 @@ std::string Question_Step(const Explained_Request& explained) {
     const char* const fetched = explained.Is_Share() ? "copied" : "downloaded";
     if (!explained.Has_Copy()) {
         return std::string("The file is ") + fetched + " from " + other_side +
-               " with the next request. When that fails, nothing is served, for there is no older copy.";
+               " with the next request. When that fails, nothing is served: there is no copy yet.";
     }
     const char* const question = explained.Is_Share() ? "the time of its last change" : "its Last-Modified (HEAD)";
     return std::string(request.entry->fresh ? "After that, " : "Then ") + other_side + " is asked for " + question +
            ". The same as the copy's: the copy is served, and its age starts anew. Another one, none, an error or no "
-           "answer: the file is " +
-           fetched + " again; when that fails, the copy is served, however old it is.";
+           "response: the file is " +
+           fetched + " again; when that fails, the last good copy is served, however old it is.";
 }
 
 std::string Certificate_Step(const Explained_Request& explained) {
@@ -216,30 +216,30 @@ std::string Certificate_Step(const Explained_Request& explained) {
     }
 }
 
-std::string Answer_Step(const Explained_Request& explained) {
-    const Remote_Answer& answer = *explained.remote;
+std::string Response_Step(const Explained_Request& explained) {
+    const Remote_Answer& response = *explained.remote;
     const Kind kind = explained.request.kind;
     const bool https = explained.Is_Https();
     if (kind == Kind::Share) {
-        return answer.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
-                               : "Asked just now, the share does not show the file. " + Error_Text(answer);
+        return response.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
+                                 : "Asked just now, the share does not show the file. " + Error_Text(response);
     }
-    if (answer.status != 0) {
-        return "Asked just now, the server answers with status " + std::to_string(answer.status) + ": " +
-               std::string(Util::Meaning_Of_Status(answer.status)) +
-               (Util::Refuses_Head_Alone(answer.status)
+    if (response.status != 0) {
+        return "Asked just now, the server responds with status " + std::to_string(response.status) + ": " +
+               std::string(Util::Meaning_Of_Status(response.status)) +
+               (Util::Refuses_Head_Alone(response.status)
                     ? " (HEAD, with which the cache asks; the file may be available all the same)."
                     : ".") +
-               (https ? " Its certificate is valid." : "") + (answer.answered ? Comparison_Text(explained) : "");
+               (https ? " Its certificate is valid." : "") + (response.answered ? Comparison_Text(explained) : "");
     }
     constexpr std::uint32_t may_be_the_certificate = 12175;
-    std::string step = "Asked just now, the server gives no answer that counts. " + Error_Text(answer);
-    if (https && answer.error != 0 && answer.error != may_be_the_certificate) {
-        step += Util::Is_Certificate_Error(answer.error) ? " So its certificate is not valid."
-                                                         : " Its certificate is not the cause.";
+    std::string step = "Asked just now, the server gives no usable response. " + Error_Text(response);
+    if (https && response.error != 0 && response.error != may_be_the_certificate) {
+        step += Util::Is_Certificate_Error(response.error) ? " So its certificate is not valid."
+                                                           : " Its certificate is not the cause.";
     }
-    return step + Second_Attempt_Text(answer, explained.request.certificate) +
-           (answer.answered ? Comparison_Text(explained) : "");
+    return step + Second_Attempt_Text(response, explained.request.certificate) +
+           (response.answered ? Comparison_Text(explained) : "");
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -22,7 +22,7 @@ std::string Question_Step(const Explained_Request& explained);
 /// What is done when the server's certificate is not valid.
 std::string Certificate_Step(const Explained_Request& explained);
 
-/// What the remote side said when it was asked. The request has its answer.
-std::string Answer_Step(const Explained_Request& explained);
+/// What the remote side said when it was asked. The request has its response.
+std::string Response_Step(const Explained_Request& explained);
 
 } // namespace QEL::FrontEnd::Tool

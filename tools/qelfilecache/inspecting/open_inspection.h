@@ -21,7 +21,7 @@ struct Open_Inspection {
 /// @throws Usage_Error when the directory is missing or cannot be used.
 Open_Inspection Inspect_Cache(const Settings& settings);
 
-/// Size of a copy in bytes; none when it cannot be told.
+/// Size of a copy in bytes; none when it is unknown.
 std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy);
 
 } // namespace QEL::FrontEnd::Tool

@@ -24,19 +24,19 @@ std::string The_Copy(const Inspected_Entry& entry) {
 
 /// Why asking brought nothing: "the server cannot be connected to (error 12029)".
 std::string Why_Not(const Explained_Request& explained) {
-    const Remote_Answer& answer = *explained.remote;
-    if (answer.status != 0) {
-        return "the server answers with status " + std::to_string(answer.status);
+    const Remote_Answer& response = *explained.remote;
+    if (response.status != 0) {
+        return "the server responds with status " + std::to_string(response.status);
     }
-    if (answer.error == 0) {
+    if (response.error == 0) {
         return "the request could not be sent";
     }
-    return std::string(Meaning_Of(answer).cause) + " (error " + std::to_string(answer.error) + ")";
+    return std::string(Meaning_Of(response).cause) + " (error " + std::to_string(response.error) + ")";
 }
 
 /// True when asking found out nothing about the file: neither the file nor a reason against it.
-bool Could_Not_Ask(const Remote_Answer& answer) {
-    return !answer.answered && Util::Refuses_Head_Alone(answer.status);
+bool Could_Not_Ask(const Remote_Answer& response) {
+    return !response.answered && Util::Refuses_Head_Alone(response.status);
 }
 
 std::string Fresh_Verdict(const Explained_Request& explained) {
@@ -51,7 +51,7 @@ std::string Fresh_Verdict(const Explained_Request& explained) {
         return verdict + "; at the moment " + Why_Not(explained) + ".";
     }
     if (explained.remote->last_modified.empty()) {
-        return verdict + "; " + other_side + " does not tell whether its file has changed.";
+        return verdict + "; " + other_side + " does not say whether its file has changed.";
     }
     return verdict + (explained.remote->unchanged ? "; the copy is current." : "; the copy is out of date until then.");
 }
@@ -72,7 +72,7 @@ std::string Stale_Verdict(const Explained_Request& explained) {
         return "would be served from the copy, because " + other_side + " has the same version.";
     }
     return "would be served from a new copy, because " + other_side +
-           (explained.remote->last_modified.empty() ? " does not tell whether its file has changed."
+           (explained.remote->last_modified.empty() ? " does not say whether its file has changed."
                                                     : " has another version.");
 }
 

@@ -5,7 +5,7 @@
 
 namespace QEL::FrontEnd::Tool {
 
-/// One line on standard error that tells how far a list of requests is; nothing at all when that is
+/// One line on standard error that shows how far a list of requests is; nothing at all when that is
 /// no terminal. Gone with the object, so that messages begin on a clean line.
 class Progress_Bar {
 public:

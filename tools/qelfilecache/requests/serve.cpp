@@ -19,7 +19,7 @@ void Save_And_Warn(const std::filesystem::path& directory) {
         Write_Message("warning: the metadata file " + metadata_file +
                       " is damaged; the entries behind the damage are forgotten.\n  It and the copies as they were are "
                       "in " +
-                      Quoted(Host::To_Text(folder)) + "; delete that folder when you need them no more.");
+                      Quoted(Host::To_Text(folder)) + "; delete that folder when you no longer need them.");
     } catch (const std::filesystem::filesystem_error& error) {
         throw Usage_Error("the metadata file " + metadata_file + " is damaged and cannot be put aside: " +
                           error.code().message() + "; free some space, or move it away to start afresh");
@@ -37,7 +37,7 @@ Open_Cache Open_For_Requests(const Settings& settings) {
 }
 
 Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, int request_kind) {
-    // No operation of the cache answers with this code: it tells what was left unwritten.
+    // No operation of the cache returns this code: it shows what was left unwritten.
     constexpr int unwritten = std::numeric_limits<int>::min();
     int http_error = unwritten;
     int file_share_error = unwritten;

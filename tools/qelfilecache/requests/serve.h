@@ -19,7 +19,7 @@ Open_Cache Open_For_Requests(const Settings& settings);
 /// Has the cache serve one request.
 Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, int request_kind);
 
-/// Tells on standard error what a person should know of it: why there is no copy, or that it is an
+/// Says on standard error what a person should know of it: why there is no copy, or that it is an
 /// older one. Nothing when all went well.
 void Report(const Request_Outcome& outcome);
 
