@@ -9,6 +9,7 @@ namespace QEL::FrontEnd::Util::FileSystem {
 char Path_Separator(const std::string& directory);
 
 /// Directory, separator, name.
+// GCOVR_EXCL_BR_START: none but those of exceptions
 inline std::string Join_Path(const std::string& directory, const std::string& name) {
     std::string path;
     path.reserve(directory.size() + 1 + name.size());
@@ -17,5 +18,6 @@ inline std::string Join_Path(const std::string& directory, const std::string& na
     path += name;
     return path;
 }
+// GCOVR_EXCL_BR_STOP
 
 } // namespace QEL::FrontEnd::Util::FileSystem

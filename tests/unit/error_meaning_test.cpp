@@ -30,6 +30,7 @@ TEST(Error_Meaning, SaysWhichErrorsAreTheCertificates) {
 }
 
 TEST(Http_Status, HasAMeaning) {
+    EXPECT_EQ(Meaning_Of_Status(150), "the server refuses the request");
     EXPECT_EQ(Meaning_Of_Status(204), "success");
     EXPECT_EQ(Meaning_Of_Status(302), "a redirect that is not followed");
     EXPECT_EQ(Meaning_Of_Status(404), "not found");
