@@ -8,4 +8,7 @@ namespace QEL::FrontEnd::Util {
 /// left it.
 std::uint32_t Get_Last_Error();
 
+/// Makes it the reason of an operation that was not even tried.
+void Set_Last_Error(std::uint32_t error);
+
 } // namespace QEL::FrontEnd::Util

@@ -5,12 +5,14 @@
 #include "util/Last_Error.h"
 
 #include <stdexcept>
+#include <system_error>
 
 namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
 constexpr int Fail_If_Exists = 1;
+constexpr std::uint32_t Invalid_Name = 123; // as the system reports it
 
 } // namespace
 
@@ -45,18 +47,21 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
                static_cast<int>(modification_time));
 
     CacheEntry entry;
-    bool copied = false;
+    bool can_be_copied = true;
     try {
         entry.cached_file = Generate_Cached_File_Name_from_File_Share(url);
-        entry.last_modified = std::to_string(modification_time);
-        entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
-        // The copy takes C strings: it would fetch the file that is named before a NUL.
-        copied = url.find('\0') == std::string::npos &&
-                 m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) != 0;
-    } catch (const std::runtime_error&) { // GCOVR_EXCL_BR_LINE: nothing throws another kind
-        // Without a name there is no copy: it failed like any other, and the older one may stand in.
+    } catch (const std::system_error&) {
+        throw; // a lock failed
+    } catch (const std::runtime_error&) {
+        can_be_copied = false; // without a name: it failed like any other copy, and the last good one is served
     }
-    if (!copied) {
+    entry.last_modified = std::to_string(modification_time);
+    entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
+    if (url.find('\0') != std::string::npos) {
+        can_be_copied = false; // the copy takes C strings: it would fetch the file that is named before the NUL
+        Util::Set_Last_Error(Invalid_Name);
+    }
+    if (!can_be_copied || m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) == 0) {
         const std::uint32_t last_error = Util::Get_Last_Error();
         download_error = true;
         TRACE_ERROR("Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.\n", url.c_str(),

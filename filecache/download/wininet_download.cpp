@@ -12,6 +12,12 @@ using Util::HttpWinInet::Http_Get;
 using Util::HttpWinInet::Http_Head;
 using Util::HttpWinInet::HttpClient;
 
+namespace {
+
+constexpr unsigned long Invalid_Url = 12005; // as the client reports it
+
+} // namespace
+
 // The modes differ on purpose in what they reset: only Default flags the failure itself and leaves
 // the outcome code of a success to the caller; only Default and a white-listed URL empty the text
 // for the host.
@@ -66,8 +72,11 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     TRACE_DATA("Timeout is: '%d'.\n", m_Connect_Timeout);
 
     HttpClient client;
-    const unsigned long status = client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(),
-                                                           static_cast<unsigned long>(m_Connect_Timeout));
+    // The client would take a URL with a NUL for the shorter one before it.
+    const unsigned long status = url.find('\0') != std::string::npos
+                                     ? Invalid_Url
+                                     : client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(),
+                                                                 static_cast<unsigned long>(m_Connect_Timeout));
     TRACE_DATA("HTTP status = %d.\n", static_cast<int>(status));
     if (!HTTP_Status_OK(static_cast<long>(status))) {
         TRACE_ERROR("HTTP request failed with status %d. On HTTP error we cannot download the file.\n",

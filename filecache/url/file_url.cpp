@@ -15,7 +15,7 @@ const std::string& CFileCache::Normalize_if_File_URL(const std::string& url, std
     TRACE_CALL("url='%s'", url.c_str());
     if (!Is_File_URL(url)) {
         TRACE_DATA("Not file URL '%s'. Will not be normalized.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(url));
+        TRACE_RETURN("%s", url.c_str());
         return url;
     }
 

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "platform/common/Http_Transfer.h"
-#include "platform/common/Set_Last_Error.h"
 #include "platform/common/WinInet_Error.h"
 #include "util/Cert_Error_Handling.h"
+#include "util/Last_Error.h"
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 
@@ -44,7 +44,7 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
     *m_Answer = Answer();
     // A number that no HTTP status is taken for.
     const auto fail = [](std::uint32_t error) {
-        Platform::Set_Last_Error(error);
+        Util::Set_Last_Error(error);
         return static_cast<unsigned long>(IsErrorInRange(error) ? error : Platform::Error_Internet_Internal_Error);
     };
     auto http_url = Platform::Http_Url::Parse(url);

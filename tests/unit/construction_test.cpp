@@ -252,7 +252,7 @@ TEST_F(Construction, TheAdditionalErrorInfoIsACopyOfTheMember) {
     EXPECT_THAT(os->calls, IsEmpty());
 }
 
-TEST_F(Construction, TheTextAccessorsTakeNoLock) {
+TEST_F(Construction, TheTextAccessorsDoNotWaitForARequest) {
     cache.m_Additional_Error_Info = "info";
     std::unique_lock held(QEL::FrontEnd::FileCache::s_api_mutex);
     auto texts =

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -267,9 +268,19 @@ TEST_F(File_Share_Copy, NeverFetchesTheFileThatIsNamedBeforeANul) {
         EXPECT_EQ(Fetch(asked), "");
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
+        EXPECT_EQ(g_services.last_error, 123U) << "the reason, as the record reports it";
     }
     EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
+}
+
+TEST_F(File_Share_Copy, RaisesTheFailureOfALock) {
+    const std::system_error lock_failure(std::make_error_code(std::errc::resource_deadlock_would_occur));
+    os->on_copy_file = [&](const std::string&, const std::string&, int) -> int { throw lock_failure; };
+    EXPECT_THROW(Fetch(), std::system_error);
+    os->on_copy_file = nullptr;
+    g_services.on_file_extension = [&](const std::string&) -> std::string { throw lock_failure; };
+    EXPECT_THROW(Fetch(), std::system_error);
 }
 
 TEST_F(File_Share_Copy, AFailedCopyLeavesTheOlderOneAlone) {

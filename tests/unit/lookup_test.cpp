@@ -91,7 +91,6 @@ protected:
     Values For(const std::string& request, const std::string& kind) const {
         Values all = values;
         all["url"] = request;
-        all["url_or_none"] = request.empty() ? "''" : request;
         all["sweep"] = "sweep_again";
         all["kind"] = kind;
         all["is_share"] = kind == "share" ? "true" : "false";

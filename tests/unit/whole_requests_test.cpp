@@ -38,7 +38,7 @@ protected:
     void Ask_For(const std::string& request) {
         asked = request;
         const bool inet = asked == url;
-        values["url"] = values["url_or_none"] = asked;
+        values["url"] = asked;
         values["kind"] = inet ? "inet" : "share";
         values["is_share"] = inet ? "false" : "true";
         values["policy"] = "policy_first";

@@ -222,6 +222,22 @@ TEST_F(Wininet_Attempt, FailsWithAnyStatusButSuccessAndLeavesTheEntryAlone) {
     }
 }
 
+TEST_F(Wininet_Attempt, DoesNotAskTheClientForAUrlWithANul) {
+    const std::string forged("http://server/a\0\nhttp://server/b", 31);
+    for (const int type : {Get, Head}) {
+        Forget();
+        download_error = false;
+        EXPECT_FALSE(cache.Download_Inet_URL_By_WinInet(type, forged, download_error, entry));
+        Expect_Failure(type);
+        Expect_Entry_Untouched();
+        EXPECT_THAT(g_services.client_calls, testing::Not(Contains(testing::HasSubstr("Send"))));
+        EXPECT_THAT(All(), Contains(Data(s_attempt, "HTTP status = 12005.\n").front()));
+        EXPECT_THAT(All(), Contains(Error(s_attempt, "HTTP request failed with status 12005. On HTTP error we cannot "
+                                                     "download the file.\n")
+                                        .front()));
+    }
+}
+
 TEST_F(Wininet_Attempt, SucceedsWithEveryStatusOfSuccess) {
     for (const unsigned long status : {200, 204, 299}) {
         g_services.uuids = {uuid};

@@ -57,17 +57,17 @@ private:
 
 std::unique_ptr<Directory_Search> Directory_Search::Begin(const std::string& pattern) {
     if (Holds_Line_Break_Or_Nul(pattern)) {
-        Set_Last_Error(Error_Invalid_Name);
+        Util::Set_Last_Error(Error_Invalid_Name);
         return nullptr;
     }
     if (Is_Share_Path(pattern)) {
-        Set_Last_Error(Error_Not_Supported);
+        Util::Set_Last_Error(Error_Not_Supported);
         return nullptr;
     }
     const auto name_begin = pattern.find_last_of('/') + 1;
     Directory directory(::opendir(name_begin == 0 ? "." : pattern.substr(0, name_begin).c_str()));
     if (!directory) {
-        Set_Last_Error(errno == ENOENT ? Error_Path_Not_Found : Win32_Error_From_Errno(errno));
+        Util::Set_Last_Error(errno == ENOENT ? Error_Path_Not_Found : Win32_Error_From_Errno(errno));
         return nullptr;
     }
     return std::make_unique<Posix_Search>(std::move(directory), pattern.substr(name_begin));

@@ -63,11 +63,11 @@ bool OS_Wrapper::File_Exists(const std::string& path) {
 
 bool OS_Wrapper::Delete_File(const std::string& path) {
     if (Platform::Holds_Line_Break_Or_Nul(path)) {
-        Platform::Set_Last_Error(Platform::Error_Invalid_Name);
+        Util::Set_Last_Error(Platform::Error_Invalid_Name);
         return false;
     }
     if (Platform::Is_Share_Path(path)) {
-        Platform::Set_Last_Error(Platform::Error_Not_Supported);
+        Util::Set_Last_Error(Platform::Error_Not_Supported);
         return false;
     }
     return Platform::Note_Error(Delete_Local_File(path)) == Platform::Error_Success;
@@ -76,7 +76,7 @@ bool OS_Wrapper::Delete_File(const std::string& path) {
 bool OS_Wrapper::Directory_Exists(const std::string& path) {
     // Asked of the cache directory alone, and no file can be written on a share.
     if (Platform::Is_Share_Path(path)) {
-        Platform::Set_Last_Error(Platform::Error_Not_Supported);
+        Util::Set_Last_Error(Platform::Error_Not_Supported);
         return false;
     }
     return Is_Kind(path, Path_Kind::Directory);

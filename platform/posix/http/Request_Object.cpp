@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include "platform/common/Http_Transfer.h"
-#include "platform/common/Set_Last_Error.h"
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "util/IRequest_Object.h"
+#include "util/Last_Error.h"
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -60,7 +60,7 @@ private:
 
 HResult Curl_Request_Object::Fail(Http_Failure failure) {
     m_Error_Description = std::move(failure.description);
-    Platform::Set_Last_Error(failure.error);
+    Util::Set_Last_Error(failure.error);
     return Platform::HResult_From_Win32(failure.error);
 }
 

@@ -1,8 +1,6 @@
 #include "util/Last_Error.h"
 
-#include "platform/posix/system/Win32_Error.h"
-
-namespace QEL::FrontEnd {
+namespace QEL::FrontEnd::Util {
 
 namespace {
 
@@ -10,12 +8,12 @@ thread_local std::uint32_t t_last_error = 0;
 
 } // namespace
 
-void Platform::Set_Last_Error(std::uint32_t error) {
-    t_last_error = error;
-}
-
-std::uint32_t Util::Get_Last_Error() {
+std::uint32_t Get_Last_Error() {
     return t_last_error;
 }
 
-} // namespace QEL::FrontEnd
+void Set_Last_Error(std::uint32_t error) {
+    t_last_error = error;
+}
+
+} // namespace QEL::FrontEnd::Util

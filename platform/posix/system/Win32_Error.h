@@ -1,11 +1,9 @@
 #pragma once
 
-#include "platform/common/Set_Last_Error.h"
+#include "util/Last_Error.h"
 
 #include <cstdint>
 #include <string>
-
-#include "platform/common/Set_Last_Error.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -54,7 +52,7 @@ std::string Win32_Error_Text(std::uint32_t error);
 /// Makes `error` the thread's last error, when it is one, and returns it.
 inline std::uint32_t Note_Error(std::uint32_t error) {
     if (error != Error_Success) {
-        Set_Last_Error(error);
+        Util::Set_Last_Error(error);
     }
     return error;
 }

@@ -61,7 +61,11 @@ private:
 } // namespace
 
 std::unique_ptr<Directory_Search> Directory_Search::Begin(const std::string& pattern) {
-    return Holds_Line_Break_Or_Nul(pattern) ? nullptr : std::make_unique<Windows_Search>(pattern);
+    if (Holds_Line_Break_Or_Nul(pattern)) {
+        SetLastError(ERROR_INVALID_NAME);
+        return nullptr;
+    }
+    return std::make_unique<Windows_Search>(pattern);
 }
 
 } // namespace QEL::FrontEnd::Platform

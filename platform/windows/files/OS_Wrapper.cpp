@@ -18,6 +18,7 @@ std::uint64_t Hundred_Nanoseconds(const FILETIME& time) {
 /// The attributes of what exists at a path; none when nothing does.
 std::optional<DWORD> Attributes(const std::string& path) {
     if (Platform::Holds_Line_Break_Or_Nul(path)) {
+        SetLastError(ERROR_INVALID_NAME);
         return std::nullopt;
     }
     const DWORD attributes = GetFileAttributesA(path.c_str());
@@ -28,6 +29,7 @@ std::optional<DWORD> Attributes(const std::string& path) {
 
 int OS_Wrapper::Stat_File(const std::string& path, std::int64_t& modification_time) {
     if (Platform::Holds_Line_Break_Or_Nul(path)) {
+        SetLastError(ERROR_INVALID_NAME);
         return ERROR_INVALID_NAME;
     }
     WIN32_FILE_ATTRIBUTE_DATA data;

@@ -299,11 +299,11 @@ TEST_F(Posix_Files, SharesAreReadOnly) {
     EXPECT_EQ(Get_Last_Error(), 50u);
     EXPECT_EQ(services->Copy_File(scratch.Write("file").c_str(), "\\\\server\\share\\file", 1), 0);
     EXPECT_EQ(Get_Last_Error(), 50u);
-    FrontEnd::Platform::Set_Last_Error(0);
+    FrontEnd::Util::Set_Last_Error(0);
     Find_Data found;
     EXPECT_EQ(services->FindFirstFile("\\\\server\\share\\*", found), Invalid_Find_Handle);
     EXPECT_EQ(Get_Last_Error(), 50u);
-    FrontEnd::Platform::Set_Last_Error(0);
+    FrontEnd::Util::Set_Last_Error(0);
     EXPECT_FALSE(services->Directory_Exists("\\\\server\\share")) << "no cache directory can be there";
     EXPECT_EQ(Get_Last_Error(), 50u);
 }

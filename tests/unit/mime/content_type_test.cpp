@@ -43,7 +43,6 @@ const std::vector<Content_Type_Case> Cases = {
     {"application/x-7z-compressed", ".7z"},
     {"application/x-tar", ".tar"},
     {"application/x-bzip2", ".bz2"},
-    {"application/x-x509-ca-cert", ".crt"},
     {"application/vnd.ms-excel", ".xls"},
     {"application/vnd.ms-powerpoint", ".ppt"},
     {"application/vnd.openxmlformats-officedocument.wordprocessingml.document", ".docx"},

@@ -66,6 +66,10 @@ class GeneratorTest(unittest.TestCase):
             ['{"application/xml", ".xml"},', '{"text/plain", ".txt"},', '{"text/x-ini", ".ini"},'],
         )
 
+    def test_leaves_out_what_windows_runs(self):
+        self.run_script("--package", self.package({**MIME_DB, "a/shortcut": {"extensions": ["lnk"]}}))
+        self.assertEqual(len(self.rows()), 3)
+
     def test_names_the_version(self):
         self.run_script("--package", self.package())
         self.assertIn(f"mime-db {generator.MIME_DB_VERSION};", self.table.read_text())

@@ -33,9 +33,9 @@ TEST(Sample_Files, AreTyped) {
     }
 }
 
-TEST(Sample_Files, HaveAnExtensionForEachType) {
+TEST(Sample_Files, HaveAnExtensionForEachTypeButCabinets) {
     for (const Sample_File& file : Sample_Files()) {
-        if (!file.mime_type.empty()) {
+        if (!file.mime_type.empty() && file.name != "cabinet") { // Windows installs from those
             const auto mime_type = Find_Mime_Type(file.mime_type);
             ASSERT_TRUE(mime_type) << file.mime_type;
             EXPECT_NE(Find_Extension(*mime_type), "") << file.mime_type;

@@ -50,6 +50,9 @@ std::string Generate_Uuid() {
     return uuid.data();
 }
 
+void Set_Last_Error(std::uint32_t error) {
+    g_services.last_error = error;
+}
 std::uint32_t Get_Last_Error() {
     return g_services.last_error;
 }
