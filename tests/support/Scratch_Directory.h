@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -70,11 +71,9 @@ private:
 
 /// All bytes of a file; empty when there is none.
 inline std::string Content_Of(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    std::string content(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
-    file.seekg(0);
-    file.read(content.data(), static_cast<std::streamsize>(content.size()));
-    return content;
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
 }
 
 inline void Make_Read_Only(const std::filesystem::path& path) {
