@@ -51,8 +51,8 @@ protected:
     }
 
     Child_Process Writer(int process, int lines) const {
-        return {"trace_process",
-                {"write", std::to_string(process), std::to_string(lines), Ready_File(process).string()}};
+        return Child_Process(Beside_The_Tests(
+            "trace_process", {"write", std::to_string(process), std::to_string(lines), Ready_File(process).string()}));
     }
 
     /// A process creates its file when it is about to write, or holds the lock.
