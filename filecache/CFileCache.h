@@ -54,12 +54,12 @@ public:
     std::string Get_Msg_Separator() const override;
 
 private:
-    /// Tells what the cache would do by asking the private operations.
+    /// Finds out what the cache would do by asking the private operations.
     friend class Cache_Inspection;
 
-    /// Answers true when the remote file must be fetched again; every doubtful case counts so.
+    /// True when the remote file must be fetched again; every doubtful case counts so.
     using Expired_Function = bool (CFileCache::*)(const std::string& url, bool& check_error);
-    /// Fetches a remote file and records it; answers with the path of the copy, empty on failure.
+    /// Fetches a remote file and records it. @return the path of the copy, empty on failure.
     using Downloader_Function = std::string (CFileCache::*)(const std::string& url, bool& download_error);
 
     void Initialize_Mime();

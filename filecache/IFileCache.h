@@ -7,7 +7,7 @@
 
 namespace QEL::FrontEnd::FileCache {
 
-/// A cache of remote files: asked for a URL or a path, it answers with the path of a local copy.
+/// A cache of remote files: asked for a URL or a path, it returns the path of a local copy.
 ///
 /// Order of use: Instance(), Set_Cache_Directory(), then any number of requests; Clear() and
 /// Purge_Cache_Folder() as needed.
@@ -38,20 +38,20 @@ struct QEL_FILECACHE_API IFileCache {
     /// Get_Cached_File_and_Status() for an ordinary request (kind 213), without the status.
     virtual std::string Get_Cached_File(const std::string& url_or_path) = 0;
 
-    /// Answers with the path of a file that holds what `url_or_path` names.
+    /// Returns the path of a file that holds what `url_or_path` names.
     ///
     /// A local path is returned unchanged when the file exists. An Internet URL ("http:", "https:",
     /// lower case) or a file on a share (UNC path, "file:" URL of a share, path on a drive that is
     /// not a fixed disk) is served from the cache: without any remote contact within the expiry
-    /// period, after a comparison with the remote side when it is over. When the remote side cannot
+    /// period, after a comparison with the remote side when it has expired. When the remote side cannot
     /// be reached, the last copy is served.
     ///
     /// @param url_or_path Internet URL, "file:" URL, share path or local path. On Windows in the
-    ///        process's ANSI code page, as the answer is; elsewhere the bytes of the file system.
+    ///        process's ANSI code page, as the result is; elsewhere the bytes of the file system.
     /// @param request_kind 201 or 202: a file on a share that exists and is writable is not cached,
-    ///        the answer is empty. Any other value, such as 213: an ordinary request.
+    ///        the result is empty. Any other value, such as 213: an ordinary request.
     /// @param download_error always written: true when the remote file could not be fetched or
-    ///        checked, also when an older copy is served instead.
+    ///        checked, also when the last good copy is served.
     /// @param http_error may be null. Written for an Internet URL that was not fresh: 0 ok, 1 the
     ///        freshness check failed, 2 the download failed, 3 the copy got no name.
     /// @param file_share_error may be null. Written for a share path that was not fresh: 0 ok, 1 the

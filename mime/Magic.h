@@ -5,7 +5,7 @@
 
 namespace QEL::Mime {
 
-/// Tells what a file is and which extension suits it.
+/// Finds out what a file is and which extension suits it.
 ///
 /// The tables are constant data of the library; an object only knows whether it was given them.
 /// Copies are independent. A default-constructed or moved-from object is not initialised and knows

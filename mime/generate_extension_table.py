@@ -2,12 +2,12 @@
 """Writes mime/extension_table.inc, the extensions of MIME types, from the npm package mime-db.
 
     generate_extension_table.py                     write the table
-    generate_extension_table.py --check             tell whether the table is what would be written
-    generate_extension_table.py --check-unedited    tell whether the table was edited by hand
+    generate_extension_table.py --check             say whether the table is what would be written
+    generate_extension_table.py --check-unedited    say whether the table was edited by hand
 
 The package comes from the npm registry, or from --package (its folder, or the archive that
 `npm pack` makes). --check-unedited needs no package: the table carries a checksum of its rows.
-Exit status 0: done, or the check holds; 1: it does not hold, or the table cannot be made.
+Exit status 0: done, or the check succeeds; 1: it fails, or the table cannot be made.
 """
 
 import argparse
@@ -44,7 +44,7 @@ PREFERRED = {
     "video/quicktime": "mov",
 }
 
-# Names that servers use, or that sniffing answers with, and for which mime-db has no extension.
+# Names that servers use, or that sniffing finds, and for which mime-db has no extension.
 ADDED = {
     "application/csv": "csv",
     "application/msexcel": "xls",

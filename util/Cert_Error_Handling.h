@@ -5,7 +5,7 @@
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 
-/// What the second HTTP client does about a server certificate that does not hold.
+/// What the second HTTP client does about a server certificate that is not valid.
 /// Any other value that the configuration holds means: no second attempt.
 enum CertErrorHandlingMode : int {
     Default = 0,            ///< certificate errors end the request

@@ -28,24 +28,24 @@ public:
     /// The window for SendWinInetRequest; null where there is none.
     Window_Handle GetHWnd() const;
 
-    /// Sends the request and reads the whole answer.
+    /// Sends the request and reads the whole response.
     /// @param http_type 1 GET, 2 HEAD.
     /// @param timeout connect time-out in milliseconds.
-    /// @return the HTTP status; the WinInet error number (12001 to 12175) when there was no answer.
+    /// @return the HTTP status; the WinInet error number (12001 to 12175) without a response.
     unsigned long SendWinInetRequest(int http_type, const char* url, Window_Handle window, unsigned long timeout);
 
-    /// A header of the answer by its name (any letter case); empty when it is absent.
+    /// A header of the response by its name (any letter case); empty when it is absent.
     std::string GetResponseHeader(const char* name) const;
 
-    /// The body of the answer, every byte of it, NULs included. Valid as long as the object.
+    /// The body of the response, every byte of it, NULs included. Valid as long as the object.
     std::string_view GetResponseBody() const;
 
     /// True for 12001 to 12175, the numbers of all WinInet transport errors.
     static bool IsErrorInRange(std::uint32_t error_number);
 
 private:
-    struct Answer;
-    std::unique_ptr<Answer> m_Answer;
+    struct Response;
+    std::unique_ptr<Response> m_Response;
 };
 
 } // namespace QEL::FrontEnd::Util::HttpWinInet

@@ -35,7 +35,7 @@ struct Response_Body {
 
 /// One synchronous HTTP request without body, user or password.
 ///
-/// Each method is one call of the platform's request object and answers with that call's result.
+/// Each method is one call of the platform's request object and returns that call's result.
 /// A failure in the range 0x80072EE1 to 0x80072F8F carries a WinInet error number in its low half.
 /// Used by one thread, which on Windows has initialised COM. Released by its destructor.
 class IRequest_Object {
@@ -50,12 +50,12 @@ public:
     /// @param method "GET" or "HEAD".
     virtual HResult Open(const char* method, const std::string& url) = 0;
 
-    /// Sends the request and waits for the whole answer.
+    /// Sends the request and waits for the whole response.
     virtual HResult Send() = 0;
 
     virtual HResult Get_Status(long& status) = 0;
 
-    /// A header of the answer by its name (any letter case); empty when it is absent.
+    /// A header of the response by its name (any letter case); empty when it is absent.
     virtual HResult Get_Response_Header(const char* name, std::string& value) = 0;
 
     virtual HResult Get_Response_Body(Response_Body& body) = 0;

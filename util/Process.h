@@ -11,7 +11,7 @@ int Process_Id();
 /// Id of the calling thread, as the system's own tools show it.
 int Thread_Id();
 
-/// Full path of the running program; empty when the system does not tell.
+/// Full path of the running program; empty when the system does not say.
 std::string Program_Path();
 
 /// A variable of the environment; empty when it is not set, or when the program runs with rights that

@@ -13,7 +13,7 @@ public:
         Acquired,
         Abandoned, ///< the previous holder died; the caller now holds the mutex
         Timed_Out,
-        Failed ///< Last_Error() tells why
+        Failed ///< Last_Error() says why
     };
 
     /// The trace lock. Null when the system refuses it.

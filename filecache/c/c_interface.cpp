@@ -88,7 +88,7 @@ void Set(int* target, int value) {
 }
 
 /// Keeps the text about the last failure. It can be had while another thread's request is under way: a request that has
-/// been answered does not wait for the next one. It stays answered when the text cannot be had.
+/// returned does not wait for the next one. It stays served when the text cannot be had.
 void Keep_Error_Info(qelfilecache& handle) noexcept {
     try {
         handle.error_info = handle.cache->Get_Additional_Error_Info();

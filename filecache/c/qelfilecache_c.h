@@ -17,19 +17,19 @@
  * @endcode
  *
  * Handles: all handles of a process stand for the one cache of the process and share its directory. A handle keeps the
- * answer of its last request. Several threads may use the cache at once, each with a handle of its own; one handle may
+ * result of its last request. Several threads may use the cache at once, each with a handle of its own; one handle may
  * go from thread to thread, but not be used by two at a time. Requests wait for each other, downloads included.
  * On Windows a thread that requests a web address must have initialised COM.
  *
  * Texts: NUL-terminated, in the narrow encoding of the system (Windows: the process's ANSI code page, elsewhere the
- * bytes of the file system, normally UTF-8). A function that answers with a text takes a buffer, its size, and a place
+ * bytes of the file system, normally UTF-8). A function that returns a text takes a buffer, its size, and a place
  * for the size that the text needs, its NUL included. A text is copied as a whole or not at all: a cut path would name
- * another file. When the buffer is too small, it receives an empty text and the answer is
+ * another file. When the buffer is too small, it receives an empty text and the result is
  * QELFILECACHE_BUFFER_TOO_SMALL; nothing is lost, since the handle keeps the text, and the call for the same text with
  * a larger buffer makes no request. The buffer may be NULL when its size is 0, to ask for the size, and the place for
  * the size may be NULL.
  *
- * Errors: no exception leaves a function, and none ends the process. A code above 0 is an answer of the cache, a code
+ * Errors: no exception leaves a function, and none ends the process. A code above 0 comes from the cache, a code
  * below 0 says that the function could not be carried out; texts are then empty and the needed size is 0.
  *
  * Binary interface: functions of the platform's C calling convention (on Windows __cdecl, names undecorated on
@@ -124,17 +124,17 @@ QELFILECACHE_C_API void QELFILECACHE_CALL qelfilecache_close(qelfilecache* cache
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_set_directory(qelfilecache* cache, const char* directory);
 
 /**
- * Requests a file: answers with the path of a local file that holds what `url_or_path` names.
+ * Requests a file: returns the path of a local file that holds what `url_or_path` names.
  *
  * @param cache the handle.
  * @param url_or_path web address, "file:" URL, path on a share or local path.
- * @param request_kind QELFILECACHE_ORDINARY_REQUEST, or QELFILECACHE_WRITABLE_ORIGINAL: then the answer is
+ * @param request_kind QELFILECACHE_ORDINARY_REQUEST, or QELFILECACHE_WRITABLE_ORIGINAL: then the result is
  *        QELFILECACHE_NO_FILE for a writable file on a share, which the host opens where it is.
  * @param path receives the path; see the rules for texts at the top.
  * @param path_size the size of `path`.
  * @param path_needed may be NULL; set to the size that the path needs.
- * @param download_error may be NULL; set to 1 when the remote file could not be fetched or checked, also when an older
- *        copy is served instead, otherwise to 0.
+ * @param download_error may be NULL; set to 1 when the remote file could not be fetched or checked, also when the last
+ *        good copy is served, otherwise to 0.
  * @param http_error may be NULL; set to the outcome for a web address: 0 ok, 1 the check failed, 2 the download
  *        failed, 3 the copy got no name; QELFILECACHE_NOT_ASKED when no server was asked.
  * @param file_share_error may be NULL; the same for a share: 0 ok, 1 the source could not be examined, 2 the copy
@@ -152,7 +152,7 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_get(qelfilecache* cache, c
                                                           int* file_share_error);
 
 /**
- * The path that the last request of this handle answered with. Makes no request.
+ * The path that the last request of this handle returned. Makes no request.
  * @return QELFILECACHE_OK, QELFILECACHE_NO_FILE when there was no request or it had no file,
  *         QELFILECACHE_BUFFER_TOO_SMALL, QELFILECACHE_BAD_ARGUMENT.
  */

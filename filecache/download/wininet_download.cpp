@@ -98,7 +98,7 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     }
     download_error = false;
     return true;
-} catch (...) { // an attempt that failed like any other: the older copy may stand in
+} catch (...) { // an attempt that failed like any other: the last good copy is served
     TRACE_ERROR("Downloading from URL '%s' failed.\n", url.c_str());
     TRACE_RETURN("%s", Shown(false));
     m_errHTTPFileDownLoad = http_type == Http_Head ? Http_Check_Failed : Http_Download_Failed;

@@ -35,7 +35,7 @@ struct Inspected_Setting {
     std::string written; ///< what stands there; differs from `value` when it cannot be used as it stands
 };
 
-/// What is done about a certificate that does not hold, for one URL; see
+/// What is done about a certificate that is not valid, for one URL; see
 /// Util::HttpWinInet::CertErrorHandlingMode.
 struct Certificate_Handling {
     int mode = 0;                    ///< see CertErrorHandlingMode
@@ -68,10 +68,10 @@ struct Remote_Answer {
     enum class Second_Attempt { Not_Needed, Not_Allowed, Failed, Succeeded };
 
     bool answered = false;     ///< the remote side hands the file out
-    long status = 0;           ///< HTTP status of the first client's answer; 0 when there was none
+    long status = 0;           ///< HTTP status of the first client's response; 0 without one
     std::string last_modified; ///< the remote side's stamp, in the form of Inspected_Entry's; may be empty
     bool unchanged = false;    ///< the stamp is the one of the entry: the copy is current
-    std::uint32_t error = 0;   ///< why there was no answer: WinInet error number, of a share a system error
+    std::uint32_t error = 0;   ///< why there was no response: WinInet error number, of a share a system error
     std::string error_text;    ///< the system's text for it; may be empty
     Second_Attempt second = Second_Attempt::Not_Needed; ///< how the repetition went
 };

@@ -79,7 +79,7 @@ void Cache_Inspection::Ask_Second_Client(CFileCache& probe, const std::string& u
         }
         return;
     }
-    // The first client has named no transport error: the second one's number tells more. The cache
+    // The first client has named no transport error: the second one's number says more. The cache
     // itself would not ask it.
     HttpClient client;
     const auto number = static_cast<std::uint32_t>(client.SendWinInetRequest(

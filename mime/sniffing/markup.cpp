@@ -60,7 +60,7 @@ constexpr bool Is_Name_Character(char c) {
     return Is_Name_Start(c) || Is_Ascii_Digit(c) || c == '-' || c == '.';
 }
 
-/// A cursor over markup; each operation steps over what it names and tells whether it was there.
+/// A cursor over markup; each operation steps over what it names and returns whether it was there.
 class Markup_Reader {
 public:
     explicit Markup_Reader(std::string_view text) : m_Rest(text) {}

@@ -39,7 +39,7 @@ constexpr auto Types_In_Type_Entry = std::to_array<std::string_view>({
 /// Office Open XML: every package has one of these entries ...
 constexpr auto Package_Entry_Names = std::to_array<std::string_view>({"[Content_Types].xml", "_rels/.rels"});
 
-/// ... and its folder tells the kind.
+/// ... and its folder shows the kind.
 struct Package_Folder {
     std::string_view name;
     std::string_view mime_type;

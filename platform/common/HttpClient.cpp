@@ -29,9 +29,9 @@ Certificate_Trust Configured_Trust(const char* url) {
 
 } // namespace
 
-struct HttpClient::Answer : Platform::Http_Response {};
+struct HttpClient::Response : Platform::Http_Response {};
 
-HttpClient::HttpClient() : m_Answer(std::make_unique<Answer>()) {}
+HttpClient::HttpClient() : m_Response(std::make_unique<Response>()) {}
 
 HttpClient::~HttpClient() = default;
 
@@ -41,7 +41,7 @@ Window_Handle HttpClient::GetHWnd() const {
 }
 
 unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle, unsigned long timeout) {
-    *m_Answer = Answer();
+    *m_Response = Answer();
     // A number that no HTTP status is taken for.
     const auto fail = [](std::uint32_t error) {
         Util::Set_Last_Error(error);
@@ -56,19 +56,19 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
     if (timeout > 0) {
         request.timeouts.connect = std::chrono::milliseconds(timeout);
     }
-    if (const auto failure = Platform::Transfer(request, *m_Answer)) {
-        *m_Answer = Answer();
+    if (const auto failure = Platform::Transfer(request, *m_Response)) {
+        *m_Response = Answer();
         return fail(failure->error);
     }
-    return static_cast<unsigned long>(m_Answer->status);
+    return static_cast<unsigned long>(m_Response->status);
 }
 
 std::string HttpClient::GetResponseHeader(const char* name) const {
-    return m_Answer->headers.Value(name);
+    return m_Response->headers.Value(name);
 }
 
 std::string_view HttpClient::GetResponseBody() const {
-    return m_Answer->body;
+    return m_Response->body;
 }
 
 } // namespace QEL::FrontEnd::Util::HttpWinInet

@@ -154,7 +154,7 @@ void Read_CertErrorHandling_Parameters(CertErrorHandlingMode& mode, std::vector<
     white_list = g_services.white_list;
 }
 
-struct HttpClient::Answer {};
+struct HttpClient::Response {};
 
 HttpClient::HttpClient() {
     g_services.client_calls.emplace_back("HttpClient");
