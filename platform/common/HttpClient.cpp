@@ -41,7 +41,7 @@ Window_Handle HttpClient::GetHWnd() const {
 }
 
 unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle, unsigned long timeout) {
-    *m_Response = Answer();
+    *m_Response = Response();
     // A number that no HTTP status is taken for.
     const auto fail = [](std::uint32_t error) {
         Util::Set_Last_Error(error);
@@ -57,7 +57,7 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
         request.timeouts.connect = std::chrono::milliseconds(timeout);
     }
     if (const auto failure = Platform::Transfer(request, *m_Response)) {
-        *m_Response = Answer();
+        *m_Response = Response();
         return fail(failure->error);
     }
     return static_cast<unsigned long>(m_Response->status);
