@@ -1,0 +1,170 @@
+#include "platform/common/Dead_Servers.h"
+
+#include "platform/common/Network_State.h"
+#include "util/Asking_Anyway.h"
+#include "util/Configuration_Source.h"
+#include "util/Process.h"
+#include "util/Registry.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <ranges>
+#include <utility>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+using std::chrono::seconds;
+
+constexpr std::size_t Most_Servers = 64;
+constexpr seconds Quick_Enough{1};
+constexpr int Longest_Memory = 10; ///< times what the attempt took
+
+constexpr const char* Options = "Software\\QEL\\QELLogon\\Options";
+constexpr const char* Retry_After = "LandscapeServerRetryAfter";
+constexpr seconds Default_Period{120};
+constexpr seconds Longest_Period{3600};
+
+const std::string Any_Method;
+
+/// The same client's requests through the same proxy, whichever server they are for.
+std::string Proxy_Key(const Server& server) {
+    return " " + server.proxy;
+}
+
+std::string Server_Key(const Server& server) {
+    return server.name + " " + server.proxy;
+}
+
+seconds Configured_Period() {
+    std::int32_t period = -1;
+    Util::GetRegValInt(period, Options, Retry_After, 1);
+    return period < 0 ? Default_Period : std::min(seconds(period), Longest_Period);
+}
+
+/// The local time so many seconds from now.
+std::string Local_Time(seconds from_now = {}) {
+    std::tm time = Util::Local_Time();
+    time.tm_sec += static_cast<int>(from_now.count());
+    std::mktime(&time);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &time)};
+}
+
+std::string Where_Configured(seconds period) {
+    const auto configured = Util::Find_Configured_Value(Options, Retry_After);
+    return std::string(Retry_After) + (configured ? " in " + configured->place
+                                                  : ", not configured: " + std::to_string(period.count()) + " seconds");
+}
+
+} // namespace
+
+Dead_Servers& Dead_Servers::Instance() {
+    // Threads may still make requests while the process ends.
+    static auto& s_dead_servers = *new Dead_Servers(&std::chrono::steady_clock::now, &Platform::Network_State);
+    return s_dead_servers;
+}
+
+Dead_Servers::Dead_Servers(Clock clock, Network network)
+    : m_Clock(std::move(clock)), m_Network(std::move(network)), m_Network_State(m_Network()) {}
+
+Dead_Servers::Time Dead_Servers::Memory::End(seconds configured_period) const {
+    return failed + std::min<Time::duration>(configured_period, longest);
+}
+
+std::optional<Dead_Servers::Failure> Dead_Servers::Recall(const Server& server, const std::string& method) {
+    const std::lock_guard lock(m_Mutex);
+    if (m_Servers.empty() || Util::Asking_Anyway::Is_On()) {
+        return std::nullopt;
+    }
+    const auto period = Configured_Period();
+    const auto* const memory = Find(server, method, period);
+    if (memory == nullptr || Has_Network_Changed()) {
+        return std::nullopt;
+    }
+    const auto left = std::chrono::ceil<seconds>(memory->End(period) - Now());
+    auto failure = memory->failure;
+    failure.description += std::string(failure.description.empty() ? "" : " ") + "The server was last tried at " +
+                           memory->tried_at + " and will be asked again at " + Local_Time(left) + " (" +
+                           Where_Configured(period) + ").";
+    return failure;
+}
+
+void Dead_Servers::Note(const Server& server, const std::string& method, Attempt attempt, const Failure& failure,
+                        Time began) {
+    const std::lock_guard lock(m_Mutex);
+    const bool was_quick = Now() - began <= Quick_Enough;
+    switch (attempt) {
+    case Attempt::Responded:
+        Forget(Proxy_Key(server), Any_Method);
+        Forget(Server_Key(server), Any_Method);
+        Forget(Server_Key(server), method);
+        break;
+    case Attempt::Proxy_Unreached:
+        if (!was_quick) {
+            Remember(Proxy_Key(server), Any_Method, failure, began);
+        }
+        break;
+    case Attempt::Server_Unreached:
+        if (!was_quick) {
+            Remember(Server_Key(server), Any_Method, failure, began);
+        }
+        break;
+    case Attempt::Silent:
+        Remember(Server_Key(server), method, failure, began);
+        break;
+    case Attempt::Failed_Otherwise:
+        break;
+    }
+}
+
+const Dead_Servers::Memory* Dead_Servers::Find(const Server& server, const std::string& method,
+                                               seconds configured_period) const {
+    for (const auto& [key, kept_for] :
+         {std::pair(Proxy_Key(server), Any_Method), std::pair(Server_Key(server), Any_Method),
+          std::pair(Server_Key(server), method)}) {
+        if (const auto found = m_Servers.find(key); found != m_Servers.end()) {
+            const auto memory = found->second.find(kept_for);
+            if (memory != found->second.end() && Now() < memory->second.End(configured_period)) {
+                return &memory->second;
+            }
+        }
+    }
+    return nullptr;
+}
+
+void Dead_Servers::Remember(const std::string& key, const std::string& method, const Failure& failure, Time began) {
+    // The network may have changed while the attempt was under way: what failed without a VPN may work with it.
+    if (Has_Network_Changed()) {
+        return;
+    }
+    const auto last_failure = [](const auto& server) {
+        return std::ranges::max(server.second | std::views::values, {}, &Memory::failed).failed;
+    };
+    if (m_Servers.size() == Most_Servers && !m_Servers.contains(key)) {
+        m_Servers.erase(std::ranges::min_element(m_Servers, {}, last_failure));
+    }
+    const auto now = Now();
+    m_Servers[key].insert_or_assign(method, Memory{failure, Local_Time(), now, Longest_Memory * (now - began)});
+}
+
+void Dead_Servers::Forget(const std::string& key, const std::string& method) {
+    const auto server = m_Servers.find(key);
+    if (server != m_Servers.end() && server->second.erase(method) > 0 && server->second.empty()) {
+        m_Servers.erase(server);
+    }
+}
+
+bool Dead_Servers::Has_Network_Changed() {
+    auto state = m_Network();
+    if (state == m_Network_State) {
+        return false;
+    }
+    m_Network_State = std::move(state);
+    m_Servers.clear();
+    return true;
+}
+
+} // namespace QEL::FrontEnd::Platform

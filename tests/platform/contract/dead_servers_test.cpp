@@ -1,0 +1,308 @@
+// What is remembered of servers that cost time in vain, by a clock and a network of the test's own.
+
+#include "platform/common/Dead_Servers.h"
+
+#include "tests/platform/support/User_Configuration.h"
+#include "util/Asking_Anyway.h"
+
+#include <gmock/gmock.h>
+
+#include <thread>
+#include <vector>
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using FrontEnd::Platform::Attempt;
+using FrontEnd::Util::Asking_Anyway;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr const char* Retry_After = "LandscapeServerRetryAfter";
+constexpr std::uint32_t Timed_Out = 12002;
+
+class Dead_Servers : public testing::Test {
+protected:
+    using Memory = FrontEnd::Platform::Dead_Servers;
+    using Server = FrontEnd::Platform::Server;
+
+    const Server host{"http://server:80", ""};
+    const Server behind_proxy{"http://server:80", "proxy:3128"};
+
+    User_Configuration user;
+    std::chrono::steady_clock::time_point now{1000h};
+    std::set<std::string> network{"eth0 192.0.2.1"};
+    int looks_at_the_network = 0;
+    Memory memory{[this] { return now; },
+                  [this] {
+                      ++looks_at_the_network;
+                      return network;
+                  }};
+
+    /// An attempt of that length, which ends now.
+    void Attempt_Ends(Attempt attempt, const Server& server, std::chrono::milliseconds taken,
+                      const std::string& method = "GET") {
+        const auto began = memory.Now();
+        now += taken;
+        memory.Note(server, method, attempt, {Timed_Out, "It failed."}, began);
+    }
+
+    bool Is_Asked(const Server& server, const std::string& method = "GET") {
+        return !memory.Recall(server, method).has_value();
+    }
+};
+
+TEST_F(Dead_Servers, AreAskedAtFirst) {
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreNotAskedAgainByAnyMethod) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    EXPECT_FALSE(Is_Asked(host, "GET"));
+    EXPECT_FALSE(Is_Asked(host, "HEAD"));
+}
+
+TEST_F(Dead_Servers, FailWithTheNumberOfTheAttempt) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    const auto failure = memory.Recall(host, "GET");
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->error, Timed_Out);
+}
+
+TEST_F(Dead_Servers, AreAskedWhereTheFailureWasQuick) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 1000ms);
+    EXPECT_TRUE(Is_Asked(host));
+    Attempt_Ends(Attempt::Server_Unreached, host, 1001ms);
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, ThatWereSilentAreAskedByOtherMethods) {
+    Attempt_Ends(Attempt::Silent, host, 30s, "HEAD");
+    EXPECT_FALSE(Is_Asked(host, "HEAD"));
+    EXPECT_TRUE(Is_Asked(host, "GET"));
+}
+
+TEST_F(Dead_Servers, AreAskedAfterOtherFailures) {
+    Attempt_Ends(Attempt::Failed_Otherwise, host, 60s);
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreNoneButThemselves) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    EXPECT_TRUE(Is_Asked({"http://server:81", ""}));
+    EXPECT_TRUE(Is_Asked({"https://server:80", ""}));
+    EXPECT_TRUE(Is_Asked(behind_proxy));
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, BehindAProxyDoNotStandForTheProxy) {
+    Attempt_Ends(Attempt::Server_Unreached, behind_proxy, 60s);
+    EXPECT_FALSE(Is_Asked(behind_proxy));
+    EXPECT_TRUE(Is_Asked({"http://other:80", "proxy:3128"}));
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreAllThatLieBehindADeadProxy) {
+    Attempt_Ends(Attempt::Proxy_Unreached, behind_proxy, 60s);
+    EXPECT_FALSE(Is_Asked(behind_proxy));
+    EXPECT_FALSE(Is_Asked({"https://other:443", "proxy:3128"}));
+    EXPECT_TRUE(Is_Asked({"http://server:80", "proxy:8080"}));
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreAskedAgainAfterTwoMinutes) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    now += 120s - 1ms;
+    EXPECT_FALSE(Is_Asked(host));
+    now += 1ms;
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreAskedAgainAfterTenTimesTheLengthOfTheAttempt) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 2s);
+    now += 20s - 1ms;
+    EXPECT_FALSE(Is_Asked(host));
+    now += 1ms;
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreAskedAgainAfterTheConfiguredTimeAsItIsThen) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 1h);
+    now += 10s;
+    user.Set_Number(Retry_After, 10);
+    EXPECT_TRUE(Is_Asked(host));
+    user.Set_Number(Retry_After, 11);
+    EXPECT_FALSE(Is_Asked(host));
+    user.Set_Number(Retry_After, 0);
+    EXPECT_TRUE(Is_Asked(host));
+    now += 3590s - 1ms;
+    user.Set_Number(Retry_After, 100000);
+    EXPECT_FALSE(Is_Asked(host)) << "an hour";
+    now += 1ms;
+    EXPECT_TRUE(Is_Asked(host)) << "at most";
+}
+
+TEST_F(Dead_Servers, AreAskedAgainAfterTwoMinutesWhereTheConfigurationMakesNoSense) {
+    for (const auto* text : {"-1", "ten", ""}) {
+        user.Set_Text(Retry_After, text);
+        Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+        now += 120s - 1ms;
+        EXPECT_FALSE(Is_Asked(host)) << text;
+        now += 1ms;
+        EXPECT_TRUE(Is_Asked(host)) << text;
+    }
+}
+
+TEST_F(Dead_Servers, LiveAgainWithAResponse) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    Attempt_Ends(Attempt::Responded, host, 1ms);
+    EXPECT_TRUE(Is_Asked(host, "GET"));
+    EXPECT_TRUE(Is_Asked(host, "HEAD"));
+}
+
+TEST_F(Dead_Servers, RespondForTheirMethodAlone) {
+    Attempt_Ends(Attempt::Silent, host, 30s, "HEAD");
+    Attempt_Ends(Attempt::Silent, host, 30s, "GET");
+    Attempt_Ends(Attempt::Responded, host, 1ms, "GET");
+    EXPECT_TRUE(Is_Asked(host, "GET"));
+    EXPECT_FALSE(Is_Asked(host, "HEAD"));
+}
+
+TEST_F(Dead_Servers, BringTheirProxyBackToLife) {
+    Attempt_Ends(Attempt::Proxy_Unreached, behind_proxy, 60s);
+    Attempt_Ends(Attempt::Responded, {"http://other:80", "proxy:3128"}, 1ms);
+    EXPECT_TRUE(Is_Asked(behind_proxy));
+}
+
+TEST_F(Dead_Servers, RespondForNobodyElse) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    Attempt_Ends(Attempt::Responded, {"http://server:81", ""}, 1ms);
+    Attempt_Ends(Attempt::Responded, behind_proxy, 1ms);
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreAllAskedWhenTheNetworkHasChanged) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    Attempt_Ends(Attempt::Silent, behind_proxy, 60s);
+    network.insert("tun0 198.51.100.1");
+    EXPECT_TRUE(Is_Asked(host));
+    EXPECT_TRUE(Is_Asked(behind_proxy));
+    network.erase("tun0 198.51.100.1");
+    EXPECT_TRUE(Is_Asked(host)) << "forgotten, even though the network is as it was";
+}
+
+TEST_F(Dead_Servers, AreNotRememberedWhereTheNetworkChangedMeanwhile) {
+    const auto began = memory.Now();
+    now += 60s;
+    network.insert("tun0 198.51.100.1");
+    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, began);
+    EXPECT_TRUE(Is_Asked(host));
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, CostNoLookAtTheNetworkWhileAllIsWell) {
+    looks_at_the_network = 0;
+    Attempt_Ends(Attempt::Responded, host, 60s);
+    Attempt_Ends(Attempt::Server_Unreached, host, 1ms);
+    EXPECT_TRUE(Is_Asked(host));
+    EXPECT_EQ(looks_at_the_network, 0);
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    EXPECT_TRUE(Is_Asked(behind_proxy));
+    EXPECT_EQ(looks_at_the_network, 1) << "to remember";
+    EXPECT_FALSE(Is_Asked(host));
+    EXPECT_EQ(looks_at_the_network, 2) << "to recall";
+}
+
+TEST_F(Dead_Servers, AreAskedByWhoAsksAnyway) {
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    {
+        const Asking_Anyway asking;
+        EXPECT_TRUE(Is_Asked(host));
+        std::thread([this] { EXPECT_FALSE(Is_Asked(host)); }).join();
+    }
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreSixtyFourTheLatest) {
+    const auto number = [](int count) { return Server{"http://server:" + std::to_string(count), ""}; };
+    for (int count = 0; count < 64; ++count) {
+        Attempt_Ends(Attempt::Silent, number(count), 1s, "GET");
+        now -= 1s;
+        Attempt_Ends(Attempt::Silent, number(count), 1001ms, "HEAD");
+        now -= 1s;
+    }
+    Attempt_Ends(Attempt::Silent, number(0), 1s, "GET");
+    now -= 1s;
+    EXPECT_FALSE(Is_Asked(number(1)));
+    Attempt_Ends(Attempt::Silent, number(64), 1s);
+    EXPECT_FALSE(Is_Asked(number(0))) << "failed again lately";
+    EXPECT_TRUE(Is_Asked(number(1))) << "failed longest ago";
+    for (int count = 2; count <= 64; ++count) {
+        EXPECT_FALSE(Is_Asked(number(count))) << count;
+    }
+}
+
+TEST_F(Dead_Servers, MayBeAskedForByManyThreads) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([this, thread] {
+            for (int count = 0; count < 2000; ++count) {
+                const Server server{std::to_string(count % 100), std::to_string(thread % 2)};
+                memory.Note(server, "GET", count % 3 == 0 ? Attempt::Responded : Attempt::Silent, {}, now - 20s);
+                memory.Recall(server, "GET");
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    Attempt_Ends(Attempt::Silent, host, 30s);
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+constexpr const char* Moment = "....-..-.. ..:..:..";
+
+class Description_Of_A_Dead_Server : public Dead_Servers {
+protected:
+    std::string Description() {
+        Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+        return memory.Recall(host, "GET").value_or(Memory::Failure{}).description;
+    }
+};
+
+TEST_F(Description_Of_A_Dead_Server, SaysWhenItWasTriedAndWillBeAskedAgain) {
+    const std::string description = Description();
+    ASSERT_THAT(description, testing::MatchesRegex(std::string("It failed. The server was last tried at ") + Moment +
+                                                   " and will be asked again at " + Moment + " .*"));
+}
+
+TEST_F(Description_Of_A_Dead_Server, CountsFromTheMomentOfTheQuestion) {
+    // Within the same minute but for the last one of an hour: seconds of the local clock.
+    const auto second_of = [](const std::string& text, const std::string& before) {
+        const auto moment = text.find(before) + before.size() + std::string("2026-11-21 10:").size();
+        return std::stoi(text.substr(moment, 2)) * 60 + std::stoi(text.substr(moment + 3, 2));
+    };
+    const std::string description = Description();
+    const int waits = second_of(description, "again at ") - second_of(description, "tried at ");
+    EXPECT_THAT((waits + 3600) % 3600, testing::AllOf(testing::Ge(120), testing::Le(150))) << description;
+}
+
+TEST_F(Description_Of_A_Dead_Server, SaysWhereThatIsConfigured) {
+    EXPECT_THAT(Description(), HasSubstr("(LandscapeServerRetryAfter, not configured: 120 seconds)."));
+    user.Set_Number(Retry_After, 60);
+    EXPECT_THAT(Description(), HasSubstr("(LandscapeServerRetryAfter in "));
+    EXPECT_THAT(Description(), Not(HasSubstr("not configured")));
+}
+
+TEST_F(Description_Of_A_Dead_Server, BeginsWithTheServerWhereTheFailureHadNone) {
+    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, now - 60s);
+    EXPECT_THAT(memory.Recall(host, "GET").value_or(Memory::Failure{}).description, StartsWith("The server was"));
+}
+
+} // namespace
+
+} // namespace QEL::Tests
