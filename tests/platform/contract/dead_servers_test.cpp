@@ -235,8 +235,9 @@ TEST_F(Dead_Servers, AreSixtyFourTheLatest) {
         Attempt_Ends(Attempt::Silent, number(count), 1001ms, "HEAD");
         now -= 1s;
     }
-    Attempt_Ends(Attempt::Silent, number(0), 1s, "GET");
-    now -= 1s;
+    Attempt_Ends(Attempt::Silent, number(5), 1s);
+    EXPECT_FALSE(Is_Asked(number(0))) << "no room was needed";
+    Attempt_Ends(Attempt::Silent, number(0), 1s);
     EXPECT_FALSE(Is_Asked(number(1)));
     Attempt_Ends(Attempt::Silent, number(64), 1s);
     EXPECT_FALSE(Is_Asked(number(0))) << "failed again lately";
@@ -278,6 +279,13 @@ TEST_F(Description_Of_A_Dead_Server, SaysWhenItWasTriedAndWillBeAskedAgain) {
     const std::string description = Description();
     ASSERT_THAT(description, testing::MatchesRegex(std::string("It failed. The server was last tried at ") + Moment +
                                                    " and will be asked again at " + Moment + " .*"));
+}
+
+TEST_F(Description_Of_A_Dead_Server, SaysWhenItWasTriedNotWhenItWasAskedFor) {
+    Description();
+    memory.m_Servers.begin()->second.begin()->second.tried_at = "an earlier time";
+    EXPECT_THAT(memory.Recall(host, "GET").value_or(Memory::Failure{}).description,
+                HasSubstr("last tried at an earlier time and"));
 }
 
 TEST_F(Description_Of_A_Dead_Server, CountsFromTheMomentOfTheQuestion) {
