@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/common/WinInet_Error.h"
+#include "platform/posix/http/Proxy.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/User_Configuration.h"
 #include "tests/support/Web_Server.h"
@@ -35,6 +36,52 @@ TEST_F(Proxy, IsNotAskedForHostsInNoProxy) {
 
     EXPECT_EQ(Get("http://behind.invalid/file.xml").Error(), Error_Internet_Name_Not_Resolved);
     EXPECT_EQ(m_Proxy.Request(), "");
+}
+
+struct Exemption {
+    const char* no_proxy;
+    const char* host;
+};
+
+class Exempted : public Proxy, public testing::WithParamInterface<Exemption> {};
+
+// What the library says of itself is what libcurl does, whatever that is.
+TEST_P(Exempted, HostIsTheSameForLibcurlAndForUs) {
+    const Environment_Variable no_proxy("no_proxy", GetParam().no_proxy);
+    const auto url = std::string("http://") + GetParam().host + ":1/file.xml"; // nobody listens there
+
+    const bool goes_through_proxy = Get(url).body == "abc";
+
+    EXPECT_EQ(Proxy_For(Http_Url::Parse(url).value()), goes_through_proxy ? m_Url : "")
+        << GetParam().host << " and " << GetParam().no_proxy;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Exempted,
+    testing::Values(Exemption{"", "a.test"}, Exemption{"*", "a.test"}, Exemption{"*,b.test", "a.test"},
+                    Exemption{"a.test", "a.test"}, Exemption{"A.Test", "a.test"}, Exemption{"a.test", "b.a.test"},
+                    Exemption{"a.test", "ba.test"}, Exemption{".a.test", "a.test"}, Exemption{".a.test", "b.a.test"},
+                    Exemption{"a.test.", "a.test"}, Exemption{"a.test", "a.test."},
+                    Exemption{"b.test, a.test", "a.test"}, Exemption{"b.test a.test", "a.test"},
+                    Exemption{" ,,a.test", "a.test"}, Exemption{".", "a.test"}, Exemption{"127.0.0.9", "127.0.0.9"},
+                    Exemption{"127.0.0.9", "127.0.0.8"}, Exemption{"127.0.0.0/8", "127.9.0.1"},
+                    Exemption{"127.0.0.0/9", "127.200.0.1"}, Exemption{"127.128.0.0/9", "127.200.0.1"},
+                    Exemption{"127.0.0.9/33", "127.0.0.9"}, Exemption{"127.0.0.9/0", "127.0.0.9"},
+                    Exemption{"127.0.0.8/0", "127.0.0.9"}, Exemption{"127.0.0.8/-1", "127.0.0.9"},
+                    Exemption{"127.0.0.9/x", "127.0.0.9"}, Exemption{"0.0.9", "127.0.0.9"}, Exemption{"::1", "[::1]"},
+                    Exemption{"[::1]", "[::1]"}, Exemption{"::2", "[::1]"}));
+
+TEST_F(Proxy, IsTheOneOfTheScheme) {
+    const Environment_Variable all("all_proxy", "http://all.test:1");
+    const auto proxy = [](const char* url) { return Proxy_For(Http_Url::Parse(url).value()); };
+    EXPECT_EQ(proxy("http://a.test/"), m_Url);
+    const Environment_Variable no_http("http_proxy", nullptr);
+    const Environment_Variable upper_http("HTTP_PROXY", "http://upper.test:1");
+    EXPECT_EQ(proxy("http://a.test/"), "http://all.test:1");
+    const Environment_Variable empty_https("https_proxy", "");
+    EXPECT_EQ(proxy("https://a.test/"), "http://all.test:1");
+    const Environment_Variable upper_https("HTTPS_PROXY", "http://upper.test:1");
+    EXPECT_EQ(proxy("https://a.test/"), "http://upper.test:1");
 }
 
 TEST_F(Proxy, ThatRefusesATunnelIsReported) {

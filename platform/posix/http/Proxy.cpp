@@ -1,0 +1,88 @@
+#include "platform/posix/http/Proxy.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include <arpa/inet.h>
+
+#include "platform/common/Response_Headers.h"
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+/// The first of the variables that is not empty.
+std::string Variable(const std::vector<std::string>& names) {
+    for (const auto& name : names) {
+        if (const auto* const value = std::getenv(name.c_str()); value != nullptr && *value != '\0') {
+            return value;
+        }
+    }
+    return {};
+}
+
+/// An IPv4 address as a number; nothing for any other text.
+std::optional<std::uint32_t> Ipv4_Address(const std::string& text) {
+    in_addr address{};
+    return ::inet_pton(AF_INET, text.c_str(), &address) == 1 ? std::optional(ntohl(address.s_addr)) : std::nullopt;
+}
+
+/// Whether the address belongs to the network, such as 10.0.0.0/8, or is the only one that is named.
+bool Is_Of_Network(std::uint32_t address, const std::string& network) {
+    const auto slash = std::min(network.find('/'), network.size());
+    const auto wanted = Ipv4_Address(network.substr(0, slash));
+    const int bits = slash == network.size() ? 0 : std::atoi(network.c_str() + slash + 1);
+    if (!wanted || bits < 0 || bits > 32) {
+        return false;
+    }
+    return bits == 0 ? *wanted == address : (*wanted ^ address) >> (32 - bits) == 0;
+}
+
+/// Whether the host has the name, or one below it.
+bool Is_Of_Domain(std::string_view host, std::string_view domain) {
+    const auto without_dot = [](std::string_view name) {
+        return name.ends_with('.') ? name.substr(0, name.size() - 1) : name;
+    };
+    host = without_dot(host);
+    domain = without_dot(domain);
+    domain.remove_prefix(domain.starts_with('.') ? 1 : 0);
+    if (domain.empty() || domain.size() > host.size()) {
+        return false;
+    }
+    const auto above = host.size() - domain.size();
+    return Equal_Without_Case(host.substr(above), domain) && (above == 0 || host[above - 1] == '.');
+}
+
+/// IPv6 addresses are compared as names.
+bool Is_Exempt(const std::string& host, std::string_view exemptions) {
+    if (exemptions == "*") {
+        return true;
+    }
+    const auto address = Ipv4_Address(host);
+    const auto name = host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
+    constexpr std::string_view separators = " \t,";
+    while (!exemptions.empty()) {
+        const auto length = std::min(exemptions.find_first_of(separators), exemptions.size());
+        const std::string entry(exemptions.substr(0, length));
+        if (address ? Is_Of_Network(*address, entry) : Is_Of_Domain(name, entry)) {
+            return true;
+        }
+        exemptions.remove_prefix(std::min(length + 1, exemptions.size()));
+    }
+    return false;
+}
+
+} // namespace
+
+std::string Proxy_For(const Http_Url& url) {
+    // HTTP_PROXY is not asked for: a web server sets it for its programs to what a client has sent.
+    auto proxy = url.Is_Https() ? Variable({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+                                : Variable({"http_proxy", "all_proxy", "ALL_PROXY"});
+    return Is_Exempt(url.host, Variable({"no_proxy", "NO_PROXY"})) ? std::string() : proxy;
+}
+
+} // namespace QEL::FrontEnd::Platform
