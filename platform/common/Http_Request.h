@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/common/Dead_Servers.h"
 #include "platform/common/Http_Url.h"
 #include "platform/common/Response_Headers.h"
 
@@ -51,8 +52,9 @@ struct Http_Response {
 
 /// Why a request has no response.
 struct Http_Failure {
-    std::uint32_t error = 0; ///< WinInet error number, or another Win32 error code
-    std::string description; ///< cause and what to check, for the user; one line without its end
+    std::uint32_t error = 0;                     ///< WinInet error number, or another Win32 error code
+    std::string description;                     ///< cause and what to check, for the user; one line without its end
+    Attempt attempt = Attempt::Failed_Otherwise; ///< what it says of the server
 };
 
 } // namespace QEL::FrontEnd::Platform

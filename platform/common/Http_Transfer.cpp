@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/common/WinInet_Error.h"
+#include "util/Error_Meaning.h"
 #include "util/Http_Status.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -24,18 +25,33 @@ Certificate_Check Check_For(Certificate_Trust trust, bool is_redirected) {
     return ignores ? Certificate_Check::Ignore : Certificate_Check::Verify;
 }
 
-} // namespace
-
-std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response& response) {
-    return Transfer(request, response, &Exchange);
+/// One exchange, unless it is known that it would cost time in vain.
+std::optional<Http_Failure> Exchange(const Http_Client& client, const Http_Request& request, const Http_Url& url,
+                                     Certificate_Check check, Http_Response& response) {
+    auto& dead_servers = Dead_Servers::Instance();
+    const auto proxy = client.proxy(url);
+    const Server server{client.name + url.Origin(), proxy.empty() ? proxy : client.name + proxy};
+    const std::string method = request.method == Http_Method::Head ? "HEAD" : "GET";
+    if (auto known = dead_servers.Recall(server, method)) {
+        return Http_Failure{known->error, std::move(known->description), {}};
+    }
+    const auto began = dead_servers.Now();
+    auto failure = client.exchange(request, url, check, response);
+    if (!failure) {
+        dead_servers.Note(server, method, Attempt::Responded, {}, began);
+    } else if (!Util::Is_Certificate_Error(failure->error)) {
+        dead_servers.Note(server, method, failure->attempt, {failure->error, failure->description}, began);
+    }
+    return failure;
 }
 
-std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response& response,
-                                     const std::function<Http_Exchange_Function>& exchange) {
+} // namespace
+
+std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response& response, const Http_Client& client) {
     auto url = request.url;
     for (int redirects = 0;; ++redirects) {
         response = Http_Response();
-        if (auto failure = exchange(request, url, Check_For(request.trust, redirects > 0), response)) {
+        if (auto failure = Exchange(client, request, url, Check_For(request.trust, redirects > 0), response)) {
             return failure;
         }
         auto target = Redirect_Target(url, response);

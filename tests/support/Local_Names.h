@@ -7,8 +7,8 @@ namespace QEL::Tests {
 /// The names of hosts as the test programs see them: linking Local_Names.cpp replaces the name
 /// service of the whole program.
 ///
-/// Names under ".test" are 127.0.0.1; "hanging.invalid" has an answer after twenty seconds; no other name
-/// exists. Nothing leaves the machine.
+/// Names under ".test" are 127.0.0.1, "slow.test" after more than a second; "hanging.invalid" has an answer after
+/// twenty seconds; no other name exists. Nothing leaves the machine.
 struct Local_Names {
     static inline std::atomic<int> look_ups = 0; ///< so far
 };

@@ -13,6 +13,7 @@
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Close_Notify.h"
 #include "platform/posix/http/Ocsp_Stapling.h"
+#include "platform/posix/http/Proxy.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -282,6 +283,8 @@ std::size_t Http_Exchange::On_Data(char* data, std::size_t, std::size_t size, vo
     }
 }
 
+namespace {
+
 std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url& url, Certificate_Check check,
                                      Http_Response& response) {
     const Sigpipe_Guard guard;
@@ -296,6 +299,13 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
     }
     pool->Put_Back(std::move(connection), origin, check);
     return std::nullopt;
+}
+
+} // namespace
+
+const Http_Client& Platform_Client() {
+    static const Http_Client s_client{{}, &Exchange, &Proxy_For};
+    return s_client;
 }
 
 } // namespace QEL::FrontEnd::Platform

@@ -67,6 +67,8 @@ private:
     // exchange_failures.cpp
     Http_Failure Fail(std::uint32_t error, std::string_view text, std::string_view detail = {}) const;
     Http_Failure Failure(CURLcode result) const;
+    /// What a failure at this step says of the server.
+    Attempt Failed_Attempt(std::uint32_t error) const;
     Http_Failure Timeout_Failure() const;
 
     Connection& m_Connection;

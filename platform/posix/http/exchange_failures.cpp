@@ -9,6 +9,7 @@
 #include <openssl/x509_vfy.h>
 
 #include "platform/common/WinInet_Error.h"
+#include "platform/posix/http/Proxy.h"
 
 // Which error number and which text a failed exchange ends with. In the texts {server} and {host} stand for the
 // server, {detail} for what only the failure at hand knows.
@@ -111,7 +112,7 @@ const Failure_Text& Find(std::span<const Failure_Text> texts, long result) {
 } // namespace
 
 Http_Failure Http_Exchange::Fail(std::uint32_t error, std::string_view text, std::string_view detail) const {
-    Http_Failure failure{error, {}};
+    Http_Failure failure{error, {}, Failed_Attempt(error)};
     for (auto brace = text.find('{'); brace != std::string_view::npos; brace = text.find('{')) {
         failure.description += text.substr(0, brace);
         text.remove_prefix(brace);
@@ -122,6 +123,19 @@ Http_Failure Http_Exchange::Fail(std::uint32_t error, std::string_view text, std
     }
     failure.description += text;
     return failure;
+}
+
+Attempt Http_Exchange::Failed_Attempt(std::uint32_t error) const {
+    switch (m_Step) {
+    case Step::Body:
+        return Attempt::Responded;
+    case Step::Request:
+    case Step::Headers:
+        return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
+    default:
+        const bool is_connected = Info<long>(CURLINFO_PRIMARY_PORT) != 0;
+        return is_connected || Proxy_For(m_Url).empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
+    }
 }
 
 Http_Failure Http_Exchange::Failure(CURLcode result) const {

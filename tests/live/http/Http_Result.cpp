@@ -1,11 +1,18 @@
 #include "tests/live/http/Http_Result.h"
 
+#include "util/Asking_Anyway.h"
+
 namespace QEL::Tests {
 
 using FrontEnd::FileCache::Failed;
 using FrontEnd::FileCache::Request_Interface;
 
 Http_Result Request(const char* method, const std::string& url, const Timeouts& timeouts) {
+    const FrontEnd::Util::Asking_Anyway asking;
+    return Request_If_Alive(method, url, timeouts);
+}
+
+Http_Result Request_If_Alive(const char* method, const std::string& url, const Timeouts& timeouts) {
     Http_Result outcome;
     const auto start = std::chrono::steady_clock::now();
     const auto object = FrontEnd::FileCache::Create_Request_Object().object;

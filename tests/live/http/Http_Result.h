@@ -32,7 +32,10 @@ struct Http_Result {
     std::uint32_t Error() const { return result == 0 ? 0 : static_cast<std::uint32_t>(result) & 0xFFFF; }
 };
 
-/// Runs one request through a new request object.
+/// Runs one request through a new request object, unless its server is remembered as a dead one.
+Http_Result Request_If_Alive(const char* method, const std::string& url, const Timeouts& timeouts = {});
+
+/// The same, whatever earlier tests have left in memory under the port of this one's server.
 Http_Result Request(const char* method, const std::string& url, const Timeouts& timeouts = {});
 
 inline Http_Result Get(const std::string& url, const Timeouts& timeouts = {}) {

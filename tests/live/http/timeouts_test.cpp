@@ -1,13 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <string>
-#include <vector>
-
-#include <arpa/inet.h>
-#include <sys/socket.h>
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
+#include "tests/support/Full_Port.h"
 #include "tests/support/Misbehaving_Server.h"
 
 namespace QEL::Tests {
@@ -17,29 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
 using testing::HasSubstr;
-
-/// A port whose connections are neither accepted nor refused: its queue is full.
-class Full_Port {
-public:
-    Full_Port() : m_Listener(Bind_Free_Port()) {
-        listen(m_Listener.Get(), 0);
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        getsockname(m_Listener.Get(), reinterpret_cast<sockaddr*>(&address), &size);
-        for (int client = 0; client < 4; ++client) {
-            m_Clients.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-            connect(m_Clients.back().Get(), reinterpret_cast<const sockaddr*>(&address), size);
-        }
-    }
-
-    std::string Url(const std::string& scheme) const {
-        return scheme + "://good.test:" + std::to_string(Port_Of(m_Listener)) + "/";
-    }
-
-private:
-    Socket m_Listener;
-    std::vector<Socket> m_Clients;
-};
 
 TEST(Resolve_Timeout, EndsALookUpThatHangs) {
     Timeouts timeouts;

@@ -1,0 +1,274 @@
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/common/Dead_Servers.h"
+#include "platform/common/WinInet_Error.h"
+#include "tests/live/http/Http_Result.h"
+#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/Answering_Server.h"
+#include "tests/support/Full_Port.h"
+#include "tests/support/Local_Names.h"
+#include "tests/support/Own_Network.h"
+#include "tests/support/Tls_Sites.h"
+#include "util/HttpClient.h"
+
+// Which attempts leave a server in the memory of dead ones. A request that is not sent says so in its description.
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace FrontEnd::Platform;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* Retry_After = "LandscapeServerRetryAfter";
+constexpr const char* Good_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+
+/// Each of the steps before the connection ends after as little as is remembered.
+constexpr Timeouts Short_Connect{.resolve = 1100, .connect = 1100, .receive = 1100};
+
+bool Was_Sent(const Http_Result& outcome) {
+    return outcome.description.find("The server was last tried at") == std::string::npos;
+}
+
+class Dead_Server : public testing::Test {
+protected:
+    Dead_Server() { Dead_Servers::Instance().m_Servers.clear(); }
+    ~Dead_Server() override { Dead_Servers::Instance().m_Servers.clear(); }
+
+    static Http_Result Get(const std::string& url, const Timeouts& timeouts = Short_Connect) {
+        return Request_If_Alive("GET", url, timeouts);
+    }
+    static Http_Result Head(const std::string& url, const Timeouts& timeouts = Short_Connect) {
+        return Request_If_Alive("HEAD", url, timeouts);
+    }
+
+    /// The first request times out, further ones of all methods are not sent.
+    static void Expect_One_Attempt(const std::string& url) {
+        const auto first = Get(url);
+        EXPECT_TRUE(Was_Sent(first)) << url;
+        for (const auto& next : {Get(url), Head(url), Get(url)}) {
+            EXPECT_FALSE(Was_Sent(next)) << url;
+            EXPECT_EQ(next.result, first.result) << url;
+            EXPECT_THAT(next.description, testing::StartsWith(first.description)) << url;
+        }
+    }
+
+    /// Repeats a request until it is sent: nothing but the end of the period lets it.
+    static Http_Result When_Sent(const std::function<Http_Result()>& request) {
+        for (;;) {
+            auto outcome = request();
+            if (Was_Sent(outcome)) {
+                return outcome;
+            }
+            std::this_thread::sleep_for(50ms);
+        }
+    }
+
+    User_Configuration m_Configuration;
+};
+
+TEST_F(Dead_Server, IsOneThatDoesNotAccept) {
+    const Full_Port port;
+    Expect_One_Attempt(port.Url("http"));
+    Expect_One_Attempt(port.Url("https"));
+}
+
+TEST_F(Dead_Server, IsOneWhoseNameNobodyResolves) {
+    const int before = Local_Names::look_ups;
+    Expect_One_Attempt("http://hanging.invalid/");
+    EXPECT_EQ(Local_Names::look_ups, before + 1);
+}
+
+TEST_F(Dead_Server, IsOneThatDoesNotFinishTheHandshake) {
+    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    Expect_One_Attempt("https" + server.Url().substr(4));
+    EXPECT_EQ(server.Connections(), 1);
+}
+
+TEST_F(Dead_Server, IsASilentOneForTheSameMethod) {
+    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    for (const auto* method : {"GET", "HEAD"}) {
+        const auto first = Request_If_Alive(method, server.Url(), Short_Receive);
+        const auto next = Request_If_Alive(method, server.Url(), Short_Receive);
+        EXPECT_TRUE(Was_Sent(first)) << method;
+        EXPECT_FALSE(Was_Sent(next)) << method;
+        EXPECT_EQ(next.result, first.result) << method;
+    }
+    EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST_F(Dead_Server, ServesWhereItHangsForHeadOnly) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        if (client.Is_Asked_For("HEAD")) {
+            client.Wait_For_Client_To_Go();
+        }
+        client.Read_Request();
+        client.Send(Good_Answer);
+    });
+    EXPECT_TRUE(Was_Sent(Head(server.Url(), Short_Receive)));
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_FALSE(Was_Sent(Head(server.Url(), Short_Receive))) << "its response to GET says nothing of HEAD";
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+}
+
+TEST_F(Dead_Server, IsTheSameForBothClients) {
+    const Full_Port port;
+    FrontEnd::Util::HttpWinInet::HttpClient second;
+    const int before = Local_Names::look_ups;
+    Get(port.Url("http"));
+    EXPECT_EQ(second.SendWinInetRequest(1, port.Url("http").c_str(), nullptr, 20000), Error_Internet_Timeout);
+    EXPECT_EQ(Local_Names::look_ups, before + 1);
+}
+
+TEST_F(Dead_Server, IsNotOneThatRefusesAtOnce) {
+    const auto url = "http://good.test:" + std::to_string(Free_Port()) + "/";
+    EXPECT_TRUE(Was_Sent(Get(url)));
+    EXPECT_TRUE(Was_Sent(Get(url)));
+}
+
+TEST_F(Dead_Server, IsNotOneWithoutAName) {
+    EXPECT_TRUE(Was_Sent(Get("http://nowhere.invalid/")));
+    EXPECT_TRUE(Was_Sent(Get("http://nowhere.invalid/")));
+}
+
+TEST_F(Dead_Server, IsNotOneWhoseCertificateIsNotValidHoweverLongThatTook) {
+    const Tls_Sites sites;
+    auto url = sites.Url(Tls_State::Self_Signed);
+    url.replace(url.find("good.test"), std::string("good.test").size(), "slow.test");
+    EXPECT_EQ(Get(url, {}).Error(), Error_Internet_Invalid_Authority);
+    EXPECT_TRUE(Was_Sent(Get(url, {})));
+}
+
+TEST_F(Dead_Server, IsOneThatRefusesAfterALongTime) {
+    const auto url = "http://slow.test:" + std::to_string(Free_Port()) + "/";
+    EXPECT_EQ(Get(url, {}).Error(), Error_Internet_Cannot_Connect);
+    EXPECT_FALSE(Was_Sent(Head(url, {})));
+}
+
+TEST_F(Dead_Server, IsNotOneWhoseBodyStalls) {
+    const Misbehaving_Server server([](Server_Connection& client) {
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\nabc");
+        client.Wait_For_Client_To_Go();
+    });
+    EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
+    EXPECT_TRUE(Was_Sent(Get(server.Url(), Short_Receive)));
+}
+
+TEST_F(Dead_Server, IsNotTheOneThatRedirectsThere) {
+    const Full_Port dead;
+    Answering_Server redirecting("HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: " + dead.Url("http") +
+                                 "\r\n\r\n");
+    EXPECT_TRUE(Was_Sent(Get(redirecting.Url())));
+    EXPECT_FALSE(Was_Sent(Get(redirecting.Url()))) << "the next server is remembered under its own name";
+    redirecting.Answer_With(Good_Answer);
+    EXPECT_EQ(Get(redirecting.Url()).body, "abc");
+}
+
+TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
+    m_Configuration.Set_Number(Retry_After, 1);
+    std::atomic<bool> has_recovered = false;
+    const Misbehaving_Server server([&](Server_Connection& client) {
+        if (!has_recovered) {
+            client.Wait_For_Client_To_Go();
+        }
+        client.Read_Request();
+        client.Send(Good_Answer);
+    });
+    Get(server.Url(), Short_Receive);
+    has_recovered = true;
+    EXPECT_FALSE(Was_Sent(Get(server.Url())));
+    EXPECT_EQ(server.Connections(), 1);
+    EXPECT_EQ(When_Sent([&] { return Get(server.Url()); }).body, "abc");
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+}
+
+TEST_F(Dead_Server, IsAskedEachTimeWhereTheMemoryIsSwitchedOff) {
+    m_Configuration.Set_Number(Retry_After, 0);
+    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    Get(server.Url(), Short_Receive);
+    EXPECT_TRUE(Was_Sent(Get(server.Url(), Short_Receive)));
+    EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST_F(Dead_Server, CostsThreadsThatWaitBehindARequestNothing) {
+    const Full_Port port;
+    std::mutex one_at_a_time; // as the cache has it
+    std::atomic<int> sent = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            const std::lock_guard lock(one_at_a_time);
+            sent += Was_Sent(Get(port.Url("http"))) ? 1 : 0;
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(sent, 1);
+}
+
+TEST_F(Dead_Server, IsAskedAgainWhenTheMachineGetsAnAddressOrLosesOne) {
+    const int result = Own_Network::Run([](const Own_Network& network) {
+        const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+        const auto is_sent = [&] { return Was_Sent(Get(server.Url(), Short_Receive)); };
+        // The network is another one than before.
+        if (!is_sent() || !is_sent() || is_sent()) {
+            return 1;
+        }
+        if (!network.Add_Address("10.1.2.3") || !is_sent() || is_sent()) {
+            return 2;
+        }
+        return network.Remove_Address() && is_sent() && !is_sent() ? 0 : 3;
+    });
+    EXPECT_DONE_OR_SKIP(result);
+}
+
+class Dead_Proxy : public Dead_Server {
+protected:
+    const Full_Port m_Port;
+    const Environment_Variable m_Http_Proxy{"http_proxy", m_Port.Url("http").c_str()};
+    const Environment_Variable m_Https_Proxy{"https_proxy", m_Port.Url("http").c_str()};
+};
+
+TEST_F(Dead_Proxy, IsAskedForNoServerAgain) {
+    EXPECT_TRUE(Was_Sent(Get("http://behind.invalid/")));
+    EXPECT_FALSE(Was_Sent(Get("http://behind.invalid/")));
+    EXPECT_FALSE(Was_Sent(Get("http://other.invalid:8080/")));
+    EXPECT_FALSE(Was_Sent(Get("https://other.invalid/")));
+}
+
+TEST_F(Dead_Proxy, StandsForNoServerThatIsReachedWithoutIt) {
+    const Answering_Server server(Good_Answer);
+    const Environment_Variable exempt("no_proxy", "good.test");
+    Get("http://behind.invalid/");
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+}
+
+TEST_F(Dead_Server, BehindAProxyDoesNotStandForTheProxy) {
+    const Misbehaving_Server proxy([](Server_Connection& client) {
+        if (client.Is_Asked_For("CONNECT")) {
+            client.Wait_For_Client_To_Go();
+        }
+        client.Read_Request();
+        client.Send(Good_Answer);
+    });
+    const Environment_Variable http_proxy("http_proxy", proxy.Url("").c_str());
+    const Environment_Variable https_proxy("https_proxy", proxy.Url("").c_str());
+    EXPECT_TRUE(Was_Sent(Get("https://behind.invalid/")));
+    EXPECT_FALSE(Was_Sent(Get("https://behind.invalid/")));
+    EXPECT_EQ(Get("http://behind.invalid/").body, "abc");
+    EXPECT_TRUE(Was_Sent(Get("https://other.invalid/")));
+}
+
+} // namespace
+
+} // namespace QEL::Tests
