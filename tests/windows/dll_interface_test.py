@@ -16,8 +16,8 @@ from public_interface import C_FUNCTIONS, CLASSES, FUNCTIONS, NEEDED, owner, pla
 OBJDUMP, DEMANGLER, DLL, PROGRAM = sys.argv[1:5]
 
 SYSTEM_LIBRARIES = {
-    "advapi32.dll", "crypt32.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "rpcrt4.dll",
-    "shlwapi.dll", "wininet.dll",
+    "advapi32.dll", "crypt32.dll", "iphlpapi.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll",
+    "rpcrt4.dll", "shlwapi.dll", "winhttp.dll", "wininet.dll",
 }
 
 

@@ -1,5 +1,6 @@
 #include "platform/common/Http_Transfer.h"
 #include "platform/windows/handles/Internet_Handle.h"
+#include "platform/windows/http/Proxy.h"
 #include "platform/windows/http/Server_Certificate.h"
 
 #include <algorithm>
@@ -91,6 +92,33 @@ Http_Failure Last_Failure() {
     return {error == WSAETIMEDOUT ? ERROR_INTERNET_TIMEOUT : error, {}};
 }
 
+/// How far a request has come.
+enum class Stage { Unconnected, Connected, Sent };
+
+void CALLBACK Enter_Stage(HINTERNET, DWORD_PTR stage, DWORD status, void*, DWORD) {
+    if (stage != 0 && status == INTERNET_STATUS_CONNECTED_TO_SERVER) {
+        *reinterpret_cast<Stage*>(stage) = Stage::Connected;
+    } else if (stage != 0 && status == INTERNET_STATUS_SENDING_REQUEST) {
+        *reinterpret_cast<Stage*>(stage) = Stage::Sent;
+    }
+}
+
+/// The last error of WinInet as the failure of a request that has no response.
+Http_Failure Failure_At(Stage stage, const Http_Url& url) {
+    auto failure = Last_Failure();
+    if (stage == Stage::Sent) {
+        failure.attempt = failure.error == ERROR_INTERNET_TIMEOUT ? Attempt::Silent : Attempt::Failed_Otherwise;
+    } else {
+        failure.attempt = stage == Stage::Connected || Wininet_Proxy_For(url).empty() ? Attempt::Server_Unreached
+                                                                                      : Attempt::Proxy_Unreached;
+    }
+    return failure;
+}
+
+Http_Failure Cut_Body(DWORD error) {
+    return {error, {}, Attempt::Responded};
+}
+
 /// Reads the whole body. Fails when the connection ended before the content length.
 std::optional<Http_Failure> Read_Body(const Internet_Handle& request, Http_Response& response) {
     const auto body = std::make_shared<std::string>();
@@ -98,30 +126,31 @@ std::optional<Http_Failure> Read_Body(const Internet_Handle& request, Http_Respo
     DWORD length = 0;
     do {
         if (InternetReadFile(request.Get(), block.data(), static_cast<DWORD>(block.size()), &length) == 0) {
-            return Last_Failure();
+            return Cut_Body(Last_Failure().error);
         }
         body->append(block.data(), length);
     } while (length > 0);
     if (Content_Length(response.headers.Value("Content-Length")).value_or(body->size()) != body->size()) {
-        return Http_Failure{ERROR_INTERNET_CONNECTION_ABORTED, {}};
+        return Cut_Body(ERROR_INTERNET_CONNECTION_ABORTED);
     }
     response.body = *body;
     response.body_owner = body;
     return std::nullopt;
 }
 
-} // namespace
-
 // No cache or cookie is used, and no dialog is shown.
 std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url& url, Certificate_Check check,
                                      Http_Response& response) {
+    auto stage = Stage::Unconnected; // outlives the handles, which report to it
     const Internet_Handle session(InternetOpenA("QELFileCache/1.0", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
     if (!session.Is_Open()) {
         return Last_Failure();
     }
+    InternetSetStatusCallbackA(session.Get(), &Enter_Stage);
+    const auto context = reinterpret_cast<DWORD_PTR>(&stage);
     const Internet_Handle connection(InternetConnectA(session.Get(), url.host.c_str(),
                                                       static_cast<INTERNET_PORT>(std::stoul(url.port)), nullptr,
-                                                      nullptr, INTERNET_SERVICE_HTTP, 0, 0));
+                                                      nullptr, INTERNET_SERVICE_HTTP, 0, context));
     if (!connection.Is_Open()) {
         return Last_Failure();
     }
@@ -129,7 +158,7 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
     const bool is_head = request.method == Http_Method::Head;
     const Internet_Handle exchange(HttpOpenRequestA(connection.Get(), is_head ? "HEAD" : "GET",
                                                     Request_Target(url).c_str(), nullptr, nullptr, any_type.data(),
-                                                    Request_Flags(url.Is_Https()), 0));
+                                                    Request_Flags(url.Is_Https()), context));
     const auto set_timeout = [&](DWORD option, std::chrono::milliseconds timeout) {
         return Set_Option(exchange, option, static_cast<DWORD>(timeout.count()));
     };
@@ -141,9 +170,11 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
         return Last_Failure();
     }
     const bool verifies = check == Certificate_Check::Verify;
-    if ((url.Is_Https() && !verifies && !Ignore_Certificate_Errors(exchange)) ||
-        HttpSendRequestA(exchange.Get(), nullptr, 0, nullptr, 0) == 0) {
+    if (url.Is_Https() && !verifies && !Ignore_Certificate_Errors(exchange)) {
         return Last_Failure();
+    }
+    if (HttpSendRequestA(exchange.Get(), nullptr, 0, nullptr, 0) == 0) {
+        return Failure_At(stage, url);
     }
     if (url.Is_Https() && verifies) {
         if (const DWORD fault = Certificate_Fault(exchange, url.host); fault != ERROR_SUCCESS) {
@@ -159,6 +190,13 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
     // Nobody wants the body of an error.
     const bool wants_body = !is_head && response.status >= 200 && response.status <= 299;
     return wants_body ? Read_Body(exchange, response) : std::nullopt;
+}
+
+} // namespace
+
+const Http_Client& Platform_Client() {
+    static const Http_Client s_client{"WinInet ", &Exchange, &Wininet_Proxy_For};
+    return s_client;
 }
 
 } // namespace QEL::FrontEnd::Platform

@@ -5,11 +5,14 @@
 #include "platform/windows/handles/Bstr.h"
 #include "platform/windows/handles/Com_Pointer.h"
 #include "platform/windows/handles/Variant.h"
+#include "platform/windows/http/Failed_Attempt.h"
+#include "platform/windows/http/Proxy.h"
 #include "platform/windows/http/Xml_Http_Interfaces.h"
 #include "platform/windows/system/Wide_Text.h"
 
 #include <wininet.h>
 
+#include <chrono>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -50,6 +53,8 @@ public:
     explicit Com_Request_Object(Com_Pointer<IServerXMLHTTPRequest> request) : m_Request(std::move(request)) {}
 
     HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
+        using std::chrono::milliseconds;
+        m_Order.timeouts = {milliseconds(resolve), milliseconds(connect), milliseconds(send), milliseconds(receive)};
         return m_Request->setTimeouts(resolve, connect, send, receive);
     }
 
@@ -68,15 +73,19 @@ public:
 
     /// The system's object follows redirects itself.
     HResult Send() override {
-        HResult result = S_OK;
-        const auto send = [&](const auto&, const auto&, auto, auto&) -> std::optional<Platform::Http_Failure> {
-            result = m_Request->send(Platform::Omitted_Argument());
-            return Failed(result) ? std::optional(Platform::Http_Failure{static_cast<std::uint32_t>(result), {}})
-                                  : std::nullopt;
+        m_Error_Description.reset();
+        bool is_sent = false;
+        const auto send = [&](const auto&, const auto& url, auto, auto&) {
+            is_sent = true;
+            return Send_To(url);
         };
         Platform::Http_Response response;
-        Platform::Transfer(m_Order, response, send);
-        return result;
+        const auto failure =
+            Platform::Transfer(m_Order, response, {"ServerXMLHTTP ", send, &Platform::Winhttp_Proxy_For});
+        if (failure && !is_sent) {
+            m_Error_Description = failure->description;
+        }
+        return failure ? static_cast<HResult>(failure->error) : S_OK;
     }
 
     HResult Get_Status(long& status) override { return m_Request->get_status(&status); }
@@ -129,6 +138,9 @@ public:
     }
 
     std::string Error_Description(Request_Interface failed_interface) override {
+        if (m_Error_Description) {
+            return *std::exchange(m_Error_Description, std::nullopt);
+        }
         Com_Pointer<IErrorInfo> error_info;
         if (Supports_Error_Info(failed_interface)) {
             error_info = Take_Error_Info();
@@ -144,6 +156,33 @@ public:
     }
 
 private:
+    std::optional<Platform::Http_Failure> Send_To(const Platform::Http_Url& url) {
+        const auto& dead_servers = Platform::Dead_Servers::Instance();
+        const auto began = dead_servers.Now();
+        const HResult result = m_Request->send(Platform::Omitted_Argument());
+        if (!Failed(result)) {
+            return std::nullopt;
+        }
+        Platform::Http_Failure failure{static_cast<std::uint32_t>(result), {}};
+        const auto attempt = Platform::Failed_Attempt(failure.error, dead_servers.Now() - began, m_Order.timeouts,
+                                                      !Platform::Winhttp_Proxy_For(url).empty());
+        if (attempt != Platform::Attempt::Failed_Otherwise && !Is_Redirected(url)) {
+            failure.attempt = attempt;
+            m_Error_Description = failure.description = Error_Description(Request_Interface::XMLHTTPRequest);
+        }
+        return failure;
+    }
+
+    /// True when it was another server that failed, to which this one has redirected the request.
+    bool Is_Redirected(const Platform::Http_Url& url) {
+        Variant reached;
+        if (Failed(m_Request->getOption(SXH_OPTION_URL, reached.Receive())) || V_VT(&reached.Get()) != VT_BSTR) {
+            return false;
+        }
+        const auto reached_url = Platform::Http_Url::Parse(Platform::To_Narrow(V_BSTR(&reached.Get())));
+        return reached_url && reached_url->Origin() != url.Origin();
+    }
+
     /// True when the connection ended before its content length, which the object may take for the
     /// end of the body.
     bool Is_Cut_Short(const Response_Body& body) {
@@ -169,6 +208,7 @@ private:
 
     Com_Pointer<IServerXMLHTTPRequest> m_Request;
     Platform::Http_Request m_Order;
+    std::optional<std::string> m_Error_Description; ///< of a failed Send, until it is asked for
 };
 
 /// Creates the system's server-side request object. Every class context is allowed (23).
