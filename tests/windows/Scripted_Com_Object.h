@@ -19,6 +19,8 @@ struct Com_Script {
     HRESULT timeouts_set = S_OK;
     HRESULT opened = S_OK;
     HRESULT sent = S_OK;
+    DWORD sending_takes = 0;  // milliseconds
+    std::wstring reached_url; // where redirects have led
     HRESULT status_known = S_OK;
     long status = 200;
     std::function<HRESULT(const std::wstring& name, BSTR* value)> header = [](const std::wstring&, BSTR*) {
@@ -96,7 +98,10 @@ public:
                           " " + Shown(password),
                       m_Script.opened);
     }
-    HRESULT WINAPI send(VARIANT body) override { return Record("send " + Shown(body), m_Script.sent); }
+    HRESULT WINAPI send(VARIANT body) override {
+        Sleep(m_Script.sending_takes);
+        return Record("send " + Shown(body), m_Script.sent);
+    }
     HRESULT WINAPI get_status(LONG* status) override {
         *status = m_Script.status;
         return m_Script.status_known;
@@ -132,7 +137,14 @@ public:
     HRESULT WINAPI get_readyState(LONG*) override { return Unexpected(); }
     HRESULT WINAPI put_onreadystatechange(IDispatch*) override { return Unexpected(); }
     HRESULT WINAPI waitForResponse(VARIANT, VARIANT_BOOL*) override { return Unexpected(); }
-    HRESULT WINAPI getOption(SERVERXMLHTTP_OPTION, VARIANT*) override { return Unexpected(); }
+    HRESULT WINAPI getOption(SERVERXMLHTTP_OPTION option, VARIANT* value) override {
+        if (option != SXH_OPTION_URL) {
+            return Unexpected();
+        }
+        V_VT(value) = VT_BSTR;
+        V_BSTR(value) = SysAllocString(m_Script.reached_url.c_str());
+        return S_OK;
+    }
     HRESULT WINAPI setOption(SERVERXMLHTTP_OPTION, VARIANT) override { return Unexpected(); }
     HRESULT WINAPI GetRunningClass(LPCLSID) override { return Unexpected(); }
     BOOL WINAPI IsRunning() override { return FALSE; }

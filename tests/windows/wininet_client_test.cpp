@@ -134,17 +134,38 @@ std::optional<Platform::Http_Failure> Exchange_With_Silent(const char* path,
     Platform::Http_Response response;
     const DWORD begin = GetTickCount();
     auto failure = Platform::Transfer(request, response);
+    Platform::Dead_Servers::Instance().m_Servers.clear(); // for the tests that follow
     EXPECT_LT(GetTickCount() - begin, 30000U);
     return failure;
 }
 
 TEST(Wininet_Exchange, GivesUpOnASilentServer) {
-    EXPECT_TRUE(Exchange_With_Silent("/silent", std::chrono::milliseconds(300)));
+    const auto failure = Exchange_With_Silent("/silent", std::chrono::milliseconds(300));
+    ASSERT_TRUE(failure);
+    // Wine has another number for it.
+    EXPECT_EQ(failure->attempt,
+              failure->error == 12002 ? Platform::Attempt::Silent : Platform::Attempt::Failed_Otherwise);
 }
 
 TEST(Wininet_Exchange, GivesUpOnABodyThatDoesNotGoOn) {
     // The head of the response has to come within it.
-    EXPECT_TRUE(Exchange_With_Silent("/silent-body", std::chrono::milliseconds(2000)));
+    const auto failure = Exchange_With_Silent("/silent-body", std::chrono::milliseconds(2000));
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->attempt, Platform::Attempt::Responded);
+}
+
+TEST(Wininet_Exchange, SaysWhetherTheServerWasReached) {
+    const auto attempt = [](const std::string& url) {
+        Platform::Http_Request request;
+        request.url = Platform::Http_Url::Parse(url).value();
+        Platform::Http_Response response;
+        return Platform::Transfer(request, response).value_or(Platform::Http_Failure{}).attempt;
+    };
+    EXPECT_EQ(attempt("http://127.0.0.1:1/"), Platform::Attempt::Server_Unreached);
+    EXPECT_EQ(attempt("http://no-such-host.invalid/"), Platform::Attempt::Server_Unreached);
+    const std::string http = std::getenv("QEL_TEST_HTTP");
+    EXPECT_EQ(attempt("https" + http.substr(4) + "/landscape"), Platform::Attempt::Server_Unreached) << "no TLS there";
+    EXPECT_EQ(attempt(http + "/garbage"), Platform::Attempt::Failed_Otherwise);
 }
 
 TEST_F(Wininet_Client, AsksPastAllCaches) {

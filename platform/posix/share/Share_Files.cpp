@@ -1,5 +1,6 @@
 #include "platform/posix/share/Share_Files.h"
 
+#include "platform/common/Share_Access.h"
 #include "platform/posix/share/Share_Agent.h"
 #include "platform/posix/share/Share_Path.h"
 #include "platform/posix/share/Share_Settings.h"
@@ -80,7 +81,7 @@ bool Is_Worth_Another_Try(const Agent_Outcome& outcome) {
            !outcome.has_moved_data;
 }
 
-std::uint32_t Ask(const Agent_Protocol::Request& request, const Share_Settings& settings, int target,
+Share_Outcome Ask(const Agent_Protocol::Request& request, const Share_Settings& settings, int target,
                   Share_File_Info& info) {
     const auto deadline = Share_Agent::Clock::now() + std::chrono::milliseconds(settings.timeout_ms);
     Agent_Outcome outcome;
@@ -93,7 +94,7 @@ std::uint32_t Ask(const Agent_Protocol::Request& request, const Share_Settings& 
         agent = Share_Agent::Start(settings, refusal);
         if (!agent) {
             Complain(refusal);
-            return Error_Module_Not_Found;
+            return {Error_Module_Not_Found};
         }
         outcome = agent->Ask(request, target, deadline);
     }
@@ -106,7 +107,7 @@ std::uint32_t Ask(const Agent_Protocol::Request& request, const Share_Settings& 
     if (outcome.error == Error_Success) {
         info = {outcome.response.modification_time, outcome.response.attributes};
     }
-    return outcome.error;
+    return {outcome.error, outcome.has_moved_data};
 }
 
 std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t byte_limit, int target,
@@ -130,7 +131,7 @@ std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t by
     request->timeout_ms = settings.timeout_ms;
     request->byte_limit = byte_limit;
     std::memcpy(request->url, url.c_str(), url.size() + 1);
-    return Ask(*request, settings, target, info);
+    return Ask_Server_Of(path, [&] { return Ask(*request, settings, target, info); });
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "platform/common/Atomic_Copy.h"
 
 #include "platform/common/Control_Characters.h"
+#include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
 
@@ -9,6 +10,21 @@
 namespace QEL::FrontEnd::Platform {
 
 namespace {
+
+DWORD CALLBACK Note_Progress(LARGE_INTEGER, LARGE_INTEGER transferred, LARGE_INTEGER, LARGE_INTEGER, DWORD, DWORD,
+                             HANDLE, HANDLE, void* has_moved_data) {
+    *static_cast<bool*>(has_moved_data) |= transferred.QuadPart > 0;
+    return PROGRESS_CONTINUE;
+}
+
+Share_Outcome Copy(const std::string& source, const std::string& path) {
+    Share_Outcome outcome;
+    if (CopyFileExA(source.c_str(), path.c_str(), &Note_Progress, &outcome.has_moved_data, nullptr,
+                    COPY_FILE_FAIL_IF_EXISTS) == 0) {
+        outcome.error = GetLastError();
+    }
+    return outcome;
+}
 
 /// The unfinished copy beside its target.
 class Partial_File {
@@ -27,11 +43,12 @@ public:
     bool Fill_From(const std::string& source) {
         for (int attempt = 0; attempt < Partial_Name_Attempts; ++attempt) {
             std::string path = Next_Partial_Name(m_Target);
-            if (CopyFileA(source.c_str(), path.c_str(), TRUE) != 0) {
+            const DWORD error = Ask_Server_Of(source, [&] { return Copy(source, path); });
+            if (error == ERROR_SUCCESS) {
                 m_Path = std::move(path);
                 return true;
             }
-            if (GetLastError() != ERROR_FILE_EXISTS) {
+            if (error != ERROR_FILE_EXISTS) {
                 return false;
             }
         }

@@ -1,6 +1,7 @@
 #include "util/File_Head.h"
 
 #include "platform/common/Control_Characters.h"
+#include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/system/System_Message.h"
@@ -31,11 +32,15 @@ std::string Read_File_Head(const std::string& path, std::size_t count) {
     if (Platform::Holds_Line_Break_Or_Nul(path)) {
         Throw_Unreadable(path, ERROR_INVALID_NAME);
     }
-    const File_Handle file(CreateFileA(path.c_str(), GENERIC_READ,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                       FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.Is_Open()) {
-        Throw_Unreadable(path, GetLastError());
+    File_Handle file;
+    const DWORD error = Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
+        file =
+            File_Handle(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        return {file.Is_Open() ? ERROR_SUCCESS : GetLastError()};
+    });
+    if (error != ERROR_SUCCESS) {
+        Throw_Unreadable(path, error);
     }
 
     std::string head;

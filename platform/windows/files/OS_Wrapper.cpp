@@ -1,6 +1,7 @@
 #include "platform/common/OS_Wrapper.h"
 
 #include "platform/common/Control_Characters.h"
+#include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
 #include "util/Path_Queries.h"
@@ -21,7 +22,7 @@ std::optional<DWORD> Attributes(const std::string& path) {
         SetLastError(ERROR_INVALID_NAME);
         return std::nullopt;
     }
-    const DWORD attributes = GetFileAttributesA(path.c_str());
+    const DWORD attributes = Util::FileSystem::Get_File_Attributes(path);
     return attributes == INVALID_FILE_ATTRIBUTES ? std::nullopt : std::optional(attributes);
 }
 
@@ -33,8 +34,12 @@ int OS_Wrapper::Stat_File(const std::string& path, std::int64_t& modification_ti
         return ERROR_INVALID_NAME;
     }
     WIN32_FILE_ATTRIBUTE_DATA data;
-    if (GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) == 0) {
-        return static_cast<int>(GetLastError());
+    const std::uint32_t error = Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
+        const bool found = GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) != 0;
+        return {found ? ERROR_SUCCESS : GetLastError()};
+    });
+    if (error != ERROR_SUCCESS) {
+        return static_cast<int>(error);
     }
     modification_time = static_cast<std::int64_t>(Hundred_Nanoseconds(data.ftLastWriteTime));
     return ERROR_SUCCESS;

@@ -45,12 +45,12 @@ std::string Proxy_In(const std::string& proxies, const std::string& exemptions, 
 std::string Wininet_Proxy_For(const Http_Url& url) {
     DWORD size = 0;
     InternetQueryOptionA(nullptr, INTERNET_OPTION_PROXY, nullptr, &size);
-    std::vector<std::byte> room(std::max<std::size_t>(size, sizeof(INTERNET_PROXY_INFOA)));
+    std::vector<std::byte> room(std::max<std::size_t>(size, sizeof(INTERNET_PROXY_INFO)));
     size = static_cast<DWORD>(room.size());
     if (InternetQueryOptionA(nullptr, INTERNET_OPTION_PROXY, room.data(), &size) == 0) {
         return {};
     }
-    const auto& proxy = *reinterpret_cast<const INTERNET_PROXY_INFOA*>(room.data());
+    const auto& proxy = *reinterpret_cast<const INTERNET_PROXY_INFO*>(room.data());
     const auto text = [](const char* value) { return std::string(value == nullptr ? "" : value); };
     return proxy.dwAccessType == INTERNET_OPEN_TYPE_PROXY
                ? Proxy_In(text(proxy.lpszProxy), text(proxy.lpszProxyBypass), url)

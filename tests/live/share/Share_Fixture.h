@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/common/Dead_Servers.h"
 #include "tests/live/share/Home_Fixture.h"
 #include "tests/support/Samba_Server.h"
 
@@ -25,6 +26,7 @@ protected:
         target_folder = home / "target";
         std::filesystem::create_directory(target_folder);
         Configure_Server();
+        FrontEnd::Platform::Dead_Servers::Instance().m_Servers.clear(); // of earlier tests
     }
 
     ~Share_Fixture() override {

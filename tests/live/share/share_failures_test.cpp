@@ -7,6 +7,7 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/File_Descriptor.h"
+#include "util/Asking_Anyway.h"
 #include "util/Last_Error.h"
 
 #include <chrono>
@@ -94,6 +95,9 @@ protected:
     }
 
     const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
+
+private:
+    const FrontEnd::Util::Asking_Anyway m_Asking; // each failure is one of the server's
 };
 
 TEST_F(Share_Failures, HaveTheirCodes) {
@@ -256,6 +260,73 @@ TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
     EXPECT_EQ(said, "qelfilecache: no access to file shares: "
                     "the SMB client library (package libsmbclient) cannot be loaded\n");
     EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), 0);
+}
+
+/// A share's server that cost time in vain. Whether it is asked shows in the connections that it gets.
+class Dead_Share_Server : public Share_Failures {
+protected:
+    /// Stats a file of the server without asking a dead one.
+    static int Stat(const std::string& path = Samba_Server::Path("file")) {
+        int error = 0;
+        std::thread([&] { // asks nobody anyway
+            std::int64_t time = 0;
+            error = IOSWrapper::Create()->Stat_File(path, time);
+        })
+            .join();
+        return error;
+    }
+
+    static bool Is_Remembered() { return !FrontEnd::Platform::Dead_Servers::Instance().m_Servers.empty(); }
+};
+
+TEST_F(Dead_Share_Server, IsOneThatWasStopped) {
+    Publish("file", "content");
+    Configure_Server("Timeout = 1\n");
+    server().Freeze();
+    EXPECT_EQ(Stat(), Timed_Out);
+    server().Thaw();
+    EXPECT_EQ(Stat(), Timed_Out) << "it has recovered, but is not asked";
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), 0) << "asked anyway";
+    EXPECT_EQ(Stat(), 0) << "forgotten with its response";
+}
+
+TEST_F(Dead_Share_Server, IsNotAskedForItsOtherFilesAndOperations) {
+    Publish("file", "content");
+    Configure_Server("Timeout = 1\n");
+    server().Freeze();
+    EXPECT_EQ(Stat(Samba_Server::Path("other")), Timed_Out);
+    server().Thaw();
+    std::thread([this] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out); }).join();
+    EXPECT_EQ(Stat("\\\\localhost\\share\\file"), 0) << "the same server's under another name";
+}
+
+TEST_F(Dead_Share_Server, IsAskedAgainWhenThePeriodIsOver) {
+    Publish("file", "content");
+    Configure_Server("Timeout = 1\n[Software\\QEL\\QELLogon\\Options]\nLandscapeServerRetryAfter = 1\n");
+    server().Freeze();
+    EXPECT_EQ(Stat(), Timed_Out);
+    server().Thaw();
+    const auto begin = Clock::now();
+    while (Stat() != 0 && Clock::now() - begin < 30s) {
+        std::this_thread::sleep_for(50ms);
+    }
+    EXPECT_EQ(Stat(), 0);
+}
+
+TEST_F(Dead_Share_Server, IsNotOneThatSaysNoAtOnce) {
+    Stat(Samba_Server::Path("no such file"));
+    Stat(Samba_Server::Path("file", "nothing"));
+    EXPECT_FALSE(Is_Remembered());
+}
+
+TEST_F(Dead_Share_Server, IsNotOneThatFallsSilentWithinAFile) {
+    Publish_Huge_File();
+    Configure_Server("Timeout = 1\n");
+    auto freezer = As_Soon_As_Data_Arrives([&] { server().Freeze(); });
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("huge.bin")), Timed_Out);
+    freezer.join();
+    server().Thaw();
+    EXPECT_FALSE(Is_Remembered());
 }
 
 } // namespace

@@ -1,0 +1,37 @@
+#include "platform/common/Share_Access.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+/// The codes with which the systems say that they do not reach a server, sorted.
+constexpr std::uint32_t network_errors[] = {51,   53,   54,   55,   58,   59,   64,   67,   121,  1203, 1222,
+                                            1225, 1231, 1232, 1233, 1234, 1236, 1256, 1265, 1311, 1460, 10060};
+static_assert(std::ranges::is_sorted(network_errors));
+
+} // namespace
+
+std::string Share_Server(std::string_view path) {
+    constexpr std::string_view separators = "\\/";
+    if (path.size() < 2 || separators.find(path[0]) == std::string_view::npos || path[1] != path[0]) {
+        return {};
+    }
+    const auto begin = std::min(path.find_first_not_of(separators), path.size());
+    std::string server(path.substr(begin, path.find_first_of(separators, begin) - begin));
+    std::ranges::transform(server, server.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return server == "?" || server == "." ? std::string() : server; // of Windows, the machine itself
+}
+
+Attempt Share_Attempt(const Share_Outcome& outcome) {
+    if (outcome.error == 0 || outcome.has_moved_data) {
+        return Attempt::Responded;
+    }
+    return std::ranges::binary_search(network_errors, outcome.error) ? Attempt::Server_Unreached
+                                                                     : Attempt::Failed_Otherwise;
+}
+
+} // namespace QEL::FrontEnd::Platform

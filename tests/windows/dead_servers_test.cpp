@@ -1,0 +1,196 @@
+// Servers that cost time in vain, with both clients scripted: Wine's request object ignores time-outs.
+
+#include "platform/common/Dead_Servers.h"
+#include "platform/common/Http_Transfer.h"
+#include "platform/windows/http/Failed_Attempt.h"
+#include "platform/windows/http/Proxy.h"
+#include "tests/windows/Host_Fixture.h"
+#include "tests/windows/Scripted_Com_Object.h"
+#include "util/IRequest_Object.h"
+
+#include <algorithm>
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+constexpr std::uint32_t Timed_Out = 12002;
+
+int s_exchanges = 0; // of the second client
+auto s_second_attempt = Attempt::Server_Unreached;
+
+} // namespace
+
+const Http_Client& Platform_Client() {
+    static const Http_Client s_client{"second ",
+                                      [](const auto&, const auto&, auto, auto&) {
+                                          ++s_exchanges;
+                                          Sleep(1100);
+                                          return Http_Failure{Timed_Out, {}, s_second_attempt};
+                                      },
+                                      [](const auto&) { return std::string(); }};
+    return s_client;
+}
+
+} // namespace QEL::FrontEnd::Platform
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace FrontEnd::Platform;
+using FrontEnd::FileCache::Create_Request_Object;
+using FrontEnd::FileCache::HResult;
+using FrontEnd::FileCache::Request_Interface;
+using testing::HasSubstr;
+
+constexpr HRESULT Time_Out = static_cast<HRESULT>(0x80072EE2);
+constexpr const char* Dead_Url = "http://dead.example/file.xml";
+
+class Dead_Servers_Of_Windows : public Host_Fixture {
+protected:
+    Dead_Servers_Of_Windows() {
+        Dead_Servers::Instance().m_Servers.clear();
+        s_exchanges = 0;
+        s_second_attempt = Attempt::Server_Unreached;
+        script.sent = Time_Out;
+        script.sending_takes = 1100;
+    }
+
+    struct Sent {
+        HResult result;
+        std::string description;
+    };
+
+    static Sent Send(const char* method, const std::string& url, int connect_timeout = 1000,
+                     int receive_timeout = 30000) {
+        const auto request = Create_Request_Object().object;
+        EXPECT_EQ(request->Set_Timeouts(60000, connect_timeout, 30000, receive_timeout), S_OK);
+        EXPECT_EQ(request->Open(method, url), S_OK);
+        const auto result = request->Send();
+        return {result, request->Error_Description(Request_Interface::XMLHTTPRequest)};
+    }
+
+    /// Requests of the first client.
+    auto Sends() const { return std::ranges::count(script.calls, "send omitted"); }
+
+    Com_Script script;
+    Scripted_Class scripted_class{script, L"Msxml2.ServerXMLHTTP.6.0"};
+};
+
+TEST_F(Dead_Servers_Of_Windows, FailTheRequestObjectAtOnceWithTheSameResult) {
+    EXPECT_EQ(Send("HEAD", Dead_Url).result, Time_Out);
+    const auto next = Send("GET", Dead_Url);
+    EXPECT_EQ(next.result, Time_Out);
+    EXPECT_THAT(next.description, HasSubstr("The server was last tried at "));
+    EXPECT_EQ(Sends(), 1);
+}
+
+TEST_F(Dead_Servers_Of_Windows, AreAskedByOtherMethodsWhereTheyWereSilent) {
+    Send("HEAD", Dead_Url, 60000, 1000);
+    Send("HEAD", Dead_Url, 60000, 1000);
+    EXPECT_EQ(Sends(), 1);
+    Send("GET", Dead_Url, 60000, 1000);
+    EXPECT_EQ(Sends(), 2);
+}
+
+TEST_F(Dead_Servers_Of_Windows, AreNotThoseThatRedirectThere) {
+    script.reached_url = L"http://next.example/file.xml";
+    Send("GET", Dead_Url);
+    Send("GET", Dead_Url);
+    EXPECT_EQ(Sends(), 2);
+    script.reached_url = L"http://dead.example/other.xml";
+    Send("GET", Dead_Url);
+    Send("GET", Dead_Url);
+    EXPECT_EQ(Sends(), 3);
+}
+
+TEST_F(Dead_Servers_Of_Windows, LiveAgainWithAResponse) {
+    script.sending_takes = 0;
+    Send("HEAD", Dead_Url, 60000, 100); // silent
+    script.sent = S_OK;
+    EXPECT_EQ(Send("GET", Dead_Url).result, S_OK);
+    EXPECT_EQ(Send("HEAD", Dead_Url).result, Time_Out) << "the other method's silence stays";
+}
+
+TEST_F(Dead_Servers_Of_Windows, CostTwoTimeOutsForFiveFilesWithCopies) {
+    user.Write_Number("LandscapeServerFileConnectTimeout", 1);
+    std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n5\n";
+    for (const char number : {'1', '2', '3', '4', '5'}) {
+        const auto copy = Cache_Directory() + "\\12345678-1234-1234-1234-12345678901" + number + ".xml";
+        std::ofstream(copy) << "<a/>";
+        list += "stamp\n131900000000000000\n" + copy + "\nhttp://dead.example/" + number + ".xml\n";
+    }
+    std::ofstream(Home() / "cache" / "qelfilecache_Metadata.txt") << list;
+    Restart_Host();
+    for (const char number : {'1', '2', '3', '4', '5'}) {
+        const auto served = Get(std::string("http://dead.example/") + number + ".xml");
+        EXPECT_THAT(served.path, HasSubstr(std::string("12345678901") + number));
+        EXPECT_TRUE(served.download_error);
+        EXPECT_EQ(served.http_error, 2);
+    }
+    EXPECT_EQ(Sends() + s_exchanges, 2);
+    EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The server was last tried at "));
+}
+
+struct Failure_Case {
+    std::uint32_t error; ///< of WinInet
+    std::chrono::milliseconds taken;
+    int connect;
+    int receive;
+    Attempt attempt;
+};
+
+TEST(Failed_Attempt_Of_The_Request_Object, FollowsFromTheNumberAndTheTime) {
+    for (const auto& [error, taken, connect, receive, attempt] :
+         {Failure_Case{12007, 12s, 60, 30, Attempt::Server_Unreached},
+          Failure_Case{12029, 21s, 60, 30, Attempt::Server_Unreached},
+          Failure_Case{12157, 21s, 60, 30, Attempt::Server_Unreached},
+          Failure_Case{12030, 21s, 60, 30, Attempt::Failed_Otherwise},
+          Failure_Case{12045, 21s, 60, 30, Attempt::Failed_Otherwise},
+          Failure_Case{12175, 21s, 60, 30, Attempt::Failed_Otherwise},
+          Failure_Case{12002, 21s, 60, 30, Attempt::Server_Unreached},
+          Failure_Case{12002, 30s, 60, 30, Attempt::Silent}, Failure_Case{12002, 31s, 60, 30, Attempt::Silent},
+          Failure_Case{12002, 59900ms, 60, 30, Attempt::Server_Unreached},
+          Failure_Case{12002, 60s, 60, 30, Attempt::Server_Unreached},
+          Failure_Case{12002, 2s, 2, 30, Attempt::Server_Unreached}, Failure_Case{12002, 32s, 2, 30, Attempt::Silent},
+          Failure_Case{12002, 60s, 2, 30, Attempt::Server_Unreached},
+          Failure_Case{12002, 30s, 30, 30, Attempt::Silent}}) {
+        const Http_Timeouts timeouts{60s, std::chrono::seconds(connect), 30s, std::chrono::seconds(receive)};
+        EXPECT_EQ(Failed_Attempt(0x80070000U | error, taken, timeouts, false), attempt)
+            << error << " " << taken.count();
+    }
+}
+
+TEST(Failed_Attempt_Of_The_Request_Object, IsTheProxysWhereThereIsOne) {
+    EXPECT_EQ(Failed_Attempt(0x80072EFDU, 21s, {}, true), Attempt::Proxy_Unreached);
+    EXPECT_EQ(Failed_Attempt(0x80072EE7U, 21s, {}, true), Attempt::Proxy_Unreached);
+    EXPECT_EQ(Failed_Attempt(0x80072F7DU, 21s, {}, true), Attempt::Server_Unreached) << "behind it";
+}
+
+TEST(Failed_Attempt_Of_The_Request_Object, IsUnknownForOtherNumbers) {
+    EXPECT_EQ(Failed_Attempt(0x800C0008U, 21s, {}, false), Attempt::Failed_Otherwise);
+    EXPECT_EQ(Failed_Attempt(0x800C2EFDU, 21s, {}, false), Attempt::Failed_Otherwise);
+}
+
+TEST(Proxy_Settings, NameTheProxyOfAUrl) {
+    const auto proxy = [](const char* proxies, const char* exemptions, const char* url) {
+        return Proxy_In(proxies, exemptions, Http_Url::Parse(url).value());
+    };
+    EXPECT_EQ(proxy("", "", "http://a.example/"), "");
+    EXPECT_EQ(proxy("proxy:8080", "", "http://a.example/"), "proxy:8080");
+    EXPECT_EQ(proxy("proxy:8080", "", "https://a.example/"), "proxy:8080");
+    EXPECT_EQ(proxy("http=one:1;https=two:2", "", "http://a.example/"), "one:1");
+    EXPECT_EQ(proxy("http=one:1 https=two:2", "", "https://a.example/"), "two:2");
+    EXPECT_EQ(proxy("ftp=one:1", "", "http://a.example/"), "");
+    EXPECT_EQ(proxy("proxy:8080", "a.example", "http://a.example/"), "");
+    EXPECT_EQ(proxy("proxy:8080", "b.example; *.EXAMPLE", "http://a.example/"), "");
+    EXPECT_EQ(proxy("proxy:8080", "b.example", "http://a.example/"), "proxy:8080");
+    EXPECT_EQ(proxy("proxy:8080", "<local>", "http://a.example/"), "proxy:8080");
+    EXPECT_EQ(proxy("proxy:8080", "<local>", "http://a/"), "");
+}
+
+} // namespace
+
+} // namespace QEL::Tests
