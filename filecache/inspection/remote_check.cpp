@@ -3,6 +3,7 @@
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
 #include "filecache/locks.h"
+#include "util/Asking_Anyway.h"
 #include "util/HttpClient.h"
 
 namespace QEL::FrontEnd::FileCache {
@@ -28,6 +29,7 @@ Opened_Request Open_Without_Sending(const std::string& url) {
 
 Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained) const {
     const std::lock_guard guard(s_api_mutex);
+    const Util::Asking_Anyway asking; // what is remembered of the server is no answer
     // The members that an attempt leaves behind stay with the copy.
     CFileCache probe(*m_State->cache);
     Remote_Answer answer;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/common/Dead_Servers.h"
-#include "platform/common/Set_Last_Error.h"
+#include "util/Last_Error.h"
 
 #include <cstdint>
 #include <string>
@@ -42,7 +42,7 @@ std::uint32_t Ask_Server_Of(const std::string& path, const Operation& operation)
         dead_servers.Note(server, {}, Share_Attempt(outcome), {outcome.error, {}}, began);
     }
     if (outcome.error != 0) {
-        Set_Last_Error(outcome.error);
+        Util::Set_Last_Error(outcome.error);
     }
     return outcome.error;
 }
