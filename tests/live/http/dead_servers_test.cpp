@@ -9,12 +9,12 @@
 #include "platform/common/Dead_Servers.h"
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/platform/support/User_Configuration.h"
-#include "tests/support/Answering_Server.h"
 #include "tests/support/Full_Port.h"
 #include "tests/support/Local_Names.h"
 #include "tests/support/Own_Network.h"
 #include "tests/support/Tls_Sites.h"
+#include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
 #include "util/HttpClient.h"
 
 // Which attempts leave a server in the memory of dead ones. A request that is not sent says so in its description.
@@ -29,7 +29,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr const char* Retry_After = "LandscapeServerRetryAfter";
-constexpr const char* Good_Answer = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+constexpr const char* Good_Response = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
 
 /// Each of the steps before the connection ends after as little as is remembered.
 constexpr Timeouts Short_Connect{.resolve = 1100, .connect = 1100, .receive = 1100};
@@ -111,7 +111,7 @@ TEST_F(Dead_Server, ServesWhereItHangsForHeadOnly) {
             client.Wait_For_Client_To_Go();
         }
         client.Read_Request();
-        client.Send(Good_Answer);
+        client.Send(Good_Response);
     });
     EXPECT_TRUE(Was_Sent(Head(server.Url(), Short_Receive)));
     EXPECT_EQ(Get(server.Url()).body, "abc");
@@ -165,11 +165,11 @@ TEST_F(Dead_Server, IsNotOneWhoseBodyStalls) {
 
 TEST_F(Dead_Server, IsNotTheOneThatRedirectsThere) {
     const Full_Port dead;
-    Answering_Server redirecting("HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: " + dead.Url("http") +
-                                 "\r\n\r\n");
+    Web_Server redirecting("HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: " + dead.Url("http") + "\r\n\r\n",
+                           "good.test");
     EXPECT_TRUE(Was_Sent(Get(redirecting.Url())));
     EXPECT_FALSE(Was_Sent(Get(redirecting.Url()))) << "the next server is remembered under its own name";
-    redirecting.Answer_With(Good_Answer);
+    redirecting.Respond_With(Good_Response);
     EXPECT_EQ(Get(redirecting.Url()).body, "abc");
 }
 
@@ -181,7 +181,7 @@ TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
             client.Wait_For_Client_To_Go();
         }
         client.Read_Request();
-        client.Send(Good_Answer);
+        client.Send(Good_Response);
     });
     Get(server.Url(), Short_Receive);
     has_recovered = true;
@@ -247,7 +247,7 @@ TEST_F(Dead_Proxy, IsAskedForNoServerAgain) {
 }
 
 TEST_F(Dead_Proxy, StandsForNoServerThatIsReachedWithoutIt) {
-    const Answering_Server server(Good_Answer);
+    const Web_Server server(Good_Response, "good.test");
     const Environment_Variable exempt("no_proxy", "good.test");
     Get("http://behind.invalid/");
     EXPECT_EQ(Get(server.Url()).body, "abc");
@@ -259,7 +259,7 @@ TEST_F(Dead_Server, BehindAProxyDoesNotStandForTheProxy) {
             client.Wait_For_Client_To_Go();
         }
         client.Read_Request();
-        client.Send(Good_Answer);
+        client.Send(Good_Response);
     });
     const Environment_Variable http_proxy("http_proxy", proxy.Url("").c_str());
     const Environment_Variable https_proxy("https_proxy", proxy.Url("").c_str());

@@ -2,7 +2,7 @@
 
 #include "platform/common/Dead_Servers.h"
 
-#include "tests/platform/support/User_Configuration.h"
+#include "tests/support/User_Configuration.h"
 #include "util/Asking_Anyway.h"
 
 #include <gmock/gmock.h>
