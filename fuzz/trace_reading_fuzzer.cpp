@@ -65,30 +65,27 @@ void Require_Within(const Trace& trace, const Run& run, std::string_view text) {
 }
 
 void Require_Order(const Trace& trace) {
-    std::set<std::uint32_t> shown(trace.order.begin(), trace.order.end());
-    shown.insert(trace.outside.begin(), trace.outside.end());
-    REQUIRE(shown.size() == trace.order.size() + trace.outside.size());
-    std::size_t of_calls = 0;
-    for (std::uint32_t index = 0; index < trace.calls.size(); ++index) {
-        const Call& call = trace.calls[index];
-        of_calls += call.record_count;
-        REQUIRE(call.record_count > 0 && call.first_line <= call.last_line);
+    std::set<const Record*> shown;
+    const auto show = [&](const Thread_Records& records) {
+        REQUIRE(!records.records.empty());
+        for (const Record* record : records.records) {
+            REQUIRE(record->run == records.run && record->thread == records.thread);
+            REQUIRE(record->severity <= records.worst);
+            REQUIRE(shown.insert(record).second);
+        }
+        REQUIRE(std::is_sorted(records.records.begin(), records.records.end()));
+    };
+    std::for_each(trace.calls.begin(), trace.calls.end(), show);
+    std::for_each(trace.outside.begin(), trace.outside.end(), show);
+    for (const Call& call : trace.calls) {
         Require_Within(trace, trace.runs[call.run], call.subject);
         Require_Within(trace, trace.runs[call.run], call.path);
-        for (std::uint32_t record = 0; record < call.record_count; ++record) {
-            REQUIRE(trace.Record_Of(call, record).call == index);
-        }
     }
-    REQUIRE(of_calls == trace.order.size());
     for (const Run& run : trace.runs) {
         REQUIRE(run.file < trace.files.size());
     }
-    for (const auto index : trace.outside) {
-        REQUIRE(trace.records[index].call == No_Call);
-    }
-    for (std::uint32_t index = 0; index < trace.records.size(); ++index) {
-        const Record& record = trace.records[index];
-        REQUIRE((record.kind == Record_Kind::Writer) != shown.contains(index));
+    for (const Record& record : trace.records) {
+        REQUIRE((record.kind == Record_Kind::Writer) != shown.contains(&record));
         REQUIRE(record.run < trace.runs.size() && record.depth <= 16);
         Require_Within(trace, trace.runs[record.run], record.text);
     }
@@ -145,7 +142,7 @@ void Require_Json(const Trace& trace) {
     const auto json = nlohmann::json::parse(text, nullptr, false);
     REQUIRE(json.is_object() && json["runs"].size() == trace.runs.size());
     const Overview overview = Make_Overview(trace);
-    REQUIRE(json["calls"].size() == overview.Calls().size());
+    REQUIRE(json["calls"].size() == overview.calls.size());
     REQUIRE(json["messages"].size() == overview.messages_outside);
     const auto complaints = std::count_if(trace.records.begin(), trace.records.end(),
                                           [](const Record& record) { return record.kind == Record_Kind::Writer; });

@@ -59,6 +59,11 @@ bool Holds_Control_Character(const std::string& text) {
     return std::any_of(text.begin(), text.end(), Is_Control_Character);
 }
 
+std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural) {
+    const std::string several = plural.empty() ? singular + "s" : plural;
+    return std::to_string(count) + " " + (count == 1 ? singular : several);
+}
+
 std::size_t Columns_Of(std::string_view text) {
     return static_cast<std::size_t>(
         std::count_if(text.begin(), text.end(), [](char byte) { return !Continues_A_Character(byte); }));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ std::string Printable(const std::string& text);
 
 /// True when the text holds a control character.
 bool Holds_Control_Character(const std::string& text);
+
+/// "1 file", "2 files"; a plural that is formed otherwise is given.
+std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural = {});
 
 /// Columns that a text takes: its characters, when it is UTF-8, else its bytes.
 std::size_t Columns_Of(std::string_view text);

@@ -1,9 +1,11 @@
-#include "tools/trace_reader/calls.h"
+#include "tools/trace_reader/records.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 #include <map>
+#include <optional>
+#include <utility>
 
 namespace QEL::FrontEnd::Trace_Reading {
 
@@ -46,43 +48,50 @@ bool Has_Silently_Ended(std::string_view method, std::string_view called) {
 /// Follows one thread of one run.
 class Thread_Reader {
 public:
-    void Take(Trace& trace, std::uint32_t index) {
-        Record& record = trace.records[index];
+    void Take(Trace& trace, Record& record) {
         const auto* const found =
             std::find_if(std::begin(public_operations), std::end(public_operations),
                          [&](const Public_Operation& candidate) { return candidate.method == record.method; });
         const bool is_public = found != std::end(public_operations);
         if (record.kind == Record_Kind::Call && is_public) {
             Open(trace, record, found->operation);
-        } else if (record.kind == Record_Kind::Call && m_Open == No_Call && record.method == "CFileCache") {
+        } else if (record.kind == Record_Kind::Call && !m_Open && record.method == "CFileCache") {
             Open(trace, record, Operation::Start);
         }
-        record.call = m_Open;
         Nest(record);
-        if (m_Open == No_Call) {
-            m_Outside.push_back(index);
-        } else if (record.kind == Record_Kind::Return && is_public && !record.cut_off) {
-            m_Open = No_Call;
+        Thread_Records& owner = m_Open ? trace.calls[*m_Open] : m_Outside;
+        owner.records.push_back(&record);
+        owner.worst = std::max(owner.worst, record.severity);
+        if (m_Open && record.time != No_Time) {
+            Call& call = trace.calls[*m_Open];
+            call.started = call.started == No_Time ? record.time : call.started;
+            call.ended = record.time;
+        }
+        if (record.kind == Record_Kind::Return && is_public && !record.cut_off) {
+            m_Open.reset();
         }
     }
 
     /// The run has ended.
-    void End(Trace& trace) const {
-        if (m_Open != No_Call) {
-            trace.calls[m_Open].at_end = true;
+    void End(Trace& trace) {
+        if (m_Open) {
+            trace.calls[*m_Open].at_end = true;
         }
-        trace.outside.insert(trace.outside.end(), m_Outside.begin(), m_Outside.end());
+        if (!m_Outside.records.empty()) {
+            m_Outside.run = m_Outside.records.front()->run;
+            m_Outside.thread = m_Outside.records.front()->thread;
+            trace.outside.push_back(std::move(m_Outside));
+        }
     }
 
 private:
     void Open(Trace& trace, const Record& record, Operation operation) {
-        m_Open = static_cast<std::uint32_t>(trace.calls.size());
+        m_Open = trace.calls.size();
         m_Stack.clear();
-        Call call;
+        Call& call = trace.calls.emplace_back();
         call.run = record.run;
         call.thread = record.thread;
         call.operation = operation;
-        trace.calls.push_back(call);
     }
 
     void Nest(Record& record) {
@@ -109,27 +118,24 @@ private:
     /// Deeper than the cache ever nests; a forged trace must not cost more than its size.
     static constexpr std::size_t deepest = 16;
 
-    std::uint32_t m_Open = No_Call;
+    std::optional<std::size_t> m_Open; ///< index of the call that is under way
     std::vector<std::string_view> m_Stack;
-    std::vector<std::uint32_t> m_Outside;
+    Thread_Records m_Outside;
 };
 
 } // namespace
 
 void Build_Calls(Trace& trace) {
-    std::uint32_t index = 0;
-    for (Run& run : trace.runs) {
-        std::map<std::int32_t, Thread_Reader> threads;
-        for (; index < run.records_end; ++index) {
-            const Record& record = trace.records[index];
-            if (record.kind != Record_Kind::Writer) { // which is of the process
-                run.has_entries = run.has_entries || record.kind != Record_Kind::Message;
-                threads[record.thread].Take(trace, index);
-            }
+    std::map<std::pair<std::uint32_t, std::int32_t>, Thread_Reader> threads; // by run and thread
+    for (Record& record : trace.records) {
+        if (record.kind != Record_Kind::Writer) { // which is of the process
+            bool& has_entries = trace.runs[record.run].has_entries;
+            has_entries = has_entries || record.kind != Record_Kind::Message;
+            threads[{record.run, record.thread}].Take(trace, record);
         }
-        for (const auto& [thread, reader] : threads) {
-            reader.End(trace);
-        }
+    }
+    for (auto& [thread, reader] : threads) {
+        reader.End(trace);
     }
 }
 

@@ -1,7 +1,9 @@
-#include "tools/trace_reader/calls.h"
 #include "tools/trace_reader/messages.h"
+#include "tools/trace_reader/records.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace QEL::FrontEnd::Trace_Reading {
@@ -67,10 +69,10 @@ void Take_Message(const Record& record, Call_Facts& facts) {
     (recognised.weight == Weight::Primary ? facts.primary_cause : facts.secondary_cause) = std::move(cause);
 }
 
-Call_Facts Find_Facts(const Trace& trace, const Call& call) {
+Call_Facts Find_Facts(const Call& call) {
     Call_Facts facts;
-    for (std::uint32_t index = 0; index < call.record_count; ++index) {
-        const Record& record = trace.Record_Of(call, index);
+    for (const Record* each : call.records) {
+        const Record& record = *each;
         facts.ends_as_share = false;
         facts.went_remote =
             facts.went_remote || (record.method == "Get_Cached_Remote_File" && record.kind != Record_Kind::Return);
@@ -157,71 +159,63 @@ Judgement Judge_Served(const Call_Facts& facts) {
                           : Judgement{Outcome::Downloaded, before + "downloaded"};
 }
 
-Judgement Judge_Request(const Call& call, const Call_Facts& facts) {
+/// Nothing where the trace ends before the call does or does not say.
+std::optional<Judgement> Judge_Request(const Call& call, const Call_Facts& facts) {
     if (facts.returned) {
         return facts.result.empty() ? Judgement{Outcome::Failed, Why_It_Failed(facts)} : Judge_Served(facts);
     }
     if (facts.ends_as_share) {
-        return {Outcome::Left_In_Place, "writable on its share, where the host wants to open it itself"};
+        return Judgement{Outcome::Left_In_Place, "writable on its share, where the host wants to open it itself"};
     }
     if (call.at_end) {
-        return {Outcome::Cut_Off,
-                "the trace ends within this call: the process died, is still at work, or traced on in a new file"};
+        return std::nullopt;
     }
     if (!Path_Without_Exit(facts).empty() || (facts.exit_is_incomplete && Found_No_Problem(facts))) {
         return Judge_Served(facts);
     }
-    if (!Found_No_Problem(facts)) {
-        return {Outcome::Failed, Why_It_Failed(facts)};
-    }
-    return {Outcome::Unknown, "the end of the call is not in the trace"};
+    return Found_No_Problem(facts) ? std::nullopt : std::optional<Judgement>({Outcome::Failed, Why_It_Failed(facts)});
 }
 
-Judgement Judge_Directory(const Call& call, const Call_Facts& facts) {
+std::optional<Judgement> Judge_Directory(const Call_Facts& facts) {
     if (facts.same_directory) {
-        return {Outcome::Done, "it was set already"};
+        return Judgement{Outcome::Done, "it was set already"};
     }
     if (facts.returned && facts.result == "true") {
-        std::string explanation =
-            std::to_string(facts.entries_read) + (facts.entries_read == 1 ? " entry" : " entries");
+        std::string explanation = Util::Counted(facts.entries_read, "entry", "entries");
         if (facts.entries_ignored > 0) {
             explanation += ", " + std::to_string(facts.entries_ignored) + " more forgotten as their copies are missing";
         }
-        return {Outcome::Done, explanation};
+        return Judgement{Outcome::Done, explanation};
     }
-    if (facts.returned || !facts.primary_cause.empty()) {
-        return {Outcome::Failed, Why_It_Failed(facts)};
-    }
-    return call.at_end ? Judgement{Outcome::Cut_Off, "the trace ends within this call"}
-                       : Judgement{Outcome::Unknown, "the end of the call is not in the trace"};
+    const bool has_failed = facts.returned || !facts.primary_cause.empty();
+    return has_failed ? std::optional<Judgement>({Outcome::Failed, Why_It_Failed(facts)}) : std::nullopt;
 }
 
-Judgement Judge_Deletion(const Call& call, const Call_Facts& facts) {
-    const bool some_left = !Found_No_Problem(facts);
-    if (facts.returned && (facts.result != "true" || some_left)) {
-        return {Outcome::Failed, Why_It_Failed(facts)};
+std::optional<Judgement> Judge_Deletion(const Call& call, const Call_Facts& facts) {
+    if (!facts.returned) {
+        return std::nullopt;
     }
-    if (facts.returned) {
-        return {Outcome::Done, call.operation == Operation::Clear ? "all entries and their copies are deleted"
-                                                                  : "all copies in the cache directory are deleted"};
+    if (facts.result != "true" || !Found_No_Problem(facts)) {
+        return Judgement{Outcome::Failed, Why_It_Failed(facts)};
     }
-    return call.at_end ? Judgement{Outcome::Cut_Off, "the trace ends within this call"}
-                       : Judgement{Outcome::Unknown, "the end of the call is not in the trace"};
+    return Judgement{Outcome::Done, call.operation == Operation::Clear
+                                        ? "all entries and their copies are deleted"
+                                        : "all copies in the cache directory are deleted"};
 }
 
 Judgement Judge(const Call& call, const Call_Facts& facts) {
-    switch (call.operation) {
-    case Operation::Get:
-        return Judge_Request(call, facts);
-    case Operation::Set_Cache_Directory:
-        return Judge_Directory(call, facts);
-    case Operation::Clear:
-    case Operation::Purge:
-        return Judge_Deletion(call, facts);
-    case Operation::Start:
-        break;
+    if (call.operation == Operation::Start) {
+        return {Outcome::Done, {}};
     }
-    return {Outcome::Done, {}};
+    const auto judgement = call.operation == Operation::Get                   ? Judge_Request(call, facts)
+                           : call.operation == Operation::Set_Cache_Directory ? Judge_Directory(facts)
+                                                                              : Judge_Deletion(call, facts);
+    if (judgement) {
+        return *judgement;
+    }
+    return call.at_end ? Judgement{Outcome::Cut_Off, "the trace ends within this call: the process died, is still at "
+                                                     "work, or traced on in a new file"}
+                       : Judgement{Outcome::Unknown, "the end of the call is not in the trace"};
 }
 
 std::string_view Path_Served(const Call& call, const Call_Facts& facts) {
@@ -237,8 +231,8 @@ std::string_view Path_Served(const Call& call, const Call_Facts& facts) {
 
 } // namespace
 
-void Determine_Outcome(const Trace& trace, Call& call) {
-    const Call_Facts facts = Find_Facts(trace, call);
+void Determine_Outcome(Call& call) {
+    const Call_Facts facts = Find_Facts(call);
     // Only "file:" addresses are changed; and what the cache went on with is written in one piece.
     const bool was_changed = facts.asked.starts_with("file:");
     call.subject = facts.normalised.empty() || was_changed ? facts.asked : facts.normalised;

@@ -29,9 +29,6 @@ std::string Base64_Of_Hex(std::string_view hexadecimal);
 
 /// Writes the calls of each process and thread as bars: along the clock where the trace has times,
 /// else in their order. Many calls are summed up, a bar for those of the same while.
-void Write_Html_Timeline(const Trace& trace, const Overview& overview, std::ostream& page);
-
-/// The class of the page's style for calls with this outcome.
-std::string_view Colour_Class(Outcome outcome);
+void Write_Html_Timeline(const Overview& overview, std::ostream& page);
 
 } // namespace QEL::FrontEnd::Trace_Reading

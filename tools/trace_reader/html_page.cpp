@@ -1,8 +1,8 @@
 #include "tools/trace_reader/html.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <ostream>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +32,7 @@ public:
                   "placeholder=\"Filter: a part of an address, of a message, an outcome ...  ( / )\">"
                   "<output aria-live=\"polite\"></output>"
                   "<button type=\"button\">Unfold</button><button type=\"button\">Fold</button></form>\n";
-        Write_Html_Timeline(m_Trace, m_Overview, m_Page);
+        Write_Html_Timeline(m_Overview, m_Page);
         Write_Section("Errors", m_Overview.errors);
         Write_Section(m_Overview.errors.empty() ? "Calls" : "Other calls", m_Overview.others);
         Write_Messages_Outside();
@@ -46,12 +46,11 @@ private:
 
     std::string Title() const {
         if (m_Trace.calls.empty() && m_Overview.messages_outside > 0) {
-            return std::to_string(m_Overview.messages_outside) +
-                   (m_Overview.messages_outside == 1 ? " message" : " messages");
+            return Util::Counted(m_Overview.messages_outside, "message");
         }
         const std::size_t failed = Count(Outcome::Failed);
         const std::size_t old = Count(Outcome::Old_Copy);
-        std::string title = std::to_string(m_Overview.requests) + (m_Overview.requests == 1 ? " request" : " requests");
+        std::string title = Util::Counted(m_Overview.requests, "request");
         if (failed == 0 && old == 0) {
             return title + (m_Overview.errors.empty() ? ", none failed" : ", some met errors");
         }
@@ -74,9 +73,10 @@ private:
     void Write_Summary() {
         m_Page << "<header><h1>" << Title() << "</h1>\n<p class=\"quiet\">"
                << Html_Text(Summary_Text(m_Trace, m_Overview)) << "</p>\n<ul class=\"outcomes\">";
-        for (const Outcome shown : Outcomes_By_Weight()) {
+        for (std::size_t number = 0; number < Outcome_Count; ++number) {
+            const auto shown = static_cast<Outcome>(number);
             if (const std::size_t count = Count(shown); count > 0) {
-                m_Page << "<li class=\"" << Colour_Class(shown) << "\" data-label=\"" << Label_Of(shown) << "\"><b>"
+                m_Page << "<li class=\"" << Colour_Of(shown) << "\" data-label=\"" << Label_Of(shown) << "\"><b>"
                        << count << "</b>" << Label_Of(shown) << "</li>";
             }
         }
@@ -91,7 +91,7 @@ private:
         m_Page << "</header>\n";
     }
 
-    void Write_Section(std::string_view heading, const std::vector<std::uint32_t>& calls) {
+    void Write_Section(std::string_view heading, const std::vector<const Call*>& calls) {
         if (calls.empty()) {
             return;
         }
@@ -99,7 +99,7 @@ private:
         m_Calls_Listed += listed;
         m_Page << "<section class=\"calls\"><h2>" << heading << " <small>" << calls.size() << "</small></h2>\n";
         for (std::size_t place = 0; place < listed; ++place) {
-            Write_Call(calls[place]);
+            Write_Call(*calls[place]);
         }
         if (listed < calls.size()) {
             m_Page
@@ -113,18 +113,17 @@ private:
         return worst == Severity::Error ? " error" : worst == Severity::Warning ? " warning" : "";
     }
 
-    void Write_Call(std::uint32_t index) {
-        const Call& call = m_Trace.calls[index];
-        m_Page << "<details class=\"call" << Weight_Class(call.worst) << "\" id=\"c" << m_Overview.numbers[index]
-               << "\"><summary><span class=\"n\">" << m_Overview.numbers[index] << "</span><span class=\"t\">";
+    void Write_Call(const Call& call) {
+        m_Page << "<details class=\"call" << Weight_Class(call.worst) << "\" id=\"c" << call.number
+               << "\"><summary><span class=\"n\">" << call.number << "</span><span class=\"t\">";
         const bool has_time = call.started != No_Time;
         if (has_time) {
             m_Page << Clock_Text(call.started) << " \xC2\xB7 " << Html_Text(Duration_Text(call));
         }
         if (m_Overview.lanes.size() > 1) {
-            m_Page << (has_time ? "\n" : "") << Html_Text(m_Overview.lanes[m_Overview.lane_of_call[index]].label);
+            m_Page << (has_time ? "\n" : "") << Html_Text(m_Overview.lanes[m_Overview.Lane_Of(call)].label);
         }
-        m_Page << "</span><span class=\"o " << Colour_Class(call.outcome) << "\">" << Label_Of(call.outcome)
+        m_Page << "</span><span class=\"o " << Colour_Of(call.outcome) << "\">" << Label_Of(call.outcome)
                << "</span><span class=\"s\">" << Html_Text(Title_Of(call), longest_subject)
                << "</span><span class=\"w\">" << Html_Text(call.explanation, longest_subject)
                << "</span></summary><div class=\"b\"><dl>";
@@ -134,20 +133,20 @@ private:
         Write_Detail("Trace", Html_Text(Place_Of(m_Trace, call)));
         Write_Detail("Thread", std::to_string(call.thread));
         m_Page << "</dl>";
-        Write_Records(std::span(m_Trace.order).subspan(call.first_record, call.record_count));
+        Write_Records(call.records);
         m_Page << "</div></details>\n";
     }
 
     /// Each thread unfolded: nothing but its records tells of it.
     void Write_Messages_Outside() {
-        if (m_Overview.outside.empty()) {
+        if (m_Trace.outside.empty()) {
             return;
         }
         m_Page << "<section class=\"calls\"><h2>Messages outside of calls <small>" << m_Overview.messages_outside
                << "</small></h2>\n";
-        const std::size_t listed = std::min(m_Overview.outside.size(), most_calls);
+        const std::size_t listed = std::min(m_Trace.outside.size(), most_calls);
         for (std::size_t place = 0; place < listed; ++place) {
-            const Thread_Records& thread = m_Overview.outside[place];
+            const Thread_Records& thread = m_Trace.outside[place];
             m_Page << "<details open class=\"call" << Weight_Class(thread.worst) << "\" id=\"t" << place + 1
                    << "\"><summary><span class=\"n\"></span><span class=\"t\">thread " << thread.thread
                    << "</span><span class=\"o\"></span><span class=\"s\">"
@@ -156,8 +155,8 @@ private:
             Write_Records(thread.records);
             m_Page << "</div></details>\n";
         }
-        if (listed < m_Overview.outside.size()) {
-            m_Page << "<p class=\"quiet\">" << m_Overview.outside.size() - listed << " more threads</p>\n";
+        if (listed < m_Trace.outside.size()) {
+            m_Page << "<p class=\"quiet\">" << m_Trace.outside.size() - listed << " more threads</p>\n";
         }
         m_Page << "</section>\n";
     }
@@ -166,14 +165,14 @@ private:
         m_Page << "<dt>" << term << "</dt><dd>" << html << "</dd>";
     }
 
-    void Write_Records(std::span<const std::uint32_t> records) {
+    void Write_Records(const std::vector<const Record*>& records) {
         if (m_Record_Bytes >= most_record_bytes) {
             m_Page << "<p class=\"quiet\">Its records are left out, as the page would grow too large: read them where "
                       "the trace has them, or make a page of that file alone.</p>";
             return;
         }
-        const bool has_times = std::any_of(records.begin(), records.end(),
-                                           [&](std::uint32_t index) { return m_Trace.records[index].time != No_Time; });
+        const bool has_times =
+            std::any_of(records.begin(), records.end(), [](const Record* record) { return record->time != No_Time; });
         m_Page << (has_times ? "<ol class=\"r\">" : "<ol class=\"r untimed\">");
         Local_Time last = No_Time;
         for (std::size_t place = 0; place < records.size(); ++place) {
@@ -181,11 +180,11 @@ private:
                 m_Page << "<li><p>" << records.size() - place << " more records</p></li>";
                 break;
             }
-            const Record& record = m_Trace.records[records[place]];
+            const Record& record = *records[place];
             const Record* exit = nullptr;
             if (record.kind == Record_Kind::Call && place + 1 < records.size()) {
                 // A method that called no other takes one line.
-                const Record& next = m_Trace.records[records[place + 1]];
+                const Record& next = *records[place + 1];
                 if (next.kind == Record_Kind::Return && next.method == record.method && next.time == record.time) {
                     exit = &next;
                     ++place;

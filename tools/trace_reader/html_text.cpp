@@ -12,17 +12,12 @@ std::string Visible_Byte(unsigned char byte) {
     return std::string("\\x") + digits[byte >> 4] + digits[byte & 0x0F];
 }
 
-/// Marks that change the direction of the text behind them, or hide in it. All have three bytes.
-bool Is_Direction_Mark(std::string_view character) {
-    if (!character.starts_with("\xE2\x80") && !character.starts_with("\xE2\x81")) {
-        return false;
-    }
-    if (character.size() < 3) {
-        return false;
-    }
-    const auto last = static_cast<unsigned char>(character[2]);
-    return character[1] == '\x80' ? (last >= 0x8B && last <= 0x8F) || (last >= 0xAA && last <= 0xAE)
-                                  : last >= 0xA6 && last <= 0xA9;
+/// True when a text begins with one of the marks that change the direction of what is behind them, or hide in it:
+/// U+200B to U+200F, U+202A to U+202E and U+2066 to U+2069.
+bool Begins_With_Direction_Mark(std::string_view text) {
+    const auto last = text.size() < 3 ? 0 : static_cast<unsigned char>(text[2]);
+    return text.starts_with("\xE2\x80") ? (last >= 0x8B && last <= 0x8F) || (last >= 0xAA && last <= 0xAE)
+                                        : text.starts_with("\xE2\x81") && last >= 0xA6 && last <= 0xA9;
 }
 
 } // namespace
@@ -45,7 +40,7 @@ std::string Html_Text(std::string_view text) {
             html += "&#39;";
         } else if ((byte < 0x20 && character != '\n') || byte == 0x7F) {
             html += Visible_Byte(byte);
-        } else if (byte == 0xE2 && Is_Direction_Mark(text.substr(place, 3))) {
+        } else if (Begins_With_Direction_Mark(text.substr(place))) {
             html += "\\u20";
             html += Visible_Byte(static_cast<unsigned char>(((text[place + 1] & 0x01) << 6) | (text[place + 2] & 0x3F)))
                         .substr(2);

@@ -1,7 +1,7 @@
 #include "tools/trace_reader/html.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
 #include <map>
 #include <ostream>
 #include <string>
@@ -20,18 +20,14 @@ constexpr std::size_t longest_title = 300;
 struct Bar {
     double start = 0; ///< both in percent
     double end = 0;
-    std::uint32_t call = 0; ///< the worst of those it stands for
+    const Call* call = nullptr; ///< the worst of those it stands for
     std::size_t count = 1;
     std::size_t errors = 0;
 };
 
 std::string Percent(double value) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.2f%%", value);
-    for (char& character : text) {
-        character = character == ',' ? '.' : character; // whatever the locale
-    }
-    return text;
+    return std::string(text, std::to_chars(text, std::end(text), value, std::chars_format::fixed, 2).ptr) + "%";
 }
 
 /// Which of two calls a reader should see first.
@@ -42,8 +38,7 @@ bool Is_Worse(const Call& left, const Call& right) {
 
 class Timeline {
 public:
-    Timeline(const Trace& trace, const Overview& overview, std::ostream& page)
-        : m_Trace(trace), m_Overview(overview), m_Page(page), m_Calls(overview.Calls()) {
+    Timeline(const Overview& overview, std::ostream& page) : m_Overview(overview), m_Page(page) {
         m_Lanes.resize(std::min(overview.lanes.size(), most_lanes));
         // A moment of the clock is as wide as the second it lies in.
         m_Span = overview.Has_Times() ? static_cast<double>(overview.last - overview.first + 1) : 1;
@@ -70,58 +65,54 @@ public:
     }
 
 private:
-    std::size_t Lane_Of(std::uint32_t call) const {
-        return std::min<std::size_t>(m_Overview.lane_of_call[call], m_Lanes.size() - 1);
-    }
+    std::size_t Lane_Of(const Call& call) const { return std::min(m_Overview.Lane_Of(call), m_Lanes.size() - 1); }
 
     void Place_Bars() {
         if (!m_Overview.Has_Times()) {
             const double width = 100.0 / static_cast<double>(m_Calls.size());
             for (std::size_t place = 0; place < m_Calls.size(); ++place) {
-                Add(m_Calls[place], static_cast<double>(place) * width, static_cast<double>(place + 1) * width);
+                Add(*m_Calls[place], static_cast<double>(place) * width, static_cast<double>(place + 1) * width);
             }
             return;
         }
         // Calls that begin in the same second on the same lane share it, in their order.
         std::map<std::pair<std::size_t, Local_Time>, std::pair<int, int>> seconds;
-        for (const auto index : m_Calls) {
-            ++seconds[{Lane_Of(index), m_Trace.calls[index].started}].first;
+        for (const Call* call : m_Calls) {
+            ++seconds[{Lane_Of(*call), call->started}].first;
         }
-        for (const auto index : m_Calls) {
-            const Call& call = m_Trace.calls[index];
-            if (call.started == No_Time) {
+        for (const Call* call : m_Calls) {
+            if (call->started == No_Time) {
                 continue;
             }
-            auto& [count, next] = seconds[{Lane_Of(index), call.started}];
-            const auto second = static_cast<double>(call.started - m_Overview.first);
+            auto& [count, next] = seconds[{Lane_Of(*call), call->started}];
+            const auto second = static_cast<double>(call->started - m_Overview.first);
             const double start = second + static_cast<double>(next) / count;
             ++next;
             const double least_end = second + static_cast<double>(next) / count;
-            const double end = std::max(static_cast<double>(call.ended - m_Overview.first), least_end);
-            Add(index, start / m_Span * 100, end / m_Span * 100);
+            const double end = std::max(static_cast<double>(call->ended - m_Overview.first), least_end);
+            Add(*call, start / m_Span * 100, end / m_Span * 100);
         }
     }
 
-    void Add(std::uint32_t index, double start, double end) {
-        auto& bars = m_Lanes[Lane_Of(index)];
-        const Call& call = m_Trace.calls[index];
+    void Add(const Call& call, double start, double end) {
+        auto& bars = m_Lanes[Lane_Of(call)];
         const std::size_t errors = call.worst == Severity::Error ? 1 : 0;
         if (m_Calls.size() <= most_bars) {
-            bars.push_back({start, end, index, 1, errors});
+            bars.push_back({start, end, &call, 1, errors});
             return;
         }
         // Many: all that begin in the same slot are one bar.
         const double slot = 100.0 / slots_of_many;
         const double slot_start = std::min(static_cast<int>(start / slot), slots_of_many - 1) * slot;
         if (bars.empty() || bars.back().start < slot_start) {
-            bars.push_back({slot_start, slot_start + slot * 0.85, index, 1, errors});
+            bars.push_back({slot_start, slot_start + slot * 0.85, &call, 1, errors});
             return;
         }
         Bar& bar = bars.back();
         ++bar.count;
         bar.errors += errors;
-        if (Is_Worse(call, m_Trace.calls[bar.call])) {
-            bar.call = index;
+        if (Is_Worse(call, *bar.call)) {
+            bar.call = &call;
         }
     }
 
@@ -131,16 +122,16 @@ private:
         m_Page << "<div class=\"lane\"><span title=\"" << label << "\">" << label
                << "</span><svg role=\"img\" aria-label=\"Calls of " << label << "\">";
         for (const Bar& bar : m_Lanes[lane]) {
-            const Call& call = m_Trace.calls[bar.call];
-            m_Page << "<a href=\"#c" << m_Overview.numbers[bar.call] << "\" tabindex=\"-1\" class=\""
-                   << (call.worst == Severity::Error && summed_up ? "red" : Colour_Class(call.outcome))
-                   << "\"><rect x=\"" << Percent(bar.start) << "\" y=\"4\" width=\""
+            const Call& call = *bar.call;
+            m_Page << "<a href=\"#c" << call.number << "\" tabindex=\"-1\" class=\""
+                   << (call.worst == Severity::Error && summed_up ? "red" : Colour_Of(call.outcome)) << "\"><rect x=\""
+                   << Percent(bar.start) << "\" y=\"4\" width=\""
                    << Percent(std::max(bar.end - bar.start, least_bar_width)) << "\" height=\"16\"" << Faintness(bar)
                    << "><title>";
             if (bar.count > 1) {
                 m_Page << bar.count << " calls, " << bar.errors << " with errors; the first of the worst: ";
             }
-            m_Page << "#" << m_Overview.numbers[bar.call] << " " << Label_Of(call.outcome) << " "
+            m_Page << "#" << call.number << " " << Label_Of(call.outcome) << " "
                    << Html_Text(Title_Of(call), longest_title) << "</title></rect></a>";
         }
         m_Page << "</svg></div>\n";
@@ -181,41 +172,17 @@ private:
         m_Page << "</svg></div>\n";
     }
 
-    const Trace& m_Trace;
     const Overview& m_Overview;
     std::ostream& m_Page;
-    const std::vector<std::uint32_t> m_Calls;
+    const std::vector<const Call*>& m_Calls = m_Overview.calls;
     std::vector<std::vector<Bar>> m_Lanes;
     double m_Span;
 };
 
 } // namespace
 
-void Write_Html_Timeline(const Trace& trace, const Overview& overview, std::ostream& page) {
-    Timeline(trace, overview, page).Write();
-}
-
-std::string_view Colour_Class(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::Failed:
-        return "red";
-    case Outcome::Old_Copy:
-    case Outcome::Cut_Off:
-    case Outcome::Unknown:
-        return "amber";
-    case Outcome::Downloaded:
-    case Outcome::Copied:
-    case Outcome::Replaced:
-        return "blue";
-    case Outcome::Fresh:
-    case Outcome::Unchanged:
-    case Outcome::Local:
-        return "green";
-    case Outcome::Left_In_Place:
-    case Outcome::Done:
-        break;
-    }
-    return "grey";
+void Write_Html_Timeline(const Overview& overview, std::ostream& page) {
+    Timeline(overview, page).Write();
 }
 
 } // namespace QEL::FrontEnd::Trace_Reading

@@ -29,12 +29,11 @@ Json To_Json(const Record& record) {
             {"line", record.line}};
 }
 
-Json Problems_Of(const Trace& trace, const Call& call) {
+Json Problems_Of(const Call& call) {
     auto problems = Json::array();
-    for (std::uint32_t index = 0; index < call.record_count; ++index) {
-        const Record& record = trace.Record_Of(call, index);
-        if (record.severity >= Severity::Warning) {
-            problems.push_back(To_Json(record));
+    for (const Record* record : call.records) {
+        if (record->severity >= Severity::Warning) {
+            problems.push_back(To_Json(*record));
         }
     }
     return problems;
@@ -52,24 +51,23 @@ Json Message_To_Json(const Trace& trace, const Record& record) {
     return message;
 }
 
-Json To_Json(const Trace& trace, const Overview& overview, std::uint32_t index) {
-    const Call& call = trace.calls[index];
+Json To_Json(const Trace& trace, const Call& call) {
     const Run& run = trace.runs[call.run];
     const bool has_duration = call.started != No_Time && call.ended >= call.started;
-    return {{"number", overview.numbers[index]},
+    return {{"number", call.number},
             {"operation", Identifier_Of(call.operation)},
             {"request", Text_Or_Null(call.subject)},
             {"outcome", Identifier_Of(call.outcome)},
             {"explanation", call.explanation},
             {"path", Text_Or_Null(call.path)},
-            {"problems", Problems_Of(trace, call)},
+            {"problems", Problems_Of(call)},
             {"started", Time_Or_Null(call.started)},
             {"seconds", has_duration ? Json(call.ended - call.started) : Json(nullptr)},
             {"process", Text_Or_Null(run.process)},
             {"thread", call.thread},
             {"file", trace.files[run.file].name},
-            {"first_line", call.first_line},
-            {"last_line", call.last_line}};
+            {"first_line", call.records.front()->line},
+            {"last_line", call.records.back()->line}};
 }
 
 Json To_Json(const Trace& trace, const Run& run) {
@@ -102,10 +100,11 @@ void Write_Array(const std::string& start, const Elements& elements, const std::
 } // namespace
 
 void Write_Json_Report(const Trace& trace, const Line_Sink& write) {
-    const Overview overview = Make_Overview(trace);
-    std::vector<std::uint32_t> messages;
-    std::copy_if(trace.outside.begin(), trace.outside.end(), std::back_inserter(messages),
-                 [&](std::uint32_t index) { return trace.records[index].severity > Severity::Data; });
+    std::vector<const Record*> messages;
+    for (const Thread_Records& thread : trace.outside) {
+        std::copy_if(thread.records.begin(), thread.records.end(), std::back_inserter(messages),
+                     [](const Record* record) { return record->severity > Severity::Data; });
+    }
     std::vector<const Record*> complaints;
     for (const Record& record : trace.records) {
         if (record.kind == Record_Kind::Writer) {
@@ -116,10 +115,10 @@ void Write_Json_Report(const Trace& trace, const Line_Sink& write) {
     Write_Array("  \"runs\":", trace.runs, ",", write, [&](const Run& run) { return To_Json(trace, run); });
     Write_Array("  \"complaints\":", complaints, ",", write,
                 [&](const Record* complaint) { return Complaint_To_Json(trace, *complaint); });
-    Write_Array("  \"calls\":", overview.Calls(), ",", write,
-                [&](std::uint32_t index) { return To_Json(trace, overview, index); });
+    Write_Array("  \"calls\":", Make_Overview(trace).calls, ",", write,
+                [&](const Call* call) { return To_Json(trace, *call); });
     Write_Array("  \"messages\":", messages, "", write,
-                [&](std::uint32_t index) { return Message_To_Json(trace, trace.records[index]); });
+                [&](const Record* record) { return Message_To_Json(trace, *record); });
     write("}");
 }
 

@@ -1,6 +1,7 @@
 #include "tools/trace_reader/overview.h"
 
 #include "tools/trace_reader/records.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,23 +15,8 @@ namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
-constexpr Outcome outcomes_by_weight[] = {
-    Outcome::Failed,   Outcome::Old_Copy,   Outcome::Cut_Off,       Outcome::Unknown,
-    Outcome::Replaced, Outcome::Downloaded, Outcome::Copied,        Outcome::Unchanged,
-    Outcome::Fresh,    Outcome::Local,      Outcome::Left_In_Place, Outcome::Done,
-};
-
-std::string Counted(std::size_t count, std::string_view singular, std::string_view plural) {
-    return std::to_string(count).append(" ").append(count == 1 ? singular : plural);
-}
-
 std::string_view File_Name(std::string_view path) {
     return path.substr(path.find_last_of("/\\") + 1);
-}
-
-/// A call that only asked for the cache object says nothing, unless it met a problem.
-bool Is_Worth_A_Line(const Call& call) {
-    return call.operation != Operation::Start || call.worst >= Severity::Warning;
 }
 
 std::string Process_Of(const Trace& trace, const Run& run) {
@@ -60,22 +46,15 @@ void Name_Lanes(const Trace& trace, std::vector<Lane>& lanes) {
 
 Overview Make_Overview(const Trace& trace) {
     Overview overview;
-    std::map<std::pair<std::uint32_t, std::int32_t>, std::uint32_t> lane_numbers;
-    std::uint32_t number = 0;
-    overview.lane_of_call.reserve(trace.calls.size());
-    for (std::uint32_t index = 0; index < trace.calls.size(); ++index) {
-        const Call& call = trace.calls[index];
-        const auto [lane, is_new] = lane_numbers.try_emplace({call.run, call.thread}, overview.lanes.size());
-        if (is_new) {
+    for (const Call& call : trace.calls) {
+        if (overview.lane_of_thread.try_emplace({call.run, call.thread}, overview.lanes.size()).second) {
             overview.lanes.push_back({call.run, call.thread, {}});
         }
-        overview.lane_of_call.push_back(lane->second);
-        if (!Is_Worth_A_Line(call)) {
-            overview.numbers.push_back(0);
+        if (call.number == 0) {
             continue;
         }
-        overview.numbers.push_back(++number);
-        (call.worst == Severity::Error ? overview.errors : overview.others).push_back(index);
+        overview.calls.push_back(&call);
+        (call.worst == Severity::Error ? overview.errors : overview.others).push_back(&call);
         if (call.operation == Operation::Get) {
             ++overview.requests;
             ++overview.outcomes[static_cast<std::size_t>(call.outcome)];
@@ -92,28 +71,13 @@ Overview Make_Overview(const Trace& trace) {
         processes.insert(Process_Of(trace, run));
     }
     overview.processes = processes.size();
-    for (const std::uint32_t index : trace.outside) {
-        const Record& record = trace.records[index];
-        auto& threads = overview.outside;
-        if (threads.empty() || threads.back().run != record.run || threads.back().thread != record.thread) {
-            threads.push_back({record.run, record.thread, {}, Severity::Data});
-        }
-        threads.back().records.push_back(index);
-        threads.back().worst = std::max(threads.back().worst, record.severity);
-        overview.messages_outside += record.severity > Severity::Data ? 1 : 0;
+    for (const Thread_Records& thread : trace.outside) {
+        overview.messages_outside += static_cast<std::size_t>(
+            std::count_if(thread.records.begin(), thread.records.end(),
+                          [](const Record* record) { return record->severity > Severity::Data; }));
     }
     Name_Lanes(trace, overview.lanes);
     return overview;
-}
-
-std::vector<std::uint32_t> Overview::Calls() const {
-    std::vector<std::uint32_t> calls;
-    std::merge(errors.begin(), errors.end(), others.begin(), others.end(), std::back_inserter(calls));
-    return calls;
-}
-
-std::span<const Outcome> Outcomes_By_Weight() {
-    return outcomes_by_weight;
 }
 
 std::string Date_Text(Local_Time time) {
@@ -149,16 +113,16 @@ std::string Summary_Text(const Trace& trace, const Overview& overview) {
     std::string text;
     const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : " and ") + part; };
     if (overview.requests > 0 || (overview.other_calls == 0 && overview.messages_outside == 0)) {
-        add(Counted(overview.requests, "request", "requests"));
+        add(Util::Counted(overview.requests, "request"));
     }
     if (overview.other_calls > 0) {
-        add(Counted(overview.other_calls, "other call", "other calls"));
+        add(Util::Counted(overview.other_calls, "other call"));
     }
     if (overview.messages_outside > 0) {
-        add(Counted(overview.messages_outside, "message", "messages") + " outside of calls");
+        add(Util::Counted(overview.messages_outside, "message") + " outside of calls");
     }
-    text += " in " + Counted(trace.files.size(), "file", "files") + " of " +
-            Counted(overview.processes, "process", "processes");
+    text += " in " + Util::Counted(trace.files.size(), "file") + " of " +
+            Util::Counted(overview.processes, "process", "processes");
     if (overview.Has_Times()) {
         const bool same_day = Date_Text(overview.first) == Date_Text(overview.last);
         text += ", " + Date_Text(overview.first) + " " + Clock_Text(overview.first) + " to " +
@@ -169,10 +133,10 @@ std::string Summary_Text(const Trace& trace, const Overview& overview) {
 
 std::string Outcomes_Text(const Overview& overview) {
     std::string text;
-    for (const Outcome outcome : outcomes_by_weight) {
-        if (const auto count = overview.outcomes[static_cast<std::size_t>(outcome)]; count > 0) {
+    for (std::size_t outcome = 0; outcome < Outcome_Count; ++outcome) {
+        if (const auto count = overview.outcomes[outcome]; count > 0) {
             text.append(text.empty() ? "" : ", ").append(std::to_string(count)).append(" ");
-            text.append(Label_Of(outcome));
+            text.append(Label_Of(static_cast<Outcome>(outcome)));
         }
     }
     return text;
@@ -181,7 +145,7 @@ std::string Outcomes_Text(const Overview& overview) {
 std::vector<std::string> Remarks(const Trace& trace, const Overview& overview) {
     std::vector<std::string> remarks;
     if (std::any_of(trace.outside.begin(), trace.outside.end(),
-                    [&](std::uint32_t index) { return !trace.runs[trace.records[index].run].has_entries; })) {
+                    [&](const Thread_Records& thread) { return !trace.runs[thread.run].has_entries; })) {
         remarks.emplace_back(
             "A trace of level 1 to 3 does not record where calls begin and end, so there are no calls to "
             "show for it, only its messages by thread. Trace with level 4 or 5 to see each call.");
@@ -212,24 +176,15 @@ std::string Title_Of(const Call& call) {
 }
 
 std::string Place_Of(const Trace& trace, const Call& call) {
-    const std::string first = std::to_string(call.first_line);
+    const std::string first = std::to_string(call.records.front()->line);
+    const std::string last = std::to_string(call.records.back()->line);
     return trace.files[trace.runs[call.run].file].name +
-           (call.first_line == call.last_line ? ", line " + first
-                                              : ", lines " + first + " to " + std::to_string(call.last_line));
+           (first == last ? ", line " + first : ", lines " + first + " to " + last);
 }
 
 std::string_view Severity_Label(Severity severity) {
-    switch (severity) {
-    case Severity::Error:
-        return "error";
-    case Severity::Warning:
-        return "warning";
-    case Severity::Note:
-        return "note";
-    case Severity::Data:
-        break;
-    }
-    return "data";
+    constexpr std::string_view labels[] = {"data", "note", "warning", "error"};
+    return labels[static_cast<std::size_t>(severity)];
 }
 
 std::string In_One_Line(std::string_view text) {

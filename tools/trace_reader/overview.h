@@ -5,9 +5,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// What all reports of a trace begin with.
@@ -20,39 +21,25 @@ struct Lane {
     std::string label; ///< as short as the trace allows, such as "4711"
 };
 
-/// What a thread wrote outside of calls.
-struct Thread_Records {
-    std::uint32_t run = 0;
-    std::int32_t thread = 0;
-    std::vector<std::uint32_t> records; ///< indices, in order
-    Severity worst = Severity::Data;
-};
-
 struct Overview {
-    std::vector<std::uint32_t> errors;  ///< indices of calls, in order
-    std::vector<std::uint32_t> others;  ///< indices of the other calls that are worth a line
-    std::vector<std::uint32_t> numbers; ///< of each call, as reports count them: from 1; 0 for one without a line
+    std::vector<const Call*> calls;  ///< those with a number, in order
+    std::vector<const Call*> errors; ///< of these, those that met errors
+    std::vector<const Call*> others; ///< and those that met none
     std::vector<Lane> lanes;
-    std::vector<std::uint32_t> lane_of_call;
-    std::array<std::size_t, Outcome_Count> outcomes{}; ///< of requests
+    std::map<std::pair<std::uint32_t, std::int32_t>, std::size_t> lane_of_thread; ///< by run and thread
+    std::array<std::size_t, Outcome_Count> outcomes{};                            ///< of requests
     std::size_t requests = 0;
     std::size_t other_calls = 0;
     std::size_t processes = 0;
     Local_Time first = No_Time;
     Local_Time last = No_Time;
-    std::vector<Thread_Records> outside;
     std::size_t messages_outside = 0; ///< errors, warnings and notes
 
     bool Has_Times() const { return first != No_Time; }
-
-    /// The calls that are worth a line, in order.
-    std::vector<std::uint32_t> Calls() const;
+    std::size_t Lane_Of(const Call& call) const { return lane_of_thread.at({call.run, call.thread}); }
 };
 
 Overview Make_Overview(const Trace& trace);
-
-/// All outcomes, the worst first.
-std::span<const Outcome> Outcomes_By_Weight();
 
 /// "2026-11-21"
 std::string Date_Text(Local_Time time);

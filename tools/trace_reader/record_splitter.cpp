@@ -20,17 +20,10 @@ constexpr std::string_view heading_program = "** Program: ";
 constexpr std::string_view writer_complaint = "ERROR: QELPCTRC, ";
 constexpr std::size_t heading_width = 80;
 
+constexpr std::string_view digits = "0123456789";
+constexpr std::string_view name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_~";
 constexpr std::size_t longest_name = 64;
 constexpr std::size_t longest_address = 24;
-
-bool Is_Digit(char character) {
-    return character >= '0' && character <= '9';
-}
-
-bool Is_Name_Character(char character) {
-    return Is_Digit(character) || (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-           character == '_' || character == '~';
-}
 
 /// Takes a text off the front; false when it does not begin so.
 bool Take(std::string_view& text, std::string_view expected) {
@@ -42,9 +35,8 @@ bool Take(std::string_view& text, std::string_view expected) {
 }
 
 std::string_view Take_Name(std::string_view& text) {
-    const auto limit = text.substr(0, longest_name);
-    const auto end = std::find_if_not(limit.begin(), limit.end(), Is_Name_Character);
-    const auto name = text.substr(0, static_cast<std::size_t>(end - limit.begin()));
+    auto name = text.substr(0, longest_name);
+    name = name.substr(0, name.find_first_not_of(name_characters));
     text.remove_prefix(name.size());
     return name;
 }
@@ -65,9 +57,8 @@ std::string_view Process_In(std::string_view name) {
     if (underscore == std::string_view::npos) {
         return {};
     }
-    const auto digits = name.substr(underscore + 1);
-    const auto end = std::find_if_not(digits.begin(), digits.end(), Is_Digit);
-    return digits.substr(0, static_cast<std::size_t>(end - digits.begin()));
+    name = name.substr(underscore + 1);
+    return name.substr(0, name.find_first_not_of(digits));
 }
 
 class Record_Splitter {
@@ -91,13 +82,8 @@ private:
     struct Prefix {
         std::size_t begin = 0;
         std::size_t end = 0;
-        std::string_view method;
         std::string_view object; ///< address of the cache object; empty when there is none
-        Local_Time time = No_Time;
-        std::int32_t thread = 0;
-        Severity mark = Severity::Data;
-        bool bug = false;
-        bool has_time = false;
+        Record record;           ///< with what the prefix says of it
     };
 
     void Split_Line(std::size_t begin, std::size_t end) {
@@ -172,15 +158,15 @@ private:
 
     bool Parse_Prefix(std::size_t label, std::size_t line_begin, std::size_t line_end, Prefix& prefix) const {
         auto rest = m_Content.substr(label, line_end - label);
-        if (!Take(rest, thread_label) || !Take_Number(rest, prefix.thread) || !Take(rest, name_space)) {
+        if (!Take(rest, thread_label) || !Take_Number(rest, prefix.record.thread) || !Take(rest, name_space)) {
             return false;
         }
         const auto class_name = Take_Name(rest);
         if ((class_name != "CFileCache" && class_name != "IFileCache") || !Take(rest, "::")) {
             return false;
         }
-        prefix.method = Take_Name(rest);
-        if (prefix.method.empty()) {
+        prefix.record.method = Take_Name(rest);
+        if (prefix.record.method.empty()) {
             return false;
         }
         if (Take(rest, "[")) {
@@ -212,35 +198,30 @@ private:
         };
         const auto take_back_time = [&](Local_Time& time) {
             constexpr std::size_t size = time_stamp_size + 1;
-            if (prefix.begin - line_begin < size || !Parse_Time_Stamp(m_Content.substr(prefix.begin - size), time)) {
-                return false;
+            if (prefix.begin - line_begin >= size && Parse_Time_Stamp(m_Content.substr(prefix.begin - size), time)) {
+                prefix.begin -= size;
             }
-            prefix.begin -= size;
-            return true;
         };
         if (take_back(error_mark)) {
-            prefix.mark = Severity::Error;
+            prefix.record.severity = Severity::Error;
         } else if (take_back(warning_mark)) {
-            prefix.mark = Severity::Warning;
+            prefix.record.severity = Severity::Warning;
         } else {
-            prefix.has_time = take_back_time(prefix.time);
+            take_back_time(prefix.record.time);
         }
-        prefix.bug = take_back(bug_mark);
+        prefix.record.bug = take_back(bug_mark);
         Local_Time time_of_bug = No_Time;
-        if (prefix.bug && prefix.has_time) {
+        if (prefix.record.bug && prefix.record.time != No_Time) {
             take_back_time(time_of_bug);
         }
     }
 
     bool May_Begin_Inside_A_Line(const Prefix& prefix) {
-        if (!m_In_Record) {
-            return true;
-        }
-        if (Stands_Between_Pieces(prefix.begin)) {
+        if (!m_In_Record || Stands_Between_Pieces(prefix.begin)) {
             return true;
         }
         const auto text = m_Content.substr(m_Text_Begin, prefix.begin - m_Text_Begin);
-        const auto number = text.find_last_not_of("0123456789");
+        const auto number = text.find_last_not_of(digits);
         if (number != std::string_view::npos && number + 1 < text.size() &&
             text.substr(0, number + 1).ends_with(end_without_line_end)) {
             return true;
@@ -252,7 +233,8 @@ private:
         for (; m_Quotes_Counted_To < prefix.begin; ++m_Quotes_Counted_To) {
             m_Quotes_Even = m_Quotes_Even != (m_Content[m_Quotes_Counted_To] == '\'');
         }
-        return Is_Call_Or_Return(text) && m_Quotes_Even && text.ends_with('\'') && prefix.thread != m_Record.thread;
+        return Is_Call_Or_Return(text) && m_Quotes_Even && text.ends_with('\'') &&
+               prefix.record.thread != m_Record.thread;
     }
 
     /// True when the current record is a call or return of which only the first pieces stand before `end`.
@@ -273,13 +255,8 @@ private:
         if (!m_In_Run) {
             Begin_Run();
         }
-        m_Run.has_times = m_Run.has_times || prefix.has_time;
-        m_Record = Record();
-        m_Record.method = prefix.method;
-        m_Record.time = prefix.time;
-        m_Record.thread = prefix.thread;
-        m_Record.severity = prefix.mark;
-        m_Record.bug = prefix.bug;
+        m_Run.has_times = m_Run.has_times || prefix.record.time != No_Time;
+        m_Record = prefix.record;
         m_Record.line = m_Line;
         m_In_Record = true;
         m_Text_Begin = prefix.end;
@@ -338,7 +315,6 @@ private:
             m_Trace.records.back().cut_off = true;
         }
         if (m_In_Run) {
-            m_Run.records_end = static_cast<std::uint32_t>(m_Trace.records.size());
             m_Trace.runs.push_back(m_Run);
         }
         m_In_Run = false;

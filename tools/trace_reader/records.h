@@ -17,6 +17,12 @@ namespace QEL::FrontEnd::Trace_Reading {
 /// @return false when the file holds neither a heading nor a record.
 bool Split_Into_Records(Trace& trace, std::uint32_t file);
 
+/// Assigns each record to a call of its thread, and finds how deep its method was in it.
+void Build_Calls(Trace& trace);
+
+/// Concludes from the records of a call what was asked, how it was decided, and what failed.
+void Determine_Outcome(Call& call);
+
 /// "(16.11.26 04:38:16)"
 inline constexpr std::size_t time_stamp_size = 19;
 

@@ -35,15 +35,10 @@ public:
     Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write)
         : m_Trace(trace), m_Overview(Make_Overview(trace)), m_Layout(layout), m_Write(write) {
         m_Number_Width = std::to_string(trace.calls.size()).size() + 1;
-        const auto widen = [&](const std::vector<std::uint32_t>& calls) {
-            for (const auto index : calls) {
-                const Call& call = m_Trace.calls[index];
-                m_Duration_Width = std::max(m_Duration_Width, Duration_Text(call).size());
-                m_Outcome_Width = std::max(m_Outcome_Width, Label_Of(call.outcome).size());
-            }
-        };
-        widen(m_Overview.errors);
-        widen(m_Overview.others);
+        for (const Call* call : m_Overview.calls) {
+            m_Duration_Width = std::max(m_Duration_Width, Duration_Text(*call).size());
+            m_Outcome_Width = std::max(m_Outcome_Width, Label_Of(call->outcome).size());
+        }
         for (const Lane& lane : m_Overview.lanes) {
             m_Lane_Width = std::max(m_Lane_Width, Util::Columns_Of(Util::Printable(lane.label)));
         }
@@ -70,19 +65,18 @@ private:
         m_Write({});
     }
 
-    void Write_Section(std::string_view heading, const std::vector<std::uint32_t>& calls) const {
+    void Write_Section(std::string_view heading, const std::vector<const Call*>& calls) const {
         if (calls.empty()) {
             return;
         }
         Write_Heading(heading);
-        for (const auto index : calls) {
-            Write_Call(index);
+        for (const Call* call : calls) {
+            Write_Call(*call);
         }
     }
 
-    void Write_Call(std::uint32_t index) const {
-        const Call& call = m_Trace.calls[index];
-        std::string start = Util::Fit("#" + std::to_string(m_Overview.numbers[index]), m_Number_Width) + "  ";
+    void Write_Call(const Call& call) const {
+        std::string start = Util::Fit("#" + std::to_string(call.number), m_Number_Width) + "  ";
         if (m_Overview.Has_Times()) {
             std::string time = call.started == No_Time ? "" : Clock_Text(call.started);
             if (m_Has_Several_Days && call.started != No_Time) {
@@ -92,8 +86,7 @@ private:
             start += Util::Fit(Duration_Text(call), m_Duration_Width) + "  ";
         }
         if (m_Overview.lanes.size() > 1) {
-            start +=
-                Util::Fit(Util::Printable(m_Overview.lanes[m_Overview.lane_of_call[index]].label), m_Lane_Width) + "  ";
+            start += Util::Fit(Util::Printable(m_Overview.lanes[m_Overview.Lane_Of(call)].label), m_Lane_Width) + "  ";
         }
         const std::string outcome = Util::Fit(Label_Of(call.outcome), m_Outcome_Width);
         std::string title = Util::Printable(Title_Of(call));
@@ -127,14 +120,11 @@ private:
     /// Each message once: one that repeats comes of one cause.
     void Write_Problems(const Call& call, std::size_t indent) const {
         std::set<std::string> written;
-        for (std::uint32_t index = 0; index < call.record_count && written.size() < most_messages; ++index) {
-            const Record& record = m_Trace.Record_Of(call, index);
-            if (record.severity < Severity::Warning) {
-                continue;
-            }
-            const std::string message = Message_Text(record);
-            if (written.insert(message).second) {
-                Write_Wrapped(message, indent, Colour_Of(record.severity));
+        for (const Record* record : call.records) {
+            if (record->severity >= Severity::Warning && written.size() < most_messages) {
+                if (const auto [message, is_new] = written.insert(Message_Text(*record)); is_new) {
+                    Write_Wrapped(*message, indent, Colour_Of(record->severity));
+                }
             }
         }
     }
@@ -144,19 +134,18 @@ private:
             return;
         }
         Write_Heading("Messages outside of calls");
-        for (const Thread_Records& thread : m_Overview.outside) {
+        for (const Thread_Records& thread : m_Trace.outside) {
             if (thread.worst == Severity::Data) {
                 continue;
             }
             m_Write(Util::Printable(m_Trace.files[m_Trace.runs[thread.run].file].name) + ", thread " +
                     std::to_string(thread.thread));
-            for (const std::uint32_t index : thread.records) {
-                const Record& record = m_Trace.records[index];
-                if (record.severity > Severity::Data) {
-                    const std::string time = record.time == No_Time ? "" : Clock_Text(record.time) + ", ";
-                    Write_Wrapped(time + "line " + std::to_string(record.line) + ": " + Message_Text(record), 2,
-                                  Colour_Of(record.severity));
-                    Write_Wrapped(Util::Printable(Meaning_Of(record)), 4, {});
+            for (const Record* record : thread.records) {
+                if (record->severity > Severity::Data) {
+                    const std::string time = record->time == No_Time ? "" : Clock_Text(record->time) + ", ";
+                    Write_Wrapped(time + "line " + std::to_string(record->line) + ": " + Message_Text(*record), 2,
+                                  Colour_Of(record->severity));
+                    Write_Wrapped(Util::Printable(Meaning_Of(*record)), 4, {});
                 }
             }
         }

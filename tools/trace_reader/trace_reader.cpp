@@ -1,6 +1,5 @@
 #include "tools/trace_reader/trace_reader.h"
 
-#include "tools/trace_reader/calls.h"
 #include "tools/trace_reader/records.h"
 
 #include <algorithm>
@@ -46,87 +45,33 @@ std::string Explain_Refusal(std::string_view content) {
            "  Next: give files that the cache wrote, by default named qelfilecache_<process id>.trc.";
 }
 
-/// Brings the records of each call together, in the order in which they were written.
-void Order_Records(Trace& trace) {
-    for (const Record& record : trace.records) {
-        if (record.call != No_Call) {
-            ++trace.calls[record.call].record_count;
-        }
-    }
-    std::uint32_t next = 0;
-    for (Call& call : trace.calls) {
-        call.first_record = next;
-        next += std::exchange(call.record_count, 0);
-    }
-    trace.order.resize(next);
-    for (std::uint32_t index = 0; index < trace.records.size(); ++index) {
-        if (const auto call_index = trace.records[index].call; call_index != No_Call) {
-            Call& call = trace.calls[call_index];
-            trace.order[call.first_record + call.record_count++] = index;
-        }
-    }
-}
-
-/// Times and lines of a call, from its records.
-void Take_Extent(const Trace& trace, Call& call) {
-    for (std::uint32_t index = 0; index < call.record_count; ++index) {
-        const Record& record = trace.Record_Of(call, index);
-        call.worst = std::max(call.worst, record.severity);
-        if (call.first_line == 0) {
-            call.first_line = record.line;
-        }
-        call.last_line = record.line;
-        if (record.time != No_Time) {
-            if (call.started == No_Time) {
-                call.started = record.time;
-            }
-            call.ended = record.time;
-        }
-    }
-}
-
-/// Where every run has times, calls of several processes fall into the order of time.
-void Sort_By_Time(Trace& trace) {
-    const bool all_have_times =
-        std::all_of(trace.calls.begin(), trace.calls.end(), [](const Call& call) { return call.started != No_Time; });
-    if (!all_have_times || trace.runs.size() < 2) {
-        return;
-    }
-    std::stable_sort(trace.calls.begin(), trace.calls.end(),
-                     [](const Call& left, const Call& right) { return left.started < right.started; });
-    for (std::uint32_t call = 0; call < trace.calls.size(); ++call) {
-        for (std::uint32_t index = 0; index < trace.calls[call].record_count; ++index) {
-            trace.records[trace.order[trace.calls[call].first_record + index]].call = call;
-        }
-    }
-}
-
 struct Names {
     std::string_view label;
     std::string_view identifier;
+    std::string_view colour;
 };
 
 /// Of the outcomes and the operations, in their order.
 constexpr std::array<Names, Outcome_Count> outcome_names = {{
-    {"local file", "local"},
-    {"fresh copy", "fresh"},
-    {"unchanged", "unchanged"},
-    {"downloaded", "downloaded"},
-    {"copied", "copied"},
-    {"replaced", "replaced"},
-    {"old copy", "old_copy"},
-    {"left in place", "left_in_place"},
-    {"done", "done"},
-    {"failed", "failed"},
-    {"cut off", "cut_off"},
-    {"unknown", "not_told"},
+    {"failed", "failed", "red"},
+    {"old copy", "old_copy", "amber"},
+    {"cut off", "cut_off", "amber"},
+    {"unknown", "not_told", "amber"},
+    {"replaced", "replaced", "blue"},
+    {"downloaded", "downloaded", "blue"},
+    {"copied", "copied", "blue"},
+    {"unchanged", "unchanged", "green"},
+    {"fresh copy", "fresh", "green"},
+    {"local file", "local", "green"},
+    {"left in place", "left_in_place", "grey"},
+    {"done", "done", "grey"},
 }};
 constexpr Names operation_names[] = {
-    {"", "get"},
-    {"Set_Cache_Directory", "set_cache_directory"},
-    {"Clear", "clear"},
-    {"Purge_Cache_Folder", "purge"},
-    {"Instance", "instance"},
+    {"", "get", ""},
+    {"Set_Cache_Directory", "set_cache_directory", ""},
+    {"Clear", "clear", ""},
+    {"Purge_Cache_Folder", "purge", ""},
+    {"Instance", "instance", ""},
 };
 
 } // namespace
@@ -137,6 +82,10 @@ std::string_view Label_Of(Outcome outcome) {
 
 std::string_view Identifier_Of(Outcome outcome) {
     return outcome_names[static_cast<std::size_t>(outcome)].identifier;
+}
+
+std::string_view Colour_Of(Outcome outcome) {
+    return outcome_names[static_cast<std::size_t>(outcome)].colour;
 }
 
 std::string_view Label_Of(Operation operation) {
@@ -167,12 +116,21 @@ std::string Trace_Reader::Add(std::string name, std::string content) {
 
 Trace Trace_Reader::Finish() {
     Build_Calls(m_Trace);
-    Order_Records(m_Trace);
-    for (Call& call : m_Trace.calls) {
-        Take_Extent(m_Trace, call);
-        Determine_Outcome(m_Trace, call);
+    std::vector<Call>& calls = m_Trace.calls;
+    // Where every call has a time, those of several processes fall into the order of time.
+    if (m_Trace.runs.size() > 1 &&
+        std::all_of(calls.begin(), calls.end(), [](const Call& call) { return call.started != No_Time; })) {
+        std::stable_sort(calls.begin(), calls.end(),
+                         [](const Call& left, const Call& right) { return left.started < right.started; });
     }
-    Sort_By_Time(m_Trace);
+    std::uint32_t number = 0;
+    for (Call& call : calls) {
+        Determine_Outcome(call);
+        // A call that only asked for the cache object says nothing, unless it met a problem.
+        if (call.operation != Operation::Start || call.worst >= Severity::Warning) {
+            call.number = ++number;
+        }
+    }
     return std::move(m_Trace);
 }
 

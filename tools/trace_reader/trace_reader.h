@@ -21,8 +21,6 @@ namespace QEL::FrontEnd::Trace_Reading {
 using Local_Time = std::int64_t;
 inline constexpr Local_Time No_Time = std::numeric_limits<Local_Time>::min();
 
-inline constexpr std::uint32_t No_Call = std::numeric_limits<std::uint32_t>::max();
-
 /// In the order of weight.
 enum class Severity : std::uint8_t { Data, Note, Warning, Error };
 
@@ -40,7 +38,6 @@ struct Record {
     Local_Time time = No_Time;
     std::uint32_t line = 0; ///< in its file, from 1
     std::uint32_t run = 0;
-    std::uint32_t call = No_Call;
     std::int32_t thread = 0;
     std::uint16_t depth = 0; ///< of the method within its call
     Record_Kind kind = Record_Kind::Message;
@@ -56,11 +53,10 @@ std::string Meaning_Of(const Record& record);
 /// What one writer wrote: a file, or a part of it that begins with a heading.
 struct Run {
     std::uint32_t file = 0;
-    std::uint32_t line = 0;        ///< where it begins
-    std::uint32_t records_end = 0; ///< index behind its last record
-    std::string_view process;      ///< id of the process, from the name of the file; may be empty
-    std::string_view program;      ///< empty without a heading
-    std::string_view level;        ///< "Error and Warning"; empty without a heading
+    std::uint32_t line = 0;   ///< where it begins
+    std::string_view process; ///< id of the process, from the name of the file; may be empty
+    std::string_view program; ///< empty without a heading
+    std::string_view level;   ///< "Error and Warning"; empty without a heading
     bool has_times = false;
     bool has_entries = false; ///< of methods: the level is 4 or 5
 };
@@ -73,46 +69,50 @@ enum class Operation : std::uint8_t {
     Start ///< the cache object was asked for or made
 };
 
+/// The worst first.
 enum class Outcome : std::uint8_t {
-    Local,         ///< a local path, served as it stands
-    Fresh,         ///< the copy, without remote contact
-    Unchanged,     ///< the copy, after the remote side said that nothing has changed
+    Failed,        ///< nothing, or the operation failed
+    Old_Copy,      ///< the last good copy, as no newer one could be had
+    Cut_Off,       ///< the trace ends before the call does
+    Unknown,       ///< the trace does not say
+    Replaced,      ///< a new copy in the place of an older one
     Downloaded,    ///< a first copy from a web server
     Copied,        ///< a first copy from a share
-    Replaced,      ///< a new copy in the place of an older one
-    Old_Copy,      ///< the last good copy, as no newer one could be had
+    Unchanged,     ///< the copy, after the remote side said that nothing has changed
+    Fresh,         ///< the copy, without remote contact
+    Local,         ///< a local path, served as it stands
     Left_In_Place, ///< nothing, as the host wants to open the file where it is
-    Done,          ///< an operation other than a request succeeded
-    Failed,        ///< nothing, or the operation failed
-    Cut_Off,       ///< the trace ends before the call does
-    Unknown        ///< the trace does not say
+    Done           ///< an operation other than a request succeeded
 };
 inline constexpr int Outcome_Count = 12;
 
-/// For people, such as "old copy", and for programs, such as "old_copy".
+/// For people, such as "old copy"; for programs, such as "old_copy"; for the page's style, such as "amber".
 std::string_view Label_Of(Outcome outcome);
 std::string_view Identifier_Of(Outcome outcome);
+std::string_view Colour_Of(Outcome outcome);
 
 /// The same of operations; the label of a request is empty.
 std::string_view Label_Of(Operation operation);
 std::string_view Identifier_Of(Operation operation);
 
-/// One public operation of the cache, from its entry to its exit.
-struct Call {
+/// What one thread of a run wrote, in order.
+struct Thread_Records {
+    std::uint32_t run = 0;
+    std::int32_t thread = 0;
+    Severity worst = Severity::Data;
+    std::vector<const Record*> records;
+};
+
+/// One public operation of the cache, from its entry to its exit; it has a record at least.
+struct Call : Thread_Records {
     std::string_view subject; ///< what was asked for, or the directory that was set; may be empty
     std::string_view path;    ///< what a request returned; empty when it was nothing
     std::string explanation;  ///< one sentence or two: how it was decided, or what failed
     Local_Time started = No_Time;
     Local_Time ended = No_Time;
-    std::uint32_t run = 0;
-    std::uint32_t first_record = 0; ///< index into Trace::order
-    std::uint32_t record_count = 0;
-    std::uint32_t first_line = 0;
-    std::uint32_t last_line = 0;
-    std::int32_t thread = 0;
+    std::uint32_t number = 0; ///< as reports count them: from 1; 0 for one that says nothing
     Operation operation = Operation::Get;
     Outcome outcome = Outcome::Unknown;
-    Severity worst = Severity::Data;
     bool at_end = false; ///< still under way at the end of its run
 };
 
@@ -122,17 +122,17 @@ struct File {
     std::string content; ///< with LF as line end
 };
 
+/// Its parts point to each other: it can be moved, but not copied.
 struct Trace {
     std::deque<File> files; ///< never moved: everything views their contents
     std::vector<Run> runs;
     std::vector<Record> records;
-    std::vector<Call> calls;            ///< in the order of time where all runs have times, else as read
-    std::vector<std::uint32_t> order;   ///< indices of records, those of one call side by side
-    std::vector<std::uint32_t> outside; ///< indices of the records outside of calls, by run and thread
+    std::vector<Call> calls;             ///< in the order of time where all runs have times, else as read
+    std::vector<Thread_Records> outside; ///< of calls, by run and thread
 
-    const Record& Record_Of(const Call& call, std::uint32_t index) const {
-        return records[order[call.first_record + index]];
-    }
+    Trace() = default;
+    Trace(Trace&&) = default;
+    Trace& operator=(Trace&&) = default;
 };
 
 /// Time and memory grow with the size of the files and not faster.

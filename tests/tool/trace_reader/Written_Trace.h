@@ -148,9 +148,11 @@ inline std::vector<std::string> Explanations_In(const std::string& content) {
 /// The records outside of calls, each as "thread: method: meaning".
 inline std::vector<std::string> Outside_Of_Calls(const Trace& trace) {
     std::vector<std::string> lines;
-    for (const auto index : trace.outside) {
-        const Record& record = trace.records[index];
-        lines.push_back(std::to_string(record.thread) + ": " + std::string(record.method) + ": " + Meaning_Of(record));
+    for (const Thread_Records& thread : trace.outside) {
+        for (const Record* record : thread.records) {
+            lines.push_back(std::to_string(thread.thread) + ": " + std::string(record->method) + ": " +
+                            Meaning_Of(*record));
+        }
     }
     return lines;
 }

@@ -7,6 +7,7 @@
 #include "tools/qelfilecache/requests/Progress_Bar.h"
 #include "tools/qelfilecache/requests/request_list.h"
 #include "tools/qelfilecache/requests/serve.h"
+#include "util/Visible_Text.h"
 
 #include <fstream>
 #include <iostream>
@@ -51,13 +52,9 @@ std::vector<Request_Outcome> Serve_All(FileCache::IFileCache& cache, const std::
     return outcomes;
 }
 
-std::string Count_Of(std::size_t count, const char* noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 /// "4 requests (1 more repeated): 3 served, 1 of them from the last good copy, 1 not served".
 std::string Summary(const Request_List& list, std::size_t served, std::size_t older) {
-    std::string summary = Count_Of(list.requests.size(), "request");
+    std::string summary = Util::Counted(list.requests.size(), "request");
     if (list.repeated > 0) {
         summary += " (" + std::to_string(list.repeated) + " more repeated)";
     }
