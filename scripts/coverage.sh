@@ -10,7 +10,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-programs=(unit_filecache unit_unnamed_copy unit_untraced unit_util unit_c_interface unit_trace
+programs=(unit_filecache unit_unnamed_copy unit_util unit_c_interface unit_trace
     unit_trace_process_start mime_library)
 build=build/linux-coverage
 report=build/coverage

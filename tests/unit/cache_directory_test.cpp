@@ -57,7 +57,7 @@ TEST_F(Cache_Directory, AMissingDirectoryIsRefused) {
     EXPECT_FALSE(std::filesystem::exists(missing)) << "the cache never creates a directory";
 }
 
-TEST_F(Cache_Directory, AFileIsNoDirectory) {
+TEST_F(Cache_Directory, AFileIsNotADirectory) {
     EXPECT_FALSE(cache.Set_Cache_Directory(Write_File(In_Cache("file"), "")));
     EXPECT_EQ(cache.m_Cache_Directory, "");
 }

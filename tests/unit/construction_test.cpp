@@ -118,7 +118,7 @@ TEST_F(Construction, AnInitialisedDetectorIsNotLoadedAgain) {
     EXPECT_EQ(All(), Call("Initialize_Mime"));
 }
 
-TEST_F(Construction, ADetectorThatStaysUninitialisedIsNoFailure) {
+TEST_F(Construction, ADetectorThatStaysUninitialisedIsNotAFailure) {
     g_services.magic_loads = false;
     CFileCache fresh(os);
     EXPECT_FALSE(fresh.m_Magic.Is_Initialized());
@@ -257,9 +257,9 @@ TEST_F(Construction, TheTextAccessorsDoNotWaitForARequest) {
     std::unique_lock held(QEL::FrontEnd::FileCache::s_api_mutex);
     auto texts =
         std::async(std::launch::async, [&] { return cache.Get_Additional_Error_Info() + cache.Get_Msg_Separator(); });
-    const bool answered = texts.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+    const bool returned = texts.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
     held.unlock();
-    EXPECT_TRUE(answered);
+    EXPECT_TRUE(returned);
     EXPECT_EQ(texts.get(), "info" + std::string(39, '='));
 }
 

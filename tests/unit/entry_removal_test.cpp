@@ -15,11 +15,17 @@ protected:
 
     static constexpr const char* method = "Remove_From_Cache";
 
-    static Records Begin(const std::string& url, const std::string& entry) {
-        return Call(method, "url='" + url + "'") + Data(method, "Cache entry for URL '" + url + "': " + entry + "\n");
+    static Lines Removed(const std::string& url, const std::string& cached_file, const std::string& last_modified) {
+        return Expected(
+            "remove_entry",
+            {{"url", url}, {"old_copy", cached_file}, {"old_entry", Entry_Text(cached_file, last_modified)}});
     }
-    static Records Removed(const std::string& url, const std::string& cached_file, const std::string& last_modified) {
-        return Begin(url, Entry_Text(cached_file, last_modified)) + Is_Local_Path(cached_file) + Return(method, "true");
+    /// The same up to the look at the copy.
+    static Lines Begin(const std::string& url, const std::string& cached_file, const std::string& last_modified) {
+        return Recorded_Trace::Before(Removed(url, cached_file, last_modified), "Is_Local");
+    }
+    static Lines Is_Local(const std::string& kind, const std::string& path) {
+        return Expected("is_local_" + kind, {{"url", path}});
     }
     static Records Next(const std::string& url, const std::string& entry) {
         return Data("Clear", "Next file cache entry: " + url + " / " + entry + "\n");
@@ -49,7 +55,7 @@ TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntry) {
     const std::string copy = Cache_Copy("http://server/a", "a.txt", "m", 1);
     const std::string other = Cache_Copy("http://server/b", "b.txt", "m", 1);
     EXPECT_TRUE(cache.Remove_From_Cache("http://server/a"));
-    EXPECT_EQ(All(), Removed("http://server/a", copy, "m"));
+    Expect_Lines(Removed("http://server/a", copy, "m"), All());
     EXPECT_EQ(os->Calls_Of("File_Exists"), 1U);
     EXPECT_THAT(std::vector<std::string>(os->calls.end() - 2, os->calls.end()),
                 ElementsAre("File_Exists(" + copy + ")", "Delete_File(" + copy + ")"));
@@ -62,9 +68,10 @@ TEST_F(Entry_Removal, OfAnEntryWhoseCopyIsGoneSucceeds) {
     const std::string copy = In_Cache("gone.txt");
     cache.m_Cache_Entries["u"] = {copy, "m", 1};
     EXPECT_TRUE(cache.Remove_From_Cache("u"));
-    EXPECT_EQ(All(), Begin("u", Entry_Text(copy, "m")) + Is_Local_Path(copy) +
-                         Data(method, "File already deleted, url = 'u', cached_file = '" + copy + "'.\n") +
-                         Return(method, "true"));
+    Expect_Lines(Begin("u", copy, "m") + Is_Local("path", copy) +
+                     Data(method, "File already deleted, url = 'u', cached_file = '" + copy + "'.\n") +
+                     Return(method, "true"),
+                 All());
     EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
     EXPECT_THAT(Urls(), IsEmpty());
 }
@@ -73,9 +80,10 @@ TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
     os->on_delete_file = [](const std::string&) { return false; };
     const std::string copy = Cache_Copy("u", "a.txt", "m", 7);
     EXPECT_FALSE(cache.Remove_From_Cache("u"));
-    EXPECT_EQ(All(), Begin("u", Entry_Text(copy, "m")) + Is_Local_Path(copy) +
-                         Warning(method, "File could not be deleted, url = 'u', cached_file = '" + copy + "'.\n") +
-                         Return(method, "false"));
+    Expect_Lines(Begin("u", copy, "m") + Is_Local("path", copy) +
+                     Warning(method, "File could not be deleted, url = 'u', cached_file = '" + copy + "'.\n") +
+                     Return(method, "false"),
+                 All());
     ASSERT_THAT(Urls(), ElementsAre("u"));
     EXPECT_EQ(cache.m_Cache_Entries["u"].cached_file, copy);
     EXPECT_EQ(cache.m_Cache_Entries["u"].last_modified, "m");
@@ -89,8 +97,9 @@ TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
 TEST_F(Entry_Removal, DropsAnEntryWithoutCopyAndFails) {
     cache.m_Cache_Entries["u"] = {"", "m", 1};
     EXPECT_FALSE(cache.Remove_From_Cache("u"));
-    EXPECT_EQ(All(), Begin("u", Entry_Text("", "m")) + Bug() +
-                         Error(method, "Empty cached file names not expected, url = 'u'.\n") + Return(method, "false"));
+    Expect_Lines(Begin("u", "", "m") + Bug() + Error(method, "Empty cached file names not expected, url = 'u'.\n") +
+                     Return(method, "false"),
+                 All());
     EXPECT_THAT(os->calls, IsEmpty());
     EXPECT_THAT(Urls(), IsEmpty());
 }
@@ -102,11 +111,12 @@ TEST_F(Entry_Removal, NotesACopyOnARemoteDriveAndGoesOn) {
     os->on_delete_file = [](const std::string&) { return true; };
     cache.m_Cache_Entries["u"] = {copy, "m", 1};
     EXPECT_TRUE(cache.Remove_From_Cache("u"));
-    EXPECT_EQ(All(), Begin("u", Entry_Text(copy, "m")) + Is_Local_Share(copy) +
-                         Warning(method, "Performance notification: Using remote drive for caching remote files. "
-                                         "Performance may suffer. url='u', cached_file='" +
-                                             copy + "'.\n") +
-                         Return(method, "true"));
+    Expect_Lines(Begin("u", copy, "m") + Is_Local("share", copy) +
+                     Warning(method, "Performance notification: Using remote drive for caching remote files. "
+                                     "Performance may suffer. url='u', cached_file='" +
+                                         copy + "'.\n") +
+                     Return(method, "true"),
+                 All());
     EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(" + copy + ")", "Get_Drive_Type(N:)",
                                        "File_Exists(" + copy + ")", "Delete_File(" + copy + ")"));
     EXPECT_THAT(Urls(), IsEmpty());
@@ -147,10 +157,11 @@ TEST_F(Clearing, RemovesEveryEntryInTheOrderOfTheUrls) {
     const std::string a = Cache_Copy("http://server/a", "a.txt", "ma", 1);
     const std::string upper = Cache_Copy("http://server/Z", "z.txt", "mz", 1);
     EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(All(), Call("Clear") + Next("http://server/Z", Entry_Text(upper, "mz")) +
-                         Removed("http://server/Z", upper, "mz") + Next("http://server/a", Entry_Text(a, "ma")) +
-                         Removed("http://server/a", a, "ma") + Next("http://server/b", Entry_Text(b, "mb")) +
-                         Removed("http://server/b", b, "mb") + Return("Clear", "true"));
+    Expect_Lines(Call("Clear") + Next("http://server/Z", Entry_Text(upper, "mz")) +
+                     Removed("http://server/Z", upper, "mz") + Next("http://server/a", Entry_Text(a, "ma")) +
+                     Removed("http://server/a", a, "ma") + Next("http://server/b", Entry_Text(b, "mb")) +
+                     Removed("http://server/b", b, "mb") + Return("Clear", "true"),
+                 All());
     EXPECT_THAT(Urls(), IsEmpty());
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
@@ -161,13 +172,13 @@ TEST_F(Clearing, KeepsOnlyWhatCannotBeDeleted) {
     const std::string c = Cache_Copy("c", "c.txt", "mc", 3);
     os->on_delete_file = [&](const std::string& path) { return path != b && std::filesystem::remove(path); };
     EXPECT_FALSE(cache.Clear());
-    EXPECT_EQ(All(),
-              Call("Clear") + Next("a", Entry_Text(a, "ma")) + Removed("a", a, "ma") + Next("b", Entry_Text(b, "mb")) +
-                  Begin("b", Entry_Text(b, "mb")) + Is_Local_Path(b) +
-                  Warning(method, "File could not be deleted, url = 'b', cached_file = '" + b + "'.\n") +
-                  Return(method, "false") +
-                  Error("Clear", "Entry could not be removed from file cache: b / " + Entry_Text(b, "mb") + "\n") +
-                  Next("c", Entry_Text(c, "mc")) + Removed("c", c, "mc") + Return("Clear", "false"));
+    Expect_Lines(Call("Clear") + Next("a", Entry_Text(a, "ma")) + Removed("a", a, "ma") +
+                     Next("b", Entry_Text(b, "mb")) + Begin("b", b, "mb") + Is_Local("path", b) +
+                     Warning(method, "File could not be deleted, url = 'b', cached_file = '" + b + "'.\n") +
+                     Return(method, "false") +
+                     Error("Clear", "Entry could not be removed from file cache: b / " + Entry_Text(b, "mb") + "\n") +
+                     Next("c", Entry_Text(c, "mc")) + Removed("c", c, "mc") + Return("Clear", "false"),
+                 All());
     EXPECT_THAT(Urls(), ElementsAre("b"));
 }
 
@@ -175,11 +186,11 @@ TEST_F(Clearing, FailsForAnEntryWithoutCopyButDropsIt) {
     cache.m_Cache_Entries["a"] = {"", "ma", 1};
     const std::string b = Cache_Copy("b", "b.txt", "mb", 2);
     EXPECT_FALSE(cache.Clear());
-    EXPECT_EQ(All(),
-              Call("Clear") + Next("a", Entry_Text("", "ma")) + Begin("a", Entry_Text("", "ma")) + Bug() +
-                  Error(method, "Empty cached file names not expected, url = 'a'.\n") + Return(method, "false") +
-                  Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text("", "ma") + "\n") +
-                  Next("b", Entry_Text(b, "mb")) + Removed("b", b, "mb") + Return("Clear", "false"));
+    Expect_Lines(Call("Clear") + Next("a", Entry_Text("", "ma")) + Begin("a", "", "ma") + Bug() +
+                     Error(method, "Empty cached file names not expected, url = 'a'.\n") + Return(method, "false") +
+                     Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text("", "ma") + "\n") +
+                     Next("b", Entry_Text(b, "mb")) + Removed("b", b, "mb") + Return("Clear", "false"),
+                 All());
     EXPECT_THAT(Urls(), IsEmpty());
 }
 

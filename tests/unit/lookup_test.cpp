@@ -399,7 +399,7 @@ TEST_F(Replaced_Copy, ThatVanishesThoughItsDeletionFailedIsReported) {
     Expect_Record(Failed("false", "false"), first_copy);
 }
 
-TEST_F(Replaced_Copy, ThatIsGoneAlreadyIsNoConcern) {
+TEST_F(Replaced_Copy, ThatIsGoneAlreadyIsNotAConcern) {
     EXPECT_EQ(Get(url).path, first_copy);
     EXPECT_EQ(os->calls.back(), "File_Exists(" + old_copy + ")");
     EXPECT_EQ(os->Calls_Of("Delete_File"), 1U) << "by the removal of the entry";

@@ -27,23 +27,39 @@ protected:
     }
 
     /// The records of naming after a type whose extension is this one.
-    Records Named_From_Type(const std::string& mime_type, const std::string& extension) const {
-        return Call(s_from_type, "mime_type='" + mime_type + "'") + Data(s_from_type, "buf = '" + buf + "'\n") +
-               Filtered(extension, extension) + Return(s_from_type, buf + extension);
+    Lines Named_From_Type(const std::string& mime_type, const std::string& extension) {
+        values["type"] = mime_type;
+        values["extension"] = extension;
+        values["stem"] = buf;
+        values["copy"] = buf + extension;
+        return Expected("named_from_type", values);
+    }
+    Lines Named_From_Type_Until_Extension(const std::string& mime_type) {
+        return Recorded_Trace::Before(Named_From_Type(mime_type, ""), "Filter_Dangerous_Extensions");
     }
 
     /// The records of naming after a type that has no extension.
-    Records Named_By_Default(const std::string& mime_type) const {
-        return Call(s_from_type, "mime_type='" + mime_type + "'") + Data(s_from_type, "buf = '" + buf + "'\n") +
+    Lines Named_By_Default(const std::string& mime_type) {
+        return Named_From_Type_Until_Extension(mime_type) +
                Data(s_from_type,
                     "Could not get an extension for MIME type '" + mime_type + "'. Defaulting to '.cached'\n") +
                Return(s_from_type, buf + ".cached");
     }
 
     /// The records of naming without a detector.
-    Records Named_Without_Detector(const std::string& mime_type) const {
-        return Call(s_from_type, "mime_type='" + mime_type + "'") + Data(s_from_type, "buf = '" + buf + "'\n") +
-               No_Detector(s_from_type) + Return(s_from_type, buf + ".cached");
+    Lines Named_Without_Detector(const std::string& mime_type) {
+        return Named_From_Type_Until_Extension(mime_type) + No_Detector(s_from_type) +
+               Return(s_from_type, buf + ".cached");
+    }
+
+    /// The whole sequence of naming after contents.
+    void Expect_Named_From_Contents(const std::string& declared, const std::string& type,
+                                    const std::string& extension) {
+        Named_From_Type(type, extension);
+        values["declared"] = declared;
+        values["contents"] = Address_Text(contents.data());
+        values["size"] = std::to_string(contents.size());
+        Expect_Records("named_from_contents");
     }
 
     static Records Filtered(const std::string& extension, const std::string& result) {
@@ -60,9 +76,12 @@ protected:
                                          ", byte_size=" + std::to_string(contents.size()));
     }
 
-    static Records Share_Entered(const std::string& path, const std::string& extension) {
-        return Call(s_from_share, "absolute_path='" + path + "'") +
-               Data(s_from_share, "File's extension is '" + extension + "'\n");
+    /// The whole sequence of naming after the extension of a file on a share, and its beginning.
+    Lines Named_From_Share(const std::string& path, const std::string& extension) const {
+        return Expected("named_from_share", {{"url", path}, {"bare", extension}, {"copy", buf + "." + extension}});
+    }
+    Lines Share_Entered(const std::string& path, const std::string& extension) const {
+        return Recorded_Trace::Before(Named_From_Share(path, extension), "Filter_Dangerous_Extensions");
     }
 
     void Without_Detector() { cache.m_Magic = {}; }
@@ -76,24 +95,24 @@ protected:
 
 TEST_F(Name_Generation, ATypesExtensionFollowsTheUuid) {
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), buf + ".txt");
-    EXPECT_EQ(All(), Named_From_Type("text/plain", ".txt"));
+    Expect_Lines(Named_From_Type("text/plain", ".txt"), All());
     EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
 }
 
 TEST_F(Name_Generation, AnUnknownTypeGetsTheDefaultExtensionUnfiltered) {
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/y"), buf + ".cached");
-    EXPECT_EQ(All(), Named_By_Default("x/y"));
+    Expect_Lines(Named_By_Default("x/y"), All());
 }
 
 TEST_F(Name_Generation, AnEmptyTypeGetsTheDefaultExtension) {
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type(""), buf + ".cached");
-    EXPECT_EQ(All(), Named_By_Default(""));
+    Expect_Lines(Named_By_Default(""), All());
 }
 
 TEST_F(Name_Generation, ATypeWithAnEmptyExtensionGetsTheDefaultOne) {
     g_services.extensions["x/y"] = "";
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/y"), buf + ".cached");
-    EXPECT_EQ(All(), Named_By_Default("x/y"));
+    Expect_Lines(Named_By_Default("x/y"), All());
 }
 
 TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
@@ -102,15 +121,16 @@ TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
         g_services.uuids = {uuid};
         g_services.extensions["x/program"] = dangerous;
         EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/program"), buf + ".cached");
-        EXPECT_EQ(All(), Call(s_from_type, "mime_type='x/program'") + Data(s_from_type, "buf = '" + buf + "'\n") +
-                             Filtered(dangerous, ".cached") + Return(s_from_type, buf + ".cached"));
+        Expect_Lines(Named_From_Type_Until_Extension("x/program") + Filtered(dangerous, ".cached") +
+                         Return(s_from_type, buf + ".cached"),
+                     All());
     }
 }
 
 TEST_F(Name_Generation, WithoutADetectorATypeGetsTheDefaultExtension) {
     Without_Detector();
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), buf + ".cached");
-    EXPECT_EQ(All(), Named_Without_Detector("text/plain"));
+    Expect_Lines(Named_Without_Detector("text/plain"), All());
     EXPECT_THAT(g_services.magic_calls, IsEmpty());
 }
 
@@ -157,8 +177,7 @@ TEST_F(Name_Generation, NothingIsWritten) {
 TEST_F(Name_Generation, TheDeclaredTypeDecidesWithoutALookAtTheContents) {
     g_services.type_for_data = "text/xml";
     EXPECT_EQ(From_Contents("text/plain"), buf + ".txt");
-    EXPECT_EQ(All(), Contents_Entered("text/plain") + Data(s_from_contents, "mime_type2 = 'text/plain'\n") +
-                         Named_From_Type("text/plain", ".txt") + Return(s_from_contents, buf + ".txt"));
+    Expect_Named_From_Contents("text/plain", "text/plain", ".txt");
     EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
 }
 
@@ -176,8 +195,7 @@ TEST_F(Name_Generation, TheDeclaredTypeIsPassedOnWithItsParameters) {
 TEST_F(Name_Generation, ContentsOfNoDeclaredTypeAreSniffed) {
     g_services.type_for_data = "text/xml";
     EXPECT_EQ(From_Contents(""), buf + ".xml");
-    EXPECT_EQ(All(), Contents_Entered("") + Data(s_from_contents, "mime_type2 = 'text/xml'\n") +
-                         Named_From_Type("text/xml", ".xml") + Return(s_from_contents, buf + ".xml"));
+    Expect_Named_From_Contents("", "text/xml", ".xml");
     EXPECT_THAT(g_services.magic_calls,
                 ElementsAre("Get_Mime_Type_For_Data(some contents)", "Get_Extension_From_Mime_Type(text/xml)"));
 }
@@ -185,8 +203,9 @@ TEST_F(Name_Generation, ContentsOfNoDeclaredTypeAreSniffed) {
 TEST_F(Name_Generation, ContentsOfNoTypeAtAllGetTheDefaultExtension) {
     g_services.type_for_data = "";
     EXPECT_EQ(From_Contents(""), buf + ".cached");
-    EXPECT_EQ(All(), Contents_Entered("") + Data(s_from_contents, "mime_type2 = ''\n") + Named_By_Default("") +
-                         Return(s_from_contents, buf + ".cached"));
+    Expect_Lines(Contents_Entered("") + Data(s_from_contents, "mime_type2 = ''\n") + Named_By_Default("") +
+                     Return(s_from_contents, buf + ".cached"),
+                 All());
 }
 
 TEST_F(Name_Generation, NoContentsAreSniffedToo) {
@@ -202,8 +221,9 @@ TEST_F(Name_Generation, WithoutADetectorContentsGetTheDefaultExtensionAndTwoErro
         Forget();
         g_services.uuids = {uuid};
         EXPECT_EQ(From_Contents(mime_type), buf + ".cached");
-        EXPECT_EQ(All(), Contents_Entered(mime_type) + No_Detector(s_from_contents) +
-                             Named_Without_Detector(mime_type) + Return(s_from_contents, buf + ".cached"));
+        Expect_Lines(Contents_Entered(mime_type) + No_Detector(s_from_contents) + Named_Without_Detector(mime_type) +
+                         Return(s_from_contents, buf + ".cached"),
+                     All());
         EXPECT_THAT(g_services.magic_calls, IsEmpty());
     }
 }
@@ -214,7 +234,7 @@ TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutALookAtTheFile) {
     g_services.file_unreadable = true;
     const std::string path = "\\\\server\\share\\Landscape.XML";
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".XML");
-    EXPECT_EQ(All(), Share_Entered(path, "XML") + Filtered(".XML", ".XML") + Return(s_from_share, buf + ".XML"));
+    Expect_Lines(Named_From_Share(path, "XML"), All());
     EXPECT_THAT(g_services.magic_calls, IsEmpty());
     EXPECT_EQ(os->calls.size(), 0U);
 }
@@ -222,7 +242,8 @@ TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutALookAtTheFile) {
 TEST_F(Name_Generation, ASharesDangerousExtensionIsReplaced) {
     const std::string path = "\\\\server\\share\\run.BAT";
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
-    EXPECT_EQ(All(), Share_Entered(path, "BAT") + Filtered(".BAT", ".cached") + Return(s_from_share, buf + ".cached"));
+    Expect_Lines(Share_Entered(path, "BAT") + Filtered(".BAT", ".cached") + Return(s_from_share, buf + ".cached"),
+                 All());
 }
 
 TEST_F(Name_Generation, ASharesExtensionNeedsNoDetector) {
@@ -235,17 +256,18 @@ TEST_F(Name_Generation, AnExtensionThatBringsItsDotGetsASecondOne) {
     const std::string path = "\\\\server\\share\\a.exe";
     g_services.on_file_extension = [&](const std::string& asked) { return asked == path ? ".exe" : "?"; };
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + "..exe");
-    EXPECT_EQ(All(), Share_Entered(path, ".exe") + Bug() +
-                         Error(s_from_share, "Unexpected file extension string. '.' not found in '.exe'.\n") +
-                         Filtered("..exe", "..exe") + Return(s_from_share, buf + "..exe"));
+    Expect_Lines(Share_Entered(path, ".exe") + Bug() +
+                     Error(s_from_share, "Unexpected file extension string. '.' not found in '.exe'.\n") +
+                     Filtered("..exe", "..exe") + Return(s_from_share, buf + "..exe"),
+                 All());
 }
 
 TEST_F(Name_Generation, AFileWithoutExtensionIsNamedAfterItsType) {
     const std::string path = "\\\\server\\share.d\\landscape";
     g_services.type_for_file = "text/xml";
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".xml");
-    EXPECT_EQ(All(),
-              Share_Entered(path, "") + Named_From_Type("text/xml", ".xml") + Return(s_from_share, buf + ".xml"));
+    Expect_Lines(Share_Entered(path, "") + Named_From_Type("text/xml", ".xml") + Return(s_from_share, buf + ".xml"),
+                 All());
     EXPECT_THAT(g_services.magic_calls,
                 ElementsAre("Get_Mime_Type_For_File(" + path + ")", "Get_Extension_From_Mime_Type(text/xml)"));
 }
@@ -254,23 +276,25 @@ TEST_F(Name_Generation, AFileWithoutExtensionAndTypeGetsTheDefaultExtension) {
     const std::string path = "\\\\server\\share\\landscape";
     g_services.type_for_file = "";
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
-    EXPECT_EQ(All(), Share_Entered(path, "") + Named_By_Default("") + Return(s_from_share, buf + ".cached"));
+    Expect_Lines(Share_Entered(path, "") + Named_By_Default("") + Return(s_from_share, buf + ".cached"), All());
 }
 
 TEST_F(Name_Generation, AFileThatCannotBeOpenedGetsTheDefaultExtension) {
     const std::string path = "\\\\server\\share\\landscape";
     g_services.file_unreadable = true;
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
-    EXPECT_EQ(All(), Share_Entered(path, "") + Error(s_from_share, "Failed to open file '" + path + "'.\n") +
-                         Named_By_Default("") + Return(s_from_share, buf + ".cached"));
+    Expect_Lines(Share_Entered(path, "") + Error(s_from_share, "Failed to open file '" + path + "'.\n") +
+                     Named_By_Default("") + Return(s_from_share, buf + ".cached"),
+                 All());
 }
 
 TEST_F(Name_Generation, WithoutADetectorAFileWithoutExtensionGetsTheDefaultOneAndTwoErrors) {
     Without_Detector();
     const std::string path = "\\\\server\\share\\landscape";
     EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
-    EXPECT_EQ(All(), Share_Entered(path, "") + No_Detector(s_from_share) + Named_Without_Detector("") +
-                         Return(s_from_share, buf + ".cached"));
+    Expect_Lines(Share_Entered(path, "") + No_Detector(s_from_share) + Named_Without_Detector("") +
+                     Return(s_from_share, buf + ".cached"),
+                 All());
     EXPECT_THAT(g_services.magic_calls, IsEmpty());
 }
 

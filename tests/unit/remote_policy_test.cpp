@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint64_t Minute = 600000000;
 
-/// A cache whose freshness check and downloader answer as a test tells them.
+/// A cache whose freshness check and downloader behaves as a test says.
 class Policy_Cache : public CFileCache {
 public:
     using CFileCache::CFileCache;
@@ -78,13 +78,13 @@ protected:
         return path;
     }
 
-    void Check_Answers(bool expired, bool check_error = false) {
+    void Check_Returns(bool expired, bool check_error = false) {
         policy.on_check = [=](bool& flag) {
             flag = flag || check_error;
             return expired;
         };
     }
-    void Download_Answers(const std::string& path, bool error) {
+    void Download_Returns(const std::string& path, bool error) {
         policy.on_download = [=](bool& flag) {
             flag = error;
             return path;
@@ -186,7 +186,7 @@ TEST_F(Remote_Policy, TheSumOfTimesWrapsAround) {
 // Which copy is served
 
 TEST_F(Remote_Policy, AnUnknownUrlIsDownloadedWithoutACheck) {
-    Download_Answers("new.xml", false);
+    Download_Returns("new.xml", false);
     EXPECT_EQ(Get(), "new.xml");
     EXPECT_FALSE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(download_step));
@@ -197,7 +197,7 @@ TEST_F(Remote_Policy, AnUnknownUrlIsDownloadedWithoutACheck) {
 
 TEST_F(Remote_Policy, AFailedFirstDownloadServesNothing) {
     policy.m_errHTTPFileDownLoad = 3;
-    Download_Answers("", true);
+    Download_Returns("", true);
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(download_step));
@@ -205,14 +205,14 @@ TEST_F(Remote_Policy, AFailedFirstDownloadServesNothing) {
 }
 
 TEST_F(Remote_Policy, AFirstDownloadIsTakenAsItComes) {
-    Download_Answers("path.xml", true);
+    Download_Returns("path.xml", true);
     EXPECT_EQ(Get(), "path.xml");
     EXPECT_TRUE(download_error);
 }
 
 TEST_F(Remote_Policy, AnUnchangedFileIsServedFromTheCache) {
     const std::string copy = Cached();
-    Check_Answers(false);
+    Check_Returns(false);
     EXPECT_EQ(Get(), copy);
     EXPECT_FALSE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(check_step));
@@ -222,7 +222,7 @@ TEST_F(Remote_Policy, AnUnchangedFileIsServedFromTheCache) {
 
 TEST_F(Remote_Policy, AnUnchangedFileLeavesTheFlagOfTheCheck) {
     const std::string copy = Cached();
-    Check_Answers(false, true);
+    Check_Returns(false, true);
     policy.m_errHTTPFileDownLoad = 3;
     EXPECT_EQ(Get(), copy) << "error codes count only after a failed download";
     EXPECT_TRUE(download_error);
@@ -230,8 +230,8 @@ TEST_F(Remote_Policy, AnUnchangedFileLeavesTheFlagOfTheCheck) {
 
 TEST_F(Remote_Policy, AnUnchangedFileWhoseCopyIsGoneIsDownloadedAgain) {
     policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
-    Check_Answers(false);
-    Download_Answers("new.xml", false);
+    Check_Returns(false);
+    Download_Returns("new.xml", false);
     EXPECT_EQ(Get(), "new.xml");
     EXPECT_FALSE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step));
@@ -242,8 +242,8 @@ TEST_F(Remote_Policy, AnUnchangedFileWhoseCopyIsGoneIsDownloadedAgain) {
 TEST_F(Remote_Policy, ThatDownloadIsTakenAsItComes) {
     policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
     policy.m_errFileShareDownLoad = 3;
-    Check_Answers(false);
-    Download_Answers("", true);
+    Check_Returns(false);
+    Download_Returns("", true);
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
     EXPECT_EQ(All(), Begin() + Copy_Missing() + Return(method, "''"));
@@ -251,8 +251,8 @@ TEST_F(Remote_Policy, ThatDownloadIsTakenAsItComes) {
 
 TEST_F(Remote_Policy, AnExpiredFileIsDownloaded) {
     Cached();
-    Check_Answers(true);
-    Download_Answers("new.xml", false);
+    Check_Returns(true);
+    Download_Returns("new.xml", false);
     EXPECT_EQ(Get(), "new.xml");
     EXPECT_FALSE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step));
@@ -264,14 +264,14 @@ TEST_F(Remote_Policy, ASuccessfulDownloadIsTakenWhateverTheCodes) {
     Cached();
     policy.m_errHTTPFileDownLoad = 3;
     policy.m_errFileShareDownLoad = 3;
-    Check_Answers(true);
-    Download_Answers("", false);
+    Check_Returns(true);
+    Download_Returns("", false);
     EXPECT_EQ(Get(), "");
     EXPECT_FALSE(download_error);
     EXPECT_EQ(All(), Begin() + Check_Failed(3) + Return(method, "''"));
 }
 
-TEST_F(Remote_Policy, TheRecordTellsAFailedCheckFromAnExpiredFile) {
+TEST_F(Remote_Policy, TheRecordDistinguishesAFailedCheckFromAnExpiredFile) {
     struct Case {
         int http_error;
         int file_share_error;
@@ -283,8 +283,8 @@ TEST_F(Remote_Policy, TheRecordTellsAFailedCheckFromAnExpiredFile) {
         {-1, -7, Expired()},     {-1, 4, Check_Failed(4)}, {2, -1, Check_Failed(2)}, {3, 3, Check_Failed(3)},
     };
     Cached();
-    Check_Answers(true);
-    Download_Answers("new.xml", false);
+    Check_Returns(true);
+    Download_Returns("new.xml", false);
     for (const Case& codes : cases) {
         policy.m_errHTTPFileDownLoad = codes.http_error;
         policy.m_errFileShareDownLoad = codes.file_share_error;
@@ -302,7 +302,7 @@ TEST_F(Remote_Policy, TheCodesAreThoseThatTheCheckLeaves) {
         policy.m_errHTTPFileDownLoad = 1;
         return true;
     };
-    Download_Answers("new.xml", false);
+    Download_Returns("new.xml", false);
     Get();
     EXPECT_EQ(All(), Begin() + Check_Failed(1) + Return(method, "new.xml"));
     EXPECT_THAT(policy.steps, ElementsAre(check_step, "download(" + url + ", true)"))
@@ -313,7 +313,7 @@ TEST_F(Remote_Policy, TheCodesAreThoseThatTheCheckLeaves) {
 TEST_F(Remote_Policy, AFailedDownloadServesTheOldCopy) {
     for (const int code : {0, 1, 2, 4, -3}) {
         const std::string copy = Cached();
-        Check_Answers(true);
+        Check_Returns(true);
         policy.m_errHTTPFileDownLoad = 0;
         policy.m_errFileShareDownLoad = 0;
         policy.on_download = [&](bool& flag) {
@@ -337,7 +337,7 @@ TEST_F(Remote_Policy, AnUnnamedDownloadServesNothing) {
     for (const auto& [http_error, file_share_error] :
          {std::pair{3, 0}, std::pair{0, 3}, std::pair{3, 3}, std::pair{2, 3}}) {
         const std::string copy = Cached();
-        Check_Answers(true);
+        Check_Returns(true);
         policy.m_errHTTPFileDownLoad = 0;
         policy.m_errFileShareDownLoad = 0;
         policy.on_download = [&, http = http_error, share = file_share_error](bool& flag) {
@@ -360,16 +360,16 @@ TEST_F(Remote_Policy, AnUnnamedDownloadServesNothing) {
 TEST_F(Remote_Policy, ACodeOfAnEarlierRequestStaysInForce) {
     Cached();
     policy.m_errFileShareDownLoad = 3; // of an earlier share request
-    Check_Answers(true);
-    Download_Answers("", true);
+    Check_Returns(true);
+    Download_Returns("", true);
     EXPECT_EQ(Get(), "");
     EXPECT_EQ(All(), Begin() + Check_Failed(3) + Unnamed_Download());
 }
 
 TEST_F(Remote_Policy, AFailedDownloadWithoutOldCopyIsTriedOnceMore) {
     policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
-    Check_Answers(true);
-    Download_Answers("", true);
+    Check_Returns(true);
+    Download_Returns("", true);
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step, "download(" + url + ", true)"));
@@ -378,7 +378,7 @@ TEST_F(Remote_Policy, AFailedDownloadWithoutOldCopyIsTriedOnceMore) {
 
 TEST_F(Remote_Policy, TheSecondTrialMaySucceed) {
     policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
-    Check_Answers(true);
+    Check_Returns(true);
     int downloads = 0;
     policy.on_download = [&](bool& flag) {
         flag = ++downloads == 1;
@@ -403,7 +403,7 @@ TEST_F(Remote_Policy, AnEntryThatVanishesServesNothing) {
     EXPECT_THAT(os->calls, IsEmpty());
 
     Cached();
-    Check_Answers(true);
+    Check_Returns(true);
     policy.on_download = [this](bool& flag) {
         flag = true;
         policy.m_Cache_Entries.clear();
@@ -418,14 +418,14 @@ TEST_F(Remote_Policy, AnEntryThatVanishesServesNothing) {
 TEST_F(Remote_Policy, AnUnnamedCopyServesNothing) {
     const Records unnamed = Bug() + Error(method, "Cached file is unnamed for URL '" + url + "'.\n");
     policy.m_Cache_Entries[url] = {"", "m", 1};
-    Check_Answers(false);
+    Check_Returns(false);
     EXPECT_EQ(Get(), "");
     EXPECT_FALSE(download_error);
     EXPECT_EQ(All(), Begin() + unnamed) << "no exit record";
     EXPECT_THAT(os->calls, IsEmpty());
 
-    Check_Answers(true);
-    Download_Answers("ignored.xml", true);
+    Check_Returns(true);
+    Download_Returns("ignored.xml", true);
     Forget();
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
@@ -446,8 +446,8 @@ TEST_F(Remote_Policy, NeitherTheEntriesNorTheCodesAreChanged) {
     const std::string copy = Cached();
     policy.m_errHTTPFileDownLoad = 2;
     policy.m_errFileShareDownLoad = 4;
-    Check_Answers(true);
-    Download_Answers("", true);
+    Check_Returns(true);
+    Download_Returns("", true);
     Get();
     EXPECT_EQ(policy.m_errHTTPFileDownLoad, 2);
     EXPECT_EQ(policy.m_errFileShareDownLoad, 4);

@@ -80,7 +80,7 @@ TEST_F(Singleton, TheFirstCallNamesTheInterfaceWithoutAnObject) {
     EXPECT_TRUE(std::regex_match(exit, std::regex(method + "return value:"))) << exit;
 }
 
-TEST_F(Singleton, EveryFurtherCallAnswersWithTheSameObject) {
+TEST_F(Singleton, EveryFurtherCallReturnsTheSameObject) {
     EXPECT_EQ(IFileCache::Instance(), The_First_Call().instance);
     EXPECT_EQ(All(), Static("CALL\n") + Return("Instance", shown_instance));
     EXPECT_EQ(g_services.os_created, 0);

@@ -1,4 +1,4 @@
-// The naming of copies always answers with a name; what the downloads do should it ever answer with
+// The naming of copies always returns a name; what the downloads do should it ever return
 // none is tested here, with a naming that does.
 
 #include "tests/unit/support/Expected_Records.h"
@@ -47,7 +47,7 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
     }
 
-    Records Told() const {
+    Records Written_And_Reported() const {
         return Data("Download_Inet_URL", "cache_entry.cached_file = '', Writing contents to the file...\n") +
                Data("Download_Inet_URL", "Closed file ''.\n") + Reported();
     }
@@ -69,7 +69,7 @@ TEST_F(Unnamed_Download, FailsWithACodeOfItsOwn) {
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, 3);
         const Records all = All();
-        const Records end = Told();
+        const Records end = Written_And_Reported();
         ASSERT_GT(all.size(), end.size());
         EXPECT_EQ(Records(all.end() - static_cast<std::ptrdiff_t>(end.size()), all.end()), end);
         EXPECT_THAT(g_services.client_calls, IsEmpty());
@@ -94,7 +94,7 @@ TEST_F(Unnamed_Download, OfTheSecondClientFailsWithTheSameCode) {
     }
 }
 
-TEST_F(Unnamed_Download, MayNotBeStoodInForByTheOlderCopy) {
+TEST_F(Unnamed_Download, KeepsTheLastGoodCopyFromBeingServed) {
     int http_error = Untouched;
     int file_share_error = Untouched;
     EXPECT_EQ(cache.Get_Cached_File_and_Status(url, Ordinary_Request, download_error, &http_error, &file_share_error),
@@ -161,7 +161,7 @@ TEST_F(Unnamed_Share_Copy, ThatIsNotMadeFailsAsAnyOther) {
     EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
 }
 
-TEST_F(Unnamed_Share_Copy, MayNotBeStoodInForByTheOlderCopy) {
+TEST_F(Unnamed_Share_Copy, KeepsTheLastGoodCopyFromBeingServed) {
     int http_error = Untouched;
     int file_share_error = Untouched;
     EXPECT_EQ(cache.Get_Cached_File_and_Status(share, Ordinary_Request, download_error, &http_error, &file_share_error),

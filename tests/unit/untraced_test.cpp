@@ -1,8 +1,9 @@
-// The trace only tells: with it off, every step that reports something odd decides as it does with it
-// on, and writes nothing. A program of its own, so that the first call of Instance() is untraced too.
+// The trace changes nothing: with it off, every step that reports something odd decides as it does with it
+// on, and writes nothing.
 
 #include "tests/unit/support/Http_Fixture.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <ostream>
@@ -47,9 +48,9 @@ void PrintTo(const Step& step, std::ostream* out) {
     *out << step.name;
 }
 
-const std::string Magic_Line = "QEL Logon Landscape Cache Metadata\n";
+const std::string First_Line = "QEL Logon Landscape Cache Metadata\n";
 
-/// Answers of Get_Drive_Type, one after the other, for the paths that change their kind meanwhile.
+/// Results of Get_Drive_Type, one after the other, for the paths that change their kind meanwhile.
 void Change_Kind(Scripted_OS& os, std::vector<unsigned int> types) {
     os.on_get_drive_type = [types, next = std::size_t{0}](const std::string&) mutable {
         return types[std::min(next++, types.size() - 1)];
@@ -173,14 +174,14 @@ const Step Steps[] = {
          return scene.Ask(scene.known);
      }},
     {"MetadataWithoutMagic", [](Scene& scene) { return scene.Load("other\n"); }},
-    {"MetadataWithoutVersion", [](Scene& scene) { return scene.Load(Magic_Line + "other\n"); }},
-    {"MetadataOfNoVersion", [](Scene& scene) { return scene.Load(Magic_Line + "version\nx\n"); }},
-    {"MetadataOfAnotherVersion", [](Scene& scene) { return scene.Load(Magic_Line + "version\n3\n"); }},
-    {"MetadataWithoutEntries", [](Scene& scene) { return scene.Load(Magic_Line + "version\n2\nother\n"); }},
-    {"MetadataWithoutANumber", [](Scene& scene) { return scene.Load(Magic_Line + "version\n2\nentries\nx\n"); }},
+    {"MetadataWithoutVersion", [](Scene& scene) { return scene.Load(First_Line + "other\n"); }},
+    {"MetadataOfNoVersion", [](Scene& scene) { return scene.Load(First_Line + "version\nx\n"); }},
+    {"MetadataOfAnotherVersion", [](Scene& scene) { return scene.Load(First_Line + "version\n3\n"); }},
+    {"MetadataWithoutEntries", [](Scene& scene) { return scene.Load(First_Line + "version\n2\nother\n"); }},
+    {"MetadataWithoutANumber", [](Scene& scene) { return scene.Load(First_Line + "version\n2\nentries\nx\n"); }},
     {"MetadataWithoutATime",
-     [](Scene& scene) { return scene.Load(Magic_Line + "version\n2\nentries\n1\nmonday\nx\na\nb\n"); }},
-    {"MetadataThatEnds", [](Scene& scene) { return scene.Load(Magic_Line + "version\n2\nentries\n1\nmonday\n1\n"); }},
+     [](Scene& scene) { return scene.Load(First_Line + "version\n2\nentries\n1\nmonday\nx\na\nb\n"); }},
+    {"MetadataThatEnds", [](Scene& scene) { return scene.Load(First_Line + "version\n2\nentries\n1\nmonday\n1\n"); }},
     {"NameWithoutTypes",
      [](Scene& scene) {
          scene.cache.m_Magic.m_Initialized = false;
@@ -236,6 +237,7 @@ protected:
     }
 };
 
+/// Run in a process of its own, it makes the first call.
 TEST(Untraced_Singleton, IsCreatedWithoutARecord) {
     Set_Trace_Level(QELPCTRC_OFF);
     Recorded_Trace::Forget();

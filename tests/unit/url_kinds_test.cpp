@@ -8,7 +8,14 @@ using testing::IsEmpty;
 
 namespace {
 
-class Url_Kinds : public Cache_Fixture {};
+class Url_Kinds : public Cache_Fixture {
+protected:
+    /// Expects everything that Is_Local writes for a URL of a kind: inet, share or path.
+    void Expect_Is_Local(const std::string& kind, const std::string& url) {
+        values["url"] = url;
+        Expect_Records("is_local_" + kind);
+    }
+};
 
 TEST_F(Url_Kinds, HttpAndHttpsInLowerCaseAreInternetUrls) {
     for (const char* const url :
@@ -111,7 +118,7 @@ TEST_F(Url_Kinds, EachTestTracesItsCallAndItsResult) {
 
 TEST_F(Url_Kinds, AnInternetUrlIsNotLocal) {
     EXPECT_FALSE(cache.Is_Local("https://server/file.xml"));
-    EXPECT_EQ(All(), Is_Local_Inet("https://server/file.xml"));
+    Expect_Is_Local("inet", "https://server/file.xml");
     EXPECT_THAT(os->calls, IsEmpty());
 }
 
@@ -126,13 +133,13 @@ TEST_F(Url_Kinds, AFileUrlIsNotLocalAndNoShare) {
 
 TEST_F(Url_Kinds, AShareIsNotLocal) {
     EXPECT_FALSE(cache.Is_Local("\\\\server\\share\\file.xml"));
-    EXPECT_EQ(All(), Is_Local_Share("\\\\server\\share\\file.xml"));
+    Expect_Is_Local("share", "\\\\server\\share\\file.xml");
 }
 
 TEST_F(Url_Kinds, APathOnAMappedDriveIsNotLocal) {
     os->on_get_drive_type = [](const std::string&) { return 4U; };
     EXPECT_FALSE(cache.Is_Local("N:\\file.xml"));
-    EXPECT_EQ(All(), Is_Local_Share("N:\\file.xml"));
+    Expect_Is_Local("share", "N:\\file.xml");
 }
 
 TEST_F(Url_Kinds, EverythingElseIsLocal) {
@@ -140,13 +147,13 @@ TEST_F(Url_Kinds, EverythingElseIsLocal) {
                                   "HTTP://server/file.xml", "FILE:///C:/file.xml", "ftp://server/file.xml", "http"}) {
         Recorded_Trace::Forget();
         EXPECT_TRUE(cache.Is_Local(url)) << url;
-        EXPECT_EQ(All(), Is_Local_Path(url));
+        Expect_Is_Local("path", url);
     }
 }
 
 TEST_F(Url_Kinds, ATextWithPercentSignsIsTracedAsItStands) {
     cache.Is_Local("C:\\100%s%n%d");
-    EXPECT_EQ(All(), Is_Local_Path("C:\\100%s%n%d"));
+    Expect_Is_Local("path", "C:\\100%s%n%d");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "filecache/CFileCache.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Scripted_OS.h"
 #include "tests/unit/support/Scripted_Services.h"
@@ -9,12 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -36,26 +34,17 @@ inline std::string Text_File(const std::vector<std::string>& lines) {
 class Cache_Fixture : public testing::Test {
 protected:
     Cache_Fixture() {
-        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-        std::string name = std::string("qel_unit_") + test->test_suite_name() + "_" + test->name() + "_" +
-                           std::to_string(std::random_device()());
-        std::replace(name.begin(), name.end(), '/', '_'); // in the names of parameterised tests
-        directory = std::filesystem::temp_directory_path() / name;
-        std::filesystem::create_directories(directory);
+        std::filesystem::create_directory(directory);
         cache_directory = directory.string();
         values["metadata"] = Metadata_Path();
         // What a cache with a made-up directory writes lands here and goes with the test.
-        m_Working_Directory = directory.string() + "_work";
-        std::filesystem::create_directories(m_Working_Directory);
-        std::filesystem::current_path(m_Working_Directory);
+        std::filesystem::current_path(m_Scratch.Make_Directory("work"));
         Recorded_Trace::Forget();
     }
 
     ~Cache_Fixture() override {
         std::error_code ignored;
         std::filesystem::current_path(m_Previous_Directory, ignored);
-        std::filesystem::remove_all(m_Working_Directory, ignored);
-        std::filesystem::remove_all(directory, ignored);
     }
 
     /// Sets the cache directory and forgets what that traced and asked.
@@ -78,17 +67,14 @@ protected:
     /// The full path of a file in the cache directory.
     std::string In_Cache(const std::string& name) const { return (directory / name).string(); }
 
-    /// Writes a file, byte for byte, and answers with its path.
+    /// Writes a file, byte for byte, and returns its path.
     std::string Write_File(const std::string& path, const std::string& content) const {
         std::ofstream(path, std::ios::binary) << content;
         return path;
     }
 
     /// The bytes of a file.
-    static std::string Content(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    static std::string Content(const std::string& path) { return QEL::Tests::Content_Of(path); }
 
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 
@@ -124,8 +110,8 @@ private:
 
 protected:
     std::filesystem::path m_Previous_Directory = std::filesystem::current_path();
-    std::filesystem::path m_Working_Directory; ///< apart: a test may remove the cache's directory
-    std::filesystem::path directory;
+    const QEL::Tests::Scratch_Directory m_Scratch;
+    const std::filesystem::path directory = m_Scratch.Path() / "cache";
     std::string cache_directory;
     Recorded_Trace::Values values; ///< what the names in files of expected records stand for
     std::shared_ptr<Scripted_OS> os = std::make_shared<Scripted_OS>();

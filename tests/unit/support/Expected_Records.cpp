@@ -157,6 +157,14 @@ Lines operator+(Lines left, const Records& right) {
     return std::move(left) + Shown(right);
 }
 
+Lines operator+(const Records& left, const Lines& right) {
+    return Shown(left) + right;
+}
+
+void Expect_Lines(const Records& expected, const Records& recorded) {
+    Expect_Lines(Shown(expected), recorded);
+}
+
 void Expect_Lines(const Lines& expected, const Records& recorded) {
     EXPECT_EQ(Joined(expected), Joined(Shown(recorded)));
 }

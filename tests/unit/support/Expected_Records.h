@@ -30,9 +30,11 @@ Lines Before(Lines lines, const std::string& text, int occurrence = 1);
 
 Lines operator+(Lines left, const Lines& right);
 Lines operator+(Lines left, const Records& right);
+Lines operator+(const Records& left, const Lines& right);
 
 /// Compares, and shows the difference line by line.
 void Expect_Lines(const Lines& expected, const Records& recorded);
+void Expect_Lines(const Records& expected, const Records& recorded);
 void Expect_Records(const std::string& name, const Values& values, const Records& recorded);
 
 /// An address as the platform's "%p" shows it.

@@ -194,20 +194,6 @@ Records Kind_Test(const std::string& method, const std::string& url, bool result
     return Call(method, "url='" + url + "'") + Return(method, result ? "true" : "false");
 }
 
-Records Is_Local_Inet(const std::string& url) {
-    return Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, true) + Return("Is_Local", "false");
-}
-
-Records Is_Local_Share(const std::string& url) {
-    return Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, false) +
-           Kind_Test("Is_File_URL", url, false) + Kind_Test("Is_File_Share", url, true) + Return("Is_Local", "false");
-}
-
-Records Is_Local_Path(const std::string& url) {
-    return Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, false) +
-           Kind_Test("Is_File_URL", url, false) + Kind_Test("Is_File_Share", url, false) + Return("Is_Local", "true");
-}
-
 } // namespace Recorded_Trace
 
 // The trace writer of the unit tests: it keeps what it is given.

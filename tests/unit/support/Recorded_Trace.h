@@ -66,9 +66,5 @@ Records Error(const std::string& method, const std::string& text);     ///< leve
 Records Bug();                                                         ///< the marker before an error
 /// Entry and exit of one of the tests of a URL's kind.
 Records Kind_Test(const std::string& method, const std::string& url, bool result);
-/// Everything that Is_Local writes for a URL.
-Records Is_Local_Inet(const std::string& url);  ///< for an Internet URL
-Records Is_Local_Share(const std::string& url); ///< for a share path
-Records Is_Local_Path(const std::string& url);  ///< for a local path
 
 } // namespace Recorded_Trace

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// Operating-system services that answer as a test tells them. Without a script an operation works
+/// Operating-system services that behaves as a test says. Without a script an operation works
 /// on the real disk (files, directories, searches, copies) or answers with the fixed value of its
 /// member. Every call is noted with its arguments, in order.
 class Scripted_OS : public QEL::FrontEnd::OSWRAPI::IOSWrapper {

@@ -269,7 +269,7 @@ void Note_Request(const std::string& call) {
     g_services.request_calls.push_back(call);
 }
 
-/// A request object that answers from its script.
+/// A request object that works from its script.
 class Scripted_Request : public IRequest_Object {
 public:
     explicit Scripted_Request(Scripted_Services::Request_Script script) : m_Script(std::move(script)) {

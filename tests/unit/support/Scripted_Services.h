@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-/// The services behind the product, as the unit tests link them: they answer from this script and
+/// The services behind the product, as the unit tests link them: they work from this script and
 /// note what they were asked. The fixture starts each test with a fresh script.
 struct Scripted_Services {
     using HResult = QEL::FrontEnd::FileCache::HResult;
@@ -36,7 +36,7 @@ struct Scripted_Services {
     bool file_unreadable = false;
     std::vector<std::string> magic_calls;
 
-    // Path tests and last error
+    // Path queries and last error
     std::function<bool(const std::string&)> on_path_exists;                  ///< without: false
     std::function<std::uint32_t(const std::string&)> on_get_file_attributes; ///< without: all bits set
     std::string pipe;                                                        ///< the path that is one

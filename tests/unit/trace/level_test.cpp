@@ -126,14 +126,14 @@ TEST_F(Trace_Level, WritesThoughTheLockIsRefused) {
 }
 
 TEST_F(Trace_Level, WritesWithoutHoldingTheGuard) {
-    bool answered = false;
+    bool returned = false;
     mutex->during_wait = [&] {
         auto tracer = std::async(std::launch::async, [] { return Get_Tracer(); });
-        answered = tracer.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+        returned = tracer.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
     };
     Set_Trace_Level(QELPCTRC_ERROR);
     Get_Tracer()->trace().Log_Error("e\n");
-    EXPECT_TRUE(answered);
+    EXPECT_TRUE(returned);
 }
 
 TEST_F(Trace_Level, IsReadAndSetByManyThreads) {

@@ -17,7 +17,7 @@ protected:
         return CQelPcTrc("writer.trc", level, CQelPcTrc::Option_System_Lock, mutex);
     }
 
-    /// Writes one message; answers with what the standard error stream received.
+    /// Writes one message; returns what the standard error stream received.
     static std::string Complaint_About(CQelPcTrc& writer) {
         Captured_Stderr standard_error;
         writer.Log_Additional_Data("message\n");

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// A system-wide lock that answers as a test tells it.
+/// A system-wide lock that behaves as a test says.
 class Scripted_Mutex : public QEL::FrontEnd::Util::Tracing::System_Mutex {
 public:
     Wait_Result wait_result = Wait_Result::Acquired;
