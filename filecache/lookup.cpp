@@ -2,25 +2,14 @@
 
 #include "filecache/locks.h"
 #include "filecache/trace_messages.h"
+#include "filecache/url/request_kind.h"
 #include "util/Multibyte_Compare.h"
-#include "util/Path_Queries.h"
 
 namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
 constexpr int Ordinary_Request = 213;
-
-/// The request kinds that want a writable file on a share to be opened where it is.
-bool Wants_Writable_Original(int request_kind) {
-    return request_kind == 201 || request_kind == 202;
-}
-
-/// Attributes that cannot be read have every bit set, so the file counts as read-only.
-bool Is_Writable(const std::string& path) {
-    return (Util::FileSystem::Get_File_Attributes(path) & Util::FileSystem::Attribute_Read_Only) == 0;
-}
-
 } // namespace
 
 std::string CFileCache::Get_Cached_File(const std::string& url_or_path) {
@@ -52,8 +41,7 @@ std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_pat
         return url;
     }
 
-    if (Is_File_Share(url) && Wants_Writable_Original(request_kind) && Util::FileSystem::Path_Exists(url) &&
-        Is_Writable(url)) {
+    if (Is_File_Share(url) && Is_Left_In_Place(url, request_kind)) {
         return nothing; // the one exit that leaves no record
     }
 

@@ -1,15 +1,12 @@
 #include "util/Visible_Text.h"
 
+#include "util/Control_Characters.h"
+
 #include <algorithm>
 
 namespace QEL::FrontEnd::Util {
 
 namespace {
-
-bool Is_Control_Character(char character) {
-    const auto code = static_cast<unsigned char>(character);
-    return code < 0x20 || code == 0x7F;
-}
 
 /// True of both bytes of U+0080 to U+009F in UTF-8, by which some terminals are steered, too.
 bool Is_In_Second_Control_Character(const std::string& text, std::size_t place) {
@@ -53,10 +50,6 @@ std::string Printable(const std::string& text) {
         }
     }
     return printable;
-}
-
-bool Holds_Control_Character(const std::string& text) {
-    return std::any_of(text.begin(), text.end(), Is_Control_Character);
 }
 
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural) {

@@ -12,9 +12,6 @@ namespace QEL::FrontEnd::Util {
 /// nor steer the terminal.
 std::string Printable(const std::string& text);
 
-/// True when the text holds a control character.
-bool Holds_Control_Character(const std::string& text);
-
 /// "1 file", "2 files"; a plural that is formed otherwise is given.
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural = {});
 

@@ -125,6 +125,17 @@ public:
     /// last change. Takes as long as a request may take. Of other kinds nothing is asked.
     Remote_Answer Ask_Remote_Side(const Request_Explanation& explained) const;
 
+    // The next two know no cache and write no trace record, so that a host may ask them about a request that failed.
+
+    /// False when the form of a request keeps it from being served: a "file:" URL that is not supported, a URL that the
+    /// system's HTTP client refuses, a path with a line break or NUL. Nothing remote is asked. On Windows the thread
+    /// has initialised COM.
+    static bool Is_Valid(const std::string& url_or_path);
+
+    /// True when a request of this kind is answered with nothing because the file is writable on its share. Asks the
+    /// share.
+    static bool Is_Left_In_Place(const std::string& url_or_path, int request_kind);
+
 private:
     Inspected_Entry Inspect(CFileCache& cache, const std::string& url) const;
     Certificate_Handling Handling_Of(const std::string& url) const;

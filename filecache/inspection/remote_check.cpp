@@ -3,7 +3,9 @@
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
 #include "filecache/locks.h"
+#include "filecache/url/request_kind.h"
 #include "util/Asking_Anyway.h"
+#include "util/Control_Characters.h"
 #include "util/HttpClient.h"
 
 namespace QEL::FrontEnd::FileCache {
@@ -25,7 +27,24 @@ Opened_Request Open_Without_Sending(const std::string& url) {
     return {result, Failed(result) ? request->Error_Description(Request_Interface::XMLHTTPRequest) : std::string()};
 }
 
+std::string Path_Named_By(const std::string& url_or_path) {
+    return Is_Written_As_File_Url(url_or_path) ? Path_Of_File_Url(url_or_path) : url_or_path;
+}
+
 } // namespace
+
+bool Cache_Inspection::Is_Valid(const std::string& url_or_path) {
+    if (Names_Web_File(url_or_path)) {
+        return !Failed(Open_Without_Sending(url_or_path).result);
+    }
+    const std::string path = Path_Named_By(url_or_path);
+    return path.empty() == url_or_path.empty() && !Util::Holds_Line_Break_Or_Nul(path);
+}
+
+bool Cache_Inspection::Is_Left_In_Place(const std::string& url_or_path, int request_kind) {
+    const std::string path = Path_Named_By(url_or_path);
+    return Names_Share_File(path, *OSWRAPI::IOSWrapper::Create()) && FileCache::Is_Left_In_Place(path, request_kind);
+}
 
 Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained) const {
     const std::lock_guard guard(s_api_mutex);
@@ -60,7 +79,7 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     answer.error_text = response.error_text;
     if (response.end == Http_Response::End::Failed || probe.m_Cert_Error_Detected) {
         Ask_Second_Client(probe, url, answer);
-    } else if (response.end == Http_Response::End::Abandoned && response.error == 0) {
+    } else if (response.end == Http_Response::End::Abandoned) { // its status was no error number: nothing was sent
         answer.error_text = "The system provides no object for HTTP requests.";
     }
 }

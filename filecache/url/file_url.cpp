@@ -1,10 +1,38 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/trace_messages.h"
+#include "filecache/url/request_kind.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace QEL::FrontEnd::FileCache {
+
+namespace {
+
+// Three slashes usually carry a drive path and two a server name.
+constexpr std::string_view Drive_Url = "file:///";
+constexpr std::string_view Share_Url = "file://";
+
+/// Empty when the form is not supported. The two slashes of a share become those of the UNC path.
+std::string Path_Within_File_Url(const std::string& url) {
+    if (url.starts_with(Drive_Url)) {
+        return url.substr(Drive_Url.size());
+    }
+    return url.starts_with(Share_Url) ? url.substr(Share_Url.size() - 2) : std::string();
+}
+
+void Write_With_Backslashes(std::string& path) {
+    std::replace(path.begin(), path.end(), '/', '\\');
+}
+
+} // namespace
+
+std::string Path_Of_File_Url(const std::string& url) {
+    std::string path = Path_Within_File_Url(url);
+    Write_With_Backslashes(path);
+    return path;
+}
 
 std::string CFileCache::Normalize_if_File_URL(const std::string& url) {
     std::string path;
@@ -19,15 +47,12 @@ const std::string& CFileCache::Normalize_if_File_URL(const std::string& url, std
         return url;
     }
 
-    // Three slashes usually carry a drive path and two a server name. The two messages have the
-    // kinds the other way round; readers of traces know them so.
-    path.clear();
-    if (url.starts_with("file:///")) {
+    // The two messages have the kinds the other way round; readers of traces know them so.
+    path = Path_Within_File_Url(url);
+    if (url.starts_with(Drive_Url)) {
         TRACE_DATA("File URL with network share detected: '%s'.\n", url.c_str());
-        path = url.substr(8);
-    } else if (url.starts_with("file://")) {
+    } else if (url.starts_with(Share_Url)) {
         TRACE_DATA("File URL with local file detected: '%s'.\n", url.c_str());
-        path = url.substr(5); // the two slashes become those of the UNC path
     } else {
         TRACE_BUG();
         TRACE_ERROR("Unsupported file URL format unexpected at this time: '%s'.\n", url.c_str());
@@ -36,7 +61,7 @@ const std::string& CFileCache::Normalize_if_File_URL(const std::string& url, std
     }
 
     TRACE_DATA("rtn = '%s'.\n", path.c_str());
-    std::replace(path.begin(), path.end(), '/', '\\');
+    Write_With_Backslashes(path);
     TRACE_RETURN("rtn = %s", path.c_str());
     return path;
 }

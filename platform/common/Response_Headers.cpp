@@ -4,7 +4,7 @@
 #include <charconv>
 #include <system_error>
 
-#include "platform/common/Control_Characters.h"
+#include "util/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -18,7 +18,7 @@ char To_Lower(char c) {
 
 std::string Clean_Header_Value(std::string_view raw) {
     std::string value(raw);
-    const auto breaks_a_line = [](char c) { return c != '\t' && Holds_Control_Character({&c, 1}); };
+    const auto breaks_a_line = [](char c) { return c != '\t' && Util::Is_Control_Character(c); };
     std::replace_if(value.begin(), value.end(), breaks_a_line, ' ');
     const auto first = value.find_first_not_of(" \t");
     if (first == std::string::npos) {

@@ -1,8 +1,8 @@
 #include "util/Trace_Directory.h"
 
 #include "platform/common/Configuration.h"
-#include "platform/common/Control_Characters.h"
 #include "util/Configuration_Source.h"
+#include "util/Control_Characters.h"
 #include "util/Process.h"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ int InitTraceDir(Directory_Buffer& buffer) {
             Configuration::System().Read_Text(Configuration_Scope::User_Then_Machine, Options_Key, Value);
         directory = configured.value_or(std::string());
     }
-    if (directory.empty() || directory.size() >= buffer.size() || Holds_Line_Break_Or_Nul(directory)) {
+    if (directory.empty() || directory.size() >= buffer.size() || Util::Holds_Line_Break_Or_Nul(directory)) {
         return 0;
     }
     InitBuffer(buffer);

@@ -194,7 +194,7 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
         {"missing.xml", "there is no such local file"},
         {"HTTP://server/a", "'HTTP' is not a scheme that the cache serves; it took the request for a local path"},
         {"file:/x", "this form of file URL is not supported"},
-        {"http:///x", "the address names no server"},
+        {"http:///x", "the address is not valid"},
         {"http://server/\n", "the request holds a control character that is never served"},
         {"http://server/\t", "the request holds a control character that is never served"},
         {"local\n.xml", "the request holds a control character that is never served"},

@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/Request_Outcome.h"
 
 #include "tools/qelfilecache/host.h"
+#include "util/Control_Characters.h"
 #include "util/Visible_Text.h"
 
 #include <algorithm>
@@ -23,10 +24,6 @@ std::string Advice(const std::string& cause, const std::string& remedy) {
 
 bool Begins_With(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
-}
-
-bool Is_Web_Address(const std::string& request) {
-    return Begins_With(request, "http:") || Begins_With(request, "https:");
 }
 
 bool Has_Drive_Letter(const std::string& request) {
@@ -73,9 +70,6 @@ std::string Explain_Transport_Error(const std::string& description) {
 }
 
 std::string Explain_Web_Failure(const Request_Outcome& outcome) {
-    if (const std::string malformation = Malformation(outcome.request); !malformation.empty()) {
-        return Advice(malformation, "correct it, for example http://server/path/file.xml");
-    }
     if (outcome.http_error == 3) {
         return Advice("the file was downloaded, but the cache found no name for its copy",
                       std::string("check that the cache directory still exists; ") + trace_advice);
@@ -110,35 +104,29 @@ std::string Explain_Share_Failure(int file_share_error) {
     }
 }
 
-/// True for a file on a share that can be recognised here: the cache asks the system about drives.
-bool Names_File_On_Share(const std::string& request) {
-    if (Begins_With(request, "file:///")) {
-        return Names_File_On_Share(request.substr(std::string_view("file:///").size()));
+/// A request whose form keeps it from being served.
+std::string Explain_Refusal(const std::string& request) {
+    if (Util::Holds_Control_Character(request)) {
+        return Advice("the request holds a control character that is never served", "remove it");
     }
-    std::error_code ignored;
-    return Begins_With(request, "\\\\") || Begins_With(request, "file://") ||
-           (Has_Drive_Letter(request) && std::filesystem::exists(Host::To_Path(request), ignored));
+    if (Begins_With(request, "file:")) {
+        return Advice("this form of file URL is not supported",
+                      "write file://server/share/file for a share, file:///C:/folder/file for a drive");
+    }
+    return Advice("the address is not valid",
+                  "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
+                  "port up to 65535, as in http://server:8080/path/file.xml");
 }
 
 /// A request that the cache decided without asking anything remote.
-std::string Explain_Local_Failure(const Request_Outcome& outcome) {
-    const std::string& request = outcome.request;
+std::string Explain_Local_Failure(const std::string& request) {
     if (request.empty()) {
         return Advice("the request is empty", "name a web address, a file on a share, or a local path");
     }
     const bool is_file_url = Begins_With(request, "file:");
-    if (is_file_url && !Begins_With(request, "file://")) {
-        return Advice("this form of file URL is not supported",
-                      "write file://server/share/file for a share, file:///C:/folder/file for a drive");
-    }
     if (const std::string scheme = Scheme(request); !scheme.empty() && !is_file_url) {
         return Advice("'" + scheme + "' is not a scheme that the cache serves; it took the request for a local path",
                       "use http:, https: or file:, in lower case");
-    }
-    const bool leaves_writable_shares = outcome.request_kind == 201 || outcome.request_kind == 202;
-    if (leaves_writable_shares && Names_File_On_Share(request)) {
-        return Advice("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
-                      "open it from the share, or use another --request-kind");
     }
     if (Begins_With(request, "//")) {
         return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
@@ -160,57 +148,21 @@ std::string Explain_Local_Failure(const Request_Outcome& outcome) {
 
 } // namespace
 
-bool Holds_Refused_Character(const std::string& request) {
-    constexpr std::string_view refused_in_paths("\r\n\0", 3);
-    return Is_Web_Address(request) ? Util::Holds_Control_Character(request)
-                                   : request.find_first_of(refused_in_paths) != std::string::npos;
-}
-
-std::string Malformation(const std::string& url) {
-    const std::size_t authority_start = url.find(':') + 1;
-    if (url.compare(authority_start, 2, "//") != 0) {
-        return "the address lacks \"//\" behind its scheme";
-    }
-    if (url.find(' ') != std::string::npos) {
-        return "the address holds a blank; write %20";
-    }
-    std::string authority = url.substr(authority_start + 2);
-    authority.erase(std::min(authority.find_first_of("/?#"), authority.size()));
-    if (const auto user_end = authority.rfind('@'); user_end != std::string::npos) {
-        authority.erase(0, user_end + 1);
-    }
-    std::size_t host_end = 0;
-    if (Begins_With(authority, "[")) {
-        host_end = authority.find(']');
-        if (host_end == std::string::npos) {
-            return "the address lacks \"]\" behind the server's number";
-        }
-    }
-    const auto port_start = authority.find(':', host_end);
-    if (authority.empty() || port_start == 0) {
-        return "the address names no server";
-    }
-    if (port_start != std::string::npos) {
-        const std::string port = authority.substr(port_start + 1);
-        const bool is_number = port.find_first_not_of("0123456789") == std::string::npos;
-        if (!is_number || port.size() > 5 || (!port.empty() && std::stoi(port) > 65535)) {
-            return "the address has an invalid port number, '" + port + "'";
-        }
-    }
-    return {};
-}
-
 std::string Explain_Failure(const Request_Outcome& outcome) {
-    if (Holds_Refused_Character(outcome.request)) {
-        return Advice("the request holds a control character that is never served", "remove it");
+    if (!outcome.is_valid) {
+        return Explain_Refusal(outcome.request);
     }
-    if (Is_Web_Address(outcome.request)) {
+    if (outcome.left_in_place) {
+        return Advice("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
+                      "open it from the share, or use another --request-kind");
+    }
+    if (outcome.http_error) {
         return Explain_Web_Failure(outcome);
     }
     if (outcome.file_share_error) {
         return Explain_Share_Failure(*outcome.file_share_error);
     }
-    return Explain_Local_Failure(outcome);
+    return Explain_Local_Failure(outcome.request);
 }
 
 std::string Explain_Old_Copy(const Request_Outcome& outcome) {

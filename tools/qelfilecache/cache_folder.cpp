@@ -4,7 +4,7 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "trace/Set_Trace_Level.h"
-#include "util/Visible_Text.h"
+#include "util/Control_Characters.h"
 
 #include <fstream>
 

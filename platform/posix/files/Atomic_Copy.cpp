@@ -1,10 +1,10 @@
 #include "platform/common/Atomic_Copy.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
+#include "util/Control_Characters.h"
 #include "util/Path_Queries.h"
 
 #include <cerrno>
@@ -150,7 +150,7 @@ std::uint32_t Fill_From_Share(Partial_File& copy, const std::string& source) {
 }
 
 std::uint32_t Copy_To_Target(const std::string& source, const std::string& target, bool fail_if_exists) {
-    if (Holds_Line_Break_Or_Nul(source) || Holds_Line_Break_Or_Nul(target)) {
+    if (Util::Holds_Line_Break_Or_Nul(source) || Util::Holds_Line_Break_Or_Nul(target)) {
         return Error_Invalid_Name;
     }
     if (Is_Share_Path(target)) {

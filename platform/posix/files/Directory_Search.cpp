@@ -1,9 +1,9 @@
 #include "platform/common/Directory_Search.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Wildcard.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Control_Characters.h"
 
 #include <cerrno>
 #include <functional>
@@ -56,7 +56,7 @@ private:
 } // namespace
 
 std::unique_ptr<Directory_Search> Directory_Search::Begin(const std::string& pattern) {
-    if (Holds_Line_Break_Or_Nul(pattern)) {
+    if (Util::Holds_Line_Break_Or_Nul(pattern)) {
         Util::Set_Last_Error(Error_Invalid_Name);
         return nullptr;
     }

@@ -1,9 +1,9 @@
 #include "util/File_Head.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Control_Characters.h"
 
 #include <stdexcept>
 
@@ -14,7 +14,7 @@ using namespace Platform;
 namespace {
 
 std::uint32_t Read_Head(const std::string& path, std::size_t count, std::string& head) {
-    if (Holds_Line_Break_Or_Nul(path)) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
         return Error_Invalid_Name;
     }
     if (Is_Share_Path(path)) {

@@ -1,10 +1,10 @@
 #include "platform/common/OS_Wrapper.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/posix/files/Path_Info.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Control_Characters.h"
 
 #include <cerrno>
 #include <ctime>
@@ -62,7 +62,7 @@ bool OS_Wrapper::File_Exists(const std::string& path) {
 }
 
 bool OS_Wrapper::Delete_File(const std::string& path) {
-    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
         Util::Set_Last_Error(Platform::Error_Invalid_Name);
         return false;
     }

@@ -1,10 +1,10 @@
 #include "util/Path_Queries.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/posix/files/Path_Info.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Control_Characters.h"
 #include "util/Path_Separator.h"
 
 #include <cerrno>
@@ -47,7 +47,7 @@ std::uint32_t Share_Path_Info(const std::string& path, Path_Info& info) {
 } // namespace
 
 std::uint32_t Get_Path_Info(const std::string& path, Path_Info& info) {
-    if (Holds_Line_Break_Or_Nul(path)) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
         return Note_Error(Error_Invalid_Name);
     }
     return Note_Error(Is_Share_Path(path) ? Share_Path_Info(path, info) : Local_Path_Info(path, info));

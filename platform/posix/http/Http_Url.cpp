@@ -5,7 +5,7 @@
 
 #include <curl/curl.h>
 
-#include "platform/common/Control_Characters.h"
+#include "util/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -35,7 +35,7 @@ bool Read_Part(const Parsed_Url& url, CURLUPart part, unsigned int flags, std::s
 }
 
 std::optional<Http_Url> Parse_Once(std::string_view text) {
-    if (Holds_Control_Character(text)) {
+    if (Util::Holds_Control_Character(text)) {
         return std::nullopt;
     }
     // libcurl would take the first segment of the path for a missing host.

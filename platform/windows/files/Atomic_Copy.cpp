@@ -1,9 +1,9 @@
 #include "platform/common/Atomic_Copy.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
+#include "util/Control_Characters.h"
 
 #include <utility>
 
@@ -74,7 +74,7 @@ private:
 
 /// The error that a copy is bound to end with; found out before anything large is copied in vain.
 DWORD Obstacle(const std::string& source, const std::string& target, bool fail_if_exists) {
-    if (Holds_Line_Break_Or_Nul(source) || Holds_Line_Break_Or_Nul(target)) {
+    if (Util::Holds_Line_Break_Or_Nul(source) || Util::Holds_Line_Break_Or_Nul(target)) {
         return ERROR_INVALID_NAME;
     }
     if (target.empty()) {

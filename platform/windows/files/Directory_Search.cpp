@@ -1,10 +1,10 @@
 #include "platform/common/Directory_Search.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Wildcard.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/system/Wide_Text.h"
+#include "util/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -61,7 +61,7 @@ private:
 } // namespace
 
 std::unique_ptr<Directory_Search> Directory_Search::Begin(const std::string& pattern) {
-    if (Holds_Line_Break_Or_Nul(pattern)) {
+    if (Util::Holds_Line_Break_Or_Nul(pattern)) {
         SetLastError(ERROR_INVALID_NAME);
         return nullptr;
     }

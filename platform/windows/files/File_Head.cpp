@@ -1,10 +1,10 @@
 #include "util/File_Head.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/system/System_Message.h"
+#include "util/Control_Characters.h"
 
 #include <algorithm>
 #include <array>
@@ -29,7 +29,7 @@ using File_Handle = Platform::Unique_Handle<File_Kind>;
 } // namespace
 
 std::string Read_File_Head(const std::string& path, std::size_t count) {
-    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
         Throw_Unreadable(path, ERROR_INVALID_NAME);
     }
     File_Handle file;

@@ -1,9 +1,9 @@
 #include "platform/common/OS_Wrapper.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
+#include "util/Control_Characters.h"
 #include "util/Path_Queries.h"
 
 #include <optional>
@@ -18,7 +18,7 @@ std::uint64_t Hundred_Nanoseconds(const FILETIME& time) {
 
 /// The attributes of what exists at a path; none when nothing does.
 std::optional<DWORD> Attributes(const std::string& path) {
-    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
         SetLastError(ERROR_INVALID_NAME);
         return std::nullopt;
     }
@@ -29,7 +29,7 @@ std::optional<DWORD> Attributes(const std::string& path) {
 } // namespace
 
 int OS_Wrapper::Stat_File(const std::string& path, std::int64_t& modification_time) {
-    if (Platform::Holds_Line_Break_Or_Nul(path)) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
         SetLastError(ERROR_INVALID_NAME);
         return ERROR_INVALID_NAME;
     }

@@ -1,8 +1,8 @@
 #include "util/Path_Queries.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
+#include "util/Control_Characters.h"
 #include "util/Path_Separator.h"
 
 #include <shlwapi.h>
@@ -16,7 +16,7 @@ static_assert(Attribute_Read_Only == FILE_ATTRIBUTE_READONLY);
 static_assert(Invalid_Attributes == INVALID_FILE_ATTRIBUTES);
 
 bool Path_Exists(const std::string& path) {
-    return !Platform::Holds_Line_Break_Or_Nul(path) &&
+    return !Util::Holds_Line_Break_Or_Nul(path) &&
            Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
                return {PathFileExistsA(path.c_str()) != 0 ? ERROR_SUCCESS : GetLastError()};
            }) == ERROR_SUCCESS;
@@ -24,7 +24,7 @@ bool Path_Exists(const std::string& path) {
 
 std::uint32_t Get_File_Attributes(const std::string& path) {
     std::uint32_t attributes = Invalid_Attributes;
-    if (!Platform::Holds_Line_Break_Or_Nul(path)) {
+    if (!Util::Holds_Line_Break_Or_Nul(path)) {
         Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
             attributes = GetFileAttributesA(path.c_str());
             return {attributes == Invalid_Attributes ? GetLastError() : ERROR_SUCCESS};

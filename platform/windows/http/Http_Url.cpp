@@ -1,14 +1,14 @@
 #include "platform/common/Http_Url.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/windows/Windows_Headers.h"
+#include "util/Control_Characters.h"
 
 #include <wininet.h>
 
 namespace QEL::FrontEnd::Platform {
 
 std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
-    if (Holds_Control_Character(text) || text.find("://") == std::string_view::npos) {
+    if (Util::Holds_Control_Character(text) || text.find("://") == std::string_view::npos) {
         return std::nullopt;
     }
 

@@ -1,6 +1,5 @@
 #include "util/IRequest_Object.h"
 
-#include "platform/common/Control_Characters.h"
 #include "platform/common/Http_Transfer.h"
 #include "platform/windows/handles/Bstr.h"
 #include "platform/windows/handles/Com_Pointer.h"
@@ -9,6 +8,7 @@
 #include "platform/windows/http/Proxy.h"
 #include "platform/windows/http/Xml_Http_Interfaces.h"
 #include "platform/windows/system/Wide_Text.h"
+#include "util/Control_Characters.h"
 
 #include <wininet.h>
 
@@ -59,7 +59,7 @@ public:
     }
 
     HResult Open(const char* method, const std::string& url) override {
-        if (Platform::Holds_Control_Character(url)) {
+        if (Util::Holds_Control_Character(url)) {
             return HRESULT_FROM_WIN32(ERROR_INTERNET_INVALID_URL);
         }
         m_Order.method = std::string_view(method) == "HEAD" ? Platform::Http_Method::Head : Platform::Http_Method::Get;

@@ -15,6 +15,7 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using Trace_Reading::Outcome;
 using Kind = Request_Explanation::Kind;
 using Second_Attempt = Remote_Answer::Second_Attempt;
 
@@ -141,7 +142,7 @@ TEST(Explanation, HasAPhraseForEachKindOfError) {
 TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
     for (const long status : {405, 501}) {
         const Explanation explanation = Explain(A_Request({}, An_Answer(status, "")));
-        EXPECT_TRUE(explanation.served);
+        EXPECT_EQ(explanation.expected, Expected_Outcome());
         EXPECT_EQ(explanation.verdict,
                   "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
                   "the server responds with status " +
@@ -172,11 +173,12 @@ TEST(Explanation, SaysThatNoNewCopyCanBeWritten) {
     };
     const auto missing = without_room(A_Request({}, An_Answer(200, "stamp")));
     EXPECT_EQ(Explain(missing).verdict, "would not be served: the cache directory '/c' is not writable for this user.");
-    EXPECT_FALSE(Explain(missing).served);
+    EXPECT_EQ(Explain(missing).expected, Outcome::Failed);
     EXPECT_THAT(Steps(missing), HasSubstr("But the cache directory '/c' is not writable for this user: no new copy can "
                                           "be written, and 'qelfilecache get' refuses to work. Next: change the "));
     const Explanation stale = Explain(without_room(A_Request(An_Entry(false), An_Answer(200, "other"))));
-    EXPECT_TRUE(stale.served);
+    EXPECT_EQ(stale.expected, Outcome::Old_Copy);
+    EXPECT_EQ(Explain(without_room(A_Request(An_Entry(false)))).expected, Expected_Outcome());
     EXPECT_EQ(stale.verdict, "would be served from the copy that was last known to be current at " +
                                  Local_Time_Text(present - 3 * minute) +
                                  ", because the cache directory '/c' is not writable for this user.");
@@ -210,7 +212,7 @@ TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
     for (const auto& remote : {An_Answer(200, ""), An_Answer(500, ""), A_Failure(12029, Second_Attempt::Failed)}) {
         for (const auto& entry : {std::optional<Inspected_Entry>(), std::optional(An_Entry(false))}) {
             const Explanation explanation = Explain(A_Request(entry, remote));
-            EXPECT_EQ(explanation.served, entry || remote.answered);
+            EXPECT_EQ(explanation.expected != Outcome::Failed, entry || remote.answered);
             EXPECT_THAT(explanation.verdict, AllOf(EndsWith("."), Not(HasSubstr("\n"))));
         }
     }

@@ -37,6 +37,7 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
                             const Inspected_Settings& settings, bool check) {
     Explained_Request explained;
     explained.request = cache.Explain(request);
+    explained.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
     if (check) {
         explained.remote = cache.Ask_Remote_Side(explained.request);
     }
@@ -86,6 +87,11 @@ void Write_Explanation(const std::string& request, const Explanation& explanatio
     Write_Result(emphasised(Wrapped("  => ", "The request " + explanation.verdict)));
 }
 
+/// False: nothing would be served, for certain.
+bool Is_Served(const Explanation& explanation) {
+    return explanation.expected != Trace_Reading::Outcome::Failed;
+}
+
 nlohmann::ordered_json Report_On(const Explained_Request& explained, const Explanation& explanation,
                                  const Inspected_Settings& settings) {
     nlohmann::ordered_json json = To_Json(explained.request);
@@ -99,7 +105,8 @@ nlohmann::ordered_json Report_On(const Explained_Request& explained, const Expla
         json["steps"].push_back(Host::To_Utf8(step));
     }
     json["verdict"] = Host::To_Utf8(explanation.verdict);
-    json["served"] = explanation.served;
+    json["expected"] = explanation.expected ? Trace_Reading::Identifier_Of(*explanation.expected) : "depends";
+    json["served"] = Is_Served(explanation);
     return json;
 }
 
@@ -119,7 +126,7 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
         } else {
             Write_Explanation(request, explanation);
         }
-        if (!explanation.served) {
+        if (!Is_Served(explanation)) {
             status = Exit_Not_Served;
         }
     }

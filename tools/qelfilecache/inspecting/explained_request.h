@@ -12,6 +12,7 @@ namespace QEL::FrontEnd::Tool {
 /// All that is known of how one request would be served.
 struct Explained_Request {
     FileCache::Request_Explanation request;
+    bool is_valid = true;                           ///< see Cache_Inspection::Is_Valid
     std::optional<FileCache::Remote_Answer> remote; ///< none: the remote side was not asked
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting certificate_mode;

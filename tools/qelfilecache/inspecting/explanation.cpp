@@ -2,7 +2,6 @@
 
 #include "tools/qelfilecache/Request_Outcome.h"
 #include "tools/qelfilecache/inspecting/explanation_steps.h"
-#include "tools/qelfilecache/inspecting/verdict.h"
 
 #include <utility>
 
@@ -12,23 +11,23 @@ namespace {
 
 using Kind = FileCache::Request_Explanation::Kind;
 
-/// True for a request that is not even looked up.
-bool Is_Hopeless(const FileCache::Request_Explanation& request) {
-    return request.kind == Kind::Unusable || Holds_Refused_Character(request.request) ||
-           (request.kind == Kind::Web && !Malformation(request.normalised).empty()) ||
+/// True for a request that fails whatever the remote side says.
+bool Is_Hopeless(const Explained_Request& explained) {
+    const auto& request = explained.request;
+    return request.kind == Kind::Unusable || (!explained.is_valid && !explained.Has_Copy()) ||
            (request.kind == Kind::Local && !request.local_file_exists);
 }
 
-/// Of a request that fails whatever the remote side says: cause and remedy as 'get' words them.
-Explanation Hopeless(Explanation explanation, const std::string& request) {
+/// Cause and remedy as 'get' words them.
+Explanation Hopeless(Explanation explanation, const Explained_Request& explained) {
     Request_Outcome outcome;
-    outcome.request = request;
+    outcome.request = explained.request.request;
+    outcome.is_valid = explained.is_valid;
     const std::string advice = Explain_Failure(outcome);
     const auto cause_end = advice.find("\n  Next: ");
     explanation.steps.push_back("But " + advice.substr(0, cause_end) +
                                 ". Next: " + advice.substr(cause_end + std::string("\n  Next: ").size()));
     explanation.verdict = "would not be served: " + advice.substr(0, cause_end) + ".";
-    explanation.served = false;
     return explanation;
 }
 
@@ -37,9 +36,10 @@ Explanation Hopeless(Explanation explanation, const std::string& request) {
 Explanation Explain(const Explained_Request& explained) {
     const auto& request = explained.request;
     Explanation explanation;
+    explanation.expected = Outcome_Expected_Of(explained);
     explanation.steps.push_back(Kind_Step(explained));
-    if (Is_Hopeless(request)) {
-        return Hopeless(std::move(explanation), request.request);
+    if (Is_Hopeless(explained)) {
+        return Hopeless(std::move(explanation), explained);
     }
     if (request.kind == Kind::Local) {
         explanation.steps.push_back("The file exists. Whether it is current is not the cache's business.");
@@ -63,9 +63,7 @@ Explanation Explain(const Explained_Request& explained) {
                                     ": no new copy can be written, and 'qelfilecache get' refuses to work. Next: "
                                     "change the permissions, or name another directory with --cache-dir.");
     }
-    auto [verdict, served] = Verdict_On(explained);
-    explanation.verdict = std::move(verdict);
-    explanation.served = served;
+    explanation.verdict = Verdict_On(explained);
     return explanation;
 }
 

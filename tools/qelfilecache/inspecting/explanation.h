@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/qelfilecache/inspecting/explained_request.h"
+#include "tools/qelfilecache/inspecting/verdict.h"
 
 #include <string>
 #include <vector>
@@ -11,7 +11,7 @@ namespace QEL::FrontEnd::Tool {
 struct Explanation {
     std::vector<std::string> steps; ///< a sentence or a few each, in the order in which the cache decides
     std::string verdict;            ///< one line; the sentence goes on from "The request"
-    bool served = true;             ///< false: nothing would be served, for certain
+    Expected_Outcome expected;
 };
 
 Explanation Explain(const Explained_Request& explained);

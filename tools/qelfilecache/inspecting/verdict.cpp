@@ -9,6 +9,7 @@ namespace {
 
 using FileCache::Inspected_Entry;
 using FileCache::Remote_Answer;
+using Kind = FileCache::Request_Explanation::Kind;
 
 /// What follows a check that does not find the copy current.
 std::string A_Download(const Explained_Request& explained) {
@@ -100,19 +101,50 @@ bool Is_Served_As_It_Is(const Explained_Request& explained) {
 
 } // namespace
 
-Verdict Verdict_On(const Explained_Request& explained) {
+Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {
+    using Trace_Reading::Outcome;
+    const auto& request = explained.request;
+    if (request.kind == Kind::Local) {
+        return request.local_file_exists ? Outcome::Local : Outcome::Failed;
+    }
+    const bool has_copy = explained.Has_Copy();
+    if (has_copy && request.entry->fresh) {
+        return Outcome::Fresh;
+    }
+    const Outcome without_download = has_copy ? Outcome::Old_Copy : Outcome::Failed;
+    if (!explained.is_valid) {
+        return without_download;
+    }
+    const auto& remote = explained.remote;
+    if (has_copy && remote && remote->unchanged) {
+        return Outcome::Unchanged;
+    }
+    if (!explained.directory_problem.empty() && (remote || !has_copy)) {
+        return without_download;
+    }
+    if (!remote || Could_Not_Ask(*remote)) {
+        return {};
+    }
+    if (!remote->answered) {
+        return without_download;
+    }
+    if (has_copy) {
+        return Outcome::Replaced;
+    }
+    return explained.Is_Share() ? Outcome::Copied : Outcome::Downloaded;
+}
+
+std::string Verdict_On(const Explained_Request& explained) {
     const bool has_copy = explained.Has_Copy();
     if (!explained.directory_problem.empty() && !Is_Served_As_It_Is(explained)) {
-        return has_copy ? Verdict{"would be served from " + The_Copy(*explained.request.entry) + ", because " +
-                                      explained.directory_problem + ".",
-                                  true}
-                        : Verdict{"would not be served: " + explained.directory_problem + ".", false};
+        return has_copy ? "would be served from " + The_Copy(*explained.request.entry) + ", because " +
+                              explained.directory_problem + "."
+                        : "would not be served: " + explained.directory_problem + ".";
     }
     if (!has_copy) {
-        return {Verdict_Without_Copy(explained),
-                !explained.remote || explained.remote->answered || Could_Not_Ask(*explained.remote)};
+        return Verdict_Without_Copy(explained);
     }
-    return {explained.request.entry->fresh ? Fresh_Verdict(explained) : Stale_Verdict(explained), true};
+    return explained.request.entry->fresh ? Fresh_Verdict(explained) : Stale_Verdict(explained);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/requests/serve.h"
 
 #include "filecache/IFileCache.h"
+#include "filecache/inspection/Cache_Inspection.h"
 #include "tools/qelfilecache/damaged_metadata.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
@@ -44,7 +45,6 @@ Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, 
 
     Request_Outcome outcome;
     outcome.request = request;
-    outcome.request_kind = request_kind;
     outcome.path =
         cache.Get_Cached_File_and_Status(request, request_kind, outcome.download_error, &http_error, &file_share_error);
     if (http_error != unwritten) {
@@ -54,6 +54,12 @@ Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, 
         outcome.file_share_error = file_share_error;
     }
     outcome.additional_error_info = cache.Get_Additional_Error_Info();
+    if (outcome.path.empty() || outcome.download_error) {
+        outcome.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
+    }
+    const bool was_tried = outcome.http_error || outcome.file_share_error;
+    outcome.left_in_place = outcome.path.empty() && !was_tried && outcome.is_valid &&
+                            FileCache::Cache_Inspection::Is_Left_In_Place(request, request_kind);
     return outcome;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 
-namespace QEL::FrontEnd::Platform {
+namespace QEL::FrontEnd::Util {
 
 /// True when the text holds CR, LF or NUL. Such a path or URL is refused: it would forge lines of
 /// the metadata file, and a NUL would make the system see another path than the cache does.
@@ -10,15 +11,14 @@ inline bool Holds_Line_Break_Or_Nul(std::string_view text) {
     return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
 }
 
-/// True when the text holds any ASCII control character.
-inline bool Holds_Control_Character(std::string_view text) {
-    for (const char character : text) {
-        const auto code = static_cast<unsigned char>(character);
-        if (code < 0x20 || code == 0x7F) {
-            return true;
-        }
-    }
-    return false;
+/// True of an ASCII control character.
+inline bool Is_Control_Character(char character) {
+    const auto code = static_cast<unsigned char>(character);
+    return code < 0x20 || code == 0x7F;
 }
 
-} // namespace QEL::FrontEnd::Platform
+inline bool Holds_Control_Character(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), Is_Control_Character);
+}
+
+} // namespace QEL::FrontEnd::Util
