@@ -6,6 +6,7 @@
 #include "filecache/texts.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
+#include "util/Dead_Servers.h"
 #include "util/Trace_Directory.h"
 
 #include <algorithm>
@@ -118,6 +119,7 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
     return {
         Setting(Expiry_Period_Value, std::to_string(reader.Get_LandscapeCacheExpiryPeriod() / Intervals_Per_Minute)),
         Setting(Connect_Timeout_Value, std::to_string(reader.m_Connect_Timeout / Milliseconds_Per_Second)),
+        Setting(Util::Server_Retry_Value, std::to_string(Util::Server_Retry_Period(Options_Key).count())),
         Setting("CertErrorHandlingMode", std::to_string(static_cast<int>(mode))),
         Setting("CertErrorWhiteList", One_A_Line(white_list)),
         Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way

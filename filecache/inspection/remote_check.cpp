@@ -4,8 +4,8 @@
 #include "filecache/inspection/Inspection_State.h"
 #include "filecache/locks.h"
 #include "filecache/url/request_kind.h"
-#include "util/Asking_Anyway.h"
 #include "util/Control_Characters.h"
+#include "util/Dead_Servers.h"
 #include "util/HttpClient.h"
 
 namespace QEL::FrontEnd::FileCache {

@@ -1,10 +1,10 @@
 #include "platform/common/Dead_Servers.h"
 
+#include "platform/common/Configuration.h"
 #include "platform/common/Network_State.h"
-#include "util/Asking_Anyway.h"
 #include "util/Configuration_Source.h"
+#include "util/Dead_Servers.h"
 #include "util/Process.h"
-#include "util/Registry.h"
 
 #include <algorithm>
 #include <array>
@@ -22,11 +22,6 @@ constexpr std::size_t Most_Servers = 64;
 constexpr seconds Quick_Enough{1};
 constexpr int Longest_Memory = 10; ///< times what the attempt took
 
-constexpr const char* Options = "Software\\QEL\\QELLogon\\Options";
-constexpr const char* Retry_After = "LandscapeServerRetryAfter";
-constexpr seconds Default_Period{120};
-constexpr seconds Longest_Period{3600};
-
 const std::string Any_Method;
 
 /// The same client's requests through the same proxy, whichever server they are for.
@@ -36,12 +31,6 @@ std::string Proxy_Key(const Server& server) {
 
 std::string Server_Key(const Server& server) {
     return server.name + " " + server.proxy;
-}
-
-seconds Configured_Period() {
-    std::int32_t period = -1;
-    Util::GetRegValInt(period, Options, Retry_After, 1);
-    return period < 0 ? Default_Period : std::min(seconds(period), Longest_Period);
 }
 
 /// The local time so many seconds from now.
@@ -54,9 +43,10 @@ std::string Local_Time(seconds from_now = {}) {
 }
 
 std::string Where_Configured(seconds period) {
-    const auto configured = Util::Find_Configured_Value(Options, Retry_After);
-    return std::string(Retry_After) + (configured ? " in " + configured->place
-                                                  : ", not configured: " + std::to_string(period.count()) + " seconds");
+    const auto configured = Util::Find_Configured_Value(Options_Key, Util::Server_Retry_Value);
+    return std::string(Util::Server_Retry_Value) +
+           (configured ? " in " + configured->place
+                       : ", not configured: " + std::to_string(period.count()) + " seconds");
 }
 
 } // namespace
@@ -79,7 +69,7 @@ std::optional<Dead_Servers::Failure> Dead_Servers::Recall(const Server& server, 
     if (m_Servers.empty() || Util::Asking_Anyway::Is_On()) {
         return std::nullopt;
     }
-    const auto period = Configured_Period();
+    const auto period = Util::Server_Retry_Period(Options_Key);
     const auto* const memory = Find(server, method, period);
     if (memory == nullptr || Has_Network_Changed()) {
         return std::nullopt;

@@ -141,15 +141,18 @@ TEST_F(Inspection, KnowsWhoseCertificateErrorsAreIgnored) {
 TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     os->expiry_minutes = 60;
     g_services.connect_timeout_seconds = 5;
+    g_services.server_retry_seconds = 20;
     g_services.cert_mode = 1;
     g_services.white_list = {"https://a", "https://b"};
     g_services.trace_directory = "/traces";
-    g_services.configured = {{"LandscapeCacheExpiryPeriod", "0x3C"}, {"CertErrorHandlingMode", "1"}};
+    g_services.configured = {
+        {"LandscapeCacheExpiryPeriod", "0x3C"}, {"LandscapeServerRetryAfter", "20"}, {"CertErrorHandlingMode", "1"}};
     g_services.configuration_problem = "a file: no access";
     const auto settings = Open().Settings();
     const std::tuple<const char*, const char*, const char*, const char*> expected[] = {
         {"LandscapeCacheExpiryPeriod", "60", "the place", "0x3C"},
         {"LandscapeServerFileConnectTimeout", "5", "", ""},
+        {"LandscapeServerRetryAfter", "20", "the place", "20"},
         {"CertErrorHandlingMode", "1", "the place", "1"},
         {"CertErrorWhiteList", "https://a\nhttps://b", "", ""},
         {"TraceDirectory", "/traces", "the place", "/traces"}};

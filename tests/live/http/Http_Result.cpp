@@ -1,6 +1,6 @@
 #include "tests/live/http/Http_Result.h"
 
-#include "util/Asking_Anyway.h"
+#include "util/Dead_Servers.h"
 
 namespace QEL::Tests {
 

@@ -7,7 +7,7 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/File_Descriptor.h"
-#include "util/Asking_Anyway.h"
+#include "util/Dead_Servers.h"
 #include "util/Last_Error.h"
 
 #include <chrono>

@@ -3,7 +3,7 @@
 #include "platform/common/Dead_Servers.h"
 
 #include "tests/support/User_Configuration.h"
-#include "util/Asking_Anyway.h"
+#include "util/Dead_Servers.h"
 
 #include <gmock/gmock.h>
 

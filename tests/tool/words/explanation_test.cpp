@@ -58,6 +58,7 @@ Explained_Request A_Request(std::optional<Inspected_Entry> entry, std::optional<
     explained.request.now = present;
     explained.remote = std::move(remote);
     explained.expiry_period = {"LandscapeCacheExpiryPeriod", "60", "the file", "60"};
+    explained.server_retry = {"LandscapeServerRetryAfter", "120", "", ""};
     explained.certificate_mode = {"CertErrorHandlingMode", "0", "", ""};
     return explained;
 }
@@ -148,6 +149,20 @@ TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
                   "the server responds with status " +
                       std::to_string(status) + " to the question alone.");
     }
+}
+
+TEST(Explanation, SaysForHowLongADeadServerIsNotAsked) {
+    auto explained = A_Request({});
+    EXPECT_THAT(Steps(explained),
+                HasSubstr("is not asked again by the same program for 120 seconds (LandscapeServerRetryAfter is not "
+                          "configured), nor for longer than ten times what it cost"));
+    explained.server_retry = {"LandscapeServerRetryAfter", "1", "the file", "1"};
+    EXPECT_THAT(Steps(explained), HasSubstr("for 1 second (LandscapeServerRetryAfter in the file), nor"));
+    explained.server_retry = {"LandscapeServerRetryAfter", "0", "the file", "0"};
+    EXPECT_THAT(Steps(explained), HasSubstr("asked again with every request, and may cost a time-out each time "
+                                            "(LandscapeServerRetryAfter in the file)."));
+    explained.request.kind = Kind::Share;
+    EXPECT_THAT(Steps(explained), HasSubstr("LandscapeServerRetryAfter"));
 }
 
 TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {

@@ -4,6 +4,7 @@
 #include "mime/Magic.h"
 #include "tests/unit/support/Scripted_OS.h"
 #include "util/Configuration_Source.h"
+#include "util/Dead_Servers.h"
 #include "util/File_Extension.h"
 #include "util/Generate_Uuid.h"
 #include "util/HttpClient.h"
@@ -81,9 +82,9 @@ int Compare_Ignoring_Case(const std::string& left, const std::string& right) {
 
 void GetRegValInt(std::int32_t& target, const char* key, const char* value, int also_machine) {
     g_services.registry_calls.push_back(std::string(key) + ", " + value + ", " + std::to_string(also_machine));
-    if (g_services.connect_timeout_seconds) {
-        target = *g_services.connect_timeout_seconds;
-    }
+    const auto& seconds =
+        value == std::string(Server_Retry_Value) ? g_services.server_retry_seconds : g_services.connect_timeout_seconds;
+    target = seconds.value_or(target);
 }
 
 std::optional<Configured_Value> Find_Configured_Value(const char*, const char* value) {

@@ -49,6 +49,7 @@ struct Scripted_Services {
 
     // Configuration
     std::optional<std::int32_t> connect_timeout_seconds;
+    std::optional<std::int32_t> server_retry_seconds;
     std::vector<std::string> registry_calls;
     int cert_mode = 0;
     std::vector<std::string> white_list;

@@ -42,6 +42,7 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
         explained.remote = cache.Ask_Remote_Side(explained.request);
     }
     explained.expiry_period = Setting(settings, "LandscapeCacheExpiryPeriod");
+    explained.server_retry = Setting(settings, "LandscapeServerRetryAfter");
     explained.certificate_mode = Setting(settings, "CertErrorHandlingMode");
     if (explained.request.entry) {
         explained.copy_size = Size_Of_Copy(explained.request.entry->copy);

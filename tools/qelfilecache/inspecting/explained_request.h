@@ -15,6 +15,7 @@ struct Explained_Request {
     bool is_valid = true;                           ///< see Cache_Inspection::Is_Valid
     std::optional<FileCache::Remote_Answer> remote; ///< none: the remote side was not asked
     FileCache::Inspected_Setting expiry_period;
+    FileCache::Inspected_Setting server_retry;
     FileCache::Inspected_Setting certificate_mode;
     std::optional<std::uintmax_t> copy_size;
     std::string directory_problem; ///< why no copy can be written to the cache directory; empty: it can

@@ -52,6 +52,7 @@ Explanation Explain(const Explained_Request& explained) {
         explanation.steps.push_back(Freshness_Step(explained));
     }
     explanation.steps.push_back(Question_Step(explained));
+    explanation.steps.push_back(Retry_Step(explained));
     if (explained.Is_Https()) {
         explanation.steps.push_back(Certificate_Step(explained));
     }

@@ -194,6 +194,18 @@ std::string Question_Step(const Explained_Request& explained) {
            fetched + " again; when that fails, the last good copy is served, however old it is.";
 }
 
+std::string Retry_Step(const Explained_Request& explained) {
+    const std::string& seconds = explained.server_retry.value;
+    const std::string origin = " (" + Origin_Of(explained.server_retry) + ")";
+    if (seconds == "0") {
+        return "A server that does not respond is asked again with every request, and may cost a time-out each time" +
+               origin + ".";
+    }
+    return "A server that cost a time-out is not asked again by the same program for " + seconds +
+           (seconds == "1" ? " second" : " seconds") + origin +
+           ", nor for longer than ten times what it cost: the program's requests to it fail at once meanwhile.";
+}
+
 std::string Certificate_Step(const Explained_Request& explained) {
     const Certificate_Handling& handling = explained.request.certificate;
     const std::string origin = " (" + Origin_Of(explained.certificate_mode) + ").";

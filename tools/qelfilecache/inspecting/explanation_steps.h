@@ -19,6 +19,9 @@ std::string Freshness_Step(const Explained_Request& explained);
 /// What follows when the remote side is asked.
 std::string Question_Step(const Explained_Request& explained);
 
+/// For how long a server is not asked again that cost time in vain.
+std::string Retry_Step(const Explained_Request& explained);
+
 /// What is done when the server's certificate is not valid.
 std::string Certificate_Step(const Explained_Request& explained);
 

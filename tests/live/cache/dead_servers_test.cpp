@@ -1,0 +1,116 @@
+// What a dead server costs the whole cache: look-ups of its name are counted, of which every attempt makes one.
+
+#include "platform/common/Dead_Servers.h"
+#include "tests/live/cache/Web_Cache_Fixture.h"
+#include "tests/support/Full_Port.h"
+#include "tests/support/Local_Names.h"
+#include "tests/support/Normalised_Trace.h"
+
+#include <regex>
+#include <thread>
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Platform::Dead_Servers;
+using testing::HasSubstr;
+
+class Dead_Server_Of_The_Cache : public Web_Cache_Fixture {
+protected:
+    static constexpr int Files = 5;
+
+    Dead_Server_Of_The_Cache() {
+        Dead_Servers::Instance().m_Servers.clear();
+        Configure("LandscapeServerFileConnectTimeout = 1\n");
+        std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n" + std::to_string(Files) + "\n";
+        for (int number = 0; number < Files; ++number) {
+            std::ofstream(Copy(number)) << "<a/>";
+            list += "stamp\n131900000000000000\n" + Copy(number) + "\n" + Url_Of(number) + "\n";
+        }
+        std::ofstream(Cache_Directory() + "/qelfilecache_Metadata.txt") << list;
+        Restart_Host();
+    }
+
+    void Configure(const std::string& lines) const {
+        std::ofstream(Home() / "qel" / "qel.ini") << "[Software\\QEL\\QELLogon\\Options]\n" << lines;
+    }
+
+    std::string Url_Of(int number) const { return m_Port.Url("http") + std::to_string(number) + ".xml"; }
+    std::string Copy(int number) const {
+        return Cache_Directory() + "/12345678-1234-1234-1234-12345678901" + std::to_string(number) + ".xml";
+    }
+
+    void Expect_Copy(int number) {
+        const auto served = Get(Url_Of(number));
+        EXPECT_EQ(served.path, Copy(number));
+        EXPECT_TRUE(served.download_error);
+        EXPECT_EQ(served.http_error, 2);
+    }
+
+    /// The records of a request, without descriptions and what differs from run to run.
+    std::string Records_Of(const std::string& url) {
+        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+        Get(url);
+        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+        for (const auto& entry : std::filesystem::directory_iterator(Home())) {
+            if (entry.path().extension() == ".trc") {
+                return std::regex_replace(Normalised_Trace().Read(entry.path()), std::regex("Description: [^\n]*"),
+                                          "Description");
+            }
+        }
+        return {};
+    }
+
+    const Full_Port m_Port;
+};
+
+TEST_F(Dead_Server_Of_The_Cache, CostsOneTimeOutForFiveFilesWithCopies) {
+    const int before = Local_Names::look_ups;
+    for (int number = 0; number < Files; ++number) {
+        Expect_Copy(number);
+    }
+    EXPECT_EQ(Local_Names::look_ups, before + 1);
+    EXPECT_THAT(cache->Get_Additional_Error_Info(),
+                testing::AllOf(HasSubstr("did not accept a connection in time"),
+                               HasSubstr("The server was last tried at "), HasSubstr("LandscapeServerRetryAfter")));
+}
+
+TEST_F(Dead_Server_Of_The_Cache, CostsFourForOneFileWithoutItsMemory) {
+    Configure("LandscapeServerFileConnectTimeout = 1\nLandscapeServerRetryAfter = 0\n");
+    const int before = Local_Names::look_ups;
+    Expect_Copy(0);
+    EXPECT_EQ(Local_Names::look_ups, before + 4) << "of one file, check and download by both clients";
+}
+
+TEST_F(Dead_Server_Of_The_Cache, CostsThreadsThatWaitNothing) {
+    const int before = Local_Names::look_ups;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < Files; ++number) {
+        threads.emplace_back([this, number] { Expect_Copy(number); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(Local_Names::look_ups, before + 1);
+}
+
+TEST_F(Dead_Server_Of_The_Cache, LeavesTheSameRecordsWhetherItIsAskedOrRemembered) {
+    Configure("LandscapeServerFileConnectTimeout = 1\nLandscapeServerRetryAfter = 0\n");
+    const int before = Local_Names::look_ups;
+    for (const auto& url : {Url_Of(0), m_Port.Url("http") + "no-copy.xml"}) {
+        Get("a local path"); // makes the first request's sweep
+        const std::string asked = Records_Of(url);
+        EXPECT_THAT(asked, HasSubstr("Win32 error code: 12002"));
+        Configure("LandscapeServerFileConnectTimeout = 1\n");
+        const int look_ups = Local_Names::look_ups;
+        EXPECT_EQ(Records_Of(url), asked);
+        EXPECT_EQ(Local_Names::look_ups, look_ups) << "remembered";
+        Configure("LandscapeServerFileConnectTimeout = 1\nLandscapeServerRetryAfter = 0\n");
+    }
+    EXPECT_GT(Local_Names::look_ups, before);
+}
+
+} // namespace
+
+} // namespace QEL::Tests
