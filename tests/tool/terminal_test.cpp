@@ -1,6 +1,5 @@
-#include "tools/qelfilecache/terminal.h"
-
 #include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/output.h"
 #include "util/Visible_Text.h"
 
 #include <gtest/gtest.h>

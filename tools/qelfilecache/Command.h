@@ -40,7 +40,7 @@ struct Command {
     std::function<Exit_Status(const Settings& settings)> run;
 };
 
-/// One file of commands/ each. A new command is one more of these and its place in All_Commands.
+/// Each in its file of commands/. A new command is one more of these and its place in the command line's list.
 Command Get_Command();
 Command List_Command();
 Command Explain_Command();
@@ -48,8 +48,5 @@ Command Prefetch_Command();
 Command Clear_Command();
 Command Purge_Command();
 Command Trace_Command();
-
-/// All commands, in the order of the help text.
-std::vector<Command> All_Commands();
 
 } // namespace QEL::FrontEnd::Tool

@@ -1,7 +1,6 @@
-#include "tools/qelfilecache/Command_Line.h"
-
 #include "tools/qelfilecache/Command.h"
 #include "tools/qelfilecache/Command_Options.h"
+#include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "util/Visible_Text.h"
 
@@ -33,6 +32,12 @@ constexpr const char* footer =
     "  qelfilecache --cache-dir /var/cache/landscape get '\\\\server\\share\\landscape.xml'\n"
     "  qelfilecache explain --check https://server.example/landscape.xml\n"
     "  qelfilecache get --help";
+
+/// In the order of the help text.
+std::vector<Command> All_Commands() {
+    return {Get_Command(),   List_Command(),  Explain_Command(), Prefetch_Command(),
+            Trace_Command(), Clear_Command(), Purge_Command()};
+}
 
 void Declare_Options(CLI::App& tool, Settings& settings) {
     Command_Options options(tool);
@@ -196,8 +201,7 @@ const Command* Parse(CLI::App& tool, const std::vector<Command>& commands, int a
                           [&tool](const Command& command) { return tool.got_subcommand(command.name); });
 }
 
-} // namespace
-
+/// Reads the command line, carries out its command, and returns the exit status of the process.
 int Run_Command_Line(int argument_count, const char* const* arguments) {
     try {
         Settings settings;
@@ -227,4 +231,11 @@ int Run_Command_Line(int argument_count, const char* const* arguments) {
     }
 }
 
+} // namespace
+
 } // namespace QEL::FrontEnd::Tool
+
+int main(int argument_count, char** arguments) {
+    QEL::FrontEnd::Tool::Host::Prepare_Standard_Streams();
+    return QEL::FrontEnd::Tool::Run_Command_Line(argument_count, arguments);
+}

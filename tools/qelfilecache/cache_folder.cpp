@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* given_directory = "--cache-dir";
 constexpr const char* default_directory = "the default cache directory";
 
 std::string Quoted_Path(const fs::path& path) {
@@ -31,7 +30,9 @@ fs::path One_Spelling(const std::string& text, const char* option) {
     return directory.has_filename() || !directory.has_relative_path() ? directory : directory.parent_path();
 }
 
-void Require_Directory(const fs::path& directory, const std::string& subject) {
+/// @return how messages name the directory.
+std::string Require_Directory(const fs::path& directory, const char* option) {
+    const std::string subject = std::string(option) + " " + Quoted_Path(directory);
     std::error_code error;
     const fs::file_status status = fs::status(directory, error);
     if (status.type() == fs::file_type::not_found) {
@@ -43,26 +44,23 @@ void Require_Directory(const fs::path& directory, const std::string& subject) {
     if (!fs::is_directory(status)) {
         throw Usage_Error(subject + " is not a directory; name a directory");
     }
+    return subject;
 }
 
 void Require_Usable_Directory(const fs::path& directory, const char* option) {
-    const std::string subject = std::string(option) + " " + Quoted_Path(directory);
-    Require_Directory(directory, subject);
+    const std::string subject = Require_Directory(directory, option);
     if (!Host::Is_Writable_Directory(directory)) {
         throw Usage_Error(subject + " is not writable; change its permissions or name another one");
     }
 }
 
 /// A metadata file that cannot be opened reads as an empty cache, whose copies are then swept away.
-void Require_Usable_Metadata_File(const fs::path& directory) {
+void Require_Usable_Metadata_File(const fs::path& directory, std::ios::openmode mode, const char* complaint) {
     const fs::path metadata_file = Metadata_File(directory);
     std::error_code ignored;
-    if (!fs::exists(fs::symlink_status(metadata_file, ignored))) {
-        return;
-    }
-    if (!fs::is_regular_file(metadata_file, ignored) || !std::fstream(metadata_file, std::ios::in | std::ios::out)) {
-        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) +
-                          " cannot be read and written; change its permissions, or move it away to start afresh");
+    if (fs::exists(fs::symlink_status(metadata_file, ignored)) &&
+        (!fs::is_regular_file(metadata_file, ignored) || !std::fstream(metadata_file, mode))) {
+        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) + complaint);
     }
 }
 
@@ -87,21 +85,55 @@ void Start_Tracing(const Settings& settings) {
     }
 }
 
-Open_Cache Open(const Settings& settings, const fs::path& directory, const char* option) {
-    Require_Usable_Directory(directory, option);
-    Require_Usable_Metadata_File(directory);
-    Start_Tracing(settings);
-    Open_Cache opened{FileCache::IFileCache::Instance(), directory, false};
-    opened.metadata_loaded = opened.cache->Set_Cache_Directory(Host::To_Text(directory));
-    return opened;
-}
-
 fs::path Default_Directory() {
     const fs::path directory = Host::Default_Cache_Directory();
     if (directory.empty()) {
         throw Usage_Error(std::string("there is no default cache directory: ") + Host::No_Default_Cache_Directory());
     }
     return directory.lexically_normal();
+}
+
+/// The cache directory that the settings name.
+struct Named_Directory {
+    fs::path path;
+    const char* option = "--cache-dir";
+    bool is_missing_default = false;
+};
+
+Named_Directory Directory_Of(const Settings& settings) {
+    if (settings.cache_directory) {
+        return {One_Spelling(*settings.cache_directory, "--cache-dir")};
+    }
+    const fs::path directory = Default_Directory();
+    std::error_code ignored;
+    return {directory, default_directory, !fs::exists(directory, ignored)};
+}
+
+Open_Cache Open(const Settings& settings, const Named_Directory& directory) {
+    Require_Usable_Directory(directory.path, directory.option);
+    Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out,
+                                 " cannot be read and written; change its permissions, or move it away to start "
+                                 "afresh");
+    Start_Tracing(settings);
+    Open_Cache opened{FileCache::IFileCache::Instance(), directory.path, false};
+    opened.metadata_loaded = opened.cache->Set_Cache_Directory(Host::To_Text(directory.path));
+    return opened;
+}
+
+/// The directory of a cache that is to be looked into and not to be changed: it need not be writable.
+/// Empty when it is the default one and is not there yet.
+fs::path Directory_To_Inspect(const Settings& settings) {
+    const Named_Directory directory = Directory_Of(settings);
+    if (!directory.is_missing_default) {
+        const std::string subject = Require_Directory(directory.path, directory.option);
+        std::error_code unreadable;
+        if (fs::directory_iterator(directory.path, unreadable); unreadable) {
+            throw Usage_Error(subject + " cannot be read: " + unreadable.message() + "; change its permissions");
+        }
+        Require_Usable_Metadata_File(directory.path, std::ios::in, " cannot be read; change its permissions");
+    }
+    Start_Tracing(settings);
+    return directory.is_missing_default ? fs::path() : directory.path;
 }
 
 /// A UUID in its groups of 8, 4, 4, 4 and 12, a dot, and any extension.
@@ -115,54 +147,44 @@ bool Is_Cached_Copy(const std::string& name) {
 } // namespace
 
 Open_Cache Open_Or_Create_Cache(const Settings& settings) {
-    if (settings.cache_directory) {
-        return Open(settings, One_Spelling(*settings.cache_directory, given_directory), given_directory);
-    }
-    const fs::path directory = Default_Directory();
+    const Named_Directory directory = Directory_Of(settings);
     try {
-        Host::Create_Private_Directory(directory);
+        if (!settings.cache_directory) {
+            Host::Create_Private_Directory(directory.path);
+        }
     } catch (const fs::filesystem_error& error) {
-        throw Usage_Error(std::string(default_directory) + " " + Quoted_Path(directory) +
+        throw Usage_Error(std::string(default_directory) + " " + Quoted_Path(directory.path) +
                           " cannot be created: " + error.code().message() + "; give --cache-dir");
     }
-    return Open(settings, directory, default_directory);
+    return Open(settings, directory);
 }
 
 std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings) {
-    if (settings.cache_directory) {
-        return Open(settings, One_Spelling(*settings.cache_directory, given_directory), given_directory);
-    }
-    const fs::path directory = Default_Directory();
-    std::error_code ignored;
-    if (!fs::exists(directory, ignored)) {
-        return std::nullopt;
-    }
-    return Open(settings, directory, default_directory);
+    const Named_Directory directory = Directory_Of(settings);
+    return directory.is_missing_default ? std::nullopt : std::optional(Open(settings, directory));
 }
 
-fs::path Directory_To_Inspect(const Settings& settings) {
-    const char* const option = settings.cache_directory ? given_directory : default_directory;
-    const fs::path directory =
-        settings.cache_directory ? One_Spelling(*settings.cache_directory, given_directory) : Default_Directory();
-    std::error_code ignored;
-    if (!settings.cache_directory && !fs::exists(directory, ignored)) {
-        Start_Tracing(settings);
-        return {};
+Open_Inspection Inspect_Cache(const Settings& settings) {
+    Open_Inspection opened;
+    opened.directory = Directory_To_Inspect(settings);
+    opened.cache = std::make_unique<FileCache::Cache_Inspection>(Host::To_Text(opened.directory));
+    if (!opened.cache->Metadata_Is_Sound()) {
+        Write_Message("warning: the metadata file " + Quoted_Path(Metadata_File(opened.directory)) +
+                      " is damaged: only the entries before the damage are known.\n"
+                      "  Next: the next 'qelfilecache get' saves it and all copies to a folder of their own, and "
+                      "starts afresh.");
     }
-    const std::string subject = std::string(option) + " " + Quoted_Path(directory);
-    Require_Directory(directory, subject);
-    std::error_code unreadable;
-    if (fs::directory_iterator(directory, unreadable); unreadable) {
-        throw Usage_Error(subject + " cannot be read: " + unreadable.message() + "; change its permissions");
+    if (const std::string problem = opened.cache->Configuration_Problem(); !problem.empty()) {
+        Write_Message("warning: a part of the configuration cannot be used and does not count: " +
+                      Util::Printable(problem) + "\n  Next: correct that file or its permissions.");
     }
-    const fs::path metadata_file = Metadata_File(directory);
-    if (fs::exists(fs::symlink_status(metadata_file, ignored)) &&
-        (!fs::is_regular_file(metadata_file, ignored) || !std::ifstream(metadata_file))) {
-        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) +
-                          " cannot be read; change its permissions");
-    }
-    Start_Tracing(settings);
-    return directory;
+    return opened;
+}
+
+std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy) {
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(Host::To_Path(copy), error);
+    return error ? std::nullopt : std::optional(size);
 }
 
 std::string Why_Not_Writable(const fs::path& directory) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "filecache/inspection/Cache_Inspection.h"
 #include "tools/qelfilecache/Command.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -29,14 +31,23 @@ Open_Cache Open_Or_Create_Cache(const Settings& settings);
 /// @throws Usage_Error when the directory is missing or cannot be used.
 std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings);
 
-/// The directory of a cache that is to be looked into and not to be changed: it need not be writable.
-/// Empty when it is the default one and is not there yet.
-/// @throws Usage_Error when the directory is missing or cannot be read.
-std::filesystem::path Directory_To_Inspect(const Settings& settings);
+/// The cache of this run, to be looked into and not to be changed.
+struct Open_Inspection {
+    std::filesystem::path directory; ///< empty: it is the default one, and is not there yet
+    std::unique_ptr<FileCache::Cache_Inspection> cache;
+};
+
+/// Opens the cache directory for looking; it need not be writable. Warns of a damaged metadata file
+/// and of places of the configuration that had to be passed over.
+/// @throws Usage_Error when the directory is missing or cannot be used.
+Open_Inspection Inspect_Cache(const Settings& settings);
+
+/// Size of a copy in bytes; none when it is unknown.
+std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy);
 
 /// Why this user can put no copy into the directory of a cache that is looked into, such as "the cache directory
 /// 'DIR' is not writable for this user"; empty when he can, or when it can be created.
-/// @param directory as Directory_To_Inspect returns it.
+/// @param directory as Inspect_Cache returns it.
 std::string Why_Not_Writable(const std::filesystem::path& directory);
 
 /// The files in a cache directory that are cached copies by the shape of their names.

@@ -1,9 +1,12 @@
 #include "tools/qelfilecache/output.h"
 
+#include "tools/qelfilecache/host.h"
 #include "util/Visible_Text.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <charconv>
+#include <cstdlib>
+#include <string_view>
 #include <system_error>
 
 namespace QEL::FrontEnd::Tool {
@@ -37,6 +40,26 @@ std::string Indented_Lines(const std::vector<std::string>& texts) {
         lines += "\n  " + Util::Printable(texts[place]);
     }
     return shown == texts.size() ? lines : lines + "\n  and " + std::to_string(texts.size() - shown) + " more";
+}
+
+std::optional<std::size_t> Terminal::Width() {
+    if (const char* const columns = std::getenv("COLUMNS")) {
+        const std::string_view text = columns;
+        std::size_t width = 0;
+        if (std::from_chars(text.data(), text.data() + text.size(), width).ec == std::errc() && width > 0) {
+            return width;
+        }
+    }
+    return Host::Terminal_Width(stdout);
+}
+
+bool Terminal::Colours(std::FILE* stream) {
+    const char* const refused = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    if ((refused != nullptr && *refused != '\0') || (terminal != nullptr && std::string_view(terminal) == "dumb")) {
+        return false;
+    }
+    return Host::Prepare_Colours(stream);
 }
 
 } // namespace QEL::FrontEnd::Tool

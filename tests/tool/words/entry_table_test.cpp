@@ -1,7 +1,6 @@
 #include "tools/qelfilecache/inspecting/entry_table.h"
 
 #include "tests/tool/words/present.h"
-#include "tools/qelfilecache/inspecting/short_addresses.h"
 #include "tools/qelfilecache/inspecting/times.h"
 
 #include <gmock/gmock.h>

@@ -5,9 +5,7 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/qelfilecache/inspecting/inspection_json.h"
-#include "tools/qelfilecache/inspecting/open_inspection.h"
 #include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/terminal.h"
 #include "util/Visible_Text.h"
 
 #include <algorithm>

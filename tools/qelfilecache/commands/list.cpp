@@ -1,12 +1,11 @@
 #include "tools/qelfilecache/Command.h"
 #include "tools/qelfilecache/Command_Options.h"
 
+#include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/entry_table.h"
 #include "tools/qelfilecache/inspecting/inspection_json.h"
-#include "tools/qelfilecache/inspecting/open_inspection.h"
 #include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/terminal.h"
 
 #include <memory>
 #include <string>

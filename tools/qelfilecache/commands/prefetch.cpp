@@ -4,11 +4,11 @@
 #include "filecache/IFileCache.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/requests/Progress_Bar.h"
 #include "tools/qelfilecache/requests/request_list.h"
 #include "tools/qelfilecache/requests/serve.h"
 #include "util/Visible_Text.h"
 
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -41,6 +41,45 @@ Request_List Read_List_File(const std::string& file) {
     }
     return list;
 }
+
+/// One line on standard error that shows how far a list of requests is; nothing at all when that is
+/// no terminal. Gone with the object, so that messages begin on a clean line.
+class Progress_Bar {
+public:
+    explicit Progress_Bar(std::size_t total) : m_Total(total), m_Columns(Host::Terminal_Width(stderr).value_or(0)) {}
+    Progress_Bar(const Progress_Bar&) = delete;
+    Progress_Bar& operator=(const Progress_Bar&) = delete;
+    ~Progress_Bar() {
+        if (m_Columns > 0) {
+            Write("\r" + std::string(m_Columns - 1, ' ') + "\r");
+        }
+    }
+
+    /// `done` requests are served, and `current` is under way.
+    void Show(std::size_t done, const std::string& current) {
+        if (m_Columns == 0) {
+            return;
+        }
+        const std::size_t filled = m_Total == 0 ? bar_width : done * bar_width / m_Total;
+        const std::string line = "[" + std::string(filled, '#') + std::string(bar_width - filled, '.') + "] " +
+                                 std::to_string(done) + "/" + std::to_string(m_Total) + " ";
+        // The last column stays free: some terminals go on to the next line behind it.
+        const std::size_t usable = m_Columns - 1;
+        const std::size_t rest = usable > line.size() ? usable - line.size() : 0;
+        Write("\r" + Util::Fit(line + Util::Shorten(Util::Printable(current), rest), usable));
+    }
+
+private:
+    static constexpr std::size_t bar_width = 24;
+
+    static void Write(const std::string& text) {
+        static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+        static_cast<void>(std::fflush(stderr));
+    }
+
+    const std::size_t m_Total;
+    std::size_t m_Columns; ///< 0: no terminal
+};
 
 std::vector<Request_Outcome> Serve_All(FileCache::IFileCache& cache, const std::vector<std::string>& requests) {
     std::vector<Request_Outcome> outcomes;

@@ -3,7 +3,6 @@
 
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
-#include "tools/qelfilecache/terminal.h"
 #include "tools/trace_reader/trace_reader.h"
 #include "util/Visible_Text.h"
 

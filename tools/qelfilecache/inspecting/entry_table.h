@@ -28,4 +28,8 @@ struct Table_Layout {
 /// further ones. An address that has to be cut all the same stays distinct from the others.
 std::vector<std::string> Table_Of(const std::vector<Listed_Entry>& entries, const Table_Layout& layout);
 
+/// Each address in at most so many columns, and no two that differ alike: where losing their middle would
+/// make them so, they lose their common beginning instead, and stay complete when even that does not help.
+std::vector<std::string> Shorten_Distinctly(const std::vector<std::string>& addresses, std::size_t columns);
+
 } // namespace QEL::FrontEnd::Tool

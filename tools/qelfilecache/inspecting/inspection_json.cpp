@@ -1,7 +1,7 @@
 #include "tools/qelfilecache/inspecting/inspection_json.h"
 
+#include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/host.h"
-#include "tools/qelfilecache/inspecting/open_inspection.h"
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
 

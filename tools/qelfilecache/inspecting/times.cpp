@@ -1,5 +1,7 @@
 #include "tools/qelfilecache/inspecting/times.h"
 
+#include "util/Visible_Text.h"
+
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -28,10 +30,6 @@ std::string Time_Text(std::uint64_t moment, Zone zone, const char* format) {
     return {text.data(), length};
 }
 
-std::string Count_Of(std::uint64_t count, const char* unit) {
-    return std::to_string(count) + " " + unit + (count == 1 ? "" : "s");
-}
-
 } // namespace
 
 std::string Local_Time_Text(std::uint64_t moment) {
@@ -52,12 +50,12 @@ std::string Duration_Text(std::uint64_t from, std::uint64_t to) {
     constexpr std::uint64_t day = 24 * hour;
     const std::uint64_t seconds = (to > from ? to - from : 0) / intervals_per_second;
     if (seconds < 2 * minute) {
-        return Count_Of(seconds, "second");
+        return Util::Counted(seconds, "second");
     }
     if (seconds < 2 * hour) {
-        return Count_Of(seconds / minute, "minute");
+        return Util::Counted(seconds / minute, "minute");
     }
-    return seconds < 2 * day ? Count_Of(seconds / hour, "hour") : Count_Of(seconds / day, "day");
+    return seconds < 2 * day ? Util::Counted(seconds / hour, "hour") : Util::Counted(seconds / day, "day");
 }
 
 std::string Size_Text(std::uintmax_t bytes) {

@@ -2,15 +2,63 @@
 
 #include "filecache/IFileCache.h"
 #include "filecache/inspection/Cache_Inspection.h"
-#include "tools/qelfilecache/damaged_metadata.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 
+#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <limits>
 
 namespace QEL::FrontEnd::Tool {
 
 namespace {
+
+namespace fs = std::filesystem;
+
+bool Same_Content(const fs::path& left, const fs::path& right) {
+    std::ifstream left_file(left, std::ios::binary);
+    std::ifstream right_file(right, std::ios::binary);
+    using Bytes = std::istreambuf_iterator<char>;
+    return left_file && right_file && std::equal(Bytes(left_file), Bytes(), Bytes(right_file), Bytes());
+}
+
+/// The folder that holds this damaged file already, else the first free name.
+fs::path Folder_For(const fs::path& metadata_file) {
+    for (int number = 1;; ++number) {
+        fs::path folder = metadata_file.parent_path() / ("qelfilecache_damaged-" + std::to_string(number));
+        if (!fs::exists(folder) || Same_Content(metadata_file, folder / metadata_file.filename())) {
+            return folder;
+        }
+    }
+}
+
+/// A second name for the file: a copy is never written to again, so it costs no space. A copy of it
+/// where the file system knows no second names.
+void Save_Copy(const fs::path& copy, const fs::path& saved_copy) {
+    std::error_code cannot_link;
+    fs::create_hard_link(copy, saved_copy, cannot_link);
+    if (cannot_link && !fs::exists(saved_copy)) {
+        fs::copy_file(copy, saved_copy);
+    }
+}
+
+/// Saves what the cache is about to lose because its metadata file is damaged: the file itself,
+/// which the next change overwrites, and the copies, of which the first request sweeps away those
+/// that no readable entry names. All go to a folder of their own in the cache directory.
+/// @return that folder; the existing one when this very damage was saved before.
+/// @throws std::filesystem::filesystem_error when it cannot be done.
+fs::path Save_Damaged_Metadata(const fs::path& cache_directory) {
+    const fs::path metadata_file = Metadata_File(cache_directory);
+    fs::path folder = Folder_For(metadata_file);
+    Host::Create_Private_Directory(folder);
+    for (const fs::path& copy : Cached_Copies(cache_directory)) {
+        Save_Copy(copy, folder / copy.filename());
+    }
+    // Last: a folder that holds the metadata file is complete.
+    fs::copy_file(metadata_file, folder / metadata_file.filename(), fs::copy_options::overwrite_existing);
+    return folder;
+}
 
 /// Saves what a damaged metadata file is about to cost, and says so.
 void Save_And_Warn(const std::filesystem::path& directory) {
