@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Runs the programs of both platforms side by side, against the same web server.
 
-    both_platforms_test.py LINUX_PROGRAM WINDOWS_PROGRAM WINE_RUNNER
+    both_platforms_test.py ISOLATED LINUX_PROGRAM WINDOWS_PROGRAM WINE_RUNNER
+
+ISOLATED runs the Linux program apart from the trace lock of others.
 """
 
 import json
@@ -14,7 +16,7 @@ import unittest
 
 from with_http_servers import web_servers
 
-LINUX_PROGRAM, WINDOWS_PROGRAM, WINE_RUNNER = sys.argv[1:4]
+ISOLATED, LINUX_PROGRAM, WINDOWS_PROGRAM, WINE_RUNNER = sys.argv[1:5]
 OPTIONS_KEY = r"Software\QEL\QELLogon\Options"
 METADATA = "qelfilecache_Metadata.txt"
 
@@ -26,7 +28,7 @@ class Linux:
 
     def __init__(self, home):
         self.environment = dict(os.environ, XDG_CONFIG_HOME=home)
-        self.command = [LINUX_PROGRAM]
+        self.command = [ISOLATED, "--memory", LINUX_PROGRAM]
 
     @staticmethod
     def path(path):
@@ -312,5 +314,7 @@ class BothPlatforms(unittest.TestCase):
 
 if not os.path.exists(LINUX_PROGRAM):
     sys.exit(f"{LINUX_PROGRAM} is missing. Build it first: cmake --preset linux && cmake --build --preset linux")
+if subprocess.run([ISOLATED, "--memory", "true"], check=False).returncode == 77:
+    sys.exit(77)
 with web_servers() as SERVERS:
     unittest.main(argv=sys.argv[:1])

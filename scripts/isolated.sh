@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# Runs a command apart from all other programs of the user and the machine.
+#
+#   scripts/isolated.sh COMMAND ARGUMENT...           with home, temporary directory, /dev/shm (where the trace lock is)
+#                                                     and network (loopback alone) of its own
+#   scripts/isolated.sh --files COMMAND ARGUMENT...   with home and temporary directory of its own
+#   scripts/isolated.sh --memory COMMAND ARGUMENT...  with a /dev/shm of its own
+#
+# They are gone afterwards. The command keeps its user and rights. Exit status: the command's; 77, for "skipped", where
+# the system forbids such a /dev/shm and network.
+set -uo pipefail
+
+only=
+case "$1" in
+--files | --memory) only=$1 && shift ;;
+esac
+
+apart=()
+folder=$(mktemp -d) || exit 1
+trap 'rm -rf "$folder"' EXIT
+if [ "$only" != --files ]; then
+    apart=(unshare --mount --propagation unchanged)
+    network='' oneself=''
+    [ -n "$only" ] || apart+=(--net) network='PATH=$PATH:/usr/sbin:/sbin ip link set lo up &&'
+    if [ "$(id -u)" -ne 0 ]; then
+        # Only in a user namespace may others than root do that. They leave it for one in which they are themselves.
+        apart+=(--map-root-user)
+        oneself="unshare --user --map-user=$(id -u) --map-group=$(id -g)"
+    fi
+    # Nothing of it reaches the machine, also where only a part of the mounts is at hand, as in a chroot.
+    apart+=(sh -c '{ mount --make-private /dev/shm || mount --make-private /dev || mount --make-private /; } 2>/dev/null &&
+        mount -t tmpfs -o mode=1777 tmpfs /dev/shm && '"$network"' touch "$0/apart" && exec '"$oneself"' "$@"' "$folder")
+fi
+if [ "$only" != --memory ]; then
+    # The compiler cache stays what it is.
+    export CCACHE_DIR=${CCACHE_DIR:-${XDG_CACHE_HOME:-${HOME:-}/.cache}/ccache}
+    unset "${!XDG_@}" QEL_TRACE_DIR
+    export HOME=$folder/home TMPDIR=$folder/tmp
+    mkdir "$HOME" "$TMPDIR"
+fi
+
+"${apart[@]}" "$@"
+status=$?
+if [ ${#apart[@]} -gt 0 ] && [ ! -e "$folder/apart" ]; then
+    echo "skipped: this system gives no program a /dev/shm and a network of its own, see the line above" >&2
+    exit 77
+fi
+exit "$status"
