@@ -66,23 +66,31 @@ excerpt() {
     } | cut -c 1-400
 }
 
-# step NAME COMMAND...: runs one step with its output in a log; shows an excerpt of it when it fails.
+# step NAME COMMAND...: runs one step with its output in a log; shows an excerpt of it when it fails. Status 77: skipped.
 step() {
-    local name=$1 log started=$SECONDS
+    local name=$1 log started=$SECONDS status=0
     shift
     log="$logs/$(tr -c 'a-zA-Z0-9\n' '-' <<<"$name").log"
-    if "$@" >"$log" 2>&1; then
-        note ok "$name ($((SECONDS - started)) s)"
-        return 0
-    fi
-    note FAIL "$name ($((SECONDS - started)) s), see $log"
-    sed 's/^/     | /' <(excerpt "$log")
-    return 1
+    "$@" >"$log" 2>&1 || status=$?
+    case $status in
+    0) note ok "$name ($((SECONDS - started)) s)" ;;
+    77) note skip "$name: $(tail -n 1 "$log")" ;;
+    *)
+        note FAIL "$name ($((SECONDS - started)) s), see $log"
+        sed 's/^/     | /' <(excerpt "$log")
+        ;;
+    esac
+    return "$status"
 }
 
 # check NAME COMMAND...: a step that counts as one test.
 check() {
-    if step "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+    step "$@"
+    case $? in
+    0) passed=$((passed + 1)) ;;
+    77) ;;
+    *) failed=$((failed + 1)) ;;
+    esac
 }
 
 # sources FOLDER...: the C++ and C files below the folders.
@@ -112,13 +120,17 @@ build() { cmake --preset "$1" && cmake --build --preset "$1" ${2:+--target "${@:
 # count REPORT FOLDER: the test cases of ctest's report, in $cases_passed and $cases_failed. GoogleTest's programs have
 # left reports of their own in the folder; any other program, or one that ended before its report, is one case. One that
 # ended badly counts one failure at least, also when each case of its own passed (a sanitizer's report at its end, say).
+# Programs that could not be isolated are in $programs_skipped.
 count() {
     local name status report bad
-    cases_passed=0 cases_failed=0
+    cases_passed=0 cases_failed=0 programs_skipped=0
     while read -r name status; do
         report=$2/$name.xml
         bad=0
-        if [ -e "$report" ]; then
+        if [ "$status" = skipped ]; then
+            programs_skipped=$((programs_skipped + 1))
+            continue
+        elif [ -e "$report" ]; then
             bad=$(sed -n 's/^<testsuites .* failures="\([0-9]*\)".*/\1/p' "$report")
             cases_passed=$((cases_passed + $(grep -c '<testcase .* result="completed"' "$report") - bad))
         elif [ "$status" = run ]; then
@@ -126,7 +138,8 @@ count() {
         fi
         [ "$status" = run ] || [ "$bad" -gt 0 ] || bad=1
         cases_failed=$((cases_failed + bad))
-    done < <(sed -n 's/.*<testcase name="\([^"]*\)".* status="\([^"]*\)".*/\1 \2/p' "$1")
+    done < <(sed -n '/<testcase.* status="notrun"/ { N; s/notrun"\(.*SKIP_RETURN_CODE\)/skipped"\1/ }
+        s/.*<testcase name="\([^"]*\)".* status="\([^"]*\)".*/\1 \2/p' "$1")
 }
 
 # check_counting: reports of programs that end in every way.
@@ -137,12 +150,12 @@ check_counting() {
         $'<testcase name="B" result="completed">\n<failure/>\n</testcase>\n' \
         $'<testcase name="C" result="skipped"/>\n' >"$folder/fails.xml"
     printf '<testsuites tests="1" failures="0">\n<testcase name="A" result="completed"/>\n' | tee "$folder/leaks.xml" >"$folder/passes.xml"
-    printf '\t<testcase name="%s" time="1" status="%s">\n' passes run fails fail leaks fail crashes fail script run missing notrun \
-        >"$folder.xml"
+    printf '\t<testcase name="%s" time="1" status="%s">\n<skipped message="%s"/>\n' passes run '' fails fail '' leaks fail '' \
+        crashes fail '' script run '' missing notrun 'Unable to find executable' apart notrun SKIP_RETURN_CODE=77 >"$folder.xml"
     count "$folder.xml" "$folder"
-    # passes 1; fails 1 and 1; leaks 1 and 1; crashes 0 and 1; script 1; missing 0 and 1
-    echo "$cases_passed passed, $cases_failed failed"
-    [ "$cases_passed" -eq 4 ] && [ "$cases_failed" -eq 4 ]
+    # passes 1; fails 1 and 1; leaks 1 and 1; crashes 0 and 1; script 1; missing 0 and 1; apart is skipped
+    echo "$cases_passed passed, $cases_failed failed, $programs_skipped skipped"
+    [ "$cases_passed" -eq 4 ] && [ "$cases_failed" -eq 4 ] && [ "$programs_skipped" -eq 1 ]
 }
 
 # run_tests PRESET: all tests of a build.
@@ -163,6 +176,7 @@ build_and_test() {
         passed=$((passed + cases_passed))
         failed=$((failed + cases_failed))
         note "" "     $cases_passed test cases passed, $cases_failed failed"
+        [ "$programs_skipped" -eq 0 ] || note skip "$programs_skipped test programs, see $logs/$2.xml"
     else
         all_well=no
     fi
@@ -191,8 +205,8 @@ finished() {
 go_on_behind() {
     renice -n 10 $BASHPID
     # These two before the documents, whose commands configure and package as well.
-    [ "$quick" = yes ] || behind valgrind scripts/valgrind.sh --short
-    behind packages scripts/test_packages.sh linux
+    [ "$quick" = yes ] || behind valgrind scripts/isolated.sh scripts/valgrind.sh --short
+    behind packages scripts/isolated.sh scripts/test_packages.sh linux
     behind reference python3 scripts/check_reference.py
     if [ "$quick" = no ]; then
         behind linux-sanitize build linux-sanitize
@@ -223,7 +237,7 @@ main() {
     check "packages for Linux, and hosts built from them" finished packages
     check "reference of the public headers (doxygen)" finished reference
     check "the test of the documents finds planted errors" python3 scripts/test_documents.py --self-test
-    check "commands and links of the documents" python3 scripts/test_documents.py
+    check "commands and links of the documents" scripts/isolated.sh python3 scripts/test_documents.py
 
     if [ "$quick" = no ]; then
         build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize finished linux-sanitize
@@ -240,7 +254,8 @@ main() {
     if [ "$long" = yes ]; then
         check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
         check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows
-        check "reliability, the long form" scripts/reliability.sh "$logs/reliability.md"
+        check "no test fails by chance" scripts/repeat_tests.sh linux
+        check "reliability, the long form" scripts/isolated.sh scripts/reliability.sh "$logs/reliability.md"
     fi
     summarise
 }

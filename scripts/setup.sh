@@ -22,7 +22,7 @@ demo_packages=(python3 samba)
 test_packages=(
     abigail-tools
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
-    chromium curl groff-base nginx-light openssl smbclient strace valgrind
+    chromium curl groff-base iproute2 nginx-light openssl smbclient strace valgrind
     doxygen lintian
     lld wine64
 )
