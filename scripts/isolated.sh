@@ -36,7 +36,10 @@ if [ "$only" != --memory ]; then
     export CCACHE_DIR=${CCACHE_DIR:-${XDG_CACHE_HOME:-${HOME:-}/.cache}/ccache}
     unset "${!XDG_@}" QEL_TRACE_DIR
     export HOME=$folder/home TMPDIR=$folder/tmp
-    mkdir "$HOME" "$TMPDIR"
+    # Tests that drop their rights, and servers for guests, have to get through.
+    chmod 711 "$folder"
+    mkdir "$HOME"
+    mkdir -m 1777 "$TMPDIR"
 fi
 
 "${apart[@]}" "$@"

@@ -1,5 +1,5 @@
-// Takes the trace lock, shows it by creating a file, keeps it for a while, and gives it back or ends
-// without doing so.
+// Takes the trace lock, shows it by creating a file, keeps it until the file is gone and a while longer, and gives it
+// back or ends without doing so.
 //
 //   lock_holder READY_FILE MILLISECONDS release|die
 
@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -25,6 +26,9 @@ int main(int argc, char** argv) {
         return 4;
     }
     std::ofstream(argv[1]) << "held";
+    while (std::filesystem::exists(argv[1])) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(argv[2])));
     if (std::string(argv[3]) == "die") {
         std::_Exit(0);

@@ -19,14 +19,13 @@ using Result = System_Mutex::Wait_Result;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-/// Another process that holds the trace lock from the object's creation on.
+/// Another process that holds the trace lock from the object's creation on, and for a while after Let_Go().
 class Lock_Holder {
 public:
     Lock_Holder(milliseconds duration, const std::string& end) {
         const std::filesystem::path program = FrontEnd::Util::Program_Path();
         const std::string holder =
             (program.parent_path() / ("lock_holder" + program.extension().string())).make_preferred().string();
-        const std::string ready = scratch / "ready";
         std::string command = '"' + holder + "\" \"" + ready + "\" " + std::to_string(duration.count()) + " " + end;
 #ifdef _WIN32
         command = '"' + command + '"'; // the command interpreter takes away the outer ones
@@ -44,7 +43,12 @@ public:
         Join();
     }
 
+    void Let_Go() {
+        std::filesystem::remove(ready);
+    }
+
     int Join() {
+        Let_Go();
         if (runner.joinable()) {
             runner.join();
         }
@@ -55,6 +59,7 @@ public:
 
 private:
     Scratch_Directory scratch;
+    const std::string ready = scratch / "ready";
     int status = -1;
     std::thread runner;
 };
@@ -162,10 +167,11 @@ TEST_F(Trace_Lock, ThreadsTakeTurns) {
 }
 
 TEST_F(Trace_Lock, ExcludesOtherProcesses) {
-    Lock_Holder holder(milliseconds(600), "release");
+    Lock_Holder holder(milliseconds(200), "release");
     ASSERT_TRUE(holder.held);
     EXPECT_EQ(mutex->Wait(0), Result::Timed_Out);
     EXPECT_EQ(mutex->Wait(50), Result::Timed_Out);
+    holder.Let_Go();
     EXPECT_EQ(mutex->Wait(30000), Result::Acquired);
     EXPECT_TRUE(mutex->Release());
     EXPECT_EQ(holder.Join(), 0);
@@ -174,6 +180,7 @@ TEST_F(Trace_Lock, ExcludesOtherProcesses) {
 TEST_F(Trace_Lock, TheDeathOfAHolderIsNoticed) {
     Lock_Holder holder(milliseconds(300), "die");
     ASSERT_TRUE(holder.held);
+    holder.Let_Go();
     EXPECT_EQ(mutex->Wait(30000), Result::Abandoned);
     EXPECT_TRUE(mutex->Release());
     EXPECT_EQ(mutex->Wait(0), Result::Acquired);
