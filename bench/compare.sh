@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Measures this library and its peers side by side, and prints a table of ratios.
 #
-#   bench/compare.sh           about ten minutes
+#   bench/compare.sh           about fourteen minutes
 #   bench/compare.sh --quick   few repetitions, for a first look
 #
 # Sets up what it needs as a Debian machine, as root or with sudo. The table is also written to
@@ -66,6 +66,9 @@ for ((round = 1; round <= rounds; ++round)); do
     measure metadata "$round" 2
     measure transfer "$round" 2
 done
+# Once: it waits for time-outs, two of them of half a minute, and counts them.
+quietly dead_servers bench/dead_servers.py build/bench/bin/qelfilecache "$PWD/bench/peers/fsspec_cache.py" \
+    "$results/dead_servers.json"
 echo "Measured (load $(cut -d ' ' -f 1-3 /proc/loadavg))."
 echo
 python3 bench/report.py "$results"

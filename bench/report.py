@@ -107,6 +107,15 @@ def rows(results):
            limit((peak - BODY_MIB) * 2**20, 16e6),
            ", ".join(f"{name} {results.counter(peer, 'peak_mib'):.0f} MiB"
                      for name, peer in (("fsspec", "Download_Fsspec"), ("Qt", "Download_Qt"))))
+    for case, who, most in (("Dead_Server", "server that drops packets", 1), ("Dead_Silent", "silent server", 2),
+                            ("Dead_Name", "server whose name server never responds", 1),
+                            ("Dead_Host", "host that is switched off", 1)):
+        if f"{case}/ours" not in results.runs:  # a network of one's own is not allowed on every machine
+            continue
+        timeouts = {name: results.counter(f"{case}/{name}", "timeouts") for name in ("ours", "curl", "wget", "fsspec")}
+        yield (f"time-outs for five files of a {who}", "1", f"{timeouts['ours']:.0f}", f"{timeouts.pop('ours'):.2f}",
+               f"at most {most}", limit(results.counter(f"{case}/ours", "timeouts"), most),
+               ", ".join(f"{name} {count:.0f}" for name, count in timeouts.items()))
     connections = results.counter("Check_And_Download", "connections")
     requests = results.counter("Check_And_Download", "requests")
     yield ("check followed by download", "1 connection, 1 handshake", f"{connections:.0f} for {requests:.0f} requests",

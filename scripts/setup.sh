@@ -27,7 +27,7 @@ test_packages=(
     lld wine64
 )
 bench_packages=(
-    libbenchmark-dev nginx-light
+    iproute2 libbenchmark-dev nginx-light
     curl libproj-dev libspdlog-dev python3-aiohttp python3-fsspec python3-requests qtbase5-dev smbclient wget
 )
 

@@ -2,9 +2,11 @@
 """Python's fsspec with its "filecache": a download, or fresh hits.
 
     fsspec_cache.py download URL DIRECTORY
+    fsspec_cache.py dead SECONDS URL...   asks for files of a server that does not respond, each with that time-out
     fsspec_cache.py hits ENTRIES RESULT   times look-ups of fresh files; writes a result like Google Benchmark's
 """
 
+import asyncio
 import functools
 import http.server
 import json
@@ -14,7 +16,9 @@ import tempfile
 import threading
 import time
 
+import aiohttp
 import fsspec
+import fsspec.exceptions
 
 
 def cache(directory):
@@ -24,6 +28,16 @@ def cache(directory):
 def download(url, directory):
     with cache(directory).open(url) as file:
         file.read(1)
+
+
+def dead(timeout, urls):
+    peer = fsspec.filesystem("filecache", target_protocol="http", cache_storage="TMP",
+                             target_options={"client_kwargs": {"timeout": aiohttp.ClientTimeout(total=timeout)}})
+    for url in urls:
+        try:
+            peer.open(url)
+        except (OSError, asyncio.TimeoutError, fsspec.exceptions.FSTimeoutError):
+            pass
 
 
 class SilentHandler(http.server.SimpleHTTPRequestHandler):
@@ -63,5 +77,7 @@ def hits(entries, result):
 
 if sys.argv[1] == "download":
     download(sys.argv[2], sys.argv[3])
+elif sys.argv[1] == "dead":
+    dead(float(sys.argv[2]), sys.argv[3:])
 else:
     hits(int(sys.argv[2]), sys.argv[3])
