@@ -52,7 +52,7 @@ bool Says_Revoked(SSL* connection, OCSP_BASICRESP* status) {
            verdict == V_OCSP_CERTSTATUS_REVOKED;
 }
 
-/// Called within the handshake, after the chain has been found to hold. 0 ends the handshake.
+/// Called within the handshake, after the chain has been found valid. 0 ends the handshake.
 int Check_Status(SSL* connection, void* is_revoked) {
     const auto status = Received_Status(connection);
     if (status == nullptr || !Says_Revoked(connection, status.get())) {

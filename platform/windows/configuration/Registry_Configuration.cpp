@@ -1,6 +1,5 @@
 #include "platform/common/Configuration.h"
 
-#include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 
 #include <charconv>
@@ -10,14 +9,6 @@
 namespace QEL::FrontEnd::Platform {
 
 namespace {
-
-struct Key_Kind {
-    using Value = HKEY;
-    static Value Nothing() { return nullptr; }
-    static void Close(Value key) { RegCloseKey(key); }
-};
-
-using Registry_Key = Unique_Handle<Key_Kind>;
 
 struct Registry_Value {
     DWORD type = REG_NONE;

@@ -1,6 +1,5 @@
 #include "util/Directory_Mark.h"
 
-#include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 
 #include <sddl.h>
@@ -14,35 +13,13 @@ namespace QEL::FrontEnd::Util::FileSystem {
 
 namespace {
 
-struct Object_Kind {
-    using Value = HANDLE;
-    static Value Nothing() { return nullptr; }
-    static void Close(Value object) { CloseHandle(object); }
-};
-using Object_Handle = Platform::Unique_Handle<Object_Kind>;
-
-struct Open_Directory_Kind : Object_Kind {
-    static Value Nothing() { return INVALID_HANDLE_VALUE; }
-};
-
-struct Memory_Kind {
-    using Value = void*;
-    static Value Nothing() { return nullptr; }
-    static void Close(Value memory) { LocalFree(memory); }
-};
-using System_Memory = Platform::Unique_Handle<Memory_Kind>;
-
-struct View_Kind {
-    using Value = void*;
-    static Value Nothing() { return nullptr; }
-    static void Close(Value view) { UnmapViewOfFile(view); }
-};
+using Platform::Object_Handle;
+using Platform::System_Memory;
 
 /// The final path of a directory: the same for every way of writing it. Empty when it cannot be asked.
 std::wstring Final_Path(const std::string& directory) {
-    const Platform::Unique_Handle<Open_Directory_Kind> opened(
-        CreateFileA(directory.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const Object_Handle opened(CreateFileA(directory.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                           nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     if (!opened.Is_Open()) {
         return {};
     }
@@ -117,7 +94,7 @@ public:
         m_Mapping = Object_Handle(CreateFileMappingA(INVALID_HANDLE_VALUE, &security, PAGE_READWRITE, 0,
                                                      Places * sizeof(LONGLONG), Table_Name(path).c_str()));
         if (m_Mapping.Is_Open()) {
-            m_View = Platform::Unique_Handle<View_Kind>(
+            m_View = Platform::Mapped_View(
                 MapViewOfFile(m_Mapping.Get(), FILE_MAP_ALL_ACCESS, 0, 0, Places * sizeof(LONGLONG)));
         }
     }
@@ -130,7 +107,7 @@ private:
     static constexpr std::size_t Places = 256;
 
     Object_Handle m_Mapping;
-    Platform::Unique_Handle<View_Kind> m_View;
+    Platform::Mapped_View m_View;
 };
 
 std::string Program_Of(HANDLE process) {

@@ -1,7 +1,6 @@
 #include "platform/common/Directory_Search.h"
 
 #include "platform/common/Wildcard.h"
-#include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/system/Wide_Text.h"
 #include "util/Control_Characters.h"
@@ -9,12 +8,6 @@
 namespace QEL::FrontEnd::Platform {
 
 namespace {
-
-struct Search_Kind {
-    using Value = HANDLE;
-    static Value Nothing() { return INVALID_HANDLE_VALUE; }
-    static void Close(Value search) { ::FindClose(search); }
-};
 
 bool Same_Letter(wchar_t left, wchar_t right) {
     return left == right || CompareStringOrdinal(&left, 1, &right, 1, TRUE) == CSTR_EQUAL;
@@ -29,7 +22,7 @@ public:
         // All names are asked for. The system's own matching is looser: there `.*` also matches a name
         // without a dot, `?` also nothing before a dot, and a file's short name counts as well.
         const std::string all_names = pattern.substr(0, name_start) + "*";
-        m_Search = Unique_Handle<Search_Kind>(FindFirstFileA(all_names.c_str(), &m_Candidate));
+        m_Search = Search_Handle(FindFirstFileA(all_names.c_str(), &m_Candidate));
         m_Has_Candidate = m_Search.Is_Open();
     }
 
@@ -53,7 +46,7 @@ private:
     }
 
     std::wstring m_Name_Pattern;
-    Unique_Handle<Search_Kind> m_Search;
+    Search_Handle m_Search;
     WIN32_FIND_DATAA m_Candidate{};
     bool m_Has_Candidate = false;
 };

@@ -14,14 +14,6 @@ namespace QEL::FrontEnd::Util::FileSystem {
 
 namespace {
 
-struct File_Kind {
-    using Value = HANDLE;
-    static Value Nothing() { return INVALID_HANDLE_VALUE; }
-    static void Close(Value file) { CloseHandle(file); }
-};
-
-using File_Handle = Platform::Unique_Handle<File_Kind>;
-
 [[noreturn]] void Throw_Unreadable(const std::string& path, DWORD error) {
     throw std::runtime_error(path + ": " + Platform::System_Message(error));
 }
@@ -32,11 +24,11 @@ std::string Read_File_Head(const std::string& path, std::size_t count) {
     if (Util::Holds_Line_Break_Or_Nul(path)) {
         Throw_Unreadable(path, ERROR_INVALID_NAME);
     }
-    File_Handle file;
+    Platform::Object_Handle file;
     const DWORD error = Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
-        file =
-            File_Handle(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        file = Platform::Object_Handle(CreateFileA(path.c_str(), GENERIC_READ,
+                                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         return {file.Is_Open() ? ERROR_SUCCESS : GetLastError()};
     });
     if (error != ERROR_SUCCESS) {

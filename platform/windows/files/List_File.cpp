@@ -1,6 +1,6 @@
 #include "util/List_File.h"
 
-#include "platform/windows/Windows_Headers.h"
+#include "platform/windows/handles/Unique_Handle.h"
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
@@ -9,13 +9,9 @@ void Make_Private_File(const std::string&) {
 }
 
 bool Is_In_Exclusive_Use(const std::string& path) {
-    const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-        CloseHandle(file);
-        return false;
-    }
-    return GetLastError() == ERROR_SHARING_VIOLATION;
+    const Platform::Object_Handle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                                   nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return !file.Is_Open() && GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
 } // namespace QEL::FrontEnd::Util::FileSystem

@@ -1,5 +1,5 @@
 #include "platform/common/Http_Transfer.h"
-#include "platform/windows/handles/Internet_Handle.h"
+#include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/http/Proxy.h"
 #include "platform/windows/http/Server_Certificate.h"
 
@@ -73,7 +73,7 @@ Response_Headers Headers(const Internet_Handle& request) {
     return headers;
 }
 
-/// The URL that a Location header names, seen from the URL that was answered with it; empty when the
+/// The URL that a Location header names, seen from the URL of its response; empty when the
 /// two do not make a URL.
 std::string Resolve_Location(const std::string& base_url, const std::string& location) {
     std::string url(INTERNET_MAX_URL_LENGTH, '\0');

@@ -1,19 +1,10 @@
 #include "platform/windows/http/Server_Certificate.h"
 
-#include "platform/windows/handles/Unique_Handle.h"
 #include "platform/windows/system/Wide_Text.h"
-
-#include <wincrypt.h>
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
-
-struct Certificate_Chain_Kind {
-    using Value = PCCERT_CHAIN_CONTEXT;
-    static Value Nothing() { return nullptr; }
-    static void Close(Value chain) { CertFreeCertificateChain(chain); }
-};
 
 DWORD Wininet_Error(DWORD policy_error) {
     switch (static_cast<HRESULT>(policy_error)) {
@@ -37,7 +28,7 @@ DWORD Wininet_Error(DWORD policy_error) {
 } // namespace
 
 DWORD Certificate_Fault(const Internet_Handle& request, const std::string& host) {
-    Unique_Handle<Certificate_Chain_Kind> chain;
+    Certificate_Chain chain;
     DWORD size = sizeof(PCCERT_CHAIN_CONTEXT);
     if (InternetQueryOptionA(request.Get(), INTERNET_OPTION_SERVER_CERT_CHAIN_CONTEXT, chain.Receive(), &size) == 0) {
         return ERROR_INTERNET_SEC_INVALID_CERT;

@@ -1,6 +1,5 @@
 #include "util/System_Mutex.h"
 
-#include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 
 #include <array>
@@ -11,17 +10,11 @@ namespace QEL::FrontEnd::Util::Tracing {
 
 namespace {
 
-struct Mutex_Kind {
-    using Value = HANDLE;
-    static Value Nothing() { return nullptr; }
-    static void Close(Value mutex) { CloseHandle(mutex); }
-};
-
-using Mutex_Handle = Platform::Unique_Handle<Mutex_Kind>;
+using Platform::Object_Handle;
 
 class Named_Mutex : public System_Mutex {
 public:
-    explicit Named_Mutex(Mutex_Handle mutex) : m_Mutex(std::move(mutex)) {}
+    explicit Named_Mutex(Object_Handle mutex) : m_Mutex(std::move(mutex)) {}
 
     Wait_Result Wait(std::uint32_t milliseconds) override {
         switch (WaitForSingleObject(m_Mutex.Get(), milliseconds)) {
@@ -41,7 +34,7 @@ public:
     std::uint32_t Last_Error() const override { return GetLastError(); }
 
 private:
-    const Mutex_Handle m_Mutex;
+    const Object_Handle m_Mutex;
 };
 
 /// The processes of one user in one session share the mutex. The user's name is part of the mutex's
@@ -58,7 +51,7 @@ std::string Trace_Lock_Name() {
 } // namespace
 
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
-    Mutex_Handle mutex(CreateMutexA(nullptr, FALSE, Trace_Lock_Name().c_str()));
+    Object_Handle mutex(CreateMutexA(nullptr, FALSE, Trace_Lock_Name().c_str()));
     if (!mutex.Is_Open()) {
         return nullptr;
     }

@@ -1,6 +1,5 @@
 #include "util/Trace_File.h"
 
-#include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
 
 #include <fcntl.h>
@@ -9,12 +8,6 @@
 namespace QEL::FrontEnd::Util::Tracing {
 
 namespace {
-
-struct File_Kind {
-    using Value = HANDLE;
-    static Value Nothing() { return INVALID_HANDLE_VALUE; }
-    static void Close(Value file) { CloseHandle(file); }
-};
 
 bool Is_Plain_File(HANDLE file) {
     constexpr DWORD other_kinds = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
@@ -27,7 +20,7 @@ bool Is_Plain_File(HANDLE file) {
 
 std::FILE* Open_Trace_File(const std::string& path) {
     // The last flag keeps the server of a pipe, should one stand there, from acting in the user's name.
-    Platform::Unique_Handle<File_Kind> file(
+    Platform::Object_Handle file(
         CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT, nullptr));
     if (!file.Is_Open() || !Is_Plain_File(file.Get()) || SetEndOfFile(file.Get()) == 0) {

@@ -345,6 +345,23 @@ TEST_F(Ini_Files, TheSystemsConfigurationIsTheMachines) {
     EXPECT_EQ(&FrontEnd::Platform::Configuration::System(), &system);
 }
 
+TEST_F(Ini_Files, TheMachinesNumberIsReadWhereItIsAskedFor) {
+    auto& system = dynamic_cast<FrontEnd::Platform::Ini_Configuration&>(FrontEnd::Platform::Configuration::System());
+    const auto replace_machine_file = [&system](const std::string& path) {
+        std::destroy_at(&system.m_Machine_File);
+        std::construct_at(&system.m_Machine_File, path);
+    };
+    Write_Machine_File("Period = 2\n");
+    replace_machine_file(Machine_File());
+    std::int32_t with_machine = 7;
+    std::int32_t only_user = 7;
+    FrontEnd::Util::GetRegValInt(with_machine, Options_Key, "Period", 1);
+    FrontEnd::Util::GetRegValInt(only_user, Options_Key, "Period", 0);
+    replace_machine_file("/etc/qel/qel.ini");
+    EXPECT_EQ(with_machine, 2);
+    EXPECT_EQ(only_user, 7);
+}
+
 TEST_F(Ini_Files, HexadecimalAndNegativeNumbersReachTheCache) {
     Write_User_File("Hex = 0x10\nGreatest = 0x7FFFFFFF\nUnsigned = 0xFFFFFFFF\nNegative = -2147483648\nBeyond = "
                     "-2147483649\n");
