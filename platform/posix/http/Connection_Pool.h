@@ -29,12 +29,21 @@ public:
     CURL* Easy() const { return m_Easy.get(); }
     CURLM* Multi() const { return m_Multi.get(); }
 
+    /// What libcurl knows of the exchange; 0 for what it does not.
+    template <typename Value>
+    Value Info(CURLINFO info) const {
+        Value value{};
+        curl_easy_getinfo(m_Easy.get(), info, &value);
+        return value;
+    }
+
     /// What the TLS connection reports.
     struct Tls_Events {
         bool is_certificate_revoked = false; ///< the handshake ended because of that
         bool is_closed = false;              ///< the server has sent close_notify
     };
     Tls_Events& Tls() { return m_Tls; }
+    const Tls_Events& Tls() const { return m_Tls; }
 
 private:
     Connection() = default;

@@ -1,8 +1,10 @@
-#include "platform/posix/http/Http_Exchange.h"
-
 #include <algorithm>
+#include <array>
+#include <chrono>
 #include <cstdlib>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <utility>
 
 #include <linux/sockios.h>
@@ -11,279 +13,315 @@
 
 #include "platform/common/Http_Transfer.h"
 #include "platform/common/WinInet_Error.h"
+#include "platform/posix/http/Body_Buffer.h"
 #include "platform/posix/http/Close_Notify.h"
 #include "platform/posix/http/Ocsp_Stapling.h"
 #include "platform/posix/http/Proxy.h"
+#include "platform/posix/http/exchange_failures.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+using Step = Exchange_Step;
 using std::chrono::milliseconds;
 
-// The library's own ceiling must lie above the limits that are watched here.
+/// The library's own ceiling for a connection, above the limits that are watched here.
 constexpr milliseconds Longest_Wait{24L * 24 * 60 * 60 * 1000};
 
-/// libcurl takes the number of milliseconds as a long; 0 would be its own default.
-long Connect_Ceiling(const Http_Timeouts& timeouts) {
-    const milliseconds steps[] = {timeouts.resolve, timeouts.connect, timeouts.receive};
-    milliseconds sum{1000};
-    for (const auto step : steps) {
-        sum = step <= milliseconds::zero() ? Longest_Wait : std::min(Longest_Wait, sum + std::min(step, Longest_Wait));
-    }
-    return static_cast<long>(std::min(sum, Longest_Wait).count());
-}
+/// Bytes a second that a body must have arrived with on average, once the receive time-out has passed: a
+/// server that sends a byte now and then cannot hold the caller.
+constexpr std::int64_t Slowest_Body_Rate = 1024;
 
-/// Whether the body of such a response is the file. Of the others the status tells enough.
-bool Is_Body_The_File(long status) {
-    return status >= 200 && status < 300 && status != 204;
-}
+/// Headers of all kinds that a response may have, interim responses and trailers included.
+constexpr std::size_t Largest_Headers = 256 * 1024;
 
-} // namespace
+/// One request to one server and its response, redirects not followed.
+///
+/// It goes from step to step, in one direction but for a connection that libcurl replaces by another. Each step
+/// has the time at which it began and a time-out.
+class Http_Exchange {
+public:
+    Http_Exchange(Connection& connection, const Http_Request& request, const Http_Url& url, Certificate_Check check,
+                  Http_Response& response)
+        : m_Connection(connection), m_Request(request), m_Url(url), m_Check(check), m_Response(response) {}
 
-Http_Exchange::Http_Exchange(Connection& connection, const Http_Request& request, const Http_Url& url,
-                             Certificate_Check check, Http_Response& response)
-    : m_Connection(connection), m_Request(request), m_Url(url), m_Check(check), m_Response(response) {}
-
-std::optional<Http_Failure> Http_Exchange::Run() {
-    if (!m_Connection.Begin_Exchange()) {
-        return Http_Failure{Error_Out_Of_Memory, "There is not enough memory for a request."};
-    }
-    Set_Options();
-    const auto result = Perform();
-    if (m_Failure) {
+    /// Sends the request and reads the whole response; nothing on success.
+    std::optional<Http_Failure> Run() {
+        Set_Options();
+        auto result = Perform();
+        // libcurl takes a connection that ends within the headers for the end of a response.
+        result = result == CURLE_OK && m_Step != Step::Body ? CURLE_GOT_NOTHING : result;
+        if (!m_Failure && result != CURLE_OK) {
+            m_Failure = Exchange_Failure(m_Url, m_Connection, m_Step, result, m_Curl_Message.data());
+        }
+        if (!m_Failure && m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Tls().is_closed) {
+            m_Failure = Exchange_Failure(m_Url, Error_Internet_Connection_Aborted,
+                                         "The server {server} ended the connection without a word, so its response may "
+                                         "have been cut on the way. Try again, and have the server send a "
+                                         "Content-Length.");
+        }
+        if (m_Failure) {
+            m_Failure->attempt = Failed_Attempt(m_Failure->error);
+        } else {
+            m_Response.status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
+            m_Response.body = {m_Body->Data(), m_Body->Size()};
+            m_Response.body_owner = m_Body;
+            const auto* const redirect_url = m_Connection.Info<const char*>(CURLINFO_REDIRECT_URL);
+            m_Response.redirect_url = redirect_url != nullptr ? redirect_url : "";
+        }
         return m_Failure;
     }
-    // libcurl takes a connection that ends within the headers for the end of a response.
-    if (result != CURLE_OK || m_Step != Step::Body) {
-        return Failure(result != CURLE_OK ? result : CURLE_GOT_NOTHING);
-    }
-    if (m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Tls().is_closed) {
-        return Fail(Error_Internet_Connection_Aborted,
-                    "The server {server} ended the connection without a word, so its answer may have been cut on the "
-                    "way. Try again, and have the server send a Content-Length.");
-    }
-    m_Response.status = Info<long>(CURLINFO_RESPONSE_CODE);
-    m_Response.body = {m_Body->Data(), m_Body->Size()};
-    m_Response.body_owner = m_Body;
-    if (const auto* const redirect_url = Info<const char*>(CURLINFO_REDIRECT_URL); redirect_url != nullptr) {
-        m_Response.redirect_url = redirect_url;
-    }
-    return std::nullopt;
-}
 
-void Http_Exchange::Set_Options() {
-    auto* const easy = m_Connection.Easy();
-    m_Connection.Tls() = {};
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, m_Curl_Message.data());
-    curl_easy_setopt(easy, CURLOPT_URL, m_Url.text.c_str());
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_USERAGENT, "QELFileCache/1.0");
-    curl_easy_setopt(easy, m_Request.method == Http_Method::Head ? CURLOPT_NOBODY : CURLOPT_HTTPGET, 1L);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // a name look-up that hangs is left behind, not waited for
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, Connect_Ceiling(m_Request.timeouts));
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 256L * 1024);
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-
-    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    const auto verify = m_Check == Certificate_Check::Verify;
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, verify ? 1L : 0L);
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
-    // The variables by which a machine tells OpenSSL's programs of its own authorities.
-    if (const auto* const authorities = secure_getenv("SSL_CERT_FILE"); authorities != nullptr) {
-        curl_easy_setopt(easy, CURLOPT_CAINFO, authorities);
-    }
-    if (const auto* const authorities = secure_getenv("SSL_CERT_DIR"); authorities != nullptr) {
-        curl_easy_setopt(easy, CURLOPT_CAPATH, authorities);
+private:
+    template <typename Value>
+    void Set(CURLoption option, Value value) {
+        curl_easy_setopt(m_Connection.Easy(), option, value);
     }
 
-    const auto on_handshake = [](CURL*, void* context, void* data) {
-        auto& exchange = *static_cast<Http_Exchange*>(data);
-        exchange.Enter(Step::Handshake);
-        Watch_Close_Notify(static_cast<SSL_CTX*>(context), exchange.m_Connection.Tls().is_closed);
-        if (exchange.m_Check == Certificate_Check::Verify) {
-            Refuse_Revoked_Certificates(static_cast<SSL_CTX*>(context),
-                                        exchange.m_Connection.Tls().is_certificate_revoked);
+    void Set_Options() {
+        m_Connection.Tls() = {};
+        Set(CURLOPT_ERRORBUFFER, m_Curl_Message.data());
+        Set(CURLOPT_URL, m_Url.text.c_str());
+        Set(CURLOPT_PROTOCOLS_STR, "http,https");
+        Set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+        Set(CURLOPT_USERAGENT, "QELFileCache/1.0");
+        Set(m_Request.method == Http_Method::Head ? CURLOPT_NOBODY : CURLOPT_HTTPGET, 1L);
+        Set(CURLOPT_NOSIGNAL, 1L);
+        Set(CURLOPT_QUICK_EXIT, 1L); // a name look-up that hangs is left behind, not waited for
+        Set(CURLOPT_CONNECTTIMEOUT_MS, long{Longest_Wait.count()});
+        Set(CURLOPT_BUFFERSIZE, 256L * 1024);
+        Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+
+        const bool verifies = m_Check == Certificate_Check::Verify;
+        Set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+        Set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
+        Set(CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
+        // The variables by which a machine names its own authorities to OpenSSL's programs. Null leaves libcurl's.
+        for (const auto& [option, variable] :
+             {std::pair(CURLOPT_CAINFO, "SSL_CERT_FILE"), {CURLOPT_CAPATH, "SSL_CERT_DIR"}}) {
+            if (const char* const authorities = secure_getenv(variable); authorities != nullptr) {
+                Set(option, authorities);
+            }
         }
-        return CURLE_OK;
-    };
-    const auto on_connected = [](void* exchange, char*, char*, int, int) {
-        static_cast<Http_Exchange*>(exchange)->Enter(Step::Request);
-        return CURL_PREREQFUNC_OK;
-    };
-    curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, static_cast<CURLcode (*)(CURL*, void*, void*)>(on_handshake));
-    curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, this);
-    curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, static_cast<int (*)(void*, char*, char*, int, int)>(on_connected));
-    curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &On_Data<&Http_Exchange::On_Header_Line>);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &On_Data<&Http_Exchange::On_Body>);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-}
 
-CURLcode Http_Exchange::Perform() {
-    auto* const multi = m_Connection.Multi();
-    Enter(Step::Name);
-    if (curl_multi_add_handle(multi, m_Connection.Easy()) != CURLM_OK) {
-        return CURLE_OUT_OF_MEMORY;
+        Set(CURLOPT_SSL_CTX_DATA, this);
+        Set(
+            CURLOPT_SSL_CTX_FUNCTION, +[](CURL*, void* context, void* exchange) {
+                static_cast<Http_Exchange*>(exchange)->On_Handshake(static_cast<SSL_CTX*>(context));
+                return CURLE_OK;
+            });
+        Set(CURLOPT_PREREQDATA, this);
+        Set(
+            CURLOPT_PREREQFUNCTION, +[](void* exchange, char*, char*, int, int) {
+                static_cast<Http_Exchange*>(exchange)->Enter(Step::Request);
+                return CURL_PREREQFUNC_OK;
+            });
+        Set(CURLOPT_HEADERDATA, this);
+        Set(CURLOPT_HEADERFUNCTION, &On_Data<&Http_Exchange::On_Header_Line>);
+        Set(CURLOPT_WRITEDATA, this);
+        Set(CURLOPT_WRITEFUNCTION, &On_Data<&Http_Exchange::On_Body>);
     }
-    auto result = CURLE_OK;
-    for (;;) {
+
+    CURLcode Perform() {
+        Enter(Step::Name);
+        if (curl_multi_add_handle(m_Connection.Multi(), m_Connection.Easy()) != CURLM_OK) {
+            return CURLE_OUT_OF_MEMORY;
+        }
+        std::optional<CURLcode> result;
+        while (!result) {
+            result = Advance();
+        }
+        curl_multi_remove_handle(m_Connection.Multi(), m_Connection.Easy());
+        return *result;
+    }
+
+    /// Does what can be done now and waits for more; the result when this was all.
+    std::optional<CURLcode> Advance() {
+        auto* const multi = m_Connection.Multi();
         int running = 0;
         if (curl_multi_perform(multi, &running) != CURLM_OK) {
-            result = CURLE_OUT_OF_MEMORY;
-            break;
+            return CURLE_OUT_OF_MEMORY;
         }
         Enter_Unreported_Step();
         if (running == 0) {
             int queued = 0;
             const auto* const message = curl_multi_info_read(multi, &queued);
-            result = message != nullptr ? message->data.result : CURLE_OUT_OF_MEMORY;
-            break;
+            return message != nullptr ? message->data.result : CURLE_OUT_OF_MEMORY;
         }
         const auto limit = Limit();
         const auto now = Clock::now();
         if (now >= limit) {
-            m_Failure = Timeout_Failure();
-            break;
+            return CURLE_OPERATION_TIMEDOUT;
         }
         // Nothing reports when the request has been acknowledged.
-        const milliseconds longest = m_Step == Step::Request ? milliseconds(50) : milliseconds(60000);
+        const milliseconds longest(m_Step == Step::Request ? 50 : 60000);
         const auto wait = std::chrono::ceil<milliseconds>(std::min<Clock::duration>(limit - now, longest));
         curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
+        return std::nullopt;
     }
-    curl_multi_remove_handle(multi, m_Connection.Easy());
-    return result;
-}
 
-void Http_Exchange::Enter(Step step, Clock::time_point began) {
-    m_Step = step;
-    m_Step_Began = began;
-    m_Last_Packet = began;
-}
+    void Enter(Step step, Clock::time_point began = Clock::now()) {
+        m_Step = step;
+        m_Step_Began = began;
+        m_Last_Packet = began;
+    }
 
-void Http_Exchange::Enter_Unreported_Step() {
-    if (m_Step == Step::Name) {
-        if (const std::chrono::microseconds resolved(Info<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T));
-            resolved.count() > 0) {
+    /// Enters the steps whose beginning libcurl does not report.
+    void Enter_Unreported_Step() {
+        const std::chrono::microseconds resolved(m_Connection.Info<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T));
+        if (m_Step == Step::Name && resolved.count() > 0) {
             Enter(Step::Connection, m_Step_Began + resolved);
+        } else if (m_Step == Step::Request && Is_Request_Acknowledged()) {
+            Enter(Step::Headers);
         }
-    } else if (m_Step == Step::Request && Is_Request_Acknowledged()) {
-        Enter(Step::Headers);
     }
-}
 
-Http_Exchange::Clock::time_point Http_Exchange::Limit() const {
-    const auto& timeouts = m_Request.timeouts;
-    const milliseconds of_steps[] = {timeouts.resolve, timeouts.connect, timeouts.receive,
-                                     timeouts.send,    timeouts.receive, timeouts.receive};
-    const auto timeout = of_steps[static_cast<std::size_t>(m_Step)];
-    if (timeout <= milliseconds::zero() || timeout > Longest_Wait) {
-        return Clock::time_point::max();
-    }
-    const milliseconds at_slowest_rate(static_cast<std::int64_t>(m_Body->Size()) * 1000 / Slowest_Body_Rate);
-    return std::min(m_Last_Packet, m_Step_Began + at_slowest_rate) + timeout;
-}
-
-bool Http_Exchange::Is_Request_Acknowledged() const {
-    fd_set readable;
-    fd_set writable;
-    fd_set exceptional;
-    FD_ZERO(&readable);
-    FD_ZERO(&writable);
-    FD_ZERO(&exceptional);
-    int connection = -1; // the only descriptor of the sets, when it fits into one
-    curl_multi_fdset(m_Connection.Multi(), &readable, &writable, &exceptional, &connection);
-    int unacknowledged = 0;
-    return connection < 0 || ioctl(connection, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0;
-}
-
-bool Http_Exchange::On_Header_Line(std::string_view line) {
-    m_Header_Bytes += line.size();
-    if (m_Header_Bytes > Largest_Headers) {
-        return Refuse("sent more headers than a response may have");
-    }
-    if (m_Step == Step::Body) {
-        return true; // a trailer after the body
-    }
-    if (line != "\r\n" && line != "\n") {
-        while (line.ends_with('\n') || line.ends_with('\r')) {
-            line.remove_suffix(1);
+    /// When the step has taken too long.
+    Clock::time_point Limit() const {
+        const auto& timeouts = m_Request.timeouts;
+        const milliseconds of_steps[] = {timeouts.resolve, timeouts.connect, timeouts.receive,
+                                         timeouts.send,    timeouts.receive, timeouts.receive};
+        const auto timeout = of_steps[static_cast<std::size_t>(m_Step)];
+        if (timeout <= milliseconds::zero() || timeout > Longest_Wait) {
+            return Clock::time_point::max();
         }
-        m_Response.headers.Add_Line(line);
+        const milliseconds at_slowest_rate(static_cast<std::int64_t>(m_Body->Size()) * 1000 / Slowest_Body_Rate);
+        return std::min(m_Last_Packet, m_Step_Began + at_slowest_rate) + timeout;
+    }
+
+    /// Whether the server's system has acknowledged all that was sent.
+    bool Is_Request_Acknowledged() const {
+        fd_set sets[3] = {};
+        int connection = -1; // the only descriptor of the sets, when it fits into one
+        curl_multi_fdset(m_Connection.Multi(), &sets[0], &sets[1], &sets[2], &connection);
+        int unacknowledged = 0;
+        return connection < 0 || ioctl(connection, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0;
+    }
+
+    void On_Handshake(SSL_CTX* context) {
+        Enter(Step::Handshake);
+        Watch_Close_Notify(context, m_Connection.Tls().is_closed);
+        if (m_Check == Certificate_Check::Verify) {
+            Refuse_Revoked_Certificates(context, m_Connection.Tls().is_certificate_revoked);
+        }
+    }
+
+    bool On_Header_Line(std::string_view line) {
+        m_Header_Bytes += line.size();
+        if (m_Header_Bytes > Largest_Headers) {
+            return Refuse("sent more headers than a response may have");
+        }
+        if (m_Step == Step::Body) {
+            return true; // a trailer after the body
+        }
+        if (line != "\r\n" && line != "\n") {
+            m_Response.headers.Add_Line(line.substr(0, line.find_last_not_of("\r\n") + 1));
+            return true;
+        }
+        const auto status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
+        // libcurl lets numbers of any length pass in a status line of HTTP/2. The caller would take some of
+        // them for error numbers.
+        if (status < 100 || status > 999) {
+            return Refuse("sent an invalid status");
+        }
+        if (status == 101) {
+            return Refuse("switched to another protocol");
+        }
+        if (status < 200) {
+            m_Response.headers = {};
+            return true;
+        }
+        return On_Headers_End(status);
+    }
+
+    bool On_Headers_End(long status) {
+        // Transfer codings may be used only when they were asked for. A compressed one could in
+        // addition grow without bounds here.
+        bool is_chunked = false;
+        for (const auto& coding : m_Response.headers.Values("Transfer-Encoding")) {
+            is_chunked = is_chunked || Equal_Without_Case(coding, "chunked");
+            if (!Equal_Without_Case(coding, "chunked") && !Equal_Without_Case(coding, "identity")) {
+                return Refuse("used a transfer coding that was not asked for");
+            }
+        }
+        // A response with two lengths, or one that is not a number, ends nobody knows where.
+        const auto lengths = m_Response.headers.Values("Content-Length");
+        for (const auto& length : lengths) {
+            if (length != lengths.front() || !Content_Length(length)) {
+                return Refuse("sent a response of unclear length");
+            }
+        }
+        // The body of such a response is the file. Of the others the status says enough.
+        const bool has_file = m_Request.method == Http_Method::Get && status < 300 && status != 204;
+        m_Ends_With_Connection = has_file && lengths.empty() && !is_chunked;
+        Enter(Step::Body);
         return true;
     }
-    const auto status = Info<long>(CURLINFO_RESPONSE_CODE);
-    // libcurl lets numbers of any length pass in a status line of HTTP/2. The caller would take some of
-    // them for error numbers.
-    if (status < 100 || status > 999) {
-        return Refuse("sent an invalid status");
-    }
-    if (status == 101) {
-        return Refuse("switched to another protocol");
-    }
-    if (status < 200) {
-        m_Response.headers = {};
-        return true;
-    }
-    return On_Headers_End(status);
-}
 
-bool Http_Exchange::On_Headers_End(long status) {
-    // Transfer codings may be used only when they were asked for. A compressed one could in
-    // addition grow without bounds here.
-    bool is_chunked = false;
-    for (const auto& coding : m_Response.headers.Values("Transfer-Encoding")) {
-        if (Equal_Without_Case(coding, "chunked")) {
-            is_chunked = true;
-        } else if (!Equal_Without_Case(coding, "identity")) {
-            return Refuse("used a transfer coding that was not asked for");
+    bool On_Body(std::string_view bytes) {
+        m_Last_Packet = Clock::now();
+        // -1: unknown
+        const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
+        if (content_length > static_cast<curl_off_t>(Body_Buffer::Largest_Size) ||
+            bytes.size() > Body_Buffer::Largest_Size - m_Body->Size()) {
+            return Refuse("sent a body of more than 2 GB");
+        }
+        if (m_Body->Size() == 0) {
+            m_Body->Reserve(static_cast<std::size_t>(std::max<curl_off_t>(content_length, 0)));
+        }
+        return m_Body->Append(bytes) || Refuse("sent more than this machine has memory for", Error_Out_Of_Memory);
+    }
+
+    /// What a failure at this step says of the server.
+    Attempt Failed_Attempt(std::uint32_t error) const {
+        switch (m_Step) {
+        case Step::Body:
+            return Attempt::Responded;
+        case Step::Request:
+        case Step::Headers:
+            return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
+        default:
+            const bool is_connected = m_Connection.Info<long>(CURLINFO_PRIMARY_PORT) != 0;
+            return is_connected || Proxy_For(m_Url).empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
         }
     }
-    // A response with two lengths, or one that is not a number, ends nobody knows where.
-    const auto lengths = m_Response.headers.Values("Content-Length");
-    for (const auto& length : lengths) {
-        if (length != lengths.front() || !Content_Length(length)) {
-            return Refuse("sent a response of unclear length");
+
+    /// Notes why the response is refused; false, for the caller to return.
+    bool Refuse(std::string_view reason, std::uint32_t error = Error_Http_Invalid_Server_Response) {
+        m_Failure = Exchange_Failure(
+            m_Url, error, "The server {server} {detail}. Check that the URL names a file on a web server.", reason);
+        return false;
+    }
+
+    /// A callback of C code, which an exception must not cross.
+    template <bool (Http_Exchange::*Handler)(std::string_view)>
+    static std::size_t On_Data(char* data, std::size_t, std::size_t size, void* exchange) {
+        try {
+            return (static_cast<Http_Exchange*>(exchange)->*Handler)({data, size}) ? size : 0;
+        } catch (const std::exception&) {
+            return 0;
         }
     }
-    m_Ends_With_Connection =
-        m_Request.method == Http_Method::Get && Is_Body_The_File(status) && lengths.empty() && !is_chunked;
-    Enter(Step::Body);
-    return true;
-}
 
-bool Http_Exchange::On_Body(std::string_view bytes) {
-    m_Last_Packet = Clock::now();
-    const auto content_length = Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
-    if (content_length > static_cast<curl_off_t>(Body_Buffer::Largest_Size) ||
-        bytes.size() > Body_Buffer::Largest_Size - m_Body->Size()) {
-        return Refuse("sent a body of more than 2 GB");
-    }
-    if (m_Body->Size() == 0) {
-        m_Body->Reserve(static_cast<std::size_t>(std::max<curl_off_t>(content_length, 0)));
-    }
-    return m_Body->Append(bytes) || Refuse("sent more than this machine has memory for", Error_Out_Of_Memory);
-}
+    Connection& m_Connection;
+    const Http_Request& m_Request;
+    const Http_Url& m_Url;
+    const Certificate_Check m_Check;
+    Http_Response& m_Response;
+    const std::shared_ptr<Body_Buffer> m_Body = std::make_shared<Body_Buffer>();
 
-bool Http_Exchange::Refuse(std::string_view reason, std::uint32_t error) {
-    m_Failure = Fail(error, "The server {server} {detail}. Check that the URL names a file on a web server.", reason);
-    return false;
-}
+    Step m_Step = Step::Name;
+    Clock::time_point m_Step_Began;
+    Clock::time_point m_Last_Packet; ///< of the body; before that, when the step began
 
-template <bool (Http_Exchange::*Handler)(std::string_view)>
-std::size_t Http_Exchange::On_Data(char* data, std::size_t, std::size_t size, void* exchange) {
-    try {
-        return (static_cast<Http_Exchange*>(exchange)->*Handler)({data, size}) ? size : 0;
-    } catch (const std::exception&) {
-        return 0;
-    }
-}
-
-namespace {
+    bool m_Ends_With_Connection = false; ///< nothing in the response says where the file ends
+    std::size_t m_Header_Bytes = 0;
+    std::optional<Http_Failure> m_Failure;
+    std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};
+};
 
 std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url& url, Certificate_Check check,
                                      Http_Response& response) {
@@ -291,14 +329,14 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
     const auto pool = Connection_Pool::Instance();
     const auto origin = url.Origin();
     auto connection = pool->Take(origin, check);
-    if (connection == nullptr) {
+    if (connection == nullptr || !connection->Begin_Exchange()) {
         return Http_Failure{Error_Out_Of_Memory, "There is not enough memory for a connection."};
     }
-    if (auto failure = Http_Exchange(*connection, request, url, check, response).Run()) {
-        return failure;
+    auto failure = Http_Exchange(*connection, request, url, check, response).Run();
+    if (!failure) {
+        pool->Put_Back(std::move(connection), origin, check);
     }
-    pool->Put_Back(std::move(connection), origin, check);
-    return std::nullopt;
+    return failure;
 }
 
 } // namespace

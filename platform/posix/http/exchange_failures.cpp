@@ -1,4 +1,4 @@
-#include "platform/posix/http/Http_Exchange.h"
+#include "platform/posix/http/exchange_failures.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,10 +9,6 @@
 #include <openssl/x509_vfy.h>
 
 #include "platform/common/WinInet_Error.h"
-#include "platform/posix/http/Proxy.h"
-
-// Which error number and which text a failed exchange ends with. In the texts {server} and {host} stand for the
-// server, {detail} for what only the failure at hand knows.
 
 namespace QEL::FrontEnd::Platform {
 
@@ -24,10 +20,7 @@ struct Failure_Text {
     const char* text;
 };
 
-constexpr const char* bad_response = "The answer of the server {server} is not valid HTTP. Check that the URL names a "
-                                     "file on a web server, and the port.";
-constexpr const char* revoked = "The certificate of the server {server} has been revoked by its authority. Do not "
-                                "trust this server until it has a new one.";
+#define CHECK_NETWORK "Check that the server runs and that no firewall or proxy is in the way."
 
 // The last of each table is for all other results.
 constexpr Failure_Text curl_failures[] = {
@@ -41,12 +34,10 @@ constexpr Failure_Text curl_failures[] = {
      "The name of the proxy server for {server} cannot be resolved. Check the proxy settings."},
     {{CURLE_COULDNT_CONNECT},
      Error_Internet_Cannot_Connect,
-     "The server {server} cannot be connected to{detail}. Check that the server runs and that no firewall or proxy is "
-     "in the way."},
+     "The server {server} cannot be connected to{detail}. " CHECK_NETWORK},
     {{CURLE_PROXY},
      Error_Internet_Cannot_Connect,
-     "The server {server} cannot be reached through the proxy. Check that the server runs and that no firewall or "
-     "proxy is in the way."},
+     "The server {server} cannot be reached through the proxy. " CHECK_NETWORK},
     {{CURLE_SSL_CACERT_BADFILE},
      Error_Internet_Security_Channel,
      "The certificate of the server {server} cannot be checked: the list of authorities of this machine cannot be "
@@ -58,12 +49,10 @@ constexpr Failure_Text curl_failures[] = {
      "TLS 1.2 or newer on this port."},
     {{CURLE_RECV_ERROR, CURLE_SEND_ERROR, CURLE_GOT_NOTHING},
      Error_Internet_Connection_Aborted,
-     "The server {server} ended the connection without a whole answer{detail}. Check that the server runs and that no "
-     "firewall or proxy is in the way."},
+     "The server {server} ended the connection without a whole response{detail}. " CHECK_NETWORK},
     {{CURLE_PARTIAL_FILE},
      Error_Internet_Connection_Aborted,
-     "The server {server} sent less than it had promised. Check that the server runs and that no firewall or proxy is "
-     "in the way."},
+     "The server {server} sent less than it had promised. " CHECK_NETWORK},
     // The first is a callback's, which has reported already what it refuses.
     {{CURLE_WRITE_ERROR, CURLE_OUT_OF_MEMORY},
      Error_Out_Of_Memory,
@@ -71,7 +60,8 @@ constexpr Failure_Text curl_failures[] = {
     // The last is of libcurl's own functions, for a header that is not valid.
     {{CURLE_UNSUPPORTED_PROTOCOL, CURLE_WEIRD_SERVER_REPLY, CURLE_BAD_CONTENT_ENCODING, CURLE_BAD_FUNCTION_ARGUMENT},
      Error_Http_Invalid_Server_Response,
-     bad_response},
+     "The response of the server {server} is not valid HTTP. Check that the URL names a file on a web server, and the "
+     "port."},
     {{}, Error_Internet_Internal_Error, "The request to the server {server} failed{detail}."},
 };
 
@@ -89,7 +79,10 @@ constexpr Failure_Text certificate_failures[] = {
      Error_Internet_Cert_Date_Invalid,
      "The certificate of the server {server} has expired. Check the date of this machine, then have the server's "
      "certificate renewed."},
-    {{X509_V_ERR_CERT_REVOKED}, Error_Internet_Cert_Revoked, revoked},
+    {{X509_V_ERR_CERT_REVOKED},
+     Error_Internet_Cert_Revoked,
+     "The certificate of the server {server} has been revoked by its authority. Do not trust this server until it has "
+     "a new one."},
     {{X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY,
       X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN,
       X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, X509_V_ERR_INVALID_CA, X509_V_ERR_CERT_UNTRUSTED,
@@ -103,21 +96,34 @@ constexpr Failure_Text certificate_failures[] = {
 };
 
 const Failure_Text& Find(std::span<const Failure_Text> texts, long result) {
-    const auto found = std::find_if(texts.begin(), texts.end() - 1, [result](const Failure_Text& text) {
+    return *std::find_if(texts.begin(), texts.end() - 1, [result](const Failure_Text& text) {
         return std::find(text.results.begin(), text.results.end(), result) != text.results.end();
     });
-    return *found;
+}
+
+Http_Failure Timeout(const Http_Url& url, Exchange_Step step) {
+    constexpr const char* of_steps[] = {
+        "The name of the server {host} was not resolved in time. Check the network settings of this machine.",
+        "The server {server} did not accept a connection in time. Check that the server runs and that no firewall is "
+        "in the way.",
+        "The server {server} did not finish the TLS handshake in time. Check that the server offers TLS on this port.",
+        "The server {server} did not take the request in time. Check the network and try again.",
+        "The server {server} did not respond in time. Check the server's load and try again.",
+        "The server {server} sent its response too slowly. Check the network and try again.",
+    };
+    return Exchange_Failure(url, Error_Internet_Timeout, of_steps[static_cast<std::size_t>(step)]);
 }
 
 } // namespace
 
-Http_Failure Http_Exchange::Fail(std::uint32_t error, std::string_view text, std::string_view detail) const {
-    Http_Failure failure{error, {}, Failed_Attempt(error)};
+Http_Failure Exchange_Failure(const Http_Url& url, std::uint32_t error, std::string_view text,
+                              std::string_view detail) {
+    Http_Failure failure{error, {}};
     for (auto brace = text.find('{'); brace != std::string_view::npos; brace = text.find('{')) {
         failure.description += text.substr(0, brace);
         text.remove_prefix(brace);
-        failure.description += text.starts_with("{server}") ? m_Url.Server()
-                               : text.starts_with("{host}") ? m_Url.host
+        failure.description += text.starts_with("{server}") ? url.Server()
+                               : text.starts_with("{host}") ? url.host
                                                             : std::string(detail);
         text.remove_prefix(text.find('}') + 1);
     }
@@ -125,69 +131,41 @@ Http_Failure Http_Exchange::Fail(std::uint32_t error, std::string_view text, std
     return failure;
 }
 
-Attempt Http_Exchange::Failed_Attempt(std::uint32_t error) const {
-    switch (m_Step) {
-    case Step::Body:
-        return Attempt::Responded;
-    case Step::Request:
-    case Step::Headers:
-        return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
-    default:
-        const bool is_connected = Info<long>(CURLINFO_PRIMARY_PORT) != 0;
-        return is_connected || Proxy_For(m_Url).empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
-    }
-}
-
-Http_Failure Http_Exchange::Failure(CURLcode result) const {
-    if (m_Connection.Tls().is_certificate_revoked) {
-        return Fail(Error_Internet_Cert_Revoked, revoked);
+Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection, Exchange_Step step, CURLcode result,
+                              std::string_view message) {
+    const auto proxy_status = connection.Info<long>(CURLINFO_HTTP_CONNECTCODE);
+    const bool is_revoked = connection.Tls().is_certificate_revoked;
+    if (is_revoked || result == CURLE_PEER_FAILED_VERIFICATION) {
+        const long fault = is_revoked ? X509_V_ERR_CERT_REVOKED : connection.Info<long>(CURLINFO_SSL_VERIFYRESULT);
+        const auto& failure = Find(certificate_failures, fault);
+        return Exchange_Failure(url, failure.error, failure.text, " (" + std::to_string(fault) + ")");
     }
     if (result == CURLE_OPERATION_TIMEDOUT) {
-        return Timeout_Failure();
+        return Timeout(url, step);
     }
-    if (result == CURLE_PEER_FAILED_VERIFICATION) {
-        const auto fault = Info<long>(CURLINFO_SSL_VERIFYRESULT);
-        const auto& failure = Find(certificate_failures, fault);
-        return Fail(failure.error, failure.text, " (" + std::to_string(fault) + ")");
+    if (result == CURLE_RECV_ERROR && proxy_status >= 300) {
+        return Exchange_Failure(url, Error_Internet_Cannot_Connect,
+                                "The proxy does not let requests through to the server {server}: its status is "
+                                "{detail}. Check the proxy settings.",
+                                std::to_string(proxy_status));
     }
-    if (const auto proxy_status = Info<long>(CURLINFO_HTTP_CONNECTCODE);
-        result == CURLE_RECV_ERROR && proxy_status >= 300) {
-        return Fail(Error_Internet_Cannot_Connect,
-                    "The proxy does not let requests through to the server {server}: it answers with status {detail}. "
-                    "Check the proxy settings.",
-                    std::to_string(proxy_status));
+    // libcurl has no codes of its own for a header line that is longer than it takes, and for chunks that are wrong.
+    if (result == CURLE_OUT_OF_MEMORY && (step == Exchange_Step::Request || step == Exchange_Step::Headers)) {
+        return Exchange_Failure(url, Error_Http_Invalid_Server_Response,
+                                "The server {server} sent a header that is too long. Check that the URL names a file "
+                                "on a web server.");
     }
-    // libcurl has no codes of its own for chunks that are wrong and for a header line that is longer than it takes.
-    if (result == CURLE_RECV_ERROR && std::string_view(m_Curl_Message.data()).find("hunk") != std::string_view::npos) {
-        return Fail(Error_Http_Invalid_Server_Response, bad_response);
-    }
-    if (result == CURLE_OUT_OF_MEMORY && (m_Step == Step::Request || m_Step == Step::Headers)) {
-        return Fail(Error_Http_Invalid_Server_Response,
-                    "The server {server} sent a header that is too long. Check that the URL names a file on a web "
-                    "server.");
+    if (result == CURLE_RECV_ERROR && message.find("hunk") != std::string_view::npos) {
+        result = CURLE_WEIRD_SERVER_REPLY;
     }
     const auto& failure = Find(curl_failures, result);
-    if (result != CURLE_COULDNT_CONNECT && result != CURLE_RECV_ERROR && result != CURLE_SEND_ERROR) {
-        const bool is_named = !std::empty(failure.results);
-        return Fail(failure.error, failure.text, is_named ? "" : std::string(": ") + curl_easy_strerror(result));
-    }
     // The system mostly has a cause for these.
-    const auto cause = static_cast<int>(Info<long>(CURLINFO_OS_ERRNO));
-    return Fail(cause == ETIMEDOUT ? Error_Internet_Timeout : failure.error, failure.text,
-                cause != 0 ? ": " + std::generic_category().message(cause) : "");
-}
-
-Http_Failure Http_Exchange::Timeout_Failure() const {
-    constexpr const char* of_steps[] = {
-        "The name of the server {host} was not resolved in time. Check the network settings of this machine.",
-        "The server {server} did not accept a connection in time. Check that the server runs and that no firewall is "
-        "in the way.",
-        "The server {server} did not finish the TLS handshake in time. Check that the server offers TLS on this port.",
-        "The server {server} did not take the request in time. Check the network and try again.",
-        "The server {server} did not answer in time. Check the server's load and try again.",
-        "The server {server} sent its answer too slowly. Check the network and try again.",
-    };
-    return Fail(Error_Internet_Timeout, of_steps[static_cast<std::size_t>(m_Step)]);
+    if (result == CURLE_COULDNT_CONNECT || result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR) {
+        const auto cause = static_cast<int>(connection.Info<long>(CURLINFO_OS_ERRNO));
+        return Exchange_Failure(url, cause == ETIMEDOUT ? Error_Internet_Timeout : failure.error, failure.text,
+                                cause != 0 ? ": " + std::generic_category().message(cause) : "");
+    }
+    return Exchange_Failure(url, failure.error, failure.text, std::string(": ") + curl_easy_strerror(result));
 }
 
 } // namespace QEL::FrontEnd::Platform

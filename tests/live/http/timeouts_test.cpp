@@ -81,7 +81,7 @@ TEST(Receive_Timeout, EndsAHandshakeAndAnAnswerThatDoNotCome) {
     const auto answer = Get(server.Url(), timeouts);
     const auto handshake = Get("https" + server.Url().substr(4), timeouts);
 
-    EXPECT_THAT(answer.description, HasSubstr("did not answer in time"));
+    EXPECT_THAT(answer.description, HasSubstr("did not respond in time"));
     EXPECT_THAT(handshake.description, HasSubstr("did not finish the TLS handshake in time"));
     for (const auto& outcome : {answer, handshake}) {
         EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
@@ -102,7 +102,7 @@ TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
     const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), Short_Receive);
 
     EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
-    EXPECT_THAT(outcome.description, HasSubstr("did not answer in time"));
+    EXPECT_THAT(outcome.description, HasSubstr("did not respond in time"));
     EXPECT_GE(outcome.elapsed, 600ms);
     EXPECT_LT(outcome.elapsed, 8s);
 }
