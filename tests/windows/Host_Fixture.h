@@ -27,7 +27,7 @@
 
 namespace QEL::Tests {
 
-/// What a request answers with, status and all. The codes begin with a value that no operation
+/// The result of a request, status and all. The codes begin with a value that no operation
 /// writes, so that an unwritten one shows.
 struct Served {
     static constexpr int Unwritten = -4711;

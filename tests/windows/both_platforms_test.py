@@ -134,23 +134,23 @@ class BothPlatforms(unittest.TestCase):
         with open(os.path.join(SERVERS["QEL_TEST_FILES"], name), "w", encoding="ascii", newline="") as file:
             file.write(content)
 
-    def test_answer_alike(self):
+    def test_results_are_alike(self):
         self.publish("landscape.xml", "<landscape/>")
         urls = [SERVERS["QEL_TEST_HTTP"] + path
                 for path in ("/landscape.xml", "/redirects/3", "/missing.xml", "/empty", "/status/500", "/chunked")]
-        answers = {}
+        results = {}
         for name, platform in self.platforms.items():
             rounds = []
             for _ in range(2):
-                status, output, _errors = self.run_program(platform, self.directory("answers " + name), "get", "--json",
+                status, output, _errors = self.run_program(platform, self.directory("results " + name), "get", "--json",
                                                            *urls)
-                answer = json.loads(output)
-                for request in answer:
+                result = json.loads(output)
+                for request in result:
                     request["path"] = os.path.splitext(request["path"])[1]
-                rounds.append((status, answer, self.requests()))
-            answers[name] = rounds
-        self.assertEqual(answers["Windows"], answers["Linux"])
-        self.assertEqual([request["path"] for request in answers["Linux"][0][1]],
+                rounds.append((status, result, self.requests()))
+            results[name] = rounds
+        self.assertEqual(results["Windows"], results["Linux"])
+        self.assertEqual([request["path"] for request in results["Linux"][0][1]],
                          [".xml", ".txt", "", ".txt", "", ".txt"])
 
     def trace(self, platform, cache, traces, *requests):
@@ -208,26 +208,26 @@ class BothPlatforms(unittest.TestCase):
             entries = json.loads(output)
             explained = self.run_program(platform, cache, "explain", "--json", "--check", url, unknown_authority,
                                          "file:/unusable")
-            answers = json.loads(explained[1])
+            results = json.loads(explained[1])
             self.assertEqual(self.requests(), ["HEAD /landscape.xml"], name)
             after = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
             self.assertEqual(after, before, name)
 
-            self.assertEqual(entries[0]["copy"], answers[0]["entry"]["copy"])
+            self.assertEqual(entries[0]["copy"], results[0]["entry"]["copy"])
             self.assertTrue(entries[0]["copy"].startswith(platform.path(cache) + platform.separator))
             # Wine looks for a revocation list before it looks at the authority.
-            self.assertIn(answers[1]["remote"]["error"], (12045, 12057))
-            period = answers[0]["settings"][0]
+            self.assertIn(results[1]["remote"]["error"], (12045, 12057))
+            period = results[0]["settings"][0]
             self.assertEqual((period["name"], period["value"], period["written"]),
                              ("LandscapeCacheExpiryPeriod", "60", "60"))
             self.assertEqual(period["source"], platform.source())
             looks[name] = (status, [(entry["url"], entry["size"], entry["last_modified"], entry["fresh"])
                                     for entry in entries], explained[0],
-                           [(answer["kind"], answer["served"], answer["remote"]["status"], answer["remote"]["unchanged"],
-                             re.sub(r"[0-9]{4}-[0-9]{2}-.*|\(error .*", "", answer["verdict"]))
-                            for answer in answers])
+                           [(result["kind"], result["served"], result["remote"]["status"], result["remote"]["unchanged"],
+                             re.sub(r"[0-9]{4}-[0-9]{2}-.*|\(error .*", "", result["verdict"]))
+                            for result in results])
         self.assertEqual(looks["Windows"], looks["Linux"])
-        self.assertEqual([answer[:4] for answer in looks["Linux"][3]],
+        self.assertEqual([result[:4] for result in looks["Linux"][3]],
                          [("web", True, 200, True), ("web", False, None, False), ("unusable", False, None, False)])
 
     def test_prefetch_alike(self):

@@ -72,14 +72,14 @@ protected:
 };
 
 // COM creates the object on a thread that receives its calls through a window. The tests run where
-// there is no display, and at times before Wine's desktop can tell such a window from one to be shown.
+// there is no display, and at times before Wine's desktop knows such a window from one to be shown.
 TEST(Windows_Without_A_Display, CanBeCreated) {
     const HWND window = CreateWindowExA(0, "STATIC", "", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
     EXPECT_NE(window, nullptr);
     DestroyWindow(window);
 }
 
-TEST_F(Com_Request, AnswersWithStatusHeadersAndBytes) {
+TEST_F(Com_Request, HasStatusHeadersAndBytes) {
     Get("/landscape");
     EXPECT_EQ(Status(), 200);
     EXPECT_EQ(Header("Last-Modified"), "Wed, 21 Oct 2015 07:28:00 GMT");

@@ -227,7 +227,7 @@ TEST(Host_Services, MayThrowThroughTheLibrary) {
     EXPECT_THROW(cache.Set_Cache_Directory("C:\\"), std::bad_alloc);
 }
 
-TEST(Host_Library, TellsItsVersion) {
+TEST(Host_Library, SaysItsVersion) {
     DWORD ignored = 0;
     std::vector<char> resource(GetFileVersionInfoSizeA("qelfilecache.dll", &ignored));
     ASSERT_FALSE(resource.empty());

@@ -1,4 +1,4 @@
-// The calls of the COM object one by one, on an object that records them and answers with what the
+// The calls of the COM object one by one, on an object that records them and returns what the
 // system's own seldom does: other types, bounds and dimensions, and failures.
 
 #include "tests/windows/Scripted_Com_Object.h"
@@ -136,7 +136,7 @@ TEST_F(Scripted_Request, IsSynchronousAndLeavesUserPasswordAndBodyOut) {
     EXPECT_THAT(script.calls, ElementsAre("open HEAD http://server/file?a=b false omitted omitted", "send omitted"));
 }
 
-TEST_F(Scripted_Request, AnswersWithTheResultOfEachCall) {
+TEST_F(Scripted_Request, ReturnsTheResultOfEachCall) {
     script.timeouts_set = script.opened = script.sent = script.status_known = Refused;
     script.header = [](const std::wstring&, BSTR*) { return Refused; };
     script.body = [](VARIANT*) { return Refused; };
@@ -189,21 +189,21 @@ TEST_F(Scripted_Request, HoldsTheBytesAsLongAsTheBody) {
     EXPECT_EQ(std::string_view(body.data, 5), "bytes");
 }
 
-TEST_F(Scripted_Request, TellsABodyOfAnotherType) {
+TEST_F(Scripted_Request, ReportsABodyOfAnotherType) {
     EXPECT_EQ(Body_From(nullptr, VT_EMPTY).type, VT_EMPTY);
     const Response_Body body = Body_From(Array_Of(VT_UI2, "two"), VT_ARRAY | VT_UI2);
     EXPECT_EQ(body.type, VT_ARRAY | VT_UI2);
     EXPECT_EQ(body.data, nullptr);
 }
 
-TEST_F(Scripted_Request, TellsABodyWithoutOneDimension) {
+TEST_F(Scripted_Request, ReportsABodyWithoutOneDimension) {
     const Response_Body body = Body_From(Array_Of(VT_UI1, "bytes", 0, 2));
     EXPECT_EQ(body.dimensions, 2U);
     EXPECT_EQ(body.data, nullptr);
     EXPECT_EQ(Body_From(nullptr).dimensions, 0U);
 }
 
-TEST_F(Scripted_Request, TellsABodyThatCannotBeLocked) {
+TEST_F(Scripted_Request, ReportsABodyThatCannotBeLocked) {
     SAFEARRAY* const array = Array_Of(VT_UI1, "bytes");
     void* const bytes = array->pvData;
     constexpr USHORT all_locks = 0xFFFF;

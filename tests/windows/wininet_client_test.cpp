@@ -80,7 +80,7 @@ protected:
     HttpClient client;
 };
 
-TEST_F(Wininet_Client, AnswersWithStatusHeadersAndBytes) {
+TEST_F(Wininet_Client, HasStatusHeadersAndBytes) {
     EXPECT_EQ(Send(Url("/landscape")), 200U);
     EXPECT_EQ(client.GetResponseHeader("last-modified"), "Wed, 21 Oct 2015 07:28:00 GMT");
     EXPECT_EQ(client.GetResponseHeader("Content-Type"), "text/xml; charset=utf-8");
@@ -120,7 +120,7 @@ TEST_F(Wininet_Client, FailsOnABodyThatEndsEarly) {
     EXPECT_EQ(Send(Url("/short")), 12030U);
 }
 
-TEST_F(Wininet_Client, FailsOnAnAnswerThatIsNoHttp) {
+TEST_F(Wininet_Client, FailsOnAResponseThatIsNotHttp) {
     EXPECT_EQ(Send(Url("/garbage")), 12152U);
 }
 
@@ -218,7 +218,7 @@ TEST_F(Wininet_Client, NeverFollowsARedirectFromHttpsToHttp) {
     EXPECT_EQ(Send(Url("/redirect-to/302?" + Https_Url("UNKNOWN_CA", "/landscape"))), 200U);
 }
 
-TEST_F(Wininet_Client, TellsWhatWentWrong) {
+TEST_F(Wininet_Client, SaysWhatWentWrong) {
     EXPECT_EQ(Send("http://127.0.0.1:1/"), 12029U);
     EXPECT_EQ(Send("http://no-such-host.invalid/"), 12007U);
     EXPECT_EQ(Send("ftp://127.0.0.1/"), 12005U);
@@ -229,7 +229,7 @@ TEST_F(Wininet_Client, TakesACertificateThatHolds) {
     EXPECT_EQ(Send(Https_Url("TRUSTED", "/landscape")), 200U);
 }
 
-TEST_F(Wininet_Client, TellsWhatIsWrongWithACertificate) {
+TEST_F(Wininet_Client, SaysWhatIsWrongWithACertificate) {
     EXPECT_EQ(Send(Https_Url("UNKNOWN_CA", "/landscape")), 12045U);
     EXPECT_EQ(Send(Https_Url("WRONG_NAME", "/landscape")), 12038U);
     EXPECT_EQ(Send(Https_Url("EXPIRED", "/landscape")), 12037U);
@@ -250,7 +250,7 @@ TEST_F(Wininet_Client, DoesNotTrustWhatAListedUrlRedirectsTo) {
     EXPECT_EQ(Send(listed), 12045U);
 }
 
-TEST_F(Wininet_Client, TrustsEveryServerWhenToldTo) {
+TEST_F(Wininet_Client, TrustsEveryServerWhenConfigured) {
     Trust_Everything();
     for (const char* server : {"UNKNOWN_CA", "WRONG_NAME", "EXPIRED", "WRONG_USAGE"}) {
         EXPECT_EQ(Send(Https_Url(server, "/landscape")), 200U) << server;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs a command while web servers answer on the loopback interface.
+"""Runs a command while web servers run on the loopback interface.
 
     with_http_servers.py COMMAND ARGUMENT...
 
@@ -40,7 +40,7 @@ LAST_MODIFIED = "Wed, 21 Oct 2015 07:28:00 GMT"
 BODY = b"first line\nsecond line\n\0behind a NUL\xff\xfe"
 
 
-class Answers(http.server.BaseHTTPRequestHandler):
+class Responses(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     disable_nagle_algorithm = True  # headers and body are two writes: the second would wait for the client
     requests_for_count = 0
@@ -51,7 +51,7 @@ class Answers(http.server.BaseHTTPRequestHandler):
     def log_message(self, *_):
         pass
 
-    def answer(self, status, headers, body=b""):
+    def respond(self, status, headers, body=b""):
         self.send_response(status)
         for name, value in headers.items():
             self.send_header(name, value)
@@ -61,78 +61,78 @@ class Answers(http.server.BaseHTTPRequestHandler):
         if self.command != "HEAD":
             self.wfile.write(body)
 
-    def answer_with_file(self, name):
-        path = os.path.join(Answers.files, name)
+    def respond_with_file(self, name):
+        path = os.path.join(Responses.files, name)
         try:
             with open(path, "rb") as file:
                 content = file.read()
         except OSError:
-            self.answer(404, {"Content-Type": "text/html"}, b"<html>not found</html>")
+            self.respond(404, {"Content-Type": "text/html"}, b"<html>not found</html>")
             return
         content_type = {".xml": "application/xml", ".txt": "text/plain"}.get(os.path.splitext(name)[1])
         headers = {"Content-Type": content_type} if content_type else {}
         headers["Last-Modified"] = email.utils.formatdate(os.stat(path).st_mtime, usegmt=True)
-        self.answer(200, headers, content)
+        self.respond(200, headers, content)
 
     def do_GET(self):
-        with open(Answers.request_log, "a", encoding="ascii") as log:
+        with open(Responses.request_log, "a", encoding="ascii") as log:
             log.write(f"{self.command} {self.path}\n")
         url = urllib.parse.urlsplit(self.path)
         parts = url.path.strip("/").split("/")
         if parts[0] == "landscape":
-            self.answer(200, {"Content-Type": "text/xml; charset=utf-8", "Last-Modified": LAST_MODIFIED}, BODY)
+            self.respond(200, {"Content-Type": "text/xml; charset=utf-8", "Last-Modified": LAST_MODIFIED}, BODY)
         elif parts[0] == "empty":
-            self.answer(200, {"Content-Type": "text/plain"})
+            self.respond(200, {"Content-Type": "text/plain"})
         elif parts[0] == "status":
             status = int(parts[1])
-            self.answer(status, {"Content-Type": "text/plain"}, b"" if status == 304 else b"no such thing")
+            self.respond(status, {"Content-Type": "text/plain"}, b"" if status == 304 else b"no such thing")
         elif parts[0] == "chunked":
-            self.answer(200, {"Transfer-Encoding": "chunked"}, b"5\r\nhello\r\n6\r\n world\r\n0\r\n\r\n")
+            self.respond(200, {"Transfer-Encoding": "chunked"}, b"5\r\nhello\r\n6\r\n world\r\n0\r\n\r\n")
         elif parts[0] == "short":
-            self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
+            self.respond(200, {"Content-Length": "100"}, b"ten bytes.")
             self.close_connection = True
         elif parts[0] == "silent":
             time.sleep(SILENCE_SECONDS)
             self.close_connection = True
         elif parts[0] == "silent-body":
-            self.answer(200, {"Content-Length": "100"}, b"ten bytes.")
+            self.respond(200, {"Content-Length": "100"}, b"ten bytes.")
             self.wfile.flush()
             time.sleep(SILENCE_SECONDS)
             self.close_connection = True
         elif parts[0] == "control-characters":
-            self.answer(200, {"Last-Modified": "\x01a\x1a\x0bb\x7f"}, b"<file/>")
+            self.respond(200, {"Last-Modified": "\x01a\x1a\x0bb\x7f"}, b"<file/>")
         elif parts[0] == "long-header":
-            self.answer(200, {"Last-Modified": "long " * 200 + "end"})
+            self.respond(200, {"Last-Modified": "long " * 200 + "end"})
         elif parts[0] == "garbage":
             self.wfile.write(b"This is no HTTP.")
             self.close_connection = True
         elif parts[0] == "count":
-            # A cache would be allowed to keep this answer.
-            Answers.requests_for_count += 1
+            # A cache would be allowed to keep this response.
+            Responses.requests_for_count += 1
             headers = {"Cache-Control": "max-age=3600", "Last-Modified": LAST_MODIFIED,
                        "Set-Cookie": "visited=yes; Path=/"}
-            self.answer(200, headers, str(Answers.requests_for_count).encode())
+            self.respond(200, headers, str(Responses.requests_for_count).encode())
         elif parts[0] == "request-headers":
-            self.answer(200, {}, str(self.headers).encode())
+            self.respond(200, {}, str(self.headers).encode())
         elif parts[0] == "method":
-            self.answer(200, {"X-Method": self.command}, self.command.encode())
+            self.respond(200, {"X-Method": self.command}, self.command.encode())
         elif parts[0] == "revocation-list":
-            self.answer(200, {"Content-Type": "application/pkix-crl"}, Answers.revocation_list)
+            self.respond(200, {"Content-Type": "application/pkix-crl"}, Responses.revocation_list)
         elif parts[0] == "redirects" and int(parts[1]) > 0:
-            self.answer(302, {"Location": f"/redirects/{int(parts[1]) - 1}"})
+            self.respond(302, {"Location": f"/redirects/{int(parts[1]) - 1}"})
         elif parts[0] == "redirects":
-            self.answer(200, {}, b"arrived")
+            self.respond(200, {}, b"arrived")
         elif parts[0] == "redirect-to":
-            self.answer(int(parts[1]), {"Location": urllib.parse.unquote(url.query)})
+            self.respond(int(parts[1]), {"Location": urllib.parse.unquote(url.query)})
         else:
-            self.answer_with_file(parts[-1])
+            self.respond_with_file(parts[-1])
 
     do_HEAD = do_GET
 
 
 def serve(certificate=None):
-    """Starts a server on a free port; answers with its port."""
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Answers)
+    """Starts a server on a free port; returns its port."""
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Responses)
     server.daemon_threads = True
     if certificate:
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
@@ -182,17 +182,17 @@ def web_servers():
     http_server = f"http://127.0.0.1:{serve()}"
     environment = {"QEL_TEST_HTTP": http_server}
     with tempfile.TemporaryDirectory() as directory:
-        Answers.files = os.path.join(directory, "files")
-        os.mkdir(Answers.files)
-        Answers.request_log = os.path.join(directory, "requests")
-        environment["QEL_TEST_FILES"] = Answers.files
-        environment["QEL_TEST_REQUESTS"] = Answers.request_log
+        Responses.files = os.path.join(directory, "files")
+        os.mkdir(Responses.files)
+        Responses.request_log = os.path.join(directory, "requests")
+        environment["QEL_TEST_FILES"] = Responses.files
+        environment["QEL_TEST_REQUESTS"] = Responses.request_log
         authority = os.path.join(directory, "authority")
         unknown_authority = os.path.join(directory, "unknown")
         make_authority(authority)
         make_authority(unknown_authority)
         with open(authority + ".crl", "rb") as revocation_list:
-            Answers.revocation_list = revocation_list.read()
+            Responses.revocation_list = revocation_list.read()
         environment["QEL_TEST_CA"] = authority + ".der"
         for kind, signer, host, days, usage in (("TRUSTED", authority, "localhost", 30, "serverAuth"),
                                                 ("WRONG_NAME", authority, "elsewhere.example", 30, "serverAuth"),

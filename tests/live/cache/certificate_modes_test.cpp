@@ -39,9 +39,9 @@ void PrintTo(Setting setting, std::ostream* out) {
 struct Server_Certificate_Case {
     const char* name;
     Tls_State state;
-    unsigned int error;  ///< WinInet number when certificates are checked; 0: it holds
+    unsigned int error;  ///< WinInet number when certificates are checked; 0: it is valid
     bool can_be_ignored; ///< a client that ignores certificate errors is served
-    const char* cause;   ///< what the host is told
+    const char* cause;   ///< what the host gets to know
 };
 
 void PrintTo(const Server_Certificate_Case& certificate, std::ostream* out) {
@@ -99,10 +99,10 @@ protected:
     static Setting The_Setting() { return std::get<1>(GetParam()); }
     static std::string Url() { return s_sites->Url(The_Certificate().state); }
 
-    static bool Holds() { return The_Certificate().error == 0; }
+    static bool Is_Valid() { return The_Certificate().error == 0; }
     /// The second client is served although the certificate does not hold.
     static bool Is_Ignored() {
-        return !Holds() && The_Certificate().can_be_ignored &&
+        return !Is_Valid() && The_Certificate().can_be_ignored &&
                (The_Setting() == Setting::Listed || The_Setting() == Setting::Ignore_All);
     }
 
@@ -184,8 +184,8 @@ protected:
     /// The text for the host says why, where the mode leaves it in place.
     void Expect_Error_Text() {
         const std::string text = cache.Get_Additional_Error_Info();
-        const bool told = The_Setting() == Setting::Default || The_Setting() == Setting::Not_Listed;
-        if (Holds() || !told) {
+        const bool is_reported = The_Setting() == Setting::Default || The_Setting() == Setting::Not_Listed;
+        if (Is_Valid() || !is_reported) {
             EXPECT_EQ(text, "");
             return;
         }
@@ -229,7 +229,7 @@ TEST_P(Certificate_Modes, FirstDownload) {
     const std::string path = Get();
     const std::string errors = Traced_Errors();
 
-    if (Holds() || Is_Ignored()) {
+    if (Is_Valid() || Is_Ignored()) {
         EXPECT_EQ(Content(path), "<landscape/>");
         EXPECT_FALSE(download_error);
         EXPECT_EQ(http_error, 0);
@@ -240,10 +240,10 @@ TEST_P(Certificate_Modes, FirstDownload) {
         EXPECT_EQ(http_error, 2);
         EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
     }
-    EXPECT_EQ(cache.m_Cert_Error_Detected, !Holds());
+    EXPECT_EQ(cache.m_Cert_Error_Detected, !Is_Valid());
     Expect_Error_Text();
 
-    if (Holds()) {
+    if (Is_Valid()) {
         EXPECT_EQ(errors, "");
     } else {
         Learn_Description(errors);
@@ -267,13 +267,13 @@ TEST_P(Certificate_Modes, CheckOfAnUnchangedCopy) {
 
     EXPECT_EQ(path, copy);
     EXPECT_EQ(Content(path), "copy");
-    const bool checked = Holds() || Is_Ignored();
+    const bool checked = Is_Valid() || Is_Ignored();
     EXPECT_EQ(download_error, !checked);
     EXPECT_EQ(http_error, checked ? 0 : 2);
     EXPECT_EQ(cache.m_Cache_Entries.at(Url()).last_checked_remotely != 1, checked) << "its age starts anew";
     Expect_Error_Text();
 
-    if (Holds()) {
+    if (Is_Valid()) {
         EXPECT_EQ(errors, "");
         return;
     }
@@ -307,9 +307,9 @@ TEST_P(Certificate_Redirects, OnlyTheListedUrlItselfIsTrusted) {
     configuration.Set_List("CertErrorWhiteList", {url});
 
     const std::string path = cache.Get_Cached_File_and_Status(url, 213, download_error, &http_error, nullptr);
-    EXPECT_EQ(path.empty(), !Holds());
-    EXPECT_EQ(download_error, !Holds());
-    EXPECT_EQ(http_error, Holds() ? 0 : 2);
+    EXPECT_EQ(path.empty(), !Is_Valid());
+    EXPECT_EQ(download_error, !Is_Valid());
+    EXPECT_EQ(http_error, Is_Valid() ? 0 : 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Certificate_Redirects,

@@ -48,13 +48,13 @@ TEST_F(Second_Client, SendsHead) {
     EXPECT_THAT(m_Server.Request(), testing::StartsWith("HEAD /file.xml HTTP/1.1\r\n"));
 }
 
-TEST_F(Second_Client, AnswersWithTheStatusOfAnError) {
+TEST_F(Second_Client, ReturnsTheStatusOfAnError) {
     m_Server.Respond_With("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), 404U);
 }
 
-TEST_F(Second_Client, AnswersWithTheErrorNumberWhenThereIsNoAnswer) {
+TEST_F(Second_Client, ReturnsTheErrorNumberWhenThereIsNoResponse) {
     m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\nabc");
 
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), Error_Internet_Connection_Aborted);
@@ -71,7 +71,7 @@ TEST_F(Second_Client, RefusesWhatIsNoHttpUrl) {
     }
 }
 
-TEST_F(Second_Client, ForgetsTheAnswerBefore) {
+TEST_F(Second_Client, ForgetsTheResponseBefore) {
     m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
     Send(Http_Get, m_Server.Url());
 
@@ -84,7 +84,7 @@ TEST_F(Second_Client, HasNoWindow) {
     EXPECT_EQ(m_Client.GetHWnd(), nullptr);
 }
 
-TEST(Second_Client_Without_Request, HasNoAnswer) {
+TEST(Second_Client_Without_Request, HasNoResponse) {
     const HttpClient client;
 
     EXPECT_EQ(client.GetResponseHeader("Last-Modified"), "");

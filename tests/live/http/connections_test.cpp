@@ -32,13 +32,13 @@ using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
 using namespace FrontEnd::Util::HttpWinInet;
 
-const std::string Answer_With_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
-const std::string Answer_Without_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n";
+const std::string Response_With_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+const std::string Response_Without_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n";
 
 /// Serves one request after the other on each connection.
 void Serve_All(Server_Connection& client) {
     for (auto request = client.Read_Request(); !request.empty(); request = client.Read_Request()) {
-        client.Send(request.starts_with("HEAD") ? Answer_Without_Body : Answer_With_Body);
+        client.Send(request.starts_with("HEAD") ? Response_Without_Body : Response_With_Body);
     }
 }
 
@@ -127,7 +127,7 @@ TEST(Connections, ArePooledByOriginAndCheck) {
 TEST(Connections, ThatTheServerHasClosedAreReplaced) {
     const Misbehaving_Server server([](Server_Connection& client) {
         client.Read_Request();
-        client.Send(Answer_With_Body);
+        client.Send(Response_With_Body);
     });
 
     EXPECT_EQ(Get(server.Url()).body, "abc");
@@ -139,7 +139,7 @@ TEST(Connections, ThatTheServerHasClosedAreReplaced) {
 TEST(Connections, ThatTheServerClosesOnTheNextRequestAreReplaced) {
     const Misbehaving_Server server([](Server_Connection& client) {
         client.Read_Request();
-        client.Send(Answer_With_Body);
+        client.Send(Response_With_Body);
         client.Read_Request();
     });
 
@@ -158,7 +158,7 @@ TEST(Connections, ThatFailedAreNotUsedAgain) {
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
         if (is_first.exchange(false)) {
             first_has_failed.acquire();
-            client.Send("defghij" + Answer_With_Body);
+            client.Send("defghij" + Response_With_Body);
             rest_is_sent.release();
         }
         Serve_All(client);
@@ -172,10 +172,10 @@ TEST(Connections, ThatFailedAreNotUsedAgain) {
     EXPECT_EQ(server.Connections(), 2);
 }
 
-TEST(Connections, WithAnAnswerThatNobodyAskedForAreNotUsedAgain) {
+TEST(Connections, WithAResponseThatNobodyAskedForAreNotUsedAgain) {
     const Misbehaving_Server server([](Server_Connection& client) {
         while (!client.Read_Request().empty()) {
-            client.Send(Answer_With_Body + "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nforged");
+            client.Send(Response_With_Body + "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nforged");
         }
     });
 
@@ -185,7 +185,7 @@ TEST(Connections, WithAnAnswerThatNobodyAskedForAreNotUsedAgain) {
 }
 
 // With a handle used before, libcurl appended the line to a header that it had freed.
-TEST(Connections, CarryNoHeaderFromOneAnswerToTheNext) {
+TEST(Connections, CarryNoHeaderFromOneResponseToTheNext) {
     const Misbehaving_Server server([](Server_Connection& client) {
         for (int request = 0; request < 3; ++request) {
             client.Read_Request();

@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Table, Redirect_Status,
                          testing::Values("301 Moved", "302 Found", "303 See Other", "307 Temporary", "308 Permanent"),
                          [](const auto& param_info) { return "Status" + std::string(param_info.param).substr(0, 3); });
 
-TEST(Redirects, LeaveTheHeadersOfTheLastAnswerOnly) {
+TEST(Redirects, LeaveTheHeadersOfTheLastResponseOnly) {
     const Redirecting_Server server(To_The_End);
 
     const auto outcome = Get(server.Url("/start"));
@@ -151,7 +151,7 @@ TEST(Redirects, FromHttpToHttpsAreFollowed) {
     EXPECT_EQ(Get(server.Url("/start")).body, "<landscape/>");
 }
 
-TEST(Redirects, FromHttpsToHttpAreTheAnswer) {
+TEST(Redirects, FromHttpsToHttpAreTheResponse) {
     const Tls_Sites sites; // for its authority
     const Redirecting_Server target(To_The_End);
     const Nginx_Server server(

@@ -134,7 +134,7 @@ TEST_F(Request_Object, ServesOneRequestAfterTheOther) {
     EXPECT_EQ(header, "");
 }
 
-TEST_F(Request_Object, AnswersWithNothingAfterAFailure) {
+TEST_F(Request_Object, HasNothingAfterAFailure) {
     const auto request = New_Request();
     request->Open("GET", m_Server.Url());
     ASSERT_EQ(request->Send(), 0);
@@ -231,7 +231,7 @@ TEST(Request_Object_On_Nginx, ReadsEveryByte) {
     EXPECT_TRUE(outcome.body == body);
 }
 
-TEST(Request_Object_On_Nginx, AnswersWithErrorStatusesAsTheyAre) {
+TEST(Request_Object_On_Nginx, ReturnsErrorStatusesAsTheyAre) {
     const Nginx_Server server(
         std::vector{Nginx_Site{"location /forbidden { return 403; } location /broken { return 500; }\n", {}}});
     EXPECT_EQ(Get(server.Url("/missing")).status, 404);

@@ -73,17 +73,17 @@ TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
     EXPECT_LT(outcome.elapsed, 8s);
 }
 
-TEST(Receive_Timeout, EndsAHandshakeAndAnAnswerThatDoNotCome) {
+TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
     const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
     Timeouts timeouts;
     timeouts.receive = 200;
 
-    const auto answer = Get(server.Url(), timeouts);
+    const auto response = Get(server.Url(), timeouts);
     const auto handshake = Get("https" + server.Url().substr(4), timeouts);
 
-    EXPECT_THAT(answer.description, HasSubstr("did not respond in time"));
+    EXPECT_THAT(response.description, HasSubstr("did not respond in time"));
     EXPECT_THAT(handshake.description, HasSubstr("did not finish the TLS handshake in time"));
-    for (const auto& outcome : {answer, handshake}) {
+    for (const auto& outcome : {response, handshake}) {
         EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
         EXPECT_GE(outcome.elapsed, 200ms);
         EXPECT_LT(outcome.elapsed, 8s);

@@ -9,7 +9,7 @@
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
 
-// How a server ends an answer over TLS. Whoever is on the way can close the connection, so that alone does not
+// How a server ends a response over TLS. Whoever is on the way can close the connection, so that alone does not
 // make a body whole.
 
 namespace QEL::Tests {
@@ -19,12 +19,12 @@ namespace {
 class Tls_Endings : public testing::Test {
 protected:
     /// What comes of a server that sends the text and ends the connection, with or without telling by TLS.
-    Http_Result Download(const std::string& answer, bool tells) const {
+    Http_Result Download(const std::string& response, bool says_end) const {
         const Misbehaving_Server server(
             [&](Server_Connection& client) {
                 client.Read_Request();
-                client.Send(answer);
-                if (tells) {
+                client.Send(response);
+                if (says_end) {
                     client.Close_Tls();
                 }
             },
@@ -39,7 +39,7 @@ private:
     Environment_Variable m_Trusted{"SSL_CERT_FILE", m_Authority.File().c_str()};
 };
 
-TEST_F(Tls_Endings, ABodyWithoutLengthIsWholeWhenTheServerTellsItsEnd) {
+TEST_F(Tls_Endings, ABodyWithoutLengthIsWholeWhenTheServerSaysItsEnd) {
     const auto outcome = Download("HTTP/1.1 200 OK\r\n\r\n<landscape/>", true);
     EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
     EXPECT_EQ(outcome.status, 200);

@@ -32,7 +32,7 @@ inline bool Connect(const Socket& socket, int port) {
     return ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-/// A port that accepts connections, and nobody ever answers on them.
+/// A port that accepts connections, and nobody ever responds on them.
 class Silent_Port {
 public:
     int Port() const { return Port_Of(m_Listener); }

@@ -26,7 +26,7 @@ protected:
     /// Writes section [Shares] of the configuration.
     void Configure(const std::string& lines) const { directory.Write("config/qel/qel.ini", "[Shares]\n" + lines); }
 
-    /// Writes a private file with the password and answers with the line that names it.
+    /// Writes a private file with the password and returns the line that names it.
     std::string Password_File(const std::string& content) const {
         const auto path = directory.Write("password", content);
         std::filesystem::permissions(path, std::filesystem::perms(0600));

@@ -48,7 +48,7 @@ protected:
         return "User = " + server().User() + "\n" + Password_File(password + "\n");
     }
 
-    /// Puts a file on the server and answers with its path there.
+    /// Puts a file on the server and returns its path there.
     static std::filesystem::path Publish(const std::string& name, const std::string& content) {
         const auto path = server().Files() / name;
         std::ofstream(path, std::ios::binary) << content;

@@ -1,4 +1,4 @@
-// The whole cache on a live file server: what a request answers with, what it leaves behind and what
+// The whole cache on a live file server: the result of a request, what it leaves behind and what
 // it traces.
 
 #include "tests/live/share/Bad_Lines.h"
@@ -27,7 +27,7 @@ using FrontEnd::OSWRAPI::IOSWrapper;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// What a request answers with. The codes begin with a value that no operation writes, so that an
+/// The result of a request. The codes begin with a value that no operation writes, so that an
 /// unwritten one shows.
 struct Served {
     static constexpr int Unwritten = -4711;
@@ -70,7 +70,7 @@ protected:
         return served;
     }
 
-    /// Makes a request that has to be served and answers with the copy.
+    /// Makes a request that has to be served; returns the copy.
     std::string Copy_Of(const std::string& request, int request_kind = 213) {
         const Served served = Get(request, request_kind);
         EXPECT_NE(served.path, "");
@@ -391,7 +391,7 @@ TEST_F(Share_Cache, ServesTheOldCopyWhenTheServerDiesInTheMiddle) {
     EXPECT_THAT(Cached_Files(), ElementsAre(copy));
 }
 
-TEST_F(Share_Cache, ServesTheOldCopyWhenTheServerNeverAnswers) {
+TEST_F(Share_Cache, ServesTheOldCopyWhenTheServerNeverResponds) {
     Publish_At("landscape.xml", "<old/>", Some_Time);
     const std::string copy = Copy_Of(landscape);
     const Silent_Port silent;

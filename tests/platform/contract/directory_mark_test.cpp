@@ -34,7 +34,7 @@ bool Appears(const std::string& path) {
     return false;
 }
 
-/// Another process that marks a directory from the object's creation until it is told to end.
+/// Another process that marks a directory from the object's creation until it is to end.
 class Other_Process {
 public:
     explicit Other_Process(const std::string& directory, const std::string& end = "release") {

@@ -92,13 +92,13 @@ TEST_F(Files, AChangedFileGetsAnotherTime) {
     EXPECT_NE(Time_Of(path), time);
 }
 
-TEST_F(Files, StatOfAMissingFileAnswersWithTheErrorCode) {
+TEST_F(Files, StatOfAMissingFileReturnsTheErrorCode) {
     std::int64_t time = 0;
     EXPECT_EQ(services->Stat_File(scratch / "missing.xml", time), 2);
     EXPECT_EQ(time, 0);
 }
 
-TEST_F(Files, StatInAMissingDirectoryAnswersWithTheErrorCode) {
+TEST_F(Files, StatInAMissingDirectoryReturnsTheErrorCode) {
     std::int64_t time = 0;
     EXPECT_EQ(services->Stat_File(Join_Path(scratch / "missing", "file.xml"), time), 3);
     EXPECT_EQ(services->Stat_File("", time), 3);

@@ -110,8 +110,8 @@ TEST_F(System_Calls, OfALocalFileAreOne) {
 }
 
 // The status of the copy before and behind the check, one of the configuration and one of the metadata
-// file; the request and its answer; the metadata file with its five lines and four of the entry, each
-// flushed; and four to keep SIGPIPE away from the host. How often the answer is waited for depends on the server.
+// file; the request and its response; the metadata file with its five lines and four of the entry, each
+// flushed; and four to keep SIGPIPE away from the host. How often the response is waited for depends on the server.
 TEST_F(System_Calls, OfAFreshnessCheckAreTwentyOne) {
     Set_Expiry_Minutes(0);
     const Nginx_Server server({Nginx_Site{}});

@@ -12,9 +12,9 @@
 static int s_failures = 0;
 static int s_checks = 0;
 
-static void Check(int holds, const char* what, int line) {
+static void Check(int is_true, const char* what, int line) {
     ++s_checks;
-    if (!holds) {
+    if (!is_true) {
         ++s_failures;
         printf("c_host_test.c:%d: does not hold: %s\n", line, what);
     }
@@ -121,7 +121,7 @@ int main(int argument_count, char** arguments) {
     Refuses(cache, arguments[1]);
     Serves_A_Local_File(cache);
     Keeps_A_Path_That_Does_Not_Fit(cache);
-    /* The other handle has an answer of its own: none yet. */
+    /* The other handle has a result of its own: none yet. */
     CHECK(qelfilecache_last_path(another, NULL, 0, NULL) == QELFILECACHE_NO_FILE);
     Has_No_File(another);
     Hands_Out_Texts(another);

@@ -111,7 +111,7 @@ class From_Another_Language(unittest.TestCase):
             self.assertTrue(os.path.exists(path))
             self.assertEqual(Server.asked, ["GET"])
 
-    def test_tells_why_there_is_no_file(self):
+    def test_says_why_there_is_no_file(self):
         code, path, needed, outcomes = self.get(b"http://127.0.0.1:1/landscape.xml")
         self.assertEqual((code, path, needed, outcomes), (NO_FILE, b"", 1, [1, 2, NOT_ASKED]))
         code, text = self.text(LIBRARY.qelfilecache_error_info)

@@ -69,9 +69,9 @@ TEST_F(Posix_Files, TimesAreExactToAHundredNanoseconds) {
           Time_Case{{-1, 999999900}, 116444735999999999}}) {
         const struct timespec times[] = {time, time};
         ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-        std::int64_t answer = 0;
-        EXPECT_EQ(services->Stat_File(path, answer), 0);
-        EXPECT_EQ(answer, file_time) << time.tv_sec << " " << time.tv_nsec;
+        std::int64_t result = 0;
+        EXPECT_EQ(services->Stat_File(path, result), 0);
+        EXPECT_EQ(result, file_time) << time.tv_sec << " " << time.tv_nsec;
     }
 }
 
