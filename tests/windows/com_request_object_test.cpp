@@ -14,13 +14,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::FileCache::Byte_Array_Type;
-using FrontEnd::FileCache::Create_Request_Object;
-using FrontEnd::FileCache::Failed;
-using FrontEnd::FileCache::HResult;
-using FrontEnd::FileCache::IRequest_Object;
-using FrontEnd::FileCache::Request_Interface;
-using FrontEnd::FileCache::Response_Body;
+using namespace FrontEnd::FileCache;
 
 /// The system's request object on a thread that has COM, against a real server.
 class Com_Request : public testing::Test {

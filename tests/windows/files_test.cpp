@@ -16,13 +16,9 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::OSWRAPI::Find_Data;
-using FrontEnd::OSWRAPI::Invalid_Find_Handle;
-using FrontEnd::OSWRAPI::IOSWrapper;
+using namespace FrontEnd::OSWRAPI;
 using FrontEnd::Util::Get_Last_Error;
-using FrontEnd::Util::FileSystem::Get_File_Attributes;
-using FrontEnd::Util::FileSystem::Is_Not_A_File;
-using FrontEnd::Util::FileSystem::Path_Exists;
+using namespace FrontEnd::Util::FileSystem;
 using testing::ElementsAre;
 
 /// A file that another program keeps open, and may share.

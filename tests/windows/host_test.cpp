@@ -10,8 +10,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::FileCache::CFileCache;
-using FrontEnd::FileCache::IFileCache;
+using namespace FrontEnd::FileCache;
 using FrontEnd::OSWRAPI::IOSWrapper;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -28,7 +27,7 @@ TEST_F(Host, GetsACopyOfAFileOfTheWebServer) {
     EXPECT_THAT(served.path, testing::EndsWith(".xml"));
     EXPECT_FALSE(served.download_error);
     EXPECT_EQ(served.http_error, 0);
-    EXPECT_EQ(Content(served.path), "<landscape/>");
+    EXPECT_EQ(Content_Of(served.path), "<landscape/>");
 }
 
 TEST_F(Host, IsServedUnaskedWithinTheExpiryPeriod) {
@@ -54,9 +53,9 @@ TEST_F(Host, GetsANewCopyOfAChangedFile) {
     const std::string old_path = Get(Url("/landscape.xml")).path;
     Publish("landscape.xml", "<changed/>", Second_Of_February_2020);
     const std::string path = Get(Url("/landscape.xml")).path;
-    EXPECT_EQ(Content(path), "<changed/>");
+    EXPECT_EQ(Content_Of(path), "<changed/>");
     EXPECT_FALSE(std::filesystem::exists(old_path));
-    EXPECT_THAT(Names_In_Cache(), SizeIs(2)); // the copy and the metadata file
+    EXPECT_THAT(Copies(), SizeIs(1));
 }
 
 TEST_F(Host, IsServedTheLastCopyWhileTheServerFails) {
@@ -96,8 +95,8 @@ TEST_F(Host, GetsNoCopyOnAThreadWithoutCom) {
 
 TEST_F(Host, FindsTextWithTheLineEndsOfThePlatform) {
     Publish("lines.txt", "first\nsecond\n", First_Of_2019);
-    EXPECT_EQ(Content(Get(Url("/lines.txt")).path), "first\r\nsecond\r\n");
-    const std::string metadata = Content(Cache_Directory() + "\\qelfilecache_Metadata.txt");
+    EXPECT_EQ(Content_Of(Get(Url("/lines.txt")).path), "first\r\nsecond\r\n");
+    const std::string metadata = Content_Of(Cache_Directory() + "\\qelfilecache_Metadata.txt");
     EXPECT_THAT(metadata, StartsWith("QEL Logon Landscape Cache Metadata\r\nversion\r\n2\r\nentries\r\n1\r\n"));
     EXPECT_THAT(metadata, HasSubstr("\r\n" + Url("/lines.txt") + "\r\n"));
 }
@@ -106,7 +105,7 @@ TEST_F(Host, FindsTheTraceWithTheLineEndsOfThePlatform) {
     FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
     cache->Get_Cached_File("C:\\missing");
     FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-    const std::string trace = Content(Trace_File());
+    const std::string trace = Content_Of(Trace_File());
     EXPECT_THAT(trace, StartsWith(std::string(80, '*') + "\r\n****"));
     EXPECT_THAT(trace, HasSubstr(": CALL(url='C:\\missing')\r\n"));
     EXPECT_THAT(trace, testing::Not(HasSubstr("\r\r")));
@@ -143,7 +142,7 @@ TEST_F(Host_With_Share, GetsACopyOfAFileOnTheShare) {
     const std::string source = Share("landscape.xml", "line\nend");
     const Served served = Get(source);
     EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
-    EXPECT_EQ(Content(served.path), "line\nend") << "a copy of a file keeps its bytes";
+    EXPECT_EQ(Content_Of(served.path), "line\nend") << "a copy of a file keeps its bytes";
     EXPECT_FALSE(served.download_error);
     EXPECT_EQ(served.file_share_error, 0);
     EXPECT_EQ(Get(source).path, served.path);
@@ -153,7 +152,7 @@ TEST_F(Host_With_Share, NamesAFileOnTheShareByItsUrl) {
     const std::string source = Share("landscape.xml", "x");
     std::string url = "file:" + source;
     std::replace(url.begin(), url.end(), '\\', '/');
-    EXPECT_EQ(Content(Get(url).path), "x");
+    EXPECT_EQ(Content_Of(Get(url).path), "x");
     EXPECT_EQ(Get(url).path, Get(source).path);
 }
 
@@ -162,7 +161,7 @@ TEST_F(Host_With_Share, GetsACopyOfAFileOnANetworkDrive) {
     const std::string on_drive = "N:\\" + share.filename().string() + "\\landscape.xml"; // N: is the share
     const Served served = Get(on_drive);
     EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
-    EXPECT_EQ(Content(served.path), "x");
+    EXPECT_EQ(Content_Of(served.path), "x");
     EXPECT_EQ(served.file_share_error, 0);
     EXPECT_EQ(Get(on_drive).path, served.path);
 }
@@ -176,7 +175,7 @@ TEST_F(Host_With_Share, ReplacesTheCopyOfAReadOnlyFile) {
     Share("landscape.xml", "new");
     std::filesystem::last_write_time(source, std::chrono::file_clock::from_sys(Second_Of_February_2020));
     const std::string path = Get(source).path;
-    EXPECT_EQ(Content(path), "new");
+    EXPECT_EQ(Content_Of(path), "new");
     EXPECT_NE(path, old_path);
     EXPECT_FALSE(std::filesystem::exists(old_path));
 }
@@ -186,11 +185,11 @@ TEST_F(Host_With_Share, ClearsAndPurgesReadOnlyCopies) {
     SetFileAttributesA(source.c_str(), FILE_ATTRIBUTE_READONLY);
     Get(source);
     EXPECT_TRUE(cache->Clear());
-    EXPECT_THAT(Names_In_Cache(), ElementsAre("qelfilecache_Metadata.txt"));
+    EXPECT_THAT(Copies(), IsEmpty());
     Get(source);
-    EXPECT_THAT(Names_In_Cache(), SizeIs(2));
+    EXPECT_THAT(Copies(), SizeIs(1));
     EXPECT_TRUE(cache->Purge_Cache_Folder());
-    EXPECT_THAT(Names_In_Cache(), ElementsAre("qelfilecache_Metadata.txt"));
+    EXPECT_THAT(Copies(), IsEmpty());
     EXPECT_TRUE(std::filesystem::exists(source));
 }
 

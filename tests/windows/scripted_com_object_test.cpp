@@ -17,12 +17,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::FileCache::Byte_Array_Type;
-using FrontEnd::FileCache::Create_Request_Object;
-using FrontEnd::FileCache::Failed;
-using FrontEnd::FileCache::IRequest_Object;
-using FrontEnd::FileCache::Request_Interface;
-using FrontEnd::FileCache::Response_Body;
+using namespace FrontEnd::FileCache;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

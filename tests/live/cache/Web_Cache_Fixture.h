@@ -1,68 +1,30 @@
 #pragma once
 
-#include "filecache/CFileCache.h"
+#include "tests/support/Cache_Host.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/Scratch_Directory.h"
-#include "trace/Set_Trace_Level.h"
+#include "tests/support/User_Configuration.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace QEL::Tests {
 
-/// The result of a request, status and all. The codes begin with a value that no operation
-/// writes, so that an unwritten one shows.
-struct Served {
-    static constexpr int Unwritten = -4711;
-
-    std::string path;
-    bool download_error = false;
-    int http_error = Unwritten;
-    int file_share_error = Unwritten;
-};
-
 /// The whole cache on this platform, with nginx as its server and a configuration of its own.
-class Web_Cache_Fixture : public testing::Test {
+class Web_Cache_Fixture : public Cache_Host {
 protected:
     Web_Cache_Fixture() {
-        setenv("XDG_CONFIG_HOME", m_Home.Path().c_str(), 1);
-        setenv("QEL_TRACE_DIR", m_Home.Path().c_str(), 1);
         Set_Expiry_Minutes(0);
-        std::filesystem::create_directory(Cache_Directory());
         Restart_Host();
-    }
-
-    ~Web_Cache_Fixture() override {
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-        unsetenv("XDG_CONFIG_HOME");
-        unsetenv("QEL_TRACE_DIR");
     }
 
     /// 0: every request asks the server. Otherwise a copy is served unasked for so long.
     void Set_Expiry_Minutes(int minutes) {
         m_Home.Write("qel/qel.ini", "[Software\\QEL\\QELLogon\\Options]\nLandscapeCacheExpiryPeriod=" +
                                         std::to_string(minutes) + "\n");
-    }
-
-    /// A cache object as the next run of a host has it.
-    void Restart_Host() {
-        cache = std::make_unique<FrontEnd::FileCache::CFileCache>(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
-    }
-
-    Served Get(const std::string& url) {
-        Served served;
-        served.path = cache->Get_Cached_File_and_Status(url, 213, served.download_error, &served.http_error,
-                                                        &served.file_share_error);
-        return served;
     }
 
     std::string Url(const std::string& path) const { return server.Site().Url(path, "127.0.0.1"); }
@@ -84,24 +46,14 @@ protected:
         return requests;
     }
 
-    /// The copies in the cache directory.
-    std::vector<std::string> Copies() const {
-        std::vector<std::string> copies;
-        for (const auto& entry : std::filesystem::directory_iterator(Cache_Directory())) {
-            if (entry.path().filename() != "qelfilecache_Metadata.txt") {
-                copies.push_back(entry.path().string());
-            }
-        }
-        return copies;
+    /// Puts a file on the server, last changed at a moment of its own.
+    void Publish(const std::string& name, const std::string& content, std::chrono::sys_seconds changed) {
+        server.Write(name, content);
+        std::filesystem::last_write_time(server.Files() / name, std::chrono::file_clock::from_sys(changed));
     }
 
-    static std::string Content(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    std::string Cache_Directory() const { return (m_Home.Path() / "cache").string(); }
-    std::filesystem::path Home() const { return m_Home.Path(); }
+    /// The file on this machine.
+    static std::filesystem::path Here(const std::string& path) { return path; }
 
     static std::vector<Nginx_Site> Sites() {
         Nginx_Site site;
@@ -115,12 +67,12 @@ protected:
     }
 
 private:
-    Scratch_Directory m_Home;
+    const Environment_Variable m_Configuration{"XDG_CONFIG_HOME", m_Home.Path().c_str()};
+    const Environment_Variable m_Trace_Directory{"QEL_TRACE_DIR", m_Home.Path().c_str()};
     std::filesystem::file_time_type m_Next_Change = std::filesystem::file_time_type::clock::now();
 
 protected:
     Nginx_Server server{Sites()};
-    std::unique_ptr<FrontEnd::FileCache::CFileCache> cache;
 };
 
 } // namespace QEL::Tests

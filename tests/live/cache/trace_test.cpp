@@ -1,37 +1,45 @@
-#include "tests/live/cache/Web_Cache_Fixture.h"
+// The trace of whole requests against the expected files in this folder, on both platforms. Those are read by people as
+// well: they are what a trace of the cache looks like.
 
 #include "tests/support/Normalised_Trace.h"
 
-using namespace QEL::Tests;
+#ifdef _WIN32
+#include "tests/windows/Host_Fixture.h"
+#else
+#include "tests/live/cache/Web_Cache_Fixture.h"
+#endif
+
+namespace QEL::Tests {
 
 namespace {
 
-/// The trace of whole requests against the expected files in this folder. Those are read by people
-/// as well: they are what a trace of the cache looks like.
-class Trace_Of : public Web_Cache_Fixture {
+#ifdef _WIN32
+using Fixture = Host_Fixture;
+#else
+using Fixture = Web_Cache_Fixture;
+#endif
+
+class Trace_Of : public Fixture {
 protected:
     Trace_Of() {
-        // 2019-01-01 10:00:00 UTC, on every run.
-        server.Write("landscape.xml", "<landscape/>");
-        const std::chrono::sys_seconds stamp =
-            std::chrono::sys_days{std::chrono::year{2019} / 1 / 1} + std::chrono::hours(10);
-        std::filesystem::last_write_time(server.Files() / "landscape.xml", std::chrono::file_clock::from_sys(stamp));
+        Publish("landscape.xml", "<landscape/>", First_Of_2019);
+        m_Trace.Replace(Cache_Directory() + "\\", "DIRECTORY/");
         m_Trace.Replace(Cache_Directory(), "DIRECTORY");
-        m_Trace.Replace(":" + std::to_string(server.Site().port) + "/", ":PORT/");
+        const std::string server = Url("");
+        m_Trace.Replace(server.substr(server.rfind(':')) + "/", ":PORT/");
     }
 
-    static void Start_Trace() { QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA); }
+    static void Start_Trace() { FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA); }
 
     void Expect_Trace(const std::string& expected_file) {
-        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
         std::string written;
         for (const auto& entry : std::filesystem::directory_iterator(Home())) {
             if (entry.path().extension() == ".trc") {
                 written = m_Trace.Read(entry.path());
             }
         }
-        const std::string expected = Content(std::string(QEL_EXPECTED_TRACES) + "/" + expected_file);
-        EXPECT_EQ(written, expected);
+        EXPECT_EQ(written, Content_Of(Here(QEL_EXPECTED_TRACES) / expected_file));
         if (HasFailure()) {
             std::ofstream(testing::TempDir() + expected_file) << written;
         }
@@ -65,10 +73,7 @@ TEST_F(Trace_Of, UnchangedFile) {
 
 TEST_F(Trace_Of, ReplacedFile) {
     Get(Url("/landscape.xml"));
-    server.Write("landscape.xml", "<changed/>");
-    const std::chrono::sys_seconds stamp =
-        std::chrono::sys_days{std::chrono::year{2020} / 2 / 2} + std::chrono::hours(11);
-    std::filesystem::last_write_time(server.Files() / "landscape.xml", std::chrono::file_clock::from_sys(stamp));
+    Publish("landscape.xml", "<changed/>", Second_Of_February_2020);
     Start_Trace();
     Get(Url("/landscape.xml"));
     Expect_Trace("replaced_file.trc");
@@ -81,3 +86,5 @@ TEST_F(Trace_Of, MissingFile) {
 }
 
 } // namespace
+
+} // namespace QEL::Tests

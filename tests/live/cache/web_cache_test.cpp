@@ -18,7 +18,7 @@ TEST_F(Web_Cache, FirstRequestDownloadsOnce) {
     const Served served = Get(Url("/landscape.xml"));
     EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "/"));
     EXPECT_THAT(served.path, EndsWith(".xml"));
-    EXPECT_EQ(Content(served.path), "<landscape/>");
+    EXPECT_EQ(Content_Of(served.path), "<landscape/>");
     EXPECT_FALSE(served.download_error);
     EXPECT_EQ(served.http_error, 0);
     EXPECT_EQ(served.file_share_error, Served::Unwritten);
@@ -52,14 +52,14 @@ TEST_F(Web_Cache, ConfiguredExpiryPeriodIsReadAnewForEachRequest) {
 TEST_F(Web_Cache, UnchangedFileIsCheckedButNotFetched) {
     server.Write("landscape.xml", "<landscape/>");
     const std::string first = Get(Url("/landscape.xml")).path;
-    const std::string metadata = Content(Cache_Directory() + "/qelfilecache_Metadata.txt");
+    const std::string metadata = Content_Of(Cache_Directory() + "/qelfilecache_Metadata.txt");
 
     const Served again = Get(Url("/landscape.xml"));
     EXPECT_EQ(again.path, first);
     EXPECT_FALSE(again.download_error);
     EXPECT_EQ(again.http_error, 0);
     EXPECT_THAT(Requests(2), ElementsAre("GET /landscape.xml 200", "HEAD /landscape.xml 200"));
-    EXPECT_NE(Content(Cache_Directory() + "/qelfilecache_Metadata.txt"), metadata) << "the age does not start anew";
+    EXPECT_NE(Content_Of(Cache_Directory() + "/qelfilecache_Metadata.txt"), metadata) << "the age does not start anew";
 }
 
 TEST_F(Web_Cache, ChangedFileReplacesItsCopy) {
@@ -69,7 +69,7 @@ TEST_F(Web_Cache, ChangedFileReplacesItsCopy) {
 
     const Served again = Get(Url("/landscape.xml"));
     EXPECT_NE(again.path, first);
-    EXPECT_EQ(Content(again.path), "<new/>");
+    EXPECT_EQ(Content_Of(again.path), "<new/>");
     EXPECT_FALSE(again.download_error);
     EXPECT_FALSE(std::filesystem::exists(first));
     EXPECT_THAT(Copies(), ElementsAre(again.path));
@@ -107,7 +107,7 @@ TEST_F(Web_Cache, FileThatIsGoneFromTheServerIsServedFromItsCopy) {
     EXPECT_EQ(again.path, first);
     EXPECT_TRUE(again.download_error);
     EXPECT_EQ(again.http_error, 2);
-    EXPECT_EQ(Content(first), "<landscape/>");
+    EXPECT_EQ(Content_Of(first), "<landscape/>");
     EXPECT_THAT(Requests(3),
                 ElementsAre("GET /landscape.xml 200", "HEAD /landscape.xml 404", "GET /landscape.xml 404"));
 }
@@ -117,7 +117,7 @@ TEST_F(Web_Cache, ServerThatRefusesHeadIsAskedForTheFileEachTime) {
     const std::string first = Get(Url("/no-head/a.xml")).path;
     const Served again = Get(Url("/no-head/a.xml"));
     EXPECT_NE(again.path, first);
-    EXPECT_EQ(Content(again.path), "<a/>");
+    EXPECT_EQ(Content_Of(again.path), "<a/>");
     EXPECT_FALSE(again.download_error);
     EXPECT_EQ(again.http_error, 1) << "the code of the check stays visible";
     EXPECT_THAT(Copies(), ElementsAre(again.path));
@@ -139,7 +139,7 @@ TEST_F(Web_Cache, FileWithoutLastModifiedIsFetchedEachTime) {
 TEST_F(Web_Cache, RedirectLeadsToTheFile) {
     server.Write("a.xml", "<a/>");
     const Served served = Get(Url("/moved/a.xml"));
-    EXPECT_EQ(Content(served.path), "<a/>");
+    EXPECT_EQ(Content_Of(served.path), "<a/>");
     EXPECT_EQ(served.http_error, 0);
     const Served again = Get(Url("/moved/a.xml"));
     EXPECT_EQ(again.path, served.path);
@@ -150,7 +150,7 @@ TEST_F(Web_Cache, RedirectLeadsToTheFile) {
 TEST_F(Web_Cache, ChunkedBodyIsWhole) {
     server.Write("chunked/a.txt", std::string(100000, '.') + "old" + std::string(100000, '.'));
     const Served served = Get(Url("/chunked/a.txt"));
-    EXPECT_EQ(Content(served.path), std::string(100000, '.') + "new" + std::string(100000, '.'));
+    EXPECT_EQ(Content_Of(served.path), std::string(100000, '.') + "new" + std::string(100000, '.'));
 }
 
 TEST_F(Web_Cache, EmptyBodyIsAnEmptyFile) {
@@ -163,7 +163,7 @@ TEST_F(Web_Cache, EmptyBodyIsAnEmptyFile) {
 TEST_F(Web_Cache, BodyWithNulsIsWhole) {
     const std::string body = std::string("a\0b\0\0", 5) + std::string(3000, '\0') + "end";
     server.Write("nuls.txt", body);
-    EXPECT_EQ(Content(Get(Url("/nuls.txt")).path), body);
+    EXPECT_EQ(Content_Of(Get(Url("/nuls.txt")).path), body);
 }
 
 TEST_F(Web_Cache, LargeBodyIsWhole) {
@@ -174,7 +174,7 @@ TEST_F(Web_Cache, LargeBodyIsWhole) {
         byte = static_cast<char>(state >> 24);
     }
     server.Write("large.txt", body);
-    EXPECT_TRUE(Content(Get(Url("/large.txt")).path) == body);
+    EXPECT_TRUE(Content_Of(Get(Url("/large.txt")).path) == body);
 }
 
 TEST_F(Web_Cache, ParametersOfTheContentTypeDoNotMatter) {
@@ -199,7 +199,7 @@ TEST_F(Web_Cache, DeadServerIsReplacedByTheLastCopy) {
     EXPECT_EQ(again.path, first);
     EXPECT_TRUE(again.download_error);
     EXPECT_EQ(again.http_error, 2);
-    EXPECT_EQ(Content(first), "<landscape/>");
+    EXPECT_EQ(Content_Of(first), "<landscape/>");
 }
 
 TEST_F(Web_Cache, CopiesOutliveTheHost) {
@@ -222,7 +222,7 @@ TEST_F(Web_Cache, CopyDeletedBehindTheCachesBackIsFetchedAgain) {
     server.Write("a.xml", "<a/>");
     std::filesystem::remove(Get(Url("/a.xml")).path);
     const Served again = Get(Url("/a.xml"));
-    EXPECT_EQ(Content(again.path), "<a/>");
+    EXPECT_EQ(Content_Of(again.path), "<a/>");
     EXPECT_FALSE(again.download_error);
     EXPECT_THAT(Requests(3), ElementsAre("GET /a.xml 200", "HEAD /a.xml 200", "GET /a.xml 200"));
 }
@@ -249,7 +249,7 @@ TEST_F(Web_Cache, ClearAndPurgeEmptyTheDirectory) {
     EXPECT_THAT(Copies(), SizeIs(1));
     EXPECT_TRUE(cache->Purge_Cache_Folder());
     EXPECT_THAT(Copies(), IsEmpty());
-    EXPECT_THAT(Content(Get(Url("/a.xml")).path), "<a/>") << "an entry without its copy is fetched again";
+    EXPECT_THAT(Content_Of(Get(Url("/a.xml")).path), "<a/>") << "an entry without its copy is fetched again";
 }
 
 } // namespace

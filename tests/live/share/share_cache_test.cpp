@@ -3,10 +3,8 @@
 
 #include "tests/live/share/Bad_Lines.h"
 #include "tests/live/share/Share_Fixture.h"
+#include "tests/support/Cache_Host.h"
 #include "tests/unit/support/Recorded_Trace.h"
-
-#include "filecache/CFileCache.h"
-#include "trace/Set_Trace_Level.h"
 
 #include <chrono>
 #include <memory>
@@ -26,17 +24,6 @@ using FrontEnd::FileCache::CFileCache;
 using FrontEnd::OSWRAPI::IOSWrapper;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// The result of a request. The codes begin with a value that no operation writes, so that an
-/// unwritten one shows.
-struct Served {
-    static constexpr int Unwritten = -4711;
-
-    std::string path;
-    bool download_error = true;
-    int http_error = Unwritten;
-    int file_share_error = Unwritten;
-};
 
 class Share_Cache : public Share_Fixture {
 protected:
@@ -63,9 +50,7 @@ protected:
     /// Makes a request and keeps just its trace.
     Served Get(const std::string& request, int request_kind = 213) {
         Forget();
-        Served served;
-        served.path = cache->Get_Cached_File_and_Status(request, request_kind, served.download_error,
-                                                        &served.http_error, &served.file_share_error);
+        const Served served = Request(*cache, request, request_kind);
         EXPECT_EQ(served.http_error, Served::Unwritten);
         return served;
     }

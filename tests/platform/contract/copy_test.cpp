@@ -17,9 +17,7 @@ namespace {
 
 using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Util::Get_Last_Error;
-using FrontEnd::Util::FileSystem::Attribute_Read_Only;
-using FrontEnd::Util::FileSystem::Get_File_Attributes;
-using FrontEnd::Util::FileSystem::Join_Path;
+using namespace FrontEnd::Util::FileSystem;
 using testing::ElementsAre;
 
 class Copy : public testing::Test {

@@ -15,9 +15,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::Util::FileSystem::Directory_Mark;
-using FrontEnd::Util::FileSystem::Marking_Process;
-using FrontEnd::Util::FileSystem::Other_Processes_On;
+using namespace FrontEnd::Util::FileSystem;
 using testing::ElementsAre;
 using testing::Field;
 using testing::IsEmpty;

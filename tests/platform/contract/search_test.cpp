@@ -13,10 +13,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::OSWRAPI::Find_Data;
-using FrontEnd::OSWRAPI::Find_Handle;
-using FrontEnd::OSWRAPI::Invalid_Find_Handle;
-using FrontEnd::OSWRAPI::IOSWrapper;
+using namespace FrontEnd::OSWRAPI;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;

@@ -21,9 +21,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using FrontEnd::OSWRAPI::Find_Data;
-using FrontEnd::OSWRAPI::Invalid_Find_Handle;
-using FrontEnd::OSWRAPI::IOSWrapper;
+using namespace FrontEnd::OSWRAPI;
 using FrontEnd::Platform::Copy_File_Atomically;
 using FrontEnd::Util::Get_Last_Error;
 using testing::ElementsAre;
