@@ -66,16 +66,12 @@ std::string First_Fault(std::string_view text) {
     return {};
 }
 
-} // namespace
-
-Ini_File::Version::Version(const struct stat& status)
-    : exists(true), final(!Changed_Just_Now(status)), device(status.st_dev), inode(status.st_ino), size(status.st_size),
-      modified(Nanoseconds(status.st_mtim)), status_changed(Nanoseconds(status.st_ctim)) {}
-
-bool Ini_File::Version::Is_Still(const struct stat& status) const {
-    return exists && final && device == status.st_dev && inode == status.st_ino && size == status.st_size &&
-           modified == Nanoseconds(status.st_mtim) && status_changed == Nanoseconds(status.st_ctim);
+std::array<std::int64_t, 5> Version_Of(const struct stat& status) {
+    return {static_cast<std::int64_t>(status.st_dev), static_cast<std::int64_t>(status.st_ino), status.st_size,
+            Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim)};
 }
+
+} // namespace
 
 struct Ini_File::Content {
     CSimpleIniA values{/* is UTF-8 */ true, /* repeated keys */ true, /* values of several lines */ false};
@@ -88,12 +84,12 @@ Ini_File::~Ini_File() = default;
 void Ini_File::Refresh() {
     struct stat status {};
     if (::stat(m_Path.c_str(), &status) == 0) {
-        if (!m_Version.Is_Still(status)) {
+        if (m_Version != Version_Of(status)) {
             Read();
         }
         return;
     }
-    m_Version = {};
+    m_Version.reset();
     m_Content.reset();
     m_Problem.clear();
     if (errno != ENOENT && errno != ENOTDIR) {
@@ -104,14 +100,14 @@ void Ini_File::Refresh() {
 void Ini_File::Read() {
     m_Content.reset();
     m_Problem.clear();
-    m_Version = {};
+    m_Version.reset();
 
     File_Descriptor file;
     struct stat status {};
     std::string text;
     auto error = Open_For_Reading(m_Path, file, status);
     if (error == Error_Success) {
-        m_Version = Version(status);
+        m_Version = Changed_Just_Now(status) ? std::nullopt : std::optional(Version_Of(status));
         error = Read_Some(file.Get(), Greatest_Size + 1, text);
     }
     if (error != Error_Success) {

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
-
-#include <sys/stat.h>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -36,27 +36,15 @@ public:
     const std::string& Problem() const { return m_Problem; }
 
 private:
-    /// What the file's status said of the content that was read.
-    struct Version {
-        bool exists = false;
-        bool final = false; ///< the same status later on means the same content
-        dev_t device = 0;
-        ino_t inode = 0;
-        off_t size = 0;
-        std::int64_t modified = 0;
-        std::int64_t status_changed = 0;
-
-        Version() = default;
-        explicit Version(const struct stat& status);
-        bool Is_Still(const struct stat& status) const;
-    };
+    /// What a file's status says of its content.
+    using Version = std::array<std::int64_t, 5>;
     struct Content;
 
     void Read();
 
     const std::string m_Path;
     std::string m_Problem;
-    Version m_Version;
+    std::optional<Version> m_Version;   ///< none while the content may change and keep its status
     std::unique_ptr<Content> m_Content; ///< null when the file has no values
 };
 

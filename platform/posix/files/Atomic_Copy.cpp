@@ -150,11 +150,11 @@ std::uint32_t Fill_From_Share(Partial_File& copy, const std::string& source) {
 }
 
 std::uint32_t Copy_To_Target(const std::string& source, const std::string& target, bool fail_if_exists) {
-    if (Util::Holds_Line_Break_Or_Nul(source) || Util::Holds_Line_Break_Or_Nul(target)) {
+    if (Util::Holds_Line_Break_Or_Nul(source)) {
         return Error_Invalid_Name;
     }
-    if (Is_Share_Path(target)) {
-        return Error_Not_Supported;
+    if (const auto refusal = Refusal_As_Local(target); refusal != Error_Success) {
+        return refusal;
     }
     // Found out early, before anything large is copied in vain; what decides is the publication.
     struct stat target_status {};

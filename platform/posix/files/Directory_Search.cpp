@@ -56,12 +56,7 @@ private:
 } // namespace
 
 std::unique_ptr<Directory_Search> Directory_Search::Begin(const std::string& pattern) {
-    if (Util::Holds_Line_Break_Or_Nul(pattern)) {
-        Util::Set_Last_Error(Error_Invalid_Name);
-        return nullptr;
-    }
-    if (Is_Share_Path(pattern)) {
-        Util::Set_Last_Error(Error_Not_Supported);
+    if (Note_Error(Refusal_As_Local(pattern)) != Error_Success) {
         return nullptr;
     }
     const auto name_begin = pattern.find_last_of('/') + 1;

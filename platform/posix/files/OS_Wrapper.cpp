@@ -62,15 +62,8 @@ bool OS_Wrapper::File_Exists(const std::string& path) {
 }
 
 bool OS_Wrapper::Delete_File(const std::string& path) {
-    if (Util::Holds_Line_Break_Or_Nul(path)) {
-        Util::Set_Last_Error(Platform::Error_Invalid_Name);
-        return false;
-    }
-    if (Platform::Is_Share_Path(path)) {
-        Util::Set_Last_Error(Platform::Error_Not_Supported);
-        return false;
-    }
-    return Platform::Note_Error(Delete_Local_File(path)) == Platform::Error_Success;
+    const auto refusal = Platform::Refusal_As_Local(path);
+    return Platform::Note_Error(refusal != 0 ? refusal : Delete_Local_File(path)) == Platform::Error_Success;
 }
 
 bool OS_Wrapper::Directory_Exists(const std::string& path) {

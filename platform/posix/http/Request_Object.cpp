@@ -27,120 +27,93 @@ std::chrono::milliseconds Timeout(int value) {
     return std::chrono::milliseconds(std::max(value, 0));
 }
 
-std::optional<Http_Method> Method_Of(std::string_view name) {
-    if (name == "GET") {
-        return Http_Method::Get;
-    }
-    if (name == "HEAD") {
-        return Http_Method::Head;
-    }
-    return std::nullopt;
-}
-
 /// The request object on libcurl.
 class Curl_Request_Object final : public IRequest_Object {
 public:
-    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override;
-    HResult Open(const char* method, const std::string& url) override;
-    HResult Send() override;
-    HResult Get_Status(long& status) override;
-    HResult Get_Response_Header(const char* name, std::string& value) override;
-    HResult Get_Response_Body(Response_Body& body) override;
-    std::string Error_Description(Request_Interface failed_interface) override;
+    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
+        if (std::min({resolve, connect, send, receive}) < -1) {
+            return Fail({Platform::Error_Invalid_Parameter, "A time-out is negative."});
+        }
+        m_Timeouts = {Timeout(resolve), Timeout(connect), Timeout(send), Timeout(receive)};
+        return 0;
+    }
+
+    HResult Open(const char* method, const std::string& url) override {
+        m_Request.reset();
+        m_Response.reset();
+        const bool is_head = std::string_view(method) == "HEAD";
+        if (!is_head && std::string_view(method) != "GET") {
+            return Fail({Platform::Error_Invalid_Parameter, "The method of a request is GET or HEAD."});
+        }
+        auto http_url = Http_Url::Parse(url);
+        if (!http_url) {
+            return Fail({Platform::Error_Internet_Invalid_URL,
+                         "The URL is not valid. Check its spelling: it begins with http:// "
+                         "or https:// and the name of a server."});
+        }
+        m_Request =
+            Platform::Http_Request{is_head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, {}};
+        return 0;
+    }
+
+    HResult Send() override {
+        m_Response.reset();
+        if (!m_Request) {
+            m_Error_Description = "There is no request to send. Open one first.";
+            return Pending;
+        }
+        m_Request->timeouts = m_Timeouts;
+        auto response = std::make_shared<Http_Response>();
+        if (auto failure = Platform::Transfer(*m_Request, *response)) {
+            return Fail(*std::move(failure));
+        }
+        m_Response = std::move(response);
+        return 0;
+    }
+
+    HResult Get_Status(long& status) override {
+        return Read_Response([&] { status = m_Response->status; });
+    }
+
+    HResult Get_Response_Header(const char* name, std::string& value) override {
+        return Read_Response([&] { value = m_Response->headers.Value(name); });
+    }
+
+    HResult Get_Response_Body(Response_Body& body) override {
+        return Read_Response([&] {
+            body = Response_Body();
+            body.type = Byte_Array_Type;
+            body.dimensions = 1;
+            body.upper_bound = static_cast<std::int32_t>(m_Response->body.size()) - 1;
+            body.data = m_Response->body.data();
+            body.lock = m_Response;
+        });
+    }
+
+    std::string Error_Description(Request_Interface) override { return m_Error_Description; }
 
 private:
-    HResult Fail(Http_Failure failure);
-    HResult Fail_Without_Response();
+    HResult Fail(Http_Failure failure) {
+        m_Error_Description = std::move(failure.description);
+        Util::Set_Last_Error(failure.error);
+        return Platform::HResult_From_Win32(failure.error);
+    }
+
+    template <typename Read>
+    HResult Read_Response(Read read) {
+        if (m_Response == nullptr) {
+            m_Error_Description = "There is no response yet. Send the request first.";
+            return Pending;
+        }
+        read();
+        return 0;
+    }
 
     Http_Timeouts m_Timeouts;
     std::optional<Platform::Http_Request> m_Request;
     std::shared_ptr<const Http_Response> m_Response;
     std::string m_Error_Description;
 };
-
-HResult Curl_Request_Object::Fail(Http_Failure failure) {
-    m_Error_Description = std::move(failure.description);
-    Util::Set_Last_Error(failure.error);
-    return Platform::HResult_From_Win32(failure.error);
-}
-
-HResult Curl_Request_Object::Fail_Without_Response() {
-    m_Error_Description = "There is no response yet. Send the request first.";
-    return Pending;
-}
-
-HResult Curl_Request_Object::Set_Timeouts(int resolve, int connect, int send, int receive) {
-    if (std::min({resolve, connect, send, receive}) < -1) {
-        return Fail({Platform::Error_Invalid_Parameter, "A time-out is negative."});
-    }
-    m_Timeouts = {Timeout(resolve), Timeout(connect), Timeout(send), Timeout(receive)};
-    return 0;
-}
-
-HResult Curl_Request_Object::Open(const char* method, const std::string& url) {
-    m_Request.reset();
-    m_Response.reset();
-    const auto http_method = Method_Of(method);
-    if (!http_method) {
-        return Fail({Platform::Error_Invalid_Parameter, "The method of a request is GET or HEAD."});
-    }
-    auto http_url = Http_Url::Parse(url);
-    if (!http_url) {
-        return Fail({Platform::Error_Internet_Invalid_URL,
-                     "The URL is not valid. Check its spelling: it begins with http:// "
-                     "or https:// and the name of a server."});
-    }
-    m_Request = Platform::Http_Request{*http_method, *std::move(http_url), {}, {}};
-    return 0;
-}
-
-HResult Curl_Request_Object::Send() {
-    m_Response.reset();
-    if (!m_Request) {
-        m_Error_Description = "There is no request to send. Open one first.";
-        return Pending;
-    }
-    m_Request->timeouts = m_Timeouts;
-    auto response = std::make_shared<Http_Response>();
-    if (auto failure = Platform::Transfer(*m_Request, *response)) {
-        return Fail(*std::move(failure));
-    }
-    m_Response = std::move(response);
-    return 0;
-}
-
-HResult Curl_Request_Object::Get_Status(long& status) {
-    if (m_Response == nullptr) {
-        return Fail_Without_Response();
-    }
-    status = m_Response->status;
-    return 0;
-}
-
-HResult Curl_Request_Object::Get_Response_Header(const char* name, std::string& value) {
-    if (m_Response == nullptr) {
-        return Fail_Without_Response();
-    }
-    value = m_Response->headers.Value(name);
-    return 0;
-}
-
-HResult Curl_Request_Object::Get_Response_Body(Response_Body& body) {
-    if (m_Response == nullptr) {
-        return Fail_Without_Response();
-    }
-    body = Response_Body();
-    body.type = Byte_Array_Type;
-    body.dimensions = 1;
-    body.upper_bound = static_cast<std::int32_t>(m_Response->body.size()) - 1;
-    body.data = m_Response->body.data();
-    body.lock = m_Response;
-    return 0;
-}
-
-std::string Curl_Request_Object::Error_Description(Request_Interface) {
-    return m_Error_Description;
-}
 
 } // namespace
 

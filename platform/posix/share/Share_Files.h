@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "platform/posix/system/Win32_Error.h"
+#include "util/Control_Characters.h"
+
 namespace QEL::FrontEnd::Platform {
 
 /// Files on shares: what the file services need of a path `\\server\share\...`, and nothing more.
@@ -21,6 +24,13 @@ namespace QEL::FrontEnd::Platform {
 /// True for a path that begins with two backslashes.
 inline bool Is_Share_Path(std::string_view path) {
     return path.starts_with("\\\\");
+}
+
+/// The Win32 code with which a path is refused that has to be local; 0 for a local one.
+inline std::uint32_t Refusal_As_Local(std::string_view path) {
+    return Util::Holds_Line_Break_Or_Nul(path) ? Error_Invalid_Name
+           : Is_Share_Path(path)               ? Error_Not_Supported
+                                               : Error_Success;
 }
 
 /// What a share reports of one of its files or directories.

@@ -37,14 +37,10 @@ struct Shared_Lock {
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the mark is shared by processes");
 
 Win32_Error Lock_Error(int errno_value) {
-    switch (errno_value) {
-    case EPERM:
+    if (errno_value == EPERM) {
         return Error_Not_Owner;
-    case EDEADLK:
-        return Error_Possible_Deadlock;
-    default:
-        return Win32_Error_From_Errno(errno_value);
     }
+    return errno_value == EDEADLK ? Error_Possible_Deadlock : Win32_Error_From_Errno(errno_value);
 }
 
 class Robust_Mutex : public System_Mutex {
@@ -56,23 +52,18 @@ public:
         if (result == EBUSY && milliseconds > 0) {
             result = Lock_Within(milliseconds);
         }
-        switch (result) {
-        case 0:
-            return Wait_Result::Acquired;
-        case EBUSY:
-        case ETIMEDOUT:
+        if (result == EBUSY || result == ETIMEDOUT) {
             return Wait_Result::Timed_Out;
-        case EOWNERDEAD:
-            result = ::pthread_mutex_consistent(&m_Mutex);
-            if (result == 0) {
-                return Wait_Result::Abandoned;
-            }
-            break;
-        default:
-            break;
         }
-        t_last_error = Lock_Error(result);
-        return Wait_Result::Failed;
+        const bool is_abandoned = result == EOWNERDEAD;
+        if (is_abandoned) {
+            result = ::pthread_mutex_consistent(&m_Mutex);
+        }
+        if (result != 0) {
+            t_last_error = Lock_Error(result);
+            return Wait_Result::Failed;
+        }
+        return is_abandoned ? Wait_Result::Abandoned : Wait_Result::Acquired;
     }
 
     bool Release() override {
@@ -123,12 +114,10 @@ private:
     }
 #endif
 
-    static thread_local std::uint32_t t_last_error;
+    static inline thread_local std::uint32_t t_last_error = 0;
 
     pthread_mutex_t& m_Mutex;
 };
-
-thread_local std::uint32_t Robust_Mutex::t_last_error = 0;
 
 /// The shared memory object, when it is this user's own.
 File_Descriptor Open_Object(const std::string& name) {

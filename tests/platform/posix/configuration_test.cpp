@@ -188,16 +188,17 @@ TEST_F(Ini_Files, AnUnchangedFileIsNotReadAgain) {
 TEST_F(Ini_Files, AFileChangedJustNowIsReadAgain) {
     // It may change once more within the same step of the clock behind its time stamps. A busy machine
     // may not come to read it within that step.
-    for (int attempt = 0; attempt < 100 && (attempt == 0 || configuration.m_User_File->m_Version.final); ++attempt) {
+    for (int attempt = 0; attempt < 100 && (attempt == 0 || configuration.m_User_File->m_Version.has_value());
+         ++attempt) {
         Write_User_File("Period = 1\n");
         ASSERT_EQ(Number("Period"), 1);
     }
-    ASSERT_FALSE(configuration.m_User_File->m_Version.final);
+    ASSERT_FALSE(configuration.m_User_File->m_Version.has_value());
     configuration.m_User_File->m_Problem = "as before";
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
     EXPECT_EQ(Number("Period"), 1);
     EXPECT_EQ(configuration.m_User_File->Problem(), "");
-    EXPECT_TRUE(configuration.m_User_File->m_Version.final);
+    EXPECT_TRUE(configuration.m_User_File->m_Version.has_value());
 }
 
 TEST_F(Ini_Files, ALineThatIsPassedOverIsReportedAndTheOthersCount) {

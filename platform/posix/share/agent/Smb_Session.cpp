@@ -47,21 +47,8 @@ std::size_t Next_Chunk(std::size_t chunk, std::chrono::steady_clock::duration ta
 
 /// True for what a server says about a file, in contrast to what happens to the connection.
 bool Is_About_The_File(int error) {
-    switch (error) {
-    case ENOENT:
-    case ENOTDIR:
-    case EACCES:
-    case EPERM:
-    case EISDIR:
-    case EBUSY:
-    case ETXTBSY:
-    case EINVAL:
-    case ENAMETOOLONG:
-    case ENOTSUP:
-        return true;
-    default:
-        return false;
-    }
+    constexpr int errors[] = {ENOENT, ENOTDIR, EACCES, EPERM, EISDIR, EBUSY, ETXTBSY, EINVAL, ENAMETOOLONG, ENOTSUP};
+    return std::ranges::find(errors, error) != std::end(errors);
 }
 
 } // namespace
