@@ -25,8 +25,8 @@ protected:
         Publish("landscape.xml", "<landscape/>", First_Of_2019);
         m_Trace.Replace(Cache_Directory() + "\\", "DIRECTORY/");
         m_Trace.Replace(Cache_Directory(), "DIRECTORY");
-        const std::string server = Url("");
-        m_Trace.Replace(server.substr(server.rfind(':')) + "/", ":PORT/");
+        const std::string origin = Url("");
+        m_Trace.Replace(origin.substr(origin.rfind(':')) + "/", ":PORT/");
     }
 
     static void Start_Trace() { FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA); }
