@@ -43,7 +43,7 @@ protected:
 
     void Expect_Copy(const std::string& requested_url) {
         const Served served = Get(requested_url);
-        EXPECT_EQ(Content(served.path), "<landscape/>");
+        EXPECT_EQ(Content_Of(served.path), "<landscape/>");
         EXPECT_FALSE(served.download_error);
         EXPECT_EQ(served.http_error, 0);
         EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml"));
@@ -105,7 +105,7 @@ TEST_F(Certificate_Mode, LeavesTheBodyWhole) {
     Set_Mode(2);
     Publish("lines.txt", "first\n\0behind a NUL\n"s, First_Of_2019);
     const std::string path = Get(Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/lines.txt").path;
-    EXPECT_EQ(Content(path), "first\r\n\0behind a NUL\r\n"s);
+    EXPECT_EQ(Content_Of(path), "first\r\n\0behind a NUL\r\n"s);
 }
 
 TEST_F(Certificate_Mode, IsReadAfreshForEveryRequest) {
