@@ -12,7 +12,8 @@ namespace QEL::FrontEnd::Tool {
 
 namespace {
 
-constexpr const char* trace_advice = "see every step with --trace-level 4 --trace-dir DIR";
+constexpr const char* directory_advice =
+    "check that the cache directory still exists; see every step with --trace-level 4 --trace-dir DIR";
 constexpr const char* check_advice =
     "ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
 constexpr const char* next_step = "\n  Next: ";
@@ -20,10 +21,6 @@ constexpr const char* next_step = "\n  Next: ";
 /// Two lines: what happened, and what to do next.
 std::string Advice(const std::string& cause, const std::string& remedy) {
     return cause + next_step + remedy + ".";
-}
-
-bool Begins_With(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
 }
 
 bool Has_Drive_Letter(const std::string& request) {
@@ -71,37 +68,36 @@ std::string Explain_Transport_Error(const std::string& description) {
 
 std::string Explain_Web_Failure(const Request_Outcome& outcome) {
     if (outcome.http_error == 3) {
-        return Advice("the file was downloaded, but the cache found no name for its copy",
-                      std::string("check that the cache directory still exists; ") + trace_advice);
+        return Advice("the file was downloaded, but the cache found no name for its copy", directory_advice);
     }
     if (const std::string transport_error = Transport_Error(outcome); !transport_error.empty()) {
         return Explain_Transport_Error(transport_error);
     }
     // The cache keeps no status; where the connection failed, it mostly keeps a text.
     return Advice("the download failed: the server responded with an error status, or the copy could not be written",
-                  std::string(check_advice) + "; if that finds no fault, " + trace_advice);
+                  std::string(check_advice) +
+                      "; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR");
 }
 
-std::string Explain_Share_Failure(int file_share_error) {
-    switch (file_share_error) {
-    case 1:
-        return Advice("the file on the share could not be examined", "check the server, the share and the path, and "
-                                                                     "that you may read the file");
-    case 2:
-        return Advice(
-            "the file could not be copied from the share",
-            "check the server or drive, the share and the path, that you may read the file, and the free space in the "
-            "cache directory");
-    case 3:
-        return Advice("the file was copied, but the cache found no name for its copy",
-                      std::string("check that the cache directory still exists; ") + trace_advice);
-    case 4:
-        return Advice("the file was copied, but the copy is gone",
-                      "check whether another program, such as a virus scanner, removes files from the cache directory");
-    default:
-        return Advice("the file on the share could not be served",
-                      std::string("check that the cache directory still exists; ") + trace_advice);
-    }
+/// By the number of the error, the first one of those that have none here.
+constexpr struct {
+    const char* cause;
+    const char* remedy;
+} share_failures[] = {
+    {"the file on the share could not be served", directory_advice},
+    {"the file on the share could not be examined",
+     "check the server, the share and the path, and that you may read the file"},
+    {"the file could not be copied from the share",
+     "check the server or drive, the share and the path, that you may read the file, and the free space in the "
+     "cache directory"},
+    {"the file was copied, but the cache found no name for its copy", directory_advice},
+    {"the file was copied, but the copy is gone",
+     "check whether another program, such as a virus scanner, removes files from the cache directory"},
+};
+
+std::string Explain_Share_Failure(int error) {
+    const auto& failure = share_failures[error >= 1 && error <= 4 ? error : 0];
+    return Advice(failure.cause, failure.remedy);
 }
 
 /// A request whose form keeps it from being served.
@@ -109,7 +105,7 @@ std::string Explain_Refusal(const std::string& request) {
     if (Util::Holds_Control_Character(request)) {
         return Advice("the request holds a control character that is never served", "remove it");
     }
-    if (Begins_With(request, "file:")) {
+    if (request.starts_with("file:")) {
         return Advice("this form of file URL is not supported",
                       "write file://server/share/file for a share, file:///C:/folder/file for a drive");
     }
@@ -123,12 +119,12 @@ std::string Explain_Local_Failure(const std::string& request) {
     if (request.empty()) {
         return Advice("the request is empty", "name a web address, a file on a share, or a local path");
     }
-    const bool is_file_url = Begins_With(request, "file:");
+    const bool is_file_url = request.starts_with("file:");
     if (const std::string scheme = Scheme(request); !scheme.empty() && !is_file_url) {
         return Advice("'" + scheme + "' is not a scheme that the cache serves; it took the request for a local path",
                       "use http:, https: or file:, in lower case");
     }
-    if (Begins_With(request, "//")) {
+    if (request.starts_with("//")) {
         return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
     }
     std::error_code ignored;
@@ -136,7 +132,7 @@ std::string Explain_Local_Failure(const std::string& request) {
         return Advice("it is a directory", "name a file in it");
     }
     if (constexpr std::string_view drive_url = "file:///";
-        Begins_With(request, drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
+        request.starts_with(drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
         return Advice("a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file",
                       "give the path without \"file://\"");
     }

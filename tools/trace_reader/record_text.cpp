@@ -9,13 +9,6 @@ namespace {
 constexpr std::string_view call_label = "CALL";
 constexpr std::string_view return_label = "return value:";
 
-/// The number of two digits at a place; -1 when there is none.
-int Two_Digits(std::string_view text, std::size_t place) {
-    const int tens = text[place] - '0';
-    const int ones = text[place + 1] - '0';
-    return tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9 ? tens * 10 + ones : -1;
-}
-
 /// The last piece of an entry or exit: a parenthesis, behind a time stamp where there are any.
 bool Take_Closing_Piece(std::string_view& text) {
     if (!text.ends_with(')')) {
@@ -54,18 +47,23 @@ std::string_view Content_Of_Parentheses(std::string_view text, bool& mixed) {
 } // namespace
 
 bool Parse_Time_Stamp(std::string_view text, Local_Time& time) {
-    if (text.size() <= time_stamp_size || text[0] != '(' || text[3] != '.' || text[6] != '.' || text[9] != ' ' ||
-        text[12] != ':' || text[15] != ':' || text[18] != ')' || text[19] != ' ') {
-        return false;
+    constexpr std::string_view shape = "(00.00.00 00:00:00) ";
+    int numbers[6] = {};
+    std::size_t digits = 0;
+    for (std::size_t place = 0; place < shape.size(); ++place) {
+        const char character = place < text.size() ? text[place] : '\0';
+        const bool is_digit = character >= '0' && character <= '9';
+        if (shape[place] == '0' ? !is_digit : character != shape[place]) {
+            return false;
+        }
+        if (is_digit) {
+            int& number = numbers[digits++ / 2];
+            number = number * 10 + (character - '0');
+        }
     }
-    const int day = Two_Digits(text, 1);
-    const int month = Two_Digits(text, 4);
-    const int year = Two_Digits(text, 7);
-    const int hour = Two_Digits(text, 10);
-    const int minute = Two_Digits(text, 13);
-    const int second = Two_Digits(text, 16);
+    const auto [day, month, year, hour, minute, second] = numbers;
     const auto date = std::chrono::year{2000 + year} / month / day;
-    if (day < 0 || month < 0 || year < 0 || hour < 0 || minute < 0 || second < 0 || !date.ok()) {
+    if (!date.ok()) {
         return false;
     }
     const auto days = std::chrono::sys_days{date}.time_since_epoch().count();

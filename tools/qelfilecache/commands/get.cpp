@@ -3,10 +3,9 @@
 
 #include "filecache/IFileCache.h"
 #include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/inspecting/inspection_json.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/requests/serve.h"
-
-#include <nlohmann/json.hpp>
 
 #include <memory>
 #include <string>
@@ -52,8 +51,7 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
         }
     }
     if (options.json) {
-        // What is not UTF-8 shows as U+FFFD.
-        Write_Result(reports.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+        Write_Json(reports);
     }
     return status;
 }

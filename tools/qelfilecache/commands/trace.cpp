@@ -32,8 +32,16 @@ struct Trace_Options {
     bool json = false;
 };
 
-/// The bytes of a file. @throws std::system_error
-std::string Read_All(const std::filesystem::path& path) {
+constexpr const char* standard_input = "-";
+
+/// All bytes of a file. @throws std::system_error
+std::string Read_All(const std::string& name) {
+    std::ostringstream content;
+    if (name == standard_input) {
+        content << std::cin.rdbuf();
+        return std::move(content).str();
+    }
+    const auto path = Host::To_Path(name);
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         throw std::system_error(std::make_error_code(std::errc::is_a_directory));
@@ -43,26 +51,11 @@ std::string Read_All(const std::filesystem::path& path) {
     if (!file) {
         throw std::system_error(errno, std::generic_category());
     }
-    std::string content;
-    constexpr std::size_t block = 1 << 20;
-    while (file) {
-        const std::size_t size = content.size();
-        content.resize(size + block);
-        file.read(content.data() + size, block);
-        content.resize(size + static_cast<std::size_t>(file.gcount()));
-    }
-    if (file.bad()) {
+    content << file.rdbuf();
+    if (content.bad()) {
         throw std::system_error(errno, std::generic_category());
     }
-    return content;
-}
-
-constexpr const char* standard_input = "-";
-
-std::string Read_Standard_Input() {
-    std::ostringstream content;
-    content << std::cin.rdbuf();
-    return content.str();
+    return std::move(content).str();
 }
 
 /// True when one of the names before this one means the same file: it would be counted twice.
@@ -79,7 +72,7 @@ bool Is_Repeated(const std::vector<std::string>& names, std::size_t position) {
 bool Add_File(Trace_Reader& reader, const std::string& name, bool in_utf8) {
     std::string complaint;
     try {
-        std::string content = name == standard_input ? Read_Standard_Input() : Read_All(Host::To_Path(name));
+        std::string content = Read_All(name);
         const std::string shown = name == standard_input ? "standard input" : name;
         complaint =
             in_utf8 ? reader.Add(Host::Lines_To_Utf8(shown), Host::Lines_To_Utf8(content)) : reader.Add(shown, content);

@@ -1,7 +1,6 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 
 #include "tools/qelfilecache/Request_Outcome.h"
-#include "tools/qelfilecache/inspecting/explanation_steps.h"
 
 #include <utility>
 

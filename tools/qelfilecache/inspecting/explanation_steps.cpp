@@ -1,4 +1,4 @@
-#include "tools/qelfilecache/inspecting/explanation_steps.h"
+#include "tools/qelfilecache/inspecting/explanation.h"
 
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"

@@ -16,35 +16,9 @@ ordered_json Time_Or_Null(std::uint64_t moment) {
     return text.empty() ? ordered_json(nullptr) : ordered_json(text);
 }
 
-const char* Name_Of(FileCache::Request_Explanation::Kind kind) {
-    using Request_Kind = FileCache::Request_Explanation::Kind;
-    switch (kind) {
-    case Request_Kind::Local:
-        return "local";
-    case Request_Kind::Web:
-        return "web";
-    case Request_Kind::Share:
-        return "share";
-    case Request_Kind::Unusable:
-        break;
-    }
-    return "unusable";
-}
-
-const char* Name_Of(FileCache::Remote_Answer::Second_Attempt attempt) {
-    using Attempt = FileCache::Remote_Answer::Second_Attempt;
-    switch (attempt) {
-    case Attempt::Not_Allowed:
-        return "not allowed";
-    case Attempt::Failed:
-        return "failed";
-    case Attempt::Succeeded:
-        return "succeeded";
-    case Attempt::Not_Needed:
-        break;
-    }
-    return "not needed";
-}
+// In the order of their enumerations.
+constexpr const char* kind_names[] = {"unusable", "local", "web", "share"};
+constexpr const char* attempt_names[] = {"not needed", "not allowed", "failed", "succeeded"};
 
 } // namespace
 
@@ -68,7 +42,7 @@ ordered_json To_Json(const FileCache::Inspected_Setting& setting) {
 
 ordered_json To_Json(const FileCache::Request_Explanation& explained) {
     ordered_json json = {{"request", Host::To_Utf8(explained.request)},
-                         {"kind", Name_Of(explained.kind)},
+                         {"kind", kind_names[static_cast<std::size_t>(explained.kind)]},
                          {"normalised", Host::To_Utf8(explained.normalised)},
                          {"entry", nullptr},
                          {"certificate", nullptr}};
@@ -90,7 +64,7 @@ ordered_json To_Json(const FileCache::Remote_Answer& answer) {
             {"unchanged", answer.unchanged},
             {"error", answer.error == 0 ? ordered_json(nullptr) : ordered_json(answer.error)},
             {"error_text", Host::To_Utf8(answer.error_text)},
-            {"second_attempt", Name_Of(answer.second)}};
+            {"second_attempt", attempt_names[static_cast<std::size_t>(answer.second)]}};
 }
 
 void Write_Json(const ordered_json& json) {

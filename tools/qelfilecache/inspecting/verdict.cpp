@@ -1,4 +1,4 @@
-#include "tools/qelfilecache/inspecting/verdict.h"
+#include "tools/qelfilecache/inspecting/explanation.h"
 
 #include "tools/qelfilecache/inspecting/times.h"
 #include "util/Http_Status.h"
