@@ -15,6 +15,8 @@ install(TARGETS qelfilecache EXPORT qelfilecache
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qelfilecache COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qelfilecache
 )
+# Where hosts of 1.0 include headers that have moved since.
+install(DIRECTORY cmake/moved_headers/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qelfilecache COMPONENT development)
 install(EXPORT qelfilecache
   FILE qelfilecacheTargets.cmake
   NAMESPACE qel::

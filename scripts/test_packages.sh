@@ -119,6 +119,8 @@ headers_stand_alone() {
         echo "#include <$header>"
         echo "#include <$header>" | "$1" -std=c++17 -Wall -Wextra -Werror -fsyntax-only -I "$3" -x c++ -
     done <"$work/headers"
+    printf '#include <%s>\n' filecache/Export.h util/http/Cert_Error_Handling.h | # as hosts of 1.0 do
+        "$1" -std=c++17 -Wall -Wextra -Werror -fsyntax-only -I "$3" -x c++ -
     echo "#include <filecache/c/qelfilecache_c.h>" | "$2" -std=c89 -pedantic-errors -Wall -Werror -fsyntax-only -I "$3" -x c -
 }
 

@@ -109,6 +109,16 @@ TEST_F(Explain, ShowsThatARequestIsNotCachedYet) {
                                "unless a download succeeds all the same.\n");
 }
 
+TEST_F(Explain, AgreesWithGetOnBlanksAndLettersBeyondAscii) {
+    for (const char* const name : {"/a b.xml", "/\xC3\xA4.xml"}) {
+        const std::string url = m_Server.Url(name);
+        const json foretold = json::parse(Run_On_Cache({"explain", "--json", "--check", url}).out);
+        EXPECT_EQ(foretold[0]["remote"]["status"], 404);
+        EXPECT_EQ(foretold[0]["expected"], "failed");
+        EXPECT_THAT(Run_On_Cache({"get", url}).err, HasSubstr("the server responded with an error status"));
+    }
+}
+
 TEST_F(Explain, SaysThatTheCopyIsGone) {
     Fetch();
     fs::remove(m_Copy);
@@ -245,6 +255,8 @@ TEST_F(Explain, AsJsonHoldsAllThatIsKnown) {
     EXPECT_EQ(result.exit_status, 1);
     const json answers = json::parse(result.out);
     ASSERT_EQ(answers.size(), 2u);
+    EXPECT_EQ(answers[0]["expected"], "fresh");
+    EXPECT_EQ(answers[1]["expected"], "failed");
     EXPECT_EQ(answers[0]["request"], m_Url);
     EXPECT_EQ(answers[0]["kind"], "web");
     EXPECT_EQ(answers[0]["entry"]["copy"], m_Copy);

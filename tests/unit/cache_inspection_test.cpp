@@ -14,6 +14,7 @@ using QEL::FrontEnd::FileCache::Remote_Answer;
 using QEL::FrontEnd::FileCache::Request_Explanation;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -234,6 +235,41 @@ TEST_F(Inspection, AsksTheSystemForTheTypeOfADrive) {
     os->fixed_disk_type = 4;
     EXPECT_EQ(Open().Explain("z:\\file").kind, Kind::Share);
     EXPECT_GT(os->Calls_Of("Get_Drive_Type"), 0U);
+}
+
+TEST_F(Inspection, AsksTheRequestObjectWhetherAnAddressIsValid) {
+    EXPECT_TRUE(Cache_Inspection::Is_Valid("http://server/a b.xml"));
+    Script().open = Result_Of(0x80072EE5);
+    EXPECT_FALSE(Cache_Inspection::Is_Valid(url));
+    Script().creation_fails = true;
+    EXPECT_TRUE(Cache_Inspection::Is_Valid(url)) << "it cannot be asked";
+    EXPECT_THAT(g_services.request_calls, Not(testing::Contains("Send")));
+    EXPECT_THAT(Recorded_Trace::All(), IsEmpty());
+}
+
+TEST_F(Inspection, FindsNoPathValidThatHoldsALineBreakOrNul) {
+    for (const std::string valid :
+         {"", "a\tb", "\\\\server\\share\\file", "file://server/share/file", "file:///c:/file"}) {
+        EXPECT_TRUE(Cache_Inspection::Is_Valid(valid)) << valid;
+    }
+    for (const std::string& invalid : {std::string("a\nb"), std::string("a\rb"), std::string("a\0b", 3),
+                                       std::string("file:///a\nb"), std::string("file:/x"), std::string("file:///")}) {
+        EXPECT_FALSE(Cache_Inspection::Is_Valid(invalid)) << invalid;
+    }
+    EXPECT_THAT(g_services.request_calls, IsEmpty());
+}
+
+TEST_F(Inspection, FindsWhatIsLeftInPlace) {
+    const std::string share = "\\\\server\\share\\file";
+    g_services.on_path_exists = [&](const std::string& path) { return path == share; };
+    g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
+    EXPECT_TRUE(Cache_Inspection::Is_Left_In_Place(share, 201));
+    EXPECT_TRUE(Cache_Inspection::Is_Left_In_Place("file://server/share/file", 202));
+    EXPECT_FALSE(Cache_Inspection::Is_Left_In_Place(share, 213));
+    EXPECT_FALSE(Cache_Inspection::Is_Left_In_Place(copy, 201)) << "a local file";
+    g_services.on_get_file_attributes = [](const std::string&) { return 1U; };
+    EXPECT_FALSE(Cache_Inspection::Is_Left_In_Place(share, 201)) << "it is read-only";
+    EXPECT_THAT(Recorded_Trace::All(), IsEmpty());
 }
 
 TEST_F(Inspection, TellsAPathThatChangesItsKindMeanwhile) {

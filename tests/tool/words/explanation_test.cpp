@@ -281,6 +281,24 @@ TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
                           "found or does not respond (error 53); when that fails as well, the copy"));
 }
 
+TEST(Explanation, OfAFileThatIsLeftInPlaceSaysThatItIsNotServed) {
+    auto explained = A_Request(An_Entry(true));
+    explained.request.kind = Kind::Share;
+    explained.left_in_place = true;
+    EXPECT_EQ(Explain(explained).expected, Outcome::Left_In_Place);
+    EXPECT_THAT(Explain(explained).verdict, HasSubstr("would not be served: the file is writable on its share"));
+}
+
+TEST(Explanation, OfARequestThatIsRefusedServesTheCopyThatThereIs) {
+    auto explained = A_Request(An_Entry(false), A_Failure(12005, Second_Attempt::Not_Needed));
+    explained.is_valid = false;
+    EXPECT_EQ(Explain(explained).expected, Outcome::Old_Copy);
+    explained.request.entry->fresh = true;
+    EXPECT_EQ(Explain(explained).expected, Outcome::Fresh);
+    explained.request.entry.reset();
+    EXPECT_EQ(Explain(explained).verdict, "would not be served: the address is not valid.");
+}
+
 TEST(Explanation, SteersNoTerminal) {
     auto explained = A_Request(An_Entry(false), An_Answer(200, "\x1B[2J"));
     explained.request.entry->copy = "/cache/\x1B[1m";

@@ -6,6 +6,7 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/qelfilecache/inspecting/inspection_json.h"
 #include "tools/qelfilecache/output.h"
+#include "tools/qelfilecache/requests/serve.h"
 #include "util/Visible_Text.h"
 
 #include <algorithm>
@@ -19,6 +20,7 @@ namespace {
 
 struct Explain_Options {
     std::vector<std::string> requests;
+    int request_kind = ordinary_request;
     bool check = false;
     bool json = false;
 };
@@ -32,11 +34,13 @@ FileCache::Inspected_Setting Setting(const Inspected_Settings& settings, const s
 }
 
 Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std::string& request,
-                            const Inspected_Settings& settings, bool check) {
+                            const Inspected_Settings& settings, const Explain_Options& options) {
     Explained_Request explained;
     explained.request = cache.Explain(request);
     explained.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
-    if (check) {
+    if (options.check) {
+        explained.left_in_place =
+            explained.is_valid && FileCache::Cache_Inspection::Is_Left_In_Place(request, options.request_kind);
         explained.remote = cache.Ask_Remote_Side(explained.request);
     }
     explained.expiry_period = Setting(settings, "LandscapeCacheExpiryPeriod");
@@ -88,7 +92,8 @@ void Write_Explanation(const std::string& request, const Explanation& explanatio
 
 /// False: nothing would be served, for certain.
 bool Is_Served(const Explanation& explanation) {
-    return explanation.expected != Trace_Reading::Outcome::Failed;
+    using Trace_Reading::Outcome;
+    return explanation.expected != Outcome::Failed && explanation.expected != Outcome::Left_In_Place;
 }
 
 nlohmann::ordered_json Report_On(const Explained_Request& explained, const Explanation& explanation,
@@ -117,7 +122,7 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
-        Explained_Request explained = Look_Into(*opened.cache, request, configured, options.check);
+        Explained_Request explained = Look_Into(*opened.cache, request, configured, options);
         explained.directory_problem = directory_problem;
         const Explanation explanation = Explain(explained);
         if (options.json) {
@@ -137,6 +142,9 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
 
 void Declare_Options(Command_Options& parser, Explain_Options& options) {
     parser.Flag("--check", options.check, "Ask the server or the share too, and show its response");
+    parser.Number("--request-kind", "N", {"a whole number"}, options.request_kind,
+                  "With --check: kind of the requests, by default 213, an ordinary request;\n"
+                  "201 and 202 leave a file uncached that is writable on its share");
     parser.Flag("--json", options.json, "Print one array of objects instead, with all that is known");
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }

@@ -12,7 +12,8 @@ namespace QEL::FrontEnd::Tool {
 /// All that is known of how one request would be served.
 struct Explained_Request {
     FileCache::Request_Explanation request;
-    bool is_valid = true;                           ///< see Cache_Inspection::Is_Valid
+    bool is_valid = true;       ///< see Cache_Inspection::Is_Valid
+    bool left_in_place = false; ///< see Cache_Inspection::Is_Left_In_Place; false when the remote side was not asked
     std::optional<FileCache::Remote_Answer> remote; ///< none: the remote side was not asked
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting server_retry;

@@ -10,11 +10,11 @@ namespace {
 
 using Kind = FileCache::Request_Explanation::Kind;
 
-/// True for a request that fails whatever the remote side says.
+/// True for a request that gets nothing, whatever else the remote side says.
 bool Is_Hopeless(const Explained_Request& explained) {
     const auto& request = explained.request;
     return request.kind == Kind::Unusable || (!explained.is_valid && !explained.Has_Copy()) ||
-           (request.kind == Kind::Local && !request.local_file_exists);
+           explained.left_in_place || (request.kind == Kind::Local && !request.local_file_exists);
 }
 
 /// Cause and remedy as 'get' words them.
@@ -22,6 +22,7 @@ Explanation Hopeless(Explanation explanation, const Explained_Request& explained
     Request_Outcome outcome;
     outcome.request = explained.request.request;
     outcome.is_valid = explained.is_valid;
+    outcome.left_in_place = explained.left_in_place;
     const std::string advice = Explain_Failure(outcome);
     const auto cause_end = advice.find("\n  Next: ");
     explanation.steps.push_back("But " + advice.substr(0, cause_end) +

@@ -107,6 +107,9 @@ Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {
     if (request.kind == Kind::Local) {
         return request.local_file_exists ? Outcome::Local : Outcome::Failed;
     }
+    if (explained.left_in_place) {
+        return Outcome::Left_In_Place;
+    }
     const bool has_copy = explained.Has_Copy();
     if (has_copy && request.entry->fresh) {
         return Outcome::Fresh;

@@ -1,0 +1,3 @@
+#pragma once
+
+#include "util/Export.h"

@@ -1,0 +1,3 @@
+#pragma once
+
+#include "util/Cert_Error_Handling.h"
