@@ -13,6 +13,7 @@
 #   QEL_TRACE_LINES        1000000   20000   of two processes at a time
 #   QEL_THREAD_OPERATIONS  200       5       of each of 32 threads, and again with the thread sanitizer
 #   QEL_HANDLE_REQUESTS    10000     1000    that leave no handle open
+#   QEL_FORETOLD_STATES    50        5       of cache and server, of which the program says what a request comes to
 #   QEL_VALGRIND           all       short   unit test programs
 #
 # Exit status 0 when nothing failed. What each part printed is in build/reliability/.
@@ -49,6 +50,7 @@ amount QEL_DISK_FULL_ROUNDS 500 10
 amount QEL_TRACE_LINES 1000000 20000
 amount QEL_THREAD_OPERATIONS 200 5
 amount QEL_HANDLE_REQUESTS 10000 1000
+amount QEL_FORETOLD_STATES 50 5
 amount QEL_VALGRIND all short
 
 rows=()
@@ -144,6 +146,7 @@ main() {
     sanitized_threads
     tests "two processes trace $QEL_TRACE_LINES lines" reliability_two_processes
     tests "handles after $QEL_HANDLE_REQUESTS requests" reliability_handles
+    tests "outcomes foretold by the program in $QEL_FORETOLD_STATES states" tool_process --gtest_filter='Explain.Foretells*'
     fuzz
     if [ "$QEL_VALGRIND" = all ]; then
         lines "unit tests under valgrind" programs scripts/valgrind.sh

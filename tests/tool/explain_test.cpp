@@ -5,7 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdlib>
+#include <iostream>
 #include <memory>
+#include <random>
 
 namespace QEL::Tests {
 namespace {
@@ -286,6 +289,78 @@ TEST_F(Explain, WrapsItsStepsToTheTerminal) {
         wrapped += line.starts_with("     ") ? 1 : 0;
     }
     EXPECT_GT(wrapped, 5);
+}
+
+/// What the program says of a request with --check, does with it then, and finds in the trace of that, for random
+/// states: QEL_FORETOLD_STATES of them, from QEL_SEED on.
+TEST_F(Explain, ForetellsWhatGetDoesAndTraceReports) {
+    const auto number_in = [](const char* name, unsigned int otherwise) {
+        const char* const text = std::getenv(name);
+        return text != nullptr ? static_cast<unsigned int>(std::strtoul(text, nullptr, 10)) : otherwise;
+    };
+    const unsigned int first = number_in("QEL_SEED", std::random_device()());
+    const unsigned int states = number_in("QEL_FORETOLD_STATES", 5);
+    std::cout << "seed: QEL_SEED=" << first << '\n';
+    for (unsigned int seed = first; seed != first + states && !HasFailure(); ++seed) {
+        SCOPED_TRACE("QEL_SEED=" + std::to_string(seed));
+        std::mt19937 random(seed);
+        const auto one_of = [&random](const std::vector<std::string>& texts) { return texts[random() % texts.size()]; };
+        for (const auto& file : fs::directory_iterator(m_Cache)) {
+            fs::remove(file.path());
+        }
+        Web_Server server;
+        server.Publish("/a.xml", "<a/>", first_stamp);
+        const std::string url = server.Url("/a.xml");
+        if (random() % 4 != 0) {
+            m_Copy = Run_On_Cache({"get", url}).out;
+            m_Copy.pop_back();
+            if (random() % 4 == 0) {
+                fs::remove(m_Copy);
+            }
+        }
+        Set_Expiry_Period(random() % 4 == 0 ? 60 : 0);
+        switch (random() % 4) {
+        case 0:
+            server.Stop();
+            break;
+        case 1:
+            server.Publish("/a.xml", "<new/>", second_stamp);
+            break;
+        case 2:
+            server.Respond_With(one_of({"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n",
+                                        "HTTP/1.1 405 Method Not Allowed\r\nContent-Length: 0\r\n\r\n",
+                                        "HTTP/1.1 302 Found\r\nLocation: " + m_Url + "\r\nContent-Length: 0\r\n\r\n",
+                                        "HTTP/1.1 302 Found\r\nLocation: " + url + "\r\nContent-Length: 0\r\n\r\n",
+                                        "no HTTP\r\n\r\n", Web_Server::Empty_Response}));
+            break;
+        default:
+            break;
+        }
+        Write_File(m_Folder / "local.xml", "");
+        const std::string request =
+            random() % 4 != 0 ? url
+                              : one_of({"local.xml", "missing.xml", "http:///x", "file:/x", "a\nb", url + "/b c"});
+
+        const auto before = Everything_In_Cache();
+        const json foretold = json::parse(Run_On_Cache({"explain", "--json", "--check", "--", request}).out)[0];
+        EXPECT_EQ(Everything_In_Cache(), before);
+
+        const fs::path traces = m_Folder / ("traces" + std::to_string(seed));
+        fs::create_directories(traces);
+        const Tool_Result got = Run({"--trace-level", "4", "--trace-dir", traces.string(), "--cache-dir",
+                                     m_Cache.string(), "get", "--", request});
+        const json calls =
+            json::parse(Run({"trace", "--json", (traces / *Names_In(traces).begin()).string()}).out)["calls"];
+        const std::string outcome = calls.back()["outcome"];
+        EXPECT_EQ(calls.back()["operation"], "get");
+        EXPECT_EQ(got.exit_status, outcome == "failed" ? 1 : 0);
+        const std::string expected = foretold["expected"];
+        if (expected == "depends") { // on the download alone, as the server refuses HEAD
+            EXPECT_EQ(foretold["remote"]["status"], 405) << foretold;
+        } else {
+            EXPECT_EQ(outcome, expected) << foretold << calls.back();
+        }
+    }
 }
 
 /// A web server with a certificate of the test's own authority, which the tool trusts.
