@@ -49,7 +49,7 @@ std::string_view Content_Of_Parentheses(std::string_view text, bool& mixed) {
 bool Parse_Time_Stamp(std::string_view text, Local_Time& time) {
     constexpr std::string_view shape = "(00.00.00 00:00:00) ";
     int numbers[6] = {};
-    std::size_t digits = 0;
+    std::size_t digits_read = 0;
     for (std::size_t place = 0; place < shape.size(); ++place) {
         const char character = place < text.size() ? text[place] : '\0';
         const bool is_digit = character >= '0' && character <= '9';
@@ -57,7 +57,7 @@ bool Parse_Time_Stamp(std::string_view text, Local_Time& time) {
             return false;
         }
         if (is_digit) {
-            int& number = numbers[digits++ / 2];
+            int& number = numbers[digits_read++ / 2];
             number = number * 10 + (character - '0');
         }
     }
