@@ -1,6 +1,6 @@
 #include "filecache/inspection/Cache_Inspection.h"
 #include "tests/unit/support/Share_Fixture.h"
-#include "tools/qelfilecache/inspecting/verdict.h"
+#include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/trace_reader/trace_reader.h"
 
 #include <array>
