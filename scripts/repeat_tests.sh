@@ -8,7 +8,7 @@ set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
 busy=()
-trap 'kill "${busy[@]}"' EXIT
+trap 'kill "${busy[@]}" 2>/dev/null' EXIT
 for _ in 1 2 3; do
     while :; do :; done &
     busy+=($!)
