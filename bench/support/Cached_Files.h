@@ -15,8 +15,6 @@ class Configured_Home {
 public:
     Configured_Home();
     ~Configured_Home();
-    Configured_Home(const Configured_Home&) = delete;
-    Configured_Home& operator=(const Configured_Home&) = delete;
 
     std::filesystem::path Path() const { return m_Home.Path(); }
     std::string Configuration_File() const { return (m_Home.Path() / "qel/qel.ini").string(); }

@@ -26,7 +26,8 @@ std::wstring Final_Path(const std::string& directory) {
     std::wstring path(32768, L'\0');
     const DWORD length = GetFinalPathNameByHandleW(opened.Get(), path.data(), static_cast<DWORD>(path.size()), 0);
     path.resize(length < path.size() ? length : 0);
-    CharLowerBuffW(path.data(), static_cast<DWORD>(path.size()));
+    const auto size = static_cast<int>(path.size());
+    LCMapStringW(LOCALE_INVARIANT, LCMAP_LOWERCASE, path.data(), size, path.data(), size);
     return path;
 }
 

@@ -15,16 +15,20 @@ using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
 using testing::HasSubstr;
 
+void Expect_Timeout(const Http_Result& outcome, const char* text, std::chrono::milliseconds least) {
+    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
+    EXPECT_THAT(outcome.description, HasSubstr(text));
+    EXPECT_GE(outcome.elapsed, least) << text;
+    EXPECT_LT(outcome.elapsed, 8s) << text;
+}
+
 TEST(Resolve_Timeout, EndsALookUpThatHangs) {
     Timeouts timeouts;
     timeouts.resolve = 200;
 
     const auto outcome = Get("http://hanging.invalid/", timeouts);
 
-    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
-    EXPECT_THAT(outcome.description, HasSubstr("The name of the server hanging.invalid was not resolved in time"));
-    EXPECT_GE(outcome.elapsed, 200ms);
-    EXPECT_LT(outcome.elapsed, 8s);
+    Expect_Timeout(outcome, "The name of the server hanging.invalid was not resolved in time", 200ms);
 }
 
 TEST(Resolve_Timeout, IsNotWaitedForWhenTheNameDoesNotExist) {
@@ -41,10 +45,7 @@ TEST(Connect_Timeout, EndsAConnectionThatNobodyAccepts) {
     for (const auto* scheme : {"http", "https"}) {
         const auto outcome = Get(port.Url(scheme), timeouts);
 
-        EXPECT_EQ(outcome.Error(), Error_Internet_Timeout) << scheme;
-        EXPECT_THAT(outcome.description, HasSubstr("did not accept a connection in time"));
-        EXPECT_GE(outcome.elapsed, 200ms) << scheme;
-        EXPECT_LT(outcome.elapsed, 8s) << scheme;
+        Expect_Timeout(outcome, "did not accept a connection in time", 200ms);
     }
 }
 
@@ -67,10 +68,7 @@ TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
 
     const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), timeouts);
 
-    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
-    EXPECT_THAT(outcome.description, HasSubstr("did not take the request in time"));
-    EXPECT_GE(outcome.elapsed, 400ms);
-    EXPECT_LT(outcome.elapsed, 8s);
+    Expect_Timeout(outcome, "did not take the request in time", 400ms);
 }
 
 TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
@@ -81,13 +79,8 @@ TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
     const auto response = Get(server.Url(), timeouts);
     const auto handshake = Get("https" + server.Url().substr(4), timeouts);
 
-    EXPECT_THAT(response.description, HasSubstr("did not respond in time"));
-    EXPECT_THAT(handshake.description, HasSubstr("did not finish the TLS handshake in time"));
-    for (const auto& outcome : {response, handshake}) {
-        EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
-        EXPECT_GE(outcome.elapsed, 200ms);
-        EXPECT_LT(outcome.elapsed, 8s);
-    }
+    Expect_Timeout(response, "did not respond in time", 200ms);
+    Expect_Timeout(handshake, "did not finish the TLS handshake in time", 200ms);
 }
 
 TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
@@ -101,10 +94,7 @@ TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
 
     const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), Short_Receive);
 
-    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
-    EXPECT_THAT(outcome.description, HasSubstr("did not respond in time"));
-    EXPECT_GE(outcome.elapsed, 600ms);
-    EXPECT_LT(outcome.elapsed, 8s);
+    Expect_Timeout(outcome, "did not respond in time", 600ms);
 }
 
 TEST(Receive_Timeout, LetsASlowBodyPassThatKeepsComing) {
@@ -132,10 +122,7 @@ TEST(Receive_Timeout, EndsABodyThatComesTooSlowlyOnAverage) {
 
     const auto outcome = Get(server.Url(), Short_Receive);
 
-    EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);
-    EXPECT_THAT(outcome.description, HasSubstr("too slowly"));
-    EXPECT_GE(outcome.elapsed, 300ms);
-    EXPECT_LT(outcome.elapsed, 8s);
+    Expect_Timeout(outcome, "too slowly", 300ms);
 }
 
 TEST(Timeouts, OfZeroOrMinusOneAreNone) {

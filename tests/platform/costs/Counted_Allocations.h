@@ -11,7 +11,6 @@ public:
     Counted_Allocations();
     ~Counted_Allocations();
     Counted_Allocations(const Counted_Allocations&) = delete;
-    Counted_Allocations& operator=(const Counted_Allocations&) = delete;
 
     std::size_t Count() const;
 };

@@ -50,11 +50,13 @@ TEST_F(Allocations, AreCounted) {
     EXPECT_EQ(allocations.Count(), 2U);
 }
 
-TEST_F(Allocations, OfAFreshHitAreTheReturnedText) {
-    const Counted_Allocations allocations;
-    const std::string path = cache.Get_Cached_File(url);
-    EXPECT_EQ(allocations.Count(), 1U);
-    EXPECT_EQ(path, copy);
+TEST_F(Allocations, OfAFreshHitAndOfALocalFileAreTheReturnedText) {
+    for (const std::string& request : {url, copy}) {
+        const Counted_Allocations allocations;
+        const std::string path = cache.Get_Cached_File(request);
+        EXPECT_EQ(allocations.Count(), 1U) << request;
+        EXPECT_EQ(path, copy);
+    }
 }
 
 TEST_F(Allocations, OfAFreshHitWithItsStatusAreTheReturnedText) {
@@ -63,13 +65,6 @@ TEST_F(Allocations, OfAFreshHitWithItsStatusAreTheReturnedText) {
     int file_share_error = -1;
     const Counted_Allocations allocations;
     const std::string path = cache.Get_Cached_File_and_Status(url, 201, download_error, &http_error, &file_share_error);
-    EXPECT_EQ(allocations.Count(), 1U);
-    EXPECT_EQ(path, copy);
-}
-
-TEST_F(Allocations, OfALocalFileAreTheReturnedText) {
-    const Counted_Allocations allocations;
-    const std::string path = cache.Get_Cached_File(copy);
     EXPECT_EQ(allocations.Count(), 1U);
     EXPECT_EQ(path, copy);
 }
