@@ -15,8 +15,13 @@ bool Path_Exists(const std::string& path);
 /// they cannot be read.
 std::uint32_t Get_File_Attributes(const std::string& path);
 
-/// True when something other than a file stands at a local path: a directory, a pipe or a device. To open one may
-/// take for ever, and so may reading it.
-bool Is_Not_A_File(const std::string& path);
+/// What stands at a local path.
+enum class Occupant {
+    Nothing,
+    File,
+    Other ///< a directory, a pipe or a device: to open one may take for ever, and so may reading it
+};
+
+Occupant Occupant_Of(const std::string& path);
 
 } // namespace QEL::FrontEnd::Util::FileSystem

@@ -21,17 +21,11 @@ namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
+using Util::FileSystem::Occupant;
+using Util::FileSystem::Occupant_Of;
+
 constexpr std::uint32_t Written_Version = 2;
 constexpr std::uint32_t Version_Without_Check_Time = 1;
-
-/// Opens the metadata file. What is no file cannot be opened: the host would wait for a pipe, or read a device for
-/// ever, and a directory opens on one platform alone.
-template <class Stream>
-void Open_File(Stream& stream, const std::string& path) {
-    if (!Util::FileSystem::Is_Not_A_File(path)) {
-        stream.open(path);
-    }
-}
 
 /// How long a program that keeps the file to itself is waited for: a virus scanner, or a backup.
 constexpr std::chrono::milliseconds Longest_Wait{1000};
@@ -41,11 +35,11 @@ constexpr std::chrono::milliseconds Pause{20};
 class Line_Reader {
 public:
     explicit Line_Reader(const std::string& path) {
-        Open_File(m_Stream, path);
+        Open(path);
         for (auto waited = Pause; !Is_Open() && waited <= Longest_Wait && Util::FileSystem::Is_In_Exclusive_Use(path);
              waited += Pause) {
             std::this_thread::sleep_for(Pause);
-            Open_File(m_Stream, path);
+            Open(path);
         }
     }
 
@@ -62,6 +56,14 @@ public:
     }
 
 private:
+    /// What is no file is not opened: a pipe would be waited for, a device read for ever, and a directory opens on one
+    /// platform alone.
+    void Open(const std::string& path) {
+        if (Occupant_Of(path) == Occupant::File) {
+            m_Stream.open(path);
+        }
+    }
+
     std::ifstream m_Stream;
 };
 
@@ -69,8 +71,13 @@ private:
 class Line_Writer {
 public:
     explicit Line_Writer(const std::string& path) {
-        Util::FileSystem::Make_Private_File(path);
-        Open_File(m_Stream, path);
+        const Occupant occupant = Occupant_Of(path);
+        if (occupant == Occupant::Nothing) {
+            Util::FileSystem::Make_Private_File(path);
+        }
+        if (occupant != Occupant::Other) {
+            m_Stream.open(path);
+        }
     }
 
     void Write(std::string_view text) {

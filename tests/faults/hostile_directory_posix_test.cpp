@@ -172,14 +172,16 @@ protected:
     const std::string share = Share_Path("b.xml");
 };
 
-TEST_F(Without_Rights, AListThatMayNotBeReadIsAnEmptyCache) {
+TEST_F(Without_Rights, AListThatMayNotBeReadIsLeftAloneWithItsCopies) {
     Run([&] {
         std::ofstream(copy) << "copy";
         std::ofstream(Metadata_Path()) << List(copy);
         Set_Rights(Metadata_Path(), 0);
         Expect_Use_Without_List();
-        EXPECT_FALSE(fs::exists(copy)) << "nothing names it, so the first request sweeps it";
+        EXPECT_TRUE(fs::exists(copy)) << "the list may name it";
         EXPECT_TRUE(Loaded().empty());
+        Set_Rights(Metadata_Path(), 0600);
+        EXPECT_EQ(Content_Of(Metadata_Path()), List(copy));
     });
 }
 

@@ -79,12 +79,12 @@ TEST_F(Windows_Files, ADeviceIsNoFileInWhateverDirectory) {
     for (const std::string& path :
          {std::string("NUL"), std::string("CON"), std::string("C:NUL"), std::string("\\\\.\\NUL"), scratch / "NUL"}) {
         EXPECT_FALSE(services->File_Exists(path)) << path;
-        EXPECT_TRUE(Is_Not_A_File(path)) << path;
+        EXPECT_EQ(Occupant_Of(path), Occupant::Other) << path;
     }
     const std::string file = scratch.Write("null.xml");
-    EXPECT_TRUE(Is_Not_A_File(scratch.Path().string()));
+    EXPECT_EQ(Occupant_Of(scratch.Path().string()), Occupant::Other);
     for (const std::string& path : {file, scratch / "missing", std::string(300, 'x')}) {
-        EXPECT_FALSE(Is_Not_A_File(path)) << path;
+        EXPECT_NE(Occupant_Of(path), Occupant::Other) << path;
     }
     EXPECT_TRUE(services->File_Exists(file));
 }

@@ -67,9 +67,12 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
     return Platform::Get_Path_Info(path, info) == Platform::Error_Success ? info.attributes : Invalid_Attributes;
 }
 
-bool Is_Not_A_File(const std::string& path) {
+Occupant Occupant_Of(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+    if (::stat(path.c_str(), &status) != 0) {
+        return Occupant::Nothing;
+    }
+    return S_ISREG(status.st_mode) ? Occupant::File : Occupant::Other;
 }
 
 char Path_Separator(const std::string& directory) {

@@ -54,7 +54,7 @@ std::uint64_t OS_Wrapper::Get_Current_Time() {
 bool OS_Wrapper::File_Exists(const std::string& path) {
     const auto attributes = Attributes(path);
     // The names of devices have attributes in every directory.
-    return attributes && (*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && !Util::FileSystem::Is_Not_A_File(path);
+    return attributes && Util::FileSystem::Occupant_Of(path) == Util::FileSystem::Occupant::File;
 }
 
 bool OS_Wrapper::Directory_Exists(const std::string& path) {

@@ -33,13 +33,18 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
     return attributes;
 }
 
-bool Is_Not_A_File(const std::string& path) {
+Occupant Occupant_Of(const std::string& path) {
     // NUL and C:\folder\COM1.xml name devices: their full paths are \\.\NUL and \\.\COM1.
     std::array<char, MAX_PATH> full_path{};
     const DWORD length = GetFullPathNameA(path.c_str(), MAX_PATH, full_path.data(), nullptr);
-    const bool is_device = length < MAX_PATH && std::string_view(full_path.data()).starts_with("\\\\.\\");
+    if (length < MAX_PATH && std::string_view(full_path.data()).starts_with("\\\\.\\")) {
+        return Occupant::Other;
+    }
     const DWORD attributes = GetFileAttributesA(path.c_str());
-    return is_device || (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        return Occupant::Nothing;
+    }
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ? Occupant::File : Occupant::Other;
 }
 
 char Path_Separator(const std::string& /*directory*/) {

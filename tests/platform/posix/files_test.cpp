@@ -127,11 +127,11 @@ TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
 TEST_F(Posix_Files, KnowsWhatIsNotAFile) {
     for (const std::string& path : {Make_Pipe("pipe"), Make_Link("link", scratch / "pipe"), std::string("/dev/zero"),
                                     Make_Link("device", "/dev/full"), scratch.Path().string()}) {
-        EXPECT_TRUE(Is_Not_A_File(path)) << path;
+        EXPECT_EQ(Occupant_Of(path), Occupant::Other) << path;
     }
     for (const std::string& path : {scratch.Write("file"), Make_Link("file link", scratch / "file"),
                                     scratch / "missing", Make_Link("broken", scratch / "missing"), std::string()}) {
-        EXPECT_FALSE(Is_Not_A_File(path)) << path;
+        EXPECT_NE(Occupant_Of(path), Occupant::Other) << path;
     }
 }
 

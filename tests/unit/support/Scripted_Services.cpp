@@ -22,6 +22,7 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <utility>
 
 Scripted_Services g_services;
@@ -118,8 +119,11 @@ bool Path_Exists(const std::string& path) {
     return g_services.on_path_exists && g_services.on_path_exists(path);
 }
 
-bool Is_Not_A_File(const std::string& path) {
-    return path == g_services.pipe;
+Occupant Occupant_Of(const std::string& path) {
+    if (path == g_services.pipe) {
+        return Occupant::Other;
+    }
+    return std::filesystem::exists(path) ? Occupant::File : Occupant::Nothing;
 }
 
 void Make_Private_File(const std::string&) {}
