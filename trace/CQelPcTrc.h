@@ -1,6 +1,7 @@
 #pragma once
 
 #include "trace/Set_Trace_Level.h"
+#include "util/Non_Copyable.h"
 #include "util/System_Mutex.h"
 
 #include <array>
@@ -24,7 +25,7 @@
 ///
 /// Several threads and processes may write at the same time when the system-wide lock is on; they
 /// take turns message by message.
-class CQelPcTrc {
+class CQelPcTrc : private QEL::FrontEnd::Util::Non_Copyable {
 public:
     /// Option: every write is guarded by the system-wide lock.
     static constexpr std::uint32_t Option_System_Lock = 1;
@@ -33,8 +34,6 @@ public:
     /// @param mutex the system-wide lock; may be null, which every guarded write then reports.
     CQelPcTrc(const char* file_name, QELPCTRC_LEVEL level, std::uint32_t options,
               std::shared_ptr<QEL::FrontEnd::Util::Tracing::System_Mutex> mutex);
-    CQelPcTrc(const CQelPcTrc&) = delete;
-    CQelPcTrc& operator=(const CQelPcTrc&) = delete;
     ~CQelPcTrc();
 
     /// True when messages of this level are written: the whole cost of a message that is not.

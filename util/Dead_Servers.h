@@ -1,5 +1,6 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
 #include "util/Registry.h"
 
 #include <algorithm>
@@ -10,11 +11,9 @@ namespace QEL::FrontEnd::Util {
 
 /// While it lives, the requests of its thread are sent even where a server has lately cost time in vain and the
 /// services would answer with what they remember.
-class Asking_Anyway {
+class Asking_Anyway : private Util::Non_Copyable {
 public:
     Asking_Anyway() { ++t_count; }
-    Asking_Anyway(const Asking_Anyway&) = delete;
-    Asking_Anyway& operator=(const Asking_Anyway&) = delete;
     ~Asking_Anyway() { --t_count; }
 
     /// Whether this thread has one.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,11 +13,9 @@ namespace QEL::FrontEnd::Util::FileSystem {
 ///
 /// Where the system cannot mark a directory, nothing is marked, and nothing else changes. A forked child
 /// does not keep the marks of its parent. May be made and destroyed by several threads at once.
-class Directory_Mark {
+class Directory_Mark : private Util::Non_Copyable {
 public:
     explicit Directory_Mark(const std::string& directory);
-    Directory_Mark(const Directory_Mark&) = delete;
-    Directory_Mark& operator=(const Directory_Mark&) = delete;
     ~Directory_Mark();
 
 private:

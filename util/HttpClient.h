@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -18,12 +20,10 @@ inline constexpr int Http_Head = 2;
 /// errors. What it ignores follows from Read_CertErrorHandling_Parameters alone: every URL's in
 /// IgnoreAllErrorsMode, a listed URL's own (not those of what it redirects to) in WhiteListMode.
 /// One object serves one request on one thread.
-class HttpClient {
+class HttpClient : private Util::Non_Copyable {
 public:
     HttpClient();
     ~HttpClient();
-    HttpClient(const HttpClient&) = delete;
-    HttpClient& operator=(const HttpClient&) = delete;
 
     /// The window for SendWinInetRequest; null where there is none.
     Window_Handle GetHWnd() const;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -9,7 +11,7 @@
 namespace QEL::Bench {
 
 /// The file cache of the PROJ library: files by URL in one directory, their properties in a data base.
-class Proj_Cache {
+class Proj_Cache : private FrontEnd::Util::Non_Copyable {
 public:
     explicit Proj_Cache(const std::filesystem::path& directory) {
         setenv("PROJ_USER_WRITABLE_DIRECTORY", directory.c_str(), 1);
@@ -17,8 +19,6 @@ public:
         proj_context_set_enable_network(m_Context, 1);
     }
     ~Proj_Cache() { proj_context_destroy(m_Context); }
-    Proj_Cache(const Proj_Cache&) = delete;
-    Proj_Cache& operator=(const Proj_Cache&) = delete;
 
     /// Sees to it that the file is in the directory: asks the server only when it has not been asked
     /// for a day.

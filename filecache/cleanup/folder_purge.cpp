@@ -5,6 +5,7 @@
 #include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 #include "util/Directory_Mark.h"
+#include "util/Non_Copyable.h"
 #include "util/Path_Separator.h"
 
 #include <string_view>
@@ -15,13 +16,11 @@ namespace QEL::FrontEnd::FileCache {
 namespace {
 
 /// A running search, ended with its scope.
-class Directory_Search {
+class Directory_Search : private Util::Non_Copyable {
 public:
     Directory_Search(OSWRAPI::IOSWrapper& os_wrapper, const std::string& pattern, OSWRAPI::Find_Data& found)
         : m_OS_Wrapper(os_wrapper),
           m_Handle(pattern.empty() ? OSWRAPI::Invalid_Find_Handle : os_wrapper.FindFirstFile(pattern.c_str(), found)) {}
-    Directory_Search(const Directory_Search&) = delete;
-    Directory_Search& operator=(const Directory_Search&) = delete;
     ~Directory_Search() {
         if (Has_Match()) {
             m_OS_Wrapper.FindClose(m_Handle);

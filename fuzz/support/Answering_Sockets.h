@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <string>
 #include <vector>
 
@@ -7,14 +9,12 @@ namespace QEL::Fuzz {
 
 /// The servers of a run, all of them: every connection that the process makes ends here, whatever
 /// its address. Nothing leaves the process, and no port is used up.
-class Answering_Sockets {
+class Answering_Sockets : private FrontEnd::Util::Non_Copyable {
 public:
     /// @param answers what the connections get, one after the other; further ones get the last.
     /// @param stay_open the servers keep their side open after the answer.
     Answering_Sockets(std::vector<std::string> answers, bool stay_open);
     ~Answering_Sockets();
-    Answering_Sockets(const Answering_Sockets&) = delete;
-    Answering_Sockets& operator=(const Answering_Sockets&) = delete;
 
     /// What each connection has sent, in the order in which they were made.
     std::vector<std::string> Received() const;

@@ -1,4 +1,5 @@
 #include "tests/support/Certificates.h"
+#include "util/Non_Copyable.h"
 
 #include <cstdio>
 #include <random>
@@ -20,14 +21,12 @@ void Check(bool succeeded) {
     }
 }
 
-class Output_File {
+class Output_File : private FrontEnd::Util::Non_Copyable {
 public:
     explicit Output_File(const std::filesystem::path& path) : m_File(std::fopen(path.c_str(), "wb")) {
         Check(m_File != nullptr);
     }
     ~Output_File() { std::fclose(m_File); }
-    Output_File(const Output_File&) = delete;
-    Output_File& operator=(const Output_File&) = delete;
 
     operator std::FILE*() const { return m_File; }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <string>
 #include <vector>
 
@@ -19,13 +21,11 @@ std::vector<std::string> Beside_The_Tests(const std::string& program, const std:
 
 /// A process that runs beside the test and ends with it: with the object, at the latest with the
 /// test program, however that ends.
-class Child_Process {
+class Child_Process : private FrontEnd::Util::Non_Copyable {
 public:
     /// @param command program (looked up in PATH) and arguments.
     explicit Child_Process(const std::vector<std::string>& command);
     ~Child_Process();
-    Child_Process(const Child_Process&) = delete;
-    Child_Process& operator=(const Child_Process&) = delete;
 
     /// What Kill() returns when it was what ended the process.
     static const int Killed;

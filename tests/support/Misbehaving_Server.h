@@ -15,6 +15,7 @@
 
 #include "tests/support/Certificates.h"
 #include "tests/support/Socket.h"
+#include "util/Non_Copyable.h"
 
 namespace QEL::Tests {
 
@@ -68,7 +69,7 @@ private:
 };
 
 /// A server on a free port of 127.0.0.1 that does on each connection what the test tells it to.
-class Misbehaving_Server {
+class Misbehaving_Server : private FrontEnd::Util::Non_Copyable {
 public:
     using Behaviour = std::function<void(Server_Connection&)>;
 
@@ -79,8 +80,6 @@ public:
     explicit Misbehaving_Server(Behaviour behaviour, int receive_buffer = 0);
     Misbehaving_Server(Behaviour behaviour, const Server_Certificate& tls);
     ~Misbehaving_Server();
-    Misbehaving_Server(const Misbehaving_Server&) = delete;
-    Misbehaving_Server& operator=(const Misbehaving_Server&) = delete;
 
     int Port() const { return m_Port; }
 

@@ -1,6 +1,7 @@
 #include "tests/support/Overridden_Root.h"
 
 #include "tests/support/User_Configuration.h"
+#include "util/Non_Copyable.h"
 
 #include <system_error>
 
@@ -15,13 +16,11 @@ void Check(LONG result) {
 }
 
 /// The key of the cache's options under a root, until the end of the scope.
-class Options {
+class Options : private FrontEnd::Util::Non_Copyable {
 public:
     explicit Options(HKEY root) {
         Check(RegCreateKeyExA(root, Options_Key, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &m_Key, nullptr));
     }
-    Options(const Options&) = delete;
-    Options& operator=(const Options&) = delete;
     ~Options() { RegCloseKey(m_Key); }
 
     HKEY Key() const { return m_Key; }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,13 +11,11 @@
 namespace QEL::Tests {
 
 /// Puts an empty key in the place of a root of the registry, for this process and the time of a test.
-class Overridden_Root {
+class Overridden_Root : private FrontEnd::Util::Non_Copyable {
 public:
     /// @param root HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE.
     /// @param name of the key that takes its place; unique in this process.
     Overridden_Root(HKEY root, const std::string& name);
-    Overridden_Root(const Overridden_Root&) = delete;
-    Overridden_Root& operator=(const Overridden_Root&) = delete;
     ~Overridden_Root();
 
     /// Writes a value under the key of the cache's options.

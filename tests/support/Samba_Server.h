@@ -2,6 +2,7 @@
 
 #include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"
+#include "util/Non_Copyable.h"
 
 #include <filesystem>
 #include <memory>
@@ -15,14 +16,12 @@ namespace QEL::Tests {
 ///
 /// Shares, all on the same directory: `share` for everyone, `staff` for the user below, `closed` for
 /// nobody. A file that its owner may not write has the read-only attribute.
-class Samba_Server {
+class Samba_Server : private FrontEnd::Util::Non_Copyable {
 public:
     /// Starts the server and waits until it accepts connections.
     /// @throws std::runtime_error with the server's log when it does not.
     Samba_Server();
     ~Samba_Server();
-    Samba_Server(const Samba_Server&) = delete;
-    Samba_Server& operator=(const Samba_Server&) = delete;
 
     int Port() const { return m_Port; }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
@@ -14,7 +16,7 @@
 namespace QEL::Tests {
 
 /// A new empty directory that is gone, with all it holds, at the end of the scope.
-class Scratch_Directory {
+class Scratch_Directory : private FrontEnd::Util::Non_Copyable {
 public:
     explicit Scratch_Directory(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
         std::random_device random;
@@ -34,9 +36,6 @@ public:
         }
         std::filesystem::remove_all(m_Path, ignored);
     }
-
-    Scratch_Directory(const Scratch_Directory&) = delete;
-    Scratch_Directory& operator=(const Scratch_Directory&) = delete;
 
     const std::filesystem::path& Path() const { return m_Path; }
 

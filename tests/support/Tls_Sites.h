@@ -6,6 +6,7 @@
 #include "tests/support/Certificates.h"
 #include "tests/support/Nginx_Server.h"
 #include "tests/support/Scratch_Directory.h"
+#include "util/Non_Copyable.h"
 
 namespace QEL::Tests {
 
@@ -36,12 +37,10 @@ enum class Tls_State : std::size_t {
 /// While it exists, the authority that issued the good certificates is the one that the programs of
 /// this process trust. Each server serves the same files, and redirects "/to/<n>" to "/file.xml" of
 /// the n-th server.
-class Tls_Sites {
+class Tls_Sites : private FrontEnd::Util::Non_Copyable {
 public:
     Tls_Sites();
     ~Tls_Sites();
-    Tls_Sites(const Tls_Sites&) = delete;
-    Tls_Sites& operator=(const Tls_Sites&) = delete;
 
     std::string Url(Tls_State state, const std::string& path = "/file.xml") const {
         return m_Server->Url(path, static_cast<std::size_t>(state));

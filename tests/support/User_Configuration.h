@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -9,11 +11,9 @@ namespace QEL::Tests {
 
 /// The user's configuration for the time of a test: empty at its beginning, put back at its end.
 /// The values stand under the key of the cache's options.
-class User_Configuration {
+class User_Configuration : private FrontEnd::Util::Non_Copyable {
 public:
     User_Configuration();
-    User_Configuration(const User_Configuration&) = delete;
-    User_Configuration& operator=(const User_Configuration&) = delete;
     ~User_Configuration();
 
     /// Each sets or replaces one value, as an administrator would write it.
@@ -29,12 +29,10 @@ private:
 };
 
 /// A variable of the environment for the time of a test.
-class Environment_Variable {
+class Environment_Variable : private FrontEnd::Util::Non_Copyable {
 public:
     /// @param value null: not set at all.
     Environment_Variable(const std::string& name, const char* value);
-    Environment_Variable(const Environment_Variable&) = delete;
-    Environment_Variable& operator=(const Environment_Variable&) = delete;
     ~Environment_Variable();
 
 private:

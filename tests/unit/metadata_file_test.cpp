@@ -1,5 +1,6 @@
 #include "tests/unit/support/Cache_Fixture.h"
 #include "tests/unit/support/Expected_Records.h"
+#include "util/Non_Copyable.h"
 
 #include <algorithm>
 #include <locale>
@@ -16,11 +17,9 @@ namespace {
 const std::string Magic_Line = "QEL Logon Landscape Cache Metadata";
 
 /// A global locale that groups digits in threes, for the life of the object.
-class Grouping_Locale {
+class Grouping_Locale : private QEL::FrontEnd::Util::Non_Copyable {
 public:
     Grouping_Locale() : m_Before(std::locale::global(std::locale(std::locale::classic(), new Thousands))) {}
-    Grouping_Locale(const Grouping_Locale&) = delete;
-    Grouping_Locale& operator=(const Grouping_Locale&) = delete;
     ~Grouping_Locale() { std::locale::global(m_Before); }
 
 private:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/windows/http/Xml_Http_Interfaces.h"
+#include "util/Non_Copyable.h"
 
 #include <objbase.h>
 
@@ -52,11 +53,12 @@ inline std::string Shown(const VARIANT& value) {
 }
 
 /// The request object as COM knows it, following a script that outlives it.
-class Scripted_Com_Object final : public IServerXMLHTTPRequest, public IRunnableObject, public ISupportErrorInfo {
+class Scripted_Com_Object final : public IServerXMLHTTPRequest,
+                                  public IRunnableObject,
+                                  public ISupportErrorInfo,
+                                  private FrontEnd::Util::Non_Copyable {
 public:
     explicit Scripted_Com_Object(Com_Script& script) : m_Script(script) { ++m_Script.living_objects; }
-    Scripted_Com_Object(const Scripted_Com_Object&) = delete;
-    Scripted_Com_Object& operator=(const Scripted_Com_Object&) = delete;
 
     HRESULT WINAPI QueryInterface(REFIID id, void** object) override {
         *object = nullptr;
@@ -165,7 +167,7 @@ private:
 };
 
 /// While it lives, COM makes scripted objects of the class on this thread.
-class Scripted_Class final : public IClassFactory {
+class Scripted_Class final : public IClassFactory, private FrontEnd::Util::Non_Copyable {
 public:
     Scripted_Class(Com_Script& script, const wchar_t* program_id) : m_Script(script) {
         CLSID class_id{};
@@ -174,8 +176,6 @@ public:
             m_Registration = 0;
         }
     }
-    Scripted_Class(const Scripted_Class&) = delete;
-    Scripted_Class& operator=(const Scripted_Class&) = delete;
     ~Scripted_Class() { CoRevokeClassObject(m_Registration); }
 
     bool Is_Registered() const { return m_Registration != 0; }

@@ -31,9 +31,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
 class Certificate_Mode : public Host_Fixture {
 protected:

@@ -43,7 +43,7 @@ using namespace FrontEnd::Platform;
 using FrontEnd::FileCache::Create_Request_Object;
 using FrontEnd::FileCache::HResult;
 using FrontEnd::FileCache::Request_Interface;
-using testing::HasSubstr;
+using namespace testing;
 
 constexpr HRESULT Time_Out = static_cast<HRESULT>(0x80072EE2);
 constexpr const char* Dead_Url = "http://dead.example/file.xml";

@@ -3,6 +3,7 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/support/Scratch_Directory.h"
 #include "util/Last_Error.h"
+#include "util/Non_Copyable.h"
 #include "util/Path_Queries.h"
 
 #include <gmock/gmock.h>
@@ -19,15 +20,13 @@ namespace {
 using namespace FrontEnd::OSWRAPI;
 using FrontEnd::Util::Get_Last_Error;
 using namespace FrontEnd::Util::FileSystem;
-using testing::ElementsAre;
+using namespace testing;
 
 /// A file that another program keeps open, and may share.
-class Opened_File {
+class Opened_File : private FrontEnd::Util::Non_Copyable {
 public:
     Opened_File(const std::string& path, DWORD access, DWORD sharing)
         : m_File(CreateFileA(path.c_str(), access, sharing, nullptr, OPEN_EXISTING, 0, nullptr)) {}
-    Opened_File(const Opened_File&) = delete;
-    Opened_File& operator=(const Opened_File&) = delete;
     ~Opened_File() { CloseHandle(m_File); }
 
     HANDLE Get() const { return m_File; }

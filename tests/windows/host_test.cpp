@@ -12,11 +12,7 @@ namespace {
 
 using namespace FrontEnd::FileCache;
 using FrontEnd::OSWRAPI::IOSWrapper;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
+using namespace testing;
 
 class Host : public Host_Fixture {};
 

@@ -17,8 +17,7 @@ namespace {
 using namespace FrontEnd::Util::HttpWinInet;
 using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Util::GetRegValInt;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 class Registry : public testing::Test {
 protected:

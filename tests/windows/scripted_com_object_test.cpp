@@ -18,8 +18,7 @@ namespace QEL::Tests {
 namespace {
 
 using namespace FrontEnd::FileCache;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 constexpr HRESULT Refused = E_ACCESSDENIED;
 constexpr HRESULT Absent_Header = static_cast<HRESULT>(0x80072F76);

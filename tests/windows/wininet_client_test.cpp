@@ -26,8 +26,7 @@ using FrontEnd::Util::HttpWinInet::Http_Get;
 using FrontEnd::Util::HttpWinInet::Http_Head;
 using FrontEnd::Util::HttpWinInet::HttpClient;
 namespace Platform = FrontEnd::Platform;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
 /// A user of this process alone, who trusts the test authority. For the whole run: a process looks
 /// up once whom its user trusts.

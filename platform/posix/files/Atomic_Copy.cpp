@@ -5,6 +5,7 @@
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
 #include "util/Control_Characters.h"
+#include "util/Non_Copyable.h"
 #include "util/Path_Queries.h"
 
 #include <cerrno>
@@ -21,11 +22,9 @@ constexpr mode_t Rights_Carried_Over = 0666;
 constexpr mode_t Any_Write_Right = 0222;
 
 /// The unfinished copy beside its target.
-class Partial_File {
+class Partial_File : private Util::Non_Copyable {
 public:
     explicit Partial_File(const std::string& target) : m_Target(target) {}
-    Partial_File(const Partial_File&) = delete;
-    Partial_File& operator=(const Partial_File&) = delete;
     ~Partial_File() {
         if (!m_Path.empty()) {
             ::unlink(m_Path.c_str());

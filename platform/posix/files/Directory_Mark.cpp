@@ -1,6 +1,7 @@
 #include "util/Directory_Mark.h"
 
 #include "platform/posix/system/File_Descriptor.h"
+#include "util/Non_Copyable.h"
 
 #include <algorithm>
 #include <array>
@@ -92,7 +93,7 @@ std::string Program_Of(int process) {
 
 /// The open descriptor that holds the lock. A child of fork() shares it, and would keep the lock beyond the end
 /// of its parent: there all are closed.
-class Directory_Mark::Mark {
+class Directory_Mark::Mark : private Util::Non_Copyable {
 public:
     explicit Mark(const std::string& directory) {
         [[maybe_unused]] static const int s_forks_are_watched =
@@ -101,8 +102,6 @@ public:
         m_Directory = Lock_Directory(directory);
         s_marks.insert(this);
     }
-    Mark(const Mark&) = delete;
-    Mark& operator=(const Mark&) = delete;
     ~Mark() {
         const std::lock_guard guard(s_guard);
         s_marks.erase(this);

@@ -10,6 +10,7 @@
 #include <curl/curl.h>
 
 #include "platform/common/Http_Request.h"
+#include "util/Non_Copyable.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -66,15 +67,13 @@ private:
 /// so that the freshness check and the download that follows share one. A connection is reused only
 /// for the origin that it was made to and under the same certificate check: one that was made
 /// while certificate errors were ignored never serves a request that wants them checked.
-class Connection_Pool {
+class Connection_Pool : private Util::Non_Copyable {
 public:
     /// The pool of the process. Whoever holds it keeps it alive beyond the end of main.
     static std::shared_ptr<Connection_Pool> Instance();
 
     Connection_Pool();
     ~Connection_Pool();
-    Connection_Pool(const Connection_Pool&) = delete;
-    Connection_Pool& operator=(const Connection_Pool&) = delete;
 
     /// An idle connection for the origin, the most recently used one, else a new one; null when
     /// there is no memory.

@@ -2,6 +2,7 @@
 
 #include "platform/posix/share/Agent_Program.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Non_Copyable.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +26,7 @@ using Agent_Protocol::Request;
 using Agent_Protocol::Response;
 
 /// How the agent's process is to differ from this one.
-class Spawn_Plan {
+class Spawn_Plan : private Util::Non_Copyable {
 public:
     explicit Spawn_Plan(int socket) {
         ::posix_spawn_file_actions_init(&m_Actions);
@@ -46,8 +47,6 @@ public:
         // Its own session: no terminal that anything could prompt on, no Ctrl-C meant for the host.
         ::posix_spawnattr_setflags(&m_Attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     }
-    Spawn_Plan(const Spawn_Plan&) = delete;
-    Spawn_Plan& operator=(const Spawn_Plan&) = delete;
     ~Spawn_Plan() {
         ::posix_spawnattr_destroy(&m_Attributes);
         ::posix_spawn_file_actions_destroy(&m_Actions);

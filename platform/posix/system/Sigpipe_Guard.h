@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <csignal>
 #include <ctime>
 
@@ -8,7 +10,7 @@ namespace QEL::FrontEnd::Platform {
 /// Keeps SIGPIPE from the calling thread while it exists: writing to a TLS connection that the
 /// server has closed raises it, and its default action would end the host. The disposition of the
 /// signal, which belongs to the host, stays as it is.
-class Sigpipe_Guard {
+class Sigpipe_Guard : private Util::Non_Copyable {
 public:
     Sigpipe_Guard() {
         sigset_t pending;
@@ -26,9 +28,6 @@ public:
         }
         pthread_sigmask(SIG_SETMASK, &m_Old_Mask, nullptr);
     }
-
-    Sigpipe_Guard(const Sigpipe_Guard&) = delete;
-    Sigpipe_Guard& operator=(const Sigpipe_Guard&) = delete;
 
 private:
     sigset_t m_Sigpipe{};

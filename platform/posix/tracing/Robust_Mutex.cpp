@@ -2,6 +2,7 @@
 
 #include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Non_Copyable.h"
 
 #include <algorithm>
 #include <atomic>
@@ -135,7 +136,7 @@ File_Descriptor Open_Object(const std::string& name) {
 /// Holds the object's file lock, under which the mutex is prepared. That is a matter of microseconds,
 /// so a process that has not done in a second has been stopped: it is not waited for. Giving the
 /// lock back takes more than closing the object, which its mapping keeps open.
-class Preparation {
+class Preparation : private Util::Non_Copyable {
 public:
     explicit Preparation(const File_Descriptor& object) : m_Object(object) {
         constexpr int attempts = 1000;
@@ -147,8 +148,6 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }
-    Preparation(const Preparation&) = delete;
-    Preparation& operator=(const Preparation&) = delete;
     ~Preparation() {
         if (m_Is_Entered) {
             ::flock(m_Object.Get(), LOCK_UN);

@@ -4,6 +4,7 @@
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
 #include "util/Control_Characters.h"
+#include "util/Non_Copyable.h"
 
 #include <utility>
 
@@ -27,11 +28,9 @@ Share_Outcome Copy(const std::string& source, const std::string& path) {
 }
 
 /// The unfinished copy beside its target.
-class Partial_File {
+class Partial_File : private Util::Non_Copyable {
 public:
     explicit Partial_File(const std::string& target) : m_Target(target) {}
-    Partial_File(const Partial_File&) = delete;
-    Partial_File& operator=(const Partial_File&) = delete;
     ~Partial_File() {
         if (!m_Path.empty()) {
             const Last_Error_Keeper reason_of_failure;

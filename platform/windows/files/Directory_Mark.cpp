@@ -1,6 +1,7 @@
 #include "util/Directory_Mark.h"
 
 #include "platform/windows/handles/Unique_Handle.h"
+#include "util/Non_Copyable.h"
 
 #include <sddl.h>
 
@@ -124,7 +125,7 @@ std::string Program_Of(HANDLE process) {
 } // namespace
 
 /// A place in the directory's table. One process may have several.
-class Directory_Mark::Mark {
+class Directory_Mark::Mark : private Util::Non_Copyable {
 public:
     explicit Mark(const std::string& directory) : m_Table(directory) {
         const auto own = Identity(GetCurrentProcess(), GetCurrentProcessId());
@@ -140,8 +141,6 @@ public:
             }
         }
     }
-    Mark(const Mark&) = delete;
-    Mark& operator=(const Mark&) = delete;
     ~Mark() {
         if (m_Place != nullptr) {
             InterlockedExchange64(m_Place, 0);

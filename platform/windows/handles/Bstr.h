@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/windows/Windows_Headers.h"
+#include "util/Non_Copyable.h"
 
 #include <oleauto.h>
 
@@ -10,7 +11,7 @@
 namespace QEL::FrontEnd::Platform {
 
 /// Owns a BSTR.
-class Bstr {
+class Bstr : private Util::Non_Copyable {
 public:
     Bstr() = default;
     explicit Bstr(std::wstring_view text) : m_Text(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
@@ -18,8 +19,6 @@ public:
             throw std::bad_alloc();
         }
     }
-    Bstr(const Bstr&) = delete;
-    Bstr& operator=(const Bstr&) = delete;
     ~Bstr() { SysFreeString(m_Text); }
 
     BSTR Get() const { return m_Text; }

@@ -1,17 +1,16 @@
 #pragma once
 
 #include "platform/windows/Windows_Headers.h"
+#include "util/Non_Copyable.h"
 
 #include <oleauto.h>
 
 namespace QEL::FrontEnd::Platform {
 
 /// Owns a VARIANT and what it holds.
-class Variant {
+class Variant : private Util::Non_Copyable {
 public:
     Variant() { VariantInit(&m_Value); }
-    Variant(const Variant&) = delete;
-    Variant& operator=(const Variant&) = delete;
     ~Variant() { VariantClear(&m_Value); }
 
     const VARIANT& Get() const { return m_Value; }

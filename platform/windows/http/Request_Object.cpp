@@ -9,6 +9,7 @@
 #include "platform/windows/http/Xml_Http_Interfaces.h"
 #include "platform/windows/system/Wide_Text.h"
 #include "util/Control_Characters.h"
+#include "util/Non_Copyable.h"
 
 #include <wininet.h>
 
@@ -26,10 +27,8 @@ using Platform::Com_Pointer;
 using Platform::Variant;
 
 /// The body of a response, with access to its bytes until the end of its life.
-struct Locked_Body {
+struct Locked_Body : private Util::Non_Copyable {
     Locked_Body() = default;
-    Locked_Body(const Locked_Body&) = delete;
-    Locked_Body& operator=(const Locked_Body&) = delete;
     ~Locked_Body() {
         if (accessed) {
             SafeArrayUnaccessData(V_ARRAY(&value.Get()));

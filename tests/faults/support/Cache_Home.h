@@ -6,6 +6,7 @@
 #include "tests/faults/support/Web_Documents.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
+#include "util/Non_Copyable.h"
 #include "util/Path_Separator.h"
 
 #include <gmock/gmock.h>
@@ -29,7 +30,7 @@
 namespace QEL::Tests {
 
 /// Initialises what a thread of a host needs before it requests Internet URLs.
-class Host_Thread {
+class Host_Thread : private FrontEnd::Util::Non_Copyable {
 public:
 #ifdef _WIN32
     Host_Thread() {
@@ -42,8 +43,6 @@ public:
     Host_Thread() = default;
     ~Host_Thread() = default;
 #endif
-    Host_Thread(const Host_Thread&) = delete;
-    Host_Thread& operator=(const Host_Thread&) = delete;
 };
 
 /// A cache directory of the real disk with its surroundings, a configuration, a share that is a

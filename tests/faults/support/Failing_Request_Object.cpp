@@ -1,4 +1,5 @@
 #include "tests/faults/support/Failing_Request_Object.h"
+#include "util/Non_Copyable.h"
 
 #include <memory>
 #include <optional>
@@ -28,11 +29,9 @@ std::optional<HResult> Failure() {
     return s_result;
 }
 
-class Failing_Request : public IRequest_Object {
+class Failing_Request : public IRequest_Object, private FrontEnd::Util::Non_Copyable {
 public:
     explicit Failing_Request(std::unique_ptr<IRequest_Object> real) : m_Real(std::move(real)) { ++s_alive; }
-    Failing_Request(const Failing_Request&) = delete;
-    Failing_Request& operator=(const Failing_Request&) = delete;
     ~Failing_Request() override { --s_alive; }
 
     HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <map>
 #include <memory>
 #include <string>
@@ -8,12 +10,10 @@ namespace QEL::Tests {
 
 /// Documents on a real web server on 127.0.0.1. Each publication is the next version of its document
 /// and bears a later time of change.
-class Web_Documents {
+class Web_Documents : private FrontEnd::Util::Non_Copyable {
 public:
     Web_Documents();
     ~Web_Documents();
-    Web_Documents(const Web_Documents&) = delete;
-    Web_Documents& operator=(const Web_Documents&) = delete;
 
     /// @return the number of the new version; the first is 1.
     int Publish(const std::string& name);

@@ -23,8 +23,7 @@
 
 using namespace QEL::Tests;
 using QEL::FrontEnd::FileCache::CFileCache;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

@@ -14,7 +14,7 @@ namespace QEL::Tests {
 namespace {
 
 using FrontEnd::Platform::Dead_Servers;
-using testing::HasSubstr;
+using namespace testing;
 
 class Dead_Server_Of_The_Cache : public Web_Cache_Fixture {
 protected:

@@ -3,11 +3,7 @@
 #include "tests/support/Child_Process.h"
 
 using namespace QEL::Tests;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
+using namespace testing;
 
 namespace {
 

@@ -25,8 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
 constexpr const char* Retry_After = "LandscapeServerRetryAfter";
 constexpr const char* Good_Response = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";

@@ -15,8 +15,7 @@ namespace QEL::Tests {
 namespace {
 
 using namespace FrontEnd::Platform;
-using testing::HasSubstr;
-using testing::StartsWith;
+using namespace testing;
 
 class Proxy : public testing::Test {
 protected:

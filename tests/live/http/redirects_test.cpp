@@ -14,7 +14,7 @@ namespace QEL::Tests {
 namespace {
 
 using namespace FrontEnd::Platform;
-using testing::ElementsAre;
+using namespace testing;
 
 /// A server that redirects every path but "/end" and notes the request lines.
 class Redirecting_Server {

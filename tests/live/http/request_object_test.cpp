@@ -17,8 +17,7 @@ namespace {
 using namespace FrontEnd::Platform;
 using namespace FrontEnd::FileCache;
 using FrontEnd::Util::Get_Last_Error;
-using testing::HasSubstr;
-using testing::StartsWith;
+using namespace testing;
 
 constexpr auto Pending = static_cast<HResult>(0x8000000A);
 constexpr auto Invalid_Argument = static_cast<HResult>(0x80070057);

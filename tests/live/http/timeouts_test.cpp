@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
-using testing::HasSubstr;
+using namespace testing;
 
 void Expect_Timeout(const Http_Result& outcome, const char* text, std::chrono::milliseconds least) {
     EXPECT_EQ(outcome.Error(), Error_Internet_Timeout);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/Socket.h"
+#include "util/Non_Copyable.h"
 
 #include <atomic>
 #include <chrono>
@@ -60,12 +61,10 @@ private:
 };
 
 /// A line to a server that carries so many bytes a second to the client. One client at a time.
-class Slow_Line {
+class Slow_Line : private FrontEnd::Util::Non_Copyable {
 public:
     Slow_Line(int server_port, std::size_t bytes_per_second)
         : m_Server_Port(server_port), m_Step(bytes_per_second / 20), m_Thread([this] { Run(); }) {}
-    Slow_Line(const Slow_Line&) = delete;
-    Slow_Line& operator=(const Slow_Line&) = delete;
     ~Slow_Line() {
         m_Ends = true;
         m_Thread.join();

@@ -22,8 +22,7 @@ using namespace Recorded_Trace;
 using FrontEnd::FileCache::CacheEntry;
 using FrontEnd::FileCache::CFileCache;
 using FrontEnd::OSWRAPI::IOSWrapper;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 class Share_Cache : public Share_Fixture {
 protected:

@@ -12,7 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 using FrontEnd::Platform::Read_Share_Settings;
 using FrontEnd::Platform::Share_Settings;
-using testing::EndsWith;
+using namespace testing;
 
 class Share_Settings_Test : public Home_Fixture {
 protected:

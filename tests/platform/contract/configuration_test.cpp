@@ -21,8 +21,7 @@ using namespace FrontEnd::Util::Tracing;
 using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Util::Find_Configured_Value;
 using FrontEnd::Util::GetRegValInt;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 constexpr int Only_User = 0;
 constexpr int User_Then_Machine = 2;

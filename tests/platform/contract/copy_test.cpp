@@ -18,7 +18,7 @@ namespace {
 using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Util::Get_Last_Error;
 using namespace FrontEnd::Util::FileSystem;
-using testing::ElementsAre;
+using namespace testing;
 
 class Copy : public testing::Test {
 protected:

@@ -17,9 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 using FrontEnd::Platform::Attempt;
 using FrontEnd::Util::Asking_Anyway;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
+using namespace testing;
 
 constexpr const char* Retry_After = "LandscapeServerRetryAfter";
 constexpr std::uint32_t Timed_Out = 12002;

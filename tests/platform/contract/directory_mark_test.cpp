@@ -2,6 +2,7 @@
 
 #include "tests/support/Scratch_Directory.h"
 #include "util/Directory_Mark.h"
+#include "util/Non_Copyable.h"
 #include "util/Process.h"
 
 #include <gmock/gmock.h>
@@ -16,11 +17,7 @@ namespace QEL::Tests {
 namespace {
 
 using namespace FrontEnd::Util::FileSystem;
-using testing::ElementsAre;
-using testing::Field;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
+using namespace testing;
 
 bool Appears(const std::string& path) {
     for (int attempt = 0; attempt < 6000; ++attempt) {
@@ -33,7 +30,7 @@ bool Appears(const std::string& path) {
 }
 
 /// Another process that marks a directory from the object's creation until it is to end.
-class Other_Process {
+class Other_Process : private FrontEnd::Util::Non_Copyable {
 public:
     explicit Other_Process(const std::string& directory, const std::string& end = "release") {
         const std::filesystem::path program = FrontEnd::Util::Program_Path();
@@ -47,8 +44,6 @@ public:
         m_Runner = std::thread([command] { EXPECT_EQ(std::system(command.c_str()), 0); });
         EXPECT_TRUE(Appears(m_Scratch / "ready"));
     }
-    Other_Process(const Other_Process&) = delete;
-    Other_Process& operator=(const Other_Process&) = delete;
     ~Other_Process() {
         End();
     }

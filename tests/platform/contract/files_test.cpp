@@ -17,7 +17,7 @@ namespace {
 
 using namespace FrontEnd::Util::FileSystem;
 using FrontEnd::OSWRAPI::IOSWrapper;
-using testing::HasSubstr;
+using namespace testing;
 
 constexpr std::int64_t Second = 10000000;
 

@@ -14,9 +14,7 @@ namespace QEL::Tests {
 namespace {
 
 using namespace FrontEnd::OSWRAPI;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
+using namespace testing;
 
 // In pieces: question marks before a hyphen are a trigraph.
 const std::string Cached_Files = std::string("????????") + "-????" + "-????" + "-????" + "-????????????" + ".*";

@@ -1,6 +1,7 @@
 // The trace lock between threads and between processes.
 
 #include "tests/support/Scratch_Directory.h"
+#include "util/Non_Copyable.h"
 #include "util/Process.h"
 #include "util/System_Mutex.h"
 
@@ -20,7 +21,7 @@ using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
 /// Another process that holds the trace lock from the object's creation on, and for a while after Let_Go().
-class Lock_Holder {
+class Lock_Holder : private FrontEnd::Util::Non_Copyable {
 public:
     Lock_Holder(milliseconds duration, const std::string& end) {
         const std::filesystem::path program = FrontEnd::Util::Program_Path();
@@ -37,8 +38,6 @@ public:
         }
         held = Content_Of(ready) == "held";
     }
-    Lock_Holder(const Lock_Holder&) = delete;
-    Lock_Holder& operator=(const Lock_Holder&) = delete;
     ~Lock_Holder() {
         Join();
     }

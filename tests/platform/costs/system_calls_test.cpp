@@ -18,11 +18,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-using testing::Pair;
+using namespace testing;
 
 using Calls = std::map<std::string, int>;
 

@@ -24,9 +24,7 @@ namespace {
 
 using FrontEnd::Platform::Configuration_Scope;
 using FrontEnd::Platform::Parse_Integer;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
 constexpr auto User = Configuration_Scope::User;
 constexpr auto Machine = Configuration_Scope::Machine;

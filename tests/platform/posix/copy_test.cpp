@@ -24,7 +24,7 @@ namespace {
 using namespace FrontEnd::OSWRAPI;
 using FrontEnd::Platform::Copy_File_Atomically;
 using FrontEnd::Util::Get_Last_Error;
-using testing::ElementsAre;
+using namespace testing;
 
 /// 0, or the code of the failure.
 std::uint32_t Copy_Error(const std::string& source, const std::string& target, bool fail_if_exists) {

@@ -24,7 +24,7 @@ namespace {
 using namespace FrontEnd::OSWRAPI;
 using namespace FrontEnd::Util::FileSystem;
 using FrontEnd::Util::Get_Last_Error;
-using testing::ElementsAre;
+using namespace testing;
 
 class Posix_Files : public testing::Test {
 protected:

@@ -3,6 +3,7 @@
 #include "platform/posix/tracing/Robust_Mutex.h"
 #include "tests/support/Child_Process.h"
 #include "util/Generate_Uuid.h"
+#include "util/Non_Copyable.h"
 #include "util/System_Mutex.h"
 
 #include <gtest/gtest.h>
@@ -62,11 +63,9 @@ protected:
 };
 
 /// Lets one process wait for another.
-class Signal {
+class Signal : private FrontEnd::Util::Non_Copyable {
 public:
     Signal() { EXPECT_EQ(::pipe(m_Ends), 0); }
-    Signal(const Signal&) = delete;
-    Signal& operator=(const Signal&) = delete;
     ~Signal() {
         ::close(m_Ends[0]);
         ::close(m_Ends[1]);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Non_Copyable.h"
+
 #include <cstdarg>
 #include <cstddef>
 #include <functional>
@@ -44,11 +46,9 @@ void Forget();
 Records Last(const Records& records, std::size_t count);
 
 /// Runs an action with each record that is written during the life of the object.
-class During_Each {
+class During_Each : private QEL::FrontEnd::Util::Non_Copyable {
 public:
     explicit During_Each(std::function<void()> action);
-    During_Each(const During_Each&) = delete;
-    During_Each& operator=(const During_Each&) = delete;
     ~During_Each();
 };
 

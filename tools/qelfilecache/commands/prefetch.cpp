@@ -6,6 +6,7 @@
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/requests/request_list.h"
 #include "tools/qelfilecache/requests/serve.h"
+#include "util/Non_Copyable.h"
 #include "util/Visible_Text.h"
 
 #include <cstdio>
@@ -44,11 +45,9 @@ Request_List Read_List_File(const std::string& file) {
 
 /// One line on standard error that shows how far a list of requests is; nothing at all when that is
 /// no terminal. Gone with the object, so that messages begin on a clean line.
-class Progress_Bar {
+class Progress_Bar : private Util::Non_Copyable {
 public:
     explicit Progress_Bar(std::size_t total) : m_Total(total), m_Columns(Host::Terminal_Width(stderr).value_or(0)) {}
-    Progress_Bar(const Progress_Bar&) = delete;
-    Progress_Bar& operator=(const Progress_Bar&) = delete;
     ~Progress_Bar() {
         if (m_Columns > 0) {
             Write("\r" + std::string(m_Columns - 1, ' ') + "\r");

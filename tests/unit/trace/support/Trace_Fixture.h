@@ -3,6 +3,7 @@
 #include "tests/unit/trace/support/Trace_Services.h"
 #include "trace/CQelPcTrc.h"
 #include "trace/Set_Trace_Level.h"
+#include "util/Non_Copyable.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,11 +29,9 @@ inline std::string On_Disk(const std::string& text) {
 }
 
 /// Takes what is written to the standard error stream while it lives.
-class Captured_Stderr {
+class Captured_Stderr : private QEL::FrontEnd::Util::Non_Copyable {
 public:
     Captured_Stderr() { testing::internal::CaptureStderr(); }
-    Captured_Stderr(const Captured_Stderr&) = delete;
-    Captured_Stderr& operator=(const Captured_Stderr&) = delete;
     ~Captured_Stderr() {
         if (!m_Taken) {
             Take();
