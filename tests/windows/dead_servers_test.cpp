@@ -6,7 +6,9 @@
 #include "platform/windows/http/Proxy.h"
 #include "tests/windows/Host_Fixture.h"
 #include "tests/windows/Scripted_Com_Object.h"
+#include "util/File_Head.h"
 #include "util/IRequest_Object.h"
+#include "util/Path_Queries.h"
 
 #include <algorithm>
 
@@ -132,6 +134,29 @@ TEST_F(Dead_Servers_Of_Windows, CostTwoTimeOutsForFiveFilesWithCopies) {
     }
     EXPECT_EQ(Sends() + s_exchanges, 2);
     EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The server was last tried at "));
+}
+
+TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
+    constexpr int timed_out = 121;
+    const std::string path = "\\\\Dead.Example\\share\\file.xml";
+    auto& memory = Dead_Servers::Instance();
+    memory.Note({"share dead.example", {}}, {}, Attempt::Server_Unreached, {timed_out, {}}, memory.Now() - 60s);
+
+    const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(path, time), timed_out);
+    EXPECT_EQ(services->Copy_File(path.c_str(), (Home() / "copy").string().c_str(), 1), 0);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
+    for (const auto& ask : {+[](const std::string& asked) { return FrontEnd::Util::FileSystem::Path_Exists(asked); },
+                            +[](const std::string& asked) {
+                                return FrontEnd::Util::FileSystem::Get_File_Attributes(asked) != 0xFFFFFFFFU;
+                            }}) {
+        SetLastError(0);
+        EXPECT_FALSE(ask(path));
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
+    }
+    EXPECT_THROW(FrontEnd::Util::FileSystem::Read_File_Head(path, 1), std::runtime_error);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
 }
 
 struct Failure_Case {

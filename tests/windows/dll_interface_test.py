@@ -17,7 +17,7 @@ OBJDUMP, DEMANGLER, DLL, PROGRAM = sys.argv[1:5]
 
 SYSTEM_LIBRARIES = {
     "advapi32.dll", "crypt32.dll", "iphlpapi.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll",
-    "rpcrt4.dll", "shlwapi.dll", "winhttp.dll", "wininet.dll",
+    "rpcrt4.dll", "shlwapi.dll", "user32.dll", "winhttp.dll", "wininet.dll",
 }
 
 
