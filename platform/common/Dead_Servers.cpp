@@ -131,7 +131,8 @@ void Dead_Servers::Remember(const std::string& key, const std::string& method, c
         return;
     }
     const auto last_failure = [](const auto& server) {
-        return std::ranges::max(server.second | std::views::values, {}, &Memory::failed).failed;
+        const auto by_failure = [](const auto& a, const auto& b) { return a.second.failed < b.second.failed; };
+        return std::max_element(server.second.begin(), server.second.end(), by_failure)->second.failed;
     };
     if (m_Servers.size() == Most_Servers && !m_Servers.contains(key)) {
         m_Servers.erase(std::ranges::min_element(m_Servers, {}, last_failure));

@@ -15,7 +15,7 @@ namespace Platform {
 
 namespace {
 
-constexpr mode_t Any_Write_Right = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr mode_t Write_Rights = S_IWUSR | S_IWGRP | S_IWOTH;
 
 Path_Kind Kind_Of(mode_t mode) {
     if (S_ISREG(mode)) {
@@ -30,7 +30,7 @@ std::uint32_t Local_Path_Info(const std::string& path, Path_Info& info) {
         return Local_Error(errno, path);
     }
     info = {Kind_Of(status.st_mode), File_Time(status.st_mtim),
-            Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & Any_Write_Right) == 0)};
+            Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & Write_Rights) == 0)};
     return Error_Success;
 }
 

@@ -104,8 +104,8 @@ const Failure_Text& Find(std::span<const Failure_Text> texts, long result) {
 Http_Failure Timeout(const Http_Url& url, Exchange_Step step) {
     constexpr const char* of_steps[] = {
         "The name of the server {host} was not resolved in time. Check the network settings of this machine.",
-        "The server {server} did not accept a connection in time. Check that the server runs and that no firewall is "
-        "in the way.",
+        ("The server {server} did not accept a connection in time. Check that the server runs and that no firewall is "
+         "in the way."),
         "The server {server} did not finish the TLS handshake in time. Check that the server offers TLS on this port.",
         "The server {server} did not take the request in time. Check the network and try again.",
         "The server {server} did not respond in time. Check the server's load and try again.",
