@@ -5,10 +5,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 class Command_Line : public Tool_Test {
 protected:

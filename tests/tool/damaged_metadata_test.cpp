@@ -5,9 +5,7 @@ namespace QEL::Tests {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
+using namespace ::testing;
 
 class Damaged_Metadata : public Tool_Test {
 protected:

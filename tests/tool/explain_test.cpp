@@ -15,12 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::ContainsRegex;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 constexpr const char* first_stamp = "Mon, 01 Jan 2024 12:00:00 GMT";
 constexpr const char* second_stamp = "Tue, 02 Jan 2024 12:00:00 GMT";

@@ -6,11 +6,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
+using namespace ::testing;
 using Json = nlohmann::ordered_json;
 
 constexpr const char* monday = "Mon, 01 Jan 2024 12:00:00 GMT";

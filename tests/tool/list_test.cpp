@@ -12,13 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::ContainsRegex;
-using ::testing::Each;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 constexpr const char* stray_copy = "01234567-89ab-cdef-0123-456789abcdef.xml";
 

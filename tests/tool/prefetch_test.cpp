@@ -4,11 +4,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
+using namespace ::testing;
 
 class Prefetch : public Tool_Test {
 protected:

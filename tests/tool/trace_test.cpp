@@ -9,10 +9,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 /// What the tool reads from the traces that it has itself written.
 class Traced_Tool : public Tool_Test {

@@ -10,10 +10,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
+using namespace ::testing;
 
 const std::string failed_check =
     "HTTP HEAD request failed with status 500. try to download/read the file directly, therefore expired = true.";

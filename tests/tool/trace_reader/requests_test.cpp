@@ -6,12 +6,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::SizeIs;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 /// A request up to its classification.
 Written_Trace Request(const std::string& url, bool is_local = false, bool is_share = false) {

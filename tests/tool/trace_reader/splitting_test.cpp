@@ -9,12 +9,7 @@
 namespace QEL::Tests {
 namespace {
 
-using ::testing::AnyOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
-using ::testing::UnorderedElementsAre;
+using namespace ::testing;
 
 /// A request that downloads a file for the first time.
 Written_Trace A_Download(int thread, const std::string& name, bool with_times = false) {
