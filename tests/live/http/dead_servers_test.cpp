@@ -190,6 +190,22 @@ TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
     EXPECT_EQ(Get(server.Url()).body, "abc");
 }
 
+TEST_F(Dead_Server, LivesAgainWithAResponse) {
+    std::atomic<bool> has_recovered = false;
+    const Misbehaving_Server server([&](Server_Connection& client) {
+        if (!has_recovered) {
+            client.Wait_For_Client_To_Go();
+        }
+        client.Read_Request();
+        client.Send(Good_Response);
+    });
+    Get(server.Url(), Short_Receive);
+    has_recovered = true;
+    EXPECT_FALSE(Was_Sent(Get(server.Url())));
+    EXPECT_EQ(Request("GET", server.Url(), {}).body, "abc") << "asked anyway";
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+}
+
 TEST_F(Dead_Server, IsAskedEachTimeWhereTheMemoryIsSwitchedOff) {
     m_Configuration.Set_Number(Retry_After, 0);
     const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
