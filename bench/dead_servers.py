@@ -98,7 +98,7 @@ def urls_of(host):
 
 
 def timed(name, tool, fsspec, urls, one_attempt, timeout=TIMEOUT):
-    """Results where the time tells how many attempts were made."""
+    """Results where the time shows how many attempts were made."""
     results = [("ours", ours(tool, urls, timeout))]
     results += [(peer, run(command)[0]) for peer, command in peers(fsspec, urls, timeout)]
     return [(f"{name}/{who}", seconds, round(seconds / one_attempt)) for who, seconds in results]

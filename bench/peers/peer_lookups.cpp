@@ -45,7 +45,7 @@ void Proj_Fresh_Hit(benchmark::State& state) {
     }
 }
 
-/// Qt never tells a path: what it serves is an open device. Before that it is asked for what it knows
+/// Qt never names a path: what it serves is an open device. Before that it is asked for what it knows
 /// of the copy, its expiry among it, as its own network classes do.
 /// @param with_copy false: the question alone, which serves nothing yet.
 void Qt_Fresh_Hit(benchmark::State& state, bool with_copy) {

@@ -1,4 +1,4 @@
-// A small host of QEL File Cache: it asks for files, opens what it gets, and tells its user what happened.
+// A small host of QEL File Cache: it asks for files, opens what it gets, and says what happened.
 //
 //   example_host CACHE_DIRECTORY REQUEST...
 //

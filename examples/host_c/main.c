@@ -1,4 +1,4 @@
-/* A small host of QEL File Cache in C: it asks for files, opens what it gets, and tells its user what happened.
+/* A small host of QEL File Cache in C: it asks for files, opens what it gets, and says what happened.
  *
  *   example_host_c CACHE_DIRECTORY REQUEST...
  *

@@ -50,7 +50,7 @@ public:
     /// What the process remembers.
     static Dead_Servers& Instance();
 
-    /// @param network tells changes of the machine's network, see Network_State. It is asked here, when something is
+    /// @param network reports changes of the machine's network, see Network_State. It is asked here, when something is
     /// about
     ///        to be remembered and when something would be recalled, not with every request.
     Dead_Servers(Clock clock, Network network);

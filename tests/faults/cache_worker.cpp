@@ -2,7 +2,7 @@
 //
 //   cache_worker CACHE_DIRECTORY SHARE_FOLDER READY_FILE ROUNDS FILE_LIMIT REQUEST...
 //
-// Loads the directory, tells so by creating the file, and makes each request once a round. ROUNDS 0:
+// Loads the directory, says so by creating the file, and makes each request once a round. ROUNDS 0:
 // until it is killed. FILE_LIMIT: how long a file may become from then on, as on a disk that is full
 // there; 0: no limit. Ends with status 0 when no exception left the cache.
 

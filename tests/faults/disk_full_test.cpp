@@ -1,4 +1,4 @@
-// The disk is full: a write ends where the space does, and nobody is told.
+// The disk is full: a write ends where the space does, and nobody notices.
 //
 // A limit on the length of a file does the same to a process as a full disk, and needs no rights.
 // Where a file system can be mounted, a real one is filled as well.

@@ -160,7 +160,7 @@ protected:
     }
 
     /// An entry without its copy drops out with the next load. A purge leaves such entries in the map, and so
-    /// does a request that answers with nothing: it deletes the older copy. No entry is made without a copy.
+    /// does a request that returns nothing: it deletes the old copy. No entry is made without a copy.
     bool Has_Rightly_Lost_Its_Copy(const std::string& request, const FrontEnd::FileCache::CacheEntry& entry) const {
         const bool may_lose_it =
             GetParam().action == Scenario::Action::Purge || (request == requested && served.empty());
@@ -276,7 +276,7 @@ TEST_P(Failing_Requests, CallByCallWithEachResultLeaveASoundCache) {
                 break;
             }
             ++failures;
-            EXPECT_TRUE(!GetParam().has_copies || !served.empty()) << "the older copy stands in";
+            EXPECT_TRUE(!GetParam().has_copies || !served.empty()) << "the last good copy is served";
             EXPECT_EQ(Failing_Request_Object::Alive(), 0);
         }
     }

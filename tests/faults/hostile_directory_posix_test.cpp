@@ -231,7 +231,7 @@ TEST_F(Without_Rights, AClosedCacheDirectoryIsAnEmptyCacheWithoutCopies) {
         EXPECT_TRUE(cache.Set_Cache_Directory(own_folder.string())) << "it exists";
         const std::string path = cache.Get_Cached_File(url);
         Set_Rights(own_folder, 0700);
-        EXPECT_NE(path, "") << "a download is not told that it could not be written";
+        EXPECT_NE(path, "") << "nobody notices that a download could not be written";
         EXPECT_TRUE(fs::is_empty(own_folder));
     });
 }

@@ -34,7 +34,7 @@ protected:
         EXPECT_EQ(Version_Of(Content_Of(served.path), Name_In(request)), Current_Version(request)) << request;
     }
 
-    /// A download is written as well as it can be, and nobody is told that it could not: the path
+    /// A download is written as well as it can be, and nobody notices that it could not: the path
     /// that it answers with names nothing. A share file is not copied.
     void Expect_No_Copies() {
         const Files surroundings = Surroundings();

@@ -63,7 +63,7 @@ TEST_P(Hostile_Servers, LeaveAWholeCopy) {
         EXPECT_THAT(site.file, testing::AnyOf(Ending::Served, Ending::Doubtful));
         EXPECT_EQ(Content_Of(path), site.body);
         EXPECT_FALSE(download_error);
-        EXPECT_THAT(http_error, Codes_After(site.head)); // a check that failed is told of
+        EXPECT_THAT(http_error, Codes_After(site.head)); // a check that failed is reported
     }
     EXPECT_EQ(Copies(), std::set<std::string>{path});
     EXPECT_EQ(cache.m_Cache_Entries.at(site.url).cached_file, path);

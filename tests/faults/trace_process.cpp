@@ -2,7 +2,7 @@
 //
 //   trace_process write NUMBER LINES READY_FILE    LINES lines in each of two threads; 0: until it is killed.
 //                                                  Creates the file when both threads run.
-//   trace_process hold READY_FILE                  takes the lock, tells so by creating the file, and keeps it
+//   trace_process hold READY_FILE                  takes the lock, says so by creating the file, and keeps it
 
 #include "tests/faults/support/Trace_Line.h"
 #include "trace/Set_Trace_Level.h"

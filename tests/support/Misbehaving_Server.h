@@ -22,7 +22,7 @@ namespace QEL::Tests {
 class Misbehaving_Server;
 
 /// The server's side of one connection: what a behaviour is written with. Every call returns at
-/// once when the client has gone or the server ends; Is_Open tells.
+/// once when the client has gone or the server ends; Is_Open says so.
 class Server_Connection {
 public:
     Server_Connection(Misbehaving_Server& server, Socket socket);
@@ -68,7 +68,7 @@ private:
     std::atomic<bool> m_Is_Open = true;
 };
 
-/// A server on a free port of 127.0.0.1 that does on each connection what the test tells it to.
+/// A server on a free port of 127.0.0.1 that does on each connection what the test has it do.
 class Misbehaving_Server : private FrontEnd::Util::Non_Copyable {
 public:
     using Behaviour = std::function<void(Server_Connection&)>;

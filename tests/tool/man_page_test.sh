@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Tests the man page: groff has nothing to complain about, and it tells all that the tool itself tells.
+# Tests the man page: groff has nothing to complain about, and it says all that the tool itself says.
 #
 #   man_page_test.sh TOOL MAN_PAGE
 set -uo pipefail

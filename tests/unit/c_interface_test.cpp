@@ -1,4 +1,4 @@
-// The C interface on a cache that answers as the test tells it, and throws when told to.
+// The C interface on a cache that answers and throws as the test says.
 
 #include "filecache/c/qelfilecache_c.h"
 

@@ -102,7 +102,7 @@ TEST_F(Unnamed_Download, KeepsTheLastGoodCopyFromBeingServed) {
     EXPECT_TRUE(download_error);
     EXPECT_EQ(http_error, 3);
     EXPECT_EQ(file_share_error, Untouched);
-    EXPECT_FALSE(std::filesystem::exists(old_copy)) << "an older copy that is not served is deleted";
+    EXPECT_FALSE(std::filesystem::exists(old_copy)) << "an old copy that is not served is deleted";
     EXPECT_EQ(Above_Additional_Data(),
               Error("Download_Inet_URL", "Unexpected empty cache file name for URL '" + url + "'.\n") +
                   Error("Get_Cached_Remote_File", "Empty Cached file Name for URL '" + url + "'.\n"));

@@ -137,7 +137,7 @@ private:
         m_Page << "</div></details>\n";
     }
 
-    /// Each thread unfolded: nothing but its records tells of it.
+    /// Each thread unfolded: nothing but its records shows it.
     void Write_Messages_Outside() {
         if (m_Trace.outside.empty()) {
             return;

@@ -106,7 +106,7 @@ protected:
         }
         EXPECT_EQ(std::filesystem::path(path).parent_path(), cache_folder) << path;
         const int version = Version_Of(Content_Of(path), Name_In(request));
-        EXPECT_GE(version, 1) << path << " holds no whole copy of " << request;
+        EXPECT_GE(version, 1) << path << " holds no complete copy of " << request;
         EXPECT_LE(version, Current_Version(request));
     }
 

@@ -7,7 +7,7 @@
 
 namespace QEL::Tests {
 
-/// A text that tells which version of which document it is, so that any copy of it can be checked: a
+/// A text that says which version of which document it is, so that any copy of it can be checked: a
 /// part of a document is none, and neither are the parts of two.
 ///
 /// It holds no line feed, so a text file has the same bytes on every platform.

@@ -4,7 +4,7 @@
 
 namespace QEL::Tests {
 
-/// A line that shows what is missing of it: its number tells its length.
+/// A line that shows what is missing of it: its number gives its length.
 inline std::string Trace_Line(int process, int thread, int line) {
     const std::string begin = "process " + std::to_string(process) + " thread " + std::to_string(thread) + " line " +
                               std::to_string(line) + " ";

@@ -99,7 +99,7 @@ protected:
     static std::string Url() { return s_sites->Url(The_Certificate().state); }
 
     static bool Is_Valid() { return The_Certificate().error == 0; }
-    /// The second client is served although the certificate does not hold.
+    /// The second client is served although the certificate is not valid.
     static bool Is_Ignored() {
         return !Is_Valid() && The_Certificate().can_be_ignored &&
                (The_Setting() == Setting::Listed || The_Setting() == Setting::Ignore_All);
@@ -299,7 +299,7 @@ INSTANTIATE_TEST_SUITE_P(All, Certificate_Modes,
 class Certificate_Redirects : public Certificate_Modes {};
 
 TEST_P(Certificate_Redirects, OnlyTheListedUrlItselfIsTrusted) {
-    // From a server whose certificate does not hold, under a listed URL, to the server of this case.
+    // From a server whose certificate is not valid, under a listed URL, to the server of this case.
     const std::string url = s_sites->Url_Redirected(Tls_State::Self_Signed, The_Certificate().state);
     User_Configuration configuration;
     configuration.Set_Number("CertErrorHandlingMode", 1);

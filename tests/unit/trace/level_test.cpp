@@ -15,7 +15,7 @@ namespace {
 static_assert(std::is_base_of_v<TracingAdaptor, Tracing>);
 static_assert(sizeof(Tracing) == sizeof(TracingAdaptor), "adds nothing");
 
-/// How many files this process holds open, where the system tells.
+/// How many files this process holds open, where the system says.
 std::ptrdiff_t Open_Files() {
     std::error_code ignored;
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd", ignored), {});
