@@ -37,8 +37,8 @@ TEST(Entry_Table, AlignsItsColumns) {
     const std::string until = Local_Time_Text(present + minute);
     EXPECT_EQ(lines[0], "URL            COPY                                        SIZE  CHECKED        FRESH UNTIL");
     EXPECT_EQ(lines[1], "http://a       01234567-89ab-cdef-0123-456789abcdef.xml  1.5 kB  5 minutes ago  " + until);
-    EXPECT_EQ(lines[2],
-              "http://longer  01234567-89ab-cdef-0123-456789abcdef.xml  1.5 kB  5 minutes ago  " + until + " (over)");
+    EXPECT_EQ(lines[2], "http://longer  01234567-89ab-cdef-0123-456789abcdef.xml  1.5 kB  5 minutes ago  " + until +
+                            " (expired)");
 }
 
 TEST(Entry_Table, ShortensTheCopyBeforeTheAddress) {
@@ -58,10 +58,10 @@ TEST(Entry_Table, ShortensTheCopyBeforeTheAddress) {
     EXPECT_THAT(width_of(20), EndsWith(Local_Time_Text(present + minute)));
 }
 
-TEST(Entry_Table, LeavesOutTimesThatAreOverBeforeTheAddress) {
+TEST(Entry_Table, LeavesOutTimesThatHavePassedBeforeTheAddress) {
     const std::string url = "https://landscape.example.com/frontend/emea/landscape.xml";
     const auto lines = Table_Of({An_Entry(url, false), An_Entry("http://b", true)}, {80, false, present});
-    EXPECT_EQ(lines[1], url + "  over");
+    EXPECT_EQ(lines[1], url + "  expired");
     EXPECT_THAT(lines[2], EndsWith("  " + Local_Time_Text(present + minute)));
 }
 
@@ -95,7 +95,7 @@ TEST(Entry_Table, MarksWhatIsMissingOrUnknown) {
     const auto lines =
         Table_Of({Without_Copy(An_Entry("http://a", false)), never_checked, of_the_future}, {{}, false, present});
     EXPECT_THAT(lines[1], EndsWith("xml       -  5 minutes ago  copy missing"));
-    EXPECT_THAT(lines[2], EndsWith("unknown        over"));
+    EXPECT_THAT(lines[2], EndsWith("unknown        expired"));
     EXPECT_THAT(lines[3], HasSubstr("in the future"));
 }
 
