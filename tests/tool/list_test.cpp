@@ -67,7 +67,7 @@ TEST_F(List, ShowsEachEntrySortedAndAligned) {
 
 TEST_F(List, SaysThatACopyHasExpired) {
     Set_Expiry_Period(0);
-    EXPECT_THAT(Lines_Of(Run_On_Cache({"list"}).out).at(1), ContainsRegex("20[0-9-]+ [0-9:]+ \\(over\\)$"));
+    EXPECT_THAT(Lines_Of(Run_On_Cache({"list"}).out).at(1), ContainsRegex("20[0-9-]+ [0-9:]+ \\(expired\\)$"));
 }
 
 TEST_F(List, MarksMissingCopies) {
