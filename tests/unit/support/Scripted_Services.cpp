@@ -323,9 +323,14 @@ public:
         body.dimensions = 1;
         body.lower_bound = 0;
         body.upper_bound = static_cast<std::int32_t>(m_Script.body.size()) - 1;
-        body.data = m_Script.body.data();
         ++g_services.bodies_locked;
-        body.lock = std::shared_ptr<const void>(this, [](const void*) { --g_services.bodies_locked; });
+        // The bytes outlive the object: whoever has the lock has them.
+        const std::shared_ptr<const std::string> bytes(new std::string(m_Script.body), [](const std::string* held) {
+            --g_services.bodies_locked;
+            delete held;
+        });
+        body.data = bytes->data();
+        body.lock = bytes;
         if (m_Script.change_body) {
             m_Script.change_body(body);
         }
