@@ -164,7 +164,7 @@ bool CFileCache::Deserialize() {
     const std::string path = Get_Cache_Metadata();
     TRACE_DATA("Cache metadata read from '%s'\n", path.c_str());
     Line_Reader reader(path);
-    Directory_Use::Set_List_Unread(*this, !reader.Is_Open() && Util::FileSystem::Path_Exists(path));
+    Directory_Use::Set_List_Unread(*this, !reader.Is_Open() && Occupant_Of(path) != Occupant::Nothing);
     if (!reader.Is_Open()) {
         TRACE_DATA("Cache metadata file '%s' does not exist. Cache is empty.\n", path.c_str());
         return true;

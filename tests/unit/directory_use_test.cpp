@@ -29,17 +29,13 @@ protected:
         Keep_List_Closed(false);
     }
 
-    void Keep_List_Closed(bool closed) {
-        g_services.on_path_exists = [this](const std::string& path) { return path == Metadata_Path(); };
-        g_services.pipe = closed ? Metadata_Path() : std::string();
-    }
+    void Keep_List_Closed(bool closed) { g_services.pipe = closed ? Metadata_Path() : std::string(); }
 };
 
 TEST_F(Unread_List, LoadsAsAMissingOne) {
     const auto unread = Recorded_Trace::All();
     CFileCache another(os);
     std::filesystem::remove(Metadata_Path());
-    g_services.on_path_exists = nullptr;
     Forget();
     EXPECT_TRUE(another.Set_Cache_Directory(cache_directory));
     EXPECT_EQ(unread, Recorded_Trace::All());
