@@ -141,6 +141,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     QEL::Fuzz::Write_File(authority, First_Certificate("/etc/ssl/certs/ca-certificates.crt"));
     ::setenv("SSL_CERT_FILE", authority.c_str(), 1);
     ::setenv("SSL_CERT_DIR", QEL::Fuzz::Scratch_Directory().c_str(), 1);
+    // Each input has a server of its own: none is dead because an earlier one was silent.
+    std::filesystem::create_directories(QEL::Fuzz::Scratch_Directory() / "qel");
+    QEL::Fuzz::Write_File(QEL::Fuzz::Scratch_Directory() / "qel" / "qel.ini",
+                          "[Software\\QEL\\QELLogon\\Options]\nLandscapeServerRetryAfter = 0\n");
+    ::setenv("XDG_CONFIG_HOME", QEL::Fuzz::Scratch_Directory().c_str(), 1);
     for (const char* const variable : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
         ::unsetenv(variable);
     }
