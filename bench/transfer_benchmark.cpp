@@ -212,7 +212,7 @@ void Checks_Libcurl(benchmark::State& state, bool with_list) {
         }
     }
     if (!all_well) {
-        state.SkipWithError("not answered");
+        state.SkipWithError("no response");
     }
 }
 

@@ -5,7 +5,7 @@ target_link_libraries(qel_options INTERFACE Threads::Threads)
 
 if(MSVC)
   # The exported classes hold standard types: host and library are built with one compiler and runtime.
-  # The tracing macros need the standard's preprocessor, which the compiler takes only when told to.
+  # The tracing macros need the standard's preprocessor, which the compiler uses only on request.
   target_compile_options(qel_options INTERFACE /W4 /permissive- /Zc:preprocessor /EHsc /wd4251 /wd4275)
   target_compile_definitions(qel_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()

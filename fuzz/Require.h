@@ -7,7 +7,7 @@
 #define REQUIRE(condition)                                                                                             \
     do {                                                                                                               \
         if (!(condition)) {                                                                                            \
-            std::fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);                        \
+            std::fprintf(stderr, "%s:%d: is not true: %s\n", __FILE__, __LINE__, #condition);                          \
             std::abort();                                                                                              \
         }                                                                                                              \
     } while (false)

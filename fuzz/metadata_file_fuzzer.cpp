@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
     CFileCache cache(Services());
     const bool loaded = cache.Set_Cache_Directory(directory);
-    REQUIRE(loaded || Has_Warned()); // it has told why not
+    REQUIRE(loaded || Has_Warned()); // it has said why not
 
     bool comes_back = true;
     for (const auto& [url, entry] : cache.m_Cache_Entries) {

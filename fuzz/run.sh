@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the fuzzers with clang and runs each for some seconds, three at a time.
 #
-#   fuzz/run.sh [SECONDS [FUZZER...]]     10 seconds and all fuzzers, unless told otherwise
+#   fuzz/run.sh [SECONDS [FUZZER...]]     by default 10 seconds and all fuzzers
 #
 # Starts from fuzz/seeds/FUZZER and from what earlier runs found (build/fuzz/corpus/FUZZER), with the
 # words of fuzz/dictionaries/FUZZER.dict. An input that breaks something is kept in

@@ -60,7 +60,7 @@ def hits(entries, result):
                 pass
         server.shutdown()
 
-        # What the library asks before it opens a copy: the step that is nearest to a path as the answer.
+        # What the library asks before it opens a copy: the step that is nearest to returning a path.
         rounds = 20
         wall, cpu = time.perf_counter_ns(), time.process_time_ns()
         for _ in range(rounds):

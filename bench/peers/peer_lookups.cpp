@@ -21,7 +21,7 @@ namespace QEL::Bench {
 
 namespace {
 
-/// PROJ answers whether the file is there; its path follows from the URL.
+/// PROJ says whether the file is there; its path follows from the URL.
 void Proj_Fresh_Hit(benchmark::State& state) {
     const Tests::Scratch_Directory directory;
     const Tests::Nginx_Server server({Tests::Nginx_Site{}});

@@ -17,7 +17,7 @@
 #include <objbase.h>
 #endif
 
-/* The path that the last request answered with, in memory of its own; NULL when memory is exhausted. */
+/* The path that the last request returned, in memory of its own; NULL when memory is exhausted. */
 static char* Last_Path(const qelfilecache* cache, size_t size) {
     char* path = (char*)malloc(size);
     if (path != NULL && qelfilecache_last_path(cache, path, size, NULL) != QELFILECACHE_OK) {
@@ -76,7 +76,7 @@ static int Serve(qelfilecache* cache, const char* request) {
     int file_share_error = QELFILECACHE_NOT_ASKED;
     int is_open = 0;
 
-    /* Without a buffer: the answer stays with the handle until its size is known. */
+    /* Without a buffer: the path stays with the handle until its size is known. */
     const int code = qelfilecache_get(cache, request, QELFILECACHE_ORDINARY_REQUEST, NULL, 0, &needed, &download_error,
                                       &http_error, &file_share_error);
     if (code < 0) {

@@ -70,7 +70,7 @@ extern "C" {
 /** The version of this interface that the header describes, see qelfilecache_abi_version(). */
 #define QELFILECACHE_ABI_VERSION 1
 
-/** A size that holds most paths. Any size will do: no answer is lost in a buffer that is too small. */
+/** A size that holds most paths. Any size will do: no path is lost in a buffer that is too small. */
 #define QELFILECACHE_USUAL_PATH_SIZE 512
 
 /** Done; a request has a file. */

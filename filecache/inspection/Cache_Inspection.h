@@ -48,7 +48,7 @@ struct Request_Explanation {
     /// What the request names.
     enum class Kind {
         Unusable, ///< a form of "file:" URL that is not supported
-        Local,    ///< answered with the path itself
+        Local,    ///< served with the path itself
         Web,      ///< "http:" or "https:"
         Share     ///< a file on a share, or on a drive that is no fixed disk
     };
@@ -132,7 +132,7 @@ public:
     /// has initialised COM.
     static bool Is_Valid(const std::string& url_or_path);
 
-    /// True when a request of this kind is answered with nothing because the file is writable on its share. Asks the
+    /// True when a request of this kind returns nothing because the file is writable on its share. Asks the
     /// share.
     static bool Is_Left_In_Place(const std::string& url_or_path, int request_kind);
 

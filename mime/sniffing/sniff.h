@@ -13,7 +13,7 @@ inline constexpr std::size_t Sniffed_Length = 1445;
 /// Sniffed_Length bytes may be passed, only that many count.
 ///
 /// The result is that of the standard's "rules for identifying an unknown MIME type", except that
-/// - text is told apart further: XML without declaration, JSON, INI and RTF, also in UTF-16;
+/// - text is distinguished further: XML without declaration, JSON, INI and RTF, also in UTF-16;
 /// - ZIP archives of the office families have the type of their family;
 /// - data that the standard knows only as binary is compared with further signatures;
 /// - what is left, and data of no length, has no type.

@@ -77,7 +77,7 @@ private:
     /// By method; under Any_Method what holds for all of them.
     using Memories = std::map<std::string, Memory>;
 
-    /// The memory that says how such a request ends; null when there is none, or it is over.
+    /// The memory that says how such a request ends; null when there is none, or it has expired.
     const Memory* Find(const Server& server, const std::string& method, std::chrono::seconds configured_period) const;
     void Remember(const std::string& key, const std::string& method, const Failure& failure, Time began);
     void Forget(const std::string& key, const std::string& method);

@@ -4,8 +4,8 @@
 
 namespace QEL::FrontEnd::Platform {
 
-/// Watches connections of the context for the server's close_notify (RFC 8446, 6.1), which libcurl 7.88 does not tell
-/// from a connection that somebody has cut.
+/// Watches connections of the context for the server's close_notify (RFC 8446, 6.1), which libcurl 7.88 confuses
+/// with a connection that somebody has cut.
 /// @param is_closed set to true then. Has to live as long as the context's connections.
 void Watch_Close_Notify(SSL_CTX* context, bool& is_closed);
 
