@@ -27,30 +27,6 @@ C_FUNCTIONS = {
 
 FUNCTIONS = {FILE_CACHE + "Set_Trace_Level"} | C_FUNCTIONS
 
-# What a host calls or derives from.
-NEEDED = FUNCTIONS | {
-    FILE_CACHE + "IFileCache::Instance",
-    FILE_CACHE + "IFileCache::IFileCache",
-    FILE_CACHE + "IFileCache::~IFileCache",
-    FILE_CACHE + "IFileCache::operator=",
-    FILE_CACHE + "CFileCache::CFileCache",
-    FILE_CACHE + "CFileCache::~CFileCache",
-    FILE_CACHE + "CFileCache::operator=",
-    FILE_CACHE + "CFileCache::Set_Cache_Directory",
-    FILE_CACHE + "CFileCache::Get_Cached_File",
-    FILE_CACHE + "CFileCache::Get_Cached_File_and_Status",
-    FILE_CACHE + "CFileCache::Clear",
-    FILE_CACHE + "CFileCache::Purge_Cache_Folder",
-    FILE_CACHE + "CFileCache::Get_Additional_Error_Info",
-    FILE_CACHE + "CFileCache::Get_Msg_Separator",
-    FILE_CACHE + "Cache_Inspection::Cache_Inspection",
-    FILE_CACHE + "Cache_Inspection::~Cache_Inspection",
-    FILE_CACHE + "Cache_Inspection::Entries",
-    FILE_CACHE + "Cache_Inspection::Explain",
-    FILE_CACHE + "Cache_Inspection::Ask_Remote_Side",
-    "QEL::FrontEnd::OSWRAPI::IOSWrapper::Create",
-}
-
 
 def plain_name(export):
     """An exported name without arguments and without what compilers add."""
