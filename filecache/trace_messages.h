@@ -16,7 +16,7 @@
 /// comparisons; its arguments are not evaluated.
 ///
 /// A message is written under the name of the method it stands in. A helper that does a step on
-/// behalf of a method names that method through TRACE_AS.
+/// behalf of a method names that method through TRACE_AS; null: the step is not recorded.
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -45,8 +45,10 @@ const char* Shown(const char*) = delete;
 /// One message of a method of this object.
 #define TRACE_AS(method, operation, level, format, ...)                                                                \
     do {                                                                                                               \
-        if (CQelPcTrc* const trace_writer = Enabled_Trace(level)) {                                                    \
-            trace_writer->operation("TID: %d, %s%s[%p]/%d: " format, Util::Thread_Id(), Traced_Class, method,          \
+        const char* const traced_method = method;                                                                      \
+        CQelPcTrc* const trace_writer = traced_method == nullptr ? nullptr : Enabled_Trace(level);                     \
+        if (trace_writer != nullptr) {                                                                                 \
+            trace_writer->operation("TID: %d, %s%s[%p]/%d: " format, Util::Thread_Id(), Traced_Class, traced_method,   \
                                     static_cast<const void*>(this), __LINE__ __VA_OPT__(, ) __VA_ARGS__);              \
         }                                                                                                              \
     } while (false)

@@ -27,6 +27,7 @@ constexpr unsigned long Unknown_Error = 1003;
 
 // The order of the calls and records is fixed, and so is that the status is read three times.
 Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const std::string& url, bool& error) {
+    const char* const recorded_as = method.is_inspection ? nullptr : method.operation;
     Http_Response response;
     const std::unique_ptr<IRequest_Object> request = Create_HTTP_Request(method.operation);
     if (!request) {
@@ -34,13 +35,13 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
     }
     const auto succeeded = [&](HResult result, Request_Interface callee = Request_Interface::XMLHTTPRequest) {
         if (Failed(result)) {
-            response = {};
             response.end = Http_Response::End::Failed;
+            response.last_modified.clear();
             response.error = static_cast<std::uint32_t>(win32_from_hresult(result));
             response.error_text = request->Error_Description(callee);
             const std::string text = com_error_to_string(Com_Error(result, response.error_text), url);
             m_errHTTPFileDownLoad = method.failure;
-            TRACE_ERROR_AS(method.operation, "COM exception: \n %s \nWin32 error code: %d%s", text.c_str(),
+            TRACE_ERROR_AS(recorded_as, "COM exception: \n %s \nWin32 error code: %d%s", text.c_str(),
                            static_cast<int>(response.error), method.error_end);
             Note_Transport_Error(response.error, text);
         }
@@ -51,21 +52,21 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
         return response;
     }
 
-    TRACE_DATA_AS(method.operation, "Opening HTTP %s request with URL '%s'.\n", method.name, url.c_str());
+    TRACE_DATA_AS(recorded_as, "Opening HTTP %s request with URL '%s'.\n", method.name, url.c_str());
     if (const HResult opened = request->Open(method.name, url); Failed(opened)) {
         const std::uint32_t last_error = Util::Get_Last_Error();
-        TRACE_ERROR_AS(method.operation, "%s HTTP request failed. HR=%d, LE=%d.\n", method.name, opened,
+        TRACE_ERROR_AS(recorded_as, "%s HTTP request failed. HR=%d, LE=%d.\n", method.name, opened,
                        static_cast<int>(last_error));
         return response;
     }
 
-    TRACE_DATA_AS(method.operation, "Sending HTTP %s request with URL '%s'.\n", method.name, url.c_str());
+    TRACE_DATA_AS(recorded_as, "Sending HTTP %s request with URL '%s'.\n", method.name, url.c_str());
     const HResult sent = request->Send();
     long status = 0;
     if (!succeeded(sent) || !succeeded(request->Get_Status(status))) {
         return response;
     }
-    TRACE_DATA_AS(method.operation, "HTTP status = %d.\n", static_cast<int>(status));
+    TRACE_DATA_AS(recorded_as, "HTTP status = %d.\n", static_cast<int>(status));
     if (!succeeded(request->Get_Status(status))) {
         return response;
     }
@@ -73,7 +74,7 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
     if (m_Cert_Error_Detected) {
         const std::uint32_t last_error = Util::Get_Last_Error();
         error = true;
-        TRACE_ERROR_AS(method.operation, "Sending of %s request failed. HR=%d, LE=%d.\n", method.sending, sent,
+        TRACE_ERROR_AS(recorded_as, "Sending of %s request failed. HR=%d, LE=%d.\n", method.sending, sent,
                        static_cast<int>(last_error));
         response.error = static_cast<std::uint32_t>(status);
         return response;
@@ -81,31 +82,36 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
     if (!succeeded(request->Get_Status(status))) {
         return response;
     }
-    TRACE_DATA_AS(method.operation, "HTTP status = %d.\n", static_cast<int>(status));
+    TRACE_DATA_AS(recorded_as, "HTTP status = %d.\n", static_cast<int>(status));
     response.status = status;
-    if (!HTTP_Status_OK(status)) {
+    response.accepted = HTTP_Status_OK(status);
+    if (!response.accepted) {
         error = true;
-        TRACE_ERROR_AS(method.operation, "HTTP %s request failed with status %d. %s\n", method.name,
+        TRACE_ERROR_AS(recorded_as, "HTTP %s request failed with status %d. %s\n", method.name,
                        static_cast<int>(status), method.refusal);
         m_errHTTPFileDownLoad = method.failure;
         response.end = Http_Response::End::Refused;
-        return response;
+        if (!method.is_inspection) {
+            return response;
+        }
     }
 
     if (!succeeded(request->Get_Response_Header("Last-Modified", response.last_modified))) {
         return response;
     }
-    TRACE_DATA_AS(method.operation, "Last-Modified header: '%s'.\n", response.last_modified.c_str());
+    TRACE_DATA_AS(recorded_as, "Last-Modified header: '%s'.\n", response.last_modified.c_str());
     if (method.has_body) {
         if (!succeeded(request->Get_Response_Header("Content-Type", response.content_type))) {
             return response;
         }
-        TRACE_DATA_AS(method.operation, "Content-Type header: '%s'.\n", response.content_type.c_str());
+        TRACE_DATA_AS(recorded_as, "Content-Type header: '%s'.\n", response.content_type.c_str());
         if (!succeeded(request->Get_Response_Body(response.body))) {
             return response;
         }
     }
-    response.end = Http_Response::End::Complete;
+    if (response.accepted) {
+        response.end = Http_Response::End::Complete;
+    }
     return response;
 }
 

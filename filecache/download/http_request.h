@@ -19,14 +19,16 @@ struct Request_Method {
     const char* error_end; ///< behind the number of a COM error
     std::int32_t failure;  ///< the outcome code of a request that failed
     bool has_body;         ///< the response has one
+    bool is_inspection;    ///< its steps are not recorded, and headers are wanted whatever the status
 };
 
 inline constexpr Request_Method Get_Method = {
     "GET", "Download_Inet_URL",  "GET HTTP", "On HTTP error we cannot download the file.",
-    "",    Http_Download_Failed, true};
+    "",    Http_Download_Failed, true,       false};
 inline constexpr Request_Method Head_Method = {
     "HEAD", "Is_Inet_URL_Expired", "HTTP HEAD", "try to download/read the file directly, therefore expired = true.",
-    "\n",   Http_Check_Failed,     false};
+    "\n",   Http_Check_Failed,     false,       false};
+inline constexpr Request_Method Inspection_Method = {"HEAD", "Is_Inet_URL_Expired", "", "", "", Http_Ok, false, true};
 
 /// How a request of the first client ended, and what came back.
 struct Http_Response {
@@ -39,9 +41,10 @@ struct Http_Response {
 
     End end = End::Abandoned;
     long status = 0;           ///< 0 without a response
+    bool accepted = false;     ///< the status is 2xx
     std::uint32_t error = 0;   ///< Win32 number of what Abandoned or Failed the request; 0 when it has none
     std::string error_text;    ///< the request object's own
-    std::string last_modified; ///< headers of a complete response, empty when absent
+    std::string last_modified; ///< headers, empty when absent or not all were read
     std::string content_type;  ///< of GET only, as is the body
     Response_Body body;
 };

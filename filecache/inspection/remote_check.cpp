@@ -71,8 +71,8 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     }
     probe.m_Cert_Error_Detected = false;
     bool failed = false;
-    const Http_Response response = probe.Send_HTTP_Request(Head_Method, url, failed);
-    answer.answered = response.end == Http_Response::End::Complete;
+    const Http_Response response = probe.Send_HTTP_Request(Inspection_Method, url, failed);
+    answer.answered = response.accepted;
     answer.status = response.status;
     answer.last_modified = response.last_modified;
     answer.error = response.error;

@@ -182,6 +182,48 @@ TEST_F(Inspection, AsksOnlyForTheHead) {
     EXPECT_THAT(g_services.client_calls, IsEmpty());
 }
 
+TEST_F(Inspection, ReportsTheStampOfARefusalToo) {
+    Script().status = {404};
+    const Remote_Answer answer = Asked();
+    EXPECT_FALSE(answer.answered);
+    EXPECT_FALSE(answer.unchanged);
+    EXPECT_EQ(answer.status, 404);
+    EXPECT_EQ(answer.last_modified, stamp);
+}
+
+TEST_F(Inspection, ReportsTheStatusOfAResponseWhoseHeadersCannotBeRead) {
+    Script().get_header["Last-Modified"] = Access_Denied;
+    for (const long status : {200L, 404L}) {
+        Script().status = {status};
+        const Remote_Answer answer = Asked();
+        EXPECT_EQ(answer.answered, status == 200);
+        EXPECT_EQ(answer.status, status);
+        EXPECT_EQ(answer.error, 5U);
+        EXPECT_EQ(answer.error_text, "What the system says.");
+        EXPECT_EQ(answer.last_modified, "");
+    }
+}
+
+TEST_F(Inspection, RecordsOnlyTheTestOfTheStatus) {
+    using namespace Recorded_Trace;
+    const Cache_Inspection inspection = Open();
+    const auto explained = inspection.Explain(url);
+    for (const HResult of_header : {HResult{0}, Access_Denied}) {
+        Script().get_header["Last-Modified"] = of_header;
+        Script().status = {404};
+        Forget();
+        inspection.Ask_Remote_Side(explained);
+        EXPECT_EQ(All(), Call("HTTP_Status_OK", "http_status=404\n") + Return("HTTP_Status_OK", "false"));
+    }
+    Script().send = Access_Denied;
+    Forget();
+    inspection.Ask_Remote_Side(explained);
+    EXPECT_THAT(All(), IsEmpty());
+    Script().creation_fails = true;
+    inspection.Ask_Remote_Side(explained);
+    EXPECT_THAT(All(), testing::SizeIs(1));
+}
+
 TEST_F(Inspection, AsksNothingForALocalPath) {
     const Cache_Inspection inspection = Open();
     EXPECT_FALSE(inspection.Ask_Remote_Side(inspection.Explain(copy)).answered);
