@@ -79,7 +79,7 @@ COMPARED = [
      {"libcurl and the list": "Checks_Libcurl_List", "curl -I": "Checks_Curl", "wget -N": "Checks_Wget"}, 1.3),
     ("the same, beside libcurl and the list", WALL, "Checks_Libcurl_List", "libcurl, rewriting the list", "Checks",
      {}, 1.3),
-    ("share copy of 200 MB", WALL, "Share_Copy_Smbclient", "smbclient get", "Share_Copy", {}, 1.2),
+    ("share copy of 200 MB", WALL, "Share_Copy_Smbclient", "smbclient get, fsync", "Share_Copy", {}, 1.2),
     ("trace line at level 4", CPU, "Stdio_Line", "fprintf and fflush", "Trace_Line", {"spdlog": "Spdlog_Line"}, 1.3),
     ("the tool's fresh hit, whole process", WALL, "Curl_Version", "curl --version", "Tool_Fresh_Hit", {}, 1.3),
 ]

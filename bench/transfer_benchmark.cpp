@@ -155,15 +155,10 @@ void Register_Downloads() {
         return Command{QEL_PEER_DOWNLOAD, "qt", url, directory};
     });
     Register_Fetch("Share_Copy_Smbclient", [](const std::string& directory) {
-        return Command{"smbclient",
-                       "//127.0.0.1/share",
-                       "-s",
-                       "/dev/null",
-                       "-p",
-                       s_world->Share_Port(),
-                       "-N",
-                       "-c",
-                       "prompt; get large.txt " + directory + "/large.txt"};
+        const std::string copy = directory + "/large.txt";
+        return Command{"sh", "-c",
+                       "smbclient //127.0.0.1/share -s /dev/null -p " + s_world->Share_Port() +
+                           " -N -c 'prompt; get large.txt " + copy + "' && exec sync " + copy};
     });
     Register_Fetch("Share_Copy", [](const std::string& directory) {
         return Command{QEL_TOOL, "--cache-dir", directory, "get", "\\\\127.0.0.1\\share\\large.txt"};

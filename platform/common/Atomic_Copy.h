@@ -9,7 +9,7 @@ namespace QEL::FrontEnd::Platform {
 
 /// Copies a file to a local target with its read-only attribute. The target appears with its whole
 /// content or not at all, also when the process is killed half way: the bytes first go to a file
-/// beside it, which then takes the target's name.
+/// beside it, which then takes the target's name. On Linux they reach the disk before.
 ///
 /// On Linux a local source's rights are kept but for execution, and what came from a share only its
 /// owner may read: what was private does not become public in the cache.

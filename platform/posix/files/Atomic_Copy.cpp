@@ -60,7 +60,8 @@ public:
 
     /// Gives the complete file the target's name.
     std::uint32_t Publish(bool fail_if_exists) {
-        if (::close(m_File.Release()) != 0 || !(fail_if_exists ? Rename_To_New_Name() : Replace_Target())) {
+        if (::fsync(m_File.Get()) != 0 || ::close(m_File.Release()) != 0 ||
+            !(fail_if_exists ? Rename_To_New_Name() : Replace_Target())) {
             return Win32_Error_From_Errno(errno);
         }
         return Error_Success;

@@ -2,7 +2,6 @@
 
 #include "platform/posix/share/Agent_Program.h"
 #include "platform/posix/system/Win32_Error.h"
-#include "util/Non_Copyable.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -125,7 +125,7 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
         return nullptr;
     }
 
-    std::unique_ptr<Share_Agent> agent(new Share_Agent(std::move(own_end), settings));
+    std::unique_ptr<Share_Agent> agent(new Share_Agent(std::move(own_end), process, settings));
     Agent_Protocol::Settings record;
     record.port = settings.port;
     Copy_Name(record.user, settings.user);
@@ -138,8 +138,20 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
     return agent;
 }
 
-Share_Agent::Share_Agent(File_Descriptor socket, const Share_Settings& settings)
-    : m_Socket(std::move(socket)), m_Settings(settings), m_Owner(::getpid()) {}
+Share_Agent::Share_Agent(File_Descriptor socket, pid_t process_group, const Share_Settings& settings)
+    : m_Socket(std::move(socket)), m_Process_Group(process_group), m_Settings(settings), m_Owner(::getpid()) {}
+
+Share_Agent::~Share_Agent() {
+    if (m_Owner != ::getpid()) {
+        return;
+    }
+    ::shutdown(m_Socket.Get(), SHUT_RDWR);
+    // Orphans of process 1 and of a subreaper are theirs to reap: the agent is this process's child then.
+    // It ends at once, unless a disk holds it.
+    for (int attempt = 0; attempt < 100 && ::waitpid(-m_Process_Group, nullptr, WNOHANG) == 0; ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1 + attempt / 5));
+    }
+}
 
 bool Share_Agent::Suits(const Share_Settings& settings) const {
     return m_Settings == settings && m_Owner == ::getpid();

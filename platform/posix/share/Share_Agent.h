@@ -3,6 +3,7 @@
 #include "platform/posix/share/Share_Settings.h"
 #include "platform/posix/share/agent/Agent_Protocol.h"
 #include "platform/posix/system/File_Descriptor.h"
+#include "util/Non_Copyable.h"
 
 #include <chrono>
 #include <cstdint>
@@ -21,15 +22,16 @@ struct Agent_Outcome {
 };
 
 /// A running share agent: the process that does the SMB client library's work (agent/main.cpp says
-/// why it is one) and the connections it holds. It ends when this object goes. Used by one thread at
-/// a time.
-class Share_Agent {
+/// why it is one) and the connections it holds. It ends when this object goes, and at once when this
+/// process does. Used by one thread at a time.
+class Share_Agent : private Util::Non_Copyable {
 public:
     using Clock = std::chrono::steady_clock;
 
     /// @param refusal why there is none; set on failure only.
     /// @return null when the process cannot be started.
     static std::unique_ptr<Share_Agent> Start(const Share_Settings& settings, std::string& refusal);
+    ~Share_Agent();
 
     /// True when the agent was started with just these settings and by this process: one that forked
     /// off since would share the socket with its parent.
@@ -41,11 +43,12 @@ public:
     Agent_Outcome Ask(const Agent_Protocol::Request& request, int target, Clock::time_point deadline);
 
 private:
-    Share_Agent(File_Descriptor socket, const Share_Settings& settings);
+    Share_Agent(File_Descriptor socket, pid_t process_group, const Share_Settings& settings);
 
     bool Send(const void* record, std::size_t size, int descriptor) const;
 
     const File_Descriptor m_Socket;
+    const pid_t m_Process_Group; ///< of the agent's process alone
     const Share_Settings m_Settings;
     const pid_t m_Owner;
 };

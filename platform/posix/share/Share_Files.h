@@ -44,7 +44,8 @@ std::uint32_t Stat_Share_Path(const std::string& path, Share_File_Info& info);
 
 /// Writes the whole content of a file to the open local descriptor `target`, from its current
 /// position on. A failure may leave part of the content in it: the caller discards the target then.
-/// A failed write to `target` returns the code for its errno (Win32_Error_From_Errno).
+/// A failed write to `target` returns the code for its errno (Win32_Error_From_Errno), a file that is larger
+/// than the free space there at once Error_Disk_Full.
 /// @param info time and attributes of the very file that was copied.
 std::uint32_t Copy_Share_File(const std::string& path, int target, Share_File_Info& info);
 

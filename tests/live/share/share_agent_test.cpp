@@ -14,6 +14,7 @@
 #include <set>
 #include <thread>
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 namespace QEL::Tests {
@@ -186,16 +187,52 @@ TEST_F(Share_Agent_Test, EndsWithItsHost) {
     EXPECT_TRUE(Have_Ended_Within(2s));
 }
 
+TEST_F(Share_Agent_Test, EndsWithAHostThatIsKilledWithinACopy) {
+    const auto published = Publish("huge.bin", "start");
+    fs::resize_file(published, fs::space(published).available / 2);
+    Child_Process host([&] {
+        if (::fork() == 0) { // has all that its parent has open
+            std::this_thread::sleep_for(10s);
+            ::_exit(0);
+        }
+        return os->Copy_File(Samba_Server::Path("huge.bin").c_str(), (target_folder / "copy").c_str(), 1);
+    });
+    while (fs::is_empty(target_folder) || fs::file_size(fs::directory_iterator(target_folder)->path()) == 0) {
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(Agents().size(), 1u);
+
+    EXPECT_EQ(host.Kill(), Child_Process::Killed);
+
+    EXPECT_TRUE(Have_Ended_Within(1s));
+}
+
+TEST_F(Share_Agent_Test, LeavesNoZombieToASubreaper) {
+    Publish("file", "content");
+    EXPECT_EQ(Child_Process([&] {
+                  ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+                  {
+                      const auto agent = Start(Settings_For_Port(server().Port()));
+                      if (agent->Ask(*Stat_Request(5000), -1, In(5s)).error != 0) {
+                          return 1;
+                      }
+                  }
+                  return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD ? 0 : 2;
+              }).Wait(),
+              0);
+}
+
 TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
     const Black_Hole hole; // the SMB library waits 5 s, whatever its time-out
-    const auto agent = Start(Settings_For_Port(hole.Port()));
+    auto agent = Start(Settings_For_Port(hole.Port()));
     EXPECT_EQ(Agents().size(), 1u);
 
     const auto outcome = agent->Ask(*Stat_Request(200), -1, In(200ms));
 
     EXPECT_EQ(outcome.error, 121u);
     EXPECT_FALSE(outcome.is_agent_good);
-    EXPECT_TRUE(Have_Ended_Within(3s));
+    agent.reset();
+    EXPECT_TRUE(Have_Ended_Within(1s));
 }
 
 TEST_F(Share_Agent_Test, LivesOnBetweenItsOperations) {

@@ -25,6 +25,7 @@ using namespace std::chrono_literals;
 using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Platform::Copy_Share_File;
 using FrontEnd::Platform::File_Descriptor;
+using FrontEnd::Platform::Read_Share_File_Head;
 using FrontEnd::Platform::Share_File_Info;
 using FrontEnd::Util::Get_Last_Error;
 
@@ -76,7 +77,10 @@ protected:
     }
 
     /// A file that takes long enough to copy for something to happen meanwhile.
-    static void Publish_Huge_File() { fs::resize_file(Publish("huge.bin", "start"), std::uintmax_t{20} << 30); }
+    static void Publish_Huge_File() {
+        const auto file = Publish("huge.bin", "start");
+        fs::resize_file(file, std::min(std::uintmax_t{20} << 30, fs::space(file).available / 2));
+    }
 
     /// Waits in the background until a copy has got some content, then does something to the server.
     std::thread As_Soon_As_Data_Arrives(std::function<void()> action) {
@@ -160,6 +164,18 @@ TEST_F(Share_Failures, OfAFullDiskHaveItsCode) {
     Share_File_Info info;
 
     EXPECT_EQ(Copy_Share_File(Samba_Server::Path("file"), full_disk.Get(), info), 112u);
+}
+
+TEST_F(Share_Failures, OfAFileThatIsLargerThanTheFreeSpaceComeBeforeItsContent) {
+    fs::resize_file(Publish("huge.bin", "start"), fs::space("/dev").available + 1);
+    const File_Descriptor target(
+        ::open("/dev/null", O_WRONLY | O_CLOEXEC)); // takes it all, and its file system says no
+    Share_File_Info info;
+
+    EXPECT_EQ(Copy_Share_File(Samba_Server::Path("huge.bin"), target.Get(), info), 112u);
+    std::string head;
+    EXPECT_EQ(Read_Share_File_Head(Samba_Server::Path("huge.bin"), 5, head), 0u);
+    EXPECT_EQ(head, "start");
 }
 
 TEST_F(Share_Failures, OfASilentServerComeInTime) {

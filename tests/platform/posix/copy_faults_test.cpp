@@ -1,4 +1,4 @@
-// Copies on file systems that refuse what others offer, and in races. The test's own forms of two
+// Copies on file systems that refuse what others offer, and in races. The test's own forms of three
 // system calls stand in for such file systems.
 
 #include "platform/common/Atomic_Copy.h"
@@ -18,12 +18,23 @@ namespace QEL::Tests {
 
 namespace {
 
+std::function<int()> s_sync;        ///< decides about a file's way to the disk; 0: let it happen
 std::function<int()> s_rename;      ///< decides about a renaming without replacement; 0: let it happen
 std::function<int()> s_kernel_copy; ///< decides about a copy inside the kernel; 0: let it happen
 
 } // namespace
 
 } // namespace QEL::Tests
+
+extern "C" __attribute__((visibility("default"))) int fsync(int file) {
+    if (QEL::Tests::s_sync) {
+        if (const int error = QEL::Tests::s_sync(); error != 0) {
+            errno = error;
+            return -1;
+        }
+    }
+    return static_cast<int>(::syscall(SYS_fsync, file));
+}
 
 extern "C" __attribute__((visibility("default"))) int renameat2(int old_directory, const char* old_path,
                                                                 int new_directory, const char* new_path,
@@ -71,6 +82,7 @@ protected:
     const std::string target = scratch / "target";
 
     ~Copy_Faults() override {
+        s_sync = nullptr;
         s_rename = nullptr;
         s_kernel_copy = nullptr;
     }
@@ -102,6 +114,22 @@ TEST_F(Copy_Faults, ATargetThatAppearsMeanwhileIsKept) {
 
 TEST_F(Copy_Faults, AFailedRenamingLeavesNothingBehind) {
     s_rename = [] { return EIO; };
+    EXPECT_EQ(Copy_Error(source, target, true), 1117u);
+    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+}
+
+TEST_F(Copy_Faults, TheWholeContentReachesTheDiskBeforeTheName) {
+    for (const bool fail_if_exists : {true, false}) {
+        std::vector<std::string> names;
+        s_sync = [&] {
+            names = scratch.Names();
+            return std::filesystem::file_size(scratch / names.back()) == content.size() ? 0 : EINVAL;
+        };
+        EXPECT_EQ(Copy_Error(source, target, fail_if_exists), 0u);
+        EXPECT_THAT(names, ElementsAre("source", StartsWith("target.")));
+        std::filesystem::remove(target);
+    }
+    s_sync = [] { return EIO; };
     EXPECT_EQ(Copy_Error(source, target, true), 1117u);
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
 }

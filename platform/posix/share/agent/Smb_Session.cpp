@@ -5,6 +5,7 @@
 #include "platform/posix/system/Write_All.h"
 
 #include <fcntl.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -43,6 +44,13 @@ std::size_t Next_Chunk(std::size_t chunk, std::chrono::steady_clock::duration ta
         return std::max(chunk / 2, Smallest_Chunk);
     }
     return chunk;
+}
+
+/// False for more bytes than the file system of `target` has room for. One that has no size, such as that
+/// of a file in memory, does not say.
+bool Has_Room(int target, std::uint64_t bytes) {
+    struct statvfs system {};
+    return ::fstatvfs(target, &system) != 0 || system.f_blocks == 0 || bytes <= system.f_bavail * system.f_frsize;
 }
 
 /// True for what a server says about a file, in contrast to what happens to the connection.
@@ -108,7 +116,12 @@ void Smb_Session::Read(const char* url, int target, std::uint64_t byte_limit, co
         return Describe_Failure(url, errno, response);
     }
     Describe(status, response);
-    Copy_Content(url, file, target, byte_limit, on_progress, response);
+    if (Has_Room(target, std::min(byte_limit, static_cast<std::uint64_t>(status.st_size)))) {
+        Copy_Content(url, file, target, byte_limit, on_progress, response);
+    } else {
+        response.error = Error_Disk_Full;
+        response.is_agent_good = true;
+    }
 
     // A file that cannot be closed is one whose connection is gone: the process ends then, and asking
     // a silent server to close it would only take the time-out once more.

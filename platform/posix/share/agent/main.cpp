@@ -18,13 +18,14 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <memory>
+#include <thread>
 
 using namespace QEL::FrontEnd::Platform;
 using namespace QEL::FrontEnd::Platform::Agent_Protocol;
@@ -36,36 +37,24 @@ constexpr int Host = STDIN_FILENO;
 // An unused connection is not worth keeping: it may go stale behind a laptop's lid.
 constexpr int Idle_Limit_Ms = 15000;
 
-// The SMB client library reads its configuration.
-constexpr std::uint32_t Start_Limit_Ms = 30000;
+pid_t Host_Process() {
+    ucred creator{};
+    socklen_t size = sizeof creator;
+    getsockopt(Host, SOL_SOCKET, SO_PEERCRED, &creator, &size);
+    return creator.pid;
+}
 
-// How much later than the host this process gives up on an operation.
-constexpr std::uint32_t Grace_Ms = 500;
-
-/// Ends this process when an operation outlasts its time: SIGKILL, which nothing can block or catch.
-class Watchdog {
-public:
-    Watchdog() {
-        sigevent event{};
-        event.sigev_notify = SIGEV_SIGNAL;
-        event.sigev_signo = SIGKILL;
-        m_Works = timer_create(CLOCK_MONOTONIC, &event, &m_Timer) == 0;
-    }
-
-    bool Works() const { return m_Works; }
-
-    /// Gives the running operation this much more time from now on; 0: none is running.
-    void Allow(std::uint32_t milliseconds) const {
-        itimerspec time{};
-        time.it_value.tv_sec = milliseconds / 1000;
-        time.it_value.tv_nsec = long{milliseconds % 1000} * 1000000;
-        timer_settime(m_Timer, 0, &time, nullptr);
-    }
-
-private:
-    timer_t m_Timer{};
-    bool m_Works = false;
-};
+/// Ends this process as soon as the host hangs up or is gone, whatever the SMB client library is doing then.
+void End_With_Host() {
+    // A process that the host has forked may keep the other end of the socket open.
+    const int process = static_cast<int>(syscall(SYS_pidfd_open, Host_Process(), 0));
+    std::thread([process] {
+        pollfd ends[] = {{Host, 0, 0}, {process, POLLIN, 0}};
+        while (poll(ends, std::size(ends), -1) < 0) {
+        }
+        _exit(0);
+    }).detach();
+}
 
 bool Is_Host_Socket() {
     int type = 0;
@@ -99,26 +88,33 @@ bool Send(const Response& response) {
     return send(Host, &response, sizeof response, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof response);
 }
 
-bool Serve_Request(Smb_Session& session, const Request& request, int target, const Watchdog& watchdog) {
-    const std::uint32_t allowed = request.timeout_ms + Grace_Ms;
-    watchdog.Allow(allowed);
+bool Serve_Request(Smb_Session& session, const Request& request, int target) {
     session.Set_Timeout(request.timeout_ms);
 
     Response response;
     if (request.operation == Operation::Stat) {
         session.Stat(request.url, response);
     } else {
-        const auto on_progress = [&] {
-            watchdog.Allow(allowed);
+        const auto on_progress = [] {
             Response progress;
             progress.in_progress = true;
             Send(progress);
         };
         session.Read(request.url, target, request.byte_limit, on_progress, response);
     }
-    const bool goes_on = Send(response) && response.is_agent_good;
-    watchdog.Allow(0);
-    return goes_on;
+    return Send(response) && response.is_agent_good;
+}
+
+/// False when there has been none for long. Where the host is process 1 or a subreaper, this orphan is its child
+/// and leaves only when the host is there to reap it.
+bool Wait_For_Request() {
+    pollfd host{Host, POLLIN, 0};
+    while (poll(&host, 1, Idle_Limit_Ms) == 0) {
+        if (getppid() != Host_Process()) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void Serve_Host() {
@@ -128,22 +124,19 @@ void Serve_Host() {
         return;
     }
 
-    const Watchdog watchdog;
-    watchdog.Allow(Start_Limit_Ms);
+    End_With_Host();
     Smb_Session session(settings);
-    watchdog.Allow(0);
 
     auto request = std::make_unique<Request>();
-    pollfd host{Host, POLLIN, 0};
-    while (poll(&host, 1, Idle_Limit_Ms) > 0 && Receive(request.get(), sizeof *request, target)) {
-        if (settings.version != Version || !watchdog.Works() || !session.Is_Ready()) {
+    while (Wait_For_Request() && Receive(request.get(), sizeof *request, target)) {
+        if (settings.version != Version || !session.Is_Ready()) {
             Response refusal;
             refusal.error = Error_General_Failure;
             std::snprintf(refusal.text, sizeof refusal.text, "the share agent cannot start its work");
             Send(refusal);
             return;
         }
-        if (!Serve_Request(session, *request, target.Get(), watchdog)) {
+        if (!Serve_Request(session, *request, target.Get())) {
             return;
         }
         target.Reset();
