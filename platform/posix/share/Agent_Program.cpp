@@ -1,10 +1,17 @@
 #include "platform/posix/share/Agent_Program.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
-#include <string_view>
+#include <system_error>
 
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace QEL::FrontEnd::Platform {
@@ -37,18 +44,84 @@ std::string Folder_Of(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 
-} // namespace
+std::string Name_Of_Group(gid_t id) {
+    char texts[4096];
+    group entry{};
+    group* found = nullptr;
+    ::getgrgid_r(id, &entry, texts, sizeof texts, &found);
+    return found == nullptr ? std::to_string(id) : entry.gr_name;
+}
 
-std::string Find_Agent_Program() {
-    const std::string here = Folder_Of(Path_Of_This_Module());
-    for (const std::string& folder :
-         {here + "/../libexec/qel", here + "/" QEL_AGENT_FROM_LIBRARY, std::string(QEL_AGENT_FOLDER)}) {
-        std::string program = folder + "/qel_share_agent";
-        if (::access(program.c_str(), X_OK) == 0) {
-            return program;
+std::string Name_Of_This_User() {
+    char texts[4096];
+    passwd entry{};
+    passwd* found = nullptr;
+    ::getpwuid_r(::geteuid(), &entry, texts, sizeof texts, &found);
+    return found == nullptr ? std::string() : entry.pw_name;
+}
+
+/// How somebody else could have put a file or folder in this place, or could change it; empty when nobody
+/// could. Each file in a sticky folder is its owner's.
+std::string Objection(const std::string& path, const struct stat& status) {
+    if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
+        return "belongs to another user";
+    }
+    if ((status.st_mode & S_IWOTH) != 0 && !(S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0)) {
+        return "is writable for everybody";
+    }
+    if ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0) {
+        const std::string group = Name_Of_Group(status.st_gid);
+        const bool is_for_administrators = group == "staff" && (path + '/').starts_with("/usr/local/");
+        if (!is_for_administrators && group != Name_Of_This_User()) {
+            return "is writable for the group " + group;
         }
     }
     return {};
+}
+
+std::string Objection_To_Program(int program) {
+    std::error_code error;
+    const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(program), error).string();
+    struct stat status {};
+    if (error || ::fstat(program, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return "it is not a regular file";
+    }
+    if (const auto objection = Objection(path, status); !objection.empty()) {
+        return "it " + objection;
+    }
+    for (std::string folder = path; !folder.empty();) {
+        folder = Folder_Of(folder);
+        const std::string name = folder.empty() ? "/" : folder;
+        if (::lstat(name.c_str(), &status) != 0) {
+            return name + ": " + std::strerror(errno);
+        }
+        if (const auto objection = Objection(name, status); !objection.empty()) {
+            return "the folder " + name + " " + objection;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+std::string Find_Agent_Program() {
+    const std::string module = Path_Of_This_Module();
+    const std::string folder = Folder_Of(module);
+    const bool is_library = module.find("/libqelfilecache", folder.size()) == folder.size();
+    return folder + (is_library ? "/" QEL_AGENT_FROM_LIBRARY : "/../libexec/qel") + "/qel_share_agent";
+}
+
+File_Descriptor Open_Agent_Program(const std::string& path, std::string& refusal) {
+    File_Descriptor program(::open(path.c_str(), O_PATH | O_CLOEXEC));
+    if (!program) {
+        refusal = "the program " + path + " is not installed: " + std::strerror(errno);
+        return {};
+    }
+    if (const auto objection = Objection_To_Program(program.Get()); !objection.empty()) {
+        refusal = "the program " + path + " is not run: " + objection;
+        return {};
+    }
+    return program;
 }
 
 } // namespace QEL::FrontEnd::Platform

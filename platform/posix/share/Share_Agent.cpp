@@ -28,14 +28,15 @@ using Agent_Protocol::Response;
 /// How the agent's process is to differ from this one.
 class Spawn_Plan : private Util::Non_Copyable {
 public:
-    explicit Spawn_Plan(int socket) {
+    Spawn_Plan(int program, int socket) {
         ::posix_spawn_file_actions_init(&m_Actions);
         // The socket becomes its standard input. What the SMB client library prints goes nowhere, no
         // descriptor of the host goes along, and no mounted folder stays busy as its current one.
         ::posix_spawn_file_actions_adddup2(&m_Actions, socket, STDIN_FILENO);
         ::posix_spawn_file_actions_addopen(&m_Actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
         ::posix_spawn_file_actions_addopen(&m_Actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_addclosefrom_np(&m_Actions, STDERR_FILENO + 1);
+        ::posix_spawn_file_actions_adddup2(&m_Actions, program, Agent_Protocol::Program_Descriptor);
+        ::posix_spawn_file_actions_addclosefrom_np(&m_Actions, Agent_Protocol::Program_Descriptor + 1);
         ::posix_spawn_file_actions_addchdir_np(&m_Actions, "/");
 
         ::posix_spawnattr_init(&m_Attributes);
@@ -53,9 +54,9 @@ public:
     }
 
     /// @return an errno value, 0 on success.
-    int Carry_Out(const std::string& program, pid_t& process) const {
-        std::string name = program;
+    int Carry_Out(std::string name, pid_t& process) const {
         char* const arguments[] = {name.data(), nullptr};
+        const std::string program = "/proc/self/fd/" + std::to_string(Agent_Protocol::Program_Descriptor);
         return ::posix_spawn(&process, program.c_str(), &m_Actions, &m_Attributes, arguments, environ);
     }
 
@@ -103,9 +104,9 @@ bool Receive(int socket, Response& response) {
 } // namespace
 
 std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, std::string& refusal) {
-    const std::string program = Find_Agent_Program();
-    if (program.empty()) {
-        refusal = "the program qel_share_agent is not installed";
+    const std::string path = Find_Agent_Program();
+    const File_Descriptor program = Open_Agent_Program(path, refusal);
+    if (!program) {
         return nullptr;
     }
     int ends[2];
@@ -116,8 +117,8 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
     File_Descriptor own_end(ends[0]);
     const File_Descriptor agent_end(ends[1]);
     pid_t process = 0;
-    if (const int error = Spawn_Plan(agent_end.Get()).Carry_Out(program, process); error != 0) {
-        refusal = program + ": " + std::strerror(error);
+    if (const int error = Spawn_Plan(program.Get(), agent_end.Get()).Carry_Out(path, process); error != 0) {
+        refusal = path + ": " + std::strerror(error);
         return nullptr;
     }
     if (!Has_Found_Its_Library(process)) {
@@ -132,7 +133,7 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
     Copy_Name(record.workgroup, settings.workgroup);
     Copy_Name(record.password, settings.password);
     if (!agent->Send(&record, sizeof record, -1)) {
-        refusal = program + ": " + std::strerror(errno);
+        refusal = path + ": " + std::strerror(errno);
         return nullptr;
     }
     return agent;

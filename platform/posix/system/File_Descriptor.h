@@ -1,16 +1,22 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
 
 namespace QEL::FrontEnd::Platform {
 
-/// Owns one open descriptor and closes it.
+/// Owns one open descriptor and closes it. In a host that has closed its standard streams, a file can come
+/// to stand in the place of one, where others write to it: it gets another number here.
 class File_Descriptor {
 public:
     File_Descriptor() = default;
-    explicit File_Descriptor(int descriptor) : m_Descriptor(descriptor) {}
+    explicit File_Descriptor(int descriptor) : m_Descriptor(descriptor) {
+        if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+            Reset(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        }
+    }
     File_Descriptor(File_Descriptor&& other) noexcept : m_Descriptor(other.Release()) {}
     ~File_Descriptor() { Reset(); }
 

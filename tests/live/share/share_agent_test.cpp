@@ -14,6 +14,9 @@
 #include <set>
 #include <thread>
 
+#include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
@@ -296,6 +299,99 @@ TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
+}
+
+TEST_F(Share_Agent_Test, RunsForAHostWithoutStandardStreams) {
+    Publish("file", "content");
+    const std::string copy = target_folder / "copy";
+    for (const std::vector<int>& closed : std::vector<std::vector<int>>{{0}, {1}, {2}, {0, 1}, {1, 2}, {0, 1, 2}}) {
+        EXPECT_EQ(Child_Process([&] {
+                      std::ranges::for_each(closed, ::close);
+                      const bool is_copied = os->Copy_File(Samba_Server::Path("file").c_str(), copy.c_str(), 0) != 0;
+                      // Nothing of the host has come to stand where a stream was.
+                      return is_copied && std::ranges::all_of(closed, [](int stream) { return ::close(stream) != 0; })
+                                 ? 0
+                                 : 1;
+                  }).Wait(),
+                  0);
+        EXPECT_EQ(Content_Of(copy), "content");
+        fs::remove(copy);
+    }
+}
+
+/// A program in a folder of an installation.
+class Share_Agent_Program : public testing::Test {
+protected:
+    /// Why it is not run; empty when it may be.
+    std::string Objection(const fs::path& path) const {
+        std::string refusal;
+        const bool is_open = Open_Agent_Program(path, refusal).Get() >= 0;
+        EXPECT_EQ(is_open, refusal.empty());
+        const std::string beginning = "the program " + path.string() + " is not run: ";
+        return refusal.starts_with(beginning) ? refusal.substr(beginning.size()) : refusal;
+    }
+    std::string Objection() const { return Objection(program); }
+
+    const Scratch_Directory scratch;
+    const fs::path program = scratch.Write("usr/libexec/qel/qel_share_agent");
+    const fs::path folder = scratch.Path() / "usr/libexec";
+};
+
+TEST_F(Share_Agent_Program, IsTheOneOfThisInstallation) {
+    EXPECT_EQ(fs::path(Find_Agent_Program()).lexically_normal(),
+              fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "libexec/qel/qel_share_agent");
+    EXPECT_EQ(Objection(folder / "other"),
+              "the program " + (folder / "other").string() + " is not installed: No such file or directory");
+    EXPECT_EQ(Objection(folder), "it is not a regular file");
+}
+
+TEST_F(Share_Agent_Program, IsNotRunWhereEverybodyMayPutOne) {
+    EXPECT_EQ(Objection(), "");
+    fs::permissions(folder, fs::perms(0777));
+    EXPECT_EQ(Objection(), "the folder " + folder.string() + " is writable for everybody");
+    fs::permissions(folder, fs::perms(01777));
+    EXPECT_EQ(Objection(), "") << "sticky";
+    fs::permissions(program, fs::perms(0757));
+    EXPECT_EQ(Objection(), "it is writable for everybody");
+}
+
+TEST_F(Share_Agent_Program, IsNotRunWhereAnotherUserOrGroupMayPutOne) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root gives folders away";
+    }
+    fs::permissions(folder, fs::perms(0775));
+    EXPECT_EQ(Objection(), "") << "root's group";
+    for (const char* const name : {"staff", "users"}) {
+        ASSERT_EQ(::chown(folder.c_str(), 0, ::getgrnam(name)->gr_gid), 0);
+        EXPECT_EQ(Objection(), "the folder " + folder.string() + " is writable for the group " + name);
+    }
+    ASSERT_EQ(::chown(folder.c_str(), 0, ::getgrnam("staff")->gr_gid), 0);
+    EXPECT_EQ(Child_Process([this] {
+                  const bool is_local =
+                      ::unshare(CLONE_NEWNS) == 0 && ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                      ::mount((scratch / "usr").c_str(), "/usr/local", nullptr, MS_BIND, nullptr) == 0;
+                  return !is_local || Objection("/usr/local/libexec/qel/qel_share_agent").empty() ? 0 : 1;
+              }).Wait(),
+              0);
+    constexpr uid_t nobody = 65534;
+    ASSERT_EQ(::chown(folder.c_str(), nobody, 0), 0);
+    EXPECT_EQ(Objection(), "the folder " + folder.string() + " belongs to another user");
+    EXPECT_EQ(Run_Without_Rights([this] { return Objection().empty() ? 0 : 1; }), 0) << "that user's own";
+}
+
+TEST_F(Share_Agent_Program, IsNotRunWhereALinkLeadsToSuchAFolder) {
+    fs::create_directory_symlink(folder, scratch.Path() / "link");
+    const fs::path linked = scratch.Path() / "link/qel/qel_share_agent";
+    EXPECT_EQ(Objection(linked), "");
+    fs::permissions(folder, fs::perms(0777));
+    EXPECT_EQ(Objection(linked), "the folder " + folder.string() + " is writable for everybody");
+}
+
+TEST_F(Share_Agent_Program, IsTheFileThatWasChecked) {
+    std::string refusal;
+    const File_Descriptor opened = Open_Agent_Program(program, refusal);
+    fs::rename(scratch.Write("other", "other"), program);
+    EXPECT_EQ(Text_Of("/proc/self/fd/" + std::to_string(opened.Get())), "content");
 }
 
 TEST_F(Share_Agent_Test, SaysThatItIsNotForPeople) {

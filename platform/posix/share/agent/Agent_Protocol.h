@@ -17,6 +17,9 @@ namespace QEL::FrontEnd::Platform::Agent_Protocol {
 ///
 /// The library hangs up to end the agent.
 
+/// At which the agent's program is open when it is run; the agent closes it.
+inline constexpr int Program_Descriptor = 3;
+
 /// Changes with the records below: after an upgrade a running library may meet the agent of another one.
 inline constexpr std::uint32_t Version = 1;
 

@@ -17,6 +17,7 @@
 #include "platform/posix/system/Win32_Error.h"
 
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -150,6 +151,8 @@ int main() {
         std::fputs("qel_share_agent is started by the QEL file cache and is of no use by itself.\n", stderr);
         return 2;
     }
+    close(Program_Descriptor);
+    prctl(PR_SET_NAME, "qel_share_agent"); // it would be the number of that descriptor
     // The host waits for its child, and this one ends at once: the agent proper is nobody's child, so
     // the host has no process to reap later, and none that could turn up in a wait of its own.
     if (fork() != 0) {
