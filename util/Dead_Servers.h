@@ -1,11 +1,16 @@
 #pragma once
 
+#include "util/Configuration_Source.h"
 #include "util/Non_Copyable.h"
 #include "util/Registry.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <utility>
 
 namespace QEL::FrontEnd::Util {
 
@@ -23,8 +28,40 @@ private:
     inline static thread_local int t_count = 0;
 };
 
+/// While it lives, takes what the services of its thread say of a share's server that they do not ask.
+class Unasked_Share_Server : private Util::Non_Copyable {
+public:
+    Unasked_Share_Server() { t_current = this; }
+    ~Unasked_Share_Server() { t_current = nullptr; }
+
+    /// What the services say: when the server was last tried and when it will be asked again.
+    static void Describe(std::string description) {
+        if (t_current != nullptr) {
+            t_current->m_Description = std::move(description);
+        }
+    }
+
+    /// Empty when the server was asked.
+    const std::string& Description() const { return m_Description; }
+
+private:
+    inline static thread_local Unasked_Share_Server* t_current = nullptr;
+    std::string m_Description;
+};
+
 /// The value of the configuration that says for how long a server that cost time in vain is not asked again.
 inline constexpr char Server_Retry_Value[] = "LandscapeServerRetryAfter";
+
+/// Whether a value of the configuration is a number that is positive, though an integer of 32 bits shows it as a
+/// negative one or not at all.
+inline bool Exceeds_31_Bits(const char* key, const char* value) {
+    const auto configured = Find_Configured_Value(key, value);
+    const std::string text = configured ? configured->text : "-";
+    const bool is_hexadecimal = text.find_first_of("xX") != std::string::npos;
+    char* end = nullptr;
+    const auto number = std::strtoull(text.c_str(), &end, is_hexadecimal ? 16 : 10);
+    return number > std::numeric_limits<std::int32_t>::max() && *end == '\0' && text.find('-') == std::string::npos;
+}
 
 /// What it says at this moment: from 0 seconds, which is never, to an hour.
 /// @param key under which it stands.
@@ -33,7 +70,9 @@ inline std::chrono::seconds Server_Retry_Period(const char* key) {
     constexpr std::int32_t longest = 3600;
     std::int32_t period = standard;
     GetRegValInt(period, key, Server_Retry_Value, 1);
-    return std::chrono::seconds(period < 0 ? standard : std::min(period, longest));
+    return std::chrono::seconds(Exceeds_31_Bits(key, Server_Retry_Value) ? longest
+                                : period < 0                             ? standard
+                                                                         : std::min(period, longest));
 }
 
 } // namespace QEL::FrontEnd::Util

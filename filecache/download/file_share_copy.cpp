@@ -1,7 +1,9 @@
 #include "filecache/CFileCache.h"
 
+#include "filecache/download/Com_Error.h"
 #include "filecache/download/outcome_codes.h"
 #include "filecache/trace_messages.h"
+#include "util/Dead_Servers.h"
 #include "util/Last_Error.h"
 
 #include <stdexcept>
@@ -61,11 +63,16 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
         can_be_copied = false; // the copy takes C strings: it would fetch the file that is named before the NUL
         Util::Set_Last_Error(Invalid_Name);
     }
+    const Util::Unasked_Share_Server unasked;
     if (!can_be_copied || m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) == 0) {
         const std::uint32_t last_error = Util::Get_Last_Error();
         download_error = true;
         TRACE_ERROR("Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.\n", url.c_str(),
                     entry.cached_file.c_str(), static_cast<int>(last_error));
+        if (!unasked.Description().empty()) {
+            TRACE_ERROR("Description: %s\n", unasked.Description().c_str());
+            Set_Additional_Error_Info(com_error_to_string(Com_Error(0, unasked.Description()), url));
+        }
         m_errFileShareDownLoad = Share_Copy_Failed;
         TRACE_RETURN("%s", Shown(nothing));
         return nothing;

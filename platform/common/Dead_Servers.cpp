@@ -20,7 +20,8 @@ using std::chrono::seconds;
 
 constexpr std::size_t Most_Servers = 64;
 constexpr seconds Quick_Enough{1};
-constexpr int Longest_Memory = 10; ///< times what the attempt took
+constexpr int Longest_Memory = 10;           ///< times what the attempt took
+constexpr seconds Looks_At_Network_Apart{1}; ///< of those that each request makes: they take as long as a quick request
 
 const std::string Any_Method;
 
@@ -58,7 +59,7 @@ Dead_Servers& Dead_Servers::Instance() {
 }
 
 Dead_Servers::Dead_Servers(Clock clock, Network network)
-    : m_Clock(std::move(clock)), m_Network(std::move(network)), m_Network_State(m_Network()) {}
+    : m_Clock(std::move(clock)), m_Network(std::move(network)), m_Network_State(m_Network()), m_Network_Seen(Now()) {}
 
 Dead_Servers::Time Dead_Servers::Memory::End(seconds configured_period) const {
     return failed + std::min<Time::duration>(configured_period, longest);
@@ -66,6 +67,9 @@ Dead_Servers::Time Dead_Servers::Memory::End(seconds configured_period) const {
 
 std::optional<Dead_Servers::Failure> Dead_Servers::Recall(const Server& server, const std::string& method) {
     const std::lock_guard lock(m_Mutex);
+    if (Now() - m_Network_Seen >= Looks_At_Network_Apart) {
+        Has_Network_Changed(); // before the attempt, so that it is no change within it
+    }
     if (m_Servers.empty() || Util::Asking_Anyway::Is_On()) {
         return std::nullopt;
     }
@@ -127,7 +131,7 @@ const Dead_Servers::Memory* Dead_Servers::Find(const Server& server, const std::
 
 void Dead_Servers::Remember(const std::string& key, const std::string& method, const Failure& failure, Time began) {
     // The network may have changed while the attempt was under way: what failed without a VPN may work with it.
-    if (Has_Network_Changed()) {
+    if (Has_Network_Changed() || m_Network_Changed > began) {
         return;
     }
     const auto last_failure = [](const auto& server) {
@@ -149,11 +153,13 @@ void Dead_Servers::Forget(const std::string& key, const std::string& method) {
 }
 
 bool Dead_Servers::Has_Network_Changed() {
+    m_Network_Seen = Now();
     auto state = m_Network();
     if (state == m_Network_State) {
         return false;
     }
     m_Network_State = std::move(state);
+    m_Network_Changed = m_Network_Seen;
     m_Servers.clear();
     return true;
 }

@@ -50,9 +50,8 @@ public:
     /// What the process remembers.
     static Dead_Servers& Instance();
 
-    /// @param network reports changes of the machine's network, see Network_State. It is asked here, when something is
-    /// about
-    ///        to be remembered and when something would be recalled, not with every request.
+    /// @param network reports changes of the machine's network, see Network_State. It is asked when something is about
+    ///        to be remembered or recalled, and before other requests once a second at most.
     Dead_Servers(Clock clock, Network network);
 
     Time Now() const { return m_Clock(); }
@@ -88,6 +87,8 @@ private:
     const Network m_Network;
     std::mutex m_Mutex; ///< guards what follows
     std::set<std::string> m_Network_State;
+    Time m_Network_Seen;
+    Time m_Network_Changed; ///< when that was seen
     std::map<std::string, Memories> m_Servers;
 };
 

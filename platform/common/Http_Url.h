@@ -21,7 +21,7 @@ struct Http_Url {
 
     std::string text;   ///< as it is sent: on Linux spaces and bytes above 0x7F are percent-encoded
     std::string scheme; ///< lower case
-    std::string host;   ///< on Linux lower case
+    std::string host;   ///< lower case
     std::string port;   ///< in decimal, the scheme's own where the text has none
 };
 

@@ -8,9 +8,13 @@ namespace QEL::FrontEnd::Platform {
 namespace {
 
 /// The codes with which the systems say that they do not reach a server, sorted.
-constexpr std::uint32_t network_errors[] = {51,   53,   54,   55,   58,   59,   64,   67,   121,  1203, 1222,
-                                            1225, 1231, 1232, 1233, 1234, 1236, 1256, 1265, 1311, 1460, 10060};
+constexpr std::uint32_t network_errors[] = {51,   53,   54,   55,   58,   59,   64,   121,  1203, 1222, 1225,
+                                            1231, 1232, 1233, 1234, 1236, 1256, 1265, 1311, 1460, 10060};
 static_assert(std::ranges::is_sorted(network_errors));
+
+/// The codes with which a server says that it has no such file, path or share, or hands it out to somebody else.
+constexpr std::uint32_t refusals[] = {2, 3, 5, 32, 65, 67, 86, 1326, 1331, 1907, 1909};
+static_assert(std::ranges::is_sorted(refusals));
 
 } // namespace
 
@@ -27,7 +31,7 @@ std::string Share_Server(std::string_view path) {
 }
 
 Attempt Share_Attempt(const Share_Outcome& outcome) {
-    if (outcome.error == 0 || outcome.has_moved_data) {
+    if (outcome.error == 0 || outcome.has_moved_data || std::ranges::binary_search(refusals, outcome.error)) {
         return Attempt::Responded;
     }
     return std::ranges::binary_search(network_errors, outcome.error) ? Attempt::Server_Unreached

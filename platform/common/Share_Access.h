@@ -1,11 +1,13 @@
 #pragma once
 
 #include "platform/common/Dead_Servers.h"
+#include "util/Dead_Servers.h"
 #include "util/Last_Error.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -22,7 +24,8 @@ std::string Share_Server(std::string_view path);
 Attempt Share_Attempt(const Share_Outcome& outcome);
 
 /// Runs an operation on a file, unless it lies on a share whose server lately cost time in vain (see Dead_Servers): it
-/// then fails with the error of that time. A failure on a share is the thread's last error, too.
+/// then fails with the error of that time, and Util::Unasked_Share_Server says why. A failure on a share is the
+/// thread's last error, too.
 /// @param operation answers with a Share_Outcome.
 /// @return the error.
 template <typename Operation>
@@ -34,12 +37,16 @@ std::uint32_t Ask_Server_Of(const std::string& path, const Operation& operation)
     const Server server{"share " + share_server, {}};
     auto& dead_servers = Dead_Servers::Instance();
     Share_Outcome outcome;
-    if (const auto known = dead_servers.Recall(server, {})) {
+    if (auto known = dead_servers.Recall(server, {})) {
         outcome.error = known->error;
+        Util::Unasked_Share_Server::Describe(std::move(known->description));
     } else {
         const auto began = dead_servers.Now();
         outcome = operation();
-        dead_servers.Note(server, {}, Share_Attempt(outcome), {outcome.error, {}}, began);
+        dead_servers.Note(server, {}, Share_Attempt(outcome),
+                          {outcome.error, "The server " + share_server +
+                                              " could not be reached. Check that it runs, and the network."},
+                          began);
     }
     if (outcome.error != 0) {
         Util::Set_Last_Error(outcome.error);

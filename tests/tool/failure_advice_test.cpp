@@ -35,6 +35,17 @@ TEST(Failure_Advice, NamesTheShareErrorByItsCode) {
     }
 }
 
+TEST(Failure_Advice, SaysWhyTheServerOfAShareWasNotAsked) {
+    for (const char* const request : {"\\\\server\\share\\file", "file://server/share/file"}) {
+        Request_Outcome outcome = Unserved(request);
+        outcome.file_share_error = 2;
+        outcome.additional_error_info = "===\nFile: \\\\server\\share\\file\nDescription: The server could not be "
+                                        "reached. The server was last tried at noon.\n";
+        EXPECT_EQ(Explain_Failure(outcome),
+                  "The server could not be reached\n  Next: The server was last tried at noon.");
+    }
+}
+
 TEST(Failure_Advice, NamesTheMissingNameOfADownload) {
     Request_Outcome outcome = Unserved("http://server/file");
     outcome.http_error = 3;

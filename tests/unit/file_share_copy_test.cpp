@@ -1,5 +1,6 @@
 #include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Share_Fixture.h"
+#include "util/Dead_Servers.h"
 
 #include <cstdint>
 #include <limits>
@@ -259,6 +260,20 @@ TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
         EXPECT_EQ(os->calls.back(), "Copy_File(" + share + ", " + Copy_Path() + ", 1)");
         Expect_Nothing_Kept();
     }
+}
+
+TEST_F(File_Share_Copy, SaysWhyTheServerWasNotAsked) {
+    os->on_copy_file = [](const std::string&, const std::string&, int) {
+        QEL::FrontEnd::Util::Unasked_Share_Server::Describe("The server was last tried at noon.");
+        return 0;
+    };
+    g_services.last_error = 121;
+    EXPECT_EQ(Fetch(), "");
+    EXPECT_EQ(Above_Additional_Data(), Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" +
+                                                            Copy_Path() + "' , GetLastError returned 121.\n") +
+                                           Error(s_copying, "Description: The server was last tried at noon.\n"));
+    EXPECT_EQ(cache.m_Additional_Error_Info, "=======================================\nFile: " + share +
+                                                 "\nDescription: The server was last tried at noon.\n");
 }
 
 TEST_F(File_Share_Copy, NeverFetchesTheFileThatIsNamedBeforeANul) {

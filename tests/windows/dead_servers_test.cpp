@@ -6,6 +6,7 @@
 #include "platform/windows/http/Proxy.h"
 #include "tests/windows/Host_Fixture.h"
 #include "tests/windows/Scripted_Com_Object.h"
+#include "util/Dead_Servers.h"
 #include "util/File_Head.h"
 #include "util/IRequest_Object.h"
 #include "util/Path_Queries.h"
@@ -102,7 +103,7 @@ TEST_F(Dead_Servers_Of_Windows, AreNotThoseThatRedirectThere) {
     Send("GET", Dead_Url);
     Send("GET", Dead_Url);
     EXPECT_EQ(Sends(), 2);
-    script.reached_url = L"http://dead.example/other.xml";
+    script.reached_url = L"http://DEAD.example/other.xml";
     Send("GET", Dead_Url);
     Send("GET", Dead_Url);
     EXPECT_EQ(Sends(), 3);
@@ -142,11 +143,13 @@ TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
     auto& memory = Dead_Servers::Instance();
     memory.Note({"share dead.example", {}}, {}, Attempt::Server_Unreached, {timed_out, {}}, memory.Now() - 60s);
 
+    const FrontEnd::Util::Unasked_Share_Server unasked;
     const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
     std::int64_t time = 0;
     EXPECT_EQ(services->Stat_File(path, time), timed_out);
     EXPECT_EQ(services->Copy_File(path.c_str(), (Home() / "copy").string().c_str(), 1), 0);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
+    EXPECT_THAT(unasked.Description(), StartsWith("The server was last tried at "));
     for (const auto& ask : {+[](const std::string& asked) { return FrontEnd::Util::FileSystem::Path_Exists(asked); },
                             +[](const std::string& asked) {
                                 return FrontEnd::Util::FileSystem::Get_File_Attributes(asked) != 0xFFFFFFFFU;
@@ -182,21 +185,28 @@ TEST(Failed_Attempt_Of_The_Request_Object, FollowsFromTheNumberAndTheTime) {
           Failure_Case{12002, 2s, 2, 30, Attempt::Server_Unreached}, Failure_Case{12002, 32s, 2, 30, Attempt::Silent},
           Failure_Case{12002, 60s, 2, 30, Attempt::Server_Unreached},
           Failure_Case{12002, 30s, 30, 30, Attempt::Silent}}) {
-        const Http_Timeouts timeouts{60s, std::chrono::seconds(connect), 30s, std::chrono::seconds(receive)};
-        EXPECT_EQ(Failed_Attempt(0x80070000U | error, taken, timeouts, false), attempt)
-            << error << " " << taken.count();
+        Http_Request request;
+        request.timeouts = {60s, std::chrono::seconds(connect), 30s, std::chrono::seconds(receive)};
+        EXPECT_EQ(Failed_Attempt(0x80070000U | error, taken, request, false), attempt) << error << " " << taken.count();
     }
 }
 
 TEST(Failed_Attempt_Of_The_Request_Object, IsTheProxysWhereThereIsOne) {
-    EXPECT_EQ(Failed_Attempt(0x80072EFDU, 21s, {}, true), Attempt::Proxy_Unreached);
-    EXPECT_EQ(Failed_Attempt(0x80072EE7U, 21s, {}, true), Attempt::Proxy_Unreached);
-    EXPECT_EQ(Failed_Attempt(0x80072F7DU, 21s, {}, true), Attempt::Server_Unreached) << "behind it";
+    Http_Request request;
+    for (const auto* scheme : {"http", "https"}) {
+        request.url.scheme = scheme;
+        // For https the proxy connects to the server, and the number says nothing of which of the two did not accept.
+        const auto connecting = request.url.Is_Https() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
+        EXPECT_EQ(Failed_Attempt(0x80072EFDU, 21s, request, true), connecting) << scheme;
+        EXPECT_EQ(Failed_Attempt(0x80072EE2U, 21s, request, true), connecting) << scheme;
+        EXPECT_EQ(Failed_Attempt(0x80072EE7U, 21s, request, true), Attempt::Proxy_Unreached) << scheme;
+        EXPECT_EQ(Failed_Attempt(0x80072F7DU, 21s, request, true), Attempt::Server_Unreached) << scheme;
+    }
 }
 
 TEST(Failed_Attempt_Of_The_Request_Object, IsUnknownForOtherNumbers) {
-    EXPECT_EQ(Failed_Attempt(0x800C0008U, 21s, {}, false), Attempt::Failed_Otherwise);
-    EXPECT_EQ(Failed_Attempt(0x800C2EFDU, 21s, {}, false), Attempt::Failed_Otherwise);
+    EXPECT_EQ(Failed_Attempt(0x800C0008U, 21s, Http_Request(), false), Attempt::Failed_Otherwise);
+    EXPECT_EQ(Failed_Attempt(0x800C2EFDU, 21s, Http_Request(), false), Attempt::Failed_Otherwise);
 }
 
 TEST(Proxy_Settings, NameTheProxyOfAUrl) {

@@ -44,10 +44,15 @@ std::string Scheme(const std::string& request) {
 /// The words for a transport error of this very request. The cache keeps the text of the last one,
 /// which may have been another request's.
 std::string Transport_Error(const Request_Outcome& outcome) {
+    std::string file = outcome.request;
+    if (outcome.file_share_error && file.starts_with("file:")) { // the cache knows it by its path
+        file.erase(0, std::string_view("file:").size());
+        std::ranges::replace(file, '/', '\\');
+    }
     const std::string& text = outcome.additional_error_info;
     constexpr std::string_view label = "Description: ";
     const auto label_start = text.find(label);
-    if (label_start == std::string::npos || text.find("File: " + outcome.request + "\n") == std::string::npos) {
+    if (label_start == std::string::npos || text.find("File: " + file + "\n") == std::string::npos) {
         return {};
     }
     std::string description = text.substr(label_start + label.size());
@@ -95,7 +100,11 @@ constexpr struct {
      "check whether another program, such as a virus scanner, removes files from the cache directory"},
 };
 
-std::string Explain_Share_Failure(int error) {
+std::string Explain_Share_Failure(const Request_Outcome& outcome) {
+    const int error = *outcome.file_share_error;
+    if (const std::string unasked = Transport_Error(outcome); error == 2 && !unasked.empty()) {
+        return Explain_Transport_Error(unasked);
+    }
     const auto& failure = share_failures[error >= 1 && error <= 4 ? error : 0];
     return Advice(failure.cause, failure.remedy);
 }
@@ -156,7 +165,7 @@ std::string Explain_Failure(const Request_Outcome& outcome) {
         return Explain_Web_Failure(outcome);
     }
     if (outcome.file_share_error) {
-        return Explain_Share_Failure(*outcome.file_share_error);
+        return Explain_Share_Failure(outcome);
     }
     return Explain_Local_Failure(outcome.request);
 }

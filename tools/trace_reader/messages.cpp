@@ -116,6 +116,7 @@ constexpr Meaning meanings[] = {
 
     // Shares
     {"Copy file failed", Primary, "the file could not be copied from the share (error {2:error})"},
+    {"Description: ", Primary, "{0}"},
     {"Copy file succeeded but", Primary,
      "the copy from the share vanished: look for a virus scanner (error {2:error})"},
     {"Trying to download a file share URL", Secondary, "the file on the share could not be examined"},

@@ -95,6 +95,8 @@ private:
         Set(CURLOPT_BUFFERSIZE, 256L * 1024);
         Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 
+        Set(CURLOPT_PROXY, m_Proxy.c_str());
+        Set(CURLOPT_NOPROXY, ""); // m_Proxy has heeded it
         const bool verifies = m_Check == Certificate_Check::Verify;
         Set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
         Set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
@@ -285,7 +287,7 @@ private:
             return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
         default:
             const bool is_connected = m_Connection.Info<long>(CURLINFO_PRIMARY_PORT) != 0;
-            return is_connected || Proxy_For(m_Url).empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
+            return is_connected || m_Proxy.empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
         }
     }
 
@@ -311,6 +313,7 @@ private:
     const Http_Url& m_Url;
     const Certificate_Check m_Check;
     Http_Response& m_Response;
+    const std::string m_Proxy = Proxy_For(m_Url);
     const std::shared_ptr<Body_Buffer> m_Body = std::make_shared<Body_Buffer>();
 
     Step m_Step = Step::Name;

@@ -18,7 +18,7 @@ namespace {
 /// The first of the variables that is not empty.
 std::string Variable(const std::vector<std::string>& names) {
     for (const auto& name : names) {
-        if (const auto* const value = std::getenv(name.c_str()); value != nullptr && *value != '\0') {
+        if (const auto* const value = secure_getenv(name.c_str()); value != nullptr && *value != '\0') {
             return value;
         }
     }

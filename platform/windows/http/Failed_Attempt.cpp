@@ -21,19 +21,21 @@ bool Was_Unconnected(std::chrono::steady_clock::duration taken, const Http_Timeo
 
 } // namespace
 
-Attempt Failed_Attempt(std::uint32_t result, std::chrono::steady_clock::duration taken, const Http_Timeouts& timeouts,
+Attempt Failed_Attempt(std::uint32_t result, std::chrono::steady_clock::duration taken, const Http_Request& request,
                        bool has_proxy) {
     if (HRESULT_FACILITY(result) != FACILITY_WIN32) {
         return Attempt::Failed_Otherwise;
     }
     switch (HRESULT_CODE(result)) {
     case ERROR_INTERNET_TIMEOUT:
-        if (!Was_Unconnected(taken, timeouts)) {
+        if (!Was_Unconnected(taken, request.timeouts)) {
             return Attempt::Silent;
         }
         [[fallthrough]];
-    case ERROR_INTERNET_NAME_NOT_RESOLVED:
     case ERROR_INTERNET_CANNOT_CONNECT:
+        // For https a proxy makes the connection to the server: it may well be that one that failed.
+        return has_proxy && !request.url.Is_Https() ? Attempt::Proxy_Unreached : Attempt::Server_Unreached;
+    case ERROR_INTERNET_NAME_NOT_RESOLVED:
         return has_proxy ? Attempt::Proxy_Unreached : Attempt::Server_Unreached;
     case ERROR_INTERNET_SECURITY_CHANNEL_ERROR:
         return Attempt::Server_Unreached;

@@ -5,6 +5,9 @@
 
 #include <wininet.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace QEL::FrontEnd::Platform {
 
 std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
@@ -23,8 +26,11 @@ std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
     if (!is_web || parts.dwHostNameLength == 0) {
         return std::nullopt;
     }
-    return Http_Url{std::string(text), parts.nScheme == INTERNET_SCHEME_HTTPS ? "https" : "http",
-                    std::string(parts.lpszHostName, parts.dwHostNameLength), std::to_string(parts.nPort)};
+    std::string host(parts.lpszHostName, parts.dwHostNameLength);
+    std::ranges::transform(host, host.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return Http_Url{std::string(text), parts.nScheme == INTERNET_SCHEME_HTTPS ? "https" : "http", std::move(host),
+                    std::to_string(parts.nPort)};
 }
 
 } // namespace QEL::FrontEnd::Platform

@@ -63,7 +63,7 @@ public:
         }
         m_Order.method = std::string_view(method) == "HEAD" ? Platform::Http_Method::Head : Platform::Http_Method::Get;
         // The object may know URLs that nobody else does, and says so when it opens them.
-        m_Order.url = Platform::Http_Url::Parse(url).value_or(Platform::Http_Url{url, {}, {}, {}});
+        m_Order.url = Platform::Http_Url::Parse(url).value_or(Platform::Http_Url{url, {}, url, {}});
         const Bstr method_text(Platform::To_Wide(method));
         const Bstr url_text(Platform::To_Wide(url));
         return m_Request->open(method_text.Get(), url_text.Get(), Platform::Boolean_Argument(false),
@@ -163,7 +163,7 @@ private:
             return std::nullopt;
         }
         Platform::Http_Failure failure{static_cast<std::uint32_t>(result), {}};
-        const auto attempt = Platform::Failed_Attempt(failure.error, dead_servers.Now() - began, m_Order.timeouts,
+        const auto attempt = Platform::Failed_Attempt(failure.error, dead_servers.Now() - began, m_Order,
                                                       !Platform::Winhttp_Proxy_For(url).empty());
         if (attempt != Platform::Attempt::Failed_Otherwise && !Is_Redirected(url)) {
             failure.attempt = attempt;

@@ -4,9 +4,9 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/common/Dead_Servers.h"
+#include "platform/common/Http_Transfer.h"
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Full_Port.h"
@@ -214,29 +214,40 @@ TEST_F(Dead_Server, IsAskedEachTimeWhereTheMemoryIsSwitchedOff) {
     EXPECT_EQ(server.Connections(), 2);
 }
 
-TEST_F(Dead_Server, CostsThreadsThatWaitBehindARequestNothing) {
-    const Full_Port port;
-    std::mutex one_at_a_time; // as the cache has it
-    std::atomic<int> sent = 0;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&] {
-            const std::lock_guard lock(one_at_a_time);
-            sent += Was_Sent(Get(port.Url("http"))) ? 1 : 0;
-        });
+TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
+    std::string proxy;
+    int sent = 0;
+    const auto exchange = [&](const auto&, const auto&, auto, auto&) {
+        ++sent;
+        return Http_Failure{Error_Internet_Timeout, {}, Attempt::Silent};
+    };
+    const auto is_sent = [&](const char* url, const char* client = "one ") {
+        const int before = sent;
+        Http_Response response;
+        Transfer({Http_Method::Get, Http_Url::Parse(url).value(), {}, {}}, response,
+                 {client, exchange, [&](const auto&) { return proxy; }});
+        return sent > before;
+    };
+    EXPECT_TRUE(is_sent("http://[2001:db8::1]/file"));
+    EXPECT_FALSE(is_sent("http://user@[2001:DB8:0::1]:80/other"));
+    EXPECT_TRUE(is_sent("http://[2001:db8::2]/file"));
+    EXPECT_TRUE(is_sent("http://[2001:db8::1]:81/file"));
+    EXPECT_TRUE(is_sent("https://[2001:db8::1]/file"));
+    EXPECT_TRUE(is_sent("http://[2001:db8::1]/file", "two "));
+    for (const auto* other : {"socks5://proxy:1080", "socks5h://proxy:1080", "socks5://proxy:1081"}) {
+        proxy = other;
+        EXPECT_TRUE(is_sent("http://[2001:db8::1]/file")) << other;
+        EXPECT_FALSE(is_sent("http://[2001:db8::1]/file")) << other;
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(sent, 1);
 }
 
 TEST_F(Dead_Server, IsAskedAgainWhenTheMachineGetsAnAddressOrLosesOne) {
     const int result = Own_Network::Run([](const Own_Network& network) {
         const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
         const auto is_sent = [&] { return Was_Sent(Get(server.Url(), Short_Receive)); };
-        // The network is another one than before.
-        if (!network.Add_Address("10.4.5.6") || !is_sent() || !is_sent() || is_sent()) {
+        // The network is another one than before, and nothing is remembered.
+        Dead_Servers::Instance().m_Network_Seen = {};
+        if (!network.Add_Address("10.4.5.6") || !is_sent() || is_sent()) {
             return 1;
         }
         if (!network.Add_Address("10.1.2.3") || !is_sent() || is_sent()) {
@@ -247,14 +258,16 @@ TEST_F(Dead_Server, IsAskedAgainWhenTheMachineGetsAnAddressOrLosesOne) {
     EXPECT_DONE_OR_SKIP(result);
 }
 
-class Dead_Proxy : public Dead_Server {
+class Dead_Proxy : public Dead_Server, public testing::WithParamInterface<const char*> {
 protected:
     const Full_Port m_Port;
-    const Environment_Variable m_Http_Proxy{"http_proxy", m_Port.Url("http").c_str()};
-    const Environment_Variable m_Https_Proxy{"https_proxy", m_Port.Url("http").c_str()};
+    const Environment_Variable m_Http_Proxy{"http_proxy", m_Port.Url(GetParam()).c_str()};
+    const Environment_Variable m_Https_Proxy{"https_proxy", m_Port.Url(GetParam()).c_str()};
 };
 
-TEST_F(Dead_Proxy, IsAskedForNoServerAgain) {
+INSTANTIATE_TEST_SUITE_P(, Dead_Proxy, testing::Values("http", "https", "socks5", "socks5h", "socks4a"));
+
+TEST_P(Dead_Proxy, IsAskedForNoServerAgain) {
     EXPECT_TRUE(Was_Sent(Get("http://behind.invalid/")));
     EXPECT_FALSE(Was_Sent(Get("http://behind.invalid/")));
     EXPECT_THAT(Get("http://other.invalid:8080/").description,
@@ -263,11 +276,19 @@ TEST_F(Dead_Proxy, IsAskedForNoServerAgain) {
     EXPECT_FALSE(Was_Sent(Get("https://other.invalid/")));
 }
 
-TEST_F(Dead_Proxy, StandsForNoServerThatIsReachedWithoutIt) {
+TEST_P(Dead_Proxy, StandsForNoServerThatIsReachedWithoutIt) {
     const Web_Server server(Good_Response, "good.test");
     const Environment_Variable exempt("no_proxy", "good.test");
     Get("http://behind.invalid/");
     EXPECT_EQ(Get(server.Url()).body, "abc");
+}
+
+TEST_F(Dead_Server, BehindASocksProxyDoesNotStandForTheProxy) {
+    const Misbehaving_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Environment_Variable http_proxy("http_proxy", proxy.Url("").replace(0, 4, "socks5h").c_str());
+    EXPECT_TRUE(Was_Sent(Get("http://behind.invalid/")));
+    EXPECT_FALSE(Was_Sent(Get("http://behind.invalid/")));
+    EXPECT_TRUE(Was_Sent(Get("http://other.invalid/")));
 }
 
 TEST_F(Dead_Server, BehindAProxyDoesNotStandForTheProxy) {

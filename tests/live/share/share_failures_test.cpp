@@ -335,6 +335,15 @@ TEST_F(Dead_Share_Server, IsNotOneThatSaysNoAtOnce) {
     EXPECT_FALSE(Is_Remembered());
 }
 
+TEST_F(Dead_Share_Server, LivesAgainWhateverItSaysOfAFile) {
+    Configure_Server("Timeout = 1\n");
+    server().Freeze();
+    EXPECT_EQ(Stat(), Timed_Out);
+    server().Thaw();
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("no such file")), File_Not_Found) << "asked anyway";
+    EXPECT_FALSE(Is_Remembered());
+}
+
 TEST_F(Dead_Share_Server, IsNotOneThatFallsSilentWithinAFile) {
     Publish_Huge_File();
     Configure_Server("Timeout = 1\n");

@@ -137,14 +137,18 @@ TEST_F(Dead_Servers, AreAskedAgainAfterTheConfiguredTimeAsItIsThen) {
     user.Set_Number(Retry_After, 0);
     EXPECT_TRUE(Is_Asked(host));
     now += 3590s - 1ms;
-    user.Set_Number(Retry_After, 100000);
+    for (const auto* text : {"3601", "100000", "2147483648", "4294967295", "4294967296", "99999999999999999999"}) {
+        user.Set_Text(Retry_After, text);
+        EXPECT_FALSE(Is_Asked(host)) << "an hour: " << text;
+    }
+    user.Set_Number(Retry_After, 0x80000000);
     EXPECT_FALSE(Is_Asked(host)) << "an hour";
     now += 1ms;
     EXPECT_TRUE(Is_Asked(host)) << "at most";
 }
 
 TEST_F(Dead_Servers, AreAskedAgainAfterTwoMinutesWhereTheConfigurationMakesNoSense) {
-    for (const auto* text : {"-1", "ten", ""}) {
+    for (const auto* text : {"-1", "-4294967296", "4294967296 seconds", "ten", ""}) {
         user.Set_Text(Retry_After, text);
         Attempt_Ends(Attempt::Server_Unreached, host, 60s);
         now += 120s - 1ms;
@@ -202,17 +206,40 @@ TEST_F(Dead_Servers, AreNotRememberedWhereTheNetworkChangedMeanwhile) {
     EXPECT_FALSE(Is_Asked(host));
 }
 
-TEST_F(Dead_Servers, CostNoLookAtTheNetworkWhileAllIsWell) {
+TEST_F(Dead_Servers, AreRememberedWhereTheNetworkChangedBefore) {
+    now += 1s;
+    network.insert("tun0 198.51.100.1");
+    EXPECT_TRUE(Is_Asked(host));
+    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+    EXPECT_FALSE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, AreNotRememberedWhereAnotherRequestSawTheNetworkChange) {
+    const auto began = memory.Now();
+    now += 30s;
+    network.insert("tun0 198.51.100.1");
+    EXPECT_TRUE(Is_Asked(behind_proxy));
+    now += 30s;
+    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, began);
+    EXPECT_TRUE(Is_Asked(host));
+}
+
+TEST_F(Dead_Servers, CostOneLookAtTheNetworkASecondWhileAllIsWell) {
     looks_at_the_network = 0;
-    Attempt_Ends(Attempt::Responded, host, 60s);
-    Attempt_Ends(Attempt::Server_Unreached, host, 1ms);
+    now += 999ms;
     EXPECT_TRUE(Is_Asked(host));
     EXPECT_EQ(looks_at_the_network, 0);
+    now += 1ms;
+    EXPECT_TRUE(Is_Asked(host));
+    EXPECT_TRUE(Is_Asked(host));
+    Attempt_Ends(Attempt::Responded, host, 60s);
+    Attempt_Ends(Attempt::Server_Unreached, host, 1ms);
+    EXPECT_EQ(looks_at_the_network, 1);
     Attempt_Ends(Attempt::Server_Unreached, host, 60s);
     EXPECT_TRUE(Is_Asked(behind_proxy));
-    EXPECT_EQ(looks_at_the_network, 1) << "to remember";
+    EXPECT_EQ(looks_at_the_network, 2) << "to remember";
     EXPECT_FALSE(Is_Asked(host));
-    EXPECT_EQ(looks_at_the_network, 2) << "to recall";
+    EXPECT_EQ(looks_at_the_network, 3) << "to recall";
 }
 
 TEST_F(Dead_Servers, AreAskedByWhoAsksAnyway) {

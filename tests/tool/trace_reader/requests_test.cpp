@@ -157,10 +157,14 @@ TEST(Request_In_A_Trace, FailedCopyFromAShare) {
     trace.Call(policy, "url='x', expired_f/downloader_f not traced.");
     trace.Error("Download_File_Share", "Copy file failed for URL: '\\\\s\\x\\a.xml', cached file: '/c/1.xml' , "
                                        "GetLastError returned 53.");
+    Written_Trace unasked = trace;
     trace.Return("Download_File_Share", "''").Return(policy, "''").Return(get, "''");
     EXPECT_THAT(
         Explanations_In(trace.Text()),
         ElementsAre(StartsWith("the file could not be copied from the share (error 53: the server cannot be found")));
+    unasked.Error("Download_File_Share", "Description: The server was last tried at noon.");
+    unasked.Return("Download_File_Share", "''").Return(policy, "''").Return(get, "''");
+    EXPECT_THAT(Explanations_In(unasked.Text()), ElementsAre("The server was last tried at noon."));
 }
 
 TEST(Request_In_A_Trace, WritableFileIsLeftOnItsShare) {
