@@ -60,14 +60,31 @@ std::string Name_Of_This_User() {
     return found == nullptr ? std::string() : entry.pw_name;
 }
 
+/// In a user namespace without root, as sandboxes make it, root's files belong to the user of unknown ones.
+bool Is_Root(uid_t user) {
+    constexpr uid_t unknown = 65534;
+    if (user != unknown) {
+        return user == 0;
+    }
+    std::ifstream map("/proc/self/uid_map");
+    bool is_namespace = false;
+    for (std::uint32_t here = 0, outside = 0, count = 0; map >> here >> outside >> count;) {
+        if (here == 0) {
+            return false;
+        }
+        is_namespace = true;
+    }
+    return is_namespace;
+}
+
 /// How somebody else could have put a file or folder in this place, or could change it; empty when nobody
 /// could. Each file in a sticky folder is its owner's.
 std::string Objection(const std::string& path, const struct stat& status) {
-    if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
+    if (status.st_uid != ::geteuid() && !Is_Root(status.st_uid)) {
         return "belongs to another user";
     }
-    if ((status.st_mode & S_IWOTH) != 0 && !(S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0)) {
-        return "is writable for everybody";
+    if ((status.st_mode & S_IWOTH) != 0) {
+        return S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0 ? "" : "is writable for everybody";
     }
     if ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0) {
         const std::string group = Name_Of_Group(status.st_gid);
