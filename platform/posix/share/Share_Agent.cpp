@@ -129,6 +129,7 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
     std::unique_ptr<Share_Agent> agent(new Share_Agent(std::move(own_end), process, settings));
     Agent_Protocol::Settings record;
     record.port = settings.port;
+    record.is_signing_required = settings.is_signing_required;
     Copy_Name(record.user, settings.user);
     Copy_Name(record.workgroup, settings.workgroup);
     Copy_Name(record.password, settings.password);

@@ -123,7 +123,7 @@ std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t by
     }
     Share_Settings settings;
     std::string refusal;
-    if (!Read_Share_Settings(settings, refusal)) {
+    if (!Read_Share_Settings(share_path->server, settings, refusal)) {
         Complain(refusal);
         return Error_Bad_Configuration;
     }

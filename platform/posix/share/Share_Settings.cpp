@@ -1,9 +1,11 @@
 #include "platform/posix/share/Share_Settings.h"
 
+#include "platform/common/Wildcard.h"
 #include "platform/posix/configuration/Ini_Configuration.h"
 #include "platform/posix/share/agent/Agent_Protocol.h"
 #include "platform/posix/system/File_Descriptor.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -46,6 +48,25 @@ bool Read_Name(const char* key, std::string& name, std::string& refusal) {
     }
     refusal = std::string("[Shares] ") + key + ": too long";
     return false;
+}
+
+/// Whether a server gets user and password: nothing says otherwise, or one of the names is its.
+/// @return false when a name makes no sense.
+bool Read_Trust(const std::string& server, bool& is_trusted, std::string& refusal) {
+    constexpr auto scope = Configuration_Scope::User_Then_Machine;
+    const auto names = Configuration::System().Read_List(scope, Section, "Servers");
+    is_trusted = names.empty();
+    for (const std::string& name : names) {
+        if (name.find_first_of(" \t,;") != std::string::npos) {
+            refusal = "[Shares] Servers = " + name + ": not a name; each has a line of its own";
+            return false;
+        }
+        is_trusted =
+            is_trusted || Matches_Wildcard(server, name, [](char one, char other) {
+                return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
+            });
+    }
+    return true;
 }
 
 /// Why a password must not be read from the file; null when it may be.
@@ -91,15 +112,26 @@ bool Read_Password(const std::string& path, std::string& password, std::string& 
 
 } // namespace
 
-bool Read_Share_Settings(Share_Settings& settings, std::string& refusal) {
+bool Read_Share_Settings(const std::string& server, Share_Settings& settings, std::string& refusal) {
     Share_Settings read;
+    bool is_trusted = false;
     std::uint32_t timeout_s = read.timeout_ms / 1000;
     if (!Read_Number("Timeout", 1, 3600, timeout_s, refusal) || !Read_Number("Port", 1, 65535, read.port, refusal) ||
-        !Read_Name("User", read.user, refusal) || !Read_Name("Workgroup", read.workgroup, refusal)) {
+        !Read_Name("User", read.user, refusal) || !Read_Name("Workgroup", read.workgroup, refusal) ||
+        !Read_Trust(server, is_trusted, refusal)) {
         return false;
     }
+    if (const auto signing = Text_Of("Signing")) {
+        if (*signing != "required") {
+            refusal = "[Shares] Signing = " + *signing + ": not \"required\"";
+            return false;
+        }
+        read.is_signing_required = true;
+    }
     read.timeout_ms = timeout_s * 1000;
-    if (const auto path = Text_Of("PasswordFile"); path && !Read_Password(*path, read.password, refusal)) {
+    if (!is_trusted) {
+        read.user.clear();
+    } else if (const auto path = Text_Of("PasswordFile"); path && !Read_Password(*path, read.password, refusal)) {
         return false;
     }
     settings = std::move(read);

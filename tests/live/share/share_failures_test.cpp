@@ -150,6 +150,22 @@ TEST_F(Share_Failures, OfALogonHaveACodeOfTheirOwn) {
     EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "closed")), Access_Denied);
 }
 
+TEST_F(Share_Failures, OfAUserWhomTheServerTurnsIntoAGuestAreOfTheLogon) {
+    Publish("file", "content");
+    const std::string file = Samba_Server::Path("file");
+    EXPECT_EQ(Stat_Error(file), 0) << "a guest by intention";
+    Configure_Server("User = nobody_there\n" + Password_File("secret"));
+    EXPECT_EQ(Stat_Error(file), Logon_Failure);
+    EXPECT_EQ(Copy_Error(file), Logon_Failure);
+    Configure_Server("Servers = localhost\nUser = nobody_there\n" + Password_File("secret"));
+    EXPECT_EQ(Stat_Error(file), 0) << "not told the user";
+    EXPECT_EQ(Stat_Error("\\\\localhost\\share\\file"), Logon_Failure);
+    Configure_Server("Signing = required\n");
+    EXPECT_EQ(Stat_Error(file), Logon_Failure) << "guests cannot sign";
+    Configure_Server("Signing = required\n" + Logon());
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "staff")), 0);
+}
+
 TEST_F(Share_Failures, ReachNoLocalTarget) {
     Publish("file", "content");
 

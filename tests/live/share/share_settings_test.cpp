@@ -20,7 +20,7 @@ protected:
     std::string Refusal() {
         Share_Settings settings;
         std::string refusal;
-        const bool accepted = Read_Share_Settings(settings, refusal);
+        const bool accepted = Read_Share_Settings("fs1", settings, refusal);
         EXPECT_EQ(accepted, refusal.empty());
         return refusal;
     }
@@ -34,7 +34,7 @@ protected:
 TEST_F(Share_Settings_Test, HaveDefaults) {
     Share_Settings settings;
     std::string refusal;
-    ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+    ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
 
     EXPECT_EQ(settings, Share_Settings());
     EXPECT_EQ(settings.timeout_ms, 30000u);
@@ -46,7 +46,7 @@ TEST_F(Share_Settings_Test, AreReadAsTheyAreAtThatMoment) {
     Configure("Port = 1445\nUser = reader\nWorkgroup = OFFICE\nTimeout = 5\n" + Password_File("one"));
     Share_Settings settings;
     std::string refusal;
-    ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+    ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
     EXPECT_EQ(settings.port, 1445);
     EXPECT_EQ(settings.user, "reader");
     EXPECT_EQ(settings.workgroup, "OFFICE");
@@ -54,7 +54,7 @@ TEST_F(Share_Settings_Test, AreReadAsTheyAreAtThatMoment) {
     EXPECT_EQ(settings.password, "one");
 
     Configure("Port = 1446\n" + Password_File("another one"));
-    ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+    ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
     EXPECT_EQ(settings.port, 1446);
     EXPECT_EQ(settings.user, "");
     EXPECT_EQ(settings.password, "another one");
@@ -70,7 +70,7 @@ TEST_F(Share_Settings_Test, TakeTheFirstLineForThePassword) {
         Private_File(content);
         Share_Settings settings;
         std::string refusal;
-        ASSERT_TRUE(Read_Share_Settings(settings, refusal)) << refusal;
+        ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
         EXPECT_EQ(settings.password, password);
     }
 }
@@ -115,6 +115,25 @@ TEST_F(Share_Settings_Test, RefuseAPasswordFileThatIsNone) {
     EXPECT_THAT(Refusal(), EndsWith("its first line is too long"));
 }
 
+TEST_F(Share_Settings_Test, KeepUserAndPasswordFromOtherServersThanTheListed) {
+    for (const auto& [servers, server, is_listed] :
+         {std::tuple{"", "fs1", true},
+          {"Servers = fs1", "FS1", true},
+          {"Servers = fs1", "fs1.office.example", false},
+          {"Servers = fs2\nServers = *.Office.example", "fs1.office.EXAMPLE", true},
+          {"Servers = fs2\nServers = *.office.example", "fs1.office.example.net", false},
+          {"Servers = *", "fs1", true},
+          {"Servers =", "fs1", false}}) {
+        Configure(std::string(servers) + "\nUser = reader\nWorkgroup = OFFICE\n" + Password_File("secret"));
+        Share_Settings settings;
+        std::string refusal;
+        ASSERT_TRUE(Read_Share_Settings(server, settings, refusal)) << refusal;
+        EXPECT_EQ(settings.user, is_listed ? "reader" : "") << servers << server;
+        EXPECT_EQ(settings.password, is_listed ? "secret" : "") << servers << server;
+        EXPECT_EQ(settings.workgroup, "OFFICE");
+    }
+}
+
 TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
     for (const char* const line : {"Timeout = 0", "Timeout = -5", "Timeout = 3601", "Timeout = soon", "Timeout ="}) {
         Configure(line);
@@ -126,6 +145,10 @@ TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
     }
     Configure("User = " + std::string(256, 'u') + "\n");
     EXPECT_EQ(Refusal(), "[Shares] User: too long");
+    Configure("Servers = fs1, fs2\n");
+    EXPECT_EQ(Refusal(), "[Shares] Servers = fs1, fs2: not a name; each has a line of its own");
+    Configure("Signing = yes\n");
+    EXPECT_EQ(Refusal(), "[Shares] Signing = yes: not \"required\"");
 }
 
 } // namespace

@@ -21,7 +21,7 @@ namespace QEL::FrontEnd::Platform::Agent_Protocol {
 inline constexpr int Program_Descriptor = 3;
 
 /// Changes with the records below: after an upgrade a running library may meet the agent of another one.
-inline constexpr std::uint32_t Version = 1;
+inline constexpr std::uint32_t Version = 2;
 
 /// The SMB client library takes names and passwords of up to 255 bytes.
 inline constexpr std::size_t Max_Name = 256;
@@ -31,6 +31,7 @@ inline constexpr std::size_t Max_Text = 512;
 struct Settings {
     std::uint32_t version = Version;
     std::uint32_t port = 0;
+    bool is_signing_required = false; ///< without a user; with one it always is
     char user[Max_Name] = "";
     char workgroup[Max_Name] = "";
     char password[Max_Name] = "";

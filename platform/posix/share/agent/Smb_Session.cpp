@@ -1,10 +1,12 @@
 #include "platform/posix/share/agent/Smb_Session.h"
 
+#include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/statvfs.h>
 
 #include <algorithm>
@@ -59,6 +61,14 @@ bool Is_About_The_File(int error) {
     return std::ranges::find(errors, error) != std::end(errors);
 }
 
+/// Adds to what the library has read of its configuration files.
+bool Require_Signing(SMBCCTX* context) {
+    constexpr std::string_view text = "[global]\nclient signing = required\n";
+    const File_Descriptor file(::memfd_create("smb.conf", MFD_CLOEXEC));
+    return Write_All(file.Get(), text.data(), text.size()) &&
+           smbc_setConfiguration(context, ("/proc/self/fd/" + std::to_string(file.Get())).c_str()) == 0;
+}
+
 } // namespace
 
 Smb_Session* Smb_Session::s_session = nullptr;
@@ -69,15 +79,16 @@ Smb_Session::Smb_Session(const Agent_Protocol::Settings& settings) : m_Settings(
         return;
     }
 
-    const bool as_named_user = m_Settings.user[0] != '\0';
+    // Nobody who comes without a name can sign.
+    const bool is_signing_required = m_Settings.is_signing_required || m_Settings.user[0] != '\0';
     smbc_setDebug(context, Log_Level_Of_Logons);
     smbc_setLogCallback(context, nullptr, Watch_Logon);
     smbc_setPort(context, static_cast<std::uint16_t>(m_Settings.port));
     smbc_setOptionUseKerberos(context, 1);
     smbc_setOptionFallbackAfterKerberos(context, 1);
-    smbc_setOptionNoAutoAnonymousLogin(context, as_named_user);
+    smbc_setOptionNoAutoAnonymousLogin(context, is_signing_required);
     smbc_setFunctionAuthDataWithContext(context, Give_Credentials);
-    if (smbc_init_context(context) == nullptr) {
+    if (smbc_init_context(context) == nullptr || (is_signing_required && !Require_Signing(context))) {
         return;
     }
 

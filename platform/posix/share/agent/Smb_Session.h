@@ -10,7 +10,8 @@ namespace QEL::FrontEnd::Platform {
 
 /// The connections to file servers, made on demand and kept, and the logon to them.
 ///
-/// With a user in the settings it logs on as that user and as nobody else. Without one it uses the
+/// With a user in the settings it logs on as that user and as nobody else: the library does not say when a
+/// server has turned the user into a guest, but guests cannot sign, so signing is required. Without one it uses the
 /// Kerberos ticket of the user at the desk where there is one, else it comes as a guest: no name with
 /// an empty password ever reaches a server, which would count as a failed logon of that name.
 /// A process has one session.
