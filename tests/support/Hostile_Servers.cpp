@@ -2,12 +2,19 @@
 
 #include "platform/common/WinInet_Error.h"
 
+#include <string>
+
 namespace QEL::Tests {
 
 namespace {
 
 using namespace std::chrono_literals;
-using namespace FrontEnd::Platform;
+
+constexpr auto Timed_Out = FrontEnd::Platform::Error_Internet_Timeout;
+constexpr auto Aborted = FrontEnd::Platform::Error_Internet_Connection_Aborted;
+constexpr auto Invalid = FrontEnd::Platform::Error_Http_Invalid_Server_Response;
+constexpr auto Insecure = FrontEnd::Platform::Error_Internet_Security_Channel;
+constexpr auto Redirected = FrontEnd::Platform::Error_Http_Redirect_Failed;
 
 constexpr auto Tick = 20ms;
 
@@ -17,7 +24,7 @@ Request_Failure In_Body(std::uint32_t error) {
 }
 
 /// A server that reads the request, sends the text and closes.
-Misbehaving_Server::Behaviour Answer(std::string text) {
+Web_Server::Behaviour Respond(std::string text) {
     return [text](Server_Connection& client) {
         client.Read_Request();
         client.Send(text);
@@ -25,7 +32,7 @@ Misbehaving_Server::Behaviour Answer(std::string text) {
 }
 
 /// The same, but the connection stays open until the client goes or sends something else.
-Misbehaving_Server::Behaviour Answer_And_Wait(std::string text) {
+Web_Server::Behaviour Respond_And_Wait(std::string text) {
     return [text](Server_Connection& client) {
         client.Read_Request();
         client.Send(text);
@@ -34,7 +41,7 @@ Misbehaving_Server::Behaviour Answer_And_Wait(std::string text) {
 }
 
 /// A server that reads the request, sends the text and resets the connection.
-Misbehaving_Server::Behaviour Answer_And_Reset(std::string text) {
+Web_Server::Behaviour Respond_And_Reset(std::string text) {
     return [text](Server_Connection& client) {
         const auto request = client.Read_Request();
         client.Send(text);
@@ -50,7 +57,7 @@ Misbehaving_Server::Behaviour Answer_And_Reset(std::string text) {
 }
 
 /// A server that sends the head, then the piece again and again.
-Misbehaving_Server::Behaviour Endless(std::string head, std::string piece, std::chrono::milliseconds interval = 0ms) {
+Web_Server::Behaviour Endless(std::string head, std::string piece, std::chrono::milliseconds interval = 0ms) {
     return [=](Server_Connection& client) {
         client.Read_Request();
         client.Send(head);
@@ -58,8 +65,8 @@ Misbehaving_Server::Behaviour Endless(std::string head, std::string piece, std::
     };
 }
 
-/// A server that does not wait for a request: what it sends goes into the TLS handshake or before the answer.
-Misbehaving_Server::Behaviour Blurt(std::string text) {
+/// A server that does not wait for a request: what it sends goes into the TLS handshake or before the response.
+Web_Server::Behaviour Blurt(std::string text) {
     return [text](Server_Connection& client) {
         client.Send(text);
         client.Wait_For_Client_To_Go();
@@ -68,169 +75,151 @@ Misbehaving_Server::Behaviour Blurt(std::string text) {
 
 const std::string Ok = "HTTP/1.1 200 OK\r\n";
 const std::string Chunked = Ok + "Transfer-Encoding: chunked\r\n\r\n";
+const std::string Abc = "Content-Length: 3\r\n\r\nabc"; // the last header and a body
+const std::string No_Body = "Content-Length: 0\r\n\r\n";
 const std::string Nul(1, '\0');
+
+const Web_Server::Behaviour Silence = [](Server_Connection& client) { client.Wait_For_Client_To_Go(); };
 
 const Hostile_Server Http_Servers[] = {
     // Silence and trickles
-    {"NeverAnswers", [](Server_Connection& client) { client.Wait_For_Client_To_Go(); }, Error_Internet_Timeout},
-    {"TricklesTheStatusLine", Endless("HTTP/1.1 200 ", "O", Tick), Error_Internet_Timeout},
-    {"TricklesAHeader", Endless(Ok + "X-Slow: ", "a", Tick), Error_Internet_Timeout},
-    {"TricklesHeaders", Endless(Ok, "A: b\r\n", Tick), Error_Internet_Timeout},
-    {"TricklesInterimAnswers", Endless("", "HTTP/1.1 102 Processing\r\n\r\n", 60ms), Error_Internet_Timeout},
-    {"TricklesTheBody", Endless(Ok + "Content-Length: 1000000\r\n\r\n", "a", Tick), In_Body(Error_Internet_Timeout)},
-    {"TricklesChunks", Endless(Chunked, "1\r\na\r\n", Tick), In_Body(Error_Internet_Timeout)},
-    {"TricklesAChunkSize", Endless(Chunked, "0", Tick), In_Body(Error_Internet_Timeout)},
-    {"TricklesTrailers", Endless(Chunked + "1\r\na\r\n0\r\n", "A: b\r\n", Tick), In_Body(Error_Internet_Timeout)},
-    {"FallsSilentInTheBody", Answer_And_Wait(Ok + "Content-Length: 10\r\n\r\nabc"), In_Body(Error_Internet_Timeout)},
-    {"FallsSilentBeforeTheLastChunk", Answer_And_Wait(Chunked + "3\r\nabc\r\n"), In_Body(Error_Internet_Timeout)},
+    {"NeverResponds", Silence, Timed_Out},
+    {"TricklesTheStatusLine", Endless("HTTP/1.1 200 ", "O", Tick), Timed_Out},
+    {"TricklesAHeader", Endless(Ok + "X-Slow: ", "a", Tick), Timed_Out},
+    {"TricklesHeaders", Endless(Ok, "A: b\r\n", Tick), Timed_Out},
+    {"TricklesInterimResponses", Endless("", "HTTP/1.1 102 Processing\r\n\r\n", 60ms), Timed_Out},
+    {"TricklesTheBody", Endless(Ok + "Content-Length: 1000000\r\n\r\n", "a", Tick), In_Body(Timed_Out)},
+    {"TricklesChunks", Endless(Chunked, "1\r\na\r\n", Tick), In_Body(Timed_Out)},
+    {"TricklesAChunkSize", Endless(Chunked, "0", Tick), In_Body(Timed_Out)},
+    {"TricklesTrailers", Endless(Chunked + "1\r\na\r\n0\r\n", "A: b\r\n", Tick), In_Body(Timed_Out)},
+    {"FallsSilentInTheBody", Respond_And_Wait(Ok + "Content-Length: 10\r\n\r\nabc"), In_Body(Timed_Out)},
+    {"FallsSilentBeforeTheLastChunk", Respond_And_Wait(Chunked + "3\r\nabc\r\n"), In_Body(Timed_Out)},
 
     // Lost connections
-    {"ClosesWithoutReading", [](Server_Connection&) {}, Error_Internet_Connection_Aborted},
-    {"ClosesWithoutAnAnswer", Answer(""), Error_Internet_Connection_Aborted},
-    {"ResetsWithoutAnAnswer", Answer_And_Reset(""), Error_Internet_Connection_Aborted},
-    {"ClosesInTheStatusLine", Answer("HTTP/1.1 2"), Error_Internet_Connection_Aborted},
-    {"ClosesInTheHeaders", Answer(Ok + "Content-Le"), Error_Internet_Connection_Aborted},
-    {"ClosesAfterAHeader", Answer(Ok + "Content-Length: 3\r\n"), Error_Internet_Connection_Aborted},
-    {"ClosesAfterAnInterimAnswer", Answer("HTTP/1.1 100 Continue\r\n\r\n"), Error_Internet_Connection_Aborted},
-    {"ResetsInTheHeaders", Answer_And_Reset(Ok + "Content-Le"), Error_Internet_Connection_Aborted},
-    {"ResetsInTheBody", Answer_And_Reset(Ok + "Content-Length: 10\r\n\r\nabc"),
-     In_Body(Error_Internet_Connection_Aborted)},
-    {"ResetsInABodyWithoutLength", Answer_And_Reset(Ok + "\r\nabc"), In_Body(Error_Internet_Connection_Aborted)},
-    {"SendsLessThanPromised", Answer(Ok + "Content-Length: 10\r\n\r\nabc"), In_Body(Error_Internet_Connection_Aborted)},
-    {"LeavesOutTheLastChunk", Answer(Chunked + "3\r\nabc\r\n"), In_Body(Error_Internet_Connection_Aborted)},
-    {"ClosesInsideAChunk", Answer(Chunked + "5\r\nabc"), In_Body(Error_Internet_Connection_Aborted)},
+    {"ClosesWithoutReading", [](Server_Connection&) {}, Aborted},
+    {"ClosesWithoutAResponse", Respond(""), Aborted},
+    {"ResetsWithoutAResponse", Respond_And_Reset(""), Aborted},
+    {"ClosesInTheStatusLine", Respond("HTTP/1.1 2"), Aborted},
+    {"ClosesInTheHeaders", Respond(Ok + "Content-Le"), Aborted},
+    {"ClosesAfterAHeader", Respond(Ok + "Content-Length: 3\r\n"), Aborted},
+    {"ClosesAfterAnInterimResponse", Respond("HTTP/1.1 100 Continue\r\n\r\n"), Aborted},
+    {"ResetsInTheHeaders", Respond_And_Reset(Ok + "Content-Le"), Aborted},
+    {"ResetsInTheBody", Respond_And_Reset(Ok + "Content-Length: 10\r\n\r\nabc"), In_Body(Aborted)},
+    {"ResetsInABodyWithoutLength", Respond_And_Reset(Ok + "\r\nabc"), In_Body(Aborted)},
+    {"SendsLessThanItsContentLength", Respond(Ok + "Content-Length: 10\r\n\r\nabc"), In_Body(Aborted)},
+    {"LeavesOutTheLastChunk", Respond(Chunked + "3\r\nabc\r\n"), In_Body(Aborted)},
+    {"ClosesInsideAChunk", Respond(Chunked + "5\r\nabc"), In_Body(Aborted)},
 
-    // Answers that are none
-    {"SpeaksHttp09", Answer("<html>hello</html>"), Error_Http_Invalid_Server_Response},
-    {"SendsRubbish", Answer("\x16\x03\x01\x02\xFF\xFE" + Nul + "rubbish\r\n\r\n"), Error_Http_Invalid_Server_Response},
-    {"SpeaksIcy", Answer("ICY 200 OK\r\nContent-Length: 3\r\n\r\nabc"), Error_Http_Invalid_Server_Response},
-    {"SpeaksHttp99", Answer("HTTP/9.9 200 OK\r\nContent-Length: 3\r\n\r\nabc"), Error_Http_Invalid_Server_Response},
-    {"SendsNoStatus", Answer("HTTP/1.1\r\n\r\n"), Error_Http_Invalid_Server_Response},
-    {"SendsStatusText", Answer("HTTP/1.1 abc OK\r\n\r\n"), Error_Http_Invalid_Server_Response},
-    {"SendsNegativeStatus", Answer("HTTP/1.1 -20 OK\r\n\r\n"), Error_Http_Invalid_Server_Response},
-    {"SendsStatus000", Answer("HTTP/1.1 000 Zero\r\nContent-Length: 3\r\n\r\nabc"), Error_Http_Invalid_Server_Response},
-    {"SendsStatus2000", Answer("HTTP/1.1 2000 Many\r\nContent-Length: 3\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsAStatusOfAnErrorNumber", Answer("HTTP/2 12029 Refused\r\nContent-Length: 3\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsANegativeStatusOfHttp2", Answer("HTTP/2 -200 OK\r\nContent-Length: 3\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsStatus999", Answer("HTTP/1.1 999 Odd\r\nContent-Length: 3\r\n\r\nabc"), 0, 999, "abc"},
-    {"SwitchesProtocols", Answer_And_Wait("HTTP/1.1 101 Switching\r\nUpgrade: x\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsInterimAnswersWithoutEnd", Endless("", "HTTP/1.1 100 Continue\r\n\r\n"), Error_Http_Invalid_Server_Response},
-    {"SendsAnInterimAnswer",
-     Answer("HTTP/1.1 103 Early Hints\r\nLast-Modified: never\r\n\r\n" + Ok + "Content-Length: 3\r\n\r\nabc"), 0, 200,
+    // Responses that are not valid
+    {"SpeaksHttp09", Respond("<html>hello</html>"), Invalid},
+    {"SendsRubbish", Respond("\x16\x03\x01\x02\xFF\xFE" + Nul + "rubbish\r\n\r\n"), Invalid},
+    {"SpeaksIcy", Respond("ICY 200 OK\r\n" + Abc), Invalid},
+    {"SpeaksHttp99", Respond("HTTP/9.9 200 OK\r\n" + Abc), Invalid},
+    {"SendsNoStatus", Respond("HTTP/1.1\r\n\r\n"), Invalid},
+    {"SendsStatusText", Respond("HTTP/1.1 abc OK\r\n\r\n"), Invalid},
+    {"SendsNegativeStatus", Respond("HTTP/1.1 -20 OK\r\n\r\n"), Invalid},
+    {"SendsStatus000", Respond("HTTP/1.1 000 Zero\r\n" + Abc), Invalid},
+    {"SendsStatus2000", Respond("HTTP/1.1 2000 Many\r\n" + Abc), Invalid},
+    {"SendsAStatusOfAnErrorNumber", Respond("HTTP/2 12029 Refused\r\n" + Abc), Invalid},
+    {"SendsANegativeStatusOfHttp2", Respond("HTTP/2 -200 OK\r\n" + Abc), Invalid},
+    {"SendsStatus999", Respond("HTTP/1.1 999 Odd\r\n" + Abc), 0, 999, "abc"},
+    {"SwitchesProtocols", Respond_And_Wait("HTTP/1.1 101 Switching\r\nUpgrade: x\r\n\r\nabc"), Invalid},
+    {"SendsInterimResponsesWithoutEnd", Endless("", "HTTP/1.1 100 Continue\r\n\r\n"), Invalid},
+    {"SendsAnInterimResponse", Respond("HTTP/1.1 103 Early Hints\r\nLast-Modified: never\r\n\r\n" + Ok + Abc), 0, 200,
      "abc"},
 
     // Headers
-    {"SendsHeadersWithoutEnd", Endless(Ok, "X-Header: " + std::string(1000, 'x') + "\r\n"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsAHeaderWithoutEnd", Endless(Ok + "X-Header: ", std::string(1000, 'x')), Error_Http_Invalid_Server_Response},
+    {"SendsHeadersWithoutEnd", Endless(Ok, "X-Header: " + std::string(1000, 'x') + "\r\n"), Invalid},
+    {"SendsAHeaderWithoutEnd", Endless(Ok + "X-Header: ", std::string(1000, 'x')), Invalid},
     {"SendsALastModifiedOf1MB",
-     Answer_And_Wait(Ok + "Content-Length: 0\r\nLast-Modified: " + std::string(1 << 20, 'x') + "\r\n\r\n"),
-     Error_Http_Invalid_Server_Response},
+     Respond_And_Wait(Ok + "Content-Length: 0\r\nLast-Modified: " + std::string(1 << 20, 'x') + "\r\n\r\n"), Invalid},
     {"SendsTrailersWithoutEnd", Endless(Chunked + "1\r\na\r\n0\r\n", "X-Trailer: " + std::string(1000, 'x') + "\r\n"),
-     In_Body(Error_Http_Invalid_Server_Response)},
-    {"SendsNulInAHeader", Answer(Ok + "Content-Length: 3\r\nLast-Modified: a" + Nul + "b\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsCarriageReturnInAHeader", Answer(Ok + "Content-Length: 3\r\nLast-Modified: a\rforged: b\r\n\r\nabc"), 0, 200,
-     "abc", "a forged: b"},
+     In_Body(Invalid)},
+    {"SendsNulInAHeader", Respond(Ok + "Content-Length: 3\r\nLast-Modified: a" + Nul + "b\r\n\r\nabc"), Invalid},
+    {"SendsCarriageReturnInAHeader", Respond(Ok + "Content-Length: 3\r\nLast-Modified: a\rforged: b\r\n\r\nabc"), 0,
+     200, "abc", "a forged: b"},
     {"SendsControlCharactersInAHeader",
-     Answer(Ok + "Content-Length: 3\r\nLast-Modified: \x01"
-                 "a\x1A"
-                 "b\x7F\r\n\r\nabc"),
+     Respond(Ok + "Content-Length: 3\r\nLast-Modified: \x01"
+                  "a\x1A"
+                  "b\x7F\r\n\r\nabc"),
      0, 200, "abc", "a b"},
-    {"FoldsAHeader", Answer(Ok + "Last-Modified: a\r\n  b\r\n\tc\r\nContent-Length: 3\r\n\r\nabc"), 0, 200, "abc",
-     "a b c"},
-    {"FoldsTheFirstHeader", Answer(Ok + " Last-Modified: a\r\nContent-Length: 3\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsAHeaderWithoutAColon", Answer(Ok + "Last-Modified\r\nContent-Length: 3\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"RepeatsAHeader", Answer(Ok + "Last-Modified: a\r\nlast-modified: b\r\nContent-Length: 3\r\n\r\nabc"), 0, 200,
-     "abc", "a"},
-    {"EndsLinesWithLineFeeds", Answer("HTTP/1.1 200 OK\nLast-Modified: a\nContent-Length: 3\n\nabc"), 0, 200, "abc",
+    {"FoldsAHeader", Respond(Ok + "Last-Modified: a\r\n  b\r\n\tc\r\n" + Abc), 0, 200, "abc", "a b c"},
+    {"FoldsTheFirstHeader", Respond(Ok + " Last-Modified: a\r\n" + Abc), Invalid},
+    {"SendsAHeaderWithoutAColon", Respond(Ok + "Last-Modified\r\n" + Abc), Invalid},
+    {"RepeatsAHeader", Respond(Ok + "Last-Modified: a\r\nlast-modified: b\r\n" + Abc), 0, 200, "abc", "a"},
+    {"EndsLinesWithLineFeeds", Respond("HTTP/1.1 200 OK\nLast-Modified: a\nContent-Length: 3\n\nabc"), 0, 200, "abc",
      "a"},
-    {"SendsALastModifiedInATrailer", Answer(Chunked + "3\r\nabc\r\n0\r\nLast-Modified: forged\r\n\r\n"), 0, 200, "abc",
+    {"SendsALastModifiedInATrailer", Respond(Chunked + "3\r\nabc\r\n0\r\nLast-Modified: forged\r\n\r\n"), 0, 200, "abc",
      ""},
 
     // Lengths and codings
-    {"SendsMoreThanPromised", Answer(Ok + "Content-Length: 3\r\n\r\nabcdef"), 0, 200, "abc"},
-    {"PromisesANegativeLength", Answer(Ok + "Content-Length: -1\r\n\r\nabc"), Error_Http_Invalid_Server_Response},
-    {"PromisesNoNumber", Answer(Ok + "Content-Length: abc\r\n\r\nabc"), Error_Http_Invalid_Server_Response},
-    {"PromisesMoreThan64BitsHold", Answer(Ok + "Content-Length: 99999999999999999999\r\n\r\nabc"),
-     Error_Http_Invalid_Server_Response},
-    {"Promises3GB", Answer_And_Wait(Ok + "Content-Length: 3000000000\r\n\r\nabc"),
-     In_Body(Error_Http_Invalid_Server_Response)},
-    {"Promises2GBAndSendsLittle", Answer(Ok + "Content-Length: 2147483647\r\n\r\nabc"),
-     In_Body(Error_Internet_Connection_Aborted)},
-    {"PromisesTwoLengths", Answer(Ok + "Content-Length: 3\r\nContent-Length: 5\r\n\r\nabcde"),
-     Error_Http_Invalid_Server_Response},
+    {"SendsMoreThanItsContentLength", Respond(Ok + "Content-Length: 3\r\n\r\nabcdef"), 0, 200, "abc"},
+    {"SendsANegativeLength", Respond(Ok + "Content-Length: -1\r\n\r\nabc"), Invalid},
+    {"SendsALengthOfLetters", Respond(Ok + "Content-Length: abc\r\n\r\nabc"), Invalid},
+    {"SendsALengthBeyond64Bits", Respond(Ok + "Content-Length: 99999999999999999999\r\n\r\nabc"), Invalid},
+    {"SendsALengthOf3GB", Respond_And_Wait(Ok + "Content-Length: 3000000000\r\n\r\nabc"), In_Body(Invalid)},
+    {"SendsALengthOf2GBAndLittleMore", Respond(Ok + "Content-Length: 2147483647\r\n\r\nabc"), In_Body(Aborted)},
+    {"SendsTwoLengths", Respond(Ok + "Content-Length: 3\r\nContent-Length: 5\r\n\r\nabcde"), Invalid},
     {"SendsLengthAndChunks",
-     Answer(Ok + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n"), 0, 200, "abc"},
-    {"SendsWrongChunkSizes", Answer(Chunked + "zzz\r\nabc\r\n0\r\n\r\n"), In_Body(Error_Http_Invalid_Server_Response)},
-    {"SendsChunksOfAnotherSize", Answer(Chunked + "2\r\nabc\r\n0\r\n\r\n"),
-     In_Body(Error_Http_Invalid_Server_Response)},
-    {"SendsAHugeChunkSize", Answer(Chunked + "FFFFFFFFFFFFFFFFF\r\nabc\r\n0\r\n\r\n"),
-     In_Body(Error_Http_Invalid_Server_Response)},
-    {"SendsANegativeChunkSize", Answer(Chunked + "-3\r\nabc\r\n0\r\n\r\n"),
-     In_Body(Error_Http_Invalid_Server_Response)},
-    {"SendsAChunkExtensionWithoutEnd", Endless(Chunked + "3;", std::string(1000, 'x')),
-     In_Body(Error_Internet_Timeout)},
-    {"CompressesTheBody", Answer(Ok + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\n\x1F\x8B\x08"), 0, 200,
+     Respond(Ok + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n"), 0, 200, "abc"},
+    {"SendsWrongChunkSizes", Respond(Chunked + "zzz\r\nabc\r\n0\r\n\r\n"), In_Body(Invalid)},
+    {"SendsChunksOfAnotherSize", Respond(Chunked + "2\r\nabc\r\n0\r\n\r\n"), In_Body(Invalid)},
+    {"SendsAHugeChunkSize", Respond(Chunked + "FFFFFFFFFFFFFFFFF\r\nabc\r\n0\r\n\r\n"), In_Body(Invalid)},
+    {"SendsANegativeChunkSize", Respond(Chunked + "-3\r\nabc\r\n0\r\n\r\n"), In_Body(Invalid)},
+    {"SendsAChunkExtensionWithoutEnd", Endless(Chunked + "3;", std::string(1000, 'x')), In_Body(Timed_Out)},
+    {"CompressesTheBody", Respond(Ok + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\n\x1F\x8B\x08"), 0, 200,
      "\x1F\x8B\x08"},
-    {"CompressesTheTransfer", Answer(Ok + "Transfer-Encoding: gzip, chunked\r\n\r\n3\r\n\x1F\x8B\x08\r\n0\r\n\r\n"),
-     Error_Http_Invalid_Server_Response},
+    {"CompressesTheTransfer", Respond(Ok + "Transfer-Encoding: gzip, chunked\r\n\r\n3\r\n\x1F\x8B\x08\r\n0\r\n\r\n"),
+     Invalid},
     {"HidesACompressedTransfer",
-     Answer(Ok + "Transfer-Encoding: chunked\r\nHTTP/1.1: 200\r\nTransfer-Encoding: gzip\r\n\r\n"
-                 "3\r\n\x1F\x8B\x08\r\n0\r\n\r\n"),
-     Error_Http_Invalid_Server_Response},
-    {"HidesALength", Answer(Ok + "Content-Length: 5\r\nHTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcde"),
-     Error_Http_Invalid_Server_Response},
-    {"SendsABodyWith204", Answer("HTTP/1.1 204 No Content\r\nContent-Length: 3\r\n\r\nabc"), 0, 204, ""},
-    {"SendsABodyWith304", Answer("HTTP/1.1 304 Not Modified\r\nContent-Length: 3\r\n\r\nabc"), 0, 304, ""},
+     Respond(Ok + "Transfer-Encoding: chunked\r\nHTTP/1.1: 200\r\nTransfer-Encoding: gzip\r\n\r\n"
+                  "3\r\n\x1F\x8B\x08\r\n0\r\n\r\n"),
+     Invalid},
+    {"HidesALength", Respond(Ok + "Content-Length: 5\r\nHTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcde"), Invalid},
+    {"SendsABodyWith204", Respond("HTTP/1.1 204 No Content\r\n" + Abc), 0, 204, ""},
+    {"SendsABodyWith304", Respond("HTTP/1.1 304 Not Modified\r\n" + Abc), 0, 304, ""},
 
     // Redirects
-    {"RedirectsToAFile", Answer("HTTP/1.1 302 Found\r\nLocation: file:///etc/passwd\r\nContent-Length: 0\r\n\r\n"), 0,
-     302},
-    {"RedirectsToAShare", Answer("HTTP/1.1 302 Found\r\nLocation: file://server/share/x\r\nContent-Length: 0\r\n\r\n"),
-     0, 302},
-    {"RedirectsToFtp", Answer("HTTP/1.1 301 Moved\r\nLocation: ftp://good.test/x\r\nContent-Length: 0\r\n\r\n"), 0,
-     301},
-    {"RedirectsToNowhere", Answer("HTTP/1.1 302 Found\r\nContent-Length: 0\r\n\r\n"), 0, 302},
-    {"RedirectsToNoUrl", Answer("HTTP/1.1 302 Found\r\nLocation: http://\r\nContent-Length: 0\r\n\r\n"), 0, 302},
-    {"RedirectsToItself", Answer("HTTP/1.1 302 Found\r\nLocation: /file.xml\r\nContent-Length: 0\r\n\r\n"),
-     Error_Http_Redirect_Failed},
-    {"RedirectsWithAMultipleChoice", Answer("HTTP/1.1 300 Choose\r\nLocation: /a\r\nContent-Length: 0\r\n\r\n"), 0,
-     300},
+    {"RedirectsToAFile", Respond("HTTP/1.1 302 Found\r\nLocation: file:///etc/passwd\r\n" + No_Body), 0, 302},
+    {"RedirectsToAShare", Respond("HTTP/1.1 302 Found\r\nLocation: file://server/share/x\r\n" + No_Body), 0, 302},
+    {"RedirectsToFtp", Respond("HTTP/1.1 301 Moved\r\nLocation: ftp://good.test/x\r\n" + No_Body), 0, 301},
+    {"RedirectsToNowhere", Respond("HTTP/1.1 302 Found\r\n" + No_Body), 0, 302},
+    {"RedirectsToNoUrl", Respond("HTTP/1.1 302 Found\r\nLocation: http://\r\n" + No_Body), 0, 302},
+    {"RedirectsToItself", Respond("HTTP/1.1 302 Found\r\nLocation: /file.xml\r\n" + No_Body), Redirected},
+    {"RedirectsWithAMultipleChoice", Respond("HTTP/1.1 300 Choose\r\nLocation: /a\r\n" + No_Body), 0, 300},
 };
 
 // The same server with TLS on the client's side: what it sends goes into the handshake.
 const Hostile_Server Tls_Servers[] = {
-    {"NeverAnswersTheHandshake", [](Server_Connection& client) { client.Wait_For_Client_To_Go(); },
-     Error_Internet_Timeout},
-    {"StopsMidHandshake", Blurt("\x16\x03\x03" + Nul + "\x7A\x02"), Error_Internet_Timeout},
+    {"NeverRespondsToTheHandshake", Silence, Timed_Out},
+    {"StopsMidHandshake", Blurt("\x16\x03\x03" + Nul + "\x7A\x02"), Timed_Out},
     {"TricklesTheHandshake",
      [](Server_Connection& client) {
          client.Send("\x16\x03\x03\x3F\xFF\x02" + Nul + "\x3F\xFB");
          client.Send_Without_End("a", Tick);
      },
-     Error_Internet_Timeout},
-    {"ClosesMidHandshake", [](Server_Connection& client) { client.Send("\x16\x03\x03" + Nul + "\x7A\x02"); },
-     Error_Internet_Security_Channel},
+     Timed_Out},
+    {"ClosesMidHandshake", [](Server_Connection& client) { client.Send("\x16\x03\x03" + Nul + "\x7A\x02"); }, Insecure},
     {"ResetsMidHandshake",
      [](Server_Connection& client) {
          client.Pause(Tick);
          client.Reset();
      },
-     Error_Internet_Security_Channel},
-    {"SpeaksPlainHttp", Blurt("HTTP/1.1 400 Bad Request\r\n\r\n"), Error_Internet_Security_Channel},
-    {"SendsRubbishForAHandshake", Blurt(std::string(4096, 'r')), Error_Internet_Security_Channel},
-    {"RefusesTheTlsVersion", Blurt("\x15\x03\x03" + Nul + "\x02\x02\x46"), Error_Internet_Security_Channel},
-    {"RefusesTheHandshake", Blurt("\x15\x03\x03" + Nul + "\x02\x02\x28"), Error_Internet_Security_Channel},
+     Insecure},
+    {"SpeaksPlainHttp", Blurt("HTTP/1.1 400 Bad Request\r\n\r\n"), Insecure},
+    {"SendsRubbishForAHandshake", Blurt(std::string(4096, 'r')), Insecure},
+    {"RefusesTheTlsVersion", Blurt("\x15\x03\x03" + Nul + "\x02\x02\x46"), Insecure},
+    {"RefusesTheHandshake", Blurt("\x15\x03\x03" + Nul + "\x02\x02\x28"), Insecure},
 };
 
 } // namespace
+
+Ending Hostile_Server::Ending_Of_The_File() const {
+    if (failure.error != 0) {
+        return failure.error == Timed_Out ? Ending::Timed_Out : Ending::Failed;
+    }
+    return status >= 200 && status <= 299 ? Ending::Served : Ending::Refused;
+}
 
 std::span<const Hostile_Server> Hostile_Http_Servers() {
     return Http_Servers;
@@ -238,6 +227,37 @@ std::span<const Hostile_Server> Hostile_Http_Servers() {
 
 std::span<const Hostile_Server> Hostile_Tls_Servers() {
     return Tls_Servers;
+}
+
+Hostile_Servers_At_Work::Hostile_Servers_At_Work() {
+    for (const auto& server : Hostile_Http_Servers()) {
+        Start(server, "http");
+        Start_With_Good_File(server);
+    }
+    for (const auto& server : Hostile_Tls_Servers()) {
+        Start(server, "https");
+    }
+}
+
+void Hostile_Servers_At_Work::Start(const Hostile_Server& server, const char* scheme) {
+    const auto url = m_Servers.emplace_back(server.behaviour).Url("/file.xml", "127.0.0.1");
+    m_Sites.push_back(
+        {server.name, scheme + url.substr(4), server.Ending_Of_The_Head(), server.Ending_Of_The_File(), server.body});
+}
+
+void Hostile_Servers_At_Work::Start_With_Good_File(const Hostile_Server& server) {
+    static const std::string good_content = "<good/>";
+    const auto& started = m_Servers.emplace_back([behaviour = server.behaviour](Server_Connection& client) {
+        if (!client.Is_Asked_For("GET ")) {
+            behaviour(client);
+            return;
+        }
+        client.Read_Request();
+        client.Send(Ok + "Content-Type: text/xml\r\nConnection: close\r\nContent-Length: " +
+                    std::to_string(good_content.size()) + "\r\n\r\n" + good_content);
+    });
+    m_Sites.push_back({server.name + std::string("ToTheCheckAlone"), started.Url("/file.xml", "127.0.0.1"),
+                       server.Ending_Of_The_Head(), Ending::Served, good_content});
 }
 
 } // namespace QEL::Tests

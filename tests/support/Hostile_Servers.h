@@ -1,34 +1,37 @@
 #pragma once
 
+#include "tests/support/Hostile_Site.h"
+#include "tests/support/Web_Server.h"
+
 #include <cstdint>
+#include <list>
 #include <ostream>
 #include <span>
-
-#include "tests/support/Misbehaving_Server.h"
+#include <vector>
 
 namespace QEL::Tests {
 
-/// How a request ends that has no answer.
+/// How a request ends that has no response.
 struct Request_Failure {
     // NOLINTNEXTLINE(google-explicit-constructor): most failures are a number alone
     Request_Failure(std::uint32_t number = 0, bool spares = false) : error(number), spares_head(spares) {}
 
-    std::uint32_t error; ///< 0: the request has an answer
-    bool spares_head;    ///< the fault is in the body: a request for the head alone has an answer, of status 200
+    std::uint32_t error; ///< 0: the request has a response
+    bool spares_head;    ///< the fault is in the body: a request for the head alone has a response, of status 200
 };
 
 /// A server that breaks the protocol, the connection or the caller's patience, and what its client
 /// makes of it.
 struct Hostile_Server {
     const char* name;
-    Misbehaving_Server::Behaviour behaviour;
+    Web_Server::Behaviour behaviour;
     Request_Failure failure; ///< of a request for the file
-    long status = 0;         ///< of the answer, when there is one
+    long status = 0;         ///< of the response, when there is one
     const char* body = "";   ///< likewise
     const char* last_modified = "";
 
-    /// True when the server hands out a whole file.
-    bool Serves_A_File() const { return failure.error == 0 && status >= 200 && status <= 299; }
+    Ending Ending_Of_The_File() const;
+    Ending Ending_Of_The_Head() const { return failure.spares_head ? Ending::Served : Ending_Of_The_File(); }
 };
 
 inline void PrintTo(const Hostile_Server& server, std::ostream* out) {
@@ -40,5 +43,21 @@ std::span<const Hostile_Server> Hostile_Http_Servers();
 
 /// Servers that are asked with TLS, and none of which gets as far as a request.
 std::span<const Hostile_Server> Hostile_Tls_Servers();
+
+/// All hostile servers at work, each on a port of its own of 127.0.0.1; those that are asked in plain HTTP
+/// a second time, hostile to requests for the head alone.
+class Hostile_Servers_At_Work {
+public:
+    Hostile_Servers_At_Work();
+
+    const std::vector<Hostile_Site>& Sites() const { return m_Sites; }
+
+private:
+    void Start(const Hostile_Server& server, const char* scheme);
+    void Start_With_Good_File(const Hostile_Server& server);
+
+    std::list<Web_Server> m_Servers;
+    std::vector<Hostile_Site> m_Sites;
+};
 
 } // namespace QEL::Tests

@@ -7,11 +7,11 @@
 
 namespace QEL::Tests {
 
-/// How a hostile server's answer ends.
+/// How a hostile server's response ends.
 enum class Ending {
     Served,    ///< with a status of success, and whole
     Refused,   ///< with another status
-    Failed,    ///< with a broken answer or connection
+    Failed,    ///< with a broken response or connection
     Timed_Out, ///< not at all: the client has to lose its patience
     Doubtful   ///< the client decides whether it was served or failed
 };
@@ -20,7 +20,7 @@ enum class Ending {
 struct Hostile_Site {
     std::string name;
     std::string url;
-    Ending head = Ending::Served; ///< of the answer to a request for the head
+    Ending head = Ending::Served; ///< of the response to a request for the head
     Ending file = Ending::Served; ///< of that to a request for the file
     std::string body;             ///< of a file that is served, or may be
 };

@@ -41,6 +41,19 @@ Socket Bind_Free_Port() {
     return socket;
 }
 
+Socket Listen_On_Free_Port(int backlog) {
+    Socket socket = Bind_Free_Port();
+    if (listen(socket.Get(), backlog) != 0) {
+        throw std::runtime_error("no socket to listen on");
+    }
+    return socket;
+}
+
+bool Connect(const Socket& socket, int port) {
+    const auto address = Loopback(port);
+    return connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
 int Port_Of(const Socket& socket) {
     sockaddr_in address{};
     socklen_t size = sizeof address;
@@ -62,15 +75,20 @@ int Free_Port() {
 
 bool Wait_For_Listener(int port, const std::function<bool()>& has_failed) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    const auto address = Loopback(port);
     while (std::chrono::steady_clock::now() < end && !has_failed()) {
-        const Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        if (Connect(Socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), port)) {
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
+}
+
+Full_Port::Full_Port() {
+    for (int client = 0; client < 4; ++client) {
+        m_Clients.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        Connect(m_Clients.back(), Port());
+    }
 }
 
 } // namespace QEL::Tests

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace QEL::Tests {
 
@@ -26,8 +28,14 @@ private:
 /// A socket bound to a free port of 127.0.0.1, not yet listening.
 Socket Bind_Free_Port();
 
+/// One that listens.
+Socket Listen_On_Free_Port(int backlog);
+
 /// The port that a socket is bound to.
 int Port_Of(const Socket& socket);
+
+/// Begins to connect to a port of 127.0.0.1; with a blocking socket, connects.
+bool Connect(const Socket& socket, int port);
 
 /// A port of 127.0.0.1 that nobody listens on, for a server that takes its port as a number.
 int Free_Port();
@@ -35,5 +43,21 @@ int Free_Port();
 /// True as soon as somebody listens on the port; false when nobody does within ten seconds, or
 /// nobody will any more.
 bool Wait_For_Listener(int port, const std::function<bool()>& has_failed);
+
+/// A port whose connections are neither accepted nor refused, as if a firewall dropped their packets: its queue is
+/// full.
+class Full_Port {
+public:
+    Full_Port();
+
+    int Port() const { return Port_Of(m_Listener); }
+    std::string Url(const std::string& scheme, const std::string& host = "good.test") const {
+        return scheme + "://" + host + ":" + std::to_string(Port()) + "/";
+    }
+
+private:
+    Socket m_Listener = Listen_On_Free_Port(0);
+    std::vector<Socket> m_Clients;
+};
 
 } // namespace QEL::Tests

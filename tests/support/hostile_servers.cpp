@@ -5,7 +5,7 @@
 #include <limits>
 #include <string>
 
-#include "tests/support/Hostile_Servers_At_Work.h"
+#include "tests/support/Hostile_Servers.h"
 
 int main() {
     const QEL::Tests::Hostile_Servers_At_Work servers;

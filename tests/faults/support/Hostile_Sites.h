@@ -14,7 +14,7 @@ const std::vector<Hostile_Site>& Hostile_Sites();
 extern const std::chrono::seconds Longest_Exchange;
 
 /// From now on the clients wait for a server no longer than it takes to see that they stop waiting.
-/// Only where an answer times out: a server that does answer has all the time that it usually has.
+/// Only where a response times out: a server that does respond has all the time that it usually has.
 void Be_Impatient_With(const Hostile_Site& site);
 
 } // namespace QEL::Tests

@@ -15,24 +15,24 @@ namespace QEL::Tests {
 
 namespace {
 
-/// What the system's clients may take for a file, or not: they do not tell how an answer was framed.
-struct Doubtful_Answer {
+/// What the system's clients may take for a file, or not: they do not say how a response was framed.
+struct Doubtful_Response {
     const char* name;
     const char* body;
 };
 
-constexpr Doubtful_Answer Doubtful_Answers[] = {
+constexpr Doubtful_Response Doubtful_Responses[] = {
     // Whole. Where no length can be read, the file ends with the connection.
     {"SpeaksHttp99", "abc"},
-    {"SendsAnInterimAnswer", "abc"},
+    {"SendsAnInterimResponse", "abc"},
     {"SendsALastModifiedOf1MB", ""},
     {"SendsNulInAHeader", "abc"},
     {"SendsAHeaderWithoutAColon", "abc"},
     {"FoldsTheFirstHeader", "abc"},
-    {"PromisesANegativeLength", "abc"},
-    {"PromisesNoNumber", "abc"},
-    {"PromisesMoreThan64BitsHold", "abc"},
-    {"PromisesTwoLengths", "abcde"},
+    {"SendsANegativeLength", "abc"},
+    {"SendsALengthOfLetters", "abc"},
+    {"SendsALengthBeyond64Bits", "abc"},
+    {"SendsTwoLengths", "abcde"},
     {"SendsLengthAndChunks", "abc"},
     {"HidesALength", "abcde"},
 
@@ -41,33 +41,29 @@ constexpr Doubtful_Answer Doubtful_Answers[] = {
     {"ResetsInTheHeaders", ""},
     {"LeavesOutTheLastChunk", "abc"},
     {"ClosesInsideAChunk", "abc"},
-    // the chunks have sizes that are none,
+    // the chunks have sizes that are not valid,
     {"SendsWrongChunkSizes", ""},
     {"SendsChunksOfAnotherSize", "ab"},
     {"SendsAHugeChunkSize", "abc\r\r\n0\r\r\n\r\r\n"}, // written as text
     {"SendsANegativeChunkSize", "abc"},
-    // the answer holds more than the file,
-    {"SendsMoreThanPromised", "abcdef"},
+    // the response holds more than the file,
+    {"SendsMoreThanItsContentLength", "abcdef"},
     {"SendsABodyWith204", "abc"},
     // it is compressed,
     {"CompressesTheBody", ""},
     {"CompressesTheTransfer", "3\r\r\n\x1F\x8B\b\r\r\n0\r\r\n\r\r\n"},
     {"HidesACompressedTransfer", "\x1F\x8B\b"},
-    // or it is none.
+    // or it is not HTTP.
     {"SendsRubbish", "\r\r\n"},
     {"SpeaksIcy", "Content-Length: 3\r\r\n\r\r\nabc"},
 };
 
 /// Wine's request object ignores time-outs: these requests end when their servers let go of them, or
-/// never. The servers whose answers time out elsewhere are left out with them.
-const std::set<std::string> Endless_Requests = {"SwitchesProtocols",
-                                                "Promises3GB",
-                                                "SendsInterimAnswersWithoutEnd",
-                                                "SendsHeadersWithoutEnd",
-                                                "SendsAHeaderWithoutEnd",
-                                                "SendsTrailersWithoutEnd",
-                                                "SpeaksPlainHttp",
-                                                "SendsRubbishForAHandshake"};
+/// never. The servers whose responses time out elsewhere are left out with them.
+const std::set<std::string> Endless_Requests = {
+    "SwitchesProtocols",      "SendsALengthOf3GB",        "SendsInterimResponsesWithoutEnd",
+    "SendsHeadersWithoutEnd", "SendsAHeaderWithoutEnd",   "SendsTrailersWithoutEnd",
+    "SpeaksPlainHttp",        "SendsRubbishForAHandshake"};
 
 constexpr std::string_view To_The_Check_Alone = "ToTheCheckAlone";
 
@@ -94,10 +90,10 @@ void Make_Lenient(Hostile_Site& site) {
         // that, and another connection made, is a matter of microseconds.
         site.file = Ending::Doubtful;
     }
-    for (const auto& answer : Doubtful_Answers) {
-        if (site.name == answer.name) {
+    for (const auto& response : Doubtful_Responses) {
+        if (site.name == response.name) {
             site.file = Ending::Doubtful;
-            site.body = answer.body;
+            site.body = response.body;
         }
     }
 }

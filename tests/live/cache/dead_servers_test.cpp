@@ -2,9 +2,9 @@
 
 #include "platform/common/Dead_Servers.h"
 #include "tests/live/cache/Web_Cache_Fixture.h"
-#include "tests/support/Full_Port.h"
 #include "tests/support/Local_Names.h"
 #include "tests/support/Normalised_Trace.h"
+#include "tests/support/Socket.h"
 
 #include <regex>
 #include <thread>

@@ -16,9 +16,9 @@
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/support/Misbehaving_Server.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/HttpClient.h"
 
@@ -47,7 +47,7 @@ std::ptrdiff_t Open_Descriptors() {
 }
 
 TEST(Connections, AreSharedByFreshnessCheckAndDownload) {
-    const Misbehaving_Server server(Serve_All);
+    const Web_Server server(Serve_All);
 
     EXPECT_EQ(Head(server.Url()).status, 200);
     EXPECT_EQ(Get(server.Url()).body, "abc");
@@ -70,8 +70,8 @@ TEST(Connections, CostOneTlsHandshakeForFreshnessCheckAndDownload) {
 }
 
 TEST(Connections, AreNotSharedBetweenServers) {
-    const Misbehaving_Server first(Serve_All);
-    const Misbehaving_Server second(Serve_All);
+    const Web_Server first(Serve_All);
+    const Web_Server second(Serve_All);
 
     Get(first.Url());
     Get(second.Url());
@@ -125,7 +125,7 @@ TEST(Connections, ArePooledByOriginAndCheck) {
 }
 
 TEST(Connections, ThatTheServerHasClosedAreReplaced) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Send(Response_With_Body);
     });
@@ -137,7 +137,7 @@ TEST(Connections, ThatTheServerHasClosedAreReplaced) {
 }
 
 TEST(Connections, ThatTheServerClosesOnTheNextRequestAreReplaced) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Send(Response_With_Body);
         client.Read_Request();
@@ -153,7 +153,7 @@ TEST(Connections, ThatFailedAreNotUsedAgain) {
     std::binary_semaphore first_has_failed{0};
     std::binary_semaphore rest_is_sent{0};
     std::atomic<bool> is_first = true;
-    const Misbehaving_Server server([&](Server_Connection& client) {
+    const Web_Server server([&](Server_Connection& client) {
         client.Read_Request();
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
         if (is_first.exchange(false)) {
@@ -173,7 +173,7 @@ TEST(Connections, ThatFailedAreNotUsedAgain) {
 }
 
 TEST(Connections, WithAResponseThatNobodyAskedForAreNotUsedAgain) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         while (!client.Read_Request().empty()) {
             client.Send(Response_With_Body + "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nforged");
         }
@@ -186,7 +186,7 @@ TEST(Connections, WithAResponseThatNobodyAskedForAreNotUsedAgain) {
 
 // With a handle used before, libcurl appended the line to a header that it had freed.
 TEST(Connections, CarryNoHeaderFromOneResponseToTheNext) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         for (int request = 0; request < 3; ++request) {
             client.Read_Request();
             client.Send("HTTP/1.1 200 OK\r\nLast-Modified: monday\r\nContent-Length: 0\r\n\r\n");
@@ -204,7 +204,7 @@ TEST(Connections, CarryNoHeaderFromOneResponseToTheNext) {
 }
 
 TEST(Connections, LeaveNoDescriptorsBehind) {
-    const Misbehaving_Server server(Serve_All);
+    const Web_Server server(Serve_All);
     Get(server.Url());
     const auto before = Open_Descriptors();
 
@@ -218,7 +218,7 @@ TEST(Connections, LeaveNoDescriptorsBehind) {
 }
 
 TEST(Connections, LeaveNoDescriptorsBehindAfterFailures) {
-    const Misbehaving_Server server([](Server_Connection&) {});
+    const Web_Server server([](Server_Connection&) {});
     Get(server.Url());
     const auto before = Open_Descriptors();
 
@@ -234,9 +234,9 @@ TEST(Connections, LeaveNoDescriptorsBehindAfterFailures) {
 }
 
 TEST(Connections, ToManyServersAreLimited) {
-    std::vector<std::unique_ptr<Misbehaving_Server>> servers;
+    std::vector<std::unique_ptr<Web_Server>> servers;
     for (int server = 0; server < 20; ++server) {
-        servers.push_back(std::make_unique<Misbehaving_Server>(Serve_All));
+        servers.push_back(std::make_unique<Web_Server>(Serve_All));
         EXPECT_EQ(Get(servers.back()->Url()).body, "abc");
     }
 
@@ -248,7 +248,7 @@ TEST(Connections, ToManyServersAreLimited) {
 }
 
 TEST(Connections, AreClosedAfterTwoIdleMinutes) {
-    const Misbehaving_Server server(Serve_All);
+    const Web_Server server(Serve_All);
     Get(server.Url());
     for (auto& idle : Connection_Pool::Instance()->m_Idle) {
         idle.since -= 121s;
@@ -261,7 +261,7 @@ TEST(Connections, AreClosedAfterTwoIdleMinutes) {
 }
 
 TEST(Connections, ServeManyThreadsAtOnce) {
-    const Misbehaving_Server server(Serve_All);
+    const Web_Server server(Serve_All);
     std::atomic<int> served = 0;
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 32; ++thread) {

@@ -9,9 +9,9 @@
 #include "platform/common/Http_Transfer.h"
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/support/Full_Port.h"
 #include "tests/support/Local_Names.h"
 #include "tests/support/Own_Network.h"
+#include "tests/support/Socket.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
 #include "tests/support/Web_Server.h"
@@ -87,13 +87,13 @@ TEST_F(Dead_Server, IsOneWhoseNameNobodyResolves) {
 }
 
 TEST_F(Dead_Server, IsOneThatDoesNotFinishTheHandshake) {
-    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
     Expect_One_Attempt("https" + server.Url().substr(4));
     EXPECT_EQ(server.Connections(), 1);
 }
 
 TEST_F(Dead_Server, IsASilentOneForTheSameMethod) {
-    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
     for (const auto* method : {"GET", "HEAD"}) {
         const auto first = Request_If_Alive(method, server.Url(), Short_Receive);
         const auto next = Request_If_Alive(method, server.Url(), Short_Receive);
@@ -105,7 +105,7 @@ TEST_F(Dead_Server, IsASilentOneForTheSameMethod) {
 }
 
 TEST_F(Dead_Server, ServesWhereItHangsForHeadOnly) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         if (client.Is_Asked_For("HEAD")) {
             client.Wait_For_Client_To_Go();
         }
@@ -153,7 +153,7 @@ TEST_F(Dead_Server, IsOneThatRefusesAfterALongTime) {
 }
 
 TEST_F(Dead_Server, IsNotOneWhoseBodyStalls) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\nabc");
         client.Wait_For_Client_To_Go();
@@ -175,7 +175,7 @@ TEST_F(Dead_Server, IsNotTheOneThatRedirectsThere) {
 TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
     m_Configuration.Set_Number(Retry_After, 1);
     std::atomic<bool> has_recovered = false;
-    const Misbehaving_Server server([&](Server_Connection& client) {
+    const Web_Server server([&](Server_Connection& client) {
         if (!has_recovered) {
             client.Wait_For_Client_To_Go();
         }
@@ -192,7 +192,7 @@ TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
 
 TEST_F(Dead_Server, LivesAgainWithAResponse) {
     std::atomic<bool> has_recovered = false;
-    const Misbehaving_Server server([&](Server_Connection& client) {
+    const Web_Server server([&](Server_Connection& client) {
         if (!has_recovered) {
             client.Wait_For_Client_To_Go();
         }
@@ -208,7 +208,7 @@ TEST_F(Dead_Server, LivesAgainWithAResponse) {
 
 TEST_F(Dead_Server, IsAskedEachTimeWhereTheMemoryIsSwitchedOff) {
     m_Configuration.Set_Number(Retry_After, 0);
-    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
     Get(server.Url(), Short_Receive);
     EXPECT_TRUE(Was_Sent(Get(server.Url(), Short_Receive)));
     EXPECT_EQ(server.Connections(), 2);
@@ -243,7 +243,7 @@ TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
 
 TEST_F(Dead_Server, IsAskedAgainWhenTheMachineGetsAnAddressOrLosesOne) {
     const int result = Own_Network::Run([](const Own_Network& network) {
-        const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+        const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
         const auto is_sent = [&] { return Was_Sent(Get(server.Url(), Short_Receive)); };
         // The network is another one than before, and nothing is remembered.
         Dead_Servers::Instance().m_Network_Seen = {};
@@ -292,7 +292,7 @@ TEST_F(Dead_Server, BehindASocksProxyDoesNotStandForTheProxy) {
 }
 
 TEST_F(Dead_Server, BehindAProxyDoesNotStandForTheProxy) {
-    const Misbehaving_Server proxy([](Server_Connection& client) {
+    const Web_Server proxy([](Server_Connection& client) {
         if (client.Is_Asked_For("CONNECT")) {
             client.Wait_For_Client_To_Go();
         }

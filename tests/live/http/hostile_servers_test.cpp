@@ -50,7 +50,7 @@ class Hostile_Http_Server : public testing::TestWithParam<Hostile_Server> {};
 
 TEST_P(Hostile_Http_Server, EndsTheRequestAsDocumented) {
     const auto& expected = GetParam();
-    const Misbehaving_Server server(expected.behaviour);
+    const Web_Server server(expected.behaviour);
     const Memory_Growth memory;
 
     const auto outcome = Get(server.Url(), Timeouts_For(expected));
@@ -67,7 +67,7 @@ TEST_P(Hostile_Http_Server, EndsTheRequestAsDocumented) {
 
 TEST_P(Hostile_Http_Server, EndsTheRequestForTheHeadAsDocumented) {
     const auto& expected = GetParam();
-    const Misbehaving_Server server(expected.behaviour);
+    const Web_Server server(expected.behaviour);
     const Memory_Growth memory;
 
     const bool spared = expected.failure.spares_head;
@@ -88,7 +88,7 @@ class Hostile_Tls_Server : public testing::TestWithParam<Hostile_Server> {};
 
 TEST_P(Hostile_Tls_Server, EndsTheRequestAsDocumented) {
     const auto& expected = GetParam();
-    const Misbehaving_Server server(expected.behaviour);
+    const Web_Server server(expected.behaviour);
     const Memory_Growth memory;
 
     const auto outcome = Get("https://good.test:" + std::to_string(server.Port()) + "/", Timeouts_For(expected));

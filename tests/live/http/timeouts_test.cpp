@@ -4,8 +4,8 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
-#include "tests/support/Full_Port.h"
-#include "tests/support/Misbehaving_Server.h"
+#include "tests/support/Socket.h"
+#include "tests/support/Web_Server.h"
 
 namespace QEL::Tests {
 
@@ -61,8 +61,7 @@ TEST(Connect_Timeout, IsNotWaitedForWhenTheServerRefuses) {
 }
 
 TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
-    const Misbehaving_Server server([](Server_Connection& client) { client.Pause(10s); },
-                                    Misbehaving_Server::Smallest_Receive_Buffer);
+    const Web_Server server([](Server_Connection& client) { client.Pause(10s); }, Web_Server::Smallest_Receive_Buffer);
     Timeouts timeouts;
     timeouts.send = 400;
 
@@ -72,7 +71,7 @@ TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
 }
 
 TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
-    const Misbehaving_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
     Timeouts timeouts;
     timeouts.receive = 200;
 
@@ -84,13 +83,13 @@ TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
 }
 
 TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
-    const Misbehaving_Server server(
+    const Web_Server server(
         [](Server_Connection& client) {
             client.Pause(300ms);
             client.Read_Request();
             client.Wait_For_Client_To_Go();
         },
-        Misbehaving_Server::Smallest_Receive_Buffer);
+        Web_Server::Smallest_Receive_Buffer);
 
     const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), Short_Receive);
 
@@ -98,7 +97,7 @@ TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {
 }
 
 TEST(Receive_Timeout, LetsASlowBodyPassThatKeepsComing) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n");
         for (int packet = 0; packet < 5; ++packet) {
@@ -114,7 +113,7 @@ TEST(Receive_Timeout, LetsASlowBodyPassThatKeepsComing) {
 }
 
 TEST(Receive_Timeout, EndsABodyThatComesTooSlowlyOnAverage) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n");
         client.Send_Without_End("0123456789", 100ms); // a tenth of the slowest rate
@@ -126,7 +125,7 @@ TEST(Receive_Timeout, EndsABodyThatComesTooSlowlyOnAverage) {
 }
 
 TEST(Timeouts, OfZeroOrMinusOneAreNone) {
-    const Misbehaving_Server server([](Server_Connection& client) {
+    const Web_Server server([](Server_Connection& client) {
         client.Read_Request();
         client.Pause(50ms);
         client.Send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n");

@@ -5,9 +5,9 @@
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/Misbehaving_Server.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
 
 // How a server ends a response over TLS. Whoever is on the way can close the connection, so that alone does not
 // make a body whole.
@@ -20,7 +20,7 @@ class Tls_Endings : public testing::Test {
 protected:
     /// What comes of a server that sends the text and ends the connection, with or without telling by TLS.
     Http_Result Download(const std::string& response, bool says_end) const {
-        const Misbehaving_Server server(
+        const Web_Server server(
             [&](Server_Connection& client) {
                 client.Read_Request();
                 client.Send(response);

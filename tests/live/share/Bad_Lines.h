@@ -5,33 +5,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 namespace QEL::Tests {
-
-inline Socket Listen_On_Free_Port(int backlog) {
-    Socket socket = Bind_Free_Port();
-    if (::listen(socket.Get(), backlog) != 0) {
-        throw std::runtime_error("no socket to listen on");
-    }
-    return socket;
-}
-
-/// Starts to connect to a port of 127.0.0.1; with a blocking socket, connects.
-inline bool Connect(const Socket& socket, int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    return ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
 
 /// A port that accepts connections, and nobody ever responds on them.
 class Silent_Port {
@@ -40,24 +20,6 @@ public:
 
 private:
     Socket m_Listener = Listen_On_Free_Port(16);
-};
-
-/// A port whose packets are dropped, like those of an address behind a firewall: its queue of
-/// connections is full and stays so.
-class Black_Hole {
-public:
-    Black_Hole() {
-        for (int count = 0; count < 4; ++count) {
-            m_Fillers.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-            Connect(m_Fillers.back(), Port());
-        }
-    }
-
-    int Port() const { return Port_Of(m_Listener); }
-
-private:
-    Socket m_Listener = Listen_On_Free_Port(0);
-    std::vector<Socket> m_Fillers;
 };
 
 /// A line to a server that carries so many bytes a second to the client. One client at a time.

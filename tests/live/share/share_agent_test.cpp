@@ -226,7 +226,7 @@ TEST_F(Share_Agent_Test, LeavesNoZombieToASubreaper) {
 }
 
 TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
-    const Black_Hole hole; // the SMB library waits 5 s, whatever its time-out
+    const Full_Port hole; // the SMB library waits 5 s, whatever its time-out
     auto agent = Start(Settings_For_Port(hole.Port()));
     EXPECT_EQ(Agents().size(), 1u);
 

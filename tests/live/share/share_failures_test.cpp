@@ -203,7 +203,7 @@ TEST_F(Share_Failures, OfASilentServerComeInTime) {
 }
 
 TEST_F(Share_Failures, OfAnAddressThatDropsPacketsComeInTime) {
-    const Black_Hole hole;
+    const Full_Port hole;
     Configure_Port(hole.Port());
 
     EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), In_Time);
