@@ -2,16 +2,43 @@
 
 #include "filecache/CFileCache.h"
 #include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
 #include "trace/Set_Trace_Level.h"
+#include "util/Non_Copyable.h"
+#include "util/Path_Separator.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
+#ifdef _WIN32
+#include <objbase.h>
+// A host that writes services of its own does the same.
+#undef FindFirstFile
+#undef FindNextFile
+#endif
+
 namespace QEL::Tests {
+
+/// Initialises what a thread of a host needs before it requests Internet URLs.
+class Host_Thread : private FrontEnd::Util::Non_Copyable {
+public:
+#ifdef _WIN32
+    Host_Thread() {
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    }
+    ~Host_Thread() {
+        CoUninitialize();
+    }
+#else
+    Host_Thread() = default;
+    ~Host_Thread() = default;
+#endif
+};
 
 /// The result of a request, status and all. The codes begin with a value that no operation writes, so that an
 /// unwritten one shows.
@@ -36,10 +63,10 @@ inline constexpr std::chrono::sys_seconds First_Of_2019 =
 inline constexpr std::chrono::sys_seconds Second_Of_February_2020 =
     std::chrono::sys_days{std::chrono::year{2020} / 2 / 2} + std::chrono::hours(11);
 
-/// A host of the whole cache, with a directory for the cache and all else that it writes.
+/// A host of the whole cache, with a directory for the cache and all else that it writes, and a configuration.
 class Cache_Host : public testing::Test {
 protected:
-    Cache_Host() { m_Home.Make_Directory("cache"); }
+    Cache_Host() { Set_Expiry_Minutes(0); }
     ~Cache_Host() override { FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF); }
 
     /// A cache object as the next run of a host has it.
@@ -48,24 +75,52 @@ protected:
         ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
     }
 
+    /// 0: every request asks the remote side. Otherwise a copy is served unasked for so long.
+    void Set_Expiry_Minutes(std::uint32_t minutes) { configuration.Set_Number("LandscapeCacheExpiryPeriod", minutes); }
+
     Served Get(const std::string& url) { return Request(*cache, url); }
 
-    std::string Cache_Directory() const { return m_Home / "cache"; }
     const std::filesystem::path& Home() const { return m_Home.Path(); }
+    const std::string& Cache_Directory() const { return m_Cache_Directory; }
+    std::string In_Cache(const std::string& name) const {
+        return FrontEnd::Util::FileSystem::Join_Path(Cache_Directory(), name);
+    }
+    std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 
-    /// The copies in the cache directory.
+    /// The copies in the cache directory, whether or not an entry names them, in order.
     std::vector<std::string> Copies() const {
         std::vector<std::string> copies;
         for (const auto& entry : std::filesystem::directory_iterator(Cache_Directory())) {
-            if (entry.path().filename() != "qelfilecache_Metadata.txt") {
-                copies.push_back(entry.path().string());
-            }
+            copies.push_back(entry.path().string());
         }
+        std::erase(copies, Metadata_Path());
+        std::sort(copies.begin(), copies.end());
         return copies;
     }
 
+    /// The trace file of this process.
+    std::filesystem::path Trace_File() const {
+        for (const auto& entry : std::filesystem::directory_iterator(Home())) {
+            if (entry.path().extension() == ".trc") {
+                return entry.path();
+            }
+        }
+        return {};
+    }
+
+private:
+    const Host_Thread m_Thread;
+
+protected:
     const Scratch_Directory m_Home;
-    std::unique_ptr<FrontEnd::FileCache::IFileCache> cache;
+    User_Configuration configuration;
+
+private:
+    const std::string m_Cache_Directory = m_Home.Make_Directory("cache");
+    const Environment_Variable m_Trace_Directory{"QEL_TRACE_DIR", m_Home.Path().string().c_str()};
+
+protected:
+    std::unique_ptr<FrontEnd::FileCache::CFileCache> cache;
 };
 
 } // namespace QEL::Tests

@@ -1,12 +1,15 @@
 #pragma once
 
-#include <memory>
-#include <string>
-
 #include "tests/support/Certificates.h"
 #include "tests/support/Nginx_Server.h"
 #include "tests/support/Scratch_Directory.h"
 #include "util/Non_Copyable.h"
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <span>
+#include <string>
 
 namespace QEL::Tests {
 
@@ -31,6 +34,22 @@ enum class Tls_State : std::size_t {
     Old_Tls_Version, ///< good, but TLS 1.1 is the newest that the server speaks
     Count
 };
+
+/// What clients make of a state.
+struct Tls_Case {
+    const char* name;
+    Tls_State state;
+    std::uint32_t error; ///< WinInet number for a client that checks certificates; 0: it is served
+    bool can_be_ignored; ///< whether a client that ignores certificate errors is served
+    const char* cause;   ///< what the text for the user says
+};
+
+inline void PrintTo(const Tls_Case& tls_case, std::ostream* out) {
+    *out << tls_case.name;
+}
+
+/// In the order of Tls_State.
+std::span<const Tls_Case> Tls_Cases();
 
 /// One nginx with a TLS server for each state of a certificate, all for the host good.test.
 ///

@@ -35,9 +35,9 @@ using namespace testing;
 
 class Certificate_Mode : public Host_Fixture {
 protected:
-    Certificate_Mode() { Publish("landscape.xml", "<landscape/>", First_Of_2019); }
+    Certificate_Mode() { Publish("landscape.xml", "<landscape/>"); }
 
-    void Set_Mode(std::uint32_t mode) { user.Write_Number("CertErrorHandlingMode", mode); }
+    void Set_Mode(std::uint32_t mode) { configuration.Set_Number("CertErrorHandlingMode", mode); }
 
     void Expect_Copy(const std::string& requested_url) {
         const Served served = Get(requested_url);
@@ -71,14 +71,14 @@ TEST_F(Certificate_Mode, DefaultTriesTheSecondClientOnceMore) {
 
 TEST_F(Certificate_Mode, WhiteListTrustsTheListedUrl) {
     Set_Mode(1);
-    user.Write_List("CertErrorWhiteList", {"https://other.example/", url});
+    configuration.Set_List("CertErrorWhiteList", {"https://other.example/", url});
     Expect_Copy(url);
     EXPECT_EQ(cache->Get_Additional_Error_Info(), "");
 }
 
 TEST_F(Certificate_Mode, WhiteListTrustsNoOtherUrl) {
     Set_Mode(1);
-    user.Write_List("CertErrorWhiteList", {url, other_url + "/"});
+    configuration.Set_List("CertErrorWhiteList", {url, other_url + "/"});
     Expect_No_Copy(other_url);
 }
 
@@ -101,7 +101,7 @@ TEST_F(Certificate_Mode, HoldsForTheFreshnessCheckToo) {
 TEST_F(Certificate_Mode, LeavesTheBodyWhole) {
     using namespace std::string_literals;
     Set_Mode(2);
-    Publish("lines.txt", "first\n\0behind a NUL\n"s, First_Of_2019);
+    Publish("lines.txt", "first\n\0behind a NUL\n"s);
     const std::string path = Get(Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/lines.txt").path;
     EXPECT_EQ(Content_Of(path), "first\r\n\0behind a NUL\r\n"s);
 }

@@ -118,14 +118,14 @@ TEST_F(Dead_Servers_Of_Windows, LiveAgainWithAResponse) {
 }
 
 TEST_F(Dead_Servers_Of_Windows, CostTwoTimeOutsForFiveFilesWithCopies) {
-    user.Write_Number("LandscapeServerFileConnectTimeout", 1);
+    configuration.Set_Number("LandscapeServerFileConnectTimeout", 1);
     std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n5\n";
     for (const char number : {'1', '2', '3', '4', '5'}) {
-        const auto copy = Cache_Directory() + "\\12345678-1234-1234-1234-12345678901" + number + ".xml";
+        const auto copy = In_Cache("12345678-1234-1234-1234-12345678901" + std::string(1, number) + ".xml");
         std::ofstream(copy) << "<a/>";
         list += "stamp\n131900000000000000\n" + copy + "\nhttp://dead.example/" + number + ".xml\n";
     }
-    std::ofstream(Home() / "cache" / "qelfilecache_Metadata.txt") << list;
+    std::ofstream(Metadata_Path()) << list;
     Restart_Host();
     for (const char number : {'1', '2', '3', '4', '5'}) {
         const auto served = Get(std::string("http://dead.example/") + number + ".xml");

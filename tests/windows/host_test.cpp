@@ -16,54 +16,6 @@ using namespace testing;
 
 class Host : public Host_Fixture {};
 
-TEST_F(Host, GetsACopyOfAFileOfTheWebServer) {
-    Publish("landscape.xml", "<landscape/>", First_Of_2019);
-    const Served served = Get(Url("/landscape.xml"));
-    EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
-    EXPECT_THAT(served.path, testing::EndsWith(".xml"));
-    EXPECT_FALSE(served.download_error);
-    EXPECT_EQ(served.http_error, 0);
-    EXPECT_EQ(Content_Of(served.path), "<landscape/>");
-}
-
-TEST_F(Host, IsServedUnaskedWithinTheExpiryPeriod) {
-    Set_Expiry_Minutes(60);
-    Publish("landscape.xml", "<landscape/>", First_Of_2019);
-    const std::string path = Get(Url("/landscape.xml")).path;
-    EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml"));
-    EXPECT_EQ(Get(Url("/landscape.xml")).path, path);
-    Restart_Host();
-    EXPECT_EQ(Get(Url("/landscape.xml")).path, path);
-    EXPECT_THAT(Requests(), IsEmpty());
-}
-
-TEST_F(Host, IsServedTheSameCopyOfAnUnchangedFile) {
-    Publish("landscape.xml", "<landscape/>", First_Of_2019);
-    const std::string path = Get(Url("/landscape.xml")).path;
-    EXPECT_EQ(Get(Url("/landscape.xml")).path, path);
-    EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml"));
-}
-
-TEST_F(Host, GetsANewCopyOfAChangedFile) {
-    Publish("landscape.xml", "<landscape/>", First_Of_2019);
-    const std::string old_path = Get(Url("/landscape.xml")).path;
-    Publish("landscape.xml", "<changed/>", Second_Of_February_2020);
-    const std::string path = Get(Url("/landscape.xml")).path;
-    EXPECT_EQ(Content_Of(path), "<changed/>");
-    EXPECT_FALSE(std::filesystem::exists(old_path));
-    EXPECT_THAT(Copies(), SizeIs(1));
-}
-
-TEST_F(Host, IsServedTheLastCopyWhileTheServerFails) {
-    Publish("landscape.xml", "<landscape/>", First_Of_2019);
-    const std::string path = Get(Url("/landscape.xml")).path;
-    std::filesystem::remove(Here(Variable("QEL_TEST_FILES")) / "landscape.xml");
-    const Served served = Get(Url("/landscape.xml"));
-    EXPECT_EQ(served.path, path);
-    EXPECT_TRUE(served.download_error);
-    EXPECT_EQ(served.http_error, 2);
-}
-
 TEST_F(Host, KeepsItsListWhateverAServerSendsAsATime) {
     Set_Expiry_Minutes(60);
     const std::string path = Get(Url("/control-characters")).path;
@@ -81,7 +33,7 @@ TEST_F(Host, GetsNoCopyFromAServerThatIsNotTrusted) {
 }
 
 TEST_F(Host, GetsNoCopyOnAThreadWithoutCom) {
-    Publish("landscape.xml", "<landscape/>", First_Of_2019);
+    Publish("landscape.xml", "<landscape/>");
     Served served;
     std::thread([&] { served = Get(Url("/landscape.xml")); }).join();
     EXPECT_EQ(served.path, "");
@@ -90,9 +42,9 @@ TEST_F(Host, GetsNoCopyOnAThreadWithoutCom) {
 }
 
 TEST_F(Host, FindsTextWithTheLineEndsOfThePlatform) {
-    Publish("lines.txt", "first\nsecond\n", First_Of_2019);
+    Publish("lines.txt", "first\nsecond\n");
     EXPECT_EQ(Content_Of(Get(Url("/lines.txt")).path), "first\r\nsecond\r\n");
-    const std::string metadata = Content_Of(Cache_Directory() + "\\qelfilecache_Metadata.txt");
+    const std::string metadata = Content_Of(Metadata_Path());
     EXPECT_THAT(metadata, StartsWith("QEL Logon Landscape Cache Metadata\r\nversion\r\n2\r\nentries\r\n1\r\n"));
     EXPECT_THAT(metadata, HasSubstr("\r\n" + Url("/lines.txt") + "\r\n"));
 }
@@ -137,7 +89,7 @@ protected:
 TEST_F(Host_With_Share, GetsACopyOfAFileOnTheShare) {
     const std::string source = Share("landscape.xml", "line\nend");
     const Served served = Get(source);
-    EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
+    EXPECT_THAT(served.path, StartsWith(In_Cache("")));
     EXPECT_EQ(Content_Of(served.path), "line\nend") << "a copy of a file keeps its bytes";
     EXPECT_FALSE(served.download_error);
     EXPECT_EQ(served.file_share_error, 0);
@@ -156,7 +108,7 @@ TEST_F(Host_With_Share, GetsACopyOfAFileOnANetworkDrive) {
     Share("landscape.xml", "x");
     const std::string on_drive = "N:\\" + share.filename().string() + "\\landscape.xml"; // N: is the share
     const Served served = Get(on_drive);
-    EXPECT_THAT(served.path, StartsWith(Cache_Directory() + "\\"));
+    EXPECT_THAT(served.path, StartsWith(In_Cache("")));
     EXPECT_EQ(Content_Of(served.path), "x");
     EXPECT_EQ(served.file_share_error, 0);
     EXPECT_EQ(Get(on_drive).path, served.path);

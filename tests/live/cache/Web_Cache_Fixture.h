@@ -1,78 +1,56 @@
 #pragma once
 
+#ifdef _WIN32
+#include "tests/windows/Host_Fixture.h"
+#else
 #include "tests/support/Cache_Host.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/User_Configuration.h"
+#endif
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 namespace QEL::Tests {
 
-/// The whole cache on this platform, with nginx as its server and a configuration of its own.
+#ifdef _WIN32
+using Web_Cache_Fixture = Host_Fixture;
+#else
+
+/// The whole cache on this platform, with nginx as its server.
 class Web_Cache_Fixture : public Cache_Host {
 protected:
-    Web_Cache_Fixture() {
-        Set_Expiry_Minutes(0);
-        Restart_Host();
-    }
-
-    /// 0: every request asks the server. Otherwise a copy is served unasked for so long.
-    void Set_Expiry_Minutes(int minutes) {
-        m_Home.Write("qel/qel.ini", "[Software\\QEL\\QELLogon\\Options]\nLandscapeCacheExpiryPeriod=" +
-                                        std::to_string(minutes) + "\n");
-    }
+    Web_Cache_Fixture() { Restart_Host(); }
 
     std::string Url(const std::string& path) const { return server.Site().Url(path, "127.0.0.1"); }
 
-    /// Replaces a file on the server by one of a later second.
-    void Publish_Change(const std::string& name, const std::string& content) {
+    /// Puts a file on the server, last changed at a moment of its own.
+    void Publish(const std::string& name, const std::string& content,
+                 std::chrono::sys_seconds changed = First_Of_2019) const {
         server.Write(name, content);
-        std::filesystem::last_write_time(server.Files() / name, m_Next_Change += std::chrono::seconds(2));
+        std::filesystem::last_write_time(server.Files() / name, std::chrono::file_clock::from_sys(changed));
     }
+    void Unpublish(const std::string& name) const { std::filesystem::remove(server.Files() / name); }
 
-    /// The requests that the server has had since the last call: method, path and status.
-    std::vector<std::string> Requests(std::size_t expected) {
+    /// The requests that the server has had since the last call: method and path. The server notes them late: waits
+    /// until there are as many as given.
+    std::vector<std::string> Requests(std::size_t expected) const {
         std::vector<std::string> requests = server.Requests(expected);
         for (std::string& request : requests) {
-            request.erase(0, request.find(' ') + 1); // connection number
-            request.erase(request.rfind(' '));       // TLS session
+            const auto begin = request.find(' ') + 1; // behind the connection
+            request = request.substr(begin, request.find(' ', request.find(' ', begin) + 1) - begin);
         }
         server.Forget_Requests();
         return requests;
     }
 
-    /// Puts a file on the server, last changed at a moment of its own.
-    void Publish(const std::string& name, const std::string& content, std::chrono::sys_seconds changed) {
-        server.Write(name, content);
-        std::filesystem::last_write_time(server.Files() / name, std::chrono::file_clock::from_sys(changed));
-    }
-
     /// The file on this machine.
     static std::filesystem::path Here(const std::string& path) { return path; }
 
-    static std::vector<Nginx_Site> Sites() {
-        Nginx_Site site;
-        site.directives = "location /no-head/ { if ($request_method = HEAD) { return 405; } }\n"
-                          "location /unstamped/ { add_header Last-Modified ''; }\n"
-                          "location /moved/ { rewrite ^/moved/(.*)$ /$1 redirect; }\n"
-                          "location /chunked/ { sub_filter_once off; sub_filter_types *; sub_filter 'old' 'new';\n"
-                          "                     sub_filter_last_modified on; }\n"
-                          "location /typed/ { types { } default_type 'Text/XML; charset=\"utf-8\"; x=y'; }\n";
-        return {site};
-    }
-
-private:
-    const Environment_Variable m_Configuration{"XDG_CONFIG_HOME", m_Home.Path().c_str()};
-    const Environment_Variable m_Trace_Directory{"QEL_TRACE_DIR", m_Home.Path().c_str()};
-    std::filesystem::file_time_type m_Next_Change = std::filesystem::file_time_type::clock::now();
-
-protected:
-    Nginx_Server server{Sites()};
+    Nginx_Server server{{Nginx_Site{"location /redirects/ { rewrite ^ /landscape.xml redirect; }\n"
+                                    "location /chunked { sub_filter 'old' 'new'; sub_filter_types *; }\n"
+                                    "location /typed/ { types { } default_type 'Text/XML; charset=\"utf-8\"; x=y'; }\n",
+                                    {}}}};
 };
+
+#endif
 
 } // namespace QEL::Tests

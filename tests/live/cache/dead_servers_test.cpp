@@ -22,7 +22,7 @@ protected:
 
     Dead_Server_Of_The_Cache() {
         Dead_Servers::Instance().m_Servers.clear();
-        Configure("LandscapeServerFileConnectTimeout = 1\n");
+        configuration.Set_Number("LandscapeServerFileConnectTimeout", 1);
         std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n" + std::to_string(Files) + "\n";
         for (int number = 0; number < Files; ++number) {
             std::ofstream(Copy(number)) << "<a/>";
@@ -32,9 +32,8 @@ protected:
         Restart_Host();
     }
 
-    void Configure(const std::string& lines) const {
-        std::ofstream(Home() / "qel" / "qel.ini") << "[Software\\QEL\\QELLogon\\Options]\n" << lines;
-    }
+    /// 0: dead servers are not remembered.
+    void Set_Retry_After(std::uint32_t seconds) { configuration.Set_Number("LandscapeServerRetryAfter", seconds); }
 
     std::string Url_Of(int number) const { return m_Port.Url("http") + std::to_string(number) + ".xml"; }
     std::string Copy(int number) const {
@@ -53,13 +52,8 @@ protected:
         FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
         Get(url);
         FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-        for (const auto& entry : std::filesystem::directory_iterator(Home())) {
-            if (entry.path().extension() == ".trc") {
-                return std::regex_replace(Normalised_Trace().Read(entry.path()), std::regex("Description: [^\n]*"),
-                                          "Description");
-            }
-        }
-        return {};
+        return std::regex_replace(Normalised_Trace().Read(Trace_File()), std::regex("Description: [^\n]*"),
+                                  "Description");
     }
 
     const Full_Port m_Port;
@@ -77,7 +71,7 @@ TEST_F(Dead_Server_Of_The_Cache, CostsOneTimeOutForFiveFilesWithCopies) {
 }
 
 TEST_F(Dead_Server_Of_The_Cache, CostsFourForOneFileWithoutItsMemory) {
-    Configure("LandscapeServerFileConnectTimeout = 1\nLandscapeServerRetryAfter = 0\n");
+    Set_Retry_After(0);
     const int before = Local_Names::look_ups;
     Expect_Copy(0);
     EXPECT_EQ(Local_Names::look_ups, before + 4) << "of one file, check and download by both clients";
@@ -96,17 +90,17 @@ TEST_F(Dead_Server_Of_The_Cache, CostsThreadsThatWaitNothing) {
 }
 
 TEST_F(Dead_Server_Of_The_Cache, LeavesTheSameRecordsWhetherItIsAskedOrRemembered) {
-    Configure("LandscapeServerFileConnectTimeout = 1\nLandscapeServerRetryAfter = 0\n");
+    Set_Retry_After(0);
     const int before = Local_Names::look_ups;
     for (const auto& url : {Url_Of(0), m_Port.Url("http") + "no-copy.xml"}) {
         Get("a local path"); // makes the first request's sweep
         const std::string asked = Records_Of(url);
         EXPECT_THAT(asked, HasSubstr("Win32 error code: 12002"));
-        Configure("LandscapeServerFileConnectTimeout = 1\n");
+        Set_Retry_After(120);
         const int look_ups = Local_Names::look_ups;
         EXPECT_EQ(Records_Of(url), asked);
         EXPECT_EQ(Local_Names::look_ups, look_ups) << "remembered";
-        Configure("LandscapeServerFileConnectTimeout = 1\nLandscapeServerRetryAfter = 0\n");
+        Set_Retry_After(0);
     }
     EXPECT_GT(Local_Names::look_ups, before);
 }

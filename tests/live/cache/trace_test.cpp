@@ -1,28 +1,17 @@
 // The trace of whole requests against the expected files in this folder, on both platforms. Those are read by people as
 // well: they are what a trace of the cache looks like.
 
-#include "tests/support/Normalised_Trace.h"
-
-#ifdef _WIN32
-#include "tests/windows/Host_Fixture.h"
-#else
 #include "tests/live/cache/Web_Cache_Fixture.h"
-#endif
+#include "tests/support/Normalised_Trace.h"
 
 namespace QEL::Tests {
 
 namespace {
 
-#ifdef _WIN32
-using Fixture = Host_Fixture;
-#else
-using Fixture = Web_Cache_Fixture;
-#endif
-
-class Trace_Of : public Fixture {
+class Trace_Of : public Web_Cache_Fixture {
 protected:
     Trace_Of() {
-        Publish("landscape.xml", "<landscape/>", First_Of_2019);
+        Publish("landscape.xml", "<landscape/>");
         m_Trace.Replace(Cache_Directory() + "\\", "DIRECTORY/");
         m_Trace.Replace(Cache_Directory(), "DIRECTORY");
         const std::string origin = Url("");
@@ -33,12 +22,7 @@ protected:
 
     void Expect_Trace(const std::string& expected_file) {
         FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-        std::string written;
-        for (const auto& entry : std::filesystem::directory_iterator(Home())) {
-            if (entry.path().extension() == ".trc") {
-                written = m_Trace.Read(entry.path());
-            }
-        }
+        const std::string written = m_Trace.Read(Trace_File());
         EXPECT_EQ(written, Content_Of(Here(QEL_EXPECTED_TRACES) / expected_file));
         if (HasFailure()) {
             std::ofstream(testing::TempDir() + expected_file) << written;
