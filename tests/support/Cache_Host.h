@@ -5,7 +5,6 @@
 #include "tests/support/User_Configuration.h"
 #include "trace/Set_Trace_Level.h"
 #include "util/Non_Copyable.h"
-#include "util/Path_Separator.h"
 
 #include <gtest/gtest.h>
 
@@ -83,7 +82,7 @@ protected:
     const std::filesystem::path& Home() const { return m_Home.Path(); }
     const std::string& Cache_Directory() const { return m_Cache_Directory; }
     std::string In_Cache(const std::string& name) const {
-        return FrontEnd::Util::FileSystem::Join_Path(Cache_Directory(), name);
+        return (std::filesystem::path(Cache_Directory()) / name).string();
     }
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 

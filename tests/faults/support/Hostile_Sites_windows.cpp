@@ -58,8 +58,8 @@ constexpr Doubtful_Response Doubtful_Responses[] = {
     {"SpeaksIcy", "Content-Length: 3\r\r\n\r\r\nabc"},
 };
 
-/// Wine's request object ignores time-outs: these requests end when their servers let go of them, or
-/// never. The servers whose responses time out elsewhere are left out with them.
+/// Wine's request object ignores time-outs, and once in a while misses a reset: these requests end when their
+/// servers let go of them, or never. The servers whose responses time out elsewhere are left out with them.
 const std::set<std::string> Endless_Requests = {
     "SwitchesProtocols",      "SendsALengthOf3GB",        "SendsInterimResponsesWithoutEnd",
     "SendsHeadersWithoutEnd", "SendsAHeaderWithoutEnd",   "SendsTrailersWithoutEnd",
