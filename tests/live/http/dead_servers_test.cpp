@@ -284,7 +284,7 @@ TEST_P(Dead_Proxy, StandsForNoServerThatIsReachedWithoutIt) {
 }
 
 TEST_F(Dead_Server, BehindASocksProxyDoesNotStandForTheProxy) {
-    const Misbehaving_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
     const Environment_Variable http_proxy("http_proxy", proxy.Url("").replace(0, 4, "socks5h").c_str());
     EXPECT_TRUE(Was_Sent(Get("http://behind.invalid/")));
     EXPECT_FALSE(Was_Sent(Get("http://behind.invalid/")));
