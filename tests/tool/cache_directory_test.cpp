@@ -1,4 +1,3 @@
-#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <sys/stat.h>
@@ -7,106 +6,69 @@ namespace QEL::Tests {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-
-fs::perms Permissions(const fs::path& path) {
-    return fs::status(path).permissions();
-}
+using namespace ::testing;
 
 class Cache_Directory : public Tool_Test {
 protected:
-    Cache_Directory() { m_Server.Publish("/a.xml", "<a/>", "Mon, 01 Jan 2024 12:00:00 GMT"); }
-
     void Expect_Refused(const std::string& directory, const std::string& message) const {
-        for (const std::vector<std::string>& command :
-             {std::vector<std::string>{"get", m_Server.Url("/a.xml")}, {"clear"}, {"purge"}}) {
+        for (const Words& command : {Words{"get", m_Url}, {"clear"}, {"purge"}}) {
             Tool_Run run = A_Run({"--cache-dir", directory});
             run.arguments.insert(run.arguments.end(), command.begin(), command.end());
             run.with_ordinary_rights = true;
-            const Tool_Result result = Run_Tool(run);
-            EXPECT_EQ(result.exit_status, 2) << command.front();
-            EXPECT_THAT(result.out, IsEmpty());
-            EXPECT_EQ(result.err, "qelfilecache: " + message + "\n");
+            SCOPED_TRACE(command.front());
+            Expect_Message(Run_Tool(run), 2, message);
         }
         EXPECT_THAT(m_Server.Requests(), IsEmpty());
     }
-
-    Web_Server m_Server;
 };
 
-TEST_F(Cache_Directory, MustExistWhenGiven) {
+TEST_F(Cache_Directory, MustBeAWritableDirectory) {
     const std::string missing = (m_Folder / "missing").string();
     Expect_Refused(missing, "--cache-dir '" + missing + "' does not exist; create it or name another one");
     EXPECT_FALSE(fs::exists(missing));
-}
-
-TEST_F(Cache_Directory, MustBeADirectory) {
-    const std::string file = (m_Folder / "file").string();
-    Write_File(file, "");
+    const std::string file = m_Scratch.Write("file");
     Expect_Refused(file, "--cache-dir '" + file + "' is not a directory; name a directory");
-}
-
-TEST_F(Cache_Directory, MustBeWritable) {
-    fs::permissions(m_Cache, fs::perms::owner_read | fs::perms::owner_exec);
+    Expect_Refused("", "--cache-dir '' names no directory");
+    Expect_Refused("a\nb", "--cache-dir 'a\\x0Ab' names no directory");
+    const Rights_Left no_right_to_write(m_Cache, Read_And_Enter);
     Expect_Refused(m_Cache.string(), "--cache-dir '" + m_Cache.string() +
                                          "' is not writable; change its permissions or name another one");
     EXPECT_THAT(Names_In(m_Cache), IsEmpty());
 }
 
-TEST_F(Cache_Directory, MustBeNamed) {
-    Expect_Refused("", "--cache-dir '' names no directory");
-    Expect_Refused("a\nb", "--cache-dir 'a\\x0Ab' names no directory");
-}
-
-TEST_F(Cache_Directory, MayBeRelativeToTheWorkingDirectory) {
-    const Tool_Result result = Run({"--cache-dir", "cache", "get", m_Server.Url("/a.xml")});
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(fs::path(result.out).parent_path(), m_Cache);
-}
-
 TEST_F(Cache_Directory, IsTheSameHoweverItIsSpelled) {
-    const std::string url = m_Server.Url("/a.xml");
-    const Tool_Result first = Run({"--cache-dir", m_Cache.string(), "get", url});
+    const std::string copy = Get_Copy(m_Url);
     for (const std::string& spelling : {m_Cache.string() + "/", m_Cache.string() + "//.", std::string("./cache"),
-                                        (m_Folder / "home" / ".." / "cache").string()}) {
-        const Tool_Result again = Run({"--cache-dir", spelling, "get", url});
-        EXPECT_EQ(again.out, first.out) << spelling;
+                                        std::string("cache"), (m_Home / ".." / "cache").string()}) {
+        EXPECT_EQ(Run({"--cache-dir", spelling, "get", m_Url}).out, copy + "\n") << spelling;
     }
+    EXPECT_EQ(fs::path(copy).parent_path(), m_Cache);
     EXPECT_EQ(m_Server.Requests().size(), 1u);
 }
 
 TEST_F(Cache_Directory, IsCreatedForTheUserAloneWhenItIsTheDefaultOne) {
     const mode_t previous = ::umask(0);
-    const Tool_Result result = Run({"get", m_Server.Url("/a.xml")});
+    const Tool_Result result = Run({"get", m_Url});
     ::umask(previous);
-    EXPECT_EQ(result.exit_status, 0) << result.err;
-    const fs::path expected = m_Folder / "home" / ".cache" / "qel" / "landscape";
-    EXPECT_EQ(fs::path(result.out).parent_path(), expected);
-    for (const auto& directory : {expected, expected.parent_path(), expected.parent_path().parent_path()}) {
-        EXPECT_EQ(Permissions(directory), fs::perms::owner_all) << directory;
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(fs::path(result.out).parent_path(), m_Default_Cache);
+    for (fs::path directory = m_Default_Cache; directory != m_Home; directory = directory.parent_path()) {
+        EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all) << directory;
     }
-    EXPECT_THAT(result.err, IsEmpty());
 }
 
-TEST_F(Cache_Directory, LiesBelowXdgCacheHome) {
-    Tool_Run run = A_Run({"get", m_Server.Url("/a.xml")});
+TEST_F(Cache_Directory, LiesBelowAnAbsoluteXdgCacheHome) {
+    Tool_Run run = A_Run({"get", m_Url});
     run.without_environment.clear();
     run.environment["XDG_CACHE_HOME"] = (m_Folder / "caches").string();
-    const Tool_Result result = Run_Tool(run);
-    EXPECT_EQ(fs::path(result.out).parent_path(), m_Folder / "caches" / "qel" / "landscape");
-}
-
-TEST_F(Cache_Directory, IgnoresARelativeXdgCacheHome) {
-    Tool_Run run = A_Run({"get", m_Server.Url("/a.xml")});
-    run.without_environment.clear();
+    EXPECT_EQ(fs::path(Run_Tool(run).out).parent_path(), m_Folder / "caches" / "qel" / "landscape");
     run.environment["XDG_CACHE_HOME"] = "caches";
-    const Tool_Result result = Run_Tool(run);
-    EXPECT_EQ(fs::path(result.out).parent_path(), m_Folder / "home" / ".cache" / "qel" / "landscape");
+    EXPECT_EQ(fs::path(Run_Tool(run).out).parent_path(), m_Default_Cache);
 }
 
 TEST_F(Cache_Directory, NeedsAHomeWhenNoneIsGiven) {
-    Tool_Run run = A_Run({"get", m_Server.Url("/a.xml")});
+    Tool_Run run = A_Run({"get", m_Url});
     run.environment.erase("HOME");
     run.without_environment.push_back("HOME");
     const Tool_Result result = Run_Tool(run);
@@ -116,30 +78,28 @@ TEST_F(Cache_Directory, NeedsAHomeWhenNoneIsGiven) {
 }
 
 TEST_F(Cache_Directory, SaysWhenTheDefaultOneCannotBeCreated) {
-    fs::permissions(m_Folder / "home", fs::perms::owner_read | fs::perms::owner_exec);
-    Tool_Run run = A_Run({"get", m_Server.Url("/a.xml")});
+    const Rights_Left no_right_to_write(m_Home, Read_And_Enter);
+    Tool_Run run = A_Run({"get", m_Url});
     run.with_ordinary_rights = true;
-    const Tool_Result result = Run_Tool(run);
-    EXPECT_EQ(result.exit_status, 2);
-    EXPECT_EQ(result.err, "qelfilecache: the default cache directory '" +
-                              (m_Folder / "home" / ".cache" / "qel" / "landscape").string() +
-                              "' cannot be created: Permission denied; give --cache-dir\n");
-    fs::permissions(m_Folder / "home", fs::perms::owner_all);
+    Expect_Message(Run_Tool(run), 2,
+                   "the default cache directory '" + m_Default_Cache.string() +
+                       "' cannot be created: Permission denied; give --cache-dir");
 }
 
 TEST_F(Cache_Directory, IsLeftAloneWhenItsMetadataFileCannotBeRead) {
-    const Tool_Result first = Run_On_Cache({"get", m_Server.Url("/a.xml")});
+    const std::string copy = Get_Copy(m_Url);
     const auto names = Names_In(m_Cache);
-    fs::permissions(Metadata_File(), fs::perms::none);
-    Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "get", m_Server.Url("/a.xml")});
-    run.with_ordinary_rights = true;
-    const Tool_Result result = Run_Tool(run);
-    EXPECT_EQ(result.exit_status, 2);
-    EXPECT_THAT(result.err, HasSubstr("metadata file '" + Metadata_File().string() + "' cannot be read and written; "));
-    EXPECT_EQ(Names_In(m_Cache), names);
-
-    fs::permissions(Metadata_File(), fs::perms::owner_all);
-    EXPECT_EQ(Run_On_Cache({"get", m_Server.Url("/a.xml")}).out, first.out);
+    {
+        const Rights_Left none(Metadata_File(), fs::perms::none);
+        Tool_Run run = A_Run_On_Cache({"get", m_Url});
+        run.with_ordinary_rights = true;
+        const Tool_Result result = Run_Tool(run);
+        EXPECT_EQ(result.exit_status, 2);
+        EXPECT_THAT(result.err,
+                    HasSubstr("metadata file '" + Metadata_File().string() + "' cannot be read and written; "));
+        EXPECT_EQ(Names_In(m_Cache), names);
+    }
+    EXPECT_EQ(Get_Copy(m_Url), copy);
 }
 
 } // namespace

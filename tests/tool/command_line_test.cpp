@@ -1,7 +1,5 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <nlohmann/json.hpp>
-
 namespace QEL::Tests {
 namespace {
 
@@ -9,183 +7,134 @@ using namespace ::testing;
 
 class Command_Line : public Tool_Test {
 protected:
-    /// Wrong usage: status 2, the message on standard error, nothing on standard output.
-    void Expect_Wrong_Usage(const std::vector<std::string>& arguments, const std::string& message) const {
+    void Expect_Output(const Words& arguments, const std::string& out) const {
         const Tool_Result result = Run(arguments);
-        EXPECT_EQ(result.exit_status, 2);
-        EXPECT_THAT(result.out, IsEmpty());
-        EXPECT_THAT(result.err, StartsWith("qelfilecache: " + message + "\n"));
+        EXPECT_EQ(result.exit_status, 0);
+        EXPECT_EQ(result.out, out);
+        EXPECT_EQ(result.err, "");
     }
 };
 
+struct Wrong_Usage {
+    const char* name;
+    std::vector<std::string> arguments;
+    std::string message; ///< first line
+};
+
+void PrintTo(const Wrong_Usage& usage, std::ostream* out) {
+    *out << usage.name;
+}
+
+const std::string Commands = "the commands are get, list, explain, prefetch, trace, clear, purge";
+const std::string Put_Dashes = "put \"--\" before a request that begins with \"-\"";
+
+std::string No_Such_Level(const std::string& level) {
+    return "--trace-level: needs a number from 0 to 5, not '" + level + "'";
+}
+
+const Wrong_Usage Wrong_Usages[] = {
+    {"NoCommand", {}, "a command is missing; " + Commands + "\n  Run with --help for the options and examples."},
+    {"UnknownCommand", {"fetch", "x"}, "unknown command 'fetch'; " + Commands},
+    {"NearlyACommand", {"lst"}, "unknown command 'lst'; did you mean 'list'? " + Commands},
+    {"HelpForAnUnknownCommand", {"help", "bogus"}, "unknown command 'bogus'; " + Commands},
+    {"UnknownOptionBeforeTheCommand", {"--bogus", "get", "x"}, "unknown option '--bogus'; " + Put_Dashes},
+    {"UnknownOptionBehindTheCommand", {"get", "--bogus", "x"}, "unknown option '--bogus'; " + Put_Dashes},
+    {"RequestWithADash", {"get", "-x"}, "unknown option '-x'; " + Put_Dashes},
+    {"UnknownOptionWhereNoRequestIsTaken",
+     {"list", "--bogus"},
+     "unknown option '--bogus'; 'qelfilecache list --help' names those that there are"},
+    {"UnknownOptionWithoutACommand",
+     {"--versio"},
+     "unknown option '--versio'; 'qelfilecache --help' names those that there are"},
+    {"OptionOfACommandBeforeIt", {"--json", "get", "x"}, "option '--json' belongs behind its command, 'get'"},
+    {"NoRequest", {"get"}, "REQUEST is required"},
+    {"NoRequestBehindAnOption", {"get", "--json"}, "REQUEST is required"},
+    {"WordBehindClear", {"clear", "x"}, "'x' is one word too many: 'clear' takes nothing but options"},
+    {"WordBehindList", {"list", "x"}, "'x' is one word too many: 'list' takes nothing but options"},
+    {"SecondFileForPrefetch", {"prefetch", "a", "b"}, "'b' is one word too many: 'prefetch' takes one FILE"},
+    {"OptionWithoutItsDirectory", {"list", "--cache-dir"}, "option '--cache-dir' needs a value, DIR"},
+    {"OptionWithoutItsNumber", {"get", "x", "--request-kind"}, "option '--request-kind' needs a value, N"},
+    {"KindThatIsNotANumber",
+     {"get", "--request-kind", "many", "x"},
+     "--request-kind: needs a whole number, not 'many'"},
+    {"Level6", {"--trace-level=6", "get", "x"}, No_Such_Level("6")},
+    {"LevelMinus1", {"--trace-level=-1", "get", "x"}, No_Such_Level("-1")},
+    {"LevelOfALetter", {"--trace-level=x", "get", "x"}, No_Such_Level("x")},
+    {"LevelOfABlank", {"--trace-level= ", "get", "x"}, No_Such_Level(" ")},
+    {"LevelWithALetter", {"--trace-level=3x", "get", "x"}, No_Such_Level("3x")},
+    {"LevelOfManyDigits", {"--trace-level=99999999999", "get", "x"}, No_Such_Level("99999999999")},
+};
+
+class Wrong_Command_Line : public Command_Line, public WithParamInterface<Wrong_Usage> {};
+
+TEST_P(Wrong_Command_Line, IsExplained) {
+    const Tool_Result result = Run(GetParam().arguments);
+    EXPECT_EQ(result.exit_status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, StartsWith("qelfilecache: " + GetParam().message + "\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, Wrong_Command_Line, ValuesIn(Wrong_Usages),
+                         [](const auto& test) { return std::string(test.param.name); });
+
 TEST_F(Command_Line, PrintsItsVersion) {
-    const Tool_Result result = Run({"--version"});
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(result.out, "qelfilecache " QEL_VERSION "\n");
-    EXPECT_THAT(result.err, IsEmpty());
+    Expect_Output({"--version"}, "qelfilecache " QEL_VERSION "\n");
 }
 
 TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
     const Tool_Result result = Run({"--help"});
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out,
-                AllOf(HasSubstr("--cache-dir DIR"), HasSubstr("--trace-level 0..5"), HasSubstr("--trace-dir DIR"),
-                      HasSubstr("--version"), HasSubstr("\n  get "), HasSubstr("\n  list "), HasSubstr("\n  explain "),
-                      HasSubstr("\n  prefetch "), HasSubstr("\n  clear "), HasSubstr("\n  purge "),
-                      HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
-                                "2 wrong usage, or a file or directory that cannot be used,\n"
-                                "141 the reader of the results went away.\n")));
-    EXPECT_THAT(result.err, IsEmpty());
-}
-
-TEST_F(Command_Line, HelpOfEachCommandShowsAnExample) {
+    EXPECT_THAT(result.out, AllOf(HasSubstr("--cache-dir DIR"), HasSubstr("--trace-level 0..5"),
+                                  HasSubstr("--trace-dir DIR"), HasSubstr("--version"),
+                                  HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
+                                            "2 wrong usage, or a file or directory that cannot be used,\n"
+                                            "141 the reader of the results went away.\n")));
+    EXPECT_EQ(result.err, "");
+    Expect_Output({"help"}, result.out);
     for (const std::string command : {"get", "list", "explain", "prefetch", "trace", "clear", "purge"}) {
-        const Tool_Result result = Run({command, "--help"});
-        EXPECT_EQ(result.exit_status, 0) << command;
-        EXPECT_THAT(result.out, AllOf(HasSubstr("Usage: qelfilecache " + command), HasSubstr("Example"),
-                                      HasSubstr("\n  qelfilecache "), HasSubstr("options of all commands")));
+        EXPECT_THAT(result.out, HasSubstr("\n  " + command + " "));
+        const std::string help = Run({command, "--help"}).out;
+        EXPECT_THAT(help, AllOf(HasSubstr("Usage: qelfilecache " + command), HasSubstr("Example"),
+                                HasSubstr("\n  qelfilecache "), HasSubstr("options of all commands")));
+        Expect_Output({"help", command}, help);
     }
 }
 
-TEST_F(Command_Line, AsksForACommand) {
-    Expect_Wrong_Usage({}, "a command is missing; the commands are get, list, explain, prefetch, trace, clear, purge\n"
-                           "  Run with --help for the options and examples.");
-}
-
-TEST_F(Command_Line, RefusesAnUnknownCommand) {
-    Expect_Wrong_Usage({"fetch", "x"},
-                       "unknown command 'fetch'; the commands are get, list, explain, prefetch, trace, clear, purge");
-}
-
-TEST_F(Command_Line, RefusesAnUnknownOptionBeforeAndBehindTheCommand) {
-    const std::string message = "unknown option '--bogus'; put \"--\" before a request that begins with \"-\"";
-    Expect_Wrong_Usage({"--bogus", "get", "x"}, message);
-    Expect_Wrong_Usage({"get", "--bogus", "x"}, message);
-}
-
-TEST_F(Command_Line, SaysWhereAnOptionOfACommandBelongs) {
-    Expect_Wrong_Usage({"--json", "get", "x"}, "option '--json' belongs behind its command, 'get'");
-}
-
-TEST_F(Command_Line, RefusesARequestThatBeginsWithADash) {
-    Expect_Wrong_Usage({"get", "-x"}, "unknown option '-x'; put \"--\" before a request that begins with \"-\"");
-}
-
-TEST_F(Command_Line, TakesEveryWordBehindTwoDashesForARequest) {
-    Write_File(m_Folder / "-x", "");
-    Write_File(m_Folder / "--json", "");
-    const Tool_Result result = Run({"get", "--", "-x", "--json"});
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(result.out, "-x\n--json\n");
+TEST_F(Command_Line, TakesWordsForRequestsBehindTwoDashesOrGet) {
+    for (const char* const name : {"-x", "--json", "get", "clear", "[a,b]"}) {
+        Write_File(m_Folder / name, "");
+    }
+    Expect_Output({"get", "--", "-x", "--json"}, "-x\n--json\n");
+    Expect_Output({"get", "get", "clear", "[a,b]"}, "get\nclear\n[a,b]\n");
+    Expect_Output({"get", "--request-kind=-3", "get"}, "get\n");
+    EXPECT_EQ(Run({"get", (m_Folder / "missing").string()}).out, "\n") << "a word with a slash";
 }
 
 TEST_F(Command_Line, TakesAWordInSquareBracketsAsItStands) {
-    const std::vector<std::string> words = {"[a,b]", "[]", "[::1]", "[a", "{}", "%%", "", "[\"c\", 'd']", "[a,b]"};
-    std::vector<std::string> arguments = {"get", "--json"};
+    const Words words = {"[a,b]", "[]", "[::1]", "[a", "{}", "%%", "", "[\"c\", 'd']", "[a,b]"};
+    Words arguments = {"get", "--json"};
     arguments.insert(arguments.end(), words.begin(), words.end());
-    const auto answers = nlohmann::json::parse(Run(arguments).out);
-    std::vector<std::string> requests;
-    for (const auto& answer : answers) {
-        requests.push_back(answer.at("request"));
+    Words requests;
+    for (const auto& result : nlohmann::json::parse(Run(arguments).out)) {
+        requests.push_back(result.at("request"));
     }
     EXPECT_EQ(requests, words);
-    Write_File(m_Folder / "[a,b]", "");
-    EXPECT_EQ(Run({"get", "[a,b]"}).out, "[a,b]\n");
     EXPECT_THAT(Run({"get", "http://[::1]:1/x"}).err, StartsWith("qelfilecache: 'http://[::1]:1/x': "));
     EXPECT_THAT(Run({"trace", "[a,b]", "[]"}).err, AllOf(HasSubstr("'[a,b]': "), HasSubstr("'[]': ")));
 }
 
-TEST_F(Command_Line, TakesTheNameOfACommandForARequestBehindGet) {
-    Write_File(m_Folder / "get", "");
-    Write_File(m_Folder / "clear", "");
-    const Tool_Result result = Run({"get", "get", "clear"});
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(result.out, "get\nclear\n");
-}
-
-TEST_F(Command_Line, TakesAWordWithASlashForARequest) {
-    const Tool_Result result = Run({"get", (m_Folder / "missing").string()});
-    EXPECT_EQ(result.exit_status, 1);
-    EXPECT_EQ(result.out, "\n");
-}
-
-TEST_F(Command_Line, TakesOptionsOfTheToolBehindTheCommandToo) {
+TEST_F(Command_Line, TakesOptionsOfTheToolBehindTheCommandAndTheLastOfARepeatedOne) {
     Write_File(m_Folder / "file", "");
-    const Tool_Result result = Run({"get", "file", "--cache-dir", m_Cache.string()});
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(result.out, "file\n");
-    EXPECT_FALSE(std::filesystem::exists(m_Folder / "home" / ".cache"));
-}
-
-TEST_F(Command_Line, LetsTheLastOfARepeatedOptionCount) {
-    const Tool_Result result = Run({"--cache-dir", "/nowhere", "--cache-dir", m_Cache.string(), "clear"});
-    EXPECT_EQ(result.exit_status, 0);
-}
-
-TEST_F(Command_Line, AsksForARequest) {
-    Expect_Wrong_Usage({"get"}, "REQUEST is required");
-    Expect_Wrong_Usage({"get", "--json"}, "REQUEST is required");
-}
-
-TEST_F(Command_Line, RefusesAWordBehindACommandThatTakesNone) {
-    Expect_Wrong_Usage({"clear", "x"}, "'x' is one word too many: 'clear' takes nothing but options");
-    Expect_Wrong_Usage({"list", "x"}, "'x' is one word too many: 'list' takes nothing but options");
-    Expect_Wrong_Usage({"prefetch", "a", "b"}, "'b' is one word too many: 'prefetch' takes one FILE");
-}
-
-TEST_F(Command_Line, AdvisesDashesOnlyWhereRequestsAreTaken) {
-    Expect_Wrong_Usage({"list", "--bogus"},
-                       "unknown option '--bogus'; 'qelfilecache list --help' names those that there are");
-}
-
-TEST_F(Command_Line, LeadsToTheOptionsOfTheToolWhereNoCommandIsGiven) {
-    Expect_Wrong_Usage({"--versio"}, "unknown option '--versio'; 'qelfilecache --help' names those that there are");
-}
-
-TEST_F(Command_Line, AsksForTheValueOfAnOption) {
-    Expect_Wrong_Usage({"list", "--cache-dir"}, "option '--cache-dir' needs a value, DIR");
-    Expect_Wrong_Usage({"get", "x", "--request-kind"}, "option '--request-kind' needs a value, N");
-}
-
-TEST_F(Command_Line, AsksBackWhenAWordIsNearlyACommand) {
-    Expect_Wrong_Usage({"lst"}, "unknown command 'lst'; did you mean 'list'? the commands are get, list, explain, "
-                                "prefetch, trace, clear, purge");
-}
-
-TEST_F(Command_Line, TakesHelpForACommandToo) {
-    EXPECT_EQ(Run({"help"}).out, Run({"--help"}).out);
-    EXPECT_EQ(Run({"help", "get"}).out, Run({"get", "--help"}).out);
-    EXPECT_EQ(Run({"help", "get"}).exit_status, 0);
-    Expect_Wrong_Usage({"help", "bogus"},
-                       "unknown command 'bogus'; the commands are get, list, explain, prefetch, trace, "
-                       "clear, purge");
-}
-
-TEST_F(Command_Line, RefusesATraceLevelOutOfRange) {
-    for (const std::string level : {"6", "-1", "x", "", "3x", "99999999999"}) {
-        Expect_Wrong_Usage({"--trace-level=" + level + (level.empty() ? " " : ""), "get", "x"},
-                           "--trace-level: needs a number from 0 to 5, not '" + (level.empty() ? " " : level) + "'");
-    }
-}
-
-TEST_F(Command_Line, RefusesARequestKindThatIsNoNumber) {
-    Expect_Wrong_Usage({"get", "--request-kind", "many", "x"}, "--request-kind: needs a whole number, not 'many'");
-}
-
-TEST_F(Command_Line, TakesANegativeRequestKind) {
-    Write_File(m_Folder / "file", "");
-    const Tool_Result result = Run({"get", "--request-kind=-3", "file"});
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(result.out, "file\n");
+    Expect_Output({"get", "file", "--cache-dir", m_Cache.string()}, "file\n");
+    EXPECT_FALSE(std::filesystem::exists(m_Home / ".cache"));
+    Expect_Output({"--cache-dir", "/nowhere", "--cache-dir", m_Cache.string(), "clear"}, "");
 }
 
 TEST_F(Command_Line, FailsWhenItsOutputCannotBeWritten) {
     for (const std::string argument : {"--help", "--version"}) {
         Tool_Run run = A_Run({argument});
         run.standard_output_path = "/dev/full";
-        const Tool_Result result = Run_Tool(run);
-        EXPECT_EQ(result.exit_status, 1);
-        EXPECT_EQ(result.err, "qelfilecache: cannot write the results: No space left on device\n");
+        Expect_Message(Run_Tool(run), 1, "cannot write the results: No space left on device");
     }
 }
 

@@ -1,14 +1,11 @@
-#include "tests/support/Certificates.h"
 #include "tests/support/Nginx_Server.h"
-#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
-
-#include <nlohmann/json.hpp>
 
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <random>
+#include <sstream>
 
 namespace QEL::Tests {
 namespace {
@@ -16,9 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 using namespace ::testing;
-
-constexpr const char* first_stamp = "Mon, 01 Jan 2024 12:00:00 GMT";
-constexpr const char* second_stamp = "Tue, 02 Jan 2024 12:00:00 GMT";
 
 /// The last line of an explanation without its arrow.
 std::string Verdict(const Tool_Result& result) {
@@ -29,78 +23,68 @@ std::string Verdict(const Tool_Result& result) {
 
 class Explain : public Tool_Test {
 protected:
-    Explain() { m_Server.Publish("/a.xml", "<a/>", first_stamp); }
-
-    void Fetch() {
-        const Tool_Result result = Run_On_Cache({"get", m_Url});
-        ASSERT_EQ(result.exit_status, 0) << result.err;
-        m_Copy = result.out.substr(0, result.out.size() - 1);
+    void Fetch(int expiry_minutes = 60) {
+        m_Copy = Get_Copy(m_Url);
+        Set_Expiry_Period(expiry_minutes);
     }
 
-    void Configure(const std::string& lines) const {
-        Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options]\n" + lines);
-    }
+    Tool_Result Explain_Url(const std::string& url) const { return Run_On_Cache({"explain", "--", url}); }
+    Tool_Result Check_Url(const std::string& url) const { return Run_On_Cache({"explain", "--check", url}); }
 
-    Web_Server m_Server;
-    const std::string m_Url = m_Server.Url("/a.xml");
-    const fs::path m_Configuration = m_Folder / "config" / "qel" / "qel.ini";
     std::string m_Copy;
 };
 
 TEST_F(Explain, SaysWhyAnOldFileIsShownWhileTheServerIsDown) {
-    Fetch();
-    Set_Expiry_Period(0);
+    Fetch(0);
     m_Server.Stop();
-    const Tool_Result result = Run_On_Cache({"explain", "--check", m_Url});
+    const Tool_Result result = Check_Url(m_Url);
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.err, IsEmpty());
+    EXPECT_EQ(result.err, "");
     EXPECT_THAT(result.out, AllOf(StartsWith(m_Url + "\n  1. It is a web address"), HasSubstr("'" + m_Copy + "', 4 B"),
-                                  HasSubstr("last changed at '" + std::string(first_stamp) + "'"),
+                                  HasSubstr(std::string("last changed at '") + Monday + "'"),
                                   HasSubstr("Error 12029: the server cannot be connected to; check that it runs")));
     EXPECT_THAT(
         Verdict(result),
         ContainsRegex("^would make the cache try a download next, as the check failed: the server cannot be "
                       "connected to \\(error 12029\\); when that fails as well, the copy that was last known to "
                       "be current at 20[0-9-]+ [0-9:]+ is served\\.\n$"));
-    EXPECT_EQ(Run_On_Cache({"get", m_Url}).out, m_Copy + "\n");
+    EXPECT_EQ(Get_Copy(m_Url), m_Copy);
 }
 
-TEST_F(Explain, SaysThatAFreshCopyHidesAChange) {
+TEST_F(Explain, SaysThatACopyThatHasNotExpiredHidesAChange) {
     Fetch();
-    m_Server.Publish("/a.xml", "<new/>", second_stamp);
-    Tool_Result result = Run_On_Cache({"explain", m_Url});
+    m_Server.Publish("/a.xml", "<new/>", Tuesday);
+    Tool_Result result = Explain_Url(m_Url);
     EXPECT_THAT(result.out, HasSubstr("A copy counts as fresh for 60 minutes (LandscapeCacheExpiryPeriod in " +
                                       m_Configuration.string() + ")."));
     EXPECT_THAT(
         Verdict(result),
         ContainsRegex("^would be served from the copy without asking the server until 20[0-9-]+ [0-9:]+\\.\n$"));
-    result = Run_On_Cache({"explain", "--check", m_Url});
-    EXPECT_THAT(result.out, HasSubstr("'" + std::string(second_stamp) + "', the copy's version is another one"));
+    result = Check_Url(m_Url);
+    EXPECT_THAT(result.out, HasSubstr(std::string("'") + Tuesday + "', the copy's version is another one"));
     EXPECT_THAT(Verdict(result), HasSubstr("; the copy is out of date until then."));
-    EXPECT_EQ(Run_On_Cache({"get", m_Url}).out, m_Copy + "\n");
+    EXPECT_EQ(Get_Copy(m_Url), m_Copy);
 }
 
-TEST_F(Explain, SaysThatTheServerWouldBeAsked) {
-    Fetch();
-    Set_Expiry_Period(0);
-    EXPECT_THAT(Verdict(Run_On_Cache({"explain", m_Url})),
+TEST_F(Explain, SaysThatTheServerWouldBeAskedAndAsksItForACheckAlone) {
+    Fetch(0);
+    EXPECT_THAT(Verdict(Explain_Url(m_Url)),
                 ContainsRegex("^would make the cache ask the server; when neither that nor a download succeeds, the "
                               "copy that was last known to be current at 20[0-9-]+ [0-9:]+ is served\\.\n$"));
-    EXPECT_EQ(Verdict(Run_On_Cache({"explain", "--check", m_Url})),
-              "would be served from the copy, because the server has the same version.\n");
-    m_Server.Publish("/a.xml", "<new/>", second_stamp);
-    EXPECT_EQ(Verdict(Run_On_Cache({"explain", "--check", m_Url})),
-              "would be served from a new copy, because the server has another version.\n");
-    EXPECT_NE(Run_On_Cache({"get", m_Url}).out, m_Copy + "\n");
+    EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml"));
+    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from the copy, because the server has the same version.\n");
+    EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "HEAD /a.xml"));
+    m_Server.Publish("/a.xml", "<new/>", Tuesday);
+    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy, because the server has another version.\n");
 }
 
 TEST_F(Explain, ShowsThatARequestIsNotCachedYet) {
-    EXPECT_EQ(Verdict(Run_On_Cache({"explain", m_Url})),
+    EXPECT_EQ(Verdict(Explain_Url(m_Url)),
               "would be served from a new copy, if the server hands the file out; otherwise not at all.\n");
-    Tool_Result result = Run_On_Cache({"explain", "--check", m_Url});
+    Tool_Result result = Check_Url(m_Url);
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
-    result = Run_On_Cache({"explain", "--check", m_Server.Url("/missing.xml")});
+    result = Check_Url(m_Server.Url("/missing.xml"));
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.out, HasSubstr("status 404: not found."));
     EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server responds with status 404, "
@@ -120,84 +104,65 @@ TEST_F(Explain, AgreesWithGetOnBlanksAndLettersBeyondAscii) {
 TEST_F(Explain, SaysThatTheCopyIsGone) {
     Fetch();
     fs::remove(m_Copy);
-    const Tool_Result result = Run_On_Cache({"explain", m_Url});
+    const Tool_Result result = Explain_Url(m_Url);
     EXPECT_THAT(result.out, HasSubstr("The cache has an entry for it, but its copy '" + m_Copy + "' is gone"));
     EXPECT_THAT(Verdict(result), StartsWith("would be served from a new copy, if the server"));
 }
 
-TEST_F(Explain, AsksNobodyWithoutCheck) {
-    Fetch();
-    Set_Expiry_Period(0);
-    Run_On_Cache({"explain", m_Url});
-    EXPECT_EQ(m_Server.Requests(), (std::vector<std::string>{"GET /a.xml"}));
-    Run_On_Cache({"explain", "--check", m_Url});
-    EXPECT_EQ(m_Server.Requests(), (std::vector<std::string>{"GET /a.xml", "HEAD /a.xml"}));
-}
-
 TEST_F(Explain, ChangesNothing) {
-    Fetch();
-    Set_Expiry_Period(0);
-    Write_File(m_Cache / "01234567-89ab-cdef-0123-456789abcdef.xml", "");
+    Fetch(0);
+    Write_File(m_Cache / Stray_Copy, "");
     const auto before = Everything_In_Cache();
-    for (const std::string stamp : {first_stamp, second_stamp}) {
+    for (const std::string stamp : {Monday, Tuesday}) {
         m_Server.Publish("/a.xml", "<a/>", stamp);
         Run_On_Cache({"explain", "--check", m_Url, m_Server.Url("/other.xml")});
         EXPECT_EQ(Everything_In_Cache(), before);
     }
     m_Server.Stop();
-    Run_On_Cache({"explain", "--check", m_Url});
+    Check_Url(m_Url);
     EXPECT_EQ(Everything_In_Cache(), before);
     EXPECT_EQ(Run({"explain", m_Url}).exit_status, 0);
-    EXPECT_FALSE(fs::exists(m_Folder / "home" / ".cache"));
+    EXPECT_FALSE(fs::exists(m_Home / ".cache"));
 }
 
 TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
     Fetch();
-    const auto period = [this](const std::string& configuration) {
-        Configure(configuration);
-        const std::string out = Run_On_Cache({"explain", m_Url}).out;
-        const auto start = out.find("A copy counts as fresh for ");
-        return out.substr(start, out.find(").", start) - start + 1);
-    };
-    EXPECT_EQ(period(""), "A copy counts as fresh for 0 minutes (LandscapeCacheExpiryPeriod is not configured)");
-    EXPECT_EQ(period("LandscapeCacheExpiryPeriod = soon\n"),
-              "A copy counts as fresh for 0 minutes (LandscapeCacheExpiryPeriod in " + m_Configuration.string() +
-                  " holds 'soon', which is no such number)");
-    EXPECT_EQ(period("LandscapeCacheExpiryPeriod = 0x10\n"),
-              "A copy counts as fresh for 16 minutes (LandscapeCacheExpiryPeriod in " + m_Configuration.string() +
-                  " holds '0x10')");
+    const std::string place = " minutes (LandscapeCacheExpiryPeriod in " + m_Configuration.string();
+    for (const auto& [configured, said] :
+         {std::pair<std::string, std::string>{"", "0 minutes (LandscapeCacheExpiryPeriod is not configured)."},
+          {"LandscapeCacheExpiryPeriod = soon\n", "0" + place + " holds 'soon', which is no such number)."},
+          {"LandscapeCacheExpiryPeriod = 0x10\n", "16" + place + " holds '0x10')."}}) {
+        Configure(configured);
+        EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("A copy counts as fresh for " + said));
+    }
 }
 
-TEST_F(Explain, WarnsOfAConfigurationFileThatCannotBeUsed) {
+TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
+    const std::string file = m_Configuration.string();
     Write_File(m_Configuration, std::string("\0", 1));
-    EXPECT_THAT(Run_On_Cache({"explain", m_Url}).err,
-                HasSubstr("warning: a part of the configuration cannot be used and does not count: " +
-                          m_Configuration.string() + ": not a text file\n  Next: "));
-}
-
-TEST_F(Explain, WarnsOfALineOfTheConfigurationThatIsPassedOver) {
+    EXPECT_THAT(Explain_Url(m_Url).err,
+                HasSubstr("warning: a part of the configuration cannot be used and does not count: " + file +
+                          ": not a text file\n  Next: "));
     Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options\nLandscapeCacheExpiryPeriod = 5\n");
-    EXPECT_THAT(Run_On_Cache({"explain", m_Url}).err,
-                HasSubstr(m_Configuration.string() + ": line 1: the section has no ']' at its end\n  Next: "));
+    EXPECT_THAT(Explain_Url(m_Url).err, HasSubstr(file + ": line 1: the section has no ']' at its end\n  Next: "));
 }
 
 TEST_F(Explain, SaysThatTheClockWasSetBack) {
     Fetch();
     std::string metadata = Content_Of(Metadata_File());
-    const auto start = metadata.find(first_stamp) + std::string(first_stamp).size() + 1;
+    const auto start = metadata.find(Monday) + std::string(Monday).size() + 1;
     Write_File(Metadata_File(), metadata.replace(start, 3, "200"));
-    EXPECT_THAT(Run_On_Cache({"explain", m_Url}).out, HasSubstr("which lies in the future: the clock of this machine"));
+    EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("which lies in the future: the clock of this machine"));
 }
 
 TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
-    Write_File(m_Folder / "local.xml", "");
-    const Tool_Result local = Run_On_Cache({"explain", "local.xml"});
-    EXPECT_EQ(local.exit_status, 0);
-    EXPECT_EQ(Verdict(local), "would return the path itself.\n");
-    Write_File(m_Folder / "tab\t.xml", "");
-    const Tool_Result with_tab = Run_On_Cache({"explain", "tab\t.xml"});
-    EXPECT_EQ(with_tab.exit_status, Run_On_Cache({"get", "tab\t.xml"}).exit_status);
-    EXPECT_EQ(Verdict(with_tab), "would return the path itself.\n");
+    for (const char* const name : {"local.xml", "tab\t.xml"}) {
+        Write_File(m_Folder / name, "");
+        const Tool_Result local = Explain_Url(name);
+        EXPECT_EQ(local.exit_status, 0);
+        EXPECT_EQ(Run_On_Cache({"get", name}).exit_status, 0);
+        EXPECT_EQ(Verdict(local), "would return the path itself.\n");
+    }
     const std::pair<const char*, const char*> hopeless[] = {
         {"missing.xml", "there is no such local file"},
         {"HTTP://server/a", "'HTTP' is not a scheme that the cache serves; it took the request for a local path"},
@@ -209,7 +174,7 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
         {"missing\t.xml", "there is no such local file"},
         {"", "the request is empty"}};
     for (const auto& [request, cause] : hopeless) {
-        const Tool_Result result = Run_On_Cache({"explain", "--", request});
+        const Tool_Result result = Explain_Url(request);
         EXPECT_EQ(result.exit_status, 1) << request;
         EXPECT_THAT(result.out, HasSubstr(std::string("But ") + cause + ". Next: "));
         EXPECT_EQ(Verdict(result), std::string("would not be served: ") + cause + ".\n");
@@ -217,31 +182,26 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
 }
 
 TEST_F(Explain, SaysThatTheDirectoryCannotBeWritten) {
-    Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "explain", m_Url});
-    run.with_ordinary_rights = true;
-    EXPECT_EQ(Run_Tool(run).exit_status, 0);
-    fs::permissions(m_Cache, fs::perms::owner_read | fs::perms::owner_exec);
-    Tool_Result result = Run_Tool(run);
-    fs::permissions(m_Cache, fs::perms::owner_all);
+    Tool_Run on_cache = A_Run_On_Cache({"explain", m_Url});
+    Tool_Run on_default = A_Run({"explain", m_Url});
+    on_cache.with_ordinary_rights = on_default.with_ordinary_rights = true;
+    EXPECT_EQ(Run_Tool(on_cache).exit_status, 0);
+    EXPECT_EQ(Run_Tool(on_default).exit_status, 0);
+
+    const Rights_Left of_cache(m_Cache, Read_And_Enter);
+    const Rights_Left of_home(m_Home, Read_And_Enter);
+    Tool_Result result = Run_Tool(on_cache);
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(Verdict(result),
               "would not be served: the cache directory '" + m_Cache.string() + "' is not writable for this user.\n");
-
-    run.arguments = {"explain", m_Url};
-    EXPECT_EQ(Run_Tool(run).exit_status, 0);
-    const fs::path home = m_Folder / "home";
-    fs::create_directories(home);
-    fs::permissions(home, fs::perms::owner_read | fs::perms::owner_exec);
-    result = Run_Tool(run);
-    fs::permissions(home, fs::perms::owner_all);
+    result = Run_Tool(on_default);
     EXPECT_EQ(result.exit_status, 1);
-    EXPECT_EQ(Verdict(result), "would not be served: the default cache directory '" +
-                                   (home / ".cache" / "qel" / "landscape").string() + "' cannot be created: '" +
-                                   home.string() + "' is not writable for this user.\n");
+    EXPECT_EQ(Verdict(result), "would not be served: the default cache directory '" + m_Default_Cache.string() +
+                                   "' cannot be created: '" + m_Home.string() + "' is not writable for this user.\n");
 }
 
 TEST_F(Explain, ShowsTheNormalisedFormOfAShareUrl) {
-    EXPECT_THAT(Run_On_Cache({"explain", "file://server/share/a.xml"}).out,
+    EXPECT_THAT(Explain_Url("file://server/share/a.xml").out,
                 AllOf(HasSubstr("It names a file on a share"),
                       HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."),
                       HasSubstr("would be served from a new copy, if the share hands the file out")));
@@ -251,30 +211,31 @@ TEST_F(Explain, AsJsonHoldsAllThatIsKnown) {
     Fetch();
     const Tool_Result result = Run_On_Cache({"explain", "--json", "--check", m_Url, "missing.xml"});
     EXPECT_EQ(result.exit_status, 1);
-    const json answers = json::parse(result.out);
-    ASSERT_EQ(answers.size(), 2u);
-    EXPECT_EQ(answers[0]["expected"], "fresh");
-    EXPECT_EQ(answers[1]["expected"], "failed");
-    EXPECT_EQ(answers[0]["request"], m_Url);
-    EXPECT_EQ(answers[0]["kind"], "web");
-    EXPECT_EQ(answers[0]["entry"]["copy"], m_Copy);
-    EXPECT_EQ(answers[0]["entry"]["fresh"], true);
-    EXPECT_EQ(answers[0]["remote"]["status"], 200);
-    EXPECT_EQ(answers[0]["remote"]["unchanged"], true);
-    EXPECT_EQ(answers[0]["remote"]["error"], nullptr);
-    EXPECT_EQ(answers[0]["certificate"]["mode"], 0);
-    EXPECT_EQ(answers[0]["settings"][0]["name"], "LandscapeCacheExpiryPeriod");
-    EXPECT_EQ(answers[0]["settings"][0]["source"], m_Configuration.string());
-    EXPECT_EQ(answers[0]["served"], true);
-    EXPECT_THAT(answers[0]["verdict"].get<std::string>(), StartsWith("would be served from the copy without asking"));
-    EXPECT_EQ(answers[1]["kind"], "local");
-    EXPECT_EQ(answers[1]["entry"], nullptr);
-    EXPECT_EQ(answers[1]["served"], false);
+    const json requests = json::parse(result.out);
+    ASSERT_EQ(requests.size(), 2u);
+    const json& web = requests[0];
+    EXPECT_EQ(web["expected"], "fresh");
+    EXPECT_EQ(web["request"], m_Url);
+    EXPECT_EQ(web["kind"], "web");
+    EXPECT_EQ(web["entry"]["copy"], m_Copy);
+    EXPECT_EQ(web["entry"]["fresh"], true);
+    EXPECT_EQ(web["remote"]["status"], 200);
+    EXPECT_EQ(web["remote"]["unchanged"], true);
+    EXPECT_EQ(web["remote"]["error"], nullptr);
+    EXPECT_EQ(web["certificate"]["mode"], 0);
+    EXPECT_EQ(web["settings"][0]["name"], "LandscapeCacheExpiryPeriod");
+    EXPECT_EQ(web["settings"][0]["source"], m_Configuration.string());
+    EXPECT_EQ(web["served"], true);
+    EXPECT_THAT(web["verdict"].get<std::string>(), StartsWith("would be served from the copy without asking"));
+    EXPECT_EQ(requests[1]["expected"], "failed");
+    EXPECT_EQ(requests[1]["kind"], "local");
+    EXPECT_EQ(requests[1]["entry"], nullptr);
+    EXPECT_EQ(requests[1]["served"], false);
 }
 
 TEST_F(Explain, WrapsItsStepsToTheTerminal) {
     Fetch();
-    Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "explain", m_Url});
+    Tool_Run run = A_Run_On_Cache({"explain", m_Url});
     run.environment["COLUMNS"] = "60";
     std::istringstream lines(Run_Tool(run).out);
     int wrapped = 0;
@@ -304,13 +265,12 @@ TEST_F(Explain, ForetellsWhatGetDoesAndTraceReports) {
             fs::remove(file.path());
         }
         Web_Server server;
-        server.Publish("/a.xml", "<a/>", first_stamp);
+        server.Publish("/a.xml", "<a/>", Monday);
         const std::string url = server.Url("/a.xml");
         if (random() % 4 != 0) {
-            m_Copy = Run_On_Cache({"get", url}).out;
-            m_Copy.pop_back();
+            const std::string copy = Get_Copy(url);
             if (random() % 4 == 0) {
-                fs::remove(m_Copy);
+                fs::remove(copy);
             }
         }
         Set_Expiry_Period(random() % 4 == 0 ? 60 : 0);
@@ -319,7 +279,7 @@ TEST_F(Explain, ForetellsWhatGetDoesAndTraceReports) {
             server.Stop();
             break;
         case 1:
-            server.Publish("/a.xml", "<new/>", second_stamp);
+            server.Publish("/a.xml", "<new/>", Tuesday);
             break;
         case 2:
             server.Respond_With(one_of({"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n",
@@ -364,40 +324,34 @@ protected:
     void Start(const Certificate_Options& options) {
         Nginx_Site site;
         site.tls = m_Authority.Issue("server", options);
-        m_Server = std::make_unique<Nginx_Server>(std::vector{site});
-        m_Server->Write("a.xml", "<a/>");
-        m_Url = m_Server->Site().Url("/a.xml", "localhost");
+        m_Tls_Server = std::make_unique<Nginx_Server>(std::vector{site});
+        m_Tls_Server->Write("a.xml", "<a/>");
+        m_Tls_Url = m_Tls_Server->Site().Url("/a.xml", "localhost");
     }
 
     Tool_Result Check(const std::string& mode) const {
-        Write_File(m_Folder / "config" / "qel" / "qel.ini", "[Software\\QEL\\QELLogon\\Options]\n" + mode);
-        Tool_Run run = A_Run({"--cache-dir", m_Cache.string(), "explain", "--check", m_Url});
+        Configure(mode);
+        Tool_Run run = A_Run_On_Cache({"explain", "--check", m_Tls_Url});
         run.environment["SSL_CERT_FILE"] = m_Authority.File().string();
         return Run_Tool(run);
     }
 
     const Certificate_Authority m_Authority{m_Folder, "authority"};
-    std::unique_ptr<Nginx_Server> m_Server;
-    std::string m_Url;
+    std::unique_ptr<Nginx_Server> m_Tls_Server;
+    std::string m_Tls_Url;
 };
 
 TEST_F(Explain_Certificate, ThatIsValidIsReported) {
-    Certificate_Options options;
-    options.name = "localhost";
-    Start(options);
+    Start({.name = "localhost"});
     const Tool_Result result = Check("");
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out, HasSubstr("status 200: success. Its certificate is valid."));
-    EXPECT_THAT(result.out, HasSubstr("the request fails: certificate errors are never overlooked "
-                                      "(CertErrorHandlingMode is not configured)."));
+    EXPECT_THAT(result.out, AllOf(HasSubstr("status 200: success. Its certificate is valid."),
+                                  HasSubstr("the request fails: certificate errors are never overlooked "
+                                            "(CertErrorHandlingMode is not configured).")));
 }
 
 TEST_F(Explain_Certificate, ThatHasExpiredIsReportedWithItsNumber) {
-    Certificate_Options options;
-    options.name = "localhost";
-    options.ends = std::chrono::hours(-1);
-    options.begins = std::chrono::hours(-48);
-    Start(options);
+    Start({.name = "localhost", .begins = std::chrono::hours(-48), .ends = std::chrono::hours(-1)});
     Tool_Result result = Check("");
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.out, HasSubstr("Error 12037: the server's certificate has expired or is not yet valid; "));
@@ -410,7 +364,7 @@ TEST_F(Explain_Certificate, ThatHasExpiredIsReportedWithItsNumber) {
     EXPECT_THAT(result.out, HasSubstr("There is no second attempt: the configuration does not allow one."));
     EXPECT_EQ(result.exit_status, 1);
 
-    result = Check("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + m_Url + "\n");
+    result = Check("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + m_Tls_Url + "\n");
     EXPECT_THAT(result.out, HasSubstr("Error 12037: "));
     EXPECT_THAT(result.out, HasSubstr("A second attempt overlooked that and succeeded."));
     EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
@@ -419,7 +373,7 @@ TEST_F(Explain_Certificate, ThatHasExpiredIsReportedWithItsNumber) {
 }
 
 TEST_F(Explain_Certificate, ForAnotherNameIsReportedWithItsNumber) {
-    Start(Certificate_Options());
+    Start({});
     EXPECT_THAT(Check("").out, HasSubstr("Error 12038: the server's certificate was issued for another name"));
 }
 

@@ -1,16 +1,22 @@
 #include "tools/qelfilecache/Request_Outcome.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
+#include <ostream>
 
 namespace QEL::FrontEnd::Tool {
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
+using namespace ::testing;
+
+const std::string Share = "\\\\server\\share\\file";
+const std::string Web = "https://server/file";
+const std::string Ask_Explain =
+    "ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
+const std::string No_Cause =
+    "the download failed: the server responded with an error status, or the copy could not be written\n  Next: " +
+    Ask_Explain + "; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.";
 
 Request_Outcome Unserved(const std::string& request) {
     Request_Outcome outcome;
@@ -18,129 +24,111 @@ Request_Outcome Unserved(const std::string& request) {
     return outcome;
 }
 
-TEST(Failure_Advice, HasACauseAndARemedy) {
-    EXPECT_EQ(Explain_Failure(Unserved("")),
-              "the request is empty\n  Next: name a web address, a file on a share, or a local path.");
+Request_Outcome Of_The_Share(int code) {
+    Request_Outcome outcome = Unserved(Share);
+    outcome.file_share_error = code;
+    return outcome;
 }
 
-TEST(Failure_Advice, NamesTheShareErrorByItsCode) {
-    const char* const causes[] = {
-        "the file on the share could not be served", "the file on the share could not be examined",
-        "the file could not be copied from the share", "the file was copied, but the cache found no name for its copy",
-        "the file was copied, but the copy is gone"};
-    for (int code = 0; code <= 4; ++code) {
-        Request_Outcome outcome = Unserved("\\\\server\\share\\file");
-        outcome.file_share_error = code;
-        EXPECT_THAT(Explain_Failure(outcome), StartsWith(std::string(causes[code]) + "\n  Next: "));
-    }
+Request_Outcome Of_The_Web(int code, const std::string& description = {}, const std::string& url = Web) {
+    Request_Outcome outcome = Unserved(Web);
+    outcome.http_error = code;
+    outcome.additional_error_info = description.empty() ? "" : "===\nFile: " + url + "\nDescription: " + description;
+    return outcome;
 }
 
-TEST(Failure_Advice, SaysWhyTheServerOfAShareWasNotAsked) {
-    for (const char* const request : {"\\\\server\\share\\file", "file://server/share/file"}) {
+Request_Outcome Not_Valid(const std::string& request) {
+    Request_Outcome outcome = Unserved(request);
+    outcome.is_valid = false;
+    return outcome;
+}
+
+Request_Outcome Left_In_Place() {
+    Request_Outcome outcome = Unserved(Share);
+    outcome.left_in_place = true;
+    return outcome;
+}
+
+struct Expected_Advice {
+    const char* name;
+    Request_Outcome outcome;
+    std::string beginning; ///< of cause and remedy
+};
+
+void PrintTo(const Expected_Advice& advice, std::ostream* out) {
+    *out << advice.name;
+}
+
+const Expected_Advice Advices[] = {
+    {"EmptyRequest", Unserved(""),
+     "the request is empty\n  Next: name a web address, a file on a share, or a local path."},
+    {"ShareError0", Of_The_Share(0), "the file on the share could not be served\n  Next: "},
+    {"ShareError1", Of_The_Share(1), "the file on the share could not be examined\n  Next: "},
+    {"ShareError2", Of_The_Share(2), "the file could not be copied from the share\n  Next: "},
+    {"ShareError3", Of_The_Share(3), "the file was copied, but the cache found no name for its copy\n  Next: "},
+    {"ShareError4", Of_The_Share(4), "the file was copied, but the copy is gone\n  Next: "},
+    {"UnnamedDownload", Of_The_Web(3), "the file was downloaded, but the cache found no name for its copy\n"},
+    {"TransportError", Of_The_Web(2, "The certificate has expired.\r\n\n"),
+     "The certificate has expired\n  Next: check the server's name and port, the network, and for https the "
+     "certificate; " +
+         Ask_Explain + "."},
+    {"TransportErrorWithARemedy", Of_The_Web(2, "It expired. Renew it.\n"), "It expired\n  Next: Renew it."},
+    {"TransportErrorOfAnotherRequest", Of_The_Web(2, "It expired. Renew it.\n", Web + "2"), No_Cause},
+    {"NoCauseKept", Of_The_Web(2), No_Cause},
+    {"Directory", Unserved(std::filesystem::current_path().string()), "it is a directory\n  Next: name a file in it."},
+    {"WritableShare", Left_In_Place(), "the file is writable on its share"},
+    {"SchemeFtp", Unserved("ftp://server/file"), "'ftp' is not a scheme that the cache serves"},
+    {"SchemeInCapitals", Unserved("HTTP://server/file"), "'HTTP' is not a scheme that the cache serves"},
+    {"SchemeWithACapital", Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},
+    {"MissingFileOfAUrl", Unserved("file:///C:/missing"), "the file URL names no file that exists"},
+    {"FileUrlWithoutADrive", Unserved("file:///etc/hostname"),
+     "a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
+     "  Next: give the path without \"file://\"."},
+    {"ShareWithSlashes", Unserved("//server/share/file"), "there is no such local file\n"},
+    {"MalformedAddress", Not_Valid("http:///x"), "the address is not valid\n  Next: check its spelling; "},
+    {"ControlCharacter", Not_Valid("http://server/\n"),
+     "the request holds a control character that is never served\n  Next: remove it."},
+    {"OddFileUrl", Not_Valid("file:C:/x.xml"),
+     "this form of file URL is not supported\n  Next: write file://server/share/file"},
+};
+
+class Failure_Advice : public TestWithParam<Expected_Advice> {};
+
+TEST_P(Failure_Advice, HasACauseAndARemedy) {
+    const std::string advice = Explain_Failure(GetParam().outcome);
+    EXPECT_THAT(advice, StartsWith(GetParam().beginning));
+    EXPECT_EQ(advice.ends_with("."), true) << advice;
+    EXPECT_THAT(advice, HasSubstr("\n  Next: "));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, Failure_Advice, ValuesIn(Advices),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(Failure_Advice_Of_A_Share, ShowsHowItIsWritten) {
+    EXPECT_THAT(Explain_Failure(Unserved("//server/share/file")),
+                HasSubstr("write a share with backslashes: \\\\server\\share\\file"));
+}
+
+TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {
+    for (const auto& request : {Share, std::string("file://server/share/file")}) {
         Request_Outcome outcome = Unserved(request);
         outcome.file_share_error = 2;
-        outcome.additional_error_info = "===\nFile: \\\\server\\share\\file\nDescription: The server could not be "
-                                        "reached. The server was last tried at noon.\n";
+        outcome.additional_error_info = "===\nFile: " + Share +
+                                        "\nDescription: The server could not be reached. The server was last tried at "
+                                        "noon.\n";
         EXPECT_EQ(Explain_Failure(outcome),
                   "The server could not be reached\n  Next: The server was last tried at noon.");
     }
 }
 
-TEST(Failure_Advice, NamesTheMissingNameOfADownload) {
-    Request_Outcome outcome = Unserved("http://server/file");
-    outcome.http_error = 3;
-    EXPECT_THAT(Explain_Failure(outcome),
-                StartsWith("the file was downloaded, but the cache found no name for its copy\n"));
-}
-
-TEST(Failure_Advice, TakesTheCauseFromTheTransportError) {
-    Request_Outcome outcome = Unserved("https://server/file");
-    outcome.http_error = 2;
-    outcome.additional_error_info = "===\nFile: https://server/file\nDescription: The certificate has expired.\r\n\n";
-    EXPECT_EQ(Explain_Failure(outcome),
-              "The certificate has expired\n"
-              "  Next: check the server's name and port, the network, and for https the certificate; ask 'qelfilecache "
-              "explain --check REQUEST', which shows the server's status or the error's number.");
-}
-
-TEST(Failure_Advice, SendsToTheCheckWhereTheCacheKeepsNoCause) {
-    Request_Outcome outcome = Unserved("https://server/file");
-    outcome.http_error = 2;
-    EXPECT_EQ(Explain_Failure(outcome),
-              "the download failed: the server responded with an error status, or the copy could not be written\n"
-              "  Next: ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's "
-              "number; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.");
-}
-
-TEST(Failure_Advice, OfAnOldCopyHasCauseAndRemedyToo) {
-    Request_Outcome outcome = Unserved("https://server/file");
-    outcome.path = "/cache/copy.xml";
-    outcome.http_error = 2;
-    EXPECT_THAT(Explain_Old_Copy(outcome), HasSubstr("could not be written; this is the copy of an earlier download\n"
-                                                     "  Next: ask 'qelfilecache explain --check REQUEST'"));
-    outcome.additional_error_info = "===\nFile: https://server/file\nDescription: It expired. Renew it.\n";
-    EXPECT_EQ(Explain_Old_Copy(outcome), "It expired; this is the copy of an earlier download\n  Next: Renew it.");
-    outcome = Unserved("\\\\server\\share\\file");
-    outcome.file_share_error = 2;
-    EXPECT_THAT(Explain_Old_Copy(outcome),
-                StartsWith("the file could not be copied from the share; this is the copy of "
-                           "an earlier download\n  Next: check the server"));
-}
-
-TEST(Failure_Advice, DistinguishesADirectoryFromAMissingFile) {
-    const std::string directory = std::filesystem::current_path().string();
-    EXPECT_EQ(Explain_Failure(Unserved(directory)), "it is a directory\n  Next: name a file in it.");
-}
-
-TEST(Failure_Advice, TakesTheRemedyFromTheTransportErrorToo) {
-    Request_Outcome outcome = Unserved("https://server/file");
-    outcome.http_error = 2;
-    outcome.additional_error_info = "===\nFile: https://server/file\nDescription: It expired. Renew it.\n";
-    EXPECT_EQ(Explain_Failure(outcome), "It expired\n  Next: Renew it.");
-}
-
-TEST(Failure_Advice, LeavesTheTransportErrorOfAnotherRequestAside) {
-    Request_Outcome outcome = Unserved("https://server/file");
-    outcome.http_error = 2;
-    outcome.additional_error_info = "===\nFile: https://server/file2\nDescription: It expired. Renew it.\n";
-    EXPECT_THAT(Explain_Failure(outcome), StartsWith("the download failed"));
-}
-
-TEST(Failure_Advice, SaysThatAKindLeavesWritableSharesUncached) {
-    Request_Outcome outcome = Unserved("\\\\server\\share\\file");
-    outcome.left_in_place = true;
-    EXPECT_THAT(Explain_Failure(outcome), StartsWith("the file is writable on its share"));
-}
-
-TEST(Failure_Advice, NamesASchemeThatIsNotServed) {
-    for (const std::string scheme : {"ftp", "HTTP", "Https"}) {
-        EXPECT_THAT(Explain_Failure(Unserved(scheme + "://server/file")),
-                    StartsWith("'" + scheme + "' is not a scheme that the cache serves"));
-    }
-}
-
-TEST(Failure_Advice, ShowsHowAFileUrlIsWritten) {
-    EXPECT_THAT(Explain_Failure(Unserved("file:///C:/missing")), StartsWith("the file URL names no file that exists"));
-    EXPECT_EQ(Explain_Failure(Unserved("file:///etc/hostname")),
-              "a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
-              "  Next: give the path without \"file://\".");
-}
-
-TEST(Failure_Advice, ShowsHowAShareIsWritten) {
-    EXPECT_THAT(Explain_Failure(Unserved("//server/share/file")),
-                HasSubstr("write a share with backslashes: \\\\server\\share\\file"));
-}
-
-TEST(Failure_Advice, SaysWhichFormsAreRefused) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"http:///x", "the address is not valid\n  Next: check its spelling; "},
-        {"http://server/\n", "the request holds a control character that is never served\n  Next: remove it."},
-        {"file:C:/x.xml", "this form of file URL is not supported\n  Next: write file://server/share/file"}};
-    for (const auto& [request, cause] : cases) {
-        Request_Outcome outcome = Unserved(request);
-        outcome.is_valid = false;
-        EXPECT_THAT(Explain_Failure(outcome), StartsWith(cause));
-    }
+TEST(Failure_Advice_Of_An_Old_Copy, HasCauseAndRemedyToo) {
+    EXPECT_THAT(Explain_Old_Copy(Of_The_Web(2)),
+                HasSubstr("could not be written; this is the copy of an earlier download\n  Next: " + Ask_Explain));
+    EXPECT_EQ(Explain_Old_Copy(Of_The_Web(2, "It expired. Renew it.\n")),
+              "It expired; this is the copy of an earlier download\n  Next: Renew it.");
+    EXPECT_THAT(Explain_Old_Copy(Of_The_Share(2)),
+                StartsWith("the file could not be copied from the share; this is "
+                           "the copy of an earlier download\n  Next: check the server"));
 }
 
 } // namespace

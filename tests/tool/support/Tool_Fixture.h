@@ -1,19 +1,24 @@
 #pragma once
 
 #include "tests/support/Scratch_Directory.h"
+#include "tests/support/Web_Server.h"
 #include "tests/tool/support/Tool_Process.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace QEL::Tests {
+
+inline constexpr const char* Monday = "Mon, 01 Jan 2024 12:00:00 GMT";
+inline constexpr const char* Tuesday = "Tue, 02 Jan 2024 12:00:00 GMT";
+/// The name of a copy that no entry names.
+inline constexpr const char* Stray_Copy = "01234567-89ab-cdef-0123-456789abcdef.xml";
 
 inline void Write_File(const std::filesystem::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
@@ -28,38 +33,67 @@ inline std::set<std::string> Names_In(const std::filesystem::path& directory) {
     return names;
 }
 
-/// A folder of its own with a cache, a home and a configuration; nothing of the user's is touched.
+/// Takes a user's rights from a file or directory, so that no more than these are left, for the time of a scope.
+class Rights_Left : private FrontEnd::Util::Non_Copyable {
+public:
+    Rights_Left(std::filesystem::path path, std::filesystem::perms left) : m_Path(std::move(path)) {
+        std::filesystem::permissions(m_Path, left);
+    }
+    ~Rights_Left() { std::filesystem::permissions(m_Path, std::filesystem::perms::owner_all); }
+
+private:
+    const std::filesystem::path m_Path;
+};
+
+inline constexpr auto Read_And_Enter = std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec;
+
+/// A folder of its own with a cache, a home and a configuration, and a web server with the file /a.xml. Nothing of the
+/// user's is touched.
 class Tool_Test : public ::testing::Test {
 protected:
+    using Words = std::vector<std::string>;
+
     Tool_Test() {
-        for (const auto& directory : {m_Cache, m_Folder / "home", m_Folder / "config" / "qel"}) {
+        for (const auto& directory : {m_Cache, m_Home, m_Configuration.parent_path()}) {
             std::filesystem::create_directories(directory);
         }
         Set_Expiry_Period(60);
+        m_Server.Publish("/a.xml", "<a/>", Monday);
     }
 
+    void Configure(const std::string& lines) const {
+        Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options]\n" + lines);
+    }
     void Set_Expiry_Period(int minutes) const {
-        Write_File(m_Folder / "config" / "qel" / "qel.ini",
-                   "[Software\\QEL\\QELLogon\\Options]\nLandscapeCacheExpiryPeriod=" + std::to_string(minutes) + "\n");
+        Configure("LandscapeCacheExpiryPeriod=" + std::to_string(minutes) + "\n");
     }
 
     /// A run in the test's own folder and surroundings, to be changed before it is run.
-    Tool_Run A_Run(std::vector<std::string> arguments) const {
+    Tool_Run A_Run(Words arguments) const {
         Tool_Run run;
         run.arguments = std::move(arguments);
-        run.environment = {{"HOME", (m_Folder / "home").string()}, {"XDG_CONFIG_HOME", (m_Folder / "config").string()}};
+        run.environment = {{"HOME", m_Home.string()}, {"XDG_CONFIG_HOME", (m_Folder / "config").string()}};
         run.without_environment = {"XDG_CACHE_HOME", "QEL_TRACE_DIR", "http_proxy", "all_proxy", "COLUMNS", "NO_COLOR"};
         run.working_directory = m_Folder.string();
         return run;
     }
 
-    Tool_Result Run(std::vector<std::string> arguments) const { return Run_Tool(A_Run(std::move(arguments))); }
-
-    /// Runs `--cache-dir CACHE ARGUMENTS`.
-    Tool_Result Run_On_Cache(const std::vector<std::string>& arguments) const {
-        std::vector<std::string> all = {"--cache-dir", m_Cache.string()};
+    /// A run of `--cache-dir CACHE ARGUMENTS`.
+    Tool_Run A_Run_On_Cache(const Words& arguments) const {
+        Words all = {"--cache-dir", m_Cache.string()};
         all.insert(all.end(), arguments.begin(), arguments.end());
-        return Run(all);
+        return A_Run(all);
+    }
+
+    Tool_Result Run(Words arguments) const { return Run_Tool(A_Run(std::move(arguments))); }
+    Tool_Result Run_On_Cache(const Words& arguments) const { return Run_Tool(A_Run_On_Cache(arguments)); }
+
+    /// The copy of a request, which has to be served.
+    std::string Get_Copy(const std::string& request) const {
+        const Tool_Result result = Run_On_Cache({"get", request});
+        EXPECT_EQ(result.exit_status, 0) << result.err;
+        EXPECT_THAT(result.out, ::testing::EndsWith("\n"));
+        return result.out.substr(0, result.out.find('\n'));
     }
 
     /// Name, time of change and bytes of every file in the cache: what no look into it may change.
@@ -73,9 +107,21 @@ protected:
 
     std::filesystem::path Metadata_File() const { return m_Cache / "qelfilecache_Metadata.txt"; }
 
+    /// A run that ends with this status and message, and prints nothing.
+    static void Expect_Message(const Tool_Result& result, int exit_status, const std::string& message) {
+        EXPECT_EQ(result.exit_status, exit_status);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, message.empty() ? "" : "qelfilecache: " + message + "\n");
+    }
+
     const Scratch_Directory m_Scratch;
     const std::filesystem::path m_Folder = m_Scratch.Path();
     const std::filesystem::path m_Cache = m_Folder / "cache";
+    const std::filesystem::path m_Home = m_Folder / "home";
+    const std::filesystem::path m_Default_Cache = m_Home / ".cache" / "qel" / "landscape";
+    const std::filesystem::path m_Configuration = m_Folder / "config" / "qel" / "qel.ini";
+    Web_Server m_Server;
+    const std::string m_Url = m_Server.Url("/a.xml");
 };
 
 } // namespace QEL::Tests
