@@ -1,6 +1,7 @@
 #include "util/Error_Meaning.h"
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 
 namespace QEL::FrontEnd::Util {
@@ -73,10 +74,11 @@ constexpr Error_Meaning meanings[] = {
      "let this machine reach the authority's revocation list"},
     {12152, "the server's response is not valid HTTP", "check that the address names a web server, and the port"},
     {12156, "the server redirects the request too often, or from https to http", "check the server's redirects"},
-    {12157, "no secure connection came about", "check that the server speaks TLS 1.2 or newer on this port"},
+    {12157, "the TLS handshake with the server failed", "check that it offers TLS 1.2 or newer on this port"},
     {12169, "the server's certificate is not valid", "have it replaced"},
     {12170, "the server's certificate has been revoked", "do not trust this server until it has a new one"},
-    {12175, "no secure connection came about", "check the server's certificate and that it speaks TLS 1.2 or newer"},
+    {12175, "the TLS handshake with the server failed, or its certificate is not valid",
+     "check its certificate, and that it offers TLS 1.2 or newer"},
 };
 
 } // namespace
@@ -85,6 +87,29 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number) {
     const auto* const found = std::find_if(std::begin(meanings), std::end(meanings),
                                            [number](const Error_Meaning& meaning) { return meaning.number == number; });
     return found == std::end(meanings) ? Error_Meaning{number, {}, {}} : *found;
+}
+
+std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, std::string_view detail) {
+    const auto meaning = Meaning_Of_Error(number);
+    const auto sentence = [](std::string text) {
+        text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+        return text + '.';
+    };
+    std::string cause(meaning.cause.empty() ? "the request failed" : meaning.cause);
+    constexpr std::string_view server = "the server";
+    constexpr std::string_view possessive = "'s ";
+    if (const auto found = cause.find(server); found != std::string::npos) {
+        std::string named = "the " + std::string(subject);
+        auto end = found + server.size();
+        if (cause.compare(end, possessive.size(), possessive) == 0) {
+            const auto noun = end + possessive.size();
+            end = cause.find(' ', noun);
+            named = "the " + cause.substr(noun, end - noun) + " of " + named;
+        }
+        cause.replace(found, end - found, named);
+    }
+    cause = sentence(cause + std::string(detail));
+    return meaning.remedy.empty() ? cause : cause + ' ' + sentence(std::string(meaning.remedy));
 }
 
 bool Is_Certificate_Error(std::uint32_t number) {

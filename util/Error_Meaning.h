@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace QEL::FrontEnd::Util {
@@ -14,6 +15,11 @@ struct Error_Meaning {
 
 /// The meaning of a Win32 or WinInet error number; cause and remedy are empty when it is unknown.
 Error_Meaning Meaning_Of_Error(std::uint32_t number);
+
+/// The meaning in sentences, with the server's name: "The server h (port 80) cannot be connected to: Connection
+/// refused. Check its port."
+/// @param detail what is known besides, such as ": Connection refused"; may be empty.
+std::string Sentences_On_Error(std::uint32_t number, std::string_view server, std::string_view detail);
 
 /// True for the numbers that say what is wrong with a server's certificate.
 bool Is_Certificate_Error(std::uint32_t number);

@@ -17,6 +17,21 @@ TEST(Error_Meaning, HasACauseAndWhatToDo) {
     }
 }
 
+TEST(Error_Meaning, InSentencesNamesTheServer) {
+    const std::string server = "server h (port 80)";
+    EXPECT_EQ(
+        Sentences_On_Error(12029, server, ": Connection refused"),
+        "The server h (port 80) cannot be connected to: Connection refused. Check that it runs, its port, and the "
+        "firewalls between.");
+    EXPECT_EQ(Sentences_On_Error(12007, "proxy p:3128", ""),
+              "The name of the proxy p:3128 cannot be resolved. Check its spelling, the name service and the network.");
+    EXPECT_EQ(
+        Sentences_On_Error(12170, server, " (revoked)"),
+        "The certificate of the server h (port 80) has been revoked (revoked). Do not trust this server until it has "
+        "a new one.");
+    EXPECT_EQ(Sentences_On_Error(87, server, ""), "Invalid parameter.");
+}
+
 TEST(Error_Meaning, OfAnUnknownNumberIsEmpty) {
     EXPECT_EQ(Meaning_Of_Error(12099).cause, "");
     EXPECT_EQ(Meaning_Of_Error(12099).remedy, "");

@@ -59,9 +59,8 @@ public:
         }
         if (!m_Failure && m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Tls().is_closed) {
             m_Failure = Exchange_Failure(m_Url, Error_Internet_Connection_Aborted,
-                                         "The server {server} ended the connection without a word, so its response may "
-                                         "have been cut on the way. Try again, and have the server send a "
-                                         "Content-Length.");
+                                         ", or it was cut on the way: neither a Content-Length nor close_notify says "
+                                         "where it ends");
         }
         if (m_Failure) {
             m_Failure->attempt = Failed_Attempt(m_Failure->error);
@@ -214,7 +213,7 @@ private:
     bool On_Header_Line(std::string_view line) {
         m_Header_Bytes += line.size();
         if (m_Header_Bytes > Largest_Headers) {
-            return Refuse("sent more headers than a response may have");
+            return Refuse("has more headers than a response may have");
         }
         if (m_Step == Step::Body) {
             return true; // a trailer after the body
@@ -227,10 +226,10 @@ private:
         // libcurl lets numbers of any length pass in a status line of HTTP/2. The caller would take some of
         // them for error numbers.
         if (status < 100 || status > 999) {
-            return Refuse("sent an invalid status");
+            return Refuse("has an invalid status");
         }
         if (status == 101) {
-            return Refuse("switched to another protocol");
+            return Refuse("switches to another protocol");
         }
         if (status < 200) {
             m_Response.headers = {};
@@ -246,14 +245,14 @@ private:
         for (const auto& coding : m_Response.headers.Values("Transfer-Encoding")) {
             is_chunked = is_chunked || Equal_Without_Case(coding, "chunked");
             if (!Equal_Without_Case(coding, "chunked") && !Equal_Without_Case(coding, "identity")) {
-                return Refuse("used a transfer coding that was not asked for");
+                return Refuse("has a transfer coding that was not asked for");
             }
         }
         // A response with two lengths, or one that is not a number, ends nobody knows where.
         const auto lengths = m_Response.headers.Values("Content-Length");
         for (const auto& length : lengths) {
             if (length != lengths.front() || !Content_Length(length)) {
-                return Refuse("sent a response of unclear length");
+                return Refuse("has two lengths, or an invalid one");
             }
         }
         // The body of such a response is the file. Of the others the status says enough.
@@ -269,12 +268,12 @@ private:
         const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
         if (content_length > static_cast<curl_off_t>(Body_Buffer::Largest_Size) ||
             bytes.size() > Body_Buffer::Largest_Size - m_Body->Size()) {
-            return Refuse("sent a body of more than 2 GB");
+            return Refuse("has a body of more than 2 GB");
         }
         if (m_Body->Size() == 0) {
             m_Body->Reserve(static_cast<std::size_t>(std::max<curl_off_t>(content_length, 0)));
         }
-        return m_Body->Append(bytes) || Refuse("sent more than this machine has memory for", Error_Out_Of_Memory);
+        return m_Body->Append(bytes) || Refuse({}, Error_Out_Of_Memory);
     }
 
     /// What a failure at this step says of the server.
@@ -293,8 +292,7 @@ private:
 
     /// Notes why the response is refused; false, for the caller to return.
     bool Refuse(std::string_view reason, std::uint32_t error = Error_Http_Invalid_Server_Response) {
-        m_Failure = Exchange_Failure(
-            m_Url, error, "The server {server} {detail}. Check that the URL names a file on a web server.", reason);
+        m_Failure = Exchange_Failure(m_Url, error, reason.empty() ? "" : ": it " + std::string(reason));
         return false;
     }
 

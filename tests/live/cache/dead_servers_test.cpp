@@ -66,7 +66,7 @@ TEST_F(Dead_Server_Of_The_Cache, CostsOneTimeOutForFiveFilesWithCopies) {
     }
     EXPECT_EQ(Local_Names::look_ups, before + 1);
     EXPECT_THAT(cache->Get_Additional_Error_Info(),
-                testing::AllOf(HasSubstr("did not accept a connection in time"),
+                testing::AllOf(HasSubstr("did not respond in time: it did not accept a connection"),
                                HasSubstr("The server was last tried at "), HasSubstr("LandscapeServerRetryAfter")));
 }
 

@@ -28,14 +28,16 @@ TEST(Resolve_Timeout, EndsALookUpThatHangs) {
 
     const auto outcome = Get("http://hanging.invalid/", timeouts);
 
-    Expect_Timeout(outcome, "The name of the server hanging.invalid was not resolved in time", 200ms);
+    Expect_Timeout(outcome, "The server hanging.invalid (port 80) did not respond in time: its name was not resolved",
+                   200ms);
 }
 
 TEST(Resolve_Timeout, IsNotWaitedForWhenTheNameDoesNotExist) {
     const auto outcome = Get("http://nowhere.invalid:8080/");
 
     EXPECT_EQ(outcome.Error(), Error_Internet_Name_Not_Resolved);
-    EXPECT_THAT(outcome.description, HasSubstr("The name of the server nowhere.invalid cannot be resolved"));
+    EXPECT_THAT(outcome.description,
+                HasSubstr("The name of the server nowhere.invalid (port 8080) cannot be resolved"));
 }
 
 TEST(Connect_Timeout, EndsAConnectionThatNobodyAccepts) {
@@ -45,7 +47,7 @@ TEST(Connect_Timeout, EndsAConnectionThatNobodyAccepts) {
     for (const auto* scheme : {"http", "https"}) {
         const auto outcome = Get(port.Url(scheme), timeouts);
 
-        Expect_Timeout(outcome, "did not accept a connection in time", 200ms);
+        Expect_Timeout(outcome, "did not respond in time: it did not accept a connection", 200ms);
     }
 }
 
@@ -67,7 +69,7 @@ TEST(Send_Timeout, EndsARequestThatTheServerDoesNotTake) {
 
     const auto outcome = Get(server.Url("/" + std::string(60000, 'x')), timeouts);
 
-    Expect_Timeout(outcome, "did not take the request in time", 400ms);
+    Expect_Timeout(outcome, "did not respond in time: it did not take the request", 400ms);
 }
 
 TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
@@ -79,7 +81,7 @@ TEST(Receive_Timeout, EndsAHandshakeAndAResponseThatDoNotCome) {
     const auto handshake = Get("https" + server.Url().substr(4), timeouts);
 
     Expect_Timeout(response, "did not respond in time", 200ms);
-    Expect_Timeout(handshake, "did not finish the TLS handshake in time", 200ms);
+    Expect_Timeout(handshake, "did not respond in time: the TLS handshake was not finished", 200ms);
 }
 
 TEST(Receive_Timeout, BeginsWhenTheRequestHasBeenTaken) {

@@ -131,7 +131,7 @@ TEST(Explanation, HasAPhraseForEachKindOfError) {
         {12044, "the server wants a certificate of the client, and the cache has none to show"},
         {12152, "the server's response is not valid HTTP"},
         {12156, "the server redirects the request too often, or from https to http"},
-        {12157, "no secure connection came about"},
+        {12157, "the TLS handshake with the server failed"},
         {12099, "the request failed on its way"}};
     for (const auto& [number, phrase] : errors) {
         EXPECT_EQ(Explain(A_Request({}, A_Failure(number, Second_Attempt::Failed))).verdict,
@@ -261,7 +261,7 @@ TEST(Explanation, DistinguishesAConnectionErrorFromACertificateError) {
     plain.request.normalised = plain.request.request = "http://server/a.xml";
     EXPECT_THAT(Steps(plain), Not(HasSubstr("certificate")));
     EXPECT_THAT(Steps(A_Request({}, A_Failure(12175, Second_Attempt::Failed))),
-                AllOf(HasSubstr("check the server's certificate"), Not(HasSubstr("is not the cause"))));
+                AllOf(HasSubstr("or its certificate is not valid"), Not(HasSubstr("is not the cause"))));
     EXPECT_THAT(Steps(A_Request({}, A_Failure(12044, Second_Attempt::Failed))), HasSubstr("is not the cause"));
 }
 
