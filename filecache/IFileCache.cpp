@@ -13,8 +13,8 @@ constexpr char Interface_Class[] = "QEL::FrontEnd::FileCache::IFileCache::";
 
 } // namespace
 
-std::mutex s_api_mutex;
-std::mutex s_error_info_guard;
+std::mutex& s_api_mutex = *new std::mutex;
+std::mutex& s_error_info_guard = *new std::mutex;
 
 IFileCache::IFileCache() = default;
 IFileCache::IFileCache(const IFileCache& other) = default;

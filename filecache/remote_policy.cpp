@@ -11,8 +11,9 @@ namespace {
 constexpr int User_Then_Machine = 2; // root selector of the configuration
 
 /// Made once: they are asked for with every look-up.
-const std::string s_options_key = Options_Key;
-const std::string s_expiry_period_value = Expiry_Period_Value;
+// Never destroyed, as nothing that threads may use while the process ends.
+const std::string& s_options_key = *new std::string(Options_Key);
+const std::string& s_expiry_period_value = *new std::string(Expiry_Period_Value);
 
 } // namespace
 

@@ -12,9 +12,16 @@ namespace QEL::FrontEnd::FileCache {
 
 namespace {
 
-/// Guards the creation, replacement and reading of the writer, never a write.
-std::mutex s_trace_guard;
-std::shared_ptr<Tracing> s_tracing;
+struct Writer {
+    std::mutex guard; ///< of the creation, replacement and reading of the writer, never of a write
+    std::shared_ptr<Tracing> tracing;
+};
+
+/// Never destroyed: threads may still trace while the process ends.
+Writer& The_Writer() {
+    static auto& s_writer = *new Writer;
+    return s_writer;
+}
 
 std::string Trace_File_Name() {
     std::array<char, 4160> name{};
@@ -28,22 +35,23 @@ void Replace_Tracer(QELPCTRC_LEVEL level) {
     if (file_name.empty()) { // GCOVR_EXCL_BR_LINE: the name has a fixed form
         return;              // GCOVR_EXCL_LINE
     }
-    s_tracing = std::make_shared<Tracing>(file_name, level, CQelPcTrc::Option_System_Lock);
+    The_Writer().tracing = std::make_shared<Tracing>(file_name, level, CQelPcTrc::Option_System_Lock);
 }
 
 } // namespace
 
 void Set_Trace_Level(QELPCTRC_LEVEL level) {
-    const std::lock_guard guard(s_trace_guard);
+    const std::lock_guard guard(The_Writer().guard);
     Replace_Tracer(level);
 }
 
 Tracing* Get_Tracer() {
-    const std::lock_guard guard(s_trace_guard);
-    if (!s_tracing) {
+    auto& writer = The_Writer();
+    const std::lock_guard guard(writer.guard);
+    if (!writer.tracing) {
         Replace_Tracer(QELPCTRC_OFF);
     }
-    return s_tracing.get();
+    return writer.tracing.get();
 }
 
 } // namespace QEL::FrontEnd::FileCache

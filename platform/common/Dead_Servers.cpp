@@ -23,7 +23,7 @@ constexpr seconds Quick_Enough{1};
 constexpr int Longest_Memory = 10;           ///< times what the attempt took
 constexpr seconds Looks_At_Network_Apart{1}; ///< of those that each request makes: they take as long as a quick request
 
-const std::string Any_Method;
+const std::string& Any_Method = *new std::string;
 
 /// The same client's requests through the same proxy, whichever server they are for.
 std::string Proxy_Key(const Server& server) {

@@ -10,6 +10,14 @@
 #include <thread>
 #include <vector>
 
+#ifdef _WIN32
+#include <cstdlib>
+#else
+#include "tests/support/Tls_Sites.h"
+
+#include <regex>
+#endif
+
 namespace QEL::Tests {
 
 namespace {
@@ -147,6 +155,21 @@ TEST_F(Killed, AtAnyMomentAProcessLeavesADirectoryThatServesWholeDocuments) {
     RecordProperty("damaged_files", damaged_files);
     RecordProperty("orphans", orphans);
     EXPECT_GT(lost_entries + orphans, 0) << "no process was killed in the middle of anything";
+}
+
+TEST_F(Killed, ThreadsThatRequestWhileMainReturnsEndWithTheProcess) {
+#ifdef _WIN32
+    const std::string tls_url = std::getenv("QEL_TEST_HTTPS_TRUSTED") + std::string("/a.xml");
+#else
+    const Tls_Sites tls_sites;
+    const std::string tls_url =
+        std::regex_replace(tls_sites.Url(Tls_State::Good), std::regex("good.test"), "127.0.0.1");
+#endif
+    for (int round = 0; round < 40; ++round) {
+        Child_Process worker(Beside_The_Tests("cache_worker", {Cache_Directory(), "-", "-", "-1", "0", web.Url("a.xml"),
+                                                               tls_url, "\\\\127.0.0.1\\none\\a"}));
+        ASSERT_EQ(worker.Wait(), 0) << "round " << round;
+    }
 }
 
 #ifndef _WIN32

@@ -20,7 +20,7 @@
 namespace QEL::FrontEnd::FileCache {
 
 // In the place of the cache's own: this test links the C interface alone.
-std::mutex s_api_mutex;
+std::mutex& s_api_mutex = *new std::mutex;
 IFileCache::IFileCache() = default;
 IFileCache::IFileCache(const IFileCache& other) = default;
 IFileCache& IFileCache::operator=(const IFileCache& other) = default;

@@ -24,7 +24,7 @@ std::string_view Without_Blanks(std::string_view text) {
 } // namespace
 
 Configuration& Configuration::System() {
-    static Ini_Configuration s_configuration("/etc/qel/qel.ini");
+    static auto& s_configuration = *new Ini_Configuration("/etc/qel/qel.ini"); // threads may request to the end
     return s_configuration;
 }
 

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include <openssl/crypto.h>
+
 #include "platform/posix/system/Sigpipe_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -32,11 +34,13 @@ bool Connection::Begin_Exchange() {
 }
 
 std::shared_ptr<Connection_Pool> Connection_Pool::Instance() {
-    static const auto s_pool = std::make_shared<Connection_Pool>();
+    // Threads may request to the end, so neither this nor OpenSSL is taken apart before.
+    static const auto& s_pool = *new std::shared_ptr<Connection_Pool>(std::make_shared<Connection_Pool>());
     return s_pool;
 }
 
 Connection_Pool::Connection_Pool() {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 

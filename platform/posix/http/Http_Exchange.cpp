@@ -343,7 +343,7 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
 } // namespace
 
 const Http_Client& Platform_Client() {
-    static const Http_Client s_client{{}, &Exchange, &Proxy_For};
+    static const auto& s_client = *new Http_Client{{}, &Exchange, &Proxy_For};
     return s_client;
 }
 

@@ -31,7 +31,7 @@ using Agent_Protocol::Operation;
 class Idle_Agents {
 public:
     static Idle_Agents& Instance() {
-        static Idle_Agents s_agents;
+        static auto& s_agents = *new Idle_Agents; // threads may request to the end
         return s_agents;
     }
 
@@ -66,8 +66,8 @@ private:
 /// Reports to the administrator what is wrong with this machine, which no error code could: on standard
 /// error, each matter once.
 void Complain(const std::string& matter) {
-    static std::mutex s_mutex;
-    static std::set<std::string> s_known_matters;
+    static auto& s_mutex = *new std::mutex;
+    static auto& s_known_matters = *new std::set<std::string>;
     const std::lock_guard lock(s_mutex);
     if (s_known_matters.insert(matter).second) {
         std::fprintf(Util::Standard_Error(), "qelfilecache: no access to file shares: %s\n", matter.c_str());

@@ -10,8 +10,8 @@
 namespace QEL::FrontEnd::Util::Tracing {
 
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
-    static std::mutex s_guard;
-    static std::shared_ptr<System_Mutex> s_trace_lock;
+    static auto& s_guard = *new std::mutex;
+    static auto& s_trace_lock = *new std::shared_ptr<System_Mutex>; // threads may trace to the end
     const std::lock_guard lock(s_guard);
     if (!s_trace_lock) {
         // The size of a word is part of the name, because it is part of a mutex.

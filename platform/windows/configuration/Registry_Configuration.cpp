@@ -140,7 +140,7 @@ public:
 } // namespace
 
 Configuration& Configuration::System() {
-    static Registry_Configuration s_configuration;
+    static auto& s_configuration = *new Registry_Configuration; // threads may request to the end
     return s_configuration;
 }
 

@@ -159,6 +159,7 @@ int main() {
         _exit(0);
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails
     Serve_Host();
     // No tidying up: closing files and connections in order could wait for the server once more.
     _exit(0);
