@@ -15,6 +15,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 
 namespace QEL::Tests {
 
@@ -180,6 +181,16 @@ TEST_F(Share_Failures, OfAFullDiskHaveItsCode) {
     Share_File_Info info;
 
     EXPECT_EQ(Copy_Share_File(Samba_Server::Path("file"), full_disk.Get(), info), 112u);
+}
+
+TEST_F(Share_Failures, OfAFileBeyondTheLimitOfItsLengthHaveItsCode) {
+    Publish("file", "content");
+    EXPECT_EQ(Child_Process([&] {
+                  const rlimit limit{3, 3};
+                  ::setrlimit(RLIMIT_FSIZE, &limit);
+                  return Copy_Error(Samba_Server::Path("file"));
+              }).Wait(),
+              223);
 }
 
 TEST_F(Share_Failures, OfAFileThatIsLargerThanTheFreeSpaceComeBeforeItsContent) {
