@@ -67,6 +67,8 @@ struct QEL_FILECACHE_API IFileCache {
 
     /// Forgets every entry and deletes its copy. Does not rewrite the metadata file: the entries
     /// drop out of it with the next change, or at the next load because their copies are gone.
+    /// It deletes what the metadata file named, wherever that lies and whoever wrote it: only the host's
+    /// user may write to the cache directory. The same goes for every request that replaces a copy.
     /// @return true when every copy could be deleted; an entry whose copy could not be stays.
     virtual bool Clear() = 0;
 

@@ -38,7 +38,7 @@ TEST_F(Clear_And_Purge, ClearDeletesTheCopiesOfItsEntriesAndPurgeAllCopies) {
 TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {
     Fill_Cache();
     // The copy of the entry lies where nothing may be deleted.
-    const fs::path locked = m_Scratch.Make_Directory("locked");
+    const fs::path locked = m_Scratch.Make_Directory("cache/locked");
     fs::rename(m_Cache / m_Copy, locked / m_Copy);
     std::string metadata = Content_Of(Metadata_File());
     metadata.replace(metadata.find(m_Cache.string()), m_Cache.string().size(), locked.string());
@@ -51,6 +51,8 @@ TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {
 }
 
 TEST_F(Clear_And_Purge, PurgeSaysWhichCopiesStayed) {
+    Fill_Cache();
+    fs::remove(m_Cache / Stray_Copy);
     fs::create_directory(m_Cache / Stray_Copy); // cannot be deleted as a file
     Expect_Message(Run_On_Cache({"purge"}), 1,
                    "these copies could not be deleted:\n  " + (m_Cache / Stray_Copy).string() + What_To_Do);

@@ -26,6 +26,12 @@ void Command_Options::Flag(const std::string& name, bool& target, const std::str
     m_Parser.add_flag(name, target, help);
 }
 
+void Command_Options::Force(bool& target) {
+    Flag("--force", target,
+         "Use the directory also when another program has it in use, when it is another\n"
+         "user's, or when it holds copies without a list");
+}
+
 void Command_Options::Text(const std::string& name, const std::string& placeholder, std::optional<std::string>& target,
                            const std::string& help) {
     m_Parser

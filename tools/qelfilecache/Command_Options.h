@@ -27,6 +27,9 @@ public:
     /// `name` alone sets `target`.
     void Flag(const std::string& name, bool& target, const std::string& help);
 
+    /// --force of the commands that change the cache.
+    void Force(bool& target);
+
     /// `name` takes a text, shown as `placeholder`; of several the last one counts.
     void Text(const std::string& name, const std::string& placeholder, std::optional<std::string>& target,
               const std::string& help);

@@ -5,6 +5,7 @@
 #include "tools/qelfilecache/output.h"
 #include "trace/Set_Trace_Level.h"
 #include "util/Control_Characters.h"
+#include "util/Visible_Text.h"
 
 #include <fstream>
 
@@ -47,11 +48,12 @@ std::string Require_Directory(const fs::path& directory, const char* option) {
     return subject;
 }
 
-void Require_Usable_Directory(const fs::path& directory, const char* option) {
-    const std::string subject = Require_Directory(directory, option);
+std::string Require_Usable_Directory(const fs::path& directory, const char* option) {
+    std::string subject = Require_Directory(directory, option);
     if (!Host::Is_Writable_Directory(directory)) {
         throw Usage_Error(subject + " is not writable; change its permissions or name another one");
     }
+    return subject;
 }
 
 /// A metadata file that cannot be opened reads as an empty cache, whose copies are then swept away.
@@ -109,13 +111,35 @@ Named_Directory Directory_Of(const Settings& settings) {
     return {directory, default_directory, !fs::exists(directory, ignored)};
 }
 
-Open_Cache Open(const Settings& settings, const Named_Directory& directory) {
-    Require_Usable_Directory(directory.path, directory.option);
+/// Without a list, nothing says that the files are copies: the first request would delete them.
+void Require_List_Of_Copies(const fs::path& directory, const std::string& subject) {
+    std::error_code ignored;
+    const std::size_t copies = Cached_Copies(directory).size();
+    if (copies > 0 && !fs::exists(Metadata_File(directory), ignored)) {
+        throw Usage_Error(subject + " holds " + Util::Counted(copies, "file") +
+                          " with names of copies, but no list of copies. Folders of photos look like that, and so does "
+                          "a cache whose first download was killed\n  Next: name another directory, or repeat with "
+                          "--force when these files may be deleted.");
+    }
+}
+
+using Directory_Check = void (*)(const fs::path& directory);
+
+Open_Cache Open(const Settings& settings, const Named_Directory& directory, bool force, Directory_Check check) {
+    const std::string subject = Require_Usable_Directory(directory.path, directory.option);
+    Open_Cache opened{nullptr, directory.path, Take_Directory(directory.path, subject, force)};
+    Require_Own_List(Metadata_File(directory.path));
+    if (!force) {
+        Require_List_Of_Copies(directory.path, subject);
+    }
     Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out,
                                  " cannot be read and written; change its permissions, or move it away to start "
                                  "afresh");
+    if (check != nullptr) {
+        check(directory.path);
+    }
     Start_Tracing(settings);
-    Open_Cache opened{FileCache::IFileCache::Instance(), directory.path, false};
+    opened.cache = FileCache::IFileCache::Instance();
     opened.metadata_loaded = opened.cache->Set_Cache_Directory(Host::To_Text(directory.path));
     return opened;
 }
@@ -146,7 +170,7 @@ bool Is_Cached_Copy(const std::string& name) {
 
 } // namespace
 
-Open_Cache Open_Or_Create_Cache(const Settings& settings) {
+Open_Cache Open_Or_Create_Cache(const Settings& settings, bool force) {
     const Named_Directory directory = Directory_Of(settings);
     try {
         if (!settings.cache_directory) {
@@ -156,18 +180,21 @@ Open_Cache Open_Or_Create_Cache(const Settings& settings) {
         throw Usage_Error(std::string(default_directory) + " " + Quoted_Path(directory.path) +
                           " cannot be created: " + error.code().message() + "; give --cache-dir");
     }
-    return Open(settings, directory);
+    return Open(settings, directory, force, nullptr);
 }
 
-std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings) {
+std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings, bool force, Directory_Check check) {
     const Named_Directory directory = Directory_Of(settings);
-    return directory.is_missing_default ? std::nullopt : std::optional(Open(settings, directory));
+    return directory.is_missing_default ? std::nullopt : std::optional(Open(settings, directory, force, check));
 }
 
 Open_Inspection Inspect_Cache(const Settings& settings) {
     Open_Inspection opened;
     opened.directory = Directory_To_Inspect(settings);
     opened.cache = std::make_unique<FileCache::Cache_Inspection>(Host::To_Text(opened.directory));
+    if (const std::string others = Other_Users_Of(opened.directory); !others.empty()) {
+        Write_Message("note: the cache directory is in use by " + others);
+    }
     if (!opened.cache->Metadata_Is_Sound()) {
         Write_Message("warning: the metadata file " + Quoted_Path(Metadata_File(opened.directory)) +
                       " is damaged: only the entries before the damage are known.\n"

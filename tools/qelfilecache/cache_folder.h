@@ -2,6 +2,7 @@
 
 #include "filecache/inspection/Cache_Inspection.h"
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/neighbours.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -20,16 +21,20 @@ namespace QEL::FrontEnd::Tool {
 struct Open_Cache {
     std::shared_ptr<FileCache::IFileCache> cache;
     std::filesystem::path directory;
-    bool metadata_loaded; ///< false: the metadata file is damaged
+    std::unique_ptr<Util::FileSystem::Directory_Mark> mark; ///< for as long as the run lasts
+    bool metadata_loaded = false;                           ///< false: the metadata file is damaged
 };
 
 /// Opens the cache; creates the default directory when it is not there yet.
+/// @param force use a directory that is another user's, in use, or holds copies without a list.
 /// @throws Usage_Error when the directory is missing or cannot be used.
-Open_Cache Open_Or_Create_Cache(const Settings& settings);
+Open_Cache Open_Or_Create_Cache(const Settings& settings, bool force);
 
 /// Opens the cache; nothing when it is the default one and its directory is not there yet.
-/// @throws Usage_Error when the directory is missing or cannot be used.
-std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings);
+/// @param check looks at the directory before the cache does, and before anything is traced.
+/// @throws Usage_Error when the directory is missing or cannot be used, and what the check throws.
+std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings, bool force,
+                                              void (*check)(const std::filesystem::path& directory) = nullptr);
 
 /// The cache of this run, to be looked into and not to be changed.
 struct Open_Inspection {
@@ -37,8 +42,8 @@ struct Open_Inspection {
     std::unique_ptr<FileCache::Cache_Inspection> cache;
 };
 
-/// Opens the cache directory for looking; it need not be writable. Warns of a damaged metadata file
-/// and of places of the configuration that had to be passed over.
+/// Opens the cache directory for looking; it need not be writable. Names the other processes that use it. Warns of a
+/// damaged metadata file and of places of the configuration that had to be passed over.
 /// @throws Usage_Error when the directory is missing or cannot be used.
 Open_Inspection Inspect_Cache(const Settings& settings);
 

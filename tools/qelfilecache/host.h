@@ -30,6 +30,16 @@ void Create_Private_Directory(const std::filesystem::path& directory);
 /// True when this process may create files in the directory.
 bool Is_Writable_Directory(const std::filesystem::path& directory);
 
+/// True when a link stands there that leads to another path.
+bool Is_Link(const std::filesystem::path& path);
+
+/// True when what stands there, a link itself and not its target, belongs to a user other than this one and those who
+/// run the machine. False where the system does not say.
+bool Belongs_To_Another_User(const std::filesystem::path& path);
+
+/// The path of an existing file or directory without links and other spellings; empty when there is none.
+std::filesystem::path Resolved(const std::filesystem::path& path);
+
 /// Columns of the terminal that the stream goes to; none when it goes elsewhere.
 std::optional<std::size_t> Terminal_Width(std::FILE* stream);
 

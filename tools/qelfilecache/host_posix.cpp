@@ -69,6 +69,22 @@ bool Is_Writable_Directory(const std::filesystem::path& directory) {
     return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
+bool Is_Link(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_symlink(path, ignored);
+}
+
+bool Belongs_To_Another_User(const std::filesystem::path& path) {
+    constexpr uid_t root = 0;
+    struct stat about {};
+    return ::lstat(path.c_str(), &about) == 0 && about.st_uid != root && about.st_uid != ::geteuid();
+}
+
+std::filesystem::path Resolved(const std::filesystem::path& path) {
+    std::error_code missing;
+    return std::filesystem::canonical(path, missing);
+}
+
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {
     winsize size{};
     if (::ioctl(::fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {

@@ -1,10 +1,14 @@
 #include "tools/qelfilecache/host.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdlib>
+#include <iterator>
 
 #include <windows.h>
 
+#include <aclapi.h>
 #include <io.h>
 #include <objbase.h>
 
@@ -32,6 +36,38 @@ std::string Narrow(UINT code_page, const std::wstring& wide) {
     std::string text(static_cast<std::size_t>(needed), '\0');
     WideCharToMultiByte(code_page, 0, wide.data(), size, text.data(), needed, nullptr, nullptr);
     return text;
+}
+
+/// What stands at a path, open for questions about it; none: INVALID_HANDLE_VALUE.
+class Opened {
+public:
+    Opened(const std::filesystem::path& path, DWORD access, DWORD flags)
+        : m_Handle(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr)) {}
+    Opened(const Opened&) = delete;
+    Opened& operator=(const Opened&) = delete;
+    ~Opened() {
+        if (Is_There()) {
+            CloseHandle(m_Handle);
+        }
+    }
+    bool Is_There() const { return m_Handle != INVALID_HANDLE_VALUE; }
+    HANDLE Get() const { return m_Handle; }
+
+private:
+    HANDLE m_Handle;
+};
+
+bool Is_This_User(PSID owner) {
+    HANDLE token = nullptr;
+    alignas(TOKEN_USER) std::array<std::byte, 256> user;
+    DWORD size = 0;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
+        return false;
+    }
+    const bool is_known = GetTokenInformation(token, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size);
+    CloseHandle(token);
+    return is_known && EqualSid(owner, reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid);
 }
 
 HANDLE Handle_Of(std::FILE* stream) {
@@ -67,14 +103,45 @@ void Create_Private_Directory(const std::filesystem::path& directory) {
 }
 
 bool Is_Writable_Directory(const std::filesystem::path& directory) {
-    const HANDLE handle =
-        CreateFileW(directory.c_str(), FILE_ADD_FILE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) {
+    return Opened(directory, FILE_ADD_FILE, 0).Is_There();
+}
+
+bool Is_Link(const std::filesystem::path& path) {
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW(path.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
         return false;
     }
-    CloseHandle(handle);
-    return true;
+    FindClose(search);
+    // Not every reparse point is a link: files that lie in a cloud are others.
+    return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(found.dwReserved0);
+}
+
+bool Belongs_To_Another_User(const std::filesystem::path& path) {
+    const Opened opened(path, READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR about = nullptr;
+    if (!opened.Is_There() || GetSecurityInfo(opened.Get(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
+                                              nullptr, nullptr, &about) != ERROR_SUCCESS) {
+        return false;
+    }
+    // File systems without owners name everybody.
+    constexpr WELL_KNOWN_SID_TYPE nobody_else[] = {WinBuiltinAdministratorsSid, WinLocalSystemSid, WinWorldSid};
+    const bool is_another =
+        !Is_This_User(owner) && std::none_of(std::begin(nobody_else), std::end(nobody_else),
+                                             [owner](WELL_KNOWN_SID_TYPE type) { return IsWellKnownSid(owner, type); });
+    LocalFree(about);
+    return is_another;
+}
+
+std::filesystem::path Resolved(const std::filesystem::path& path) {
+    const Opened opened(path, 0, 0);
+    std::wstring resolved(32768, L'\0');
+    const DWORD length = opened.Is_There() ? GetFinalPathNameByHandleW(opened.Get(), resolved.data(),
+                                                                       static_cast<DWORD>(resolved.size()), 0)
+                                           : 0;
+    resolved.resize(length < resolved.size() ? length : 0);
+    return resolved;
 }
 
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {

@@ -1,4 +1,5 @@
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Command_Options.h"
 
 #include "filecache/IFileCache.h"
 #include "tools/qelfilecache/cache_folder.h"
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,8 +19,24 @@ namespace {
 constexpr const char* deletion_advice =
     "\n  Close the programs that have one open, check the permissions of the cache directory, try again.";
 
-Exit_Status Clear(const Settings& settings) {
-    const auto opened = Open_Existing_Cache(settings);
+/// The library deletes what the list names, wherever that lies.
+void Require_Copies_In_Directory(const std::filesystem::path& directory) {
+    std::vector<std::string> outside;
+    for (const auto& entry : FileCache::Cache_Inspection(Host::To_Text(directory)).Entries()) {
+        if (entry.copy_exists && !Lies_In(Host::To_Path(entry.copy), directory)) {
+            outside.push_back(entry.copy);
+        }
+    }
+    if (!outside.empty()) {
+        throw Usage_Error(
+            "the cache's metadata file " + Quoted(Host::To_Text(Metadata_File(directory))) +
+            " names files outside of its directory, which 'clear' never deletes:" + Indented_Lines(outside) +
+            "\n  Next: move that list away; 'qelfilecache purge' deletes the copies in the directory.");
+    }
+}
+
+Exit_Status Clear(const Settings& settings, bool force) {
+    const auto opened = Open_Existing_Cache(settings, force, Require_Copies_In_Directory);
     if (!opened) {
         return Exit_Served; // nothing has been cached yet
     }
@@ -33,8 +51,8 @@ Exit_Status Clear(const Settings& settings) {
     return Exit_Not_Served;
 }
 
-Exit_Status Purge(const Settings& settings) {
-    const auto opened = Open_Existing_Cache(settings);
+Exit_Status Purge(const Settings& settings, bool force) {
+    const auto opened = Open_Existing_Cache(settings, force);
     if (!opened) {
         return Exit_Served; // nothing has been cached yet
     }
@@ -57,19 +75,27 @@ constexpr const char* clear_help =
     "Example:\n"
     "  qelfilecache clear";
 
+Command Deleting(Command command, Exit_Status (*run)(const Settings& settings, bool force)) {
+    const auto force = std::make_shared<bool>(false);
+    command.declare_options = [force](Command_Options& parser) { parser.Force(*force); };
+    command.run = [force, run](const Settings& settings) { return run(settings, *force); };
+    return command;
+}
+
 } // namespace
 
 Command Clear_Command() {
-    return {"clear", "Forget every cached file and delete its copy", clear_help, {}, Clear};
+    return Deleting({"clear", "Forget every cached file and delete its copy", clear_help, {}, {}}, Clear);
 }
 
 Command Purge_Command() {
-    return {"purge",
-            "Delete every copy in the cache directory, known or not",
-            "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
-            "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge",
-            {},
-            Purge};
+    return Deleting({"purge",
+                     "Delete every copy in the cache directory, known or not",
+                     "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
+                     "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge",
+                     {},
+                     {}},
+                    Purge);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -18,6 +18,7 @@ namespace {
 struct Get_Options {
     std::vector<std::string> requests;
     int request_kind = ordinary_request;
+    bool force = false;
     bool json = false;
 };
 
@@ -34,7 +35,7 @@ nlohmann::ordered_json Outcome_As_Json(const Request_Outcome& outcome) {
 }
 
 Exit_Status Get(const Settings& settings, const Get_Options& options) {
-    const Open_Cache opened = Open_For_Requests(settings);
+    const Open_Cache opened = Open_For_Requests(settings, options.force);
     const auto request_thread = Host::Prepare_Request_Thread();
     auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
@@ -60,6 +61,7 @@ void Declare_Options(Command_Options& parser, Get_Options& options) {
     parser.Number("--request-kind", "N", {"a whole number"}, options.request_kind,
                   "Kind of the requests, by default 213, an ordinary request;\n"
                   "201 and 202 leave a file uncached that is writable on its share");
+    parser.Force(options.force);
     parser.Flag("--json", options.json, "Print one array of objects with paths and error codes instead");
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }

@@ -23,6 +23,7 @@ namespace {
 
 struct Prefetch_Options {
     std::string file;
+    bool force = false;
 };
 
 Request_List Read_List_File(const std::string& file) {
@@ -105,7 +106,7 @@ std::string Summary(const Request_List& list, std::size_t served, std::size_t ol
 
 Exit_Status Prefetch(const Settings& settings, const Prefetch_Options& options) {
     const Request_List list = options.file == "-" ? Read_Request_List(std::cin) : Read_List_File(options.file);
-    const Open_Cache opened = Open_For_Requests(settings);
+    const Open_Cache opened = Open_For_Requests(settings, options.force);
     const auto request_thread = Host::Prepare_Request_Thread();
     const auto outcomes = Serve_All(*opened.cache, list.requests);
 
@@ -121,6 +122,7 @@ Exit_Status Prefetch(const Settings& settings, const Prefetch_Options& options) 
 }
 
 void Declare_Options(Command_Options& parser, Prefetch_Options& options) {
+    parser.Force(options.force);
     parser.Operand("FILE", options.file, "List of requests, or - for standard input");
 }
 

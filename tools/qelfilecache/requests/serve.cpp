@@ -77,8 +77,8 @@ void Save_And_Warn(const std::filesystem::path& directory) {
 
 } // namespace
 
-Open_Cache Open_For_Requests(const Settings& settings) {
-    Open_Cache opened = Open_Or_Create_Cache(settings);
+Open_Cache Open_For_Requests(const Settings& settings, bool force) {
+    Open_Cache opened = Open_Or_Create_Cache(settings, force);
     if (!opened.metadata_loaded) {
         Save_And_Warn(opened.directory);
     }

@@ -13,8 +13,9 @@ inline constexpr int ordinary_request = 213;
 
 /// Opens the cache for requests. When its metadata file is damaged, saves first what the first
 /// request is about to lose, and says so.
+/// @param force as of Open_Or_Create_Cache.
 /// @throws Usage_Error when the directory is missing or cannot be used.
-Open_Cache Open_For_Requests(const Settings& settings);
+Open_Cache Open_For_Requests(const Settings& settings, bool force);
 
 /// Has the cache serve one request.
 Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, int request_kind);

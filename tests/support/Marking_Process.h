@@ -1,0 +1,59 @@
+#pragma once
+
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace QEL::Tests {
+
+/// Runs a program that stands beside the tests. @return its exit status.
+/// @param redirections of the streams, as the shell of every system writes them.
+inline int Run_Beside_The_Tests(const std::string& program, const std::vector<std::string>& arguments,
+                                const std::string& redirections = {}) {
+    std::string line;
+    for (const std::string& word : Beside_The_Tests(program, arguments)) {
+        line += '"' + word + "\" ";
+    }
+    line += redirections;
+#ifdef _WIN32
+    return std::system(('"' + line + '"').c_str()); // the command interpreter takes away the outer ones
+#else
+    const int status = std::system(line.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+}
+
+/// Another process that marks a directory as in use from the object's creation until it is to end.
+class Other_Marking_Process : private FrontEnd::Util::Non_Copyable {
+public:
+    /// @param end "die": as a process that is killed.
+    explicit Other_Marking_Process(const std::string& directory, const std::string& end = "release",
+                                   const std::string& program = "directory_marker") {
+        m_Runner = std::thread([=, this] {
+            EXPECT_EQ(Run_Beside_The_Tests(program, {directory, m_Scratch / "ready", m_Scratch / "end", end}), 0);
+        });
+        for (int attempt = 0; attempt < 6000 && !std::filesystem::exists(m_Scratch / "ready"); ++attempt) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        EXPECT_TRUE(std::filesystem::exists(m_Scratch / "ready"));
+    }
+    ~Other_Marking_Process() { End(); }
+
+    void End() {
+        if (m_Runner.joinable()) {
+            m_Scratch.Write("end");
+            m_Runner.join();
+        }
+    }
+
+private:
+    Scratch_Directory m_Scratch;
+    std::thread m_Runner;
+};
+
+} // namespace QEL::Tests

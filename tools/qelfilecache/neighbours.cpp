@@ -1,0 +1,110 @@
+#include "tools/qelfilecache/neighbours.h"
+
+#include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/output.h"
+#include "util/Visible_Text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace QEL::FrontEnd::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Util::FileSystem::Directory_Mark;
+using Util::FileSystem::Marking_Process;
+using Util::FileSystem::Other_Processes_On;
+
+constexpr std::chrono::seconds longest_wait{10};
+
+/// The owner of a link decides where it leads tomorrow, so the links on the way count, too.
+bool Belongs_To_Another_User(const fs::path& directory) {
+    fs::path way;
+    for (const fs::path& name : directory) {
+        way /= name;
+        if (Host::Is_Link(way) && Host::Belongs_To_Another_User(way)) {
+            return true;
+        }
+    }
+    return Host::Belongs_To_Another_User(Host::Resolved(directory));
+}
+
+bool Is_Run_Of_The_Tool(const Marking_Process& process) {
+    return fs::path(process.program).stem() == "qelfilecache";
+}
+
+std::string Names_Of(const std::vector<Marking_Process>& processes) {
+    std::string names;
+    for (const Marking_Process& process : processes) {
+        names += (names.empty() ? "process " : ", process ") + std::to_string(process.id) +
+                 (process.program.empty() ? "" : " (" + Util::Printable(process.program) + ")");
+    }
+    return names;
+}
+
+/// Two that wait for each other do not look again at the same time.
+void Wait_A_Moment() {
+    static std::random_device random;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 100));
+}
+
+} // namespace
+
+void Require_Own_List(const fs::path& list) {
+    const bool is_link = Host::Is_Link(list);
+    if (is_link || Host::Belongs_To_Another_User(list)) {
+        throw Usage_Error("the cache's metadata file " + Quoted(Host::To_Text(list)) +
+                          (is_link ? " is a link" : " belongs to another user") +
+                          ", so what it names may be somebody else's\n  Next: move it away; nothing else makes this "
+                          "directory usable.");
+    }
+}
+
+std::unique_ptr<Directory_Mark> Take_Directory(const fs::path& directory, const std::string& subject, bool force) {
+    if (!force && Belongs_To_Another_User(directory)) {
+        throw Usage_Error(subject +
+                          " belongs to another user\n  Next: name a directory of your own, or repeat with --force.");
+    }
+    const std::string text = Host::To_Text(directory);
+    const auto deadline = std::chrono::steady_clock::now() + longest_wait;
+    for (;;) {
+        // Marked first, looked at then: of two at the same time, at least one sees the other and steps back.
+        auto mark = std::make_unique<Directory_Mark>(text);
+        const auto others = Other_Processes_On(text);
+        if (force || others.empty()) {
+            return mark;
+        }
+        if (!std::all_of(others.begin(), others.end(), Is_Run_Of_The_Tool) ||
+            std::chrono::steady_clock::now() >= deadline) {
+            throw Usage_Error(subject + " is in use by " + Names_Of(others) +
+                              "\n  Next: end that program, name another directory, or repeat with --force.");
+        }
+        mark.reset();
+        Wait_A_Moment();
+    }
+}
+
+std::string Other_Users_Of(const fs::path& directory) {
+    return Names_Of(Other_Processes_On(Host::To_Text(directory)));
+}
+
+bool Lies_In(const fs::path& file, const fs::path& directory) {
+    std::error_code error;
+    // The file itself may be a link: to delete it deletes the link.
+    fs::path folder = Host::Resolved(fs::absolute(file, error).parent_path());
+    const fs::path wanted = Host::Resolved(directory);
+    while (folder != wanted && !fs::equivalent(folder, wanted, error)) {
+        if (!folder.has_relative_path()) {
+            return false;
+        }
+        folder = folder.parent_path();
+    }
+    return true;
+}
+
+} // namespace QEL::FrontEnd::Tool
