@@ -56,8 +56,8 @@ int Return_While_Threads_Request(const char* directory, const std::vector<std::s
         std::thread([cache, request] {
             Initialise_Thread();
             cache->Get_Cached_File(request);
-            for (begun.release();;) {
-                cache->Get_Cached_File(request);
+            for (begun.release();; cache->Get_Cached_File(request)) {
+                std::this_thread::sleep_for(std::chrono::microseconds(1)); // lets the others have their turn
             }
         }).detach();
     }
