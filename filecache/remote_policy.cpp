@@ -3,6 +3,7 @@
 #include "filecache/download/outcome_codes.h"
 #include "filecache/texts.h"
 #include "filecache/trace_messages.h"
+#include "util/Configuration_Values.h"
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -12,8 +13,8 @@ constexpr int User_Then_Machine = 2; // root selector of the configuration
 
 /// Made once: they are asked for with every look-up.
 // Never destroyed, as nothing that threads may use while the process ends.
-const std::string& s_options_key = *new std::string(Options_Key);
-const std::string& s_expiry_period_value = *new std::string(Expiry_Period_Value);
+const std::string& s_options_key = *new std::string(Util::Options_Key);
+const std::string& s_expiry_period_value = *new std::string(Util::Expiry_Period_Value);
 
 } // namespace
 

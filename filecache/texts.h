@@ -23,10 +23,6 @@ inline constexpr char Https_Prefix[] = "https:";
 /// Kept with the other prefixes, and not consulted: to this cache an FTP URL is not an Internet URL.
 inline constexpr char Ftp_Prefix[] = "ftp:";
 
-/// Where the cache's own values stand in the configuration.
-inline constexpr char Options_Key[] = "Software\\QEL\\QELLogon\\Options";
-inline constexpr char Expiry_Period_Value[] = "LandscapeCacheExpiryPeriod";
 inline constexpr std::uint64_t Intervals_Per_Minute = 600000000; // of 100 ns, in the expiry period
-inline constexpr char Connect_Timeout_Value[] = "LandscapeServerFileConnectTimeout";
 
 } // namespace QEL::FrontEnd::FileCache

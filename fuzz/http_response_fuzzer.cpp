@@ -1,12 +1,12 @@
-// Any bytes as what servers answer: the request ends with an answer or an error that says why, no
+// Any bytes as what servers send: the request ends with a response or an error that says why, no
 // header breaks a line, nothing grows beyond what was sent, and no server makes the client send
 // anything but requests of its own.
 //
-// The first byte chooses the request; the rest is the answer, or several of them with a line between
+// The first byte chooses the request; the rest is the response, or several of them with a line between
 // each and the next, for the connections that a redirect leads to.
 
 #include "fuzz/Require.h"
-#include "fuzz/support/Answering_Sockets.h"
+#include "fuzz/support/Responding_Sockets.h"
 #include "fuzz/support/Scratch.h"
 #include "util/HttpClient.h"
 #include "util/IRequest_Object.h"
@@ -25,7 +25,7 @@ namespace {
 using namespace QEL::FrontEnd::FileCache;
 using QEL::FrontEnd::Util::HttpWinInet::HttpClient;
 
-constexpr std::string_view Between_Answers = "\n======== next answer ========\n";
+constexpr std::string_view Between_Responses = "\n======== next response ========\n";
 constexpr const char* Url = "http://127.0.0.1/landscape.xml";
 constexpr std::size_t Most_Exchanges = 11;
 
@@ -35,15 +35,15 @@ constexpr unsigned int Stays_Open_Mask = 0x0E;
 constexpr unsigned int Stays_Open = 0x02;
 constexpr unsigned int Is_Second_Client = 4;
 
-std::vector<std::string> Answers_In(std::string_view text) {
-    std::vector<std::string> answers;
+std::vector<std::string> Responses_In(std::string_view text) {
+    std::vector<std::string> responses;
     for (;;) {
-        const auto end = text.find(Between_Answers);
-        answers.emplace_back(text.substr(0, end));
+        const auto end = text.find(Between_Responses);
+        responses.emplace_back(text.substr(0, end));
         if (end == std::string_view::npos) {
-            return answers;
+            return responses;
         }
-        text.remove_prefix(end + Between_Answers.size());
+        text.remove_prefix(end + Between_Responses.size());
     }
 }
 
@@ -160,7 +160,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const bool is_head = (choice & Is_Head) != 0;
     const bool is_second_client = (choice & Is_Second_Client) != 0;
     const bool stays_open = (choice & Stays_Open_Mask) == Stays_Open;
-    QEL::Fuzz::Answering_Sockets servers(Answers_In({reinterpret_cast<const char*>(bytes) + 1, size - 1}), stays_open);
+    QEL::Fuzz::Responding_Sockets servers(Responses_In({reinterpret_cast<const char*>(bytes) + 1, size - 1}),
+                                          stays_open);
     const std::size_t sent = size * Most_Exchanges;
     if (is_second_client) {
         Ask_Second_Client(is_head ? 2 : 1, sent);

@@ -1,4 +1,4 @@
-// Sniffing of any data: it stays within the data, looks at its head only, and answers with types
+// Sniffing of any data: it stays within the data, looks at its head only, and results in types
 // that the cache can make a harmless name of.
 
 #include "fuzz/Require.h"

@@ -1,7 +1,7 @@
 // Any text as a request: it is of exactly one kind, its path form is stable, and whatever it names,
 // nothing but a copy in the cache directory is written, deleted or served, or the local file itself.
 //
-// The first byte says what the services answer, the rest is the request.
+// The first byte says what the services return, the rest is the request.
 
 #include "filecache/CFileCache.h"
 #include "fuzz/Require.h"
@@ -27,7 +27,7 @@ using QEL::FrontEnd::FileCache::CFileCache;
 using QEL::FrontEnd::FileCache::HResult;
 using QEL::FrontEnd::Platform::Http_Url;
 
-/// What the services of one run answer.
+/// What the services of one run return.
 struct World {
     unsigned int bits;
 

@@ -29,7 +29,7 @@ LAYERS = {
     "trace/": ["trace/", "util/"],
     "mime/": ["mime/", "util/"],
     "util/": ["util/"],
-    "platform/": ["platform/common/", "filecache/oswrap/", "util/", "mime/Magic.h"],
+    "platform/": ["platform/common/", "filecache/oswrap/", "util/"],
 }
 MAY_USE_SYSTEM = re.compile(r"tools/|platform/(?!common/)")
 
@@ -117,7 +117,7 @@ GOOD_TREE = {
     "filecache/metadata/file.h": '#include "filecache/url/kinds.h"\n',
     "filecache/url/kinds.h": '#include "filecache/IFileCache.h"\n',
     "platform/common/Wildcard.h": '#include "util/Export.h"\n#include <string_view>\n',
-    "platform/posix/files/Files.h": '#include "platform/posix/share/Share.h"\n#include "mime/Magic.h"\n',
+    "platform/posix/files/Files.h": '#include "platform/posix/share/Share.h"\n#include "util/Export.h"\n',
     "platform/posix/share/Share.h": '#include "platform/posix/system/Handle.h"\n#include <curl/curl.h>\n',
     "platform/posix/system/Handle.h": '#include "platform/common/Wildcard.h"\n#include <unistd.h>\n',
     "platform/windows/Handle.h": "#include <windows.h>\n",

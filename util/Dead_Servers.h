@@ -1,6 +1,7 @@
 #pragma once
 
 #include "util/Configuration_Source.h"
+#include "util/Configuration_Values.h"
 #include "util/Non_Copyable.h"
 #include "util/Registry.h"
 
@@ -49,9 +50,6 @@ private:
     std::string m_Description;
 };
 
-/// The value of the configuration that says for how long a server that cost time in vain is not asked again.
-inline constexpr char Server_Retry_Value[] = "LandscapeServerRetryAfter";
-
 /// Whether a value of the configuration is a number that is positive, though an integer of 32 bits shows it as a
 /// negative one or not at all.
 inline bool Exceeds_31_Bits(const char* key, const char* value) {
@@ -63,16 +61,16 @@ inline bool Exceeds_31_Bits(const char* key, const char* value) {
     return number > std::numeric_limits<std::int32_t>::max() && *end == '\0' && text.find('-') == std::string::npos;
 }
 
-/// What it says at this moment: from 0 seconds, which is never, to an hour.
-/// @param key under which it stands.
-inline std::chrono::seconds Server_Retry_Period(const char* key) {
+/// For how long a server that cost time in vain is not asked again, by the configuration of this moment: from 0
+/// seconds, which is never, to an hour.
+inline std::chrono::seconds Server_Retry_Period() {
     constexpr std::int32_t standard = 120;
     constexpr std::int32_t longest = 3600;
     std::int32_t period = standard;
-    GetRegValInt(period, key, Server_Retry_Value, 1);
-    return std::chrono::seconds(Exceeds_31_Bits(key, Server_Retry_Value) ? longest
-                                : period < 0                             ? standard
-                                                                         : std::min(period, longest));
+    GetRegValInt(period, Options_Key, Server_Retry_Value, 1);
+    return std::chrono::seconds(Exceeds_31_Bits(Options_Key, Server_Retry_Value) ? longest
+                                : period < 0                                     ? standard
+                                                                                 : std::min(period, longest));
 }
 
 } // namespace QEL::FrontEnd::Util

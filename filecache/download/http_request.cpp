@@ -2,8 +2,8 @@
 
 #include "filecache/CFileCache.h"
 #include "filecache/download/Com_Error.h"
-#include "filecache/texts.h"
 #include "filecache/trace_messages.h"
+#include "util/Configuration_Values.h"
 #include "util/HttpClient.h"
 #include "util/Last_Error.h"
 #include "util/Registry.h"
@@ -132,7 +132,7 @@ void CFileCache::Read_Connect_Timeout() {
         return;
     }
     constexpr int also_machine = 1;
-    Util::GetRegValInt(m_Connect_Timeout, Options_Key, Connect_Timeout_Value, also_machine);
+    Util::GetRegValInt(m_Connect_Timeout, Util::Options_Key, Util::Connect_Timeout_Value, also_machine);
     if (m_Connect_Timeout <= 0) {
         m_Connect_Timeout = Default_Connect_Timeout;
         return;

@@ -6,6 +6,7 @@
 #include "filecache/texts.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
+#include "util/Configuration_Values.h"
 #include "util/Dead_Servers.h"
 #include "util/Trace_Directory.h"
 
@@ -17,7 +18,7 @@ namespace QEL::FrontEnd::FileCache {
 namespace {
 
 Inspected_Setting Setting(const char* name, const std::string& value) {
-    const auto configured = Util::Find_Configured_Value(Options_Key, name);
+    const auto configured = Util::Find_Configured_Value(Util::Options_Key, name);
     return configured ? Inspected_Setting{name, value, configured->place, configured->text}
                       : Inspected_Setting{name, value, {}, {}};
 }
@@ -27,7 +28,7 @@ Inspected_Setting Trace_Directory_Setting() {
     Util::Tracing::InitBuffer(directory);
     const bool usable = Util::Tracing::InitTraceDir(directory) != 0;
     const std::string value = usable ? directory.data() : "";
-    return {"TraceDirectory", value, Util::Tracing::Trace_Directory_Source(), value};
+    return {Util::Trace_Directory_Value, value, Util::Tracing::Trace_Directory_Source(), value};
 }
 
 std::string One_A_Line(const std::vector<std::string>& texts) {
@@ -116,13 +117,13 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
     Util::HttpWinInet::CertErrorHandlingMode mode = Util::HttpWinInet::Default;
     std::vector<std::string> white_list;
     Util::HttpWinInet::Read_CertErrorHandling_Parameters(mode, white_list);
-    return {
-        Setting(Expiry_Period_Value, std::to_string(reader.Get_LandscapeCacheExpiryPeriod() / Intervals_Per_Minute)),
-        Setting(Connect_Timeout_Value, std::to_string(reader.m_Connect_Timeout / Milliseconds_Per_Second)),
-        Setting(Util::Server_Retry_Value, std::to_string(Util::Server_Retry_Period(Options_Key).count())),
-        Setting("CertErrorHandlingMode", std::to_string(static_cast<int>(mode))),
-        Setting("CertErrorWhiteList", One_A_Line(white_list)),
-        Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way
+    return {Setting(Util::Expiry_Period_Value,
+                    std::to_string(reader.Get_LandscapeCacheExpiryPeriod() / Intervals_Per_Minute)),
+            Setting(Util::Connect_Timeout_Value, std::to_string(reader.m_Connect_Timeout / Milliseconds_Per_Second)),
+            Setting(Util::Server_Retry_Value, std::to_string(Util::Server_Retry_Period().count())),
+            Setting(Util::Cert_Error_Mode_Value, std::to_string(static_cast<int>(mode))),
+            Setting(Util::Cert_Error_White_List_Value, One_A_Line(white_list)),
+            Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way
 }
 
 std::string Cache_Inspection::Configuration_Problem() const {

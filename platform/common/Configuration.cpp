@@ -28,8 +28,8 @@ void Util::HttpWinInet::Read_CertErrorHandling_Parameters(CertErrorHandlingMode&
                                                           std::vector<std::string>& white_list) {
     auto& configuration = Configuration::System();
     mode = static_cast<CertErrorHandlingMode>(
-        configuration.Read_Integer(Both, Platform::Options_Key, "CertErrorHandlingMode").value_or(Default));
-    white_list = configuration.Read_List(Both, Platform::Options_Key, "CertErrorWhiteList");
+        configuration.Read_Integer(Both, Options_Key, Cert_Error_Mode_Value).value_or(Default));
+    white_list = configuration.Read_List(Both, Options_Key, Cert_Error_White_List_Value);
 }
 
 std::optional<Util::Configured_Value> Util::Find_Configured_Value(const char* key, const char* value) {

@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "util/Configuration_Values.h"
+
 namespace QEL::FrontEnd::Platform {
 
-/// The key of the registry, or the section of the INI files, that configures the cache.
-inline constexpr const char* Options_Key = "Software\\QEL\\QELLogon\\Options";
+using Util::Options_Key;
 
 /// Whose values are read.
 enum class Configuration_Scope { User, Machine, User_Then_Machine };

@@ -73,7 +73,7 @@ std::optional<Dead_Servers::Failure> Dead_Servers::Recall(const Server& server, 
     if (m_Servers.empty() || Util::Asking_Anyway::Is_On()) {
         return std::nullopt;
     }
-    const auto period = Util::Server_Retry_Period(Options_Key);
+    const auto period = Util::Server_Retry_Period();
     const auto* const memory = Find(server, method, period);
     if (memory == nullptr || Has_Network_Changed()) {
         return std::nullopt;

@@ -12,7 +12,6 @@ namespace QEL::FrontEnd::Util::Tracing {
 namespace {
 
 constexpr const char* Variable = "QEL_TRACE_DIR";
-constexpr const char* Value = "TraceDirectory";
 
 } // namespace
 
@@ -24,8 +23,8 @@ int InitTraceDir(Directory_Buffer& buffer) {
     using namespace Platform;
     std::string directory = Environment_Variable(Variable);
     if (directory.empty()) {
-        const auto configured =
-            Configuration::System().Read_Text(Configuration_Scope::User_Then_Machine, Options_Key, Value);
+        const auto configured = Configuration::System().Read_Text(Configuration_Scope::User_Then_Machine, Options_Key,
+                                                                  Trace_Directory_Value);
         directory = configured.value_or(std::string());
     }
     if (directory.empty() || directory.size() >= buffer.size() || Util::Holds_Line_Break_Or_Nul(directory)) {
@@ -40,7 +39,7 @@ std::string Trace_Directory_Source() {
     if (!Environment_Variable(Variable).empty()) {
         return std::string("environment variable ") + Variable;
     }
-    const auto configured = Find_Configured_Value(Platform::Options_Key, Value);
+    const auto configured = Find_Configured_Value(Platform::Options_Key, Trace_Directory_Value);
     return configured ? configured->place : std::string();
 }
 

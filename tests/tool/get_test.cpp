@@ -60,7 +60,7 @@ TEST_F(Get, ServesTheLastGoodCopyWithANoticeWhileTheServerIsDown) {
     EXPECT_EQ(result.out, copy + "\n");
     EXPECT_THAT(result.err, AllOf(StartsWith("qelfilecache: notice: '" + m_Url + "': "),
                                   HasSubstr("Connection refused; this is the copy of an earlier download\n  Next: "),
-                                  HasSubstr("Check that the server runs")));
+                                  HasSubstr("Check that it runs")));
 
     const Tool_Result as_json = Run_On_Cache({"get", "--json", m_Url});
     EXPECT_EQ(as_json.exit_status, 0);

@@ -10,7 +10,7 @@ namespace QEL::FrontEnd::Util {
 namespace {
 
 TEST(Error_Meaning, HasACauseAndWhatToDo) {
-    EXPECT_EQ(Meaning_Of_Error(5).cause, "access denied");
+    EXPECT_EQ(Meaning_Of_Error(5).cause, "access is denied");
     EXPECT_EQ(Meaning_Of_Error(12007).cause, "the server's name cannot be resolved");
     for (const std::uint32_t number : {2u, 53u, 12002u, 12007u, 12029u, 12037u, 12038u, 12045u, 12157u, 12170u}) {
         EXPECT_NE(Meaning_Of_Error(number).remedy, "") << number;
@@ -29,7 +29,7 @@ TEST(Error_Meaning, InSentencesNamesTheServer) {
         Sentences_On_Error(12170, server, " (revoked)"),
         "The certificate of the server h (port 80) has been revoked (revoked). Do not trust this server until it has "
         "a new one.");
-    EXPECT_EQ(Sentences_On_Error(87, server, ""), "Invalid parameter.");
+    EXPECT_EQ(Sentences_On_Error(87, server, ""), "A parameter is not valid.");
 }
 
 TEST(Error_Meaning, OfAnUnknownNumberIsEmpty) {

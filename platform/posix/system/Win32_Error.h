@@ -46,7 +46,7 @@ enum Win32_Error : std::uint32_t {
 /// Error_File_Not_Found; whether the directory is missing only the caller knows.
 Win32_Error Win32_Error_From_Errno(int errno_value);
 
-/// A short text for a Win32 code, for messages: "file not found (2)".
+/// A short text for a Win32 code, for messages: "the file cannot be found (2)".
 std::string Win32_Error_Text(std::uint32_t error);
 
 /// Makes `error` the thread's last error, when it is one, and returns it.

@@ -63,8 +63,8 @@ TEST_F(Share_Tool, ExplainsWhatTheShareSays) {
     EXPECT_THAT(Explain(request), testing::EndsWith("because the share has another version.\n"));
     fs::remove(published);
     const std::string gone = Explain(request);
-    EXPECT_THAT(gone, testing::HasSubstr("Error 2: file not found"));
-    EXPECT_THAT(gone, testing::HasSubstr("the check failed: file not found (error 2); when that"
+    EXPECT_THAT(gone, testing::HasSubstr("Error 2: the file cannot be found"));
+    EXPECT_THAT(gone, testing::HasSubstr("the check failed: the file cannot be found (error 2); when that"
                                          " fails as well, the copy"));
     EXPECT_EQ(Content_Of(copy), "content");
     EXPECT_EQ(Get(request), copy);

@@ -252,7 +252,8 @@ TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(Number("Period"), std::nullopt);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
-    EXPECT_EQ(configuration.Problem(), User_File() + ": access denied (5)\n" + Machine_File() + ": access denied (5)");
+    EXPECT_EQ(configuration.Problem(),
+              User_File() + ": access is denied (5)\n" + Machine_File() + ": access is denied (5)");
 }
 
 TEST_F(Ini_Files, AnUnreadableFileCountsAsMissingAndIsReported) {
@@ -264,7 +265,7 @@ TEST_F(Ini_Files, AnUnreadableFileCountsAsMissingAndIsReported) {
     ASSERT_EQ(::chmod(User_File().c_str(), 0), 0);
     EXPECT_EQ(Run_Without_Rights([this] {
                   return (Number("Period") == 2 ? 0 : 1) +
-                         (configuration.Problem() == User_File() + ": access denied (5)" ? 0 : 2);
+                         (configuration.Problem() == User_File() + ": access is denied (5)" ? 0 : 2);
               }),
               0);
 }
@@ -274,7 +275,7 @@ TEST_F(Ini_Files, ADirectoryOutOfReachIsReported) {
     ASSERT_EQ(::chmod(home.Path().c_str(), ::geteuid() == 0 ? 0700 : 0), 0);
     EXPECT_EQ(Run_Without_Rights([this] {
                   return (Number("Period") == std::nullopt ? 0 : 1) +
-                         (configuration.Problem() == User_File() + ": access denied (5)" ? 0 : 2);
+                         (configuration.Problem() == User_File() + ": access is denied (5)" ? 0 : 2);
               }),
               0);
     ASSERT_EQ(::chmod(home.Path().c_str(), 0700), 0);

@@ -200,7 +200,7 @@ TEST_F(Posix_Files, AnUnreadableFileIsNeitherCopiedNorRead) {
                       Read_File_Head(path, 10);
                       wrong += 4;
                   } catch (const std::runtime_error& error) {
-                      wrong += std::string(error.what()).find("access denied") != std::string::npos ? 0 : 8;
+                      wrong += std::string(error.what()).find("access is denied") != std::string::npos ? 0 : 8;
                   }
                   return wrong;
               }),

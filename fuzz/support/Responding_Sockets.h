@@ -9,21 +9,21 @@ namespace QEL::Fuzz {
 
 /// The servers of a run, all of them: every connection that the process makes ends here, whatever
 /// its address. Nothing leaves the process, and no port is used up.
-class Answering_Sockets : private FrontEnd::Util::Non_Copyable {
+class Responding_Sockets : private FrontEnd::Util::Non_Copyable {
 public:
-    /// @param answers what the connections get, one after the other; further ones get the last.
-    /// @param stay_open the servers keep their side open after the answer.
-    Answering_Sockets(std::vector<std::string> answers, bool stay_open);
-    ~Answering_Sockets();
+    /// @param responses what the connections get, one after the other; further ones get the last.
+    /// @param stay_open the servers keep their side open after the response.
+    Responding_Sockets(std::vector<std::string> responses, bool stay_open);
+    ~Responding_Sockets();
 
     /// What each connection has sent, in the order in which they were made.
     std::vector<std::string> Received() const;
 
-    /// Connects the socket to the next answer.
+    /// Connects the socket to the next response.
     int Connect(int socket);
 
 private:
-    const std::vector<std::string> m_Answers;
+    const std::vector<std::string> m_Responses;
     const bool m_Stay_Open;
     std::vector<int> m_Servers;
 };

@@ -1,4 +1,4 @@
-#include "fuzz/support/Answering_Sockets.h"
+#include "fuzz/support/Responding_Sockets.h"
 
 #include "fuzz/Require.h"
 
@@ -18,24 +18,24 @@ namespace QEL::Fuzz {
 
 namespace {
 
-Answering_Sockets* s_servers = nullptr;
+Responding_Sockets* s_servers = nullptr;
 
 } // namespace
 
-Answering_Sockets::Answering_Sockets(std::vector<std::string> answers, bool stay_open)
-    : m_Answers(std::move(answers)), m_Stay_Open(stay_open) {
-    REQUIRE(s_servers == nullptr && !m_Answers.empty());
+Responding_Sockets::Responding_Sockets(std::vector<std::string> responses, bool stay_open)
+    : m_Responses(std::move(responses)), m_Stay_Open(stay_open) {
+    REQUIRE(s_servers == nullptr && !m_Responses.empty());
     s_servers = this;
 }
 
-Answering_Sockets::~Answering_Sockets() {
+Responding_Sockets::~Responding_Sockets() {
     for (const int server : m_Servers) {
         ::close(server);
     }
     s_servers = nullptr;
 }
 
-int Answering_Sockets::Connect(int socket) {
+int Responding_Sockets::Connect(int socket) {
     int ends[2];
     REQUIRE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0);
     const int flags = ::fcntl(socket, F_GETFL);
@@ -43,9 +43,9 @@ int Answering_Sockets::Connect(int socket) {
     ::close(ends[0]);
     ::fcntl(socket, F_SETFL, flags);
 
-    // An answer fits into the buffer of the socket, so no thread has to serve it.
-    const auto& answer = m_Answers[std::min(m_Servers.size(), m_Answers.size() - 1)];
-    REQUIRE(::send(ends[1], answer.data(), answer.size(), MSG_DONTWAIT) == static_cast<ssize_t>(answer.size()));
+    // A response fits into the buffer of the socket, so no thread has to serve it.
+    const auto& response = m_Responses[std::min(m_Servers.size(), m_Responses.size() - 1)];
+    REQUIRE(::send(ends[1], response.data(), response.size(), MSG_DONTWAIT) == static_cast<ssize_t>(response.size()));
     if (!m_Stay_Open) {
         ::shutdown(ends[1], SHUT_WR);
     }
@@ -53,7 +53,7 @@ int Answering_Sockets::Connect(int socket) {
     return 0;
 }
 
-std::vector<std::string> Answering_Sockets::Received() const {
+std::vector<std::string> Responding_Sockets::Received() const {
     std::vector<std::string> received;
     for (const int server : m_Servers) {
         auto& text = received.emplace_back();

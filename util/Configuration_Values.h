@@ -1,0 +1,16 @@
+#pragma once
+
+/// The names of the cache's own values in the configuration.
+namespace QEL::FrontEnd::Util {
+
+/// The key of the registry, or the section of the INI files, under which all of them stand.
+inline constexpr char Options_Key[] = "Software\\QEL\\QELLogon\\Options";
+
+inline constexpr char Expiry_Period_Value[] = "LandscapeCacheExpiryPeriod";
+inline constexpr char Connect_Timeout_Value[] = "LandscapeServerFileConnectTimeout";
+inline constexpr char Server_Retry_Value[] = "LandscapeServerRetryAfter";
+inline constexpr char Cert_Error_Mode_Value[] = "CertErrorHandlingMode";
+inline constexpr char Cert_Error_White_List_Value[] = "CertErrorWhiteList";
+inline constexpr char Trace_Directory_Value[] = "TraceDirectory";
+
+} // namespace QEL::FrontEnd::Util
