@@ -231,6 +231,7 @@ main() {
     check "the include check finds planted violations" python3 scripts/check_layers.py --self-test
     check "setup.sh leaves nothing behind" scripts/test_setup.sh
     check "test cases are counted as they end" check_counting
+    check "the workflow is YAML" yamllint -s -d '{extends: default, rules: {line-length: {max: 130}}}' .github
 
     build_and_test "Linux" linux build_first
     [ "$quick" = yes ] || check "two unit test programs under valgrind" finished valgrind

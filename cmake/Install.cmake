@@ -50,7 +50,17 @@ install(
 if(WIN32)
   # The C interface for compilers that cannot use the import library.
   install(FILES filecache/c/qelfilecache_c.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-else()
+
+  install(FILES tools/qelfilecache/completion/qelfilecache.ps1 DESTINATION ${CMAKE_INSTALL_DATADIR}/qelfilecache COMPONENT tool)
+
+  # The configuration for group policies, from its page.
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  set(QEL_POLICY_FOLDER ${PROJECT_BINARY_DIR}/PolicyDefinitions)
+  set(policy_sources ${PROJECT_SOURCE_DIR}/packaging/windows/policy.py ${PROJECT_SOURCE_DIR}/docs/configuration.md)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${policy_sources})
+  execute_process(COMMAND ${Python3_EXECUTABLE} ${policy_sources} ${QEL_POLICY_FOLDER} COMMAND_ERROR_IS_FATAL ANY)
+  install(DIRECTORY ${QEL_POLICY_FOLDER} DESTINATION . COMPONENT tool)
+elseif(QEL_BUILD_TOOL)
   # What the tool's users read and press.
   install(FILES docs/man/qelfilecache.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
   install(

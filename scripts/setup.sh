@@ -17,13 +17,13 @@ build_packages=(
     uuid-dev
 )
 package_packages=(debhelper)
-windows_packages=(g++-mingw-w64-x86-64-posix)
+windows_packages=(g++-mingw-w64-x86-64-posix python3)
 demo_packages=(python3 samba)
 test_packages=(
     abigail-tools
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
     chromium curl groff-base iproute2 nginx-light openssl smbclient strace valgrind
-    doxygen lintian
+    doxygen lintian yamllint
     lld wine64
 )
 bench_packages=(

@@ -159,6 +159,13 @@ test_linux() {
     done
     headers_stand_alone g++ gcc "$usr/include/qelfilecache"
 
+    say "the library without the program"
+    cmake -G Ninja -S . -B "$work/alone" -DQEL_BUILD_TOOL=OFF -DQEL_BUILD_TESTS=OFF >/dev/null
+    ninja -n -C "$work/alone" >"$work/steps"
+    grep -q 'libqelfilecache.so' "$work/steps" || fail "the library is not built"
+    ! grep -q 'tools/' "$work/steps" || fail "the program is built"
+    ! grep -E 'QEL_(CLI11|JSON)_DIR' "$work/alone/CMakeCache.txt" || fail "the library needs what only the program uses"
+
     say "example hosts, with the CMake package"
     PATH_PREFIX=
     mkdir "$work/newer"
@@ -210,7 +217,8 @@ test_windows() {
     python3 -m zipfile -e build/packages/qelfilecache-*-win64.zip "$work/unpacked"
     local prefix
     prefix=$(echo "$work"/unpacked/qelfilecache-*-win64)
-    for file in bin/qelfilecache.dll bin/qelfilecache.exe lib/libqelfilecache.dll.a share/doc/qelfilecache/README.md; do
+    for file in bin/qelfilecache.dll bin/qelfilecache.exe lib/libqelfilecache.dll.a share/doc/qelfilecache/README.md \
+        PolicyDefinitions/qel.admx PolicyDefinitions/en-US/qel.adml share/qelfilecache/qelfilecache.ps1; do
         [ -f "$prefix/$file" ] || fail "no $file"
     done
     has_notices "$prefix/share/doc/qelfilecache/copyright"

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Tests the completion for bash, as bash asks for it.
+# Tests the completion for bash, as bash asks for it, and what the one for PowerShell knows.
 #
 #   completion_test.sh TOOL COMPLETION
 #
-# TOOL is a built qelfilecache, COMPLETION the script that packages install.
+# TOOL is a built qelfilecache, COMPLETION the script that packages install; beside it is COMPLETION.ps1.
 set -uo pipefail
 
 tool=$1
@@ -55,6 +55,30 @@ expect "qelfilecache " $commands $(qelfilecache --help | options_in)
 for command in $commands; do
     # shellcheck disable=SC2046
     expect "qelfilecache $command --" --cache-dir --trace-level --trace-dir $(qelfilecache "$command" --help | options_in)
+done
+
+# same NAME LIST LIST: the two hold the same words.
+same() {
+    [ "$(tr ' ' '\n' <<<"$2" | sort)" = "$(tr ' ' '\n' <<<"$3" | sort)" ] && return
+    printf 'PowerShell, %s\n  has:    %s\n  wanted: %s\n' "$1" "$2" "$3"
+    failures=$((failures + 1))
+}
+# entry NAME: the words of a line "NAME = @('word', 'word')".
+entry() { sed -n "s/^ *'\?$1'\? *= @(\(.*\))\$/\1/p" "$completion.ps1" | tr -d "',"; }
+same commands "$(sed -n "/^ *.options = @{/,/^    }/s/^ *'\([a-z]*\)' *=.*/\1/p" "$completion.ps1")" "program $commands"
+general=$(entry '\$general')
+same options "$(entry program) $general" "$(qelfilecache --help | options_in)"
+for command in $commands; do
+    same "$command" "$(entry "$command")" "$(qelfilecache "$command" --help | options_in)"
+done
+for option in $(sed -n "/^ *.values = @{/,/^    }/s/^ *'\(--[a-z-]*\)' *=.*/\1/p" "$completion.ps1"); do
+    COMP_LINE="qelfilecache get $option "
+    COMP_POINT=${#COMP_LINE}
+    COMPREPLY=()
+    _qelfilecache qelfilecache
+    wanted=${COMPREPLY[*]}
+    [[ $wanted != *[a-z]* ]] || wanted='' # files
+    same "$option" "$(entry "$option")" "$wanted"
 done
 
 expect "qelfilecache e" explain
