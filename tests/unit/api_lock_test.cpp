@@ -95,6 +95,14 @@ TEST_F(Api_Lock, IsHeldForTheWholeOfPurging) {
     Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
 }
 
+TEST_F(Api_Lock, IsFreeAfterAnExceptionOfTheHostsServices) {
+    Use_Cache_Directory();
+    os->on_directory_exists = [](const std::string&) -> bool { throw std::runtime_error("the host's"); };
+    EXPECT_THROW(cache.Purge_Cache_Folder(), std::runtime_error);
+    EXPECT_THROW(Get("\\\\server\\share\\file.xml"), std::runtime_error);
+    EXPECT_FALSE(Api_Lock_Is_Held());
+}
+
 TEST_F(Api_Lock, EveryOperationWaitsForIt) {
     Expect_To_Wait([&] { cache.Set_Cache_Directory(""); });
     Expect_To_Wait([&] { Get("http://server/file.xml"); });
