@@ -53,10 +53,21 @@ public:
             std::find_if(std::begin(public_operations), std::end(public_operations),
                          [&](const Public_Operation& candidate) { return candidate.method == record.method; });
         const bool is_public = found != std::end(public_operations);
+        if (m_Is_Construction && record.method != "CFileCache" && record.method != "Initialize_Mime") {
+            m_Open.reset(); // which has no exit
+            m_Is_Construction = false;
+        }
         if (record.kind == Record_Kind::Call && is_public) {
             Open(trace, record, found->operation);
         } else if (record.kind == Record_Kind::Call && !m_Open && record.method == "CFileCache") {
             Open(trace, record, Operation::Start);
+            m_Is_Construction = true;
+        } else if (record.kind == Record_Kind::Return && !m_Open && is_public) {
+            // The trace begins within this call.
+            Open(trace, record, found->operation);
+            static_cast<Thread_Records&>(trace.calls.back()) = std::exchange(m_Outside, {});
+            trace.calls.back().run = record.run;
+            trace.calls.back().thread = record.thread;
         }
         Nest(record);
         Thread_Records& owner = m_Open ? trace.calls[*m_Open] : m_Outside;
@@ -119,6 +130,7 @@ private:
     static constexpr std::size_t deepest = 16;
 
     std::optional<std::size_t> m_Open; ///< index of the call that is under way
+    bool m_Is_Construction = false;    ///< which it is, outside of any operation
     std::vector<std::string_view> m_Stack;
     Thread_Records m_Outside;
 };

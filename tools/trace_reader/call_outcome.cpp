@@ -161,8 +161,14 @@ Judgement Judge_Served(const Call_Facts& facts) {
 
 /// Nothing where the trace ends before the call does or does not say.
 std::optional<Judgement> Judge_Request(const Call& call, const Call_Facts& facts) {
+    if (facts.returned && !facts.result.empty()) {
+        const bool begins = call.records.front()->kind == Record_Kind::Call;
+        return begins || facts.went_remote || facts.is_local
+                   ? Judge_Served(facts)
+                   : Judgement{Outcome::Unknown, "the beginning of the call is not in the trace"};
+    }
     if (facts.returned) {
-        return facts.result.empty() ? Judgement{Outcome::Failed, Why_It_Failed(facts)} : Judge_Served(facts);
+        return Judgement{Outcome::Failed, Why_It_Failed(facts)};
     }
     if (facts.ends_as_share) {
         return Judgement{Outcome::Left_In_Place, "writable on its share, where the host wants to open it itself"};

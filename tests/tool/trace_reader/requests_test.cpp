@@ -38,6 +38,16 @@ TEST(Request_In_A_Trace, LocalFile) {
     EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("local /etc/a.xml -> /etc/a.xml"));
 }
 
+TEST(Cache_Object_In_A_Trace, ThatIsMadeForItselfTakesNoOtherRecords) {
+    Written_Trace trace;
+    trace.Call("CFileCache").Call("Initialize_Mime").Error("Is_Inet_URL", "Its own.").Call("CFileCache");
+    trace.Error("Initialize_Mime", "No data.").Call("Clear").Return("Clear", "true");
+    const Trace read = Read({trace.Text()});
+    EXPECT_THAT(Calls_Of(read), ElementsAre("done instance", "done instance", "done clear"));
+    ASSERT_THAT(read.outside, SizeIs(1));
+    EXPECT_THAT(read.outside[0].records, ElementsAre(&read.records[2]));
+}
+
 TEST(Request_In_A_Trace, MissingLocalFile) {
     auto trace = Request("/etc/a.xml", true);
     trace.Error(get, "Previously cached local file does not exist '/etc/a.xml'.").Return(get, "''");
@@ -240,14 +250,15 @@ TEST(Call_In_A_Trace, ClearAndPurge) {
     EXPECT_THAT(Explanations_In(trace.Text())[2], "'/c/1' could not be deleted");
 }
 
-TEST(Call_In_A_Trace, WithoutItsEntryIsNotShown) {
+TEST(Call_In_A_Trace, WithoutItsEntryIsKnownByItsExit) {
     Written_Trace trace;
-    trace.Return("Is_Inet_URL", "true").Return(policy, "/c/1.xml").Return(get, "/c/1.xml");
-    trace.Call("Clear").Return("Clear", "true");
-    const Trace read = Read({trace.Text()});
-    EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
-    ASSERT_THAT(read.outside, SizeIs(1));
-    EXPECT_THAT(read.outside[0].records, ElementsAre(&read.records[0], &read.records[1], &read.records[2]));
+    trace.Error("Download_Inet_URL",
+                "HTTP GET request failed with status 503. On HTTP error we cannot download the file.");
+    trace.Return("Download_Inet_URL", "''").Return(get, "''");
+    trace.Call("Clear").Return("Clear", "true").Return(policy, "/c/1.xml").Return(get, "/c/1.xml");
+    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("failed", "done clear", "not_told -> /c/1.xml"));
+    EXPECT_THAT(Explanations_In(trace.Text()), Contains(HasSubstr("status 503")));
+    EXPECT_THAT(Read({trace.Text()}).outside, IsEmpty());
 }
 
 } // namespace
