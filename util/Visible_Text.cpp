@@ -1,6 +1,6 @@
 #include "util/Visible_Text.h"
 
-#include "util/Control_Characters.h"
+#include "util/Narrow_Text.h"
 
 #include <algorithm>
 
@@ -8,14 +8,12 @@ namespace QEL::FrontEnd::Util {
 
 namespace {
 
-/// True of both bytes of U+0080 to U+009F in UTF-8, by which some terminals are steered, too.
-bool Is_In_Second_Control_Character(const std::string& text, std::size_t place) {
-    const auto begins = [&text](std::size_t start) {
-        return start + 1 < text.size() && text[start] == '\xC2' &&
-               static_cast<unsigned char>(text[start + 1]) >= 0x80 &&
-               static_cast<unsigned char>(text[start + 1]) <= 0x9F;
-    };
-    return begins(place) || (place > 0 && begins(place - 1));
+constexpr char digits[] = "0123456789ABCDEF";
+
+/// True of a character that does something to a terminal other than to show itself.
+bool Steers_Terminal(char32_t code) {
+    return code < 0x20 || (code >= 0x7F && code <= 0x9F) || code == 0x061C || code == 0x200E || code == 0x200F ||
+           (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
 constexpr std::string_view ellipsis = "...";
@@ -37,19 +35,48 @@ std::size_t Start_Of_Character(std::string_view text, std::size_t column) {
 
 } // namespace
 
-std::string Printable(const std::string& text) {
-    static constexpr char digits[] = "0123456789ABCDEF";
+std::string Printable(const std::string& text, const std::string& encoding) {
+    const std::string shown = Without_Passwords(text);
     std::string printable;
-    for (std::size_t place = 0; place < text.size(); ++place) {
-        const char character = text[place];
-        if (Is_Control_Character(character) || Is_In_Second_Control_Character(text, place)) {
-            const auto code = static_cast<unsigned char>(character);
-            printable += {'\\', 'x', digits[code >> 4], digits[code & 0x0F]};
-        } else {
-            printable += character;
+    for (const Narrow_Character& character : Characters_Of(shown, encoding)) {
+        if (character.code && !Steers_Terminal(*character.code)) {
+            printable += character.bytes;
+            continue;
+        }
+        for (const char byte : character.bytes) {
+            const auto bits = static_cast<unsigned char>(byte);
+            printable += {'\\', 'x', digits[bits >> 4], digits[bits & 0x0F]};
         }
     }
     return printable;
+}
+
+std::string Printable_Json(const std::string& json) {
+    std::string printable;
+    for (const Narrow_Character& character : Characters_Of(json, "UTF-8")) {
+        const char32_t code = character.code.value_or(0);
+        if (code >= 0x7F && Steers_Terminal(code)) { // those before are escaped, or parts of the layout
+            printable += {
+                '\\', 'u', digits[code >> 12], digits[code >> 8 & 0x0F], digits[code >> 4 & 0x0F], digits[code & 0x0F]};
+        } else {
+            printable += character.bytes;
+        }
+    }
+    return printable;
+}
+
+std::string Without_Passwords(std::string text) {
+    constexpr std::string_view mark = "://";
+    for (auto place = text.find(mark); place != std::string::npos; place = text.find(mark, place)) {
+        place += mark.size();
+        const auto end = std::min(text.find_first_of("/?#\r\n", place), text.size());
+        const auto password = text.find(':', place) + 1; // 0: none
+        const auto host = std::string_view(text).substr(0, end).rfind('@');
+        if (host != std::string::npos && password > place && password <= host) {
+            text.replace(password, host - password, "***");
+        }
+    }
+    return text;
 }
 
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural) {

@@ -8,9 +8,16 @@
 /// Texts as people see them on a terminal.
 namespace QEL::FrontEnd::Util {
 
-/// Text for a message: control characters become visible, so that a request can neither forge lines
-/// nor steer the terminal.
-std::string Printable(const std::string& text);
+/// Text for a message, without passwords. Control characters, marks that change the direction of what is behind them,
+/// and bytes that are no character become visible, so that a request can neither forge lines nor steer the terminal.
+/// @param encoding see Characters_Of.
+std::string Printable(const std::string& text, const std::string& encoding = {});
+
+/// JSON that shows on a terminal: the same characters as escapes of JSON.
+std::string Printable_Json(const std::string& json);
+
+/// The text with "user:***@" for the user and password of each URL in it.
+std::string Without_Passwords(std::string text);
 
 /// "1 file", "2 files"; a plural that is formed otherwise is given.
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural = {});

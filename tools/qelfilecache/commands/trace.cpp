@@ -72,7 +72,7 @@ bool Is_Repeated(const std::vector<std::string>& names, std::size_t position) {
 bool Add_File(Trace_Reader& reader, const std::string& name, bool in_utf8) {
     std::string complaint;
     try {
-        std::string content = Read_All(name);
+        const std::string content = Util::Without_Passwords(Read_All(name));
         const std::string shown = name == standard_input ? "standard input" : name;
         complaint =
             in_utf8 ? reader.Add(Host::Lines_To_Utf8(shown), Host::Lines_To_Utf8(content)) : reader.Add(shown, content);
@@ -131,7 +131,7 @@ Exit_Status Show_Trace(const Trace_Options& options) {
             Write_Page(trace, options);
         }
         if (options.json) {
-            Write_Json_Report(trace, Write_Result);
+            Write_Json_Report(trace, [](const std::string& json) { Write_Result(Util::Printable_Json(json)); });
         } else if (options.html) {
             Write_Result(Util::Printable(*options.html));
         } else {

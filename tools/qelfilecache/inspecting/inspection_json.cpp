@@ -4,6 +4,7 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
+#include "util/Visible_Text.h"
 
 namespace QEL::FrontEnd::Tool {
 
@@ -19,6 +20,17 @@ ordered_json Time_Or_Null(std::uint64_t moment) {
 // In the order of their enumerations.
 constexpr const char* kind_names[] = {"unusable", "local", "web", "share"};
 constexpr const char* attempt_names[] = {"not needed", "not allowed", "failed", "succeeded"};
+
+/// What is under "request" repeats the argument.
+void Leave_Passwords_Out(ordered_json& json) {
+    for (auto& [key, value] : json.items()) {
+        if (value.is_structured()) {
+            Leave_Passwords_Out(value);
+        } else if (value.is_string() && key != "request") {
+            value = Util::Without_Passwords(value.get<std::string>());
+        }
+    }
+}
 
 } // namespace
 
@@ -67,8 +79,9 @@ ordered_json To_Json(const FileCache::Remote_Answer& answer) {
             {"second_attempt", attempt_names[static_cast<std::size_t>(answer.second)]}};
 }
 
-void Write_Json(const ordered_json& json) {
-    Write_Result(json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+void Write_Json(ordered_json json) {
+    Leave_Passwords_Out(json);
+    Write_Result(Util::Printable_Json(json.dump(2, ' ', false, ordered_json::error_handler_t::replace)));
 }
 
 } // namespace QEL::FrontEnd::Tool

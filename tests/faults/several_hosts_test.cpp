@@ -1,0 +1,142 @@
+// Several hosts on one directory: what one of them has handed out, no other one sweeps away.
+
+#include "tests/support/Child_Process.h"
+#include "tests/support/Scratch_Directory.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <thread>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace QEL::Tests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace testing;
+
+using Words = std::vector<std::string>;
+
+class Several_Hosts : public Test {
+protected:
+    Several_Hosts() {
+        scratch.Make_Directory("cache");
+        scratch.Make_Directory("share");
+    }
+
+    void Publish(const std::string& name) { scratch.Write("share/" + name, name); }
+
+    /// A host that makes these requests, once or until it is killed.
+    Words Host(const Words& names, bool once, bool with_ordinary_rights = false) {
+        fs::remove(scratch / "ready");
+        Words words = {scratch / "cache", scratch / "share", scratch / "ready", once ? "1" : "0", "0"};
+        for (const std::string& name : names) {
+            words.push_back("\\\\files\\share\\" + name);
+        }
+        words = Beside_The_Tests("cache_worker", words);
+#ifndef _WIN32
+        if (with_ordinary_rights && ::geteuid() == 0) {
+            const char* const none = "-dac_override,-dac_read_search,-fowner";
+            words.insert(words.begin(), {"setpriv", "--bounding-set", none, "--inh-caps", none});
+        }
+#else
+        static_cast<void>(with_ordinary_rights);
+#endif
+        return words;
+    }
+
+    /// Waits for a host to have loaded the list.
+    void Wait_Until_Ready() const {
+        Wait_For([this] { return fs::exists(scratch / "ready"); });
+    }
+
+    /// Waits for copies of these files, and of no others.
+    void Wait_For_Copies(const Words& names) const {
+        Wait_For([&] { return Copies() == names; });
+        EXPECT_EQ(Copies(), names);
+    }
+
+    template <typename Condition>
+    static void Wait_For(Condition is_met) {
+        for (int attempt = 0; attempt < 6000 && !is_met(); ++attempt) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+
+    /// The content of each copy, which is the file's name.
+    Words Copies() const {
+        Words contents;
+        for (const auto& file : fs::directory_iterator(scratch / "cache")) {
+            if (file.path() != fs::path(list)) {
+                contents.push_back(Content_Of(file.path()));
+            }
+        }
+        std::sort(contents.begin(), contents.end());
+        return contents;
+    }
+
+    Words Names() const {
+        Words names;
+        for (const auto& file : fs::directory_iterator(scratch / "cache")) {
+            names.push_back(file.path().filename().string());
+        }
+        return names;
+    }
+
+    const Scratch_Directory scratch;
+    const std::string list = (scratch.Path() / "cache" / "qelfilecache_Metadata.txt").string();
+};
+
+TEST_F(Several_Hosts, KeepTheCopiesOfAListThatOneOfThemCannotRead) {
+    Publish("a");
+    EXPECT_EQ(Child_Process(Host({"a"}, true)).Wait(), 0);
+    const std::string first_list = Content_Of(list);
+    Publish("b");
+#ifdef _WIN32
+    const HANDLE kept = CreateFileA(list.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(kept, INVALID_HANDLE_VALUE);
+#else
+    fs::permissions(list, fs::perms::none);
+#endif
+    Child_Process second(Host({"b"}, false, true));
+    Wait_For_Copies({"a", "b"});
+#ifdef _WIN32
+    CloseHandle(kept);
+#else
+    fs::permissions(list, fs::perms::owner_read | fs::perms::owner_write);
+#endif
+    EXPECT_EQ(Content_Of(list), first_list);
+    EXPECT_EQ(Child_Process(Host({"a"}, true)).Wait(), 0);
+    EXPECT_EQ(second.Kill(), Child_Process::Killed);
+    EXPECT_EQ(Copies(), Words({"a", "b"}));
+}
+
+TEST_F(Several_Hosts, KeepEachOthersCopies) {
+    Child_Process first(Host({"a", "c"}, false));
+    Wait_Until_Ready();
+    Child_Process second(Host({"b"}, false));
+    Wait_Until_Ready();
+    Publish("a");
+    Wait_For_Copies({"a"});
+    Publish("b"); // whose list does not name the other host's copy, and the other way round
+    Wait_For_Copies({"a", "b"});
+    Publish("c");
+    Wait_For_Copies({"a", "b", "c"});
+    const Words handed_out = Names();
+    Publish("d");
+    EXPECT_EQ(Child_Process(Host({"d"}, true)).Wait(), 0);
+    EXPECT_THAT(Names(), IsSupersetOf(handed_out)); // by name: a host fetches again what it misses
+    EXPECT_EQ(Copies(), Words({"a", "b", "c", "d"}));
+    EXPECT_EQ(first.Kill(), Child_Process::Killed);
+    EXPECT_EQ(second.Kill(), Child_Process::Killed);
+}
+
+} // namespace
+
+} // namespace QEL::Tests
