@@ -46,7 +46,7 @@ std::string CFileCache::Get_Cached_Remote_File(const std::string& url, Expired_F
     if (!m_Cache_Entries.contains(url)) {
         TRACE_DATA("Remote file '%s' not found in cache. Will be downloaded.\n", url.c_str());
         std::string path = (this->*downloader_f)(url, download_error); // GCOVR_EXCL_BR_LINE: never a virtual one
-        TRACE_RETURN("%s", Shown(path));
+        TRACE_RETURN("%s", path.c_str());
         return path;
     }
 
@@ -62,7 +62,7 @@ std::string CFileCache::Get_Cached_Remote_File(const std::string& url, Expired_F
 
         std::string path = (this->*downloader_f)(url, download_error); // GCOVR_EXCL_BR_LINE: never a virtual one
         if (!download_error) {
-            TRACE_RETURN("%s", Shown(path));
+            TRACE_RETURN("%s", path.c_str());
             return path;
         }
         if (m_errHTTPFileDownLoad == Http_Copy_Unnamed || m_errFileShareDownLoad == Share_Copy_Unnamed) {
@@ -93,7 +93,7 @@ std::string CFileCache::Get_Cached_Remote_File(const std::string& url, Expired_F
     }
     TRACE_DATA("Cached file for '%s' does not exist. Will be downloaded.\n", url.c_str());
     std::string path = (this->*downloader_f)(url, download_error); // GCOVR_EXCL_BR_LINE: never a virtual one
-    TRACE_RETURN("%s", Shown(path));
+    TRACE_RETURN("%s", path.c_str());
     return path;
 }
 

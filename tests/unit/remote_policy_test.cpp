@@ -201,7 +201,7 @@ TEST_F(Remote_Policy, AFailedFirstDownloadServesNothing) {
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(download_step));
-    EXPECT_EQ(All(), Begin() + Unknown() + Return(method, "''"));
+    EXPECT_EQ(All(), Begin() + Unknown() + Return(method, ""));
 }
 
 TEST_F(Remote_Policy, AFirstDownloadIsTakenAsItComes) {
@@ -246,7 +246,7 @@ TEST_F(Remote_Policy, ThatDownloadIsTakenAsItComes) {
     Download_Returns("", true);
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
-    EXPECT_EQ(All(), Begin() + Copy_Missing() + Return(method, "''"));
+    EXPECT_EQ(All(), Begin() + Copy_Missing() + Return(method, ""));
 }
 
 TEST_F(Remote_Policy, AnExpiredFileIsDownloaded) {
@@ -268,7 +268,7 @@ TEST_F(Remote_Policy, ASuccessfulDownloadIsTakenWhateverTheCodes) {
     Download_Returns("", false);
     EXPECT_EQ(Get(), "");
     EXPECT_FALSE(download_error);
-    EXPECT_EQ(All(), Begin() + Check_Failed(3) + Return(method, "''"));
+    EXPECT_EQ(All(), Begin() + Check_Failed(3) + Return(method, ""));
 }
 
 TEST_F(Remote_Policy, TheRecordDistinguishesAFailedCheckFromAnExpiredFile) {
@@ -373,7 +373,7 @@ TEST_F(Remote_Policy, AFailedDownloadWithoutOldCopyIsTriedOnceMore) {
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
     EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step, "download(" + url + ", true)"));
-    EXPECT_EQ(All(), Begin() + Expired() + Copy_Missing() + Return(method, "''"));
+    EXPECT_EQ(All(), Begin() + Expired() + Copy_Missing() + Return(method, ""));
 }
 
 TEST_F(Remote_Policy, TheSecondTrialMaySucceed) {

@@ -220,7 +220,7 @@ TEST_P(Any_Request, WithoutAServerAndACopyThereIsNoFile) {
     EXPECT_TRUE(download_error);
     EXPECT_EQ(*own_error, 2);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-    const Records end = Return(s_policy, "''") + Return(s_lookup, "''");
+    const Records end = Return(s_policy, "") + Return(s_lookup, "''");
     EXPECT_EQ(Last(All(), end.size()), end);
 }
 
