@@ -46,6 +46,7 @@ Connection_Pool::Connection_Pool() {
 
 Connection_Pool::~Connection_Pool() {
     const Sigpipe_Guard guard;
+    Leave_To_Parent();
     m_Idle.clear();
     curl_global_cleanup();
 }
@@ -54,6 +55,7 @@ std::unique_ptr<Connection> Connection_Pool::Take(const std::string& origin, Cer
     std::vector<Idle_Connection> outdated;
     {
         const std::lock_guard lock(m_Mutex);
+        Leave_To_Parent();
         outdated = Remove_Outdated();
         const auto last_used = std::find_if(m_Idle.rbegin(), m_Idle.rend(), [&](const Idle_Connection& idle) {
             return idle.check == check && idle.origin == origin;
@@ -73,6 +75,16 @@ void Connection_Pool::Put_Back(std::unique_ptr<Connection> connection, const std
     const std::lock_guard lock(m_Mutex);
     m_Idle.push_back({std::move(connection), origin, check, Clock::now()});
     outdated = Remove_Outdated();
+}
+
+void Connection_Pool::Leave_To_Parent() {
+    if (m_Owner == ::getpid()) {
+        return;
+    }
+    static auto& s_parents = *new std::vector<Idle_Connection>; // never closed
+    std::move(m_Idle.begin(), m_Idle.end(), std::back_inserter(s_parents));
+    m_Idle.clear();
+    m_Owner = ::getpid();
 }
 
 std::vector<Connection_Pool::Idle_Connection> Connection_Pool::Remove_Outdated() {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <curl/curl.h>
+#include <unistd.h>
 
 #include "platform/common/Http_Request.h"
 #include "util/Non_Copyable.h"
@@ -67,6 +68,7 @@ private:
 /// so that the freshness check and the download that follows share one. A connection is reused only
 /// for the origin that it was made to and under the same certificate check: one that was made
 /// while certificate errors were ignored never serves a request that wants them checked.
+/// A child of fork() has copies of its parent's connections. It neither uses nor closes them.
 class Connection_Pool : private Util::Non_Copyable {
 public:
     /// The pool of the process. Whoever holds it keeps it alive beyond the end of main.
@@ -95,7 +97,12 @@ private:
     /// Takes out what has been idle for too long or is too much. The caller closes it outside the lock.
     std::vector<Idle_Connection> Remove_Outdated();
 
+    /// In a child of the process that the connections belong to, lets go of them without closing them: that would tell
+    /// the server that the parent's have ended.
+    void Leave_To_Parent();
+
     std::mutex m_Mutex;
+    pid_t m_Owner = ::getpid();
     std::vector<Idle_Connection> m_Idle; // the longest idle first
 };
 

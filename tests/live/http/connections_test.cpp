@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <iterator>
@@ -12,10 +13,14 @@
 #include <utility>
 #include <vector>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 #include "tests/live/http/Http_Result.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
 #include "tests/support/Web_Server.h"
@@ -54,6 +59,25 @@ TEST(Connections, AreSharedByFreshnessCheckAndDownload) {
     EXPECT_EQ(Get(server.Url("/other.xml")).body, "abc");
 
     EXPECT_EQ(server.Connections(), 1);
+}
+
+TEST(Connections, BelongToTheProcessThatMadeThem) {
+    const Scratch_Directory directory;
+    const Certificate_Authority authority(directory.Path(), "authority");
+    const Environment_Variable trusted("SSL_CERT_FILE", authority.File().c_str());
+    const Web_Server server(Serve_All, authority.Issue("server", {}));
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::exit(Get(server.Url()).body == "abc" ? 0 : 1); // closes what is the child's
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(server.Connections(), 2) << "one of the child's own";
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(server.Connections(), 2) << "the parent's is still open";
 }
 
 TEST(Connections, CostOneTlsHandshakeForFreshnessCheckAndDownload) {
