@@ -117,13 +117,18 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
     Util::HttpWinInet::CertErrorHandlingMode mode = Util::HttpWinInet::Default;
     std::vector<std::string> white_list;
     Util::HttpWinInet::Read_CertErrorHandling_Parameters(mode, white_list);
-    return {Setting(Util::Expiry_Period_Value,
-                    std::to_string(reader.Get_LandscapeCacheExpiryPeriod() / Intervals_Per_Minute)),
-            Setting(Util::Connect_Timeout_Value, std::to_string(reader.m_Connect_Timeout / Milliseconds_Per_Second)),
-            Setting(Util::Server_Retry_Value, std::to_string(Util::Server_Retry_Period().count())),
-            Setting(Util::Cert_Error_Mode_Value, std::to_string(static_cast<int>(mode))),
-            Setting(Util::Cert_Error_White_List_Value, One_A_Line(white_list)),
-            Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way
+    std::vector<Inspected_Setting> settings{
+        Setting(Util::Expiry_Period_Value,
+                std::to_string(reader.Get_LandscapeCacheExpiryPeriod() / Intervals_Per_Minute)),
+        Setting(Util::Connect_Timeout_Value, std::to_string(reader.m_Connect_Timeout / Milliseconds_Per_Second)),
+        Setting(Util::Server_Retry_Value, std::to_string(Util::Server_Retry_Period().count())),
+        Setting(Util::Cert_Error_Mode_Value, std::to_string(static_cast<int>(mode))),
+        Setting(Util::Cert_Error_White_List_Value, One_A_Line(white_list)),
+        Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way
+    for (const auto& [variable, named] : Util::HttpWinInet::Configured_Authorities()) {
+        settings.push_back({variable, named, "environment variable " + variable, named});
+    }
+    return settings;
 }
 
 std::string Cache_Inspection::Configuration_Problem() const {

@@ -112,7 +112,7 @@ public:
     std::vector<std::string> Unreferenced_Copies() const;
 
     /// The values of the configuration that count now: expiry period (minutes), connect time-out
-    /// (seconds), certificate mode, white list, trace directory.
+    /// (seconds), certificate mode, white list, trace directory; SSL_CERT_FILE and SSL_CERT_DIR where they are set.
     std::vector<Inspected_Setting> Settings() const;
 
     /// Which places of the configuration had to be passed over, and why; empty when all is well.

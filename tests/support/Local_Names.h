@@ -8,7 +8,8 @@ namespace QEL::Tests {
 /// service of the whole program.
 ///
 /// Names under ".test" are 127.0.0.1, "slow.test" after more than a second; "hanging.invalid" has an answer after
-/// twenty seconds; no other name exists. Nothing leaves the machine.
+/// twenty seconds; the system is asked for names under ".example", which wants a network of the test's own. No other
+/// name exists. Nothing leaves the machine.
 struct Local_Names {
     static inline std::atomic<int> look_ups = 0; ///< so far
 };

@@ -14,7 +14,7 @@
 
 namespace QEL::Tests {
 
-/// A network with a loopback interface and nothing else, in which a forked process works.
+/// A network with a loopback interface and nothing else, in which a forked process works. What it mounts is its own.
 class Own_Network {
 public:
     static constexpr int Not_Allowed = 77;
@@ -24,7 +24,8 @@ public:
     static int Run(const std::function<int(const Own_Network&)>& steps) {
         const pid_t process = ::fork();
         if (process == 0) {
-            ::_exit(::unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0 ? Own_Network().Run_Inside(steps) : Not_Allowed);
+            ::_exit(::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) == 0 ? Own_Network().Run_Inside(steps)
+                                                                               : Not_Allowed);
         }
         int status = 0;
         ::waitpid(process, &status, 0);

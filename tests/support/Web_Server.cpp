@@ -2,9 +2,12 @@
 
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
+#include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace QEL::Tests {
@@ -66,6 +69,31 @@ void Server_Connection::Reset() {
     const linger at_once{1, 0};
     setsockopt(m_Socket.Get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     m_Is_Open = false;
+}
+
+void Server_Connection::Relay_To(int port) {
+    const Socket server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    connect(server.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    char bytes[4096];
+    while (m_Is_Open) {
+        pollfd ends[] = {{m_Socket.Get(), POLLIN, 0}, {server.Get(), POLLIN, 0}};
+        poll(ends, 2, m_Ssl && SSL_pending(m_Ssl.get()) > 0 ? 0 : -1);
+        if (ends[1].revents != 0) {
+            const auto count = recv(server.Get(), bytes, sizeof bytes, 0);
+            if (count <= 0) {
+                return;
+            }
+            Send({bytes, static_cast<std::size_t>(count)});
+        } else {
+            const auto count =
+                m_Ssl ? SSL_read(m_Ssl.get(), bytes, sizeof bytes) : recv(m_Socket.Get(), bytes, sizeof bytes, 0);
+            m_Is_Open = count > 0 && send(server.Get(), bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) == count;
+        }
+    }
 }
 
 bool Server_Connection::Start_Tls(SSL_CTX* context) {

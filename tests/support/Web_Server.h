@@ -48,6 +48,9 @@ public:
     /// Ends the connection with a TCP reset.
     void Reset();
 
+    /// Passes bytes on between the client and the server at a port of this machine, until the server closes.
+    void Relay_To(int port);
+
     /// Says close_notify: nothing more comes. The end of the connection alone does not say so.
     void Close_Tls() { SSL_shutdown(m_Ssl.get()); }
 

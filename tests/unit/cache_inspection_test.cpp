@@ -146,6 +146,7 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     g_services.cert_mode = 1;
     g_services.white_list = {"https://a", "https://b"};
     g_services.trace_directory = "/traces";
+    g_services.authorities = {{"SSL_CERT_DIR", "/authorities"}};
     g_services.configured = {
         {"LandscapeCacheExpiryPeriod", "0x3C"}, {"LandscapeServerRetryAfter", "20"}, {"CertErrorHandlingMode", "1"}};
     g_services.configuration_problem = "a file: no access";
@@ -156,7 +157,8 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
         {"LandscapeServerRetryAfter", "20", "the place", "20"},
         {"CertErrorHandlingMode", "1", "the place", "1"},
         {"CertErrorWhiteList", "https://a\nhttps://b", "", ""},
-        {"TraceDirectory", "/traces", "the place", "/traces"}};
+        {"TraceDirectory", "/traces", "the place", "/traces"},
+        {"SSL_CERT_DIR", "/authorities", "environment variable SSL_CERT_DIR", "/authorities"}};
     ASSERT_EQ(settings.size(), std::size(expected));
     for (std::size_t i = 0; i < settings.size(); ++i) {
         EXPECT_EQ(std::tie(settings[i].name, settings[i].value, settings[i].source, settings[i].written), expected[i]);

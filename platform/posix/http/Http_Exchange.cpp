@@ -13,6 +13,7 @@
 
 #include "platform/common/Http_Transfer.h"
 #include "platform/common/WinInet_Error.h"
+#include "platform/posix/http/Authorities.h"
 #include "platform/posix/http/Body_Buffer.h"
 #include "platform/posix/http/Close_Notify.h"
 #include "platform/posix/http/Ocsp_Stapling.h"
@@ -50,11 +51,17 @@ public:
 
     /// Sends the request and reads the whole response; nothing on success.
     std::optional<Http_Failure> Run() {
+        const bool trust_matters = m_Url.Is_Https() && m_Check == Certificate_Check::Verify;
+        if (const auto fault = trust_matters ? m_Authorities.Fault() : std::string(); !fault.empty()) {
+            return No_Authority(fault);
+        }
         Set_Options();
         auto result = Perform();
         // libcurl takes a connection that ends within the headers for the end of a response.
         result = result == CURLE_OK && m_Step != Step::Body ? CURLE_GOT_NOTHING : result;
-        if (!m_Failure && result != CURLE_OK) {
+        if (result == CURLE_SSL_CACERT_BADFILE && !m_Authorities.file.empty()) {
+            m_Failure = No_Authority("SSL_CERT_FILE names " + m_Authorities.file + ", which cannot be read to its end");
+        } else if (!m_Failure && result != CURLE_OK) {
             m_Failure = Exchange_Failure(m_Url, m_Connection, m_Step, result, m_Curl_Message.data());
         }
         if (!m_Failure && m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Tls().is_closed) {
@@ -80,6 +87,13 @@ private:
         curl_easy_setopt(m_Connection.Easy(), option, value);
     }
 
+    Http_Failure No_Authority(const std::string& fault) const {
+        return {Error_Internet_Invalid_Authority, "No certificate of the server " + m_Url.Server() +
+                                                      " is trusted: " + fault +
+                                                      ". Correct the variable, or unset it to trust the "
+                                                      "authorities of this machine."};
+    }
+
     void Set_Options() {
         m_Connection.Tls() = {};
         Set(CURLOPT_ERRORBUFFER, m_Curl_Message.data());
@@ -100,12 +114,13 @@ private:
         Set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
         Set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
         Set(CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
-        // The variables by which a machine names its own authorities to OpenSSL's programs. Null leaves libcurl's.
-        for (const auto& [option, variable] :
-             {std::pair(CURLOPT_CAINFO, "SSL_CERT_FILE"), {CURLOPT_CAPATH, "SSL_CERT_DIR"}}) {
-            if (const char* const authorities = secure_getenv(variable); authorities != nullptr) {
-                Set(option, authorities);
-            }
+        // Libcurl's own are the system's. Null: none.
+        if (!m_Authorities.Are_The_Systems()) {
+            const auto named = [](const std::string& value) { return value.empty() ? nullptr : value.c_str(); };
+            Set(CURLOPT_CAINFO, named(m_Authorities.file));
+            Set(CURLOPT_CAPATH, named(m_Authorities.directories));
+            Set(CURLOPT_PROXY_CAINFO, named(m_Authorities.file));
+            Set(CURLOPT_PROXY_CAPATH, named(m_Authorities.directories));
         }
 
         Set(CURLOPT_SSL_CTX_DATA, this);
@@ -204,7 +219,12 @@ private:
 
     void On_Handshake(SSL_CTX* context) {
         Enter(Step::Handshake);
-        Watch_Close_Notify(context, m_Connection.Tls().is_closed);
+        // An HTTPS proxy has a TLS connection of its own. Its end says nothing of the server's.
+        const bool is_proxys = Equal_Without_Case(m_Proxy.substr(0, 6), "https:") &&
+                               m_Connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) / 100 != 2;
+        if (!is_proxys) {
+            Watch_Close_Notify(context, m_Connection.Tls().is_closed);
+        }
         if (m_Check == Certificate_Check::Verify) {
             Refuse_Revoked_Certificates(context, m_Connection.Tls().is_certificate_revoked);
         }
@@ -312,6 +332,7 @@ private:
     const Certificate_Check m_Check;
     Http_Response& m_Response;
     const std::string m_Proxy = Proxy_For(m_Url);
+    const Authorities m_Authorities = Authorities::Configured();
     const std::shared_ptr<Body_Buffer> m_Body = std::make_shared<Body_Buffer>();
 
     Step m_Step = Step::Name;

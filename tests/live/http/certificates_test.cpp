@@ -2,15 +2,29 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
+#include "tests/support/Certificates.h"
+#include "tests/support/Own_Network.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/HttpClient.h"
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <string>
+#include <tuple>
+#include <utility>
+
+#include <openssl/pem.h>
+#include <sys/mount.h>
 
 namespace QEL::Tests {
 
@@ -94,11 +108,97 @@ TEST_F(Certificate_Test, IgnoringAllErrorsIncludesRedirects) {
     EXPECT_EQ(Send(s_sites->Url_Redirected(Tls_State::Self_Signed, Tls_State::Expired)), 200U);
 }
 
-TEST_F(Certificate_Test, AuthoritiesThatCannotBeReadEndTheRequest) {
-    const Environment_Variable authorities("SSL_CERT_FILE", "/nonexistent/authorities.pem");
-    const auto outcome = Get(s_sites->Url(Tls_State::Good));
-    EXPECT_EQ(outcome.Error(), Error_Internet_Security_Channel);
-    EXPECT_THAT(outcome.description, testing::HasSubstr("SSL_CERT_FILE"));
+/// Two authorities, each with a server: one in a file, one in a directory.
+class Authorities : public testing::Test {
+protected:
+    Authorities() {
+        const auto name = [](const std::filesystem::path& file) { // as 'openssl rehash' names it
+            const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(std::fopen(file.c_str(), "r"), &std::fclose);
+            const std::unique_ptr<X509, void (*)(X509*)> read(PEM_read_X509(opened.get(), nullptr, nullptr, nullptr),
+                                                              &X509_free);
+            std::array<char, 16> hash{};
+            std::snprintf(hash.data(), hash.size(), "%08lx.0", X509_subject_name_hash(read.get()));
+            return std::string(hash.data());
+        };
+        std::filesystem::create_directory(m_Hashed);
+        std::filesystem::copy(m_Of_Directory.File(), m_Hashed / name(m_Of_Directory.File()));
+        std::filesystem::copy(m_Of_Directory.File(), m_Hashed / "ca-certificates.crt");
+    }
+
+    static void Serve(Server_Connection& client) {
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
+    }
+
+    /// Which servers are trusted: of the file's authority, of the directory's.
+    std::pair<bool, bool> Trusted(const char* file, const char* directory) const {
+        const Environment_Variable file_variable("SSL_CERT_FILE", file);
+        const Environment_Variable directory_variable("SSL_CERT_DIR", directory);
+        return {Get(m_Server_Of_File.Url()).status == 200, Get(m_Server_Of_Directory.Url()).status == 200};
+    }
+
+    const Scratch_Directory m_Directory;
+    const std::filesystem::path m_Hashed = m_Directory.Path() / "hashed";
+    const Certificate_Authority m_Of_File{m_Directory.Path(), "of-file"};
+    const Certificate_Authority m_Of_Directory{m_Directory.Path(), "of-directory"};
+    const Web_Server m_Server_Of_File{&Serve, m_Of_File.Issue("server-1", {})};
+    const Web_Server m_Server_Of_Directory{&Serve, m_Of_Directory.Issue("server-2", {})};
+};
+
+TEST_F(Authorities, AreThoseOfBothVariables) {
+    const auto file = m_Of_File.File().string();
+    const auto directories = "/nonexistent:" + m_Hashed.string();
+    EXPECT_EQ(Trusted(file.c_str(), nullptr), std::pair(true, false));
+    EXPECT_EQ(Trusted(file.c_str(), ""), std::pair(true, false));
+    EXPECT_EQ(Trusted(nullptr, directories.c_str()), std::pair(false, true));
+    EXPECT_EQ(Trusted("", directories.c_str()), std::pair(false, true));
+    EXPECT_EQ(Trusted(file.c_str(), directories.c_str()), std::pair(true, true));
+    EXPECT_EQ(Trusted(nullptr, nullptr), std::pair(false, false));
+}
+
+TEST_F(Authorities, AreTheSystemsOnlyWhereNoVariableIsSet) {
+    const pid_t child = ::fork();
+    if (child == 0) { // for which the directory is the system's
+        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 ||
+            ::mount(m_Hashed.c_str(), "/etc/ssl/certs", nullptr, MS_BIND, nullptr) != 0) {
+            ::_exit(Own_Network::Not_Allowed);
+        }
+        const auto file = m_Of_File.File().string();
+        const bool are_systems =
+            Trusted(nullptr, nullptr) == std::pair(false, true) && Trusted("", "") == std::pair(false, true);
+        const bool are_own = Trusted(file.c_str(), nullptr) == std::pair(true, false);
+        ::_exit((are_systems ? 0 : 1) + (are_own ? 0 : 2));
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_DONE_OR_SKIP(WEXITSTATUS(status));
+}
+
+TEST_F(Authorities, OfAVariableThatNamesNoneAreNone) {
+    const auto nothing = m_Directory.Path() / "nothing";
+    std::filesystem::create_directory(nothing);
+    std::ofstream(nothing / "0a1b2c3d.0") << "no certificate";
+    std::ofstream(m_Directory.Path() / "empty.pem");
+    std::ofstream(m_Directory.Path() / "damaged.pem")
+        << std::ifstream(m_Of_File.File()).rdbuf() << "-----BEGIN CERTIFICATE-----\ncut";
+    const auto file = m_Of_File.File().string();
+    for (const auto& [named_file, directory, fault] :
+         std::initializer_list<std::tuple<std::string, std::string, std::string>>{
+             {"/nonexistent/a.pem", "", "SSL_CERT_FILE names /nonexistent/a.pem, which cannot be read: No such file"},
+             {m_Directory.Path() / "empty.pem", "", "empty.pem, which holds no certificate"},
+             {m_Directory.Path() / "damaged.pem", "", "damaged.pem, which cannot be read to its end"},
+             {m_Hashed, "", "SSL_CERT_FILE names " + m_Hashed.string() + ", which holds no certificate"},
+             {"/nonexistent/a.pem", m_Hashed, "SSL_CERT_FILE names /nonexistent/a.pem"},
+             {"", "/nonexistent", "SSL_CERT_DIR names /nonexistent, which cannot be read or holds no certificate"},
+             {"", nothing, "SSL_CERT_DIR names " + nothing.string()},
+             {file, nothing, "SSL_CERT_DIR names " + nothing.string()}}) {
+        const Environment_Variable file_variable("SSL_CERT_FILE", named_file.c_str());
+        const Environment_Variable directory_variable("SSL_CERT_DIR", directory.c_str());
+        const auto outcome = Get(m_Server_Of_File.Url());
+        EXPECT_EQ(outcome.Error(), Error_Internet_Invalid_Authority) << fault;
+        EXPECT_THAT(outcome.description, testing::HasSubstr(fault));
+    }
 }
 
 } // namespace

@@ -5,12 +5,15 @@
 #include <string>
 #include <thread>
 
+#include <sys/mount.h>
+
 #include "platform/common/Dead_Servers.h"
 #include "platform/common/Http_Transfer.h"
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Local_Names.h"
 #include "tests/support/Own_Network.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/Socket.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
@@ -84,6 +87,27 @@ TEST_F(Dead_Server, IsOneWhoseNameNobodyResolves) {
     const int before = Local_Names::look_ups;
     Expect_One_Attempt("http://hanging.invalid/");
     EXPECT_EQ(Local_Names::look_ups, before + 1);
+}
+
+TEST_F(Dead_Server, IsOneWhoseNameServerNeverResponds) {
+    const Scratch_Directory directory;
+    directory.Write("resolv.conf", "nameserver 127.0.0.1\noptions timeout:2 attempts:1\n");
+    const int result = Own_Network::Run([&](const Own_Network&) {
+        const Socket name_server(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(53);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (::bind(name_server.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+            ::mount((directory / "resolv.conf").c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0) {
+            return Own_Network::Not_Allowed;
+        }
+        const auto first = Get("http://server.example/", {});
+        const bool is_asked = ::recv(name_server.Get(), &address, sizeof address, MSG_DONTWAIT) > 0;
+        return (Was_Sent(first) && first.Error() == Error_Internet_Name_Not_Resolved ? 0 : 1) + (is_asked ? 0 : 2) +
+               (Was_Sent(Head("http://server.example/", {})) ? 4 : 0);
+    });
+    EXPECT_DONE_OR_SKIP(result);
 }
 
 TEST_F(Dead_Server, IsOneThatDoesNotFinishTheHandshake) {

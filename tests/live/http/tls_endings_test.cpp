@@ -18,8 +18,9 @@ namespace {
 
 class Tls_Endings : public testing::Test {
 protected:
-    /// What comes of a server that sends the text and ends the connection, with or without telling by TLS.
-    Http_Result Download(const std::string& response, bool says_end) const {
+    /// What comes of a server that sends the text and ends the connection, with or without saying so by TLS.
+    /// @param through_proxy through an HTTPS proxy, which ends its own TLS connection in good order.
+    Http_Result Download(const std::string& response, bool says_end, bool through_proxy = false) const {
         const Web_Server server(
             [&](Server_Connection& client) {
                 client.Read_Request();
@@ -29,6 +30,15 @@ protected:
                 }
             },
             m_Certificate);
+        const Web_Server proxy(
+            [&](Server_Connection& client) {
+                client.Read_Request();
+                client.Send("HTTP/1.1 200 Connection established\r\n\r\n");
+                client.Relay_To(server.Port());
+                client.Close_Tls();
+            },
+            m_Certificate);
+        const Environment_Variable https_proxy("https_proxy", through_proxy ? proxy.Url("").c_str() : nullptr);
         return Get(server.Url());
     }
 
@@ -51,6 +61,12 @@ TEST_F(Tls_Endings, ABodyWithoutLengthThatAClosedConnectionCutsIsRefused) {
     EXPECT_EQ(outcome.Error(), FrontEnd::Platform::Error_Internet_Connection_Aborted);
     EXPECT_THAT(outcome.description, testing::HasSubstr("or it was cut on the way"));
     EXPECT_EQ(outcome.body, "");
+}
+
+TEST_F(Tls_Endings, OfAProxyIsNotThatOfTheServer) {
+    EXPECT_EQ(Download("HTTP/1.1 200 OK\r\n\r\n<landscape/>", true, true).body, "<landscape/>");
+    EXPECT_EQ(Download("HTTP/1.1 200 OK\r\n\r\n<landscape", false, true).Error(),
+              FrontEnd::Platform::Error_Internet_Connection_Aborted);
 }
 
 TEST_F(Tls_Endings, ACutTextAboutAnErrorLeavesItsStatus) {

@@ -250,8 +250,14 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     EXPECT_THAT(Steps(explained),
                 AllOf(HasSubstr("that is overlooked: mode 1, and the address is on the white list"),
                       HasSubstr("A second attempt overlooked that and succeeded."), HasSubstr("the copy is current")));
+    EXPECT_THAT(Steps(explained), HasSubstr("an authority that this machine trusts. If it is not valid, that is"));
     explained.request.certificate = {7, false, false};
-    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was a passing one")));
+    explained.authorities = {{"SSL_CERT_FILE", "/a.pem", "environment variable SSL_CERT_FILE", "/a.pem"},
+                             {"SSL_CERT_DIR", "/certs", "environment variable SSL_CERT_DIR", "/certs"}};
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was a passing one"),
+                      HasSubstr("has to come from an authority that '/a.pem' (environment variable SSL_CERT_FILE) or "
+                                "'/certs' (environment variable SSL_CERT_DIR) holds; this machine's do not count.")));
 }
 
 TEST(Explanation, DistinguishesAConnectionErrorFromACertificateError) {

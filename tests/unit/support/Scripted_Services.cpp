@@ -153,6 +153,10 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
 
 namespace HttpWinInet {
 
+std::vector<Configured_Value> Configured_Authorities() {
+    return g_services.authorities;
+}
+
 void Read_CertErrorHandling_Parameters(CertErrorHandlingMode& mode, std::vector<std::string>& white_list) {
     ++g_services.cert_parameters_read;
     mode = static_cast<CertErrorHandlingMode>(g_services.cert_mode);

@@ -52,6 +52,7 @@ struct Scripted_Services {
     std::optional<std::int32_t> server_retry_seconds;
     std::vector<std::string> registry_calls;
     int cert_mode = 0;
+    std::vector<QEL::FrontEnd::Util::Configured_Value> authorities; ///< variables and what they name
     std::vector<std::string> white_list;
     int cert_parameters_read = 0;
     std::map<std::string, std::string> configured; ///< what is written in "the place", by name

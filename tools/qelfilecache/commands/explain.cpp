@@ -10,6 +10,7 @@
 #include "util/Visible_Text.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -46,6 +47,8 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     explained.expiry_period = Setting(settings, "LandscapeCacheExpiryPeriod");
     explained.server_retry = Setting(settings, "LandscapeServerRetryAfter");
     explained.certificate_mode = Setting(settings, "CertErrorHandlingMode");
+    std::copy_if(settings.begin(), settings.end(), std::back_inserter(explained.authorities),
+                 [](const auto& setting) { return setting.name.starts_with("SSL_CERT_"); });
     if (explained.request.entry) {
         explained.copy_size = Size_Of_Copy(explained.request.entry->copy);
     }

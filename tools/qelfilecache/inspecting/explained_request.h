@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace QEL::FrontEnd::Tool {
 
@@ -18,6 +19,7 @@ struct Explained_Request {
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting server_retry;
     FileCache::Inspected_Setting certificate_mode;
+    std::vector<FileCache::Inspected_Setting> authorities; ///< that alone are trusted; none: the system's are
     std::optional<std::uintmax_t> copy_size;
     std::string directory_problem; ///< why no copy can be written to the cache directory; empty: it can
 

@@ -209,7 +209,17 @@ std::string Retry_Step(const Explained_Request& explained) {
 std::string Certificate_Step(const Explained_Request& explained) {
     const Certificate_Handling& handling = explained.request.certificate;
     const std::string origin = " (" + Origin_Of(explained.certificate_mode) + ").";
-    const std::string prefix = "If the server's certificate is not valid, ";
+    std::string prefix = "The server's certificate has to come from an authority that ";
+    if (explained.authorities.empty()) {
+        prefix += "this machine trusts";
+    } else {
+        for (const auto& authority : explained.authorities) {
+            prefix += (&authority == &explained.authorities.front() ? "" : " or ") + Quoted(authority.value) + " (" +
+                      authority.source + ")";
+        }
+        prefix += " holds; this machine's do not count";
+    }
+    prefix += ". If it is not valid, ";
     switch (handling.mode) {
     case 0:
         return prefix + "the request fails: certificate errors are never overlooked" + origin;
