@@ -1,5 +1,7 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
+#include <thread>
+
 #include <sys/stat.h>
 
 namespace QEL::Tests {
@@ -55,6 +57,41 @@ TEST_F(Cache_Directory, IsCreatedForTheUserAloneWhenItIsTheDefaultOne) {
     EXPECT_EQ(fs::path(result.out).parent_path(), m_Default_Cache);
     for (fs::path directory = m_Default_Cache; directory != m_Home; directory = directory.parent_path()) {
         EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all) << directory;
+    }
+}
+
+TEST_F(Cache_Directory, HasANewListForTheUserAloneAndCopiesByTheUmask) {
+    const auto rights_of = [](const fs::path& path) { return fs::status(path).permissions(); };
+    const mode_t previous = ::umask(027);
+    const std::string copy = Get_Copy(m_Url);
+    ::umask(previous);
+    EXPECT_EQ(rights_of(Metadata_File()), fs::perms(0600));
+    EXPECT_EQ(rights_of(copy), fs::perms(0640));
+
+    fs::permissions(Metadata_File(), fs::perms(0644));
+    const std::string list = Content_Of(Metadata_File());
+    m_Server.Publish("/another.xml", "", Monday);
+    Get_Copy(m_Server.Url("/another.xml"));
+    EXPECT_NE(Content_Of(Metadata_File()), list);
+    EXPECT_EQ(rights_of(Metadata_File()), fs::perms(0644)) << "an existing list keeps its rights";
+}
+
+TEST_F(Cache_Directory, IsUsedByOneRunAfterTheOther) {
+    Words urls;
+    std::vector<std::thread> runs;
+    for (const char* const name : {"/1.xml", "/2.xml", "/3.xml", "/4.xml"}) {
+        m_Server.Publish(name, name, Monday);
+        urls.push_back(m_Server.Url(name));
+    }
+    for (const std::string& url : urls) {
+        runs.emplace_back([&, url] { EXPECT_EQ(Run_On_Cache({"get", url}).err, ""); });
+    }
+    for (std::thread& run : runs) {
+        run.join();
+    }
+    const std::string list = Content_Of(Metadata_File());
+    for (const std::string& url : urls) {
+        EXPECT_THAT(list, HasSubstr(url + "\n"));
     }
 }
 
