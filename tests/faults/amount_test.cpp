@@ -33,13 +33,13 @@ TEST_F(Amounts, AreTheUsualOnesUnlessAskedOtherwise) {
     EXPECT_EQ(Amount("QEL_TEST_AMOUNT", 25, 0), 0);
 }
 
-TEST_F(Amounts, ThatAreNoNumbersOrTooSmallAreRefused) {
+TEST_F(Amounts, ThatAreNotNumbersOrTooSmallAreRefused) {
     for (const char* const text : {"x", "1000x", " 1000", "+1000", "1e3", "-1000", "99", "0", "99999999999"}) {
         SCOPED_TRACE(text);
         Ask(text);
         EXPECT_THAT([] { Amount("QEL_TEST_AMOUNT", 25, 100); },
                     testing::ThrowsMessage<std::invalid_argument>(std::string("QEL_TEST_AMOUNT=") + text +
-                                                                  " is no number from 100 on"));
+                                                                  " is not a number from 100 on"));
     }
 }
 

@@ -5,12 +5,10 @@
 
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/support/Child_Process.h"
 
 #include <iostream>
 #include <random>
 #include <thread>
-#include <vector>
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -21,57 +19,15 @@ namespace {
 
 class Disk_Full : public Cache_Home {
 protected:
-    Disk_Full() {
-        for (const char* const name : {"a.xml", "b.xml", "c.xml"}) {
-            web.Publish(name);
-            requests.push_back(web.Url(name));
-        }
-        Publish_On_Share("d.xml");
-        requests.push_back(Share_Path("d.xml"));
-    }
+    Disk_Full() { Offer({"a.xml", "b.xml", "c.xml"}, {"d.xml"}); }
 
     /// A process makes each request once, with no file longer than the limit.
-    void Run_With_Limit(std::size_t limit) const {
-        std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(),
-                                              (working_folder / "ready").string(), "1", std::to_string(limit)};
-        arguments.insert(arguments.end(), requests.begin(), requests.end());
-        EXPECT_EQ(Child_Process(Beside_The_Tests("cache_worker", arguments)).Wait(), 0);
-    }
-
-    std::shared_ptr<Failing_OS_Wrapper> Services() const { return std::make_shared<Failing_OS_Wrapper>(share_folder); }
-
-    /// Every request is served what the remote side has now, and nothing else is in the directory.
-    void Expect_Current_Documents(CFileCache& cache) {
-        for (const std::string& request : requests) {
-            const std::string path = cache.Get_Cached_File(request);
-            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
-        }
-        std::set<std::string> entries;
-        for (const auto& [request, entry] : cache.m_Cache_Entries) {
-            entries.insert(entry.cached_file);
-        }
-        EXPECT_EQ(Copies(), entries);
-        Expect_Equal(cache.m_Cache_Entries, Loaded());
-    }
-
-    void Publish_Changes() {
-        for (const std::string& request : requests) {
-            if (request.starts_with("http:")) {
-                web.Publish(Name_In(request));
-            } else {
-                Publish_On_Share(Name_In(request));
-            }
-        }
-    }
-
-    std::vector<std::string> requests;
+    void Run_With_Limit(std::size_t limit) const { EXPECT_EQ(Worker(1, limit).Wait(), 0); }
 };
 
 /// A refresh writes the metadata file and nothing else, so the limit cuts it at that length.
 TEST_F(Disk_Full, WhileTheListIsWrittenLosesItsEndAndNoDocument) {
-    CFileCache first(Services());
-    ASSERT_TRUE(first.Set_Cache_Directory(Cache_Directory()));
-    Expect_Current_Documents(first);
+    Expect_Current_Documents_Alone(*Next_Host());
     const std::size_t whole_length = Content_Of(Metadata_Path()).size();
 
     int cut_requests = 0;
@@ -81,11 +37,10 @@ TEST_F(Disk_Full, WhileTheListIsWrittenLosesItsEndAndNoDocument) {
         ASSERT_EQ(Content_Of(Metadata_Path()).size(), limit);
 
         const std::string list = Content_Of(Metadata_Path());
-        CFileCache next(Services());
-        next.Set_Cache_Directory(Cache_Directory());
+        const auto next = Next_Host();
         std::string cut_request;
-        for (const auto& [request, entry] : next.m_Cache_Entries) {
-            if (!testing::Value(requests, testing::Contains(request))) {
+        for (const auto& [request, entry] : next->m_Cache_Entries) {
+            if (!Is_Known(request)) {
                 // The last line has no end, and is taken as it stands: the entry bears a request that
                 // nobody made, unless it happens to be another one. It and its copy stay.
                 EXPECT_TRUE(list.ends_with("\n" + request)) << request;
@@ -99,17 +54,13 @@ TEST_F(Disk_Full, WhileTheListIsWrittenLosesItsEndAndNoDocument) {
         // Whatever stands before the cut is kept.
         for (const std::string& request : requests) {
             EXPECT_EQ(list.find("\n" + request + "\n") != std::string::npos || list.ends_with("\n" + request),
-                      next.m_Cache_Entries.contains(request))
+                      next->m_Cache_Entries.contains(request))
                 << request;
         }
-        Expect_Current_Documents(next);
-        if (!cut_request.empty()) {
-            EXPECT_TRUE(next.m_Cache_Entries.contains(cut_request));
-        }
+        Expect_Current_Documents_Alone(*next);
+        EXPECT_TRUE(cut_request.empty() || next->m_Cache_Entries.contains(cut_request));
         Empty_The_Cache_Directory();
-        CFileCache again(Services());
-        ASSERT_TRUE(again.Set_Cache_Directory(Cache_Directory()));
-        Expect_Current_Documents(again);
+        Expect_Current_Documents_Alone(*Next_Host());
     }
     EXPECT_GT(cut_requests, 2);
 }
@@ -126,10 +77,9 @@ TEST_F(Disk_Full, WhileACopyIsWrittenCutsDownloadsUntilTheyChangeAndLeavesNoPart
         SCOPED_TRACE("files of " + std::to_string(limit) + " bytes");
         Run_With_Limit(limit);
 
-        CFileCache next(Services());
-        next.Set_Cache_Directory(Cache_Directory());
-        for (const auto& [request, entry] : next.m_Cache_Entries) {
-            if (!testing::Value(requests, testing::Contains(request))) {
+        const auto next = Next_Host();
+        for (const auto& [request, entry] : next->m_Cache_Entries) {
+            if (!Is_Known(request)) {
                 continue; // a request that was cut, see above
             }
             const std::string content = Content_Of(entry.cached_file);
@@ -138,10 +88,10 @@ TEST_F(Disk_Full, WhileACopyIsWrittenCutsDownloadsUntilTheyChangeAndLeavesNoPart
             EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
             (is_whole ? whole_copies : cut_copies) += 1;
             // Unchanged since, so it is served as it is, also now that there is space.
-            EXPECT_EQ(next.Get_Cached_File(request), entry.cached_file);
+            EXPECT_EQ(next->Get_Cached_File(request), entry.cached_file);
         }
-        Publish_Changes();
-        Expect_Current_Documents(next);
+        Publish_All();
+        Expect_Current_Documents_Alone(*next);
     }
     EXPECT_GT(cut_copies, 0);
     EXPECT_GT(whole_copies, 0);
@@ -169,11 +119,10 @@ protected:
     void Use_And_Check(int free_pages) {
         SCOPED_TRACE(std::to_string(free_pages) + " free pages");
         Fill(free_pages);
-        Publish_Changes();
-        CFileCache host(Services());
-        host.Set_Cache_Directory(Cache_Directory());
+        Publish_All();
+        const auto host = Next_Host();
         for (const std::string& request : requests) {
-            const std::string path = host.Get_Cached_File(request);
+            const std::string path = host->Get_Cached_File(request);
             const std::string content = Content_Of(path);
             EXPECT_TRUE(path.empty() || Begins_A_Document(content, Name_In(request), Current_Version(request)))
                 << request;
@@ -182,10 +131,8 @@ protected:
             cut_copies += is_cut ? 1 : 0;
         }
         std::filesystem::remove(cache_folder / "filler");
-        Publish_Changes();
-        CFileCache next(Services());
-        next.Set_Cache_Directory(Cache_Directory());
-        Expect_Current_Documents(next);
+        Publish_All();
+        Expect_Current_Documents_Alone(*Next_Host());
     }
 
     int cut_copies = 0;

@@ -44,23 +44,14 @@ struct Scenario {
 
 class Failing_Calls : public Cache_Home, public testing::WithParamInterface<Scenario> {
 protected:
-    Failing_Calls() {
-        for (const char* const name : {"a.xml", "b.xml"}) {
-            web.Publish(name);
-        }
-        Publish_On_Share("c.xml");
-    }
-
-    const std::string url = web.Url("a.xml");
-    const std::string share = Share_Path("c.xml");
-    const std::vector<std::string> requests = {url, web.Url("b.xml"), share};
+    Failing_Calls() { Offer({"a.xml", "b.xml"}, {"c.xml"}); }
 
     /// A cache directory as the scenario begins with it, and a host on it.
     void Begin() {
         const Scenario& scenario = GetParam();
         Empty_The_Cache_Directory();
         Set_Expiry_Minutes(0);
-        services = std::make_shared<Failing_OS_Wrapper>(share_folder);
+        services = Services();
         cache = std::make_unique<CFileCache>(services);
         if (scenario.has_copies) {
             cache->Set_Cache_Directory(Cache_Directory());
@@ -79,9 +70,7 @@ protected:
             }
         }
         if (scenario.has_changed) {
-            web.Publish("a.xml");
-            web.Publish("b.xml");
-            Publish_On_Share("c.xml");
+            Publish_All();
         }
         if (scenario.is_loaded) {
             ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
@@ -102,19 +91,19 @@ protected:
         }
     }
 
-    void Request(const std::string& url_or_path) {
-        requested = url_or_path;
-        served = cache->Get_Cached_File(url_or_path);
-        Expect_Nothing_Or_A_Document(served, url_or_path);
+    void Make(const std::string& request) {
+        requested = request;
+        served = cache->Get_Cached_File(request);
+        Expect_Nothing_Or_A_Document(served, request);
     }
 
     void Act() {
         switch (GetParam().action) {
         case Scenario::Action::Request_Web:
-            Request(url);
+            Make(requests.front());
             break;
         case Scenario::Action::Request_Share:
-            Request(share);
+            Make(requests.back());
             break;
         case Scenario::Action::Clear:
             cache->Clear();
@@ -173,26 +162,19 @@ protected:
     void Check_Next_Requests() {
         Set_Expiry_Minutes(0);
         ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
-        for (const std::string& request : requests) {
-            bool download_error = true;
-            const std::string path = cache->Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr);
-            EXPECT_FALSE(download_error) << request;
-            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
-        }
-        Expect_Equal(cache->m_Cache_Entries, Loaded());
+        Expect_Current_Documents(*cache);
 
         // The next process's sweep leaves what the entries name, and nothing else.
         CFileCache next(services);
         ASSERT_TRUE(next.Set_Cache_Directory(Cache_Directory()));
-        EXPECT_NE(next.Get_Cached_File(url), "");
+        EXPECT_NE(next.Get_Cached_File(requests.front()), "");
         EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries));
     }
 
     std::shared_ptr<Failing_OS_Wrapper> services;
-    std::unique_ptr<CFileCache> cache;
     Entries entries_before; ///< the map's, before a call fails
     std::string requested;  ///< by the scenario
-    std::string served;     ///< what that answered with
+    std::string served;     ///< what that returned
     Files surroundings;
 };
 

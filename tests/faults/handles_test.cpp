@@ -17,17 +17,7 @@ namespace {
 
 class Open_Handles : public Cache_Home {
 protected:
-    Open_Handles() {
-        for (const char* const name : {"a.xml", "b.xml"}) {
-            web.Publish(name);
-        }
-        Publish_On_Share("c.xml");
-#ifdef _WIN32
-        _putenv_s("QEL_TRACE_DIR", home.string().c_str());
-#else
-        ::setenv("QEL_TRACE_DIR", home.c_str(), 1);
-#endif
-    }
+    Open_Handles() { Offer({"a.xml", "b.xml"}, {"c.xml"}); }
 
     /// Handles or file descriptors of this process.
     static int Count() {
@@ -52,27 +42,26 @@ protected:
     /// A hundred requests: hits, checks, replacements, failures, share files; with a trace, by new objects.
     void Make_A_Hundred_Requests() {
         FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
-        CFileCache cache(std::make_shared<Failing_OS_Wrapper>(share_folder));
-        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+        CFileCache host(Services());
+        EXPECT_TRUE(host.Set_Cache_Directory(Cache_Directory()));
+        const auto make = [&](int times, const std::string& request, bool is_served) {
+            for (int i = 0; i < times; ++i) {
+                EXPECT_NE(host.Get_Cached_File(request).empty(), is_served) << request;
+            }
+        };
         Set_Expiry_Minutes(60);
-        for (int i = 0; i < 80; ++i) {
-            EXPECT_NE(cache.Get_Cached_File(web.Url("a.xml")), "");
-        }
+        make(80, requests[0], true);
         Set_Expiry_Minutes(0);
-        web.Publish("b.xml");
-        Publish_On_Share("c.xml");
-        for (int i = 0; i < 5; ++i) {
-            EXPECT_NE(cache.Get_Cached_File(web.Url("b.xml")), "");
-            EXPECT_NE(cache.Get_Cached_File(Share_Path("c.xml")), "");
-            EXPECT_EQ(cache.Get_Cached_File(Share_Path("missing.xml")), "");
-        }
-        for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(cache.Get_Cached_File(web.Url("missing.xml")), "");
-            EXPECT_EQ(cache.Get_Cached_File("http://127.0.0.1:1/refused.xml"), "");
-        }
-        EXPECT_EQ(cache.Get_Cached_File("/no/such/file.xml"), "");
-        EXPECT_TRUE(cache.Clear());
-        EXPECT_TRUE(cache.Purge_Cache_Folder());
+        Publish(requests[1]);
+        Publish(requests[2]);
+        make(5, requests[1], true);
+        make(5, requests[2], true);
+        make(5, std::string(Failing_OS_Wrapper::Share) + "missing.xml", false);
+        make(2, web.Url("missing.xml"), false);
+        make(2, "http://127.0.0.1:1/refused.xml", false);
+        make(1, "/no/such/file.xml", false);
+        EXPECT_TRUE(host.Clear());
+        EXPECT_TRUE(host.Purge_Cache_Folder());
         FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
     }
 };

@@ -1,7 +1,6 @@
 // What only POSIX puts into a directory: links, pipes, devices; and rights, in a process that has none.
 
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/support/Child_Process.h"
 
 #include <functional>
 
@@ -16,7 +15,7 @@ namespace fs = std::filesystem;
 class Hostile_Links : public Cache_Home {
 protected:
     Hostile_Links() {
-        web.Publish("a.xml");
+        Offer({"a.xml"}, {"b.xml"});
         fs::create_directory(other_folder);
     }
     ~Hostile_Links() override {
@@ -26,23 +25,18 @@ protected:
         }
     }
 
-    void Expect_Current_Document(CFileCache& cache) {
-        const std::string path = cache.Get_Cached_File(url);
-        EXPECT_EQ(Version_Of(Content_Of(path), "a.xml"), Current_Version(url)) << path;
-    }
-
-    /// A list with one entry, on a copy in the cache directory.
-    std::string List(const std::string& path) const {
-        return "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\nmonday\n1\n" + path + "\n" + url + "\n";
+    /// Puts a copy and a list that names it into the cache directory.
+    void Write_Copy_And_List() const {
+        std::ofstream(copy) << "copy";
+        std::ofstream(Metadata_Path()) << List_Of(copy, url);
     }
 
     /// Sets the directory and downloads, in twenty seconds: a host that waits for ever ends the test.
     void Expect_Use_Without_List() {
         ::alarm(20);
-        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-        EXPECT_TRUE(cache.m_Cache_Entries.empty());
-        Expect_Current_Document(cache);
+        Restart_Host();
+        EXPECT_TRUE(cache->m_Cache_Entries.empty());
+        Expect_Current_Document(*cache, url);
         ::alarm(0);
     }
 
@@ -53,14 +47,13 @@ protected:
 
 TEST_F(Hostile_Links, ListThatIsALinkIsReadAndWrittenThroughIt) {
     std::ofstream(copy) << "copy";
-    std::ofstream(other_folder / "list") << List(copy);
+    std::ofstream(other_folder / "list") << List_Of(copy, url);
     fs::create_symlink(other_folder / "list", Metadata_Path());
     EXPECT_EQ(Loaded().size(), 1U);
-    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-    Expect_Current_Document(cache);
+    Restart_Host();
+    Expect_Current_Document(*cache, url);
     EXPECT_TRUE(fs::is_symlink(Metadata_Path()));
-    Expect_Equal(cache.m_Cache_Entries, Loaded());
+    Expect_Equal(cache->m_Cache_Entries, Loaded());
 }
 
 TEST_F(Hostile_Links, ListThatIsALinkToNothingIsAnEmptyCache) {
@@ -93,12 +86,11 @@ TEST_F(Hostile_Links, CopyThatIsALinkIsServedAndItsTargetOutlivesIt) {
     Set_Expiry_Minutes(0xFFFFFFFF);
     std::ofstream(other_folder / "target") << "target";
     fs::create_symlink(other_folder / "target", copy);
-    std::ofstream(Metadata_Path()) << List(copy);
-    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-    EXPECT_EQ(cache.Get_Cached_File(url), copy);
+    std::ofstream(Metadata_Path()) << List_Of(copy, url);
+    Restart_Host();
+    EXPECT_EQ(cache->Get_Cached_File(url), copy);
     Set_Expiry_Minutes(0);
-    Expect_Current_Document(cache);
+    Expect_Current_Document(*cache, url);
     EXPECT_FALSE(fs::is_symlink(copy)) << "replaced";
     EXPECT_EQ(Content_Of(other_folder / "target"), "target");
 }
@@ -107,14 +99,13 @@ TEST_F(Hostile_Links, StrayLinksAreSweptAndTheirTargetsKept) {
     std::ofstream(other_folder / "target") << "target";
     fs::create_symlink(other_folder / "target", copy);
     fs::create_symlink(other_folder, cache_folder / "22222222-2222-2222-2222-222222222222.xml");
-    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-    Expect_Current_Document(cache);
+    Restart_Host();
+    Expect_Current_Document(*cache, url);
     EXPECT_FALSE(fs::is_symlink(copy));
     EXPECT_EQ(Content_Of(other_folder / "target"), "target");
 }
 
-TEST_F(Hostile_Links, CopiesThatAreNoFilesAreForgottenAndLeft) {
+TEST_F(Hostile_Links, CopiesThatAreNotFilesAreForgottenAndLeft) {
     for (const bool is_pipe : {true, false}) {
         fs::remove(copy);
         if (is_pipe) {
@@ -122,7 +113,7 @@ TEST_F(Hostile_Links, CopiesThatAreNoFilesAreForgottenAndLeft) {
         } else {
             fs::create_symlink("/dev/zero", copy);
         }
-        std::ofstream(Metadata_Path()) << List(copy);
+        std::ofstream(Metadata_Path()) << List_Of(copy, url);
         EXPECT_TRUE(Loaded().empty());
     }
     EXPECT_TRUE(fs::exists("/dev/zero"));
@@ -130,24 +121,22 @@ TEST_F(Hostile_Links, CopiesThatAreNoFilesAreForgottenAndLeft) {
 
 /// The directory is a path, not a place: what it names now is used.
 TEST_F(Hostile_Links, DirectoryReplacedByALinkIsUsedWhereItLeads) {
-    CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-    EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-    Expect_Current_Document(cache);
+    Restart_Host();
+    Expect_Current_Document(*cache, url);
     std::ofstream(other_folder / "33333333-3333-3333-3333-333333333333.xml") << "another cache's";
     std::ofstream(other_folder / "notes.xml") << "notes";
     fs::rename(cache_folder, home / "before");
     fs::create_directory_symlink(other_folder, cache_folder);
 
-    Expect_Current_Document(cache);
+    Expect_Current_Document(*cache, url);
     EXPECT_TRUE(fs::exists(other_folder / "33333333-3333-3333-3333-333333333333.xml")) << "the sweep runs once";
-    EXPECT_EQ(fs::path(cache.Get_Cached_File(url)).parent_path(), cache_folder);
-    EXPECT_TRUE(cache.Clear());
+    EXPECT_EQ(fs::path(cache->Get_Cached_File(url)).parent_path(), cache_folder);
+    EXPECT_TRUE(cache->Clear());
     EXPECT_EQ(Content_Of(other_folder / "notes.xml"), "notes");
 
     // A host that begins there sweeps there, as anywhere.
-    CFileCache next(FrontEnd::OSWRAPI::IOSWrapper::Create());
-    EXPECT_TRUE(next.Set_Cache_Directory(Cache_Directory()));
-    Expect_Current_Document(next);
+    Restart_Host();
+    Expect_Current_Document(*cache, url);
     EXPECT_FALSE(fs::exists(other_folder / "33333333-3333-3333-3333-333333333333.xml"));
     EXPECT_EQ(Content_Of(other_folder / "notes.xml"), "notes");
 }
@@ -157,7 +146,6 @@ class Without_Rights : public Hostile_Links {
 protected:
     void Run(const std::function<void()>& action) {
         fs::permissions(cache_folder, fs::perms(0777));
-        Publish_On_Share("b.xml");
         EXPECT_EQ(Run_Without_Rights([&] {
                       action();
                       return HasFailure() ? 1 : 0;
@@ -169,31 +157,28 @@ protected:
     void Set_Rights(const fs::path& path, unsigned rights) { ASSERT_EQ(::chmod(path.c_str(), rights), 0) << path; }
 
     const fs::path own_folder = cache_folder / "own"; ///< made by the one without rights
-    const std::string share = Share_Path("b.xml");
+    const std::string share = requests.back();
 };
 
 TEST_F(Without_Rights, AListThatMayNotBeReadIsLeftAloneWithItsCopies) {
     Run([&] {
-        std::ofstream(copy) << "copy";
-        std::ofstream(Metadata_Path()) << List(copy);
+        Write_Copy_And_List();
         Set_Rights(Metadata_Path(), 0);
         Expect_Use_Without_List();
         EXPECT_TRUE(fs::exists(copy)) << "the list may name it";
         EXPECT_TRUE(Loaded().empty());
         Set_Rights(Metadata_Path(), 0600);
-        EXPECT_EQ(Content_Of(Metadata_Path()), List(copy));
+        EXPECT_EQ(Content_Of(Metadata_Path()), List_Of(copy, url));
     });
 }
 
 TEST_F(Without_Rights, AListThatMayNotBeWrittenStaysAsItIs) {
     Run([&] {
-        std::ofstream(copy) << "copy";
-        std::ofstream(Metadata_Path()) << List(copy);
+        Write_Copy_And_List();
         Set_Rights(Metadata_Path(), 0444);
-        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-        Expect_Current_Document(cache);
-        EXPECT_EQ(Content_Of(Metadata_Path()), List(copy));
+        Restart_Host();
+        Expect_Current_Document(*cache, url);
+        EXPECT_EQ(Content_Of(Metadata_Path()), List_Of(copy, url));
         EXPECT_TRUE(Loaded().empty()) << "its copy has been replaced";
     });
 }
@@ -203,10 +188,9 @@ TEST_F(Without_Rights, ACopyThatMayNotBeReadIsServedAllTheSame) {
     Run([&] {
         std::ofstream(copy) << "copy";
         Set_Rights(copy, 0);
-        std::ofstream(Metadata_Path()) << List(copy);
-        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
-        EXPECT_EQ(cache.Get_Cached_File(url), copy);
+        std::ofstream(Metadata_Path()) << List_Of(copy, url);
+        Restart_Host();
+        EXPECT_EQ(cache->Get_Cached_File(url), copy);
     });
 }
 
@@ -214,7 +198,7 @@ TEST_F(Without_Rights, ACopyInAClosedFolderIsForgotten) {
     Run([&] {
         fs::create_directory(own_folder);
         std::ofstream(own_folder / "copy.xml") << "copy";
-        std::ofstream(Metadata_Path()) << List((own_folder / "copy.xml").string());
+        std::ofstream(Metadata_Path()) << List_Of((own_folder / "copy.xml").string(), url);
         EXPECT_EQ(Loaded().size(), 1U);
         Set_Rights(own_folder, 0);
         EXPECT_TRUE(Loaded().empty());
@@ -227,9 +211,9 @@ TEST_F(Without_Rights, AClosedCacheDirectoryIsAnEmptyCacheWithoutCopies) {
     Run([&] {
         fs::create_directory(own_folder);
         Set_Rights(own_folder, 0);
-        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        EXPECT_TRUE(cache.Set_Cache_Directory(own_folder.string())) << "it exists";
-        const std::string path = cache.Get_Cached_File(url);
+        cache = std::make_unique<CFileCache>(Services());
+        EXPECT_TRUE(cache->Set_Cache_Directory(own_folder.string())) << "it exists";
+        const std::string path = cache->Get_Cached_File(url);
         Set_Rights(own_folder, 0700);
         EXPECT_NE(path, "") << "nobody notices that a download could not be written";
         EXPECT_TRUE(fs::is_empty(own_folder));
@@ -241,30 +225,30 @@ TEST_F(Without_Rights, AClosedCacheDirectoryIsAnEmptyCacheWithoutCopies) {
 TEST_F(Without_Rights, ADirectoryThatBecomesReadOnlyIsUsedAgainWhenItIsNot) {
     Run([&] {
         fs::create_directory(own_folder);
-        CFileCache cache(std::make_shared<Failing_OS_Wrapper>(share_folder));
-        EXPECT_TRUE(cache.Set_Cache_Directory(own_folder.string()));
-        const std::string from_web = cache.Get_Cached_File(url);
-        const std::string from_share = cache.Get_Cached_File(share);
+        cache = std::make_unique<CFileCache>(Services());
+        EXPECT_TRUE(cache->Set_Cache_Directory(own_folder.string()));
+        const std::string from_web = cache->Get_Cached_File(url);
+        const std::string from_share = cache->Get_Cached_File(share);
         EXPECT_TRUE(fs::exists(from_web) && fs::exists(from_share));
         Set_Rights(own_folder, 0555);
 
-        EXPECT_EQ(cache.Get_Cached_File(url), from_web) << "unchanged";
-        EXPECT_EQ(cache.Get_Cached_File(share), from_share);
-        EXPECT_FALSE(cache.Clear());
-        EXPECT_EQ(cache.m_Cache_Entries.size(), 2U);
-        EXPECT_TRUE(cache.Purge_Cache_Folder());
+        EXPECT_EQ(cache->Get_Cached_File(url), from_web) << "unchanged";
+        EXPECT_EQ(cache->Get_Cached_File(share), from_share);
+        EXPECT_FALSE(cache->Clear());
+        EXPECT_EQ(cache->m_Cache_Entries.size(), 2U);
+        EXPECT_TRUE(cache->Purge_Cache_Folder());
         EXPECT_TRUE(fs::exists(from_web) && fs::exists(from_share));
 
-        cache.m_Cache_Entries.begin()->second.last_modified = "another time";
-        std::next(cache.m_Cache_Entries.begin())->second.last_modified = "another time";
-        bool download_error = false;
-        EXPECT_EQ(cache.Get_Cached_File_and_Status(share, 213, download_error, nullptr, nullptr), from_share);
-        EXPECT_TRUE(download_error);
-        EXPECT_FALSE(fs::exists(cache.Get_Cached_File(url)));
+        cache->m_Cache_Entries.begin()->second.last_modified = "another time";
+        std::next(cache->m_Cache_Entries.begin())->second.last_modified = "another time";
+        const Served last_good = Get(share);
+        EXPECT_EQ(last_good.path, from_share);
+        EXPECT_TRUE(last_good.download_error);
+        EXPECT_FALSE(fs::exists(cache->Get_Cached_File(url)));
 
         Set_Rights(own_folder, 0755);
-        Expect_Current_Document(cache);
-        EXPECT_EQ(Version_Of(Content_Of(cache.Get_Cached_File(share)), "b.xml"), 1);
+        Expect_Current_Document(*cache, url);
+        EXPECT_EQ(Version_Of(Content_Of(cache->Get_Cached_File(share)), "b.xml"), 1);
     });
 }
 

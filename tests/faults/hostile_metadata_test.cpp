@@ -79,7 +79,7 @@ const std::string Huge(1 << 20, 'x');
 struct Row {
     const char* name;
     std::string file;
-    bool loads;                       ///< what Set_Cache_Directory answers with
+    bool loads;                       ///< what Set_Cache_Directory returns
     std::vector<std::string> entries; ///< each as it stands in the file
     std::string warning;              ///< part of the one warning; empty: there is none
 
@@ -106,6 +106,16 @@ using Texts = std::vector<std::string>;
 const Texts None;
 const Texts Only_A = {A};
 const Texts Both = {A, B};
+
+/// A list of one entry that is taken as it stands.
+Row Taken(const char* name, const std::string& entry) {
+    return {name, Header("1") + entry, true, {entry}, ""};
+}
+
+/// A list of one entry that is ignored.
+Row Passed_Over(const char* name, const std::string& entry, const std::string& warning = Ignored) {
+    return {name, Header("1") + entry, true, None, warning};
+}
 
 const Row Rows[] = {
     // The header
@@ -155,14 +165,10 @@ const Row Rows[] = {
 
     // The entries
     {"StampMissing", Header("2") + With(A, "monday\n", "") + B, false, None, No_Time},
-    {"StampEmpty", Header("1") + Entry("http://h/a", "<a>", ""), true, {Entry("http://h/a", "<a>", "")}, ""},
+    Taken("StampEmpty", Entry("http://h/a", "<a>", "")),
     {"StampDoubled", Header("1") + With(A, "monday\n", "monday\nmonday\n"), false, None, No_Time},
-    {"StampOfAMegabyte", Header("1") + Entry("http://h/a", "<a>", Huge), true, {Entry("http://h/a", "<a>", Huge)}, ""},
-    {"StampOfBinary",
-     Header("1") + Entry("http://h/a", "<a>", Nul + "\x01\xFF"),
-     true,
-     {Entry("http://h/a", "<a>", Nul + "\x01\xFF")},
-     ""},
+    Taken("StampOfAMegabyte", Entry("http://h/a", "<a>", Huge)),
+    Taken("StampOfBinary", Entry("http://h/a", "<a>", Nul + "\x01\xFF")),
     {"TimeMissing", Header("2") + With(A, "17\n", "") + B, false, None, No_Time},
     {"TimeEmpty", Header("2") + A + Entry("http://h/b", "<b>", "tuesday", ""), false, Only_A, No_Time},
     {"TimeDoubled", Header("1") + With(A, "17\n", "17\n17\n"), true, None, Ignored},
@@ -172,11 +178,7 @@ const Row Rows[] = {
      true,
      {Entry("http://h/a", "<a>", "monday", "18446744073709551599")},
      ""},
-    {"TimeGreatest",
-     Header("1") + Entry("http://h/a", "<a>", "monday", "18446744073709551615"),
-     true,
-     {Entry("http://h/a", "<a>", "monday", "18446744073709551615")},
-     ""},
+    Taken("TimeGreatest", Entry("http://h/a", "<a>", "monday", "18446744073709551615")),
     {"TimeBeyond64Bits", Header("1") + Entry("http://h/a", "<a>", "monday", "18446744073709551616"), false, None,
      No_Time},
     {"TimeBehindNul", Header("1") + Entry("http://h/a", "<a>", "monday", Nul + "17"), false, None, No_Time},
@@ -184,47 +186,39 @@ const Row Rows[] = {
     {"PathMissingBeforeAnother", Header("1") + With(A, "<a>\n", "") + B, true, None, Ignored},
     {"PathEmpty", Header("2") + Entry("http://h/a", "") + B, true, None, Empty},
     {"PathOfNothing", Header("2") + Gone + A, true, Only_A, Ignored},
-    {"PathOfTheCacheDirectory", Header("1") + Entry("http://h/a", "<d>"), true, None, Ignored},
-    {"PathOfTheDirectoryAbove", Header("1") + Entry("http://h/a", "<d>.."), true, None, Ignored},
-    {"PathOfADirectory", Header("1") + Entry("http://h/a", "<h>"), true, None, Ignored},
-    {"PathOfAMegabyte", Header("1") + Entry("http://h/a", Huge), true, None, Ignored},
-    {"PathWithNul", Header("1") + Entry("http://h/a", "<a>" + Nul), true, None, Ignored},
-    {"PathWithNulAndMore", Header("1") + Entry("http://h/a", "<a>" + Nul + ".xml"), true, None, Ignored},
-    {"PathWithCarriageReturn", Header("1") + Entry("http://h/a", "<a>\r.xml"), true, None, Ignored},
-    {"PathOfBinary", Header("1") + Entry("http://h/a", "\x01\x80\xFF"), true, None, Ignored},
-    {"PathWithWildcard", Header("1") + Entry("http://h/a", "<d>*.xml"), true, None, Ignored},
-    {"PathOfAUrl", Header("1") + Entry("http://h/a", "http://h/a"), true, None, Ignored},
+    Passed_Over("PathOfTheCacheDirectory", Entry("http://h/a", "<d>")),
+    Passed_Over("PathOfTheDirectoryAbove", Entry("http://h/a", "<d>..")),
+    Passed_Over("PathOfADirectory", Entry("http://h/a", "<h>")),
+    Passed_Over("PathOfAMegabyte", Entry("http://h/a", Huge)),
+    Passed_Over("PathWithNul", Entry("http://h/a", "<a>" + Nul)),
+    Passed_Over("PathWithNulAndMore", Entry("http://h/a", "<a>" + Nul + ".xml")),
+    Passed_Over("PathWithCarriageReturn", Entry("http://h/a", "<a>\r.xml")),
+    Passed_Over("PathOfBinary", Entry("http://h/a", "\x01\x80\xFF")),
+    Passed_Over("PathWithWildcard", Entry("http://h/a", "<d>*.xml")),
+    Passed_Over("PathOfAUrl", Entry("http://h/a", "http://h/a")),
 #ifdef _WIN32
-    {"PathOfADevice", Header("1") + Entry("http://h/a", "NUL"), true, None, Ignored},
-    {"PathOfADeviceInTheDirectory", Header("1") + Entry("http://h/a", "<d>CON"), true, None, Ignored},
-    {"PathOfADrive", Header("1") + Entry("http://h/a", "C:"), true, None, Ignored},
+    Passed_Over("PathOfADevice", Entry("http://h/a", "NUL")),
+    Passed_Over("PathOfADeviceInTheDirectory", Entry("http://h/a", "<d>CON")),
+    Passed_Over("PathOfADrive", Entry("http://h/a", "C:")),
 #else
-    {"PathOfADevice", Header("1") + Entry("http://h/a", "/dev/zero"), true, None, Ignored},
-    {"PathOfATerminal", Header("1") + Entry("http://h/a", "/dev/tty"), true, None, Ignored},
-    {"PathOfTheRoot", Header("1") + Entry("http://h/a", "/"), true, None, Ignored},
+    Passed_Over("PathOfADevice", Entry("http://h/a", "/dev/zero")),
+    Passed_Over("PathOfATerminal", Entry("http://h/a", "/dev/tty")),
+    Passed_Over("PathOfTheRoot", Entry("http://h/a", "/")),
 #endif
     // Believed, see the limits: the metadata file is the user's own.
-    {"PathOutside", Header("1") + Entry("http://h/a", "<o>"), true, {Entry("http://h/a", "<o>")}, ""},
-    {"PathOutsideThroughTheDirectoryAbove",
-     Header("1") + Entry("http://h/a", "<d>..<s>outside.xml"),
-     true,
-     {Entry("http://h/a", "<d>..<s>outside.xml")},
-     ""},
-    {"PathOfTheMetadataFile",
-     Header("1") + Entry("http://h/a", "<d>qelfilecache_Metadata.txt"),
-     true,
-     {Entry("http://h/a", "<d>qelfilecache_Metadata.txt")},
-     ""},
+    Taken("PathOutside", Entry("http://h/a", "<o>")),
+    Taken("PathOutsideThroughTheDirectoryAbove", Entry("http://h/a", "<d>..<s>outside.xml")),
+    Taken("PathOfTheMetadataFile", Entry("http://h/a", "<d>qelfilecache_Metadata.txt")),
     {"OneCopyForTwo", Header("2") + A + Entry("http://h/b"), true, {A, Entry("http://h/b")}, ""},
     {"UrlMissing", Header("1") + With(A, "http://h/a\n", ""), true, None, Empty},
     {"UrlMissingBeforeAnother", Header("2") + With(A, "http://h/a\n", "") + B, false, {Entry("tuesday")}, No_Time},
     {"UrlEmpty", Header("2") + Entry("") + B, true, None, Empty},
     {"UrlDoubled", Header("2") + A + A, true, Only_A, ""},
-    {"UrlOfAMegabyte", Header("1") + Entry(Huge), true, {Entry(Huge)}, ""},
-    {"UrlWithNul", Header("1") + Entry("http://h/a" + Nul), true, {Entry("http://h/a" + Nul)}, ""},
-    {"UrlWithCarriageReturns", Header("1") + Entry("http://h/\r\ra"), true, {Entry("http://h/\r\ra")}, ""},
-    {"UrlOfACarriageReturn", Header("1") + Entry("\r"), true, None, Empty},
-    {"UrlOfBinary", Header("1") + Entry("\x01\x80\xFF"), true, {Entry("\x01\x80\xFF")}, ""},
+    Taken("UrlOfAMegabyte", Entry(Huge)),
+    Taken("UrlWithNul", Entry("http://h/a" + Nul)),
+    Taken("UrlWithCarriageReturns", Entry("http://h/\r\ra")),
+    Passed_Over("UrlOfACarriageReturn", Entry("\r"), Empty),
+    Taken("UrlOfBinary", Entry("\x01\x80\xFF")),
     {"UrlWithoutLineEnd", With(Header("1") + A, "http://h/a\n", "http://h/a"), true, Only_A, ""},
 
     // The whole

@@ -13,24 +13,23 @@ namespace {
 class Hostile_Servers : public Cache_Home, public testing::WithParamInterface<Hostile_Site> {
 protected:
     Hostile_Servers() {
-        EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+        Restart_Host();
         // A copy of what the server had when it was well.
         FrontEnd::FileCache::CacheEntry entry;
-        entry.cached_file = cache.Generate_Cached_File_Name_from_Contents("text/xml", Old_Content, 6);
+        entry.cached_file = cache->Generate_Cached_File_Name_from_Contents("text/xml", Old_Content, 6);
         entry.last_modified = "Wed, 21 Oct 2015 07:28:00 GMT";
         std::ofstream(entry.cached_file, std::ios::binary) << Old_Content;
         old_copy = entry.cached_file;
-        cache.Persist_Downloaded_File_Metadata(GetParam().url, entry);
+        cache->Persist_Downloaded_File_Metadata(GetParam().url, entry);
         Be_Impatient_With(GetParam());
     }
 
     static constexpr const char* Old_Content = "<old/>";
 
-    CFileCache cache{FrontEnd::OSWRAPI::IOSWrapper::Create()};
     std::string old_copy;
 };
 
-/// The codes of a download that succeeds, by the answer to the check before it.
+/// The codes of a download that succeeds, by the response to the check before it.
 testing::Matcher<int> Codes_After(Ending head) {
     switch (head) {
     case Ending::Served:
@@ -46,28 +45,25 @@ testing::Matcher<int> Codes_After(Ending head) {
 
 TEST_P(Hostile_Servers, LeaveAWholeCopy) {
     const Hostile_Site& site = GetParam();
-    bool download_error = site.file == Ending::Served; // the opposite
-    int http_error = -1;
-    int share_error = -1;
     const auto begin = std::chrono::steady_clock::now();
-
-    const std::string path = cache.Get_Cached_File_and_Status(site.url, 213, download_error, &http_error, &share_error);
+    const Served served = Get(site.url);
+    const std::string& path = served.path;
 
     EXPECT_LT(std::chrono::steady_clock::now() - begin, Longest_Exchange);
     if (path == old_copy) {
         EXPECT_NE(site.file, Ending::Served);
         EXPECT_EQ(Content_Of(path), Old_Content);
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(http_error, 2);
+        EXPECT_TRUE(served.download_error);
+        EXPECT_EQ(served.http_error, 2);
     } else {
         EXPECT_THAT(site.file, testing::AnyOf(Ending::Served, Ending::Doubtful));
         EXPECT_EQ(Content_Of(path), site.body);
-        EXPECT_FALSE(download_error);
-        EXPECT_THAT(http_error, Codes_After(site.head)); // a check that failed is reported
+        EXPECT_FALSE(served.download_error);
+        EXPECT_THAT(served.http_error, Codes_After(site.head)); // a check that failed is reported
     }
-    EXPECT_EQ(Copies(), std::set<std::string>{path});
-    EXPECT_EQ(cache.m_Cache_Entries.at(site.url).cached_file, path);
-    Expect_Equal(Loaded(), cache.m_Cache_Entries);
+    EXPECT_EQ(Copies(), std::vector<std::string>{path});
+    EXPECT_EQ(cache->m_Cache_Entries.at(site.url).cached_file, path);
+    Expect_Equal(Loaded(), cache->m_Cache_Entries);
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, Hostile_Servers, testing::ValuesIn(Hostile_Sites()),

@@ -2,13 +2,10 @@
 
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/support/Child_Process.h"
 
-#include <chrono>
 #include <iostream>
 #include <random>
 #include <thread>
-#include <vector>
 
 #ifdef _WIN32
 #include <cstdlib>
@@ -22,7 +19,7 @@ namespace QEL::Tests {
 
 namespace {
 
-using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
 
 #ifdef _WIN32
 constexpr int Usual_Rounds = 12; // processes start slowly under Wine
@@ -33,25 +30,8 @@ constexpr int Usual_Rounds = 25;
 class Killed : public Cache_Home {
 protected:
     Killed() {
-        for (const char* const name : {"a.xml", "ab.xml", "b.txt", "c.html", "d.xml", "e.xml", "f.bin"}) {
-            web.Publish(name);
-            requests.push_back(web.Url(name));
-        }
-        for (const char* const name : {"g.xml", "h.txt"}) {
-            Publish_On_Share(name);
-            requests.push_back(Share_Path(name));
-        }
+        Offer({"a.xml", "ab.xml", "b.txt", "c.html", "d.xml", "e.xml", "f.bin"}, {"g.xml", "h.txt"});
         std::cout << "QEL_KILL_SEED=" << seed << '\n';
-    }
-
-    void Publish_Any() { Publish(requests[Random(requests.size())]); }
-
-    void Publish(const std::string& request) {
-        if (request.starts_with("http:")) {
-            web.Publish(Name_In(request));
-        } else {
-            Publish_On_Share(Name_In(request));
-        }
     }
 
     std::size_t Random(std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(random); }
@@ -65,23 +45,19 @@ protected:
     /// Lets a process use the cache while documents change, and kills it.
     /// @param file_limit how long its files may become; 0: no limit.
     void Run_And_Kill(std::size_t file_limit = 0) {
-        const auto ready = working_folder / "ready";
-        std::filesystem::remove(ready);
-        std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(), ready.string(), "0",
-                                              std::to_string(file_limit)};
-        arguments.insert(arguments.end(), requests.begin(), requests.end());
-        Child_Process worker(Beside_The_Tests("cache_worker", arguments));
+        std::filesystem::remove(Ready_File());
+        Child_Process worker = Worker(0, file_limit);
         // Mostly while it works, sometimes while it begins to.
         if (Random(5) > 0) {
-            const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-            while (!std::filesystem::exists(ready) && std::chrono::steady_clock::now() < limit) {
-                std::this_thread::sleep_for(milliseconds(1));
+            const auto limit = Clock::now() + std::chrono::seconds(30);
+            while (!std::filesystem::exists(Ready_File()) && Clock::now() < limit) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
-            ASSERT_TRUE(std::filesystem::exists(ready));
+            ASSERT_TRUE(std::filesystem::exists(Ready_File()));
         }
-        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(Random(120000));
-        while (std::chrono::steady_clock::now() < end) {
-            Publish_Any();
+        const auto end = Clock::now() + std::chrono::microseconds(Random(120000));
+        while (Clock::now() < end) {
+            Publish(requests[Random(requests.size())]);
             std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
         }
         if (Random(2) == 0) {
@@ -93,55 +69,39 @@ protected:
     /// Returns while a process replaces a copy. Where processes mostly wait for servers, hardly any random
     /// moment is such a one.
     void Wait_For_Another_Copy() {
-        for (const std::string& request : requests) {
-            Publish(request);
+        Publish_All();
+        const auto before = Copies();
+        const auto limit = Clock::now() + std::chrono::seconds(5);
+        while (Copies() == before && Clock::now() < limit) {
         }
-        const std::set<std::string> before = Copies();
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (Copies() == before && std::chrono::steady_clock::now() < limit) {
-        }
-    }
-
-    /// What the next process finds and does.
-    void Check() {
-        const std::set<std::string> found = Copies();
-        const auto services = std::make_shared<Failing_OS_Wrapper>(share_folder);
-        CFileCache next(services);
-        // False for a metadata file that the process was writing when it died.
-        damaged_files += next.Set_Cache_Directory(Cache_Directory()) ? 0 : 1;
-        lost_entries += static_cast<int>(requests.size() - next.m_Cache_Entries.size());
-        for (const auto& [request, entry] : next.m_Cache_Entries) {
-            ASSERT_THAT(requests, testing::Contains(request));
-            Expect_Nothing_Or_A_Document(entry.cached_file, request);
-        }
-        orphans += static_cast<int>(found.size() - With_Copies(next.m_Cache_Entries).size());
-
-        for (const std::string& request : requests) {
-            bool download_error = true;
-            const std::string path = next.Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr);
-            EXPECT_FALSE(download_error) << request;
-            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
-        }
-        EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries)) << "nothing else is left";
-        Expect_Equal(next.m_Cache_Entries, Loaded());
     }
 
     const unsigned seed =
         static_cast<unsigned>(Amount("QEL_KILL_SEED", static_cast<int>(std::random_device()() >> 1), 0));
     std::mt19937 random{seed}; // NOLINT(cert-msc32-c,cert-msc51-cpp): the seed is printed
-    std::vector<std::string> requests;
-    int damaged_files = 0;
-    int lost_entries = 0;
-    int orphans = 0;
 };
 
 TEST_F(Killed, AtAnyMomentAProcessLeavesADirectoryThatServesWholeDocuments) {
     const Files surroundings_before = Surroundings();
+    int damaged_files = 0;
+    int lost_entries = 0;
+    int orphans = 0;
     int rounds = 0;
     for (; Is_To_Go_On(rounds, lost_entries + orphans); ++rounds) {
         SCOPED_TRACE("round " + std::to_string(rounds));
         Run_And_Kill();
-        Check();
+        const auto found = Copies();
+        CFileCache next(Services());
+        // False for a metadata file that the process was writing when it died.
+        damaged_files += next.Set_Cache_Directory(Cache_Directory()) ? 0 : 1;
+        lost_entries += static_cast<int>(requests.size() - next.m_Cache_Entries.size());
+        orphans += static_cast<int>(found.size());
+        for (const auto& [request, entry] : next.m_Cache_Entries) {
+            ASSERT_TRUE(Is_Known(request)) << request;
+            Expect_Nothing_Or_A_Document(entry.cached_file, request);
+            orphans -= std::filesystem::exists(entry.cached_file) ? 1 : 0;
+        }
+        Expect_Current_Documents_Alone(next);
         if (rounds == 0) { // it found nothing, and so left less than everything wherever it died
             damaged_files = lost_entries = orphans = 0;
         }
@@ -181,35 +141,19 @@ TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
         SCOPED_TRACE("round " + std::to_string(rounds));
         const std::size_t limit = 100 + Random(4000);
         Run_And_Kill(limit);
-        {
-            CFileCache next(std::make_shared<Failing_OS_Wrapper>(share_folder));
-            next.Set_Cache_Directory(Cache_Directory());
-            for (const auto& [request, entry] : next.m_Cache_Entries) {
-                if (!testing::Value(requests, testing::Contains(request))) {
-                    continue; // the last line of the list, cut
-                }
-                const std::string content = Content_Of(entry.cached_file);
-                if (Version_Of(content, Name_In(request)) >= 1) {
-                    continue;
-                }
-                // As far as the document came. What a share holds is never cut.
-                EXPECT_TRUE(request.starts_with("http:")) << request;
-                EXPECT_EQ(content.size(), limit) << request;
-                EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
-                ++cut_copies;
+        for (const auto& [request, entry] : Loaded()) {
+            const std::string content = Content_Of(entry.cached_file);
+            if (!Is_Known(request) || Version_Of(content, Name_In(request)) >= 1) {
+                continue; // unknown: the last line of the list, cut
             }
+            // As far as the document came. What a share holds is never cut.
+            EXPECT_TRUE(request.starts_with("http:")) << request;
+            EXPECT_EQ(content.size(), limit) << request;
+            EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
+            ++cut_copies;
         }
-        for (const std::string& request : requests) {
-            Publish(request);
-        }
-        CFileCache next(std::make_shared<Failing_OS_Wrapper>(share_folder));
-        next.Set_Cache_Directory(Cache_Directory());
-        for (const std::string& request : requests) {
-            const std::string path = next.Get_Cached_File(request);
-            EXPECT_EQ(Version_Of(Content_Of(path), Name_In(request)), Current_Version(request)) << request;
-        }
-        EXPECT_EQ(Copies(), Copies_Of(next.m_Cache_Entries)) << "nothing else is left";
-        Expect_Equal(next.m_Cache_Entries, Loaded());
+        Publish_All();
+        Expect_Current_Documents_Alone(*Next_Host());
     }
     std::cout << rounds << " processes killed on a full disk, " << cut_copies << " copies cut\n";
     RecordProperty("rounds", rounds);

@@ -35,37 +35,25 @@ public:
         return found == m_Deletions.end() ? 0 : found->second;
     }
 
-    int Stat_File(const std::string& path, std::int64_t& modification_time) override {
-        Note();
-        return Failing_OS_Wrapper::Stat_File(path, modification_time);
-    }
-    std::uint64_t Get_Current_Time() override {
-        Note();
-        return Failing_OS_Wrapper::Get_Current_Time();
-    }
-    bool File_Exists(const std::string& path) override {
-        Note();
-        return Failing_OS_Wrapper::File_Exists(path);
-    }
-    bool Delete_File(const std::string& path) override {
-        Note();
-        {
+private:
+    void Note(Operation operation, const std::string& path) override {
+        switch (operation) {
+        case Operation::Stat_File:
+        case Operation::Get_Current_Time:
+        case Operation::File_Exists:
+        case Operation::Delete_File:
+        case Operation::Directory_Exists:
+        case Operation::Copy_File:
+            t_last_call = ++m_Calls;
+            break;
+        default:
+            break;
+        }
+        if (operation == Operation::Delete_File) {
             const std::lock_guard lock(m_Mutex); // before the file is gone
             m_Deletions.emplace(path, t_last_call);
         }
-        return Failing_OS_Wrapper::Delete_File(path);
     }
-    bool Directory_Exists(const std::string& path) override {
-        Note();
-        return Failing_OS_Wrapper::Directory_Exists(path);
-    }
-    int Copy_File(const char* existing_path, const char* new_path, int fail_if_exists) override {
-        Note();
-        return Failing_OS_Wrapper::Copy_File(existing_path, new_path, fail_if_exists);
-    }
-
-private:
-    void Note() { t_last_call = ++m_Calls; }
 
     static inline thread_local std::uint64_t t_last_call = 0;
     std::atomic<std::uint64_t> m_Calls = 0;
@@ -78,24 +66,14 @@ protected:
     static constexpr int Thread_Count = 32;
 
     Threads() {
-        for (const char* const name : {"a.xml", "b.xml", "c.txt", "d.html"}) {
-            web.Publish(name);
-            requests.push_back(web.Url(name));
-        }
-        Publish_On_Share("e.xml");
-        requests.push_back(Share_Path("e.xml"));
-#ifdef _WIN32
-        _putenv_s("QEL_TRACE_DIR", home.string().c_str());
-#else
-        ::setenv("QEL_TRACE_DIR", home.c_str(), 1);
-#endif
+        Offer({"a.xml", "b.xml", "c.txt", "d.html"}, {"e.xml"});
         CFileCache original(services);
         EXPECT_TRUE(original.Set_Cache_Directory(Cache_Directory()));
         caches.assign(3, original);
         caches.insert(caches.begin(), 6, original); // most threads meet on the first
     }
 
-    /// Whether a request may answer with this path: it was there when the request ended.
+    /// Whether a request may return this path: it was there when the request ended.
     void Check(const std::string& path, const std::string& request) {
         const std::uint64_t end_of_request = Noting_OS_Wrapper::Last_Call();
         if (path.empty()) {
@@ -105,7 +83,7 @@ protected:
         ++served_paths;
         if (std::ifstream file(path, std::ios::binary); file) {
             const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-            EXPECT_GE(Version_Of(content, Name_In(request)), 1) << path << " is no whole " << request;
+            EXPECT_GE(Version_Of(content, Name_In(request)), 1) << path << " is not a complete " << request;
             return;
         }
         ++gone_paths;
@@ -114,33 +92,33 @@ protected:
 
     void Operate(std::mt19937& random) {
         const auto dice = [&](unsigned sides) { return std::uniform_int_distribution<unsigned>(0, sides - 1)(random); };
-        CFileCache& cache = dice(2) == 0 ? caches.front() : caches[dice(static_cast<unsigned>(caches.size()))];
+        CFileCache& host = dice(2) == 0 ? caches.front() : caches[dice(static_cast<unsigned>(caches.size()))];
         switch (dice(20)) {
         case 0:
-            cache.Clear();
+            host.Clear();
             break;
         case 1:
-            EXPECT_TRUE(cache.Purge_Cache_Folder());
+            EXPECT_TRUE(host.Purge_Cache_Folder());
             break;
         case 2:
-            EXPECT_TRUE(cache.Set_Cache_Directory(Cache_Directory()));
+            EXPECT_TRUE(host.Set_Cache_Directory(Cache_Directory()));
             break;
         case 3:
-            EXPECT_EQ(cache.Get_Cached_File(local), local);
+            EXPECT_EQ(host.Get_Cached_File(local), local);
             break;
         case 4: // refused: leaves a text for the host
-            EXPECT_EQ(cache.Get_Cached_File("http://127.0.0.1:1/none.xml"), "");
+            EXPECT_EQ(host.Get_Cached_File("http://127.0.0.1:1/none.xml"), "");
             break;
         case 5:
         case 6: {
-            const std::string text = cache.Get_Additional_Error_Info();
-            EXPECT_TRUE(text.empty() || text.starts_with(cache.Get_Msg_Separator())) << text;
+            const std::string text = host.Get_Additional_Error_Info();
+            EXPECT_TRUE(text.empty() || text.starts_with(host.Get_Msg_Separator())) << text;
             break;
         }
         default: {
             const std::string& request = requests[dice(static_cast<unsigned>(requests.size()))];
             bool download_error = false;
-            Check(cache.Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr), request);
+            Check(host.Get_Cached_File_and_Status(request, 213, download_error, nullptr, nullptr), request);
             EXPECT_FALSE(download_error);
         }
         }
@@ -148,7 +126,6 @@ protected:
 
     const std::shared_ptr<Noting_OS_Wrapper> services = std::make_shared<Noting_OS_Wrapper>(share_folder);
     const std::string local = (working_folder / "12345678-1234-1234-1234-123456789012.xml").string();
-    std::vector<std::string> requests;
     std::vector<CFileCache> caches;
     std::atomic<int> served_paths = 0;
     std::atomic<int> empty_paths = 0;
@@ -171,8 +148,8 @@ TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
         if (phase < phases) {
             FrontEnd::FileCache::Set_Trace_Level(levels[phase]);
             Set_Expiry_Minutes(phase % 2 == 0 ? 0 : 60);
-            web.Publish("a.xml");
-            Publish_On_Share("e.xml");
+            Publish(requests.front());
+            Publish(requests.back());
         }
         ++phase;
     };

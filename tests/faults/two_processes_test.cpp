@@ -5,7 +5,6 @@
 #include "tests/faults/support/Trace_Line.h"
 #include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"
-#include "util/Generate_Uuid.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +21,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 namespace QEL::Tests {
@@ -37,7 +35,6 @@ const std::string Holder_Died = "ERROR: QELPCTRC, lock holder died";
 class Two_Processes : public testing::Test {
 protected:
     Two_Processes() {
-        ::setenv("QEL_TEST_LOCK", lock_name.c_str(), 1);
         ::setenv("QEL_TRACE_DIR", (directory.Path() / "missing").c_str(), 1);
         const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         m_Standard_Error = ::dup(STDERR_FILENO);
@@ -46,7 +43,6 @@ protected:
     }
     ~Two_Processes() override {
         Take_Standard_Error_Back();
-        ::shm_unlink(lock_name.c_str());
         ::unsetenv("QEL_TRACE_DIR");
     }
 
@@ -80,7 +76,7 @@ protected:
         return lines;
     }
 
-    /// Counts the whole lines of each thread, which must come in order. @return the lines that are none.
+    /// Counts the whole lines of each thread, which must come in order. @return those that are not.
     std::vector<std::string> Count_Whole_Lines(const std::vector<std::string>& lines) {
         std::vector<std::string> others;
         for (const std::string& line : lines) {
@@ -109,7 +105,6 @@ protected:
 
     const Scratch_Directory directory;
     const std::string output = (directory.Path() / "standard_error").string();
-    const std::string lock_name = "/qel-test-" + FrontEnd::Util::Generate_Uuid();
     std::map<std::pair<int, int>, int> whole_lines; ///< by process and thread
 
 private:

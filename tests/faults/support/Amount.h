@@ -21,7 +21,7 @@ inline int Amount(const char* variable, int usual, int least = 1) {
     int amount = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), amount);
     if (error != std::errc() || end != text.data() + text.size() || amount < least) {
-        throw std::invalid_argument(std::string(variable) + "=" + asked + " is no number from " +
+        throw std::invalid_argument(std::string(variable) + "=" + asked + " is not a number from " +
                                     std::to_string(least) + " on");
     }
     return amount;

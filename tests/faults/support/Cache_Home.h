@@ -1,16 +1,12 @@
 #pragma once
 
-#include "filecache/CFileCache.h"
 #include "tests/faults/support/Document.h"
 #include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "tests/faults/support/Web_Documents.h"
-#include "tests/support/Scratch_Directory.h"
-#include "tests/support/User_Configuration.h"
-#include "util/Non_Copyable.h"
-#include "util/Path_Separator.h"
+#include "tests/support/Cache_Host.h"
+#include "tests/support/Child_Process.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
@@ -20,40 +16,18 @@
 #include <set>
 #include <string>
 #include <utility>
-
-#ifdef _WIN32
-#include <objbase.h>
-#undef FindFirstFile
-#undef FindNextFile
-#endif
+#include <vector>
 
 namespace QEL::Tests {
 
-/// Initialises what a thread of a host needs before it requests Internet URLs.
-class Host_Thread : private FrontEnd::Util::Non_Copyable {
-public:
-#ifdef _WIN32
-    Host_Thread() {
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    }
-    ~Host_Thread() {
-        CoUninitialize();
-    }
-#else
-    Host_Thread() = default;
-    ~Host_Thread() = default;
-#endif
-};
-
 /// A cache directory of the real disk with its surroundings, a configuration, a share that is a
 /// directory, and documents on a web server.
-class Cache_Home : public testing::Test {
+class Cache_Home : public Cache_Host {
 protected:
     using CFileCache = FrontEnd::FileCache::CFileCache;
     using Entries = std::map<std::string, FrontEnd::FileCache::CacheEntry>;
 
     Cache_Home() {
-        std::filesystem::create_directory(cache_folder);
         std::filesystem::create_directory(share_folder);
         std::filesystem::create_directory(working_folder);
         // What has the shape of a copy, everywhere but in the cache directory.
@@ -61,34 +35,38 @@ protected:
             std::ofstream(folder / "12345678-1234-1234-1234-123456789012.xml") << "not a copy";
         }
         std::filesystem::current_path(working_folder);
-        Set_Expiry_Minutes(0);
     }
 
     ~Cache_Home() override { std::filesystem::current_path(m_Previous_Folder); }
 
-    /// 0: every request asks the remote side. Otherwise a copy is served unasked for so long.
-    void Set_Expiry_Minutes(std::uint32_t minutes) { configuration.Set_Number("LandscapeCacheExpiryPeriod", minutes); }
-
-    std::string Cache_Directory() const { return cache_folder.string(); }
-    std::string Metadata_Path() const {
-        return FrontEnd::Util::FileSystem::Join_Path(Cache_Directory(), "qelfilecache_Metadata.txt");
+    /// Puts documents on the web server and on the share; what they are requested by goes into `requests`.
+    void Offer(const std::vector<std::string>& on_the_web, const std::vector<std::string>& on_the_share) {
+        for (const std::string& name : on_the_web) {
+            requests.push_back(web.Url(name));
+        }
+        for (const std::string& name : on_the_share) {
+            requests.push_back(Failing_OS_Wrapper::Share + name);
+        }
+        Publish_All();
     }
 
-    /// The next version of a document on the share, of a later second.
-    void Publish_On_Share(const std::string& name) {
-        const int version = ++m_Share_Versions[name];
-        // Under another name first: nobody must copy half of it. Windows does not replace a file that
-        // is being copied.
-        const auto unfinished = share_folder / (name + ".new");
-        std::ofstream(unfinished, std::ios::binary) << Document_Text(name, static_cast<unsigned>(version));
-        std::filesystem::last_write_time(unfinished, m_Next_Change += std::chrono::seconds(2));
-        std::error_code error;
-        do {
-            std::filesystem::rename(unfinished, share_folder / name, error);
-        } while (error);
+    /// The next version of a document, of a later time.
+    void Publish(const std::string& request) {
+        if (request.starts_with("http:")) {
+            web.Publish(Name_In(request));
+        } else {
+            Publish_On_Share(Name_In(request));
+        }
+    }
+    void Publish_All() {
+        for (const std::string& request : requests) {
+            Publish(request);
+        }
     }
 
-    static std::string Share_Path(const std::string& name) { return Failing_OS_Wrapper::Share + name; }
+    bool Is_Known(const std::string& request) const {
+        return std::find(requests.begin(), requests.end(), request) != requests.end();
+    }
 
     /// A request for a document as its name in the texts: the last part of the URL or path.
     static std::string Name_In(const std::string& request) { return request.substr(request.find_last_of("/\\") + 1); }
@@ -99,6 +77,16 @@ protected:
         return request.starts_with("http:") ? web.Version(name) : m_Share_Versions.at(name);
     }
 
+    std::shared_ptr<Failing_OS_Wrapper> Services() const { return std::make_shared<Failing_OS_Wrapper>(share_folder); }
+
+    /// What the next host finds in the cache directory: a metadata file may have been cut.
+    std::unique_ptr<CFileCache> Next_Host() const {
+        auto next = std::make_unique<CFileCache>(Services());
+        next->Set_Cache_Directory(Cache_Directory());
+        return next;
+    }
+    Entries Loaded() const { return Next_Host()->m_Cache_Entries; }
+
     /// A returned path is empty, or names a whole version that was published.
     void Expect_Nothing_Or_A_Document(const std::string& path, const std::string& request) const {
         if (path.empty()) {
@@ -106,21 +94,28 @@ protected:
         }
         EXPECT_EQ(std::filesystem::path(path).parent_path(), cache_folder) << path;
         const int version = Version_Of(Content_Of(path), Name_In(request));
-        EXPECT_GE(version, 1) << path << " holds no complete copy of " << request;
+        EXPECT_GE(version, 1) << path << " is not a complete copy of " << request;
         EXPECT_LE(version, Current_Version(request));
     }
 
-    /// What the next process reads of the cache directory.
-    Entries Loaded() const {
-        CFileCache next(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        next.Set_Cache_Directory(Cache_Directory());
-        return next.m_Cache_Entries;
+    /// A request is served what the remote side has now.
+    void Expect_Current_Document(CFileCache& host, const std::string& request) const {
+        const Served served = Request(host, request);
+        EXPECT_FALSE(served.download_error) << request;
+        EXPECT_EQ(Version_Of(Content_Of(served.path), Name_In(request)), Current_Version(request)) << request;
     }
 
-    /// The entries whose copies are on the disk.
-    static Entries With_Copies(Entries entries) {
-        std::erase_if(entries, [](const auto& item) { return !std::filesystem::exists(item.second.cached_file); });
-        return entries;
+    /// All requests are, and what a host records is what the next one finds.
+    void Expect_Current_Documents(CFileCache& host) const {
+        for (const std::string& request : requests) {
+            Expect_Current_Document(host, request);
+        }
+        Expect_Equal(host.m_Cache_Entries, Loaded());
+    }
+    /// In addition nothing else is in the directory.
+    void Expect_Current_Documents_Alone(CFileCache& host) const {
+        Expect_Current_Documents(host);
+        EXPECT_EQ(Copies(), Copies_Of(host.m_Cache_Entries)) << "nothing else is left";
     }
 
     static void Expect_Equal(const Entries& left, const Entries& right) {
@@ -134,23 +129,18 @@ protected:
         EXPECT_EQ(text(left), text(right));
     }
 
-    /// The copies in the cache directory, whether or not an entry names them.
-    std::set<std::string> Copies() const {
-        std::set<std::string> copies;
-        for (const auto& file : std::filesystem::directory_iterator(cache_folder)) {
-            if (file.path().filename() != "qelfilecache_Metadata.txt") {
-                copies.insert(file.path().string());
-            }
-        }
-        return copies;
-    }
-
-    static std::set<std::string> Copies_Of(const Entries& entries) {
+    /// The copies that entries name, in order.
+    static std::vector<std::string> Copies_Of(const Entries& entries) {
         std::set<std::string> copies;
         for (const auto& [url, entry] : entries) {
             copies.insert(entry.cached_file);
         }
-        return copies;
+        return {copies.begin(), copies.end()};
+    }
+
+    /// A metadata file with one entry.
+    static std::string List_Of(const std::string& copy, const std::string& url) {
+        return "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\nmonday\n1\n" + copy + "\n" + url + "\n";
     }
 
     using Files = std::map<std::string, std::string>;
@@ -160,7 +150,7 @@ protected:
         Files files;
         for (const auto& folder : {home, share_folder, working_folder}) {
             for (const auto& file : std::filesystem::directory_iterator(folder)) {
-                if (file.is_regular_file()) {
+                if (file.is_regular_file() && file.path().extension() != ".trc") {
                     const auto time = file.last_write_time().time_since_epoch().count();
                     files[file.path().string()] = std::to_string(time) + " " + Content_Of(file.path());
                 }
@@ -175,20 +165,40 @@ protected:
         }
     }
 
+    /// A process that makes each request once a round, see cache_worker.cpp.
+    Child_Process Worker(int rounds, std::size_t file_limit) const {
+        std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(), Ready_File().string(),
+                                              std::to_string(rounds), std::to_string(file_limit)};
+        arguments.insert(arguments.end(), requests.begin(), requests.end());
+        return Child_Process(Beside_The_Tests("cache_worker", arguments));
+    }
+    std::filesystem::path Ready_File() const { return working_folder / "ready"; }
+
 private:
+    void Publish_On_Share(const std::string& name) {
+        const int version = ++m_Share_Versions[name];
+        // Under another name first: nobody must copy half of it. Windows does not replace a file that
+        // is being copied.
+        const auto unfinished = share_folder / (name + ".new");
+        std::ofstream(unfinished, std::ios::binary) << Document_Text(name, static_cast<unsigned>(version));
+        std::filesystem::last_write_time(unfinished, m_Next_Change += std::chrono::seconds(2));
+        std::error_code error;
+        do {
+            std::filesystem::rename(unfinished, share_folder / name, error);
+        } while (error);
+    }
+
     const std::filesystem::path m_Previous_Folder = std::filesystem::current_path();
-    const Scratch_Directory m_Home;
-    const Host_Thread m_Thread;
     std::map<std::string, int> m_Share_Versions;
     std::filesystem::file_time_type m_Next_Change = std::filesystem::file_time_type::clock::now();
 
 protected:
-    const std::filesystem::path home = m_Home.Path();
+    const std::filesystem::path home = Home();
     const std::filesystem::path cache_folder = home / "cache";
     const std::filesystem::path share_folder = home / "share";
     const std::filesystem::path working_folder = home / "work";
-    User_Configuration configuration;
     Web_Documents web;
+    std::vector<std::string> requests;
 };
 
 } // namespace QEL::Tests

@@ -8,7 +8,7 @@
 namespace QEL::Tests {
 
 /// A text that says which version of which document it is, so that any copy of it can be checked: a
-/// part of a document is none, and neither are the parts of two.
+/// part of a document is not one, and neither are the parts of two.
 ///
 /// It holds no line feed, so a text file has the same bytes on every platform.
 inline std::string Document_Text(const std::string& name, unsigned version) {
@@ -26,7 +26,7 @@ inline std::string Document_Text(const std::string& name, unsigned version) {
     return text + "</document>";
 }
 
-/// The version of the document that a text is the whole of; -1 when it is none.
+/// The version of the document that a text is the whole of; -1 when it is not one.
 inline int Version_Of(const std::string& text, const std::string& name) {
     const std::string begin = "<document name='" + name + "' version='";
     unsigned version = 0;

@@ -60,7 +60,7 @@ public:
         return !Fails(Operation::File_Exists) && m_Real->File_Exists(On_Disk(path));
     }
     bool Delete_File(const std::string& path) override {
-        return !Fails(Operation::Delete_File) && m_Real->Delete_File(path);
+        return !Fails(Operation::Delete_File, path) && m_Real->Delete_File(path);
     }
     bool Directory_Exists(const std::string& path) override {
         return !Fails(Operation::Directory_Exists) && m_Real->Directory_Exists(path);
@@ -89,8 +89,15 @@ public:
         return Fails(Operation::Read_Registry_Int) ? 0 : m_Real->Read_Registry_Int(root, key, value);
     }
 
+protected:
+    /// Learns of each call before it is made. @param path of a deletion
+    virtual void Note(Operation, const std::string& /*path*/) {}
+
 private:
-    bool Fails(Operation operation) { return operation == m_Operation && m_Calls_Left > 0 && --m_Calls_Left == 0; }
+    bool Fails(Operation operation, const std::string& path = {}) {
+        Note(operation, path);
+        return operation == m_Operation && m_Calls_Left > 0 && --m_Calls_Left == 0;
+    }
 
     std::string On_Disk(const std::string& path) const {
         return path.starts_with(Share) ? (m_Share / path.substr(sizeof Share - 1)).string() : path;

@@ -35,34 +35,34 @@ public:
     ~Failing_Request() override { --s_alive; }
 
     HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
-        const auto failure = Failure();
-        return failure ? *failure : m_Real->Set_Timeouts(resolve, connect, send, receive);
+        return Call([&] { return m_Real->Set_Timeouts(resolve, connect, send, receive); });
     }
     HResult Open(const char* method, const std::string& url) override {
-        const auto failure = Failure();
-        return failure ? *failure : m_Real->Open(method, url);
+        return Call([&] { return m_Real->Open(method, url); });
     }
     HResult Send() override {
-        const auto failure = Failure();
-        return failure ? *failure : m_Real->Send();
+        return Call([&] { return m_Real->Send(); });
     }
     HResult Get_Status(long& status) override {
-        const auto failure = Failure();
-        return failure ? *failure : m_Real->Get_Status(status);
+        return Call([&] { return m_Real->Get_Status(status); });
     }
     HResult Get_Response_Header(const char* name, std::string& value) override {
-        const auto failure = Failure();
-        return failure ? *failure : m_Real->Get_Response_Header(name, value);
+        return Call([&] { return m_Real->Get_Response_Header(name, value); });
     }
     HResult Get_Response_Body(Response_Body& body) override {
-        const auto failure = Failure();
-        return failure ? *failure : m_Real->Get_Response_Body(body);
+        return Call([&] { return m_Real->Get_Response_Body(body); });
     }
     std::string Error_Description(Request_Interface failed_interface) override {
         return m_Real->Error_Description(failed_interface);
     }
 
 private:
+    template <typename Real_Call>
+    static HResult Call(Real_Call real_call) {
+        const auto failure = Failure();
+        return failure ? *failure : real_call();
+    }
+
     const std::unique_ptr<IRequest_Object> m_Real;
 };
 

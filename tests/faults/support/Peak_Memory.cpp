@@ -12,7 +12,7 @@ namespace {
 std::ptrdiff_t s_held = 0;
 std::ptrdiff_t s_peak = 0;
 
-/// What the system gave for a block: the block itself does not tell how much was asked for.
+/// What the system gave for a block: the block itself does not say how much was asked for.
 std::ptrdiff_t Size_Of(void* block) {
 #ifdef _WIN32
     return static_cast<std::ptrdiff_t>(_msize(block));

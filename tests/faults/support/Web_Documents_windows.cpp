@@ -3,10 +3,10 @@
 
 #include "tests/faults/support/Web_Documents.h"
 
-#include "tests/faults/support/Document.h"
-
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 namespace QEL::Tests {
 
@@ -27,20 +27,13 @@ Web_Documents::~Web_Documents() {
     }
 }
 
-int Web_Documents::Publish(const std::string& name) {
+void Web_Documents::Hand_Out(const std::string& name, const std::string& text, int change) {
     using namespace std::chrono;
-    const int version = ++m_Versions[name];
     // Under another name first: the server must not hand out half of it.
     const fs::path unfinished = m_Server->files / (name + ".new");
-    std::ofstream(unfinished, std::ios::binary) << Document_Text(name, static_cast<unsigned>(version));
-    fs::last_write_time(unfinished, file_clock::from_sys(sys_days{year{2023} / 11 / 1} + seconds(++m_Changes)));
+    std::ofstream(unfinished, std::ios::binary) << text;
+    fs::last_write_time(unfinished, file_clock::from_sys(sys_days{year{2023} / 11 / 1} + seconds(change)));
     fs::rename(unfinished, m_Server->files / name);
-    return version;
-}
-
-int Web_Documents::Version(const std::string& name) const {
-    const auto found = m_Versions.find(name);
-    return found == m_Versions.end() ? 0 : found->second;
 }
 
 std::string Web_Documents::Url(const std::string& name) const {
