@@ -286,7 +286,7 @@ TEST_P(Hostile_Metadata, LoadsToWhatIsSoundAndSaysWhatIsNot) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_TRUE(entries == Expected()) << testing::PrintToString(entries).substr(0, 600);
     // A line, of a megabyte in some files, is held while it is read, in its entry, and in the message about it.
-    // What a file promises takes nothing.
+    // The number of entries that it gives takes nothing.
     EXPECT_LT(memory_to_load, 128 * 1024 + 8 * GetParam().file.size());
     RecordProperty("memory", std::to_string(memory_to_load));
 

@@ -135,10 +135,10 @@ void Certificate_Authority::Write_Staple(const Server_Certificate& files, X509* 
                                                                             &ASN1_TIME_free);
     const std::unique_ptr<ASN1_TIME, decltype(&ASN1_TIME_free)> next_update(
         X509_gmtime_adj(nullptr, issued + 7L * 24 * 3600), &ASN1_TIME_free);
-    const std::unique_ptr<OCSP_BASICRESP, decltype(&OCSP_BASICRESP_free)> answer(OCSP_BASICRESP_new(),
-                                                                                 &OCSP_BASICRESP_free);
+    const std::unique_ptr<OCSP_BASICRESP, decltype(&OCSP_BASICRESP_free)> basic(OCSP_BASICRESP_new(),
+                                                                                &OCSP_BASICRESP_free);
     auto* const id = OCSP_cert_to_id(nullptr, certificate, m_Certificate.get());
-    Check(id != nullptr && OCSP_basic_add1_status(answer.get(), id, status, OCSP_REVOKED_STATUS_KEYCOMPROMISE,
+    Check(id != nullptr && OCSP_basic_add1_status(basic.get(), id, status, OCSP_REVOKED_STATUS_KEYCOMPROMISE,
                                                   status == V_OCSP_CERTSTATUS_REVOKED ? this_update.get() : nullptr,
                                                   this_update.get(), next_update.get()) != nullptr);
     OCSP_CERTID_free(id);
@@ -147,12 +147,12 @@ void Certificate_Authority::Write_Staple(const Server_Certificate& files, X509* 
         Certificate_Options impostor;
         impostor.name = "impostor";
         const auto foreign = Make_Certificate(impostor, true, foreign_key.get(), nullptr, foreign_key.get());
-        Check(OCSP_basic_sign(answer.get(), foreign.get(), foreign_key.get(), EVP_sha256(), nullptr, 0) == 1);
+        Check(OCSP_basic_sign(basic.get(), foreign.get(), foreign_key.get(), EVP_sha256(), nullptr, 0) == 1);
     } else {
-        Check(OCSP_basic_sign(answer.get(), m_Certificate.get(), m_Key.get(), EVP_sha256(), nullptr, 0) == 1);
+        Check(OCSP_basic_sign(basic.get(), m_Certificate.get(), m_Key.get(), EVP_sha256(), nullptr, 0) == 1);
     }
     const std::unique_ptr<OCSP_RESPONSE, decltype(&OCSP_RESPONSE_free)> response(
-        OCSP_response_create(OCSP_RESPONSE_STATUS_SUCCESSFUL, answer.get()), &OCSP_RESPONSE_free);
+        OCSP_response_create(OCSP_RESPONSE_STATUS_SUCCESSFUL, basic.get()), &OCSP_RESPONSE_free);
     unsigned char* bytes = nullptr;
     const auto size = i2d_OCSP_RESPONSE(response.get(), &bytes);
     Check(size > 0);

@@ -12,7 +12,7 @@
 namespace QEL::Tests {
 
 /// What a server needs for TLS: PEM files with its certificate (and what of the chain it sends) and
-/// its key, and a stapled OCSP answer (DER) when it sends one.
+/// its key, and an OCSP response (DER) to staple when it sends one.
 struct Server_Certificate {
     std::filesystem::path certificate;
     std::filesystem::path key;

@@ -39,7 +39,7 @@ public:
     void Write(const std::string& name, std::string_view content) const { m_Directory.Write("www/" + name, content); }
 
     /// The requests so far, one "connection method path status tls-session-reused" a line, oldest
-    /// first. nginx writes them after the answer has gone: waits until there are as many as given.
+    /// first. nginx writes them after the response has gone: waits until there are as many as given.
     std::vector<std::string> Requests(std::size_t expected) const;
     void Forget_Requests() const;
 

@@ -41,7 +41,7 @@ public:
     /// Kills what runs and starts anew on the same port.
     void Restart();
 
-    /// Stops all its processes where they are: connections stay open and nothing answers.
+    /// Stops all its processes where they are: connections stay open and nothing responds.
     void Freeze() const;
     void Thaw() const;
 

@@ -51,7 +51,7 @@ TEST_F(Damaged_Metadata, IsReplacedByAHealthyFileWithTheNextDownload) {
     EXPECT_EQ(Content_Of(m_Saved / Metadata_File().filename()), "rubbish");
 }
 
-TEST_F(Damaged_Metadata, PromisingFourThousandMillionEntriesKeepsThoseThatAreThere) {
+TEST_F(Damaged_Metadata, WithACountOfFourThousandMillionKeepsTheEntriesThatAreThere) {
     std::string damaged = Content_Of(Metadata_File());
     const std::string keyword = "entries\n";
     damaged.replace(damaged.find(keyword) + keyword.size(), 1, "4294967295");

@@ -30,13 +30,13 @@ options_in() { grep -oE -- '^ +(-h,)?--[a-z-]+' | grep -oE -- '--[a-z-]+'; }
 commands=$("$tool" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p')
 [ "$(wc -w <<<"$commands")" -ge 7 ] || fail "the help names no commands"
 for command in $commands; do
-    mentions "$command" || fail "the page does not tell of the command $command"
+    mentions "$command" || fail "the page does not name the command $command"
     for option in $("$tool" "$command" --help | options_in); do
-        mentions "$option" || fail "the page does not tell of $option of $command"
+        mentions "$option" || fail "the page does not name $option of $command"
     done
 done
 for option in $("$tool" --help | options_in); do
-    mentions "$option" || fail "the page does not tell of $option"
+    mentions "$option" || fail "the page does not name $option"
 done
 
 [ "$failures" -eq 0 ] && echo "the man page is complete"

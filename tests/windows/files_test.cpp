@@ -74,7 +74,7 @@ TEST_F(Windows_Files, ATargetInUseIsNotReplacedAndNoPartStays) {
     EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
 }
 
-TEST_F(Windows_Files, ADeviceIsNoFileInWhateverDirectory) {
+TEST_F(Windows_Files, ADeviceIsNotAFileInWhateverDirectory) {
     for (const std::string& path :
          {std::string("NUL"), std::string("CON"), std::string("C:NUL"), std::string("\\\\.\\NUL"), scratch / "NUL"}) {
         EXPECT_FALSE(services->File_Exists(path)) << path;

@@ -80,7 +80,7 @@ TEST_F(Registry, ANumberKeepsItsSign) {
     EXPECT_EQ(Signed_Number(0), -5);
 }
 
-TEST_F(Registry, ANumberOutOfRangeIsNone) {
+TEST_F(Registry, ANumberOutOfRangeIsIgnored) {
     for (const char* text : {"4294967296", "-2147483649", "0x10"}) {
         user.Write_Text("Period", text);
         EXPECT_EQ(Number(User), 0U) << text;
@@ -105,7 +105,7 @@ TEST_F(Registry, ASingleTextIsAListOfOne) {
     EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
 }
 
-TEST_F(Registry, AValueOfAnotherKindIsNoList) {
+TEST_F(Registry, AValueOfAnotherKindIsNotAList) {
     user.Write("CertErrorWhiteList", REG_BINARY, "https://a/x");
     EXPECT_THAT(White_List(), IsEmpty());
 }

@@ -224,7 +224,7 @@ TEST_F(Wininet_Client, SaysWhatWentWrong) {
     EXPECT_EQ(Send("http://127.0.0.1/a\r\nb"), 12005U);
 }
 
-TEST_F(Wininet_Client, TakesACertificateThatHolds) {
+TEST_F(Wininet_Client, TakesACertificateThatIsValid) {
     EXPECT_EQ(Send(Https_Url("TRUSTED", "/landscape")), 200U);
 }
 

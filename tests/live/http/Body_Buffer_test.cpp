@@ -28,11 +28,11 @@ TEST(Body_Buffer, KeepsEveryByteWhileItGrows) {
 
 /// Its memory is taken ahead of the bytes, and must not be taken again under them.
 TEST(Body_Buffer, KeepsEveryByteOfALargeBody) {
-    constexpr std::size_t promised = 3 * 1024 * 1024 + 1;
+    constexpr std::size_t content_length = 3 * 1024 * 1024 + 1;
     Body_Buffer buffer;
-    buffer.Reserve(promised);
+    buffer.Reserve(content_length);
     std::string expected;
-    for (char piece = 1; expected.size() < 2 * promised; ++piece) {
+    for (char piece = 1; expected.size() < 2 * content_length; ++piece) {
         const std::string bytes(100001, piece);
         ASSERT_TRUE(buffer.Append(bytes));
         expected += bytes;
@@ -40,7 +40,7 @@ TEST(Body_Buffer, KeepsEveryByteOfALargeBody) {
     EXPECT_TRUE(Bytes(buffer) == expected);
 }
 
-TEST(Body_Buffer, DoesNotBelieveAPromiseBlindly) {
+TEST(Body_Buffer, TakesNotAllMemoryForAHugeContentLength) {
     Body_Buffer buffer;
     buffer.Reserve(Body_Buffer::Largest_Size);
 

@@ -65,7 +65,7 @@ TEST_F(Second_Client, ReturnsTheErrorNumberWhenThereIsNoResponse) {
     EXPECT_EQ(Send(Http_Get, "http://nowhere.invalid/"), Error_Internet_Name_Not_Resolved);
 }
 
-TEST_F(Second_Client, RefusesWhatIsNoHttpUrl) {
+TEST_F(Second_Client, RefusesWhatIsNotAnHttpUrl) {
     for (const auto* url : {"", "file:///etc/passwd", "http://good.test/a\r\nb"}) {
         EXPECT_EQ(Send(Http_Get, url), Error_Internet_Invalid_URL) << url;
     }

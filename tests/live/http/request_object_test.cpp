@@ -177,7 +177,7 @@ TEST(Request_Object_Open, TakesGetAndHeadOnly) {
     }
 }
 
-TEST(Request_Object_Open, RefusesWhatIsNoHttpUrl) {
+TEST(Request_Object_Open, RefusesWhatIsNotAnHttpUrl) {
     using namespace std::string_literals;
     const std::string urls[] = {"",
                                 "http:",

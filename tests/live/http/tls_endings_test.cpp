@@ -18,7 +18,7 @@ namespace {
 
 class Tls_Endings : public testing::Test {
 protected:
-    /// What comes of a server that sends the text and ends the connection, with or without saying so by TLS.
+    /// What comes of a server that sends the text and ends the connection, with or without close_notify.
     /// @param through_proxy through an HTTPS proxy, which ends its own TLS connection in good order.
     Http_Result Download(const std::string& response, bool says_end, bool through_proxy = false) const {
         const Web_Server server(
@@ -75,7 +75,7 @@ TEST_F(Tls_Endings, ACutTextAboutAnErrorLeavesItsStatus) {
     EXPECT_EQ(outcome.status, 404);
 }
 
-TEST_F(Tls_Endings, ABodyOfThePromisedLengthIsWholeByItself) {
+TEST_F(Tls_Endings, ABodyOfItsContentLengthIsWholeByItself) {
     const auto outcome = Download("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n<landscape/>", false);
     EXPECT_EQ(outcome.Error(), 0U) << outcome.description;
     EXPECT_EQ(outcome.body, "<landscape/>");

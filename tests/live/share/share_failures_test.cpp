@@ -159,7 +159,7 @@ TEST_F(Share_Failures, OfAUserWhomTheServerTurnsIntoAGuestAreOfTheLogon) {
     EXPECT_EQ(Stat_Error(file), Logon_Failure);
     EXPECT_EQ(Copy_Error(file), Logon_Failure);
     Configure_Server("Servers = localhost\nUser = nobody_there\n" + Password_File("secret"));
-    EXPECT_EQ(Stat_Error(file), 0) << "not told the user";
+    EXPECT_EQ(Stat_Error(file), 0) << "without the user's name";
     EXPECT_EQ(Stat_Error("\\\\localhost\\share\\file"), Logon_Failure);
     Configure_Server("Signing = required\n");
     EXPECT_EQ(Stat_Error(file), Logon_Failure) << "guests cannot sign";
@@ -343,7 +343,7 @@ TEST_F(Dead_Share_Server, IsNotAskedForItsOtherFilesAndOperations) {
     EXPECT_EQ(Stat("\\\\localhost\\share\\file"), 0) << "the same server's under another name";
 }
 
-TEST_F(Dead_Share_Server, IsAskedAgainWhenThePeriodIsOver) {
+TEST_F(Dead_Share_Server, IsAskedAgainWhenThePeriodHasEnded) {
     Publish("file", "content");
     Configure_Server("Timeout = 1\n[Software\\QEL\\QELLogon\\Options]\nLandscapeServerRetryAfter = 1\n");
     server().Freeze();

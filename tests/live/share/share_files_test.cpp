@@ -30,7 +30,7 @@ protected:
     const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
 };
 
-TEST_F(Share_Files, TellTheModificationTimeToTheInterval) {
+TEST_F(Share_Files, ReportTheModificationTimeToTheInterval) {
     const auto published = Publish("landscape.xml", "<landscape/>");
     constexpr std::int64_t time = 133497123451234567;
     Set_Modification_Time(published, time);

@@ -100,7 +100,7 @@ TEST_F(Share_Settings_Test, JudgeThePasswordFileThatALinkLeadsTo) {
     EXPECT_THAT(Refusal(), EndsWith("open to others; chmod 600 closes it"));
 }
 
-TEST_F(Share_Settings_Test, RefuseAPasswordFileThatIsNone) {
+TEST_F(Share_Settings_Test, RefuseAPasswordFileThatIsNotOne) {
     const auto refused = [this](const std::string& path) {
         Configure("PasswordFile = " + path + "\n");
         return Refusal();

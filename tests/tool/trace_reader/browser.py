@@ -53,7 +53,7 @@ class Browser:
         parts = [self.received]
         while b"\0" not in parts[-1]:
             if not select.select([self.from_browser], [], [], max(0, deadline - time.monotonic()))[0]:
-                raise TimeoutError("the browser does not answer")
+                raise TimeoutError("the browser does not respond")
             parts.append(os.read(self.from_browser, 1 << 16))
             if not parts[-1]:
                 raise EOFError("the browser has ended")
@@ -84,7 +84,7 @@ class Page:
             self.do(domain + ".enable")
 
     def do(self, method, **parameters):
-        """Gives a command and waits for its answer."""
+        """Gives a command and waits for its result."""
         number = self.browser.send(method, self.session, **parameters)
         deadline = time.monotonic() + PATIENCE
         while True:
@@ -109,10 +109,10 @@ class Page:
 
     def run(self, expression):
         """The value of a JavaScript expression on the page."""
-        answer = self.do("Runtime.evaluate", expression=expression, returnByValue=True, awaitPromise=True)
-        if "exceptionDetails" in answer:
-            raise RuntimeError(answer["exceptionDetails"])
-        return answer["result"].get("value")
+        evaluated = self.do("Runtime.evaluate", expression=expression, returnByValue=True, awaitPromise=True)
+        if "exceptionDetails" in evaluated:
+            raise RuntimeError(evaluated["exceptionDetails"])
+        return evaluated["result"].get("value")
 
     def resize(self, width, height=900):
         self.do("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=False)

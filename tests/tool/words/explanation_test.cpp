@@ -31,21 +31,21 @@ Inspected_Entry An_Entry(bool fresh) {
     return entry;
 }
 
-Remote_Answer An_Answer(long status, const std::string& stamp) {
-    Remote_Answer answer;
-    answer.status = status;
-    answer.answered = status == 200;
-    answer.last_modified = stamp;
-    answer.unchanged = answer.answered && stamp == "stamp";
-    return answer;
+Remote_Answer A_Response(long status, const std::string& stamp) {
+    Remote_Answer response;
+    response.status = status;
+    response.answered = status == 200;
+    response.last_modified = stamp;
+    response.unchanged = response.answered && stamp == "stamp";
+    return response;
 }
 
 Remote_Answer A_Failure(std::uint32_t error, Second_Attempt second, const std::string& text = {}) {
-    Remote_Answer answer;
-    answer.error = error;
-    answer.second = second;
-    answer.error_text = text;
-    return answer;
+    Remote_Answer response;
+    response.error = error;
+    response.second = second;
+    response.error_text = text;
+    return response;
 }
 
 /// A request for a web file, to be changed before it is explained.
@@ -75,14 +75,14 @@ TEST(Explanation, OfAFreshCopySaysHowLong) {
     const std::string until = Local_Time_Text(present + 57 * minute);
     const std::string verdict = "would be served from the copy without asking the server until " + until;
     EXPECT_EQ(Explain(A_Request(An_Entry(true))).verdict, verdict + ".");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "stamp"))).verdict, verdict + "; the copy is current.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, "other"))).verdict,
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(200, "stamp"))).verdict, verdict + "; the copy is current.");
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(200, "other"))).verdict,
               verdict + "; the copy is out of date until then.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(200, ""))).verdict,
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(200, ""))).verdict,
               verdict + "; the server does not say whether its file has changed.");
     EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
               verdict + "; at the moment the server did not respond in time (error 12002).");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), An_Answer(404, ""))).verdict,
+    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(404, ""))).verdict,
               verdict + "; at the moment the server responds with status 404.");
 }
 
@@ -91,11 +91,11 @@ TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
     EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict,
               "would make the cache ask the server; when neither that nor a download succeeds, " + copy +
                   " is served.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "stamp"))).verdict,
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, "stamp"))).verdict,
               "would be served from the copy, because the server has the same version.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, "other"))).verdict,
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, "other"))).verdict,
               "would be served from a new copy, because the server has another version.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), An_Answer(200, ""))).verdict,
+    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, ""))).verdict,
               "would be served from a new copy, because the server does not say whether its file has changed.");
     Inspected_Entry of_unknown_age = An_Entry(false);
     of_unknown_age.last_checked_remotely = 0;
@@ -107,8 +107,8 @@ TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
 
 TEST(Explanation, SaysThatADownloadFollowsEveryFailedCheck) {
     const std::pair<Remote_Answer, const char*> checks[] = {
-        {An_Answer(405, ""), "the server responds with status 405"},
-        {An_Answer(500, ""), "the server responds with status 500"},
+        {A_Response(405, ""), "the server responds with status 405"},
+        {A_Response(500, ""), "the server responds with status 500"},
         {A_Failure(12029, Second_Attempt::Failed), "the server cannot be connected to (error 12029)"},
         {A_Failure(0, Second_Attempt::Not_Needed), "the request could not be sent"}};
     const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
@@ -142,7 +142,7 @@ TEST(Explanation, HasAPhraseForEachKindOfError) {
 
 TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
     for (const long status : {405, 501}) {
-        const Explanation explanation = Explain(A_Request({}, An_Answer(status, "")));
+        const Explanation explanation = Explain(A_Request({}, A_Response(status, "")));
         EXPECT_EQ(explanation.expected, Expected_Outcome());
         EXPECT_EQ(explanation.verdict,
                   "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
@@ -186,19 +186,19 @@ TEST(Explanation, SaysThatNoNewCopyCanBeWritten) {
         explained.directory_problem = "the cache directory '/c' is not writable for this user";
         return explained;
     };
-    const auto missing = without_room(A_Request({}, An_Answer(200, "stamp")));
+    const auto missing = without_room(A_Request({}, A_Response(200, "stamp")));
     EXPECT_EQ(Explain(missing).verdict, "would not be served: the cache directory '/c' is not writable for this user.");
     EXPECT_EQ(Explain(missing).expected, Outcome::Failed);
     EXPECT_THAT(Steps(missing), HasSubstr("But the cache directory '/c' is not writable for this user: no new copy can "
                                           "be written, and 'qelfilecache get' refuses to work. Next: change the "));
-    const Explanation stale = Explain(without_room(A_Request(An_Entry(false), An_Answer(200, "other"))));
+    const Explanation stale = Explain(without_room(A_Request(An_Entry(false), A_Response(200, "other"))));
     EXPECT_EQ(stale.expected, Outcome::Old_Copy);
     EXPECT_EQ(Explain(without_room(A_Request(An_Entry(false)))).expected, Expected_Outcome());
     EXPECT_EQ(stale.verdict, "would be served from the copy that was last known to be current at " +
                                  Local_Time_Text(present - 3 * minute) +
                                  ", because the cache directory '/c' is not writable for this user.");
     EXPECT_THAT(Explain(without_room(A_Request(An_Entry(true)))).verdict, HasSubstr("without asking the server until"));
-    EXPECT_THAT(Explain(without_room(A_Request(An_Entry(false), An_Answer(200, "stamp")))).verdict,
+    EXPECT_THAT(Explain(without_room(A_Request(An_Entry(false), A_Response(200, "stamp")))).verdict,
                 HasSubstr("the server has the same version"));
 }
 
@@ -224,7 +224,7 @@ TEST(Explanation, NamesNoCulpritForAMissingCopy) {
 }
 
 TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
-    for (const auto& remote : {An_Answer(200, ""), An_Answer(500, ""), A_Failure(12029, Second_Attempt::Failed)}) {
+    for (const auto& remote : {A_Response(200, ""), A_Response(500, ""), A_Failure(12029, Second_Attempt::Failed)}) {
         for (const auto& entry : {std::optional<Inspected_Entry>(), std::optional(An_Entry(false))}) {
             const Explanation explanation = Explain(A_Request(entry, remote));
             EXPECT_EQ(explanation.expected != Outcome::Failed, entry || remote.answered);
@@ -306,7 +306,7 @@ TEST(Explanation, OfARequestThatIsRefusedServesTheCopyThatThereIs) {
 }
 
 TEST(Explanation, SteersNoTerminal) {
-    auto explained = A_Request(An_Entry(false), An_Answer(200, "\x1B[2J"));
+    auto explained = A_Request(An_Entry(false), A_Response(200, "\x1B[2J"));
     explained.request.entry->copy = "/cache/\x1B[1m";
     const Explanation explanation = Explain(explained);
     EXPECT_THAT(Steps(explained) + explanation.verdict, AllOf(Not(HasSubstr("\x1B")), HasSubstr("\\x1B[2J")));
