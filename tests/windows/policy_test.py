@@ -82,8 +82,9 @@ class Policies(unittest.TestCase):
             said = subprocess.run([WINE_RUNNER, PROGRAM, "--cache-dir", "Z:" + cache.replace("/", "\\"), "explain", "--json",
                                    "http://127.0.0.1:1/x"], check=False, capture_output=True, text=True,
                                   env=dict(os.environ, QEL_TEST_PLACE=r"D:\place")).stdout
-        return {setting["name"]: (setting["value"], (setting["source"] or "").partition("\\")[0])
-                for setting in json.loads(said)[0]["settings"]}
+        settings = json.loads(said)[0]["settings"]
+        self.sources = {setting["name"]: setting["source"] or "" for setting in settings}
+        return {setting["name"]: (setting["value"], self.sources[setting["name"]].partition("\\")[0]) for setting in settings}
 
     def samples(self):
         """For each value the lowest and the highest, or two texts."""
@@ -125,6 +126,18 @@ class Policies(unittest.TestCase):
             self.configure({"user": written_values})
             settings = self.settings()
             self.assertEqual({name: settings[name][0] for name in written_values}, counting)
+
+    def test_programs_of_32_and_64_bit_read_the_same_machine_values(self):
+        name, key = "LandscapeCacheExpiryPeriod", KEY.replace("Software", r"HKLM\Software\Wow6432Node")
+        registry = lambda *arguments: subprocess.run([WINE_RUNNER, "reg", *arguments, "/f"], check=True, stdout=subprocess.DEVNULL)
+        registry("add", key, "/v", name, "/t", "REG_DWORD", "/d", "7")
+        self.addCleanup(registry, "delete", key)
+        self.configure({})
+        self.assertEqual(self.settings()[name], ("7", ROOTS["machine"]))
+        self.assertIn("(32-bit view)", self.sources[name])
+        self.configure({"machine": {name: 8}})
+        self.assertEqual(self.settings()[name], ("8", ROOTS["machine"]))
+        self.assertNotIn("view", self.sources[name])
 
     def test_offer_the_modes_of_the_program(self):
         with open(os.path.join(os.path.dirname(__file__), "..", "..", "util", "Cert_Error_Handling.h"), encoding="utf-8") as file:

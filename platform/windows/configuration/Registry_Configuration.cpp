@@ -15,9 +15,14 @@ struct Registry_Value {
     std::string data; ///< as stored; a text may or may not end in zeros
 };
 
-std::optional<Registry_Value> Read_Value(HKEY root, const char* key, const char* value) {
+/// Programs of 32 and of 64 bit have views of their own of the machine's values. Both read the same: their own first.
+constexpr bool Has_64_Bit = sizeof(void*) == 8;
+constexpr REGSAM Other_View = Has_64_Bit ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+constexpr const char* Other_View_Name = Has_64_Bit ? " (32-bit view)" : " (64-bit view)";
+
+std::optional<Registry_Value> Read_Value(HKEY root, REGSAM view, const char* key, const char* value) {
     Registry_Key opened;
-    if (RegOpenKeyExA(root, key, 0, KEY_QUERY_VALUE, opened.Receive()) != ERROR_SUCCESS) {
+    if (RegOpenKeyExA(root, key, 0, KEY_QUERY_VALUE | view, opened.Receive()) != ERROR_SUCCESS) {
         return std::nullopt;
     }
 
@@ -38,15 +43,33 @@ std::optional<Registry_Value> Read_Value(HKEY root, const char* key, const char*
     return read;
 }
 
-std::optional<Registry_Value> Read_Value(Configuration_Scope scope, const char* key, const char* value) {
-    std::optional<Registry_Value> read;
-    if (scope != Configuration_Scope::Machine) {
-        read = Read_Value(HKEY_CURRENT_USER, key, value);
+struct Place {
+    Configuration_Scope scope;
+    HKEY root;
+    REGSAM view;
+    const char* root_name;
+    const char* view_name;
+};
+const Place Places[] = {
+    {Configuration_Scope::User, HKEY_CURRENT_USER, 0, "HKEY_CURRENT_USER\\", ""},
+    {Configuration_Scope::Machine, HKEY_LOCAL_MACHINE, 0, "HKEY_LOCAL_MACHINE\\", ""},
+    {Configuration_Scope::Machine, HKEY_LOCAL_MACHINE, Other_View, "HKEY_LOCAL_MACHINE\\", Other_View_Name}};
+
+/// @param found where not null: the place of the value.
+std::optional<Registry_Value> Read_Value(Configuration_Scope scope, const char* key, const char* value,
+                                         const Place** found = nullptr) {
+    for (const Place& place : Places) {
+        if (scope != Configuration_Scope::User_Then_Machine && scope != place.scope) {
+            continue;
+        }
+        if (auto read = Read_Value(place.root, place.view, key, value)) {
+            if (found != nullptr) {
+                *found = &place;
+            }
+            return read;
+        }
     }
-    if (!read && scope != Configuration_Scope::User) {
-        read = Read_Value(HKEY_LOCAL_MACHINE, key, value);
-    }
-    return read;
+    return std::nullopt;
 }
 
 std::string Up_To_First_Zero(const std::string& data) {
@@ -56,12 +79,8 @@ std::string Up_To_First_Zero(const std::string& data) {
 std::string Expand_Environment(const std::string& text) {
     std::string expanded(32767, '\0');
     const DWORD size = ExpandEnvironmentStringsA(text.c_str(), expanded.data(), static_cast<DWORD>(expanded.size()));
-    // The size counts the terminating zero.
-    if (size == 0 || size > expanded.size()) {
-        return text;
-    }
-    expanded.resize(size - 1);
-    return expanded;
+    // Some systems count more than they write.
+    return size == 0 || expanded.back() != '\0' ? text : Up_To_First_Zero(expanded);
 }
 
 std::optional<std::uint32_t> Parse_Integer(std::string_view text) {
@@ -124,13 +143,10 @@ public:
     }
 
     std::optional<std::string> Find_Place(Configuration_Scope scope, const char* key, const char* value) override {
-        if (scope != Configuration_Scope::Machine && Read_Value(HKEY_CURRENT_USER, key, value)) {
-            return std::string("HKEY_CURRENT_USER\\") + key;
-        }
-        if (scope != Configuration_Scope::User && Read_Value(HKEY_LOCAL_MACHINE, key, value)) {
-            return std::string("HKEY_LOCAL_MACHINE\\") + key;
-        }
-        return std::nullopt;
+        const Place* place = nullptr;
+        return Read_Value(scope, key, value, &place)
+                   ? std::optional(std::string(place->root_name) + key + place->view_name)
+                   : std::nullopt;
     }
 
     /// The registry is there, and a value in it is whole.

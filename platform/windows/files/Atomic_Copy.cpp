@@ -2,6 +2,7 @@
 
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
+#include "platform/windows/files/Scanner_Wait.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
 #include "util/Control_Characters.h"
 #include "util/Non_Copyable.h"
@@ -56,7 +57,8 @@ public:
 
     /// Gives the complete file the target's name.
     bool Publish(bool fail_if_exists) {
-        if (MoveFileExA(m_Path.c_str(), m_Target.c_str(), fail_if_exists ? 0 : MOVEFILE_REPLACE_EXISTING) != 0) {
+        const DWORD flags = fail_if_exists ? 0 : MOVEFILE_REPLACE_EXISTING;
+        if (Outlast_Scanners(m_Target, [&] { return MoveFileExA(m_Path.c_str(), m_Target.c_str(), flags) != 0; })) {
             m_Path.clear();
             return true;
         }

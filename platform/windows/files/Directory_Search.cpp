@@ -16,13 +16,16 @@ bool Same_Letter(wchar_t left, wchar_t right) {
 class Windows_Search : public Directory_Search {
 public:
     explicit Windows_Search(const std::string& pattern) {
-        const auto name_start = pattern.find_last_of("\\/:") + 1;
-        m_Name_Pattern = To_Wide(pattern.substr(name_start));
+        // As wide text: a byte of a double-byte character may look like a separator.
+        const std::wstring wide = To_Wide(pattern);
+        const auto name_start = wide.find_last_of(L"\\/:") + 1;
+        m_Name_Pattern = wide.substr(name_start);
 
         // All names are asked for. The system's own matching is looser: there `.*` also matches a name
         // without a dot, `?` also nothing before a dot, and a file's short name counts as well.
-        const std::string all_names = pattern.substr(0, name_start) + "*";
-        m_Search = Search_Handle(FindFirstFileA(all_names.c_str(), &m_Candidate));
+        // The narrow functions end a search at a name that is too long for them.
+        const std::wstring all_names = wide.substr(0, name_start) + L"*";
+        m_Search = Search_Handle(FindFirstFileW(all_names.c_str(), &m_Candidate));
         m_Has_Candidate = m_Search.Is_Open();
     }
 
@@ -31,23 +34,23 @@ public:
         while (m_Has_Candidate && !found) {
             found = Candidate_Matches();
             if (found) {
-                file_name = m_Candidate.cFileName;
+                file_name = To_Narrow(m_Candidate.cFileName);
             }
-            m_Has_Candidate = FindNextFileA(m_Search.Get(), &m_Candidate) != 0;
+            m_Has_Candidate = FindNextFileW(m_Search.Get(), &m_Candidate) != 0;
         }
         return found;
     }
 
 private:
     bool Candidate_Matches() const {
-        // A character of the code page may take two bytes; as wide text each is one.
         return (m_Candidate.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
-               Matches_Wildcard(To_Wide(m_Candidate.cFileName), m_Name_Pattern, Same_Letter);
+               Matches_Wildcard(std::wstring_view(m_Candidate.cFileName), std::wstring_view(m_Name_Pattern),
+                                Same_Letter);
     }
 
     std::wstring m_Name_Pattern;
     Search_Handle m_Search;
-    WIN32_FIND_DATAA m_Candidate{};
+    WIN32_FIND_DATAW m_Candidate{};
     bool m_Has_Candidate = false;
 };
 

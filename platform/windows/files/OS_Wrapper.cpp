@@ -2,6 +2,8 @@
 
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
+#include "platform/windows/files/Scanner_Wait.h"
+#include "platform/windows/files/Target.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
 #include "util/Control_Characters.h"
 #include "util/Path_Queries.h"
@@ -33,15 +35,13 @@ int OS_Wrapper::Stat_File(const std::string& path, std::int64_t& modification_ti
         SetLastError(ERROR_INVALID_NAME);
         return ERROR_INVALID_NAME;
     }
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    const std::uint32_t error = Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
-        const bool found = GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) != 0;
-        return {found ? ERROR_SUCCESS : GetLastError()};
-    });
+    Platform::Target target;
+    const std::uint32_t error =
+        Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome { return {Platform::Target_Of(path, target)}; });
     if (error != ERROR_SUCCESS) {
         return static_cast<int>(error);
     }
-    modification_time = static_cast<std::int64_t>(Hundred_Nanoseconds(data.ftLastWriteTime));
+    modification_time = static_cast<std::int64_t>(Hundred_Nanoseconds(target.write_time));
     return ERROR_SUCCESS;
 }
 
@@ -63,23 +63,33 @@ bool OS_Wrapper::Directory_Exists(const std::string& path) {
 }
 
 bool OS_Wrapper::Delete_File(const std::string& path) {
-    const auto attributes = Attributes(path);
-    if (!attributes || (*attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    if (Util::Holds_Line_Break_Or_Nul(path)) {
+        SetLastError(ERROR_INVALID_NAME);
         return false;
     }
-    if (DeleteFileA(path.c_str()) != 0) {
+    // Of a link, its own: what it leads to is not deleted.
+    DWORD attributes = INVALID_FILE_ATTRIBUTES;
+    Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
+        attributes = GetFileAttributesA(path.c_str());
+        return {attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_SUCCESS};
+    });
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) { // or no attributes, which are all bits
+        return false;
+    }
+    const auto is_deleted = [&path] { return DeleteFileA(path.c_str()) != 0; };
+    if (Platform::Outlast_Scanners(path, is_deleted)) {
         return true;
     }
-    if ((*attributes & FILE_ATTRIBUTE_READONLY) == 0) {
+    if ((attributes & FILE_ATTRIBUTE_READONLY) == 0 || GetLastError() == ERROR_SHARING_VIOLATION) {
         return false;
     }
 
-    SetFileAttributesA(path.c_str(), *attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
-    if (DeleteFileA(path.c_str()) != 0) {
+    SetFileAttributesA(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+    if (Platform::Outlast_Scanners(path, is_deleted)) {
         return true;
     }
     const Platform::Last_Error_Keeper reason_of_failure;
-    SetFileAttributesA(path.c_str(), *attributes);
+    SetFileAttributesA(path.c_str(), attributes);
     return false;
 }
 

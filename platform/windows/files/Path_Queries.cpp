@@ -2,6 +2,7 @@
 
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
+#include "platform/windows/files/Target.h"
 #include "util/Control_Characters.h"
 #include "util/Path_Separator.h"
 
@@ -26,8 +27,10 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
     std::uint32_t attributes = Invalid_Attributes;
     if (!Util::Holds_Line_Break_Or_Nul(path)) {
         Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
-            attributes = GetFileAttributesA(path.c_str());
-            return {attributes == Invalid_Attributes ? GetLastError() : ERROR_SUCCESS};
+            Platform::Target target;
+            const DWORD error = Platform::Target_Of(path, target);
+            attributes = error == ERROR_SUCCESS ? target.attributes : Invalid_Attributes;
+            return {error};
         });
     }
     return attributes;

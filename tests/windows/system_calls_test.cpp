@@ -1,0 +1,246 @@
+// What the system's calls answer only now and then: files that a scanner holds, links, names that do not fit, code
+// pages of two bytes. The calls below are the test's own; without a script they are the system's.
+
+#include "filecache/oswrap/IOSWrapper.h"
+#include "tests/support/Overridden_Root.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
+#include "util/Last_Error.h"
+#include "util/Path_Queries.h"
+#include "util/Trace_Directory.h"
+
+#include <gmock/gmock.h>
+
+#include <windows.h>
+
+#undef FindFirstFile
+#undef FindNextFile
+
+#include <functional>
+
+namespace QEL::Tests {
+
+namespace {
+
+template <typename Function>
+struct System_Call;
+
+template <typename Result, typename... Arguments>
+struct System_Call<Result WINAPI(Arguments...)> {
+    const char* name;
+    std::function<Result(Arguments...)> script;
+
+    Result Real(Arguments... arguments) const {
+        const auto call = GetProcAddress(GetModuleHandleA("kernel32.dll"), name);
+        return reinterpret_cast<Result(WINAPI*)(Arguments...)>(reinterpret_cast<void*>(call))(arguments...);
+    }
+};
+
+template <auto& Call, typename Function>
+struct Replacement;
+
+template <auto& Call, typename Result, typename... Arguments>
+struct Replacement<Call, Result WINAPI(Arguments...)> {
+    static Result WINAPI Answer(Arguments... arguments) {
+        return Call.script ? Call.script(arguments...) : Call.Real(arguments...);
+    }
+};
+
+} // namespace
+
+} // namespace QEL::Tests
+
+// Where the compiler looks up the address of a call of a DLL.
+#define SCRIPTED(call)                                                                                                 \
+    namespace QEL::Tests {                                                                                             \
+    namespace {                                                                                                        \
+    System_Call<decltype(call)> s_##call{#call, {}};                                                                   \
+    }                                                                                                                  \
+    }                                                                                                                  \
+    extern "C" {                                                                                                       \
+    decltype(&call) __imp_##call = &QEL::Tests::Replacement<QEL::Tests::s_##call, decltype(call)>::Answer;             \
+    }
+
+SCRIPTED(DeleteFileA)
+SCRIPTED(ExpandEnvironmentStringsA)
+SCRIPTED(FindNextFileA)
+SCRIPTED(GetFileAttributesA)
+SCRIPTED(GetFileAttributesExA)
+SCRIPTED(GetTickCount64)
+SCRIPTED(MoveFileExA)
+SCRIPTED(MultiByteToWideChar)
+SCRIPTED(Sleep)
+SCRIPTED(WideCharToMultiByte)
+
+namespace QEL::Tests {
+
+namespace {
+
+using namespace FrontEnd::OSWRAPI;
+using namespace FrontEnd::Util::FileSystem;
+using FrontEnd::Util::Get_Last_Error;
+using namespace testing;
+
+class System_Calls : public testing::Test {
+protected:
+    System_Calls() {
+        // A minute later than in the test before.
+        s_now += 60'000;
+        s_GetTickCount64.script = [] { return s_now; };
+        s_Sleep.script = [this](DWORD milliseconds) {
+            s_now += milliseconds;
+            waited += milliseconds;
+        };
+    }
+    ~System_Calls() override {
+        s_DeleteFileA.script = nullptr;
+        s_ExpandEnvironmentStringsA.script = nullptr;
+        s_FindNextFileA.script = nullptr;
+        s_GetFileAttributesA.script = nullptr;
+        s_GetFileAttributesExA.script = nullptr;
+        s_GetTickCount64.script = nullptr;
+        s_MoveFileExA.script = nullptr;
+        s_MultiByteToWideChar.script = nullptr;
+        s_Sleep.script = nullptr;
+        s_WideCharToMultiByte.script = nullptr;
+    }
+
+    /// Deleting and renaming fail so often.
+    void Hold(int times, DWORD error) {
+        const auto is_held = [left = std::make_shared<int>(times), error] {
+            SetLastError(error);
+            return (*left)-- > 0;
+        };
+        s_DeleteFileA.script = [is_held](const char* path) { return is_held() ? FALSE : s_DeleteFileA.Real(path); };
+        s_MoveFileExA.script = [is_held](const char* from, const char* to, DWORD flags) {
+            return is_held() ? FALSE : s_MoveFileExA.Real(from, to, flags);
+        };
+    }
+
+    static inline ULONGLONG s_now = 0;
+    DWORD waited = 0;
+    Scratch_Directory scratch;
+    const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
+};
+
+TEST_F(System_Calls, OnAFileThatAScannerHoldsAreRepeated) {
+    const std::string file = scratch.Write("file", "content");
+    const std::string target = scratch.Write("target", "old");
+    for (const DWORD error : {ERROR_SHARING_VIOLATION, ERROR_ACCESS_DENIED}) {
+        Hold(3, error);
+        EXPECT_NE(services->Copy_File(file.c_str(), target.c_str(), 0), 0) << error;
+        EXPECT_EQ(Content_Of(target), "content");
+        Hold(3, error);
+        EXPECT_TRUE(services->Delete_File(scratch.Write("old"))) << error;
+    }
+    EXPECT_EQ(waited, 4 * 3 * 20U);
+}
+
+TEST_F(System_Calls, AreRepeatedForASecondAndForTwoInAMinute) {
+    Hold(1000, ERROR_SHARING_VIOLATION);
+    const std::string file = scratch.Write("file");
+    for (const DWORD in_all : {1000U, 2000U, 2000U}) {
+        EXPECT_FALSE(services->Delete_File(file));
+        EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+        EXPECT_EQ(waited, in_all);
+    }
+    s_now += 60'000;
+    EXPECT_FALSE(services->Delete_File(file));
+    EXPECT_EQ(waited, 3000U);
+}
+
+TEST_F(System_Calls, ThatFailForGoodAreNotRepeated) {
+    const std::string file = scratch.Write("file");
+    Hold(1000, ERROR_DISK_FULL);
+    EXPECT_FALSE(services->Delete_File(file));
+    Hold(1000, ERROR_ACCESS_DENIED);
+    const std::string read_only = scratch.Write("read-only");
+    Make_Read_Only(read_only);
+    for (const std::string& target : {scratch / "new", read_only, scratch.Path().string()}) {
+        EXPECT_EQ(services->Copy_File(file.c_str(), target.c_str(), 0), 0) << target;
+        EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    }
+    EXPECT_EQ(waited, 0U);
+}
+
+TEST_F(System_Calls, ALinkHasTimeAndAttributesOfItsTarget) {
+    const std::string file = scratch.Write("file");
+    std::int64_t time_of_target = 0;
+    ASSERT_EQ(services->Stat_File(file, time_of_target), 0);
+    Make_Read_Only(file);
+    s_GetFileAttributesExA.script = [](const char* path, GET_FILEEX_INFO_LEVELS level, void* data) {
+        const BOOL found = s_GetFileAttributesExA.Real(path, level, data);
+        auto& of_link = *static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data);
+        of_link.dwFileAttributes = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_ARCHIVE;
+        of_link.ftLastWriteTime = {};
+        return found;
+    };
+    std::int64_t time = 0;
+    EXPECT_EQ(services->Stat_File(file, time), 0);
+    EXPECT_EQ(time, time_of_target);
+    EXPECT_NE(Get_File_Attributes(file) & FILE_ATTRIBUTE_READONLY, 0U);
+    s_GetFileAttributesExA.script = [](const char*, GET_FILEEX_INFO_LEVELS, void* data) {
+        *static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data) = {};
+        static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data)->dwFileAttributes = FILE_ATTRIBUTE_REPARSE_POINT;
+        return TRUE;
+    };
+    EXPECT_EQ(services->Stat_File(scratch / "missing", time), ERROR_FILE_NOT_FOUND) << "a link that leads nowhere";
+}
+
+TEST_F(System_Calls, ASearchGoesOnBehindANameThatDoesNotFit) {
+    scratch.Write("a.xml");
+    scratch.Write("b.xml");
+    s_FindNextFileA.script = [](HANDLE, WIN32_FIND_DATAA*) {
+        SetLastError(ERROR_MORE_DATA);
+        return FALSE;
+    };
+    Find_Data found;
+    std::vector<std::string> names;
+    const auto search = services->FindFirstFile((scratch / "*.xml").c_str(), found);
+    for (int more = search == Invalid_Find_Handle ? 0 : 1; more != 0; more = services->FindNextFile(search, found)) {
+        names.push_back(found.file_name);
+    }
+    services->FindClose(search);
+    EXPECT_THAT(names, UnorderedElementsAre("a.xml", "b.xml"));
+}
+
+TEST_F(System_Calls, TheSecondByteOfALetterIsNoSeparator) {
+    // U+8868 is the bytes 95 5C in the Japanese code page: the second one looks like a backslash.
+    constexpr UINT japanese = 932;
+    const std::string letter = "\x95\x5C";
+    ASSERT_NE(CreateDirectoryW((scratch.Path().wstring() + L"\\\x8868").c_str(), nullptr), 0);
+    const std::wstring file = scratch.Path().wstring() + L"\\\x8868\\\x8868.xml";
+    const HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_NE(handle, INVALID_HANDLE_VALUE);
+    CloseHandle(handle);
+    s_MultiByteToWideChar.script = [](UINT, DWORD flags, const char* text, int size, wchar_t* wide, int room) {
+        return s_MultiByteToWideChar.Real(japanese, flags, text, size, wide, room);
+    };
+    s_WideCharToMultiByte.script = [](UINT, DWORD flags, const wchar_t* wide, int size, char* text, int room,
+                                      const char* fallback, BOOL* used) {
+        return s_WideCharToMultiByte.Real(japanese, flags, wide, size, text, room, fallback, used);
+    };
+    Find_Data found;
+    const auto search =
+        services->FindFirstFile((scratch.Path().string() + "\\" + letter + "\\" + letter + ".*").c_str(), found);
+    EXPECT_NE(search, Invalid_Find_Handle);
+    EXPECT_EQ(found.file_name, letter + ".xml");
+    services->FindClose(search);
+}
+
+TEST_F(System_Calls, TheSizeOfAnExpandedTextIsNotTrusted) {
+    const Environment_Variable no_variable("QEL_TRACE_DIR", nullptr);
+    const Environment_Variable place("QEL_TEST_PLACE", "D:\\place");
+    Overridden_Root user(HKEY_CURRENT_USER, "User");
+    user.Write_Text("TraceDirectory", "%QEL_TEST_PLACE%\\traces", REG_EXPAND_SZ);
+    s_ExpandEnvironmentStringsA.script = [](const char* text, char* expanded, DWORD size) {
+        return 2 * s_ExpandEnvironmentStringsA.Real(text, expanded, size);
+    };
+    FrontEnd::Util::Tracing::Directory_Buffer buffer{};
+    EXPECT_NE(FrontEnd::Util::Tracing::InitTraceDir(buffer), 0);
+    EXPECT_STREQ(buffer.data(), "D:\\place\\traces");
+}
+
+} // namespace
+
+} // namespace QEL::Tests
