@@ -117,9 +117,10 @@ check_run_paths() {
 # build PRESET [TARGET...]: configures and builds.
 build() { cmake --preset "$1" && cmake --build --preset "$1" ${2:+--target "${@:2}"}; }
 
-# count REPORT FOLDER: the test cases of ctest's report, in $cases_passed and $cases_failed. GoogleTest's programs have
-# left reports of their own in the folder; any other program, or one that ended before its report, is one case. One that
-# ended badly counts one failure at least, also when each case of its own passed (a sanitizer's report at its end, say).
+# count REPORT FOLDER: the test cases of ctest's report, in $cases_passed and $cases_failed. Each test of a GoogleTest
+# program has left a report under its own name in the folder; any other program, or one that ended badly before its
+# report, is one case. One that ended badly counts one failure at least, also when each case of its own passed (a
+# sanitizer's report at its end, say), and so does a GoogleTest program that passed and left no report.
 # Programs that could not be isolated are in $programs_skipped.
 count() {
     local name status report bad
@@ -133,13 +134,18 @@ count() {
         elif [ -e "$report" ]; then
             bad=$(sed -n 's/^<testsuites .* failures="\([0-9]*\)".*/\1/p' "$report")
             cases_passed=$((cases_passed + $(grep -c '<testcase .* result="completed"' "$report") - bad))
+            [[ $status == run* ]] || [ "$bad" -gt 0 ] || bad=1
         elif [ "$status" = run ]; then
             cases_passed=$((cases_passed + 1))
+        else
+            bad=1
         fi
-        [ "$status" = run ] || [ "$bad" -gt 0 ] || bad=1
         cases_failed=$((cases_failed + bad))
-    done < <(sed -n '/<testcase.* status="notrun"/ { N; s/notrun"\(.*SKIP_RETURN_CODE\)/skipped"\1/ }
-        s/.*<testcase name="\([^"]*\)".* status="\([^"]*\)".*/\1 \2/p' "$1")
+    done < <(awk -F '"' '
+        /<testcase / { name = $2; for (i = 1; i < NF; i++) if ($i ~ / status=$/) status = $(i + 1) }
+        /^\[==========\] Running / && status == "run" { status = "run-by-googletest" }
+        /SKIP_RETURN_CODE/ && status == "notrun" { status = "skipped" }
+        /<\/testcase>/ { print name, status }' "$1")
 }
 
 # check_counting: reports of programs that end in every way.
@@ -150,19 +156,19 @@ check_counting() {
         $'<testcase name="B" result="completed">\n<failure/>\n</testcase>\n' \
         $'<testcase name="C" result="skipped"/>\n' >"$folder/fails.xml"
     printf '<testsuites tests="1" failures="0">\n<testcase name="A" result="completed"/>\n' | tee "$folder/leaks.xml" >"$folder/passes.xml"
-    printf '\t<testcase name="%s" time="1" status="%s">\n<skipped message="%s"/>\n' passes run '' fails fail '' leaks fail '' \
-        crashes fail '' script run '' missing notrun 'Unable to find executable' apart notrun SKIP_RETURN_CODE=77 >"$folder.xml"
+    printf '\t<testcase name="%s" time="1" status="%s">\n%s\n</testcase>\n' passes run '[==========] Running 1 test' \
+        fails fail '' leaks fail '' crashes fail '' script run '' silent run '[==========] Running 1 test' \
+        missing notrun 'Unable to find executable' apart notrun SKIP_RETURN_CODE=77 >"$folder.xml"
     count "$folder.xml" "$folder"
-    # passes 1; fails 1 and 1; leaks 1 and 1; crashes 0 and 1; script 1; missing 0 and 1; apart is skipped
+    # passes 1; fails 1 and 1; leaks 1 and 1; crashes 0 and 1; script 1; silent and missing 0 and 1; apart is skipped
     echo "$cases_passed passed, $cases_failed failed, $programs_skipped skipped"
-    [ "$cases_passed" -eq 4 ] && [ "$cases_failed" -eq 4 ] && [ "$programs_skipped" -eq 1 ]
+    [ "$cases_passed" -eq 4 ] && [ "$cases_failed" -eq 5 ] && [ "$programs_skipped" -eq 1 ]
 }
 
 # run_tests PRESET: all tests of a build.
 run_tests() {
-    local reports=$PWD/$logs/$1/
-    [ "$1" != windows ] || reports=Z:$reports
-    GTEST_OUTPUT=xml:$reports ctest --preset "$1" --parallel 3 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
+    rm -rf "build/$1/reports"
+    ctest --preset "$1" --parallel 3 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
         --test-output-size-passed 10000000 --test-output-size-failed 10000000
 }
 
@@ -171,7 +177,7 @@ build_and_test() {
     local failed_before=$failed all_well=yes
     if step "build, $1" "${@:3}"; then
         step "tests, $1" run_tests "$2" || all_well=no
-        count "$logs/$2.xml" "$logs/$2"
+        count "$logs/$2.xml" "build/$2/reports"
         [ $((cases_passed + cases_failed)) -gt 0 ] || all_well=no
         passed=$((passed + cases_passed))
         failed=$((failed + cases_failed))

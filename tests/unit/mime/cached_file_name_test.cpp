@@ -79,10 +79,7 @@ TEST_F(Cached_File_Name, OfEachSampleFileIsNotDangerous) {
 }
 
 TEST_F(Cached_File_Name, OfLandscapeFilesHasTheirExtension) {
-    const struct {
-        std::string contents;
-        std::string extension;
-    } files[] = {
+    const std::pair<std::string, std::string> files[] = {
         {"<?xml version=\"1.0\"?><Landscape/>", ".xml"}, {"<Landscape/>", ".xml"},
         {"[Server]\r\nItem1=host\r\n", ".ini"},          {"{\"landscape\": []}", ".json"},
         {"<!DOCTYPE html><html></html>", ".html"},       {"just text", ".txt"},

@@ -66,15 +66,4 @@ TEST(Sample_Files, AreTypedWithoutReadingBehindAnyPrefix) {
     }
 }
 
-TEST(Sample_Files, OfNoLengthHaveNoType) {
-    EXPECT_EQ(Type_Of_Exactly(""), "");
-}
-
-TEST(Sample_Files, OfOneByteAreTextOrUnknown) {
-    for (int byte = 0; byte < 256; ++byte) {
-        const std::string mime_type = Type_Of_Exactly(std::string(1, static_cast<char>(byte)));
-        EXPECT_TRUE(mime_type.empty() || mime_type == "text/plain") << byte << ": " << mime_type;
-    }
-}
-
 } // namespace
