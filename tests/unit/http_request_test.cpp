@@ -3,7 +3,6 @@
 #include "tests/unit/support/Http_Fixture.h"
 
 #include <cstdint>
-#include <limits>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -169,6 +168,21 @@ protected:
     }
     Records Bad_By_Second_Client() const { return Header_Empty() + Returned_Failure(); }
 
+    /// A request that is given up without a second attempt, whatever the flag was before it.
+    void Expect_Given_Up(const Lines& records, const std::vector<std::string>& calls) {
+        for (const bool before : {false, true}) {
+            EXPECT_EQ(Request_After(before), bad);
+            Expect_Error(method.flags_failures, method.failure_code);
+            EXPECT_FALSE(cache.m_Cert_Error_Detected);
+            EXPECT_EQ(cache.m_Additional_Error_Info, "before");
+            Expect_Lines(records + Abandoned() + (Is_Get() ? Returned_Failure() : Records()), All());
+            EXPECT_EQ(g_services.request_calls, calls);
+            EXPECT_THAT(g_services.client_calls, IsEmpty());
+            Expect_Nothing_Changed();
+        }
+        EXPECT_EQ(g_services.cert_parameters_read, 0);
+    }
+
     static constexpr std::uint64_t checked_before = 1234;
     Http_Method method;
     std::string old_copy;
@@ -190,15 +204,10 @@ INSTANTIATE_TEST_SUITE_P(Both, Http_Request, testing::Values(s_get, s_head), tes
 
 // A request that succeeds
 
-TEST_P(Http_Request, TracesEachStepInOrder) {
-    Request();
-    Expect_Records(method.records);
-}
-
-TEST_P(Http_Request, CallsTheRequestObjectInThisOrder) {
+TEST_P(Http_Request, CallsTheObjectAndTracesEachStepInOrder) {
     EXPECT_EQ(Request(), good);
     EXPECT_EQ(g_services.request_calls, Calls(All_Calls()));
-    EXPECT_THAT(g_services.client_calls, IsEmpty());
+    Expect_Records(method.records);
 }
 
 TEST_P(Http_Request, ForgetsTheTransportErrorOfAnEarlierRequest) {
@@ -225,39 +234,13 @@ TEST_P(Http_Request, TreatsPositiveResultsAsSuccess) {
 
 // Connect time-out
 
-TEST_P(Http_Request, ReadsTheConnectTimeoutInSecondsOnce) {
-    g_services.connect_timeout_seconds = 5;
-    Request();
-    EXPECT_EQ(cache.m_Connect_Timeout, 5000);
-    EXPECT_THAT(g_services.request_calls, Contains("Set_Timeouts(60000, 5000, 30000, 30000)"));
-    EXPECT_THAT(g_services.registry_calls,
-                ElementsAre("Software\\QEL\\QELLogon\\Options, LandscapeServerFileConnectTimeout, 1"));
-    g_services.connect_timeout_seconds = 9;
-    Forget();
-    Request();
-    EXPECT_EQ(cache.m_Connect_Timeout, 5000);
-    EXPECT_THAT(g_services.request_calls, Contains("Set_Timeouts(60000, 5000, 30000, 30000)"));
-    EXPECT_THAT(g_services.registry_calls, IsEmpty());
-}
-
-TEST_P(Http_Request, TakesAMinuteWithoutAPositiveConnectTimeoutAndKeepsIt) {
-    for (const std::int32_t seconds : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
-        cache.m_Connect_Timeout = 0;
+TEST_P(Http_Request, HandsOnTheConnectTimeoutThatItFirstRead) {
+    for (const std::int32_t seconds : {5, 9}) {
         g_services.connect_timeout_seconds = seconds;
-        Forget();
         Request();
-        EXPECT_EQ(cache.m_Connect_Timeout, 60000) << seconds;
-        EXPECT_THAT(g_services.request_calls, Contains("Set_Timeouts(60000, 60000, 30000, 30000)")) << seconds;
+        EXPECT_THAT(g_services.request_calls, Contains("Set_Timeouts(60000, 5000, 30000, 30000)"));
+        Forget();
     }
-    cache.m_Connect_Timeout = 0;
-    g_services.connect_timeout_seconds.reset();
-    Request();
-    EXPECT_EQ(cache.m_Connect_Timeout, 60000);
-    g_services.connect_timeout_seconds = 9;
-    Forget();
-    Request();
-    EXPECT_EQ(cache.m_Connect_Timeout, 60000);
-    EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
 
 // The request object cannot be had, or refuses the URL
@@ -267,19 +250,9 @@ TEST_P(Http_Request, FailsWithoutARequestObject) {
     Script().creation_result = Access_Denied;
     Script().creation_last_error = 87;
     g_services.last_error = 99;
-    for (const bool before : {false, true}) {
-        EXPECT_EQ(Request_After(before), bad);
-        Expect_Error(method.flags_failures, method.failure_code);
-        EXPECT_FALSE(cache.m_Cert_Error_Detected);
-        EXPECT_EQ(cache.m_Additional_Error_Info, "before");
-        Expect_Lines(Until("Opening") +
-                         Failure("Create instance failed for HTTP request object. HR=-2147024891, LE=87.") +
-                         Abandoned() + (Is_Get() ? Returned_Failure() : Records()),
-                     All());
-        EXPECT_THAT(g_services.request_calls, ElementsAre("Create"));
-        EXPECT_THAT(g_services.client_calls, IsEmpty());
-        Expect_Nothing_Changed();
-    }
+    Expect_Given_Up(Until("Opening") +
+                        Failure("Create instance failed for HTTP request object. HR=-2147024891, LE=87."),
+                    {"Create"});
     EXPECT_EQ(cache.m_Connect_Timeout, 0);
     EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
@@ -301,20 +274,9 @@ TEST_P(Http_Request, FailsWhenTheUrlIsRefused) {
          {std::pair{Access_Denied, "-2147024891"}, {Certificate_Error, "-2147012851"}}) {
         Script().open = refusal; // a transport error is not noticed as one here
         g_services.last_error = 1234;
-        for (const bool before : {false, true}) {
-            EXPECT_EQ(Request_After(before), bad);
-            Expect_Error(method.flags_failures, method.failure_code);
-            EXPECT_FALSE(cache.m_Cert_Error_Detected);
-            EXPECT_EQ(cache.m_Additional_Error_Info, "before");
-            Expect_Lines(Until("Sending") + Failure(method.name + " HTTP request failed. HR=" + number + ", LE=1234.") +
-                             Abandoned() + (Is_Get() ? Returned_Failure() : Records()),
-                         All());
-            EXPECT_EQ(g_services.request_calls, Calls(2));
-            EXPECT_THAT(g_services.client_calls, IsEmpty());
-            Expect_Nothing_Changed();
-        }
+        Expect_Given_Up(Until("Sending") + Failure(method.name + " HTTP request failed. HR=" + number + ", LE=1234."),
+                        Calls(2));
     }
-    EXPECT_EQ(g_services.cert_parameters_read, 0);
 }
 
 TEST_P(Http_Request, AsksTheSecondClientWhenTheUrlIsRefusedAfterAnEarlierTransportError) {
@@ -332,12 +294,7 @@ TEST_P(Http_Request, AsksTheSecondClientWhenTheUrlIsRefusedAfterAnEarlierTranspo
 
 TEST_P(Http_Request, NoExceptionOfTheFirstClientLeaves) {
     Script().during_send = [] { throw std::runtime_error("no memory left"); };
-    for (const bool before : {false, true}) {
-        EXPECT_EQ(Request_After(before), bad);
-        Expect_Error(method.flags_failures, method.failure_code);
-        Expect_Lines(Until("HTTP status") + Abandoned() + (Is_Get() ? Returned_Failure() : Records()), All());
-        EXPECT_EQ(g_services.request_calls.back(), "Release");
-    }
+    Expect_Given_Up(Until("HTTP status"), Calls(3));
 }
 
 // Statuses
@@ -373,33 +330,21 @@ TEST_P(Http_Request, EndsWithAnyOtherStatusWithoutASecondAttempt) {
 }
 
 TEST_P(Http_Request, WithTheStatusOfATransportErrorIsLeftToTheSecondClient) {
-    for (const long status : {12001, 12029, 12045, 12175}) {
+    for (const auto& [status, before] : {std::pair{12001, false}, {12029, true}, {12045, false}, {12175, true}}) {
         Script().status = {status};
         Script().send = 7;
         g_services.last_error = 1234;
         values["status"] = std::to_string(status);
-        for (const bool before : {false, true}) {
-            for (const bool succeeds : {false, true}) {
-                g_services.client.status = succeeds ? 200 : 12045;
-                EXPECT_EQ(Request_After(before), succeeds ? good_by_second_client : bad);
-                Expect_Error(!succeeds, succeeds ? 0 : 2);
-                EXPECT_TRUE(cache.m_Cert_Error_Detected);
-                EXPECT_EQ(cache.m_Additional_Error_Info, succeeds ? "" : "before");
-                Expect_Lines(Until("HTTP status", 2) + Failure(method.start + ". HR=7, LE=1234.") + Abandoned() +
-                                 (succeeds ? Good_By_Second_Client() : Bad_By_Second_Client()),
-                             Traced());
-                EXPECT_EQ(g_services.request_calls, Calls(5));
-                if (!succeeds) {
-                    Expect_Nothing_Changed();
-                }
-                std::filesystem::remove(Metadata_Path());
-                if (!Is_Get()) {
-                    cache.m_Cache_Entries.at(url).last_checked_remotely = checked_before;
-                } else {
-                    cache.m_Cache_Entries.clear();
-                    std::filesystem::remove(Copy_Path(".txt"));
-                }
-            }
+        for (const bool succeeds : {false, true}) {
+            g_services.client.status = succeeds ? 200 : 12045;
+            EXPECT_EQ(Request_After(before), succeeds ? good_by_second_client : bad);
+            Expect_Error(!succeeds, succeeds ? 0 : 2);
+            EXPECT_TRUE(cache.m_Cert_Error_Detected);
+            EXPECT_EQ(cache.m_Additional_Error_Info, succeeds ? "" : "before");
+            Expect_Lines(Until("HTTP status", 2) + Failure(method.start + ". HR=7, LE=1234.") + Abandoned() +
+                             (succeeds ? Good_By_Second_Client() : Bad_By_Second_Client()),
+                         Traced());
+            EXPECT_EQ(g_services.request_calls, Calls(5));
         }
     }
 }
@@ -455,7 +400,10 @@ void PrintTo(const Failing_Call& call, std::ostream* out) {
 }
 
 std::vector<Failing_Call> Failing_Calls() {
-    std::vector<Failing_Call> calls;
+    std::vector<Failing_Call> calls = {
+        {s_get, "ContentType", [](auto& script, auto result) { script.get_header["Content-Type"] = result; }, 8,
+         s_of_request, "Content-Type"},
+        {s_get, "Body", [](auto& script, auto result) { script.get_body = result; }, 9, s_of_request, "Response body"}};
     for (const Http_Method& method : {s_get, s_head}) {
         calls.insert(
             calls.end(),
@@ -466,22 +414,17 @@ std::vector<Failing_Call> Failing_Calls() {
               "HTTP status"},
              {method, "SecondStatus",
               [](auto& script, auto result) {
-                  script.get_status = {0, result};
+                  script.get_status.assign({0, result});
               },
               5, s_of_request, "HTTP status", 2},
              {method, "ThirdStatus",
               [](auto& script, auto result) {
-                  script.get_status = {0, 0, result};
+                  script.get_status.assign({0, 0, result});
               },
               6, s_of_request, "HTTP status", 2},
              {method, "LastModified", [](auto& script, auto result) { script.get_header["Last-Modified"] = result; }, 7,
               s_of_request, "Last-Modified"}});
     }
-    calls.insert(calls.end(),
-                 {{s_get, "ContentType", [](auto& script, auto result) { script.get_header["Content-Type"] = result; },
-                   8, s_of_request, "Content-Type"},
-                  {s_get, "Body", [](auto& script, auto result) { script.get_body = result; }, 9, s_of_request,
-                   "Response body"}});
     return calls;
 }
 
@@ -493,7 +436,7 @@ protected:
     }
 };
 
-TEST_P(Http_Request_Failing_Call, IsAFailure) {
+TEST_P(Http_Request_Failing_Call, IsMadeGoodByTheSecondClientAfterATransportErrorOnly) {
     for (const Failure_Result& result : Failure_Results) {
         SCOPED_TRACE(testing::PrintToString(result));
         GetParam().fail(Script(), Result_Of(result.bits));
@@ -509,15 +452,13 @@ TEST_P(Http_Request_Failing_Call, IsAFailure) {
             EXPECT_EQ(g_services.request_calls, Calls(GetParam().calls_made, GetParam().description_asked));
             Expect_Lines(traced, Traced_With_Status_Test());
             EXPECT_EQ(g_services.client_calls.empty(), !result.transport_error);
-            Expect_Nothing_Changed();
         }
     }
-}
-
-TEST_P(Http_Request_Failing_Call, IsMadeGoodByTheSecondClientAfterATransportErrorOnly) {
+    Expect_Nothing_Changed();
     for (const Failure_Result& result : Failure_Results) {
         SCOPED_TRACE(testing::PrintToString(result));
         GetParam().fail(Script(), Result_Of(result.bits));
+        g_services.client.status = 200;
         EXPECT_EQ(Request_After(true), result.transport_error ? good_by_second_client : bad);
         Expect_Error(method.flags_failures && !result.transport_error,
                      result.transport_error ? 0 : method.failure_code);

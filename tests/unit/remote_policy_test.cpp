@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <limits>
+#include <tuple>
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
@@ -64,11 +65,17 @@ protected:
         return Data(method, "Cached file '" + path + "' for URL '" + url + "' will be used.\n") +
                Return(method, "rtn = " + path);
     }
+    static Records Returned(const std::string& path) { return Return(method, path); }
     Records Copy_Missing() const {
         return Data(method, "Cached file for '" + url + "' does not exist. Will be downloaded.\n");
     }
+    /// Errors that end without an exit record.
     Records Unnamed_Download() const {
         return Bug() + Error(method, "Empty Cached file Name for URL '" + url + "'.\n");
+    }
+    Records Unnamed_Copy() const { return Bug() + Error(method, "Cached file is unnamed for URL '" + url + "'.\n"); }
+    Records Vanished() const {
+        return Bug() + Error(method, "Cached file unexpectedly not found at this point: '" + url + "'.\n");
     }
 
     /// An entry whose copy is on the disk.
@@ -78,11 +85,11 @@ protected:
         return path;
     }
 
-    void Check_Returns(bool expired, bool check_error = false) {
-        policy.on_check = [=](bool& flag) {
-            flag = flag || check_error;
-            return expired;
-        };
+    /// An entry whose copy is not there.
+    void Cached_But_Gone() { policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1}; }
+
+    void Check_Returns(bool expired) {
+        policy.on_check = [=](bool&) { return expired; };
     }
     void Download_Returns(const std::string& path, bool error) {
         policy.on_download = [=](bool& flag) {
@@ -90,11 +97,30 @@ protected:
             return path;
         };
     }
+    /// A download that fails and leaves these codes; there were none before.
+    void Download_Fails(int http_error, int file_share_error) {
+        policy.m_errHTTPFileDownLoad = policy.m_errFileShareDownLoad = 0;
+        policy.on_download = [=, this](bool& flag) {
+            flag = true;
+            policy.m_errHTTPFileDownLoad = http_error;
+            policy.m_errFileShareDownLoad = file_share_error;
+            return std::string("ignored.xml");
+        };
+    }
 
-    std::string Get() { return policy.Get(url, download_error); }
+    /// Asks for the URL: what it gets and what is flagged, the steps in their order, the records behind the call.
+    void Expect(const std::string& path, bool error, const std::vector<std::string>& steps, const Records& records) {
+        Forget();
+        policy.steps.clear();
+        bool download_error = !error;
+        EXPECT_EQ(policy.Get(url, download_error), path);
+        EXPECT_EQ(download_error, error);
+        EXPECT_EQ(policy.steps, steps);
+        EXPECT_EQ(All(), Begin() + records);
+    }
+    std::vector<std::string> Both_Steps() const { return {check_step, download_step}; }
 
     Policy_Cache policy{os};
-    bool download_error = true;
 };
 
 // The expiry period
@@ -102,12 +128,10 @@ protected:
 TEST_F(Remote_Policy, TheExpiryPeriodIsReadInMinutesEachTime) {
     os->expiry_minutes = 60;
     EXPECT_EQ(cache.Get_LandscapeCacheExpiryPeriod(), 60 * Minute);
-    os->expiry_minutes = 0;
-    EXPECT_EQ(cache.Get_LandscapeCacheExpiryPeriod(), 0U);
     os->expiry_minutes = std::numeric_limits<std::uint32_t>::max();
     EXPECT_EQ(cache.Get_LandscapeCacheExpiryPeriod(), 2576980377000000000U);
     const std::string question = "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)";
-    EXPECT_THAT(os->calls, ElementsAre(question, question, question));
+    EXPECT_THAT(os->calls, ElementsAre(question, question));
     EXPECT_THAT(All(), IsEmpty());
 }
 
@@ -121,15 +145,11 @@ TEST_F(Remote_Policy, AnUnknownUrlIsNotFresh) {
     EXPECT_THAT(All(), IsEmpty());
 }
 
-TEST_F(Remote_Policy, AnUnnamedCopyIsNotFresh) {
+TEST_F(Remote_Policy, AnUnnamedOrMissingCopyIsNotFresh) {
     os->expiry_minutes = 60;
     cache.m_Cache_Entries[url] = {"", "m", os->current_time};
     EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
     EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Remote_Policy, AMissingCopyIsNotFresh) {
-    os->expiry_minutes = 60;
     cache.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", os->current_time};
     EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
     EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + In_Cache("missing.xml") + ")"));
@@ -157,20 +177,17 @@ TEST_F(Remote_Policy, ACopyIsFreshUpToTheLastInstantOfThePeriod) {
                             "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)"));
 }
 
-TEST_F(Remote_Policy, WithoutAPeriodACopyIsFreshOnlyInTheInstantOfItsCheck) {
+TEST_F(Remote_Policy, NeitherNoPeriodNorTheLongestOneIsMistaken) {
     Cache_Copy(url, "a.xml", "m", os->current_time);
-    EXPECT_TRUE(cache.Cached_File_Still_Fresh(url));
-    ++os->current_time;
-    EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
-}
-
-TEST_F(Remote_Policy, TheLongestPeriodIsNotCutTo32Bits) {
-    os->expiry_minutes = std::numeric_limits<std::uint32_t>::max();
-    Cache_Copy(url, "a.xml", "m", os->current_time);
-    os->current_time += 2576980377000000000U;
-    EXPECT_TRUE(cache.Cached_File_Still_Fresh(url));
-    ++os->current_time;
-    EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
+    for (const auto& [minutes, period] : {std::pair{0U, std::uint64_t{0}},
+                                          std::pair{std::numeric_limits<std::uint32_t>::max(), 2576980377000000000U}}) {
+        os->expiry_minutes = minutes;
+        os->current_time += period;
+        EXPECT_TRUE(cache.Cached_File_Still_Fresh(url)) << minutes;
+        ++os->current_time;
+        EXPECT_FALSE(cache.Cached_File_Still_Fresh(url)) << minutes;
+        --os->current_time;
+    }
 }
 
 TEST_F(Remote_Policy, TheSumOfTimesWrapsAround) {
@@ -185,99 +202,59 @@ TEST_F(Remote_Policy, TheSumOfTimesWrapsAround) {
 
 // Which copy is served
 
-TEST_F(Remote_Policy, AnUnknownUrlIsDownloadedWithoutACheck) {
-    Download_Returns("new.xml", false);
-    EXPECT_EQ(Get(), "new.xml");
-    EXPECT_FALSE(download_error);
-    EXPECT_THAT(policy.steps, ElementsAre(download_step));
-    EXPECT_EQ(All(), Begin() + Unknown() + Return(method, "new.xml"));
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_THAT(policy.m_Cache_Entries, IsEmpty()) << "recording is up to the downloader";
-}
-
-TEST_F(Remote_Policy, AFailedFirstDownloadServesNothing) {
+TEST_F(Remote_Policy, AnUnknownUrlIsDownloadedWithoutACheckAndTakenAsItComes) {
     policy.m_errHTTPFileDownLoad = 3;
-    Download_Returns("", true);
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_THAT(policy.steps, ElementsAre(download_step));
-    EXPECT_EQ(All(), Begin() + Unknown() + Return(method, ""));
-}
-
-TEST_F(Remote_Policy, AFirstDownloadIsTakenAsItComes) {
-    Download_Returns("path.xml", true);
-    EXPECT_EQ(Get(), "path.xml");
-    EXPECT_TRUE(download_error);
+    for (const std::string path : {"new.xml", ""}) {
+        for (const bool error : {false, true}) {
+            Download_Returns(path, error);
+            Expect(path, error, {download_step}, Unknown() + Returned(path));
+            EXPECT_THAT(os->calls, IsEmpty());
+            EXPECT_THAT(policy.m_Cache_Entries, IsEmpty()) << "recording is up to the downloader";
+        }
+    }
 }
 
 TEST_F(Remote_Policy, AnUnchangedFileIsServedFromTheCache) {
     const std::string copy = Cached();
     Check_Returns(false);
-    EXPECT_EQ(Get(), copy);
-    EXPECT_FALSE(download_error);
-    EXPECT_THAT(policy.steps, ElementsAre(check_step));
-    EXPECT_EQ(All(), Begin() + Served(copy));
+    Expect(copy, false, {check_step}, Served(copy));
     EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + copy + ")"));
 }
 
 TEST_F(Remote_Policy, AnUnchangedFileLeavesTheFlagOfTheCheck) {
     const std::string copy = Cached();
-    Check_Returns(false, true);
-    policy.m_errHTTPFileDownLoad = 3;
-    EXPECT_EQ(Get(), copy) << "error codes count only after a failed download";
-    EXPECT_TRUE(download_error);
+    policy.on_check = [](bool& flag) {
+        flag = true;
+        return false;
+    };
+    policy.m_errHTTPFileDownLoad = 3; // codes count only after a failed download
+    Expect(copy, true, {check_step}, Served(copy));
 }
 
-TEST_F(Remote_Policy, AnUnchangedFileWhoseCopyIsGoneIsDownloadedAgain) {
-    policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
-    Check_Returns(false);
-    Download_Returns("new.xml", false);
-    EXPECT_EQ(Get(), "new.xml");
-    EXPECT_FALSE(download_error);
-    EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step));
-    EXPECT_EQ(All(), Begin() + Copy_Missing() + Return(method, "new.xml"));
-    EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + In_Cache("missing.xml") + ")"));
-}
-
-TEST_F(Remote_Policy, ThatDownloadIsTakenAsItComes) {
-    policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
+TEST_F(Remote_Policy, AnUnchangedFileWhoseCopyIsGoneIsDownloadedAgainAndTakenAsItComes) {
+    Cached_But_Gone();
     policy.m_errFileShareDownLoad = 3;
     Check_Returns(false);
-    Download_Returns("", true);
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(All(), Begin() + Copy_Missing() + Return(method, ""));
-}
-
-TEST_F(Remote_Policy, AnExpiredFileIsDownloaded) {
-    Cached();
-    Check_Returns(true);
-    Download_Returns("new.xml", false);
-    EXPECT_EQ(Get(), "new.xml");
-    EXPECT_FALSE(download_error);
-    EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step));
-    EXPECT_EQ(All(), Begin() + Expired() + Return(method, "new.xml"));
-    EXPECT_THAT(os->calls, IsEmpty());
+    for (const std::string path : {"new.xml", ""}) {
+        Download_Returns(path, path.empty());
+        Expect(path, path.empty(), Both_Steps(), Copy_Missing() + Returned(path));
+        EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + In_Cache("missing.xml") + ")"));
+    }
 }
 
 TEST_F(Remote_Policy, ASuccessfulDownloadIsTakenWhateverTheCodes) {
     Cached();
-    policy.m_errHTTPFileDownLoad = 3;
-    policy.m_errFileShareDownLoad = 3;
     Check_Returns(true);
+    Download_Returns("new.xml", false);
+    Expect("new.xml", false, Both_Steps(), Expired() + Returned("new.xml"));
+    EXPECT_THAT(os->calls, IsEmpty());
+    policy.m_errHTTPFileDownLoad = policy.m_errFileShareDownLoad = 3;
     Download_Returns("", false);
-    EXPECT_EQ(Get(), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(All(), Begin() + Check_Failed(3) + Return(method, ""));
+    Expect("", false, Both_Steps(), Check_Failed(3) + Returned(""));
 }
 
 TEST_F(Remote_Policy, TheRecordDistinguishesAFailedCheckFromAnExpiredFile) {
-    struct Case {
-        int http_error;
-        int file_share_error;
-        Records expected;
-    };
-    const std::vector<Case> cases = {
+    const std::tuple<int, int, Records> cases[] = {
         {0, 0, Expired()},       {1, 0, Check_Failed(1)},  {2, 0, Check_Failed(2)},  {0, 1, Check_Failed(1)},
         {0, 4, Check_Failed(4)}, {1, 4, Check_Failed(1)},  {-1, 0, Expired()},       {0, -1, Expired()},
         {-1, -7, Expired()},     {-1, 4, Check_Failed(4)}, {2, -1, Check_Failed(2)}, {3, 3, Check_Failed(3)},
@@ -285,17 +262,14 @@ TEST_F(Remote_Policy, TheRecordDistinguishesAFailedCheckFromAnExpiredFile) {
     Cached();
     Check_Returns(true);
     Download_Returns("new.xml", false);
-    for (const Case& codes : cases) {
-        policy.m_errHTTPFileDownLoad = codes.http_error;
-        policy.m_errFileShareDownLoad = codes.file_share_error;
-        Forget();
-        Get();
-        EXPECT_EQ(All(), Begin() + codes.expected + Return(method, "new.xml"))
-            << codes.http_error << ", " << codes.file_share_error;
+    for (const auto& [http_error, file_share_error, record] : cases) {
+        policy.m_errHTTPFileDownLoad = http_error;
+        policy.m_errFileShareDownLoad = file_share_error;
+        Expect("new.xml", false, Both_Steps(), record + Returned("new.xml"));
     }
 }
 
-TEST_F(Remote_Policy, TheCodesAreThoseThatTheCheckLeaves) {
+TEST_F(Remote_Policy, TheCodesAndTheFlagAreThoseThatTheCheckLeaves) {
     Cached();
     policy.on_check = [this](bool& check_error) {
         check_error = true;
@@ -303,54 +277,31 @@ TEST_F(Remote_Policy, TheCodesAreThoseThatTheCheckLeaves) {
         return true;
     };
     Download_Returns("new.xml", false);
-    Get();
-    EXPECT_EQ(All(), Begin() + Check_Failed(1) + Return(method, "new.xml"));
-    EXPECT_THAT(policy.steps, ElementsAre(check_step, "download(" + url + ", true)"))
-        << "the downloader gets the flag as the check left it";
-    EXPECT_FALSE(download_error);
+    Expect("new.xml", false, {check_step, "download(" + url + ", true)"}, Check_Failed(1) + Returned("new.xml"));
 }
 
-TEST_F(Remote_Policy, AFailedDownloadServesTheOldCopy) {
+TEST_F(Remote_Policy, AFailedDownloadServesTheOldCopyAndChangesNothing) {
+    const std::string copy = Cached();
+    Check_Returns(true);
     for (const int code : {0, 1, 2, 4, -3}) {
-        const std::string copy = Cached();
-        Check_Returns(true);
-        policy.m_errHTTPFileDownLoad = 0;
-        policy.m_errFileShareDownLoad = 0;
-        policy.on_download = [&](bool& flag) {
-            flag = true;
-            policy.m_errHTTPFileDownLoad = code;
-            policy.m_errFileShareDownLoad = code;
-            return std::string("ignored.xml");
-        };
-        Forget();
-        policy.steps.clear();
-        download_error = false;
-        EXPECT_EQ(Get(), copy) << code;
-        EXPECT_TRUE(download_error);
-        EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step));
-        EXPECT_EQ(All(), Begin() + Expired() + Served(copy));
+        Download_Fails(code, code);
+        Expect(copy, true, Both_Steps(), Expired() + Served(copy));
         EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + copy + ")"));
+        EXPECT_EQ(policy.m_errHTTPFileDownLoad, code);
+        EXPECT_EQ(policy.m_errFileShareDownLoad, code);
     }
+    ASSERT_EQ(policy.m_Cache_Entries.size(), 1U);
+    EXPECT_EQ(policy.m_Cache_Entries[url].cached_file, copy);
+    EXPECT_EQ(policy.m_Cache_Entries[url].last_modified, "m");
+    EXPECT_EQ(policy.m_Cache_Entries[url].last_checked_remotely, 1U);
 }
 
 TEST_F(Remote_Policy, AnUnnamedDownloadServesNothing) {
-    for (const auto& [http_error, file_share_error] :
-         {std::pair{3, 0}, std::pair{0, 3}, std::pair{3, 3}, std::pair{2, 3}}) {
-        const std::string copy = Cached();
-        Check_Returns(true);
-        policy.m_errHTTPFileDownLoad = 0;
-        policy.m_errFileShareDownLoad = 0;
-        policy.on_download = [&, http = http_error, share = file_share_error](bool& flag) {
-            flag = true;
-            policy.m_errHTTPFileDownLoad = http;
-            policy.m_errFileShareDownLoad = share;
-            return std::string("ignored.xml");
-        };
-        Forget();
-        download_error = false;
-        EXPECT_EQ(Get(), "") << http_error << ", " << file_share_error;
-        EXPECT_TRUE(download_error);
-        EXPECT_EQ(All(), Begin() + Expired() + Unnamed_Download()) << "no exit record";
+    const std::string copy = Cached();
+    Check_Returns(true);
+    for (const auto& [http_error, file_share_error] : {std::pair{3, 0}, {0, 3}, {3, 3}, {2, 3}}) {
+        Download_Fails(http_error, file_share_error);
+        Expect("", true, Both_Steps(), Expired() + Unnamed_Download());
         EXPECT_THAT(os->calls, IsEmpty());
         EXPECT_EQ(policy.m_Cache_Entries.size(), 1U);
         EXPECT_EQ(Content(copy), "old");
@@ -362,44 +313,29 @@ TEST_F(Remote_Policy, ACodeOfAnEarlierRequestStaysInForce) {
     policy.m_errFileShareDownLoad = 3; // of an earlier share request
     Check_Returns(true);
     Download_Returns("", true);
-    EXPECT_EQ(Get(), "");
-    EXPECT_EQ(All(), Begin() + Check_Failed(3) + Unnamed_Download());
+    Expect("", true, Both_Steps(), Check_Failed(3) + Unnamed_Download());
 }
 
 TEST_F(Remote_Policy, AFailedDownloadWithoutOldCopyIsTriedOnceMore) {
-    policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
+    Cached_But_Gone();
     Check_Returns(true);
-    Download_Returns("", true);
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_THAT(policy.steps, ElementsAre(check_step, download_step, "download(" + url + ", true)"));
-    EXPECT_EQ(All(), Begin() + Expired() + Copy_Missing() + Return(method, ""));
-}
-
-TEST_F(Remote_Policy, TheSecondTrialMaySucceed) {
-    policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1};
-    Check_Returns(true);
-    int downloads = 0;
-    policy.on_download = [&](bool& flag) {
-        flag = ++downloads == 1;
-        return std::string(flag ? "" : "new.xml");
-    };
-    EXPECT_EQ(Get(), "new.xml");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(All(), Begin() + Expired() + Copy_Missing() + Return(method, "new.xml"));
+    for (const std::string second : {"", "new.xml"}) {
+        policy.on_download = [&, downloads = 0](bool& flag) mutable {
+            flag = ++downloads == 1 || second.empty();
+            return flag ? std::string() : second;
+        };
+        Expect(second, second.empty(), {check_step, download_step, "download(" + url + ", true)"},
+               Expired() + Copy_Missing() + Returned(second));
+    }
 }
 
 TEST_F(Remote_Policy, AnEntryThatVanishesServesNothing) {
-    const Records vanished =
-        Bug() + Error(method, "Cached file unexpectedly not found at this point: '" + url + "'.\n");
     Cached();
     policy.on_check = [this](bool&) {
         policy.m_Cache_Entries.clear();
         return false;
     };
-    EXPECT_EQ(Get(), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(All(), Begin() + vanished) << "no exit record";
+    Expect("", false, {check_step}, Vanished());
     EXPECT_THAT(os->calls, IsEmpty());
 
     Cached();
@@ -409,27 +345,18 @@ TEST_F(Remote_Policy, AnEntryThatVanishesServesNothing) {
         policy.m_Cache_Entries.clear();
         return std::string("ignored.xml");
     };
-    Forget();
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(All(), Begin() + Expired() + vanished);
+    Expect("", true, Both_Steps(), Expired() + Vanished());
 }
 
 TEST_F(Remote_Policy, AnUnnamedCopyServesNothing) {
-    const Records unnamed = Bug() + Error(method, "Cached file is unnamed for URL '" + url + "'.\n");
     policy.m_Cache_Entries[url] = {"", "m", 1};
     Check_Returns(false);
-    EXPECT_EQ(Get(), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(All(), Begin() + unnamed) << "no exit record";
+    Expect("", false, {check_step}, Unnamed_Copy());
     EXPECT_THAT(os->calls, IsEmpty());
 
     Check_Returns(true);
     Download_Returns("ignored.xml", true);
-    Forget();
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(All(), Begin() + Expired() + unnamed);
+    Expect("", true, Both_Steps(), Expired() + Unnamed_Copy());
 }
 
 TEST_F(Remote_Policy, TheCopyServedIsTheOneOfTheEntryAsItIsThen) {
@@ -439,22 +366,7 @@ TEST_F(Remote_Policy, TheCopyServedIsTheOneOfTheEntryAsItIsThen) {
         policy.m_Cache_Entries[url].cached_file = other;
         return false;
     };
-    EXPECT_EQ(Get(), other);
-}
-
-TEST_F(Remote_Policy, NeitherTheEntriesNorTheCodesAreChanged) {
-    const std::string copy = Cached();
-    policy.m_errHTTPFileDownLoad = 2;
-    policy.m_errFileShareDownLoad = 4;
-    Check_Returns(true);
-    Download_Returns("", true);
-    Get();
-    EXPECT_EQ(policy.m_errHTTPFileDownLoad, 2);
-    EXPECT_EQ(policy.m_errFileShareDownLoad, 4);
-    ASSERT_EQ(policy.m_Cache_Entries.size(), 1U);
-    EXPECT_EQ(policy.m_Cache_Entries[url].cached_file, copy);
-    EXPECT_EQ(policy.m_Cache_Entries[url].last_modified, "m");
-    EXPECT_EQ(policy.m_Cache_Entries[url].last_checked_remotely, 1U);
+    Expect(other, false, {check_step}, Served(other));
 }
 
 } // namespace
