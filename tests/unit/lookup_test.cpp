@@ -8,7 +8,6 @@ using QEL::FrontEnd::FileCache::CFileCache;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
@@ -23,12 +22,8 @@ struct Result_Seen {
     bool download_error;
     int http_error;
     int file_share_error;
+    bool operator==(const Result_Seen&) const = default;
 };
-
-bool operator==(const Result_Seen& left, const Result_Seen& right) {
-    return left.path == right.path && left.download_error == right.download_error &&
-           left.http_error == right.http_error && left.file_share_error == right.file_share_error;
-}
 
 void PrintTo(const Result_Seen& seen, std::ostream* out) {
     *out << "'" << seen.path << "', " << seen.download_error << ", " << seen.http_error << ", "
@@ -106,23 +101,10 @@ protected:
     }
     static Records Result(const std::string& path) { return Return(method, path.empty() ? "''" : path); }
     /// From the start to the tests of the kind.
-    Lines Inet_Request(const std::string& request) const { return Remote_Request(request, "inet"); }
-    Lines Share_Request(const std::string& request) const { return Remote_Request(request, "share"); }
     Lines Remote_Request(const std::string& request, const std::string& kind) const {
         return Recorded_Trace::Before(Expected("lookup_remote", For(request, kind)), "No old cached file");
     }
-    static Records No_Old_Copy() { return Data(method, "No old cached file detected in metadata.\n"); }
     static Records Old_Copy(const std::string& path) { return Data(method, "Old cached file: " + path + "\n"); }
-
-    /// The look-up's own records without those of its tests.
-    static Records Decisions() {
-        Records records = Of({method});
-        std::erase_if(records, [](const Record& record) {
-            return record.text.starts_with(std::string(method) + "[this]: url_or_path");
-        });
-        return records;
-    }
-    static Records Decisions_Begin(const std::string& request) { return Call(method, "url='" + request + "'"); }
 };
 
 // Local files
@@ -137,23 +119,13 @@ TEST_F(Lookup, PassesALocalFileThroughUnchanged) {
     EXPECT_EQ(Content(file), "local");
 }
 
-TEST_F(Lookup, HasNothingForAMissingLocalFile) {
-    const std::string file = In_Cache("missing.xml");
-    EXPECT_EQ(Get(file), Without_Codes(""));
-    Expect_Lines(Missing_Local_File(file), All());
-}
-
-TEST_F(Lookup, TakesUnknownSchemesForLocalFiles) {
-    for (const char* const request : {"ftp://server/file.xml", "HTTP://server/file.xml", "//server/share/file.xml"}) {
+TEST_F(Lookup, HasNothingForAMissingLocalFileNorForAnUnknownScheme) {
+    for (const std::string& request : {In_Cache("missing.xml"), std::string(), std::string("ftp://server/file.xml"),
+                                       std::string("HTTP://server/file.xml"), std::string("//server/share/file.xml")}) {
         Forget();
         EXPECT_EQ(Get(request), Without_Codes(""));
         Expect_Lines(Missing_Local_File(request), All());
     }
-}
-
-TEST_F(Lookup, HasNothingForAnEmptyRequest) {
-    EXPECT_EQ(Get(""), Without_Codes(""));
-    Expect_Lines(Missing_Local_File(""), All());
 }
 
 TEST_F(Lookup, ServesALocalFileUrlByItsPath) {
@@ -206,48 +178,31 @@ TEST_F(Lookup, LeavesItToTheHostThoughACopyIsFresh) {
     EXPECT_EQ(Get(share).path, In_Cache("copy.xml"));
 }
 
-TEST_F(Lookup, CachesAWritableFileForAnyOtherKindOfRequest) {
-    Use_Cache_Directory();
-    g_services.on_path_exists = [](const std::string&) { return true; };
-    g_services.on_get_file_attributes = [](const std::string&) { return Archive; };
-    for (const int kind : {213, 0, 200, 203, -201, 1}) {
-        cache.m_Cache_Entries.clear();
-        EXPECT_NE(Get(share, kind).path, "") << kind;
-        EXPECT_THAT(g_services.path_calls, IsEmpty());
-    }
-}
-
-TEST_F(Lookup, CachesAReadOnlyFileForEveryKindOfRequest) {
-    Use_Cache_Directory();
-    g_services.on_path_exists = [](const std::string&) { return true; };
-    for (const std::uint32_t attributes : {Read_Only, Read_Only | Archive, 0xFFFFFFFFU}) {
-        g_services.on_get_file_attributes = [=](const std::string&) { return attributes; };
-        for (const int kind : {201, 202, 213}) {
-            cache.m_Cache_Entries.clear();
-            EXPECT_NE(Get(share, kind).path, "") << kind << ", " << attributes;
-        }
-    }
-}
-
-TEST_F(Lookup, AsksForTheAttributesOfAnExistingPathAlone) {
-    Use_Cache_Directory();
-    g_services.on_path_exists = [](const std::string&) { return false; };
-    g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
-    for (const int kind : {201, 202}) {
-        Forget();
-        cache.m_Cache_Entries.clear();
-        EXPECT_NE(Get(share, kind).path, "");
-        EXPECT_THAT(g_services.path_calls, ElementsAre("Path_Exists(" + share + ")"));
-    }
-}
-
-TEST_F(Lookup, NeverTestsThePathOfAnInternetUrl) {
+TEST_F(Lookup, CachesAnyOtherFileForAnyOtherKindOfRequest) {
     Use_Cache_Directory();
     Server_Sends("m", "body");
-    for (const int kind : {201, 202, 213}) {
-        EXPECT_EQ(Get(url, kind).path, first_copy);
-        EXPECT_THAT(g_services.path_calls, IsEmpty());
-        os->expiry_minutes = 60;
+    const std::string exists = "Path_Exists(" + share + ")";
+    const std::vector<std::string> existence_alone = {exists};
+    const std::vector<std::string> both = {exists, "Get_File_Attributes(" + share + ")"};
+    struct Case {
+        std::string request;
+        std::vector<int> kinds;
+        bool path_exists;
+        std::uint32_t attributes;
+        std::vector<std::string> path_calls;
+    };
+    for (const Case& state :
+         {Case{share, {213, 0, 200, 203, -201, 1}, true, Archive, {}}, Case{share, {201, 202}, true, Read_Only, both},
+          Case{share, {201, 202}, true, Read_Only | Archive, both}, Case{share, {201, 202}, true, 0xFFFFFFFFU, both},
+          Case{share, {201, 202}, false, 0, existence_alone}, Case{url, {201, 202, 213}, true, 0, {}}}) {
+        g_services.on_path_exists = [&](const std::string&) { return state.path_exists; };
+        g_services.on_get_file_attributes = [&](const std::string&) { return state.attributes; };
+        for (const int kind : state.kinds) {
+            Forget();
+            cache.m_Cache_Entries.clear();
+            EXPECT_NE(Get(state.request, kind).path, "") << kind << ", " << state.attributes;
+            EXPECT_EQ(g_services.path_calls, state.path_calls);
+        }
     }
 }
 
@@ -265,24 +220,18 @@ TEST_F(Lookup, RefusesAPathThatTurnsLocal) {
     EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
 }
 
-TEST_F(Lookup, RefusesAPathOfNoKindAtAll) {
+TEST_F(Lookup, RefusesAPathOfNoKindAtAllAndDeletesItsOldCopy) {
     Use_Cache_Directory();
     Drive_Types({4, 4, 4, 3});
     const std::string path = "N:\\file.xml";
+    const std::string old_copy = Cache_Copy(path, "old.xml", "m", 0);
     EXPECT_EQ(Get(path), Without_Codes(""));
     Expect_Lines(
-        Share_Request(path) + No_Old_Copy() + Kind_Test("Is_Inet_URL", path, false) +
+        Remote_Request(path, "share") + Old_Copy(old_copy) + Kind_Test("Is_Inet_URL", path, false) +
             Kind_Test("Is_File_Share", path, false) + Bug() +
             Error(method, "Neither local, nor Inet, nor File share. Unexpected at this point. '" + path + "'.\n") +
-            Result(""),
+            Data(method, "Deleted obsolete cached file: '" + old_copy + "'.\n") + Result(""),
         All());
-}
-
-TEST_F(Lookup, DeletesTheOldCopyOfAPathOfNoKindAtAll) {
-    Use_Cache_Directory();
-    Drive_Types({4, 4, 4, 3});
-    const std::string old_copy = Cache_Copy("N:\\file.xml", "old.xml", "m", 0);
-    EXPECT_EQ(Get("N:\\file.xml"), Without_Codes(""));
     EXPECT_FALSE(std::filesystem::exists(old_copy));
 }
 
@@ -290,16 +239,15 @@ TEST_F(Lookup, DeletesTheOldCopyOfAPathOfNoKindAtAll) {
 
 TEST_F(Lookup, NeedsACacheDirectoryForRemoteFiles) {
     cache.m_Cache_Entries[url] = {Write_File(In_Cache("copy.xml"), ""), "m", os->current_time};
-    EXPECT_EQ(Get(url), Without_Codes(""));
-    Expect_Lines(Inet_Request(url) + Error(method, "Cache directory has not been configured.\n") + Result(""), All());
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-    EXPECT_EQ(os->Calls_Of("File_Exists"), 0U);
-
-    Forget();
-    EXPECT_EQ(Get(share), Without_Codes(""));
-    Expect_Lines(Share_Request(share) + Error(method, "Cache directory has not been configured.\n") + Result(""),
-                 All());
-    EXPECT_THAT(os->calls, IsEmpty());
+    for (const auto& [request, kind] : {std::pair{url, "inet"}, {share, "share"}}) {
+        Forget();
+        EXPECT_EQ(Get(request), Without_Codes(""));
+        Expect_Lines(Remote_Request(request, kind) + Error(method, "Cache directory has not been configured.\n") +
+                         Result(""),
+                     All());
+        EXPECT_THAT(g_services.request_calls, IsEmpty());
+        EXPECT_EQ(os->Calls_Of("File_Exists") + os->Calls_Of("Stat_File") + os->Calls_Of("Copy_File"), 0U);
+    }
 }
 
 // Fresh copies
@@ -313,7 +261,8 @@ TEST_F(Lookup, ReportsAFreshCopyWhoseEntryIsGone) {
         return 60U;
     };
     EXPECT_EQ(Get(url), Without_Codes(""));
-    Expect_Lines(Inet_Request(url) + Bug() + Error(method, "URL '" + url + "' not found in cache.\n") + Result(""),
+    Expect_Lines(Remote_Request(url, "inet") + Bug() + Error(method, "URL '" + url + "' not found in cache.\n") +
+                     Result(""),
                  All());
     EXPECT_THAT(g_services.request_calls, IsEmpty());
 }
@@ -338,6 +287,9 @@ protected:
     /// An expired entry, a new file on the server, and a removal of the old copy that fails.
     Replaced_Copy() {
         cache.m_Cache_Directory = cache_directory;
+        Expire();
+    }
+    void Expire() {
         old_copy = Cache_Copy(url, "copy.xml", "monday", 0);
         Server_Sends("tuesday", "new");
         Forget();
@@ -350,14 +302,8 @@ protected:
 
     /// Expects the look-up's record about the old copy, right before the result.
     void Expect_Record(const Records& record, const std::string& result) {
-        const Records all = All();
         const Records expected = record + Result(result);
-        EXPECT_EQ(Records(all.end() - static_cast<std::ptrdiff_t>(expected.size()), all.end()), expected);
-    }
-
-    Records Failed(const std::string& delete_ok, const std::string& still_exists) const {
-        return Error(method, "Error deleting obsolete cached file: '" + old_copy + "', delete_ok=" + delete_ok +
-                                 ", still_exists=" + still_exists + ".\n");
+        EXPECT_EQ(Last(All(), expected.size()), expected);
     }
 
     std::string old_copy;
@@ -374,29 +320,30 @@ TEST_F(Replaced_Copy, IsDeletedAtLastWhenItsRemovalFailedBefore) {
     Expect_Record(Data(method, "Deleted obsolete cached file: '" + old_copy + "'.\n"), first_copy);
 }
 
-TEST_F(Replaced_Copy, ThatCannotBeDeletedIsReported) {
-    os->on_delete_file = [](const std::string&) { return false; };
-    EXPECT_EQ(Get(url), (Result_Seen{first_copy, false, 0, Untouched}));
-    Expect_Record(Failed("false", "true"), first_copy);
-}
-
-TEST_F(Replaced_Copy, ThatIsSaidToBeDeletedAndStaysIsReported) {
-    int deletions = 0;
-    os->on_delete_file = [&](const std::string&) { return ++deletions > 1; };
-    EXPECT_EQ(Get(url).path, first_copy);
-    Expect_Record(Failed("true", "true"), first_copy);
-}
-
-TEST_F(Replaced_Copy, ThatVanishesThoughItsDeletionFailedIsReported) {
-    int deletions = 0;
-    os->on_delete_file = [&](const std::string& path) {
-        if (++deletions > 1) {
-            std::filesystem::remove(path);
-        }
-        return false;
+TEST_F(Replaced_Copy, IsReportedWhereItIsNotSaidToBeDeletedOrStays) {
+    struct Case {
+        bool removes;
+        bool says_so;
+        std::string shown;
     };
-    EXPECT_EQ(Get(url).path, first_copy);
-    Expect_Record(Failed("false", "false"), first_copy);
+    for (const Case& deletion : {Case{false, false, "delete_ok=false, still_exists=true"},
+                                 Case{false, true, "delete_ok=true, still_exists=true"},
+                                 Case{true, false, "delete_ok=false, still_exists=false"}}) {
+        Expire();
+        os->on_delete_file = [&, deletions = 0](const std::string& path) mutable {
+            if (++deletions == 1) { // the removal of the entry
+                return false;
+            }
+            if (deletion.removes) {
+                std::filesystem::remove(path);
+            }
+            return deletion.says_so;
+        };
+        const std::string copy = Get(url).path;
+        EXPECT_EQ(Content(copy), "new");
+        Expect_Record(
+            Error(method, "Error deleting obsolete cached file: '" + old_copy + "', " + deletion.shown + ".\n"), copy);
+    }
 }
 
 TEST_F(Replaced_Copy, ThatIsGoneAlreadyIsNotAConcern) {
@@ -426,18 +373,11 @@ TEST_F(Replaced_Copy, IsDeletedWhenNothingMayStandInForIt) {
     EXPECT_EQ(cache.m_Cache_Entries[url].cached_file, old_copy);
 }
 
-TEST_F(Replaced_Copy, ThatIsServedAgainStays) {
-    Server_Fails();
-    EXPECT_EQ(Get(url).path, old_copy);
-    EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
-    EXPECT_EQ(Content(old_copy), "old");
-}
-
 TEST_F(Replaced_Copy, WithoutANameIsNotLookedFor) {
     cache.m_Cache_Entries[url].cached_file.clear();
     EXPECT_EQ(Get(url).path, first_copy);
     EXPECT_EQ(os->Calls_Of("File_Exists"), 0U);
-    EXPECT_THAT(Decisions(), Contains(Old_Copy("").front()));
+    EXPECT_THAT(All(), Contains(Old_Copy("").front()));
 }
 
 // The sweep
@@ -461,7 +401,7 @@ TEST_F(Lookup, SweepsWithTheFirstRequestOfAnObject) {
     EXPECT_EQ(os->calls.front().substr(0, 13), "FindFirstFile");
     const Records all = All();
     EXPECT_EQ(Records(all.begin(), all.begin() + 6),
-              Decisions_Begin(url) + Call("Cleanup_Obsolete_Cached_Files") +
+              Call(method, "url='" + url + "'") + Call("Cleanup_Obsolete_Cached_Files") +
                   Data("Cleanup_Obsolete_Cached_Files", "Cleaning up obsolete files.\n"));
 
     Write_File(stray, "stray");
@@ -515,12 +455,6 @@ TEST_F(Lookup, TheShortFormReachesAnOverride) {
     EXPECT_EQ(overriding.kind, 213);
     EXPECT_TRUE(overriding.without_pointers);
     EXPECT_THAT(All(), IsEmpty());
-}
-
-TEST_F(Lookup, ReportsARequestThatCannotBeMade) {
-    Use_Cache_Directory();
-    g_services.requests[0].creation_fails = true;
-    EXPECT_EQ(Get(url), (Result_Seen{"", true, 2, Untouched}));
 }
 
 } // namespace

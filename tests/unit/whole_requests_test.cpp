@@ -10,9 +10,7 @@
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
@@ -231,16 +229,14 @@ TEST_P(Any_Request, ACopyThatIsGoneIsFetchedAgain) {
     EXPECT_FALSE(download_error);
     EXPECT_EQ(Sent("HEAD") + Sent("GET") + os->Calls_Of("Stat_File"), 2U) << "checked and fetched";
     EXPECT_THAT(All(), Policy_Says("Cached file for '" + asked + "' does not exist. Will be downloaded."));
-}
 
-TEST_P(Any_Request, ACopyThatIsGoneIsAskedForTwiceWithoutAServer) {
-    std::filesystem::remove(Get());
+    std::filesystem::remove(Copy(2));
     Take_Server_Down();
     Forget();
     EXPECT_EQ(Get(), "");
     EXPECT_TRUE(download_error);
     EXPECT_EQ(*own_error, 2);
-    EXPECT_EQ(Sent("GET") + os->Calls_Of("Copy_File"), 2U);
+    EXPECT_EQ(Sent("GET") + os->Calls_Of("Copy_File"), 2U) << "asked for twice";
 }
 
 TEST_P(Any_Request, ACopyThatCannotBeNamedLeavesTheLastGoodOne) {
@@ -254,45 +250,6 @@ TEST_P(Any_Request, ACopyThatCannotBeNamedLeavesTheLastGoodOne) {
         EXPECT_TRUE(download_error);
         EXPECT_EQ(*own_error, 2);
         EXPECT_TRUE(std::filesystem::exists(old_copy));
-    }
-}
-
-TEST_P(Any_Request, ACodeOfTheOtherKindShowsInTheRecordOfAnExpiredCopy) {
-    Get();
-    Pass_Minutes(61);
-    Send_Another_Version();
-    (asked == url ? cache.m_errFileShareDownLoad : cache.m_errHTTPFileDownLoad) = 2;
-    Forget();
-    EXPECT_NE(Get(), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(*own_error, 0);
-    EXPECT_THAT(All(), Policy_Says(Check_Failed(2)));
-}
-
-TEST_P(Any_Request, ACodeThreeOfTheOtherKindKeepsTheCopyFromBeingServed) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    Send_Another_Version();
-    Take_Server_Down();
-    (asked == url ? cache.m_errFileShareDownLoad : cache.m_errHTTPFileDownLoad) = 3;
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(*own_error, 2);
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
-}
-
-TEST_P(Any_Request, TheOutFlagIsWrittenWhateverItWas) {
-    for (const bool before : {false, true}) {
-        download_error = before;
-        EXPECT_NE(cache.Get_Cached_File_and_Status(asked, Ordinary, download_error, nullptr, nullptr), "");
-        EXPECT_FALSE(download_error);
-    }
-    Take_Server_Down();
-    Pass_Minutes(61);
-    for (const bool before : {false, true}) {
-        download_error = before;
-        EXPECT_NE(cache.Get_Cached_File_and_Status(asked, Ordinary, download_error, nullptr, nullptr), "");
-        EXPECT_TRUE(download_error);
     }
 }
 
@@ -336,73 +293,6 @@ TEST_F(Inet_Request, AServerThatRefusesHeadIsAskedForTheFile) {
     EXPECT_THAT(All(), Policy_Says(Check_Failed(1)));
 }
 
-TEST_F(Inet_Request, AMissingFileIsServedFromTheCopy) {
-    const std::string copy = Get();
-    Pass_Minutes(61);
-    Script().status = {404};
-    Forget();
-    EXPECT_EQ(Get(), copy);
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(http_error, 2);
-    EXPECT_THAT(g_services.client_calls, IsEmpty());
-    EXPECT_TRUE(std::filesystem::exists(copy));
-}
-
-TEST_F(Inet_Request, AServerWithoutStampsIsAskedForTheFileEachTime) {
-    Script().headers.erase("Last-Modified");
-    const std::string first = Get();
-    Pass_Minutes(61);
-    const std::string second = Get();
-    EXPECT_NE(second, first);
-    EXPECT_FALSE(std::filesystem::exists(first));
-    EXPECT_EQ(http_error, 0);
-    EXPECT_THAT(All(), Contains(Warning("Is_Inet_URL_Expired", "Last-Modified header is empty.\n").front()));
-}
-
-TEST_F(Inet_Request, ACodeOfAnEarlierRequestStaysVisible) {
-    Take_Server_Down();
-    EXPECT_EQ(Get("https://server/other.xml"), "");
-    Script().send = 0;
-    EXPECT_NE(Get(), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, 2);
-    Pass_Minutes(61);
-    EXPECT_NE(Get(), "");
-    EXPECT_EQ(http_error, 0) << "the next check starts anew";
-}
-
-TEST_F(Inet_Request, AnEntryThatWentDuringTheCheckIsDownloadedAnew) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    g_services.requests_created = 0;
-    g_services.requests.push_back(Script());
-    Script().during_send = [this] { cache.m_Cache_Entries.clear(); };
-    Forget();
-    const std::string copy = Get();
-    EXPECT_EQ(copy, In_Cache("00000000-0000-0000-0000-000000000002.xml"));
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
-    EXPECT_EQ(Above_Additional_Data(),
-              Error("Is_Inet_URL_Expired", "Could not find cached entry for checked URL: '" + url + "'\n"));
-    EXPECT_THAT(All(), Contains(Data(s_lookup, "Deleted obsolete cached file: '" + old_copy + "'.\n").front()));
-}
-
-TEST_F(Inet_Request, AnEntryThatWentDuringTheWholeRequestLeavesNothingToServe) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    Script().during_send = [this] { cache.m_Cache_Entries.clear(); };
-    Script().status = {200, 200, 200};
-    g_services.requests_created = 0;
-    g_services.requests.push_back(Script());
-    g_services.requests.back().status = {404};
-    Forget();
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(http_error, 2);
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
-    EXPECT_THAT(
-        All(), Contains(Error(s_policy, "Cached file unexpectedly not found at this point: '" + url + "'.\n").front()));
-}
-
 TEST_F(Inet_Request, ANewCacheOnTheDirectoryServesTheSameCopy) {
     const std::string copy = Get();
     const std::string unreferenced = Write_File(In_Cache("99999999-0000-0000-0000-000000000001.xml"), "left over");
@@ -415,25 +305,8 @@ TEST_F(Inet_Request, ANewCacheOnTheDirectoryServesTheSameCopy) {
     EXPECT_FALSE(std::filesystem::exists(unreferenced)) << "the first request sweeps the directory";
 }
 
-// Certificates
-
-class Certificate_Request : public Inet_Request {
-protected:
-    void SetUp() override {
-        Inet_Request::SetUp();
-        Script().send = Certificate_Error;
-    }
-};
-
-TEST_F(Certificate_Request, ABadCertificateIsReportedToTheHost) {
-    g_services.client.status = 12045;
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(http_error, 2);
-    EXPECT_EQ(cache.Get_Additional_Error_Info(), Com_Error_Text());
-}
-
-TEST_F(Certificate_Request, AWhiteListedUrlIsServedForItsWholeLife) {
+TEST_F(Inet_Request, ToAWhiteListedUrlWithABadCertificateIsServedForItsWholeLife) {
+    Script().send = Certificate_Error;
     g_services.cert_mode = 1;
     g_services.white_list = {url};
     const std::string first = Get();
@@ -462,50 +335,12 @@ TEST_F(Certificate_Request, AWhiteListedUrlIsServedForItsWholeLife) {
     EXPECT_EQ(cache.Get_Additional_Error_Info(), Com_Error_Text());
 }
 
-TEST_F(Certificate_Request, AnUnknownModeTriesNoSecondTime) {
-    g_services.cert_mode = 7;
-    cache.m_Additional_Error_Info = "before";
-    EXPECT_EQ(Get(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(http_error, 2);
-    EXPECT_THAT(g_services.client_calls, IsEmpty());
-    EXPECT_EQ(cache.Get_Additional_Error_Info(), "");
-}
-
-TEST_F(Certificate_Request, AGoodResponseToTheFirstClientEndsTheUseOfTheSecond) {
-    g_services.cert_mode = 2;
-    Get();
-    EXPECT_TRUE(cache.m_Cert_Error_Detected);
-    Script().send = 0;
-    Script().status = {404};
-    Pass_Minutes(61);
-    Forget();
-    Get();
-    EXPECT_FALSE(cache.m_Cert_Error_Detected);
-    EXPECT_THAT(g_services.client_calls, IsEmpty());
-}
-
-TEST_F(Certificate_Request, AnEarlierTransportErrorSendsTheSecondClientWhereNoObjectCanBeHad) {
-    g_services.cert_mode = 2;
-    const std::string first = Get();
-    Script().creation_fails = true;
-    Pass_Minutes(61);
-    EXPECT_EQ(Get(), first);
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, 0);
-}
-
 // Files on shares
 
-class Share_Request : public Remote_Request {
-protected:
-    void SetUp() override {
-        Remote_Request::SetUp();
-        Ask_For(share);
-    }
-};
+class Share_Request : public Remote_Request {};
 
 TEST_F(Share_Request, WithoutAServerAllThatWentWrongIsReported) {
+    Ask_For(share);
     Get();
     Pass_Minutes(61);
     Take_Server_Down();
@@ -520,39 +355,8 @@ TEST_F(Share_Request, WithoutAServerAllThatWentWrongIsReported) {
                                                    "' , GetLastError returned 53.\n"));
 }
 
-TEST_F(Share_Request, AFileThatCannotBeExaminedIsCopiedAndItsCodeStays) {
-    stat_error = 5;
-    const std::string copy = Get();
-    EXPECT_EQ(Content(copy), source);
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(file_share_error, 1);
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
-    Pass_Minutes(61);
-    stat_error = 0;
-    source_time = 0;
-    EXPECT_EQ(Get(), copy) << "the time 0 is the stamp of a file that could not be examined";
-    EXPECT_EQ(file_share_error, 0);
-}
-
-TEST_F(Share_Request, ACopyThatIsNotThereLeavesTheLastGoodOne) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    ++source_time;
-    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
-    EXPECT_EQ(Get(), old_copy);
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(file_share_error, 4);
-}
-
-TEST_F(Share_Request, WithoutItsDirectoryNothingIsServedAndNoErrorFlagged) {
-    std::filesystem::remove_all(directory);
-    EXPECT_EQ(Get(), "");
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(file_share_error, 0);
-    EXPECT_FALSE(std::filesystem::exists(directory));
-}
-
 TEST_F(Share_Request, AFileUrlOfAShareIsServedAsTheSharesPath) {
+    Ask_For(share);
     const std::string copy = Get("file://server/share/landscape.xml");
     EXPECT_EQ(Content(copy), source);
     EXPECT_EQ(file_share_error, 0);

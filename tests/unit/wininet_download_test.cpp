@@ -4,13 +4,13 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CacheEntry;
 using QEL::FrontEnd::Util::HttpWinInet::CertErrorHandlingMode;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -66,6 +66,14 @@ protected:
         return Attempt(http_type);
     }
 
+    /// The calls of the client for an attempt, those for its response given.
+    std::vector<std::string> Calls(int http_type, std::vector<std::string> calls) const {
+        calls.insert(calls.begin(),
+                     {"HttpClient", "SendWinInetRequest(" + std::to_string(http_type) + ", " + url + ", own window, " +
+                                        std::to_string(cache.m_Connect_Timeout) + ")"});
+        calls.emplace_back("~HttpClient");
+        return calls;
+    }
     void Expect_Failure(int http_type) const {
         EXPECT_TRUE(download_error);
         EXPECT_EQ(cache.m_errHTTPFileDownLoad, http_type == Head ? 1 : 2);
@@ -89,41 +97,24 @@ TEST_F(Wininet_Attempt, GetWritesTheBodyAndFillsTheEntry) {
     EXPECT_EQ(Content(Copy_Path()), second_body);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty()) << "recording is up to the caller";
     EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
-}
-
-TEST_F(Wininet_Attempt, GetTracesEachStepInOrder) {
-    Attempt(Get);
+    EXPECT_EQ(g_services.client_calls,
+              Calls(Get, {"GetResponseHeader(Last-Modified)", "GetResponseHeader(Content-Type)", "GetResponseBody"}));
     Expect_Records("second_client");
 }
 
-TEST_F(Wininet_Attempt, GetAsksTheClientInThisOrder) {
-    Attempt(Get);
-    EXPECT_THAT(g_services.client_calls,
-                ElementsAre("HttpClient", "SendWinInetRequest(1, " + url + ", own window, 5000)",
-                            "GetResponseHeader(Last-Modified)", "GetResponseHeader(Content-Type)", "GetResponseBody",
-                            "~HttpClient"));
-}
-
-TEST_F(Wininet_Attempt, HeadFillsTheStampAndTheTimeOnly) {
-    values["method"] = "HEAD";
-    EXPECT_TRUE(Attempt(Head));
-    EXPECT_EQ(entry.cached_file, "untouched file");
-    EXPECT_EQ(entry.last_modified, second_stamp);
-    EXPECT_EQ(entry.last_checked_remotely, os->current_time);
-    EXPECT_THAT(Files_In_Cache(), IsEmpty());
-    EXPECT_THAT(g_services.magic_calls, IsEmpty());
-    Expect_Lines(Before("second_client", "Content-Type"), All());
-    EXPECT_THAT(g_services.client_calls,
-                ElementsAre("HttpClient", "SendWinInetRequest(2, " + url + ", own window, 5000)",
-                            "GetResponseHeader(Last-Modified)", "~HttpClient"));
-}
-
-TEST_F(Wininet_Attempt, AnyOtherTypeIsShownAsGetAndWritesNothing) {
-    EXPECT_TRUE(Attempt(3));
-    Expect_Lines(Before("second_client", "Content-Type"), All());
-    EXPECT_THAT(g_services.client_calls, Contains("SendWinInetRequest(3, " + url + ", own window, 5000)"));
-    EXPECT_EQ(entry.cached_file, "untouched file");
-    EXPECT_THAT(Files_In_Cache(), IsEmpty());
+TEST_F(Wininet_Attempt, OfAnyOtherTypeFillsTheStampAndTheTimeOnly) {
+    for (const int type : {Head, 3}) {
+        Forget();
+        values["method"] = type == Head ? "HEAD" : "GET";
+        EXPECT_TRUE(Attempt(type));
+        EXPECT_EQ(entry.cached_file, "untouched file");
+        EXPECT_EQ(entry.last_modified, second_stamp);
+        EXPECT_EQ(entry.last_checked_remotely, os->current_time);
+        EXPECT_THAT(Files_In_Cache(), IsEmpty());
+        EXPECT_THAT(g_services.magic_calls, IsEmpty());
+        Expect_Lines(Before("second_client", "Content-Type"), All());
+        EXPECT_EQ(g_services.client_calls, Calls(type, {"GetResponseHeader(Last-Modified)"}));
+    }
 }
 
 TEST_F(Wininet_Attempt, SuccessClearsTheErrorFlagAndLeavesTheMembersAlone) {
@@ -173,7 +164,7 @@ TEST_F(Wininet_Attempt, TakesTheTimeoutAsItStands) {
     cache.m_Connect_Timeout = 0;
     Attempt(Head);
     EXPECT_THAT(All(), Traces("Timeout is: '0'."));
-    EXPECT_THAT(g_services.client_calls, Contains("SendWinInetRequest(2, " + url + ", own window, 0)"));
+    EXPECT_EQ(g_services.client_calls, Calls(Head, {"GetResponseHeader(Last-Modified)"}));
     EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
 
@@ -309,80 +300,54 @@ protected:
                                     ", download_error: " + std::to_string(download_error ? 1 : 0) +
                                     ", m_errHTTPFileDownLoad: " + std::to_string(cache.m_errHTTPFileDownLoad) + ".\n");
     }
-
-    /// What the mode itself traced, without the attempt.
-    Records Traced_By_The_Mode() const { return Of({s_process}); }
 };
 
-TEST_P(Wininet_Mode, Success) {
-    for (const int type : {Get, Head}) {
-        for (const bool before : {false, true}) {
-            for (const int code : {0, 1, 2}) {
-                Forget();
-                g_services.uuids = {uuid};
-                download_error = before;
-                cache.m_errHTTPFileDownLoad = code;
-                cache.m_Additional_Error_Info = "before";
-                EXPECT_EQ(Process(type), GetParam().attempted);
-                EXPECT_EQ(download_error, GetParam().attempted ? false : before);
-                EXPECT_EQ(cache.m_errHTTPFileDownLoad,
-                          GetParam().code_after_success < 0 ? code : GetParam().code_after_success);
-                EXPECT_EQ(cache.m_Additional_Error_Info, GetParam().success_empties_text ? "" : "before");
-                EXPECT_EQ(Traced_By_The_Mode(), GetParam().decision + Summed_Up(GetParam().attempted));
-            }
-        }
-    }
-}
-
-TEST_P(Wininet_Mode, Failure) {
-    g_services.client.status = 12045;
-    for (const int type : {Get, Head}) {
-        for (const bool before : {false, true}) {
-            for (const int code : {0, 1, 2}) {
-                Forget();
-                download_error = before;
-                cache.m_errHTTPFileDownLoad = code;
-                cache.m_Additional_Error_Info = "before";
-                EXPECT_FALSE(Process(type));
-                EXPECT_EQ(download_error, GetParam().attempted ? true : before);
-                EXPECT_EQ(cache.m_errHTTPFileDownLoad, GetParam().attempted ? 2 : code);
-                EXPECT_EQ(cache.m_Additional_Error_Info, GetParam().failure_empties_text ? "" : "before");
-                EXPECT_EQ(Traced_By_The_Mode(), GetParam().decision + Summed_Up(false));
+TEST_P(Wininet_Mode, TakesOneAttemptOrNoneAndResetsWhatItIsSaidTo) {
+    const Mode_Outcome& mode = GetParam();
+    for (const bool succeeds : {false, true}) {
+        g_services.client.status = succeeds ? 200 : 12045;
+        for (const auto& [type, before, code] : {std::tuple{Get, false, 0},
+                                                 {Get, true, 1},
+                                                 {Get, false, 2},
+                                                 {Head, true, 0},
+                                                 {Head, false, 1},
+                                                 {Head, true, 2}}) {
+            Forget();
+            g_services.uuids = {uuid};
+            download_error = before;
+            cache.m_errHTTPFileDownLoad = code;
+            cache.m_Additional_Error_Info = "before";
+            EXPECT_EQ(Process(type), succeeds && mode.attempted);
+            EXPECT_EQ(download_error, mode.attempted ? !succeeds : before);
+            const int code_after_success = mode.code_after_success < 0 ? code : mode.code_after_success;
+            EXPECT_EQ(cache.m_errHTTPFileDownLoad, !mode.attempted || succeeds ? code_after_success : 2);
+            const bool is_empty = succeeds ? mode.success_empties_text : mode.failure_empties_text;
+            EXPECT_EQ(cache.m_Additional_Error_Info, is_empty ? "" : "before");
+            if (!succeeds) {
                 Expect_Entry_Untouched();
             }
+            const Records attempt = Of({s_attempt, "HTTP_Status_OK"});
+            EXPECT_EQ(attempt.empty(), !mode.attempted);
+            if (type == Head) { // nothing is named between
+                EXPECT_EQ(All(), mode.decision + attempt + Summed_Up(succeeds && mode.attempted));
+            }
+            EXPECT_EQ(Of({s_process}), mode.decision + Summed_Up(succeeds && mode.attempted));
+            const std::string sent = "SendWinInetRequest(" + std::to_string(type) + ", " + url + ", own window, 5000)";
+            EXPECT_THAT(g_services.client_calls, Contains(sent).Times(mode.attempted ? 1 : 0));
+            EXPECT_EQ(g_services.client_calls.empty(), !mode.attempted);
         }
     }
-}
-
-TEST_P(Wininet_Mode, TakesOneAttemptOfTheGivenTypeOrNone) {
-    for (const int type : {Get, Head}) {
-        Forget();
-        Process(type);
-        const std::string sent = "SendWinInetRequest(" + std::to_string(type) + ", " + url + ", own window, 5000)";
-        EXPECT_THAT(g_services.client_calls, Contains(sent).Times(GetParam().attempted ? 1 : 0));
-        EXPECT_EQ(g_services.client_calls.empty(), !GetParam().attempted);
-    }
-}
-
-TEST_P(Wininet_Mode, TracesTheAttemptBetweenTheDecisionAndTheSum) {
-    Process(Head);
-    Records attempt;
-    if (GetParam().attempted) {
-        attempt = Of({s_attempt, "HTTP_Status_OK"});
-        EXPECT_FALSE(attempt.empty());
-    }
-    EXPECT_EQ(All(), GetParam().decision + attempt + Summed_Up(GetParam().attempted));
 }
 
 TEST_P(Wininet_Mode, ReadsTheParametersAfreshOnEachCall) {
     cache.m_Cert_Error_Handling_Mode = static_cast<CertErrorHandlingMode>(5);
     cache.m_Cert_Error_Parameters = {"stale"};
-    Process(Head);
-    EXPECT_EQ(g_services.cert_parameters_read, 1);
-    EXPECT_EQ(cache.m_Cert_Error_Handling_Mode, static_cast<CertErrorHandlingMode>(GetParam().mode));
-    EXPECT_EQ(cache.m_Cert_Error_Parameters, g_services.white_list);
-    Process(Head);
-    EXPECT_EQ(g_services.cert_parameters_read, 2);
+    for (const int reads : {1, 2}) {
+        Process(Head);
+        EXPECT_EQ(g_services.cert_parameters_read, reads);
+        EXPECT_EQ(cache.m_Cert_Error_Handling_Mode, static_cast<CertErrorHandlingMode>(GetParam().mode));
+        EXPECT_EQ(cache.m_Cert_Error_Parameters, g_services.white_list);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, Wininet_Mode, testing::ValuesIn(s_outcomes),
@@ -399,28 +364,20 @@ protected:
     }
 };
 
-TEST_F(Wininet_White_List, MatchesTheWholeUrlOnly) {
-    EXPECT_TRUE(Listed({url}));
+TEST_F(Wininet_White_List, MatchesTheWholeUrlOnlyWhateverElseItHolds) {
+    const std::string other = "https://server/other.xml";
+    for (const std::vector<std::string>& listing : {std::vector{url}, {url, other}, {other, url}, {"", url, url}}) {
+        EXPECT_TRUE(Listed(listing)) << testing::PrintToString(listing);
+    }
     EXPECT_FALSE(Listed({}));
-    EXPECT_FALSE(Listed({""}));
-    EXPECT_FALSE(Listed({url + "/"}));
-    EXPECT_FALSE(Listed({"https://server/landscape.xm"}));
-    EXPECT_FALSE(Listed({"https://server/"}));
-    EXPECT_FALSE(Listed({"server"}));
-    EXPECT_FALSE(Listed({"https://server/*"}));
-    EXPECT_FALSE(Listed({"https://Server/landscape.xml"}));
-    EXPECT_FALSE(Listed({"HTTPS://SERVER/LANDSCAPE.XML"}));
-    EXPECT_FALSE(Listed({"https://server:443/landscape.xml"}));
-    EXPECT_FALSE(Listed({" " + url}));
-    EXPECT_FALSE(Listed({url + " "}));
-    EXPECT_FALSE(Listed({url + '\0'}));
-}
-
-TEST_F(Wininet_White_List, MatchesAnyOfItsElements) {
-    EXPECT_TRUE(Listed({url, "https://server/other.xml"}));
-    EXPECT_TRUE(Listed({"https://server/other.xml", url}));
-    EXPECT_TRUE(Listed({"", url, url}));
     EXPECT_FALSE(Listed({"https://server/", "landscape.xml"}));
+    for (const std::string& near_miss :
+         {std::string(), url + "/", url + " ", " " + url, url + '\0', std::string("https://server/landscape.xm"),
+          std::string("https://server/"), std::string("server"), std::string("https://server/*"),
+          std::string("https://Server/landscape.xml"), std::string("HTTPS://SERVER/LANDSCAPE.XML"),
+          std::string("https://server:443/landscape.xml")}) {
+        EXPECT_FALSE(Listed({near_miss})) << near_miss;
+    }
 }
 
 TEST_F(Wininet_White_List, AUrlListedTwiceIsFetchedOnce) {
