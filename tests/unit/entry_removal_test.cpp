@@ -30,14 +30,6 @@ protected:
     static Records Next(const std::string& url, const std::string& entry) {
         return Data("Clear", "Next file cache entry: " + url + " / " + entry + "\n");
     }
-
-    std::vector<std::string> Urls() const {
-        std::vector<std::string> urls;
-        for (const auto& [url, entry] : cache.m_Cache_Entries) {
-            urls.push_back(url);
-        }
-        return urls;
-    }
 };
 
 TEST_F(Entry_Removal, OfAnUnknownUrlTouchesNothing) {

@@ -55,16 +55,14 @@ protected:
         return In_Cache(pattern + ".*");
     }
 
-    Records Begin(bool only_obsolete, const void* handle) const {
+    /// The whole sequence, of a search that finds something or nothing.
+    Records Deletion(bool only_obsolete, const Records& of_files) const {
+        const auto* const handle = of_files.empty() ? QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle : os->Search_Handle();
         return Call(method, std::string("only_obsolete=") + (only_obsolete ? "true" : "false")) +
                Data(method, "FindFirstFile returned " + Address_Text(handle) + " (INVALID_HANDLE_VALUE=" +
-                                Address_Text(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle) + ")\n");
+                                Address_Text(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle) + ")\n") +
+               (of_files.empty() ? Records() : of_files + Data(method, "FindNextFile returned 0\n"));
     }
-    Records Begin(bool only_obsolete) const { return Begin(only_obsolete, os->Search_Handle()); }
-    Records Begin_In_Vain(bool only_obsolete) const {
-        return Begin(only_obsolete, QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle);
-    }
-
     Records Deleted(const std::string& name, const std::string& reported = "true") const {
         return Data(method, "Delete_File('" + In_Cache(name) + "') returned " + reported + "\n");
     }
@@ -74,11 +72,12 @@ protected:
     static Records Kept(const std::string& name) {
         return Data(method, "File '" + name + "' will be ignored as it is not obsolete.\n");
     }
-    static Records End() { return Data(method, "FindNextFile returned 0\n"); }
 
-    void Put(const std::string& name) {
-        Write_File(In_Cache(name), name);
-        found.push_back(name);
+    void Put(const std::vector<std::string>& names) {
+        for (const std::string& name : names) {
+            Write_File(In_Cache(name), name);
+            found.push_back(name);
+        }
     }
 
     bool On_Disk(const std::string& name) const { return std::filesystem::exists(In_Cache(name)); }
@@ -91,7 +90,7 @@ protected:
 TEST_F(Folder_Purge, SearchesTheNamesOfCachedFiles) {
     cache.Delete_Cached_Files(false);
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")"));
-    EXPECT_EQ(All(), Begin_In_Vain(false));
+    EXPECT_EQ(All(), Deletion(false, {}));
 }
 
 TEST_F(Folder_Purge, JoinsADriveDirectoryByABackslash) {
@@ -105,11 +104,10 @@ TEST_F(Folder_Purge, JoinsADriveDirectoryByABackslash) {
 }
 
 TEST_F(Folder_Purge, DeletesEveryFileFound) {
-    Put(First);
-    Put(Second);
+    Put({First, Second});
     cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
     cache.Delete_Cached_Files(false);
-    EXPECT_EQ(With_Reported_Texts(All()), Begin(false) + Deleted(First) + Deleted(Second) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), Deletion(false, Deleted(First) + Deleted(Second)));
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")", "Delete_File(" + In_Cache(First) + ")",
                                        "FindNextFile(search)", "Delete_File(" + In_Cache(Second) + ")",
                                        "FindNextFile(search)", "FindClose(search)"));
@@ -119,25 +117,20 @@ TEST_F(Folder_Purge, DeletesEveryFileFound) {
 }
 
 TEST_F(Folder_Purge, ReportsWhatCannotBeDeletedAndGoesOn) {
-    Put(First);
-    Put(Second);
-    Put(Third);
+    Put({First, Second, Third});
     os->on_delete_file = [this](const std::string& path) { return path == In_Cache(Second); };
     cache.Delete_Cached_Files(false);
-    EXPECT_EQ(With_Reported_Texts(All()),
-              Begin(false) + Not_Deleted(First) + Deleted(Second) + Not_Deleted(Third) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), Deletion(false, Not_Deleted(First) + Deleted(Second) + Not_Deleted(Third)));
     EXPECT_EQ(os->calls.back(), "FindClose(search)");
 }
 
 TEST_F(Folder_Purge, OfObsoleteFilesKeepsWhatAnEntryNames) {
-    Put(First);
-    Put(Second);
-    Put(Third);
+    Put({First, Second, Third});
     cache.m_Cache_Entries["a"] = {In_Cache(Third), "m", 1};
     cache.m_Cache_Entries["b"] = {In_Cache(First), "m", 1};
     cache.m_Cache_Entries["c"] = {In_Cache(First), "m", 1};
     cache.Delete_Cached_Files(true);
-    EXPECT_EQ(With_Reported_Texts(All()), Begin(true) + Kept(First) + Deleted(Second) + Kept(Third) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), Deletion(true, Kept(First) + Deleted(Second) + Kept(Third)));
     EXPECT_TRUE(On_Disk(First));
     EXPECT_FALSE(On_Disk(Second));
     EXPECT_TRUE(On_Disk(Third));
@@ -181,13 +174,13 @@ TEST_F(Folder_Purge, AsksTheServicesOnceForEachFile) {
 
 TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
     os->on_find = nullptr;
-    const std::vector<std::string> others = {"qelfilecache_Metadata.txt",
-                                             "landscape.xml",
-                                             "00000000-0000-0000-0000-000000000001",
-                                             "00000000_0000-0000-0000-000000000001.txt",
-                                             "00000000-0000-0000-0000_000000000001.txt",
-                                             "00000000-0000-0000-0000-00000000001.txt",
-                                             "00000000-0000-0000-0000-0000000000001.txt"};
+    const std::string others[] = {"qelfilecache_Metadata.txt",
+                                  "landscape.xml",
+                                  "00000000-0000-0000-0000-000000000001",
+                                  "00000000_0000-0000-0000-000000000001.txt",
+                                  "00000000-0000-0000-0000_000000000001.txt",
+                                  "00000000-0000-0000-0000-00000000001.txt",
+                                  "00000000-0000-0000-0000-0000000000001.txt"};
     for (const std::string& name : others) {
         Write_File(In_Cache(name), name);
     }
@@ -220,15 +213,15 @@ TEST_F(Folder_Purge, OfAMissingDirectorySucceeds) {
 }
 
 TEST_F(Folder_Purge, DeletesReferencedFilesToo) {
-    Put(First);
-    Put(Second);
+    Put({First, Second});
     cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
     cache.Serialize();
     const std::string metadata = Content(Metadata_Path());
     Forget();
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(With_Reported_Texts(All()), Call("Purge_Cache_Folder") + Begin(false) + Deleted(First) + Deleted(Second) +
-                                              End() + Return("Purge_Cache_Folder", "true"));
+    EXPECT_EQ(With_Reported_Texts(All()), Call("Purge_Cache_Folder") +
+                                              Deletion(false, Deleted(First) + Deleted(Second)) +
+                                              Return("Purge_Cache_Folder", "true"));
     EXPECT_EQ(os->calls.front(), "Directory_Exists(" + cache_directory + ")");
     EXPECT_FALSE(On_Disk(First));
     EXPECT_FALSE(On_Disk(Second));
@@ -236,24 +229,20 @@ TEST_F(Folder_Purge, DeletesReferencedFilesToo) {
     EXPECT_EQ(Content(Metadata_Path()), metadata);
 }
 
-TEST_F(Folder_Purge, ThatFindsNothingSucceeds) {
+TEST_F(Folder_Purge, ThatFindsOrDeletesNothingSucceeds) {
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(All(), Call("Purge_Cache_Folder") + Begin_In_Vain(false) + Return("Purge_Cache_Folder", "true"));
+    EXPECT_EQ(All(), Call("Purge_Cache_Folder") + Deletion(false, {}) + Return("Purge_Cache_Folder", "true"));
     EXPECT_EQ(os->Calls_Of("FindClose"), 0U);
-}
-
-TEST_F(Folder_Purge, SucceedsThoughFilesCannotBeDeleted) {
-    Put(First);
+    Put({First});
     os->on_delete_file = [](const std::string&) { return false; };
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(Above_Additional_Data(), Warning(method, "Delete_File failed for file '" + In_Cache(First) + "'.\n"));
 }
 
 TEST_F(Folder_Purge, DoesNotCountAsTheSweep) {
     cache.Purge_Cache_Folder();
     EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
     cache.m_Obsolete_Files_Cleaned = true;
-    Put(First);
+    Put({First});
     cache.Purge_Cache_Folder();
     EXPECT_FALSE(On_Disk(First)) << "a purge is not bound to the sweep";
 }
@@ -272,11 +261,10 @@ protected:
 };
 
 TEST_F(Sweep, DeletesWhatNoEntryNames) {
-    Put(First);
-    Put(Second);
+    Put({First, Second});
     cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Begin(true) + Kept(First) + Deleted(Second) + End());
+    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Deletion(true, Kept(First) + Deleted(Second)));
     EXPECT_TRUE(On_Disk(First));
     EXPECT_FALSE(On_Disk(Second));
     EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
@@ -284,7 +272,7 @@ TEST_F(Sweep, DeletesWhatNoEntryNames) {
 
 TEST_F(Sweep, RunsOnceInTheLifeOfAnObject) {
     cache.Cleanup_Obsolete_Cached_Files();
-    Put(First);
+    Put({First});
     Forget();
     cache.Cleanup_Obsolete_Cached_Files();
     EXPECT_EQ(All(), Further_Call());
@@ -297,21 +285,17 @@ TEST_F(Sweep, RunsOnceInTheLifeOfAnObject) {
     EXPECT_THAT(os->calls, IsEmpty()) << "not for another directory either";
 }
 
-TEST_F(Sweep, CountsAsDoneBeforeItRuns) {
+TEST_F(Sweep, CountsAsDoneBeforeItRunsAndWhateverItsOutcome) {
     bool done_during_search = false;
+    Put({First});
     os->on_find = [&](const std::string&) {
         done_during_search = cache.m_Obsolete_Files_Cleaned;
         return found;
     };
-    cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_TRUE(done_during_search);
-}
-
-TEST_F(Sweep, CountsAsDoneWhateverItsOutcome) {
-    Put(First);
     os->on_delete_file = [](const std::string&) { return false; };
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Begin(true) + Not_Deleted(First) + End());
+    EXPECT_TRUE(done_during_search);
+    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Deletion(true, Not_Deleted(First)));
     Forget();
     cache.Cleanup_Obsolete_Cached_Files();
     EXPECT_EQ(All(), Further_Call());
@@ -321,7 +305,7 @@ TEST_F(Sweep, OfAMissingDirectoryDoesNothing) {
     cache.m_Cache_Directory = In_Cache("missing");
     os->on_find = nullptr;
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(All(), First_Call() + Begin_In_Vain(true));
+    EXPECT_EQ(All(), First_Call() + Deletion(true, {}));
     EXPECT_EQ(os->calls.size(), 1U) << "the directory itself is not asked for";
 }
 

@@ -22,6 +22,10 @@ protected:
         Forget();
     }
 
+    std::string From_Type(const std::string& mime_type) {
+        return cache.Generate_Cached_File_Name_from_Mime_Type(mime_type);
+    }
+    std::string From_Share(const std::string& path) { return cache.Generate_Cached_File_Name_from_File_Share(path); }
     std::string From_Contents(const std::string& mime_type) {
         return cache.Generate_Cached_File_Name_from_Contents(mime_type, contents.data(), contents.size());
     }
@@ -94,25 +98,19 @@ protected:
 // From a MIME type
 
 TEST_F(Name_Generation, ATypesExtensionFollowsTheUuid) {
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), buf + ".txt");
+    EXPECT_EQ(From_Type("text/plain"), buf + ".txt");
     Expect_Lines(Named_From_Type("text/plain", ".txt"), All());
     EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
 }
 
-TEST_F(Name_Generation, AnUnknownTypeGetsTheDefaultExtensionUnfiltered) {
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/y"), buf + ".cached");
-    Expect_Lines(Named_By_Default("x/y"), All());
-}
-
-TEST_F(Name_Generation, AnEmptyTypeGetsTheDefaultExtension) {
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type(""), buf + ".cached");
-    Expect_Lines(Named_By_Default(""), All());
-}
-
-TEST_F(Name_Generation, ATypeWithAnEmptyExtensionGetsTheDefaultOne) {
-    g_services.extensions["x/y"] = "";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/y"), buf + ".cached");
-    Expect_Lines(Named_By_Default("x/y"), All());
+TEST_F(Name_Generation, ATypeWithoutExtensionGetsTheDefaultOneUnfiltered) {
+    g_services.extensions["x/empty"] = "";
+    for (const std::string mime_type : {"x/y", "", "x/empty"}) {
+        Forget();
+        g_services.uuids = {uuid};
+        EXPECT_EQ(From_Type(mime_type), buf + ".cached");
+        Expect_Lines(Named_By_Default(mime_type), All());
+    }
 }
 
 TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
@@ -120,7 +118,7 @@ TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
         Forget();
         g_services.uuids = {uuid};
         g_services.extensions["x/program"] = dangerous;
-        EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("x/program"), buf + ".cached");
+        EXPECT_EQ(From_Type("x/program"), buf + ".cached");
         Expect_Lines(Named_From_Type_Until_Extension("x/program") + Filtered(dangerous, ".cached") +
                          Return(s_from_type, buf + ".cached"),
                      All());
@@ -129,46 +127,30 @@ TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
 
 TEST_F(Name_Generation, WithoutADetectorATypeGetsTheDefaultExtension) {
     Without_Detector();
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), buf + ".cached");
+    EXPECT_EQ(From_Type("text/plain"), buf + ".cached");
     Expect_Lines(Named_Without_Detector("text/plain"), All());
     EXPECT_THAT(g_services.magic_calls, IsEmpty());
 }
 
-TEST_F(Name_Generation, TheUuidIsUsedUnchanged) {
-    g_services.uuids = {"ANY Text"};
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), "C:\\cache\\ANY Text.txt");
-}
-
-TEST_F(Name_Generation, TheDirectoryIsUsedUnchanged) {
-    for (const std::string unusual : {"C:\\cache\\", "relative", ""}) {
-        g_services.uuids = {uuid};
+TEST_F(Name_Generation, UuidAndDirectoryAreUsedUnchanged) {
+    for (const auto& [unusual, separator] : {std::pair<std::string, std::string>{"C:\\cache\\", "\\"},
+                                             {"relative", "\\"},
+                                             {"", "\\"},
+                                             {"/var/cache", "/"}}) {
+        g_services.uuids = {"ANY Text", "ANY Text"};
         cache.m_Cache_Directory = unusual;
-        EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), unusual + "\\" + uuid + ".txt");
+        EXPECT_EQ(From_Type("text/plain"), unusual + separator + "ANY Text.txt");
+        EXPECT_EQ(From_Share("\\\\server\\share\\a.xml"), unusual + separator + "ANY Text.xml");
     }
 }
 
-TEST_F(Name_Generation, ADirectoryOfTheOtherPlatformIsJoinedWithItsOwnSeparator) {
-    cache.m_Cache_Directory = "/var/cache";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), "/var/cache/" + uuid + ".txt");
-    g_services.uuids = {uuid};
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"),
-              "/var/cache/" + uuid + ".xml");
-}
-
-TEST_F(Name_Generation, EachNameIsNew) {
+TEST_F(Name_Generation, EachNameIsNewAndNothingWritten) {
     g_services.uuids.clear();
-    EXPECT_NE(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"),
-              cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"));
-    EXPECT_NE(From_Contents("text/plain"), From_Contents("text/plain"));
-    EXPECT_NE(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"),
-              cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"));
-    EXPECT_EQ(g_services.uuid_counter, 6);
-}
-
-TEST_F(Name_Generation, NothingIsWritten) {
     cache.m_Cache_Directory = cache_directory;
-    From_Contents("text/plain");
-    cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml");
+    EXPECT_NE(From_Type("text/plain"), From_Type("text/plain"));
+    EXPECT_NE(From_Contents("text/plain"), From_Contents("text/plain"));
+    EXPECT_NE(From_Share("\\\\server\\share\\a.xml"), From_Share("\\\\server\\share\\a.xml"));
+    EXPECT_EQ(g_services.uuid_counter, 6);
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
@@ -181,15 +163,14 @@ TEST_F(Name_Generation, TheDeclaredTypeDecidesWithoutALookAtTheContents) {
     EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
 }
 
-TEST_F(Name_Generation, TheDeclaredTypeDecidesEvenWhenItIsUnknown) {
+TEST_F(Name_Generation, TheDeclaredTypeDecidesUnknownOrWithParametersToo) {
     g_services.type_for_data = "text/xml";
-    EXPECT_EQ(From_Contents("x/y"), buf + ".cached");
-    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(x/y)"));
-}
-
-TEST_F(Name_Generation, TheDeclaredTypeIsPassedOnWithItsParameters) {
-    From_Contents("text/xml; charset=utf-8");
-    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/xml; charset=utf-8)"));
+    for (const std::string declared : {"x/y", "text/xml; charset=utf-8"}) {
+        Forget();
+        g_services.uuids = {uuid};
+        EXPECT_EQ(From_Contents(declared), buf + ".cached");
+        EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(" + declared + ")"));
+    }
 }
 
 TEST_F(Name_Generation, ContentsOfNoDeclaredTypeAreSniffed) {
@@ -230,10 +211,11 @@ TEST_F(Name_Generation, WithoutADetectorContentsGetTheDefaultExtensionAndTwoErro
 
 // From a file on a share
 
-TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutALookAtTheFile) {
+TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutDetectorAndALookAtTheFile) {
     g_services.file_unreadable = true;
+    Without_Detector();
     const std::string path = "\\\\server\\share\\Landscape.XML";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".XML");
+    EXPECT_EQ(From_Share(path), buf + ".XML");
     Expect_Lines(Named_From_Share(path, "XML"), All());
     EXPECT_THAT(g_services.magic_calls, IsEmpty());
     EXPECT_EQ(os->calls.size(), 0U);
@@ -241,21 +223,15 @@ TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutALookAtTheFile) {
 
 TEST_F(Name_Generation, ASharesDangerousExtensionIsReplaced) {
     const std::string path = "\\\\server\\share\\run.BAT";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(From_Share(path), buf + ".cached");
     Expect_Lines(Share_Entered(path, "BAT") + Filtered(".BAT", ".cached") + Return(s_from_share, buf + ".cached"),
                  All());
-}
-
-TEST_F(Name_Generation, ASharesExtensionNeedsNoDetector) {
-    Without_Detector();
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"), buf + ".xml");
-    EXPECT_THAT(Above_Additional_Data(), IsEmpty());
 }
 
 TEST_F(Name_Generation, AnExtensionThatBringsItsDotGetsASecondOne) {
     const std::string path = "\\\\server\\share\\a.exe";
     g_services.on_file_extension = [&](const std::string& asked) { return asked == path ? ".exe" : "?"; };
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + "..exe");
+    EXPECT_EQ(From_Share(path), buf + "..exe");
     Expect_Lines(Share_Entered(path, ".exe") + Bug() +
                      Error(s_from_share, "Unexpected file extension string. '.' not found in '.exe'.\n") +
                      Filtered("..exe", "..exe") + Return(s_from_share, buf + "..exe"),
@@ -265,24 +241,23 @@ TEST_F(Name_Generation, AnExtensionThatBringsItsDotGetsASecondOne) {
 TEST_F(Name_Generation, AFileWithoutExtensionIsNamedAfterItsType) {
     const std::string path = "\\\\server\\share.d\\landscape";
     g_services.type_for_file = "text/xml";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".xml");
+    EXPECT_EQ(From_Share(path), buf + ".xml");
     Expect_Lines(Share_Entered(path, "") + Named_From_Type("text/xml", ".xml") + Return(s_from_share, buf + ".xml"),
                  All());
     EXPECT_THAT(g_services.magic_calls,
                 ElementsAre("Get_Mime_Type_For_File(" + path + ")", "Get_Extension_From_Mime_Type(text/xml)"));
 }
 
-TEST_F(Name_Generation, AFileWithoutExtensionAndTypeGetsTheDefaultExtension) {
+TEST_F(Name_Generation, AFileWithoutExtensionAndTypeOrReadableContentsGetsTheDefaultExtension) {
     const std::string path = "\\\\server\\share\\landscape";
     g_services.type_for_file = "";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(From_Share(path), buf + ".cached");
     Expect_Lines(Share_Entered(path, "") + Named_By_Default("") + Return(s_from_share, buf + ".cached"), All());
-}
 
-TEST_F(Name_Generation, AFileThatCannotBeOpenedGetsTheDefaultExtension) {
-    const std::string path = "\\\\server\\share\\landscape";
+    Forget();
+    g_services.uuids = {uuid};
     g_services.file_unreadable = true;
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(From_Share(path), buf + ".cached");
     Expect_Lines(Share_Entered(path, "") + Error(s_from_share, "Failed to open file '" + path + "'.\n") +
                      Named_By_Default("") + Return(s_from_share, buf + ".cached"),
                  All());
@@ -291,7 +266,7 @@ TEST_F(Name_Generation, AFileThatCannotBeOpenedGetsTheDefaultExtension) {
 TEST_F(Name_Generation, WithoutADetectorAFileWithoutExtensionGetsTheDefaultOneAndTwoErrors) {
     Without_Detector();
     const std::string path = "\\\\server\\share\\landscape";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_File_Share(path), buf + ".cached");
+    EXPECT_EQ(From_Share(path), buf + ".cached");
     Expect_Lines(Share_Entered(path, "") + No_Detector(s_from_share) + Named_Without_Detector("") +
                      Return(s_from_share, buf + ".cached"),
                  All());
@@ -300,10 +275,10 @@ TEST_F(Name_Generation, WithoutADetectorAFileWithoutExtensionGetsTheDefaultOneAn
 
 TEST_F(Name_Generation, AMissingUuidIsTheCallersBusiness) {
     g_services.uuid_throws = true;
-    EXPECT_THROW(cache.Generate_Cached_File_Name_from_Mime_Type("text/plain"), std::runtime_error);
+    EXPECT_THROW(From_Type("text/plain"), std::runtime_error);
     EXPECT_THROW(From_Contents("text/plain"), std::runtime_error);
-    EXPECT_THROW(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a.xml"), std::runtime_error);
-    EXPECT_THROW(cache.Generate_Cached_File_Name_from_File_Share("\\\\server\\share\\a"), std::runtime_error);
+    EXPECT_THROW(From_Share("\\\\server\\share\\a.xml"), std::runtime_error);
+    EXPECT_THROW(From_Share("\\\\server\\share\\a"), std::runtime_error);
 }
 
 } // namespace

@@ -89,6 +89,15 @@ protected:
         return Recorded_Trace::Before(Recorded_Trace::Expected(name, values), text, occurrence);
     }
 
+    /// The URLs of all entries, in order.
+    std::vector<std::string> Urls() const {
+        std::vector<std::string> urls;
+        for (const auto& [url, entry] : cache.m_Cache_Entries) {
+            urls.push_back(url);
+        }
+        return urls;
+    }
+
     /// Puts an entry in the map, with a copy on the disk.
     std::string Cache_Copy(const std::string& url, const std::string& name, const std::string& last_modified,
                            std::uint64_t last_checked_remotely, const std::string& content = "old") {
