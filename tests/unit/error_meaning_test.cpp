@@ -1,4 +1,5 @@
 #include "util/Error_Meaning.h"
+#include "util/HttpClient.h"
 #include "util/Http_Status.h"
 
 #include <gtest/gtest.h>
@@ -44,14 +45,27 @@ TEST(Error_Meaning, SaysWhichErrorsAreTheCertificates) {
     }
 }
 
+TEST(Error_Range, HoldsTheWinInetTransportErrors) {
+    for (const std::uint32_t error : {12001U, 12002U, 12045U, 12175U}) {
+        EXPECT_TRUE(HttpWinInet::HttpClient::IsErrorInRange(error)) << error;
+    }
+    for (const std::uint32_t error : {0U, 200U, 12000U, 12176U, 0x80072EE1U}) {
+        EXPECT_FALSE(HttpWinInet::HttpClient::IsErrorInRange(error)) << error;
+    }
+}
+
 TEST(Http_Status, HasAMeaning) {
-    EXPECT_EQ(Meaning_Of_Status(150), "the server refuses the request");
-    EXPECT_EQ(Meaning_Of_Status(204), "success");
-    EXPECT_EQ(Meaning_Of_Status(302), "a redirect that is not followed");
     EXPECT_EQ(Meaning_Of_Status(404), "not found");
-    EXPECT_EQ(Meaning_Of_Status(418), "the server refuses the request");
     EXPECT_EQ(Meaning_Of_Status(503), "the service is not available");
-    EXPECT_EQ(Meaning_Of_Status(599), "internal error of the server");
+    const auto expect_from_to = [](long first, long last, std::string_view meaning) {
+        EXPECT_EQ(Meaning_Of_Status(first), meaning) << first;
+        EXPECT_EQ(Meaning_Of_Status(last), meaning) << last;
+    };
+    expect_from_to(150, 199, "the server refuses the request");
+    expect_from_to(200, 299, "success");
+    expect_from_to(300, 399, "a redirect that is not followed");
+    expect_from_to(418, 499, "the server refuses the request");
+    expect_from_to(500, 599, "internal error of the server");
     std::set<std::string_view> meanings;
     for (const long status : {304, 400, 401, 403, 404, 405, 407, 410, 429, 502, 503, 504}) {
         EXPECT_TRUE(meanings.insert(Meaning_Of_Status(status)).second) << status;

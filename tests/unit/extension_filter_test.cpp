@@ -12,30 +12,18 @@ const std::string s_method = "Filter_Dangerous_Extensions";
 
 class Extension_Filter : public Cache_Fixture {};
 
-/// Every other letter of a text in lower case.
-std::string Mixed_Case(std::string text) {
-    for (std::size_t i = 0; i < text.size(); i += 2) {
-        text[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
-    }
-    return text;
-}
-
-std::string Lower_Case(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
-}
-
 class Dangerous_Extension : public Extension_Filter, public testing::WithParamInterface<std::string> {};
 
-TEST_P(Dangerous_Extension, IsReplacedInAnyLetterCase) {
-    EXPECT_EQ(cache.Filter_Dangerous_Extensions(GetParam()), ".cached");
-    EXPECT_EQ(cache.Filter_Dangerous_Extensions(Lower_Case(GetParam())), ".cached");
-    EXPECT_EQ(cache.Filter_Dangerous_Extensions(Mixed_Case(GetParam())), ".cached");
-}
-
-TEST_P(Dangerous_Extension, CountsAsAWholeOnly) {
+TEST_P(Dangerous_Extension, IsReplacedInAnyLetterCaseButAsAWholeOnly) {
     const std::string extension = GetParam();
+    std::string mixed = extension;
+    mixed.back() = static_cast<char>(std::tolower(mixed.back()));
+    std::string lower = extension;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char letter) { return std::tolower(letter); });
+    for (const std::string& written : {extension, mixed, lower}) {
+        EXPECT_EQ(cache.Filter_Dangerous_Extensions(written), ".cached");
+    }
     for (const std::string& near_miss :
          {extension.substr(1), "." + extension, extension + " ", extension + ".", extension + ".txt", extension + "x",
           " " + extension, "x" + extension, extension + extension}) {
@@ -58,14 +46,12 @@ TEST_F(Extension_Filter, KeepsEveryOtherExtensionAsItStands) {
 }
 
 TEST_F(Extension_Filter, TracesTheExtensionAndWhatBecomesOfIt) {
-    cache.Filter_Dangerous_Extensions(".Exe");
-    EXPECT_EQ(All(), Call(s_method, "extension='.Exe'") + Return(s_method, ".cached"));
-    Forget();
-    cache.Filter_Dangerous_Extensions(".Txt");
-    EXPECT_EQ(All(), Call(s_method, "extension='.Txt'") + Return(s_method, ".Txt"));
-    Forget();
-    cache.Filter_Dangerous_Extensions("");
-    EXPECT_EQ(All(), Call(s_method, "extension=''") + Return(s_method, "''"));
+    for (const auto& [extension, result] :
+         {std::pair<std::string, std::string>{".Exe", ".cached"}, {".Txt", ".Txt"}, {"", "''"}}) {
+        Forget();
+        cache.Filter_Dangerous_Extensions(extension);
+        EXPECT_EQ(All(), Call(s_method, "extension='" + extension + "'") + Return(s_method, result));
+    }
 }
 
 } // namespace

@@ -2,54 +2,43 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 namespace QEL::Tests {
 
 namespace {
 
 using FrontEnd::Util::FileSystem::File_Extension;
 
-struct Extension_Case {
-    const char* path;
-    const char* extension;
-};
-
-class Extensions : public testing::TestWithParam<Extension_Case> {};
-
-TEST_P(Extensions, IsWhatTheFileSystemTakesItFor) {
-    EXPECT_EQ(File_Extension(GetParam().path), GetParam().extension) << GetParam().path;
+void Expect_Extension(const std::string& extension, const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        EXPECT_EQ(File_Extension(path), extension) << path;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Plain, Extensions,
-                         testing::Values(Extension_Case{"file.xml", "xml"}, Extension_Case{"file.XmL", "XmL"},
-                                         Extension_Case{"a.b.c", "c"}, Extension_Case{".profile", "profile"},
-                                         Extension_Case{"file.tar.gz", "gz"}, Extension_Case{"two words.a b", "a b"}));
+TEST(Extensions, FollowTheLastDotOfTheLastComponent) {
+    Expect_Extension("xml", {"file.xml", "C:\\dir.d\\file.xml", "C:file.xml", "C:.xml"});
+    Expect_Extension("XmL", {"file.XmL"});
+    Expect_Extension("c", {"a.b.c"});
+    Expect_Extension("gz", {"file.tar.gz"});
+    Expect_Extension("profile", {".profile"});
+    Expect_Extension("a b", {"two words.a b"});
+    Expect_Extension("txt", {"/dir.d/file.txt"});
+}
 
-INSTANTIATE_TEST_SUITE_P(None, Extensions,
-                         testing::Values(Extension_Case{"", ""}, Extension_Case{"file", ""},
-                                         Extension_Case{"file.", ""}, Extension_Case{".", ""}, Extension_Case{"..", ""},
-                                         Extension_Case{"...", ""}, Extension_Case{" ", ""}, Extension_Case{"C:", ""},
-                                         Extension_Case{"/", ""}, Extension_Case{"\\", ""}));
+TEST(Extensions, MayBeNone) {
+    Expect_Extension("", {"", "file", "file.", ".", "..", "...", " ", "C:", "/", "\\", "C:\\dir.d\\file", "/dir.d/file",
+                          "dir.d/", "\\\\server.example\\share\\file", "dir.d\\mixed/file", "C:file"});
+}
 
-INSTANTIATE_TEST_SUITE_P(LastComponent, Extensions,
-                         testing::Values(Extension_Case{"C:\\dir.d\\file.xml", "xml"},
-                                         Extension_Case{"C:\\dir.d\\file", ""}, Extension_Case{"/dir.d/file", ""},
-                                         Extension_Case{"/dir.d/file.txt", "txt"},
-                                         Extension_Case{"\\\\server.example\\share\\file", ""},
-                                         Extension_Case{"dir.d\\mixed/file", ""}, Extension_Case{"dir.d/", ""},
-                                         Extension_Case{"C:file.xml", "xml"}, Extension_Case{"C:file", ""},
-                                         Extension_Case{"C:.xml", "xml"}));
-
-INSTANTIATE_TEST_SUITE_P(WhatTheFileSystemDrops, Extensions,
-                         testing::Values(Extension_Case{"run.exe.", "exe"}, Extension_Case{"run.exe ", "exe"},
-                                         Extension_Case{"run.exe. . ..", "exe"}, Extension_Case{"run. exe", " exe"},
-                                         Extension_Case{"file .", ""}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Streams, Extensions,
-    testing::Values(Extension_Case{"run.exe:stream", "exe"}, Extension_Case{"run.exe:stream.txt", "exe"},
-                    Extension_Case{"run.exe::$DATA", "exe"}, Extension_Case{"run.exe. :x.y", "exe"},
-                    Extension_Case{"file:stream.txt", ""}, Extension_Case{"C:\\dir\\run.exe:stream", "exe"},
-                    Extension_Case{"C:run.exe:stream", "exe"}, Extension_Case{"dir:x.y\\file.txt", "txt"}));
+TEST(Extensions, AreWhatTheFileSystemTakesThemForWithoutEndsAndStreams) {
+    Expect_Extension("exe", {"run.exe.", "run.exe ", "run.exe. . ..", "run.exe:stream", "run.exe:stream.txt",
+                             "run.exe::$DATA", "run.exe. :x.y", "C:\\dir\\run.exe:stream", "C:run.exe:stream"});
+    Expect_Extension(" exe", {"run. exe"});
+    Expect_Extension("txt", {"dir:x.y\\file.txt"});
+    Expect_Extension("", {"file .", "file:stream.txt"});
+}
 
 } // namespace
 

@@ -77,11 +77,6 @@ TEST_F(Url_Kinds, OnlyTheNumbers0To25AreDrives) {
     }
 }
 
-TEST_F(Url_Kinds, TheRootBearsTheLetterInUpperCase) {
-    EXPECT_FALSE(cache.Is_File_Share("c:\\data\\file.xml"));
-    EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(c:\\data\\file.xml)", "Get_Drive_Type(C:)"));
-}
-
 TEST_F(Url_Kinds, AnyDriveButAFixedDiskIsAShare) {
     unsigned int type = 0;
     os->on_get_drive_type = [&](const std::string&) { return type; };
@@ -94,26 +89,14 @@ TEST_F(Url_Kinds, AnyDriveButAFixedDiskIsAShare) {
 }
 
 TEST_F(Url_Kinds, EachTestTracesItsCallAndItsResult) {
-    cache.Is_Inet_URL("http://s/f");
-    EXPECT_EQ(All(), Kind_Test("Is_Inet_URL", "http://s/f", true));
-    Forget();
-    cache.Is_Inet_URL("ftp://s/f");
-    EXPECT_EQ(All(), Kind_Test("Is_Inet_URL", "ftp://s/f", false));
-    Forget();
-    cache.Is_File_URL("file:x");
-    EXPECT_EQ(All(), Kind_Test("Is_File_URL", "file:x", true));
-    Forget();
-    cache.Is_File_URL("");
-    EXPECT_EQ(All(), Kind_Test("Is_File_URL", "", false));
-    Forget();
-    cache.Is_File_Share("\\\\s\\f");
-    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "\\\\s\\f", true));
-    Forget();
-    cache.Is_File_Share("f");
-    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "f", false));
-    Forget();
-    cache.Is_File_Share("C:\\f");
-    EXPECT_EQ(All(), Kind_Test("Is_File_Share", "C:\\f", false));
+    for (const std::string url : {"http://s/f", "ftp://s/f", "file:x", "", "\\\\s\\f", "C:\\f", "C:\\100%s%n%d"}) {
+        Forget();
+        const bool inet = cache.Is_Inet_URL(url);
+        const bool file_url = cache.Is_File_URL(url);
+        const bool share = cache.Is_File_Share(url);
+        EXPECT_EQ(All(), Kind_Test("Is_Inet_URL", url, inet) + Kind_Test("Is_File_URL", url, file_url) +
+                             Kind_Test("Is_File_Share", url, share));
+    }
 }
 
 TEST_F(Url_Kinds, AnInternetUrlIsNotLocal) {
@@ -131,15 +114,13 @@ TEST_F(Url_Kinds, AFileUrlIsNotLocalAndNoShare) {
     EXPECT_FALSE(cache.Is_File_Share(url));
 }
 
-TEST_F(Url_Kinds, AShareIsNotLocal) {
-    EXPECT_FALSE(cache.Is_Local("\\\\server\\share\\file.xml"));
-    Expect_Is_Local("share", "\\\\server\\share\\file.xml");
-}
-
-TEST_F(Url_Kinds, APathOnAMappedDriveIsNotLocal) {
+TEST_F(Url_Kinds, AShareOrAPathOnAMappedDriveIsNotLocal) {
     os->on_get_drive_type = [](const std::string&) { return 4U; };
-    EXPECT_FALSE(cache.Is_Local("N:\\file.xml"));
-    Expect_Is_Local("share", "N:\\file.xml");
+    for (const std::string url : {"\\\\server\\share\\file.xml", "N:\\file.xml"}) {
+        Forget();
+        EXPECT_FALSE(cache.Is_Local(url));
+        Expect_Is_Local("share", url);
+    }
 }
 
 TEST_F(Url_Kinds, EverythingElseIsLocal) {
@@ -149,11 +130,6 @@ TEST_F(Url_Kinds, EverythingElseIsLocal) {
         EXPECT_TRUE(cache.Is_Local(url)) << url;
         Expect_Is_Local("path", url);
     }
-}
-
-TEST_F(Url_Kinds, ATextWithPercentSignsIsTracedAsItStands) {
-    cache.Is_Local("C:\\100%s%n%d");
-    Expect_Is_Local("path", "C:\\100%s%n%d");
 }
 
 } // namespace
