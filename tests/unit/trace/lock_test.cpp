@@ -27,10 +27,6 @@ protected:
     const std::string complete = On_Disk(Header() + "message\n");
 };
 
-TEST_F(Trace_Lock, IsTheFirstOption) {
-    EXPECT_EQ(CQelPcTrc::Option_System_Lock, 1U);
-}
-
 TEST_F(Trace_Lock, IsTakenBeforeTheWriteAndGivenBackBehindIt) {
     std::string content_at_wait = "not asked";
     std::string content_at_release;
@@ -51,7 +47,12 @@ TEST_F(Trace_Lock, IsTakenBeforeTheWriteAndGivenBackBehindIt) {
     EXPECT_EQ(content_at_release, complete + On_Disk("message\n"));
 }
 
-TEST_F(Trace_Lock, IsTakenForEachMessage) {
+TEST_F(Trace_Lock, IsTakenForEachMessageThatIsWritten) {
+    CQelPcTrc silent = Locked_Writer(QELPCTRC_ERROR);
+    silent.Log_Warning("w");
+    silent.Log_Developer_Note("n");
+    silent.Log_Additional_Data("d");
+    EXPECT_THAT(mutex->calls, IsEmpty());
     CQelPcTrc writer = Locked_Writer();
     writer.Log_Error("a");
     writer.Log_Warning("b");
@@ -59,14 +60,6 @@ TEST_F(Trace_Lock, IsTakenForEachMessage) {
     writer.Log_Additional_Data("d");
     EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release", "Wait(60000)", "Release", "Wait(60000)", "Release",
                                           "Wait(60000)", "Release"));
-}
-
-TEST_F(Trace_Lock, IsNotTakenForAMessageAboveTheLevel) {
-    CQelPcTrc writer = Locked_Writer(QELPCTRC_ERROR);
-    writer.Log_Warning("w");
-    writer.Log_Developer_Note("n");
-    writer.Log_Additional_Data("d");
-    EXPECT_THAT(mutex->calls, IsEmpty());
 }
 
 TEST_F(Trace_Lock, IsLeftAloneWithoutTheOption) {
@@ -87,37 +80,20 @@ TEST_F(Trace_Lock, IsTakenWhateverTheOtherOptions) {
     EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release"));
 }
 
-TEST_F(Trace_Lock, OfADeadHolderIsReportedAndTheLineWritten) {
-    mutex->wait_result = System_Mutex::Wait_Result::Abandoned;
-    CQelPcTrc writer = Locked_Writer();
-    EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, lock holder died\n");
-    EXPECT_EQ(Content(), complete);
-    EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release"));
-}
-
-TEST_F(Trace_Lock, ThatIsNotHadInTimeIsReportedAndTheLineWritten) {
-    mutex->wait_result = System_Mutex::Wait_Result::Timed_Out;
-    CQelPcTrc writer = Locked_Writer();
-    EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, MUTEX timed out\n");
-    EXPECT_EQ(Content(), complete);
-    EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release"));
-}
-
-TEST_F(Trace_Lock, ThatFailsIsReportedWithItsCodeAndTheLineWritten) {
-    mutex->wait_result = System_Mutex::Wait_Result::Failed;
+TEST_F(Trace_Lock, ThatIsNotHadIsReportedAndTheLineWritten) {
     mutex->last_error = 6;
-    CQelPcTrc writer = Locked_Writer();
-    EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, lock problem (6)\n");
-    EXPECT_EQ(Content(), complete);
-    EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release"));
-}
-
-TEST_F(Trace_Lock, ThatCannotBeGivenBackIsReportedWithItsCode) {
-    mutex->release_result = false;
-    mutex->last_error = 288;
-    CQelPcTrc writer = Locked_Writer();
-    EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, lock reset failed (288)\n");
-    EXPECT_EQ(Content(), complete);
+    for (const auto& [result, complaint] : {std::pair{System_Mutex::Wait_Result::Abandoned, "lock holder died"},
+                                            {System_Mutex::Wait_Result::Timed_Out, "MUTEX timed out"},
+                                            {System_Mutex::Wait_Result::Failed, "lock problem (6)"}}) {
+        mutex->wait_result = result;
+        mutex->calls.clear();
+        CQelPcTrc writer = Locked_Writer();
+        EXPECT_EQ(Complaint_About(writer), std::string("ERROR: QELPCTRC, ") + complaint + "\n");
+        EXPECT_EQ(Content(), complete);
+        EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release"));
+        Captured_Stderr ignored;
+        EXPECT_FALSE(writer.SetLock()) << "its caller is told";
+    }
 }
 
 TEST_F(Trace_Lock, ThatFailsBothWaysIsReportedTwice) {
@@ -138,21 +114,12 @@ TEST_F(Trace_Lock, ThatIsMissingIsReportedOnceAMessage) {
 }
 
 TEST_F(Trace_Lock, TellsItsCallerWhetherItWasTaken) {
-    CQelPcTrc writer = Locked_Writer();
-    EXPECT_TRUE(writer.SetLock());
+    EXPECT_TRUE(Locked_Writer().SetLock());
     Captured_Stderr standard_error;
-    for (const auto result : {System_Mutex::Wait_Result::Abandoned, System_Mutex::Wait_Result::Timed_Out,
-                              System_Mutex::Wait_Result::Failed}) {
-        mutex->wait_result = result;
-        EXPECT_FALSE(writer.SetLock());
-    }
     CQelPcTrc without_mutex("writer.trc", QELPCTRC_ERROR, CQelPcTrc::Option_System_Lock, nullptr);
     EXPECT_FALSE(without_mutex.SetLock());
     without_mutex.ResetLock();
-    EXPECT_EQ(standard_error.Take(), "ERROR: QELPCTRC, lock holder died\n"
-                                     "ERROR: QELPCTRC, MUTEX timed out\n"
-                                     "ERROR: QELPCTRC, lock problem (0)\n"
-                                     "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n");
+    EXPECT_EQ(standard_error.Take(), "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n");
 }
 
 TEST_F(Trace_Lock, ComplaintsStandAroundAMessageOnStandardError) {

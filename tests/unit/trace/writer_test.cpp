@@ -1,6 +1,7 @@
 #include "tests/unit/trace/support/Trace_Fixture.h"
 
 #include <cstring>
+#include <tuple>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -29,16 +30,13 @@ class Trace_Writer : public Trace_Fixture {
 protected:
     /// A clock that goes on by a second with each look.
     static void Start_Clock() {
-        g_trace_services.local_time = [second = 16]() mutable {
-            std::tm time{};
-            time.tm_year = 126;
-            time.tm_mon = 10;
-            time.tm_mday = 16;
-            time.tm_hour = 4;
-            time.tm_min = 38;
-            time.tm_sec = second++;
-            return time;
-        };
+        g_trace_services.local_time = [second = 16]() mutable { return Time(126, 10, 16, 4, 38, second++); };
+    }
+    static std::tm Time(int year, int month, int day, int hour, int minute, int second) {
+        std::tm time{};
+        std::tie(time.tm_year, time.tm_mon, time.tm_mday) = std::tuple(year, month, day);
+        std::tie(time.tm_hour, time.tm_min, time.tm_sec) = std::tuple(hour, minute, second);
+        return time;
     }
     static std::string Stamp(int second) { return "(16.11.26 04:38:" + std::to_string(second) + ") "; }
 
@@ -57,8 +55,8 @@ protected:
 
 // Levels and marks
 
-TEST_F(Trace_Writer, WritesWhatItsLevelLetsThrough) {
-    for (int level = 1; level <= 4; ++level) {
+TEST_F(Trace_Writer, WritesWhatItsLevelLetsThroughAndDoesNotNameIt) {
+    for (const int level : {1, 2, 3, 4, 6}) {
         CQelPcTrc writer = Unlocked_Writer(level);
         Write_One_Of_Each(writer);
         EXPECT_EQ(Content(), On_Disk(Header() + Up_To(level))) << "level " << level;
@@ -74,31 +72,16 @@ TEST_F(Trace_Writer, IsEnabledUpToItsLevel) {
     }
 }
 
-TEST_F(Trace_Writer, CreatesNoFileAtLevel0) {
-    CQelPcTrc writer = Unlocked_Writer(0);
-    Write_One_Of_Each(writer);
-    EXPECT_TRUE(Is_Directory_Empty());
-    EXPECT_THAT(g_trace_services.directory_calls, IsEmpty());
-}
-
-TEST_F(Trace_Writer, CreatesNoFileForMessagesAboveItsLevel) {
+TEST_F(Trace_Writer, CreatesItsFileWithTheFirstMessageThatItWrites) {
+    CQelPcTrc silent = Unlocked_Writer(0);
+    Write_One_Of_Each(silent);
     CQelPcTrc writer = Unlocked_Writer(1);
     writer.Log_Warning("warning\n");
     writer.Log_Developer_Note("note\n");
     writer.Log_Additional_Data("data\n");
     EXPECT_TRUE(Is_Directory_Empty());
-}
-
-TEST_F(Trace_Writer, WritesEverythingWithoutStampsAboveLevel5) {
-    CQelPcTrc writer = Unlocked_Writer(6);
-    Write_One_Of_Each(writer);
-    EXPECT_EQ(Content(), On_Disk(Header() + Up_To(4)));
-}
-
-TEST_F(Trace_Writer, StartsItsFileAtTheFirstMessage) {
-    CQelPcTrc writer = Unlocked_Writer(4);
-    EXPECT_TRUE(Is_Directory_Empty());
     EXPECT_THAT(g_trace_services.directory_calls, IsEmpty());
+    std::ofstream(directory / "writer.trc") << std::string(10000, 'x');
     writer.Log_Error("first\n");
     writer.Log_Error("second\n");
     EXPECT_THAT(g_trace_services.directory_calls, ElementsAre("InitBuffer", "InitTraceDir"));
@@ -158,15 +141,10 @@ TEST_F(Trace_Writer, StampsOnlyByItsOwnLevel) {
 }
 
 TEST_F(Trace_Writer, NamesTheLevelOfTheProcessInItsHeader) {
-    const std::vector<std::pair<int, std::string>> modes = {
-        {0, "Error, Warning, Developer Notes and additional data "},
-        {1, "Error "},
-        {2, "Error and Warning "},
-        {3, "Error, Warning and Developer notes "},
-        {4, "Error, Warning, Developer Notes and additional data "},
-        {5, "Error, Warning, Developer Notes and additional data "},
-        {-1, "Error, Warning, Developer Notes and additional data "},
-    };
+    const std::string everything = "Error, Warning, Developer Notes and additional data ";
+    const std::pair<int, std::string> modes[] = {
+        {0, everything}, {1, "Error "},   {2, "Error and Warning "}, {3, "Error, Warning and Developer notes "},
+        {4, everything}, {5, everything}, {-1, everything}};
     for (const auto& [main_level, mode] : modes) {
         CQelPcTrc::s_Main_Trace_Level = main_level;
         CQelPcTrc writer = Unlocked_Writer(4);
@@ -175,28 +153,15 @@ TEST_F(Trace_Writer, NamesTheLevelOfTheProcessInItsHeader) {
     }
 }
 
-TEST_F(Trace_Writer, DoesNotNameItsOwnLevelInItsHeader) {
-    for (int level = 1; level <= 4; ++level) {
-        CQelPcTrc writer = Unlocked_Writer(level);
+TEST_F(Trace_Writer, NamesTheProgramAsFarAsItIsKnownAndFits) {
+    for (const auto& [path, shown] :
+         {std::pair{std::string(511, 'p') + "qr", std::string(511, 'p') + "q"}, {std::string(), std::string()}}) {
+        g_trace_services.program_path = path;
+        CQelPcTrc writer = Unlocked_Writer(4);
         writer.Log_Error("e");
-        EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e")) << level;
+        g_trace_services.program_path = shown;
+        EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e"));
     }
-}
-
-TEST_F(Trace_Writer, CutsThePathOfTheProgramAt512Characters) {
-    const std::string path = std::string(511, 'p') + "qr";
-    g_trace_services.program_path = path;
-    CQelPcTrc writer = Unlocked_Writer(4);
-    writer.Log_Error("e");
-    g_trace_services.program_path = path.substr(0, 512);
-    EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e"));
-}
-
-TEST_F(Trace_Writer, MayNotKnowThePathOfTheProgram) {
-    g_trace_services.program_path.clear();
-    CQelPcTrc writer = Unlocked_Writer(4);
-    writer.Log_Error("e");
-    EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e"));
 }
 
 // Time stamps
@@ -205,8 +170,10 @@ TEST_F(Trace_Writer, StampsEachMessageAtLevel5InPlaceOfItsMark) {
     Start_Clock();
     CQelPcTrc writer = Unlocked_Writer(5);
     Write_One_Of_Each(writer);
+    const std::string empty;
+    writer.Log_Additional_Data(empty.c_str(), 0);
     EXPECT_EQ(Content(), On_Disk(Header(Stamp(16)) + Stamp(17) + "error 1\n" + Stamp(18) + "warning 2\n" + Stamp(19) +
-                                 "note 3\n" + Stamp(20) + "data 4\n"));
+                                 "note 3\n" + Stamp(20) + "data 4\n" + Stamp(21)));
 }
 
 TEST_F(Trace_Writer, PutsTheStampBehindALeadingLineEnd) {
@@ -227,34 +194,8 @@ TEST_F(Trace_Writer, LeavesALeadingLineEndWithoutStamps) {
     EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: \nerror\n\ndata\n"));
 }
 
-TEST_F(Trace_Writer, StampsEachPieceOfARecord) {
-    Start_Clock();
-    CQelPcTrc writer = Unlocked_Writer(5);
-    writer.Log_Additional_Data("CALL");
-    writer.Log_Additional_Data("(");
-    writer.Log_Additional_Data(")\n");
-    EXPECT_EQ(Content(), On_Disk(Header(Stamp(16)) + Stamp(17) + "CALL" + Stamp(18) + "(" + Stamp(19) + ")\n"));
-}
-
-TEST_F(Trace_Writer, StampsAnEmptyFormatToo) {
-    Start_Clock();
-    const std::string empty;
-    CQelPcTrc writer = Unlocked_Writer(5);
-    writer.Log_Additional_Data(empty.c_str(), 0);
-    EXPECT_EQ(Content(), On_Disk(Header(Stamp(16)) + Stamp(17)));
-}
-
 TEST_F(Trace_Writer, WritesStampsWithTwoDigitsEach) {
-    g_trace_services.local_time = [] {
-        std::tm time{};
-        time.tm_year = 105;
-        time.tm_mon = 0;
-        time.tm_mday = 2;
-        time.tm_hour = 3;
-        time.tm_min = 4;
-        time.tm_sec = 5;
-        return time;
-    };
+    g_trace_services.local_time = [] { return Time(105, 0, 2, 3, 4, 5); };
     CQelPcTrc writer = Unlocked_Writer(5);
     writer.Log_Error("e");
     EXPECT_EQ(Content(), On_Disk(Header("(02.01.05 03:04:05) ") + "(02.01.05 03:04:05) e"));
@@ -262,33 +203,19 @@ TEST_F(Trace_Writer, WritesStampsWithTwoDigitsEach) {
 
 // Where the file is
 
-TEST_F(Trace_Writer, WritesToTheCurrentDirectoryWithoutATraceDirectory) {
-    g_trace_services.trace_directory.clear();
-    const auto here = std::filesystem::current_path();
-    std::filesystem::current_path(directory);
-    CQelPcTrc writer = Unlocked_Writer(4);
-    writer.Log_Error("e");
-    std::filesystem::current_path(here);
-    EXPECT_THAT(g_trace_services.directory_calls, ElementsAre("InitBuffer", "InitTraceDir"));
-    EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e"));
-}
-
-TEST_F(Trace_Writer, PrefersTheTraceDirectoryToTheCurrentOne) {
+TEST_F(Trace_Writer, WritesToTheCurrentDirectoryOnlyWithoutATraceDirectory) {
     const auto here = std::filesystem::current_path();
     std::filesystem::create_directory(directory / "current");
     std::filesystem::current_path(directory / "current");
     CQelPcTrc writer = Unlocked_Writer(4);
     writer.Log_Error("e");
-    std::filesystem::current_path(here);
     EXPECT_TRUE(std::filesystem::exists(directory / "writer.trc"));
     EXPECT_TRUE(std::filesystem::is_empty(directory / "current"));
-}
-
-TEST_F(Trace_Writer, StartsAnExistingFileAfresh) {
-    std::ofstream(directory / "writer.trc") << std::string(10000, 'x');
-    CQelPcTrc writer = Unlocked_Writer(4);
-    writer.Log_Error("e");
-    EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e"));
+    g_trace_services.trace_directory.clear();
+    CQelPcTrc another = Unlocked_Writer(4);
+    another.Log_Error("e");
+    std::filesystem::current_path(here);
+    EXPECT_EQ(Content("current/writer.trc"), On_Disk(Header() + "***ERROR***: e"));
 }
 
 TEST_F(Trace_Writer, CutsAPathThatIsTooLong) {
@@ -296,6 +223,8 @@ TEST_F(Trace_Writer, CutsAPathThatIsTooLong) {
     g_trace_services.trace_directory = long_directory;
     const std::string whole = (std::filesystem::path(long_directory) / "qelfilecache_0007.trc").string();
     ASSERT_GT(whole.size(), 259U);
+    const CQelPcTrc with_long_name(std::string(300, 'n').c_str(), QELPCTRC_ERROR, 0, nullptr);
+    EXPECT_EQ(std::strlen(with_long_name.m_File_Name.data()), 259U);
 
     CQelPcTrc writer("qelfilecache_0007.trc", QELPCTRC_ERROR, 0, nullptr);
     writer.Log_Error("e");
@@ -303,11 +232,6 @@ TEST_F(Trace_Writer, CutsAPathThatIsTooLong) {
     const std::string content{std::istreambuf_iterator<char>(file), {}};
     EXPECT_EQ(content, On_Disk(Header() + "***ERROR***: e"));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(long_directory), {}), 1);
-}
-
-TEST_F(Trace_Writer, CutsAFileNameThatIsTooLong) {
-    const CQelPcTrc writer(std::string(300, 'n').c_str(), QELPCTRC_ERROR, 0, nullptr);
-    EXPECT_EQ(std::strlen(writer.m_File_Name.data()), 259U);
 }
 
 TEST_F(Trace_Writer, WritesToStandardErrorWhenTheFileCannotBeOpened) {
@@ -321,15 +245,6 @@ TEST_F(Trace_Writer, WritesToStandardErrorWhenTheFileCannotBeOpened) {
     EXPECT_EQ(standard_error.Take(), Header() + Up_To(2) + "still open\n");
     EXPECT_TRUE(Is_Directory_Empty());
     EXPECT_EQ(g_trace_services.directory_calls.size(), 2U) << "it is tried once";
-}
-
-TEST_F(Trace_Writer, WritesStampsToStandardErrorToo) {
-    Start_Clock();
-    g_trace_services.trace_directory = (directory / "missing").string();
-    Captured_Stderr standard_error;
-    CQelPcTrc writer = Unlocked_Writer(5);
-    writer.Log_Error("e\n");
-    EXPECT_EQ(standard_error.Take(), Header(Stamp(16)) + Stamp(17) + "e\n");
 }
 
 } // namespace

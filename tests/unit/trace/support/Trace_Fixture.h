@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/Scratch_Directory.h"
 #include "tests/unit/trace/support/Trace_Services.h"
 #include "trace/CQelPcTrc.h"
 #include "trace/Set_Trace_Level.h"
@@ -10,9 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 
 /// The bytes of a text on the disk, as this platform's text files hold it.
@@ -28,7 +27,7 @@ inline std::string On_Disk(const std::string& text) {
 #endif
 }
 
-/// Takes what is written to the standard error stream while it lives.
+/// Takes what is written to the standard error stream while it lives, or until it is asked for.
 class Captured_Stderr : private QEL::FrontEnd::Util::Non_Copyable {
 public:
     Captured_Stderr() { testing::internal::CaptureStderr(); }
@@ -37,7 +36,6 @@ public:
             Take();
         }
     }
-    /// What was written; ends the capture.
     std::string Take() {
         m_Taken = true;
         return testing::internal::GetCapturedStderr();
@@ -51,10 +49,6 @@ private:
 class Trace_Fixture : public testing::Test {
 protected:
     Trace_Fixture() {
-        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-        directory = std::filesystem::temp_directory_path() /
-                    (std::string("qel_trace_") + test->name() + "_" + std::to_string(std::random_device()()));
-        std::filesystem::create_directories(directory);
         g_trace_services = Trace_Services();
         g_trace_services.trace_directory = directory.string();
         g_trace_services.mutex = mutex;
@@ -63,8 +57,6 @@ protected:
     ~Trace_Fixture() override {
         CQelPcTrc::s_Main_Trace_Level = 0;
         QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
         g_trace_services = Trace_Services();
     }
 
@@ -74,8 +66,7 @@ protected:
     }
 
     std::string Content(const std::string& name = "writer.trc") const {
-        std::ifstream file(directory / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        return QEL::Tests::Content_Of(directory / name);
     }
 
     bool Is_Directory_Empty() const { return std::filesystem::is_empty(directory); }
@@ -91,6 +82,7 @@ protected:
                stamp + asterisks + "\n\n";
     }
 
-    std::filesystem::path directory;
+    const QEL::Tests::Scratch_Directory scratch;
+    const std::filesystem::path& directory = scratch.Path();
     std::shared_ptr<Scripted_Mutex> mutex = std::make_shared<Scripted_Mutex>();
 };
