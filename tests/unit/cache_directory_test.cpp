@@ -11,6 +11,13 @@ protected:
     static constexpr const char* method = "Set_Cache_Directory";
 
     static Records Begin(const std::string& path) { return Call(method, "absolute_dir_path='" + path + "'"); }
+    static Records Set(const std::string& path) {
+        return Begin(path) + Data(method, "Setting cache directory to '" + path + "'.\n");
+    }
+    static Records Missing(const std::string& path) {
+        return Begin(path) +
+               Error(method, "Setting cache directory to non existing absolute_dir_path='" + path + "'.\n");
+    }
 
     /// What loading writes when there is no metadata file.
     static Records Load_Nothing(const std::string& metadata_path, int cleared) {
@@ -34,38 +41,26 @@ protected:
     }
 };
 
-TEST_F(Cache_Directory, AnEmptyPathIsRefusedBeforeAnyQuestion) {
+TEST_F(Cache_Directory, AnEmptyPathOrAMissingDirectoryIsRefused) {
     cache.m_Cache_Directory = "C:\\before";
     cache.m_Cache_Entries["u"] = {"f", "m", 1};
     EXPECT_FALSE(cache.Set_Cache_Directory(""));
     EXPECT_EQ(All(), Begin("") + Error(method, "Trying to set the cache directory to absolute_dir_path=''.\n"));
     EXPECT_THAT(os->calls, IsEmpty());
+    for (const std::string& missing : {In_Cache("missing"), Write_File(In_Cache("file"), "")}) {
+        Forget();
+        EXPECT_FALSE(cache.Set_Cache_Directory(missing));
+        EXPECT_EQ(All(), Missing(missing));
+        EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + missing + ")"));
+    }
+    EXPECT_FALSE(std::filesystem::exists(In_Cache("missing"))) << "the cache never creates a directory";
     EXPECT_EQ(cache.m_Cache_Directory, "C:\\before");
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
-}
-
-TEST_F(Cache_Directory, AMissingDirectoryIsRefused) {
-    cache.m_Cache_Directory = "C:\\before";
-    cache.m_Cache_Entries["u"] = {"f", "m", 1};
-    const std::string missing = In_Cache("missing");
-    EXPECT_FALSE(cache.Set_Cache_Directory(missing));
-    EXPECT_EQ(All(), Begin(missing) + Error(method, "Setting cache directory to non existing absolute_dir_path='" +
-                                                        missing + "'.\n"));
-    EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + missing + ")"));
-    EXPECT_EQ(cache.m_Cache_Directory, "C:\\before");
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
-    EXPECT_FALSE(std::filesystem::exists(missing)) << "the cache never creates a directory";
-}
-
-TEST_F(Cache_Directory, AFileIsNotADirectory) {
-    EXPECT_FALSE(cache.Set_Cache_Directory(Write_File(In_Cache("file"), "")));
-    EXPECT_EQ(cache.m_Cache_Directory, "");
 }
 
 TEST_F(Cache_Directory, ADirectoryWithoutMetadataIsAnEmptyCache) {
     EXPECT_TRUE(cache.Set_Cache_Directory(cache_directory));
-    EXPECT_EQ(All(), Begin(cache_directory) + Data(method, "Setting cache directory to '" + cache_directory + "'.\n") +
-                         Load_Nothing(Metadata_Path(), 0) + Return(method, "ok = true"));
+    EXPECT_EQ(All(), Set(cache_directory) + Load_Nothing(Metadata_Path(), 0) + Return(method, "ok = true"));
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
     EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + cache_directory + ")"));
@@ -80,9 +75,7 @@ TEST_F(Cache_Directory, TheMetadataOfTheDirectoryIsLoaded) {
     EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].cached_file, copy);
     EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].last_modified, "stamp");
     EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].last_checked_remotely, 7U);
-    EXPECT_EQ(Of({method}), Begin(cache_directory) +
-                                Data(method, "Setting cache directory to '" + cache_directory + "'.\n") +
-                                Return(method, "ok = true"));
+    EXPECT_EQ(Of({method}), Set(cache_directory) + Return(method, "ok = true"));
 }
 
 TEST_F(Cache_Directory, TheSameDirectoryIsLoadedOnlyOnce) {
@@ -102,9 +95,7 @@ TEST_F(Cache_Directory, TheSameDirectoryMustStillExist) {
     Use_Cache_Directory();
     os->on_directory_exists = [](const std::string&) { return false; };
     EXPECT_FALSE(cache.Set_Cache_Directory(cache_directory));
-    EXPECT_EQ(All(),
-              Begin(cache_directory) + Error(method, "Setting cache directory to non existing absolute_dir_path='" +
-                                                         cache_directory + "'.\n"));
+    EXPECT_EQ(All(), Missing(cache_directory));
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
 }
 
@@ -116,8 +107,8 @@ TEST_F(Cache_Directory, LetterCaseAndTrailingSeparatorsMakeAnotherDirectory) {
         cache.m_Cache_Entries = {{"u", {"f", "m", 1}}};
         Forget();
         EXPECT_TRUE(cache.Set_Cache_Directory(path));
-        EXPECT_EQ(All(), Begin(path) + Data(method, "Setting cache directory to '" + path + "'.\n") +
-                             Load_Nothing(path + "\\qelfilecache_Metadata.txt", 1) + Return(method, "ok = true"));
+        EXPECT_EQ(All(),
+                  Set(path) + Load_Nothing(path + "\\qelfilecache_Metadata.txt", 1) + Return(method, "ok = true"));
         EXPECT_EQ(cache.m_Cache_Directory, path);
         EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
     }
@@ -130,9 +121,7 @@ TEST_F(Cache_Directory, DamagedMetadataFailsAndKeepsTheNewDirectory) {
     EXPECT_FALSE(cache.Set_Cache_Directory(cache_directory));
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-    EXPECT_EQ(Of({method}), Begin(cache_directory) +
-                                Data(method, "Setting cache directory to '" + cache_directory + "'.\n") +
-                                Return(method, "ok = false"));
+    EXPECT_EQ(Of({method}), Set(cache_directory) + Return(method, "ok = false"));
 
     EXPECT_TRUE(cache.Set_Cache_Directory(cache_directory)) << "it is the same directory now";
 }
@@ -160,21 +149,16 @@ TEST_F(Cache_Directory, AnotherDirectoryReplacesTheEntriesAndLeavesTheOldOneAlon
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
 }
 
-TEST_F(Cache_Directory, NeitherSweepsNorResetsTheSweep) {
-    cache.Set_Cache_Directory(cache_directory);
-    EXPECT_EQ(os->Calls_Of("FindFirstFile"), 0U);
-    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
-
-    cache.m_Obsolete_Files_Cleaned = true;
-    cache.Set_Cache_Directory(Make_Directory("other"));
-    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
-}
-
-TEST_F(Cache_Directory, LeavesTheOutcomeOfEarlierRequestsAlone) {
+TEST_F(Cache_Directory, LeavesTheSweepAndTheOutcomeOfEarlierRequestsAlone) {
     cache.m_errHTTPFileDownLoad = 2;
     cache.m_errFileShareDownLoad = 4;
     cache.m_Additional_Error_Info = "info";
-    cache.Set_Cache_Directory(cache_directory);
+    for (const bool swept : {false, true}) {
+        cache.m_Obsolete_Files_Cleaned = swept;
+        cache.Set_Cache_Directory(swept ? Make_Directory("other") : cache_directory);
+        EXPECT_EQ(os->Calls_Of("FindFirstFile"), 0U);
+        EXPECT_EQ(cache.m_Obsolete_Files_Cleaned, swept);
+    }
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
     EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
     EXPECT_EQ(cache.m_Additional_Error_Info, "info");

@@ -75,23 +75,14 @@ protected:
     }
 };
 
-TEST_F(Construction, ANewObjectIsEmptyAndReady) {
-    const CFileCache fresh(os);
-    Expect_New(fresh);
-    EXPECT_TRUE(fresh.m_Magic.Is_Initialized());
-    EXPECT_EQ(fresh.m_OS_Wrapper, os);
-}
-
-TEST_F(Construction, MembersAreSetWhateverTheMemoryHeldBefore) {
+TEST_F(Construction, ANewObjectIsEmptyAndReadyWhateverTheMemoryHeldBefore) {
     alignas(CFileCache) std::byte memory[sizeof(CFileCache)];
     std::fill(std::begin(memory), std::end(memory), std::byte{0xA5});
     auto* const fresh = ::new (static_cast<void*>(memory)) CFileCache(os);
     Expect_New(*fresh);
+    EXPECT_TRUE(fresh->m_Magic.Is_Initialized());
+    EXPECT_EQ(fresh->m_OS_Wrapper, os);
     fresh->~CFileCache();
-}
-
-TEST_F(Construction, TracesTheCallAndThePreparationOfTheDetector) {
-    const CFileCache fresh(os);
     EXPECT_EQ(All(), Call("CFileCache") + Call("Initialize_Mime") +
                          Data("Initialize_Mime", "MIME magic is not initialized.\n"));
     EXPECT_EQ(g_services.magic_loaded, 2) << "once for the fixture's object, once for this one";
@@ -123,23 +114,13 @@ TEST_F(Construction, ADetectorThatStaysUninitialisedIsNotAFailure) {
     CFileCache fresh(os);
     EXPECT_FALSE(fresh.m_Magic.Is_Initialized());
     Expect_New(fresh);
+    EXPECT_FALSE(CFileCache(fresh).m_Magic.Is_Initialized());
 
     g_services.magic_loads = true;
     Forget();
     fresh.Initialize_Mime();
     EXPECT_TRUE(fresh.m_Magic.Is_Initialized());
     EXPECT_EQ(All(), Call("Initialize_Mime") + Data("Initialize_Mime", "MIME magic is not initialized.\n"));
-}
-
-TEST_F(Construction, ServicesAreSharedNotCopied) {
-    const auto owners = os.use_count();
-    {
-        const CFileCache fresh(os);
-        EXPECT_EQ(os.use_count(), owners + 1);
-        const CFileCache copy(fresh);
-        EXPECT_EQ(os.use_count(), owners + 2);
-    }
-    EXPECT_EQ(os.use_count(), owners);
 }
 
 TEST_F(Construction, ACopyHasEveryMemberAndTracesNothing) {
@@ -152,15 +133,6 @@ TEST_F(Construction, ACopyHasEveryMemberAndTracesNothing) {
     Expect_Filled(copy);
     Expect_Filled(cache);
     EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Construction, ACopyOfAnUninitialisedDetectorIsUninitialised) {
-    g_services.magic_loads = false;
-    const CFileCache fresh(os);
-    const CFileCache copy(fresh);
-    EXPECT_FALSE(copy.m_Magic.Is_Initialized());
-    cache = fresh;
-    EXPECT_FALSE(cache.m_Magic.Is_Initialized());
 }
 
 TEST_F(Construction, ACopyLeadsALifeOfItsOwn) {
@@ -223,10 +195,14 @@ TEST_F(Construction, DestructionSavesNothingDeletesNothingAndTracesNothing) {
     EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
 }
 
-TEST_F(Construction, DestructionWorksThroughTheInterface) {
+TEST_F(Construction, ServicesAreSharedUntilDestructionThroughTheInterface) {
     const auto owners = os.use_count();
     std::unique_ptr<IFileCache> object = std::make_unique<CFileCache>(os);
     EXPECT_EQ(os.use_count(), owners + 1);
+    {
+        const CFileCache copy(dynamic_cast<CFileCache&>(*object));
+        EXPECT_EQ(os.use_count(), owners + 2);
+    }
     object.reset();
     EXPECT_EQ(os.use_count(), owners);
 }

@@ -41,19 +41,15 @@ TEST_F(Unread_List, LoadsAsAMissingOne) {
     EXPECT_EQ(unread, Recorded_Trace::All());
 }
 
-TEST_F(Unread_List, IsNotOverwritten) {
+TEST_F(Unread_List, IsNotOverwrittenByTheObjectNorByItsCopies) {
     cache.m_Cache_Entries["http://server/new"] = {"copy", "monday", 1};
-    EXPECT_TRUE(cache.Serialize());
-    EXPECT_EQ(Content(Metadata_Path()), Precious_List);
-}
-
-TEST_F(Unread_List, IsNotOverwrittenByCopiesOfTheObject) {
     CFileCache constructed(cache);
-    EXPECT_TRUE(constructed.Serialize());
     CFileCache assigned(os);
     assigned = cache;
-    EXPECT_TRUE(assigned.Serialize());
-    EXPECT_EQ(Content(Metadata_Path()), Precious_List);
+    for (CFileCache* const object : {&cache, &constructed, &assigned}) {
+        EXPECT_TRUE(object->Serialize());
+        EXPECT_EQ(Content(Metadata_Path()), Precious_List);
+    }
 }
 
 TEST_F(Unread_List, LeavesTheSweepNothingToFind) {
@@ -133,12 +129,18 @@ TEST_F(Marks, AreSetWithTheDirectory) {
     EXPECT_EQ(g_services.marks_ended, 0);
 }
 
-TEST_F(Marks, EndWithANewDirectory) {
+TEST_F(Marks, EndWithANewDirectoryOrTheAssignmentOfAnObjectWithoutOne) {
+    const CFileCache empty(os);
     std::filesystem::create_directory(In_Cache("next"));
     cache.Set_Cache_Directory(cache_directory);
+    const CFileCache& itself = cache;
+    cache = itself;
+    EXPECT_EQ(g_services.marks_ended, 0);
     cache.Set_Cache_Directory(In_Cache("next"));
     EXPECT_THAT(g_services.marked_directories, ElementsAre(cache_directory, In_Cache("next")));
     EXPECT_EQ(g_services.marks_ended, 1);
+    cache = empty;
+    EXPECT_EQ(g_services.marks_ended, 2);
 }
 
 TEST_F(Marks, EndWithTheLastObjectThatHasTheDirectory) {
@@ -155,38 +157,18 @@ TEST_F(Marks, EndWithTheLastObjectThatHasTheDirectory) {
     EXPECT_EQ(g_services.marked_directories.size(), 1U);
 }
 
-TEST_F(Marks, EndWithAnAssignmentFromAnObjectWithoutDirectory) {
-    CFileCache empty(os);
-    cache.Set_Cache_Directory(cache_directory);
-    cache = empty;
-    EXPECT_EQ(g_services.marks_ended, 1);
-}
-
-TEST_F(Marks, SurviveAnAssignmentToItself) {
-    cache.Set_Cache_Directory(cache_directory);
-    const CFileCache& itself = cache;
-    cache = itself;
-    EXPECT_EQ(g_services.marks_ended, 0);
-}
-
 TEST_F(Marks, AreNotSetByLooksIntoADirectory) {
     const Cache_Inspection inspection(cache_directory, os);
     EXPECT_THAT(g_services.marked_directories, IsEmpty());
 }
 
-TEST_F(Marks, OfAnotherProcessLeaveTheSweepNothingToFind) {
+TEST_F(Marks, OfAnotherProcessLeaveTheSweepNothingToFindButThePurgeItsFiles) {
     g_services.other_processes = {{17, "pad"}};
     os->on_find = [](const std::string&) { return std::vector<std::string>{"found"}; };
     Use_Cache_Directory();
     cache.Cleanup_Obsolete_Cached_Files();
     EXPECT_THAT(os->calls, IsEmpty());
     EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
-}
-
-TEST_F(Marks, OfAnotherProcessDoNotKeepThePurgeFromItsFiles) {
-    g_services.other_processes = {{17, "pad"}};
-    os->on_find = [](const std::string&) { return std::vector<std::string>{"found"}; };
-    Use_Cache_Directory();
     EXPECT_TRUE(cache.Purge_Cache_Folder());
     EXPECT_THAT(os->calls, Contains(StartsWith("Delete_File(")));
 }

@@ -27,6 +27,20 @@ protected:
     static Lines Is_Local(const std::string& kind, const std::string& path) {
         return Expected("is_local_" + kind, {{"url", path}});
     }
+    /// A removal that fails, or finds no copy, and says so.
+    static Lines Ended(const std::string& url, const std::string& copy, const Records& said, bool result) {
+        return Begin(url, copy, "m" + url) + (copy.empty() ? Lines() : Is_Local("path", copy)) + said +
+               Return(method, result ? "true" : "false");
+    }
+    static Records Gone(const std::string& url, const std::string& copy) {
+        return Data(method, "File already deleted, url = '" + url + "', cached_file = '" + copy + "'.\n");
+    }
+    static Records Not_Deleted(const std::string& url, const std::string& copy) {
+        return Warning(method, "File could not be deleted, url = '" + url + "', cached_file = '" + copy + "'.\n");
+    }
+    static Records Unnamed(const std::string& url) {
+        return Bug() + Error(method, "Empty cached file names not expected, url = '" + url + "'.\n");
+    }
     static Records Next(const std::string& url, const std::string& entry) {
         return Data("Clear", "Next file cache entry: " + url + " / " + entry + "\n");
     }
@@ -58,27 +72,21 @@ TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntry) {
 
 TEST_F(Entry_Removal, OfAnEntryWhoseCopyIsGoneSucceeds) {
     const std::string copy = In_Cache("gone.txt");
-    cache.m_Cache_Entries["u"] = {copy, "m", 1};
+    cache.m_Cache_Entries["u"] = {copy, "mu", 1};
     EXPECT_TRUE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Begin("u", copy, "m") + Is_Local("path", copy) +
-                     Data(method, "File already deleted, url = 'u', cached_file = '" + copy + "'.\n") +
-                     Return(method, "true"),
-                 All());
+    Expect_Lines(Ended("u", copy, Gone("u", copy), true), All());
     EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
     EXPECT_THAT(Urls(), IsEmpty());
 }
 
 TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
     os->on_delete_file = [](const std::string&) { return false; };
-    const std::string copy = Cache_Copy("u", "a.txt", "m", 7);
+    const std::string copy = Cache_Copy("u", "a.txt", "mu", 7);
     EXPECT_FALSE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Begin("u", copy, "m") + Is_Local("path", copy) +
-                     Warning(method, "File could not be deleted, url = 'u', cached_file = '" + copy + "'.\n") +
-                     Return(method, "false"),
-                 All());
+    Expect_Lines(Ended("u", copy, Not_Deleted("u", copy), false), All());
     ASSERT_THAT(Urls(), ElementsAre("u"));
     EXPECT_EQ(cache.m_Cache_Entries["u"].cached_file, copy);
-    EXPECT_EQ(cache.m_Cache_Entries["u"].last_modified, "m");
+    EXPECT_EQ(cache.m_Cache_Entries["u"].last_modified, "mu");
     EXPECT_EQ(cache.m_Cache_Entries["u"].last_checked_remotely, 7U);
 
     os->on_delete_file = nullptr;
@@ -87,11 +95,9 @@ TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
 }
 
 TEST_F(Entry_Removal, DropsAnEntryWithoutCopyAndFails) {
-    cache.m_Cache_Entries["u"] = {"", "m", 1};
+    cache.m_Cache_Entries["u"] = {"", "mu", 1};
     EXPECT_FALSE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Begin("u", "", "m") + Bug() + Error(method, "Empty cached file names not expected, url = 'u'.\n") +
-                     Return(method, "false"),
-                 All());
+    Expect_Lines(Ended("u", "", Unnamed("u"), false), All());
     EXPECT_THAT(os->calls, IsEmpty());
     EXPECT_THAT(Urls(), IsEmpty());
 }
@@ -114,14 +120,6 @@ TEST_F(Entry_Removal, NotesACopyOnARemoteDriveAndGoesOn) {
     EXPECT_THAT(Urls(), IsEmpty());
 }
 
-TEST_F(Entry_Removal, DoesNotRewriteTheMetadataFile) {
-    Cache_Copy("u", "a.txt", "m", 1);
-    cache.Serialize();
-    const std::string metadata = Content(Metadata_Path());
-    cache.Remove_From_Cache("u");
-    EXPECT_EQ(Content(Metadata_Path()), metadata);
-}
-
 TEST_F(Entry_Removal, AcceptsTheKeyOfTheEntryItself) {
     Cache_Copy("http://server/a-key-too-long-for-a-small-buffer", "a.txt", "m", 1);
     EXPECT_TRUE(cache.Remove_From_Cache(cache.m_Cache_Entries.begin()->first));
@@ -132,16 +130,14 @@ TEST_F(Entry_Removal, AcceptsTheKeyOfTheEntryItself) {
 
 class Clearing : public Entry_Removal {};
 
-TEST_F(Clearing, AnEmptyCacheTracesCallAndResultAlone) {
-    EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(All(), Call("Clear") + Return("Clear", "true"));
-    EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Clearing, WithoutACacheDirectorySucceeds) {
-    cache.m_Cache_Directory.clear();
-    EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(All(), Call("Clear") + Return("Clear", "true"));
+TEST_F(Clearing, OfAnEmptyCacheTracesCallAndResultAlone) {
+    for (const std::string& set_directory : {cache_directory, std::string()}) {
+        Forget();
+        cache.m_Cache_Directory = set_directory;
+        EXPECT_TRUE(cache.Clear());
+        EXPECT_EQ(All(), Call("Clear") + Return("Clear", "true"));
+        EXPECT_THAT(os->calls, IsEmpty());
+    }
 }
 
 TEST_F(Clearing, RemovesEveryEntryInTheOrderOfTheUrls) {
@@ -158,32 +154,21 @@ TEST_F(Clearing, RemovesEveryEntryInTheOrderOfTheUrls) {
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
-TEST_F(Clearing, KeepsOnlyWhatCannotBeDeleted) {
-    const std::string a = Cache_Copy("a", "a.txt", "ma", 1);
+TEST_F(Clearing, KeepsOnlyWhatCannotBeDeletedAndFailsForAnEntryWithoutCopy) {
+    cache.m_Cache_Entries["a"] = {"", "ma", 1};
     const std::string b = Cache_Copy("b", "b.txt", "mb", 2);
     const std::string c = Cache_Copy("c", "c.txt", "mc", 3);
     os->on_delete_file = [&](const std::string& path) { return path != b && std::filesystem::remove(path); };
+    const auto not_removed = [](const std::string& url, const std::string& entry) {
+        return Error("Clear", "Entry could not be removed from file cache: " + url + " / " + entry + "\n");
+    };
     EXPECT_FALSE(cache.Clear());
-    Expect_Lines(Call("Clear") + Next("a", Entry_Text(a, "ma")) + Removed("a", a, "ma") +
-                     Next("b", Entry_Text(b, "mb")) + Begin("b", b, "mb") + Is_Local("path", b) +
-                     Warning(method, "File could not be deleted, url = 'b', cached_file = '" + b + "'.\n") +
-                     Return(method, "false") +
-                     Error("Clear", "Entry could not be removed from file cache: b / " + Entry_Text(b, "mb") + "\n") +
+    Expect_Lines(Call("Clear") + Next("a", Entry_Text("", "ma")) + Ended("a", "", Unnamed("a"), false) +
+                     not_removed("a", Entry_Text("", "ma")) + Next("b", Entry_Text(b, "mb")) +
+                     Ended("b", b, Not_Deleted("b", b), false) + not_removed("b", Entry_Text(b, "mb")) +
                      Next("c", Entry_Text(c, "mc")) + Removed("c", c, "mc") + Return("Clear", "false"),
                  All());
     EXPECT_THAT(Urls(), ElementsAre("b"));
-}
-
-TEST_F(Clearing, FailsForAnEntryWithoutCopyButDropsIt) {
-    cache.m_Cache_Entries["a"] = {"", "ma", 1};
-    const std::string b = Cache_Copy("b", "b.txt", "mb", 2);
-    EXPECT_FALSE(cache.Clear());
-    Expect_Lines(Call("Clear") + Next("a", Entry_Text("", "ma")) + Begin("a", "", "ma") + Bug() +
-                     Error(method, "Empty cached file names not expected, url = 'a'.\n") + Return(method, "false") +
-                     Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text("", "ma") + "\n") +
-                     Next("b", Entry_Text(b, "mb")) + Removed("b", b, "mb") + Return("Clear", "false"),
-                 All());
-    EXPECT_THAT(Urls(), IsEmpty());
 }
 
 TEST_F(Clearing, VisitsEachEntryOnceWhenNothingCanBeDeleted) {
@@ -196,12 +181,16 @@ TEST_F(Clearing, VisitsEachEntryOnceWhenNothingCanBeDeleted) {
     EXPECT_EQ(Urls().size(), 5U);
 }
 
-TEST_F(Clearing, LeavesTheMetadataFileToTheNextLoad) {
+TEST_F(Clearing, LeavesTheMetadataFileAndFilesWithoutEntryAlone) {
+    const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "stray");
     const std::string copy = Cache_Copy("http://server/a", "a.txt", "m", 1);
     cache.Serialize();
     const std::string metadata = Content(Metadata_Path());
     EXPECT_TRUE(cache.Clear());
     EXPECT_EQ(Content(Metadata_Path()), metadata);
+    EXPECT_EQ(Content(stray), "stray");
+    EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
+    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
 
     Forget();
     EXPECT_TRUE(cache.Deserialize());
@@ -209,15 +198,6 @@ TEST_F(Clearing, LeavesTheMetadataFileToTheNextLoad) {
     EXPECT_EQ(Above_Additional_Data(),
               Warning("Deserialize", "Cached file does not exist. Entry ignored: entry #0, URL='http://server/a', " +
                                          Entry_Text(copy, "m") + "\n"));
-}
-
-TEST_F(Clearing, LeavesFilesWithoutEntryAndTheDirectoryAlone) {
-    const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "stray");
-    Cache_Copy("u", "a.txt", "m", 1);
-    EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(Content(stray), "stray");
-    EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
-    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
 }
 
 // The records as they are written: who, where, what
@@ -241,12 +221,10 @@ TEST_F(Clearing, IsSilentBelowTheLevelOfItsRecords) {
     const Records error =
         Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text(copy, "m") + "\n");
     const Records warning = Warning(method, "File could not be deleted, url = 'a', cached_file = '" + copy + "'.\n");
-    const std::vector<std::pair<QELPCTRC_LEVEL, Records>> levels = {
-        {QELPCTRC_OFF, {}},
-        {QELPCTRC_ERROR, error},
-        {QELPCTRC_WARNING, warning + error},
-        {QELPCTRC_DEVELOPER_NOTE, warning + error},
-    };
+    const std::pair<QELPCTRC_LEVEL, Records> levels[] = {{QELPCTRC_OFF, {}},
+                                                         {QELPCTRC_ERROR, error},
+                                                         {QELPCTRC_WARNING, warning + error},
+                                                         {QELPCTRC_DEVELOPER_NOTE, warning + error}};
     for (const auto& [level, expected] : levels) {
         QEL::FrontEnd::FileCache::Set_Trace_Level(level);
         Recorded_Trace::Forget();
