@@ -74,13 +74,9 @@ TEST_F(File_Share_Copy, CopiesTheFileAndRecordsTheEntry) {
                          std::to_string(os->current_time), Copy_Path(), share}));
 }
 
-TEST_F(File_Share_Copy, TracesEachStepInOrder) {
+TEST_F(File_Share_Copy, AsksTheServicesAndTracesEachStepInOrder) {
     Fetch();
     Expect_Records("share_copy");
-}
-
-TEST_F(File_Share_Copy, AsksTheServicesInThisOrder) {
-    Fetch();
     EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
                                      "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)",
                                      "File_Exists(" + Copy_Path() + ")"));
@@ -134,25 +130,17 @@ TEST_F(File_Share_Copy, WritesTheTimeAsPlainDecimalsAndTracesItsLowHalf) {
     }
 }
 
-TEST_F(File_Share_Copy, TakesTheTimeOnceAndBeforeTheCopy) {
+TEST_F(File_Share_Copy, TakesTheTimeOnceBeforeTheCopyWhichAnyResultButZeroMakesASuccess) {
     os->on_copy_file = [this](const std::string&, const std::string& to, int) {
         os->current_time += 5;
         Write_File(to, source);
-        return 1;
-    };
-    const std::uint64_t before_the_copy = os->current_time;
-    Fetch();
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, before_the_copy);
-    EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 1U);
-}
-
-TEST_F(File_Share_Copy, AnyResultButZeroIsASuccessfulCopy) {
-    os->on_copy_file = [this](const std::string&, const std::string& to, int) {
-        Write_File(to, source);
         return -1;
     };
+    const std::uint64_t before_the_copy = os->current_time;
     EXPECT_EQ(Fetch(), Copy_Path());
     EXPECT_FALSE(download_error);
+    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, before_the_copy);
+    EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 1U);
 }
 
 TEST_F(File_Share_Copy, TakesAPathOnADriveThatIsNoFixedDisk) {
@@ -185,12 +173,6 @@ TEST_F(File_Share_Copy, RefusesALocalPathAndAnInternetUrl) {
             Expect_Nothing_Kept();
         }
     }
-}
-
-TEST_F(File_Share_Copy, DoesNotTestAgainThatItIsAShare) {
-    os->on_stat_file = nullptr;
-    EXPECT_EQ(Fetch("file:///C:/landscape.xml"), "");
-    EXPECT_EQ(os->Calls_Of("Copy_File"), 1U);
 }
 
 TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
@@ -229,15 +211,8 @@ TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExamined) {
     }
 }
 
-TEST_F(File_Share_Copy, AnyResultButZeroIsAFailedExamination) {
-    stat_error = -1;
-    Fetch();
-    EXPECT_EQ(cache.m_errFileShareDownLoad, 1);
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
-}
-
 TEST_F(File_Share_Copy, AFailedCopyOutweighsAFailedExamination) {
-    stat_error = 5;
+    stat_error = -1;
     copy_fails = true;
     EXPECT_EQ(Fetch(), "");
     EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
@@ -246,20 +221,41 @@ TEST_F(File_Share_Copy, AFailedCopyOutweighsAFailedExamination) {
 
 // A copy that fails
 
-TEST_F(File_Share_Copy, AFailedCopyKeepsNothing) {
+/// What a failed copy says, and that it keeps nothing but the older copy, if there is one.
+class File_Share_Copy_Failure : public File_Share_Copy {
+protected:
+    void Expect_Failure(int code, const Records& said, const std::string& last_call) {
+        for (const bool before : {false, true}) {
+            EXPECT_EQ(Fetch_After(before, 0), "");
+            Expect_Error(true, code);
+            Expect_Lines(Examined() + said + Returned_Nothing(), All());
+            EXPECT_EQ(os->calls.back(), last_call);
+            Expect_Nothing_Kept();
+        }
+        const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
+        EXPECT_EQ(Fetch_After(false, 0), "");
+        EXPECT_EQ(Content(old_copy), "old");
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
+        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, 1U);
+    }
+};
+
+TEST_F(File_Share_Copy_Failure, OfTheSystem) {
     copy_fails = true;
     g_services.last_error = 64;
-    for (const bool before : {false, true}) {
-        EXPECT_EQ(Fetch_After(before, 0), "");
-        Expect_Error(true, 2);
-        Expect_Lines(Examined() +
-                         Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" + Copy_Path() +
-                                              "' , GetLastError returned 64.\n") +
-                         Returned_Nothing(),
-                     All());
-        EXPECT_EQ(os->calls.back(), "Copy_File(" + share + ", " + Copy_Path() + ", 1)");
-        Expect_Nothing_Kept();
-    }
+    Expect_Failure(2,
+                   Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" + Copy_Path() +
+                                        "' , GetLastError returned 64.\n"),
+                   "Copy_File(" + share + ", " + Copy_Path() + ", 1)");
+}
+
+TEST_F(File_Share_Copy_Failure, OfACopyThatIsNotThere) {
+    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
+    g_services.last_error = 0xFFFFFFFF;
+    Expect_Failure(4,
+                   Bug() + Error(s_copying, "Copy file succeeded but the target still does not exist? URL: '" + share +
+                                                "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n"),
+                   "File_Exists(" + Copy_Path() + ")");
 }
 
 TEST_F(File_Share_Copy, SaysWhyTheServerWasNotAsked) {
@@ -298,15 +294,6 @@ TEST_F(File_Share_Copy, RaisesTheFailureOfALock) {
     EXPECT_THROW(Fetch(), std::system_error);
 }
 
-TEST_F(File_Share_Copy, AFailedCopyLeavesTheOlderOneAlone) {
-    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
-    copy_fails = true;
-    EXPECT_EQ(Fetch(), "");
-    EXPECT_EQ(Content(old_copy), "old");
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, 1U);
-}
-
 TEST_F(File_Share_Copy, ACopyThatCannotBeNamedIsAFailedCopy) {
     const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
     g_services.uuid_throws = true;
@@ -329,30 +316,6 @@ TEST_F(File_Share_Copy, NeverOverwritesAnExistingFile) {
     EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
     EXPECT_EQ(Content(Copy_Path()), "somebody else's");
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-}
-
-TEST_F(File_Share_Copy, ACopyThatIsNotThereKeepsNothing) {
-    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
-    g_services.last_error = 0xFFFFFFFF;
-    for (const bool before : {false, true}) {
-        EXPECT_EQ(Fetch_After(before, 0), "");
-        Expect_Error(true, 4);
-        Expect_Lines(Examined() + Bug() +
-                         Error(s_copying, "Copy file succeeded but the target still does not exist? URL: '" + share +
-                                              "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n") +
-                         Returned_Nothing(),
-                     All());
-        EXPECT_EQ(os->calls.back(), "File_Exists(" + Copy_Path() + ")");
-        Expect_Nothing_Kept();
-    }
-}
-
-TEST_F(File_Share_Copy, ACopyThatIsNotThereLeavesTheOlderOneAlone) {
-    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
-    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
-    EXPECT_EQ(Fetch(), "");
-    EXPECT_EQ(Content(old_copy), "old");
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
 }
 
 } // namespace
