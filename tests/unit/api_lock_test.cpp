@@ -48,51 +48,36 @@ protected:
     }
 };
 
-TEST_F(Api_Lock, IsHeldForTheWholeOfSettingTheDirectory) {
-    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(""); });
-    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(In_Cache("missing")); });
-    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(cache_directory); });
-    Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(cache_directory); });
+TEST_F(Api_Lock, IsHeldForTheWholeOfEachOperation) {
+    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
+    for (const std::string& path : {std::string(), In_Cache("missing"), cache_directory, cache_directory}) {
+        Expect_Locked_Throughout([&] { cache.Set_Cache_Directory(path); });
+    }
+    Cache_Copy("http://server/a", "a.txt", "", 0);
+    Expect_Locked_Throughout([&] { cache.Clear(); });
+    Expect_Locked_Throughout([&] { cache.Clear(); });
+    Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "");
+    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
+    os->on_directory_exists = [](const std::string&) { return false; };
+    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
 }
 
 TEST_F(Api_Lock, IsHeldForTheWholeOfALookup) {
     os->expiry_minutes = 60;
     Expect_Locked_Throughout([&] { Get("http://server/too-early.xml"); });
     Use_Cache_Directory();
-    Expect_Locked_Throughout([&] { Get("http://server/file.xml"); });
-    Expect_Locked_Throughout([&] { Get("http://server/file.xml"); });
-    Expect_Locked_Throughout([&] { Get(In_Cache("missing.xml")); });
-    Expect_Locked_Throughout([&] { Get(Write_File(In_Cache("local.xml"), "")); });
-    Expect_Locked_Throughout([&] { Get("file:unsupported"); });
+    bool held = false;
+    g_services.requests[0].during_send = [&] { held = Api_Lock_Is_Held(); };
+    for (const std::string& request : {std::string("http://server/file.xml"), std::string("http://server/file.xml"),
+                                       In_Cache("missing.xml"), Write_File(In_Cache("local.xml"), ""),
+                                       std::string("file:unsupported"), std::string("\\\\server\\share\\file.xml")}) {
+        Expect_Locked_Throughout([&] { Get(request); });
+    }
+    EXPECT_TRUE(held) << "while a request is sent";
     Expect_Locked_Throughout([&] { cache.Get_Cached_File("http://server/other.xml"); });
-    Expect_Locked_Throughout([&] { Get("\\\\server\\share\\file.xml"); });
     g_services.on_path_exists = [](const std::string&) { return true; };
     g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
     Expect_Locked_Throughout([&] { Get("\\\\server\\share\\file.xml", 201); });
-}
-
-TEST_F(Api_Lock, IsHeldWhileARequestIsSent) {
-    Use_Cache_Directory();
-    bool held = false;
-    g_services.requests[0].during_send = [&] { held = Api_Lock_Is_Held(); };
-    Get("http://server/file.xml");
-    EXPECT_TRUE(held);
-}
-
-TEST_F(Api_Lock, IsHeldForTheWholeOfClearing) {
-    Use_Cache_Directory();
-    Cache_Copy("http://server/a", "a.txt", "", 0);
-    Expect_Locked_Throughout([&] { cache.Clear(); });
-    Expect_Locked_Throughout([&] { cache.Clear(); });
-}
-
-TEST_F(Api_Lock, IsHeldForTheWholeOfPurging) {
-    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
-    Use_Cache_Directory();
-    Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "");
-    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
-    os->on_directory_exists = [](const std::string&) { return false; };
-    Expect_Locked_Throughout([&] { cache.Purge_Cache_Folder(); });
 }
 
 TEST_F(Api_Lock, IsFreeAfterAnExceptionOfTheHostsServices) {

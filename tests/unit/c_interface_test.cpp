@@ -110,6 +110,9 @@ TEST_F(C_Interface, CopiesThePathWithItsEnd) {
     EXPECT_STREQ(buffer.data(), "/c/a.xml");
     EXPECT_EQ(needed, 9);
     EXPECT_EQ(buffer[9], '#');
+    EXPECT_EQ(download_error, 0);
+    EXPECT_EQ(http_error, QELFILECACHE_NOT_ASKED);
+    EXPECT_EQ(file_share_error, QELFILECACHE_NOT_ASKED);
 }
 
 TEST_F(C_Interface, CutsNoPathAndKeepsItForTheNextCall) {
@@ -125,7 +128,7 @@ TEST_F(C_Interface, CutsNoPathAndKeepsItForTheNextCall) {
     EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
 }
 
-TEST_F(C_Interface, TellsTheSizeWithoutABuffer) {
+TEST_F(C_Interface, NeedsNeitherABufferNorPlacesForTheCodes) {
     Expect_Request().WillOnce(Return("/c/a.xml"));
     EXPECT_EQ(qelfilecache_get(handle, "http://server/a", 213, nullptr, 0, &needed, nullptr, nullptr, nullptr),
               QELFILECACHE_BUFFER_TOO_SMALL);
@@ -143,14 +146,6 @@ TEST_F(C_Interface, SaysThatThereIsNoFile) {
     EXPECT_EQ(http_error, 2);
     EXPECT_EQ(file_share_error, QELFILECACHE_NOT_ASKED);
     EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, &needed), QELFILECACHE_NO_FILE);
-}
-
-TEST_F(C_Interface, MarksTheCodesThatARequestDidNotComeTo) {
-    Expect_Request().WillOnce(Return("/c/a.xml"));
-    Get(buffer.size());
-    EXPECT_EQ(download_error, 0);
-    EXPECT_EQ(http_error, QELFILECACHE_NOT_ASKED);
-    EXPECT_EQ(file_share_error, QELFILECACHE_NOT_ASKED);
 }
 
 TEST_F(C_Interface, HasNoPathBeforeTheFirstRequest) {
@@ -195,14 +190,13 @@ TEST_F(C_Interface, LetsNoExceptionOfAnyOperationOut) {
 
 TEST_F(C_Interface, HandsRefusalsOn) {
     EXPECT_CALL(*cache, Set_Cache_Directory("/c")).WillOnce(Return(true)).WillOnce(Return(false));
-    EXPECT_EQ(qelfilecache_set_directory(handle, "/c"), QELFILECACHE_OK);
-    EXPECT_EQ(qelfilecache_set_directory(handle, "/c"), QELFILECACHE_REFUSED);
     EXPECT_CALL(*cache, Clear()).WillOnce(Return(true)).WillOnce(Return(false));
-    EXPECT_EQ(qelfilecache_clear(handle), QELFILECACHE_OK);
-    EXPECT_EQ(qelfilecache_clear(handle), QELFILECACHE_REFUSED);
     EXPECT_CALL(*cache, Purge_Cache_Folder()).WillOnce(Return(true)).WillOnce(Return(false));
-    EXPECT_EQ(qelfilecache_purge(handle), QELFILECACHE_OK);
-    EXPECT_EQ(qelfilecache_purge(handle), QELFILECACHE_REFUSED);
+    for (const int code : {QELFILECACHE_OK, QELFILECACHE_REFUSED}) {
+        EXPECT_EQ(qelfilecache_set_directory(handle, "/c"), code);
+        EXPECT_EQ(qelfilecache_clear(handle), code);
+        EXPECT_EQ(qelfilecache_purge(handle), code);
+    }
 }
 
 TEST_F(C_Interface, KeepsTheErrorInfoOfItsRequest) {
@@ -227,10 +221,13 @@ TEST_F(C_Interface, DoesNotWaitForAnotherRequestWhenItsOwnIsAnswered) {
 }
 
 TEST_F(C_Interface, AnswersARequestWhoseErrorInfoCannotBeHad) {
-    Expect_Request().WillOnce(Return("/c/a.xml"));
-    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce(Throw(No_Memory));
+    Expect_Request().WillRepeatedly(Return("/c/a.xml"));
+    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce(Return("earlier")).WillOnce(Throw(No_Memory));
+    Get(buffer.size());
     EXPECT_EQ(Get(buffer.size()), QELFILECACHE_OK);
     EXPECT_STREQ(buffer.data(), "/c/a.xml");
+    EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "");
 }
 
 TEST_F(C_Interface, HandsOutTheSeparator) {
@@ -251,25 +248,29 @@ TEST_F(C_Interface, SetsTheTraceLevelsThatExist) {
 
 TEST_F(C_Interface, RefusesWhatIsNotThere) {
     EXPECT_CALL(*cache, Get_Cached_File_and_Status).Times(0);
-    EXPECT_EQ(qelfilecache_open(nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_set_directory(nullptr, "/c"), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_set_directory(handle, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_get(nullptr, "a", 213, buffer.data(), buffer.size(), &needed, nullptr, nullptr, nullptr),
+    EXPECT_EQ(qelfilecache_get(nullptr, "a", 213, buffer.data(), buffer.size(), &needed, &download_error, &http_error,
+                               &file_share_error),
               QELFILECACHE_BAD_ARGUMENT);
     EXPECT_EQ(needed, 0);
     EXPECT_STREQ(buffer.data(), "");
-    EXPECT_EQ(qelfilecache_get(handle, nullptr, 213, buffer.data(), buffer.size(), nullptr, nullptr, nullptr, nullptr),
-              QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_get(handle, "a", 213, nullptr, 1, nullptr, nullptr, nullptr, nullptr),
-              QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_last_path(nullptr, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 1, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_error_info(nullptr, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_error_info(handle, nullptr, 1, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_message_separator(nullptr, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_message_separator(handle, nullptr, 1, nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_clear(nullptr), QELFILECACHE_BAD_ARGUMENT);
-    EXPECT_EQ(qelfilecache_purge(nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(download_error, 0);
+    EXPECT_EQ(http_error, QELFILECACHE_NOT_ASKED);
+    EXPECT_EQ(file_share_error, QELFILECACHE_NOT_ASKED);
+    const int codes[] = {
+        qelfilecache_open(nullptr),
+        qelfilecache_set_directory(nullptr, "/c"),
+        qelfilecache_set_directory(handle, nullptr),
+        qelfilecache_get(handle, nullptr, 213, buffer.data(), buffer.size(), nullptr, nullptr, nullptr, nullptr),
+        qelfilecache_get(handle, "a", 213, nullptr, 1, nullptr, nullptr, nullptr, nullptr),
+        qelfilecache_last_path(nullptr, nullptr, 0, nullptr),
+        qelfilecache_last_path(handle, nullptr, 1, nullptr),
+        qelfilecache_error_info(nullptr, nullptr, 0, nullptr),
+        qelfilecache_error_info(handle, nullptr, 1, nullptr),
+        qelfilecache_message_separator(nullptr, nullptr, 0, nullptr),
+        qelfilecache_message_separator(handle, nullptr, 1, nullptr),
+        qelfilecache_clear(nullptr),
+        qelfilecache_purge(nullptr)};
+    EXPECT_THAT(codes, Each(QELFILECACHE_BAD_ARGUMENT));
     qelfilecache_close(nullptr);
 }
 

@@ -4,7 +4,6 @@
 #include "filecache/inspection/Read_Only_OS_Wrapper.h"
 #include "tests/unit/support/Http_Fixture.h"
 
-#include <map>
 #include <ostream>
 
 using QEL::FrontEnd::FileCache::Cache_Inspection;
@@ -48,15 +47,6 @@ protected:
         return inspection.Ask_Remote_Side(inspection.Explain(url));
     }
 
-    /// Name, time of change and bytes of every file in the cache directory.
-    std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> Everything_On_Disk() const {
-        std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> files;
-        for (const auto& file : std::filesystem::directory_iterator(directory)) {
-            files[file.path().filename().string()] = {file.last_write_time(), Content(file.path().string())};
-        }
-        return files;
-    }
-
     std::string copy;
 };
 
@@ -85,13 +75,14 @@ TEST_F(Inspection, KeepsEntriesWhoseCopyIsGone) {
     EXPECT_FALSE(inspection.Explain("https://server/gone.xml").entry->copy_exists);
 }
 
-TEST_F(Inspection, NamesTheCopiesThatTheSweepWouldDelete) {
-    const std::string stray = Write_File(In_Cache("01234567-89ab-cdef-0123-456789abcdef.xml"), "");
-    Write_File(In_Cache("notes.txt"), "");
-    EXPECT_THAT(Open().Unreferenced_Copies(), ElementsAre(stray));
+TEST_F(Inspection, NamesTheCopiesThatTheSweepWouldDeleteInOrder) {
+    const std::string names[] = {"01234567-89ab-cdef-0123-456789abcde1.xml",
+                                 "01234567-89ab-cdef-0123-456789abcde0.xml"};
+    os->on_find = [&](const std::string&) { return std::vector<std::string>{names[0], names[1], uuid + ".xml"}; };
+    EXPECT_THAT(Open().Unreferenced_Copies(), ElementsAre(In_Cache(names[1]), In_Cache(names[0])));
     EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
-    cache.Delete_Cached_Files(true);
-    EXPECT_THAT(Open().Unreferenced_Copies(), IsEmpty());
+    EXPECT_EQ(os->Calls_Of("FindClose"), 1U);
+    EXPECT_EQ(Open().Now(), os->current_time);
 }
 
 TEST_F(Inspection, TellsThatTheMetadataFileIsDamaged) {
@@ -113,17 +104,27 @@ TEST_F(Inspection, OfAMissingDirectoryFindsAnEmptyCache) {
 
 TEST_F(Inspection, TellsTheKindsApart) {
     const Cache_Inspection inspection = Open();
-    EXPECT_EQ(inspection.Explain(url).kind, Kind::Web);
-    EXPECT_EQ(inspection.Explain("\\\\server\\share\\file").kind, Kind::Share);
-    EXPECT_EQ(inspection.Explain("file://server/share/file").kind, Kind::Share);
+    for (const auto& [request, kind] : {std::pair<std::string, Kind>{url, Kind::Web},
+                                        {"\\\\server\\share\\file", Kind::Share},
+                                        {"file://server/share/file", Kind::Share},
+                                        {"file:/server", Kind::Unusable},
+                                        {"", Kind::Local},
+                                        {copy, Kind::Local}}) {
+        EXPECT_EQ(inspection.Explain(request).kind, kind) << request;
+    }
     EXPECT_EQ(inspection.Explain("file://server/share/file").normalised, "\\\\server\\share\\file");
-    EXPECT_EQ(inspection.Explain("file:/server").kind, Kind::Unusable);
-    EXPECT_EQ(inspection.Explain("").kind, Kind::Local);
-    EXPECT_EQ(inspection.Explain(copy).kind, Kind::Local);
     EXPECT_TRUE(inspection.Explain(copy).local_file_exists);
     EXPECT_FALSE(inspection.Explain(In_Cache("missing")).local_file_exists);
+    EXPECT_FALSE(inspection.Ask_Remote_Side(inspection.Explain(copy)).answered) << "nothing is asked for a local path";
     EXPECT_THAT(g_services.request_calls, IsEmpty());
     EXPECT_EQ(os->Calls_Of("Stat_File"), 0U);
+
+    // The type of a drive is asked for, and may change meanwhile.
+    os->on_get_drive_type = [](const std::string&) { return 4U; };
+    EXPECT_EQ(inspection.Explain("z:\\file").kind, Kind::Share);
+    os->calls.clear();
+    os->on_get_drive_type = [this](const std::string&) { return os->Calls_Of("Get_Drive_Type") == 1 ? 4U : 3U; };
+    EXPECT_EQ(inspection.Explain("z:\\file").kind, Kind::Unusable);
 }
 
 TEST_F(Inspection, KnowsWhoseCertificateErrorsAreIgnored) {
@@ -164,13 +165,11 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
         EXPECT_EQ(std::tie(settings[i].name, settings[i].value, settings[i].source, settings[i].written), expected[i]);
     }
     EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
-}
 
-TEST_F(Inspection, TellsNoTraceDirectoryWhereNoneCanBeUsed) {
-    const auto settings = Open().Settings();
-    ASSERT_EQ(settings.back().name, "TraceDirectory");
-    EXPECT_EQ(settings.back().value, "");
-    EXPECT_EQ(settings.back().source, "");
+    g_services.trace_directory.clear(); // none can be used
+    const auto trace_directory = Open().Settings()[5];
+    EXPECT_EQ(trace_directory.value, "");
+    EXPECT_EQ(trace_directory.source, "");
 }
 
 TEST_F(Inspection, AsksOnlyForTheHead) {
@@ -226,13 +225,6 @@ TEST_F(Inspection, RecordsOnlyTheTestOfTheStatus) {
     EXPECT_THAT(All(), testing::SizeIs(1));
 }
 
-TEST_F(Inspection, AsksNothingForALocalPath) {
-    const Cache_Inspection inspection = Open();
-    EXPECT_FALSE(inspection.Ask_Remote_Side(inspection.Explain(copy)).answered);
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-    EXPECT_EQ(os->Calls_Of("Stat_File"), 0U);
-}
-
 TEST_F(Inspection, TellsTheErrorNumberAndTheSystemsText) {
     Script().send = Certificate_Error;
     g_services.client.status = 12045;
@@ -242,6 +234,8 @@ TEST_F(Inspection, TellsTheErrorNumberAndTheSystemsText) {
     EXPECT_EQ(answer.error, 12045U);
     EXPECT_EQ(answer.error_text, "What the system says.");
     EXPECT_EQ(answer.second, Second::Failed);
+    g_services.cert_mode = 2;
+    EXPECT_EQ(Asked().second, Second::Failed) << "without certificate checks too";
 }
 
 TEST_F(Inspection, TakesTheNumberFromTheSecondClientWhereTheFirstNamesNone) {
@@ -275,18 +269,13 @@ TEST_F(Inspection, UsesTheSystemsServicesUnlessItIsGivenSome) {
     EXPECT_EQ(inspection.Entries().size(), 1U);
 }
 
-TEST_F(Inspection, AsksTheSystemForTheTypeOfADrive) {
-    os->fixed_disk_type = 4;
-    EXPECT_EQ(Open().Explain("z:\\file").kind, Kind::Share);
-    EXPECT_GT(os->Calls_Of("Get_Drive_Type"), 0U);
-}
-
 TEST_F(Inspection, AsksTheRequestObjectWhetherAnAddressIsValid) {
     EXPECT_TRUE(Cache_Inspection::Is_Valid("http://server/a b.xml"));
     Script().open = Result_Of(0x80072EE5);
     EXPECT_FALSE(Cache_Inspection::Is_Valid(url));
     Script().creation_fails = true;
     EXPECT_TRUE(Cache_Inspection::Is_Valid(url)) << "it cannot be asked";
+    EXPECT_THAT(g_services.request_calls, testing::Contains("Open(HEAD, " + url + ")"));
     EXPECT_THAT(g_services.request_calls, Not(testing::Contains("Send")));
     EXPECT_THAT(Recorded_Trace::All(), IsEmpty());
 }
@@ -316,25 +305,12 @@ TEST_F(Inspection, FindsWhatIsLeftInPlace) {
     EXPECT_THAT(Recorded_Trace::All(), IsEmpty());
 }
 
-TEST_F(Inspection, TellsAPathThatChangesItsKindMeanwhile) {
-    const Cache_Inspection inspection = Open();
-    os->on_get_drive_type = [this](const std::string&) { return os->Calls_Of("Get_Drive_Type") == 1 ? 4U : 3U; };
-    EXPECT_EQ(inspection.Explain("z:\\file").kind, Kind::Unusable);
-}
-
 TEST_F(Inspection, KnowsNoChangeOfWhatIsNotListed) {
     const Cache_Inspection inspection = Open();
     const Remote_Answer answer = inspection.Ask_Remote_Side(inspection.Explain("https://server/unlisted.xml"));
     EXPECT_TRUE(answer.answered);
     EXPECT_EQ(answer.last_modified, stamp);
     EXPECT_FALSE(answer.unchanged);
-}
-
-TEST_F(Inspection, TellsThatAnAttemptWithoutCertificateChecksFailedToo) {
-    Script().send = Certificate_Error;
-    g_services.cert_mode = 2;
-    g_services.client.status = 12029;
-    EXPECT_EQ(Asked().second, Second::Failed);
 }
 
 TEST(Read_Only_Services, CopyNothing) {

@@ -118,14 +118,6 @@ protected:
         Make_Up_Cache();
     }
 
-    std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> Everything_On_Disk() const {
-        std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> files;
-        for (const auto& file : std::filesystem::directory_iterator(directory)) {
-            files[file.path().filename().string()] = {file.last_write_time(), Content(file.path().string())};
-        }
-        return files;
-    }
-
     /// As the tool explains with --check.
     Explained_Request Explained() {
         g_services.requests = {head};

@@ -12,8 +12,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The bytes of a text file of this platform.
@@ -75,6 +77,15 @@ protected:
 
     /// The bytes of a file.
     static std::string Content(const std::string& path) { return QEL::Tests::Content_Of(path); }
+
+    /// Name, time of change and bytes of every file in the cache directory.
+    std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> Everything_On_Disk() const {
+        std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>> files;
+        for (const auto& file : std::filesystem::directory_iterator(directory)) {
+            files[file.path().filename().string()] = {file.last_write_time(), Content(file.path().string())};
+        }
+        return files;
+    }
 
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 
