@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <thread>
+#include <tuple>
 
 namespace QEL::Tests {
 
@@ -39,31 +40,14 @@ TEST_F(Copy, TheTargetHoldsTheSameBytes) {
     EXPECT_THAT(scratch.Names(), ElementsAre("source.bin", "target.bin"));
 }
 
-TEST_F(Copy, AnEmptyFileIsCopied) {
-    EXPECT_TRUE(Copies(scratch.Write("source", ""), scratch / "target"));
-    EXPECT_EQ(std::filesystem::file_size(scratch / "target"), 0u);
-}
-
-TEST_F(Copy, AnExistingTargetIsLeftUntouched) {
-    const std::string source = scratch.Write("source", "new");
-    const std::string target = scratch.Write("target", "old");
-    EXPECT_FALSE(Copies(source, target));
-    EXPECT_EQ(Get_Last_Error(), 80u);
-    EXPECT_EQ(Content_Of(target), "old");
-    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
-}
-
-TEST_F(Copy, AnyFlagButZeroKeepsAnExistingTarget) {
-    const std::string source = scratch.Write("source", "new");
-    const std::string target = scratch.Write("target", "old");
-    EXPECT_FALSE(Copies(source, target, -1));
-    EXPECT_FALSE(Copies(source, target, 2));
-    EXPECT_EQ(Content_Of(target), "old");
-}
-
-TEST_F(Copy, WithoutTheFlagAnExistingTargetIsReplaced) {
+TEST_F(Copy, AnExistingTargetIsLeftUntouchedByAnyFlagButZero) {
     const std::string source = scratch.Write("source", "new");
     const std::string target = scratch.Write("target", "old, and longer than the new one");
+    for (const int flag : {1, -1, 2}) {
+        EXPECT_FALSE(Copies(source, target, flag));
+        EXPECT_EQ(Get_Last_Error(), 80u);
+        EXPECT_EQ(Content_Of(target), "old, and longer than the new one");
+    }
     EXPECT_TRUE(Copies(source, target, 0));
     EXPECT_EQ(Content_Of(target), "new");
     EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
@@ -72,24 +56,19 @@ TEST_F(Copy, WithoutTheFlagAnExistingTargetIsReplaced) {
 TEST_F(Copy, WithoutTheFlagAMissingTargetIsCreated) {
     EXPECT_TRUE(Copies(scratch.Write("source", "new"), scratch / "target", 0));
     EXPECT_EQ(Content_Of(scratch / "target"), "new");
+    EXPECT_TRUE(Copies(scratch.Write("source", ""), scratch / "empty"));
+    EXPECT_EQ(std::filesystem::file_size(scratch / "empty"), 0u);
 }
 
-TEST_F(Copy, AMissingSourceFails) {
-    EXPECT_FALSE(Copies(scratch / "missing", scratch / "target"));
-    EXPECT_EQ(Get_Last_Error(), 2u);
-    EXPECT_TRUE(scratch.Names().empty());
-}
-
-TEST_F(Copy, ASourceInAMissingDirectoryFails) {
-    EXPECT_FALSE(Copies(Join_Path(scratch / "missing", "source"), scratch / "target"));
-    EXPECT_EQ(Get_Last_Error(), 3u);
-    EXPECT_TRUE(scratch.Names().empty());
-}
-
-TEST_F(Copy, AMissingTargetDirectoryFails) {
+TEST_F(Copy, AMissingSourceOrDirectoryFails) {
     const std::string source = scratch.Write("source");
-    EXPECT_FALSE(Copies(source, Join_Path(scratch / "missing", "target")));
-    EXPECT_EQ(Get_Last_Error(), 3u);
+    const std::string in_missing_directory = Join_Path(scratch / "missing", "file");
+    for (const auto& [from, to, error] : {std::tuple{scratch / "missing", scratch / "target", 2u},
+                                          {in_missing_directory, scratch / "target", 3u},
+                                          {source, in_missing_directory, 3u}}) {
+        EXPECT_FALSE(Copies(from, to));
+        EXPECT_EQ(Get_Last_Error(), error) << from << ", " << to;
+    }
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
 }
 
@@ -117,7 +96,7 @@ TEST_F(Copy, AFileCopiedOntoItselfKeepsItsContent) {
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
 }
 
-TEST_F(Copy, NamesThatForgeLinesAreRefused) {
+TEST_F(Copy, NamesThatForgeLinesAndEmptyOnesAreRefused) {
     const std::string source = scratch.Write("source");
     for (const char* name : {"a\nb", "a\rb", "a\n"}) {
         EXPECT_FALSE(Copies(source, scratch / name));
@@ -125,34 +104,21 @@ TEST_F(Copy, NamesThatForgeLinesAreRefused) {
         EXPECT_FALSE(Copies(scratch / name, scratch / "target"));
         EXPECT_EQ(Get_Last_Error(), 123u);
     }
-    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
-}
-
-TEST_F(Copy, EmptyNamesAreRefused) {
     EXPECT_FALSE(Copies("", scratch / "target"));
-    EXPECT_FALSE(Copies(scratch.Write("source"), ""));
+    EXPECT_FALSE(Copies(source, ""));
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
 }
 
-TEST_F(Copy, TheReadOnlyAttributeIsCarriedOver) {
+TEST_F(Copy, TheReadOnlyAttributeIsCarriedOverAndDoesNotKeepTheCopyFromDeletion) {
     const std::string source = scratch.Write("source", "content");
-    Make_Read_Only(source);
-    EXPECT_TRUE(Copies(source, scratch / "target"));
-    EXPECT_EQ(Get_File_Attributes(scratch / "target") & Attribute_Read_Only, Attribute_Read_Only);
-    EXPECT_EQ(Content_Of(scratch / "target"), "content");
-}
-
-TEST_F(Copy, AReadOnlyCopyCanBeDeleted) {
-    const std::string source = scratch.Write("source");
-    Make_Read_Only(source);
-    EXPECT_TRUE(Copies(source, scratch / "target"));
-    EXPECT_TRUE(services->Delete_File(scratch / "target"));
+    for (const std::uint32_t attribute : {0u, Attribute_Read_Only}) {
+        EXPECT_TRUE(Copies(source, scratch / "target"));
+        EXPECT_EQ(Get_File_Attributes(scratch / "target") & Attribute_Read_Only, attribute);
+        EXPECT_EQ(Content_Of(scratch / "target"), "content");
+        EXPECT_TRUE(services->Delete_File(scratch / "target"));
+        Make_Read_Only(source);
+    }
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
-}
-
-TEST_F(Copy, AWritableSourceGivesAWritableCopy) {
-    EXPECT_TRUE(Copies(scratch.Write("source"), scratch / "target"));
-    EXPECT_EQ(Get_File_Attributes(scratch / "target") & Attribute_Read_Only, 0u);
 }
 
 TEST_F(Copy, OneOfManyCopiesToOneTargetWins) {

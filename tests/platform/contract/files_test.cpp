@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 namespace QEL::Tests {
 
@@ -39,10 +40,6 @@ protected:
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + difference);
     }
 };
-
-TEST_F(Files, EveryCreationGivesAnObject) {
-    EXPECT_NE(IOSWrapper::Create(), nullptr);
-}
 
 TEST_F(Files, StatGivesTheTimeOnTheScaleOfTheClock) {
     const auto before = static_cast<std::int64_t>(services->Get_Current_Time());
@@ -92,23 +89,15 @@ TEST_F(Files, AChangedFileGetsAnotherTime) {
     EXPECT_NE(Time_Of(path), time);
 }
 
-TEST_F(Files, StatOfAMissingFileReturnsTheErrorCode) {
-    std::int64_t time = 0;
-    EXPECT_EQ(services->Stat_File(scratch / "missing.xml", time), 2);
-    EXPECT_EQ(time, 0);
-}
-
-TEST_F(Files, StatInAMissingDirectoryReturnsTheErrorCode) {
-    std::int64_t time = 0;
-    EXPECT_EQ(services->Stat_File(Join_Path(scratch / "missing", "file.xml"), time), 3);
-    EXPECT_EQ(services->Stat_File("", time), 3);
-    EXPECT_EQ(time, 0);
-}
-
-TEST_F(Files, StatRefusesNamesThatForgeLines) {
+TEST_F(Files, StatOfWhatIsNotThereReturnsTheErrorCodeAndLeavesTheTime) {
+    std::vector<std::pair<std::string, int>> cases = {
+        {scratch / "missing.xml", 2}, {Join_Path(scratch / "missing", "file.xml"), 3}, {"", 3}};
     for (const auto& name : Forging_Names) {
+        cases.emplace_back(scratch / name, 123);
+    }
+    for (const auto& [path, error] : cases) {
         std::int64_t time = 0;
-        EXPECT_EQ(services->Stat_File(scratch / name, time), 123);
+        EXPECT_EQ(services->Stat_File(path, time), error) << path;
         EXPECT_EQ(time, 0);
     }
 }
@@ -128,19 +117,17 @@ TEST_F(Files, TheClockGoesOn) {
     EXPECT_GE(services->Get_Current_Time(), time + 20 * static_cast<std::uint64_t>(Second) / 1000);
 }
 
-TEST_F(Files, OnlyAFileExistsAsAFile) {
-    EXPECT_TRUE(services->File_Exists(scratch.Write("file.xml")));
-    EXPECT_TRUE(services->File_Exists(scratch.Write("empty", "")));
-    EXPECT_FALSE(services->File_Exists(scratch.Path().string()));
-    EXPECT_FALSE(services->File_Exists(scratch / "missing.xml"));
-    EXPECT_FALSE(services->File_Exists(""));
-}
-
-TEST_F(Files, OnlyADirectoryExistsAsADirectory) {
-    EXPECT_TRUE(services->Directory_Exists(scratch.Path().string()));
-    EXPECT_FALSE(services->Directory_Exists(scratch.Write("file.xml")));
-    EXPECT_FALSE(services->Directory_Exists(scratch / "missing"));
-    EXPECT_FALSE(services->Directory_Exists(""));
+TEST_F(Files, FilesAndDirectoriesExistAsWhatTheyAre) {
+    const std::tuple<std::string, bool, bool> cases[] = {{scratch.Write("file.xml"), true, false},
+                                                         {scratch.Write("empty", ""), true, false},
+                                                         {scratch.Path().string(), false, true},
+                                                         {scratch / "missing.xml", false, false},
+                                                         {"", false, false}};
+    for (const auto& [path, is_file, is_directory] : cases) {
+        EXPECT_EQ(services->File_Exists(path), is_file) << path;
+        EXPECT_EQ(services->Directory_Exists(path), is_directory) << path;
+        EXPECT_EQ(Path_Exists(path), is_file || is_directory) << path;
+    }
 }
 
 TEST_F(Files, NothingExistsUnderANameThatForgesLines) {
@@ -154,29 +141,24 @@ TEST_F(Files, NothingExistsUnderANameThatForgesLines) {
     EXPECT_FALSE(services->File_Exists((scratch / "a") + std::string("\0", 1)));
 }
 
-TEST_F(Files, DeletesAFile) {
-    const std::string path = scratch.Write("file.xml");
-    EXPECT_TRUE(services->Delete_File(path));
-    EXPECT_FALSE(std::filesystem::exists(path));
+TEST_F(Files, DeletesAFileReadOnlyOrNot) {
+    for (const bool is_read_only : {false, true}) {
+        const std::string path = scratch.Write("file.xml");
+        if (is_read_only) {
+            Make_Read_Only(path);
+        }
+        EXPECT_TRUE(services->Delete_File(path));
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
 }
 
-TEST_F(Files, DeletesAReadOnlyFile) {
-    const std::string path = scratch.Write("file.xml");
-    Make_Read_Only(path);
-    EXPECT_TRUE(services->Delete_File(path));
-    EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST_F(Files, NeverDeletesADirectory) {
-    const std::string path = scratch.Make_Directory("directory");
-    EXPECT_FALSE(services->Delete_File(path));
-    EXPECT_TRUE(std::filesystem::is_directory(path));
-}
-
-TEST_F(Files, DeletingWhatIsNotThereFails) {
-    EXPECT_FALSE(services->Delete_File(scratch / "missing.xml"));
-    EXPECT_FALSE(services->Delete_File(Join_Path(scratch / "missing", "file.xml")));
-    EXPECT_FALSE(services->Delete_File(""));
+TEST_F(Files, DeletesNeitherADirectoryNorWhatIsNotThere) {
+    const std::string directory = scratch.Make_Directory("directory");
+    for (const std::string& path :
+         {directory, scratch / "missing.xml", Join_Path(scratch / "missing", "file.xml"), std::string()}) {
+        EXPECT_FALSE(services->Delete_File(path)) << path;
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(directory));
 }
 
 TEST_F(Files, DeletesNothingUnderANameThatForgesLines) {
@@ -189,12 +171,10 @@ TEST_F(Files, DeletesNothingUnderANameThatForgesLines) {
 }
 
 TEST_F(Files, ADriveLetterHasANumber) {
-    EXPECT_EQ(services->Get_Drive_Number("A:"), 0);
-    EXPECT_EQ(services->Get_Drive_Number("C:\\file.xml"), 2);
-    EXPECT_EQ(services->Get_Drive_Number("Z:"), 25);
-    EXPECT_EQ(services->Get_Drive_Number("a:"), 0);
-    EXPECT_EQ(services->Get_Drive_Number("z:/file.xml"), 25);
-    EXPECT_EQ(services->Get_Drive_Number("c:relative.xml"), 2);
+    for (const auto& [path, number] :
+         {std::pair{"A:", 0}, {"C:\\file.xml", 2}, {"Z:", 25}, {"a:", 0}, {"z:/file.xml", 25}, {"c:relative.xml", 2}}) {
+        EXPECT_EQ(services->Get_Drive_Number(path), number) << path;
+    }
 }
 
 TEST_F(Files, APathWithoutDriveLetterHasNoDriveNumber) {
@@ -204,51 +184,27 @@ TEST_F(Files, APathWithoutDriveLetterHasNoDriveNumber) {
     }
 }
 
-TEST_F(Files, FilesAndDirectoriesExistAsPaths) {
-    EXPECT_TRUE(Path_Exists(scratch.Path().string()));
-    EXPECT_TRUE(Path_Exists(scratch.Write("file.xml")));
-    EXPECT_FALSE(Path_Exists(scratch / "missing.xml"));
-    EXPECT_FALSE(Path_Exists(""));
-}
-
-TEST_F(Files, AttributesTellOfReadOnlyFiles) {
+TEST_F(Files, AttributesTellOfReadOnlyFilesAndDirectories) {
+    constexpr std::uint32_t directory = 0x10;
     const std::string path = scratch.Write("file.xml");
-    EXPECT_EQ(Get_File_Attributes(path) & Attribute_Read_Only, 0u);
+    EXPECT_EQ(Get_File_Attributes(path) & (Attribute_Read_Only | directory), 0u);
     Make_Read_Only(path);
     ASSERT_NE(Get_File_Attributes(path), Invalid_Attributes);
     EXPECT_EQ(Get_File_Attributes(path) & Attribute_Read_Only, Attribute_Read_Only);
-}
-
-TEST_F(Files, AttributesTellOfDirectories) {
-    constexpr std::uint32_t directory = 0x10;
     ASSERT_NE(Get_File_Attributes(scratch.Path().string()), Invalid_Attributes);
     EXPECT_EQ(Get_File_Attributes(scratch.Path().string()) & directory, directory);
-    EXPECT_EQ(Get_File_Attributes(scratch.Write("file.xml")) & directory, 0u);
-}
-
-TEST_F(Files, WhatIsNotThereHasInvalidAttributes) {
     EXPECT_EQ(Get_File_Attributes(scratch / "missing.xml"), Invalid_Attributes);
     EXPECT_EQ(Get_File_Attributes(""), Invalid_Attributes);
 }
 
-TEST_F(Files, TheHeadIsTheFirstBytes) {
-    const std::string content = Rubbish(100000);
+TEST_F(Files, TheHeadIsTheFirstBytesAsTheyAre) {
+    const std::string content = "a\r\nb\n\x1A\r" + Rubbish(100000);
     const std::string path = scratch.Write("file.bin", content);
-    EXPECT_EQ(Read_File_Head(path, 1445), content.substr(0, 1445));
-    EXPECT_EQ(Read_File_Head(path, 99999), content.substr(0, 99999));
-    EXPECT_EQ(Read_File_Head(path, 100000), content);
-    EXPECT_EQ(Read_File_Head(path, 100001), content);
-    EXPECT_EQ(Read_File_Head(path, static_cast<std::size_t>(-1)), content);
-    EXPECT_EQ(Read_File_Head(path, 0), "");
-}
-
-TEST_F(Files, TheHeadOfAnEmptyFileIsEmpty) {
+    for (const std::size_t length : {std::size_t{0}, std::size_t{1445}, content.size() - 1, content.size(),
+                                     content.size() + 1, static_cast<std::size_t>(-1)}) {
+        EXPECT_EQ(Read_File_Head(path, length), content.substr(0, length)) << length;
+    }
     EXPECT_EQ(Read_File_Head(scratch.Write("empty", ""), 1445), "");
-}
-
-TEST_F(Files, TheHeadKeepsLineEndsAsTheyAre) {
-    const std::string content = "a\r\nb\n\x1A\r";
-    EXPECT_EQ(Read_File_Head(scratch.Write("text", content), 100), content);
 }
 
 TEST_F(Files, AnUnreadableHeadThrowsWithThePath) {

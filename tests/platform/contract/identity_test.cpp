@@ -12,6 +12,7 @@
 #include <regex>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace QEL::Tests {
@@ -89,30 +90,23 @@ TEST(Process, LocalTimeIsTheTimeHere) {
     EXPECT_LE(local_time, after);
 }
 
-TEST(Compare_Ignoring_Case, EqualTextsAreEqual) {
-    EXPECT_EQ(Compare_Ignoring_Case("", ""), 0);
-    EXPECT_EQ(Compare_Ignoring_Case("C:\\Cache\\A.xml", "C:\\Cache\\A.xml"), 0);
-}
-
-TEST(Compare_Ignoring_Case, LetterCaseDoesNotCount) {
-    EXPECT_EQ(Compare_Ignoring_Case("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"), 0);
-    EXPECT_EQ(Compare_Ignoring_Case(".eXe", ".ExE"), 0);
-}
-
-TEST(Compare_Ignoring_Case, OnlyLettersHaveCase) {
-    EXPECT_NE(Compare_Ignoring_Case("@", "`"), 0);
-    EXPECT_NE(Compare_Ignoring_Case("[", "{"), 0);
-    EXPECT_NE(Compare_Ignoring_Case("\\", "|"), 0);
-    EXPECT_NE(Compare_Ignoring_Case("1", "Q"), 0);
+TEST(Compare_Ignoring_Case, FindsTextsEqualButForTheCaseOfLetters) {
+    for (const auto& [left, right] : {std::pair{"", ""},
+                                      {"C:\\Cache\\A.xml", "C:\\Cache\\A.xml"},
+                                      {"ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"},
+                                      {".eXe", ".ExE"}}) {
+        EXPECT_EQ(Compare_Ignoring_Case(left, right), 0) << left;
+    }
+    for (const auto& [left, right] : {std::pair{"@", "`"}, {"[", "{"}, {"\\", "|"}, {"1", "Q"}}) {
+        EXPECT_NE(Compare_Ignoring_Case(left, right), 0) << left << " has no case";
+    }
 }
 
 TEST(Compare_Ignoring_Case, SaysWhichComesFirst) {
-    EXPECT_LT(Compare_Ignoring_Case("abc", "ABD"), 0);
-    EXPECT_GT(Compare_Ignoring_Case("ABD", "abc"), 0);
-    EXPECT_LT(Compare_Ignoring_Case("ab", "ABC"), 0);
-    EXPECT_GT(Compare_Ignoring_Case("ABC", "ab"), 0);
-    EXPECT_LT(Compare_Ignoring_Case("", "a"), 0);
-    EXPECT_GT(Compare_Ignoring_Case("a", ""), 0);
+    for (const auto& [first, second] : {std::pair{"abc", "ABD"}, {"ab", "ABC"}, {"", "a"}}) {
+        EXPECT_LT(Compare_Ignoring_Case(first, second), 0) << first;
+        EXPECT_GT(Compare_Ignoring_Case(second, first), 0) << first;
+    }
 }
 
 } // namespace

@@ -99,20 +99,12 @@ TEST_F(Ini_Files, OfARepeatedKeyTheFirstValueCounts) {
     EXPECT_THAT(List("PERIOD"), ElementsAre("1", "2"));
 }
 
-TEST_F(Ini_Files, NamesHaveNoLetterCase) {
-    home.Write("qel/qel.ini", "[software\\Qel\\qellogon\\OPTIONS]\nPERIOD=1\n");
-    EXPECT_EQ(Number("period"), 1);
-}
-
-TEST_F(Ini_Files, OtherSectionsDoNotCount) {
+TEST_F(Ini_Files, SectionsHaveNoLetterCaseMayStandTwiceAndOthersDoNotCount) {
     home.Write("qel/qel.ini", "Period=1\n[Software\\QEL]\nPeriod=2\n[Software\\QEL\\QELLogon\\Options2]\nPeriod=3\n");
     EXPECT_EQ(Number("Period"), std::nullopt);
-}
-
-TEST_F(Ini_Files, ASectionMayStandTwice) {
-    home.Write("qel/qel.ini", Header + "A=1\n[Other]\nA=2\n" + Header + "B=3\n");
+    home.Write("qel/qel.ini", Header + "A=1\n[Other]\nA=2\n[software\\Qel\\qellogon\\OPTIONS]\nB=3\n");
     EXPECT_EQ(Number("A"), 1);
-    EXPECT_EQ(Number("B"), 3);
+    EXPECT_EQ(Number("b"), 3);
 }
 
 TEST_F(Ini_Files, BlanksCommentsAndLineEndsDoNotCount) {
@@ -256,29 +248,24 @@ TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
               User_File() + ": access is denied (5)\n" + Machine_File() + ": access is denied (5)");
 }
 
-TEST_F(Ini_Files, AnUnreadableFileCountsAsMissingAndIsReported) {
+TEST_F(Ini_Files, AFileUnreadableOrOutOfReachCountsAsMissingAndIsReported) {
+    const auto wrong_without_rights = [this](std::optional<std::uint32_t> period) {
+        return Run_Without_Rights([this, period] {
+            return (Number("Period") == period ? 0 : 1) +
+                   (configuration.Problem() == User_File() + ": access is denied (5)" ? 0 : 2);
+        });
+    };
     Write_User_File("Period = 1\n");
+    ASSERT_EQ(::chmod(home.Path().c_str(), ::geteuid() == 0 ? 0700 : 0), 0);
+    EXPECT_EQ(wrong_without_rights(std::nullopt), 0);
+    ASSERT_EQ(::chmod(home.Path().c_str(), 0700), 0);
+
     Write_Machine_File("Period = 2\n");
     for (const auto& directory : {home / "", home / "qel", machine / ""}) {
         ASSERT_EQ(::chmod(directory.c_str(), 0711), 0);
     }
     ASSERT_EQ(::chmod(User_File().c_str(), 0), 0);
-    EXPECT_EQ(Run_Without_Rights([this] {
-                  return (Number("Period") == 2 ? 0 : 1) +
-                         (configuration.Problem() == User_File() + ": access is denied (5)" ? 0 : 2);
-              }),
-              0);
-}
-
-TEST_F(Ini_Files, ADirectoryOutOfReachIsReported) {
-    Write_User_File("Period = 1\n");
-    ASSERT_EQ(::chmod(home.Path().c_str(), ::geteuid() == 0 ? 0700 : 0), 0);
-    EXPECT_EQ(Run_Without_Rights([this] {
-                  return (Number("Period") == std::nullopt ? 0 : 1) +
-                         (configuration.Problem() == User_File() + ": access is denied (5)" ? 0 : 2);
-              }),
-              0);
-    ASSERT_EQ(::chmod(home.Path().c_str(), 0700), 0);
+    EXPECT_EQ(wrong_without_rights(2), 0);
 }
 
 TEST_F(Ini_Files, TheEnvironmentNamesTheUsersFile) {
@@ -407,15 +394,20 @@ TEST_F(Ini_Files, ATraceDirectoryThatForgesLinesIsNone) {
 }
 
 TEST(Parse_Integer, ReadsDecimalAndHexadecimalNumbers) {
-    EXPECT_EQ(Parse_Integer("0"), 0);
-    EXPECT_EQ(Parse_Integer("007"), 7);
-    EXPECT_EQ(Parse_Integer("  60\t"), 60);
-    EXPECT_EQ(Parse_Integer("4294967295"), 0xFFFFFFFF);
-    EXPECT_EQ(Parse_Integer("-1"), -1);
-    EXPECT_EQ(Parse_Integer("0x1f"), 31);
-    EXPECT_EQ(Parse_Integer("0X1F"), 31);
-    EXPECT_EQ(Parse_Integer("-0x10"), -16);
-    EXPECT_EQ(Parse_Integer("9223372036854775807"), std::numeric_limits<std::int64_t>::max());
+    const std::pair<const char*, std::int64_t> numbers[] = {
+        {"0", 0},
+        {"007", 7},
+        {"  60\t", 60},
+        {"4294967295", 0xFFFFFFFF},
+        {"-1", -1},
+        {"0x1f", 31},
+        {"0X1F", 31},
+        {"-0x10", -16},
+        {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
+    };
+    for (const auto& [text, number] : numbers) {
+        EXPECT_EQ(Parse_Integer(text), number) << text;
+    }
 }
 
 TEST(Parse_Integer, RefusesEverythingElse) {
@@ -438,8 +430,7 @@ TEST(Parse_Integer, RefusesEverythingElse) {
                              "1F",
                              "9223372036854775808",
                              "99999999999999999999",
-                             "\xC2\xA0"
-                             "1"}) {
+                             "\xC2\xA0 1"}) {
         EXPECT_EQ(Parse_Integer(text), std::nullopt) << text;
     }
 }

@@ -30,6 +30,8 @@ namespace {
 std::function<int()> s_sync;        ///< decides about a file's way to the disk; 0: let it happen
 std::function<int()> s_rename;      ///< decides about a renaming without replacement; 0: let it happen
 std::function<int()> s_kernel_copy; ///< decides about a copy inside the kernel; 0: let it happen
+int s_interruptions = 0;            ///< reads that end before they have read anything
+int s_unlinked = 0;                 ///< names taken back
 
 } // namespace
 
@@ -55,6 +57,20 @@ extern "C" __attribute__((visibility("default"))) int renameat2(int old_director
         }
     }
     return static_cast<int>(::syscall(SYS_renameat2, old_directory, old_path, new_directory, new_path, flags));
+}
+
+extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* buffer, std::size_t length) {
+    if (QEL::Tests::s_interruptions > 0) {
+        --QEL::Tests::s_interruptions;
+        errno = EINTR;
+        return -1;
+    }
+    return ::syscall(SYS_read, file, buffer, length);
+}
+
+extern "C" __attribute__((visibility("default"))) int unlink(const char* path) noexcept {
+    ++QEL::Tests::s_unlinked;
+    return static_cast<int>(::syscall(SYS_unlink, path));
 }
 
 extern "C" __attribute__((visibility("default"))) ssize_t copy_file_range(int source, off64_t* source_offset,
@@ -357,6 +373,22 @@ TEST_F(Copy_Faults, WhatTheKernelDoesNotCopyIsReadAndWritten) {
             EXPECT_EQ(calls, successes + 1);
             EXPECT_TRUE(Content_Of(target) == content) << error << " after " << successes;
         }
+    }
+}
+
+TEST_F(Copy_Faults, AnInterruptedReadIsRepeated) {
+    s_kernel_copy = [] { return EXDEV; };
+    s_interruptions = 3;
+    EXPECT_EQ(Copy_Error(source, target, true), 0u);
+    EXPECT_EQ(s_interruptions, 0);
+    EXPECT_TRUE(Content_Of(target) == content);
+}
+
+TEST_F(Copy_Faults, ANameThatWasGivenUpIsNotTakenBack) {
+    for (const bool fail_if_exists : {true, false}) {
+        s_unlinked = 0;
+        EXPECT_EQ(Copy_Error(source, target, fail_if_exists), 0u);
+        EXPECT_EQ(s_unlinked, 0) << "somebody else may have it by now";
     }
 }
 
