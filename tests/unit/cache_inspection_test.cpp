@@ -167,6 +167,8 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
 
     g_services.trace_directory.clear(); // none can be used
+    g_services.server_retry_seconds = -1;
+    EXPECT_EQ(Open().Settings()[2].value, "120");
     const auto trace_directory = Open().Settings()[5];
     EXPECT_EQ(trace_directory.value, "");
     EXPECT_EQ(trace_directory.source, "");

@@ -83,22 +83,12 @@ TEST_F(Construction, ANewObjectIsEmptyAndReadyWhateverTheMemoryHeldBefore) {
     EXPECT_TRUE(fresh->m_Magic.Is_Initialized());
     EXPECT_EQ(fresh->m_OS_Wrapper, os);
     fresh->~CFileCache();
+    EXPECT_THAT(os->calls, IsEmpty()) << "neither disk nor configuration is touched";
+    EXPECT_THAT(g_services.registry_calls, IsEmpty());
+    EXPECT_EQ(g_services.cert_parameters_read + g_services.os_created, 0);
     EXPECT_EQ(All(), Call("CFileCache") + Call("Initialize_Mime") +
                          Data("Initialize_Mime", "MIME magic is not initialized.\n"));
     EXPECT_EQ(g_services.magic_loaded, 2) << "once for the fixture's object, once for this one";
-}
-
-TEST_F(Construction, TouchesNeitherDiskNorConfiguration) {
-    Forget();
-    const CFileCache fresh(os);
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_THAT(g_services.registry_calls, IsEmpty());
-    EXPECT_THAT(g_services.path_calls, IsEmpty());
-    EXPECT_THAT(g_services.magic_calls, IsEmpty());
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-    EXPECT_THAT(g_services.client_calls, IsEmpty());
-    EXPECT_EQ(g_services.cert_parameters_read, 0);
-    EXPECT_EQ(g_services.os_created, 0);
 }
 
 TEST_F(Construction, AnInitialisedDetectorIsNotLoadedAgain) {

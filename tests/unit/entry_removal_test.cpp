@@ -1,8 +1,6 @@
 #include "tests/unit/support/Cache_Fixture.h"
 #include "tests/unit/support/Expected_Records.h"
 
-#include <regex>
-
 using namespace Recorded_Trace;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -198,39 +196,6 @@ TEST_F(Clearing, LeavesTheMetadataFileAndFilesWithoutEntryAlone) {
     EXPECT_EQ(Above_Additional_Data(),
               Warning("Deserialize", "Cached file does not exist. Entry ignored: entry #0, URL='http://server/a', " +
                                          Entry_Text(copy, "m") + "\n"));
-}
-
-// The records as they are written: who, where, what
-
-TEST_F(Clearing, NamesThreadMethodObjectAndLine) {
-    cache.Clear();
-    const std::vector<std::string> texts = Raw_Texts();
-    ASSERT_EQ(texts.size(), 5U);
-    const std::string prefix = "TID: 17, QEL::FrontEnd::FileCache::CFileCache::Clear";
-    const std::regex call(prefix + "\\[" + Address_Text(&cache) + "\\]/[0-9]+: CALL\n");
-    EXPECT_TRUE(std::regex_match(texts[0], call)) << texts[0];
-    EXPECT_TRUE(std::regex_match(texts[1], std::regex(prefix + "/[0-9]+: return value:"))) << texts[1];
-    EXPECT_EQ(texts[2], "(");
-    EXPECT_EQ(texts[3], "true");
-    EXPECT_EQ(texts[4], ")\n");
-}
-
-TEST_F(Clearing, IsSilentBelowTheLevelOfItsRecords) {
-    const std::string copy = Cache_Copy("a", "a.txt", "m", 1);
-    os->on_delete_file = [](const std::string&) { return false; };
-    const Records error =
-        Error("Clear", "Entry could not be removed from file cache: a / " + Entry_Text(copy, "m") + "\n");
-    const Records warning = Warning(method, "File could not be deleted, url = 'a', cached_file = '" + copy + "'.\n");
-    const std::pair<QELPCTRC_LEVEL, Records> levels[] = {{QELPCTRC_OFF, {}},
-                                                         {QELPCTRC_ERROR, error},
-                                                         {QELPCTRC_WARNING, warning + error},
-                                                         {QELPCTRC_DEVELOPER_NOTE, warning + error}};
-    for (const auto& [level, expected] : levels) {
-        QEL::FrontEnd::FileCache::Set_Trace_Level(level);
-        Recorded_Trace::Forget();
-        EXPECT_FALSE(cache.Clear());
-        EXPECT_EQ(All(), expected) << "level " << level;
-    }
 }
 
 } // namespace

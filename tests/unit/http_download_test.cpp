@@ -191,30 +191,29 @@ TEST_P(Http_Download_Odd_Body, IsRefused) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Bodies, Http_Download_Odd_Body,
-    testing::Values(Odd_Body{"Empty", [](auto& claimed) { claimed.type = 0; }, "Response body",
-                             "Wrong variant type 0, expecting byte array (8209)."},
-                    Odd_Body{"Text", [](auto& claimed) { claimed.type = 8; }, "Response body",
-                             "Wrong variant type 8, expecting byte array (8209)."},
-                    Odd_Body{"ArrayOfOtherElements", [](auto& claimed) { claimed.type = 8204; }, "Response body",
-                             "Wrong variant type 8204, expecting byte array (8209)."},
-                    Odd_Body{"ByteArrayByReference", [](auto& claimed) { claimed.type = 8209 | 16384; },
-                             "Response body", "Wrong variant type 24593, expecting byte array (8209)."},
-                    Odd_Body{"NoDimension", [](auto& claimed) { claimed.dimensions = 0; }, "lbound",
-                             "Wrong dimensions - 0, expecting 1."},
-                    Odd_Body{"TwoDimensions", [](auto& claimed) { claimed.dimensions = 2; }, "lbound",
-                             "Wrong dimensions - 2, expecting 1."},
-                    Odd_Body{"NoLowerBound", [](auto& claimed) { claimed.lower_bound_result = -2147352566; }, "lbound",
-                             "Cannot get lbound or ubound, ec1 = -2147352566, ec2 = 0."},
-                    Odd_Body{"NoUpperBound", [](auto& claimed) { claimed.upper_bound_result = -1; }, "lbound",
-                             "Cannot get lbound or ubound, ec1 = 0, ec2 = -1."},
-                    Odd_Body{"NoBounds",
-                             [](auto& claimed) { claimed.lower_bound_result = claimed.upper_bound_result = -7; },
-                             "lbound", "Cannot get lbound or ubound, ec1 = -7, ec2 = -7."},
-                    Odd_Body{"NoAccess", [](auto& claimed) { claimed.access_result = -2147024809; },
-                             "Generate_Cached_File_Name", "Cannot access safe array, ec3 = -2147024809."}),
-    testing::PrintToStringParamName());
+const std::string s_wrong_type = ", expecting byte array (8209).";
+
+const Odd_Body s_odd_bodies[] = {
+    {"Empty", [](auto& claimed) { claimed.type = 0; }, "Response body", "Wrong variant type 0" + s_wrong_type},
+    {"Text", [](auto& claimed) { claimed.type = 8; }, "Response body", "Wrong variant type 8" + s_wrong_type},
+    {"OtherArray", [](auto& claimed) { claimed.type = 8204; }, "Response body",
+     "Wrong variant type 8204" + s_wrong_type},
+    {"ByReference", [](auto& claimed) { claimed.type = 8209 | 16384; }, "Response body",
+     "Wrong variant type 24593" + s_wrong_type},
+    {"NoDimension", [](auto& claimed) { claimed.dimensions = 0; }, "lbound", "Wrong dimensions - 0, expecting 1."},
+    {"TwoDimensions", [](auto& claimed) { claimed.dimensions = 2; }, "lbound", "Wrong dimensions - 2, expecting 1."},
+    {"NoLowerBound", [](auto& claimed) { claimed.lower_bound_result = -2147352566; }, "lbound",
+     "Cannot get lbound or ubound, ec1 = -2147352566, ec2 = 0."},
+    {"NoUpperBound", [](auto& claimed) { claimed.upper_bound_result = -1; }, "lbound",
+     "Cannot get lbound or ubound, ec1 = 0, ec2 = -1."},
+    {"NoBounds", [](auto& claimed) { claimed.lower_bound_result = claimed.upper_bound_result = -7; }, "lbound",
+     "Cannot get lbound or ubound, ec1 = -7, ec2 = -7."},
+    {"NoAccess", [](auto& claimed) { claimed.access_result = -2147024809; }, "Generate_Cached_File_Name",
+     "Cannot access safe array, ec3 = -2147024809."},
+};
+
+INSTANTIATE_TEST_SUITE_P(Bodies, Http_Download_Odd_Body, testing::ValuesIn(s_odd_bodies),
+                         testing::PrintToStringParamName());
 
 TEST_F(Http_Download, ARefusedBodyLeavesTheOlderCopyAlone) {
     const std::string old_copy = Cache_Copy(url, "old.xml", "older stamp", 1);

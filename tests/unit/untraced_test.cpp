@@ -116,6 +116,98 @@ TEST_F(Untraced, DirectoryAndMetadataAreTheSame) {
                      [this] { return Load("version\n2\nentries\n1\nmonday\n1\n"); }});
 }
 
+TEST_F(Untraced, CleaningUpIsTheSame) {
+    Expect_The_Same({[this] { return Said(cache.Purge_Cache_Folder()); },
+                     [this] {
+                         os->on_delete_file = [](const std::string&) { return false; };
+                         return Said(cache.Purge_Cache_Folder()) + Said(cache.Clear());
+                     },
+                     [this] {
+                         cache.m_Cache_Directory = In_Cache("missing");
+                         return Said(cache.Purge_Cache_Folder()) + Said(cache.Set_Cache_Directory(In_Cache("missing")));
+                     },
+                     [this] {
+                         cache.m_Cache_Directory.clear();
+                         return Said(cache.Purge_Cache_Folder());
+                     },
+                     [this] {
+                         cache.Cleanup_Obsolete_Cached_Files();
+                         cache.Cleanup_Obsolete_Cached_Files();
+                         return Said(cache.Clear()) + Said(cache.Remove_From_Cache("unknown"));
+                     },
+                     [this] {
+                         cache.m_Cache_Entries[known].cached_file = In_Cache("gone.xml");
+                         return Said(cache.Serialize()) + Said(cache.Deserialize()) +
+                                Said(cache.Remove_From_Cache(known));
+                     }});
+}
+
+TEST_F(Untraced, OrdinaryRequestsAreTheSame) {
+    const auto ask = [this](const std::string& request) {
+        return std::filesystem::path(Ask(request)).extension().string() + Said(cache.m_Cache_Entries.contains(request));
+    };
+    const auto copy = [this](int result) {
+        os->on_copy_file = [=, this](const std::string&, const std::string& to, int) {
+            if (result > 1) {
+                Write_File(to, "copy");
+            }
+            return result;
+        };
+    };
+    Expect_The_Same({[&] { return ask(known) + ask(new_url) + ask(In_Cache("missing")); },
+                     [&] { return ask(Write_File(In_Cache("local.txt"), "")); },
+                     [&] {
+                         os->expiry_minutes = 60;
+                         return ask(known);
+                     },
+                     [&] {
+                         cache.m_Cache_Directory.clear();
+                         return ask(known);
+                     },
+                     [&] {
+                         response->headers["Last-Modified"] = "another";
+                         return ask(known);
+                     },
+                     [&] {
+                         response->headers.clear();
+                         return ask(known);
+                     },
+                     [&] {
+                         response->creation_fails = true;
+                         return ask(known) + ask(new_url);
+                     },
+                     [&] {
+                         response->open = Certificate_Error;
+                         return ask(known) + ask(new_url);
+                     },
+                     [&] {
+                         response->status = {12029};
+                         return ask(known) + ask(new_url);
+                     },
+                     [&] {
+                         response->during_send = [] { throw std::runtime_error("no client"); };
+                         return ask(known) + ask(new_url);
+                     }});
+    Expect_The_Same({[&] { return ask(share); },
+                     [&] {
+                         copy(2);
+                         os->on_stat_file = [](const std::string&, std::int64_t&) { return 53; };
+                         return ask(share) + ask("\\\\server\\share\\new.xml");
+                     },
+                     [&] {
+                         copy(1);
+                         return ask("\\\\server\\share\\new.xml");
+                     },
+                     [&] {
+                         copy(0);
+                         return ask("\\\\server\\share\\new.xml");
+                     },
+                     [&] {
+                         os->on_directory_exists = [](const std::string&) { return false; };
+                         return ask("\\\\server\\share\\new.xml");
+                     }});
+}
+
 TEST_F(Untraced, ChecksAreTheSame) {
     Expect_The_Same({[this] { return Check("\\\\unknown"); }, [this] { return Check("http://unknown"); },
                      [this] { return Check(unnamed); },

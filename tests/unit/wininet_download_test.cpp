@@ -229,15 +229,6 @@ TEST_F(Wininet_Attempt, DoesNotAskTheClientForAUrlWithANul) {
     }
 }
 
-TEST_F(Wininet_Attempt, SucceedsWithEveryStatusOfSuccess) {
-    for (const unsigned long status : {200, 204, 299}) {
-        g_services.uuids = {uuid};
-        g_services.client.status = status;
-        EXPECT_TRUE(Attempt(Get));
-        EXPECT_EQ(entry.cached_file, Copy_Path());
-    }
-}
-
 // Which mode tries, and what it resets
 
 struct Mode_Outcome {

@@ -151,14 +151,11 @@ TEST(Content_Type, ThatIsNotATypeHasNoExtension) {
                           ".xml"});
 }
 
-TEST(Content_Type, MayHoldNul) {
+TEST(Content_Type, MayHoldNulBehindItsTypeAndBeOfAnyLengthAndLetterCase) {
     EXPECT_FALSE(Find_Mime_Type(std::string("text/xml\0", 9)));
     EXPECT_FALSE(Find_Mime_Type(std::string("text\0/xml", 9)));
     EXPECT_TRUE(Find_Mime_Type(std::string("text/xml;\0", 10)));
-}
-
-TEST(Content_Type, MayBeOfAnyLength) {
-    const std::string name(1000, 'x');
+    const std::string name(1000, 'X');
     const std::string content_type = name + "/" + name + "; charset=utf-8";
     const auto mime_type = Find_Mime_Type(content_type);
     ASSERT_TRUE(mime_type);
@@ -177,13 +174,6 @@ TEST(Content_Type, ConsistsOfTokenCharacters) {
             EXPECT_EQ(Find_Mime_Type("text/x" + std::string(1, c) + "x").has_value(), token) << byte;
         }
     }
-}
-
-TEST(Content_Type, KeepsItsLetterCase) {
-    const auto mime_type = Find_Mime_Type("Text/XML; a=b");
-    ASSERT_TRUE(mime_type);
-    EXPECT_EQ(mime_type->type, "Text");
-    EXPECT_EQ(mime_type->subtype, "XML");
 }
 
 } // namespace
