@@ -77,4 +77,15 @@ class Interface(unittest.TestCase):
         self.assertIn("qelfilecache.dll", needed_libraries(PROGRAM))
 
 
+    def test_the_program_has_a_version_and_a_manifest(self):
+        with open(PROGRAM, "rb") as file:
+            program = file.read()
+        for text in ("OriginalFilename", "qelfilecache.exe"):
+            self.assertTrue(f"{text}\0".encode("utf-16-le") in program, text)
+        manifest = program[program.find(b"<assembly"):program.find(b"</assembly>")]
+        self.assertIn(b"longPathAware", manifest)
+        self.assertNotIn(b"activeCodePage", manifest)
+        self.assertRegex(headers(PROGRAM), r"ID: 0x0*18\b")
+
+
 unittest.main(argv=sys.argv[:1])
