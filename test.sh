@@ -261,6 +261,7 @@ main() {
     if [ "$long" = yes ]; then
         check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
         check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows
+        check "nothing that Visual C++ refuses" scripts/visual_c.py
         check "no test fails by chance" scripts/repeat_tests.sh linux
         check "reliability, the long form" scripts/isolated.sh scripts/reliability.sh "$logs/reliability.md"
     fi

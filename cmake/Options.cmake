@@ -15,6 +15,10 @@ endif()
 # What the product is compiled with besides: in a build with sanitizers its instrumentation, otherwise
 # the hardening of Debian's own packages. (Fuzzers instrument everything themselves.)
 add_library(qel_product_options INTERFACE)
+if(WIN32)
+  # <windows.h> without the macros min and max, and without what the project does not use.
+  target_compile_options(qel_product_options INTERFACE -DNOMINMAX -DWIN32_LEAN_AND_MEAN)
+endif()
 if(QEL_SANITIZE)
   target_compile_options(qel_product_options INTERFACE -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
                                                        -fno-omit-frame-pointer)
