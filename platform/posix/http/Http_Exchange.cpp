@@ -18,6 +18,7 @@
 #include "platform/posix/http/Close_Notify.h"
 #include "platform/posix/http/Ocsp_Stapling.h"
 #include "platform/posix/http/Proxy.h"
+#include "platform/posix/http/Response_Head.h"
 #include "platform/posix/http/exchange_failures.h"
 #include "platform/posix/system/Sigpipe_Guard.h"
 
@@ -243,41 +244,16 @@ private:
             return true;
         }
         const auto status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
-        // libcurl lets numbers of any length pass in a status line of HTTP/2. The caller would take some of
-        // them for error numbers.
-        if (status < 100 || status > 999) {
-            return Refuse("has an invalid status");
-        }
-        if (status == 101) {
-            return Refuse("switches to another protocol");
+        if (const char* const fault = Fault_Of_Head(status, m_Response.headers)) {
+            return Refuse(fault);
         }
         if (status < 200) {
             m_Response.headers = {};
             return true;
         }
-        return On_Headers_End(status);
-    }
-
-    bool On_Headers_End(long status) {
-        // Transfer codings may be used only when they were asked for. A compressed one could in
-        // addition grow without bounds here.
-        bool is_chunked = false;
-        for (const auto& coding : m_Response.headers.Values("Transfer-Encoding")) {
-            is_chunked = is_chunked || Equal_Without_Case(coding, "chunked");
-            if (!Equal_Without_Case(coding, "chunked") && !Equal_Without_Case(coding, "identity")) {
-                return Refuse("has a transfer coding that was not asked for");
-            }
-        }
-        // A response with two lengths, or one that is not a number, ends nobody knows where.
-        const auto lengths = m_Response.headers.Values("Content-Length");
-        for (const auto& length : lengths) {
-            if (length != lengths.front() || !Content_Length(length)) {
-                return Refuse("has two lengths, or an invalid one");
-            }
-        }
         // The body of such a response is the file. Of the others the status says enough.
         const bool has_file = m_Request.method == Http_Method::Get && status < 300 && status != 204;
-        m_Ends_With_Connection = has_file && lengths.empty() && !is_chunked;
+        m_Ends_With_Connection = has_file && !Says_Where_Body_Ends(m_Response.headers);
         Enter(Step::Body);
         return true;
     }
