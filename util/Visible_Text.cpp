@@ -65,18 +65,23 @@ std::string Printable_Json(const std::string& json) {
     return printable;
 }
 
-std::string Without_Passwords(std::string text) {
+std::string Without_Passwords(std::string_view text) {
     constexpr std::string_view mark = "://";
-    for (auto place = text.find(mark); place != std::string::npos; place = text.find(mark, place)) {
-        place += mark.size();
-        const auto end = std::min(text.find_first_of("/?#\r\n", place), text.size());
-        const auto password = text.find(':', place) + 1; // 0: none
-        const auto host = std::string_view(text).substr(0, end).rfind('@');
-        if (host != std::string::npos && password > place && password <= host) {
-            text.replace(password, host - password, "***");
+    std::string shown;
+    shown.reserve(text.size());
+    for (auto found = text.find(mark); found != std::string_view::npos; found = text.find(mark)) {
+        found += mark.size();
+        shown += text.substr(0, found);
+        text.remove_prefix(found);
+        const auto authority = text.substr(0, text.find_first_of("/?#\r\n"));
+        const auto colon = authority.find(':');
+        const auto host = authority.rfind('@');
+        if (host != std::string_view::npos && colon < host) {
+            (shown += text.substr(0, colon + 1)) += "***";
+            text.remove_prefix(host);
         }
     }
-    return text;
+    return shown += text;
 }
 
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural) {

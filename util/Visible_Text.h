@@ -17,7 +17,7 @@ std::string Printable(const std::string& text, const std::string& encoding = {})
 std::string Printable_Json(const std::string& json);
 
 /// The text with "user:***@" for the user and password of each URL in it.
-std::string Without_Passwords(std::string text);
+std::string Without_Passwords(std::string_view text);
 
 /// "1 file", "2 files"; a plural that is formed otherwise is given.
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural = {});
