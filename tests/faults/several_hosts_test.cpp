@@ -73,7 +73,7 @@ protected:
     Words Copies() const {
         Words contents;
         for (const auto& file : fs::directory_iterator(scratch / "cache")) {
-            if (file.path() != fs::path(list)) {
+            if (file.path() != fs::path(list) && file.path().extension() != ".part") { // which is not complete yet
                 contents.push_back(Content_Of(file.path()));
             }
         }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <openssl/crypto.h>
+#include <pthread.h>
 
 #include "platform/posix/system/Sigpipe_Guard.h"
 
@@ -15,6 +16,9 @@ namespace {
 constexpr std::size_t Most_Idle_Connections = 8;
 // Servers close idle connections earlier than that; a closed one is only a descriptor in use.
 constexpr std::chrono::seconds Longest_Idle_Time{120};
+
+/// How many forks lie between this process and the one that made the pool.
+int s_generation = 0;
 
 } // namespace
 
@@ -40,6 +44,9 @@ std::shared_ptr<Connection_Pool> Connection_Pool::Instance() {
 }
 
 Connection_Pool::Connection_Pool() {
+    static const int s_is_counted = ::pthread_atfork(nullptr, nullptr, [] { ++s_generation; });
+    static_cast<void>(s_is_counted);
+    m_Generation = s_generation;
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
@@ -78,13 +85,13 @@ void Connection_Pool::Put_Back(std::unique_ptr<Connection> connection, const std
 }
 
 void Connection_Pool::Leave_To_Parent() {
-    if (m_Owner == ::getpid()) {
+    if (m_Generation == s_generation) {
         return;
     }
     static auto& s_parents = *new std::vector<Idle_Connection>; // never closed
     std::move(m_Idle.begin(), m_Idle.end(), std::back_inserter(s_parents));
     m_Idle.clear();
-    m_Owner = ::getpid();
+    m_Generation = s_generation;
 }
 
 std::vector<Connection_Pool::Idle_Connection> Connection_Pool::Remove_Outdated() {

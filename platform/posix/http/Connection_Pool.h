@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <curl/curl.h>
-#include <unistd.h>
 
 #include "platform/common/Http_Request.h"
 #include "util/Non_Copyable.h"
@@ -102,7 +101,7 @@ private:
     void Leave_To_Parent();
 
     std::mutex m_Mutex;
-    pid_t m_Owner = ::getpid();
+    int m_Generation;                    // of the process that the connections belong to
     std::vector<Idle_Connection> m_Idle; // the longest idle first
 };
 

@@ -84,8 +84,8 @@ const char* Timeout_Detail(Exchange_Step step) {
 std::string Proxy_Name(std::string_view proxy) {
     const auto scheme = proxy.find("://");
     proxy.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);
-    proxy = proxy.substr(0, proxy.find_first_of("/?#"));
-    return "proxy " + std::string(proxy.substr(proxy.rfind('@') + 1));
+    proxy.remove_prefix(proxy.rfind('@') + 1);
+    return "proxy " + std::string(proxy.substr(0, proxy.find_first_of("/?#")));
 }
 
 /// Who failed, in the texts: up to the connection that is the proxy, where there is one.
