@@ -1,7 +1,5 @@
 #pragma once
 
-#include "util/Configuration_Source.h"
-
 #include <string>
 #include <vector>
 
@@ -20,9 +18,5 @@ enum CertErrorHandlingMode : int {
 /// Source: values "CertErrorHandlingMode" and "CertErrorWhiteList" under
 /// "Software\QEL\QELLogon\Options", the user's before the machine's.
 void Read_CertErrorHandling_Parameters(CertErrorHandlingMode& mode, std::vector<std::string>& white_list);
-
-/// The variables of the environment that name the certificate authorities that alone are trusted, with what they name.
-/// None where the system's are trusted.
-std::vector<Configured_Value> Configured_Authorities();
 
 } // namespace QEL::FrontEnd::Util::HttpWinInet

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace QEL::FrontEnd::Util {
 
@@ -16,6 +17,10 @@ struct Configured_Value {
 /// @param value name of the value under the key.
 /// @return none when neither has it. What is found may be no number where one is wanted.
 std::optional<Configured_Value> Find_Configured_Value(const char* key, const char* value);
+
+/// The variables of the environment that name the certificate authorities that alone are trusted, with what they name.
+/// None where the system's are trusted.
+std::vector<Configured_Value> Configured_Authorities();
 
 /// Which places of the configuration had to be passed over, and why, one a line; empty when all is
 /// well.

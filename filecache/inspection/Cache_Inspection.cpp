@@ -125,7 +125,7 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
         Setting(Util::Cert_Error_Mode_Value, std::to_string(static_cast<int>(mode))),
         Setting(Util::Cert_Error_White_List_Value, One_A_Line(white_list)),
         Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way
-    for (const auto& [variable, named] : Util::HttpWinInet::Configured_Authorities()) {
+    for (const auto& [variable, named] : Util::Configured_Authorities()) {
         settings.push_back({variable, named, "environment variable " + variable, named});
     }
     return settings;

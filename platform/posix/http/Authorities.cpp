@@ -1,6 +1,6 @@
 #include "platform/posix/http/Authorities.h"
 
-#include "util/Cert_Error_Handling.h"
+#include "util/Configuration_Source.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -82,7 +82,7 @@ std::string Authorities::Fault() const {
 
 } // namespace Platform
 
-std::vector<Util::Configured_Value> Util::HttpWinInet::Configured_Authorities() {
+std::vector<Util::Configured_Value> Util::Configured_Authorities() {
     const auto authorities = Platform::Authorities::Configured();
     std::vector<Configured_Value> values;
     if (!authorities.file.empty()) {

@@ -1,7 +1,7 @@
 #include "platform/windows/http/Server_Certificate.h"
 
 #include "platform/windows/system/Wide_Text.h"
-#include "util/Cert_Error_Handling.h"
+#include "util/Configuration_Source.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -60,6 +60,6 @@ DWORD Certificate_Fault(const Internet_Handle& request, const std::string& host)
 
 } // namespace QEL::FrontEnd::Platform
 
-std::vector<QEL::FrontEnd::Util::Configured_Value> QEL::FrontEnd::Util::HttpWinInet::Configured_Authorities() {
+std::vector<QEL::FrontEnd::Util::Configured_Value> QEL::FrontEnd::Util::Configured_Authorities() {
     return {};
 }

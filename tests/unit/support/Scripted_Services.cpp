@@ -151,11 +151,11 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
 
 } // namespace FileSystem
 
-namespace HttpWinInet {
-
 std::vector<Configured_Value> Configured_Authorities() {
     return g_services.authorities;
 }
+
+namespace HttpWinInet {
 
 void Read_CertErrorHandling_Parameters(CertErrorHandlingMode& mode, std::vector<std::string>& white_list) {
     ++g_services.cert_parameters_read;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "util/Cert_Error_Handling.h"
+#include "util/Configuration_Source.h"
 #include "util/Directory_Mark.h"
 #include "util/IRequest_Object.h"
 
