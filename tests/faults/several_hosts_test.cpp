@@ -30,7 +30,11 @@ protected:
         scratch.Make_Directory("share");
     }
 
-    void Publish(const std::string& name) { scratch.Write("share/" + name, name); }
+    /// At once: no host sees the file half made.
+    void Publish(const std::string& name) {
+        scratch.Write("made", name);
+        fs::rename(scratch / "made", scratch.Path() / "share" / name);
+    }
 
     /// A host that makes these requests, once or until it is killed.
     Words Host(const Words& names, bool once, bool with_ordinary_rights = false) {
@@ -56,10 +60,19 @@ protected:
         Wait_For([this] { return fs::exists(scratch / "ready"); });
     }
 
-    /// Waits for copies of these files, and of no others.
+    /// Waits until there are copies of these files, and of no others, and all of them stay. A file that is published
+    /// between a host's look at its time and the copy is fetched a second time.
     void Wait_For_Copies(const Words& names) const {
-        Wait_For([&] { return Copies() == names; });
-        EXPECT_EQ(Copies(), names);
+        constexpr int long_enough = 60;
+        Words last;
+        int unchanged = 0;
+        Wait_For([&] {
+            const Words now = Names();
+            unchanged = now == last && Copies() == names ? unchanged + 1 : 0;
+            last = now;
+            return unchanged == long_enough;
+        });
+        EXPECT_EQ(unchanged, long_enough);
     }
 
     template <typename Condition>
