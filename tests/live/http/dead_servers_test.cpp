@@ -196,16 +196,21 @@ TEST_F(Dead_Server, IsNotTheOneThatRedirectsThere) {
     EXPECT_EQ(Get(redirecting.Url()).body, "abc");
 }
 
-TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
-    m_Configuration.Set_Number(Retry_After, 1);
-    std::atomic<bool> has_recovered = false;
-    const Web_Server server([&](Server_Connection& client) {
+/// A server that says nothing before it has recovered.
+auto Silent_Until(const std::atomic<bool>& has_recovered) {
+    return [&has_recovered](Server_Connection& client) {
         if (!has_recovered) {
             client.Wait_For_Client_To_Go();
         }
         client.Read_Request();
         client.Send(Good_Response);
-    });
+    };
+}
+
+TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
+    m_Configuration.Set_Number(Retry_After, 1);
+    std::atomic<bool> has_recovered = false;
+    const Web_Server server(Silent_Until(has_recovered));
     Get(server.Url(), Short_Receive);
     has_recovered = true;
     EXPECT_FALSE(Was_Sent(Get(server.Url())));
@@ -216,13 +221,7 @@ TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
 
 TEST_F(Dead_Server, LivesAgainWithAResponse) {
     std::atomic<bool> has_recovered = false;
-    const Web_Server server([&](Server_Connection& client) {
-        if (!has_recovered) {
-            client.Wait_For_Client_To_Go();
-        }
-        client.Read_Request();
-        client.Send(Good_Response);
-    });
+    const Web_Server server(Silent_Until(has_recovered));
     Get(server.Url(), Short_Receive);
     has_recovered = true;
     EXPECT_FALSE(Was_Sent(Get(server.Url())));
