@@ -10,10 +10,20 @@ int Flag_Index() {
     return s_index;
 }
 
+bool& Flag(const SSL* connection) {
+    return *static_cast<bool*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), Flag_Index()));
+}
+
 void Note_Close_Notify(const SSL* connection, int event, int alert) {
     constexpr int description = 0xFF; // the other byte is the alert's level
     if (event == SSL_CB_READ_ALERT && (alert & description) == SSL3_AD_CLOSE_NOTIFY) {
-        *static_cast<bool*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), Flag_Index())) = true;
+        Flag(connection) = true;
+    }
+}
+
+void Note_End_Of_Handshake(const SSL* connection, int event, int /*result*/) {
+    if (event == SSL_CB_HANDSHAKE_DONE) {
+        Flag(connection) = false;
     }
 }
 
@@ -22,6 +32,13 @@ void Note_Close_Notify(const SSL* connection, int event, int alert) {
 void Watch_Close_Notify(SSL_CTX* context, bool& is_closed) {
     if (SSL_CTX_set_ex_data(context, Flag_Index(), &is_closed) == 1) {
         SSL_CTX_set_info_callback(context, &Note_Close_Notify);
+    }
+}
+
+void Watch_Handshake(SSL_CTX* context, bool& is_under_way) {
+    if (SSL_CTX_set_ex_data(context, Flag_Index(), &is_under_way) == 1) {
+        is_under_way = true;
+        SSL_CTX_set_info_callback(context, &Note_End_Of_Handshake);
     }
 }
 

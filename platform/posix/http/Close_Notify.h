@@ -9,4 +9,8 @@ namespace QEL::FrontEnd::Platform {
 /// @param is_closed set to true then. Has to live as long as the context's connections.
 void Watch_Close_Notify(SSL_CTX* context, bool& is_closed);
 
+/// Watches connections of the context for the end of the handshake, which libcurl does not report of a proxy's.
+/// @param is_under_way true from now until then. Lives as long as the other.
+void Watch_Handshake(SSL_CTX* context, bool& is_under_way);
+
 } // namespace QEL::FrontEnd::Platform

@@ -42,6 +42,7 @@ public:
     struct Tls_Events {
         bool is_certificate_revoked = false; ///< the handshake ended because of that
         bool is_closed = false;              ///< the server has sent close_notify
+        bool is_in_proxys_handshake = false; ///< with an HTTPS proxy, before any with the server
     };
     Tls_Events& Tls() { return m_Tls; }
     const Tls_Events& Tls() const { return m_Tls; }

@@ -223,7 +223,9 @@ private:
         // An HTTPS proxy has a TLS connection of its own. Its end says nothing of the server's.
         const bool is_proxys = Equal_Without_Case(m_Proxy.substr(0, 6), "https:") &&
                                m_Connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) / 100 != 2;
-        if (!is_proxys) {
+        if (is_proxys) {
+            Watch_Handshake(context, m_Connection.Tls().is_in_proxys_handshake);
+        } else {
             Watch_Close_Notify(context, m_Connection.Tls().is_closed);
         }
         if (m_Check == Certificate_Check::Verify) {
@@ -281,7 +283,11 @@ private:
         case Step::Headers:
             return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
         default:
-            const bool is_connected = m_Connection.Info<long>(CURLINFO_PRIMARY_PORT) != 0;
+            if (m_Connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) >= 300) {
+                return Attempt::Failed_Otherwise; // the proxy has responded, and may say something else next time
+            }
+            const bool is_connected =
+                m_Connection.Info<long>(CURLINFO_PRIMARY_PORT) != 0 && !m_Connection.Tls().is_in_proxys_handshake;
             return is_connected || m_Proxy.empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
         }
     }

@@ -89,10 +89,10 @@ std::string Proxy_Name(std::string_view proxy) {
 }
 
 /// Who failed, in the texts: up to the connection that is the proxy, where there is one.
-std::string Subject(const Http_Url& url, CURLcode result, Exchange_Step step) {
+std::string Subject(const Http_Url& url, const Connection& connection, CURLcode result, Exchange_Step step) {
     const auto proxy = Proxy_For(url);
-    const bool is_proxys = result == CURLE_COULDNT_RESOLVE_PROXY || result == CURLE_COULDNT_CONNECT ||
-                           result == CURLE_PROXY ||
+    const bool is_proxys = connection.Tls().is_in_proxys_handshake || result == CURLE_COULDNT_RESOLVE_PROXY ||
+                           result == CURLE_COULDNT_CONNECT || result == CURLE_PROXY ||
                            (result == CURLE_OPERATION_TIMEDOUT && step <= Exchange_Step::Connection);
     return is_proxys && !proxy.empty() ? Proxy_Name(proxy) : "server " + url.Server();
 }
@@ -115,7 +115,8 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
     }
     if (result == CURLE_OPERATION_TIMEDOUT) {
         return {Error_Internet_Timeout,
-                Util::Sentences_On_Error(Error_Internet_Timeout, Subject(url, result, step), Timeout_Detail(step))};
+                Util::Sentences_On_Error(Error_Internet_Timeout, Subject(url, connection, result, step),
+                                         Timeout_Detail(step))};
     }
     if (result == CURLE_RECV_ERROR && proxy_status >= 300) {
         return Exchange_Failure(url, Error_Internet_Cannot_Connect,
@@ -140,7 +141,7 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
     } else if (error == Error_Internet_Internal_Error) {
         detail = std::string(": ") + curl_easy_strerror(result);
     }
-    return {error, Util::Sentences_On_Error(error, Subject(url, result, step), detail)};
+    return {error, Util::Sentences_On_Error(error, Subject(url, connection, result, step), detail)};
 }
 
 } // namespace QEL::FrontEnd::Platform

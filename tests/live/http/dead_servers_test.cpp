@@ -330,6 +330,47 @@ TEST_F(Dead_Server, BehindAProxyDoesNotStandForTheProxy) {
     EXPECT_TRUE(Was_Sent(Get("https://other.invalid/")));
 }
 
+TEST_F(Dead_Server, MayBeAnHttpsProxyThatDoesNotFinishTheHandshake) {
+    const Web_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const auto proxy_url = "https" + proxy.Url("").substr(4);
+    const Environment_Variable http_proxy("http_proxy", proxy_url.c_str());
+    const Environment_Variable https_proxy("https_proxy", proxy_url.c_str());
+    EXPECT_THAT(Get("https://behind.invalid/").description,
+                StartsWith("The proxy " + proxy_url.substr(std::string("https://").size()) +
+                           " did not respond in time: the TLS handshake was not finished"));
+    EXPECT_FALSE(Was_Sent(Get("https://other.invalid/")));
+    EXPECT_FALSE(Was_Sent(Head("http://other.invalid/")));
+    EXPECT_EQ(proxy.Connections(), 1);
+}
+
+TEST_F(Dead_Server, BehindAnHttpsProxyDoesNotStandForTheProxy) {
+    const Scratch_Directory directory;
+    Certificate_Authority authority(directory.Path(), "authority");
+    const Environment_Variable trusted("SSL_CERT_FILE", authority.File().c_str());
+    const Web_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); },
+                           authority.Issue("proxy", {}));
+    const Environment_Variable https_proxy("https_proxy", proxy.Url("").c_str());
+    EXPECT_TRUE(Was_Sent(Get("https://behind.invalid/")));
+    EXPECT_FALSE(Was_Sent(Get("https://behind.invalid/")));
+    EXPECT_TRUE(Was_Sent(Get("https://other.invalid/")));
+}
+
+TEST_F(Dead_Server, IsNotOneThatTheProxyRefusesHoweverLongThatTook) {
+    for (const bool is_whole : {true, false}) {
+        const Web_Server proxy([&](Server_Connection& client) {
+            client.Read_Request();
+            client.Pause(is_whole ? 1100ms : 0ms);
+            client.Send("HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n");
+            client.Send(is_whole ? "\r\n" : "");
+            client.Wait_For_Client_To_Go();
+        });
+        const Environment_Variable https_proxy("https_proxy", proxy.Url("").c_str());
+        const auto timeouts = is_whole ? Timeouts() : Short_Connect;
+        EXPECT_TRUE(Was_Sent(Get("https://behind.invalid/", timeouts))) << is_whole;
+        EXPECT_TRUE(Was_Sent(Get("https://behind.invalid/", timeouts))) << is_whole;
+    }
+}
+
 } // namespace
 
 } // namespace QEL::Tests
