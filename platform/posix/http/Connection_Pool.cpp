@@ -33,6 +33,7 @@ std::unique_ptr<Connection> Connection::Create() {
 }
 
 bool Connection::Begin_Exchange() {
+    m_Tls = {};
     m_Easy.reset(curl_easy_init());
     return m_Easy != nullptr;
 }

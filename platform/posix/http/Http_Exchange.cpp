@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -64,8 +63,7 @@ public:
             m_Failure = No_Authority("SSL_CERT_FILE names " + m_Authorities.file + ", which cannot be read to its end");
         } else if (!m_Failure && result != CURLE_OK) {
             m_Failure = Exchange_Failure(m_Url, m_Connection, m_Step, result, m_Curl_Message.data());
-        }
-        if (!m_Failure && m_Url.Is_Https() && m_Ends_With_Connection && !m_Connection.Tls().is_closed) {
+        } else if (!m_Failure && May_Be_Cut_Off()) {
             m_Failure = Exchange_Failure(m_Url, Error_Internet_Connection_Aborted,
                                          ", or it was cut on the way: neither a Content-Length nor close_notify says "
                                          "where it ends");
@@ -83,9 +81,12 @@ public:
     }
 
 private:
-    template <typename Value>
-    void Set(CURLoption option, Value value) {
-        curl_easy_setopt(m_Connection.Easy(), option, value);
+    /// Whether nothing says that all of the file has arrived: neither the headers nor the end of the connection.
+    bool May_Be_Cut_Off() const {
+        const auto status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
+        const bool has_file = m_Request.method == Http_Method::Get && status < 300 && status != 204;
+        return has_file && m_Url.Is_Https() && !Says_Where_Body_Ends(m_Response.headers) &&
+               !m_Connection.Tls().is_closed;
     }
 
     Http_Failure No_Authority(const std::string& fault) const {
@@ -96,117 +97,96 @@ private:
     }
 
     void Set_Options() {
-        m_Connection.Tls() = {};
-        Set(CURLOPT_ERRORBUFFER, m_Curl_Message.data());
-        Set(CURLOPT_URL, m_Url.text.c_str());
-        Set(CURLOPT_PROTOCOLS_STR, "http,https");
-        Set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
-        Set(CURLOPT_USERAGENT, "QELFileCache/1.0");
-        Set(m_Request.method == Http_Method::Head ? CURLOPT_NOBODY : CURLOPT_HTTPGET, 1L);
-        Set(CURLOPT_NOSIGNAL, 1L);
-        Set(CURLOPT_QUICK_EXIT, 1L); // a name look-up that hangs is left behind, not waited for
-        Set(CURLOPT_CONNECTTIMEOUT_MS, long{Longest_Wait.count()});
-        Set(CURLOPT_BUFFERSIZE, 256L * 1024);
-        Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+        const auto set = [easy = m_Connection.Easy()](CURLoption option, auto value) {
+            curl_easy_setopt(easy, option, value);
+        };
+        set(CURLOPT_ERRORBUFFER, m_Curl_Message.data());
+        set(CURLOPT_URL, m_Url.text.c_str());
+        set(CURLOPT_PROTOCOLS_STR, "http,https");
+        set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+        set(CURLOPT_USERAGENT, "QELFileCache/1.0");
+        set(m_Request.method == Http_Method::Head ? CURLOPT_NOBODY : CURLOPT_HTTPGET, 1L);
+        set(CURLOPT_NOSIGNAL, 1L);
+        set(CURLOPT_QUICK_EXIT, 1L); // a name look-up that hangs is left behind, not waited for
+        set(CURLOPT_CONNECTTIMEOUT_MS, long{Longest_Wait.count()});
+        set(CURLOPT_BUFFERSIZE, 256L * 1024);
+        set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 
-        Set(CURLOPT_PROXY, m_Proxy.c_str());
-        Set(CURLOPT_NOPROXY, ""); // m_Proxy has heeded it
+        set(CURLOPT_PROXY, m_Proxy.c_str());
+        set(CURLOPT_NOPROXY, ""); // m_Proxy has heeded it
         const bool verifies = m_Check == Certificate_Check::Verify;
-        Set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
-        Set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
-        Set(CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
-        // Libcurl's own are the system's. Null: none.
-        if (!m_Authorities.Are_The_Systems()) {
+        set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+        set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
+        set(CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
+        if (!m_Authorities.Are_The_Systems()) { // which are libcurl's own. Null: none
             const auto named = [](const std::string& value) { return value.empty() ? nullptr : value.c_str(); };
-            Set(CURLOPT_CAINFO, named(m_Authorities.file));
-            Set(CURLOPT_CAPATH, named(m_Authorities.directories));
-            Set(CURLOPT_PROXY_CAINFO, named(m_Authorities.file));
-            Set(CURLOPT_PROXY_CAPATH, named(m_Authorities.directories));
+            set(CURLOPT_CAINFO, named(m_Authorities.file));
+            set(CURLOPT_CAPATH, named(m_Authorities.directories));
+            set(CURLOPT_PROXY_CAINFO, named(m_Authorities.file));
+            set(CURLOPT_PROXY_CAPATH, named(m_Authorities.directories));
         }
 
-        Set(CURLOPT_SSL_CTX_DATA, this);
-        Set(
+        for (const auto option :
+             {CURLOPT_SSL_CTX_DATA, CURLOPT_PREREQDATA, CURLOPT_SOCKOPTDATA, CURLOPT_HEADERDATA, CURLOPT_WRITEDATA}) {
+            set(option, this);
+        }
+        set(
             CURLOPT_SSL_CTX_FUNCTION, +[](CURL*, void* context, void* exchange) {
                 static_cast<Http_Exchange*>(exchange)->On_Handshake(static_cast<SSL_CTX*>(context));
                 return CURLE_OK;
             });
-        Set(CURLOPT_PREREQDATA, this);
-        Set(
-            CURLOPT_PREREQFUNCTION, +[](void* exchange, char*, char*, int, int) {
-                static_cast<Http_Exchange*>(exchange)->Enter(Step::Request);
-                return CURL_PREREQFUNC_OK;
-            });
-        Set(CURLOPT_HEADERDATA, this);
-        Set(CURLOPT_HEADERFUNCTION, &On_Data<&Http_Exchange::On_Header_Line>);
-        Set(CURLOPT_WRITEDATA, this);
-        Set(CURLOPT_WRITEFUNCTION, &On_Data<&Http_Exchange::On_Body>);
+        set(CURLOPT_PREREQFUNCTION, &On_Step<Step::Request, char*, char*, int, int>);
+        set(CURLOPT_SOCKOPTFUNCTION, &On_Step<Step::Connection, curl_socket_t, curlsocktype>);
+        set(CURLOPT_HEADERFUNCTION, &On_Data<&Http_Exchange::On_Header_Line>);
+        set(CURLOPT_WRITEFUNCTION, &On_Data<&Http_Exchange::On_Body>);
     }
 
     CURLcode Perform() {
-        Enter(Step::Name);
-        if (curl_multi_add_handle(m_Connection.Multi(), m_Connection.Easy()) != CURLM_OK) {
-            return CURLE_OUT_OF_MEMORY;
-        }
-        std::optional<CURLcode> result;
-        while (!result) {
-            result = Advance();
-        }
-        curl_multi_remove_handle(m_Connection.Multi(), m_Connection.Easy());
-        return *result;
-    }
-
-    /// Does what can be done now and waits for more; the result when this was all.
-    std::optional<CURLcode> Advance() {
         auto* const multi = m_Connection.Multi();
+        Enter(Step::Name);
+        curl_multi_add_handle(multi, m_Connection.Easy()); // where that fails, nothing runs
+        bool is_in_time = true;
         int running = 0;
-        if (curl_multi_perform(multi, &running) != CURLM_OK) {
-            return CURLE_OUT_OF_MEMORY;
+        while (is_in_time && curl_multi_perform(multi, &running) == CURLM_OK && running > 0) {
+            is_in_time = Wait();
         }
-        Enter_Unreported_Step();
-        if (running == 0) {
-            int queued = 0;
-            const auto* const message = curl_multi_info_read(multi, &queued);
-            return message != nullptr ? message->data.result : CURLE_OUT_OF_MEMORY;
-        }
-        const auto limit = Limit();
-        const auto now = Clock::now();
-        if (now >= limit) {
-            return CURLE_OPERATION_TIMEDOUT;
-        }
+        const auto* const message = curl_multi_info_read(multi, &running);
+        const auto without_message = is_in_time ? CURLE_OUT_OF_MEMORY : CURLE_OPERATION_TIMEDOUT;
+        const auto result = message != nullptr ? message->data.result : without_message;
+        curl_multi_remove_handle(multi, m_Connection.Easy());
+        return result;
+    }
+
+    /// Waits until there may be something to do; false when the step has taken too long.
+    bool Wait() {
         // Nothing reports when the request has been acknowledged.
-        const milliseconds longest(m_Step == Step::Request ? 50 : 60000);
-        const auto wait = std::chrono::ceil<milliseconds>(std::min<Clock::duration>(limit - now, longest));
-        curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
-        return std::nullopt;
-    }
-
-    void Enter(Step step, Clock::time_point began = Clock::now()) {
-        m_Step = step;
-        m_Step_Began = began;
-        m_Last_Packet = began;
-    }
-
-    /// Enters the steps whose beginning libcurl does not report.
-    void Enter_Unreported_Step() {
-        const std::chrono::microseconds resolved(m_Connection.Info<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T));
-        if (m_Step == Step::Name && resolved.count() > 0) {
-            Enter(Step::Connection, m_Step_Began + resolved);
-        } else if (m_Step == Step::Request && Is_Request_Acknowledged()) {
+        if (m_Step == Step::Request && Is_Request_Acknowledged()) {
             Enter(Step::Headers);
         }
+        const auto wait = std::min(Time_Left(), milliseconds(m_Step == Step::Request ? 50 : 60000));
+        if (wait <= milliseconds::zero()) {
+            return false;
+        }
+        curl_multi_poll(m_Connection.Multi(), nullptr, 0, static_cast<int>(wait.count()), nullptr);
+        return true;
     }
 
-    /// When the step has taken too long.
-    Clock::time_point Limit() const {
+    void Enter(Step step) {
+        m_Step = step;
+        m_Step_Began = m_Last_Packet = Clock::now();
+    }
+
+    milliseconds Time_Left() const {
         const auto& timeouts = m_Request.timeouts;
         const milliseconds of_steps[] = {timeouts.resolve, timeouts.connect, timeouts.receive,
                                          timeouts.send,    timeouts.receive, timeouts.receive};
         const auto timeout = of_steps[static_cast<std::size_t>(m_Step)];
         if (timeout <= milliseconds::zero() || timeout > Longest_Wait) {
-            return Clock::time_point::max();
+            return Longest_Wait;
         }
         const milliseconds at_slowest_rate(static_cast<std::int64_t>(m_Body->Size()) * 1000 / Slowest_Body_Rate);
-        return std::min(m_Last_Packet, m_Step_Began + at_slowest_rate) + timeout;
+        const auto began = std::min(m_Last_Packet, m_Step_Began + at_slowest_rate);
+        return std::chrono::ceil<milliseconds>(began + timeout - Clock::now());
     }
 
     /// Whether the server's system has acknowledged all that was sent.
@@ -249,29 +229,25 @@ private:
         if (const char* const fault = Fault_Of_Head(status, m_Response.headers)) {
             return Refuse(fault);
         }
-        if (status < 200) {
+        if (status >= 200) {
+            Enter(Step::Body);
+        } else {
             m_Response.headers = {};
-            return true;
         }
-        // The body of such a response is the file. Of the others the status says enough.
-        const bool has_file = m_Request.method == Http_Method::Get && status < 300 && status != 204;
-        m_Ends_With_Connection = has_file && !Says_Where_Body_Ends(m_Response.headers);
-        Enter(Step::Body);
         return true;
     }
 
     bool On_Body(std::string_view bytes) {
         m_Last_Packet = Clock::now();
-        // -1: unknown
-        const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
-        if (content_length > static_cast<curl_off_t>(Body_Buffer::Largest_Size) ||
-            bytes.size() > Body_Buffer::Largest_Size - m_Body->Size()) {
+        const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
+        const auto size = std::max(content_length, static_cast<curl_off_t>(m_Body->Size() + bytes.size()));
+        if (size > static_cast<curl_off_t>(Body_Buffer::Largest_Size)) {
             return Refuse("has a body of more than 2 GB");
         }
         if (m_Body->Size() == 0) {
-            m_Body->Reserve(static_cast<std::size_t>(std::max<curl_off_t>(content_length, 0)));
+            m_Body->Reserve(static_cast<std::size_t>(size));
         }
-        return m_Body->Append(bytes) || Refuse({}, Error_Out_Of_Memory);
+        return m_Body->Append(bytes);
     }
 
     /// What a failure at this step says of the server.
@@ -293,9 +269,19 @@ private:
     }
 
     /// Notes why the response is refused; false, for the caller to return.
-    bool Refuse(std::string_view reason, std::uint32_t error = Error_Http_Invalid_Server_Response) {
-        m_Failure = Exchange_Failure(m_Url, error, reason.empty() ? "" : ": it " + std::string(reason));
+    bool Refuse(const std::string& reason) {
+        m_Failure = Exchange_Failure(m_Url, Error_Http_Invalid_Server_Response, ": it " + reason);
         return false;
+    }
+
+    /// A callback that reports the beginning of a step. For each address that is tried, a connection begins.
+    template <Step Begun, typename... Others>
+    static int On_Step(void* exchange, Others...) {
+        auto& self = *static_cast<Http_Exchange*>(exchange);
+        if (self.m_Step != Begun) {
+            self.Enter(Begun);
+        }
+        return 0; // go on
     }
 
     /// A callback of C code, which an exception must not cross.
@@ -321,7 +307,6 @@ private:
     Clock::time_point m_Step_Began;
     Clock::time_point m_Last_Packet; ///< of the body; before that, when the step began
 
-    bool m_Ends_With_Connection = false; ///< nothing in the response says where the file ends
     std::size_t m_Header_Bytes = 0;
     std::optional<Http_Failure> m_Failure;
     std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};

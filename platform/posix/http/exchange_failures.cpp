@@ -37,7 +37,7 @@ constexpr Failure_Kind curl_failures[] = {
      Error_Internet_Security_Channel},
     {{CURLE_RECV_ERROR, CURLE_SEND_ERROR, CURLE_GOT_NOTHING}, Error_Internet_Connection_Aborted},
     {{CURLE_PARTIAL_FILE}, Error_Internet_Connection_Aborted, ": it sent less than its Content-Length"},
-    // The first is a callback's, which has reported already what it refuses.
+    // The first is a callback's that had no memory.
     {{CURLE_WRITE_ERROR, CURLE_OUT_OF_MEMORY}, Error_Out_Of_Memory},
     // The last is of libcurl's own functions, for a header that is not valid.
     {{CURLE_UNSUPPORTED_PROTOCOL, CURLE_WEIRD_SERVER_REPLY, CURLE_BAD_CONTENT_ENCODING, CURLE_BAD_FUNCTION_ARGUMENT},
