@@ -2,11 +2,9 @@
 
 #include <csignal>
 #include <cstddef>
-#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -71,13 +69,9 @@ void Server_Connection::Reset() {
     m_Is_Open = false;
 }
 
-void Server_Connection::Relay_To(int port) {
+void Server_Connection::Relay_To(int port, std::chrono::milliseconds pause) {
     const Socket server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    connect(server.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    Connect(server, port);
     char bytes[4096];
     while (m_Is_Open) {
         pollfd ends[] = {{m_Socket.Get(), POLLIN, 0}, {server.Get(), POLLIN, 0}};
@@ -88,6 +82,7 @@ void Server_Connection::Relay_To(int port) {
                 return;
             }
             Send({bytes, static_cast<std::size_t>(count)});
+            Pause(pause);
         } else {
             const auto count =
                 m_Ssl ? SSL_read(m_Ssl.get(), bytes, sizeof bytes) : recv(m_Socket.Get(), bytes, sizeof bytes, 0);

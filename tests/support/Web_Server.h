@@ -49,7 +49,8 @@ public:
     void Reset();
 
     /// Passes bytes on between the client and the server at a port of this machine, until the server closes.
-    void Relay_To(int port);
+    /// @param pause behind each piece, of at most 4096 bytes, that the server sends
+    void Relay_To(int port, std::chrono::milliseconds pause = {});
 
     /// Says close_notify: nothing more comes. The end of the connection alone does not say so.
     void Close_Tls() { SSL_shutdown(m_Ssl.get()); }

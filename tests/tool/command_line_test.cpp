@@ -130,13 +130,5 @@ TEST_F(Command_Line, TakesOptionsOfTheToolBehindTheCommandAndTheLastOfARepeatedO
     Expect_Output({"--cache-dir", "/nowhere", "--cache-dir", m_Cache.string(), "clear"}, "");
 }
 
-TEST_F(Command_Line, FailsWhenItsOutputCannotBeWritten) {
-    for (const std::string argument : {"--help", "--version"}) {
-        Tool_Run run = A_Run({argument});
-        run.standard_output_path = "/dev/full";
-        Expect_Message(Run_Tool(run), 1, "cannot write the results: No space left on device");
-    }
-}
-
 } // namespace
 } // namespace QEL::Tests

@@ -1,9 +1,7 @@
-#include "tests/support/Nginx_Server.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <cstdlib>
 #include <iostream>
-#include <memory>
 #include <random>
 #include <sstream>
 
@@ -101,14 +99,6 @@ TEST_F(Explain, AgreesWithGetOnBlanksAndLettersBeyondAscii) {
     }
 }
 
-TEST_F(Explain, SaysThatTheCopyIsGone) {
-    Fetch();
-    fs::remove(m_Copy);
-    const Tool_Result result = Explain_Url(m_Url);
-    EXPECT_THAT(result.out, HasSubstr("The cache has an entry for it, but its copy '" + m_Copy + "' is gone"));
-    EXPECT_THAT(Verdict(result), StartsWith("would be served from a new copy, if the server"));
-}
-
 TEST_F(Explain, ChangesNothing) {
     Fetch(0);
     Write_File(m_Cache / Stray_Copy, "");
@@ -145,14 +135,6 @@ TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
                           ": not a text file\n  Next: "));
     Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options\nLandscapeCacheExpiryPeriod = 5\n");
     EXPECT_THAT(Explain_Url(m_Url).err, HasSubstr(file + ": line 1: the section has no ']' at its end\n  Next: "));
-}
-
-TEST_F(Explain, SaysThatTheClockWasSetBack) {
-    Fetch();
-    std::string metadata = Content_Of(Metadata_File());
-    const auto start = metadata.find(Monday) + std::string(Monday).size() + 1;
-    Write_File(Metadata_File(), metadata.replace(start, 3, "200"));
-    EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("which lies in the future: the clock of this machine"));
 }
 
 TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
@@ -198,13 +180,6 @@ TEST_F(Explain, SaysThatTheDirectoryCannotBeWritten) {
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(Verdict(result), "would not be served: the default cache directory '" + m_Default_Cache.string() +
                                    "' cannot be created: '" + m_Home.string() + "' is not writable for this user.\n");
-}
-
-TEST_F(Explain, ShowsTheNormalisedFormOfAShareUrl) {
-    EXPECT_THAT(Explain_Url("file://server/share/a.xml").out,
-                AllOf(HasSubstr("It names a file on a share"),
-                      HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."),
-                      HasSubstr("would be served from a new copy, if the share hands the file out")));
 }
 
 TEST_F(Explain, AsJsonHoldsAllThatIsKnown) {
@@ -318,63 +293,36 @@ TEST_F(Explain, ForetellsWhatGetDoesAndTraceReports) {
     }
 }
 
-/// A web server with a certificate of the test's own authority, which the tool trusts.
-class Explain_Certificate : public Tool_Test {
-protected:
-    void Start(const Certificate_Options& options) {
-        Nginx_Site site;
-        site.tls = m_Authority.Issue("server", options);
-        m_Tls_Server = std::make_unique<Nginx_Server>(std::vector{site});
-        m_Tls_Server->Write("a.xml", "<a/>");
-        m_Tls_Url = m_Tls_Server->Site().Url("/a.xml", "localhost");
-    }
-
-    Tool_Result Check(const std::string& mode) const {
-        Configure(mode);
-        Tool_Run run = A_Run_On_Cache({"explain", "--check", m_Tls_Url});
-        run.environment["SSL_CERT_FILE"] = m_Authority.File().string();
+TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
+    const Certificate_Authority authority(m_Folder, "authority");
+    const Web_Server server(
+        [](Server_Connection& client) {
+            client.Read_Request();
+            client.Send(Web_Server::Empty_Response);
+        },
+        authority.Issue("server", {.name = "localhost", .ends = std::chrono::hours(-1)}));
+    const std::string url = server.Url("/a.xml", "localhost");
+    const auto check = [&](const std::string& configuration) {
+        Configure(configuration);
+        Tool_Run run = A_Run_On_Cache({"explain", "--check", url});
+        run.environment["SSL_CERT_FILE"] = authority.File().string();
         return Run_Tool(run);
-    }
-
-    const Certificate_Authority m_Authority{m_Folder, "authority"};
-    std::unique_ptr<Nginx_Server> m_Tls_Server;
-    std::string m_Tls_Url;
-};
-
-TEST_F(Explain_Certificate, ThatIsValidIsReported) {
-    Start({.name = "localhost"});
-    const Tool_Result result = Check("");
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out, AllOf(HasSubstr("status 200: success. Its certificate is valid."),
-                                  HasSubstr("the request fails: certificate errors are never overlooked "
-                                            "(CertErrorHandlingMode is not configured).")));
-}
-
-TEST_F(Explain_Certificate, ThatHasExpiredIsReportedWithItsNumber) {
-    Start({.name = "localhost", .begins = std::chrono::hours(-48), .ends = std::chrono::hours(-1)});
-    Tool_Result result = Check("");
+    };
+    Tool_Result result = check("");
     EXPECT_EQ(result.exit_status, 1);
-    EXPECT_THAT(result.out, HasSubstr("Error 12037: the server's certificate has expired or is not yet valid; "));
-    EXPECT_THAT(result.out, HasSubstr("So its certificate is not valid. A second attempt failed too."));
+    EXPECT_THAT(result.out, AllOf(HasSubstr("the request fails: certificate errors are never overlooked"),
+                                  HasSubstr("Error 12037: the server's certificate has expired or is not yet valid; "),
+                                  HasSubstr("So its certificate is not valid. A second attempt failed too.")));
     EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server's certificate has expired or is "
                                "not yet valid (error 12037).\n");
-
-    result = Check("CertErrorHandlingMode = 1\n");
-    EXPECT_THAT(result.out, HasSubstr("the address is not on the white list"));
-    EXPECT_THAT(result.out, HasSubstr("There is no second attempt: the configuration does not allow one."));
+    result = check("CertErrorHandlingMode = 1\n");
     EXPECT_EQ(result.exit_status, 1);
-
-    result = Check("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + m_Tls_Url + "\n");
-    EXPECT_THAT(result.out, HasSubstr("Error 12037: "));
+    EXPECT_THAT(result.out, AllOf(HasSubstr("the address is not on the white list"),
+                                  HasSubstr("There is no second attempt: the configuration does not allow one.")));
+    result = check("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + url + "\n");
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_THAT(result.out, HasSubstr("A second attempt overlooked that and succeeded."));
     EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(Check("CertErrorHandlingMode = 2\n").out, HasSubstr("overlooked for every address: mode 2"));
-}
-
-TEST_F(Explain_Certificate, ForAnotherNameIsReportedWithItsNumber) {
-    Start({});
-    EXPECT_THAT(Check("").out, HasSubstr("Error 12038: the server's certificate was issued for another name"));
 }
 
 } // namespace

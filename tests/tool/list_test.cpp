@@ -69,15 +69,6 @@ TEST_F(List, ShowsEachEntrySortedAndAligned) {
     EXPECT_EQ(lines[0].find("CHECKED"), lines[1].rfind("B  ") + 3);
 }
 
-TEST_F(List, MarksCopiesThatHaveExpiredOrAreMissing) {
-    Set_Expiry_Period(0);
-    fs::remove(m_Copy_Of_A);
-    const auto lines = Lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_THAT(lines[1], AllOf(StartsWith(m_Url), ContainsRegex(" - .* copy missing$")));
-    EXPECT_THAT(lines[2], ContainsRegex("20[0-9-]+ [0-9:]+ \\(expired\\)$"));
-}
-
 TEST_F(List, AsJsonHoldsWholePathsAndTimes) {
     fs::remove(m_Copy_Of_B);
     const Tool_Result result = Run_On_Cache({"list", "--json"});
@@ -158,7 +149,14 @@ TEST_F(List, OfAnEmptyCacheSaysSo) {
     EXPECT_FALSE(fs::exists(m_Home / ".cache"));
 }
 
-TEST_F(List, KeepsToTheTerminal) {
+TEST_F(List, KeepsToTheTerminalAndShowsColoursThereAlone) {
+    constexpr const char* escape = "\x1B[";
+    EXPECT_THAT(Run_Tool(A_Run_On_Terminal(0)).out, Not(HasSubstr(escape)));
+    EXPECT_THAT(Lines_Of(Run_Tool(A_Run_On_Terminal(120)).out), Each(StartsWith(escape)));
+    Tool_Run run = A_Run_On_Terminal(120);
+    run.environment["NO_COLOR"] = "1";
+    EXPECT_THAT(Run_Tool(run).out, Not(HasSubstr(escape)));
+
     const auto lines = Lines_Of(Without_Colours(Run_Tool(A_Run_On_Terminal(80)).out));
     ASSERT_EQ(lines.size(), 3u);
     for (const std::string& line : lines) {
@@ -167,15 +165,6 @@ TEST_F(List, KeepsToTheTerminal) {
     EXPECT_THAT(lines[1], AllOf(StartsWith(m_Url + "  1.2 kB  "), ContainsRegex("[0-9:]+$")));
     EXPECT_THAT(Lines_Of(Without_Colours(Run_Tool(A_Run_On_Terminal(400)).out)).at(1),
                 StartsWith(m_Url + "  " + Name_Of_A()));
-}
-
-TEST_F(List, ShowsColoursOnATerminalAlone) {
-    constexpr const char* escape = "\x1B[";
-    EXPECT_THAT(Run_Tool(A_Run_On_Terminal(0)).out, Not(HasSubstr(escape)));
-    EXPECT_THAT(Lines_Of(Run_Tool(A_Run_On_Terminal(120)).out), Each(StartsWith(escape)));
-    Tool_Run run = A_Run_On_Terminal(120);
-    run.environment["NO_COLOR"] = "1";
-    EXPECT_THAT(Run_Tool(run).out, Not(HasSubstr(escape)));
 }
 
 } // namespace

@@ -29,14 +29,9 @@ TEST_F(Prefetch, ServesEachRequestOfTheListOnce) {
         "\xEF\xBB\xBF# the pad's files\r\n" + m_A + "\r\n\r\n  " + m_B + " \n\t\n" + m_A + "\n#" + m_C + "\n" + m_A;
     Expect_Message(Run_On_List(list), 0, "2 requests (2 more repeated): 2 served, 0 not served");
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "GET /b.xml"));
-}
-
-TEST_F(Prefetch, LeavesCopiesThatHaveNotExpiredAsTheyAre) {
-    Run_On_List(m_A);
-    const auto before = Everything_In_Cache();
-    EXPECT_EQ(Run_On_List(m_A).exit_status, 0);
-    EXPECT_EQ(Everything_In_Cache(), before);
-    EXPECT_EQ(m_Server.Requests().size(), 1u);
+    Write_File(m_Folder / "[a,b]", "");
+    Expect_Message(Run_On_List("[a,b]\n"), 0, "1 request: 1 served, 0 not served");
+    Expect_Message(Run_On_List("# nothing yet\n"), 0, "0 requests: 0 served, 0 not served");
 }
 
 TEST_F(Prefetch, ReadsStandardInput) {
@@ -66,12 +61,6 @@ TEST_F(Prefetch, CountsLastGoodCopiesAsServed) {
         AllOf(HasSubstr("notice: '" + m_A + "': "),
               HasSubstr("Connection refused; this is the copy of an earlier download\n  Next: "),
               EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n")));
-}
-
-TEST_F(Prefetch, TakesEachLineAsItStands) {
-    Write_File(m_Folder / "[a,b]", "");
-    Expect_Message(Run_On_List("[a,b]\n"), 0, "1 request: 1 served, 0 not served");
-    Expect_Message(Run_On_List("# nothing yet\n"), 0, "0 requests: 0 served, 0 not served");
 }
 
 TEST_F(Prefetch, RefusesAListThatCannotBeRead) {

@@ -1,8 +1,5 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <algorithm>
-#include <thread>
-
 namespace QEL::Tests {
 namespace {
 
@@ -12,28 +9,21 @@ using namespace ::testing;
 class Traced_Tool : public Tool_Test {
 protected:
     Tool_Result Run_Traced(int level, const Words& arguments) const {
-        Words all = {"--trace-level", std::to_string(level), "--trace-dir", m_Traces.string()};
+        // Relative to the working directory of the run, which is m_Folder.
+        Words all = {"--trace-level", std::to_string(level), "--trace-dir", "traces"};
         all.insert(all.end(), arguments.begin(), arguments.end());
         return Run_On_Cache(all);
     }
 
-    /// Runs it in a folder without traces.
-    Tool_Result Run_Traced_Alone(int level, const Words& arguments) const {
+    std::string Trace_File() const { return (m_Traces / *Names_In(m_Traces).begin()).string(); }
+
+    /// "outcome request" of each call in the trace of a run, without those of the cache directory.
+    Words Requests_Of(int level, const Words& run) const {
         for (const auto& name : Names_In(m_Traces)) {
             std::filesystem::remove(m_Traces / name);
         }
-        return Run_Traced(level, arguments);
-    }
-
-    std::string Trace_File() const { return (m_Traces / *Names_In(m_Traces).begin()).string(); }
-
-    /// "outcome request" of each call in all traces, without those of the cache directory.
-    Words Read_Requests() const {
-        Words arguments = {"trace", "--json"};
-        for (const auto& name : Names_In(m_Traces)) {
-            arguments.push_back((m_Traces / name).string());
-        }
-        const Tool_Result result = Run(arguments);
+        Run_Traced(level, run);
+        const Tool_Result result = Run({"trace", "--json", Trace_File()});
         EXPECT_EQ(result.exit_status, 0);
         EXPECT_EQ(result.err, "");
         Words requests;
@@ -50,37 +40,27 @@ protected:
     const std::filesystem::path m_Traces = m_Scratch.Make_Directory("traces");
 };
 
-TEST_F(Traced_Tool, EveryRequestIsShown) {
+TEST_F(Traced_Tool, EveryOutcomeIsShown) {
     const std::string missing = m_Server.Url("/missing.xml");
     for (const int level : {4, 5}) {
         Run_On_Cache({"clear"});
-        Run_Traced_Alone(level, {"get", m_Url, m_Url, missing, "/no/such/file"});
-        EXPECT_THAT(Read_Requests(),
-                    ElementsAre("downloaded " + m_Url, "fresh " + m_Url, "failed " + missing, "failed /no/such/file"))
-            << level;
+        EXPECT_THAT(Requests_Of(level, {"get", m_Url, m_Url, missing, "/no/such/file"}),
+                    ElementsAre("downloaded " + m_Url, "fresh " + m_Url, "failed " + missing, "failed /no/such/file"));
     }
-}
-
-TEST_F(Traced_Tool, WhatBecameOfAChangedFileAndAServerThatIsDown) {
     Set_Expiry_Period(0);
-    Get_Copy(m_Url);
-    const auto outcome_of = [this](const Words& command) {
-        Run_Traced_Alone(5, command);
-        return Read_Requests();
-    };
-    EXPECT_THAT(outcome_of({"get", m_Url}), ElementsAre("unchanged " + m_Url));
+    EXPECT_THAT(Requests_Of(5, {"get", m_Url}), ElementsAre("unchanged " + m_Url));
     m_Server.Publish("/a.xml", "<b/>", Tuesday);
-    EXPECT_THAT(outcome_of({"get", m_Url}), ElementsAre("replaced " + m_Url));
+    EXPECT_THAT(Requests_Of(5, {"get", m_Url}), ElementsAre("replaced " + m_Url));
     m_Server.Stop();
-    EXPECT_THAT(outcome_of({"get", m_Url}), ElementsAre("old_copy " + m_Url));
-    EXPECT_THAT(outcome_of({"clear"}), ElementsAre("done clear"));
-    EXPECT_THAT(outcome_of({"purge"}), ElementsAre("done purge"));
+    EXPECT_THAT(Requests_Of(5, {"get", m_Url}), ElementsAre("old_copy " + m_Url));
+    EXPECT_THAT(Requests_Of(5, {"clear"}), ElementsAre("done clear"));
+    EXPECT_THAT(Requests_Of(5, {"purge"}), ElementsAre("done purge"));
 }
 
 TEST_F(Traced_Tool, LowerLevelsShowMessagesAndNoCalls) {
     for (const int level : {1, 2, 3}) {
-        Run_Traced_Alone(level, {"get", m_Url, "/no/such/file", "http://127.0.0.1:1/dead.xml"});
-        EXPECT_THAT(Read_Requests(), IsEmpty()) << level;
+        EXPECT_THAT(Requests_Of(level, {"get", m_Url, "/no/such/file", "http://127.0.0.1:1/dead.xml"}), IsEmpty())
+            << level;
         EXPECT_THAT(Run({"trace", Trace_File()}).out,
                     AllOf(HasSubstr("there are no calls to show"),
                           HasSubstr("\n    the local file '/no/such/file' does not exist\n"), HasSubstr("error 12029")))
@@ -89,7 +69,10 @@ TEST_F(Traced_Tool, LowerLevelsShowMessagesAndNoCalls) {
 }
 
 TEST_F(Traced_Tool, AFileGivenTwiceCountsOnceAndADashIsStandardInput) {
+    EXPECT_EQ(Run_On_Cache({"--trace-dir", m_Folder.string(), "get", m_Url}).err,
+              "qelfilecache: note: --trace-dir has no effect without --trace-level 1 to 5\n");
     Run_Traced(4, {"get", "/no/such/file"});
+    EXPECT_THAT(Names_In(m_Traces), ElementsAre(MatchesRegex("qelfilecache_[0-9]+\\.trc")));
     const std::string file = Trace_File();
     const std::string once = Run({"trace", file}).out;
     EXPECT_EQ(Run({"trace", file, file}).out, once);
@@ -101,21 +84,6 @@ TEST_F(Traced_Tool, AFileGivenTwiceCountsOnceAndADashIsStandardInput) {
     EXPECT_EQ(result.exit_status, 0) << result.err;
     EXPECT_THAT(result.out,
                 AllOf(HasSubstr("the local file '/no/such/file' does not exist"), HasSubstr("standard input, line")));
-}
-
-TEST_F(Traced_Tool, ProcessesAtTheSameTimeAreAllShown) {
-    Get_Copy(m_Url);
-    std::vector<std::thread> runs;
-    for (int run = 0; run < 6; ++run) {
-        runs.emplace_back([&] { Run_Traced(5, {"get", m_Url, "/no/such/file", m_Url}); });
-    }
-    for (auto& run : runs) {
-        run.join();
-    }
-    const auto requests = Read_Requests();
-    EXPECT_EQ(requests.size(), 18U);
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), "fresh " + m_Url), 12);
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), "failed /no/such/file"), 6);
 }
 
 } // namespace

@@ -46,8 +46,7 @@ protected:
     static std::filesystem::path Here(const std::string& path) { return path; }
 
     Nginx_Server server{{Nginx_Site{"location /redirects/ { rewrite ^ /landscape.xml redirect; }\n"
-                                    "location /chunked { sub_filter 'old' 'new'; sub_filter_types *; }\n"
-                                    "location /typed/ { types { } default_type 'Text/XML; charset=\"utf-8\"; x=y'; }\n",
+                                    "location /chunked { sub_filter 'old' 'new'; sub_filter_types *; }\n",
                                     {}}}};
 };
 

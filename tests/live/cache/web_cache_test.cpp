@@ -2,8 +2,6 @@
 
 #include "tests/live/cache/Web_Cache_Fixture.h"
 
-#include <set>
-
 namespace QEL::Tests {
 
 namespace {
@@ -114,17 +112,6 @@ TEST_F(Web_Cache, ClearAndPurgeEmptyTheDirectory) {
 
 #ifndef _WIN32
 
-TEST_F(Web_Cache, CheckAndDownloadShareOneConnection) {
-    Get(m_Url);
-    Publish("landscape.xml", "<new/>", Second_Of_February_2020);
-    Get(m_Url);
-    std::set<std::string> connections;
-    for (const std::string& request : server.Requests(3)) {
-        connections.insert(request.substr(0, request.find(' ')));
-    }
-    EXPECT_THAT(connections, SizeIs(1));
-}
-
 TEST_F(Web_Cache, RedirectLeadsToTheFile) {
     const Served served = Get(Url("/redirects/a.xml"));
     Expect_Good(served, "<landscape/>");
@@ -145,11 +132,6 @@ TEST_F(Web_Cache, BodiesAreWhole) {
     }
     Publish("chunked", dots + "old" + dots);
     EXPECT_TRUE(Content_Of(Get(Url("/chunked")).path) == dots + "new" + dots);
-}
-
-TEST_F(Web_Cache, ParametersOfTheContentTypeDoNotMatter) {
-    Publish("typed/landscape", "<landscape/>");
-    EXPECT_THAT(Get(Url("/typed/landscape")).path, testing::EndsWith(".xml"));
 }
 
 TEST_F(Web_Cache, StoppedServerIsReplacedByTheLastGoodCopy) {

@@ -56,14 +56,6 @@ protected:
 
 class Certificate : public Certificate_Test, public testing::WithParamInterface<Tls_Case> {
 protected:
-    /// What the second client returns for GET and HEAD.
-    void Expect_Of_The_Second_Client(bool ignores_errors) {
-        const bool is_served = GetParam().error == 0 || (ignores_errors && GetParam().can_be_ignored);
-        for (const auto http_type : {Http_Get, Http_Head}) {
-            EXPECT_EQ(Send(url, http_type), is_served ? 200 : GetParam().error) << http_type;
-        }
-    }
-
     const std::string url = s_sites->Url(GetParam().state);
 };
 
@@ -78,20 +70,6 @@ TEST_P(Certificate, IsCheckedByTheFirstClientInEveryMode) {
             EXPECT_THAT(outcome.description, testing::HasSubstr(GetParam().cause)) << method;
         }
     }
-}
-
-TEST_P(Certificate, IsCheckedByTheSecondClientUnlessTheModeIgnoresErrors) {
-    Configure(Default, {url});
-    Expect_Of_The_Second_Client(false);
-    Configure(IgnoreAllErrorsMode);
-    Expect_Of_The_Second_Client(true);
-    Configure(WhiteListMode, {"https://good.test/", url});
-    Expect_Of_The_Second_Client(true);
-    Configure(WhiteListMode, {url + "/", url.substr(0, url.size() - 1), "HTTPS" + url.substr(5),
-                              url.substr(0, url.rfind('/')) + "/File.xml"});
-    Expect_Of_The_Second_Client(false);
-    Configure(7, {url});
-    Expect_Of_The_Second_Client(false);
 }
 
 TEST_P(Certificate, IsCheckedForWhatAWhiteListedUrlRedirectsTo) {

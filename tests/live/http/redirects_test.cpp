@@ -47,6 +47,8 @@ TEST_P(Redirect_Status, IsFollowedWithTheSameMethod) {
 
     EXPECT_EQ(got.status, 200);
     EXPECT_EQ(got.body, "abc");
+    EXPECT_EQ(got.last_modified, "end");
+    EXPECT_EQ(got.content_type, "") << "the redirect's";
     EXPECT_EQ(headed.status, 200);
     EXPECT_THAT(server.Requests(), ElementsAre("GET /start", "GET /end", "HEAD /start", "HEAD /end"));
     EXPECT_EQ(server.Connections(), 1);
@@ -55,15 +57,6 @@ TEST_P(Redirect_Status, IsFollowedWithTheSameMethod) {
 INSTANTIATE_TEST_SUITE_P(Table, Redirect_Status,
                          testing::Values("301 Moved", "302 Found", "303 See Other", "307 Temporary", "308 Permanent"),
                          [](const auto& param_info) { return "Status" + std::string(param_info.param).substr(0, 3); });
-
-TEST(Redirects, LeaveTheHeadersOfTheLastResponseOnly) {
-    const Web_Server server(Redirect(To_The_End));
-
-    const auto outcome = Get(server.Url("/start"));
-
-    EXPECT_EQ(outcome.last_modified, "end");
-    EXPECT_EQ(outcome.content_type, "");
-}
 
 TEST(Redirects, AreFollowedTenTimes) {
     const Web_Server server(Redirect([](const std::string& path) {
@@ -120,20 +113,15 @@ TEST(Redirects, ToAServerThatIsDownNameThatServer) {
     EXPECT_THAT(outcome.description, testing::HasSubstr("gone.test (port " + port + ")"));
 }
 
-TEST(Redirects, FromHttpToHttpsAreFollowed) {
+TEST(Redirects, FromHttpToHttpsAreFollowedAndTheOtherWayRoundAreTheResponse) {
     const Tls_Sites sites;
-    const Web_Server server(Redirect([&](const std::string&) { return sites.Url(Tls_State::Good); }));
+    const Web_Server to_https(Redirect([&](const std::string&) { return sites.Url(Tls_State::Good); }));
+    EXPECT_EQ(Get(to_https.Url("/start")).body, "<landscape/>");
 
-    EXPECT_EQ(Get(server.Url("/start")).body, "<landscape/>");
-}
-
-TEST(Redirects, FromHttpsToHttpAreTheResponse) {
-    const Tls_Sites sites; // for its authority
     const Web_Server target(Redirect(To_The_End));
-    const Nginx_Server server(
+    const Nginx_Server to_http(
         std::vector{Nginx_Site{"location / { return 301 " + target.Url("/end") + "; }\n", sites.Server().Site().tls}});
-
-    EXPECT_EQ(Get(server.Url("/start")).status, 301);
+    EXPECT_EQ(Get(to_http.Url("/start")).status, 301);
     EXPECT_THAT(target.Requests(), ElementsAre());
 }
 

@@ -1,7 +1,7 @@
 // The process that works for the library: when it runs, what it keeps, and that it ends.
 
-#include "tests/live/share/Bad_Lines.h"
 #include "tests/live/share/Share_Fixture.h"
+#include "tests/support/Socket.h"
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/share/Agent_Program.h"
@@ -105,14 +105,6 @@ TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
     EXPECT_EQ(Agents(), std::set<int>());
 }
 
-TEST_F(Share_Agent_Test, KeepsTheSmbLibraryOutOfTheHost) {
-    Publish("file", "content");
-    std::int64_t time = 0;
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
-
-    EXPECT_THAT(Text_Of("/proc/self/maps"), testing::Not(testing::HasSubstr("smbclient")));
-}
-
 TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
     Publish("file", "content");
     Configure_Server("Timeout = 11\n"); // no agent runs with these settings yet
@@ -127,6 +119,7 @@ TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
     EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
 
     EXPECT_EQ(Agents(), agents);
+    EXPECT_THAT(Text_Of("/proc/self/maps"), testing::Not(testing::HasSubstr("smbclient"))) << "the agent's alone";
 }
 
 TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
@@ -152,24 +145,17 @@ TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
     EXPECT_EQ(Open_Descriptors(), before);
 }
 
-TEST_F(Share_Agent_Test, IsNoChildOfTheHost) {
-    const auto agent = Start(Settings_For_Port(server().Port()));
-
-    const std::set<int> agents = Agents();
-    ASSERT_EQ(agents.size(), 1u);
-    const std::string status = Text_Of("/proc/" + std::to_string(*agents.begin()) + "/status");
-    EXPECT_THAT(status, testing::HasSubstr("\nPPid:"));
-    EXPECT_THAT(status, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
-}
-
-TEST_F(Share_Agent_Test, InheritsNothingThatItsHostHasOpen) {
+TEST_F(Share_Agent_Test, IsNoChildOfTheHostAndInheritsNothingThatItHasOpen) {
     directory.Write("open", "");
     const int inheritable = ::open((home / "open").c_str(), O_RDONLY); // NOLINT: not closed on exec, on purpose
     const auto agent = Start(Settings_For_Port(server().Port()));
     const std::set<int> agents = Agents();
     ASSERT_EQ(agents.size(), 1u);
-
     const fs::path process = "/proc/" + std::to_string(*agents.begin());
+
+    const std::string status = Text_Of(process / "status");
+    EXPECT_THAT(status, testing::HasSubstr("\nPPid:"));
+    EXPECT_THAT(status, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
     std::size_t descriptors = 0;
     for (const auto& descriptor : fs::directory_iterator(process / "fd")) {
         std::error_code closed_meanwhile; // by the agent, which has just started
@@ -179,15 +165,6 @@ TEST_F(Share_Agent_Test, InheritsNothingThatItsHostHasOpen) {
     EXPECT_GE(descriptors, 2u) << "its two ends of the talk with its host";
     EXPECT_EQ(fs::read_symlink(process / "cwd"), "/");
     ::close(inheritable);
-}
-
-TEST_F(Share_Agent_Test, EndsWithItsHost) {
-    auto agent = Start(Settings_For_Port(server().Port()));
-    EXPECT_EQ(Agents().size(), 1u);
-
-    agent.reset();
-
-    EXPECT_TRUE(Have_Ended_Within(2s));
 }
 
 TEST_F(Share_Agent_Test, EndsWithAHostThatIsKilledWithinACopy) {
@@ -241,10 +218,10 @@ TEST_F(Share_Agent_Test, EndsWhenAnOperationTakesTooLong) {
 TEST_F(Share_Agent_Test, LivesOnBetweenItsOperations) {
     Publish("file", "content");
     const auto agent = Start(Settings_For_Port(server().Port()));
-    const auto request = Stat_Request(3000);
+    const auto request = Stat_Request(2000);
 
     EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
-    std::this_thread::sleep_for(3700ms);
+    std::this_thread::sleep_for(2500ms);
 
     EXPECT_EQ(agent->Ask(*request, -1, In(5s)).error, 0u);
 }

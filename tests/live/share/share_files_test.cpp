@@ -48,7 +48,7 @@ TEST_F(Share_Files, ReportTheModificationTimeToTheInterval) {
 }
 
 TEST_F(Share_Files, AreCopiedByteForByte) {
-    for (const std::size_t size : {0UL, 1UL, 65535UL, 65536UL, 65537UL, 3000000UL}) {
+    for (const std::size_t size : {0UL, 1UL, 65535UL, 65536UL, 65537UL, 30000000UL}) {
         const std::string content = Random_Bytes(size);
         Publish("data.bin", content);
         const auto target = target_folder / ("copy." + std::to_string(size));

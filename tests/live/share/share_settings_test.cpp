@@ -1,4 +1,4 @@
-#include "tests/live/share/Home_Fixture.h"
+#include "tests/live/share/Share_Fixture.h"
 
 #include "platform/posix/share/Share_Settings.h"
 

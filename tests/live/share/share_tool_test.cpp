@@ -38,21 +38,6 @@ protected:
     std::string Explain(const std::string& request) const { return Output("explain --check", request); }
 };
 
-TEST_F(Share_Tool, PrintsThePathOfACopyAndCopiesOnlyWhatChanged) {
-    const auto published = Publish("landscape.xml", Random_Bytes(100000));
-    Set_Modification_Time(published, 133497123451234567);
-
-    const std::string copy = Get(Samba_Server::Path("landscape.xml"));
-    EXPECT_EQ(Content_Of(copy), Content_Of(published));
-    EXPECT_EQ(Get(Samba_Server::Path("landscape.xml")), copy);
-
-    Publish("landscape.xml", "changed");
-    const std::string new_copy = Get(Samba_Server::Path("landscape.xml"));
-    EXPECT_NE(new_copy, copy);
-    EXPECT_EQ(Content_Of(new_copy), "changed");
-    EXPECT_FALSE(fs::exists(copy));
-}
-
 TEST_F(Share_Tool, ExplainsWhatTheShareSays) {
     const std::string request = Samba_Server::Path("landscape.xml");
     const auto published = Publish("landscape.xml", "content");

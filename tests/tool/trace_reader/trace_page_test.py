@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Looks at the trace command's page in a headless browser.
 
-    trace_page_test.py TOOL BROWSER [SCREENSHOTS]     the last is a folder to keep pictures of the page in
+    trace_page_test.py TOOL BROWSER
 """
 
 import base64
@@ -15,7 +15,6 @@ from browser import Browser, Page
 from sample_traces import HOSTILE_URL, Trace
 
 TOOL, BROWSER = sys.argv[1:3]
-SCREENSHOTS = sys.argv[3] if len(sys.argv) > 3 else None
 
 SHOWN = "[...document.querySelectorAll('details.call')].filter(call => call.checkVisibility()).map(call => call.id)"
 
@@ -67,21 +66,14 @@ class TracePage(unittest.TestCase):
     def setUp(self):
         self.page = Page(self.browser)
         self.page.resize(1200)
-
-    def picture(self, name, whole=True):
-        if SCREENSHOTS:
-            picture = self.page.do("Page.captureScreenshot", format="png", captureBeyondViewport=whole)
-            with open(os.path.join(SCREENSHOTS, name + ".png"), "wb") as file:
-                file.write(base64.b64decode(picture["data"]))
+        self.page.open(self.page_file)
 
     def test_it_shows_errors_first_and_asks_for_nothing_but_itself(self):
-        self.page.open(self.page_file)
         self.assertEqual(self.page.run(SHOWN), ["c2", "c4", "c1", "c3", "c5", "c6"])
         self.assertEqual(self.page.run("document.querySelector('h1').textContent"), "6 requests, 2 failed")
         self.assertEqual(self.page.run("document.querySelectorAll('.lane rect').length"), 6)
         self.assertEqual(self.page.requested(), ["file://" + self.page_file])
         self.assertEqual(self.page.complaints(), [])
-        self.picture("light")
 
     def test_it_is_readable_without_javascript(self):
         self.page.do("Emulation.setScriptExecutionDisabled", value=True)
@@ -92,10 +84,8 @@ class TracePage(unittest.TestCase):
         self.page.do("Runtime.evaluate", expression="document.querySelector('#c4 summary').focus()")
         self.page.press("Enter", "\r")
         self.assertIn("HTTP GET request failed with status 404", self.page.run("document.querySelector('#c4').innerText"))
-        self.picture("without-javascript")
 
     def test_a_hostile_request_is_nothing_but_text(self):
-        self.page.open(self.page_file)
         self.assertEqual(self.page.run("document.querySelectorAll('script').length"), 1)
         self.assertEqual(self.page.run("document.querySelectorAll('style').length"), 1)
         self.assertEqual(self.page.run("document.querySelectorAll('img').length"), 0)
@@ -105,7 +95,6 @@ class TracePage(unittest.TestCase):
         self.assertIn(shown, titles)
 
     def test_no_script_runs_and_no_style_applies_but_its_own(self):
-        self.page.open(self.page_file)
         self.page.run("""document.body.insertAdjacentHTML('beforeend',
             '<img src=x onerror="document.title=1"><p id=styled style="color: rgb(1, 2, 3)">x</p>')""")
         self.page.run("""{ const script = document.createElement('script'); script.textContent = 'document.title = 1';
@@ -117,7 +106,6 @@ class TracePage(unittest.TestCase):
         self.assertEqual(refused, ["csp"], "the image is not fetched either")
 
     def test_the_filter_hides_what_does_not_match(self):
-        self.page.open(self.page_file)
         self.page.press("/", "/")
         self.page.do("Input.insertText", text="ALPHA")
         self.assertEqual(self.page.run(SHOWN), ["c1", "c6"])
@@ -141,21 +129,17 @@ class TracePage(unittest.TestCase):
         self.assertNotEqual(self.page.run("document.title"), "ran")
 
     def test_an_outcome_is_a_filter(self):
-        self.page.open(self.page_file)
         self.page.run("document.querySelector('.outcomes li').focus()")
         self.page.press("Enter", "\r")
         self.assertEqual(self.page.run(SHOWN), ["c2", "c4"])
 
     def test_a_bar_leads_to_its_call(self):
-        self.page.open(self.page_file)
         self.page.run("location.hash = document.querySelector('.lane a.red').getAttribute('href')")
         self.page.run("new Promise(done => setTimeout(done, 100))")
         self.assertEqual(self.page.run("[...document.querySelectorAll('details[open]')].map(call => call.id)"),
                          [self.page.run("location.hash.slice(1)")])
-        self.picture("unfolded")
 
     def test_calls_unfold_by_keyboard(self):
-        self.page.open(self.page_file)
         self.page.run("document.querySelector('#c5 summary').focus()")
         self.page.press("Enter", "\r")
         self.assertTrue(self.page.run("document.querySelector('#c5').open"))
@@ -168,8 +152,6 @@ class TracePage(unittest.TestCase):
             self.page.open(self.page_file)
             self.page.run("document.querySelectorAll('details').forEach(call => { call.open = true; })")
             self.assertLessEqual(self.page.run("document.documentElement.scrollWidth"), width)
-            if width == 500:
-                self.picture("narrow")
 
     def test_labels_of_the_time_axis_do_not_overlap(self):
         for days, seconds in ((0, 6), (6, 0)):
@@ -197,11 +179,9 @@ class TracePage(unittest.TestCase):
             grounds.add(self.page.run("getComputedStyle(document.body).backgroundColor"))
             ratio, element = self.page.run(CONTRAST)
             self.assertGreaterEqual(ratio, 4.5, f"{scheme}: {element}")
-            self.picture(scheme + "-all-unfolded")
         self.assertEqual(len(grounds), 2)
 
     def test_on_paper_there_is_no_form(self):
-        self.page.open(self.page_file)
         self.page.do("Emulation.setEmulatedMedia", media="print")
         self.assertFalse(self.page.run("document.querySelector('form').checkVisibility()"))
         self.assertTrue(self.page.run("document.querySelector('#c2').checkVisibility()"))
@@ -217,7 +197,6 @@ class TracePage(unittest.TestCase):
         self.assertEqual(self.page.run("document.title"), "Trace: 1 message")
         ratio, element = self.page.run(CONTRAST)
         self.assertGreaterEqual(ratio, 4.5, element)
-        self.picture("outside")
 
     def test_of_many_calls_it_holds_all_errors_and_stays_small(self):
         trace = Trace(7, seconds=0)
@@ -235,7 +214,6 @@ class TracePage(unittest.TestCase):
         self.page.run("location.hash = '#search=19999.xml'")
         self.page.run("new Promise(done => setTimeout(done, 100))")
         self.assertEqual(self.page.run("document.querySelectorAll('details:not([hidden])').length"), 1)
-        self.picture("many", whole=False)
 
 
 if __name__ == "__main__":

@@ -15,6 +15,7 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 using Trace_Reading::Outcome;
 using Kind = Request_Explanation::Kind;
 using Second_Attempt = Remote_Answer::Second_Attempt;
@@ -219,8 +220,11 @@ TEST(Explanation, OfAPeriodWithoutEndNamesNoUnknownTime) {
 TEST(Explanation, NamesNoCulpritForAMissingCopy) {
     auto explained = A_Request(An_Entry(false));
     explained.request.entry->copy_exists = false;
-    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("'qelfilecache clear' deletes copies, and so may another program"),
-                                        Not(HasSubstr("somebody"))));
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("The cache has an entry for it, but its copy '/cache/copy.xml' is gone"),
+                      HasSubstr("'qelfilecache clear' deletes copies, and so may another program"),
+                      Not(HasSubstr("somebody"))));
+    EXPECT_THAT(Explain(explained).verdict, StartsWith("would be served from a new copy, if the server"));
 }
 
 TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
@@ -278,7 +282,8 @@ TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
     explained.request.normalised = "\\\\server\\share\\a.xml";
     explained.request.entry->last_modified = std::to_string(present);
     EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("last changed at " + Local_Time_Text(present) + "."),
+                AllOf(HasSubstr("It names a file on a share"),
+                      HasSubstr("last changed at " + Local_Time_Text(present) + "."),
                       HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."), Not(HasSubstr("certificate"))));
     explained.remote = A_Failure(53, Second_Attempt::Not_Needed);
     EXPECT_THAT(Steps(explained), HasSubstr("the share does not show the file. Error 53: the server cannot be found"));
