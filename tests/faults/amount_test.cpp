@@ -1,42 +1,28 @@
 // An amount that shows nothing is refused: a test that does nothing would pass.
 
 #include "tests/faults/support/Amount.h"
+#include "tests/support/User_Configuration.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <string>
+#include <utility>
 
 namespace QEL::Tests {
 
 namespace {
 
-class Amounts : public testing::Test {
-protected:
-    ~Amounts() override { Ask(""); }
-
-    /// An empty text takes the variable away.
-    static void Ask(const std::string& text) {
-#ifdef _WIN32
-        _putenv_s("QEL_TEST_AMOUNT", text.c_str());
-#else
-        text.empty() ? ::unsetenv("QEL_TEST_AMOUNT") : ::setenv("QEL_TEST_AMOUNT", text.c_str(), 1);
-#endif
+TEST(Amounts, AreTheUsualOnesUnlessAskedOtherwise) {
+    for (const auto& [asked, amount] : {std::pair<const char*, int>{nullptr, 25}, {"100", 100}, {"0", 0}}) {
+        const Environment_Variable variable("QEL_TEST_AMOUNT", asked);
+        EXPECT_EQ(Amount("QEL_TEST_AMOUNT", 25, 0), amount);
     }
-};
-
-TEST_F(Amounts, AreTheUsualOnesUnlessAskedOtherwise) {
-    EXPECT_EQ(Amount("QEL_TEST_AMOUNT", 25), 25);
-    Ask("100");
-    EXPECT_EQ(Amount("QEL_TEST_AMOUNT", 25, 100), 100);
-    Ask("0");
-    EXPECT_EQ(Amount("QEL_TEST_AMOUNT", 25, 0), 0);
 }
 
-TEST_F(Amounts, ThatAreNotNumbersOrTooSmallAreRefused) {
+TEST(Amounts, ThatAreNotNumbersOrTooSmallAreRefused) {
     for (const char* const text : {"x", "1000x", " 1000", "+1000", "1e3", "-1000", "99", "0", "99999999999"}) {
-        SCOPED_TRACE(text);
-        Ask(text);
+        const Environment_Variable variable("QEL_TEST_AMOUNT", text);
         EXPECT_THAT([] { Amount("QEL_TEST_AMOUNT", 25, 100); },
                     testing::ThrowsMessage<std::invalid_argument>(std::string("QEL_TEST_AMOUNT=") + text +
                                                                   " is not a number from 100 on"));

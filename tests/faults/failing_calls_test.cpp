@@ -1,19 +1,99 @@
 // Every call of the services fails once, in every scenario, on the real disk and with real servers.
 
 #include "tests/faults/support/Cache_Home.h"
-#include "tests/faults/support/Failing_Request_Object.h"
+#include "util/IRequest_Object.h"
+#include "util/Non_Copyable.h"
 
 #include <array>
-#include <functional>
+#include <memory>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <utility>
 #include <vector>
+
+namespace QEL::FrontEnd::FileCache {
+
+// The linker gives every call of Create_Request_Object() to the first of these, and the real function the name of the
+// second (option --wrap).
+Request_Object_Creation
+Create_Failing_Request_Object() __asm__("__wrap__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectEv");
+Request_Object_Creation
+Create_Real_Request_Object() __asm__("__real__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectEv");
+
+namespace {
+
+std::size_t s_calls_left = 0; ///< of all request objects, the creation of one included, until one fails
+HResult s_result = 0;         ///< which it has then
+int s_alive = 0;              ///< objects that have been created and not released
+
+/// The result of the call when it is the one.
+std::optional<HResult> Failure() {
+    if (s_calls_left == 0 || --s_calls_left > 0) {
+        return std::nullopt;
+    }
+    return s_result;
+}
+
+/// The platform's request object, of which one call is not made and returns a result of the test's.
+class Failing_Request : public IRequest_Object, private FrontEnd::Util::Non_Copyable {
+public:
+    explicit Failing_Request(std::unique_ptr<IRequest_Object> real) : m_Real(std::move(real)) { ++s_alive; }
+    ~Failing_Request() override { --s_alive; }
+
+    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
+        return Call([&] { return m_Real->Set_Timeouts(resolve, connect, send, receive); });
+    }
+    HResult Open(const char* method, const std::string& url) override {
+        return Call([&] { return m_Real->Open(method, url); });
+    }
+    HResult Send() override {
+        return Call([&] { return m_Real->Send(); });
+    }
+    HResult Get_Status(long& status) override {
+        return Call([&] { return m_Real->Get_Status(status); });
+    }
+    HResult Get_Response_Header(const char* name, std::string& value) override {
+        return Call([&] { return m_Real->Get_Response_Header(name, value); });
+    }
+    HResult Get_Response_Body(Response_Body& body) override {
+        return Call([&] { return m_Real->Get_Response_Body(body); });
+    }
+    std::string Error_Description(Request_Interface failed_interface) override {
+        return m_Real->Error_Description(failed_interface);
+    }
+
+private:
+    template <typename Real_Call>
+    static HResult Call(Real_Call real_call) {
+        const auto failure = Failure();
+        return failure ? *failure : real_call();
+    }
+
+    const std::unique_ptr<IRequest_Object> m_Real;
+};
+
+} // namespace
+
+Request_Object_Creation Create_Failing_Request_Object() {
+    if (const auto failure = Failure()) {
+        return {nullptr, *failure, 0};
+    }
+    Request_Object_Creation creation = Create_Real_Request_Object();
+    if (creation.object) {
+        creation.object = std::make_unique<Failing_Request>(std::move(creation.object));
+    }
+    return creation;
+}
+
+} // namespace QEL::FrontEnd::FileCache
 
 namespace QEL::Tests {
 
 namespace {
 
+using namespace FrontEnd::FileCache;
 using Operation = Failing_OS_Wrapper::Operation;
-using FrontEnd::FileCache::HResult;
 
 constexpr std::array Operation_Names = {"Stat_File",        "Get_Current_Time", "File_Exists",      "Delete_File",
                                         "Directory_Exists", "FindFirstFile",    "FindNextFile",     "Get_Drive_Number",
@@ -122,7 +202,7 @@ protected:
     bool Run_And_Check() {
         EXPECT_NO_THROW(Act());
         const bool service_has_failed = services->Has_Failed();
-        const bool request_has_failed = Failing_Request_Object::Has_Failed();
+        const bool request_has_failed = std::exchange(s_calls_left, 0) == 0;
         EXPECT_EQ(Surroundings(), surroundings) << "around the cache directory";
         Check_Entries();
         Check_Next_Requests();
@@ -150,7 +230,7 @@ protected:
 
     /// An entry without its copy drops out with the next load. A purge leaves such entries in the map, and so
     /// does a request that returns nothing: it deletes the old copy. No entry is made without a copy.
-    bool Has_Rightly_Lost_Its_Copy(const std::string& request, const FrontEnd::FileCache::CacheEntry& entry) const {
+    bool Has_Rightly_Lost_Its_Copy(const std::string& request, const CacheEntry& entry) const {
         const bool may_lose_it =
             GetParam().action == Scenario::Action::Purge || (request == requested && served.empty());
         const auto before = entries_before.find(request);
@@ -253,13 +333,14 @@ TEST_P(Failing_Requests, CallByCallWithEachResultLeaveASoundCache) {
         for (std::size_t call = 1;; ++call) {
             SCOPED_TRACE("result " + std::to_string(result) + ", call " + std::to_string(call));
             Begin();
-            Failing_Request_Object::Fail(call, result);
+            s_calls_left = call;
+            s_result = result;
             if (!Run_And_Check()) {
                 break;
             }
             ++failures;
             EXPECT_TRUE(!GetParam().has_copies || !served.empty()) << "the last good copy is served";
-            EXPECT_EQ(Failing_Request_Object::Alive(), 0);
+            EXPECT_EQ(s_alive, 0);
         }
     }
     RecordProperty("failures", failures);

@@ -33,32 +33,24 @@ protected:
     const std::string share = Failing_OS_Wrapper::Share + std::string("b.xml");
 };
 
-TEST_F(Hostile_Directory, ThatIsRemovedIsUsedAgainWhenItIsBack) {
+TEST_F(Hostile_Directory, ThatIsRemovedOrReplacedByAFileIsUsedAgainWhenItIsBack) {
     std::filesystem::remove_all(cache_folder);
     Expect_No_Copies();
     EXPECT_TRUE(host.Purge_Cache_Folder());
     EXPECT_FALSE(std::filesystem::exists(cache_folder)) << "the cache creates none";
     CFileCache other(FrontEnd::OSWRAPI::IOSWrapper::Create());
     EXPECT_FALSE(other.Set_Cache_Directory(Cache_Directory()));
-
     std::filesystem::create_directory(cache_folder);
     Expect_Current_Documents(host);
-}
 
-TEST_F(Hostile_Directory, ThatIsRemovedCanBeCleared) {
     std::filesystem::remove_all(cache_folder);
     EXPECT_TRUE(host.Clear());
     EXPECT_TRUE(host.m_Cache_Entries.empty());
-}
-
-TEST_F(Hostile_Directory, ThatIsReplacedByAFileIsUsedAgainWhenItIsBack) {
-    std::filesystem::remove_all(cache_folder);
     std::ofstream(cache_folder) << "a file";
     Expect_No_Copies();
     EXPECT_TRUE(host.Purge_Cache_Folder());
     EXPECT_TRUE(host.Clear());
     EXPECT_EQ(Content_Of(cache_folder), "a file");
-
     std::filesystem::remove(cache_folder);
     std::filesystem::create_directory(cache_folder);
     Expect_Current_Documents(host);

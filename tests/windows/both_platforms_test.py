@@ -231,21 +231,6 @@ class BothPlatforms(unittest.TestCase):
         self.assertEqual([result[:4] for result in looks["Linux"][3]],
                          [("web", True, 200, True), ("web", False, None, False), ("unusable", False, None, False)])
 
-    def test_prefetch_alike(self):
-        self.publish("landscape.xml", "<landscape/>")
-        url = SERVERS["QEL_TEST_HTTP"] + "/landscape.xml"
-        requests = os.path.join(self.home, "requests.txt")
-        with open(requests, "w", encoding="ascii", newline="") as file:
-            file.write(f"# the list\r\n{url}\r\n\r\n{url}\n{SERVERS['QEL_TEST_HTTP']}/status/404\n")
-        for name, platform in self.platforms.items():
-            status, output, errors = self.run_program(platform, self.directory("prefetch " + name), "prefetch",
-                                                      platform.path(requests))
-            self.assertEqual((status, output), (1, ""), name)
-            self.assertIn("/status/404': the download failed: ", errors)
-            self.assertEqual(errors.splitlines()[-1],
-                             "qelfilecache: 2 requests (1 more repeated): 1 served, 1 not served")
-            self.assertEqual(self.requests(), ["GET /landscape.xml", "GET /status/404"], name)
-
     def move(self, cache, writer, reader):
         """What whoever moves a cache directory to the other platform does: the paths in it change."""
         metadata = os.path.join(cache, METADATA)

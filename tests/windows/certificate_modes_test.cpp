@@ -35,87 +35,38 @@ using namespace testing;
 
 class Certificate_Mode : public Host_Fixture {
 protected:
-    Certificate_Mode() { Publish("landscape.xml", "<landscape/>"); }
-
-    void Set_Mode(std::uint32_t mode) { configuration.Set_Number("CertErrorHandlingMode", mode); }
+    Certificate_Mode() { Publish("lines.txt", std::string("first\n\0behind a NUL\n", 20)); }
 
     void Expect_Copy(const std::string& requested_url) {
         const Served served = Get(requested_url);
-        EXPECT_EQ(Content_Of(served.path), "<landscape/>");
+        EXPECT_EQ(Content_Of(served.path), std::string("first\r\n\0behind a NUL\r\n", 22)) << "text, and whole";
         EXPECT_FALSE(served.download_error);
         EXPECT_EQ(served.http_error, 0);
-        EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml"));
+        EXPECT_EQ(cache->Get_Additional_Error_Info(), "");
     }
 
-    void Expect_No_Copy(const std::string& requested_url) {
-        const Served served = Get(requested_url);
-        EXPECT_EQ(served.path, "");
-        EXPECT_TRUE(served.download_error);
-        EXPECT_EQ(served.http_error, 2);
-        EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The authority is not known."));
-        EXPECT_THAT(Requests(), IsEmpty());
-    }
-
-    const std::string url = Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/landscape.xml";
-    const std::string other_url = Variable("QEL_TEST_HTTPS_EXPIRED") + "/landscape.xml";
+    const std::string url = Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/lines.txt";
 };
 
-TEST_F(Certificate_Mode, DefaultTrustsNoFaultyCertificate) {
-    Expect_No_Copy(url);
+TEST_F(Certificate_Mode, DefaultTriesTheSecondClientOnceMoreAndTrustsNoFaultyCertificate) {
+    Expect_Copy(Url("/lines.txt"));
+    EXPECT_THAT(Requests(), ElementsAre("GET /lines.txt"));
+    const Served served = Get(url);
+    EXPECT_EQ(served.path, "");
+    EXPECT_TRUE(served.download_error);
+    EXPECT_EQ(served.http_error, 2);
+    EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The authority is not known."));
+    EXPECT_THAT(Requests(), IsEmpty());
 }
 
-TEST_F(Certificate_Mode, DefaultTriesTheSecondClientOnceMore) {
-    Expect_Copy(Url("/landscape.xml"));
-    EXPECT_EQ(cache->Get_Additional_Error_Info(), "");
-}
-
-TEST_F(Certificate_Mode, WhiteListTrustsTheListedUrl) {
-    Set_Mode(1);
+TEST_F(Certificate_Mode, WhiteListTrustsTheListedUrlForDownloadAndCheck) {
+    configuration.Set_Number("CertErrorHandlingMode", 1);
     configuration.Set_List("CertErrorWhiteList", {"https://other.example/", url});
     Expect_Copy(url);
-    EXPECT_EQ(cache->Get_Additional_Error_Info(), "");
-}
-
-TEST_F(Certificate_Mode, WhiteListTrustsNoOtherUrl) {
-    Set_Mode(1);
-    configuration.Set_List("CertErrorWhiteList", {url, other_url + "/"});
-    Expect_No_Copy(other_url);
-}
-
-TEST_F(Certificate_Mode, IgnoreAllErrorsTrustsEveryServer) {
-    Set_Mode(2);
     Expect_Copy(url);
-    Expect_Copy(other_url);
-}
-
-TEST_F(Certificate_Mode, HoldsForTheFreshnessCheckToo) {
-    Set_Mode(2);
-    const std::string path = Get(url).path;
-    const Served served = Get(url);
-    EXPECT_EQ(served.path, path);
-    EXPECT_FALSE(served.download_error);
-    EXPECT_EQ(served.http_error, 0);
-    EXPECT_THAT(Requests(), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml"));
-}
-
-TEST_F(Certificate_Mode, LeavesTheBodyWhole) {
-    using namespace std::string_literals;
-    Set_Mode(2);
-    Publish("lines.txt", "first\n\0behind a NUL\n"s);
-    const std::string path = Get(Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/lines.txt").path;
-    EXPECT_EQ(Content_Of(path), "first\r\n\0behind a NUL\r\n"s);
-}
-
-TEST_F(Certificate_Mode, IsReadAfreshForEveryRequest) {
-    Set_Mode(2);
-    const std::string path = Get(url).path;
-    Set_Mode(0);
-    Requests();
-    const Served served = Get(url);
-    EXPECT_EQ(served.path, path) << "the last copy stays in use";
-    EXPECT_TRUE(served.download_error);
-    Set_Mode(2);
-    EXPECT_FALSE(Get(url).download_error);
+    EXPECT_THAT(Requests(), ElementsAre("GET /lines.txt", "HEAD /lines.txt"));
+    configuration.Set_Number("CertErrorHandlingMode", 0);
+    EXPECT_TRUE(Get(url).download_error) << "read anew for every request";
 }
 
 } // namespace

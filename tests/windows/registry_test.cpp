@@ -75,12 +75,9 @@ TEST_F(Registry, ANumberIsFourBytes) {
     EXPECT_EQ(Signed_Number(0), 777);
 }
 
-TEST_F(Registry, ANumberKeepsItsSign) {
+TEST_F(Registry, ANumberKeepsItsSignAndIsIgnoredOutOfRange) {
     user.Write_Number("Period", static_cast<std::uint32_t>(-5));
     EXPECT_EQ(Signed_Number(0), -5);
-}
-
-TEST_F(Registry, ANumberOutOfRangeIsIgnored) {
     for (const char* text : {"4294967296", "-2147483649", "0x10"}) {
         user.Write_Text("Period", text);
         EXPECT_EQ(Number(User), 0U) << text;
@@ -88,26 +85,18 @@ TEST_F(Registry, ANumberOutOfRangeIsIgnored) {
     }
 }
 
-TEST_F(Registry, TheMachineMayHoldTheWhiteList) {
+TEST_F(Registry, AListMayBeTheMachinesLackItsLastZerosOrBeOneText) {
     machine.Write_List("CertErrorWhiteList", {"https://a/x"});
     EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
-}
-
-TEST_F(Registry, AListMayLackItsLastZeros) {
-    user.Write("CertErrorWhiteList", REG_MULTI_SZ, std::string("https://a/x\0https://b/y", 23));
-    EXPECT_THAT(White_List(), ElementsAre("https://a/x", "https://b/y"));
-}
-
-TEST_F(Registry, ASingleTextIsAListOfOne) {
-    user.Write_Text("CertErrorWhiteList", "https://a/x");
-    EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
-    user.Write("CertErrorWhiteList", REG_SZ, std::string("https://a/x\0https://b/y\0", 24));
-    EXPECT_THAT(White_List(), ElementsAre("https://a/x"));
-}
-
-TEST_F(Registry, AValueOfAnotherKindIsNotAList) {
+    user.Write("CertErrorWhiteList", REG_MULTI_SZ, std::string("https://a/y\0https://b/y", 23));
+    EXPECT_THAT(White_List(), ElementsAre("https://a/y", "https://b/y"));
+    for (const std::string& text : {std::string("https://a/z\0", 12), std::string("https://a/z\0https://b/z\0", 24)}) {
+        user.Write("CertErrorWhiteList", REG_SZ, text);
+        EXPECT_THAT(White_List(), ElementsAre("https://a/z"));
+    }
+    machine.Remove("CertErrorWhiteList");
     user.Write("CertErrorWhiteList", REG_BINARY, "https://a/x");
-    EXPECT_THAT(White_List(), IsEmpty());
+    EXPECT_THAT(White_List(), IsEmpty()) << "of another kind";
 }
 
 TEST_F(Registry, TheTraceDirectoryMayNameEnvironmentVariables) {
