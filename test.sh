@@ -168,7 +168,8 @@ check_counting() {
 # run_tests PRESET: all tests of a build.
 run_tests() {
     rm -rf "build/$1/reports"
-    ctest --preset "$1" --parallel 3 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
+    # Many wait more than they compute.
+    ctest --preset "$1" --parallel 6 --no-tests=error --output-junit "$PWD/$logs/$1.xml" \
         --test-output-size-passed 10000000 --test-output-size-failed 10000000
 }
 
@@ -210,10 +211,11 @@ finished() {
 
 go_on_behind() {
     renice -n 10 $BASHPID
-    # These two before the documents, whose commands configure and package as well.
+    # The documents last of these, as their commands configure and package as well.
     [ "$quick" = yes ] || behind valgrind scripts/isolated.sh scripts/valgrind.sh --short
     behind packages scripts/isolated.sh scripts/test_packages.sh linux
     behind reference python3 scripts/check_reference.py
+    behind documents scripts/isolated.sh python3 scripts/test_documents.py
     if [ "$quick" = no ]; then
         behind linux-sanitize build linux-sanitize
         behind linux-thread build linux-thread reliability_threads
@@ -244,7 +246,7 @@ main() {
     check "packages for Linux, and hosts built from them" finished packages
     check "reference of the public headers (doxygen)" finished reference
     check "the test of the documents finds planted errors" python3 scripts/test_documents.py --self-test
-    check "commands and links of the documents" scripts/isolated.sh python3 scripts/test_documents.py
+    check "commands and links of the documents" finished documents
 
     if [ "$quick" = no ]; then
         build_and_test "Linux with address and undefined-behaviour sanitizers" linux-sanitize finished linux-sanitize

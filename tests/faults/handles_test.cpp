@@ -68,7 +68,7 @@ protected:
 
 TEST_F(Open_Handles, AreNotMoreAfterThousandsOfRequests) {
 #ifdef _WIN32
-    constexpr int usual_requests = 2000;
+    constexpr int usual_requests = 1000;
 #else
     constexpr int usual_requests = 10000;
 #endif

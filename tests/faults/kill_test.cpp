@@ -43,9 +43,10 @@ protected:
     }
 
     /// Lets a process use the cache while documents change, and kills it.
-    void Run_And_Kill() {
+    /// @param file_limit how long its files may become; 0: no limit.
+    void Run_And_Kill(std::size_t file_limit = 0) {
         std::filesystem::remove(Ready_File());
-        Child_Process worker = Worker(0, 0);
+        Child_Process worker = Worker(0, file_limit);
         // Mostly while it works, sometimes while it begins to.
         if (Random(5) > 0) {
             const auto limit = Clock::now() + std::chrono::seconds(30);
@@ -124,12 +125,41 @@ TEST_F(Killed, ThreadsThatRequestWhileMainReturnsEndWithTheProcess) {
     const std::string tls_url =
         std::regex_replace(tls_sites.Url(Tls_State::Good), std::regex("good.test"), "127.0.0.1");
 #endif
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < Usual_Rounds; ++round) {
         Child_Process worker(Beside_The_Tests("cache_worker", {Cache_Directory(), "-", "-", "-1", "0", web.Url("a.xml"),
                                                                tls_url, "\\\\127.0.0.1\\none\\a"}));
         ASSERT_EQ(worker.Wait(), 0) << "round " << round;
     }
 }
+
+#ifndef _WIN32
+/// What did not fit is cut and stays so until its document changes; then all is well again.
+TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesADirectoryThatRecovers) {
+    int cut_copies = 0;
+    int rounds = 0;
+    for (; Is_To_Go_On(rounds, cut_copies); ++rounds) {
+        SCOPED_TRACE("round " + std::to_string(rounds));
+        const std::size_t limit = 100 + Random(4000);
+        Run_And_Kill(limit);
+        for (const auto& [request, entry] : Loaded()) {
+            const std::string content = Content_Of(entry.cached_file);
+            if (!Is_Known(request) || Version_Of(content, Name_In(request)) >= 1) {
+                continue; // unknown: the last line of the list, cut
+            }
+            // As far as the document came. What a share holds is never cut.
+            EXPECT_TRUE(request.starts_with("http:")) << request;
+            EXPECT_EQ(content.size(), limit) << request;
+            EXPECT_TRUE(Begins_A_Document(content, Name_In(request), Current_Version(request))) << request;
+            ++cut_copies;
+        }
+        Publish_All();
+        Expect_Current_Documents_Alone(*Next_Host());
+    }
+    std::cout << rounds << " processes killed on a full disk, " << cut_copies << " copies cut\n";
+    RecordProperty("rounds", rounds);
+    EXPECT_GT(cut_copies, 0);
+}
+#endif
 
 } // namespace
 

@@ -119,18 +119,5 @@ TEST_F(Get, FailsWhenItsResultsCannotBeWrittenAndKeepsItsFilesApart) {
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "GET /a.xml"));
 }
 
-TEST_F(Get, RefusesATraceDirectoryThatCannotBeUsed) {
-    const auto get_with = [this](const std::string& directory) {
-        return Run_On_Cache({"--trace-level", "4", "--trace-dir", directory, "get", m_Url});
-    };
-    Expect_Message(get_with("/nowhere"), 2, "--trace-dir '/nowhere' does not exist; create it or name another one");
-    const auto long_directory = m_Folder / std::string(200, 'a') / std::string(200, 'b');
-    std::filesystem::create_directories(long_directory);
-    const Tool_Result result = get_with(long_directory.string());
-    EXPECT_EQ(result.exit_status, 2);
-    EXPECT_THAT(result.err, ::testing::EndsWith("' is longer than 259 characters\n"));
-    EXPECT_THAT(m_Server.Requests(), IsEmpty());
-}
-
 } // namespace
 } // namespace QEL::Tests

@@ -136,7 +136,6 @@ TEST_F(List, NeedsNoRightToWriteButToRead) {
                        "--cache-dir '" + m_Cache.string() +
                            "' cannot be read: Permission denied; change its permissions");
     }
-    EXPECT_EQ(Run({"--cache-dir", "/nowhere", "list"}).exit_status, 2);
 }
 
 TEST_F(List, OfAnEmptyCacheSaysSo) {

@@ -63,19 +63,6 @@ TEST_F(Prefetch, CountsLastGoodCopiesAsServed) {
               EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n")));
 }
 
-TEST_F(Prefetch, RefusesAListThatCannotBeRead) {
-    Expect_Message(Run_On_Cache({"prefetch", "missing.txt"}), 2,
-                   "the list 'missing.txt' cannot be read: No such file or directory; check its name and permissions, "
-                   "or name - for standard input");
-    for (const auto& [arguments, message] :
-         {std::pair{Words{"prefetch", m_Cache.string()}, "is a directory; name a file with one request a line"},
-          {Words{"prefetch"}, "FILE is required"}}) {
-        const Tool_Result result = Run_On_Cache(arguments);
-        EXPECT_EQ(result.exit_status, 2);
-        EXPECT_THAT(result.err, HasSubstr(message));
-    }
-}
-
 TEST_F(Prefetch, ShowsItsProgressOnATerminalAlone) {
     EXPECT_THAT(Run_On_List(m_A + "\n" + m_B + "\n").err, Not(HasSubstr("[")));
     Tool_Run run = A_Run_On_Cache({"prefetch", "list.txt"});

@@ -37,7 +37,16 @@ import urllib.parse
 
 SILENCE_SECONDS = 60  # no client waits as long
 LAST_MODIFIED = "Wed, 21 Oct 2015 07:28:00 GMT"
-BODY = b"first line\nsecond line\n\0behind a NUL\xff\xfe"
+FIXED = {  # by the first part of the path
+    "landscape": (200, {"Content-Type": "text/xml; charset=utf-8", "Last-Modified": LAST_MODIFIED},
+                  b"first line\nsecond line\n\0behind a NUL\xff\xfe"),
+    "empty": (200, {"Content-Type": "text/plain"}),
+    "chunked": (200, {"Transfer-Encoding": "chunked"}, b"5\r\nhello\r\n6\r\n world\r\n0\r\n\r\n"),
+    "short": (200, {"Content-Length": "100"}, b"ten bytes."),
+    "silent-body": (200, {"Content-Length": "100"}, b"ten bytes."),
+    "control-characters": (200, {"Last-Modified": "\x01a\x1a\x0bb\x7f"}, b"<file/>"),
+    "long-header": (200, {"Last-Modified": "long " * 200 + "end"}),
+}
 
 
 class Responses(http.server.BaseHTTPRequestHandler):
@@ -79,51 +88,37 @@ class Responses(http.server.BaseHTTPRequestHandler):
             log.write(f"{self.command} {self.path}\n")
         url = urllib.parse.urlsplit(self.path)
         parts = url.path.strip("/").split("/")
-        if parts[0] == "landscape":
-            self.respond(200, {"Content-Type": "text/xml; charset=utf-8", "Last-Modified": LAST_MODIFIED}, BODY)
-        elif parts[0] == "empty":
-            self.respond(200, {"Content-Type": "text/plain"})
-        elif parts[0] == "status":
-            status = int(parts[1])
-            self.respond(status, {"Content-Type": "text/plain"}, b"" if status == 304 else b"no such thing")
-        elif parts[0] == "chunked":
-            self.respond(200, {"Transfer-Encoding": "chunked"}, b"5\r\nhello\r\n6\r\n world\r\n0\r\n\r\n")
-        elif parts[0] == "short":
-            self.respond(200, {"Content-Length": "100"}, b"ten bytes.")
-            self.close_connection = True
-        elif parts[0] == "silent":
+        kind, number = parts[0], int(parts[1]) if len(parts) > 1 and parts[1].isdigit() else 0
+        if kind in FIXED:
+            self.respond(*FIXED[kind])
+            if kind.startswith("silent"):
+                self.wfile.flush()
+                time.sleep(SILENCE_SECONDS)
+            self.close_connection = kind in ("short", "silent-body")
+        elif kind == "silent":
             time.sleep(SILENCE_SECONDS)
             self.close_connection = True
-        elif parts[0] == "silent-body":
-            self.respond(200, {"Content-Length": "100"}, b"ten bytes.")
-            self.wfile.flush()
-            time.sleep(SILENCE_SECONDS)
-            self.close_connection = True
-        elif parts[0] == "control-characters":
-            self.respond(200, {"Last-Modified": "\x01a\x1a\x0bb\x7f"}, b"<file/>")
-        elif parts[0] == "long-header":
-            self.respond(200, {"Last-Modified": "long " * 200 + "end"})
-        elif parts[0] == "garbage":
+        elif kind == "garbage":
             self.wfile.write(b"This is no HTTP.")
             self.close_connection = True
-        elif parts[0] == "count":
+        elif kind == "status":
+            self.respond(number, {"Content-Type": "text/plain"}, b"" if number == 304 else b"no such thing")
+        elif kind == "count":
             # A cache would be allowed to keep this response.
             Responses.requests_for_count += 1
             headers = {"Cache-Control": "max-age=3600", "Last-Modified": LAST_MODIFIED,
                        "Set-Cookie": "visited=yes; Path=/"}
             self.respond(200, headers, str(Responses.requests_for_count).encode())
-        elif parts[0] == "request-headers":
+        elif kind == "request-headers":
             self.respond(200, {}, str(self.headers).encode())
-        elif parts[0] == "method":
+        elif kind == "method":
             self.respond(200, {"X-Method": self.command}, self.command.encode())
-        elif parts[0] == "revocation-list":
+        elif kind == "revocation-list":
             self.respond(200, {"Content-Type": "application/pkix-crl"}, Responses.revocation_list)
-        elif parts[0] == "redirects" and int(parts[1]) > 0:
-            self.respond(302, {"Location": f"/redirects/{int(parts[1]) - 1}"})
-        elif parts[0] == "redirects":
-            self.respond(200, {}, b"arrived")
-        elif parts[0] == "redirect-to":
-            self.respond(int(parts[1]), {"Location": urllib.parse.unquote(url.query)})
+        elif kind == "redirects":
+            self.respond(*(302, {"Location": f"/redirects/{number - 1}"}) if number > 0 else (200, {}, b"arrived"))
+        elif kind == "redirect-to":
+            self.respond(number, {"Location": urllib.parse.unquote(url.query)})
         else:
             self.respond_with_file(parts[-1])
 

@@ -23,6 +23,7 @@ struct Ending_Of_Tls {
     long status;
     const char* body;
     bool through_proxy = false; ///< which ends its own TLS connection in good order
+    const char* method = "GET";
 };
 
 constexpr auto Aborted = FrontEnd::Platform::Error_Internet_Connection_Aborted;
@@ -34,6 +35,7 @@ const Ending_Of_Tls Endings[] = {
     {"WithoutLengthByTheConnection", Cut, false, Aborted, 0, ""},
     {"WithoutLengthByTheServersWordBehindAProxy", Unmeasured, true, 0, 200, "<landscape/>", true},
     {"WithoutLengthByTheProxysWord", Cut, false, Aborted, 0, "", true},
+    {"OfAHead", "HTTP/1.1 200 OK\r\n\r\n", false, 0, 200, "", false, "HEAD"},
     {"OfATextAboutAnError", "HTTP/1.1 404 Not Found\r\n\r\nno such", false, 0, 404, "no such"},
     {"ByItsContentLength", "HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n<landscape/>", false, 0, 200, "<landscape/>"},
     {"ByItsLastChunk", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nc\r\n<landscape/>\r\n0\r\n\r\n", false, 0,
@@ -66,7 +68,7 @@ TEST_P(Tls_Ending, MakesABodyWholeOrNot) {
         certificate);
     const Environment_Variable https_proxy("https_proxy", GetParam().through_proxy ? proxy.Url("").c_str() : nullptr);
 
-    const auto outcome = Get(server.Url());
+    const auto outcome = Request(GetParam().method, server.Url());
 
     EXPECT_EQ(outcome.Error(), GetParam().error) << outcome.description;
     EXPECT_EQ(outcome.status, GetParam().status);
