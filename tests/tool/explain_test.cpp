@@ -32,61 +32,41 @@ protected:
     std::string m_Copy;
 };
 
-TEST_F(Explain, SaysWhyAnOldFileIsShownWhileTheServerIsDown) {
-    Fetch(0);
+TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
+    EXPECT_EQ(Verdict(Explain_Url(m_Url)),
+              "would be served from a new copy, if the server hands the file out; otherwise not at all.\n");
+    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy.\n");
+    Tool_Result result = Check_Url(m_Server.Url("/missing.xml"));
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_THAT(result.out, HasSubstr("status 404: not found."));
+    EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server responds with status 404, "
+                               "unless a download succeeds all the same.\n");
+    EXPECT_THAT(m_Server.Requests(), ElementsAre("HEAD /a.xml", "HEAD /missing.xml"));
+
+    Fetch();
+    m_Server.Publish("/a.xml", "<new/>", Tuesday);
+    EXPECT_THAT(Explain_Url(m_Url).out,
+                HasSubstr("A copy counts as fresh for 60 minutes (LandscapeCacheExpiryPeriod in " +
+                          m_Configuration.string() + ")."));
+    result = Check_Url(m_Url);
+    EXPECT_THAT(result.out, HasSubstr(std::string("'") + Tuesday + "', the copy's version is another one"));
+    EXPECT_THAT(Verdict(result), ContainsRegex("^would be served from the copy without asking the server until "
+                                               "20[0-9-]+ [0-9:]+; the copy is out of date until then\\.\n$"));
+    EXPECT_EQ(Get_Copy(m_Url), m_Copy);
+
+    Set_Expiry_Period(0);
+    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy, because the server has another version.\n");
+    m_Server.Publish("/a.xml", "<a/>", Monday);
+    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from the copy, because the server has the same version.\n");
     m_Server.Stop();
-    const Tool_Result result = Check_Url(m_Url);
+    result = Check_Url(m_Url);
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_THAT(result.out, AllOf(StartsWith(m_Url + "\n  1. It is a web address"), HasSubstr("'" + m_Copy + "', 4 B"),
                                   HasSubstr(std::string("last changed at '") + Monday + "'"),
                                   HasSubstr("Error 12029: the server cannot be connected to; check that it runs")));
-    EXPECT_THAT(
-        Verdict(result),
-        ContainsRegex("^would make the cache try a download next, as the check failed: the server cannot be "
-                      "connected to \\(error 12029\\); when that fails as well, the copy that was last known to "
-                      "be current at 20[0-9-]+ [0-9:]+ is served\\.\n$"));
+    EXPECT_THAT(Verdict(result), StartsWith("would make the cache try a download next, as the check failed: "));
     EXPECT_EQ(Get_Copy(m_Url), m_Copy);
-}
-
-TEST_F(Explain, SaysThatACopyThatHasNotExpiredHidesAChange) {
-    Fetch();
-    m_Server.Publish("/a.xml", "<new/>", Tuesday);
-    Tool_Result result = Explain_Url(m_Url);
-    EXPECT_THAT(result.out, HasSubstr("A copy counts as fresh for 60 minutes (LandscapeCacheExpiryPeriod in " +
-                                      m_Configuration.string() + ")."));
-    EXPECT_THAT(
-        Verdict(result),
-        ContainsRegex("^would be served from the copy without asking the server until 20[0-9-]+ [0-9:]+\\.\n$"));
-    result = Check_Url(m_Url);
-    EXPECT_THAT(result.out, HasSubstr(std::string("'") + Tuesday + "', the copy's version is another one"));
-    EXPECT_THAT(Verdict(result), HasSubstr("; the copy is out of date until then."));
-    EXPECT_EQ(Get_Copy(m_Url), m_Copy);
-}
-
-TEST_F(Explain, SaysThatTheServerWouldBeAskedAndAsksItForACheckAlone) {
-    Fetch(0);
-    EXPECT_THAT(Verdict(Explain_Url(m_Url)),
-                ContainsRegex("^would make the cache ask the server; when neither that nor a download succeeds, the "
-                              "copy that was last known to be current at 20[0-9-]+ [0-9:]+ is served\\.\n$"));
-    EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml"));
-    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from the copy, because the server has the same version.\n");
-    EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "HEAD /a.xml"));
-    m_Server.Publish("/a.xml", "<new/>", Tuesday);
-    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy, because the server has another version.\n");
-}
-
-TEST_F(Explain, ShowsThatARequestIsNotCachedYet) {
-    EXPECT_EQ(Verdict(Explain_Url(m_Url)),
-              "would be served from a new copy, if the server hands the file out; otherwise not at all.\n");
-    Tool_Result result = Check_Url(m_Url);
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
-    result = Check_Url(m_Server.Url("/missing.xml"));
-    EXPECT_EQ(result.exit_status, 1);
-    EXPECT_THAT(result.out, HasSubstr("status 404: not found."));
-    EXPECT_EQ(Verdict(result), "would not be served: there is no copy, and the server responds with status 404, "
-                               "unless a download succeeds all the same.\n");
 }
 
 TEST_F(Explain, AgreesWithGetOnBlanksAndLettersBeyondAscii) {

@@ -3,6 +3,8 @@
 #include "tools/trace_reader/trace_reader.h"
 
 #include <algorithm>
+#include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -93,6 +95,34 @@ private:
     std::vector<std::string> m_Writes;
 };
 
+/// A trace of lines such as "> Method(arguments)" (a call), "< Method(result)" (its return), and with data, a warning
+/// or an error ". Method message", "? Method message", "! Method message", in which "|" ends a line; "~" behind an
+/// error keeps its line open; "B" marks a bug. Some methods have short names.
+inline std::string Records_Of(const std::string& lines) {
+    static const std::map<std::string, std::string> names = {
+        {"get", get}, {"policy", policy}, {"GET", "Download_Inet_URL"}, {"HEAD", "Is_Inet_URL_Expired"}};
+    Written_Trace trace;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        const auto end = std::min(line.find_first_of("( ", 2), line.size());
+        std::string method = line.size() > 2 ? line.substr(2, end - 2) : "";
+        method = names.contains(method) ? names.at(method) : method;
+        std::string rest = end < line.size() ? line.substr(end + 1) : "";
+        std::replace(rest.begin(), rest.end(), '|', '\n');
+        if (line[0] == '>' || line[0] == '<') {
+            rest = rest.substr(0, rest.find_last_of(')'));
+            line[0] == '>' ? trace.Call(method, rest) : trace.Return(method, rest);
+        } else if (line[0] == 'B') {
+            trace.Bug();
+        } else {
+            line[0] == '!'   ? trace.Error(method, rest.substr(0, rest.find('~')), rest.ends_with('~') ? "" : "\n")
+            : line[0] == '?' ? trace.Warning(method, rest)
+                             : trace.Data(method, rest);
+        }
+    }
+    return trace.Text();
+}
+
 /// Two traces written at the same time, turn by turn.
 inline std::string Mixed(const Written_Trace& one, const Written_Trace& other) {
     std::string text;
@@ -133,16 +163,6 @@ inline std::vector<std::string> Calls_Of(const Trace& trace) {
 
 inline std::vector<std::string> Calls_In(const std::string& content) {
     return Calls_Of(Read({content}));
-}
-
-/// The explanations of the calls in a trace.
-inline std::vector<std::string> Explanations_In(const std::string& content) {
-    const Trace trace = Read({content});
-    std::vector<std::string> explanations;
-    for (const Call& call : trace.calls) {
-        explanations.push_back(call.explanation);
-    }
-    return explanations;
 }
 
 /// The records outside of calls, each as "thread: method: meaning".
