@@ -48,10 +48,10 @@ protected:
 
     Child_Process Writer(int process, int lines) const {
         return Child_Process(Beside_The_Tests(
-            "trace_process", {"write", std::to_string(process), std::to_string(lines), Ready_File(process).string()}));
+            "trace_process", {std::to_string(process), std::to_string(lines), Ready_File(process).string()}));
     }
 
-    /// A process creates its file when it is about to write, or holds the lock.
+    /// A process creates its file when it is about to write.
     std::filesystem::path Ready_File(int process) const { return directory.Path() / std::to_string(process); }
 
     void Wait_Until_Ready(int process) const {
@@ -126,28 +126,6 @@ TEST_F(Two_Processes, TearNoLine) {
         for (const int thread : {0, 1}) {
             EXPECT_EQ((whole_lines[{process, thread}]), lines);
         }
-    }
-}
-
-TEST_F(Two_Processes, SurviveTheDeathOfAHolderAndOneOfThemSaysSo) {
-    constexpr int lines = 50;
-    {
-        Child_Process holder(Beside_The_Tests("trace_process", {"hold", Ready_File(0).string()}));
-        ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(0));
-        Child_Process first = Writer(1, lines);
-        Child_Process second = Writer(2, lines);
-        ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(1));
-        ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(2));
-        std::this_thread::sleep_for(milliseconds(300));
-        EXPECT_EQ(std::filesystem::file_size(output), 0U) << "they do not wait";
-        EXPECT_EQ(holder.Kill(), Child_Process::Killed);
-        EXPECT_EQ(first.Wait(), 0);
-        EXPECT_EQ(second.Wait(), 0);
-    }
-    EXPECT_EQ(Count_Whole_Lines(Lines()), std::vector{Holder_Died});
-    for (const int process : {1, 2}) {
-        EXPECT_EQ((whole_lines[{process, 0}]), lines);
-        EXPECT_EQ((whole_lines[{process, 1}]), lines);
     }
 }
 

@@ -273,30 +273,6 @@ class BothPlatforms(unittest.TestCase):
     def test_cache_of_linux_goes_on_on_windows(self):
         self.check_move(self.platforms["Linux"], self.platforms["Windows"], "\n")
 
-    def test_processes_trace_into_one_directory_at_once(self):
-        self.publish("landscape.xml", "<landscape/>")
-        requests = [SERVERS["QEL_TEST_HTTP"] + "/landscape.xml"] * 20
-        for name, platform in self.platforms.items():
-            traces = self.directory("traces " + name)
-            processes = [self.start(platform, self.directory(f"{name} {number}"), "--trace-level", "4", "--trace-dir",
-                                    platform.path(traces), "get", *requests) for number in range(3)]
-            for number, process in enumerate(processes):
-                _output, errors = process.communicate(timeout=600)
-                self.assertEqual((process.returncode, errors), (0, ""), f"{name}, process {number}:\n{errors}")
-
-            files = sorted(os.listdir(traces))
-            self.assertEqual(len(files), len(processes))
-            for file_name in files:
-                self.assertRegex(file_name, r"^qelfilecache_\d{4,}\.trc$")
-                with open(os.path.join(traces, file_name), encoding="ascii") as file:
-                    trace = file.read()
-                self.assertTrue(trace.startswith("*" * 80 + "\n"), file_name)
-                self.assertEqual(trace.count("QEL SE, Trace File"), 1)
-                self.assertEqual(len(re.findall(r"Get_Cached_File_and_Status\[\w+\]/\d+: CALL", trace)), len(requests))
-                lines = trace.split("\n\n", 1)[1].splitlines()
-                thread_ids = {match[1] for match in (re.match(r"TID: (\d+), QEL::", line) for line in lines) if match}
-                self.assertEqual(len(thread_ids), 1, "another process wrote into " + file_name)
-
 
 if not os.path.exists(LINUX_PROGRAM):
     sys.exit(f"{LINUX_PROGRAM} is missing. Build it first: cmake --preset linux && cmake --build --preset linux")

@@ -112,14 +112,6 @@ TEST_F(Web_Cache, ClearAndPurgeEmptyTheDirectory) {
 
 #ifndef _WIN32
 
-TEST_F(Web_Cache, RedirectLeadsToTheFile) {
-    const Served served = Get(Url("/redirects/a.xml"));
-    Expect_Good(served, "<landscape/>");
-    EXPECT_EQ(Get(Url("/redirects/a.xml")).path, served.path);
-    EXPECT_THAT(Requests(4), ElementsAre("GET /redirects/a.xml", "GET /landscape.xml", "HEAD /redirects/a.xml",
-                                         "HEAD /landscape.xml"));
-}
-
 TEST_F(Web_Cache, BodiesAreWhole) {
     const std::string dots(100000, '.');
     const std::pair<std::string, std::string> bodies[] = {

@@ -98,26 +98,11 @@ TEST_F(Share_Files, HaveNamesWithBlanksPercentSignsAndLettersOfAllLanguages) {
         EXPECT_EQ(Content_Of(target_folder / "copy"), "content of " + name);
         fs::remove(target_folder / "copy");
     }
-}
-
-TEST_F(Share_Files, AreNotTakenForOthersByTheirNames) {
     Publish("a", "not asked for");
     Publish("A.xml", "not asked for");
-
     for (const char* const name : {"a?b", "a#b", "a%", "a\\..\\..\\a", "%61"}) {
         EXPECT_FALSE(Copy(Samba_Server::Path(name), target_folder / "copy")) << name;
         EXPECT_TRUE(fs::is_empty(target_folder));
-    }
-}
-
-TEST_F(Share_Files, AreFoundThroughEitherSlash) {
-    fs::create_directories(server().Files() / "some" / "folder");
-    Publish("some/folder/landscape.xml", "<landscape/>");
-
-    for (const char* const path :
-         {R"(\\127.0.0.1\share\some\folder\landscape.xml)", R"(\\127.0.0.1/share/some/folder/landscape.xml)",
-          R"(\\127.0.0.1\share\\some/\folder\landscape.xml)", R"(\\127.0.0.1\share\some\x\..\folder\landscape.xml)"}) {
-        EXPECT_TRUE(os->File_Exists(path)) << path;
     }
 }
 
@@ -147,15 +132,6 @@ TEST_F(Share_Files, AreReadFromTheirBeginning) {
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 1000), "%PDF-1.7 and so on");
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 0), "");
     EXPECT_THROW(Read_File_Head(Samba_Server::Path("other"), 8), std::runtime_error);
-}
-
-TEST_F(Share_Files, OfTheStaffOpenWithThePassword) {
-    Publish("landscape.xml", "for the staff");
-    Configure_Server(Logon());
-
-    ASSERT_TRUE(Copy(Samba_Server::Path("landscape.xml", "staff"), target_folder / "copy"));
-
-    EXPECT_EQ(Content_Of(target_folder / "copy"), "for the staff");
 }
 
 TEST_F(Share_Files, AreReadByManyThreadsAtOnce) {

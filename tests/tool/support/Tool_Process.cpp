@@ -1,7 +1,5 @@
-#include "tests/tool/support/Tool_Process.h"
-
 #include "tests/support/Child_Process.h"
-#include "tests/support/Scratch_Directory.h"
+#include "tests/tool/support/Tool_Fixture.h"
 
 #include <algorithm>
 #include <cstdlib>
