@@ -46,6 +46,10 @@ class ToolTest(unittest.TestCase):
             file.write(content)
         return native(self.path(name))
 
+    def content(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read().decode("utf-8")
+
     def run_tool(self, *arguments, **environment):
         variables = dict(os.environ)
         variables.pop("COLUMNS", None)
@@ -180,8 +184,7 @@ Messages outside of calls
     def test_the_page_is_written_and_named(self):
         page = native(self.path("page.html"))
         self.assertEqual(self.run_tool("--html", page, self.write("a.trc", Trace().failed("http://s/a"))), page + "\n")
-        with open(self.path("page.html"), "rb") as file:
-            html = file.read().decode("utf-8")
+        html = self.content("page.html")
         self.assertIn("<title>Trace: 1 request, 1 failed</title>", html)
         self.assertTrue(html.endswith("</html>\n"))
         self.assertNotIn("\r", html)
@@ -190,19 +193,18 @@ Messages outside of calls
         trace = Trace(7, seconds=0).request("http://s/a")
         trace.seconds = None
         self.run_tool("--html", native(self.path("page.html")), self.write("a.trc", trace.served("/cache/1.xml")))
-        with open(self.path("page.html"), encoding="utf-8") as file:
-            self.assertNotIn('class="wait"', file.read())
+        self.assertNotIn('class="wait"', self.content("page.html"))
 
     def test_a_page_that_cannot_be_written_or_would_overwrite_a_trace_is_named(self):
         file = self.write("a.trc", Trace().fresh("http://s/a"))
-        content = os.stat(self.path("a.trc"))
+        content = self.content("a.trc")
         missing = native(self.path("no-such-folder/page.html"))
         for page, message in ((file, "would overwrite the trace file"), ("-", "name a file behind --html"),
                               (missing, f"cannot write the page '{missing}': No such file or directory\n  Next: ")):
             self.assertEqual(self.run_tool("--html", page, file), "")
             self.assertEqual(self.status, 2)
             self.assertIn(message, self.err)
-        self.assertEqual(os.stat(self.path("a.trc")), content)
+        self.assertEqual(self.content("a.trc"), content)
 
     def test_old_text_of_windows_is_shown(self):
         out = self.run_tool("--json", self.write("a.trc", Trace().fresh("/M\u00e4rz").text.encode("cp1252")))
