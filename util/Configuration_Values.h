@@ -9,6 +9,7 @@ inline constexpr char Options_Key[] = "Software\\QEL\\QELLogon\\Options";
 inline constexpr char Expiry_Period_Value[] = "LandscapeCacheExpiryPeriod";
 inline constexpr char Connect_Timeout_Value[] = "LandscapeServerFileConnectTimeout";
 inline constexpr char Server_Retry_Value[] = "LandscapeServerRetryAfter";
+inline constexpr char Largest_File_Value[] = "LandscapeLargestFile";
 inline constexpr char Cert_Error_Mode_Value[] = "CertErrorHandlingMode";
 inline constexpr char Cert_Error_White_List_Value[] = "CertErrorWhiteList";
 inline constexpr char Trace_Directory_Value[] = "TraceDirectory";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "util/Body_Publication.h"
 #include "util/Non_Copyable.h"
 
 #include <cstdint>
@@ -28,10 +29,14 @@ public:
     /// The window for SendWinInetRequest; null where there is none.
     Window_Handle GetHWnd() const;
 
+    /// Says where the body of the response will be saved. To be called before the request.
+    void SetCopyDirectory(const std::string& directory);
+
     /// Sends the request and reads the whole response.
     /// @param http_type 1 GET, 2 HEAD.
     /// @param timeout connect time-out in milliseconds.
-    /// @return the HTTP status; the WinInet error number (12001 to 12175) without a response.
+    /// @return the HTTP status; without a response the WinInet error number (12001 to 12175), or the system's number of
+    ///         a failure on this machine, such as 112 when the disk is full.
     unsigned long SendWinInetRequest(int http_type, const char* url, Window_Handle window, unsigned long timeout);
 
     /// A header of the response by its name (any letter case); empty when it is absent.
@@ -40,12 +45,16 @@ public:
     /// The body of the response, every byte of it, NULs included. Valid as long as the object.
     std::string_view GetResponseBody() const;
 
+    /// How the body becomes a file; empty where it has to be written.
+    Body_Publication GetBodyPublication() const;
+
     /// True for 12001 to 12175, the numbers of all WinInet transport errors.
     static bool IsErrorInRange(std::uint32_t error_number);
 
 private:
     struct Response;
     std::unique_ptr<Response> m_Response;
+    std::string m_Copy_Directory;
 };
 
 } // namespace QEL::FrontEnd::Util::HttpWinInet

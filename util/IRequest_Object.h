@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/Body_Publication.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,11 +28,12 @@ struct Response_Body {
     std::uint32_t dimensions = 0;     ///< of the array
     HResult lower_bound_result = 0;   ///< of asking for the lower bound
     HResult upper_bound_result = 0;   ///< of asking for the upper bound
-    std::int32_t lower_bound = 0;     ///< of the first dimension
-    std::int32_t upper_bound = -1;    ///< of the first dimension, inclusive
+    std::int64_t lower_bound = 0;     ///< of the first dimension
+    std::int64_t upper_bound = -1;    ///< of the first dimension, inclusive
     HResult access_result = 0;        ///< of locking the bytes
     const char* data = nullptr;       ///< the bytes, `upper_bound` - `lower_bound` + 1 of them
     std::shared_ptr<const void> lock; ///< holds the bytes; releases them with its last owner
+    Util::Body_Publication publish = {};    ///< empty where the bytes have to be written
 };
 
 /// One synchronous HTTP request without body, user or password.
@@ -73,6 +76,7 @@ struct Request_Object_Creation {
 };
 
 /// Creates a request object: the first HTTP client of the platform.
-Request_Object_Creation Create_Request_Object();
+/// @param copy_directory where the body of the response will be saved.
+Request_Object_Creation Create_Request_Object(const std::string& copy_directory = {});
 
 } // namespace QEL::FrontEnd::FileCache

@@ -36,29 +36,33 @@ bool CFileCache::Save_Response_Body(const Response_Body& body, const std::string
                        body.upper_bound_result);
         return false;
     }
-    const std::int64_t end = std::int64_t{body.upper_bound} + 1;
-    TRACE_DATA_AS(method, "lbound = %d, ubound = %d\n", body.lower_bound, static_cast<int>(end));
+    const std::int64_t end = body.upper_bound + 1;
+    TRACE_DATA_AS(method, "lbound = %d, ubound = %d\n", static_cast<int>(body.lower_bound), static_cast<int>(end));
     if (Failed(body.access_result)) {
         TRACE_ERROR_AS(method, "Cannot access safe array, ec3 = %d.\n", body.access_result);
         return false;
     }
 
     const auto length = static_cast<std::size_t>(std::max<std::int64_t>(end - body.lower_bound, 0));
-    Write_Cached_File(method, content_type, {body.data, length}, entry);
+    Write_Cached_File(method, content_type, {body.data, length}, body.publish, entry);
     entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
     return true;
 }
 
 /// Names the copy of a downloaded body and writes it as a text file of the platform, a step of `operation`. A failure
-/// to write or close is not reported: the copy then holds what could be written.
+/// to write or close is not reported: the copy then holds what could be written, and is missing where the platform
+/// publishes the body.
 void CFileCache::Write_Cached_File(const char* operation, const std::string& content_type, std::string_view body,
-                                   CacheEntry& entry) {
+                                   const Util::Body_Publication& publish, CacheEntry& entry) {
     entry.cached_file = Generate_Cached_File_Name_from_Contents(content_type, body.data(), body.size());
     TRACE_DATA_AS(operation, "cache_entry.cached_file = '%s', Writing contents to the file...\n",
                   entry.cached_file.c_str());
-    std::ofstream file(entry.cached_file);
-    file.write(body.data(), static_cast<std::streamsize>(body.size()));
-    file.close();
+    if (publish) {
+        publish(entry.cached_file);
+    } else {
+        std::ofstream file(entry.cached_file);
+        file.write(body.data(), static_cast<std::streamsize>(body.size()));
+    }
     TRACE_DATA_AS(operation, "Closed file '%s'.\n", entry.cached_file.c_str());
 }
 

@@ -117,7 +117,7 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
 
 /// Creates the request object and sees that there is a connect time-out; null when there is no such object.
 std::unique_ptr<IRequest_Object> CFileCache::Create_HTTP_Request(const char* method) {
-    Request_Object_Creation creation = Create_Request_Object();
+    Request_Object_Creation creation = Create_Request_Object(m_Cache_Directory);
     if (!creation.object) {
         TRACE_ERROR_AS(method, "Create instance failed for HTTP request object. HR=%d, LE=%d.\n", creation.result,
                        static_cast<int>(creation.last_error));

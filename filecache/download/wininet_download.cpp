@@ -72,6 +72,7 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     TRACE_DATA("Timeout is: '%d'.\n", m_Connect_Timeout);
 
     HttpClient client;
+    client.SetCopyDirectory(m_Cache_Directory);
     // The client would take a URL with a NUL for the shorter one before it.
     const unsigned long status = url.find('\0') != std::string::npos
                                      ? Invalid_Url
@@ -94,7 +95,8 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     if (http_type == Http_Get) {
         const std::string content_type = client.GetResponseHeader("Content-Type");
         TRACE_DATA("Content-Type header: '%s'.\n", content_type.c_str());
-        Write_Cached_File(__func__, content_type, client.GetResponseBody(), entry);
+        Write_Cached_File(__func__, content_type, client.GetResponseBody(), client.GetBodyPublication(),
+                          entry);
     }
     download_error = false;
     return true;

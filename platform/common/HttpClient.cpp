@@ -40,19 +40,23 @@ Window_Handle HttpClient::GetHWnd() const {
     return nullptr;
 }
 
+void HttpClient::SetCopyDirectory(const std::string& directory) {
+    m_Copy_Directory = directory;
+}
+
 unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle, unsigned long timeout) {
     *m_Response = Response();
     // A number that no HTTP status is taken for.
     const auto fail = [](std::uint32_t error) {
         Util::Set_Last_Error(error);
-        return static_cast<unsigned long>(IsErrorInRange(error) ? error : Platform::Error_Internet_Internal_Error);
+        return static_cast<unsigned long>(error / 100 == 2 ? Platform::Error_Internet_Internal_Error : error);
     };
     auto http_url = Platform::Http_Url::Parse(url);
     if (!http_url) {
         return fail(Platform::Error_Internet_Invalid_URL);
     }
-    Platform::Http_Request request{
-        http_type == Http_Head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, Configured_Trust(url)};
+    Platform::Http_Request request{http_type == Http_Head ? Http_Method::Head : Http_Method::Get, *std::move(http_url),
+                                   {}, Configured_Trust(url), m_Copy_Directory};
     if (timeout > 0) {
         request.timeouts.connect = std::chrono::milliseconds(timeout);
     }
@@ -69,6 +73,10 @@ std::string HttpClient::GetResponseHeader(const char* name) const {
 
 std::string_view HttpClient::GetResponseBody() const {
     return m_Response->body;
+}
+
+Body_Publication HttpClient::GetBodyPublication() const {
+    return m_Response->publish_body;
 }
 
 } // namespace QEL::FrontEnd::Util::HttpWinInet

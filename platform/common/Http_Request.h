@@ -9,6 +9,7 @@
 #include "platform/common/Dead_Servers.h"
 #include "platform/common/Http_Url.h"
 #include "platform/common/Response_Headers.h"
+#include "util/Body_Publication.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -40,6 +41,7 @@ struct Http_Request {
     Http_Url url;
     Http_Timeouts timeouts;
     Certificate_Trust trust = Certificate_Trust::Verify_All;
+    std::string copy_directory = {}; ///< where the body will be saved
 };
 
 struct Http_Response {
@@ -47,6 +49,7 @@ struct Http_Response {
     Response_Headers headers;
     std::string_view body = "";             ///< its data is never null
     std::shared_ptr<const void> body_owner; ///< holds the bytes
+    Util::Body_Publication publish_body = {}; ///< empty where the bytes have to be written
     std::string redirect_url;               ///< where the response sends the client to; empty when nowhere
 };
 

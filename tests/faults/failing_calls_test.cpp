@@ -16,10 +16,12 @@ namespace QEL::FrontEnd::FileCache {
 
 // The linker gives every call of Create_Request_Object() to the first of these, and the real function the name of the
 // second (option --wrap).
-Request_Object_Creation
-Create_Failing_Request_Object() __asm__("__wrap__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectEv");
-Request_Object_Creation
-Create_Real_Request_Object() __asm__("__real__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectEv");
+Request_Object_Creation Create_Failing_Request_Object(const std::string& copy_directory) __asm__(
+    "__wrap__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectE"
+    "RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+Request_Object_Creation Create_Real_Request_Object(const std::string& copy_directory) __asm__(
+    "__real__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectE"
+    "RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
 
 namespace {
 
@@ -75,11 +77,11 @@ private:
 
 } // namespace
 
-Request_Object_Creation Create_Failing_Request_Object() {
+Request_Object_Creation Create_Failing_Request_Object(const std::string& copy_directory) {
     if (const auto failure = Failure()) {
         return {nullptr, *failure, 0};
     }
-    Request_Object_Creation creation = Create_Real_Request_Object();
+    Request_Object_Creation creation = Create_Real_Request_Object(copy_directory);
     if (creation.object) {
         creation.object = std::make_unique<Failing_Request>(std::move(creation.object));
     }

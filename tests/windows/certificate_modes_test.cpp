@@ -21,7 +21,7 @@ class Distrustful_Request : public IRequest_Object {
 
 } // namespace
 
-Request_Object_Creation Create_Request_Object() {
+Request_Object_Creation Create_Request_Object(const std::string&) {
     return {std::make_unique<Distrustful_Request>(), 0, 0};
 }
 

@@ -7,7 +7,7 @@
 #include <openssl/crypto.h>
 #include <pthread.h>
 
-#include "platform/posix/system/Sigpipe_Guard.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -53,7 +53,7 @@ Connection_Pool::Connection_Pool() {
 }
 
 Connection_Pool::~Connection_Pool() {
-    const Sigpipe_Guard guard;
+    const Write_Signal_Guard guard;
     Leave_To_Parent();
     m_Idle.clear();
     curl_global_cleanup();

@@ -13,13 +13,13 @@
 #include "platform/common/Http_Transfer.h"
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Authorities.h"
-#include "platform/posix/http/Body_Buffer.h"
+#include "platform/posix/http/Body_File.h"
 #include "platform/posix/http/Close_Notify.h"
 #include "platform/posix/http/Ocsp_Stapling.h"
 #include "platform/posix/http/Proxy.h"
 #include "platform/posix/http/Response_Head.h"
 #include "platform/posix/http/exchange_failures.h"
-#include "platform/posix/system/Sigpipe_Guard.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -68,12 +68,16 @@ public:
                                          ", or it was cut on the way: neither a Content-Length nor close_notify says "
                                          "where it ends");
         }
+        if (!m_Failure && !m_Body->Map()) {
+            m_Failure = Exchange_Failure(m_Url, Error_Out_Of_Memory, {});
+        }
         if (m_Failure) {
             m_Failure->attempt = Failed_Attempt(m_Failure->error);
         } else {
             m_Response.status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
-            m_Response.body = {m_Body->Data(), m_Body->Size()};
+            m_Response.body = m_Body->Bytes();
             m_Response.body_owner = m_Body;
+            m_Response.publish_body = [body = m_Body](const std::string& path) { body->Publish(path); };
             const auto* const redirect_url = m_Connection.Info<const char*>(CURLINFO_REDIRECT_URL);
             m_Response.redirect_url = redirect_url != nullptr ? redirect_url : "";
         }
@@ -216,7 +220,7 @@ private:
     bool On_Header_Line(std::string_view line) {
         m_Header_Bytes += line.size();
         if (m_Header_Bytes > Largest_Headers) {
-            return Refuse("has more headers than a response may have");
+            return Refuse(": it has more headers than a response may have");
         }
         if (m_Step == Step::Body) {
             return true; // a trailer after the body
@@ -227,7 +231,7 @@ private:
         }
         const auto status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
         if (const char* const fault = Fault_Of_Head(status, m_Response.headers)) {
-            return Refuse(fault);
+            return Refuse(": it " + std::string(fault));
         }
         if (status >= 200) {
             Enter(Step::Body);
@@ -240,14 +244,9 @@ private:
     bool On_Body(std::string_view bytes) {
         m_Last_Packet = Clock::now();
         const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
-        const auto size = std::max(content_length, static_cast<curl_off_t>(m_Body->Size() + bytes.size()));
-        if (size > static_cast<curl_off_t>(Body_Buffer::Largest_Size)) {
-            return Refuse("has a body of more than 2 GB");
-        }
-        if (m_Body->Size() == 0) {
-            m_Body->Reserve(static_cast<std::size_t>(size));
-        }
-        return m_Body->Append(bytes);
+        const auto fault =
+            m_Body->Append(bytes, static_cast<std::uint64_t>(std::max<curl_off_t>(content_length, 0)));
+        return !fault || Refuse(fault->detail, fault->error);
     }
 
     /// What a failure at this step says of the server.
@@ -269,8 +268,8 @@ private:
     }
 
     /// Notes why the response is refused; false, for the caller to return.
-    bool Refuse(const std::string& reason) {
-        m_Failure = Exchange_Failure(m_Url, Error_Http_Invalid_Server_Response, ": it " + reason);
+    bool Refuse(std::string_view detail, std::uint32_t error = Error_Http_Invalid_Server_Response) {
+        m_Failure = Exchange_Failure(m_Url, error, detail);
         return false;
     }
 
@@ -301,7 +300,7 @@ private:
     Http_Response& m_Response;
     const std::string m_Proxy = Proxy_For(m_Url);
     const Authorities m_Authorities = Authorities::Configured();
-    const std::shared_ptr<Body_Buffer> m_Body = std::make_shared<Body_Buffer>();
+    const std::shared_ptr<Body_File> m_Body = std::make_shared<Body_File>(m_Request.copy_directory);
 
     Step m_Step = Step::Name;
     Clock::time_point m_Step_Began;
@@ -314,7 +313,7 @@ private:
 
 std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url& url, Certificate_Check check,
                                      Http_Response& response) {
-    const Sigpipe_Guard guard;
+    const Write_Signal_Guard guard;
     const auto pool = Connection_Pool::Instance();
     const auto origin = url.Origin();
     auto connection = pool->Take(origin, check);

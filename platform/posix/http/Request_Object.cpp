@@ -30,6 +30,8 @@ std::chrono::milliseconds Timeout(int value) {
 /// The request object on libcurl.
 class Curl_Request_Object final : public IRequest_Object {
 public:
+    explicit Curl_Request_Object(std::string copy_directory) : m_Copy_Directory(std::move(copy_directory)) {}
+
     HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
         if (std::min({resolve, connect, send, receive}) < -1) {
             return Fail({Platform::Error_Invalid_Parameter, "A time-out is negative."});
@@ -52,7 +54,7 @@ public:
                          "or https:// and the name of a server."});
         }
         m_Request =
-            Platform::Http_Request{is_head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, {}};
+            Platform::Http_Request{is_head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, {}, m_Copy_Directory};
         return 0;
     }
 
@@ -84,9 +86,10 @@ public:
             body = Response_Body();
             body.type = Byte_Array_Type;
             body.dimensions = 1;
-            body.upper_bound = static_cast<std::int32_t>(m_Response->body.size()) - 1;
+            body.upper_bound = static_cast<std::int64_t>(m_Response->body.size()) - 1;
             body.data = m_Response->body.data();
             body.lock = m_Response;
+            body.publish = m_Response->publish_body;
         });
     }
 
@@ -109,6 +112,7 @@ private:
         return 0;
     }
 
+    const std::string m_Copy_Directory;
     Http_Timeouts m_Timeouts;
     std::optional<Platform::Http_Request> m_Request;
     std::shared_ptr<const Http_Response> m_Response;
@@ -117,9 +121,9 @@ private:
 
 } // namespace
 
-Request_Object_Creation Create_Request_Object() {
+Request_Object_Creation Create_Request_Object(const std::string& copy_directory) {
     Request_Object_Creation creation;
-    creation.object = std::make_unique<Curl_Request_Object>();
+    creation.object = std::make_unique<Curl_Request_Object>(copy_directory);
     return creation;
 }
 

@@ -4,6 +4,7 @@
 #include "platform/posix/share/Share_Agent.h"
 #include "platform/posix/share/Share_Path.h"
 #include "platform/posix/share/Share_Settings.h"
+#include "platform/posix/system/Copy_Limits.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "util/Standard_Error.h"
@@ -130,6 +131,7 @@ std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t by
     request->operation = operation;
     request->timeout_ms = settings.timeout_ms;
     request->byte_limit = byte_limit;
+    request->largest = Largest_Copy();
     std::memcpy(request->url, url.c_str(), url.size() + 1);
     return Ask_Server_Of(path, [&] { return Ask(*request, settings, target, info); });
 }

@@ -1,6 +1,6 @@
 #include "util/Standard_Error.h"
 
-#include "platform/posix/system/Sigpipe_Guard.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 
 #include <unistd.h>
 
@@ -9,7 +9,7 @@ namespace QEL::FrontEnd::Util {
 namespace {
 
 ssize_t Write_Without_Signal(void*, const char* text, std::size_t length) {
-    const Platform::Sigpipe_Guard guard;
+    const Platform::Write_Signal_Guard guard;
     return ::write(STDERR_FILENO, text, length);
 }
 

@@ -232,7 +232,7 @@ static_assert(Byte_Array_Type == (VT_ARRAY | VT_UI1));
 
 } // namespace
 
-Request_Object_Creation Create_Request_Object() {
+Request_Object_Creation Create_Request_Object(const std::string&) {
     Com_Pointer<IServerXMLHTTPRequest> request;
     Request_Object_Creation creation;
     creation.result = Create_Instance(request);

@@ -18,7 +18,7 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Connection_Pool.h"
-#include "platform/posix/system/Sigpipe_Guard.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/Tls_Sites.h"
@@ -265,7 +265,7 @@ TEST(Sigpipe, IsKeptFromTheThreadAndForgottenAtTheEnd) {
     sigset_t before;
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
     {
-        const Sigpipe_Guard guard;
+        const Write_Signal_Guard guard;
         raise(SIGPIPE);
     }
     sigset_t after;
@@ -284,7 +284,7 @@ TEST(Sigpipe, OfTheHostIsLeftPending) {
     sigset_t before;
     pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
     raise(SIGPIPE);
-    { const Sigpipe_Guard guard; }
+    { const Write_Signal_Guard guard; }
     const timespec no_wait{};
 
     EXPECT_EQ(sigtimedwait(&sigpipe, nullptr, &no_wait), SIGPIPE);

@@ -176,6 +176,8 @@ Window_Handle HttpClient::GetHWnd() const {
     return &g_services;
 }
 
+void HttpClient::SetCopyDirectory(const std::string&) {}
+
 unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle window,
                                              unsigned long timeout) {
     g_services.client_calls.push_back("SendWinInetRequest(" + std::to_string(http_type) + ", " + url + ", " +
@@ -190,6 +192,10 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
 std::string HttpClient::GetResponseHeader(const char* name) const {
     g_services.client_calls.push_back(std::string("GetResponseHeader(") + name + ")");
     return g_services.client.headers[name];
+}
+
+Body_Publication HttpClient::GetBodyPublication() const {
+    return {};
 }
 
 std::string_view HttpClient::GetResponseBody() const {
@@ -355,7 +361,7 @@ private:
 
 } // namespace
 
-Request_Object_Creation Create_Request_Object() {
+Request_Object_Creation Create_Request_Object(const std::string&) {
     Note_Request("Create");
     const std::size_t number = std::min(g_services.requests_created++, g_services.requests.size() - 1);
     const Scripted_Services::Request_Script& script = g_services.requests[number];

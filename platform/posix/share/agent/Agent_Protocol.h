@@ -21,7 +21,7 @@ namespace QEL::FrontEnd::Platform::Agent_Protocol {
 inline constexpr int Program_Descriptor = 3;
 
 /// Changes with the records below: after an upgrade a running library may meet the agent of another one.
-inline constexpr std::uint32_t Version = 2;
+inline constexpr std::uint32_t Version = 3;
 
 /// The SMB client library takes names and passwords of up to 255 bytes.
 inline constexpr std::size_t Max_Name = 256;
@@ -46,6 +46,7 @@ struct Request {
     Operation operation = Operation::Stat;
     std::uint32_t timeout_ms = 0; ///< for a stat in all, for a read without progress
     std::uint64_t byte_limit = 0; ///< a read ends after so many bytes
+    std::uint64_t largest = 0;    ///< a file with more bytes is refused
     char url[Max_Url] = "";       ///< only the used part travels
 };
 

@@ -1,5 +1,6 @@
 #include "platform/posix/share/agent/Smb_Session.h"
 
+#include "platform/posix/system/Copy_Limits.h"
 #include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
@@ -7,7 +8,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +21,7 @@ namespace QEL::FrontEnd::Platform {
 
 namespace {
 
+using Agent_Protocol::Request;
 using Agent_Protocol::Response;
 
 // The library reads a chunk with several requests under way at once. It starts small and grows while
@@ -46,13 +47,6 @@ std::size_t Next_Chunk(std::size_t chunk, std::chrono::steady_clock::duration ta
         return std::max(chunk / 2, Smallest_Chunk);
     }
     return chunk;
-}
-
-/// False for more bytes than the file system of `target` has room for. One that has no size, such as that
-/// of a file in memory, does not say.
-bool Has_Room(int target, std::uint64_t bytes) {
-    struct statvfs system {};
-    return ::fstatvfs(target, &system) != 0 || system.f_blocks == 0 || bytes <= system.f_bavail * system.f_frsize;
 }
 
 /// True for what a server says about a file, in contrast to what happens to the connection.
@@ -114,24 +108,25 @@ void Smb_Session::Stat(const char* url, Response& response) {
     response.is_agent_good = true;
 }
 
-void Smb_Session::Read(const char* url, int target, std::uint64_t byte_limit, const std::function<void()>& on_progress,
+void Smb_Session::Read(const Request& request, int target, const std::function<void()>& on_progress,
                        Response& response) {
     Begin_Operation();
-    SMBCFILE* const file = smbc_getFunctionOpen(m_Context)(m_Context, url, O_RDONLY, 0);
+    SMBCFILE* const file = smbc_getFunctionOpen(m_Context)(m_Context, request.url, O_RDONLY, 0);
     if (file == nullptr) {
-        return Describe_Failure(url, errno, response);
+        return Describe_Failure(request.url, errno, response);
     }
 
     struct stat status {};
     if (smbc_getFunctionFstat(m_Context)(m_Context, file, &status) != 0) {
-        return Describe_Failure(url, errno, response);
+        return Describe_Failure(request.url, errno, response);
     }
     Describe(status, response);
-    if (Has_Room(target, std::min(byte_limit, static_cast<std::uint64_t>(status.st_size)))) {
-        Copy_Content(url, file, target, byte_limit, on_progress, response);
-    } else {
-        response.error = Error_Disk_Full;
+    const auto size = std::min(request.byte_limit, static_cast<std::uint64_t>(status.st_size));
+    if (size > request.largest || size > Room_For(target)) {
+        response.error = size > request.largest ? Error_File_Too_Large : Error_Disk_Full;
         response.is_agent_good = true;
+    } else {
+        Copy_Content(request, file, target, on_progress, response);
     }
 
     // A file that cannot be closed is one whose connection is gone: the process ends then, and asking
@@ -141,27 +136,36 @@ void Smb_Session::Read(const char* url, int target, std::uint64_t byte_limit, co
     }
 }
 
-void Smb_Session::Copy_Content(const char* url, SMBCFILE* file, int target, std::uint64_t byte_limit,
+void Smb_Session::Copy_Content(const Request& request, SMBCFILE* file, int target,
                                const std::function<void()>& on_progress, Response& response) {
     const auto read = smbc_getFunctionRead(m_Context);
     std::vector<char> bytes;
     std::size_t chunk = Smallest_Chunk;
-    while (byte_limit > 0) {
+    std::uint64_t copied = 0;
+    Granted_Room room;
+    while (copied < request.byte_limit) {
         bytes.resize(std::max(bytes.size(), chunk));
         const auto started = std::chrono::steady_clock::now();
-        const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(chunk, byte_limit));
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(chunk, request.byte_limit - copied));
         const ssize_t count = read(m_Context, file, bytes.data(), wanted);
         if (count < 0) {
-            return Describe_Failure(url, errno, response);
+            return Describe_Failure(request.url, errno, response);
         }
         if (count == 0) {
             break;
         }
-        if (!Write_All(target, bytes.data(), static_cast<std::size_t>(count))) {
+        // The file may grow meanwhile.
+        copied += static_cast<std::uint64_t>(count);
+        if (copied > request.largest) {
+            response.error = Error_File_Too_Large;
+        } else if (!room.Take(target, static_cast<std::uint64_t>(count))) {
+            response.error = Error_Disk_Full;
+        } else if (!Write_All(target, bytes.data(), static_cast<std::size_t>(count))) {
             response.error = Win32_Error_From_Errno(errno);
+        }
+        if (response.error != Error_Success) {
             break;
         }
-        byte_limit -= static_cast<std::uint64_t>(count);
         chunk = Next_Chunk(chunk, std::chrono::steady_clock::now() - started);
         on_progress();
     }

@@ -29,14 +29,14 @@ public:
 
     void Stat(const char* url, Agent_Protocol::Response& response);
 
-    /// Writes at most `byte_limit` bytes of a file to `target`.
+    /// Writes a file to `target`, as far as the request wants it.
     /// @param on_progress called whenever data has arrived and was written.
-    void Read(const char* url, int target, std::uint64_t byte_limit, const std::function<void()>& on_progress,
+    void Read(const Agent_Protocol::Request& request, int target, const std::function<void()>& on_progress,
               Agent_Protocol::Response& response);
 
 private:
     void Begin_Operation();
-    void Copy_Content(const char* url, SMBCFILE* file, int target, std::uint64_t byte_limit,
+    void Copy_Content(const Agent_Protocol::Request& request, SMBCFILE* file, int target,
                       const std::function<void()>& on_progress, Agent_Protocol::Response& response);
     void Describe_Failure(const char* url, int error, Agent_Protocol::Response& response);
     std::uint32_t Connection_Error(int error) const;

@@ -101,7 +101,7 @@ bool Serve_Request(Smb_Session& session, const Request& request, int target) {
             progress.in_progress = true;
             Send(progress);
         };
-        session.Read(request.url, target, request.byte_limit, on_progress, response);
+        session.Read(request, target, on_progress, response);
     }
     return Send(response) && response.is_agent_good;
 }
@@ -126,6 +126,7 @@ void Serve_Host() {
     }
 
     End_With_Host();
+    std::signal(SIGXFSZ, SIG_IGN); // a write that fails says so
     Smb_Session session(settings);
 
     auto request = std::make_unique<Request>();

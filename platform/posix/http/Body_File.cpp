@@ -1,0 +1,93 @@
+#include "platform/posix/http/Body_File.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+
+#include "platform/common/WinInet_Error.h"
+#include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/system/Write_All.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
+
+namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+constexpr std::uint64_t Largest_In_Memory = 0x7FFFFFFF;
+constexpr mode_t Rights = 0666; // less the umask, as those of every new file
+
+std::string In_Megabytes(std::uint64_t bytes) {
+    return std::to_string(bytes >> 20) + " MB";
+}
+
+} // namespace
+
+Body_File::~Body_File() {
+    if (m_Size > 0) {
+        ::munmap(const_cast<char*>(m_Bytes), m_Size); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    }
+}
+
+bool Body_File::Open() {
+    m_File = File_Descriptor(::open(m_Directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, Rights));
+    m_Is_In_Memory = !m_File && errno != ENOSPC && errno != EDQUOT && errno != EIO;
+    if (m_Is_In_Memory) {
+        m_File = File_Descriptor(::memfd_create("response body", MFD_CLOEXEC));
+    }
+    return static_cast<bool>(m_File);
+}
+
+std::optional<Body_File::Fault> Body_File::Append(std::string_view bytes, std::uint64_t content_length) {
+    const auto fault_of_system = [&] { return Fault{Win32_Error_From_Errno(errno), ", in " + m_Directory}; };
+    if (!m_File && !Open()) {
+        return fault_of_system();
+    }
+    const auto size = m_Size + bytes.size();
+    const auto expected = std::max(content_length, size);
+    if (expected > m_Largest) {
+        return Fault{Error_File_Too_Large, ": LandscapeLargestFile allows " + In_Megabytes(m_Largest)};
+    }
+    if (m_Is_In_Memory && expected > Largest_In_Memory) {
+        return Fault{Error_Http_Invalid_Server_Response, ": it has a body of more than 2 GB"};
+    }
+    if ((m_Size == 0 && content_length > Room_For(m_File.Get())) || !m_Room.Take(m_File.Get(), bytes.size())) {
+        return Fault{Error_Disk_Full, ": the file system of " + m_Directory + " has room for " +
+                                          In_Megabytes(Room_For(m_File.Get())) +
+                                          " more, as its last 5 % (1 GB at most) stay free"};
+    }
+    const Write_Signal_Guard guard;
+    if (!Write_All(m_File.Get(), bytes.data(), bytes.size())) {
+        return fault_of_system();
+    }
+    m_Size = size;
+    return std::nullopt;
+}
+
+bool Body_File::Map() {
+    if (m_Size == 0) {
+        return true;
+    }
+    const auto* const mapping = ::mmap(nullptr, m_Size, PROT_READ, MAP_SHARED, m_File.Get(), 0);
+    if (mapping == MAP_FAILED) {
+        m_Size = 0;
+        return false;
+    }
+    m_Bytes = static_cast<const char*>(mapping);
+    return true;
+}
+
+void Body_File::Publish(const std::string& path) const {
+    const std::string unnamed = "/proc/self/fd/" + std::to_string(m_File.Get());
+    if (m_File && !m_Is_In_Memory &&
+        ::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        return;
+    }
+    const File_Descriptor copy(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, Rights));
+    const Write_Signal_Guard guard;
+    if (copy && !Write_All(copy.Get(), m_Bytes, m_Size)) {
+        ::unlink(path.c_str());
+    }
+}
+
+} // namespace QEL::FrontEnd::Platform

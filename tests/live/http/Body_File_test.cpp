@@ -1,0 +1,203 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "platform/common/WinInet_Error.h"
+#include "platform/posix/http/Body_File.h"
+#include "platform/posix/system/Win32_Error.h"
+#include "tests/support/Scratch_Directory.h"
+#include "tests/support/Small_Disk.h"
+#include "tests/support/User_Configuration.h"
+
+namespace QEL::Tests {
+
+namespace {
+
+using FrontEnd::Platform::Body_File;
+using namespace FrontEnd::Platform;
+using namespace testing;
+
+constexpr std::size_t Mb = 1U << 20;
+
+class Body_File_Test : public Test {
+protected:
+    /// The error that ends the body; 0 without one.
+    std::uint32_t Append(Body_File& body, std::string_view bytes, std::uint64_t content_length = 0) {
+        const auto fault = body.Append(bytes, content_length);
+        m_Detail = fault ? fault->detail : "";
+        return fault ? fault->error : 0;
+    }
+
+    /// Adds MB after MB; how many there are when an error ends that.
+    std::size_t Fill(Body_File& body, std::uint32_t& error, std::size_t most = 100) {
+        const std::string bytes = Rubbish(Mb);
+        std::size_t count = 0;
+        while ((error = Append(body, bytes)) == 0 && count < most) {
+            ++count;
+        }
+        return count;
+    }
+
+    Scratch_Directory m_Directory;
+    const std::string m_Copy = m_Directory / "copy.xml";
+    std::string m_Detail;
+    User_Configuration m_Configuration;
+};
+
+TEST_F(Body_File_Test, KeepsEveryByteInItsUnnamedFileAndInMemory) {
+    for (const auto& directory : {m_Directory.Path().string(), m_Directory / "missing"}) {
+        SCOPED_TRACE(directory);
+        std::string expected;
+        {
+            Body_File body(directory);
+            for (std::size_t piece = 0; piece < 1000; ++piece) {
+                const std::string bytes(piece, static_cast<char>(piece));
+                ASSERT_EQ(Append(body, bytes, 10), 0U);
+                expected += bytes;
+            }
+            EXPECT_EQ(body.m_Is_In_Memory, directory != m_Directory.Path());
+            EXPECT_THAT(m_Directory.Names(), IsEmpty());
+            ASSERT_TRUE(body.Map());
+            EXPECT_TRUE(body.Bytes() == expected);
+            body.Publish(m_Copy);
+        }
+        EXPECT_TRUE(Content_Of(m_Copy) == expected);
+        std::filesystem::remove(m_Copy);
+    }
+}
+
+TEST_F(Body_File_Test, IsGoneWhenItIsNotPublished) {
+    {
+        Body_File body(m_Directory.Path());
+        ASSERT_EQ(Append(body, "abc"), 0U);
+    }
+    EXPECT_THAT(m_Directory.Names(), IsEmpty());
+}
+
+TEST_F(Body_File_Test, WithoutBytesIsAnEmptyCopy) {
+    Body_File body(m_Directory.Path());
+    ASSERT_TRUE(body.Map());
+    EXPECT_NE(body.Bytes().data(), nullptr);
+    body.Publish(m_Copy);
+
+    EXPECT_TRUE(std::filesystem::is_empty(m_Copy));
+}
+
+TEST_F(Body_File_Test, IsPublishedWithTheRightsOfAPlainFile) {
+    const mode_t mask = ::umask(027);
+    for (const auto& directory : {m_Directory.Path().string(), m_Directory / "missing"}) {
+        Body_File body(directory);
+        ASSERT_EQ(Append(body, "abc"), 0U);
+        ASSERT_TRUE(body.Map());
+        body.Publish(m_Copy);
+        EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(m_Copy).permissions()), 0640U);
+        std::filesystem::remove(m_Copy);
+    }
+    ::umask(mask);
+}
+
+TEST_F(Body_File_Test, NeverTakesTheNameOfAnotherFile) {
+    m_Directory.Write("copy.xml", "another");
+    Body_File body(m_Directory.Path());
+    ASSERT_EQ(Append(body, "abc"), 0U);
+    ASSERT_TRUE(body.Map());
+    body.Publish(m_Copy);
+
+    EXPECT_EQ(Content_Of(m_Copy), "another");
+}
+
+TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
+    const auto directory = m_Directory.Path().string();
+    const bool has_run = With_Small_Disk(directory, "10m", [&] {
+        Body_File body(directory);
+        std::uint32_t error = 0;
+        EXPECT_EQ(Fill(body, error), 9U);
+        EXPECT_EQ(error, Error_Disk_Full);
+        EXPECT_EQ(m_Detail, ": the file system of " + directory +
+                                " has room for 0 MB more, as its last 5 % (1 GB at most) stay free");
+
+        Body_File announced(directory);
+        EXPECT_EQ(Append(announced, "abc", 10 * Mb), Error_Disk_Full);
+    });
+    if (!has_run) {
+        GTEST_SKIP() << "this user may not mount a small file system";
+    }
+}
+
+TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {
+    const auto directory = m_Directory.Path().string();
+    const bool has_run = With_Small_Disk(directory, "1m,nr_inodes=2", [&] {
+        m_Directory.Write("filler");
+        Body_File body(directory);
+        EXPECT_EQ(Append(body, "abc"), Error_Disk_Full);
+        EXPECT_EQ(m_Detail, ", in " + directory);
+    });
+    if (!has_run) {
+        GTEST_SKIP() << "this user may not mount a small file system";
+    }
+}
+
+/// The signal would end this process.
+TEST_F(Body_File_Test, EndsAtTheLimitOfTheProcess) {
+    rlimit old{};
+    ::getrlimit(RLIMIT_FSIZE, &old);
+    const rlimit small{3 * Mb, old.rlim_max};
+    for (const auto& directory : {m_Directory.Path().string(), m_Directory / "missing"}) {
+        Body_File body(directory);
+        std::uint32_t error = 0;
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        const auto count = Fill(body, error);
+        ::setrlimit(RLIMIT_FSIZE, &old);
+        EXPECT_EQ(count, 3U);
+        EXPECT_EQ(error, Error_File_Too_Large);
+    }
+}
+
+TEST_F(Body_File_Test, PublishesNoCutCopyFromMemory) {
+    rlimit old{};
+    ::getrlimit(RLIMIT_FSIZE, &old);
+    const rlimit small{Mb / 2, old.rlim_max};
+    Body_File body(m_Directory / "missing");
+    ASSERT_EQ(Append(body, Rubbish(Mb)), 0U);
+    ASSERT_TRUE(body.Map());
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    body.Publish(m_Copy);
+    ::setrlimit(RLIMIT_FSIZE, &old);
+
+    EXPECT_THAT(m_Directory.Names(), IsEmpty());
+}
+
+TEST_F(Body_File_Test, EndsAtTheConfiguredSize) {
+    m_Configuration.Set_Number("LandscapeLargestFile", 2);
+    Body_File arriving(m_Directory.Path());
+    std::uint32_t error = 0;
+    EXPECT_EQ(Fill(arriving, error), 2U);
+    EXPECT_EQ(error, Error_File_Too_Large);
+    EXPECT_EQ(m_Detail, ": LandscapeLargestFile allows 2 MB");
+
+    Body_File announced(m_Directory.Path());
+    EXPECT_EQ(Append(announced, "abc", 2 * Mb + 1), Error_File_Too_Large);
+    EXPECT_EQ(Append(announced, "abc", 2 * Mb), 0U);
+
+    m_Configuration.Set_Number("LandscapeLargestFile", 0);
+    Body_File unlimited(m_Directory.Path());
+    EXPECT_EQ(Fill(unlimited, error, 4), 4U);
+}
+
+TEST_F(Body_File_Test, InMemoryEndsBeforeTwoGigabytes) {
+    Body_File body(m_Directory / "missing");
+    EXPECT_EQ(Append(body, "abc", 0x80000000U), Error_Http_Invalid_Server_Response);
+    EXPECT_EQ(Append(body, "abc", 0x7FFFFFFFU), 0U);
+
+    Body_File in_file(m_Directory.Path());
+    EXPECT_EQ(Append(in_file, "abc", 0x80000000U), 0U);
+}
+
+} // namespace
+
+} // namespace QEL::Tests
