@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -31,6 +32,8 @@ namespace QEL::Bench {
 namespace {
 
 constexpr std::size_t Large = 200 * 1000 * 1000;
+constexpr std::size_t Small = 50 * 1000;
+constexpr std::size_t Huge = 10ULL * 1000 * 1000 * 1000;
 constexpr int Checks = 1000;
 
 using Command = std::vector<std::string>;
@@ -45,6 +48,9 @@ public:
         m_Web = std::make_unique<Tests::Nginx_Server>(std::vector<Tests::Nginx_Site>{Tests::Nginx_Site{}, secure});
         Write_Large_Text(m_Web->Files() / "large.txt");
         m_Web->Write("small.xml", "<Landscape/>\n");
+        m_Web->Write("50k.txt", std::string(Small, 'x'));
+        m_Web->Write("huge.bin", "");
+        std::filesystem::resize_file(m_Web->Files() / "huge.bin", Huge); // takes no space
         m_Shares = std::make_unique<Tests::Samba_Server>();
         Write_Large_Text(m_Shares->Files() / "large.txt");
 
@@ -55,7 +61,7 @@ public:
         Configure();
     }
 
-    std::string Large_Url() const { return m_Web->Site(0).Url("/large.txt", "127.0.0.1"); }
+    std::string Url(const std::string& file) const { return m_Web->Site(0).Url("/" + file, "127.0.0.1"); }
     std::string Secure_Url() const { return m_Web->Site(1).Url("/small.xml", "localhost"); }
     std::string Share_Port() const { return std::to_string(m_Shares->Port()); }
     const Tests::Nginx_Server& Web() const { return *m_Web; }
@@ -106,7 +112,8 @@ private:
 World* s_world = nullptr;
 
 /// Measures a program from start to end, with an empty directory for what it fetches.
-void Measure_Fetch(benchmark::State& state, const std::function<Command(const std::string& directory)>& command) {
+void Measure_Fetch(benchmark::State& state, std::uintmax_t size,
+                   const std::function<Command(const std::string& directory)>& command) {
     Program_Cost cost;
     for (auto _ : state) {
         const std::string directory = s_world->Empty_Directory();
@@ -116,7 +123,7 @@ void Measure_Fetch(benchmark::State& state, const std::function<Command(const st
         for (const auto& file : std::filesystem::recursive_directory_iterator(directory)) {
             fetched += file.is_regular_file() ? file.file_size() : 0;
         }
-        if (fetched < Large) {
+        if (fetched < size) {
             state.SkipWithError("not fetched");
         }
     }
@@ -124,25 +131,41 @@ void Measure_Fetch(benchmark::State& state, const std::function<Command(const st
     state.counters["cpu_ms"] = cost.cpu_seconds * 1000;
 }
 
-void Register_Fetch(const char* name, std::function<Command(const std::string& directory)> command) {
+void Register_Fetch(const std::string& name, std::function<Command(const std::string& directory)> command,
+                    std::uintmax_t size = Large, int iterations = 1) {
     benchmark::RegisterBenchmark(
-        name, [command = std::move(command)](benchmark::State& state) { Measure_Fetch(state, command); })
+        name, [command = std::move(command), size](benchmark::State& state) { Measure_Fetch(state, size, command); })
         ->UseManualTime()
-        ->Iterations(1)
+        ->Iterations(iterations)
         ->Unit(benchmark::kMillisecond);
 }
 
+/// Registers a download by curl and by the cache.
+void Register_Download(const std::string& name, const std::string& url, std::uintmax_t size, int iterations) {
+    Register_Fetch(
+        name + "_Curl",
+        [url](const std::string& directory) {
+            return Command{"curl", "-s", "-S", "-f", "-o", directory + "/copy", url};
+        },
+        size, iterations);
+    Register_Fetch(
+        name,
+        [url](const std::string& directory) {
+            return Command{QEL_TOOL, "--cache-dir", directory, "get", url};
+        },
+        size, iterations);
+}
+
 void Register_Downloads() {
-    const std::string url = s_world->Large_Url();
-    Register_Fetch("Download_Curl", [url](const std::string& directory) {
-        return Command{"curl", "-s", "-S", "-f", "-o", directory + "/large.txt", url};
-    });
-    Register_Fetch("Download_Whole_Body", [url](const std::string& directory) {
-        return Command{QEL_WHOLE_BODY_DOWNLOAD, url, directory + "/large.txt"};
-    });
-    Register_Fetch("Download", [url](const std::string& directory) {
-        return Command{QEL_TOOL, "--cache-dir", directory, "get", url};
-    });
+    const std::string url = s_world->Url("large.txt");
+    Register_Download("Download", url, Large, 1);
+    Register_Download("Download_50K", s_world->Url("50k.txt"), Small, 20);
+    constexpr std::uintmax_t room_for_huge = 25ULL * 1000 * 1000 * 1000;
+    if (std::filesystem::space(s_world->Empty_Directory()).available > room_for_huge) {
+        Register_Download("Download_10G", s_world->Url("huge.bin"), Huge, 1);
+    } else {
+        std::cerr << "not measured, for want of 25 GB of disk: a download of 10 GB\n";
+    }
     Register_Fetch("Download_Wget",
                    [url](const std::string& directory) { return Command{"wget", "-q", "-N", "-P", directory, url}; });
     Register_Fetch("Download_Fsspec", [url](const std::string& directory) {

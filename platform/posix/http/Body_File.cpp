@@ -30,6 +30,7 @@ Body_File::~Body_File() {
 }
 
 bool Body_File::Open() {
+    m_Largest = Largest_Copy();
     m_File = File_Descriptor(::open(m_Directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, Rights));
     m_Is_In_Memory = !m_File && errno != ENOSPC && errno != EDQUOT && errno != EIO;
     if (m_Is_In_Memory) {

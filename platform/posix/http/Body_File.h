@@ -45,8 +45,8 @@ private:
     bool Open();
 
     const std::string m_Directory;
-    const std::uint64_t m_Largest = Largest_Copy();
     File_Descriptor m_File; ///< none before the first byte
+    std::uint64_t m_Largest = 0;
     bool m_Is_In_Memory = false;
     Granted_Room m_Room;
     std::uint64_t m_Size = 0;

@@ -67,8 +67,7 @@ public:
             m_Failure = Exchange_Failure(m_Url, Error_Internet_Connection_Aborted,
                                          ", or it was cut on the way: neither a Content-Length nor close_notify says "
                                          "where it ends");
-        }
-        if (!m_Failure && !m_Body->Map()) {
+        } else if (!m_Failure && !m_Body->Map()) {
             m_Failure = Exchange_Failure(m_Url, Error_Out_Of_Memory, {});
         }
         if (m_Failure) {

@@ -13,6 +13,9 @@
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/Small_Disk.h"
 #include "tests/support/User_Configuration.h"
+#include "tests/support/Web_Server.h"
+#include "util/HttpClient.h"
+#include "util/IRequest_Object.h"
 
 namespace QEL::Tests {
 
@@ -127,6 +130,32 @@ TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
     if (!has_run) {
         GTEST_SKIP() << "this user may not mount a small file system";
     }
+}
+
+TEST_F(Body_File_Test, ThatHasNoRoomFailsBothClientsWithTheNumberOfTheDisk) {
+    Web_Server server("HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\nabc", "good.test");
+    const auto directory = m_Directory.Path().string();
+    const bool has_run = With_Small_Disk(directory, "1m", [&] {
+        const auto object = FrontEnd::FileCache::Create_Request_Object(directory).object;
+        EXPECT_EQ(object->Open("GET", server.Url()), 0);
+        EXPECT_EQ(object->Send(), HResult_From_Win32(Error_Disk_Full));
+        EXPECT_THAT(object->Error_Description({}), StartsWith("The disk is full: the file system of " + directory));
+
+        FrontEnd::Util::HttpWinInet::HttpClient client;
+        client.SetCopyDirectory(directory);
+        EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Disk_Full);
+    });
+    if (!has_run) {
+        GTEST_SKIP() << "this user may not mount a small file system";
+    }
+}
+
+TEST_F(Body_File_Test, TooLargeForTheConfigurationIsNoStatusOfTheSecondClient) {
+    m_Configuration.Set_Number("LandscapeLargestFile", 1);
+    Web_Server server("HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\nabc", "good.test");
+    FrontEnd::Util::HttpWinInet::HttpClient client;
+    client.SetCopyDirectory(m_Directory.Path());
+    EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Internet_Internal_Error);
 }
 
 TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {

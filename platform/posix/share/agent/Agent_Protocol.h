@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace QEL::FrontEnd::Platform::Agent_Protocol {
 
@@ -46,8 +47,8 @@ struct Request {
     Operation operation = Operation::Stat;
     std::uint32_t timeout_ms = 0; ///< for a stat in all, for a read without progress
     std::uint64_t byte_limit = 0; ///< a read ends after so many bytes
-    std::uint64_t largest = 0;    ///< a file with more bytes is refused
-    char url[Max_Url] = "";       ///< only the used part travels
+    std::uint64_t largest = std::numeric_limits<std::uint64_t>::max(); ///< a file with more bytes is refused
+    char url[Max_Url] = "";                                            ///< only the used part travels
 };
 
 struct Response {
