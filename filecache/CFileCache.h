@@ -99,8 +99,7 @@ private:
     void Note_Transport_Error(std::uint32_t error_number, const std::string& error_text);
     bool Save_Response_Body(const Response_Body& body, const std::string& content_type, CacheEntry& entry);
     void Write_Cached_File(const char* operation, const std::string& content_type, std::string_view body,
-                           const std::function<void(const std::string& path)>& publish,
-                           CacheEntry& entry);
+                           const std::function<void(const std::string& path)>& publish, CacheEntry& entry);
     std::string Download_Inet_URL(const std::string& url, bool& download_error);
     bool Is_Inet_URL_Expired(const std::string& url, bool& check_error);
     bool Process_Inet_URL_By_WinInet(int http_type, const std::string& url, bool& download_error, CacheEntry& entry);

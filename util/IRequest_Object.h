@@ -24,16 +24,16 @@ inline constexpr std::uint16_t Byte_Array_Type = 8209;
 /// A response body as the request object hands it out: what it claims to be, and its bytes.
 /// Nothing is checked here; the download checks claim after claim.
 struct Response_Body {
-    std::uint16_t type = 0;           ///< Byte_Array_Type for an array of bytes
-    std::uint32_t dimensions = 0;     ///< of the array
-    HResult lower_bound_result = 0;   ///< of asking for the lower bound
-    HResult upper_bound_result = 0;   ///< of asking for the upper bound
-    std::int64_t lower_bound = 0;     ///< of the first dimension
-    std::int64_t upper_bound = -1;    ///< of the first dimension, inclusive
-    HResult access_result = 0;        ///< of locking the bytes
-    const char* data = nullptr;       ///< the bytes, `upper_bound` - `lower_bound` + 1 of them
-    std::shared_ptr<const void> lock; ///< holds the bytes; releases them with its last owner
-    Util::Body_Publication publish = {};    ///< empty where the bytes have to be written
+    std::uint16_t type = 0;              ///< Byte_Array_Type for an array of bytes
+    std::uint32_t dimensions = 0;        ///< of the array
+    HResult lower_bound_result = 0;      ///< of asking for the lower bound
+    HResult upper_bound_result = 0;      ///< of asking for the upper bound
+    std::int64_t lower_bound = 0;        ///< of the first dimension
+    std::int64_t upper_bound = -1;       ///< of the first dimension, inclusive
+    HResult access_result = 0;           ///< of locking the bytes
+    const char* data = nullptr;          ///< the bytes, `upper_bound` - `lower_bound` + 1 of them
+    std::shared_ptr<const void> lock;    ///< holds the bytes; releases them with its last owner
+    Util::Body_Publication publish = {}; ///< empty where the bytes have to be written
 };
 
 /// One synchronous HTTP request without body, user or password.

@@ -95,8 +95,7 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     if (http_type == Http_Get) {
         const std::string content_type = client.GetResponseHeader("Content-Type");
         TRACE_DATA("Content-Type header: '%s'.\n", content_type.c_str());
-        Write_Cached_File(__func__, content_type, client.GetResponseBody(), client.GetBodyPublication(),
-                          entry);
+        Write_Cached_File(__func__, content_type, client.GetResponseBody(), client.GetBodyPublication(), entry);
     }
     download_error = false;
     return true;

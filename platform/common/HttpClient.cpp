@@ -55,8 +55,11 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
     if (!http_url) {
         return fail(Platform::Error_Internet_Invalid_URL);
     }
-    Platform::Http_Request request{http_type == Http_Head ? Http_Method::Head : Http_Method::Get, *std::move(http_url),
-                                   {}, Configured_Trust(url), m_Copy_Directory};
+    Platform::Http_Request request{http_type == Http_Head ? Http_Method::Head : Http_Method::Get,
+                                   *std::move(http_url),
+                                   {},
+                                   Configured_Trust(url),
+                                   m_Copy_Directory};
     if (timeout > 0) {
         request.timeouts.connect = std::chrono::milliseconds(timeout);
     }

@@ -47,10 +47,10 @@ struct Http_Request {
 struct Http_Response {
     long status = 0;
     Response_Headers headers;
-    std::string_view body = "";             ///< its data is never null
-    std::shared_ptr<const void> body_owner; ///< holds the bytes
+    std::string_view body = "";               ///< its data is never null
+    std::shared_ptr<const void> body_owner;   ///< holds the bytes
     Util::Body_Publication publish_body = {}; ///< empty where the bytes have to be written
-    std::string redirect_url;               ///< where the response sends the client to; empty when nowhere
+    std::string redirect_url;                 ///< where the response sends the client to; empty when nowhere
 };
 
 /// Why a request has no response.

@@ -243,8 +243,7 @@ private:
     bool On_Body(std::string_view bytes) {
         m_Last_Packet = Clock::now();
         const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
-        const auto fault =
-            m_Body->Append(bytes, static_cast<std::uint64_t>(std::max<curl_off_t>(content_length, 0)));
+        const auto fault = m_Body->Append(bytes, static_cast<std::uint64_t>(std::max<curl_off_t>(content_length, 0)));
         return !fault || Refuse(fault->detail, fault->error);
     }
 

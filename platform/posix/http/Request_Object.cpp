@@ -53,8 +53,8 @@ public:
                          "The URL is not valid. Check its spelling: it begins with http:// "
                          "or https:// and the name of a server."});
         }
-        m_Request =
-            Platform::Http_Request{is_head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, {}, m_Copy_Directory};
+        m_Request = Platform::Http_Request{
+            is_head ? Http_Method::Head : Http_Method::Get, *std::move(http_url), {}, {}, m_Copy_Directory};
         return 0;
     }
 
