@@ -25,13 +25,18 @@ constexpr seconds Looks_At_Network_Apart{1}; ///< of those that each request mak
 
 const std::string& Any_Method = *new std::string;
 
-/// The same client's requests through the same proxy, whichever server they are for.
-std::string Proxy_Key(const Server& server) {
-    return " " + server.proxy;
+/// What requests of all clients to a server have in common.
+std::string Way_To(const Server& server) {
+    return " " + server.name + " " + server.proxy;
 }
 
 std::string Server_Key(const Server& server) {
-    return server.name + " " + server.proxy;
+    return server.client + Way_To(server);
+}
+
+/// The same client's requests through the same proxy, whichever server they are for.
+std::string Proxy_Key(const Server& server) {
+    return Server_Key({{}, server.proxy, server.client});
 }
 
 /// The local time so many seconds from now.
@@ -89,28 +94,21 @@ std::optional<Dead_Servers::Failure> Dead_Servers::Recall(const Server& server, 
 void Dead_Servers::Note(const Server& server, const std::string& method, Attempt attempt, const Failure& failure,
                         Time began) {
     const std::lock_guard lock(m_Mutex);
-    const bool was_quick = Now() - began <= Quick_Enough;
-    switch (attempt) {
-    case Attempt::Responded:
+    if (attempt == Attempt::Responded) {
         Forget(Proxy_Key(server), Any_Method);
         Forget(Server_Key(server), Any_Method);
         Forget(Server_Key(server), method);
-        break;
-    case Attempt::Proxy_Unreached:
-        if (!was_quick) {
-            Remember(Proxy_Key(server), Any_Method, failure, began);
-        }
-        break;
-    case Attempt::Server_Unreached:
-        if (!was_quick) {
-            Remember(Server_Key(server), Any_Method, failure, began);
-        }
-        break;
-    case Attempt::Silent:
+    } else if (attempt == Attempt::Silent) {
         Remember(Server_Key(server), method, failure, began);
-        break;
-    case Attempt::Failed_Otherwise:
-        break;
+    } else if (attempt != Attempt::Failed_Otherwise && Now() - began > Quick_Enough) {
+        Remember(attempt == Attempt::Proxy_Unreached ? Proxy_Key(server) : Server_Key(server), Any_Method, failure,
+                 began);
+        // Then silence was no connection either, for another client that could not know.
+        for (auto& [key, memories] : m_Servers) {
+            if (key.ends_with(Way_To(server)) && key != Server_Key(server)) {
+                memories.try_emplace(Any_Method, memories.begin()->second);
+            }
+        }
     }
 }
 

@@ -13,8 +13,9 @@ namespace QEL::FrontEnd::Platform {
 
 /// Whom a request is sent to. Texts that are equal mean the same server.
 struct Server {
-    std::string name;  ///< client, scheme, host and port; of a share its server
-    std::string proxy; ///< the client and the proxy that the request goes through; empty: none
+    std::string name;        ///< scheme, host and port; of a share its server
+    std::string proxy;       ///< that the request goes through; empty: none
+    std::string client = {}; ///< each has proxy settings of its own
 };
 
 /// What an attempt to reach a server came to.
@@ -22,7 +23,7 @@ enum class Attempt {
     Responded,        ///< the server responded, whatever it said and however that ended
     Server_Unreached, ///< no connection to the server: its name, the connection or the TLS handshake
     Proxy_Unreached,  ///< no connection to the proxy
-    Silent,           ///< connected, but no response in time
+    Silent,           ///< no response in time, connected as far as the client knows
     Failed_Otherwise, ///< nothing that says whether the next attempt costs time
 };
 
@@ -83,7 +84,7 @@ private:
     /// Forgets everything when the network is not as it was when last looked at.
     bool Has_Network_Changed();
 
-    const Clock m_Clock;
+    Clock m_Clock;
     const Network m_Network;
     std::mutex m_Mutex; ///< guards what follows
     std::set<std::string> m_Network_State;

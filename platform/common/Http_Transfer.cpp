@@ -29,8 +29,7 @@ Certificate_Check Check_For(Certificate_Trust trust, bool is_redirected) {
 std::optional<Http_Failure> Exchange(const Http_Client& client, const Http_Request& request, const Http_Url& url,
                                      Certificate_Check check, Http_Response& response) {
     auto& dead_servers = Dead_Servers::Instance();
-    const auto proxy = client.proxy(url);
-    const Server server{client.name + url.Origin(), proxy.empty() ? proxy : client.name + proxy};
+    const Server server{url.Origin(), client.proxy(url), client.name};
     const std::string method = request.method == Http_Method::Head ? "HEAD" : "GET";
     if (auto known = dead_servers.Recall(server, method)) {
         return Http_Failure{known->error, std::move(known->description), {}};

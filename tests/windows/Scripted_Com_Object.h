@@ -20,7 +20,7 @@ struct Com_Script {
     HRESULT timeouts_set = S_OK;
     HRESULT opened = S_OK;
     HRESULT sent = S_OK;
-    DWORD sending_takes = 0;  // milliseconds
+    std::function<void()> sending = [] {};
     std::wstring reached_url; // where redirects have led
     HRESULT status_known = S_OK;
     long status = 200;
@@ -50,6 +50,19 @@ inline std::string Shown(const VARIANT& value) {
         return V_BOOL(&value) == VARIANT_FALSE ? "false" : "true";
     }
     return "type " + std::to_string(V_VT(&value));
+}
+
+/// What a failed call leaves for its caller.
+inline void Leave_Error_Text(const wchar_t* text) {
+    ICreateErrorInfo* creation = nullptr;
+    CreateErrorInfo(&creation);
+    std::wstring description = text;
+    creation->SetDescription(description.data());
+    IErrorInfo* error_info = nullptr;
+    creation->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&error_info));
+    SetErrorInfo(0, error_info);
+    error_info->Release();
+    creation->Release();
 }
 
 /// The request object as COM knows it, following a script that outlives it.
@@ -101,11 +114,12 @@ public:
                       m_Script.opened);
     }
     HRESULT WINAPI send(VARIANT body) override {
-        Sleep(m_Script.sending_takes);
+        m_Script.sending();
         return Record("send " + Shown(body), m_Script.sent);
     }
     HRESULT WINAPI get_status(LONG* status) override {
         *status = m_Script.status;
+        SetErrorInfo(0, nullptr);
         return m_Script.status_known;
     }
     HRESULT WINAPI getResponseHeader(BSTR name, BSTR* value) override {

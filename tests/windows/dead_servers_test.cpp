@@ -1,4 +1,4 @@
-// Servers that cost time in vain, with both clients scripted: Wine's request object ignores time-outs.
+// Servers that cost time in vain, with both clients and the clock scripted: Wine's request object ignores time-outs.
 
 #include "platform/common/Dead_Servers.h"
 #include "platform/common/Http_Transfer.h"
@@ -21,14 +21,16 @@ constexpr std::uint32_t Timed_Out = 12002;
 
 int s_exchanges = 0; // of the second client
 auto s_second_attempt = Attempt::Server_Unreached;
+std::chrono::milliseconds s_attempt_takes; // of both clients
+auto s_now = std::chrono::steady_clock::now();
 
 } // namespace
 
 const Http_Client& Platform_Client() {
-    static const Http_Client s_client{"second ",
+    static const Http_Client s_client{"second",
                                       [](const auto&, const auto&, auto, auto&) {
                                           ++s_exchanges;
-                                          Sleep(1100);
+                                          s_now += s_attempt_takes;
                                           return Http_Failure{Timed_Out, {}, s_second_attempt};
                                       },
                                       [](const auto&) { return std::string(); }};
@@ -55,10 +57,13 @@ class Dead_Servers_Of_Windows : public Host_Fixture {
 protected:
     Dead_Servers_Of_Windows() {
         Dead_Servers::Instance().m_Servers.clear();
+        Dead_Servers::Instance().m_Clock = [] { return s_now; };
         s_exchanges = 0;
         s_second_attempt = Attempt::Server_Unreached;
+        s_attempt_takes = 1100ms;
         script.sent = Time_Out;
-        script.sending_takes = 1100;
+        script.sending = [] { s_now += s_attempt_takes; };
+        script.status_known = E_PENDING;
     }
 
     struct Sent {
@@ -110,15 +115,40 @@ TEST_F(Dead_Servers_Of_Windows, AreNotThoseThatRedirectThere) {
 }
 
 TEST_F(Dead_Servers_Of_Windows, LiveAgainWithAResponse) {
-    script.sending_takes = 0;
-    Send("HEAD", Dead_Url, 60000, 100); // silent
+    Send("HEAD", Dead_Url, 60000, 1000); // silent
     script.sent = S_OK;
     EXPECT_EQ(Send("GET", Dead_Url).result, S_OK);
     EXPECT_EQ(Send("HEAD", Dead_Url).result, Time_Out) << "the other method's silence stays";
 }
 
-TEST_F(Dead_Servers_Of_Windows, CostTwoTimeOutsForFiveFilesWithCopies) {
-    configuration.Set_Number("LandscapeServerFileConnectTimeout", 1);
+TEST_F(Dead_Servers_Of_Windows, AreNotThoseWhoseBodyStalls) {
+    Send("HEAD", Dead_Url, 60000, 1000); // silent
+    script.status_known = S_OK;
+    Send("GET", Dead_Url, 60000, 1000);
+    Send("GET", Dead_Url, 1000, 60000);
+    EXPECT_EQ(Sends(), 3);
+    script.status = 0;
+    Send("GET", Dead_Url, 60000, 1000);
+    Send("GET", Dead_Url, 60000, 1000);
+    EXPECT_EQ(Sends(), 4) << "there was no response";
+}
+
+TEST_F(Dead_Servers_Of_Windows, KeepTheDescriptionOfTheirFailure) {
+    Leave_Error_Text(L"The line is busy.");
+    EXPECT_EQ(Send("GET", Dead_Url).description, "The line is busy.");
+    EXPECT_THAT(Send("GET", Dead_Url).description, StartsWith("The line is busy. The server was last tried at "));
+}
+
+/// How long each attempt takes to time out, with which connect time-out in seconds: as long as a silent server would,
+/// too, in the second case.
+class Time_Outs_On_Windows : public Dead_Servers_Of_Windows,
+                             public WithParamInterface<std::pair<std::chrono::milliseconds, std::uint32_t>> {};
+
+INSTANTIATE_TEST_SUITE_P(, Time_Outs_On_Windows, Values(std::pair(1100ms, 1), std::pair(42000ms, 60)));
+
+TEST_P(Time_Outs_On_Windows, AreTwoForFiveFilesWithCopies) {
+    s_attempt_takes = GetParam().first;
+    configuration.Set_Number("LandscapeServerFileConnectTimeout", GetParam().second);
     std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n5\n";
     for (const char number : {'1', '2', '3', '4', '5'}) {
         const auto copy = In_Cache("12345678-1234-1234-1234-12345678901" + std::string(1, number) + ".xml");

@@ -32,19 +32,6 @@ SAFEARRAY* Array_Of(VARTYPE type, std::string_view bytes, LONG lower_bound = 0, 
     return array;
 }
 
-/// What a failed call leaves for its caller.
-void Leave_Error_Text(const wchar_t* text) {
-    ICreateErrorInfo* creation = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&creation), S_OK);
-    std::wstring description = text;
-    creation->SetDescription(description.data());
-    IErrorInfo* error_info = nullptr;
-    ASSERT_EQ(creation->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&error_info)), S_OK);
-    SetErrorInfo(0, error_info);
-    error_info->Release();
-    creation->Release();
-}
-
 /// The memory that is this process's alone.
 std::size_t Private_Memory() {
     PROCESS_MEMORY_COUNTERS counters{};

@@ -195,7 +195,7 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
 } // namespace
 
 const Http_Client& Platform_Client() {
-    static const auto& s_client = *new Http_Client{"WinInet ", &Exchange, &Wininet_Proxy_For};
+    static const auto& s_client = *new Http_Client{"WinInet", &Exchange, &Wininet_Proxy_For};
     return s_client;
 }
 

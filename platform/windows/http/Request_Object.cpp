@@ -80,7 +80,7 @@ public:
         };
         Platform::Http_Response response;
         const auto failure =
-            Platform::Transfer(m_Order, response, {"ServerXMLHTTP ", send, &Platform::Winhttp_Proxy_For});
+            Platform::Transfer(m_Order, response, {"ServerXMLHTTP", send, &Platform::Winhttp_Proxy_For});
         if (failure && !is_sent) {
             m_Error_Description = failure->description;
         }
@@ -165,11 +165,20 @@ private:
         Platform::Http_Failure failure{static_cast<std::uint32_t>(result), {}};
         const auto attempt = Platform::Failed_Attempt(failure.error, dead_servers.Now() - began, m_Order,
                                                       !Platform::Winhttp_Proxy_For(url).empty());
-        if (attempt != Platform::Attempt::Failed_Otherwise && !Is_Redirected(url)) {
-            failure.attempt = attempt;
+        if (attempt != Platform::Attempt::Failed_Otherwise) {
+            // Before the object is asked for anything else, which has a description of its own.
             m_Error_Description = failure.description = Error_Description(Request_Interface::XMLHTTPRequest);
+            failure.attempt = Has_Response()       ? Platform::Attempt::Responded
+                              : Is_Redirected(url) ? Platform::Attempt::Failed_Otherwise
+                                                   : attempt;
         }
         return failure;
+    }
+
+    /// True after a failure within the body.
+    bool Has_Response() {
+        long status = 0;
+        return !Failed(m_Request->get_status(&status)) && status != 0;
     }
 
     /// True when it was another server that failed, to which this one has redirected the request.

@@ -83,6 +83,19 @@ TEST_F(Dead_Servers, ThatWereSilentAreAskedByOtherMethods) {
     EXPECT_TRUE(Is_Asked(host, "GET"));
 }
 
+TEST_F(Dead_Servers, WereNotSilentWhereAnotherClientDoesNotReachThem) {
+    const Server of_one{"http://server:80", "proxy:3128", "one"};
+    const Server of_another{"http://server:80", "proxy:3128", "another"};
+    for (const auto attempt : {Attempt::Server_Unreached, Attempt::Proxy_Unreached}) {
+        memory.m_Servers.clear();
+        Attempt_Ends(Attempt::Silent, of_one, 40s, "HEAD");
+        Attempt_Ends(Attempt::Silent, host, 40s, "HEAD");
+        Attempt_Ends(attempt, of_another, 40s, "HEAD");
+        EXPECT_FALSE(Is_Asked(of_one, "GET"));
+        EXPECT_TRUE(Is_Asked(host, "GET")) << "without that proxy";
+    }
+}
+
 TEST_F(Dead_Servers, AreAskedAfterOtherFailures) {
     Attempt_Ends(Attempt::Failed_Otherwise, host, 60s);
     EXPECT_TRUE(Is_Asked(host));
