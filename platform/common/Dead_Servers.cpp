@@ -132,9 +132,9 @@ void Dead_Servers::Remember(const std::string& key, const std::string& method, c
     if (Has_Network_Changed() || m_Network_Changed > began) {
         return;
     }
-    const auto last_failure = [](const auto& server) {
-        const auto by_failure = [](const auto& a, const auto& b) { return a.second.failed < b.second.failed; };
-        return std::max_element(server.second.begin(), server.second.end(), by_failure)->second.failed;
+    const auto failed = [](const auto& memory) { return memory.second.failed; };
+    const auto last_failure = [&](const auto& server) {
+        return failed(*std::ranges::max_element(server.second, {}, failed));
     };
     if (m_Servers.size() == Most_Servers && !m_Servers.contains(key)) {
         m_Servers.erase(std::ranges::min_element(m_Servers, {}, last_failure));

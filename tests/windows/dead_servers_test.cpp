@@ -139,16 +139,26 @@ TEST_F(Dead_Servers_Of_Windows, KeepTheDescriptionOfTheirFailure) {
     EXPECT_THAT(Send("GET", Dead_Url).description, StartsWith("The line is busy. The server was last tried at "));
 }
 
-/// How long each attempt takes to time out, with which connect time-out in seconds: as long as a silent server would,
-/// too, in the second case.
-class Time_Outs_On_Windows : public Dead_Servers_Of_Windows,
-                             public WithParamInterface<std::pair<std::chrono::milliseconds, std::uint32_t>> {};
+struct Time_Out_Case {
+    std::chrono::milliseconds taken; ///< by each attempt
+    std::uint32_t connect_timeout;   ///< in seconds
+    Attempt second;                  ///< what the second client knows of its own
+    int time_outs;
+};
 
-INSTANTIATE_TEST_SUITE_P(, Time_Outs_On_Windows, Values(std::pair(1100ms, 1), std::pair(42000ms, 60)));
+class Time_Outs_On_Windows : public Dead_Servers_Of_Windows, public WithParamInterface<Time_Out_Case> {};
 
-TEST_P(Time_Outs_On_Windows, AreTwoForFiveFilesWithCopies) {
-    s_attempt_takes = GetParam().first;
-    configuration.Set_Number("LandscapeServerFileConnectTimeout", GetParam().second);
+INSTANTIATE_TEST_SUITE_P(, Time_Outs_On_Windows,
+                         Values(Time_Out_Case{1100ms, 1, Attempt::Server_Unreached, 2},
+                                // As long as a silent server may take.
+                                Time_Out_Case{42000ms, 60, Attempt::Server_Unreached, 2},
+                                Time_Out_Case{31000ms, 60, Attempt::Silent, 4}));
+
+TEST_P(Time_Outs_On_Windows, AreAFewForFiveFilesWithCopies) {
+    const auto& [taken, connect_timeout, second, time_outs] = GetParam();
+    s_attempt_takes = taken;
+    s_second_attempt = second;
+    configuration.Set_Number("LandscapeServerFileConnectTimeout", connect_timeout);
     std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n5\n";
     for (const char number : {'1', '2', '3', '4', '5'}) {
         const auto copy = In_Cache("12345678-1234-1234-1234-12345678901" + std::string(1, number) + ".xml");
@@ -163,7 +173,7 @@ TEST_P(Time_Outs_On_Windows, AreTwoForFiveFilesWithCopies) {
         EXPECT_TRUE(served.download_error);
         EXPECT_EQ(served.http_error, 2);
     }
-    EXPECT_EQ(Sends() + s_exchanges, 2);
+    EXPECT_EQ(Sends() + s_exchanges, time_outs);
     EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The server was last tried at "));
 }
 

@@ -185,6 +185,29 @@ TEST_F(Share_Cache, ServesTheLastGoodCopyWhenTheServerNeverResponds) {
                 AllOf(HasSubstr("\nFile: " + landscape + "\n"), HasSubstr("The server was last tried at ")));
 }
 
+TEST_F(Share_Cache, LeavesTheSameRecordsWhetherTheServerIsAskedOrRememberedButForADescription) {
+    Publish_At("landscape.xml", "<old/>", Some_Time);
+    Copy_Of(landscape);
+    const Socket silent = Listen_On_Free_Port(16);
+    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    for (const auto& request : {landscape, Samba_Server::Path("no-copy.xml")}) {
+        const auto records = [&](const std::string& retry_after) {
+            Set_Options("Timeout = 1\n[Software\\QEL\\QELLogon\\Options]\nLandscapeServerRetryAfter = " + retry_after +
+                            "\n",
+                        0, Port_Of(silent));
+            Get(request);
+            const std::regex name("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}");
+            return std::regex_replace(Traced(), name, "#");
+        };
+        const auto asked = records("0");
+        EXPECT_THAT(asked, HasSubstr("GetLastError returned 121.\n"));
+        const auto remembered = records("120");
+        const std::regex description(R"([^\n]*: Description: [^\n]* The server was last tried at [^\n]*\n)");
+        EXPECT_EQ(std::regex_replace(remembered, description, "", std::regex_constants::format_first_only), asked);
+        EXPECT_NE(remembered, asked);
+    }
+}
+
 } // namespace
 
 } // namespace QEL::Tests
