@@ -4,24 +4,20 @@
 #   scripts/isolated.sh COMMAND ARGUMENT...           with home, temporary directory, /dev/shm (where the trace lock is)
 #                                                     and network (loopback alone) of its own
 #   scripts/isolated.sh --files COMMAND ARGUMENT...   with home and temporary directory of its own
-#   scripts/isolated.sh --memory COMMAND ARGUMENT...  with a /dev/shm of its own
 #
 # They are gone afterwards. The command keeps its user and rights. Exit status: the command's; 77, for "skipped", where
 # the system forbids such a /dev/shm and network.
 set -uo pipefail
 
 only=
-case "$1" in
---files | --memory) only=$1 && shift ;;
-esac
+[ "$1" != --files ] || { only=$1 && shift; }
 
 apart=()
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT
 if [ "$only" != --files ]; then
-    apart=(unshare --mount --propagation unchanged)
-    network='' oneself=''
-    [ -n "$only" ] || apart+=(--net) network='PATH=$PATH:/usr/sbin:/sbin ip link set lo up &&'
+    apart=(unshare --mount --net --propagation unchanged)
+    oneself=''
     if [ "$(id -u)" -ne 0 ]; then
         # Only in a user namespace may others than root do that. They leave it for one in which they are themselves.
         apart+=(--map-root-user)
@@ -29,18 +25,16 @@ if [ "$only" != --files ]; then
     fi
     # Nothing of it reaches the machine, also where only a part of the mounts is at hand, as in a chroot.
     apart+=(sh -c '{ mount --make-private /dev/shm || mount --make-private /dev || mount --make-private /; } 2>/dev/null &&
-        mount -t tmpfs -o mode=1777 tmpfs /dev/shm && '"$network"' touch "$0/apart" && exec '"$oneself"' "$@"' "$folder")
+        mount -t tmpfs -o mode=1777 tmpfs /dev/shm && PATH=$PATH:/usr/sbin:/sbin ip link set lo up && touch "$0/apart" && exec '"$oneself"' "$@"' "$folder")
 fi
-if [ "$only" != --memory ]; then
-    # The compiler cache stays what it is.
-    export CCACHE_DIR=${CCACHE_DIR:-${XDG_CACHE_HOME:-${HOME:-}/.cache}/ccache}
-    unset "${!XDG_@}" QEL_TRACE_DIR
-    export HOME=$folder/home TMPDIR=$folder/tmp
-    # Tests that drop their rights, and servers for guests, have to get through.
-    chmod 711 "$folder"
-    mkdir "$HOME"
-    mkdir -m 1777 "$TMPDIR"
-fi
+# The compiler cache stays what it is.
+export CCACHE_DIR=${CCACHE_DIR:-${XDG_CACHE_HOME:-${HOME:-}/.cache}/ccache}
+unset "${!XDG_@}" QEL_TRACE_DIR
+export HOME=$folder/home TMPDIR=$folder/tmp
+# Tests that drop their rights, and servers for guests, have to get through.
+chmod 711 "$folder"
+mkdir "$HOME"
+mkdir -m 1777 "$TMPDIR"
 
 "${apart[@]}" "$@"
 status=$?

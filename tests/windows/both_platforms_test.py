@@ -1,9 +1,7 @@
 #!/usr/bin/env python3
 """Runs the programs of both platforms side by side, against the same web server.
 
-    both_platforms_test.py ISOLATED LINUX_PROGRAM WINDOWS_PROGRAM WINE_RUNNER
-
-ISOLATED runs the Linux program apart from the trace lock of others.
+    both_platforms_test.py LINUX_PROGRAM WINDOWS_PROGRAM WINE_RUNNER
 """
 
 import json
@@ -16,7 +14,7 @@ import unittest
 
 from with_http_servers import web_servers
 
-ISOLATED, LINUX_PROGRAM, WINDOWS_PROGRAM, WINE_RUNNER = sys.argv[1:5]
+LINUX_PROGRAM, WINDOWS_PROGRAM, WINE_RUNNER = sys.argv[1:4]
 OPTIONS_KEY = r"Software\QEL\QELLogon\Options"
 METADATA = "qelfilecache_Metadata.txt"
 
@@ -28,7 +26,7 @@ class Linux:
 
     def __init__(self, home):
         self.environment = dict(os.environ, XDG_CONFIG_HOME=home)
-        self.command = [ISOLATED, "--memory", LINUX_PROGRAM]
+        self.command = [LINUX_PROGRAM]
 
     @staticmethod
     def path(path):
@@ -97,24 +95,11 @@ class BothPlatforms(unittest.TestCase):
         os.makedirs(path, exist_ok=True)
         return path
 
-    def start(self, platform, cache, *arguments):
-        command = [*platform.command, "--cache-dir", platform.path(cache), *arguments]
-        process = subprocess.Popen(command, env=platform.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   text=True)
-        self.addCleanup(self.end, process)
-        return process
-
-    @staticmethod
-    def end(process):
-        """Ends a process that a failed test has left behind."""
-        with process:
-            process.kill()
-
     def run_program(self, platform, cache, *arguments):
         """Exit status, standard output and standard error."""
-        process = self.start(platform, cache, *arguments)
-        output, errors = process.communicate(timeout=600)
-        return process.returncode, output, errors
+        ended = subprocess.run([*platform.command, "--cache-dir", platform.path(cache), *arguments],
+                               env=platform.environment, capture_output=True, text=True, timeout=600, check=False)
+        return ended.returncode, ended.stdout, ended.stderr
 
     def succeed(self, platform, cache, *arguments):
         """Standard output of a program that has to end well."""
@@ -153,45 +138,6 @@ class BothPlatforms(unittest.TestCase):
         self.assertEqual(results["Windows"], results["Linux"])
         self.assertEqual([request["path"] for request in results["Linux"][0][1]],
                          [".xml", ".txt", "", ".txt", "", ".txt"])
-
-    def trace(self, platform, cache, traces, *requests):
-        """What a run of the program traces, with words for what no other run and no other platform has:
-        ids, addresses, times, paths and the system's error numbers."""
-        self.run_program(platform, cache, "--trace-level", "4", "--trace-dir", platform.path(traces), "get", *requests)
-        (name,) = os.listdir(traces)
-        path = os.path.join(traces, name)
-        with open(path, encoding="ascii") as file:
-            text = file.read()
-        os.remove(path)
-        text = text.replace(platform.path(cache) + platform.separator, "CACHE/").replace(platform.path(cache), "CACHE")
-        for pattern, word in ((r"(?<=TID: )[0-9]+", "ID"),
-                              (r"(?<=\[)[0-9A-Fa-fx]+(?=\]/[0-9]+: )", "ADDRESS"),
-                              (r"(?<=s_instance = )[0-9A-Fa-fx]+", "ADDRESS"),
-                              (r"(?<=file_contents=)[0-9A-Fa-fx]+", "ADDRESS"),
-                              (r"(?<=FindFirstFile returned )[0-9A-Fa-fx]+", "ADDRESS"),
-                              (r"(?<=INVALID_HANDLE_VALUE=)[0-9A-Fa-fx]+", "ADDRESS"),
-                              (r"[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}", "UUID"),
-                              (r"[0-9]{18}", "TIME"),
-                              (r"(?<=\*\* Program: \t).*", "PROGRAM"),
-                              (r"(?<=error code )[0-9]+", "ERROR"),
-                              (r"(?<=GetLastError returned )[0-9]+", "ERROR")):
-            text = re.sub(pattern, word, text)
-        return text
-
-    def test_trace_alike(self):
-        self.publish("landscape.xml", "<landscape/>")
-        server = SERVERS["QEL_TEST_HTTP"]
-        # One copy alone: systems list the files of a directory each in an order of its own.
-        requests = [server + "/landscape.xml", server + "/missing.xml",
-                    r"\\no-such-host.invalid\share\landscape.xml", "file://no-such-host.invalid/share/landscape.xml",
-                    "file:/unusable", "ftp://server/landscape.xml", "missing.xml"]
-        for _ in ("nothing is known", "everything is known"):
-            traces = {name: self.trace(platform, self.directory("cache " + name), self.directory("traces " + name),
-                                       *requests)
-                      for name, platform in self.platforms.items()}
-            self.assertEqual(len(re.findall(r"Get_Cached_File_and_Status\[ADDRESS\]/[0-9]+: CALL", traces["Linux"])),
-                             len(requests))
-            self.assertMultiLineEqual(traces["Windows"], traces["Linux"])
 
     def test_look_into_the_cache_alike(self):
         self.publish("landscape.xml", "<landscape/>")
@@ -276,7 +222,5 @@ class BothPlatforms(unittest.TestCase):
 
 if not os.path.exists(LINUX_PROGRAM):
     sys.exit(f"{LINUX_PROGRAM} is missing. Build it first: cmake --preset linux && cmake --build --preset linux")
-if subprocess.run([ISOLATED, "--memory", "true"], check=False).returncode == 77:
-    sys.exit(77)
 with web_servers() as SERVERS:
     unittest.main(argv=sys.argv[:1])

@@ -88,22 +88,6 @@ TEST_F(Windows_Files, ADeviceIsNotAFileInWhateverDirectory) {
     EXPECT_TRUE(services->File_Exists(file));
 }
 
-TEST_F(Windows_Files, AFileOnAShareIsLikeALocalOne) {
-    const Scratch_Directory share("\\\\server\\share");
-    const std::string source = share.Write("landscape.xml", "on the share");
-    EXPECT_EQ(source.substr(0, 15), "\\\\server\\share\\");
-    EXPECT_TRUE(services->Directory_Exists(share.Path().string()));
-    EXPECT_TRUE(services->File_Exists(source));
-    EXPECT_TRUE(Path_Exists(source));
-    std::int64_t time = 0;
-    EXPECT_EQ(services->Stat_File(source, time), 0);
-    EXPECT_NE(time, 0);
-    EXPECT_NE(services->Copy_File(source.c_str(), (scratch / "target").c_str(), 1), 0);
-    EXPECT_EQ(Content_Of(scratch / "target"), "on the share");
-    EXPECT_TRUE(services->Delete_File(source));
-    EXPECT_FALSE(services->File_Exists(source));
-}
-
 TEST_F(Windows_Files, TheTimeIsKeptToTheLastHundredNanoseconds) {
     const std::string path = scratch.Write("file");
     constexpr std::int64_t written = 132539328001234567;

@@ -125,16 +125,6 @@ TEST_F(Host_With_Share, ClearsAndPurgesReadOnlyCopies) {
     EXPECT_TRUE(std::filesystem::exists(source));
 }
 
-TEST_F(Host_With_Share, IsServedTheLastCopyWhileTheFileIsGone) {
-    const std::string source = Share("landscape.xml", "x");
-    const std::string path = Get(source).path;
-    std::filesystem::remove(source);
-    const Served served = Get(source);
-    EXPECT_EQ(served.path, path);
-    EXPECT_TRUE(served.download_error);
-    EXPECT_EQ(served.file_share_error, 2);
-}
-
 /// Services of a host's own, which run out of memory.
 class Exhausted_Services : public IOSWrapper {
     int Stat_File(const std::string&, std::int64_t&) override { throw std::bad_alloc(); }

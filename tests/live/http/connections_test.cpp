@@ -112,21 +112,6 @@ TEST(Connections, MadeWithoutCertificateCheckServeNoRequestThatWantsIt) {
     EXPECT_EQ(connections[2], connections[3]);
 }
 
-TEST(Connections, ArePooledByOriginAndCheck) {
-    Connection_Pool pool;
-    auto connection = pool.Take("https://good.test:443", Certificate_Check::Ignore);
-    const auto* const address = connection.get();
-    pool.Put_Back(std::move(connection), "https://good.test:443", Certificate_Check::Ignore);
-
-    const auto for_checked = pool.Take("https://good.test:443", Certificate_Check::Verify);
-    const auto for_other_origin = pool.Take("https://good.test:444", Certificate_Check::Ignore);
-    const auto for_the_same = pool.Take("https://good.test:443", Certificate_Check::Ignore);
-
-    EXPECT_NE(for_checked.get(), address);
-    EXPECT_NE(for_other_origin.get(), address);
-    EXPECT_EQ(for_the_same.get(), address);
-}
-
 TEST(Connections, ThatTheServerClosesAtOnceOrWithTheNextRequestAreReplaced) {
     for (const bool at_once : {true, false}) {
         const Web_Server server([at_once](Server_Connection& client) {

@@ -16,12 +16,11 @@ using namespace testing;
 
 class Share_Settings_Test : public Home_Fixture {
 protected:
-    /// Why the settings are refused; empty when they are not.
-    std::string Refusal() {
-        Share_Settings settings;
+    /// The settings, and why they are refused; empty when they are not.
+    std::string Refusal(const std::string& server = "fs1") {
         std::string refusal;
-        const bool accepted = Read_Share_Settings("fs1", settings, refusal);
-        EXPECT_EQ(accepted, refusal.empty());
+        const bool is_accepted = Read_Share_Settings(server, settings, refusal);
+        EXPECT_EQ(is_accepted, refusal.empty());
         return refusal;
     }
 
@@ -29,75 +28,54 @@ protected:
         Configure(Password_File(content));
         return home / "password";
     }
+
+    Share_Settings settings;
 };
 
-TEST_F(Share_Settings_Test, HaveDefaults) {
-    Share_Settings settings;
-    std::string refusal;
-    ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
-
-    EXPECT_EQ(settings, Share_Settings());
-    EXPECT_EQ(settings.timeout_ms, 30000u);
-    EXPECT_EQ(settings.port, 0);
-    EXPECT_EQ(settings.user, "");
-}
-
-TEST_F(Share_Settings_Test, AreReadAsTheyAreAtThatMoment) {
+TEST_F(Share_Settings_Test, AreReadAsTheyAreAtThatMomentOrHaveDefaults) {
     Configure("Port = 1445\nUser = reader\nWorkgroup = OFFICE\nTimeout = 5\n" + Password_File("one"));
-    Share_Settings settings;
-    std::string refusal;
-    ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
+    EXPECT_EQ(Refusal(), "");
     EXPECT_EQ(settings.port, 1445);
     EXPECT_EQ(settings.user, "reader");
     EXPECT_EQ(settings.workgroup, "OFFICE");
     EXPECT_EQ(settings.timeout_ms, 5000u);
     EXPECT_EQ(settings.password, "one");
 
-    Configure("Port = 1446\n" + Password_File("another one"));
-    ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
-    EXPECT_EQ(settings.port, 1446);
-    EXPECT_EQ(settings.user, "");
-    EXPECT_EQ(settings.password, "another one");
+    Configure("");
+    EXPECT_EQ(Refusal(), "");
+    EXPECT_EQ(settings, Share_Settings());
+    EXPECT_EQ(settings.timeout_ms, 30000u);
+    EXPECT_EQ(settings.port, 0);
 }
 
 TEST_F(Share_Settings_Test, TakeTheFirstLineForThePassword) {
     for (const auto& [content, password] : {std::pair{"secret", "secret"},
-                                            {"secret\n", "secret"},
                                             {"secret\r\nnote\n", "secret"},
                                             {" with blanks \n", " with blanks "},
                                             {"\n", ""},
                                             {"", ""}}) {
         Private_File(content);
-        Share_Settings settings;
-        std::string refusal;
-        ASSERT_TRUE(Read_Share_Settings("fs1", settings, refusal)) << refusal;
+        EXPECT_EQ(Refusal(), "");
         EXPECT_EQ(settings.password, password);
     }
 }
 
 TEST_F(Share_Settings_Test, RefuseAPasswordFileThatOthersMayReadOrWrite) {
     const auto file = Private_File("secret\n");
+    fs::create_symlink(file, home / "link");
     EXPECT_EQ(Refusal(), "");
     for (const unsigned rights : {0640u, 0604u, 0620u, 0602u, 0644u, 0666u}) {
         fs::permissions(file, fs::perms(rights));
         EXPECT_EQ(Refusal(), "[Shares] PasswordFile = " + file.string() + ": open to others; chmod 600 closes it");
     }
+    Configure("PasswordFile = " + (home / "link").string() + "\n");
+    EXPECT_THAT(Refusal(), EndsWith("open to others; chmod 600 closes it")) << "the file that a link leads to";
     fs::permissions(file, fs::perms(0400));
     EXPECT_EQ(Refusal(), "");
     if (::geteuid() == 0) {
         ASSERT_EQ(::chown(file.c_str(), 65534, 0), 0);
         EXPECT_THAT(Refusal(), EndsWith("belongs to another user"));
     }
-}
-
-TEST_F(Share_Settings_Test, JudgeThePasswordFileThatALinkLeadsTo) {
-    const auto file = Private_File("secret\n");
-    fs::create_symlink(file, home / "link");
-    Configure("PasswordFile = " + (home / "link").string() + "\n");
-    EXPECT_EQ(Refusal(), "");
-
-    fs::permissions(file, fs::perms(0644));
-    EXPECT_THAT(Refusal(), EndsWith("open to others; chmod 600 closes it"));
 }
 
 TEST_F(Share_Settings_Test, RefuseAPasswordFileThatIsNotOne) {
@@ -125,9 +103,7 @@ TEST_F(Share_Settings_Test, KeepUserAndPasswordFromOtherServersThanTheListed) {
           {"Servers = *", "fs1", true},
           {"Servers =", "fs1", false}}) {
         Configure(std::string(servers) + "\nUser = reader\nWorkgroup = OFFICE\n" + Password_File("secret"));
-        Share_Settings settings;
-        std::string refusal;
-        ASSERT_TRUE(Read_Share_Settings(server, settings, refusal)) << refusal;
+        EXPECT_EQ(Refusal(server), "");
         EXPECT_EQ(settings.user, is_listed ? "reader" : "") << servers << server;
         EXPECT_EQ(settings.password, is_listed ? "secret" : "") << servers << server;
         EXPECT_EQ(settings.workgroup, "OFFICE");

@@ -227,16 +227,6 @@ TEST(Explanation, NamesNoCulpritForAMissingCopy) {
     EXPECT_THAT(Explain(explained).verdict, StartsWith("would be served from a new copy, if the server"));
 }
 
-TEST(Explanation, IsOneLineAndServedUnlessThereIsNothing) {
-    for (const auto& remote : {A_Response(200, ""), A_Response(500, ""), A_Failure(12029, Second_Attempt::Failed)}) {
-        for (const auto& entry : {std::optional<Inspected_Entry>(), std::optional(An_Entry(false))}) {
-            const Explanation explanation = Explain(A_Request(entry, remote));
-            EXPECT_EQ(explanation.expected != Outcome::Failed, entry || remote.answered);
-            EXPECT_THAT(explanation.verdict, AllOf(EndsWith("."), Not(HasSubstr("\n"))));
-        }
-    }
-}
-
 TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     auto explained = A_Request(An_Entry(false), A_Failure(12045, Second_Attempt::Not_Allowed, "The text.\r\n"));
     explained.request.certificate = {1, false, false};
