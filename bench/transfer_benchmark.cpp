@@ -133,8 +133,8 @@ void Measure_Fetch(benchmark::State& state, std::uintmax_t size,
 
 void Register_Fetch(const std::string& name, std::function<Command(const std::string& directory)> command,
                     std::uintmax_t size = Large, int iterations = 1) {
-    benchmark::RegisterBenchmark(
-        name, [command = std::move(command), size](benchmark::State& state) { Measure_Fetch(state, size, command); })
+    benchmark::RegisterBenchmark(name.c_str(), [command = std::move(command),
+                                                size](benchmark::State& state) { Measure_Fetch(state, size, command); })
         ->UseManualTime()
         ->Iterations(iterations)
         ->Unit(benchmark::kMillisecond);
