@@ -37,6 +37,8 @@ scripts/setup.sh test || exit 1
 # Servers are often installed where only administrators look.
 PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin
 
+# Packages are compiled as everything else is, and so by the compiler cache.
+export QEL_WARNING_AS_ERROR=ON
 # What the sanitizers look for besides.
 export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1

@@ -305,7 +305,7 @@ class Sandbox:
         server.daemon_threads = True
         threading.Thread(target=server.serve_forever, daemon=True).start()
         kept = {name: value for name, value in os.environ.items()
-                if name in ("PATH", "LANG", "TERM", "TMPDIR", "CCACHE_DIR", "CCACHE_CONFIGPATH")}
+                if name in ("PATH", "LANG", "TERM", "TMPDIR", "CCACHE_DIR", "CCACHE_CONFIGPATH", "QEL_WARNING_AS_ERROR")}
         ccache = pathlib.Path(os.environ.get("HOME", "/"), ".cache", "ccache")
         self.environment = {
             "CCACHE_DIR": str(ccache),
