@@ -1,12 +1,15 @@
 #include "mime/content_type.h"
 
-#include "mime/ascii.h"
+#include "util/Ascii.h"
 
 #include <algorithm>
 #include <cstddef>
 
 namespace QEL::Mime {
+
 namespace {
+
+using namespace FrontEnd::Util;
 
 constexpr std::string_view Http_Whitespace = " \t\r\n";
 

@@ -1,13 +1,16 @@
 #include "mime/extension_table.h"
 
-#include "mime/ascii.h"
+#include "util/Ascii.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 
 namespace QEL::Mime {
+
 namespace {
+
+using namespace FrontEnd::Util;
 
 constexpr auto Rows = std::to_array<Extension_Row>({
 #include "mime/extension_table.inc"

@@ -1,13 +1,16 @@
 #include "mime/sniffing/markup.h"
 
-#include "mime/ascii.h"
+#include "util/Ascii.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 
 namespace QEL::Mime::Sniffing {
+
 namespace {
+
+using namespace FrontEnd::Util;
 
 constexpr std::string_view Html_Type = "text/html";
 constexpr std::string_view Xml_Type = "text/xml";

@@ -1,13 +1,16 @@
 #include "mime/sniffing/structured_text.h"
 
-#include "mime/ascii.h"
+#include "util/Ascii.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 
 namespace QEL::Mime::Sniffing {
+
 namespace {
+
+using namespace FrontEnd::Util;
 
 /// Reads the tokens of a JSON text as long as they obey the grammar.
 class Json_Reader {

@@ -3,6 +3,7 @@
 #include "platform/common/Atomic_Copy.h"
 #include "platform/common/Configuration.h"
 #include "platform/common/Directory_Search.h"
+#include "util/Ascii.h"
 
 #include <iterator>
 #include <string_view>
@@ -36,14 +37,7 @@ void OS_Wrapper::FindClose(Find_Handle search) {
 }
 
 int OS_Wrapper::Get_Drive_Number(const char* path) {
-    const char letter = path[0];
-    if (letter == '\0' || path[1] != ':') {
-        return -1;
-    }
-    if (letter >= 'A' && letter <= 'Z') {
-        return letter - 'A';
-    }
-    return letter >= 'a' && letter <= 'z' ? letter - 'a' : -1;
+    return Util::Is_Ascii_Letter(path[0]) && path[1] == ':' ? Util::To_Ascii_Lower(path[0]) - 'a' : -1;
 }
 
 int OS_Wrapper::Copy_File(const char* existing_path, const char* new_path, int fail_if_exists) {

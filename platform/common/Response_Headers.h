@@ -39,7 +39,4 @@ private:
     std::vector<std::pair<std::string, std::string>> m_Headers;
 };
 
-/// True for equal texts but for the case of ASCII letters.
-bool Equal_Without_Case(std::string_view left, std::string_view right);
-
 } // namespace QEL::FrontEnd::Platform

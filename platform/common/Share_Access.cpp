@@ -1,5 +1,7 @@
 #include "platform/common/Share_Access.h"
 
+#include "util/Ascii.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -25,8 +27,7 @@ std::string Share_Server(std::string_view path) {
     }
     const auto begin = std::min(path.find_first_not_of(separators), path.size());
     std::string server(path.substr(begin, path.find_first_of(separators, begin) - begin));
-    std::ranges::transform(server, server.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    std::ranges::transform(server, server.begin(), Util::To_Ascii_Lower);
     return server == "?" || server == "." ? std::string() : server; // of Windows, the machine itself
 }
 

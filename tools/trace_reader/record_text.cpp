@@ -76,15 +76,6 @@ std::string_view Without_Time_Stamp(std::string_view text) {
     return Parse_Time_Stamp(text, time) ? text.substr(time_stamp_size + 1) : text;
 }
 
-std::string_view Without_Blanks(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    const auto begin = text.find_first_not_of(blanks);
-    if (begin == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
-}
-
 bool Is_Call_Or_Return(std::string_view text) {
     return text.starts_with(call_label) || text.starts_with(return_label);
 }

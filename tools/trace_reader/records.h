@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/trace_reader/trace_reader.h"
+#include "util/Ascii.h"
 
 #include <cstddef>
 #include <string_view>
@@ -33,7 +34,9 @@ bool Parse_Time_Stamp(std::string_view text, Local_Time& time);
 std::string_view Without_Time_Stamp(std::string_view text);
 
 /// Without blanks and line ends around it.
-std::string_view Without_Blanks(std::string_view text);
+inline std::string_view Without_Blanks(std::string_view text) {
+    return Util::Trim(text, " \t\r\n");
+}
 
 /// True when the text of a record is that of an entry or exit, complete or not.
 bool Is_Call_Or_Return(std::string_view text);

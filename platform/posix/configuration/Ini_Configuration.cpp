@@ -1,27 +1,11 @@
 #include "platform/posix/configuration/Ini_Configuration.h"
 
+#include "util/Ascii.h"
+#include "util/Process.h"
+
 #include <charconv>
-#include <cstdlib>
 
 namespace QEL::FrontEnd::Platform {
-
-namespace {
-
-/// A variable of the environment; empty when it is not set. Not taken from the caller of a program
-/// that runs with rights its caller has not.
-std::string_view Environment(const char* name) {
-    const char* value = ::secure_getenv(name);
-    return value == nullptr ? std::string_view() : std::string_view(value);
-}
-
-std::string_view Without_Blanks(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n\v\f";
-    const auto begin = text.find_first_not_of(blanks);
-    return begin == std::string_view::npos ? std::string_view()
-                                           : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
-
-} // namespace
 
 Configuration& Configuration::System() {
     static auto& s_configuration = *new Ini_Configuration("/etc/qel/qel.ini"); // threads may request to the end
@@ -87,8 +71,8 @@ Ini_Configuration::Found_Value Ini_Configuration::Find_Value(Configuration_Scope
 }
 
 void Ini_Configuration::Refresh_User_File() {
-    const std::string_view config_home = Environment("XDG_CONFIG_HOME");
-    const std::string_view home = Environment("HOME");
+    const std::string config_home = Util::Environment_Variable("XDG_CONFIG_HOME");
+    const std::string home = Util::Environment_Variable("HOME");
     if (config_home != m_Config_Home || home != m_Home) {
         m_Config_Home = config_home;
         m_Home = home;
@@ -106,7 +90,7 @@ void Ini_Configuration::Refresh_User_File() {
 }
 
 std::optional<std::int64_t> Parse_Integer(std::string_view text) {
-    text = Without_Blanks(text);
+    text = Util::Trim(text, " \t\r\n\v\f");
     const bool negative = text.starts_with('-');
     text.remove_prefix(negative ? 1 : 0);
     const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");

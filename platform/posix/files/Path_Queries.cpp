@@ -4,6 +4,7 @@
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Ascii.h"
 #include "util/Control_Characters.h"
 #include "util/Path_Separator.h"
 
@@ -76,11 +77,8 @@ Occupant Occupant_Of(const std::string& path) {
 }
 
 char Path_Separator(const std::string& directory) {
-    const auto is_letter = [](char letter) {
-        return (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
-    };
-    const bool is_of_windows =
-        directory.starts_with('\\') || (directory.size() > 1 && directory[1] == ':' && is_letter(directory[0]));
+    const bool is_of_windows = directory.starts_with('\\') ||
+                               (directory.size() > 1 && directory[1] == ':' && Util::Is_Ascii_Letter(directory[0]));
     return is_of_windows ? '\\' : '/';
 }
 

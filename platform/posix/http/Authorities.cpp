@@ -1,11 +1,11 @@
 #include "platform/posix/http/Authorities.h"
 
 #include "util/Configuration_Source.h"
+#include "util/Process.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -22,11 +22,6 @@ namespace {
 
 constexpr const char* File_Variable = "SSL_CERT_FILE";
 constexpr const char* Directory_Variable = "SSL_CERT_DIR";
-
-std::string Variable(const char* name) {
-    const char* const value = secure_getenv(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
 
 /// Why no certificate can be read from the file; empty when one can.
 std::string Fault_Of_File(const char* path) {
@@ -62,7 +57,7 @@ bool Holds_Certificate(const std::filesystem::path& directory) {
 } // namespace
 
 Authorities Authorities::Configured() {
-    return {Variable(File_Variable), Variable(Directory_Variable)};
+    return {Util::Environment_Variable(File_Variable), Util::Environment_Variable(Directory_Variable)};
 }
 
 std::string Authorities::Fault() const {

@@ -20,6 +20,7 @@
 #include "platform/posix/http/Response_Head.h"
 #include "platform/posix/http/exchange_failures.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
+#include "util/Ascii.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -204,7 +205,7 @@ private:
     void On_Handshake(SSL_CTX* context) {
         Enter(Step::Handshake);
         // An HTTPS proxy has a TLS connection of its own. Its end says nothing of the server's.
-        const bool is_proxys = Equal_Without_Case(m_Proxy.substr(0, 6), "https:") &&
+        const bool is_proxys = Util::Equals_Ignoring_Case(m_Proxy.substr(0, 6), "https:") &&
                                m_Connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) / 100 != 2;
         if (is_proxys) {
             Watch_Handshake(context, m_Connection.Tls().is_in_proxys_handshake);

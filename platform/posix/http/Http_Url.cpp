@@ -5,6 +5,7 @@
 
 #include <curl/curl.h>
 
+#include "util/Ascii.h"
 #include "util/Control_Characters.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -18,10 +19,6 @@ struct Url_Deleter {
     void operator()(CURLU* url) const { curl_url_cleanup(url); }
 };
 using Parsed_Url = std::unique_ptr<CURLU, Url_Deleter>;
-
-char To_Lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 /// Takes the part over; false when the URL has none.
 bool Read_Part(const Parsed_Url& url, CURLUPart part, unsigned int flags, std::string& value) {
@@ -58,7 +55,7 @@ std::optional<Http_Url> Parse_Once(std::string_view text) {
     if (url.scheme != "http" && url.scheme != "https") {
         return std::nullopt;
     }
-    std::transform(url.host.begin(), url.host.end(), url.host.begin(), To_Lower);
+    std::ranges::transform(url.host, url.host.begin(), Util::To_Ascii_Lower);
     return url;
 }
 

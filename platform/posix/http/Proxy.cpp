@@ -3,26 +3,26 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 #include <arpa/inet.h>
 
-#include "platform/common/Response_Headers.h"
+#include "util/Ascii.h"
+#include "util/Process.h"
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
 /// The first of the variables that is not empty.
-std::string Variable(const std::vector<std::string>& names) {
-    for (const auto& name : names) {
-        if (const auto* const value = secure_getenv(name.c_str()); value != nullptr && *value != '\0') {
-            return value;
-        }
+std::string Variable(std::initializer_list<const char*> names) {
+    std::string value;
+    for (auto name = names.begin(); name != names.end() && value.empty(); ++name) {
+        value = Util::Environment_Variable(*name);
     }
-    return {};
+    return value;
 }
 
 /// An IPv4 address as a number; nothing for any other text.
@@ -44,17 +44,14 @@ bool Is_Of_Network(std::uint32_t address, const std::string& network) {
 
 /// Whether the host has the name, or one below it.
 bool Is_Of_Domain(std::string_view host, std::string_view domain) {
-    const auto without_dot = [](std::string_view name) {
-        return name.ends_with('.') ? name.substr(0, name.size() - 1) : name;
-    };
-    host = without_dot(host);
-    domain = without_dot(domain);
+    host.remove_suffix(host.ends_with('.') ? 1 : 0);
+    domain.remove_suffix(domain.ends_with('.') ? 1 : 0);
     domain.remove_prefix(domain.starts_with('.') ? 1 : 0);
     if (domain.empty() || domain.size() > host.size()) {
         return false;
     }
     const auto above = host.size() - domain.size();
-    return Equal_Without_Case(host.substr(above), domain) && (above == 0 || host[above - 1] == '.');
+    return Util::Equals_Ignoring_Case(host.substr(above), domain) && (above == 0 || host[above - 1] == '.');
 }
 
 /// IPv6 addresses are compared as names.

@@ -2,17 +2,19 @@
 
 #include <algorithm>
 
+#include "util/Ascii.h"
+
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
 bool Is_Chunked(const std::string& coding) {
-    return Equal_Without_Case(coding, "chunked");
+    return Util::Equals_Ignoring_Case(coding, "chunked");
 }
 
 /// Transfer codings may be used only when they were asked for. A compressed one could in addition grow without bounds.
 bool Was_Asked_For(const std::string& coding) {
-    return Is_Chunked(coding) || Equal_Without_Case(coding, "identity");
+    return Is_Chunked(coding) || Util::Equals_Ignoring_Case(coding, "identity");
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "platform/posix/share/Share_Path.h"
 
+#include "util/Ascii.h"
+
 #include <algorithm>
 
 namespace QEL::FrontEnd::Platform {
@@ -9,8 +11,8 @@ namespace {
 constexpr std::string_view Separators = "\\/";
 
 bool Is_Plain(char letter) {
-    return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') || (letter >= '0' && letter <= '9') ||
-           letter == '-' || letter == '.' || letter == '_' || letter == '~';
+    return Util::Is_Ascii_Letter(letter) || Util::Is_Ascii_Digit(letter) ||
+           std::string_view("-._~").find(letter) != std::string_view::npos;
 }
 
 bool Is_Ascii(char letter) {

@@ -4,8 +4,8 @@
 #include "platform/posix/configuration/Ini_Configuration.h"
 #include "platform/posix/share/agent/Agent_Protocol.h"
 #include "platform/posix/system/File_Descriptor.h"
+#include "util/Ascii.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -61,10 +61,9 @@ bool Read_Trust(const std::string& server, bool& is_trusted, std::string& refusa
             refusal = "[Shares] Servers = " + name + ": not a name; each has a line of its own";
             return false;
         }
-        is_trusted =
-            is_trusted || Matches_Wildcard(server, name, [](char one, char other) {
-                return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
-            });
+        is_trusted = is_trusted || Matches_Wildcard(server, name, [](char one, char other) {
+                         return Util::To_Ascii_Lower(one) == Util::To_Ascii_Lower(other);
+                     });
     }
     return true;
 }

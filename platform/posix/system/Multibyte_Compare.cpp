@@ -1,27 +1,20 @@
 #include "util/Multibyte_Compare.h"
 
+#include "util/Ascii.h"
+
 #include <algorithm>
+#include <compare>
 
 namespace QEL::FrontEnd::Util {
 
-namespace {
-
-/// The same in every locale: the host's choice must not decide whether two paths are one.
-int Folded(char letter) {
-    const int code = static_cast<unsigned char>(letter);
-    return code >= 'A' && code <= 'Z' ? code + ('a' - 'A') : code;
-}
-
-} // namespace
-
+// The same in every locale: the host's choice must not decide whether two paths are one.
 int Compare_Ignoring_Case(const std::string& left, const std::string& right) {
-    const std::size_t common = std::min(left.size(), right.size());
-    for (std::size_t at = 0; at < common; ++at) {
-        if (const int difference = Folded(left[at]) - Folded(right[at]); difference != 0) {
-            return difference;
-        }
-    }
-    return left.size() == right.size() ? 0 : (left.size() < right.size() ? -1 : 1);
+    const auto compare = [](char one, char other) {
+        return static_cast<unsigned char>(To_Ascii_Lower(one)) <=> static_cast<unsigned char>(To_Ascii_Lower(other));
+    };
+    const auto order =
+        std::lexicographical_compare_three_way(left.begin(), left.end(), right.begin(), right.end(), compare);
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
 }
 
 } // namespace QEL::FrontEnd::Util

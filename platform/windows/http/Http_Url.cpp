@@ -1,6 +1,7 @@
 #include "platform/common/Http_Url.h"
 
 #include "platform/windows/Windows_Headers.h"
+#include "util/Ascii.h"
 #include "util/Control_Characters.h"
 
 #include <wininet.h>
@@ -27,8 +28,7 @@ std::optional<Http_Url> Http_Url::Parse(std::string_view text) {
         return std::nullopt;
     }
     std::string host(parts.lpszHostName, parts.dwHostNameLength);
-    std::ranges::transform(host, host.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    std::ranges::transform(host, host.begin(), Util::To_Ascii_Lower);
     return Http_Url{std::string(text), parts.nScheme == INTERNET_SCHEME_HTTPS ? "https" : "http", std::move(host),
                     std::to_string(parts.nPort)};
 }

@@ -1,5 +1,7 @@
 #include "tools/qelfilecache/requests/request_list.h"
 
+#include "util/Ascii.h"
+
 #include <istream>
 #include <unordered_set>
 
@@ -8,12 +10,6 @@ namespace QEL::FrontEnd::Tool {
 namespace {
 
 constexpr const char* byte_order_mark = "\xEF\xBB\xBF";
-
-std::string Without_Blanks(const std::string& text) {
-    constexpr const char* blanks = " \t\r\v\f";
-    const auto start = text.find_first_not_of(blanks);
-    return start == std::string::npos ? std::string() : text.substr(start, text.find_last_not_of(blanks) - start + 1);
-}
 
 } // namespace
 
@@ -25,7 +21,7 @@ Request_List Read_Request_List(std::istream& list) {
         if (is_first && line.starts_with(byte_order_mark)) {
             line.erase(0, 3);
         }
-        std::string request = Without_Blanks(line);
+        std::string request(Util::Trim(line, " \t\r\v\f"));
         if (request.empty() || request.starts_with('#')) {
             continue;
         }

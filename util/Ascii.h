@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-/// Character tests of the formats read here: ASCII only, whatever the locale.
-namespace QEL::Mime {
+/// Texts by their ASCII characters, whatever the locale.
+namespace QEL::FrontEnd::Util {
 
 constexpr std::string_view Ascii_Blanks = " \t\n\f\r";
 
@@ -20,6 +20,7 @@ constexpr char To_Ascii_Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+/// True for equal texts but for the case of ASCII letters.
 constexpr bool Equals_Ignoring_Case(std::string_view left, std::string_view right) {
     return std::ranges::equal(left, right, {}, To_Ascii_Lower, To_Ascii_Lower);
 }
@@ -44,4 +45,4 @@ constexpr std::string_view Trim(std::string_view text, std::string_view characte
     return Trim_End(Trim_Beginning(text, characters), characters);
 }
 
-} // namespace QEL::Mime
+} // namespace QEL::FrontEnd::Util
