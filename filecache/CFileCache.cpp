@@ -16,17 +16,8 @@ CFileCache::CFileCache(std::shared_ptr<OSWRAPI::IOSWrapper> os_wrapper)
     Initialize_Mime();
 }
 
-// GCOVR_EXCL_BR_START: half-way, only an exception
-CFileCache::CFileCache(const CFileCache& other)
-    : IFileCache(other), m_Cache_Entries(other.m_Cache_Entries), m_Cache_Directory(other.m_Cache_Directory),
-      m_Magic(other.m_Magic), m_OS_Wrapper(other.m_OS_Wrapper),
-      m_Obsolete_Files_Cleaned(other.m_Obsolete_Files_Cleaned), m_Connect_Timeout(other.m_Connect_Timeout),
-      m_errHTTPFileDownLoad(other.m_errHTTPFileDownLoad), m_errFileShareDownLoad(other.m_errFileShareDownLoad),
-      m_Cert_Error_Handling_Mode(other.m_Cert_Error_Handling_Mode),
-      m_Cert_Error_Parameters(other.m_Cert_Error_Parameters), m_Cert_Error_Detected(other.m_Cert_Error_Detected),
-      m_Additional_Error_Info(other.m_Additional_Error_Info) {
-    // GCOVR_EXCL_BR_STOP
-    Directory_Use::Copy(other, *this);
+CFileCache::CFileCache(const CFileCache& other) : IFileCache(other) {
+    *this = other;
 }
 
 CFileCache& CFileCache::operator=(const CFileCache& other) {

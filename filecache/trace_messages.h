@@ -1,6 +1,7 @@
 #pragma once
 
 #include "trace/Tracing.h"
+#include "trace/record_marks.h"
 #include "util/Process.h"
 
 #include <string>
@@ -65,7 +66,7 @@ const char* Shown(const char*) = delete;
 #define TRACE_BUG()                                                                                                    \
     do {                                                                                                               \
         if (CQelPcTrc* const trace_writer = Enabled_Trace(QELPCTRC_ADDITIONAL_DATA)) {                                 \
-            trace_writer->Log_Additional_Data(" ---- BUG ---- ");                                                      \
+            trace_writer->Log_Additional_Data("%s", Util::Tracing::Bug_Mark);                                          \
         }                                                                                                              \
     } while (false)
 

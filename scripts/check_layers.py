@@ -21,7 +21,7 @@ import tempfile
 
 # What the files of a layer may include of the project (the first match decides), besides headers of their own platform.
 LAYERS = {
-    "tools/trace_reader/": ["tools/trace_reader/", "util/"],
+    "tools/trace_reader/": ["tools/trace_reader/", "trace/record_marks.h", "util/"],
     "tools/": ["tools/qelfilecache/", "tools/trace_reader/trace_reader.h", "filecache/IFileCache.h",
                "filecache/inspection/Cache_Inspection.h", "trace/Set_Trace_Level.h", "util/"],
     "filecache/oswrap/": ["filecache/oswrap/", "util/"],

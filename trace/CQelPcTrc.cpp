@@ -1,5 +1,6 @@
 #include "trace/CQelPcTrc.h"
 
+#include "trace/record_marks.h"
 #include "util/Path_Separator.h"
 #include "util/Process.h"
 #include "util/Standard_Error.h"
@@ -10,7 +11,7 @@
 #include <utility>
 
 using QEL::FrontEnd::Util::Standard_Error;
-using QEL::FrontEnd::Util::Tracing::System_Mutex;
+using namespace QEL::FrontEnd::Util::Tracing;
 
 namespace {
 
@@ -19,7 +20,7 @@ constexpr std::size_t Longest_Program_Path = 512;
 constexpr std::size_t Longest_Path = 259;
 
 constexpr const char* Asterisk_Line =
-    "********************************************************************************\n";
+    "********************************************************************************";
 
 using Time_Stamp = std::array<char, 255>;
 
@@ -42,6 +43,10 @@ const char* Describe_Main_Trace_Level(std::int32_t level) {
     }
 }
 
+void Complain(const std::string& matter) {
+    std::fprintf(Standard_Error(), "%s%s\n", Complaint_Label, matter.c_str());
+}
+
 } // namespace
 
 std::int32_t CQelPcTrc::s_Main_Trace_Level = 0;
@@ -61,9 +66,6 @@ void CQelPcTrc::Stream_Closer::operator()(std::FILE* stream) const {
 }
 
 void CQelPcTrc::Log_Error(const char* format, ...) {
-    if (!Is_Enabled(QELPCTRC_ERROR)) {
-        return;
-    }
     std::va_list arguments;
     va_start(arguments, format);
     Write_Line(QELPCTRC_ERROR, format, arguments);
@@ -71,9 +73,6 @@ void CQelPcTrc::Log_Error(const char* format, ...) {
 }
 
 void CQelPcTrc::Log_Warning(const char* format, ...) {
-    if (!Is_Enabled(QELPCTRC_WARNING)) {
-        return;
-    }
     std::va_list arguments;
     va_start(arguments, format);
     Write_Line(QELPCTRC_WARNING, format, arguments);
@@ -81,9 +80,6 @@ void CQelPcTrc::Log_Warning(const char* format, ...) {
 }
 
 void CQelPcTrc::Log_Developer_Note(const char* format, ...) {
-    if (!Is_Enabled(QELPCTRC_DEVELOPER_NOTE)) {
-        return;
-    }
     std::va_list arguments;
     va_start(arguments, format);
     Write_Line(QELPCTRC_DEVELOPER_NOTE, format, arguments);
@@ -91,9 +87,6 @@ void CQelPcTrc::Log_Developer_Note(const char* format, ...) {
 }
 
 void CQelPcTrc::Log_Additional_Data(const char* format, ...) {
-    if (!Is_Enabled(QELPCTRC_ADDITIONAL_DATA)) {
-        return;
-    }
     std::va_list arguments;
     va_start(arguments, format);
     Write_Line(QELPCTRC_ADDITIONAL_DATA, format, arguments);
@@ -101,6 +94,9 @@ void CQelPcTrc::Log_Additional_Data(const char* format, ...) {
 }
 
 void CQelPcTrc::Write_Line(int level, const char* format, std::va_list arguments) {
+    if (!Is_Enabled(level)) {
+        return;
+    }
     const bool guarded = (m_Options & Option_System_Lock) != 0;
     if (guarded) {
         SetLock(); // a line without the lock is better than no line
@@ -118,9 +114,9 @@ void CQelPcTrc::Write_Line(int level, const char* format, std::va_list arguments
         std::vfprintf(stream, begins_a_line ? format + 1 : format, arguments);
     } else {
         if (level == QELPCTRC_ERROR) {
-            std::fputs("***ERROR***: ", stream);
+            std::fputs(Error_Mark, stream);
         } else if (level == QELPCTRC_WARNING) {
-            std::fputs("***WARNING*: ", stream);
+            std::fputs(Warning_Mark, stream);
         }
         std::vfprintf(stream, format, arguments);
     }
@@ -146,46 +142,41 @@ void CQelPcTrc::Open_Stream() {
 }
 
 void CQelPcTrc::Write_Header() {
-    std::FILE* const stream = m_Stream.get();
     const Time_Stamp stamp = Format_Time_Stamp(QEL::FrontEnd::Util::Local_Time());
-    const auto begin_line = [&] {
-        if (Is_Time_Stamped()) {
-            std::fprintf(stream, "%s ", stamp.data());
-        }
+    const std::string lines[] = {
+        Asterisk_Line,
+        Heading_Title,
+        std::string(Heading_Level) + Describe_Main_Trace_Level(s_Main_Trace_Level),
+        Heading_Program + QEL::FrontEnd::Util::Program_Path().substr(0, Longest_Program_Path),
+        Asterisk_Line,
     };
-
-    begin_line();
-    std::fputs(Asterisk_Line, stream);
-    begin_line();
-    std::fputs("****************************  QEL SE, Trace File  ******************************\n", stream);
-    begin_line();
-    std::fprintf(stream, "** Main trace mode: %s\n", Describe_Main_Trace_Level(s_Main_Trace_Level));
-    begin_line();
-    const std::string program = QEL::FrontEnd::Util::Program_Path().substr(0, Longest_Program_Path);
-    std::fprintf(stream, "** Program: \t%s\n", program.c_str());
-    begin_line();
-    std::fputs(Asterisk_Line, stream);
-    std::fputs("\n", stream);
+    for (const std::string& line : lines) {
+        if (Is_Time_Stamped()) {
+            std::fprintf(m_Stream.get(), "%s ", stamp.data());
+        }
+        std::fprintf(m_Stream.get(), "%s\n", line.c_str());
+    }
+    std::fputs("\n", m_Stream.get());
 }
 
 bool CQelPcTrc::SetLock() {
     if (!m_Mutex) {
-        std::fputs("ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n", Standard_Error());
+        Complain("invalid SetLock call (MUTEX is null)");
         return false;
     }
     switch (m_Mutex->Wait(Lock_Timeout_Milliseconds)) { // GCOVR_EXCL_BR_LINE: each value has its case
     case System_Mutex::Wait_Result::Acquired:
         return true;
     case System_Mutex::Wait_Result::Abandoned:
-        std::fputs("ERROR: QELPCTRC, lock holder died\n", Standard_Error());
+        Complain("lock holder died");
         return false;
     case System_Mutex::Wait_Result::Timed_Out:
-        std::fputs("ERROR: QELPCTRC, MUTEX timed out\n", Standard_Error());
+        Complain("MUTEX timed out");
         return false;
     case System_Mutex::Wait_Result::Failed:
         break;
     }
-    std::fprintf(Standard_Error(), "ERROR: QELPCTRC, lock problem (%d)\n", static_cast<int>(m_Mutex->Last_Error()));
+    Complain("lock problem (" + std::to_string(static_cast<int>(m_Mutex->Last_Error())) + ")");
     return false;
 }
 
@@ -194,7 +185,6 @@ void CQelPcTrc::ResetLock() {
         return;
     }
     if (!m_Mutex->Release()) {
-        std::fprintf(Standard_Error(), "ERROR: QELPCTRC, lock reset failed (%d)\n",
-                     static_cast<int>(m_Mutex->Last_Error()));
+        Complain("lock reset failed (" + std::to_string(static_cast<int>(m_Mutex->Last_Error())) + ")");
     }
 }

@@ -113,18 +113,8 @@ std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, s
 }
 
 bool Is_Certificate_Error(std::uint32_t number) {
-    switch (number) {
-    case 12037:
-    case 12038:
-    case 12045:
-    case 12055:
-    case 12057:
-    case 12169:
-    case 12170:
-        return true;
-    default:
-        return false;
-    }
+    constexpr std::uint32_t faults[] = {12037, 12038, 12045, 12055, 12057, 12169, 12170};
+    return std::ranges::find(faults, number) != std::end(faults);
 }
 
 } // namespace QEL::FrontEnd::Util

@@ -49,7 +49,7 @@ public:
     Body_Publication GetBodyPublication() const;
 
     /// True for 12001 to 12175, the numbers of all WinInet transport errors.
-    static bool IsErrorInRange(std::uint32_t error_number);
+    static bool IsErrorInRange(std::uint32_t error_number) { return error_number >= 12001 && error_number <= 12175; }
 
 private:
     struct Response;

@@ -1,36 +1,29 @@
 #include "util/Http_Status.h"
 
+#include <utility>
+
 namespace QEL::FrontEnd::Util {
 
 std::string_view Meaning_Of_Status(long status) {
-    switch (status) {
-    case 304:
-        return "not modified, a response that only a browser can use";
-    case 400:
-        return "bad request";
-    case 401:
-        return "a login is required, and the cache has none";
-    case 403:
-        return "forbidden";
-    case 404:
-        return "not found";
-    case 405:
-    case 501:
-        return "the server does not support this kind of request";
-    case 407:
-        return "the proxy requires a login, and the cache has none";
-    case 410:
-        return "the file is gone";
-    case 429:
-        return "too many requests";
-    case 502:
-        return "bad gateway";
-    case 503:
-        return "the service is not available";
-    case 504:
-        return "the gateway got no response in time";
-    default:
-        break;
+    constexpr std::pair<long, std::string_view> meanings[] = {
+        {304, "not modified, a response that only a browser can use"},
+        {400, "bad request"},
+        {401, "a login is required, and the cache has none"},
+        {403, "forbidden"},
+        {404, "not found"},
+        {405, "the server does not support this kind of request"},
+        {407, "the proxy requires a login, and the cache has none"},
+        {410, "the file is gone"},
+        {429, "too many requests"},
+        {501, "the server does not support this kind of request"},
+        {502, "bad gateway"},
+        {503, "the service is not available"},
+        {504, "the gateway got no response in time"},
+    };
+    for (const auto& [number, meaning] : meanings) {
+        if (number == status) {
+            return meaning;
+        }
     }
     if (status >= 200 && status <= 299) {
         return "success";

@@ -57,6 +57,10 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
         const std::uint32_t last_error = Util::Get_Last_Error();
         TRACE_ERROR_AS(recorded_as, "%s HTTP request failed. HR=%d, LE=%d.\n", method.name, opened,
                        static_cast<int>(last_error));
+        if (method.is_inspection) { // nobody else takes the object's description away
+            response.error = static_cast<std::uint32_t>(win32_from_hresult(opened));
+            response.error_text = request->Error_Description(Request_Interface::XMLHTTPRequest);
+        }
         return response;
     }
 

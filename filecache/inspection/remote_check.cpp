@@ -15,18 +15,6 @@ using Util::HttpWinInet::HttpClient;
 
 namespace {
 
-/// What the first client says to an address before anything is sent.
-struct Opened_Request {
-    HResult result = 0;
-    std::string error_text;
-};
-
-Opened_Request Open_Without_Sending(const std::string& url) {
-    const std::unique_ptr<IRequest_Object> request = Create_Request_Object().object;
-    const HResult result = request ? request->Open("HEAD", url) : 0;
-    return {result, Failed(result) ? request->Error_Description(Request_Interface::XMLHTTPRequest) : std::string()};
-}
-
 std::string Path_Named_By(const std::string& url_or_path) {
     return Is_Written_As_File_Url(url_or_path) ? Path_Of_File_Url(url_or_path) : url_or_path;
 }
@@ -35,7 +23,8 @@ std::string Path_Named_By(const std::string& url_or_path) {
 
 bool Cache_Inspection::Is_Valid(const std::string& url_or_path) {
     if (Names_Web_File(url_or_path)) {
-        return !Failed(Open_Without_Sending(url_or_path).result);
+        const auto request = Create_Request_Object().object;
+        return !request || !Failed(request->Open(Inspection_Method.name, url_or_path)); // nothing is sent
     }
     const std::string path = Path_Named_By(url_or_path);
     return path.empty() == url_or_path.empty() && !Util::Holds_Line_Break_Or_Nul(path);
@@ -64,11 +53,6 @@ Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& expla
 
 /// The request of a freshness check.
 void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url, Remote_Answer& answer) const {
-    if (const Opened_Request opened = Open_Without_Sending(url); Failed(opened.result)) {
-        answer.error = static_cast<std::uint32_t>(probe.win32_from_hresult(opened.result));
-        answer.error_text = opened.error_text;
-        return;
-    }
     probe.m_Cert_Error_Detected = false;
     bool failed = false;
     const Http_Response response = probe.Send_HTTP_Request(Inspection_Method, url, failed);
@@ -79,7 +63,7 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     answer.error_text = response.error_text;
     if (response.end == Http_Response::End::Failed || probe.m_Cert_Error_Detected) {
         Ask_Second_Client(probe, url, answer);
-    } else if (response.end == Http_Response::End::Abandoned) { // its status was no error number: nothing was sent
+    } else if (response.end == Http_Response::End::Abandoned && response.error == 0) {
         answer.error_text = "The system provides no object for HTTP requests.";
     }
 }

@@ -12,7 +12,9 @@ struct CacheEntry {
     std::uint64_t last_checked_remotely = 0; ///< 100 ns since 1601-01-01 UTC; 0 when unknown
 
     /// One line for the trace: the copy and the stamp, nothing escaped.
-    std::string To_String() const;
+    std::string To_String() const {
+        return "<CacheEntry cached_file=\"" + cached_file + "\" last_modified=\"" + last_modified + "\"/>";
+    }
 };
 
 } // namespace QEL::FrontEnd::FileCache

@@ -1,4 +1,4 @@
-#include "mime/sniffing/markup.h"
+#include "mime/sniffing/sniffers.h"
 
 #include "util/Ascii.h"
 

@@ -1,8 +1,6 @@
 #include "mime/sniffing/sniff.h"
 
-#include "mime/sniffing/binary_formats.h"
-#include "mime/sniffing/markup.h"
-#include "mime/sniffing/structured_text.h"
+#include "mime/sniffing/sniffers.h"
 #include "mime/sniffing/text_bytes.h"
 
 namespace QEL::Mime::Sniffing {

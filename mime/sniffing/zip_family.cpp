@@ -1,4 +1,4 @@
-#include "mime/sniffing/zip_family.h"
+#include "mime/sniffing/sniffers.h"
 
 #include <algorithm>
 #include <array>

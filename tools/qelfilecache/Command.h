@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -39,6 +40,16 @@ struct Command {
     std::function<void(Command_Options& parser)> declare_options; ///< none: the command takes none
     std::function<Exit_Status(const Settings& settings)> run;
 };
+
+/// A command whose options are declared and used by two functions of its own.
+template <typename Options>
+Command Make_Command(const char* name, const char* summary, const char* help,
+                     void (*declare)(Command_Options& parser, Options& options),
+                     Exit_Status (*run)(const Settings& settings, const Options& options)) {
+    const auto options = std::make_shared<Options>();
+    return {name, summary, help, [=](Command_Options& parser) { declare(parser, *options); },
+            [=](const Settings& settings) { return run(settings, *options); }};
+}
 
 /// Each in its file of commands/. A new command is one more of these and its place in the command line's list.
 Command Get_Command();

@@ -4,8 +4,7 @@
 #include "util/Visible_Text.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
+#include <ctime>
 #include <iterator>
 #include <map>
 #include <set>
@@ -40,6 +39,11 @@ void Name_Lanes(const Trace& trace, std::vector<Lane>& lanes) {
             lane.label += " #" + std::to_string(seen);
         }
     }
+}
+
+std::string Formatted_Time(std::time_t time, const char* format) {
+    std::array<char, 16> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), format, std::gmtime(&time))};
 }
 
 } // namespace
@@ -81,20 +85,11 @@ Overview Make_Overview(const Trace& trace) {
 }
 
 std::string Date_Text(Local_Time time) {
-    const auto day = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(time)));
-    const std::chrono::year_month_day date(day);
-    char text[24];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02u", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
-    return text;
+    return Formatted_Time(time, "%Y-%m-%d");
 }
 
 std::string Clock_Text(Local_Time time) {
-    constexpr int seconds_a_day = 86400;
-    const int second = static_cast<int>(((time % seconds_a_day) + seconds_a_day) % seconds_a_day);
-    char text[16];
-    std::snprintf(text, sizeof text, "%02d:%02d:%02d", second / 3600, second / 60 % 60, second % 60);
-    return text;
+    return Formatted_Time(time, "%H:%M:%S");
 }
 
 std::string Duration_Text(const Call& call) {

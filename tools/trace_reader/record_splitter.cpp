@@ -1,5 +1,6 @@
 #include "tools/trace_reader/messages.h"
 #include "tools/trace_reader/records.h"
+#include "trace/record_marks.h"
 
 #include <algorithm>
 #include <charconv>
@@ -8,16 +9,11 @@ namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
 
+using namespace Util::Tracing;
+
 constexpr std::string_view thread_label = "TID: ";
 constexpr std::string_view name_space = ", QEL::FrontEnd::FileCache::";
-constexpr std::string_view error_mark = "***ERROR***: ";
-constexpr std::string_view warning_mark = "***WARNING*: ";
-constexpr std::string_view bug_mark = " ---- BUG ---- ";
 constexpr std::string_view end_without_line_end = "Win32 error code: ";
-constexpr std::string_view heading_title = "****************************  QEL SE, Trace File  ***";
-constexpr std::string_view heading_level = "** Main trace mode: ";
-constexpr std::string_view heading_program = "** Program: ";
-constexpr std::string_view writer_complaint = "ERROR: QELPCTRC, ";
 constexpr std::size_t heading_width = 80;
 
 constexpr std::string_view digits = "0123456789";
@@ -91,7 +87,7 @@ private:
             return;
         }
         m_In_Heading = false;
-        if (m_Content.substr(begin, end - begin).starts_with(writer_complaint)) {
+        if (m_Content.substr(begin, end - begin).starts_with(Complaint_Label)) {
             Take_Writer_Line(begin, end);
             return;
         }
@@ -128,20 +124,20 @@ private:
         if (Parse_Time_Stamp(line, time) && line.size() > time_stamp_size) {
             stamp = time_stamp_size + 1;
         }
-        const auto text = line.substr(stamp);
-        if (text.starts_with(heading_title)) {
+        auto text = line.substr(stamp);
+        if (text.starts_with(Heading_Title)) {
             End_Run();
             Begin_Run();
             m_Run.has_times = stamp != 0;
             m_In_Heading = true;
             return true;
         }
-        if (m_In_Heading && text.starts_with(heading_level)) {
-            m_Run.level = Without_Blanks(text.substr(heading_level.size()));
+        if (m_In_Heading && Take(text, Heading_Level)) {
+            m_Run.level = Without_Blanks(text);
             return true;
         }
-        if (m_In_Heading && text.starts_with(heading_program)) {
-            m_Run.program = Without_Blanks(text.substr(heading_program.size()));
+        if (m_In_Heading && Take(text, Heading_Program)) {
+            m_Run.program = Without_Blanks(text);
             return true;
         }
         const auto asterisks = line.size() - (line.find_last_not_of('*') + 1);
@@ -202,14 +198,14 @@ private:
                 prefix.begin -= size;
             }
         };
-        if (take_back(error_mark)) {
+        if (take_back(Error_Mark)) {
             prefix.record.severity = Severity::Error;
-        } else if (take_back(warning_mark)) {
+        } else if (take_back(Warning_Mark)) {
             prefix.record.severity = Severity::Warning;
         } else {
             take_back_time(prefix.record.time);
         }
-        prefix.record.bug = take_back(bug_mark);
+        prefix.record.bug = take_back(Bug_Mark);
         Local_Time time_of_bug = No_Time;
         if (prefix.record.bug && prefix.record.time != No_Time) {
             take_back_time(time_of_bug);

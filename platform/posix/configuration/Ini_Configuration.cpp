@@ -1,11 +1,21 @@
 #include "platform/posix/configuration/Ini_Configuration.h"
 
 #include "util/Ascii.h"
-#include "util/Process.h"
 
 #include <charconv>
+#include <cstdlib>
 
 namespace QEL::FrontEnd::Platform {
+
+namespace {
+
+/// As Util::Environment_Variable, without a copy: each read of the configuration asks.
+std::string_view Environment(const char* name) {
+    const char* value = ::secure_getenv(name);
+    return value == nullptr ? std::string_view() : std::string_view(value);
+}
+
+} // namespace
 
 Configuration& Configuration::System() {
     static auto& s_configuration = *new Ini_Configuration("/etc/qel/qel.ini"); // threads may request to the end
@@ -71,8 +81,8 @@ Ini_Configuration::Found_Value Ini_Configuration::Find_Value(Configuration_Scope
 }
 
 void Ini_Configuration::Refresh_User_File() {
-    const std::string config_home = Util::Environment_Variable("XDG_CONFIG_HOME");
-    const std::string home = Util::Environment_Variable("HOME");
+    const std::string_view config_home = Environment("XDG_CONFIG_HOME");
+    const std::string_view home = Environment("HOME");
     if (config_home != m_Config_Home || home != m_Home) {
         m_Config_Home = config_home;
         m_Home = home;

@@ -101,12 +101,9 @@ std::uint32_t Copy_Content(int source, int target) {
     constexpr std::size_t block_size = std::size_t{1} << 18;
     const auto block = std::make_unique_for_overwrite<char[]>(block_size);
     for (;;) {
-        const ssize_t length = ::read(source, block.get(), block_size);
+        const ssize_t length = TEMP_FAILURE_RETRY(::read(source, block.get(), block_size));
         if (length == 0) {
             return Error_Success;
-        }
-        if (length < 0 && errno == EINTR) {
-            continue;
         }
         if (length < 0 || !Write_All(target, block.get(), static_cast<std::size_t>(length))) {
             return Win32_Error_From_Errno(errno);

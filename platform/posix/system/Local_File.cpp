@@ -29,10 +29,8 @@ std::uint32_t Read_Some(int file, std::size_t count, std::string& bytes) {
     std::string read_bytes;
     std::array<char, 4096> block;
     while (read_bytes.size() < count) {
-        const ssize_t length = ::read(file, block.data(), std::min(block.size(), count - read_bytes.size()));
-        if (length < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t length =
+            TEMP_FAILURE_RETRY(::read(file, block.data(), std::min(block.size(), count - read_bytes.size())));
         if (length < 0) {
             return Win32_Error_From_Errno(errno);
         }

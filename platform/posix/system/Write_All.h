@@ -10,14 +10,12 @@ namespace QEL::FrontEnd::Platform {
 /// Writes all bytes, however many writes it takes. False, with errno set, when one of them fails.
 inline bool Write_All(int target, const char* bytes, std::size_t count) {
     while (count > 0) {
-        const ssize_t written = ::write(target, bytes, count);
-        if (written < 0 && errno != EINTR) {
+        const ssize_t written = TEMP_FAILURE_RETRY(::write(target, bytes, count));
+        if (written < 0) {
             return false;
         }
-        if (written > 0) {
-            bytes += written;
-            count -= static_cast<std::size_t>(written);
-        }
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
     }
     return true;
 }

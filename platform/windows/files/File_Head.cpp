@@ -3,7 +3,6 @@
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/handles/Unique_Handle.h"
-#include "platform/windows/system/System_Message.h"
 #include "util/Control_Characters.h"
 
 #include <algorithm>
@@ -14,8 +13,14 @@ namespace QEL::FrontEnd::Util::FileSystem {
 
 namespace {
 
+/// With the system's text for the error, or its number when it has none.
 [[noreturn]] void Throw_Unreadable(const std::string& path, DWORD error) {
-    throw std::runtime_error(path + ": " + Platform::System_Message(error));
+    std::array<char, 512> text{};
+    const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
+                                        text.data(), static_cast<DWORD>(text.size()), nullptr);
+    std::string message(text.data(), length);
+    message.erase(message.find_last_not_of(" \r\n") + 1);
+    throw std::runtime_error(path + ": " + (message.empty() ? "error " + std::to_string(error) : message));
 }
 
 } // namespace

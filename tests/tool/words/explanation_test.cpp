@@ -236,6 +236,13 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
                                         HasSubstr("Error 12045: the server's certificate comes from an authority"),
                                         HasSubstr(" The system says: The text. So its certificate is not valid."),
                                         HasSubstr("There is no second attempt")));
+    // As Linux words it: said once.
+    explained.remote->error_text =
+        "The certificate of the server h (port 1) comes from nobody (no issuer). Install the "
+        "authority's certificate, or have the server send its chain.";
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr(" Error 12045: The certificate of the server h (port 1) comes from "),
+                                        HasSubstr("have the server send its chain. So its certificate is not valid."),
+                                        Not(HasSubstr("The system says"))));
     explained.request.certificate = {1, true, true};
     explained.remote->second = Second_Attempt::Succeeded;
     explained.remote->answered = true;

@@ -203,10 +203,6 @@ std::string_view HttpClient::GetResponseBody() const {
     return g_services.client.body;
 }
 
-bool HttpClient::IsErrorInRange(std::uint32_t error_number) {
-    return error_number >= 12001 && error_number <= 12175;
-}
-
 } // namespace HttpWinInet
 
 namespace Tracing {

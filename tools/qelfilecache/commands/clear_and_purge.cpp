@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -35,7 +34,7 @@ void Require_Copies_In_Directory(const std::filesystem::path& directory) {
     }
 }
 
-Exit_Status Clear(const Settings& settings, bool force) {
+Exit_Status Clear(const Settings& settings, const bool& force) {
     const auto opened = Open_Existing_Cache(settings, force, Require_Copies_In_Directory);
     if (!opened) {
         return Exit_Served; // nothing has been cached yet
@@ -51,7 +50,7 @@ Exit_Status Clear(const Settings& settings, bool force) {
     return Exit_Not_Served;
 }
 
-Exit_Status Purge(const Settings& settings, bool force) {
+Exit_Status Purge(const Settings& settings, const bool& force) {
     const auto opened = Open_Existing_Cache(settings, force);
     if (!opened) {
         return Exit_Served; // nothing has been cached yet
@@ -75,27 +74,22 @@ constexpr const char* clear_help =
     "Example:\n"
     "  qelfilecache clear";
 
-Command Deleting(Command command, Exit_Status (*run)(const Settings& settings, bool force)) {
-    const auto force = std::make_shared<bool>(false);
-    command.declare_options = [force](Command_Options& parser) { parser.Force(*force); };
-    command.run = [force, run](const Settings& settings) { return run(settings, *force); };
-    return command;
+constexpr const char* purge_help = "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
+                                   "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge";
+
+void Declare_Options(Command_Options& parser, bool& force) {
+    parser.Force(force);
 }
 
 } // namespace
 
 Command Clear_Command() {
-    return Deleting({"clear", "Forget every cached file and delete its copy", clear_help, {}, {}}, Clear);
+    return Make_Command("clear", "Forget every cached file and delete its copy", clear_help, &Declare_Options, &Clear);
 }
 
 Command Purge_Command() {
-    return Deleting({"purge",
-                     "Delete every copy in the cache directory, known or not",
-                     "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
-                     "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge",
-                     {},
-                     {}},
-                    Purge);
+    return Make_Command("purge", "Delete every copy in the cache directory, known or not", purge_help, &Declare_Options,
+                        &Purge);
 }
 
 } // namespace QEL::FrontEnd::Tool

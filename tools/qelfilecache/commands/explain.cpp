@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -162,10 +161,8 @@ constexpr const char* explain_help =
 } // namespace
 
 Command Explain_Command() {
-    const auto options = std::make_shared<Explain_Options>();
-    return {"explain", "Show how each request would be served, and why an old copy is shown", explain_help,
-            [options](Command_Options& parser) { Declare_Options(parser, *options); },
-            [options](const Settings& settings) { return Explain_Requests(settings, *options); }};
+    return Make_Command("explain", "Show how each request would be served, and why an old copy is shown", explain_help,
+                        &Declare_Options, &Explain_Requests);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -7,7 +7,6 @@
 #include "tools/qelfilecache/output.h"
 #include "tools/qelfilecache/requests/serve.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -79,10 +78,8 @@ constexpr const char* get_help =
 } // namespace
 
 Command Get_Command() {
-    const auto options = std::make_shared<Get_Options>();
-    return {"get", "Print the path of a local copy of each request, one line each", get_help,
-            [options](Command_Options& parser) { Declare_Options(parser, *options); },
-            [options](const Settings& settings) { return Get(settings, *options); }};
+    return Make_Command("get", "Print the path of a local copy of each request, one line each", get_help,
+                        &Declare_Options, &Get);
 }
 
 } // namespace QEL::FrontEnd::Tool

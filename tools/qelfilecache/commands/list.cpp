@@ -7,7 +7,6 @@
 #include "tools/qelfilecache/inspecting/inspection_json.h"
 #include "tools/qelfilecache/output.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -93,10 +92,8 @@ constexpr const char* list_help =
 } // namespace
 
 Command List_Command() {
-    const auto options = std::make_shared<List_Options>();
-    return {"list", "Print what is cached, and until when it is served without asking the server", list_help,
-            [options](Command_Options& parser) { Declare_Options(parser, *options); },
-            [options](const Settings& settings) { return List(settings, *options); }};
+    return Make_Command("list", "Print what is cached, and until when it is served without asking the server",
+                        list_help, &Declare_Options, &List);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -138,10 +137,8 @@ constexpr const char* prefetch_help =
 } // namespace
 
 Command Prefetch_Command() {
-    const auto options = std::make_shared<Prefetch_Options>();
-    return {"prefetch", "Serve every request of a list, so that the copies are there when they are needed",
-            prefetch_help, [options](Command_Options& parser) { Declare_Options(parser, *options); },
-            [options](const Settings& settings) { return Prefetch(settings, *options); }};
+    return Make_Command("prefetch", "Serve every request of a list, so that the copies are there when they are needed",
+                        prefetch_help, &Declare_Options, &Prefetch);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -113,7 +112,7 @@ void Write_Page(const Trace& trace, const Trace_Options& options) {
     }
 }
 
-Exit_Status Show_Trace(const Trace_Options& options) {
+Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
     Trace_Reader reader;
     bool all_usable = true;
     bool any_usable = false;
@@ -164,10 +163,8 @@ constexpr const char* trace_help =
 } // namespace
 
 Command Trace_Command() {
-    const auto options = std::make_shared<Trace_Options>();
-    return {"trace", "Show each request in trace files, errors first", trace_help,
-            [options](Command_Options& parser) { Declare_Options(parser, *options); },
-            [options](const Settings&) { return Show_Trace(*options); }};
+    return Make_Command("trace", "Show each request in trace files, errors first", trace_help, &Declare_Options,
+                        &Show_Trace);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -1,14 +1,272 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 
 #include "tools/qelfilecache/Request_Outcome.h"
+#include "tools/qelfilecache/inspecting/times.h"
+#include "tools/qelfilecache/output.h"
+#include "util/Ascii.h"
+#include "util/Http_Status.h"
+#include "util/Visible_Text.h"
 
+#include <charconv>
+#include <cstdint>
 #include <utility>
 
 namespace QEL::FrontEnd::Tool {
 
 namespace {
 
+using FileCache::Certificate_Handling;
+using FileCache::Inspected_Entry;
+using FileCache::Inspected_Setting;
+using FileCache::Remote_Answer;
 using Kind = FileCache::Request_Explanation::Kind;
+using Second_Attempt = FileCache::Remote_Answer::Second_Attempt;
+
+/// Where a number of the configuration comes from, such as "LandscapeCacheExpiryPeriod in FILE".
+std::string Origin_Of(const Inspected_Setting& setting) {
+    if (setting.source.empty()) {
+        return setting.name + " is not configured";
+    }
+    const std::string place = setting.name + " in " + Util::Printable(setting.source);
+    if (setting.written == setting.value) {
+        return place;
+    }
+    const bool is_no_number = setting.value == "0";
+    return place + " holds " + Quoted(setting.written) + (is_no_number ? ", which is no such number" : "");
+}
+
+/// The remote side's stamp as people write it: of a share file a time, of a web file what its server
+/// says.
+std::string Stamp_Text(Kind kind, const std::string& stamp) {
+    std::uint64_t moment = 0;
+    const char* const end = stamp.data() + stamp.size();
+    if (kind == Kind::Share && std::from_chars(stamp.data(), end, moment).ptr == end) {
+        return Local_Time_Text(moment);
+    }
+    return Quoted(stamp);
+}
+
+std::string Age_Of(const Inspected_Entry& entry, std::uint64_t now) {
+    if (entry.last_checked_remotely == 0) {
+        return "It is not known when it was last asked.";
+    }
+    const std::string moment = Local_Time_Text(entry.last_checked_remotely);
+    if (entry.last_checked_remotely > now) {
+        return "It was last asked at " + moment +
+               ", which lies in the future: the clock of this machine has been set back since, and the copy counts as "
+               "fresh for longer than configured.";
+    }
+    return "It was last asked at " + moment + ", " + Duration_Text(entry.last_checked_remotely, now) + " ago.";
+}
+
+/// What makes a change on the other side show before a fresh copy is asked about.
+std::string How_To_See_A_Change(const Explained_Request& explained) {
+    const std::uint64_t last_checked = explained.request.entry->last_checked_remotely;
+    if (last_checked > explained.request.now) {
+        // The period counts from there, so that even 0 asks nobody before.
+        return " No shorter period changes that before " + Local_Time_Text(last_checked) +
+               "; 'qelfilecache clear' does, for every copy of this cache.";
+    }
+    return explained.expiry_period.value == "0" ? "" : " A shorter period shows it sooner; 0 asks with every request.";
+}
+
+std::string Comparison_Text(const Explained_Request& explained) {
+    const Remote_Answer& response = *explained.remote;
+    if (response.last_modified.empty()) {
+        return " It does not say when the file was last changed (no Last-Modified), so every check fetches it again.";
+    }
+    const std::string stamp = Stamp_Text(explained.request.kind, response.last_modified);
+    const std::string text = " Its file was last changed at " + stamp;
+    if (!explained.Has_Copy()) {
+        return text + ".";
+    }
+    return text + (response.unchanged ? ", as the copy says: the copy is current."
+                                      : ", the copy's version is another one: the copy is out of date.");
+}
+
+std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate_Handling& handling) {
+    switch (response.second) {
+    case Second_Attempt::Succeeded:
+        return handling.errors_are_ignored ? " A second attempt overlooked that and succeeded."
+                                           : " A second attempt succeeded: the error was a passing one.";
+    case Second_Attempt::Failed:
+        return " A second attempt failed too.";
+    case Second_Attempt::Not_Allowed:
+        return " There is no second attempt: the configuration does not allow one.";
+    case Second_Attempt::Not_Needed:
+        break;
+    }
+    return {};
+}
+
+std::string Error_Text(const Remote_Answer& response) {
+    if (response.error == 0) {
+        return Util::Printable(response.error_text);
+    }
+    const auto meaning = Meaning_Of(response);
+    const auto number = "Error " + std::to_string(response.error) + ": ";
+    const auto system_text = Util::Printable(std::string(Util::Trim_End(response.error_text, " \r\n")));
+    // On Linux the text is the meaning with what is known besides. Its sentences begin with capital letters.
+    if (!meaning.remedy.empty() && system_text.find(meaning.remedy.substr(1)) != std::string::npos) {
+        return number + system_text;
+    }
+    std::string text = number + std::string(meaning.cause);
+    if (!meaning.remedy.empty()) {
+        text.append("; ").append(meaning.remedy);
+    }
+    return text + (system_text.empty() ? "." : ". The system says: " + system_text);
+}
+
+/// What the cache makes of the text of the request.
+std::string Kind_Step(const Explained_Request& explained) {
+    const auto& request = explained.request;
+    std::string step;
+    switch (request.kind) {
+    case Kind::Web:
+        step = "It is a web address: the cache fetches the file from its server and keeps a copy.";
+        break;
+    case Kind::Share:
+        step = "It names a file on a share or on a drive that is no fixed disk: the cache copies it and keeps the "
+               "copy. A program that asks with request kind 201 or 202 gets nothing while the file can be written to.";
+        break;
+    case Kind::Local:
+        step = "It is a local path: the cache returns the path itself and keeps no copy.";
+        break;
+    case Kind::Unusable:
+        return "It is a file URL of a form that is not supported.";
+    }
+    if (request.normalised != request.request) {
+        step += " The cache knows it as " + Quoted(request.normalised) + ".";
+    }
+    return step;
+}
+
+std::string Entry_Step(const Explained_Request& explained) {
+    const auto& request = explained.request;
+    if (!request.entry) {
+        return "The cache has no entry for it, so there is no copy. Letter case and every character of the request "
+               "count; 'qelfilecache list' shows what there is.";
+    }
+    const Inspected_Entry& entry = *request.entry;
+    if (!entry.copy_exists) {
+        return "The cache has an entry for it, but its copy " + Quoted(entry.copy) +
+               " is gone: 'qelfilecache clear' deletes copies, and so may another program. A program that starts now "
+               "forgets the entry.";
+    }
+    std::string step = "The cache has a copy of it: " + Quoted(entry.copy);
+    if (explained.copy_size) {
+        step += ", " + Size_Text(*explained.copy_size);
+    }
+    step += ". ";
+    if (entry.last_modified.empty()) {
+        return step + "When its file was last changed is unknown (no Last-Modified).";
+    }
+    return step + (explained.Is_Share() ? "The share" : "The server") + "'s file was then last changed at " +
+           Stamp_Text(request.kind, entry.last_modified) + ".";
+}
+
+std::string Freshness_Step(const Explained_Request& explained) {
+    const auto& request = explained.request;
+    const Inspected_Entry& entry = *request.entry;
+    const std::string other_side = explained.Other_Side();
+    const std::string& minutes = explained.expiry_period.value;
+    std::string step = "The copy's age counts from when " + other_side + " was last asked. " +
+                       Age_Of(entry, request.now) + " A copy counts as fresh for " + minutes +
+                       (minutes == "1" ? " minute (" : " minutes (") + Origin_Of(explained.expiry_period) + "). ";
+    if (entry.fresh) {
+        return step + "So it is fresh until " + Local_Time_Text(entry.fresh_until) +
+               ", and until then nobody is asked: a change on " + other_side + " does not show." +
+               How_To_See_A_Change(explained);
+    }
+    return step + "So it has expired, and " + other_side + " is asked with the next request.";
+}
+
+/// What follows when the remote side is asked.
+std::string Question_Step(const Explained_Request& explained) {
+    const auto& request = explained.request;
+    const std::string other_side = explained.Other_Side();
+    const char* const fetched = explained.Is_Share() ? "copied" : "downloaded";
+    if (!explained.Has_Copy()) {
+        return std::string("The file is ") + fetched + " from " + other_side +
+               " with the next request. When that fails, nothing is served: there is no copy yet.";
+    }
+    const char* const question = explained.Is_Share() ? "the time of its last change" : "its Last-Modified (HEAD)";
+    return std::string(request.entry->fresh ? "After that, " : "Then ") + other_side + " is asked for " + question +
+           ". The same as the copy's: the copy is served, and its age starts anew. Another one, none, an error or no "
+           "response: the file is " +
+           fetched + " again; when that fails, the last good copy is served, however old it is.";
+}
+
+/// For how long a server is not asked again that cost time in vain.
+std::string Retry_Step(const Explained_Request& explained) {
+    const std::string& seconds = explained.server_retry.value;
+    const std::string origin = " (" + Origin_Of(explained.server_retry) + ")";
+    if (seconds == "0") {
+        return "A server that does not respond is asked again with every request, and may cost a time-out each time" +
+               origin + ".";
+    }
+    return "A server that cost a time-out is not asked again by the same program for " + seconds +
+           (seconds == "1" ? " second" : " seconds") + origin +
+           ", nor for longer than ten times what it cost: the program's requests to it fail at once meanwhile.";
+}
+
+std::string Certificate_Step(const Explained_Request& explained) {
+    const Certificate_Handling& handling = explained.request.certificate;
+    const std::string origin = " (" + Origin_Of(explained.certificate_mode) + ").";
+    std::string prefix = "The server's certificate has to come from an authority that ";
+    if (explained.authorities.empty()) {
+        prefix += "this machine trusts";
+    } else {
+        for (const auto& authority : explained.authorities) {
+            prefix += (&authority == &explained.authorities.front() ? "" : " or ") + Quoted(authority.value) + " (" +
+                      authority.source + ")";
+        }
+        prefix += " holds; this machine's do not count";
+    }
+    prefix += ". If it is not valid, ";
+    switch (handling.mode) {
+    case 0:
+        return prefix + "the request fails: certificate errors are never overlooked" + origin;
+    case 1:
+        return handling.listed
+                   ? prefix + "that is overlooked: mode 1, and the address is on the white list" + origin
+                   : prefix +
+                         "the request fails: mode 1, and the address is not on the white list, which is compared "
+                         "character by character" +
+                         origin;
+    case 2:
+        return prefix + "that is overlooked for every address: mode 2" + origin +
+               " Whoever can pose as the server can hand out files of his own; use it for tests only.";
+    default:
+        return prefix + "the request fails: mode " + std::to_string(handling.mode) + " is not known" + origin;
+    }
+}
+
+std::string Response_Step(const Explained_Request& explained) {
+    const Remote_Answer& response = *explained.remote;
+    const Kind kind = explained.request.kind;
+    const bool https = explained.Is_Https();
+    if (kind == Kind::Share) {
+        return response.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
+                                 : "Asked just now, the share does not show the file. " + Error_Text(response);
+    }
+    if (response.status != 0) {
+        return "Asked just now, the server responds with status " + std::to_string(response.status) + ": " +
+               std::string(Util::Meaning_Of_Status(response.status)) +
+               (Util::Refuses_Head_Alone(response.status)
+                    ? " (HEAD, with which the cache asks; the file may be available all the same)."
+                    : ".") +
+               (https ? " Its certificate is valid." : "") + (response.answered ? Comparison_Text(explained) : "");
+    }
+    constexpr std::uint32_t may_be_the_certificate = 12175;
+    std::string step = "Asked just now, the server gives no usable response. " + Error_Text(response);
+    if (https && response.error != 0 && response.error != may_be_the_certificate) {
+        step += Util::Is_Certificate_Error(response.error) ? " So its certificate is not valid."
+                                                           : " Its certificate is not the cause.";
+    }
+    return step + Second_Attempt_Text(response, explained.request.certificate) +
+           (response.answered ? Comparison_Text(explained) : "");
+}
 
 /// True for a request that gets nothing, whatever else the remote side says.
 bool Is_Hopeless(const Explained_Request& explained) {

@@ -1,13 +1,46 @@
 #pragma once
 
-#include "tools/qelfilecache/inspecting/explained_request.h"
+#include "filecache/inspection/Cache_Inspection.h"
 #include "tools/trace_reader/trace_reader.h"
+#include "util/Error_Meaning.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace QEL::FrontEnd::Tool {
+
+/// All that is known of how one request would be served.
+struct Explained_Request {
+    FileCache::Request_Explanation request;
+    bool is_valid = true;       ///< see Cache_Inspection::Is_Valid
+    bool left_in_place = false; ///< see Cache_Inspection::Is_Left_In_Place; false when the remote side was not asked
+    std::optional<FileCache::Remote_Answer> remote; ///< none: the remote side was not asked
+    FileCache::Inspected_Setting expiry_period;
+    FileCache::Inspected_Setting server_retry;
+    FileCache::Inspected_Setting certificate_mode;
+    std::vector<FileCache::Inspected_Setting> authorities; ///< that alone are trusted; none: the system's are
+    std::optional<std::uintmax_t> copy_size;
+    std::string directory_problem; ///< why no copy can be written to the cache directory; empty: it can
+
+    bool Has_Copy() const { return request.entry && request.entry->copy_exists; }
+
+    bool Is_Share() const { return request.kind == FileCache::Request_Explanation::Kind::Share; }
+
+    bool Is_Https() const { return request.normalised.starts_with("https:"); }
+
+    /// What is asked for changes, within a sentence.
+    std::string Other_Side() const { return Is_Share() ? "the share" : "the server"; }
+};
+
+/// What the error says that asking ended with.
+inline Util::Error_Meaning Meaning_Of(const FileCache::Remote_Answer& answer) {
+    const auto meaning = Util::Meaning_Of_Error(answer.error);
+    return meaning.cause.empty() ? Util::Error_Meaning{answer.error, "the request failed on its way",
+                                                       "look the number up among the system's errors"}
+                                 : meaning;
+}
 
 /// None: it depends on what the remote side says, or on whether a download succeeds where the check alone is refused.
 using Expected_Outcome = std::optional<Trace_Reading::Outcome>;
@@ -21,34 +54,11 @@ struct Explanation {
 
 Explanation Explain(const Explained_Request& explained);
 
-// Its parts.
-
 /// What a trace would say of the request, when a download meets what the check has met.
 Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained);
 
 /// What an explanation of a request for a web file or one on a share comes to: one line, the sentence goes on from
 /// "The request".
 std::string Verdict_On(const Explained_Request& explained);
-
-/// What the cache makes of the text of the request.
-std::string Kind_Step(const Explained_Request& explained);
-
-/// Whether there is an entry and its copy.
-std::string Entry_Step(const Explained_Request& explained);
-
-/// Whether the copy is fresh, and for how long. The request has one.
-std::string Freshness_Step(const Explained_Request& explained);
-
-/// What follows when the remote side is asked.
-std::string Question_Step(const Explained_Request& explained);
-
-/// For how long a server is not asked again that cost time in vain.
-std::string Retry_Step(const Explained_Request& explained);
-
-/// What is done when the server's certificate is not valid.
-std::string Certificate_Step(const Explained_Request& explained);
-
-/// What the remote side said when it was asked. The request has its response.
-std::string Response_Step(const Explained_Request& explained);
 
 } // namespace QEL::FrontEnd::Tool

@@ -4,6 +4,15 @@
 
 namespace QEL::FrontEnd::Platform {
 
+/// Watches connections of the context for the server's close_notify (RFC 8446, 6.1), which libcurl 7.88 confuses
+/// with a connection that somebody has cut.
+/// @param is_closed set to true then. Has to live as long as the context's connections.
+void Watch_Close_Notify(SSL_CTX* context, bool& is_closed);
+
+/// Watches connections of the context for the end of the handshake, which libcurl does not report of a proxy's.
+/// @param is_under_way true from now until then. Lives as long as the other.
+void Watch_Handshake(SSL_CTX* context, bool& is_under_way);
+
 /// Makes connections of the context ask the server for its certificate's status, signed by the
 /// certificate's authority (OCSP stapling, RFC 6066), and end the handshake when that says "revoked".
 ///
