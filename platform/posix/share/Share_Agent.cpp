@@ -1,6 +1,7 @@
 #include "platform/posix/share/Share_Agent.h"
 
 #include "platform/posix/share/Agent_Program.h"
+#include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,13 +30,13 @@ using Agent_Protocol::Response;
 /// How the agent's process is to differ from this one.
 class Spawn_Plan : private Util::Non_Copyable {
 public:
-    Spawn_Plan(int program, int socket) {
+    Spawn_Plan(int program, int socket, int messages) {
         ::posix_spawn_file_actions_init(&m_Actions);
-        // The socket becomes its standard input. What the SMB client library prints goes nowhere, no
-        // descriptor of the host goes along, and no mounted folder stays busy as its current one.
+        // The socket becomes its standard input. No descriptor of the host goes along, and no mounted folder stays
+        // busy as its current one.
         ::posix_spawn_file_actions_adddup2(&m_Actions, socket, STDIN_FILENO);
         ::posix_spawn_file_actions_addopen(&m_Actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_addopen(&m_Actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        ::posix_spawn_file_actions_adddup2(&m_Actions, messages, STDERR_FILENO); // of the loader
         ::posix_spawn_file_actions_adddup2(&m_Actions, program, Agent_Protocol::Program_Descriptor);
         ::posix_spawn_file_actions_addclosefrom_np(&m_Actions, Agent_Protocol::Program_Descriptor + 1);
         ::posix_spawn_file_actions_addchdir_np(&m_Actions, "/");
@@ -70,9 +72,17 @@ private:
 bool Has_Found_Its_Library(pid_t process) {
     constexpr int refusal_of_the_loader = 127;
     int status = 0;
-    while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
-    }
+    TEMP_FAILURE_RETRY(::waitpid(process, &status, 0));
     return !WIFEXITED(status) || WEXITSTATUS(status) != refusal_of_the_loader;
+}
+
+/// What the loader has written of a library that it cannot load, behind a colon.
+std::string Complaint_Of_Loader(int messages) {
+    std::string text;
+    ::lseek(messages, 0, SEEK_SET);
+    Read_Some(messages, 1024, text);
+    const auto label = text.find(": ", text.find("libraries"));
+    return label == std::string::npos ? "" : text.substr(label, text.find('\n') - label);
 }
 
 void Copy_Name(char (&field)[Agent_Protocol::Max_Name], const std::string& name) {
@@ -93,12 +103,7 @@ bool Wait_For_Response(int socket, Share_Agent::Clock::time_point deadline) {
 
 /// False when the agent is gone.
 bool Receive(int socket, Response& response) {
-    for (;;) {
-        const ssize_t size = ::recv(socket, &response, sizeof response, 0);
-        if (size >= 0 || errno != EINTR) {
-            return size == static_cast<ssize_t>(sizeof response);
-        }
-    }
+    return TEMP_FAILURE_RETRY(::recv(socket, &response, sizeof response, 0)) == sizeof response;
 }
 
 } // namespace
@@ -116,13 +121,16 @@ std::unique_ptr<Share_Agent> Share_Agent::Start(const Share_Settings& settings, 
     }
     File_Descriptor own_end(ends[0]);
     const File_Descriptor agent_end(ends[1]);
+    const File_Descriptor messages(::memfd_create("messages of the loader", MFD_CLOEXEC));
     pid_t process = 0;
-    if (const int error = Spawn_Plan(program.Get(), agent_end.Get()).Carry_Out(path, process); error != 0) {
+    if (const int error = Spawn_Plan(program.Get(), agent_end.Get(), messages.Get()).Carry_Out(path, process);
+        error != 0) {
         refusal = path + ": " + std::strerror(error);
         return nullptr;
     }
     if (!Has_Found_Its_Library(process)) {
-        refusal = "the SMB client library (package libsmbclient) cannot be loaded";
+        refusal =
+            "the SMB client library (package libsmbclient) cannot be loaded" + Complaint_Of_Loader(messages.Get());
         return nullptr;
     }
 
@@ -200,12 +208,7 @@ bool Share_Agent::Send(const void* record, std::size_t size, int descriptor) con
         header->cmsg_len = CMSG_LEN(sizeof descriptor);
         std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
     }
-    for (;;) {
-        const ssize_t sent = ::sendmsg(m_Socket.Get(), &message, MSG_NOSIGNAL);
-        if (sent >= 0 || errno != EINTR) {
-            return sent == static_cast<ssize_t>(size);
-        }
-    }
+    return TEMP_FAILURE_RETRY(::sendmsg(m_Socket.Get(), &message, MSG_NOSIGNAL)) == static_cast<ssize_t>(size);
 }
 
 } // namespace QEL::FrontEnd::Platform

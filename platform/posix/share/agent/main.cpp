@@ -1,12 +1,6 @@
 // The share agent: the process in which the SMB client library works for the product.
-//
-// Why a process of its own. The library's calls cannot all be bounded from within: measured with a
-// time-out of 3 s set, a name that no name server answers for takes 10 s, an address that drops
-// packets 5 s, and closing a file of a server that went silent another 6 s; a Kerberos server that
-// does not answer adds its own. Each of these waits can hold up a logon, and none can be interrupted
-// from a thread beside it. A process can be ended at any point by the kernel, and nothing of the host
-// is lost with it: no lock, no descriptor, no memory. The same wall keeps the library's habits away
-// from the host (it prints, keeps process-wide state, changes signal handling) and its faults too.
+// docs/architecture.md says why it is one. The same wall keeps the library's habits away from the host (it prints,
+// keeps process-wide state, changes signal handling) and its faults too.
 //
 // The host's side is platform/posix/share/Share_Agent.cpp; what is said over the socket is in
 // Agent_Protocol.h.
@@ -153,6 +147,7 @@ int main() {
         return 2;
     }
     close(Program_Descriptor);
+    dup2(STDOUT_FILENO, STDERR_FILENO);    // what the SMB client library prints goes nowhere
     prctl(PR_SET_NAME, "qel_share_agent"); // it would be the number of that descriptor
     // The host waits for its child, and this one ends at once: the agent proper is nobody's child, so
     // the host has no process to reap later, and none that could turn up in a wait of its own.
