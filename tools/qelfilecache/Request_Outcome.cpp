@@ -1,11 +1,13 @@
 #include "tools/qelfilecache/Request_Outcome.h"
 
 #include "tools/qelfilecache/host.h"
+#include "util/Ascii.h"
 #include "util/Control_Characters.h"
 #include "util/Visible_Text.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <string_view>
 
 namespace QEL::FrontEnd::Tool {
@@ -109,6 +111,24 @@ std::string Explain_Share_Failure(const Request_Outcome& outcome) {
     return Advice(failure.cause, failure.remedy);
 }
 
+/// What is wrong with a web address that is not valid.
+std::string Fault_Of_Address(const std::string& address) {
+    if (const auto slashes = address.find("//"); slashes != std::string::npos) {
+        const auto begin = slashes + 2;
+        std::string server = address.substr(begin, address.find_first_of("/?#", begin) - begin);
+        server.erase(0, server.rfind('@') + 1);
+        const auto colon = server.find(':', server.starts_with('[') ? server.find(']') : 0);
+        if (server.empty() || colon == 0) {
+            return "the address names no server";
+        }
+        const auto port = colon == std::string::npos ? std::string() : server.substr(colon + 1);
+        if (!std::ranges::all_of(port, Util::Is_Ascii_Digit) || port.size() > 5 || std::atoi(port.c_str()) > 65535) {
+            return "the address has an invalid port number, '" + Util::Printable(port) + "'";
+        }
+    }
+    return "the address is not valid";
+}
+
 /// A request whose form keeps it from being served.
 std::string Explain_Refusal(const std::string& request) {
     if (Util::Holds_Control_Character(request)) {
@@ -118,7 +138,7 @@ std::string Explain_Refusal(const std::string& request) {
         return Advice("this form of file URL is not supported",
                       "write file://server/share/file for a share, file:///C:/folder/file for a drive");
     }
-    return Advice("the address is not valid",
+    return Advice(Fault_Of_Address(request),
                   "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
                   "port up to 65535, as in http://server:8080/path/file.xml");
 }
