@@ -2,6 +2,7 @@
 // over, and what was taken over comes back when it is written and loaded again.
 
 #include "filecache/CFileCache.h"
+#include "filecache/metadata/parse_number.h"
 #include "fuzz/Require.h"
 #include "fuzz/support/Scratch.h"
 #include "tests/unit/support/Recorded_Trace.h"
@@ -11,7 +12,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <locale>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -42,6 +45,18 @@ bool Has_Warned() {
                        [](const auto& record) { return record.level <= QELPCTRC_WARNING; });
 }
 
+/// A number is read as a stream of the classic locale reads it.
+template <typename Number>
+void Compare_With_Stream(const std::string& line) {
+    std::istringstream stream(line);
+    stream.imbue(std::locale::classic());
+    Number expected = 0;
+    Number number = 0;
+    const bool is_number = static_cast<bool>(stream >> expected);
+    REQUIRE(QEL::FrontEnd::FileCache::Parse_Number(line, number) == is_number);
+    REQUIRE(!is_number || number == expected);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -49,6 +64,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
     Recorded_Trace::Forget();
     QEL::Fuzz::Write_File(directory + "/qelfilecache_Metadata.txt", {reinterpret_cast<const char*>(bytes), size});
+
+    std::istringstream lines(std::string(reinterpret_cast<const char*>(bytes), size));
+    for (std::string line; std::getline(lines, line);) {
+        Compare_With_Stream<std::uint32_t>(line);
+        Compare_With_Stream<std::uint64_t>(line);
+    }
 
     CFileCache cache(Services());
     const bool loaded = cache.Set_Cache_Directory(directory);

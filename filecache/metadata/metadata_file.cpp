@@ -1,6 +1,7 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Directory_Use.h"
+#include "filecache/metadata/parse_number.h"
 #include "filecache/texts.h"
 #include "filecache/trace_messages.h"
 #include "util/List_File.h"
@@ -12,8 +13,6 @@
 #include <chrono>
 #include <fstream>
 #include <limits>
-#include <locale>
-#include <sstream>
 #include <string_view>
 #include <thread>
 
@@ -101,22 +100,6 @@ private:
     std::string m_Line;
 };
 
-/// Takes a number from the start of a line; what follows it is ignored.
-class Number_Parser {
-public:
-    Number_Parser() { m_Stream.imbue(std::locale::classic()); }
-
-    template <typename Number>
-    bool Parse(const std::string& line, Number& number) {
-        m_Stream.clear();
-        m_Stream.str(line);
-        return static_cast<bool>(m_Stream >> number);
-    }
-
-private:
-    std::istringstream m_Stream;
-};
-
 } // namespace
 
 const std::string CFileCache::Get_Cache_Metadata() const {
@@ -170,7 +153,6 @@ bool CFileCache::Deserialize() {
         return true;
     }
 
-    Number_Parser parser;
     std::string line;
 
     reader.Read(line);
@@ -187,7 +169,7 @@ bool CFileCache::Deserialize() {
     }
     reader.Read(line);
     std::uint32_t version = 0;
-    if (!parser.Parse(line, version)) {
+    if (!Parse_Number(line, version)) {
         TRACE_WARNING("Cache metadata file '%s' error: Version is invalid: '%s', expected a number.\n", path.c_str(),
                       line.c_str());
         return false;
@@ -205,7 +187,7 @@ bool CFileCache::Deserialize() {
     }
     reader.Read(line);
     std::uint32_t entries = 0;
-    if (!parser.Parse(line, entries)) {
+    if (!Parse_Number(line, entries)) {
         TRACE_WARNING("Cache metadata file '%s' error: Entries number is invalid: '%s', expected a number.\n",
                       path.c_str(), line.c_str());
         return false;
@@ -219,7 +201,7 @@ bool CFileCache::Deserialize() {
         reader.Read(entry.last_modified);
         if (version >= Written_Version) {
             reader.Read(line);
-            if (!parser.Parse(line, entry.last_checked_remotely)) {
+            if (!Parse_Number(line, entry.last_checked_remotely)) {
                 TRACE_WARNING(
                     "Metadata file: '%s', last_checked_remotely is invalid for entry %d: '%s', expected a number.\n",
                     path.c_str(), static_cast<int>(i), line.c_str());
