@@ -66,7 +66,8 @@ private:
     std::ifstream m_Stream;
 };
 
-/// Writes the file line by line. Every line is flushed: what was written before a crash is on disk.
+/// Writes the file line by line. Every line is flushed: what was written before a crash is on disk. The buffer alone costs
+/// less than a stream around it.
 class Line_Writer {
 public:
     explicit Line_Writer(const std::string& path) {
@@ -75,15 +76,14 @@ public:
             Util::FileSystem::Make_Private_File(path);
         }
         if (occupant != Occupant::Other) {
-            m_Stream.open(path);
+            m_File.open(path, std::ios::out);
         }
     }
 
     void Write(std::string_view text) {
-        m_Line.assign(text);
-        m_Line += '\n';
-        m_Stream.write(m_Line.data(), static_cast<std::streamsize>(m_Line.size()));
-        m_Stream.flush();
+        const auto size = static_cast<std::streamsize>(text.size());
+        m_Is_Whole = m_Is_Whole && m_File.sputn(text.data(), size) == size && m_File.sputc('\n') == '\n' &&
+                     m_File.pubsync() == 0;
     }
 
     /// In plain digits: the host's global locale must not group them.
@@ -93,11 +93,11 @@ public:
         Write(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data())));
     }
 
-    void Close() { m_Stream.close(); }
+    void Close() { m_File.close(); }
 
 private:
-    std::ofstream m_Stream;
-    std::string m_Line;
+    std::filebuf m_File;
+    bool m_Is_Whole = true; ///< so far; nothing is written behind a gap
 };
 
 } // namespace
