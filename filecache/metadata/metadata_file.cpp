@@ -66,8 +66,8 @@ private:
     std::ifstream m_Stream;
 };
 
-/// Writes the file line by line. Every line is flushed: what was written before a crash is on disk. The buffer alone costs
-/// less than a stream around it.
+/// Writes the file line by line. Every line is flushed: what was written before a crash is on disk. The buffer alone
+/// costs less than a stream around it.
 class Line_Writer {
 public:
     explicit Line_Writer(const std::string& path) {
