@@ -81,6 +81,29 @@ TEST_P(Certificate, IsCheckedForWhatAWhiteListedUrlRedirectsTo) {
 INSTANTIATE_TEST_SUITE_P(Table, Certificate, testing::ValuesIn(Tls_Cases()),
                          [](const auto& param_info) { return std::string(param_info.param.name); });
 
+TEST_F(Certificate_Test, IsCheckedByTheSecondClientUnlessTheModeIgnoresErrors) {
+    const auto url = s_sites->Url(Tls_State::Self_Signed);
+    struct Row {
+        std::uint32_t mode;
+        std::vector<std::string> white_list;
+        bool is_ignored;
+    };
+    for (const Row& row : {Row{Default, {url}, false},
+                           {IgnoreAllErrorsMode, {}, true},
+                           {WhiteListMode, {"https://good.test/", url}, true},
+                           {WhiteListMode,
+                            {url + "/", url.substr(0, url.size() - 1), "HTTPS" + url.substr(5),
+                             url.substr(0, url.rfind('/')) + "/File.xml"},
+                            false},
+                           {7, {url}, false}}) {
+        Configure(row.mode, row.white_list);
+        for (const auto http_type : {Http_Get, Http_Head}) {
+            EXPECT_EQ(Send(url, http_type), row.is_ignored ? 200U : std::uint32_t{Error_Internet_Invalid_Authority})
+                << row.mode;
+        }
+    }
+}
+
 TEST_F(Certificate_Test, IgnoringAllErrorsIncludesRedirects) {
     Configure(IgnoreAllErrorsMode);
     EXPECT_EQ(Send(s_sites->Url_Redirected(Tls_State::Self_Signed, Tls_State::Expired)), 200U);

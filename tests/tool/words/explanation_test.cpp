@@ -73,37 +73,34 @@ std::string Steps(const Explained_Request& explained) {
 }
 
 TEST(Explanation, OfAFreshCopySaysHowLong) {
-    const std::string until = Local_Time_Text(present + 57 * minute);
-    const std::string verdict = "would be served from the copy without asking the server until " + until;
-    EXPECT_EQ(Explain(A_Request(An_Entry(true))).verdict, verdict + ".");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(200, "stamp"))).verdict, verdict + "; the copy is current.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(200, "other"))).verdict,
-              verdict + "; the copy is out of date until then.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(200, ""))).verdict,
-              verdict + "; the server does not say whether its file has changed.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Failure(12002, Second_Attempt::Failed))).verdict,
-              verdict + "; at the moment the server did not respond in time (error 12002).");
-    EXPECT_EQ(Explain(A_Request(An_Entry(true), A_Response(404, ""))).verdict,
-              verdict + "; at the moment the server responds with status 404.");
+    const std::string verdict =
+        "would be served from the copy without asking the server until " + Local_Time_Text(present + 57 * minute);
+    const std::pair<std::optional<Remote_Answer>, const char*> checks[] = {
+        {{}, "."},
+        {A_Response(200, "stamp"), "; the copy is current."},
+        {A_Response(200, "other"), "; the copy is out of date until then."},
+        {A_Response(200, ""), "; the server does not say whether its file has changed."},
+        {A_Failure(12002, Second_Attempt::Failed), "; at the moment the server did not respond in time (error 12002)."},
+        {A_Response(404, ""), "; at the moment the server responds with status 404."}};
+    for (const auto& [check, rest] : checks) {
+        EXPECT_EQ(Explain(A_Request(An_Entry(true), check)).verdict, verdict + rest);
+    }
 }
 
 TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
-    const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
-    EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict,
-              "would make the cache ask the server; when neither that nor a download succeeds, " + copy +
-                  " is served.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, "stamp"))).verdict,
-              "would be served from the copy, because the server has the same version.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, "other"))).verdict,
-              "would be served from a new copy, because the server has another version.");
-    EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, ""))).verdict,
-              "would be served from a new copy, because the server does not say whether its file has changed.");
+    const std::string unasked = "would make the cache ask the server; when neither that nor a download succeeds, ";
+    EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict, unasked + "the copy that was last known to be current at " +
+                                                               Local_Time_Text(present - 3 * minute) + " is served.");
     Inspected_Entry of_unknown_age = An_Entry(false);
     of_unknown_age.last_checked_remotely = 0;
-    EXPECT_EQ(
-        Explain(A_Request(of_unknown_age)).verdict,
-        "would make the cache ask the server; when neither that nor a download succeeds, the copy, of unknown age, "
-        "is served.");
+    EXPECT_EQ(Explain(A_Request(of_unknown_age)).verdict, unasked + "the copy, of unknown age, is served.");
+    for (const auto& [stamp, verdict] :
+         {std::pair{"stamp", "the copy, because the server has the same version."},
+          {"other", "a new copy, because the server has another version."},
+          {"", "a new copy, because the server does not say whether its file has changed."}}) {
+        EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, stamp))).verdict,
+                  std::string("would be served from ") + verdict);
+    }
 }
 
 TEST(Explanation, SaysThatADownloadFollowsEveryFailedCheck) {
