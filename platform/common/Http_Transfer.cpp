@@ -39,11 +39,7 @@ std::optional<Http_Failure> Exchange(const Http_Client& client, const Http_Reque
     if (!failure) {
         dead_servers.Note(server, method, Attempt::Responded, {}, began);
     } else if (!Util::Is_Certificate_Error(failure->error)) {
-        // What is remembered of a proxy is recalled for other servers, too: it must not name this one.
-        const auto description = failure->attempt == Attempt::Proxy_Unreached
-                                     ? "The proxy could not be reached. Check that it runs, and the proxy settings."
-                                     : failure->description;
-        dead_servers.Note(server, method, failure->attempt, {failure->error, description}, began);
+        dead_servers.Note(server, method, failure->attempt, {failure->error, failure->description}, began);
     }
     return failure;
 }
