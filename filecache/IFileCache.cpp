@@ -40,7 +40,7 @@ std::shared_ptr<IFileCache> IFileCache::Instance() {
         s_instance = std::make_shared<CFileCache>(OSWRAPI::IOSWrapper::Create());
         TRACE_STATIC_DATA("Creation complete, s_instance = %p\n", static_cast<const void*>(s_instance.get()));
     }
-    TRACE_RETURN_AS(Interface_Class, __func__, "s_instance = %p", static_cast<const void*>(s_instance.get()));
+    TRACE_RETURN_AS(Interface_Class, __func__, __LINE__, "s_instance = %p", static_cast<const void*>(s_instance.get()));
     return s_instance;
 }
 

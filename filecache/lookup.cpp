@@ -28,34 +28,29 @@ std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_pat
     const std::string& url = Normalize_if_File_URL(url_or_path, path_of_file_url);
     TRACE_DATA("url_or_path = '%s'.\n", url.c_str());
 
-    const std::string nothing;
     if (Is_Local(url)) {
         TRACE_DATA("URL is local.\n");
         if (!m_OS_Wrapper->File_Exists(url)) {
             TRACE_ERROR("Previously cached local file does not exist '%s'.\n", url.c_str());
-            TRACE_RETURN("%s", Shown(nothing));
-            return nothing;
+            return TRACED(std::string());
         }
         TRACE_DATA("Local file exists '%s'.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(url));
-        return url;
+        return TRACED(url);
     }
 
     if (Is_File_Share(url) && Is_Left_In_Place(url, request_kind)) {
-        return nothing; // the one exit that leaves no record
+        return {}; // the one exit that leaves no record
     }
 
     if (Is_Local(url)) {
         TRACE_BUG();
         TRACE_ERROR("Local file URL is not expected at this point: '%s'.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
 
     if (m_Cache_Directory.empty()) {
         TRACE_ERROR("Cache directory has not been configured.\n");
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
 
     if (Cached_File_Still_Fresh(url)) {
@@ -63,11 +58,9 @@ std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_pat
         if (fresh == m_Cache_Entries.end()) {
             TRACE_BUG();
             TRACE_ERROR("URL '%s' not found in cache.\n", url.c_str());
-            TRACE_RETURN("%s", Shown(nothing));
-            return nothing;
+            return TRACED(std::string());
         }
-        TRACE_RETURN("%s", Shown(fresh->second.cached_file));
-        return fresh->second.cached_file;
+        return TRACED(fresh->second.cached_file);
     }
 
     std::string old_cached_file;
@@ -110,8 +103,7 @@ std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_pat
         }
     }
 
-    TRACE_RETURN("%s", Shown(result));
-    return result;
+    return TRACED(std::move(result));
 }
 
 } // namespace QEL::FrontEnd::FileCache

@@ -11,7 +11,8 @@
 ///     TRACE_CALL("url='%s'", url.c_str());       entry, "...CALL(url='...')"
 ///     TRACE_ERROR("...\n", ...);                 level 1; TRACE_WARNING 2, TRACE_NOTE 3, TRACE_DATA 4
 ///     TRACE_BUG();                               before the error of a state held impossible
-///     TRACE_RETURN("%s", Shown(path));           exit, "...return value:(...)"
+///     return TRACED(path);                       exit, "...return value:(...)"
+///     TRACE_RETURN("rtn = %s", path.c_str());    the same in a form of its own
 ///
 /// The compiler checks each format. When the level is off, a message costs the guard and two
 /// comparisons; its arguments are not evaluated.
@@ -86,15 +87,27 @@ const char* Shown(const char*) = delete;
     } while (false)
 
 /// The exit of a method with its result: four messages. It bears no object address.
-#define TRACE_RETURN_AS(traced_class, method, ...)                                                                     \
+#define TRACE_RETURN_AS(traced_class, method, line, ...)                                                               \
     do {                                                                                                               \
         if (CQelPcTrc* const trace_writer = Enabled_Trace(QELPCTRC_ADDITIONAL_DATA)) {                                 \
             trace_writer->Log_Additional_Data("TID: %d, %s%s/%d: return value:", Util::Thread_Id(), traced_class,      \
-                                              method, __LINE__);                                                       \
+                                              method, line);                                                           \
             trace_writer->Log_Additional_Data("(");                                                                    \
             trace_writer->Log_Additional_Data(__VA_ARGS__);                                                            \
             trace_writer->Log_Additional_Data(")\n");                                                                  \
         }                                                                                                              \
     } while (false)
 
-#define TRACE_RETURN(...) TRACE_RETURN_AS(Traced_Class, __func__, __VA_ARGS__)
+#define TRACE_RETURN(...) TRACE_RETURN_AS(Traced_Class, __func__, __LINE__, __VA_ARGS__)
+
+namespace QEL::FrontEnd::FileCache {
+
+template <typename Result>
+Result Traced_Result(const char* method, int line, Result result) {
+    TRACE_RETURN_AS(Traced_Class, method, line, "%s", Shown(result));
+    return result;
+}
+
+} // namespace QEL::FrontEnd::FileCache
+
+#define TRACED(result) Traced_Result(__func__, __LINE__, result)

@@ -109,6 +109,24 @@ std::string Shorten(std::string_view text, std::size_t columns) {
            std::string(text.substr(Start_Of_Character(text, tail)));
 }
 
+std::vector<std::string_view> Wrapped(std::string_view text, std::size_t columns, bool cuts) {
+    std::vector<std::string_view> lines;
+    while (Columns_Of(text) > columns) {
+        const auto too_much = Start_Of_Character(text, columns);
+        auto end = text.rfind(' ', too_much);
+        if (end == 0 || end == std::string_view::npos) {
+            end = cuts ? too_much : text.find(' ', too_much);
+        }
+        if (end == std::string_view::npos) {
+            break;
+        }
+        lines.push_back(text.substr(0, end));
+        text.remove_prefix(text[end] == ' ' ? end + 1 : end);
+    }
+    lines.push_back(text);
+    return lines;
+}
+
 std::string Fit(std::string_view text, std::size_t columns) {
     std::string fitted = Shorten(text, columns);
     fitted.append(columns - Columns_Of(fitted), ' ');

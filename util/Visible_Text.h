@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Texts as people see them on a terminal.
 namespace QEL::FrontEnd::Util {
@@ -28,6 +29,9 @@ std::size_t Columns_Of(std::string_view text);
 /// The text in at most so many columns. One that is too long loses its middle, as paths and
 /// addresses differ at both ends; "..." stands there instead.
 std::string Shorten(std::string_view text, std::size_t columns);
+
+/// The text in lines of at most so many columns, broken at blanks. Only if `cuts` is set, a word that is longer is cut.
+std::vector<std::string_view> Wrapped(std::string_view text, std::size_t columns, bool cuts);
 
 /// The text shortened or filled with blanks to exactly so many columns.
 std::string Fit(std::string_view text, std::size_t columns);

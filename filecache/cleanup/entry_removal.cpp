@@ -10,8 +10,7 @@ bool CFileCache::Remove_From_Cache(const std::string& url) {
     const auto found = m_Cache_Entries.find(url);
     if (found == m_Cache_Entries.end()) {
         TRACE_DATA("Cache entry for URL '%s' not found. Removal is not needed.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
 
     const CacheEntry entry = found->second;
@@ -20,8 +19,7 @@ bool CFileCache::Remove_From_Cache(const std::string& url) {
         TRACE_BUG();
         TRACE_ERROR("Empty cached file names not expected, url = '%s'.\n", url.c_str());
         m_Cache_Entries.erase(found);
-        TRACE_RETURN("%s", Shown(false));
-        return false;
+        return TRACED(false);
     }
 
     if (!Is_Local(entry.cached_file)) {
@@ -35,15 +33,13 @@ bool CFileCache::Remove_From_Cache(const std::string& url) {
             // The entry stays, so that a later removal can try again.
             TRACE_WARNING("File could not be deleted, url = '%s', cached_file = '%s'.\n", url.c_str(),
                           entry.cached_file.c_str());
-            TRACE_RETURN("%s", Shown(false));
-            return false;
+            return TRACED(false);
         }
     } else {
         TRACE_DATA("File already deleted, url = '%s', cached_file = '%s'.\n", url.c_str(), entry.cached_file.c_str());
     }
     m_Cache_Entries.erase(found);
-    TRACE_RETURN("%s", Shown(true));
-    return true;
+    return TRACED(true);
 }
 
 bool CFileCache::Clear() {
@@ -61,8 +57,7 @@ bool CFileCache::Clear() {
             ok = false;
         }
     }
-    TRACE_RETURN("%s", Shown(ok));
-    return ok;
+    return TRACED(ok);
 }
 
 } // namespace QEL::FrontEnd::FileCache

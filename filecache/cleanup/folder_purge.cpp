@@ -96,8 +96,7 @@ bool CFileCache::Purge_Cache_Folder() {
     } else {
         Delete_Cached_Files(false);
     }
-    TRACE_RETURN("%s", Shown(ok));
-    return ok;
+    return TRACED(ok);
 }
 
 void CFileCache::Cleanup_Obsolete_Cached_Files() {

@@ -21,20 +21,17 @@ constexpr std::uint32_t Invalid_Name = 123; // as the system reports it
 std::string CFileCache::Download_File_Share(const std::string& url, bool& download_error) {
     TRACE_CALL("url='%s'", url.c_str());
     download_error = false;
-    const std::string nothing;
 
     if (Is_Local(url) || Is_Inet_URL(url)) {
         TRACE_BUG();
         TRACE_ERROR("Trying to download a file share that is local or Inet: '%s'.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
     if (!m_OS_Wrapper->Directory_Exists(m_Cache_Directory)) {
         TRACE_BUG();
         TRACE_ERROR("Cache directory does not exist. It needs to be created before using the cache: '%s'.\n",
                     m_Cache_Directory.c_str());
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
 
     std::int64_t modification_time = 0;
@@ -74,8 +71,7 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
             Set_Additional_Error_Info(com_error_to_string(Com_Error(0, unasked.Description()), url));
         }
         m_errFileShareDownLoad = Share_Copy_Failed;
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
     if (!m_OS_Wrapper->File_Exists(entry.cached_file)) {
         const std::uint32_t last_error = Util::Get_Last_Error();
@@ -85,8 +81,7 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
                     "GetLastError returned %d.\n",
                     url.c_str(), entry.cached_file.c_str(), static_cast<int>(last_error));
         m_errFileShareDownLoad = Share_Copy_Missing;
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
     TRACE_NOTE("Copied file '%s' to the cached file: '%s'.\n", url.c_str(), entry.cached_file.c_str());
 

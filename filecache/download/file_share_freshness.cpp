@@ -14,8 +14,7 @@ bool CFileCache::Is_File_Share_Expired(const std::string& url, bool& check_error
     if (found == m_Cache_Entries.end()) {
         TRACE_BUG();
         TRACE_ERROR("Checking for expired an URL that is not in the cache: '%s'.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
 
     std::int64_t modification_time = 0;
@@ -24,8 +23,7 @@ bool CFileCache::Is_File_Share_Expired(const std::string& url, bool& check_error
             "File share URL cannot be stat-ed: '%s', error code %d. try to download the shared file directly.\n",
             url.c_str(), stat_error);
         m_errFileShareDownLoad = Share_Source_Not_Examined;
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
     const std::string current = std::to_string(modification_time);
     // GCOVR_EXCL_START: a number as text is never empty; the step stands here should it be made otherwise
@@ -33,8 +31,7 @@ bool CFileCache::Is_File_Share_Expired(const std::string& url, bool& check_error
         TRACE_BUG();
         TRACE_ERROR("File share '%s' modification time cannot be converted. Numeric value: %d. Treating as expired.\n",
                     url.c_str(), static_cast<int>(modification_time));
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
     // GCOVR_EXCL_STOP
     CacheEntry& entry = found->second;
@@ -42,8 +39,7 @@ bool CFileCache::Is_File_Share_Expired(const std::string& url, bool& check_error
         TRACE_BUG();
         TRACE_ERROR("Cached file share '%s' modification time is empty. Treating as expired.\n",
                     entry.cached_file.c_str());
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
 
     const bool unchanged = entry.last_modified == current;
@@ -51,8 +47,7 @@ bool CFileCache::Is_File_Share_Expired(const std::string& url, bool& check_error
         entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
         Serialize();
     }
-    TRACE_RETURN("%s", Shown(!unchanged));
-    return !unchanged;
+    return TRACED(!unchanged);
 }
 
 } // namespace QEL::FrontEnd::FileCache

@@ -68,7 +68,6 @@ void CFileCache::Write_Cached_File(const char* operation, const std::string& con
 
 std::string CFileCache::Download_Inet_URL(const std::string& url, bool& download_error) {
     TRACE_CALL("url='%s'", url.c_str());
-    const std::string nothing;
     CacheEntry entry;
     bool ok = false;
 
@@ -85,8 +84,7 @@ std::string CFileCache::Download_Inet_URL(const std::string& url, bool& download
     }
     if (end == Http_Response::End::Refused) {
         // The second client would get the same response.
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
     if (end == Http_Response::End::Abandoned) {
         TRACE_ERROR("Downloading from URL '%s' failed.\n", url.c_str());
@@ -101,15 +99,14 @@ std::string CFileCache::Download_Inet_URL(const std::string& url, bool& download
     if (!ok) {
         download_error = true;
         m_errHTTPFileDownLoad = Http_Download_Failed;
-        TRACE_RETURN("%s", Shown(nothing));
-        return nothing;
+        return TRACED(std::string());
     }
     if (entry.cached_file.empty()) {
         download_error = true;
         TRACE_BUG();
         TRACE_ERROR("Unexpected empty cache file name for URL '%s'.\n", url.c_str());
         m_errHTTPFileDownLoad = Http_Copy_Unnamed;
-        return nothing;
+        return {};
     }
     Persist_Downloaded_File_Metadata(url, entry);
     download_error = false;

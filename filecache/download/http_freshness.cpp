@@ -15,8 +15,7 @@ bool CFileCache::Is_Inet_URL_Expired(const std::string& url, bool& check_error) 
     if (!m_Cache_Entries.contains(url)) {
         TRACE_BUG();
         TRACE_ERROR("Unexpectedly checking if a non-existing URL is expired '%s'.\n", url.c_str());
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
 
     Http_Response response;
@@ -26,8 +25,7 @@ bool CFileCache::Is_Inet_URL_Expired(const std::string& url, bool& check_error) 
         // Without memory the request is abandoned like any other.
     }
     if (response.end == Http_Response::End::Refused) {
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
     if (response.end == Http_Response::End::Abandoned) {
         TRACE_ERROR("HEAD request from URL '%s' failed. try to download/read the file direct.\n", url.c_str());
@@ -50,36 +48,31 @@ bool CFileCache::Is_Inet_URL_Expired(const std::string& url, bool& check_error) 
 
     if (last_modified.empty()) {
         TRACE_WARNING("Last-Modified header is empty.\n");
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
     const auto found = m_Cache_Entries.find(url);
     if (found == m_Cache_Entries.end()) {
         TRACE_BUG();
         TRACE_ERROR("Could not find cached entry for checked URL: '%s'\n", url.c_str());
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
     CacheEntry& entry = found->second;
     if (entry.cached_file.empty()) {
         TRACE_BUG();
         TRACE_ERROR("Cached file is unexpectedly unnamed: '%s'\n", url.c_str());
         m_errHTTPFileDownLoad = Http_Copy_Unnamed;
-        TRACE_RETURN("%s", Shown(true));
-        return true;
+        return TRACED(true);
     }
     if (last_modified == entry.last_modified) {
         entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
         Serialize();
         TRACE_DATA("Modification time is the same. Still fresh URL '%s'/'%s'\n", url.c_str(),
                    entry.cached_file.c_str());
-        TRACE_RETURN("%s", Shown(false));
-        return false;
+        return TRACED(false);
     }
     TRACE_DATA("Cache entry needs updating for URL '%s', last modified URL = '%s', old cache entry: %s\n", url.c_str(),
                last_modified.c_str(), entry.To_String().c_str());
-    TRACE_RETURN("%s", Shown(true));
-    return true;
+    return TRACED(true);
 }
 
 } // namespace QEL::FrontEnd::FileCache

@@ -159,8 +159,7 @@ void CFileCache::Note_Transport_Error(std::uint32_t error_number, const std::str
 bool CFileCache::HTTP_Status_OK(long http_status) const {
     TRACE_CALL("http_status=%d\n", static_cast<int>(http_status));
     const bool ok = http_status >= 200 && http_status <= 299;
-    TRACE_RETURN("%s", Shown(ok));
-    return ok;
+    return TRACED(ok);
 }
 
 unsigned long CFileCache::win32_from_hresult(long hr) const {

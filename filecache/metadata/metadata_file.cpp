@@ -135,8 +135,7 @@ bool CFileCache::Serialize() {
     }
     writer.Close();
 
-    TRACE_RETURN("%s", Shown(true));
-    return true;
+    return TRACED(true);
 }
 
 bool CFileCache::Deserialize() {
@@ -205,8 +204,7 @@ bool CFileCache::Deserialize() {
                 TRACE_WARNING(
                     "Metadata file: '%s', last_checked_remotely is invalid for entry %d: '%s', expected a number.\n",
                     path.c_str(), static_cast<int>(i), line.c_str());
-                TRACE_RETURN("%s", Shown(false));
-                return false;
+                return TRACED(false);
             }
         }
         reader.Read(entry.cached_file);
@@ -226,8 +224,7 @@ bool CFileCache::Deserialize() {
         }
     }
     TRACE_DATA("Processing cache entries. -- End --\n");
-    TRACE_RETURN("%s", Shown(true));
-    return true;
+    return TRACED(true);
 }
 
 void CFileCache::Persist_Downloaded_File_Metadata(const std::string& url, const CacheEntry& cache_entry) {

@@ -24,8 +24,7 @@ std::string CFileCache::Filter_Dangerous_Extensions(const std::string& extension
             return Util::Compare_Ignoring_Case(dangerous_extension, extension) == 0;
         });
     std::string filtered = dangerous ? Default_Extension : extension; // GCOVR_EXCL_BR_LINE: half-way, only an exception
-    TRACE_RETURN("%s", Shown(filtered));
-    return filtered;
+    return TRACED(std::move(filtered));
 }
 
 } // namespace QEL::FrontEnd::FileCache

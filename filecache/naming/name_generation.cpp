@@ -25,8 +25,7 @@ std::string CFileCache::Generate_Cached_File_Name_from_Mime_Type(const std::stri
                    Default_Extension);
         name += Default_Extension;
     }
-    TRACE_RETURN("%s", Shown(name));
-    return name;
+    return TRACED(std::move(name));
 }
 
 std::string CFileCache::Generate_Cached_File_Name_from_Contents(const std::string& mime_type, const char* file_contents,
@@ -44,8 +43,7 @@ std::string CFileCache::Generate_Cached_File_Name_from_Contents(const std::strin
         TRACE_DATA("mime_type2 = '%s'\n", mime_type2.c_str());
     }
     std::string name = Generate_Cached_File_Name_from_Mime_Type(mime_type2);
-    TRACE_RETURN("%s", Shown(name));
-    return name;
+    return TRACED(std::move(name));
 }
 
 std::string CFileCache::Generate_Cached_File_Name_from_File_Share(const std::string& absolute_path) {
@@ -74,8 +72,7 @@ std::string CFileCache::Generate_Cached_File_Name_from_File_Share(const std::str
         }
         name = Generate_Cached_File_Name_from_Mime_Type(mime_type);
     }
-    TRACE_RETURN("%s", Shown(name));
-    return name;
+    return TRACED(std::move(name));
 }
 
 } // namespace QEL::FrontEnd::FileCache

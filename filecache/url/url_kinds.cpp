@@ -51,29 +51,25 @@ bool Is_Left_In_Place(const std::string& path, int request_kind) {
 bool CFileCache::Is_Inet_URL(const std::string& url) {
     TRACE_CALL("url='%s'", url.c_str());
     const bool is_inet_url = Names_Web_File(url);
-    TRACE_RETURN("%s", Shown(is_inet_url));
-    return is_inet_url;
+    return TRACED(is_inet_url);
 }
 
 bool CFileCache::Is_File_URL(const std::string& url) {
     TRACE_CALL("url='%s'", url.c_str());
     const bool is_file_url = Is_Written_As_File_Url(url);
-    TRACE_RETURN("%s", Shown(is_file_url));
-    return is_file_url;
+    return TRACED(is_file_url);
 }
 
 bool CFileCache::Is_File_Share(const std::string& url) {
     TRACE_CALL("url='%s'", url.c_str());
     const bool is_file_share = Names_Share_File(url, *m_OS_Wrapper);
-    TRACE_RETURN("%s", Shown(is_file_share));
-    return is_file_share;
+    return TRACED(is_file_share);
 }
 
 bool CFileCache::Is_Local(const std::string& url) {
     TRACE_CALL("url='%s'", url.c_str());
     const bool is_local = !Is_Inet_URL(url) && !Is_File_URL(url) && !Is_File_Share(url);
-    TRACE_RETURN("%s", Shown(is_local));
-    return is_local;
+    return TRACED(is_local);
 }
 
 } // namespace QEL::FrontEnd::FileCache

@@ -1,11 +1,17 @@
 #include "tools/trace_reader/html.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <iterator>
+#include <utility>
 
 namespace QEL::FrontEnd::Trace_Reading {
 
 namespace {
+
+using Entity = std::pair<char, std::string_view>;
+constexpr Entity entities[] = {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
 
 std::string Visible_Byte(unsigned char byte) {
     constexpr std::string_view digits = "0123456789ABCDEF";
@@ -28,16 +34,9 @@ std::string Html_Text(std::string_view text) {
     for (std::size_t place = 0; place < text.size(); ++place) {
         const char character = text[place];
         const auto byte = static_cast<unsigned char>(character);
-        if (character == '&') {
-            html += "&amp;";
-        } else if (character == '<') {
-            html += "&lt;";
-        } else if (character == '>') {
-            html += "&gt;";
-        } else if (character == '"') {
-            html += "&quot;";
-        } else if (character == '\'') {
-            html += "&#39;";
+        const auto* const entity = std::ranges::find(entities, character, &Entity::first);
+        if (entity != std::end(entities)) {
+            html += entity->second;
         } else if ((byte < 0x20 && character != '\n') || byte == 0x7F) {
             html += Visible_Byte(byte);
         } else if (Begins_With_Direction_Mark(text.substr(place))) {

@@ -153,33 +153,11 @@ private:
 
     /// Writes a text between the indent and the width, broken at blanks where it can be.
     void Write_Wrapped(std::string_view text, std::size_t indent, std::string_view colour) const {
-        const std::string margin(indent, ' ');
         const std::size_t width = m_Layout.width ? std::max(*m_Layout.width, least_width) - indent : text.size();
-        while (Util::Columns_Of(text) > width) {
-            std::size_t end = 0;
-            std::size_t columns = 0;
-            std::size_t blank = 0;
-            for (; end < text.size(); ++end) {
-                const bool begins_a_character = (static_cast<unsigned char>(text[end]) & 0xC0) != 0x80;
-                if (begins_a_character && columns++ == width) {
-                    break;
-                }
-                if (text[end] == ' ') {
-                    blank = end;
-                }
+        for (const std::string_view line : Util::Wrapped(text, width, true)) {
+            if (!line.empty()) {
+                m_Write(std::string(indent, ' ') + Coloured(std::string(line), colour));
             }
-            if (end == text.size()) {
-                break;
-            }
-            if (text[end] == ' ') {
-                blank = end;
-            }
-            const std::size_t cut = blank > 0 ? blank : end;
-            m_Write(margin + Coloured(std::string(text.substr(0, cut)), colour));
-            text.remove_prefix(blank > 0 ? blank + 1 : end);
-        }
-        if (!text.empty()) {
-            m_Write(margin + Coloured(std::string(text), colour));
         }
     }
 

@@ -97,9 +97,6 @@ std::string_view Identifier_Of(Operation operation) {
 }
 
 std::string Trace_Reader::Add(std::string name, std::string content) {
-    if (content.empty() || content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF")) {
-        return Explain_Refusal(content);
-    }
     Normalise(content);
     m_Trace.files.push_back({std::move(name), std::move(content)});
     const bool is_trace = Split_Into_Records(m_Trace, static_cast<std::uint32_t>(m_Trace.files.size() - 1));

@@ -104,14 +104,10 @@ private:
     static constexpr std::chrono::milliseconds Longest_Sleep{100};
 
     int Lock_For(std::chrono::milliseconds duration) {
-        struct timespec end {};
-        ::clock_gettime(CLOCK_MONOTONIC, &end);
-        end.tv_nsec += static_cast<long>(duration.count()) * 1000000;
-        if (end.tv_nsec >= 1000000000) {
-            end.tv_nsec -= 1000000000;
-            ++end.tv_sec;
-        }
-        return ::pthread_mutex_clocklock(&m_Mutex, CLOCK_MONOTONIC, &end);
+        using namespace std::chrono;
+        const nanoseconds end = (steady_clock::now() + duration).time_since_epoch(); // that clock is CLOCK_MONOTONIC
+        const struct timespec until { end / seconds(1), (end % seconds(1)).count() };
+        return ::pthread_mutex_clocklock(&m_Mutex, CLOCK_MONOTONIC, &until);
     }
 #endif
 

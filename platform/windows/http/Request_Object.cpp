@@ -1,9 +1,7 @@
 #include "util/IRequest_Object.h"
 
 #include "platform/common/Http_Transfer.h"
-#include "platform/windows/handles/Bstr.h"
-#include "platform/windows/handles/Com_Pointer.h"
-#include "platform/windows/handles/Variant.h"
+#include "platform/windows/handles/Com_Values.h"
 #include "platform/windows/http/Failed_Attempt.h"
 #include "platform/windows/http/Proxy.h"
 #include "platform/windows/http/Xml_Http_Interfaces.h"

@@ -56,25 +56,13 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
 
 /// A text in lines of the terminal's width, further lines below the first one's text.
 std::string Wrapped(const std::string& first_indent, const std::string& text) {
-    const auto width = Terminal::Width();
-    const std::string indent(first_indent.size(), ' ');
     constexpr std::size_t least = 40;
-    std::string lines = first_indent;
-    std::size_t column = first_indent.size();
-    bool at_start = true;
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = std::min(text.find(' ', start), text.size());
-        const std::string word = text.substr(start, end - start);
-        const std::size_t word_width = Util::Columns_Of(word);
-        if (!at_start && width && column + 1 + word_width > std::max(*width, least)) {
-            lines += '\n' + indent;
-            column = indent.size();
-            at_start = true;
-        }
-        lines += (at_start ? "" : " ") + word;
-        column += word_width + (at_start ? 0 : 1);
-        at_start = false;
-        start = end + 1;
+    const auto width = Terminal::Width();
+    const auto columns = width ? std::max(*width, least) - first_indent.size() : text.size();
+    std::string lines;
+    for (const std::string_view line : Util::Wrapped(text, columns, false)) {
+        lines += lines.empty() ? first_indent : '\n' + std::string(first_indent.size(), ' ');
+        lines += line;
     }
     return lines;
 }
