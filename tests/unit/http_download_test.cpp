@@ -29,7 +29,7 @@ protected:
     }
 
     /// The body between these bounds, as the request object claims it.
-    std::string Download_Bounded(std::int32_t lower, std::int32_t upper) {
+    std::string Download_Bounded(std::int64_t lower, std::int64_t upper) {
         Script().change_body = [=, this](Response_Body& claimed) {
             claimed.data = body.data();
             claimed.lower_bound = lower;
@@ -127,15 +127,16 @@ TEST_F(Http_Download, WritesATextFileOfThePlatformInThePlaceOfAnother) {
 }
 
 TEST_F(Http_Download, TakesTheLengthFromBothBounds) {
-    constexpr std::int32_t greatest = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int64_t greatest = std::numeric_limits<std::int32_t>::max();
     struct Case {
-        std::int32_t lower;
-        std::int32_t upper;
+        std::int64_t lower;
+        std::int64_t upper;
         std::size_t length;
         std::string traced;
     };
     for (const Case& bounds : {Case{5, 9, 5, "lbound = 5, ubound = 10"}, Case{-3, 3, 7, "lbound = -3, ubound = 4"},
                                Case{greatest - 2, greatest, 3, "lbound = 2147483645, ubound = -2147483648"},
+                               Case{2 * greatest + 2, 2 * greatest + 6, 5, "lbound = 0, ubound = 5"},
                                Case{4, -4, 0, "lbound = 4, ubound = -3"}}) {
         g_services.uuids = {uuid};
         cache.m_Cache_Entries.clear();
@@ -152,6 +153,17 @@ TEST_F(Http_Download, IgnoresThatTheFileCannotBeWritten) {
     EXPECT_FALSE(download_error);
     EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, unwritable);
     EXPECT_THAT(All(), Traces("Closed file '" + unwritable + "'."));
+}
+
+TEST_F(Http_Download, LeavesTheCopyToThePlatformWhereThatPublishesBodies) {
+    std::string published;
+    Script().change_body = [&published](Response_Body& claimed) {
+        claimed.publish = [&published](const std::string& path) { published = path; };
+    };
+    EXPECT_EQ(Download(), Copy_Path());
+    EXPECT_EQ(published, Copy_Path());
+    EXPECT_FALSE(std::filesystem::exists(published));
+    EXPECT_THAT(All(), Traces("Closed file '" + published + "'."));
 }
 
 // Bodies

@@ -160,6 +160,14 @@ TEST_F(Wininet_Attempt, IgnoresThatTheFileCannotBeWritten) {
     EXPECT_THAT(entry.cached_file, testing::EndsWith("missing_folder/" + uuid + ".xml"));
 }
 
+TEST_F(Wininet_Attempt, LeavesTheCopyToThePlatformWhereThatPublishesBodies) {
+    std::string published;
+    g_services.client.publication = [&published](const std::string& path) { published = path; };
+    EXPECT_TRUE(Attempt(Get));
+    EXPECT_EQ(published, Copy_Path());
+    EXPECT_FALSE(std::filesystem::exists(Copy_Path()));
+}
+
 TEST_F(Wininet_Attempt, TakesTheTimeoutAsItStands) {
     cache.m_Connect_Timeout = 0;
     Attempt(Head);

@@ -206,6 +206,14 @@ TEST_F(Share_Failures, OfAFileThatIsLargerThanTheFreeSpaceComeBeforeItsContent) 
     EXPECT_EQ(head, "start");
 }
 
+TEST_F(Share_Failures, OfAFileThatIsLargerThanConfiguredComeBeforeItsContent) {
+    Configure_Server("[Software\\QEL\\QELLogon\\Options]\nLandscapeLargestFile = 1\n");
+    fs::resize_file(Publish("large.bin", "start"), (1U << 20) + 1);
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("large.bin")), 223u);
+    fs::resize_file(server().Files() / "large.bin", 1U << 20);
+    EXPECT_EQ(Copy_Error(Samba_Server::Path("large.bin")), 0u);
+}
+
 TEST_F(Share_Failures, OfASilentServerComeInTime) {
     const Socket silent = Listen_On_Free_Port(16);
     Configure_Port(Port_Of(silent));

@@ -195,7 +195,7 @@ std::string HttpClient::GetResponseHeader(const char* name) const {
 }
 
 Body_Publication HttpClient::GetBodyPublication() const {
-    return {};
+    return g_services.client.publication;
 }
 
 std::string_view HttpClient::GetResponseBody() const {

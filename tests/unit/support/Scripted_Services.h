@@ -92,6 +92,7 @@ struct Scripted_Services {
         unsigned long status = 200;
         std::map<std::string, std::string> headers;
         std::string body;
+        QEL::FrontEnd::Util::Body_Publication publication;
         std::function<void()> during_send;
     };
     Client_Script client;
