@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include <sys/resource.h>
@@ -116,19 +117,31 @@ TEST_F(Body_File_Test, NeverTakesTheNameOfAnotherFile) {
 
 TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
     const auto directory = m_Directory.Path().string();
-    const bool has_run = With_Small_Disk(directory, "10m", [&] {
+    const bool has_run = With_Small_Disk(directory, "40m", [&] {
         Body_File body(directory);
         std::uint32_t error = 0;
-        EXPECT_EQ(Fill(body, error), 9U);
+        EXPECT_EQ(Fill(body, error), 38U);
         EXPECT_EQ(error, Error_Disk_Full);
         EXPECT_EQ(m_Detail, ": the file system of " + directory +
                                 " has room for 0 MB more, as its last 5 % (1 GB at most) stay free");
 
         Body_File announced(directory);
-        EXPECT_EQ(Append(announced, "abc", 10 * Mb), Error_Disk_Full);
+        EXPECT_EQ(Append(announced, "abc", 40 * Mb), Error_Disk_Full);
     });
     if (!has_run) {
         GTEST_SKIP() << "this user may not mount a small file system";
+    }
+}
+
+TEST_F(Body_File_Test, LeavesOneGigabyteOfALargeDiskFree) {
+    const auto directory = m_Directory.Path().string();
+    const bool has_run = With_Small_Disk(directory, "100g", [&] { // of which nothing is taken
+        constexpr std::uint64_t room = 99ULL * 1024 * Mb;
+        EXPECT_EQ(Append(*std::make_unique<Body_File>(directory), "abc", room), 0U);
+        EXPECT_EQ(Append(*std::make_unique<Body_File>(directory), "abc", room + 1), Error_Disk_Full);
+    });
+    if (!has_run) {
+        GTEST_SKIP() << "this user may not mount a file system";
     }
 }
 
