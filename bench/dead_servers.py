@@ -98,10 +98,11 @@ def urls_of(host):
 
 
 def timed(name, tool, fsspec, urls, one_attempt, timeout=TIMEOUT):
-    """Results where the time shows how many attempts were made."""
-    results = [("ours", ours(tool, urls, timeout))]
-    results += [(peer, run(command)[0]) for peer, command in peers(fsspec, urls, timeout)]
-    return [(f"{name}/{who}", seconds, round(seconds / one_attempt)) for who, seconds in results]
+    """Results where the time shows how many attempts were made. What a program takes without any URL counts for none."""
+    results = [("ours", ours(tool, urls, timeout), 0)]
+    for (peer, command), (_, idle) in zip(peers(fsspec, urls, timeout), peers(fsspec, [], timeout)):
+        results.append((peer, run(command)[0], run(idle)[0]))
+    return [(f"{name}/{who}", seconds, round((seconds - start) / one_attempt)) for who, seconds, start in results]
 
 
 def silent(tool, fsspec):
