@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -89,11 +90,23 @@ protected:
 
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 
-    /// Compares all records, or the given ones, with those of expected/NAME.trace.
-    void Expect_Records(const std::string& name, const Recorded_Trace::Records& recorded) const {
-        Recorded_Trace::Expect_Records(name, values, recorded);
+    /// Compares all records, or the given ones, with these lines.
+    void Expect_Records(const std::string& lines, const Recorded_Trace::Records& recorded) const {
+        Recorded_Trace::Expect_Records(lines, values, recorded);
     }
-    void Expect_Records(const std::string& name) const { Expect_Records(name, Recorded_Trace::All()); }
+    void Expect_Records(const std::string& lines) const { Expect_Records(lines, Recorded_Trace::All()); }
+    /// Expects this record, or the records to end with these.
+    void Expect_Record(const std::string& line) const {
+        EXPECT_THAT(Recorded_Trace::Shown(Recorded_Trace::All()),
+                    testing::IsSupersetOf(Recorded_Trace::Lines_Of(line, values)));
+    }
+    void Expect_Last_Records(const std::string& lines, const Recorded_Trace::Records& recorded) const {
+        const auto expected = Recorded_Trace::Lines_Of(lines, values);
+        auto shown = Recorded_Trace::Shown(recorded);
+        shown.erase(shown.begin(), shown.end() - static_cast<std::ptrdiff_t>(std::min(shown.size(), expected.size())));
+        EXPECT_EQ(shown, expected);
+    }
+    void Expect_Last_Records(const std::string& lines) const { Expect_Last_Records(lines, Recorded_Trace::All()); }
 
     /// The records of a file up to the given one of those that hold a text.
     Recorded_Trace::Lines Before(const std::string& name, const std::string& text, int occurrence = 1) const {

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <sstream>
 
 namespace Recorded_Trace {
@@ -41,12 +39,11 @@ std::string Filled(std::string text, const Values& values) {
     return text;
 }
 
-/// The lines of a file as they stand there, without comments.
-Lines Written(const std::string& name) {
-    std::ifstream file(std::string(QEL_EXPECTED_RECORDS "/") + name + ".trace");
-    EXPECT_TRUE(file.is_open()) << name;
+/// The lines of a text as they stand there, without comments and indentation.
+Lines Written(std::istream& text) {
     Lines lines;
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; std::getline(text, line);) {
+        line.erase(0, std::min(line.find_first_not_of(' '), line.size()));
         if (!line.empty() && line.front() != '#') {
             lines.push_back(line);
         }
@@ -54,12 +51,19 @@ Lines Written(const std::string& name) {
     return lines;
 }
 
-/// The records that a line of a file stands for.
+Lines Written_In_File(const std::string& name) {
+    std::ifstream file(std::string(QEL_EXPECTED_RECORDS "/") + name + ".trace");
+    EXPECT_TRUE(file.is_open()) << name;
+    return Written(file);
+}
+
+/// The records that a line stands for.
 Lines Meant(const std::string& line, Values values) {
     if (!line.starts_with("= ")) {
         return {Filled(line, values)};
     }
-    std::istringstream words(line.substr(2));
+    const auto cut = line.find(" <");
+    std::istringstream words(line.substr(2, cut - 2));
     std::string name;
     words >> name;
     const Values outer = values;
@@ -71,7 +75,21 @@ Lines Meant(const std::string& line, Values values) {
         const auto equals = setting.find('=');
         values[setting.substr(0, equals)] = Filled(setting.substr(equals + 1), outer);
     }
-    return Expected(name, values);
+    Lines lines = Expected(name, values);
+    if (cut != std::string::npos) {
+        const int occurrence = line[cut + 2] == '<' ? 2 : 1;
+        lines = Before(lines, Filled(line.substr(cut + 2 + static_cast<std::size_t>(occurrence)), outer), occurrence);
+    }
+    return lines;
+}
+
+Lines Meant_By_All(const Lines& written, const Values& values) {
+    Lines all;
+    for (const std::string& line : written) {
+        const Lines meant = Meant(line, values);
+        all.insert(all.end(), meant.begin(), meant.end());
+    }
+    return all;
 }
 
 std::string Joined(const Lines& lines) {
@@ -80,26 +98,6 @@ std::string Joined(const Lines& lines) {
         all += line + '\n';
     }
     return all;
-}
-
-void Print(const std::string& name, const Values& values, const Records& recorded) {
-    std::string text = Joined(Shown(recorded));
-    for (const std::string& line : Written(name)) {
-        if (line.starts_with("= ")) {
-            if (const auto at = text.find(Joined(Meant(line, values))); at != std::string::npos) {
-                text.replace(at, Joined(Meant(line, values)).size(), line + '\n');
-            }
-        }
-    }
-    std::vector<std::pair<std::string, std::string>> longest_first(values.begin(), values.end());
-    std::stable_sort(longest_first.begin(), longest_first.end(),
-                     [](const auto& left, const auto& right) { return left.second.size() > right.second.size(); });
-    for (const auto& [value_name, value] : longest_first) {
-        if (value.size() > 3) {
-            Replace_All(text, Escaped(value), "{" + value_name + "}");
-        }
-    }
-    std::cout << "---- expected/" << name << ".trace\n" << text << "----\n";
 }
 
 } // namespace
@@ -132,11 +130,12 @@ Lines Shown(const Records& records) {
 }
 
 Lines Expected(const std::string& name, const Values& values) {
-    Lines lines;
-    for (const std::string& line : Written(name)) {
-        lines = lines + Meant(line, values);
-    }
-    return lines;
+    return Meant_By_All(Written_In_File(name), values);
+}
+
+Lines Lines_Of(const std::string& text, const Values& values) {
+    std::istringstream stream(text);
+    return Meant_By_All(Written(stream), values);
 }
 
 Lines Before(Lines lines, const std::string& text, int occurrence) {
@@ -170,11 +169,7 @@ void Expect_Lines(const Lines& expected, const Records& recorded) {
 }
 
 void Expect_Records(const std::string& name, const Values& values, const Records& recorded) {
-    if (std::getenv("QEL_PRINT_RECORDS") != nullptr) {
-        Print(name, values, recorded);
-    }
-    SCOPED_TRACE("expected/" + name + ".trace");
-    Expect_Lines(Expected(name, values), recorded);
+    Expect_Lines(name.find(' ') == std::string::npos ? Expected(name, values) : Lines_Of(name, values), recorded);
 }
 
 std::string Address_Text(const void* address) {

@@ -6,14 +6,13 @@
 #include <string>
 #include <vector>
 
-/// Whole sequences of records, each asserted once, from the files expected/NAME.trace.
+/// Expected records, in C++ or in the files expected/NAME.trace, which hold whole sequences that several tests share.
 ///
 /// A line is a record: its level (E, W, N, D for error, warning, note, additional data), its method and its
 /// text. The four pieces of an entry or exit are one line; "\n" is a line end inside a text, "\" at the end
-/// of a line says that the text has none. "{name}" is a value of the test. "= NAME key=value" stands for
-/// the records of another file, "#" begins a comment.
-///
-/// With QEL_PRINT_RECORDS in its environment, a test prints what each file it reads would have to be.
+/// of a line says that the text has none. "{name}" is a value of the test, "#" begins a comment.
+/// "= NAME key=value" stands for the records of a file; "< TEXT" behind it ends them before the first one
+/// that holds the text, "<< TEXT" before the second one.
 namespace Recorded_Trace {
 
 using Lines = std::vector<std::string>;
@@ -21,6 +20,9 @@ using Values = std::map<std::string, std::string>;
 
 /// Records as the files show them.
 Lines Shown(const Records& records);
+
+/// The records that lines stand for.
+Lines Lines_Of(const std::string& text, const Values& values);
 
 /// The lines of expected/NAME.trace.
 Lines Expected(const std::string& name, const Values& values);
