@@ -6,26 +6,20 @@ using testing::IsEmpty;
 
 namespace {
 
+const std::string s_set = "D Set_Cache_Directory: ";
+const std::string s_set_called = s_set + "CALL(absolute_dir_path='{path}')\n";
+const std::string s_set_begun = s_set_called + s_set + "Setting cache directory to '{path}'.\n";
+const std::string s_set_missing =
+    s_set_called + "E Set_Cache_Directory: Setting cache directory to non existing absolute_dir_path='{path}'.";
+const std::string s_set_no_list =
+    "= load\nD Deserialize: Cache metadata file '{metadata}' does not exist. Cache is empty.\n";
+
 class Cache_Directory : public Cache_Fixture {
 protected:
-    static constexpr const char* method = "Set_Cache_Directory";
-
-    static Records Begin(const std::string& path) { return Call(method, "absolute_dir_path='" + path + "'"); }
-    static Records Set(const std::string& path) {
-        return Begin(path) + Data(method, "Setting cache directory to '" + path + "'.\n");
-    }
-    static Records Missing(const std::string& path) {
-        return Begin(path) +
-               Error(method, "Setting cache directory to non existing absolute_dir_path='" + path + "'.\n");
-    }
-
-    /// What loading writes when there is no metadata file.
-    static Records Load_Nothing(const std::string& metadata_path, int cleared) {
-        return Call("Deserialize") +
-               Data("Deserialize", "Clearing cache " + std::to_string(cleared) + " entries...\n") +
-               Return("Get_Cache_Metadata", "'" + metadata_path + "'") +
-               Data("Deserialize", "Cache metadata read from '" + metadata_path + "'\n") +
-               Data("Deserialize", "Cache metadata file '" + metadata_path + "' does not exist. Cache is empty.\n");
+    bool Set(const std::string& path) {
+        Forget();
+        values["path"] = path;
+        return cache.Set_Cache_Directory(path);
     }
 
     /// Another existing directory beside the cache directory's files.
@@ -44,13 +38,12 @@ protected:
 TEST_F(Cache_Directory, AnEmptyPathOrAMissingDirectoryIsRefused) {
     cache.m_Cache_Directory = "C:\\before";
     cache.m_Cache_Entries["u"] = {"f", "m", 1};
-    EXPECT_FALSE(cache.Set_Cache_Directory(""));
-    EXPECT_EQ(All(), Begin("") + Error(method, "Trying to set the cache directory to absolute_dir_path=''.\n"));
+    EXPECT_FALSE(Set(""));
+    Expect_Records(s_set_called + "E Set_Cache_Directory: Trying to set the cache directory to absolute_dir_path=''.");
     EXPECT_THAT(os->calls, IsEmpty());
     for (const std::string& missing : {In_Cache("missing"), Write_File(In_Cache("file"), "")}) {
-        Forget();
-        EXPECT_FALSE(cache.Set_Cache_Directory(missing));
-        EXPECT_EQ(All(), Missing(missing));
+        EXPECT_FALSE(Set(missing));
+        Expect_Records(s_set_missing);
         EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + missing + ")"));
     }
     EXPECT_FALSE(std::filesystem::exists(In_Cache("missing"))) << "the cache never creates a directory";
@@ -59,8 +52,9 @@ TEST_F(Cache_Directory, AnEmptyPathOrAMissingDirectoryIsRefused) {
 }
 
 TEST_F(Cache_Directory, ADirectoryWithoutMetadataIsAnEmptyCache) {
-    EXPECT_TRUE(cache.Set_Cache_Directory(cache_directory));
-    EXPECT_EQ(All(), Set(cache_directory) + Load_Nothing(Metadata_Path(), 0) + Return(method, "ok = true"));
+    EXPECT_TRUE(Set(cache_directory));
+    values["cleared"] = "0";
+    Expect_Records(s_set_begun + s_set_no_list + s_set + "return value:(ok = true)");
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
     EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + cache_directory + ")"));
@@ -70,45 +64,38 @@ TEST_F(Cache_Directory, ADirectoryWithoutMetadataIsAnEmptyCache) {
 TEST_F(Cache_Directory, TheMetadataOfTheDirectoryIsLoaded) {
     const std::string copy = Write_File(In_Cache("a.txt"), "");
     Write_Metadata(cache_directory, copy, "http://server/a");
-    EXPECT_TRUE(cache.Set_Cache_Directory(cache_directory));
+    EXPECT_TRUE(Set(cache_directory));
     ASSERT_EQ(cache.m_Cache_Entries.count("http://server/a"), 1U);
     EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].cached_file, copy);
     EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].last_modified, "stamp");
     EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].last_checked_remotely, 7U);
-    EXPECT_EQ(Of({method}), Set(cache_directory) + Return(method, "ok = true"));
+    Expect_Records(s_set_begun + s_set + "return value:(ok = true)", Of({"Set_Cache_Directory"}));
 }
 
 TEST_F(Cache_Directory, TheSameDirectoryIsLoadedOnlyOnce) {
     Use_Cache_Directory();
     cache.m_Cache_Entries["u"] = {"f", "m", 1};
     Write_Metadata(cache_directory, Write_File(In_Cache("a.txt"), ""), "http://server/a");
-    EXPECT_TRUE(cache.Set_Cache_Directory(cache_directory));
-    EXPECT_EQ(All(),
-              Begin(cache_directory) + Data(method, "Cache directory is already the same as absolute_dir_path='" +
-                                                        cache_directory + "'.\n"));
+    EXPECT_TRUE(Set(cache_directory));
+    Expect_Records(s_set_called + s_set + "Cache directory is already the same as absolute_dir_path='{path}'.");
     EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + cache_directory + ")"));
-    EXPECT_EQ(cache.m_Cache_Entries.count("u"), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
-}
+    EXPECT_THAT(Urls(), ElementsAre("u"));
 
-TEST_F(Cache_Directory, TheSameDirectoryMustStillExist) {
-    Use_Cache_Directory();
     os->on_directory_exists = [](const std::string&) { return false; };
-    EXPECT_FALSE(cache.Set_Cache_Directory(cache_directory));
-    EXPECT_EQ(All(), Missing(cache_directory));
+    EXPECT_FALSE(Set(cache_directory)) << "it must still exist";
+    Expect_Records(s_set_missing);
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
 }
 
 TEST_F(Cache_Directory, LetterCaseAndTrailingSeparatorsMakeAnotherDirectory) {
     os->on_directory_exists = [](const std::string&) { return true; };
-    std::string previous;
     for (const std::string path : {"Q:\\qel no such\\Cache", "Q:\\qel no such\\cache", "Q:\\qel no such\\cache\\",
                                    "q:\\qel no such\\cache\\", "Q:/qel no such/cache"}) {
         cache.m_Cache_Entries = {{"u", {"f", "m", 1}}};
-        Forget();
-        EXPECT_TRUE(cache.Set_Cache_Directory(path));
-        EXPECT_EQ(All(),
-                  Set(path) + Load_Nothing(path + "\\qelfilecache_Metadata.txt", 1) + Return(method, "ok = true"));
+        EXPECT_TRUE(Set(path));
+        values["metadata"] = path + "\\qelfilecache_Metadata.txt";
+        values["cleared"] = "1";
+        Expect_Records(s_set_begun + s_set_no_list + s_set + "return value:(ok = true)");
         EXPECT_EQ(cache.m_Cache_Directory, path);
         EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
     }
@@ -118,10 +105,10 @@ TEST_F(Cache_Directory, DamagedMetadataFailsAndKeepsTheNewDirectory) {
     cache.m_Cache_Directory = "C:\\before";
     cache.m_Cache_Entries["u"] = {"f", "m", 1};
     Write_File(Metadata_Path(), "rubbish");
-    EXPECT_FALSE(cache.Set_Cache_Directory(cache_directory));
+    EXPECT_FALSE(Set(cache_directory));
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-    EXPECT_EQ(Of({method}), Set(cache_directory) + Return(method, "ok = false"));
+    Expect_Records(s_set_begun + s_set + "return value:(ok = false)", Of({"Set_Cache_Directory"}));
 
     EXPECT_TRUE(cache.Set_Cache_Directory(cache_directory)) << "it is the same directory now";
 }
@@ -138,15 +125,13 @@ TEST_F(Cache_Directory, AnotherDirectoryReplacesTheEntriesAndLeavesTheOldOneAlon
     const std::string first_metadata = Content((directory / "first" / "qelfilecache_Metadata.txt").string());
 
     EXPECT_TRUE(cache.Set_Cache_Directory(second));
-    EXPECT_EQ(cache.m_Cache_Entries.count("http://server/second"), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
+    EXPECT_THAT(Urls(), ElementsAre("http://server/second"));
     EXPECT_EQ(Content((directory / "first" / "qelfilecache_Metadata.txt").string()), first_metadata);
     EXPECT_EQ(Content(first_copy), "first");
     EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
 
     EXPECT_TRUE(cache.Set_Cache_Directory(first));
-    EXPECT_EQ(cache.m_Cache_Entries.count("http://server/first"), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
+    EXPECT_THAT(Urls(), ElementsAre("http://server/first"));
 }
 
 TEST_F(Cache_Directory, LeavesTheSweepAndTheOutcomeOfEarlierRequestsAlone) {

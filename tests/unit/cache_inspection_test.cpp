@@ -216,7 +216,7 @@ TEST_F(Inspection, RecordsOnlyTheTestOfTheStatus) {
         Script().status = {404};
         Forget();
         inspection.Ask_Remote_Side(explained);
-        EXPECT_EQ(All(), Call("HTTP_Status_OK", "http_status=404\n") + Return("HTTP_Status_OK", "false"));
+        Expect_Records("= http_status status=404 ok=false");
     }
     Script().send = Access_Denied;
     Forget();

@@ -1,5 +1,4 @@
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Records.h"
 
 using namespace Recorded_Trace;
 using testing::ElementsAre;
@@ -7,59 +6,57 @@ using testing::IsEmpty;
 
 namespace {
 
+const std::string s_gone = "D Remove_From_Cache: File already deleted, url = '{url}', cached_file = '{old_copy}'.\n";
+const std::string s_not_deleted =
+    "W Remove_From_Cache: File could not be deleted, url = '{url}', cached_file = '{old_copy}'.\n";
+const std::string s_remote =
+    "W Remove_From_Cache: Performance notification: Using remote drive for caching remote files. "
+    "Performance may suffer. url='{url}', cached_file='{old_copy}'.\n";
+const std::string s_unnamed =
+    "D ---- BUG ----\nE Remove_From_Cache: Empty cached file names not expected, url = '{url}'.\n";
+
 class Entry_Removal : public Cache_Fixture {
 protected:
     Entry_Removal() { cache.m_Cache_Directory = cache_directory; }
 
-    static constexpr const char* method = "Remove_From_Cache";
-
-    static Lines Removed(const std::string& url, const std::string& cached_file, const std::string& last_modified) {
-        return Expected(
-            "remove_entry",
-            {{"url", url}, {"old_copy", cached_file}, {"old_entry", Entry_Text(cached_file, last_modified)}});
+    /// The values of an entry whose URL and stamp are the same.
+    void Of_Entry(const std::string& url, const std::string& copy) {
+        values["url"] = url;
+        values["old_copy"] = copy;
+        values["old_entry"] = Entry_Text(copy, url);
     }
-    /// The same up to the look at the copy.
-    static Lines Begin(const std::string& url, const std::string& cached_file, const std::string& last_modified) {
-        return Recorded_Trace::Before(Removed(url, cached_file, last_modified), "Is_Local");
+    /// The records of a removal that says something behind its look at the copy.
+    static std::string Ended(const std::string& kind, const std::string& said, const std::string& result) {
+        return "= remove_entry < Is_Local\n" + (kind.empty() ? "" : "= is_local_" + kind + " url={old_copy}\n") + said +
+               "D Remove_From_Cache: return value:(" + result + ")\n";
     }
-    static Lines Is_Local(const std::string& kind, const std::string& path) {
-        return Expected("is_local_" + kind, {{"url", path}});
-    }
-    /// A removal that fails, or finds no copy, and says so.
-    static Lines Ended(const std::string& url, const std::string& copy, const Records& said, bool result) {
-        return Begin(url, copy, "m" + url) + (copy.empty() ? Lines() : Is_Local("path", copy)) + said +
-               Return(method, result ? "true" : "false");
-    }
-    static Records Gone(const std::string& url, const std::string& copy) {
-        return Data(method, "File already deleted, url = '" + url + "', cached_file = '" + copy + "'.\n");
-    }
-    static Records Not_Deleted(const std::string& url, const std::string& copy) {
-        return Warning(method, "File could not be deleted, url = '" + url + "', cached_file = '" + copy + "'.\n");
-    }
-    static Records Unnamed(const std::string& url) {
-        return Bug() + Error(method, "Empty cached file names not expected, url = '" + url + "'.\n");
-    }
-    static Records Next(const std::string& url, const std::string& entry) {
-        return Data("Clear", "Next file cache entry: " + url + " / " + entry + "\n");
+    /// The lines as they are for one entry of Clear.
+    std::string In_Clear(const std::string& url, const std::string& copy, const std::string& lines, bool removed) {
+        Of_Entry(url, copy);
+        return Joined(
+            Lines_Of("D Clear: Next file cache entry: {url} / {old_entry}\n" + lines +
+                         (removed ? "" : "\nE Clear: Entry could not be removed from file cache: {url} / {old_entry}"),
+                     values));
     }
 };
 
 TEST_F(Entry_Removal, OfAnUnknownUrlTouchesNothing) {
     const std::string kept = Cache_Copy("http://server/A", "a.txt", "m", 1);
     EXPECT_TRUE(cache.Remove_From_Cache("http://server/a"));
-    EXPECT_EQ(All(), Call(method, "url='http://server/a'") +
-                         Data(method, "Cache entry for URL 'http://server/a' not found. Removal is not needed.\n") +
-                         Return(method, "true"));
+    Of_Entry("http://server/a", "");
+    Expect_Records("= remove_unknown");
     EXPECT_THAT(os->calls, IsEmpty());
     EXPECT_EQ(Content(kept), "old");
     EXPECT_THAT(Urls(), ElementsAre("http://server/A"));
 }
 
-TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntry) {
-    const std::string copy = Cache_Copy("http://server/a", "a.txt", "m", 1);
+TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntryWhoseKeyMayBeAsked) {
+    const std::string url = "http://server/a-key-too-long-for-a-small-buffer";
+    const std::string copy = Cache_Copy(url, "a.txt", url, 1);
     const std::string other = Cache_Copy("http://server/b", "b.txt", "m", 1);
-    EXPECT_TRUE(cache.Remove_From_Cache("http://server/a"));
-    Expect_Lines(Removed("http://server/a", copy, "m"), All());
+    EXPECT_TRUE(cache.Remove_From_Cache(cache.m_Cache_Entries.begin()->first));
+    Of_Entry(url, copy);
+    Expect_Records("= remove_entry");
     EXPECT_EQ(os->Calls_Of("File_Exists"), 1U);
     EXPECT_THAT(std::vector<std::string>(os->calls.end() - 2, os->calls.end()),
                 ElementsAre("File_Exists(" + copy + ")", "Delete_File(" + copy + ")"));
@@ -68,23 +65,32 @@ TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntry) {
     EXPECT_THAT(Urls(), ElementsAre("http://server/b"));
 }
 
-TEST_F(Entry_Removal, OfAnEntryWhoseCopyIsGoneSucceeds) {
-    const std::string copy = In_Cache("gone.txt");
-    cache.m_Cache_Entries["u"] = {copy, "mu", 1};
-    EXPECT_TRUE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Ended("u", copy, Gone("u", copy), true), All());
-    EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
-    EXPECT_THAT(Urls(), IsEmpty());
+TEST_F(Entry_Removal, OfACopyThatIsGoneUnnamedOrRemoteDropsTheEntry) {
+    os->on_get_drive_type = [](const std::string&) { return 4U; };
+    os->on_file_exists = os->on_delete_file = [](const std::string& path) { return path.starts_with("N:"); };
+    for (const auto& [copy, kind, said, result] : {std::tuple{In_Cache("gone.txt"), "path", s_gone, true},
+                                                   {std::string(), "", s_unnamed, false},
+                                                   {std::string("N:\\cache\\a.txt"), "share", s_remote, true}}) {
+        Forget();
+        cache.m_Cache_Entries["u"] = {copy, "u", 1};
+        EXPECT_EQ(cache.Remove_From_Cache("u"), result);
+        Of_Entry("u", copy);
+        Expect_Records(Ended(kind, said, result ? "true" : "false"));
+        EXPECT_EQ(os->Calls_Of("File_Exists"), copy.empty() ? 0U : 1U);
+        EXPECT_EQ(os->Calls_Of("Delete_File"), copy.starts_with("N:") ? 1U : 0U);
+        EXPECT_THAT(Urls(), IsEmpty());
+    }
 }
 
 TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
     os->on_delete_file = [](const std::string&) { return false; };
-    const std::string copy = Cache_Copy("u", "a.txt", "mu", 7);
+    const std::string copy = Cache_Copy("u", "a.txt", "u", 7);
     EXPECT_FALSE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Ended("u", copy, Not_Deleted("u", copy), false), All());
+    Of_Entry("u", copy);
+    Expect_Records(Ended("path", s_not_deleted, "false"));
     ASSERT_THAT(Urls(), ElementsAre("u"));
     EXPECT_EQ(cache.m_Cache_Entries["u"].cached_file, copy);
-    EXPECT_EQ(cache.m_Cache_Entries["u"].last_modified, "mu");
+    EXPECT_EQ(cache.m_Cache_Entries["u"].last_modified, "u");
     EXPECT_EQ(cache.m_Cache_Entries["u"].last_checked_remotely, 7U);
 
     os->on_delete_file = nullptr;
@@ -92,96 +98,46 @@ TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
     EXPECT_THAT(Urls(), IsEmpty());
 }
 
-TEST_F(Entry_Removal, DropsAnEntryWithoutCopyAndFails) {
-    cache.m_Cache_Entries["u"] = {"", "mu", 1};
-    EXPECT_FALSE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Ended("u", "", Unnamed("u"), false), All());
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_THAT(Urls(), IsEmpty());
-}
-
-TEST_F(Entry_Removal, NotesACopyOnARemoteDriveAndGoesOn) {
-    const std::string copy = "N:\\cache\\a.txt";
-    os->on_get_drive_type = [](const std::string&) { return 4U; };
-    os->on_file_exists = [](const std::string&) { return true; };
-    os->on_delete_file = [](const std::string&) { return true; };
-    cache.m_Cache_Entries["u"] = {copy, "m", 1};
-    EXPECT_TRUE(cache.Remove_From_Cache("u"));
-    Expect_Lines(Begin("u", copy, "m") + Is_Local("share", copy) +
-                     Warning(method, "Performance notification: Using remote drive for caching remote files. "
-                                     "Performance may suffer. url='u', cached_file='" +
-                                         copy + "'.\n") +
-                     Return(method, "true"),
-                 All());
-    EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(" + copy + ")", "Get_Drive_Type(N:)",
-                                       "File_Exists(" + copy + ")", "Delete_File(" + copy + ")"));
-    EXPECT_THAT(Urls(), IsEmpty());
-}
-
-TEST_F(Entry_Removal, AcceptsTheKeyOfTheEntryItself) {
-    Cache_Copy("http://server/a-key-too-long-for-a-small-buffer", "a.txt", "m", 1);
-    EXPECT_TRUE(cache.Remove_From_Cache(cache.m_Cache_Entries.begin()->first));
-    EXPECT_THAT(Urls(), IsEmpty());
-}
-
 // Clear
 
-class Clearing : public Entry_Removal {};
-
-TEST_F(Clearing, OfAnEmptyCacheTracesCallAndResultAlone) {
+TEST_F(Entry_Removal, OfAllOfAnEmptyCacheTracesCallAndResultAlone) {
     for (const std::string& set_directory : {cache_directory, std::string()}) {
         Forget();
         cache.m_Cache_Directory = set_directory;
         EXPECT_TRUE(cache.Clear());
-        EXPECT_EQ(All(), Call("Clear") + Return("Clear", "true"));
+        Expect_Records("D Clear: CALL\nD Clear: return value:(true)");
         EXPECT_THAT(os->calls, IsEmpty());
     }
 }
 
-TEST_F(Clearing, RemovesEveryEntryInTheOrderOfTheUrls) {
-    const std::string b = Cache_Copy("http://server/b", "b.txt", "mb", 2);
-    const std::string a = Cache_Copy("http://server/a", "a.txt", "ma", 1);
-    const std::string upper = Cache_Copy("http://server/Z", "z.txt", "mz", 1);
+TEST_F(Entry_Removal, OfAllGoesInTheOrderOfTheUrls) {
+    const std::string b = Cache_Copy("b", "b.txt", "b", 2);
+    const std::string a = Cache_Copy("a", "a.txt", "a", 1);
+    const std::string upper = Cache_Copy("Z", "z.txt", "Z", 1);
     EXPECT_TRUE(cache.Clear());
-    Expect_Lines(Call("Clear") + Next("http://server/Z", Entry_Text(upper, "mz")) +
-                     Removed("http://server/Z", upper, "mz") + Next("http://server/a", Entry_Text(a, "ma")) +
-                     Removed("http://server/a", a, "ma") + Next("http://server/b", Entry_Text(b, "mb")) +
-                     Removed("http://server/b", b, "mb") + Return("Clear", "true"),
-                 All());
+    Expect_Records("D Clear: CALL\n" + In_Clear("Z", upper, "= remove_entry", true) +
+                   In_Clear("a", a, "= remove_entry", true) + In_Clear("b", b, "= remove_entry", true) +
+                   "D Clear: return value:(true)");
     EXPECT_THAT(Urls(), IsEmpty());
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
-TEST_F(Clearing, KeepsOnlyWhatCannotBeDeletedAndFailsForAnEntryWithoutCopy) {
-    cache.m_Cache_Entries["a"] = {"", "ma", 1};
-    const std::string b = Cache_Copy("b", "b.txt", "mb", 2);
-    const std::string c = Cache_Copy("c", "c.txt", "mc", 3);
+TEST_F(Entry_Removal, OfAllKeepsOnlyWhatCannotBeDeletedAndFailsForAnEntryWithoutCopy) {
+    cache.m_Cache_Entries["a"] = {"", "a", 1};
+    const std::string b = Cache_Copy("b", "b.txt", "b", 2);
+    const std::string c = Cache_Copy("c", "c.txt", "c", 3);
     os->on_delete_file = [&](const std::string& path) { return path != b && std::filesystem::remove(path); };
-    const auto not_removed = [](const std::string& url, const std::string& entry) {
-        return Error("Clear", "Entry could not be removed from file cache: " + url + " / " + entry + "\n");
-    };
     EXPECT_FALSE(cache.Clear());
-    Expect_Lines(Call("Clear") + Next("a", Entry_Text("", "ma")) + Ended("a", "", Unnamed("a"), false) +
-                     not_removed("a", Entry_Text("", "ma")) + Next("b", Entry_Text(b, "mb")) +
-                     Ended("b", b, Not_Deleted("b", b), false) + not_removed("b", Entry_Text(b, "mb")) +
-                     Next("c", Entry_Text(c, "mc")) + Removed("c", c, "mc") + Return("Clear", "false"),
-                 All());
+    Expect_Records("D Clear: CALL\n" + In_Clear("a", "", Ended("", s_unnamed, "false"), false) +
+                   In_Clear("b", b, Ended("path", s_not_deleted, "false"), false) +
+                   In_Clear("c", c, "= remove_entry", true) + "D Clear: return value:(false)");
     EXPECT_THAT(Urls(), ElementsAre("b"));
+    EXPECT_EQ(os->Calls_Of("Delete_File"), 2U) << "each entry is visited once";
 }
 
-TEST_F(Clearing, VisitsEachEntryOnceWhenNothingCanBeDeleted) {
-    for (int i = 0; i < 5; ++i) {
-        Cache_Copy("u" + std::to_string(i), std::to_string(i) + ".txt", "m", 1);
-    }
-    os->on_delete_file = [](const std::string&) { return false; };
-    EXPECT_FALSE(cache.Clear());
-    EXPECT_EQ(os->Calls_Of("Delete_File"), 5U);
-    EXPECT_EQ(Urls().size(), 5U);
-}
-
-TEST_F(Clearing, LeavesTheMetadataFileAndFilesWithoutEntryAlone) {
+TEST_F(Entry_Removal, OfAllLeavesTheMetadataFileAndFilesWithoutEntryAlone) {
     const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "stray");
-    const std::string copy = Cache_Copy("http://server/a", "a.txt", "m", 1);
+    values["copy"] = Cache_Copy("http://server/a", "a.txt", "m", 1);
     cache.Serialize();
     const std::string metadata = Content(Metadata_Path());
     EXPECT_TRUE(cache.Clear());
@@ -193,9 +149,9 @@ TEST_F(Clearing, LeavesTheMetadataFileAndFilesWithoutEntryAlone) {
     Forget();
     EXPECT_TRUE(cache.Deserialize());
     EXPECT_THAT(Urls(), IsEmpty());
-    EXPECT_EQ(Above_Additional_Data(),
-              Warning("Deserialize", "Cached file does not exist. Entry ignored: entry #0, URL='http://server/a', " +
-                                         Entry_Text(copy, "m") + "\n"));
+    Expect_Records("W Deserialize: Cached file does not exist. Entry ignored: entry #0, URL='http://server/a', "
+                   "<CacheEntry cached_file=\"{copy}\" last_modified=\"m\"/>",
+                   Above_Additional_Data());
 }
 
 } // namespace

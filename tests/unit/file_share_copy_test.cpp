@@ -1,4 +1,3 @@
-#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Share_Fixture.h"
 #include "util/Dead_Servers.h"
 
@@ -15,7 +14,9 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string s_copying = "Download_File_Share";
+const std::string s_copy_returned = "\nD Download_File_Share: return value:('')";
+const std::string s_copy_failed =
+    "E Download_File_Share: Copy file failed for URL: '{url}', cached file: '{copy}' , GetLastError returned ";
 
 class File_Share_Copy : public Share_Fixture {
 protected:
@@ -37,15 +38,6 @@ protected:
         EXPECT_EQ(cache.m_errFileShareDownLoad, code);
     }
 
-    /// The records up to the note that the file was copied.
-    Lines Examined() const { return Before("share_copy", "N Download_File_Share"); }
-    Records Warned() const {
-        return Warning(s_copying, "Trying to download a file share URL that cannot be stat-ed: '" + share +
-                                      "', error code " + values.at("stat_error") + ".\n");
-    }
-
-    static Records Returned_Nothing() { return Return(s_copying, "''"); }
-
     /// The calls of the services, without those about drives.
     std::vector<std::string> Calls() const {
         std::vector<std::string> calls = os->calls;
@@ -62,36 +54,22 @@ protected:
 };
 
 TEST_F(File_Share_Copy, CopiesTheFileAndRecordsTheEntry) {
-    EXPECT_EQ(Fetch(), Copy_Path());
+    for (const bool before : {false, true}) {
+        for (const int code : {0, 1, 2, 3, 4}) {
+            cache.m_Cache_Entries.clear();
+            std::filesystem::remove(Copy_Path());
+            EXPECT_EQ(Fetch_After(before, code), Copy_Path());
+            Expect_Error(false, code);
+            Expect_Records("= share_copy");
+        }
+    }
     EXPECT_EQ(Content(Copy_Path()), source);
-    ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
-    const auto& entry = cache.m_Cache_Entries.at(share);
-    EXPECT_EQ(entry.cached_file, Copy_Path());
-    EXPECT_EQ(entry.last_modified, "132000000000000001");
-    EXPECT_EQ(entry.last_checked_remotely, os->current_time);
-    EXPECT_EQ(Content(Metadata_Path()),
-              Text_File({"QEL Logon Landscape Cache Metadata", "version", "2", "entries", "1", "132000000000000001",
-                         std::to_string(os->current_time), Copy_Path(), share}));
-}
-
-TEST_F(File_Share_Copy, AsksTheServicesAndTracesEachStepInOrder) {
-    Fetch();
-    Expect_Records("share_copy");
     EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")", "Stat_File(" + share + ", 0)",
                                      "Get_Current_Time()", "Copy_File(" + share + ", " + Copy_Path() + ", 1)",
                                      "File_Exists(" + Copy_Path() + ")"));
-}
-
-TEST_F(File_Share_Copy, ClearsTheErrorFlagAndKeepsTheCodeOfBefore) {
-    for (const bool before : {false, true}) {
-        for (const int code : {0, 1, 2, 3, 4}) {
-            download_error = before;
-            cache.m_errFileShareDownLoad = code;
-            EXPECT_NE(Fetch(), "");
-            EXPECT_FALSE(download_error);
-            EXPECT_EQ(cache.m_errFileShareDownLoad, code);
-        }
-    }
+    EXPECT_EQ(Content(Metadata_Path()),
+              Text_File({"QEL Logon Landscape Cache Metadata", "version", "2", "entries", "1", "132000000000000001",
+                         std::to_string(os->current_time), Copy_Path(), share}));
 }
 
 TEST_F(File_Share_Copy, LeavesTheMembersOfInternetRequestsAlone) {
@@ -112,7 +90,7 @@ TEST_F(File_Share_Copy, ReplacesTheOlderCopy) {
     EXPECT_FALSE(std::filesystem::exists(old_copy));
     ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
     EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, Copy_Path());
-    Expect_Records("share_copy");
+    Expect_Records("= share_copy");
 }
 
 TEST_F(File_Share_Copy, WritesTheTimeAsPlainDecimalsAndTracesItsLowHalf) {
@@ -126,7 +104,7 @@ TEST_F(File_Share_Copy, WritesTheTimeAsPlainDecimalsAndTracesItsLowHalf) {
         Use_Time(time);
         EXPECT_EQ(Fetch(), Copy_Path());
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, std::to_string(time));
-        Expect_Records("share_copy");
+        Expect_Records("= share_copy");
     }
 }
 
@@ -157,18 +135,16 @@ TEST_F(File_Share_Copy, TakesAPathOnADriveThatIsNoFixedDisk) {
 // What it refuses
 
 TEST_F(File_Share_Copy, RefusesALocalPathAndAnInternetUrl) {
-    const auto inet_test = Kind_Test("Is_Inet_URL", "http://server/landscape.xml", true);
-    for (const auto& [asked, kind, tested] : {std::tuple{"C:\\landscape.xml", "is_local_path", Records()},
-                                              std::tuple{"http://server/landscape.xml", "is_local_inet", inet_test}}) {
+    for (const auto& [asked, kind, tested] :
+         {std::tuple{"C:\\landscape.xml", "is_local_path", ""},
+          {"http://server/landscape.xml", "is_local_inet", "= kind_test test=Is_Inet_URL result=true\n"}}) {
         values["url"] = asked;
         for (const bool before : {false, true}) {
             EXPECT_EQ(Fetch_After(before, 4, asked), "");
             Expect_Error(false, 4);
-            Expect_Lines(Before("share_copy", "Is_Local") + Expected(kind, values) + tested + Bug() +
-                             Error(s_copying, std::string("Trying to download a file share that is local or Inet: '") +
-                                                  asked + "'.\n") +
-                             Returned_Nothing(),
-                         All());
+            Expect_Records(std::string("= share_copy < Is_Local\n= ") + kind + "\n" + tested + "D ---- BUG ----\n" +
+                           "E Download_File_Share: Trying to download a file share that is local or Inet: '{url}'." +
+                           s_copy_returned);
             EXPECT_THAT(Calls(), IsEmpty());
             Expect_Nothing_Kept();
         }
@@ -177,15 +153,13 @@ TEST_F(File_Share_Copy, RefusesALocalPathAndAnInternetUrl) {
 
 TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
     std::filesystem::remove_all(directory);
+    values["directory"] = cache_directory;
     for (const bool before : {false, true}) {
         EXPECT_EQ(Fetch_After(before, 2), "");
         Expect_Error(false, 2);
-        Expect_Lines(Before("share_copy", "Downloading") + Bug() +
-                         Error(s_copying, "Cache directory does not exist. It needs to be created before using "
-                                          "the cache: '" +
-                                              cache_directory + "'.\n") +
-                         Returned_Nothing(),
-                     All());
+        Expect_Records("= share_copy < Downloading\nD ---- BUG ----\nE Download_File_Share: Cache directory does not "
+                       "exist. It needs to be created before using the cache: '{directory}'." +
+                       s_copy_returned);
         EXPECT_THAT(Calls(), ElementsAre("Directory_Exists(" + cache_directory + ")"));
     }
     EXPECT_FALSE(std::filesystem::exists(directory));
@@ -204,10 +178,14 @@ TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExamined) {
         EXPECT_EQ(Fetch_After(before, 0), Copy_Path());
         Expect_Error(false, 1);
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
-        Lines expected = Expected("share_copy", values);
-        expected.insert(expected.begin() + static_cast<std::ptrdiff_t>(Before("share_copy", "Downloading").size()),
-                        Shown(Warned()).front());
-        Expect_Lines(expected, All());
+        Lines recorded = Shown(All());
+        const Lines warned = Lines_Of("= share_copy < Downloading\nW Download_File_Share: Trying to download a file "
+                                      "share URL that cannot be stat-ed: '{url}', error code 5.",
+                                      values);
+        ASSERT_GT(recorded.size(), warned.size());
+        EXPECT_EQ(recorded[warned.size() - 1], warned.back());
+        recorded.erase(recorded.begin() + static_cast<std::ptrdiff_t>(warned.size()) - 1);
+        EXPECT_EQ(recorded, Lines_Of("= share_copy", values));
     }
 }
 
@@ -222,14 +200,36 @@ TEST_F(File_Share_Copy, AFailedCopyOutweighsAFailedExamination) {
 // A copy that fails
 
 /// What a failed copy says, and that it keeps nothing but the older copy, if there is one.
-class File_Share_Copy_Failure : public File_Share_Copy {
-protected:
-    void Expect_Failure(int code, const Records& said, const std::string& last_call) {
+TEST_F(File_Share_Copy, ThatFailsKeepsNothingButTheOlderCopy) {
+    const std::string copied = "Copy_File(" + share + ", " + Copy_Path() + ", 1)";
+    const struct {
+        bool succeeds; ///< by its own account: there is no file
+        bool is_named;
+        int code;
+        std::uint32_t last_error;
+        std::string said;
+        std::string last_call;
+    } cases[] = {
+        {false, true, 2, 64, s_copy_failed + "64.", copied},
+        {true, true, 4, 0xFFFFFFFF,
+         "D ---- BUG ----\nE Download_File_Share: Copy file succeeded but the target still does not exist? URL: "
+         "'{url}', cached file: '{copy}' , GetLastError returned -1.",
+         "File_Exists(" + Copy_Path() + ")"},
+        {true, false, 2, 14, s_copy_failed + "14.", "Get_Current_Time()"},
+    };
+    for (const auto& failure : cases) {
+        os->on_copy_file = [&](const std::string&, const std::string&, int) { return failure.succeeds ? 1 : 0; };
+        g_services.last_error = failure.last_error;
+        g_services.uuid_throws = !failure.is_named;
+        values["copy"] = failure.is_named ? Copy_Path() : "";
         for (const bool before : {false, true}) {
             EXPECT_EQ(Fetch_After(before, 0), "");
-            Expect_Error(true, code);
-            Expect_Lines(Examined() + said + Returned_Nothing(), All());
-            EXPECT_EQ(os->calls.back(), last_call);
+            Expect_Error(true, failure.code);
+            if (failure.is_named) {
+                Expect_Records("= share_copy < N Download_File_Share\n" + failure.said + s_copy_returned);
+            }
+            Expect_Last_Records(failure.said + s_copy_returned);
+            EXPECT_EQ(os->calls.back(), failure.last_call);
             Expect_Nothing_Kept();
         }
         const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
@@ -237,25 +237,8 @@ protected:
         EXPECT_EQ(Content(old_copy), "old");
         EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, 1U);
+        cache.m_Cache_Entries.clear();
     }
-};
-
-TEST_F(File_Share_Copy_Failure, OfTheSystem) {
-    copy_fails = true;
-    g_services.last_error = 64;
-    Expect_Failure(2,
-                   Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" + Copy_Path() +
-                                        "' , GetLastError returned 64.\n"),
-                   "Copy_File(" + share + ", " + Copy_Path() + ", 1)");
-}
-
-TEST_F(File_Share_Copy_Failure, OfACopyThatIsNotThere) {
-    os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
-    g_services.last_error = 0xFFFFFFFF;
-    Expect_Failure(4,
-                   Bug() + Error(s_copying, "Copy file succeeded but the target still does not exist? URL: '" + share +
-                                                "', cached file: '" + Copy_Path() + "' , GetLastError returned -1.\n"),
-                   "File_Exists(" + Copy_Path() + ")");
 }
 
 TEST_F(File_Share_Copy, SaysWhyTheServerWasNotAsked) {
@@ -265,9 +248,8 @@ TEST_F(File_Share_Copy, SaysWhyTheServerWasNotAsked) {
     };
     g_services.last_error = 121;
     EXPECT_EQ(Fetch(), "");
-    EXPECT_EQ(Above_Additional_Data(), Error(s_copying, "Copy file failed for URL: '" + share + "', cached file: '" +
-                                                            Copy_Path() + "' , GetLastError returned 121.\n") +
-                                           Error(s_copying, "Description: The server was last tried at noon.\n"));
+    Expect_Records(s_copy_failed + "121.\nE Download_File_Share: Description: The server was last tried at noon.",
+                   Above_Additional_Data());
     EXPECT_EQ(cache.m_Additional_Error_Info, "=======================================\nFile: " + share +
                                                  "\nDescription: The server was last tried at noon.\n");
 }
@@ -292,21 +274,6 @@ TEST_F(File_Share_Copy, RaisesTheFailureOfALock) {
     os->on_copy_file = nullptr;
     g_services.on_file_extension = [&](const std::string&) -> std::string { throw lock_failure; };
     EXPECT_THROW(Fetch(), std::system_error);
-}
-
-TEST_F(File_Share_Copy, ACopyThatCannotBeNamedIsAFailedCopy) {
-    const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
-    g_services.uuid_throws = true;
-    g_services.last_error = 14;
-    for (const bool before : {false, true}) {
-        EXPECT_EQ(Fetch_After(before, 0), "");
-        Expect_Error(true, 2);
-        EXPECT_EQ(Above_Additional_Data(), Error(s_copying, "Copy file failed for URL: '" + share +
-                                                                "', cached file: '' , GetLastError returned 14.\n"));
-        EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
-    }
-    EXPECT_EQ(Content(old_copy), "old");
-    EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
 }
 
 TEST_F(File_Share_Copy, NeverOverwritesAnExistingFile) {

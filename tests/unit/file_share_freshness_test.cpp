@@ -1,4 +1,3 @@
-#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Share_Fixture.h"
 
 #include <cstdint>
@@ -10,8 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-const std::string s_share_check = "Is_File_Share_Expired";
 
 /// A cache that holds a copy of the file as it is now, last checked long ago.
 class File_Share_Freshness : public Share_Fixture {
@@ -42,9 +39,6 @@ protected:
         EXPECT_EQ(cache.m_errFileShareDownLoad, code);
     }
 
-    Lines Entered() const { return Before("share_check", "Serialize"); }
-    static Records Returned(bool expired) { return Return(s_share_check, expired ? "true" : "false"); }
-
     void Expect_Entry_Untouched() const {
         EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, checked_before);
@@ -65,6 +59,7 @@ TEST_F(File_Share_Freshness, AnUnchangedFileRenewsItsEntryAlone) {
     for (const bool before : {false, true}) {
         cache.m_Cache_Entries.at(share).last_checked_remotely = checked_before;
         EXPECT_FALSE(Expired_After(before, 2));
+        EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)", "Get_Current_Time()"));
         Expect_No_Error();
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, os->current_time);
         EXPECT_THAT(
@@ -77,12 +72,9 @@ TEST_F(File_Share_Freshness, AnUnchangedFileRenewsItsEntryAlone) {
     EXPECT_EQ(cache.m_Cache_Entries.at("\\\\server\\share\\other.xml").last_checked_remotely, 5U);
     EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
     EXPECT_EQ(cache.m_Additional_Error_Info, "before");
-}
-
-TEST_F(File_Share_Freshness, TracesEachStepInOrder) {
-    Expired();
-    Expect_Records("share_check");
-    EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)", "Get_Current_Time()"));
+    cache.m_Cache_Entries.erase("\\\\server\\share\\other.xml");
+    Expired_After(true, 0);
+    Expect_Records("= share_check");
 }
 
 TEST_F(File_Share_Freshness, AnEntryThatWasNeverWrittenIsStillFresh) {
@@ -98,7 +90,7 @@ TEST_F(File_Share_Freshness, AFileOfAnotherTimeIsExpired) {
         source_time = time;
         EXPECT_TRUE(Expired_After(true, 4)) << time;
         Expect_No_Error();
-        Expect_Lines(Entered() + Returned(true), All());
+        Expect_Records("= share_check_expired");
         EXPECT_THAT(os->calls, ElementsAre("Stat_File(" + share + ", 0)"));
         Expect_Entry_Untouched();
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "132000000000000001");
@@ -122,11 +114,9 @@ TEST_F(File_Share_Freshness, AUrlThatIsNotCachedIsExpired) {
     for (const bool before : {false, true}) {
         EXPECT_TRUE(Expired_After(before, 1));
         Expect_No_Error();
-        Expect_Lines(
-            Entered() + Bug() +
-                Error(s_share_check, "Checking for expired an URL that is not in the cache: '" + share + "'.\n") +
-                Returned(true),
-            All());
+        Expect_Records("= share_check_expired < return value\nD ---- BUG ----\n"
+                       "E Is_File_Share_Expired: Checking for expired an URL that is not in the cache: '{url}'.\n"
+                       "D Is_File_Share_Expired: return value:(true)");
         EXPECT_THAT(os->calls, IsEmpty());
     }
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
@@ -138,12 +128,10 @@ TEST_F(File_Share_Freshness, AFileThatCannotBeExaminedIsExpired) {
             stat_error = error;
             EXPECT_TRUE(Expired_After(before, 0));
             Expect_No_Error(1);
-            Expect_Lines(Entered() +
-                             Warning(s_share_check, "File share URL cannot be stat-ed: '" + share + "', error code " +
-                                                        std::to_string(error) +
-                                                        ". try to download the shared file directly.\n") +
-                             Returned(true),
-                         All());
+            values["error"] = std::to_string(error);
+            Expect_Records("= share_check_expired < return value\n"
+                           "W Is_File_Share_Expired: File share URL cannot be stat-ed: '{url}', error code {error}. "
+                           "try to download the shared file directly.\nD Is_File_Share_Expired: return value:(true)");
             Expect_Entry_Untouched();
         }
         EXPECT_TRUE(Expired(0, "0")) << "whatever its stamp";
@@ -157,11 +145,9 @@ TEST_F(File_Share_Freshness, AnEntryWithoutStampIsExpired) {
         cache.m_Cache_Entries.at(share).last_modified.clear();
         EXPECT_TRUE(Expired_After(before, 2));
         Expect_No_Error();
-        Expect_Lines(Entered() + Bug() +
-                         Error(s_share_check, "Cached file share '" + old_copy +
-                                                  "' modification time is empty. Treating as expired.\n") +
-                         Returned(true),
-                     All());
+        Expect_Records("= share_check_expired < return value\nD ---- BUG ----\nE Is_File_Share_Expired: Cached file "
+                       "share '{old_copy}' modification time is empty. Treating as expired.\n"
+                       "D Is_File_Share_Expired: return value:(true)");
         Expect_Entry_Untouched();
     }
 }

@@ -1,45 +1,40 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
-using namespace Recorded_Trace;
 using testing::IsEmpty;
 
 namespace {
 
 class File_Url : public Cache_Fixture {
 protected:
-    static constexpr const char* method = "Normalize_if_File_URL";
-
-    static Records Begin(const std::string& url, bool is_file_url) {
-        return Call(method, "url='" + url + "'") + Kind_Test("Is_File_URL", url, is_file_url);
+    /// What becomes of a URL, and the records behind the test of its kind.
+    void Expect(const std::string& url, const std::string& path, const std::string& kind, const std::string& records) {
+        Forget();
+        values["url"] = url;
+        values["path"] = path;
+        EXPECT_EQ(cache.Normalize_if_File_URL(url), path);
+        Expect_Records("= not_normalized < Is_File_URL\n= kind_test test=Is_File_URL result=" + kind + "\n" + records);
     }
 };
 
-TEST_F(File_Url, ThreeSlashesLeaveThePathBehindThem) {
-    const std::string url = "file:///C:/data/landscape.xml";
-    EXPECT_EQ(cache.Normalize_if_File_URL(url), "C:\\data\\landscape.xml");
-    EXPECT_EQ(All(), Begin(url, true) + Data(method, "File URL with network share detected: '" + url + "'.\n") +
-                         Data(method, "rtn = 'C:/data/landscape.xml'.\n") +
-                         Return(method, "rtn = C:\\data\\landscape.xml"));
+TEST_F(File_Url, ThreeSlashesLeaveThePathBehindThemAndTwoBecomeAUncPath) {
+    Expect("file:///C:/data/landscape.xml", "C:\\data\\landscape.xml", "true", R"(
+        D Normalize_if_File_URL: File URL with network share detected: '{url}'.
+        D Normalize_if_File_URL: rtn = 'C:/data/landscape.xml'.
+        D Normalize_if_File_URL: return value:(rtn = {path}))");
+    Expect("file://server/share/landscape.xml", "\\\\server\\share\\landscape.xml", "true", R"(
+        D Normalize_if_File_URL: File URL with local file detected: '{url}'.
+        D Normalize_if_File_URL: rtn = '//server/share/landscape.xml'.
+        D Normalize_if_File_URL: return value:(rtn = {path}))");
     EXPECT_THAT(os->calls, IsEmpty());
 }
 
-TEST_F(File_Url, TwoSlashesBecomeAUncPath) {
-    const std::string url = "file://server/share/landscape.xml";
-    EXPECT_EQ(cache.Normalize_if_File_URL(url), "\\\\server\\share\\landscape.xml");
-    EXPECT_EQ(All(), Begin(url, true) + Data(method, "File URL with local file detected: '" + url + "'.\n") +
-                         Data(method, "rtn = '//server/share/landscape.xml'.\n") +
-                         Return(method, "rtn = \\\\server\\share\\landscape.xml"));
-}
-
 TEST_F(File_Url, OtherFormsAreNotSupported) {
-    for (const char* const form : {"file:", "file:/", "file:C:/x.xml", "file:/C:/x.xml", "file:\\\\server\\share",
-                                   "file:/\\server\\share", "file:x//server/share"}) {
-        const std::string url = form;
-        Recorded_Trace::Forget();
-        EXPECT_EQ(cache.Normalize_if_File_URL(url), "") << url;
-        EXPECT_EQ(All(), Begin(url, true) + Bug() +
-                             Error(method, "Unsupported file URL format unexpected at this time: '" + url + "'.\n") +
-                             Return(method, "''"));
+    for (const char* const url : {"file:", "file:/", "file:C:/x.xml", "file:/C:/x.xml", "file:\\\\server\\share",
+                                  "file:/\\server\\share", "file:x//server/share"}) {
+        Expect(url, "", "true", R"(
+            D ---- BUG ----
+            E Normalize_if_File_URL: Unsupported file URL format unexpected at this time: '{url}'.
+            D Normalize_if_File_URL: return value:(''))");
     }
 }
 
@@ -47,11 +42,9 @@ TEST_F(File_Url, AnyOtherTextComesBackUnchanged) {
     for (const char* const text :
          {"", "http://server/a/b.xml", "https://server/a/b.xml", "\\\\server\\share\\file.xml", "C:/data/file.xml",
           "FILE:///C:/x.xml", "File://server/share", "file", "fil", "relative/file.xml", "ftp://server/file"}) {
-        const std::string url = text;
-        Recorded_Trace::Forget();
-        EXPECT_EQ(cache.Normalize_if_File_URL(url), url);
-        EXPECT_EQ(All(), Begin(url, false) + Data(method, "Not file URL '" + url + "'. Will not be normalized.\n") +
-                             Return(method, url));
+        Expect(text, text, "false", R"(
+            D Normalize_if_File_URL: Not file URL '{url}'. Will not be normalized.
+            D Normalize_if_File_URL: return value:({url}))");
     }
 }
 

@@ -1,6 +1,5 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Records.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -16,11 +15,12 @@ const std::string First = "00000000-0000-0000-0000-000000000001.txt";
 const std::string Second = "00000000-0000-0000-0000-000000000002.xml";
 const std::string Third = "00000000-0000-0000-0000-000000000003.cached";
 
-/// The records with the numbers that deletions report as the texts that they stand for. The number is the low
+/// All records with the numbers that deletions report as the texts that they stand for. The number is the low
 /// half of the text's address; texts lie near each other in a program.
-Records With_Reported_Texts(Records records) {
+Records With_Reported_Texts() {
     static const std::regex reported("(Delete_File\\('[^']*'\\) returned )(-?[0-9]+)\n");
     static const char anchor[] = "a text of the program";
+    Records records = All();
     for (Record& record : records) {
         std::smatch found;
         if (!std::regex_search(record.text, found, reported)) {
@@ -42,9 +42,13 @@ protected:
     Folder_Purge() {
         cache.m_Cache_Directory = cache_directory;
         os->on_find = [this](const std::string&) { return found; };
+        values.insert({{"no_handle", Address_Text(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle)},
+                       {"handle", Address_Text(os->Search_Handle())},
+                       {"first", First},
+                       {"second", Second},
+                       {"third", Third},
+                       {"in_cache", In_Cache("")}});
     }
-
-    static constexpr const char* method = "Delete_Cached_Files";
 
     /// The shape of a UUID and any extension.
     std::string Pattern() const {
@@ -55,22 +59,27 @@ protected:
         return In_Cache(pattern + ".*");
     }
 
-    /// The whole sequence, of a search that finds something or nothing.
-    Records Deletion(bool only_obsolete, const Records& of_files) const {
-        const auto* const handle = of_files.empty() ? QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle : os->Search_Handle();
-        return Call(method, std::string("only_obsolete=") + (only_obsolete ? "true" : "false")) +
-               Data(method, "FindFirstFile returned " + Address_Text(handle) + " (INVALID_HANDLE_VALUE=" +
-                                Address_Text(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle) + ")\n") +
-               (of_files.empty() ? Records() : of_files + Data(method, "FindNextFile returned 0\n"));
+    /// Expects the whole sequence of a search that finds something or nothing, between others.
+    void Expect_Deletion(const std::string& before, const std::string& only_obsolete, const std::string& of_files,
+                         const std::string& after = "") {
+        values["found"] = of_files.empty() ? values["no_handle"] : values["handle"];
+        values["only_obsolete"] = only_obsolete;
+        Expect_Records(before + R"(
+            D Delete_Cached_Files: CALL(only_obsolete={only_obsolete})
+            D Delete_Cached_Files: FindFirstFile returned {found} (INVALID_HANDLE_VALUE={no_handle})
+            )" + of_files + (of_files.empty() ? "" : "D Delete_Cached_Files: FindNextFile returned 0\n") +
+                           after,
+                       With_Reported_Texts());
     }
-    Records Deleted(const std::string& name, const std::string& reported = "true") const {
-        return Data(method, "Delete_File('" + In_Cache(name) + "') returned " + reported + "\n");
+    static std::string Deleted(const std::string& name, const std::string& reported = "true") {
+        return "D Delete_Cached_Files: Delete_File('{in_cache}{" + name + "}') returned " + reported + "\n";
     }
-    Records Not_Deleted(const std::string& name) const {
-        return Deleted(name, "false") + Warning(method, "Delete_File failed for file '" + In_Cache(name) + "'.\n");
+    static std::string Not_Deleted(const std::string& name) {
+        return Deleted(name, "false") + "W Delete_Cached_Files: Delete_File failed for file '{in_cache}{" + name +
+               "}'.\n";
     }
-    static Records Kept(const std::string& name) {
-        return Data(method, "File '" + name + "' will be ignored as it is not obsolete.\n");
+    static std::string Kept(const std::string& name) {
+        return "D Delete_Cached_Files: File '{" + name + "}' will be ignored as it is not obsolete.\n";
     }
 
     void Put(const std::vector<std::string>& names) {
@@ -80,17 +89,29 @@ protected:
         }
     }
 
-    bool On_Disk(const std::string& name) const { return std::filesystem::exists(In_Cache(name)); }
+    /// Which of the three files are there: "1", "2", "3".
+    std::string On_Disk() const {
+        std::string there;
+        for (const std::string& name : {First, Second, Third}) {
+            there += std::filesystem::exists(In_Cache(name)) ? name[35] : '-';
+        }
+        return there;
+    }
 
     std::vector<std::string> found; ///< what the search finds
 };
+
+const std::string s_purge = "D Purge_Cache_Folder: CALL\n";
+const std::string s_purged = "D Purge_Cache_Folder: return value:(true)";
+const std::string s_sweep =
+    "D Cleanup_Obsolete_Cached_Files: CALL\nD Cleanup_Obsolete_Cached_Files: Cleaning up obsolete files.\n";
 
 // Delete_Cached_Files
 
 TEST_F(Folder_Purge, SearchesTheNamesOfCachedFiles) {
     cache.Delete_Cached_Files(false);
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")"));
-    EXPECT_EQ(All(), Deletion(false, {}));
+    Expect_Deletion("", "false", "");
 }
 
 TEST_F(Folder_Purge, JoinsADriveDirectoryByABackslash) {
@@ -103,38 +124,23 @@ TEST_F(Folder_Purge, JoinsADriveDirectoryByABackslash) {
                             "Delete_File(C:\\cache\\" + First + ")", "FindNextFile(search)", "FindClose(search)"));
 }
 
-TEST_F(Folder_Purge, DeletesEveryFileFound) {
-    Put({First, Second});
-    cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
-    cache.Delete_Cached_Files(false);
-    EXPECT_EQ(With_Reported_Texts(All()), Deletion(false, Deleted(First) + Deleted(Second)));
-    EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")", "Delete_File(" + In_Cache(First) + ")",
-                                       "FindNextFile(search)", "Delete_File(" + In_Cache(Second) + ")",
-                                       "FindNextFile(search)", "FindClose(search)"));
-    EXPECT_FALSE(On_Disk(First));
-    EXPECT_FALSE(On_Disk(Second));
-    EXPECT_EQ(cache.m_Cache_Entries.size(), 1U) << "the entries are never changed";
-}
-
 TEST_F(Folder_Purge, ReportsWhatCannotBeDeletedAndGoesOn) {
     Put({First, Second, Third});
     os->on_delete_file = [this](const std::string& path) { return path == In_Cache(Second); };
     cache.Delete_Cached_Files(false);
-    EXPECT_EQ(With_Reported_Texts(All()), Deletion(false, Not_Deleted(First) + Deleted(Second) + Not_Deleted(Third)));
+    Expect_Deletion("", "false", Not_Deleted("first") + Deleted("second") + Not_Deleted("third"));
     EXPECT_EQ(os->calls.back(), "FindClose(search)");
 }
 
 TEST_F(Folder_Purge, OfObsoleteFilesKeepsWhatAnEntryNames) {
     Put({First, Second, Third});
-    cache.m_Cache_Entries["a"] = {In_Cache(Third), "m", 1};
-    cache.m_Cache_Entries["b"] = {In_Cache(First), "m", 1};
-    cache.m_Cache_Entries["c"] = {In_Cache(First), "m", 1};
-    cache.Delete_Cached_Files(true);
-    EXPECT_EQ(With_Reported_Texts(All()), Deletion(true, Kept(First) + Deleted(Second) + Kept(Third)));
-    EXPECT_TRUE(On_Disk(First));
-    EXPECT_FALSE(On_Disk(Second));
-    EXPECT_TRUE(On_Disk(Third));
+    cache.m_Cache_Entries = {
+        {"a", {In_Cache(Third), "m", 1}}, {"b", {In_Cache(First), "m", 1}}, {"c", {In_Cache(First), "m", 1}}};
+    cache.Cleanup_Obsolete_Cached_Files();
+    Expect_Deletion(s_sweep, "true", Kept("first") + Deleted("second") + Kept("third"));
+    EXPECT_EQ(On_Disk(), "1-3");
     EXPECT_EQ(cache.m_Cache_Entries.size(), 3U);
+    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
 }
 
 TEST_F(Folder_Purge, OfObsoleteFilesComparesThePathsByteForByte) {
@@ -143,16 +149,12 @@ TEST_F(Folder_Purge, OfObsoleteFilesComparesThePathsByteForByte) {
     os->on_delete_file = [](const std::string&) { return true; };
     for (const std::string& cached_file :
          {In_Cache("ABCDEFAB-0000-0000-0000-000000000001.txt"), In_Cache("abcdefab-0000-0000-0000-000000000001.TXT"),
-          name, In_Cache(name) + " ", In_Cache(name).substr(1), In_Cache(name + "x"), std::string()}) {
+          name, In_Cache(name) + " ", In_Cache(name).substr(1), In_Cache(name + "x"), std::string(), In_Cache(name)}) {
         cache.m_Cache_Entries = {{"u", {cached_file, "m", 1}}};
         Forget();
         cache.Delete_Cached_Files(true);
-        EXPECT_EQ(os->Calls_Of("Delete_File"), 1U) << cached_file;
+        EXPECT_EQ(os->Calls_Of("Delete_File"), cached_file == In_Cache(name) ? 0U : 1U) << cached_file;
     }
-    cache.m_Cache_Entries = {{"u", {In_Cache(name), "m", 1}}};
-    Forget();
-    cache.Delete_Cached_Files(true);
-    EXPECT_EQ(os->Calls_Of("Delete_File"), 0U);
 }
 
 TEST_F(Folder_Purge, AsksTheServicesOnceForEachFile) {
@@ -165,11 +167,9 @@ TEST_F(Folder_Purge, AsksTheServicesOnceForEachFile) {
     }
     os->on_delete_file = [](const std::string&) { return true; };
     cache.Delete_Cached_Files(true);
-    EXPECT_EQ(os->Calls_Of("FindFirstFile"), 1U);
     EXPECT_EQ(os->Calls_Of("FindNextFile"), files);
     EXPECT_EQ(os->Calls_Of("Delete_File"), files / 2);
-    EXPECT_EQ(os->Calls_Of("FindClose"), 1U);
-    EXPECT_EQ(os->calls.size(), 2 + files + files / 2);
+    EXPECT_EQ(os->calls.size(), 2 + files + files / 2) << "one search, ended once";
 }
 
 TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
@@ -186,7 +186,7 @@ TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
     }
     Write_File(In_Cache(First), "");
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_FALSE(On_Disk(First));
+    EXPECT_EQ(On_Disk(), "---");
     for (const std::string& name : others) {
         EXPECT_EQ(Content(In_Cache(name)), name);
     }
@@ -194,98 +194,62 @@ TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
 
 // Purge_Cache_Folder
 
-TEST_F(Folder_Purge, WithoutACacheDirectoryFails) {
-    cache.m_Cache_Directory.clear();
-    EXPECT_FALSE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(All(), Call("Purge_Cache_Folder") + Bug() +
-                         Error("Purge_Cache_Folder", "Trying to purge a cache directory ''.\n") +
-                         Return("Purge_Cache_Folder", "false"));
-    EXPECT_THAT(os->calls, IsEmpty());
+TEST_F(Folder_Purge, WithoutACacheDirectoryFailsAndOfAMissingOneSucceeds) {
+    for (const std::string& set_directory : {std::string(), In_Cache("missing")}) {
+        Forget();
+        cache.m_Cache_Directory = set_directory;
+        EXPECT_NE(cache.Purge_Cache_Folder(), set_directory.empty());
+        Expect_Records(s_purge +
+                       (set_directory.empty()
+                            ? "D ---- BUG ----\nE Purge_Cache_Folder: Trying to purge a cache directory ''.\n"
+                              "D Purge_Cache_Folder: return value:(false)"
+                            : "D Purge_Cache_Folder: Trying to purge an non-existing cache directory.\n" + s_purged));
+        EXPECT_EQ(os->calls.size(), os->Calls_Of("Directory_Exists"));
+        EXPECT_EQ(os->calls.size(), set_directory.empty() ? 0U : 1U);
+    }
 }
 
-TEST_F(Folder_Purge, OfAMissingDirectorySucceeds) {
-    cache.m_Cache_Directory = In_Cache("missing");
-    EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(All(), Call("Purge_Cache_Folder") +
-                         Data("Purge_Cache_Folder", "Trying to purge an non-existing cache directory.\n") +
-                         Return("Purge_Cache_Folder", "true"));
-    EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + In_Cache("missing") + ")"));
-}
-
-TEST_F(Folder_Purge, DeletesReferencedFilesToo) {
+TEST_F(Folder_Purge, DeletesEveryFileFoundAndLeavesEntriesAndListAlone) {
     Put({First, Second});
     cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
     cache.Serialize();
     const std::string metadata = Content(Metadata_Path());
     Forget();
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(With_Reported_Texts(All()), Call("Purge_Cache_Folder") +
-                                              Deletion(false, Deleted(First) + Deleted(Second)) +
-                                              Return("Purge_Cache_Folder", "true"));
-    EXPECT_EQ(os->calls.front(), "Directory_Exists(" + cache_directory + ")");
-    EXPECT_FALSE(On_Disk(First));
-    EXPECT_FALSE(On_Disk(Second));
+    Expect_Deletion(s_purge, "false", Deleted("first") + Deleted("second"), s_purged);
+    EXPECT_THAT(os->calls,
+                ElementsAre("Directory_Exists(" + cache_directory + ")", "FindFirstFile(" + Pattern() + ")",
+                            "Delete_File(" + In_Cache(First) + ")", "FindNextFile(search)",
+                            "Delete_File(" + In_Cache(Second) + ")", "FindNextFile(search)", "FindClose(search)"));
+    EXPECT_EQ(On_Disk(), "---");
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
     EXPECT_EQ(Content(Metadata_Path()), metadata);
 }
 
 TEST_F(Folder_Purge, ThatFindsOrDeletesNothingSucceeds) {
     EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(All(), Call("Purge_Cache_Folder") + Deletion(false, {}) + Return("Purge_Cache_Folder", "true"));
+    Expect_Deletion(s_purge, "false", "", s_purged);
     EXPECT_EQ(os->Calls_Of("FindClose"), 0U);
     Put({First});
     os->on_delete_file = [](const std::string&) { return false; };
     EXPECT_TRUE(cache.Purge_Cache_Folder());
 }
 
-TEST_F(Folder_Purge, DoesNotCountAsTheSweep) {
-    cache.Purge_Cache_Folder();
-    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
-    cache.m_Obsolete_Files_Cleaned = true;
-    Put({First});
-    cache.Purge_Cache_Folder();
-    EXPECT_FALSE(On_Disk(First)) << "a purge is not bound to the sweep";
+TEST_F(Folder_Purge, DoesNotCountAsTheSweepAndIsNotBoundToIt) {
+    for (const bool swept : {false, true}) {
+        cache.m_Obsolete_Files_Cleaned = swept;
+        Put({First});
+        cache.Purge_Cache_Folder();
+        EXPECT_EQ(cache.m_Obsolete_Files_Cleaned, swept);
+        EXPECT_EQ(On_Disk(), "---");
+    }
 }
 
 // Cleanup_Obsolete_Cached_Files
 
-class Sweep : public Folder_Purge {
-protected:
-    static constexpr const char* sweep = "Cleanup_Obsolete_Cached_Files";
+class Sweep : public Folder_Purge {};
 
-    static Records First_Call() { return Call(sweep) + Data(sweep, "Cleaning up obsolete files.\n"); }
-    static Records Further_Call() {
-        return Call(sweep) +
-               Data(sweep, "Obsolete files already cleaned up. Ignoring redundand cache cleanup request.\n");
-    }
-};
-
-TEST_F(Sweep, DeletesWhatNoEntryNames) {
-    Put({First, Second});
-    cache.m_Cache_Entries["u"] = {In_Cache(First), "m", 1};
-    cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Deletion(true, Kept(First) + Deleted(Second)));
-    EXPECT_TRUE(On_Disk(First));
-    EXPECT_FALSE(On_Disk(Second));
-    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
-}
-
-TEST_F(Sweep, RunsOnceInTheLifeOfAnObject) {
-    cache.Cleanup_Obsolete_Cached_Files();
-    Put({First});
-    Forget();
-    cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(All(), Further_Call());
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_TRUE(On_Disk(First));
-    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
-
-    cache.m_Cache_Directory = In_Cache("other");
-    cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_THAT(os->calls, IsEmpty()) << "not for another directory either";
-}
-
-TEST_F(Sweep, CountsAsDoneBeforeItRunsAndWhateverItsOutcome) {
+TEST_F(Sweep, RunsOnceInTheLifeOfAnObjectWhateverItsOutcome) {
     bool done_during_search = false;
     Put({First});
     os->on_find = [&](const std::string&) {
@@ -294,18 +258,24 @@ TEST_F(Sweep, CountsAsDoneBeforeItRunsAndWhateverItsOutcome) {
     };
     os->on_delete_file = [](const std::string&) { return false; };
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_TRUE(done_during_search);
-    EXPECT_EQ(With_Reported_Texts(All()), First_Call() + Deletion(true, Not_Deleted(First)));
+    EXPECT_TRUE(done_during_search) << "it counts as done before it runs";
+    Expect_Deletion(s_sweep, "true", Not_Deleted("first"));
+    os->on_delete_file = nullptr;
     Forget();
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(All(), Further_Call());
+    Expect_Records("= sweep_again");
+    cache.m_Cache_Directory = In_Cache("other");
+    cache.Cleanup_Obsolete_Cached_Files();
+    EXPECT_THAT(os->calls, IsEmpty()) << "not for another directory either";
+    EXPECT_EQ(On_Disk(), "1--");
+    EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
 }
 
 TEST_F(Sweep, OfAMissingDirectoryDoesNothing) {
     cache.m_Cache_Directory = In_Cache("missing");
     os->on_find = nullptr;
     cache.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(All(), First_Call() + Deletion(true, {}));
+    Expect_Records("= sweep_first");
     EXPECT_EQ(os->calls.size(), 1U) << "the directory itself is not asked for";
 }
 

@@ -9,13 +9,10 @@
 #include <vector>
 
 using namespace Recorded_Trace;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-const std::string s_download = "Download_Inet_URL";
 
 class Http_Download : public Http_Fixture {
 protected:
@@ -38,9 +35,8 @@ protected:
         return Content(Download());
     }
 
-    static testing::Matcher<Records> Traces(const std::string& text) {
-        return Contains(Data(s_download, text + "\n").front());
-    }
+    /// Expects these texts in records of the download.
+    void Expect_Note(const std::string& text) const { Expect_Record("D Download_Inet_URL: " + text); }
 
     void Expect_Failure() const {
         EXPECT_TRUE(download_error);
@@ -81,7 +77,7 @@ TEST_F(Http_Download, ReplacesTheOlderCopy) {
     EXPECT_FALSE(std::filesystem::exists(old_copy));
     ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
     EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, Copy_Path());
-    Expect_Records("http_get");
+    Expect_Records("= http_get");
 }
 
 TEST_F(Http_Download, StoresTheLastModifiedHeaderAsItStands) {
@@ -89,7 +85,7 @@ TEST_F(Http_Download, StoresTheLastModifiedHeaderAsItStands) {
         Script().headers["Last-Modified"] = sent;
         Download();
         EXPECT_EQ(cache.m_Cache_Entries.at(url).last_modified, sent);
-        EXPECT_THAT(All(), Traces("Last-Modified header: '" + sent + "'."));
+        Expect_Note("Last-Modified header: '" + sent + "'.");
     }
 }
 
@@ -99,7 +95,7 @@ TEST_F(Http_Download, SniffsTheContentsWhenTheServerNamesNoType) {
     EXPECT_EQ(Download(), Copy_Path(".txt"));
     EXPECT_THAT(g_services.magic_calls,
                 ElementsAre("Get_Mime_Type_For_Data(<landscape/>)", "Get_Extension_From_Mime_Type(text/plain)"));
-    EXPECT_THAT(All(), Traces("Content-Type header: ''."));
+    Expect_Note("Content-Type header: ''.");
 }
 
 TEST_F(Http_Download, GivesAnEmptyBodyAnEmptyFile) {
@@ -111,7 +107,7 @@ TEST_F(Http_Download, GivesAnEmptyBodyAnEmptyFile) {
     EXPECT_EQ(Content(Copy_Path(".cached")), "");
     EXPECT_FALSE(download_error);
     EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Mime_Type_For_Data()", "Get_Extension_From_Mime_Type()"));
-    EXPECT_THAT(All(), Traces("lbound = 0, ubound = 0"));
+    Expect_Note("lbound = 0, ubound = 0");
 }
 
 TEST_F(Http_Download, WritesATextFileOfThePlatformInThePlaceOfAnother) {
@@ -142,7 +138,7 @@ TEST_F(Http_Download, TakesTheLengthFromBothBounds) {
         cache.m_Cache_Entries.clear();
         EXPECT_EQ(Download_Bounded(bounds.lower, bounds.upper), body.substr(0, bounds.length));
         EXPECT_TRUE(std::filesystem::exists(Copy_Path()));
-        EXPECT_THAT(All(), Traces(bounds.traced));
+        Expect_Note(bounds.traced);
     }
 }
 
@@ -152,7 +148,7 @@ TEST_F(Http_Download, IgnoresThatTheFileCannotBeWritten) {
     EXPECT_THAT(unwritable, testing::EndsWith("missing_folder/" + uuid + ".xml"));
     EXPECT_FALSE(download_error);
     EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, unwritable);
-    EXPECT_THAT(All(), Traces("Closed file '" + unwritable + "'."));
+    Expect_Note("Closed file '" + unwritable + "'.");
 }
 
 TEST_F(Http_Download, LeavesTheCopyToThePlatformWhereThatPublishesBodies) {
@@ -182,20 +178,19 @@ void PrintTo(const Odd_Body& odd, std::ostream* out) {
 class Http_Download_Odd_Body : public Http_Download, public testing::WithParamInterface<Odd_Body> {};
 
 TEST_P(Http_Download_Odd_Body, IsRefused) {
-    Lines checks = Before("http_get", GetParam().next_record);
-    Script().change_body = [this, &checks](Response_Body& claimed) {
+    Script().change_body = [this](Response_Body& claimed) {
         claimed.data = body.data();
         claimed.upper_bound = 11;
         GetParam().change(claimed);
-        if (checks.back().find("dims = ") != std::string::npos) {
-            checks.back() = "D Download_Inet_URL: dims = " + std::to_string(claimed.dimensions);
-        }
+        values["dims"] = std::to_string(claimed.dimensions);
     };
     for (const bool before : {false, true}) {
         cache.m_Cert_Error_Detected = true;
         EXPECT_EQ(Download_After(before), "");
         EXPECT_FALSE(cache.m_Cert_Error_Detected);
-        Expect_Lines(checks + Error(s_download, GetParam().error + "\n") + Return(s_download, "''"), All());
+        Expect_Records("= http_get < " + GetParam().next_record +
+                       (GetParam().next_record == "dims" ? "\nD Download_Inet_URL: dims = {dims}" : "") +
+                       "\nE Download_Inet_URL: " + GetParam().error + "\nD Download_Inet_URL: return value:('')");
         EXPECT_THAT(g_services.client_calls, IsEmpty());
         EXPECT_THAT(g_services.magic_calls, IsEmpty());
         EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 0U);
@@ -212,8 +207,8 @@ const Odd_Body s_odd_bodies[] = {
      "Wrong variant type 8204" + s_wrong_type},
     {"ByReference", [](auto& claimed) { claimed.type = 8209 | 16384; }, "Response body",
      "Wrong variant type 24593" + s_wrong_type},
-    {"NoDimension", [](auto& claimed) { claimed.dimensions = 0; }, "lbound", "Wrong dimensions - 0, expecting 1."},
-    {"TwoDimensions", [](auto& claimed) { claimed.dimensions = 2; }, "lbound", "Wrong dimensions - 2, expecting 1."},
+    {"NoDimension", [](auto& claimed) { claimed.dimensions = 0; }, "dims", "Wrong dimensions - 0, expecting 1."},
+    {"TwoDimensions", [](auto& claimed) { claimed.dimensions = 2; }, "dims", "Wrong dimensions - 2, expecting 1."},
     {"NoLowerBound", [](auto& claimed) { claimed.lower_bound_result = -2147352566; }, "lbound",
      "Cannot get lbound or ubound, ec1 = -2147352566, ec2 = 0."},
     {"NoUpperBound", [](auto& claimed) { claimed.upper_bound_result = -1; }, "lbound",
@@ -241,9 +236,9 @@ TEST_F(Http_Download, FailsWhenTheCopyCannotBeNamed) {
     g_services.uuid_throws = true;
     for (const bool before : {false, true}) {
         EXPECT_EQ(Download_After(before), "");
-        Expect_Lines(Before("http_get", "Generate_Cached_File_Name") +
-                         Error(s_download, "Downloading from URL '" + url + "' failed.\n") + Return(s_download, "''"),
-                     Of({s_download, "HTTP_Status_OK"}));
+        Expect_Records("= http_get < Generate_Cached_File_Name\nE Download_Inet_URL: Downloading from URL '{url}' "
+                       "failed.\nD Download_Inet_URL: return value:('')",
+                       Of({"Download_Inet_URL", "HTTP_Status_OK"}));
         EXPECT_EQ(g_services.request_calls.back(), "Release");
         EXPECT_THAT(g_services.client_calls, IsEmpty());
         Expect_Failure();
@@ -270,13 +265,13 @@ TEST_F(Http_Download, RecordsWhatTheSecondClientFetched) {
 TEST_F(Http_Download, RecordsTheSecondClientsCopyBetweenItsRecordsAndTheReturn) {
     Script().status = {12029};
     Download();
-    const Records traced = Of({s_download, "Process_Inet_URL_By_WinInet", "Persist_Downloaded_File_Metadata"});
-    const Records end = Error("Process_Inet_URL_By_WinInet",
-                              "Download_Inet_URL_By_WinInet: ok: 1, download_error: 0, m_errHTTPFileDownLoad: 2.\n") +
-                        Call("Persist_Downloaded_File_Metadata",
-                             "url='" + url + "', cache_entry=" + Entry_Text(Copy_Path(".txt"), second_stamp)) +
-                        Return(s_download, "rtn = " + Copy_Path(".txt"));
-    EXPECT_EQ(Last(traced, end.size()), end);
+    values["entry"] = Entry_Text(Copy_Path(".txt"), second_stamp);
+    values["copy"] = Copy_Path(".txt");
+    Expect_Last_Records("E Process_Inet_URL_By_WinInet: Download_Inet_URL_By_WinInet: ok: 1, download_error: 0, "
+                        "m_errHTTPFileDownLoad: 2.\n"
+                        "D Persist_Downloaded_File_Metadata: CALL(url='{url}', cache_entry={entry})\n"
+                        "D Download_Inet_URL: return value:(rtn = {copy})",
+                        Of({"Download_Inet_URL", "Process_Inet_URL_By_WinInet", "Persist_Downloaded_File_Metadata"}));
 }
 
 } // namespace

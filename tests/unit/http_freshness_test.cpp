@@ -10,7 +10,11 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string s_check = "Is_Inet_URL_Expired";
+const std::string s_check_returned = "D Is_Inet_URL_Expired: return value:(true)";
+const std::string s_empty_stamp = "\nW Is_Inet_URL_Expired: Last-Modified header is empty.\n" + s_check_returned;
+const std::string s_entry_gone =
+    "\nD ---- BUG ----\nE Is_Inet_URL_Expired: Could not find cached entry for checked URL: '{url}'\n" +
+    s_check_returned;
 
 /// A cache that holds one copy, last checked long ago, of the version that the server has.
 class Http_Freshness : public Http_Fixture {
@@ -40,18 +44,6 @@ protected:
         EXPECT_EQ(cache.m_Cache_Entries.at(url).last_checked_remotely, checked_before);
         EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
         EXPECT_EQ(Content(old_copy), "old");
-    }
-
-    /// The records up to the comparison, for a response with this stamp.
-    Lines Compared(const std::string& header) {
-        values["stamp"] = header;
-        return Before("http_head", "Serialize");
-    }
-    static Records Returned(bool expired) { return Return(s_check, expired ? "true" : "false"); }
-    Records Needs_Updating(const std::string& header, const std::string& stored) const {
-        return Data(s_check, "Cache entry needs updating for URL '" + url + "', last modified URL = '" + header +
-                                 "', old cache entry: " + Entry_Text(old_copy, stored) + "\n") +
-               Returned(true);
     }
 
     static constexpr std::uint64_t checked_before = 1234;
@@ -84,14 +76,17 @@ TEST_F(Http_Freshness, AnyOtherStampIsExpired) {
         for (const bool before : {false, true}) {
             EXPECT_TRUE(Expired_After(before)) << sent;
             Expect_No_Error();
-            Expect_Lines(Compared(sent) + Needs_Updating(sent, stamp), All());
+            values["stamp"] = sent;
+            Expect_Records("= http_head_expired");
             Expect_Entry_Untouched(stamp);
         }
     }
     cache.m_Cache_Entries.at(url).last_modified.clear();
     Script().headers["Last-Modified"] = stamp;
     EXPECT_TRUE(Expired_After(true)) << "an entry without stamp";
-    Expect_Lines(Compared(stamp) + Needs_Updating(stamp, ""), All());
+    values["stamp"] = stamp;
+    values["old_entry"] = Entry_Text(old_copy, "");
+    Expect_Records("= http_head_expired");
     Expect_Entry_Untouched("");
 }
 
@@ -101,7 +96,8 @@ TEST_F(Http_Freshness, AnEmptyStampNeverMatches) {
         cache.m_Cache_Entries.at(url).last_modified = stored;
         EXPECT_TRUE(Expired_After(true));
         Expect_No_Error();
-        Expect_Lines(Compared("") + Warning(s_check, "Last-Modified header is empty.\n") + Returned(true), All());
+        values["stamp"] = "";
+        Expect_Records("= http_head_sent" + s_empty_stamp);
         Expect_Entry_Untouched(stored);
     }
 }
@@ -116,10 +112,9 @@ TEST_F(Http_Freshness, AUrlThatIsNotCachedIsExpired) {
         EXPECT_TRUE(Expired_After(before));
         Expect_No_Error();
         EXPECT_TRUE(cache.m_Cert_Error_Detected);
-        Expect_Lines(Before("http_head", "Opening") + Bug() +
-                         Error(s_check, "Unexpectedly checking if a non-existing URL is expired '" + url + "'.\n") +
-                         Returned(true),
-                     All());
+        Expect_Records("= http_head < Opening\nD ---- BUG ----\n"
+                       "E Is_Inet_URL_Expired: Unexpectedly checking if a non-existing URL is expired '{url}'.\n" +
+                       s_check_returned);
         EXPECT_THAT(g_services.request_calls, IsEmpty());
         EXPECT_THAT(g_services.client_calls, IsEmpty());
     }
@@ -129,9 +124,7 @@ TEST_F(Http_Freshness, AnEntryThatWentDuringTheRequestIsExpired) {
     Script().during_send = [this] { cache.m_Cache_Entries.erase(url); };
     EXPECT_TRUE(Expired_After(true));
     Expect_No_Error();
-    Expect_Lines(Compared(stamp) + Bug() +
-                     Error(s_check, "Could not find cached entry for checked URL: '" + url + "'\n") + Returned(true),
-                 All());
+    Expect_Records("= http_head_sent" + s_entry_gone);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
 }
 
@@ -140,9 +133,9 @@ TEST_F(Http_Freshness, AnEntryWithoutACopyIsExpiredAndMayNotBeServed) {
     for (const bool before : {false, true}) {
         EXPECT_TRUE(Expired_After(before, 0));
         Expect_No_Error(3);
-        Expect_Lines(Compared(stamp) + Bug() + Error(s_check, "Cached file is unexpectedly unnamed: '" + url + "'\n") +
-                         Returned(true),
-                     All());
+        Expect_Records("= http_head_sent\nD ---- BUG ----\n"
+                       "E Is_Inet_URL_Expired: Cached file is unexpectedly unnamed: '{url}'\n" +
+                       s_check_returned);
     }
     Expect_Entry_Untouched(stamp);
 }
@@ -151,12 +144,15 @@ TEST_F(Http_Freshness, AnEntryWithoutACopyIsExpiredAndMayNotBeServed) {
 
 TEST_F(Http_Freshness, ComparesTheStampOfTheSecondClient) {
     Script().send = Certificate_Error;
-    const auto expect_end = [this](const Records& end) {
+    const auto expect_end = [this](const std::string& end) {
         Expect_No_Error();
-        EXPECT_EQ(Last(Of({s_check}), end.size()), end);
+        Expect_Last_Records(end, Of({"Is_Inet_URL_Expired"}));
     };
+    values["stamp"] = second_stamp;
     EXPECT_TRUE(Expired_After(true));
-    expect_end(Data(s_check, "Last-Modified header: '" + second_stamp + "'.\n") + Needs_Updating(second_stamp, stamp));
+    expect_end("D Is_Inet_URL_Expired: Last-Modified header: '{stamp}'.\nD Is_Inet_URL_Expired: Cache entry needs "
+               "updating for URL '{url}', last modified URL = '{stamp}', old cache entry: {old_entry}\n" +
+               s_check_returned);
     EXPECT_THAT(g_services.client_calls,
                 testing::ElementsAre("HttpClient", "SendWinInetRequest(2, " + url + ", own window, 60000)",
                                      "GetResponseHeader(Last-Modified)", "~HttpClient"));
@@ -164,8 +160,7 @@ TEST_F(Http_Freshness, ComparesTheStampOfTheSecondClient) {
 
     g_services.client.headers.clear();
     EXPECT_TRUE(Expired_After(false));
-    expect_end(Data(s_check, "Last-Modified header: ''.\n") + Warning(s_check, "Last-Modified header is empty.\n") +
-               Returned(true));
+    expect_end("D Is_Inet_URL_Expired: Last-Modified header: ''." + s_empty_stamp);
 
     g_services.client.headers["Last-Modified"] = stamp;
     EXPECT_FALSE(Expired_After(true));
@@ -176,7 +171,7 @@ TEST_F(Http_Freshness, ComparesTheStampOfTheSecondClient) {
 
     g_services.client.during_send = [this] { cache.m_Cache_Entries.clear(); };
     EXPECT_TRUE(Expired_After(true)) << "the entry went during the request";
-    expect_end(Bug() + Error(s_check, "Could not find cached entry for checked URL: '" + url + "'\n") + Returned(true));
+    expect_end(s_entry_gone);
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 #include "filecache/download/Com_Error.h"
-#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Http_Fixture.h"
 
 #include <cstdint>
@@ -7,7 +6,6 @@
 #include <optional>
 #include <string>
 
-using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::Com_Error;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -29,9 +27,7 @@ TEST_F(Http_Helpers, StatusesFrom200To299AreOkAndAllAreTraced) {
     Forget();
     cache.HTTP_Status_OK(204);
     cache.HTTP_Status_OK(-1);
-    Expect_Lines(Expected("http_status", {{"status", "204"}, {"ok", "true"}}) +
-                     Expected("http_status", {{"status", "-1"}, {"ok", "false"}}),
-                 All());
+    Expect_Records("= http_status status=204 ok=true\n= http_status status=-1 ok=false");
 }
 
 // win32_from_hresult
@@ -65,7 +61,7 @@ TEST_F(Http_Helpers, AComErrorIsReportedInThreeLines) {
 
 // Connect time-out
 
-TEST_F(Http_Helpers, TheConnectTimeoutIsReadInSecondsAndKeptInMilliseconds) {
+TEST_F(Http_Helpers, TheConnectTimeoutIsReadOnceInSecondsAndKeptInMilliseconds) {
     constexpr auto greatest = std::numeric_limits<std::int32_t>::max();
     using Seconds = std::optional<std::int32_t>;
     for (const auto& [seconds, milliseconds] : {std::pair{Seconds(1), 1000},
@@ -80,19 +76,14 @@ TEST_F(Http_Helpers, TheConnectTimeoutIsReadInSecondsAndKeptInMilliseconds) {
         g_services.connect_timeout_seconds = seconds;
         cache.Read_Connect_Timeout();
         EXPECT_EQ(cache.m_Connect_Timeout, milliseconds) << seconds.value_or(-1);
+        EXPECT_THAT(g_services.registry_calls,
+                    ElementsAre("Software\\QEL\\QELLogon\\Options, LandscapeServerFileConnectTimeout, 1"));
+        Forget();
+        g_services.connect_timeout_seconds = 9;
+        cache.Read_Connect_Timeout();
+        EXPECT_EQ(cache.m_Connect_Timeout, milliseconds) << "once in the life of the object";
+        EXPECT_THAT(g_services.registry_calls, IsEmpty());
     }
-}
-
-TEST_F(Http_Helpers, TheConnectTimeoutIsReadOnceInTheLifeOfTheObject) {
-    g_services.connect_timeout_seconds = 5;
-    cache.Read_Connect_Timeout();
-    EXPECT_THAT(g_services.registry_calls,
-                ElementsAre("Software\\QEL\\QELLogon\\Options, LandscapeServerFileConnectTimeout, 1"));
-    Forget();
-    g_services.connect_timeout_seconds = 9;
-    cache.Read_Connect_Timeout();
-    EXPECT_EQ(cache.m_Connect_Timeout, 5000);
-    EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
 
 } // namespace

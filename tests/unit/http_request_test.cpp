@@ -31,8 +31,8 @@ struct Http_Method {
     int second_client_type;
 };
 
-const std::string s_nothing = "D Download_Inet_URL: return value:('')\n";
-const std::string s_expired = "D Is_Inet_URL_Expired: return value:(true)\n";
+const std::string s_get_returned = "D Download_Inet_URL: return value:('')\n";
+const std::string s_head_returned = "D Is_Inet_URL_Expired: return value:(true)\n";
 
 const Http_Method s_get = {"GET",
                            "Download_Inet_URL",
@@ -41,8 +41,8 @@ const Http_Method s_get = {"GET",
                            "On HTTP error we cannot download the file.",
                            "E Download_Inet_URL: Downloading from URL '{url}' failed.\n",
                            "D Download_Inet_URL: return value:(rtn = {second_copy})\n",
-                           s_nothing,
-                           s_nothing,
+                           s_get_returned,
+                           s_get_returned,
                            true,
                            2,
                            1};
@@ -52,12 +52,13 @@ const Http_Method s_head = {
     "http_head",
     "Sending of HTTP HEAD request failed",
     "try to download/read the file directly, therefore expired = true.",
-    "E Is_Inet_URL_Expired: HEAD request from URL '{url}' failed. try to download/read the file direct.\n" + s_expired,
+    "E Is_Inet_URL_Expired: HEAD request from URL '{url}' failed. try to download/read the file direct.\n" +
+        s_head_returned,
     "D Is_Inet_URL_Expired: Last-Modified header: '{stamp}'.\n"
     "D Is_Inet_URL_Expired: Modification time is the same. Still fresh URL '{url}'/'{old_copy}'\n"
     "D Is_Inet_URL_Expired: return value:(false)",
-    "W Is_Inet_URL_Expired: Last-Modified header is empty.\n" + s_expired,
-    s_expired,
+    "W Is_Inet_URL_Expired: Last-Modified header is empty.\n" + s_head_returned,
+    s_head_returned,
     false,
     1,
     2};
@@ -156,7 +157,7 @@ protected:
         for (const bool before : {false, true}) {
             EXPECT_EQ(Request_After(before), bad);
             Expect_State(method.flags_failures, method.failure_code, false, "before");
-            Expect_Records(records + "\n" + method.abandoned + (Is_Get() ? s_nothing : ""));
+            Expect_Records(records + "\n" + method.abandoned + (Is_Get() ? s_get_returned : ""));
             EXPECT_EQ(g_services.request_calls, calls);
             EXPECT_THAT(g_services.client_calls, IsEmpty());
             Expect_Nothing_Changed();

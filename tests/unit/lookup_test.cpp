@@ -1,11 +1,9 @@
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Records.h"
 
 #include <algorithm>
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -49,7 +47,6 @@ protected:
         };
     }
 
-    static constexpr const char* method = "Get_Cached_File_and_Status";
     const std::string url = "http://server/file.xml";
     const std::string share = "\\\\server\\share\\file.xml";
     /// The first two copies that are fetched from the server; those of the share end in ".xml".
@@ -82,30 +79,22 @@ protected:
         g_services.requests[0].status = {500};
     }
 
-    /// The values that the files of expected records need for a request.
-    Values For(const std::string& request, const std::string& kind) const {
-        Values all = values;
-        all["url"] = request;
-        all["sweep"] = "sweep_again";
-        all["kind"] = kind;
-        all["is_share"] = kind == "share" ? "true" : "false";
-        all["old_note"] = "No old cached file detected in metadata.";
-        all["policy"] = "policy_first";
-        all["download"] = kind == "share" ? "share_copy" : "http_get";
-        return all;
+    /// Compares all records of a request of this kind with these lines.
+    void Expect_Lookup(const std::string& request, const std::string& kind, const std::string& lines) {
+        values["url"] = request;
+        values["sweep"] = "sweep_again";
+        values["kind"] = kind;
+        values["is_share"] = kind == "share" ? "true" : "false";
+        Expect_Records(lines);
     }
-    Lines Entered(const std::string& request) const { return Expected("lookup_entered", For(request, "")); }
-    Lines Missing_Local_File(const std::string& request) const {
-        return Recorded_Trace::Before(Expected("lookup_local", For(request, "")), "Local file exists") +
-               Error(method, "Previously cached local file does not exist '" + request + "'.\n") + Result("");
-    }
-    static Records Result(const std::string& path) { return Return(method, path.empty() ? "''" : path); }
-    /// From the start to the tests of the kind.
-    Lines Remote_Request(const std::string& request, const std::string& kind) const {
-        return Recorded_Trace::Before(Expected("lookup_remote", For(request, kind)), "No old cached file");
-    }
-    static Records Old_Copy(const std::string& path) { return Data(method, "Old cached file: " + path + "\n"); }
 };
+
+const std::string s_lookup = "D Get_Cached_File_and_Status: ";
+const std::string s_lookup_error = "E Get_Cached_File_and_Status: ";
+const std::string s_lookup_nothing = s_lookup + "return value:('')";
+const std::string s_bug = "D ---- BUG ----\n";
+const std::string s_lookup_missing =
+    s_lookup_error + "Previously cached local file does not exist '{local}'.\n" + s_lookup_nothing;
 
 // Local files
 
@@ -113,7 +102,7 @@ TEST_F(Lookup, PassesALocalFileThroughUnchanged) {
     const std::string file = Write_File(In_Cache("local.xml"), "local");
     cache.m_Cache_Entries[file] = {"other.xml", "m", 1};
     EXPECT_EQ(Get(file), Without_Codes(file)) << "even without a cache directory";
-    Expect_Lines(Expected("lookup_local", For(file, "")), All());
+    Expect_Lookup(file, "", "= lookup_local");
     EXPECT_EQ(os->calls.back(), "File_Exists(" + file + ")");
     EXPECT_EQ(os->Calls_Of("File_Exists"), 1U);
     EXPECT_EQ(Content(file), "local");
@@ -124,30 +113,30 @@ TEST_F(Lookup, HasNothingForAMissingLocalFileNorForAnUnknownScheme) {
                                        std::string("HTTP://server/file.xml"), std::string("//server/share/file.xml")}) {
         Forget();
         EXPECT_EQ(Get(request), Without_Codes(""));
-        Expect_Lines(Missing_Local_File(request), All());
+        values["local"] = request;
+        Expect_Lookup(request, "", "= lookup_local < Local file exists\n" + s_lookup_missing);
     }
 }
 
 TEST_F(Lookup, ServesALocalFileUrlByItsPath) {
     os->on_file_exists = [](const std::string& path) { return path == "C:\\data\\file.xml"; };
     EXPECT_EQ(Get("file:///C:/data/file.xml"), Without_Codes("C:\\data\\file.xml"));
-    EXPECT_EQ(Of({method}),
-              Call(method, "url='file:///C:/data/file.xml'") + Data(method, "url_or_path = 'C:\\data\\file.xml'.\n") +
-                  Data(method, "URL is local.\n") + Data(method, "Local file exists 'C:\\data\\file.xml'.\n") +
-                  Result("C:\\data\\file.xml"));
+    Expect_Records(s_lookup + "CALL(url='file:///C:/data/file.xml')\n" + s_lookup +
+                       "url_or_path = 'C:\\data\\file.xml'.\n" + s_lookup + "URL is local.\n" + s_lookup +
+                       "Local file exists 'C:\\data\\file.xml'.\n" + s_lookup + "return value:(C:\\data\\file.xml)",
+                   Of({"Get_Cached_File_and_Status"}));
 }
 
 TEST_F(Lookup, HasNothingForAFileUrlItCannotRead) {
     const std::string request = "file:C:/data/file.xml";
     EXPECT_EQ(Get(request), Without_Codes(""));
-    const Lines missing = Missing_Local_File("");
-    const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(Entered("").size()) - 1; // what it takes the URL for
-    Expect_Lines(Recorded_Trace::Before(Entered(request), "Is_File_URL") + Kind_Test("Is_File_URL", request, true) +
-                     Bug() +
-                     Error("Normalize_if_File_URL",
-                           "Unsupported file URL format unexpected at this time: '" + request + "'.\n") +
-                     Return("Normalize_if_File_URL", "''") + Lines(missing.begin() + begin, missing.end()),
-                 All());
+    values["local"] = "";
+    Expect_Lookup(request, "",
+                  "= lookup_entered < Is_File_URL\n= kind_test test=Is_File_URL result=true\n" + s_bug +
+                      "E Normalize_if_File_URL: Unsupported file URL format unexpected at this time: "
+                      "'{url}'.\nD Normalize_if_File_URL: return value:('')\n" +
+                      s_lookup + "url_or_path = ''.\n= is_local_path url=\n" + s_lookup + "URL is local.\n" +
+                      s_lookup_missing);
 }
 
 // Writable files on shares
@@ -159,9 +148,7 @@ TEST_F(Lookup, LeavesAWritableFileOnAShareToTheHost) {
         for (const int kind : {201, 202}) {
             Forget();
             EXPECT_EQ(Get(share, kind), Without_Codes("")) << "even without a cache directory";
-            Expect_Lines(Entered(share) + Expected("is_local_share", For(share, "share")) +
-                             Kind_Test("Is_File_Share", share, true), // no exit record
-                         All());
+            Expect_Lookup(share, "share", "= lookup_remote << Is_Local: CALL"); // no exit record
             EXPECT_THAT(g_services.path_calls,
                         ElementsAre("Path_Exists(" + share + ")", "Get_File_Attributes(" + share + ")"));
             EXPECT_THAT(os->calls, IsEmpty());
@@ -208,10 +195,9 @@ TEST_F(Lookup, RefusesAPathThatTurnsLocal) {
     Drive_Types({4, 4, 3});
     const std::string path = "N:\\file.xml";
     EXPECT_EQ(Get(path), Without_Codes(""));
-    Expect_Lines(Entered(path) + Expected("is_local_share", For(path, "share")) +
-                     Kind_Test("Is_File_Share", path, true) + Expected("is_local_path", For(path, "")) + Bug() +
-                     Error(method, "Local file URL is not expected at this point: '" + path + "'.\n") + Result(""),
-                 All());
+    Expect_Lookup(path, "share",
+                  "= lookup_remote << Is_Local: CALL\n= is_local_path\n" + s_bug + s_lookup_error +
+                      "Local file URL is not expected at this point: '{url}'.\n" + s_lookup_nothing);
     EXPECT_EQ(os->Calls_Of("Copy_File"), 0U);
 }
 
@@ -219,15 +205,16 @@ TEST_F(Lookup, RefusesAPathOfNoKindAtAllAndDeletesItsOldCopy) {
     Use_Cache_Directory();
     Drive_Types({4, 4, 4, 3});
     const std::string path = "N:\\file.xml";
-    const std::string old_copy = Cache_Copy(path, "old.xml", "m", 0);
+    values["old_copy"] = Cache_Copy(path, "old.xml", "m", 0);
+    values["old_note"] = "Old cached file: {old_copy}";
     EXPECT_EQ(Get(path), Without_Codes(""));
-    Expect_Lines(
-        Remote_Request(path, "share") + Old_Copy(old_copy) + Kind_Test("Is_Inet_URL", path, false) +
-            Kind_Test("Is_File_Share", path, false) + Bug() +
-            Error(method, "Neither local, nor Inet, nor File share. Unexpected at this point. '" + path + "'.\n") +
-            Data(method, "Deleted obsolete cached file: '" + old_copy + "'.\n") + Result(""),
-        All());
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
+    Expect_Lookup(path, "share",
+                  "= lookup_remote < {old_note}\n" + s_lookup + "Old cached file: {old_copy}\n" +
+                      "= kind_test test=Is_Inet_URL result=false\n= kind_test test=Is_File_Share result=false\n" +
+                      s_bug + s_lookup_error +
+                      "Neither local, nor Inet, nor File share. Unexpected at this point. '{url}'.\n" + s_lookup +
+                      "Deleted obsolete cached file: '{old_copy}'.\n" + s_lookup_nothing);
+    EXPECT_FALSE(std::filesystem::exists(values["old_copy"]));
 }
 
 // Without a cache directory
@@ -237,9 +224,9 @@ TEST_F(Lookup, NeedsACacheDirectoryForRemoteFiles) {
     for (const auto& [request, kind] : {std::pair{url, "inet"}, {share, "share"}}) {
         Forget();
         EXPECT_EQ(Get(request), Without_Codes(""));
-        Expect_Lines(Remote_Request(request, kind) + Error(method, "Cache directory has not been configured.\n") +
-                         Result(""),
-                     All());
+        Expect_Lookup(request, kind,
+                      "= lookup_remote < {old_note}\n" + s_lookup_error + "Cache directory has not been configured.\n" +
+                          s_lookup_nothing);
         EXPECT_THAT(g_services.request_calls, IsEmpty());
         EXPECT_EQ(os->Calls_Of("File_Exists") + os->Calls_Of("Stat_File") + os->Calls_Of("Copy_File"), 0U);
     }
@@ -256,9 +243,9 @@ TEST_F(Lookup, ReportsAFreshCopyWhoseEntryIsGone) {
         return 60U;
     };
     EXPECT_EQ(Get(url), Without_Codes(""));
-    Expect_Lines(Remote_Request(url, "inet") + Bug() + Error(method, "URL '" + url + "' not found in cache.\n") +
-                     Result(""),
-                 All());
+    Expect_Lookup(url, "inet",
+                  "= lookup_remote < {old_note}\n" + s_bug + s_lookup_error + "URL '{url}' not found in cache.\n" +
+                      s_lookup_nothing);
     EXPECT_THAT(g_services.request_calls, IsEmpty());
 }
 
@@ -277,6 +264,8 @@ TEST_F(Lookup, NeedsNoPlaceForTheErrorCodes) {
 
 // The copy that was replaced
 
+const std::string s_lookup_failed = s_lookup_error + "Error deleting obsolete cached file: '{old_copy}', ";
+
 class Replaced_Copy : public Lookup {
 protected:
     /// An expired entry, a new file on the server, and a removal of the old copy that fails.
@@ -290,40 +279,28 @@ protected:
         Forget();
     }
 
-    /// What the look-up itself does with the old copy: everything behind the policy's seen.
-    std::vector<std::string> Last_Calls(std::size_t count) const {
-        return {os->calls.end() - static_cast<std::ptrdiff_t>(count), os->calls.end()};
-    }
-
-    /// Expects the look-up's record about the old copy, right before the result.
-    void Expect_Record(const Records& record, const std::string& result) {
-        const Records expected = record + Result(result);
-        EXPECT_EQ(Last(All(), expected.size()), expected);
+    /// Expects what the look-up itself says of the old copy, right before the result.
+    void Expect_End(const std::string& said, const std::string& result) {
+        values["old_copy"] = old_copy;
+        values["result"] = result.empty() ? "''" : result;
+        Expect_Last_Records(said + "\nD Get_Cached_File_and_Status: return value:({result})");
     }
 
     std::string old_copy;
 };
 
-TEST_F(Replaced_Copy, IsDeletedAtLastWhenItsRemovalFailedBefore) {
-    int deletions = 0;
-    os->on_delete_file = [&](const std::string& path) { return ++deletions > 1 && std::filesystem::remove(path); };
-    EXPECT_EQ(Get(url), (Result_Seen{first_copy, false, 0, Untouched}));
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
-    EXPECT_EQ(Content(first_copy), "new");
-    EXPECT_THAT(Last_Calls(3), ElementsAre("File_Exists(" + old_copy + ")", "Delete_File(" + old_copy + ")",
-                                           "File_Exists(" + old_copy + ")"));
-    Expect_Record(Data(method, "Deleted obsolete cached file: '" + old_copy + "'.\n"), first_copy);
-}
-
-TEST_F(Replaced_Copy, IsReportedWhereItIsNotSaidToBeDeletedOrStays) {
-    struct Case {
+TEST_F(Replaced_Copy, IsDeletedAtLastWhenItsRemovalFailedBeforeOrReported) {
+    const struct {
         bool removes;
         bool says_so;
-        std::string shown;
+        std::string said;
+    } deletions[] = {
+        {true, true, s_lookup + "Deleted obsolete cached file: '{old_copy}'."},
+        {false, false, s_lookup_failed + "delete_ok=false, still_exists=true."},
+        {false, true, s_lookup_failed + "delete_ok=true, still_exists=true."},
+        {true, false, s_lookup_failed + "delete_ok=false, still_exists=false."},
     };
-    for (const Case& deletion : {Case{false, false, "delete_ok=false, still_exists=true"},
-                                 Case{false, true, "delete_ok=true, still_exists=true"},
-                                 Case{true, false, "delete_ok=false, still_exists=false"}}) {
+    for (const auto& deletion : deletions) {
         Expire();
         os->on_delete_file = [&, deletions = 0](const std::string& path) mutable {
             if (++deletions == 1) { // the removal of the entry
@@ -334,10 +311,14 @@ TEST_F(Replaced_Copy, IsReportedWhereItIsNotSaidToBeDeletedOrStays) {
             }
             return deletion.says_so;
         };
-        const std::string copy = Get(url).path;
-        EXPECT_EQ(Content(copy), "new");
-        Expect_Record(
-            Error(method, "Error deleting obsolete cached file: '" + old_copy + "', " + deletion.shown + ".\n"), copy);
+        const Result_Seen seen = Get(url);
+        EXPECT_EQ(seen, (Result_Seen{seen.path, false, 0, Untouched}));
+        EXPECT_EQ(Content(seen.path), "new");
+        EXPECT_EQ(std::filesystem::exists(old_copy), !deletion.removes);
+        EXPECT_THAT(std::vector<std::string>(os->calls.end() - 3, os->calls.end()),
+                    ElementsAre("File_Exists(" + old_copy + ")", "Delete_File(" + old_copy + ")",
+                                "File_Exists(" + old_copy + ")"));
+        Expect_End(deletion.said, seen.path);
     }
 }
 
@@ -345,7 +326,7 @@ TEST_F(Replaced_Copy, ThatIsGoneAlreadyIsNotAConcern) {
     EXPECT_EQ(Get(url).path, first_copy);
     EXPECT_EQ(os->calls.back(), "File_Exists(" + old_copy + ")");
     EXPECT_EQ(os->Calls_Of("Delete_File"), 1U) << "by the removal of the entry";
-    Expect_Record(Return("Get_Cached_Remote_File", first_copy), first_copy);
+    Expect_End("D Get_Cached_Remote_File: return value:({result})", first_copy);
 }
 
 TEST_F(Replaced_Copy, OfTheSameNameInOtherLettersStays) {
@@ -355,7 +336,8 @@ TEST_F(Replaced_Copy, OfTheSameNameInOtherLettersStays) {
     cache.m_Cache_Entries[url].cached_file = In_Cache("ABCDEFAB-0000-0000-0000-000000000001.TXT");
     EXPECT_EQ(Get(url).path, In_Cache("abcdefab-0000-0000-0000-000000000001.txt"));
     EXPECT_EQ(os->Calls_Of("Delete_File"), 1U) << "by the removal of the entry";
-    EXPECT_EQ(Of({"Get_Cached_File_and_Status"}).size(), 4U + 1 + 1 + 1 + 4);
+    Expect_End("D Get_Cached_Remote_File: return value:({result})",
+               In_Cache("abcdefab-0000-0000-0000-000000000001.txt"));
 }
 
 TEST_F(Replaced_Copy, IsDeletedWhenNothingMayStandInForIt) {
@@ -363,7 +345,7 @@ TEST_F(Replaced_Copy, IsDeletedWhenNothingMayStandInForIt) {
     Server_Fails();
     EXPECT_EQ(Get(url), (Result_Seen{"", true, 2, Untouched}));
     EXPECT_FALSE(std::filesystem::exists(old_copy));
-    Expect_Record(Data(method, "Deleted obsolete cached file: '" + old_copy + "'.\n"), "");
+    Expect_End(s_lookup + "Deleted obsolete cached file: '{old_copy}'.", "");
     ASSERT_EQ(cache.m_Cache_Entries.count(url), 1U) << "the entry is not touched";
     EXPECT_EQ(cache.m_Cache_Entries[url].cached_file, old_copy);
 }
@@ -372,7 +354,7 @@ TEST_F(Replaced_Copy, WithoutANameIsNotLookedFor) {
     cache.m_Cache_Entries[url].cached_file.clear();
     EXPECT_EQ(Get(url).path, first_copy);
     EXPECT_EQ(os->Calls_Of("File_Exists"), 0U);
-    EXPECT_THAT(All(), Contains(Old_Copy("").front()));
+    Expect_Record(s_lookup + "Old cached file: ");
 }
 
 // The sweep
@@ -394,10 +376,10 @@ TEST_F(Lookup, SweepsWithTheFirstRequestOfAnObject) {
     EXPECT_TRUE(flag_during_sweep) << "the flag is reset behind the sweep";
     EXPECT_FALSE(std::filesystem::exists(stray));
     EXPECT_EQ(os->calls.front().substr(0, 13), "FindFirstFile");
-    const Records all = All();
-    EXPECT_EQ(Records(all.begin(), all.begin() + 6),
-              Call(method, "url='" + url + "'") + Call("Cleanup_Obsolete_Cached_Files") +
-                  Data("Cleanup_Obsolete_Cached_Files", "Cleaning up obsolete files.\n"));
+    Lines begin = Shown(All());
+    begin.resize(3);
+    EXPECT_THAT(begin, ElementsAre(s_lookup + "CALL(url='" + url + "')", "D Cleanup_Obsolete_Cached_Files: CALL",
+                                   "D Cleanup_Obsolete_Cached_Files: Cleaning up obsolete files."));
 
     Write_File(stray, "stray");
     Forget();
@@ -418,8 +400,8 @@ TEST_F(Lookup, TheShortFormIsAnOrdinaryRequest) {
     g_services.on_get_file_attributes = [](const std::string&) { return 0U; };
     EXPECT_EQ(cache.Get_Cached_File(share), share_copy);
     EXPECT_THAT(g_services.path_calls, IsEmpty());
-    EXPECT_EQ(All().front(), Call(method, "url='" + share + "'").front()) << "no record of its own";
-    EXPECT_EQ(All().back(), Result(share_copy).back());
+    EXPECT_EQ(Shown(All()).front(), s_lookup + "CALL(url='" + share + "')") << "no record of its own";
+    EXPECT_EQ(Shown(All()).back(), s_lookup + "return value:(" + share_copy + ")");
 }
 
 TEST_F(Lookup, TheShortFormReachesAnOverride) {

@@ -80,9 +80,10 @@ protected:
     const std::string gone = In_Cache("gone.txt");
 };
 
-const std::string s_start = "= load\nD Deserialize: Processing cache entries. -- Start --\n";
-const std::string s_end = "D Deserialize: Processing cache entries. -- End --\nD Deserialize: return value:(true)\n";
-const std::string s_new = "D Deserialize: New cache entry.\n";
+const std::string s_load_start = "= load\nD Deserialize: Processing cache entries. -- Start --\n";
+const std::string s_load_end =
+    "D Deserialize: Processing cache entries. -- End --\nD Deserialize: return value:(true)\n";
+const std::string s_load_new = "D Deserialize: New cache entry.\n";
 const std::string s_no_directory = R"(
     D ---- BUG ----
     E Get_Cache_Metadata: Cache directory has not been set, but trying to load cache metadata.
@@ -92,15 +93,15 @@ const std::string s_no_directory = R"(
 /// The records of an entry that is taken, passed over or the end, with its shown form.
 std::string Entry_Read(const std::string& said, int number, const std::string& url, const std::string& copy,
                        const std::string& stamp) {
-    return s_new + said + ": entry #" + std::to_string(number) + ", URL='" + url + "', " + Entry_Text(copy, stamp) +
-           "\n";
+    return s_load_new + said + ": entry #" + std::to_string(number) + ", URL='" + url + "', " +
+           Entry_Text(copy, stamp) + "\n";
 }
-const std::string s_added = "D Deserialize: Adding to the cache";
-const std::string s_ignored = "W Deserialize: Cached file does not exist. Entry ignored";
-const std::string s_empty = "W Deserialize: Empty URL encountered or empty cache file encountered";
+const std::string s_load_added = "D Deserialize: Adding to the cache";
+const std::string s_load_ignored = "W Deserialize: Cached file does not exist. Entry ignored";
+const std::string s_load_empty = "W Deserialize: Empty URL encountered or empty cache file encountered";
 
 std::string Invalid_Check_Time(int number, const std::string& line) {
-    return s_new + "W Deserialize: Metadata file: '{metadata}', last_checked_remotely is invalid for entry " +
+    return s_load_new + "W Deserialize: Metadata file: '{metadata}', last_checked_remotely is invalid for entry " +
            std::to_string(number) + ": '" + line + "', expected a number.\nD Deserialize: return value:(false)";
 }
 
@@ -231,8 +232,9 @@ TEST_F(Metadata_File, ComesBackAsItWasWritten) {
 
 TEST_F(Metadata_File, IsLoadedEntryByEntry) {
     EXPECT_TRUE(Load(File("2", "3", {"ma", "10", a, "u", "mx", "11", gone, "v", "", "12", b, "w"})));
-    Expect_Records(s_start + Entry_Read(s_added, 0, "u", a, "ma") + Entry_Read(s_ignored, 1, "v", gone, "mx") +
-                   Entry_Read(s_added, 2, "w", b, "") + s_end);
+    Expect_Records(s_load_start + Entry_Read(s_load_added, 0, "u", a, "ma") +
+                   Entry_Read(s_load_ignored, 1, "v", gone, "mx") + Entry_Read(s_load_added, 2, "w", b, "") +
+                   s_load_end);
     EXPECT_EQ(Entries(), "u: a.txt, ma, 10; w: b.txt, , 12; ");
     EXPECT_THAT(os->calls,
                 ElementsAre("File_Exists(" + a + ")", "File_Exists(" + gone + ")", "File_Exists(" + b + ")"));
@@ -240,7 +242,8 @@ TEST_F(Metadata_File, IsLoadedEntryByEntry) {
 
 TEST_F(Metadata_File, OfVersion1HasNoCheckTimesAndIsWrittenAsVersion2) {
     EXPECT_TRUE(Load(File("1", "2", {"ma", a, "u", "17", b, "v"})));
-    Expect_Records(s_start + Entry_Read(s_added, 0, "u", a, "ma") + Entry_Read(s_added, 1, "v", b, "17") + s_end);
+    Expect_Records(s_load_start + Entry_Read(s_load_added, 0, "u", a, "ma") +
+                   Entry_Read(s_load_added, 1, "v", b, "17") + s_load_end);
     EXPECT_EQ(Entries(), "u: a.txt, ma, 0; v: b.txt, 17, 0; ");
     cache.Serialize();
     EXPECT_EQ(Content(Metadata_Path()), Text_File(File("2", "2", {"ma", "0", a, "u", "17", "0", b, "v"})));
@@ -371,7 +374,7 @@ TEST_F(Metadata_File, WithAHeaderErrorClearsTheEntriesAllTheSame) {
 TEST_F(Metadata_File, WithABadCheckTimeKeepsTheEntriesBeforeIt) {
     for (const std::string line : {"", " ", "never", "x17", "-", "18446744073709551616"}) {
         EXPECT_FALSE(Load(File("2", "3", {"ma", "1", a, "u", "mb", line, b, "v", "mc", "3", c, "w"}))) << line;
-        Expect_Records(s_start + Entry_Read(s_added, 0, "u", a, "ma") + Invalid_Check_Time(1, line));
+        Expect_Records(s_load_start + Entry_Read(s_load_added, 0, "u", a, "ma") + Invalid_Check_Time(1, line));
         EXPECT_EQ(Entries(), "u: a.txt, ma, 1; ");
         EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + a + ")"));
     }
@@ -379,24 +382,26 @@ TEST_F(Metadata_File, WithABadCheckTimeKeepsTheEntriesBeforeIt) {
 
 TEST_F(Metadata_File, EndsAtAnEntryWithoutUrlOrCopy) {
     EXPECT_TRUE(Load(File("2", "3", {"ma", "1", a, "u", "mb", "2", b, "", "mc", "3", c, "w"})));
-    Expect_Records(s_start + Entry_Read(s_added, 0, "u", a, "ma") + Entry_Read(s_empty, 1, "", b, "mb") + s_end);
+    Expect_Records(s_load_start + Entry_Read(s_load_added, 0, "u", a, "ma") + Entry_Read(s_load_empty, 1, "", b, "mb") +
+                   s_load_end);
     EXPECT_EQ(Entries(), "u: a.txt, ma, 1; ");
     EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + a + ")"));
 
     EXPECT_TRUE(Load(File("2", "2", {"ma", "1", "", "u", "mb", "2", b, "v"})));
-    Expect_Records(s_start + Entry_Read(s_empty, 0, "u", "", "ma") + s_end);
+    Expect_Records(s_load_start + Entry_Read(s_load_empty, 0, "u", "", "ma") + s_load_end);
     EXPECT_EQ(Entries(), "");
     EXPECT_THAT(os->calls, IsEmpty());
 }
 
 TEST_F(Metadata_File, ThatPromisesMoreEntriesThanItHoldsFailsInVersion2Alone) {
     for (const std::string promised : {"3", "4294967295", "-1"}) {
-        const std::string two = s_start + Entry_Read(s_added, 0, "u", a, "ma") + Entry_Read(s_added, 1, "v", b, "mb");
+        const std::string two =
+            s_load_start + Entry_Read(s_load_added, 0, "u", a, "ma") + Entry_Read(s_load_added, 1, "v", b, "mb");
         EXPECT_FALSE(Load(File("2", promised, {"ma", "1", a, "u", "mb", "2", b, "v"})));
         Expect_Records(two + Invalid_Check_Time(2, ""));
         EXPECT_EQ(Entries(), "u: a.txt, ma, 1; v: b.txt, mb, 2; ");
         EXPECT_TRUE(Load(File("1", promised, {"ma", a, "u", "mb", b, "v"})));
-        Expect_Records(two + Entry_Read(s_empty, 2, "", "", "") + s_end);
+        Expect_Records(two + Entry_Read(s_load_empty, 2, "", "", "") + s_load_end);
         EXPECT_EQ(Entries(), "u: a.txt, ma, 0; v: b.txt, mb, 0; ");
     }
 }

@@ -1,27 +1,103 @@
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Records.h"
 
 #include <stdexcept>
 #include <string>
 
 using namespace Recorded_Trace;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-const std::string s_from_contents = "Generate_Cached_File_Name_from_Contents";
-const std::string s_from_share = "Generate_Cached_File_Name_from_File_Share";
-const std::string s_from_type = "Generate_Cached_File_Name_from_Mime_Type";
+const std::string s_no_detector = ": MIME Magic is not initialized. Unexpected internal state.\n";
+const std::string s_type = "= named_from_type < Filter_Dangerous\n";
+const std::string s_type_filtered = s_type + "D Filter_Dangerous_Extensions: CALL(extension='{extension}')\n"
+                                             "D Filter_Dangerous_Extensions: return value:(.cached)\n"
+                                             "D Generate_Cached_File_Name_from_Mime_Type: return value:({copy})\n";
+const std::string s_type_by_default =
+    s_type + "D Generate_Cached_File_Name_from_Mime_Type: Could not get an extension for MIME type '{type}'. "
+             "Defaulting to '.cached'\nD Generate_Cached_File_Name_from_Mime_Type: return value:({copy})\n";
+const std::string s_type_undetected = s_type + "D ---- BUG ----\nE Generate_Cached_File_Name_from_Mime_Type" +
+                                      s_no_detector +
+                                      "D Generate_Cached_File_Name_from_Mime_Type: return value:({copy})\n";
+const std::string s_contents = "= named_from_contents < mime_type2\n";
+const std::string s_contents_end = "D Generate_Cached_File_Name_from_Contents: return value:({copy})\n";
+const std::string s_contents_undetected = s_contents + "D ---- BUG ----\nE Generate_Cached_File_Name_from_Contents" +
+                                          s_no_detector + s_type_undetected + s_contents_end;
+const std::string s_share = "= named_from_share < Filter_Dangerous\n";
+const std::string s_share_end = "D Generate_Cached_File_Name_from_File_Share: return value:({copy})\n";
+
+const std::string s_file = "\\\\server\\share.d\\landscape";
+const std::string s_unknown = "Get_Extension_From_Mime_Type(x/y) ";
+const std::string s_text = "Get_Extension_From_Mime_Type(text/plain) ";
+const std::string s_xml = "Get_Extension_From_Mime_Type(text/xml) ";
+const std::string s_none = "Get_Extension_From_Mime_Type() ";
+const std::string s_typed_file = "Get_Mime_Type_For_File(" + s_file + ") ";
+
+enum class From { Type, Contents, Share };
+
+/// A name that is made: of what, and what becomes of it.
+struct Named {
+    From from;
+    std::string asked;   ///< the type, or the path on the share
+    std::string sniffed; ///< the type that contents or file are found to be of
+    bool has_detector;
+    std::string extension;   ///< of the name
+    std::string magic_calls; ///< each with a blank behind it
+    std::string records;
+    std::string type = asked; ///< the one that decides
+};
+
+const Named s_names[] = {
+    // A type's extension follows the UUID. One without gets the default one, a dangerous one is replaced.
+    {From::Type, "text/plain", "", true, ".txt", s_text, "= named_from_type"},
+    {From::Type, "x/y", "", true, ".cached", s_unknown, s_type_by_default},
+    {From::Type, "", "", true, ".cached", s_none, s_type_by_default},
+    {From::Type, "x/empty", "", true, ".cached", "Get_Extension_From_Mime_Type(x/empty) ", s_type_by_default},
+    {From::Type, "x/.exe", "", true, ".cached", "Get_Extension_From_Mime_Type(x/.exe) ", s_type_filtered},
+    {From::Type, "x/.EXE", "", true, ".cached", "Get_Extension_From_Mime_Type(x/.EXE) ", s_type_filtered},
+    {From::Type, "x/.Exe", "", true, ".cached", "Get_Extension_From_Mime_Type(x/.Exe) ", s_type_filtered},
+    {From::Type, "text/plain", "", false, ".cached", "", s_type_undetected},
+    // The declared type decides without a look at the contents; contents of no declared type are sniffed.
+    {From::Contents, "text/plain", "text/xml", true, ".txt", s_text, "= named_from_contents"},
+    {From::Contents, "x/y", "text/xml", true, ".cached", s_unknown,
+     "= named_from_contents < Generate_Cached_File_Name_from_Mime_Type\n" + s_type_by_default + s_contents_end},
+    {From::Contents, "", "text/xml", true, ".xml", "Get_Mime_Type_For_Data(some contents) " + s_xml,
+     "= named_from_contents", "text/xml"},
+    {From::Contents, "", "", true, ".cached", "Get_Mime_Type_For_Data(some contents) " + s_none,
+     "= named_from_contents < Generate_Cached_File_Name_from_Mime_Type\n" + s_type_by_default + s_contents_end},
+    {From::Contents, "text/plain", "text/xml", false, ".cached", "", s_contents_undetected},
+    {From::Contents, "", "text/xml", false, ".cached", "", s_contents_undetected},
+    // A share's own extension decides without detector and a look at the file.
+    {From::Share, "\\\\server\\share\\Landscape.XML", "text/plain", false, ".XML", "", "= named_from_share", "XML"},
+    {From::Share, "\\\\server\\share\\run.BAT", "text/plain", true, ".cached", "",
+     s_share +
+         "D Filter_Dangerous_Extensions: CALL(extension='.BAT')\n"
+         "D Filter_Dangerous_Extensions: return value:(.cached)\n" +
+         s_share_end,
+     "BAT"},
+    {From::Share, "\\\\server\\share\\a.with_dot", "text/plain", true, "..exe", "",
+     s_share +
+         "D ---- BUG ----\nE Generate_Cached_File_Name_from_File_Share: Unexpected file extension string. '.' "
+         "not found in '.exe'.\nD Filter_Dangerous_Extensions: CALL(extension='..exe')\n"
+         "D Filter_Dangerous_Extensions: return value:(..exe)\n" +
+         s_share_end,
+     ".exe"},
+    // A file without extension is named after its type.
+    {From::Share, s_file, "text/xml", true, ".xml", s_typed_file + s_xml, s_share + "= named_from_type\n" + s_share_end,
+     "text/xml"},
+    {From::Share, s_file, "", true, ".cached", s_typed_file + s_none, s_share + s_type_by_default + s_share_end, ""},
+    {From::Share, s_file, "unreadable", true, ".cached", s_typed_file + s_none,
+     s_share + "E Generate_Cached_File_Name_from_File_Share: Failed to open file '{url}'.\n" + s_type_by_default +
+         s_share_end,
+     ""},
+    {From::Share, s_file, "text/xml", false, ".cached", "",
+     s_share + "D ---- BUG ----\nE Generate_Cached_File_Name_from_File_Share" + s_no_detector + s_type_undetected +
+         s_share_end,
+     ""},
+};
 
 class Name_Generation : public Cache_Fixture {
 protected:
-    void SetUp() override {
-        cache.m_Cache_Directory = "C:\\cache";
-        g_services.uuids = {uuid};
-        Forget();
-    }
-
     std::string From_Type(const std::string& mime_type) {
         return cache.Generate_Cached_File_Name_from_Mime_Type(mime_type);
     }
@@ -30,106 +106,48 @@ protected:
         return cache.Generate_Cached_File_Name_from_Contents(mime_type, contents.data(), contents.size());
     }
 
-    /// The records of naming after a type whose extension is this one.
-    Lines Named_From_Type(const std::string& mime_type, const std::string& extension) {
-        values["type"] = mime_type;
-        values["extension"] = extension;
-        values["stem"] = buf;
-        values["copy"] = buf + extension;
-        return Expected("named_from_type", values);
-    }
-    Lines Named_From_Type_Until_Extension(const std::string& mime_type) {
-        return Recorded_Trace::Before(Named_From_Type(mime_type, ""), "Filter_Dangerous_Extensions");
-    }
-
-    /// The records of naming after a type that has no extension.
-    Lines Named_By_Default(const std::string& mime_type) {
-        return Named_From_Type_Until_Extension(mime_type) +
-               Data(s_from_type,
-                    "Could not get an extension for MIME type '" + mime_type + "'. Defaulting to '.cached'\n") +
-               Return(s_from_type, buf + ".cached");
-    }
-
-    /// The records of naming without a detector.
-    Lines Named_Without_Detector(const std::string& mime_type) {
-        return Named_From_Type_Until_Extension(mime_type) + No_Detector(s_from_type) +
-               Return(s_from_type, buf + ".cached");
-    }
-
-    /// The whole sequence of naming after contents.
-    void Expect_Named_From_Contents(const std::string& declared, const std::string& type,
-                                    const std::string& extension) {
-        Named_From_Type(type, extension);
-        values["declared"] = declared;
-        values["contents"] = Address_Text(contents.data());
-        values["size"] = std::to_string(contents.size());
-        Expect_Records("named_from_contents");
-    }
-
-    static Records Filtered(const std::string& extension, const std::string& result) {
-        return Call("Filter_Dangerous_Extensions", "extension='" + extension + "'") +
-               Return("Filter_Dangerous_Extensions", result);
-    }
-
-    static Records No_Detector(const std::string& method) {
-        return Bug() + Error(method, "MIME Magic is not initialized. Unexpected internal state.\n");
-    }
-
-    Records Contents_Entered(const std::string& mime_type) const {
-        return Call(s_from_contents, "mime_type='" + mime_type + "', file_contents=" + Address_Text(contents.data()) +
-                                         ", byte_size=" + std::to_string(contents.size()));
-    }
-
-    /// The whole sequence of naming after the extension of a file on a share, and its beginning.
-    Lines Named_From_Share(const std::string& path, const std::string& extension) const {
-        return Expected("named_from_share", {{"url", path}, {"bare", extension}, {"copy", buf + "." + extension}});
-    }
-    Lines Share_Entered(const std::string& path, const std::string& extension) const {
-        return Recorded_Trace::Before(Named_From_Share(path, extension), "Filter_Dangerous_Extensions");
-    }
-
-    void Without_Detector() { cache.m_Magic = {}; }
-
-    const std::string uuid = "a1b2c3d4-0001-0002-0003-112233445566";
-    const std::string buf = "C:\\cache\\a1b2c3d4-0001-0002-0003-112233445566";
-    const std::string contents = "some contents";
+    std::string contents = "some contents";
 };
 
-// From a MIME type
-
-TEST_F(Name_Generation, ATypesExtensionFollowsTheUuid) {
-    EXPECT_EQ(From_Type("text/plain"), buf + ".txt");
-    Expect_Lines(Named_From_Type("text/plain", ".txt"), All());
-    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
-}
-
-TEST_F(Name_Generation, ATypeWithoutExtensionGetsTheDefaultOneUnfiltered) {
-    g_services.extensions["x/empty"] = "";
-    for (const std::string mime_type : {"x/y", "", "x/empty"}) {
+TEST_F(Name_Generation, FollowsTheTypeOrTheFilesExtension) {
+    const std::string stem = "C:\\cache\\a1b2c3d4-0001-0002-0003-112233445566";
+    const auto detector = cache.m_Magic;
+    cache.m_Cache_Directory = "C:\\cache";
+    g_services.extensions.insert({{"x/empty", ""}, {"x/.exe", ".exe"}, {"x/.EXE", ".EXE"}, {"x/.Exe", ".Exe"}});
+    g_services.on_file_extension = [](const std::string& path) {
+        return path.ends_with("with_dot")                 ? ".exe"
+               : path == "\\\\server\\share.d\\landscape" ? ""
+                                                          : path.substr(path.size() - 3);
+    };
+    for (const Named& named : s_names) {
+        SCOPED_TRACE("name " + std::to_string(&named - s_names) + ", " + named.asked);
         Forget();
-        g_services.uuids = {uuid};
-        EXPECT_EQ(From_Type(mime_type), buf + ".cached");
-        Expect_Lines(Named_By_Default(mime_type), All());
+        cache.m_Magic = named.has_detector ? detector : decltype(cache.m_Magic)();
+        g_services.uuids = {"a1b2c3d4-0001-0002-0003-112233445566"};
+        g_services.type_for_data = g_services.type_for_file = named.sniffed;
+        g_services.file_unreadable = named.sniffed == "unreadable";
+        const bool is_bare = named.from == From::Share && named.asked != s_file;
+        values = {{"url", named.asked},
+                  {"declared", named.asked},
+                  {"bare", is_bare ? named.type : ""},
+                  {"type", named.from == From::Share && !named.has_detector ? "" : named.type},
+                  {"contents", Address_Text(contents.data())},
+                  {"size", "13"},
+                  {"extension", named.asked.starts_with("x/.") ? named.asked.substr(2) : named.extension},
+                  {"stem", stem},
+                  {"copy", stem + named.extension}};
+        EXPECT_EQ(named.from == From::Type       ? From_Type(named.asked)
+                  : named.from == From::Contents ? From_Contents(named.asked)
+                                                 : From_Share(named.asked),
+                  stem + named.extension);
+        Expect_Records(named.records);
+        std::string calls;
+        for (const std::string& call : g_services.magic_calls) {
+            calls += call + ' ';
+        }
+        EXPECT_EQ(calls, named.magic_calls);
+        EXPECT_THAT(os->calls, IsEmpty());
     }
-}
-
-TEST_F(Name_Generation, ATypesDangerousExtensionIsReplaced) {
-    for (const std::string dangerous : {".exe", ".EXE", ".Exe"}) {
-        Forget();
-        g_services.uuids = {uuid};
-        g_services.extensions["x/program"] = dangerous;
-        EXPECT_EQ(From_Type("x/program"), buf + ".cached");
-        Expect_Lines(Named_From_Type_Until_Extension("x/program") + Filtered(dangerous, ".cached") +
-                         Return(s_from_type, buf + ".cached"),
-                     All());
-    }
-}
-
-TEST_F(Name_Generation, WithoutADetectorATypeGetsTheDefaultExtension) {
-    Without_Detector();
-    EXPECT_EQ(From_Type("text/plain"), buf + ".cached");
-    Expect_Lines(Named_Without_Detector("text/plain"), All());
-    EXPECT_THAT(g_services.magic_calls, IsEmpty());
 }
 
 TEST_F(Name_Generation, UuidAndDirectoryAreUsedUnchanged) {
@@ -145,7 +163,6 @@ TEST_F(Name_Generation, UuidAndDirectoryAreUsedUnchanged) {
 }
 
 TEST_F(Name_Generation, EachNameIsNewAndNothingWritten) {
-    g_services.uuids.clear();
     cache.m_Cache_Directory = cache_directory;
     EXPECT_NE(From_Type("text/plain"), From_Type("text/plain"));
     EXPECT_NE(From_Contents("text/plain"), From_Contents("text/plain"));
@@ -154,123 +171,9 @@ TEST_F(Name_Generation, EachNameIsNewAndNothingWritten) {
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
-// From contents
-
-TEST_F(Name_Generation, TheDeclaredTypeDecidesWithoutALookAtTheContents) {
-    g_services.type_for_data = "text/xml";
-    EXPECT_EQ(From_Contents("text/plain"), buf + ".txt");
-    Expect_Named_From_Contents("text/plain", "text/plain", ".txt");
-    EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(text/plain)"));
-}
-
-TEST_F(Name_Generation, TheDeclaredTypeDecidesUnknownOrWithParametersToo) {
-    g_services.type_for_data = "text/xml";
-    for (const std::string declared : {"x/y", "text/xml; charset=utf-8"}) {
-        Forget();
-        g_services.uuids = {uuid};
-        EXPECT_EQ(From_Contents(declared), buf + ".cached");
-        EXPECT_THAT(g_services.magic_calls, ElementsAre("Get_Extension_From_Mime_Type(" + declared + ")"));
-    }
-}
-
-TEST_F(Name_Generation, ContentsOfNoDeclaredTypeAreSniffed) {
-    g_services.type_for_data = "text/xml";
-    EXPECT_EQ(From_Contents(""), buf + ".xml");
-    Expect_Named_From_Contents("", "text/xml", ".xml");
-    EXPECT_THAT(g_services.magic_calls,
-                ElementsAre("Get_Mime_Type_For_Data(some contents)", "Get_Extension_From_Mime_Type(text/xml)"));
-}
-
-TEST_F(Name_Generation, ContentsOfNoTypeAtAllGetTheDefaultExtension) {
-    g_services.type_for_data = "";
-    EXPECT_EQ(From_Contents(""), buf + ".cached");
-    Expect_Lines(Contents_Entered("") + Data(s_from_contents, "mime_type2 = ''\n") + Named_By_Default("") +
-                     Return(s_from_contents, buf + ".cached"),
-                 All());
-}
-
 TEST_F(Name_Generation, NoContentsAreSniffedToo) {
-    g_services.type_for_data = "text/plain";
-    EXPECT_EQ(cache.Generate_Cached_File_Name_from_Contents("", contents.data(), 0), buf + ".txt");
-    EXPECT_THAT(g_services.magic_calls,
-                ElementsAre("Get_Mime_Type_For_Data()", "Get_Extension_From_Mime_Type(text/plain)"));
-}
-
-TEST_F(Name_Generation, WithoutADetectorContentsGetTheDefaultExtensionAndTwoErrors) {
-    Without_Detector();
-    for (const std::string mime_type : {"text/plain", ""}) {
-        Forget();
-        g_services.uuids = {uuid};
-        EXPECT_EQ(From_Contents(mime_type), buf + ".cached");
-        Expect_Lines(Contents_Entered(mime_type) + No_Detector(s_from_contents) + Named_Without_Detector(mime_type) +
-                         Return(s_from_contents, buf + ".cached"),
-                     All());
-        EXPECT_THAT(g_services.magic_calls, IsEmpty());
-    }
-}
-
-// From a file on a share
-
-TEST_F(Name_Generation, ASharesOwnExtensionDecidesWithoutDetectorAndALookAtTheFile) {
-    g_services.file_unreadable = true;
-    Without_Detector();
-    const std::string path = "\\\\server\\share\\Landscape.XML";
-    EXPECT_EQ(From_Share(path), buf + ".XML");
-    Expect_Lines(Named_From_Share(path, "XML"), All());
-    EXPECT_THAT(g_services.magic_calls, IsEmpty());
-    EXPECT_EQ(os->calls.size(), 0U);
-}
-
-TEST_F(Name_Generation, ASharesDangerousExtensionIsReplaced) {
-    const std::string path = "\\\\server\\share\\run.BAT";
-    EXPECT_EQ(From_Share(path), buf + ".cached");
-    Expect_Lines(Share_Entered(path, "BAT") + Filtered(".BAT", ".cached") + Return(s_from_share, buf + ".cached"),
-                 All());
-}
-
-TEST_F(Name_Generation, AnExtensionThatBringsItsDotGetsASecondOne) {
-    const std::string path = "\\\\server\\share\\a.exe";
-    g_services.on_file_extension = [&](const std::string& asked) { return asked == path ? ".exe" : "?"; };
-    EXPECT_EQ(From_Share(path), buf + "..exe");
-    Expect_Lines(Share_Entered(path, ".exe") + Bug() +
-                     Error(s_from_share, "Unexpected file extension string. '.' not found in '.exe'.\n") +
-                     Filtered("..exe", "..exe") + Return(s_from_share, buf + "..exe"),
-                 All());
-}
-
-TEST_F(Name_Generation, AFileWithoutExtensionIsNamedAfterItsType) {
-    const std::string path = "\\\\server\\share.d\\landscape";
-    g_services.type_for_file = "text/xml";
-    EXPECT_EQ(From_Share(path), buf + ".xml");
-    Expect_Lines(Share_Entered(path, "") + Named_From_Type("text/xml", ".xml") + Return(s_from_share, buf + ".xml"),
-                 All());
-    EXPECT_THAT(g_services.magic_calls,
-                ElementsAre("Get_Mime_Type_For_File(" + path + ")", "Get_Extension_From_Mime_Type(text/xml)"));
-}
-
-TEST_F(Name_Generation, AFileWithoutExtensionAndTypeOrReadableContentsGetsTheDefaultExtension) {
-    const std::string path = "\\\\server\\share\\landscape";
-    g_services.type_for_file = "";
-    EXPECT_EQ(From_Share(path), buf + ".cached");
-    Expect_Lines(Share_Entered(path, "") + Named_By_Default("") + Return(s_from_share, buf + ".cached"), All());
-
-    Forget();
-    g_services.uuids = {uuid};
-    g_services.file_unreadable = true;
-    EXPECT_EQ(From_Share(path), buf + ".cached");
-    Expect_Lines(Share_Entered(path, "") + Error(s_from_share, "Failed to open file '" + path + "'.\n") +
-                     Named_By_Default("") + Return(s_from_share, buf + ".cached"),
-                 All());
-}
-
-TEST_F(Name_Generation, WithoutADetectorAFileWithoutExtensionGetsTheDefaultOneAndTwoErrors) {
-    Without_Detector();
-    const std::string path = "\\\\server\\share\\landscape";
-    EXPECT_EQ(From_Share(path), buf + ".cached");
-    Expect_Lines(Share_Entered(path, "") + No_Detector(s_from_share) + Named_Without_Detector("") +
-                     Return(s_from_share, buf + ".cached"),
-                 All());
-    EXPECT_THAT(g_services.magic_calls, IsEmpty());
+    EXPECT_TRUE(cache.Generate_Cached_File_Name_from_Contents("", contents.data(), 0).ends_with(".txt"));
+    EXPECT_EQ(g_services.magic_calls.front(), "Get_Mime_Type_For_Data()");
 }
 
 TEST_F(Name_Generation, AMissingUuidIsTheCallersBusiness) {

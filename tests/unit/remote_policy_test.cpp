@@ -1,11 +1,8 @@
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Records.h"
 
 #include <functional>
 #include <limits>
-#include <tuple>
 
-using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -43,83 +40,30 @@ class Remote_Policy : public Cache_Fixture {
 protected:
     Remote_Policy() {
         cache.m_Cache_Directory = cache_directory;
+        values.insert({{"url", url}, {"copy", copy}});
         Forget();
     }
 
-    static constexpr const char* method = "Get_Cached_Remote_File";
-    const std::string url = "http://server/file.xml";
-    const std::string check_step = "check(" + url + ", false)";
-    const std::string download_step = "download(" + url + ", false)";
-
-    Records Begin() const { return Call(method, "url='" + url + "', expired_f/downloader_f not traced."); }
-    Records Unknown() const {
-        return Data(method, "Remote file '" + url + "' not found in cache. Will be downloaded.\n");
-    }
-    Records Expired() const { return Data(method, "Remote file '" + url + "' is expired. Will be downloaded.\n"); }
-    Records Check_Failed(int code) const {
-        return Data(method, "Error(code=" + std::to_string(code) +
-                                ") in determine URL/file Expired, Try to download the remote file '" + url +
-                                "' directly.\n");
-    }
-    Records Served(const std::string& path) const {
-        return Data(method, "Cached file '" + path + "' for URL '" + url + "' will be used.\n") +
-               Return(method, "rtn = " + path);
-    }
-    static Records Returned(const std::string& path) { return Return(method, path); }
-    Records Copy_Missing() const {
-        return Data(method, "Cached file for '" + url + "' does not exist. Will be downloaded.\n");
-    }
-    /// Errors that end without an exit record.
-    Records Unnamed_Download() const {
-        return Bug() + Error(method, "Empty Cached file Name for URL '" + url + "'.\n");
-    }
-    Records Unnamed_Copy() const { return Bug() + Error(method, "Cached file is unnamed for URL '" + url + "'.\n"); }
-    Records Vanished() const {
-        return Bug() + Error(method, "Cached file unexpectedly not found at this point: '" + url + "'.\n");
-    }
-
-    /// An entry whose copy is on the disk.
-    std::string Cached() {
-        const std::string path = Write_File(In_Cache("old.xml"), "old");
-        policy.m_Cache_Entries[url] = {path, "m", 1};
-        return path;
-    }
-
-    /// An entry whose copy is not there.
-    void Cached_But_Gone() { policy.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", 1}; }
-
-    void Check_Returns(bool expired) {
-        policy.on_check = [=](bool&) { return expired; };
-    }
-    void Download_Returns(const std::string& path, bool error) {
-        policy.on_download = [=](bool& flag) {
-            flag = error;
-            return path;
-        };
-    }
-    /// A download that fails and leaves these codes; there were none before.
-    void Download_Fails(int http_error, int file_share_error) {
-        policy.m_errHTTPFileDownLoad = policy.m_errFileShareDownLoad = 0;
-        policy.on_download = [=, this](bool& flag) {
-            flag = true;
-            policy.m_errHTTPFileDownLoad = http_error;
-            policy.m_errFileShareDownLoad = file_share_error;
-            return std::string("ignored.xml");
-        };
-    }
-
     /// Asks for the URL: what it gets and what is flagged, the steps in their order, the records behind the call.
-    void Expect(const std::string& path, bool error, const std::vector<std::string>& steps, const Records& records) {
+    void Expect(const std::string& path, bool error, const std::vector<std::string>& steps,
+                const std::string& records) {
         Forget();
         policy.steps.clear();
         bool download_error = !error;
         EXPECT_EQ(policy.Get(url, download_error), path);
         EXPECT_EQ(download_error, error);
         EXPECT_EQ(policy.steps, steps);
-        EXPECT_EQ(All(), Begin() + records);
+        values["path"] = path;
+        Expect_Records("D Get_Cached_Remote_File: CALL(url='{url}', expired_f/downloader_f not traced.)\n" + records);
+        const bool looks = records.find("will be used") != records.npos || records.find("not exist") != records.npos;
+        EXPECT_EQ(os->calls.size(), looks ? 1U : 0U);
+        EXPECT_EQ(os->Calls_Of("File_Exists"), os->calls.size());
     }
-    std::vector<std::string> Both_Steps() const { return {check_step, download_step}; }
 
+    const std::string url = "http://server/file.xml";
+    const std::string copy = Write_File(In_Cache("old.xml"), "old");
+    const std::string check_step = "check(" + url + ", false)";
+    const std::string download_step = "download(" + url + ", false)";
     Policy_Cache policy{os};
 };
 
@@ -157,7 +101,7 @@ TEST_F(Remote_Policy, AnUnnamedOrMissingCopyIsNotFresh) {
 
 TEST_F(Remote_Policy, ACopyIsFreshUpToTheLastInstantOfThePeriod) {
     os->expiry_minutes = 60;
-    const std::string copy = Cache_Copy(url, "a.xml", "m", 1000 * Minute);
+    const std::string fresh = Cache_Copy(url, "a.xml", "m", 1000 * Minute);
     const auto fresh_at = [&](std::uint64_t now) {
         os->current_time = now;
         return cache.Cached_File_Still_Fresh(url);
@@ -173,7 +117,7 @@ TEST_F(Remote_Policy, ACopyIsFreshUpToTheLastInstantOfThePeriod) {
     Forget();
     EXPECT_TRUE(fresh_at(1001 * Minute));
     EXPECT_THAT(os->calls,
-                ElementsAre("File_Exists(" + copy + ")", "Get_Current_Time()",
+                ElementsAre("File_Exists(" + fresh + ")", "Get_Current_Time()",
                             "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)"));
 }
 
@@ -202,171 +146,183 @@ TEST_F(Remote_Policy, TheSumOfTimesWrapsAround) {
 
 // Which copy is served
 
-TEST_F(Remote_Policy, AnUnknownUrlIsDownloadedWithoutACheckAndTakenAsItComes) {
-    policy.m_errHTTPFileDownLoad = 3;
-    for (const std::string path : {"new.xml", ""}) {
-        for (const bool error : {false, true}) {
-            Download_Returns(path, error);
-            Expect(path, error, {download_step}, Unknown() + Returned(path));
-            EXPECT_THAT(os->calls, IsEmpty());
-            EXPECT_THAT(policy.m_Cache_Entries, IsEmpty()) << "recording is up to the downloader";
+const std::string s_policy = "D Get_Cached_Remote_File: ";
+const std::string s_policy_unknown = s_policy + "Remote file '{url}' not found in cache. Will be downloaded.\n";
+const std::string s_policy_expired = s_policy + "Remote file '{url}' is expired. Will be downloaded.\n";
+const std::string s_policy_missing = s_policy + "Cached file for '{url}' does not exist. Will be downloaded.\n";
+const std::string s_policy_served =
+    s_policy + "Cached file '{copy}' for URL '{url}' will be used.\n" + s_policy + "return value:(rtn = {copy})";
+const std::string s_policy_returned = s_policy + "return value:({path})";
+// Errors that end without an exit record.
+const std::string s_policy_error = "D ---- BUG ----\nE Get_Cached_Remote_File: ";
+const std::string s_unnamed_download = s_policy_error + "Empty Cached file Name for URL '{url}'.";
+const std::string s_unnamed_copy = s_policy_error + "Cached file is unnamed for URL '{url}'.";
+const std::string s_policy_vanished = s_policy_error + "Cached file unexpectedly not found at this point: '{url}'.";
+
+std::string Check_Failed(int code) {
+    return s_policy + "Error(code=" + std::to_string(code) +
+           ") in determine URL/file Expired, Try to download the remote file '{url}' directly.\n";
+}
+
+enum class Entry { None, With_Copy, Copy_Gone, Unnamed };
+
+struct Download {
+    std::string path;
+    bool fails;
+    int http_code = 0; ///< which a failed one leaves
+    int file_share_code = 0;
+};
+
+struct Policy_Case {
+    Entry entry;
+    bool expired;
+    int http_code; ///< both as before the request
+    int file_share_code;
+    std::vector<Download> downloads;
+    std::string path; ///< of the result
+    std::string records;
+};
+
+const Download s_new_copy = {"new.xml", false};
+const Download s_no_copy = {"", false};
+
+const Policy_Case s_policy_cases[] = {
+    // An unknown URL is downloaded without a check and taken as it comes.
+    {Entry::None, true, 3, 0, {s_new_copy}, "new.xml", s_policy_unknown + s_policy_returned},
+    {Entry::None, true, 0, 3, {s_no_copy}, "", s_policy_unknown + s_policy_returned},
+    {Entry::None, true, 3, 0, {{"new.xml", true}}, "new.xml", s_policy_unknown + s_policy_returned},
+    {Entry::None, true, 3, 0, {{"", true}}, "", s_policy_unknown + s_policy_returned},
+    // An unchanged file is served from the cache, or downloaded again where its copy is gone.
+    {Entry::With_Copy, false, 0, 0, {}, "{copy}", s_policy_served},
+    {Entry::With_Copy, false, 3, 3, {}, "{copy}", s_policy_served},
+    {Entry::Copy_Gone, false, 0, 3, {s_new_copy}, "new.xml", s_policy_missing + s_policy_returned},
+    {Entry::Copy_Gone, false, 0, 3, {{"", true}}, "", s_policy_missing + s_policy_returned},
+    // A successful download is taken whatever the codes, which the record of the check shows.
+    {Entry::With_Copy, true, 0, 0, {s_new_copy}, "new.xml", s_policy_expired + s_policy_returned},
+    {Entry::With_Copy, true, 3, 3, {s_no_copy}, "", Check_Failed(3) + s_policy_returned},
+    {Entry::With_Copy, true, 1, 0, {s_new_copy}, "new.xml", Check_Failed(1) + s_policy_returned},
+    {Entry::With_Copy, true, 2, 0, {s_new_copy}, "new.xml", Check_Failed(2) + s_policy_returned},
+    {Entry::With_Copy, true, 0, 1, {s_new_copy}, "new.xml", Check_Failed(1) + s_policy_returned},
+    {Entry::With_Copy, true, 0, 4, {s_new_copy}, "new.xml", Check_Failed(4) + s_policy_returned},
+    {Entry::With_Copy, true, 1, 4, {s_new_copy}, "new.xml", Check_Failed(1) + s_policy_returned},
+    {Entry::With_Copy, true, -1, 0, {s_new_copy}, "new.xml", s_policy_expired + s_policy_returned},
+    {Entry::With_Copy, true, 0, -1, {s_new_copy}, "new.xml", s_policy_expired + s_policy_returned},
+    {Entry::With_Copy, true, -1, -7, {s_new_copy}, "new.xml", s_policy_expired + s_policy_returned},
+    {Entry::With_Copy, true, -1, 4, {s_new_copy}, "new.xml", Check_Failed(4) + s_policy_returned},
+    {Entry::With_Copy, true, 2, -1, {s_new_copy}, "new.xml", Check_Failed(2) + s_policy_returned},
+    // A failed download serves the old copy, unless it has no name.
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 0, 0}}, "{copy}", s_policy_expired + s_policy_served},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 1, 1}}, "{copy}", s_policy_expired + s_policy_served},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 2, 2}}, "{copy}", s_policy_expired + s_policy_served},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 4, 4}}, "{copy}", s_policy_expired + s_policy_served},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, -3, -3}}, "{copy}", s_policy_expired + s_policy_served},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 3, 0}}, "", s_policy_expired + s_unnamed_download},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 0, 3}}, "", s_policy_expired + s_unnamed_download},
+    {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 2, 3}}, "", s_policy_expired + s_unnamed_download},
+    {Entry::With_Copy, true, 0, 3, {{"", true, 0, 3}}, "", Check_Failed(3) + s_unnamed_download},
+    // Without an old copy it is tried once more.
+    {Entry::Copy_Gone,
+     true,
+     0,
+     0,
+     {{"", true}, {"", true}},
+     "",
+     s_policy_expired + s_policy_missing + s_policy_returned},
+    {Entry::Copy_Gone,
+     true,
+     0,
+     0,
+     {{"", true}, s_new_copy},
+     "new.xml",
+     s_policy_expired + s_policy_missing + s_policy_returned},
+    // A copy without a name serves nothing.
+    {Entry::Unnamed, false, 0, 0, {}, "", s_unnamed_copy},
+    {Entry::Unnamed, true, 0, 0, {{"ignored.xml", true}}, "", s_policy_expired + s_unnamed_copy},
+};
+
+TEST_F(Remote_Policy, ServesACopyOrDownloadsTheFile) {
+    for (const Policy_Case& asked : s_policy_cases) {
+        SCOPED_TRACE("case " + std::to_string(&asked - s_policy_cases));
+        const std::string cached_file = asked.entry == Entry::With_Copy   ? copy
+                                        : asked.entry == Entry::Copy_Gone ? In_Cache("missing.xml")
+                                                                          : "";
+        policy.m_Cache_Entries.clear();
+        if (asked.entry != Entry::None) {
+            policy.m_Cache_Entries[url] = {cached_file, "m", 1};
+        }
+        policy.m_errHTTPFileDownLoad = asked.http_code;
+        policy.m_errFileShareDownLoad = asked.file_share_code;
+        policy.on_check = [&](bool&) { return asked.expired; };
+        policy.on_download = [&, next = asked.downloads.begin()](bool& flag) mutable {
+            const Download& download = *next++;
+            flag = download.fails;
+            if (flag) {
+                policy.m_errHTTPFileDownLoad = download.http_code;
+                policy.m_errFileShareDownLoad = download.file_share_code;
+            }
+            return download.path;
+        };
+        std::vector<std::string> steps;
+        if (asked.entry != Entry::None) {
+            steps.push_back(check_step);
+        }
+        bool error = false;
+        for (const Download& download : asked.downloads) {
+            steps.push_back("download(" + url + ", " + (error ? "true" : "false") + ")");
+            error = download.fails;
+        }
+        Expect(asked.path == "{copy}" ? copy : asked.path, error, steps, asked.records);
+        EXPECT_EQ(policy.m_Cache_Entries.size(), asked.entry == Entry::None ? 0U : 1U) << "recording is up to others";
+        for (const auto& [its_url, entry] : policy.m_Cache_Entries) {
+            EXPECT_EQ(entry.cached_file, cached_file);
+            EXPECT_EQ(entry.last_modified, "m");
+            EXPECT_EQ(entry.last_checked_remotely, 1U);
         }
     }
-}
-
-TEST_F(Remote_Policy, AnUnchangedFileIsServedFromTheCache) {
-    const std::string copy = Cached();
-    Check_Returns(false);
-    Expect(copy, false, {check_step}, Served(copy));
-    EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + copy + ")"));
-}
-
-TEST_F(Remote_Policy, AnUnchangedFileLeavesTheFlagOfTheCheck) {
-    const std::string copy = Cached();
-    policy.on_check = [](bool& flag) {
-        flag = true;
-        return false;
-    };
-    policy.m_errHTTPFileDownLoad = 3; // codes count only after a failed download
-    Expect(copy, true, {check_step}, Served(copy));
-}
-
-TEST_F(Remote_Policy, AnUnchangedFileWhoseCopyIsGoneIsDownloadedAgainAndTakenAsItComes) {
-    Cached_But_Gone();
-    policy.m_errFileShareDownLoad = 3;
-    Check_Returns(false);
-    for (const std::string path : {"new.xml", ""}) {
-        Download_Returns(path, path.empty());
-        Expect(path, path.empty(), Both_Steps(), Copy_Missing() + Returned(path));
-        EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + In_Cache("missing.xml") + ")"));
-    }
-}
-
-TEST_F(Remote_Policy, ASuccessfulDownloadIsTakenWhateverTheCodes) {
-    Cached();
-    Check_Returns(true);
-    Download_Returns("new.xml", false);
-    Expect("new.xml", false, Both_Steps(), Expired() + Returned("new.xml"));
-    EXPECT_THAT(os->calls, IsEmpty());
-    policy.m_errHTTPFileDownLoad = policy.m_errFileShareDownLoad = 3;
-    Download_Returns("", false);
-    Expect("", false, Both_Steps(), Check_Failed(3) + Returned(""));
-}
-
-TEST_F(Remote_Policy, TheRecordDistinguishesAFailedCheckFromAnExpiredFile) {
-    const std::tuple<int, int, Records> cases[] = {
-        {0, 0, Expired()},       {1, 0, Check_Failed(1)},  {2, 0, Check_Failed(2)},  {0, 1, Check_Failed(1)},
-        {0, 4, Check_Failed(4)}, {1, 4, Check_Failed(1)},  {-1, 0, Expired()},       {0, -1, Expired()},
-        {-1, -7, Expired()},     {-1, 4, Check_Failed(4)}, {2, -1, Check_Failed(2)}, {3, 3, Check_Failed(3)},
-    };
-    Cached();
-    Check_Returns(true);
-    Download_Returns("new.xml", false);
-    for (const auto& [http_error, file_share_error, record] : cases) {
-        policy.m_errHTTPFileDownLoad = http_error;
-        policy.m_errFileShareDownLoad = file_share_error;
-        Expect("new.xml", false, Both_Steps(), record + Returned("new.xml"));
-    }
+    EXPECT_EQ(Content(copy), "old");
 }
 
 TEST_F(Remote_Policy, TheCodesAndTheFlagAreThoseThatTheCheckLeaves) {
-    Cached();
-    policy.on_check = [this](bool& check_error) {
+    policy.m_Cache_Entries[url] = {copy, "m", 1};
+    bool expired = true;
+    policy.on_check = [&](bool& check_error) {
         check_error = true;
         policy.m_errHTTPFileDownLoad = 1;
-        return true;
+        return expired;
     };
-    Download_Returns("new.xml", false);
-    Expect("new.xml", false, {check_step, "download(" + url + ", true)"}, Check_Failed(1) + Returned("new.xml"));
-}
-
-TEST_F(Remote_Policy, AFailedDownloadServesTheOldCopyAndChangesNothing) {
-    const std::string copy = Cached();
-    Check_Returns(true);
-    for (const int code : {0, 1, 2, 4, -3}) {
-        Download_Fails(code, code);
-        Expect(copy, true, Both_Steps(), Expired() + Served(copy));
-        EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + copy + ")"));
-        EXPECT_EQ(policy.m_errHTTPFileDownLoad, code);
-        EXPECT_EQ(policy.m_errFileShareDownLoad, code);
-    }
-    ASSERT_EQ(policy.m_Cache_Entries.size(), 1U);
-    EXPECT_EQ(policy.m_Cache_Entries[url].cached_file, copy);
-    EXPECT_EQ(policy.m_Cache_Entries[url].last_modified, "m");
-    EXPECT_EQ(policy.m_Cache_Entries[url].last_checked_remotely, 1U);
-}
-
-TEST_F(Remote_Policy, AnUnnamedDownloadServesNothing) {
-    const std::string copy = Cached();
-    Check_Returns(true);
-    for (const auto& [http_error, file_share_error] : {std::pair{3, 0}, {0, 3}, {3, 3}, {2, 3}}) {
-        Download_Fails(http_error, file_share_error);
-        Expect("", true, Both_Steps(), Expired() + Unnamed_Download());
-        EXPECT_THAT(os->calls, IsEmpty());
-        EXPECT_EQ(policy.m_Cache_Entries.size(), 1U);
-        EXPECT_EQ(Content(copy), "old");
-    }
-}
-
-TEST_F(Remote_Policy, ACodeOfAnEarlierRequestStaysInForce) {
-    Cached();
-    policy.m_errFileShareDownLoad = 3; // of an earlier share request
-    Check_Returns(true);
-    Download_Returns("", true);
-    Expect("", true, Both_Steps(), Check_Failed(3) + Unnamed_Download());
-}
-
-TEST_F(Remote_Policy, AFailedDownloadWithoutOldCopyIsTriedOnceMore) {
-    Cached_But_Gone();
-    Check_Returns(true);
-    for (const std::string second : {"", "new.xml"}) {
-        policy.on_download = [&, downloads = 0](bool& flag) mutable {
-            flag = ++downloads == 1 || second.empty();
-            return flag ? std::string() : second;
-        };
-        Expect(second, second.empty(), {check_step, download_step, "download(" + url + ", true)"},
-               Expired() + Copy_Missing() + Returned(second));
-    }
+    policy.on_download = [](bool& flag) {
+        flag = false;
+        return std::string("new.xml");
+    };
+    Expect("new.xml", false, {check_step, "download(" + url + ", true)"}, Check_Failed(1) + s_policy_returned);
+    expired = false;
+    Expect(copy, true, {check_step}, s_policy_served);
 }
 
 TEST_F(Remote_Policy, AnEntryThatVanishesServesNothing) {
-    Cached();
-    policy.on_check = [this](bool&) {
-        policy.m_Cache_Entries.clear();
-        return false;
-    };
-    Expect("", false, {check_step}, Vanished());
-    EXPECT_THAT(os->calls, IsEmpty());
-
-    Cached();
-    Check_Returns(true);
-    policy.on_download = [this](bool& flag) {
-        flag = true;
-        policy.m_Cache_Entries.clear();
-        return std::string("ignored.xml");
-    };
-    Expect("", true, Both_Steps(), Expired() + Vanished());
-}
-
-TEST_F(Remote_Policy, AnUnnamedCopyServesNothing) {
-    policy.m_Cache_Entries[url] = {"", "m", 1};
-    Check_Returns(false);
-    Expect("", false, {check_step}, Unnamed_Copy());
-    EXPECT_THAT(os->calls, IsEmpty());
-
-    Check_Returns(true);
-    Download_Returns("ignored.xml", true);
-    Expect("", true, Both_Steps(), Expired() + Unnamed_Copy());
+    for (const bool expired : {false, true}) {
+        policy.m_Cache_Entries[url] = {copy, "m", 1};
+        policy.on_check = [&](bool&) {
+            policy.m_Cache_Entries.erase(expired ? "" : url);
+            return expired;
+        };
+        policy.on_download = [this](bool& flag) {
+            flag = true;
+            policy.m_Cache_Entries.clear();
+            return std::string("ignored.xml");
+        };
+        Expect("", expired, expired ? std::vector{check_step, download_step} : std::vector{check_step},
+               (expired ? s_policy_expired : "") + s_policy_vanished);
+    }
 }
 
 TEST_F(Remote_Policy, TheCopyServedIsTheOneOfTheEntryAsItIsThen) {
-    Cached();
-    const std::string other = Write_File(In_Cache("other.xml"), "other");
+    policy.m_Cache_Entries[url] = {"former.xml", "m", 1};
     policy.on_check = [&](bool&) {
-        policy.m_Cache_Entries[url].cached_file = other;
+        policy.m_Cache_Entries[url].cached_file = copy;
         return false;
     };
-    Expect(other, false, {check_step}, Served(other));
+    Expect(copy, false, {check_step}, s_policy_served);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "tests/unit/support/Api_Lock.h"
 #include "tests/unit/support/Cache_Fixture.h"
-#include "tests/unit/support/Expected_Records.h"
 
 #include <chrono>
 #include <future>
@@ -45,13 +44,9 @@ const First_Call& The_First_Call() {
 class Singleton : public Cache_Fixture {
 protected:
     Singleton() {
-        The_First_Call();
+        values["instance"] = Address_Text(The_First_Call().instance.get());
         Forget();
     }
-
-    static Records Static(const std::string& text) { return {{4, "Instance: " + text}}; }
-
-    const std::string shown_instance = "s_instance = " + Address_Text(The_First_Call().instance.get());
 };
 
 TEST_F(Singleton, TheFirstCallCreatesTheCacheOnNewServices) {
@@ -66,10 +61,15 @@ TEST_F(Singleton, TheFirstCallCreatesTheCacheOnNewServices) {
 }
 
 TEST_F(Singleton, TheFirstCallTracesTheCreation) {
-    EXPECT_EQ(The_First_Call().records,
-              Static("CALL\n") + Static("Creating s_instance...\n") + Call("CFileCache") + Call("Initialize_Mime") +
-                  Data("Initialize_Mime", "MIME magic is not initialized.\n") +
-                  Static("Creation complete, " + shown_instance + "\n") + Return("Instance", shown_instance));
+    Expect_Records(R"(
+        D (no object) Instance: CALL
+        D (no object) Instance: Creating s_instance...
+        D CFileCache: CALL
+        D Initialize_Mime: CALL
+        D Initialize_Mime: MIME magic is not initialized.
+        D (no object) Instance: Creation complete, s_instance = {instance}
+        D Instance: return value:(s_instance = {instance}))",
+                   The_First_Call().records);
 }
 
 TEST_F(Singleton, TheFirstCallNamesTheInterfaceWithoutAnObject) {
@@ -82,7 +82,7 @@ TEST_F(Singleton, TheFirstCallNamesTheInterfaceWithoutAnObject) {
 
 TEST_F(Singleton, EveryFurtherCallReturnsTheSameObject) {
     EXPECT_EQ(IFileCache::Instance(), The_First_Call().instance);
-    EXPECT_EQ(All(), Static("CALL\n") + Return("Instance", shown_instance));
+    Expect_Records("D (no object) Instance: CALL\nD Instance: return value:(s_instance = {instance})");
     EXPECT_EQ(g_services.os_created, 0);
     EXPECT_EQ(g_services.magic_loaded, 1) << "only the fixture's own object was created meanwhile";
     EXPECT_EQ(The_First_Call().instance.use_count(), 2) << "the library and the first caller";

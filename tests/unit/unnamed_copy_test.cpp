@@ -1,7 +1,6 @@
 // The naming of copies always returns a name; what the downloads do should it ever return
 // none is tested here, with a naming that does.
 
-#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Share_Fixture.h"
 
 #include <cstddef>
@@ -25,13 +24,16 @@ using testing::IsEmpty;
 
 namespace {
 
+const std::string s_reported =
+    "D ---- BUG ----\nE Download_Inet_URL: Unexpected empty cache file name for URL '{url}'.";
+
 /// Both kinds of requests, each with a last good copy; the services can write and find a file without a name.
 class Unnamed_Copy : public Share_Fixture, public testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
         Share_Fixture::SetUp();
         is_share = GetParam() == std::string("Share");
-        asked = is_share ? share : url;
+        values["url"] = asked = is_share ? share : url;
         old_copy = Cache_Copy(asked, "old.xml", "older stamp", 1);
         os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
         os->on_file_exists = [](const std::string& path) { return path.empty() || std::filesystem::exists(path); };
@@ -47,15 +49,6 @@ protected:
         return cache.Get_Cached_File_and_Status(asked, 213, download_error, &http_error, &file_share_error);
     }
     int& Code() { return is_share ? cache.m_errFileShareDownLoad : cache.m_errHTTPFileDownLoad; }
-    Records Reported() const {
-        return Bug() +
-               Recorded_Trace::Error("Download_Inet_URL", "Unexpected empty cache file name for URL '" + url + "'.\n");
-    }
-    static void Expect_End(const Records& end) {
-        ASSERT_GT(All().size(), end.size());
-        EXPECT_EQ(Last(All(), end.size()), end);
-    }
-
     bool is_share = false;
     std::string asked;
     std::string old_copy;
@@ -79,14 +72,13 @@ TEST_P(Unnamed_Copy, FailsWithACodeOfItsOwn) {
             EXPECT_THAT(os->calls, Contains("Copy_File(" + share + ", , 1)"));
             EXPECT_EQ(entry.cached_file, "");
             EXPECT_EQ(entry.last_modified, "132000000000000001");
-            EXPECT_THAT(
-                All(),
-                Contains(Note("Download_File_Share", "Copied file '" + share + "' to the cached file: ''.\n").front()));
-            Expect_End(Return("Download_File_Share", "''"));
+            Expect_Record("N Download_File_Share: Copied file '{url}' to the cached file: ''.");
+            Expect_Last_Records("D Download_File_Share: return value:('')");
             continue;
         }
-        Expect_End(Data("Download_Inet_URL", "cache_entry.cached_file = '', Writing contents to the file...\n") +
-                   Data("Download_Inet_URL", "Closed file ''.\n") + Reported());
+        Expect_Last_Records("D Download_Inet_URL: cache_entry.cached_file = '', Writing contents to the file...\n"
+                            "D Download_Inet_URL: Closed file ''.\n" +
+                            s_reported);
         EXPECT_THAT(g_services.client_calls, IsEmpty());
         EXPECT_EQ(Content(old_copy), "old");
         EXPECT_EQ(entry.cached_file, old_copy);
@@ -103,7 +95,7 @@ TEST_P(Unnamed_Copy, FailsByTheSecondClientAndWhereItIsNotMadeAsEver) {
     EXPECT_EQ(Code(), is_share ? 2 : 3);
     EXPECT_EQ(cache.m_Cache_Entries.at(asked).cached_file, old_copy);
     if (!is_share) {
-        Expect_End(Reported());
+        Expect_Last_Records(s_reported);
     }
 }
 
@@ -113,15 +105,12 @@ TEST_P(Unnamed_Copy, KeepsTheLastGoodCopyFromBeingServed) {
     EXPECT_EQ(http_error, is_share ? -77 : 3);
     EXPECT_EQ(file_share_error, is_share ? 3 : -77);
     EXPECT_FALSE(std::filesystem::exists(old_copy)) << "an old copy that is not served is deleted";
-    const Records served_nothing =
-        Recorded_Trace::Error("Get_Cached_Remote_File", "Empty Cached file Name for URL '" + asked + "'.\n");
-    EXPECT_THAT(All(), Contains(served_nothing.front()));
+    Expect_Record("E Get_Cached_Remote_File: Empty Cached file Name for URL '{url}'.");
     if (is_share) {
         EXPECT_EQ(Get(), "") << "nor by the next request";
         EXPECT_FALSE(download_error);
         EXPECT_EQ(file_share_error, 0);
-        EXPECT_EQ(Above_Additional_Data(),
-                  Recorded_Trace::Error("Get_Cached_Remote_File", "Cached file is unnamed for URL '" + share + "'.\n"));
+        Expect_Records("E Get_Cached_Remote_File: Cached file is unnamed for URL '{url}'.", Above_Additional_Data());
     }
 }
 

@@ -2,20 +2,12 @@
 
 #include <limits>
 
-using namespace Recorded_Trace;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-class Url_Kinds : public Cache_Fixture {
-protected:
-    /// Expects everything that Is_Local writes for a URL of a kind: inet, share or path.
-    void Expect_Is_Local(const std::string& kind, const std::string& url) {
-        values["url"] = url;
-        Expect_Records("is_local_" + kind);
-    }
-};
+class Url_Kinds : public Cache_Fixture {};
 
 TEST_F(Url_Kinds, HttpAndHttpsInLowerCaseAreInternetUrls) {
     for (const char* const url :
@@ -91,45 +83,40 @@ TEST_F(Url_Kinds, AnyDriveButAFixedDiskIsAShare) {
 TEST_F(Url_Kinds, EachTestTracesItsCallAndItsResult) {
     for (const std::string url : {"http://s/f", "ftp://s/f", "file:x", "", "\\\\s\\f", "C:\\f", "C:\\100%s%n%d"}) {
         Forget();
-        const bool inet = cache.Is_Inet_URL(url);
-        const bool file_url = cache.Is_File_URL(url);
-        const bool share = cache.Is_File_Share(url);
-        EXPECT_EQ(All(), Kind_Test("Is_Inet_URL", url, inet) + Kind_Test("Is_File_URL", url, file_url) +
-                             Kind_Test("Is_File_Share", url, share));
+        values["url"] = url;
+        values["inet"] = cache.Is_Inet_URL(url) ? "true" : "false";
+        values["file"] = cache.Is_File_URL(url) ? "true" : "false";
+        values["share"] = cache.Is_File_Share(url) ? "true" : "false";
+        Expect_Records("= kind_test test=Is_Inet_URL result={inet}\n= kind_test test=Is_File_URL result={file}\n"
+                       "= kind_test test=Is_File_Share result={share}");
     }
 }
 
-TEST_F(Url_Kinds, AnInternetUrlIsNotLocal) {
-    EXPECT_FALSE(cache.Is_Local("https://server/file.xml"));
-    Expect_Is_Local("inet", "https://server/file.xml");
-    EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Url_Kinds, AFileUrlIsNotLocalAndNoShare) {
-    const std::string url = "file://server/share/file.xml";
-    EXPECT_FALSE(cache.Is_Local(url));
-    EXPECT_EQ(All(), Call("Is_Local", "url='" + url + "'") + Kind_Test("Is_Inet_URL", url, false) +
-                         Kind_Test("Is_File_URL", url, true) + Return("Is_Local", "false"));
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_FALSE(cache.Is_File_Share(url));
-}
-
-TEST_F(Url_Kinds, AShareOrAPathOnAMappedDriveIsNotLocal) {
-    os->on_get_drive_type = [](const std::string&) { return 4U; };
-    for (const std::string url : {"\\\\server\\share\\file.xml", "N:\\file.xml"}) {
+TEST_F(Url_Kinds, LocalIsWhatIsNeitherAnInternetOrFileUrlNorAShare) {
+    os->on_get_drive_type = [](const std::string& root) { return root == "N:" ? 4U : 3U; };
+    for (const auto& [url, kind] : {std::pair<std::string, std::string>{"https://server/file.xml", "inet"},
+                                    {"\\\\server\\share\\file.xml", "share"},
+                                    {"N:\\file.xml", "share"},
+                                    {"", "path"},
+                                    {"C:\\data\\file.xml", "path"},
+                                    {"relative\\file.xml", "path"},
+                                    {"//server/share/file.xml", "path"},
+                                    {"HTTP://server/file.xml", "path"},
+                                    {"FILE:///C:/file.xml", "path"},
+                                    {"ftp://server/file.xml", "path"},
+                                    {"http", "path"}}) {
         Forget();
-        EXPECT_FALSE(cache.Is_Local(url));
-        Expect_Is_Local("share", url);
+        values["url"] = url;
+        EXPECT_EQ(cache.Is_Local(url), kind == "path") << url;
+        Expect_Records("= is_local_" + kind);
     }
-}
-
-TEST_F(Url_Kinds, EverythingElseIsLocal) {
-    for (const char* const url : {"", "C:\\data\\file.xml", "relative\\file.xml", "//server/share/file.xml",
-                                  "HTTP://server/file.xml", "FILE:///C:/file.xml", "ftp://server/file.xml", "http"}) {
-        Recorded_Trace::Forget();
-        EXPECT_TRUE(cache.Is_Local(url)) << url;
-        Expect_Is_Local("path", url);
-    }
+    Forget();
+    values["url"] = "file://server/share/file.xml";
+    EXPECT_FALSE(cache.Is_Local(values["url"]));
+    Expect_Records("= is_local_path < Is_File_URL\n= kind_test test=Is_File_URL result=true\n"
+                   "D Is_Local: return value:(false)");
+    EXPECT_THAT(os->calls, IsEmpty());
+    EXPECT_FALSE(cache.Is_File_Share(values["url"]));
 }
 
 } // namespace

@@ -9,13 +9,13 @@
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
-using testing::Contains;
 using testing::IsEmpty;
 
 namespace {
 
-const std::string s_lookup = "Get_Cached_File_and_Status";
-const std::string s_policy = "Get_Cached_Remote_File";
+const std::string s_says = "D Get_Cached_Remote_File: ";
+const std::string s_check_failed = s_says + "Error(code={code}) in determine URL/file Expired, Try to download the "
+                                            "remote file '{url}' directly.";
 
 /// Requests as a host makes them, for a URL or for a file on a share.
 class Remote_Request : public Share_Fixture {
@@ -89,7 +89,7 @@ protected:
         values["stem"] = copy.substr(0, copy.size() - 4);
         values["stamp"] = Stamp();
         values["entry"] = Entry_Text(copy, Stamp());
-        Expect_Records("lookup_remote");
+        Expect_Records("= lookup_remote");
     }
     /// Later requests find an entry.
     void Note_Old_Copy(const std::string& copy) {
@@ -99,15 +99,6 @@ protected:
         values["old_entry"] = Entry_Text(copy, Stamp());
         values["removal"] = "remove_entry";
         Forget();
-    }
-
-    /// A note of level 4 of the policy.
-    static testing::Matcher<Records> Policy_Says(const std::string& text) {
-        return Contains(Data(s_policy, text + "\n").front());
-    }
-    std::string Check_Failed(int code) const {
-        return "Error(code=" + std::to_string(code) +
-               ") in determine URL/file Expired, Try to download the remote file '" + asked + "' directly.";
     }
 
     std::string asked;
@@ -155,7 +146,7 @@ TEST_P(Any_Request, WithinTheExpiryPeriodNothingIsAsked) {
         EXPECT_EQ(file_share_error, Untouched);
         EXPECT_THAT(g_services.request_calls, IsEmpty());
         EXPECT_EQ(os->Calls_Of("Stat_File"), 0U);
-        Expect_Lines(Before("lookup_remote", "Old cached file") + Return(s_lookup, copy), All());
+        Expect_Records("= lookup_remote < {old_note}\nD Get_Cached_File_and_Status: return value:({old_copy})");
     }
 }
 
@@ -208,8 +199,9 @@ TEST_P(Any_Request, WithoutAServerTheCopyIsServed) {
     EXPECT_EQ(*other_error, Untouched);
     EXPECT_EQ(Content(copy), content);
     EXPECT_EQ(cache.m_Cache_Entries.at(asked).last_checked_remotely, checked);
-    EXPECT_THAT(All(), Policy_Says(Check_Failed(asked == url ? 2 : 1)));
-    EXPECT_THAT(All(), Policy_Says("Cached file '" + copy + "' for URL '" + asked + "' will be used."));
+    values["code"] = asked == url ? "2" : "1";
+    values["copy"] = copy;
+    Expect_Record(s_check_failed + "\n" + s_says + "Cached file '{copy}' for URL '{url}' will be used.");
 }
 
 TEST_P(Any_Request, WithoutAServerAndACopyThereIsNoFile) {
@@ -218,8 +210,7 @@ TEST_P(Any_Request, WithoutAServerAndACopyThereIsNoFile) {
     EXPECT_TRUE(download_error);
     EXPECT_EQ(*own_error, 2);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
-    const Records end = Return(s_policy, "") + Return(s_lookup, "''");
-    EXPECT_EQ(Last(All(), end.size()), end);
+    Expect_Last_Records(s_says + "return value:()\nD Get_Cached_File_and_Status: return value:('')");
 }
 
 TEST_P(Any_Request, ACopyThatIsGoneIsFetchedAgain) {
@@ -228,7 +219,7 @@ TEST_P(Any_Request, ACopyThatIsGoneIsFetchedAgain) {
     EXPECT_EQ(Get(), Copy(2));
     EXPECT_FALSE(download_error);
     EXPECT_EQ(Sent("HEAD") + Sent("GET") + os->Calls_Of("Stat_File"), 2U) << "checked and fetched";
-    EXPECT_THAT(All(), Policy_Says("Cached file for '" + asked + "' does not exist. Will be downloaded."));
+    Expect_Record(s_says + "Cached file for '{url}' does not exist. Will be downloaded.");
 
     std::filesystem::remove(Copy(2));
     Take_Server_Down();
@@ -263,18 +254,16 @@ TEST_F(Inet_Request, WithoutAServerAllThatWentWrongIsReported) {
     Take_Server_Down();
     Forget();
     Get();
-    const std::string head = "Is_Inet_URL_Expired";
-    const std::string get = "Download_Inet_URL";
-    const std::string process = "Process_Inet_URL_By_WinInet";
-    const std::string attempt = "Download_Inet_URL_By_WinInet";
-    const std::string reported = "COM exception: \n " + Com_Error_Text() + " \nWin32 error code: 12029";
-    const Records second_client =
-        Error(process, "CertErrorHandlingMode: 'Default'.\n") +
-        Error(attempt, "HTTP request failed with status 12029. On HTTP error we cannot download the file.\n") +
-        Error(process, "Download_Inet_URL_By_WinInet: ok: 0, download_error: 1, m_errHTTPFileDownLoad: 2.\n");
-    EXPECT_EQ(Above_Additional_Data(), Error(head, reported + "\n") + second_client +
-                                           Warning(head, "Last-Modified header is empty.\n") + Error(get, reported) +
-                                           second_client);
+    values["reported"] = "COM exception: \n " + Com_Error_Text() + " \nWin32 error code: 12029";
+    const std::string second_client = R"(
+        E Process_Inet_URL_By_WinInet: CertErrorHandlingMode: 'Default'.
+        E Download_Inet_URL_By_WinInet: HTTP request failed with status 12029. On HTTP error we cannot download the file.
+        E Process_Inet_URL_By_WinInet: Download_Inet_URL_By_WinInet: ok: 0, download_error: 1, m_errHTTPFileDownLoad: 2.
+        )";
+    Expect_Records("E Is_Inet_URL_Expired: {reported}" + second_client +
+                       "W Is_Inet_URL_Expired: Last-Modified header is empty.\nE Download_Inet_URL: {reported}\\" +
+                       second_client,
+                   Above_Additional_Data());
     EXPECT_EQ(cache.Get_Additional_Error_Info(), Com_Error_Text());
 }
 
@@ -290,7 +279,8 @@ TEST_F(Inet_Request, AServerThatRefusesHeadIsAskedForTheFile) {
     EXPECT_NE(copy, old_copy);
     EXPECT_FALSE(download_error);
     EXPECT_EQ(http_error, 1) << "the code of the check stays visible";
-    EXPECT_THAT(All(), Policy_Says(Check_Failed(1)));
+    values["code"] = "1";
+    Expect_Record(s_check_failed);
 }
 
 TEST_F(Inet_Request, ANewCacheOnTheDirectoryServesTheSameCopy) {
@@ -346,13 +336,13 @@ TEST_F(Share_Request, WithoutAServerAllThatWentWrongIsReported) {
     Take_Server_Down();
     Forget();
     Get();
-    EXPECT_EQ(Above_Additional_Data(),
-              Warning("Is_File_Share_Expired", "File share URL cannot be stat-ed: '" + share +
-                                                   "', error code 53. try to download the shared file directly.\n") +
-                  Warning("Download_File_Share", "Trying to download a file share URL that cannot be stat-ed: '" +
-                                                     share + "', error code 53.\n") +
-                  Error("Download_File_Share", "Copy file failed for URL: '" + share + "', cached file: '" + Copy(2) +
-                                                   "' , GetLastError returned 53.\n"));
+    values["copy"] = Copy(2);
+    Expect_Records(R"(
+        W Is_File_Share_Expired: File share URL cannot be stat-ed: '{url}', error code 53. try to download the shared file directly.
+        W Download_File_Share: Trying to download a file share URL that cannot be stat-ed: '{url}', error code 53.
+        E Download_File_Share: Copy file failed for URL: '{url}', cached file: '{copy}' , GetLastError returned 53.
+        )",
+                   Above_Additional_Data());
 }
 
 TEST_F(Share_Request, AFileUrlOfAShareIsServedAsTheSharesPath) {

@@ -91,26 +91,23 @@ protected:
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
 
     /// Compares all records, or the given ones, with these lines.
-    void Expect_Records(const std::string& lines, const Recorded_Trace::Records& recorded) const {
-        Recorded_Trace::Expect_Records(lines, values, recorded);
+    void Expect_Records(const std::string& lines,
+                        const Recorded_Trace::Records& recorded = Recorded_Trace::All()) const {
+        EXPECT_EQ(Recorded_Trace::Joined(Recorded_Trace::Shown(recorded)),
+                  Recorded_Trace::Joined(Recorded_Trace::Lines_Of(lines, values)));
     }
-    void Expect_Records(const std::string& lines) const { Expect_Records(lines, Recorded_Trace::All()); }
-    /// Expects this record, or the records to end with these.
-    void Expect_Record(const std::string& line) const {
+    /// Expects these records among others.
+    void Expect_Record(const std::string& lines) const {
         EXPECT_THAT(Recorded_Trace::Shown(Recorded_Trace::All()),
-                    testing::IsSupersetOf(Recorded_Trace::Lines_Of(line, values)));
+                    testing::IsSupersetOf(Recorded_Trace::Lines_Of(lines, values)));
     }
-    void Expect_Last_Records(const std::string& lines, const Recorded_Trace::Records& recorded) const {
+    /// Expects the records to end with these.
+    void Expect_Last_Records(const std::string& lines,
+                             const Recorded_Trace::Records& recorded = Recorded_Trace::All()) const {
         const auto expected = Recorded_Trace::Lines_Of(lines, values);
         auto shown = Recorded_Trace::Shown(recorded);
         shown.erase(shown.begin(), shown.end() - static_cast<std::ptrdiff_t>(std::min(shown.size(), expected.size())));
-        EXPECT_EQ(shown, expected);
-    }
-    void Expect_Last_Records(const std::string& lines) const { Expect_Last_Records(lines, Recorded_Trace::All()); }
-
-    /// The records of a file up to the given one of those that hold a text.
-    Recorded_Trace::Lines Before(const std::string& name, const std::string& text, int occurrence = 1) const {
-        return Recorded_Trace::Before(Recorded_Trace::Expected(name, values), text, occurrence);
+        EXPECT_EQ(Recorded_Trace::Joined(shown), Recorded_Trace::Joined(expected));
     }
 
     /// The URLs of all entries, in order.

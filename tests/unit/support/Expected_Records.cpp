@@ -57,6 +57,18 @@ Lines Written_In_File(const std::string& name) {
     return Written(file);
 }
 
+/// The lines before the given one of those that hold a text. It has to be there.
+Lines Before(Lines lines, const std::string& text, int occurrence) {
+    const auto end = std::find_if(lines.begin(), lines.end(), [&](const std::string& line) {
+        return line.find(text) != std::string::npos && --occurrence == 0;
+    });
+    EXPECT_NE(end, lines.end()) << text;
+    lines.erase(end, lines.end());
+    return lines;
+}
+
+Lines Meant_By_All(const Lines& written, const Values& values);
+
 /// The records that a line stands for.
 Lines Meant(const std::string& line, Values values) {
     if (!line.starts_with("= ")) {
@@ -75,7 +87,7 @@ Lines Meant(const std::string& line, Values values) {
         const auto equals = setting.find('=');
         values[setting.substr(0, equals)] = Filled(setting.substr(equals + 1), outer);
     }
-    Lines lines = Expected(name, values);
+    Lines lines = Meant_By_All(Written_In_File(name), values);
     if (cut != std::string::npos) {
         const int occurrence = line[cut + 2] == '<' ? 2 : 1;
         lines = Before(lines, Filled(line.substr(cut + 2 + static_cast<std::size_t>(occurrence)), outer), occurrence);
@@ -88,14 +100,6 @@ Lines Meant_By_All(const Lines& written, const Values& values) {
     for (const std::string& line : written) {
         const Lines meant = Meant(line, values);
         all.insert(all.end(), meant.begin(), meant.end());
-    }
-    return all;
-}
-
-std::string Joined(const Lines& lines) {
-    std::string all;
-    for (const std::string& line : lines) {
-        all += line + '\n';
     }
     return all;
 }
@@ -129,47 +133,17 @@ Lines Shown(const Records& records) {
     return lines;
 }
 
-Lines Expected(const std::string& name, const Values& values) {
-    return Meant_By_All(Written_In_File(name), values);
+std::string Joined(const Lines& lines) {
+    std::string all;
+    for (const std::string& line : lines) {
+        all += line + '\n';
+    }
+    return all;
 }
 
 Lines Lines_Of(const std::string& text, const Values& values) {
     std::istringstream stream(text);
     return Meant_By_All(Written(stream), values);
-}
-
-Lines Before(Lines lines, const std::string& text, int occurrence) {
-    const auto end = std::find_if(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line.find(text) != std::string::npos && --occurrence == 0;
-    });
-    EXPECT_NE(end, lines.end()) << text;
-    lines.erase(end, lines.end());
-    return lines;
-}
-
-Lines operator+(Lines left, const Lines& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-Lines operator+(Lines left, const Records& right) {
-    return std::move(left) + Shown(right);
-}
-
-Lines operator+(const Records& left, const Lines& right) {
-    return Shown(left) + right;
-}
-
-void Expect_Lines(const Records& expected, const Records& recorded) {
-    Expect_Lines(Shown(expected), recorded);
-}
-
-void Expect_Lines(const Lines& expected, const Records& recorded) {
-    EXPECT_EQ(Joined(expected), Joined(Shown(recorded)));
-}
-
-void Expect_Records(const std::string& name, const Values& values, const Records& recorded) {
-    Expect_Lines(name.find(' ') == std::string::npos ? Expected(name, values) : Lines_Of(name, values), recorded);
 }
 
 std::string Address_Text(const void* address) {

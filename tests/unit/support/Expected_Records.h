@@ -21,23 +21,11 @@ using Values = std::map<std::string, std::string>;
 /// Records as the files show them.
 Lines Shown(const Records& records);
 
+/// One text, so that a difference is shown line by line.
+std::string Joined(const Lines& lines);
+
 /// The records that lines stand for.
 Lines Lines_Of(const std::string& text, const Values& values);
-
-/// The lines of expected/NAME.trace.
-Lines Expected(const std::string& name, const Values& values);
-
-/// The lines before the given one of those that hold a text. It has to be there.
-Lines Before(Lines lines, const std::string& text, int occurrence = 1);
-
-Lines operator+(Lines left, const Lines& right);
-Lines operator+(Lines left, const Records& right);
-Lines operator+(const Records& left, const Lines& right);
-
-/// Compares, and shows the difference line by line.
-void Expect_Lines(const Lines& expected, const Records& recorded);
-void Expect_Lines(const Records& expected, const Records& recorded);
-void Expect_Records(const std::string& name, const Values& values, const Records& recorded);
 
 /// An address as the platform's "%p" shows it.
 std::string Address_Text(const void* address);

@@ -105,11 +105,6 @@ void Add(int level, const char* format, std::va_list arguments) {
     }
 }
 
-Records operator+(Records left, const Records& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 Records All() {
     Records records;
     for (const Raw_Record& raw : s_records) {
@@ -150,48 +145,12 @@ void Forget() {
     s_records.clear();
 }
 
-Records Last(const Records& records, std::size_t count) {
-    return {records.end() - static_cast<std::ptrdiff_t>(std::min(count, records.size())), records.end()};
-}
-
 During_Each::During_Each(std::function<void()> action) {
     s_during_each = std::move(action);
 }
 
 During_Each::~During_Each() {
     s_during_each = nullptr;
-}
-
-Records Call(const std::string& method) {
-    return {{4, method + "[this]: CALL\n"}};
-}
-
-Records Call(const std::string& method, const std::string& arguments) {
-    return {{4, method + "[this]: CALL"}, {4, "("}, {4, arguments}, {4, ")\n"}};
-}
-
-Records Return(const std::string& method, const std::string& value) {
-    return {{4, method + ": return value:"}, {4, "("}, {4, value}, {4, ")\n"}};
-}
-
-Records Data(const std::string& method, const std::string& text) {
-    return {{4, method + "[this]: " + text}};
-}
-Records Note(const std::string& method, const std::string& text) {
-    return {{3, method + "[this]: " + text}};
-}
-Records Warning(const std::string& method, const std::string& text) {
-    return {{2, method + "[this]: " + text}};
-}
-Records Error(const std::string& method, const std::string& text) {
-    return {{1, method + "[this]: " + text}};
-}
-Records Bug() {
-    return {{4, " ---- BUG ---- "}};
-}
-
-Records Kind_Test(const std::string& method, const std::string& url, bool result) {
-    return Call(method, "url='" + url + "'") + Return(method, result ? "true" : "false");
 }
 
 } // namespace Recorded_Trace

@@ -3,10 +3,8 @@
 #include "util/Non_Copyable.h"
 
 #include <cstdarg>
-#include <cstddef>
 #include <functional>
 #include <initializer_list>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,13 +22,7 @@ struct Record {
     bool operator==(const Record&) const = default;
 };
 
-inline void PrintTo(const Record& record, std::ostream* out) {
-    *out << record.level << ' ' << record.text << (record.text.ends_with('\n') ? "" : "\n");
-}
-
 using Records = std::vector<Record>;
-
-Records operator+(Records left, const Records& right);
 
 /// Every record since the last Forget().
 Records All();
@@ -42,9 +34,6 @@ Records Above_Additional_Data();
 std::vector<std::string> Raw_Texts();
 void Forget();
 
-/// The end of a sequence.
-Records Last(const Records& records, std::size_t count);
-
 /// Runs an action with each record that is written during the life of the object.
 class During_Each : private QEL::FrontEnd::Util::Non_Copyable {
 public:
@@ -54,17 +43,5 @@ public:
 
 /// For the recording writer.
 void Add(int level, const char* format, std::va_list arguments);
-
-// Expected records.
-Records Call(const std::string& method);                               ///< entry without arguments
-Records Call(const std::string& method, const std::string& arguments); ///< entry of four pieces
-Records Return(const std::string& method, const std::string& value);   ///< exit of four pieces
-Records Data(const std::string& method, const std::string& text);      ///< level 4
-Records Note(const std::string& method, const std::string& text);      ///< level 3
-Records Warning(const std::string& method, const std::string& text);   ///< level 2
-Records Error(const std::string& method, const std::string& text);     ///< level 1
-Records Bug();                                                         ///< the marker before an error
-/// Entry and exit of one of the tests of a URL's kind.
-Records Kind_Test(const std::string& method, const std::string& url, bool result);
 
 } // namespace Recorded_Trace
