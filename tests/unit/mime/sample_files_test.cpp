@@ -19,28 +19,18 @@ using QEL::Mime::Find_Mime_Type;
 using QEL::Mime::Sniffing::Sniff_Mime_Type;
 using QEL::Mime::Sniffing::Sniffed_Length;
 
-TEST(Sample_Files, HaveNamesOfTheirOwn) {
+TEST(Sample_Files, AreTypedAndHaveNamesOfTheirOwnAndAnExtensionForEachTypeButCabinets) {
     std::set<std::string> names;
-    for (const Sample_File& file : Sample_Files()) {
-        EXPECT_TRUE(names.insert(file.name).second) << file.name;
-    }
-    EXPECT_GE(names.size(), 60U);
-}
-
-TEST(Sample_Files, AreTyped) {
-    for (const Sample_File& file : Sample_Files()) {
-        EXPECT_EQ(Sniff_Mime_Type(file.contents), file.mime_type) << file.name;
-    }
-}
-
-TEST(Sample_Files, HaveAnExtensionForEachTypeButCabinets) {
-    for (const Sample_File& file : Sample_Files()) {
-        if (!file.mime_type.empty() && file.name != "cabinet") { // Windows installs from those
-            const auto mime_type = Find_Mime_Type(file.mime_type);
-            ASSERT_TRUE(mime_type) << file.mime_type;
-            EXPECT_NE(Find_Extension(*mime_type), "") << file.mime_type;
+    for (const auto& [name, contents, type] : Sample_Files()) {
+        EXPECT_TRUE(names.insert(name).second) << name;
+        EXPECT_EQ(Sniff_Mime_Type(contents), type) << name;
+        if (!type.empty() && name != "cabinet") { // Windows installs from those
+            const auto mime_type = Find_Mime_Type(type);
+            ASSERT_TRUE(mime_type) << type;
+            EXPECT_NE(Find_Extension(*mime_type), "") << type;
         }
     }
+    EXPECT_GE(names.size(), 60U);
 }
 
 /// The type of the bytes when nothing but them is there: they end where their memory ends, so that

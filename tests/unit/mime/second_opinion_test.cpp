@@ -10,8 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <iomanip>
-#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -58,9 +56,9 @@ constexpr auto Explanations = std::to_array<Explanation>({
     {"xml in UTF-16LE without mark", "libmagic knows UTF-16 by its mark"},
     {"xml in UTF-16BE without mark", "libmagic knows UTF-16 by its mark"},
     {"xml without declaration", Xml_By_Declaration},
-    {"xml without declaration, with UTF-8 mark", Xml_By_Declaration},
-    {"xml without declaration, in UTF-16LE", Xml_By_Declaration},
-    {"xml without declaration, in UTF-16BE", Xml_By_Declaration},
+    {"xml without declaration with UTF-8 mark", Xml_By_Declaration},
+    {"xml without declaration in UTF-16LE", Xml_By_Declaration},
+    {"xml without declaration in UTF-16BE", Xml_By_Declaration},
     {"xml that begins with a comment", Xml_By_Declaration},
     {"xml with a document type", Xml_By_Declaration},
     {"xml with name spaces", Xml_By_Declaration},
@@ -119,18 +117,9 @@ TEST(Second_Opinion, AgreesOrIsExplained) {
         const std::string theirs = libmagic.Type_Of(file.contents);
         const bool agree = Agree(ours, theirs);
         agreed += agree ? 1 : 0;
-        const auto explanation = std::ranges::find(Explanations, file.name, &Explanation::file);
-        EXPECT_TRUE(agree || explanation != Explanations.end())
+        EXPECT_TRUE(agree || std::ranges::find(Explanations, file.name, &Explanation::file) != Explanations.end())
             << file.name << ": \"" << ours << "\" here, \"" << theirs << "\" by libmagic";
-
-        std::cout << (agree ? "agree   " : "differ  ") << std::left << std::setw(42) << file.name
-                  << (ours.empty() ? "(unknown)" : ours);
-        if (!agree && explanation != Explanations.end()) {
-            std::cout << "; libmagic: " << theirs << "; " << explanation->reason;
-        }
-        std::cout << '\n';
     }
-    std::cout << agreed << " of " << Sample_Files().size() << " agree\n";
     EXPECT_GT(agreed, Sample_Files().size() / 2);
 }
 
