@@ -167,8 +167,16 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
 
     g_services.trace_directory.clear(); // none can be used
-    g_services.server_retry_seconds = -1;
-    EXPECT_EQ(Open().Settings()[2].value, "120");
+    for (const auto& [written, seconds, value] : {std::tuple{"-1", -1, "120"},
+                                                  {"4294967295", -1, "3600"},
+                                                  {"0xFFFFFFFF", -1, "3600"},
+                                                  {"4294967295x", -1, "120"},
+                                                  {"0X1F", 31, "31"},
+                                                  {"9999", 9999, "3600"}}) {
+        g_services.configured["LandscapeServerRetryAfter"] = written;
+        g_services.server_retry_seconds = seconds;
+        EXPECT_EQ(Open().Settings()[2].value, value) << written;
+    }
     const auto trace_directory = Open().Settings()[5];
     EXPECT_EQ(trace_directory.value, "");
     EXPECT_EQ(trace_directory.source, "");

@@ -66,7 +66,7 @@ TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntryWhoseKeyMayBeAsked) {
 }
 
 TEST_F(Entry_Removal, OfACopyThatIsGoneUnnamedOrRemoteDropsTheEntry) {
-    os->on_get_drive_type = [](const std::string&) { return 4U; };
+    os->on_get_drive_type = [](const std::string& root) { return root == "N:" ? 4U : 3U; };
     os->on_file_exists = os->on_delete_file = [](const std::string& path) { return path.starts_with("N:"); };
     for (const auto& [copy, kind, said, result] : {std::tuple{In_Cache("gone.txt"), "path", s_gone, true},
                                                    {std::string(), "", s_unnamed, false},

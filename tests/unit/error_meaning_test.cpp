@@ -31,6 +31,7 @@ TEST(Error_Meaning, InSentencesNamesTheServer) {
         "The certificate of the server h (port 80) has been revoked (revoked). Do not trust this server until it has "
         "a new one.");
     EXPECT_EQ(Sentences_On_Error(87, server, ""), "A parameter is not valid.");
+    EXPECT_EQ(Sentences_On_Error(12099, server, ": why"), "The request failed: why.");
 }
 
 TEST(Error_Meaning, OfAnUnknownNumberIsEmpty) {

@@ -242,6 +242,7 @@ TEST_F(File_Share_Copy, ThatFailsKeepsNothingButTheOlderCopy) {
 }
 
 TEST_F(File_Share_Copy, SaysWhyTheServerWasNotAsked) {
+    QEL::FrontEnd::Util::Unasked_Share_Server::Describe("Nobody copies now.");
     os->on_copy_file = [](const std::string&, const std::string&, int) {
         QEL::FrontEnd::Util::Unasked_Share_Server::Describe("The server was last tried at noon.");
         return 0;

@@ -2,6 +2,7 @@
 // on, and writes nothing.
 
 #include "tests/unit/support/Http_Fixture.h"
+#include "util/Dead_Servers.h"
 
 #include <cstdint>
 #include <functional>
@@ -113,7 +114,12 @@ TEST_F(Untraced, DirectoryAndMetadataAreTheSame) {
                      [this] { return Load("version\n3\n"); }, [this] { return Load("version\n2\nother\n"); },
                      [this] { return Load("version\n2\nentries\nx\n"); },
                      [this] { return Load("version\n2\nentries\n1\nmonday\nx\na\nb\n"); },
-                     [this] { return Load("version\n2\nentries\n1\nmonday\n1\n"); }});
+                     [this] { return Load("version\n2\nentries\n1\nmonday\n1\n"); },
+                     [this] {
+                         const std::string copy = cache.m_Cache_Entries[known].cached_file;
+                         return Load("version\n2\nentries\n2\nmonday\n1\n" + copy + "\nu\nmonday\n1\n" + copy +
+                                     "x\nv\n");
+                     }});
 }
 
 TEST_F(Untraced, CleaningUpIsTheSame) {
@@ -203,6 +209,21 @@ TEST_F(Untraced, OrdinaryRequestsAreTheSame) {
                          return ask("\\\\server\\share\\new.xml");
                      },
                      [&] {
+                         os->on_copy_file = [](const std::string&, const std::string&, int) {
+                             QEL::FrontEnd::Util::Unasked_Share_Server::Describe("It was last tried at noon.");
+                             return 0;
+                         };
+                         return ask("\\\\server\\share\\new.xml");
+                     },
+                     [&] {
+                         g_services.uuid_throws = true;
+                         return ask("\\\\server\\share\\new.xml") + ask(new_url);
+                     },
+                     [&] {
+                         cache.m_Cache_Entries[known].cached_file = In_Cache("gone.xml");
+                         return ask(known);
+                     },
+                     [&] {
                          os->on_directory_exists = [](const std::string&) { return false; };
                          return ask("\\\\server\\share\\new.xml");
                      }});
@@ -228,6 +249,7 @@ TEST_F(Untraced, DownloadsAreTheSame) {
     };
     Expect_The_Same(
         {[this] { return cache.Download_File_Share("/local", error); },
+         [&] { return ask_for_body([](auto& body) { body.type = 8; }); },
          [&] { return ask_for_body([](auto& body) { body.dimensions = 2; }); },
          [&] { return ask_for_body([](auto& body) { body.upper_bound_result = -1; }); },
          [&] { return ask_for_body([](auto& body) { body.access_result = -1; }); },
