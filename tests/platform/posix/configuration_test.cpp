@@ -14,6 +14,7 @@
 #include <chrono>
 #include <limits>
 #include <thread>
+#include <tuple>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -58,75 +59,66 @@ protected:
     }
 };
 
-TEST_F(Ini_Files, TheUsersValueComesBeforeTheMachines) {
-    Write_User_File("Period = 1\n");
-    Write_Machine_File("Period = 2\nTimeout = 3\n");
+TEST_F(Ini_Files, TheUsersValueComesBeforeTheMachinesWhichCountsWhereThereIsNone) {
+    EXPECT_EQ(Number("Period"), std::nullopt);
+    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), std::nullopt);
+    Write_Machine_File("Period = 2\nTimeout = 3\nList = c\nList = d\n");
+    EXPECT_EQ(Number("Period"), 2) << "the user's file is missing";
+    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), Machine_File());
+    EXPECT_EQ(configuration.Find_Place(User, Options_Key, "Period"), std::nullopt);
+    EXPECT_THAT(List("List"), ElementsAre("c", "d"));
+
+    Write_User_File("Period = 1\nList = b\nList = a\n");
     EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), User_File());
+    EXPECT_EQ(configuration.Find_Place(Machine, Options_Key, "Period"), Machine_File());
     EXPECT_EQ(Number("Timeout"), 3);
     EXPECT_EQ(Number("Period", User), 1);
     EXPECT_EQ(Number("Period", Machine), 2);
     EXPECT_EQ(Number("Timeout", User), std::nullopt);
-}
+    EXPECT_THAT(List("List"), ElementsAre("b", "a"));
 
-TEST_F(Ini_Files, OneFileMayBeMissing) {
-    EXPECT_EQ(Number("Period"), std::nullopt);
-    Write_Machine_File("Period = 2\n");
-    EXPECT_EQ(Number("Period"), 2);
+    Write_User_File("Period = soon\nList =\n");
+    EXPECT_EQ(Number("Period"), std::nullopt) << "rubbish hides the machine's number";
+    EXPECT_THAT(List("List"), ElementsAre(""));
     std::filesystem::remove(Machine_File());
     Write_User_File("Period = 1\n");
-    EXPECT_EQ(Number("Period"), 1);
+    EXPECT_EQ(Number("Period"), 1) << "the machine's file is missing";
     EXPECT_EQ(configuration.Problem(), "");
 }
 
-TEST_F(Ini_Files, RubbishOfTheUserHidesTheMachinesNumber) {
-    Write_User_File("Period = soon\n");
-    Write_Machine_File("Period = 2\n");
-    EXPECT_EQ(Number("Period"), std::nullopt);
-}
-
-TEST_F(Ini_Files, TheUsersListReplacesTheMachines) {
-    Write_Machine_File("List = c\nList = d\n");
-    EXPECT_THAT(List("List"), ElementsAre("c", "d"));
-    Write_User_File("List = b\nList = a\n");
-    EXPECT_THAT(List("List"), ElementsAre("b", "a"));
-    Write_User_File("List =\n");
-    EXPECT_THAT(List("List"), ElementsAre(""));
-}
-
-TEST_F(Ini_Files, OfARepeatedKeyTheFirstValueCounts) {
+TEST_F(Ini_Files, HoldWhatTheirLinesSay) {
+    const std::string options = Options_Key;
+    const struct {
+        std::string file;
+        const char* name;
+        std::string value;
+    } cases[] = {
+        // Sections have no letter case, may stand twice, and others do not count.
+        {"Period=1\n[Software\\QEL]\nPeriod=2\n[" + options + "2]\nPeriod=3\n", "Period", "none"},
+        {Header + "A=1\n[Other]\nA=2\n[software\\Qel\\qellogon\\OPTIONS]\nB=3\n", "A", "1"},
+        {Header + "A=1\n[Other]\nA=2\n[software\\Qel\\qellogon\\OPTIONS]\nB=3\n", "b", "3"},
+        // Nor do blanks, comments and line ends.
+        {"\xEF\xBB\xBF; comment\r\n# comment\r\n\r\n  [ " + options + " ]  \r\n\t A b \t=\t x y \t\r\n;A b=z\r\n",
+         "A b", "x y"},
+        {Header + "A=1\r\nLast=end", "Last", "end"},
+        // Of a repeated key the first value counts; values are taken literally.
+        {Header + "Period = 1\nOther = 5\nperiod = 2\n", "Period", "1"},
+        {Header + "A = \"quoted\"\n", "A", "\"quoted\""},
+        {Header + "B = a;b#c=d\n", "B", "a;b#c=d"},
+        {Header + "C = <<<END\nD = 1\nEND\n", "C", "<<<END"},
+        {Header + "C = <<<END\nD = 1\nEND\n", "D", "1"},
+        {Header + "E = \xE4\xFF\n", "E", "\xE4\xFF"},
+        // Lines that are nothing are passed over.
+        {Header + "rubbish\n=no key\n[no end\n" + Header + "A=1\n]\n[]\nB=2\n", "A", "1"},
+        {Header + "rubbish\n=no key\n[no end\n" + Header + "A=1\n]\n[]\nB=2\n", "B", "none"},
+    };
+    for (const auto& [file, name, value] : cases) {
+        home.Write("qel/qel.ini", file);
+        EXPECT_EQ(Text(name), value) << file;
+    }
     Write_User_File("Period = 1\nOther = 5\nperiod = 2\n");
-    EXPECT_EQ(Number("Period"), 1);
     EXPECT_THAT(List("PERIOD"), ElementsAre("1", "2"));
-}
-
-TEST_F(Ini_Files, SectionsHaveNoLetterCaseMayStandTwiceAndOthersDoNotCount) {
-    home.Write("qel/qel.ini", "Period=1\n[Software\\QEL]\nPeriod=2\n[Software\\QEL\\QELLogon\\Options2]\nPeriod=3\n");
-    EXPECT_EQ(Number("Period"), std::nullopt);
-    home.Write("qel/qel.ini", Header + "A=1\n[Other]\nA=2\n[software\\Qel\\qellogon\\OPTIONS]\nB=3\n");
-    EXPECT_EQ(Number("A"), 1);
-    EXPECT_EQ(Number("b"), 3);
-}
-
-TEST_F(Ini_Files, BlanksCommentsAndLineEndsDoNotCount) {
-    home.Write("qel/qel.ini", "\xEF\xBB\xBF; comment\r\n# comment\r\n\r\n  [ " + std::string(Options_Key) +
-                                  " ]  \r\n\t A b \t=\t x y \t\r\n;A b=z\r\nLast=end");
-    EXPECT_EQ(Text("A b"), "x y");
-    EXPECT_EQ(Text("Last"), "end");
-}
-
-TEST_F(Ini_Files, ValuesAreTakenLiterally) {
-    Write_User_File("A = \"quoted\"\nB = a;b#c=d\nC = <<<END\nD = 1\nEND\nE = \xE4\xFF\n");
-    EXPECT_EQ(Text("A"), "\"quoted\"");
-    EXPECT_EQ(Text("B"), "a;b#c=d");
-    EXPECT_EQ(Text("C"), "<<<END");
-    EXPECT_EQ(Text("D"), "1");
-    EXPECT_EQ(Text("E"), "\xE4\xFF");
-}
-
-TEST_F(Ini_Files, LinesThatAreNothingArePassedOver) {
-    Write_User_File("rubbish\n=no key\n[no end\n" + Header + "A=1\n]\n[]\nB=2\n");
-    EXPECT_EQ(Number("A"), 1);
-    EXPECT_EQ(Number("B"), std::nullopt);
 }
 
 TEST_F(Ini_Files, LongLinesAreKeptWhole) {
@@ -142,37 +134,28 @@ TEST_F(Ini_Files, AChangeWithinTheSameInstantIsSeen) {
     }
 }
 
-TEST_F(Ini_Files, AChangeThatKeepsSizeAndTimeIsSeen) {
+TEST_F(Ini_Files, AChangeOfAFileThatHasRestedIsSeenAndNothingElseRead) {
     const struct timespec long_ago[] = {{1000000000, 5}, {1000000000, 5}};
     Write_User_File("Period = 1\n");
     ASSERT_EQ(::utimensat(AT_FDCWD, User_File().c_str(), long_ago, 0), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(80));
     ASSERT_EQ(Number("Period"), 1);
-    Write_User_File("Period = 2\n");
-    ASSERT_EQ(::utimensat(AT_FDCWD, User_File().c_str(), long_ago, 0), 0);
-    EXPECT_EQ(Number("Period"), 2);
-}
-
-TEST_F(Ini_Files, AReplacedFileIsSeen) {
-    Write_User_File("Period = 1\n");
-    std::this_thread::sleep_for(std::chrono::milliseconds(80));
-    ASSERT_EQ(Number("Period"), 1);
-    home.Write("new", Header + "Period = 2\n");
-    std::filesystem::rename(home / "new", User_File());
-    EXPECT_EQ(Number("Period"), 2);
-    std::filesystem::remove(User_File());
-    EXPECT_EQ(Number("Period"), std::nullopt);
-    Write_User_File("Period = 3\n");
-    EXPECT_EQ(Number("Period"), 3);
-}
-
-TEST_F(Ini_Files, AnUnchangedFileIsNotReadAgain) {
-    Write_User_File("Period = 1\n");
-    std::this_thread::sleep_for(std::chrono::milliseconds(80));
-    ASSERT_EQ(Number("Period"), 1);
     configuration.m_User_File->m_Problem = "as before"; // which reading it would put right
     EXPECT_EQ(Number("Period"), 1);
     EXPECT_EQ(configuration.m_User_File->Problem(), "as before");
+
+    Write_User_File("Period = 2\n");
+    ASSERT_EQ(::utimensat(AT_FDCWD, User_File().c_str(), long_ago, 0), 0);
+    EXPECT_EQ(Number("Period"), 2) << "of the same size and time";
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    ASSERT_EQ(Number("Period"), 2);
+    home.Write("new", Header + "Period = 3\n");
+    std::filesystem::rename(home / "new", User_File());
+    EXPECT_EQ(Number("Period"), 3) << "another file in its place";
+    std::filesystem::remove(User_File());
+    EXPECT_EQ(Number("Period"), std::nullopt);
+    Write_User_File("Period = 4\n");
+    EXPECT_EQ(Number("Period"), 4);
 }
 
 TEST_F(Ini_Files, AFileChangedJustNowIsReadAgain) {
@@ -191,36 +174,29 @@ TEST_F(Ini_Files, AFileChangedJustNowIsReadAgain) {
     EXPECT_TRUE(configuration.m_User_File->m_Version.has_value());
 }
 
-TEST_F(Ini_Files, ALineThatIsPassedOverIsReportedAndTheOthersCount) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"Period = 1\n[Shares\nPort = 2\n", "line 3: the section has no ']' at its end"},
-        {"Period = 1\r\n\r\nPeriod 2\r\n",
-         "line 4: neither a section, nor a key with '=' and its value, nor a comment with ';' or '#'"},
-        {"Period = 1\n  = 2", "line 3: no key stands before the '='"},
-        {"\rPeriod = 1\r// 2\r",
-         "line 4: neither a section, nor a key with '=' and its value, nor a comment with ';' or '#'"},
+TEST_F(Ini_Files, WhatIsPassedOverIsReportedAndTheOthersCount) {
+    const std::string neither = ": neither a section, nor a key with '=' and its value, nor a comment with ';' or '#'";
+    const struct {
+        std::string file;
+        std::string fault;
+        std::uint32_t period = 1;
+    } cases[] = {
+        {Header + "Period = 1\n[Shares\nPort = 2\n", ": line 3: the section has no ']' at its end"},
+        {Header + "Period = 1\r\n\r\nPeriod 2\r\n", ": line 4" + neither},
+        {Header + "Period = 1\n  = 2", ": line 3: no key stands before the '='"},
+        {Header + "\rPeriod = 1\r// 2\r", ": line 4" + neither},
+        {"\xEF\xBB\xBF" + Header + " ; a\n\t# b\n \t\n [Other] rest\nkey=\n" + Header + "Period = 1\nOther = 1 = 2",
+         ""},
+        {Header + "Period = 1\n" + Rubbish(100000), ": not a text file", 2},
+        {Header + "Period = 1\n" + std::string(5 << 20, '\n'), ": too large for a configuration file", 2},
+        {Header + "Period = 1\n", ""},
     };
-    for (const auto& [lines, fault] : cases) {
-        home.Write("qel/qel.ini", Header + lines);
-        EXPECT_EQ(Number("Period"), 1) << lines;
-        EXPECT_EQ(configuration.Problem(), User_File() + ": " + fault);
-    }
-}
-
-TEST_F(Ini_Files, NothingIsReportedOfLinesThatCountOrNeedNot) {
-    home.Write("qel/qel.ini",
-               "\xEF\xBB\xBF" + Header + " ; a\n\t# b\n \t\n [Other] rest\nkey=\n" + Header + "Period = 1 = 2");
-    EXPECT_EQ(configuration.Problem(), "");
-}
-
-TEST_F(Ini_Files, BinaryRubbishCountsAsMissingAndIsReported) {
-    home.Write("qel/qel.ini", Header + "Period = 1\n" + Rubbish(100000));
     Write_Machine_File("Period = 2\n");
-    EXPECT_EQ(Number("Period"), 2);
-    EXPECT_EQ(configuration.Problem(), User_File() + ": not a text file");
-    Write_User_File("Period = 1\n");
-    EXPECT_EQ(Number("Period"), 1);
-    EXPECT_EQ(configuration.Problem(), "");
+    for (const auto& [file, fault, period] : cases) {
+        home.Write("qel/qel.ini", file);
+        EXPECT_EQ(Number("Period"), period) << fault;
+        EXPECT_EQ(configuration.Problem(), fault.empty() ? "" : User_File() + fault);
+    }
 }
 
 TEST_F(Ini_Files, AnyBytesAreSurvived) {
@@ -230,12 +206,6 @@ TEST_F(Ini_Files, AnyBytesAreSurvived) {
         home.Write("qel/qel.ini", bytes.substr(begin) + "\n" + Header + "Period = 1\n");
         ASSERT_EQ(Number("Period"), 1) << begin;
     }
-}
-
-TEST_F(Ini_Files, AnOversizedFileCountsAsMissingAndIsReported) {
-    Write_User_File("Period = 1\n" + std::string(5 << 20, '\n'));
-    EXPECT_EQ(Number("Period"), std::nullopt);
-    EXPECT_THAT(configuration.Problem(), HasSubstr("too large"));
 }
 
 TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
@@ -349,39 +319,25 @@ TEST_F(Ini_Files, TheMachinesNumberIsReadWhereItIsAskedFor) {
     EXPECT_EQ(only_user, 7);
 }
 
-TEST_F(Ini_Files, HexadecimalAndNegativeNumbersReachTheCache) {
-    Write_User_File("Hex = 0x10\nGreatest = 0x7FFFFFFF\nUnsigned = 0xFFFFFFFF\nNegative = -2147483648\nBeyond = "
-                    "-2147483649\n");
-    const auto read = [](const char* name) {
-        std::int32_t target = 7;
-        FrontEnd::Util::GetRegValInt(target, Options_Key, name, 0);
-        return target;
-    };
-    EXPECT_EQ(read("Hex"), 16);
-    EXPECT_EQ(read("Greatest"), 0x7FFFFFFF);
-    EXPECT_EQ(read("Negative"), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(read("Unsigned"), -1) << "as a number of the registry";
-    EXPECT_EQ(read("Beyond"), 7);
-}
-
-TEST_F(Ini_Files, NumbersOfThePeriodHave32Bits) {
-    Write_User_File("Hex = 0xFFFFFFFF\nBeyond = 4294967296\nFarBeyond = 4294967356\nNegative = -1\n");
+TEST_F(Ini_Files, NumbersHave32BitsAsThoseOfTheRegistry) {
     const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
-    constexpr int only_user = 0;
-    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Hex"), 0xFFFFFFFFu);
-    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Beyond"), 0u);
-    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "FarBeyond"), 0u);
-    EXPECT_EQ(services->Read_Registry_Int(only_user, Options_Key, "Negative"), 0xFFFFFFFFu);
-}
-
-TEST_F(Ini_Files, SaysWhichFileHoldsTheValueThatCounts) {
-    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), std::nullopt);
-    Write_Machine_File("Period = 1\n");
-    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), Machine_File());
-    EXPECT_EQ(configuration.Find_Place(User, Options_Key, "Period"), std::nullopt);
-    Write_User_File("Period = 2\n");
-    EXPECT_EQ(configuration.Find_Place(Both, Options_Key, "Period"), User_File());
-    EXPECT_EQ(configuration.Find_Place(Machine, Options_Key, "Period"), Machine_File());
+    constexpr std::int32_t as_before = 7;
+    const std::tuple<const char*, std::int32_t, std::uint32_t> numbers[] = {
+        {"0x10", 16, 16},
+        {"0x7FFFFFFF", 0x7FFFFFFF, 0x7FFFFFFF},
+        {"0xFFFFFFFF", -1, 0xFFFFFFFF},
+        {"-1", -1, 0xFFFFFFFF},
+        {"-2147483648", std::numeric_limits<std::int32_t>::min(), 0x80000000},
+        {"-2147483649", as_before, 0},
+        {"4294967296", as_before, 0},
+        {"4294967356", as_before, 0}};
+    for (const auto& [written, as_signed, as_period] : numbers) {
+        Write_User_File(std::string("Period = ") + written + "\n");
+        std::int32_t target = as_before;
+        FrontEnd::Util::GetRegValInt(target, Options_Key, "Period", 0);
+        EXPECT_EQ(target, as_signed) << written;
+        EXPECT_EQ(services->Read_Registry_Int(0, Options_Key, "Period"), as_period) << written;
+    }
 }
 
 TEST_F(Ini_Files, ATraceDirectoryThatForgesLinesIsNone) {
