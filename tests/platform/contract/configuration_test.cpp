@@ -41,12 +41,33 @@ protected:
     }
 };
 
-TEST_F(Configuration, ReadsNumbers) {
+TEST_F(Configuration, ReadsNumbersAndTextsThatAreOnesUnderNamesWithoutLetterCase) {
+    const auto expect = [this](std::uint32_t number, std::int32_t as_signed) {
+        EXPECT_EQ(Number("Period"), number);
+        EXPECT_EQ(Number("Period", User_Then_Machine), number);
+        EXPECT_EQ(Signed_Number("Period", 7), as_signed);
+        EXPECT_EQ(Signed_Number("Period", 7, 1), as_signed);
+    };
     user.Set_Number("Period", 60);
-    EXPECT_EQ(Number("Period"), 60u);
-    EXPECT_EQ(Number("Period", User_Then_Machine), 60u);
-    EXPECT_EQ(Signed_Number("Period", 7), 60);
-    EXPECT_EQ(Signed_Number("Period", 7, 1), 60);
+    expect(60, 60);
+    EXPECT_EQ(Number("PERIOD"), 60u);
+    EXPECT_EQ(services->Read_Registry_Int(Only_User, "SOFTWARE\\qel\\QELLOGON\\options", "period"), 60u);
+    EXPECT_EQ(services->Read_Registry_Int(Only_User, "Software\\QEL\\NoSuchKey", "Period"), 0u);
+    user.Set_Number("Period", 0x7FFFFFFF);
+    expect(0x7FFFFFFF, 0x7FFFFFFF);
+    user.Set_Text("Period", "60");
+    expect(60, 60);
+    user.Set_Text("Period", "-5");
+    EXPECT_EQ(Signed_Number("Period", 7), -5);
+    user.Set_Number("Period", 0xFFFFFFFF);
+    EXPECT_EQ(Number("Period"), 0xFFFFFFFFu);
+    for (const char* text : {"", "soon", "60abc", "abc60", "6 0", "6.5", "--6", "-", "0x", "9999999999999999999999"}) {
+        user.Set_Text("Period", text);
+        SCOPED_TRACE(text);
+        expect(0, 7);
+    }
+    user.Remove("Period");
+    expect(0, 7);
 }
 
 TEST_F(Configuration, SaysWhereAValueStandsAndWhatIsWrittenThere) {
@@ -64,49 +85,10 @@ TEST_F(Configuration, SaysWhereAValueStandsAndWhatIsWrittenThere) {
     EXPECT_EQ(FrontEnd::Util::Configuration_Problem(), "");
 }
 
-TEST_F(Configuration, NamesHaveNoLetterCase) {
-    user.Set_Number("Period", 60);
-    EXPECT_EQ(Number("PERIOD"), 60u);
-    EXPECT_EQ(services->Read_Registry_Int(Only_User, "SOFTWARE\\qel\\QELLOGON\\options", "period"), 60u);
-}
-
-TEST_F(Configuration, AMissingNumberIsZeroOrLeavesTheTargetAlone) {
-    EXPECT_EQ(Number("NoSuchValue"), 0u);
-    EXPECT_EQ(Number("NoSuchValue", User_Then_Machine), 0u);
-    EXPECT_EQ(Signed_Number("NoSuchValue", 7), 7);
-    EXPECT_EQ(Signed_Number("NoSuchValue", 7, 1), 7);
-    user.Set_Number("Period", 60);
-    EXPECT_EQ(Number("NoSuchValue"), 0u);
-    EXPECT_EQ(services->Read_Registry_Int(Only_User, "Software\\QEL\\NoSuchKey", "Period"), 0u);
-}
-
 TEST_F(Configuration, TheMachineAndOtherRootsDoNotHaveTheUsersValues) {
     user.Set_Number("OnlyTheUserHasThis", 60);
     for (const int root : {1, -1, 3, 4, 1000}) {
         EXPECT_EQ(Number("OnlyTheUserHasThis", root), 0u) << root;
-    }
-}
-
-TEST_F(Configuration, TheGreatestNumberIsRead) {
-    user.Set_Number("Period", 0xFFFFFFFF);
-    EXPECT_EQ(Number("Period"), 0xFFFFFFFFu);
-    user.Set_Number("Period", 0x7FFFFFFF);
-    EXPECT_EQ(Signed_Number("Period", 7), 0x7FFFFFFF);
-}
-
-TEST_F(Configuration, ATextIsReadAsTheNumberThatItIs) {
-    user.Set_Text("Period", "60");
-    EXPECT_EQ(Number("Period"), 60u);
-    EXPECT_EQ(Signed_Number("Period", 7), 60);
-    user.Set_Text("Period", "-5");
-    EXPECT_EQ(Signed_Number("Period", 7), -5);
-}
-
-TEST_F(Configuration, ATextThatIsNoNumberCountsAsMissing) {
-    for (const char* text : {"", "soon", "60abc", "abc60", "6 0", "6.5", "--6", "-", "0x", "9999999999999999999999"}) {
-        user.Set_Text("Period", text);
-        EXPECT_EQ(Number("Period"), 0u) << text;
-        EXPECT_EQ(Signed_Number("Period", 7), 7) << text;
     }
 }
 
@@ -148,21 +130,16 @@ protected:
     void Read() { Read_CertErrorHandling_Parameters(mode, white_list); }
 };
 
-TEST_F(Certificate_Errors, EndTheRequestUnlessConfigured) {
+TEST_F(Certificate_Errors, EndTheRequestUnlessANumberIsConfigured) {
     Read();
     EXPECT_EQ(mode, Default);
     EXPECT_THAT(white_list, IsEmpty());
-}
-
-TEST_F(Certificate_Errors, TheModeIsRead) {
-    for (const std::uint32_t number : {0u, 1u, 2u, 3u, 77u}) {
+    for (const std::uint32_t number : {1u, 2u, 3u, 77u, 0u}) {
         user.Set_Number("CertErrorHandlingMode", number);
         Read();
         EXPECT_EQ(static_cast<std::uint32_t>(mode), number);
     }
-}
-
-TEST_F(Certificate_Errors, AModeThatIsNoNumberIsTheDefault) {
+    mode = IgnoreAllErrorsMode;
     user.Set_Text("CertErrorHandlingMode", "everything");
     Read();
     EXPECT_EQ(mode, Default);
@@ -182,21 +159,8 @@ TEST_F(Certificate_Errors, TheWhiteListIsKeptWholeAndInItsOrder) {
         Read();
         EXPECT_EQ(white_list, list);
     }
-}
-
-TEST_F(Certificate_Errors, AreReadAfreshEveryTime) {
-    user.Set_Number("CertErrorHandlingMode", 1);
-    user.Set_List("CertErrorWhiteList", {"https://one.example/"});
-    Read();
-    user.Set_Number("CertErrorHandlingMode", 2);
-    user.Set_List("CertErrorWhiteList", {"https://two.example/"});
-    Read();
-    EXPECT_EQ(mode, IgnoreAllErrorsMode);
-    EXPECT_THAT(white_list, ElementsAre("https://two.example/"));
-    user.Remove("CertErrorHandlingMode");
     user.Remove("CertErrorWhiteList");
     Read();
-    EXPECT_EQ(mode, Default);
     EXPECT_THAT(white_list, IsEmpty());
 }
 
@@ -212,24 +176,24 @@ protected:
     }
 };
 
-TEST_F(Trace_Directory, NoneIsConfigured) {
+TEST_F(Trace_Directory, ComesFromTheEnvironmentFirstAndFollowsTheConfiguration) {
     EXPECT_EQ(Directory(), "none");
     EXPECT_EQ(Trace_Directory_Source(), "");
     EXPECT_THAT(buffer, testing::Each('\0'));
-}
-
-TEST_F(Trace_Directory, ComesFromTheEnvironmentFirst) {
-    user.Set_Text("TraceDirectory", "/var/trace");
-    const Environment_Variable variable("QEL_TRACE_DIR", "/home/trace");
-    EXPECT_EQ(Directory(), "/home/trace");
-    EXPECT_EQ(Trace_Directory_Source(), "environment variable QEL_TRACE_DIR");
-}
-
-TEST_F(Trace_Directory, AnEmptyVariableIsNone) {
-    user.Set_Text("TraceDirectory", "/var/trace");
-    const Environment_Variable variable("QEL_TRACE_DIR", "");
-    EXPECT_EQ(Directory(), "/var/trace");
-    EXPECT_EQ(Trace_Directory_Source(), Find_Configured_Value(Options_Key, "TraceDirectory")->place);
+    user.Set_Text("TraceDirectory", "/var/trace of qel");
+    EXPECT_EQ(Directory(), "/var/trace of qel");
+    user.Set_Text("TraceDirectory", "/var/trac2");
+    EXPECT_EQ(Directory(), "/var/trac2");
+    {
+        const Environment_Variable variable("QEL_TRACE_DIR", "/home/trace");
+        EXPECT_EQ(Directory(), "/home/trace");
+        EXPECT_EQ(Trace_Directory_Source(), "environment variable QEL_TRACE_DIR");
+        const Environment_Variable empty("QEL_TRACE_DIR", "");
+        EXPECT_EQ(Directory(), "/var/trac2") << "an empty variable is none";
+        EXPECT_EQ(Trace_Directory_Source(), Find_Configured_Value(Options_Key, "TraceDirectory")->place);
+    }
+    user.Remove("TraceDirectory");
+    EXPECT_EQ(Directory(), "none");
 }
 
 TEST_F(Trace_Directory, HasToFitWithItsTerminatingZero) {
@@ -239,15 +203,6 @@ TEST_F(Trace_Directory, HasToFitWithItsTerminatingZero) {
     const Environment_Variable too_long("QEL_TRACE_DIR", (longest + "d").c_str());
     EXPECT_EQ(Directory(), "none");
     EXPECT_THAT(buffer, testing::Each('\0'));
-}
-
-TEST_F(Trace_Directory, FollowsTheConfiguration) {
-    user.Set_Text("TraceDirectory", "/var/trace of qel");
-    EXPECT_EQ(Directory(), "/var/trace of qel");
-    user.Set_Text("TraceDirectory", "/var/trac2");
-    EXPECT_EQ(Directory(), "/var/trac2");
-    user.Remove("TraceDirectory");
-    EXPECT_EQ(Directory(), "none");
 }
 
 } // namespace

@@ -72,20 +72,15 @@ TEST_F(Copy, AMissingSourceOrDirectoryFails) {
     EXPECT_THAT(scratch.Names(), ElementsAre("source"));
 }
 
-TEST_F(Copy, ADirectoryIsNoSource) {
-    const std::string source = scratch.Make_Directory("source");
-    EXPECT_FALSE(Copies(source, scratch / "target"));
+TEST_F(Copy, ADirectoryIsNeitherSourceNorTarget) {
+    const std::string file = scratch.Write("file");
+    const std::string directory = scratch.Make_Directory("directory");
+    EXPECT_FALSE(Copies(directory, scratch / "target"));
     EXPECT_EQ(Get_Last_Error(), 5u);
-    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
-}
-
-TEST_F(Copy, ADirectoryIsNoTarget) {
-    const std::string source = scratch.Write("source");
-    const std::string target = scratch.Make_Directory("target");
-    EXPECT_FALSE(Copies(source, target));
-    EXPECT_FALSE(Copies(source, target, 0));
-    EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
-    EXPECT_TRUE(std::filesystem::is_empty(target));
+    EXPECT_FALSE(Copies(file, directory));
+    EXPECT_FALSE(Copies(file, directory, 0));
+    EXPECT_THAT(scratch.Names(), ElementsAre("directory", "file"));
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
 TEST_F(Copy, AFileCopiedOntoItselfKeepsItsContent) {
