@@ -19,7 +19,7 @@ std::uint32_t Get_File_Attributes(const std::string& path);
 enum class Occupant {
     Nothing,
     File,
-    Other ///< a directory, a pipe or a device: to open one may take for ever, and so may reading it
+    Other ///< a directory, a pipe or a device, which may take for ever to open or read; or something out of reach
 };
 
 Occupant Occupant_Of(const std::string& path);

@@ -56,11 +56,11 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
     }
     entry.last_modified = std::to_string(modification_time);
     entry.last_checked_remotely = m_OS_Wrapper->Get_Current_Time();
+    const Util::Unasked_Share_Server unasked; // changes the last error on Windows
     if (url.find('\0') != std::string::npos) {
         can_be_copied = false; // the copy takes C strings: it would fetch the file that is named before the NUL
         Util::Set_Last_Error(Invalid_Name);
     }
-    const Util::Unasked_Share_Server unasked;
     if (!can_be_copied || m_OS_Wrapper->Copy_File(url.c_str(), entry.cached_file.c_str(), Fail_If_Exists) == 0) {
         const std::uint32_t last_error = Util::Get_Last_Error();
         download_error = true;

@@ -119,8 +119,13 @@ bool CFileCache::Serialize() {
     const std::string path = Get_Cache_Metadata();
     TRACE_DATA("Cache metadata stored in '%s'\n", path.c_str());
 
-    // A list that could not be read names copies that this object does not know: it stays as it is.
-    Line_Writer writer(Directory_Use::Is_List_Unread(*this) ? std::string() : path);
+    // A list that could not be read names copies that this object does not know: it stays as it is while it is there.
+    bool is_unread = Directory_Use::Is_List_Unread(*this);
+    if (is_unread && Occupant_Of(path) == Occupant::Nothing) {
+        is_unread = false;
+        Directory_Use::Set_List_Unread(*this, is_unread);
+    }
+    Line_Writer writer(is_unread ? std::string() : path);
     writer.Write(Metadata_Magic);
     writer.Write(Version_Keyword);
     writer.Write(Written_Version);

@@ -1,6 +1,7 @@
 // What only POSIX puts into a directory: links, pipes, devices; and rights, in a process that has none.
 
 #include "tests/faults/support/Cache_Home.h"
+#include "trace/Set_Trace_Level.h"
 
 #include <functional>
 
@@ -68,6 +69,18 @@ TEST_F(Hostile_Links, ListThatIsNotAFileIsAnEmptyCacheAndNotWaitedFor) {
     ASSERT_EQ(::mkfifo(Metadata_Path().c_str(), 0600), 0);
     Expect_Use_Without_List();
     EXPECT_TRUE(fs::is_fifo(Metadata_Path()));
+}
+
+TEST_F(Hostile_Links, ListDoesNotGetTheTraceOfAHostThatHasClosedItsStandardError) {
+    const Environment_Variable no_trace_file("QEL_TRACE_DIR", "/dev/null");
+    EXPECT_EQ(Child_Process([&] {
+                  ::close(STDERR_FILENO);
+                  FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+                  return Next_Host()->Get_Cached_File(requests.back()).empty() ? 1 : 0;
+              }).Wait(),
+              0);
+    EXPECT_EQ(Loaded().size(), 1U);
+    EXPECT_THAT(Content_Of(Metadata_Path()), testing::Not(testing::HasSubstr("TID")));
 }
 
 TEST_F(Hostile_Links, CopyThatIsALinkIsServedAndItsTargetOutlivesIt) {
@@ -237,6 +250,22 @@ TEST_F(Without_Rights, ADirectoryThatBecomesReadOnlyIsUsedAgainWhenItIsNot) {
         Set_Rights(own_folder, 0755);
         Expect_Current_Document(*cache, url);
         EXPECT_EQ(Version_Of(Content_Of(cache->Get_Cached_File(share)), "b.xml"), 1);
+    });
+}
+
+TEST_F(Without_Rights, ADirectoryThatCouldNotBeEnteredAtFirstKeepsItsCopies) {
+    Run([&] {
+        fs::create_directory(own_folder);
+        std::string from_web;
+        for (const int rights : {0755, 0644}) {
+            cache = std::make_unique<CFileCache>(Services());
+            Set_Rights(own_folder, rights);
+            EXPECT_TRUE(cache->Set_Cache_Directory(own_folder.string()));
+            Set_Rights(own_folder, 0755);
+            const std::string path = cache->Get_Cached_File(rights == 0755 ? url : share);
+            from_web = rights == 0755 ? path : from_web;
+        }
+        EXPECT_TRUE(fs::exists(from_web));
     });
 }
 

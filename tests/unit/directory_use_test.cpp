@@ -52,6 +52,14 @@ TEST_F(Unread_List, IsNotOverwrittenByTheObjectNorByItsCopies) {
     }
 }
 
+TEST_F(Unread_List, IsWrittenAnewOnceItIsGone) {
+    std::filesystem::remove(Metadata_Path());
+    for (const auto& occupant : {StartsWith("QEL Logon"), StartsWith("QEL Logon")}) {
+        EXPECT_TRUE(cache.Serialize());
+        EXPECT_THAT(Content(Metadata_Path()), occupant);
+    }
+}
+
 TEST_F(Unread_List, LeavesTheSweepNothingToFind) {
     Forget();
     cache.Cleanup_Obsolete_Cached_Files();

@@ -98,6 +98,13 @@ TEST_F(Host_With_Share, GetsACopyOfAFileOnTheShare) {
     EXPECT_EQ(Get(on_drive).path, copy);
 }
 
+TEST_F(Host_With_Share, FindsInTheTraceWhyAPathWithANulIsRefused) {
+    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
+    EXPECT_EQ(Get(Share("landscape.xml", "x") + std::string("\0.xml", 5)).path, "");
+    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+    EXPECT_THAT(Content_Of(Trace_File()), HasSubstr("GetLastError returned 123."));
+}
+
 TEST_F(Host_With_Share, ReplacesTheCopyOfAReadOnlyFile) {
     const std::string source = Share("landscape.xml", "old");
     SetFileAttributesA(source.c_str(), FILE_ATTRIBUTE_READONLY);

@@ -64,6 +64,7 @@ struct Replacement<Call, Result WINAPI(Arguments...)> {
 SCRIPTED(DeleteFileA)
 SCRIPTED(ExpandEnvironmentStringsA)
 SCRIPTED(FindNextFileA)
+SCRIPTED(FlushFileBuffers)
 SCRIPTED(GetFileAttributesA)
 SCRIPTED(GetFileAttributesExA)
 SCRIPTED(GetTickCount64)
@@ -96,6 +97,7 @@ protected:
         s_DeleteFileA.script = nullptr;
         s_ExpandEnvironmentStringsA.script = nullptr;
         s_FindNextFileA.script = nullptr;
+        s_FlushFileBuffers.script = nullptr;
         s_GetFileAttributesA.script = nullptr;
         s_GetFileAttributesExA.script = nullptr;
         s_GetTickCount64.script = nullptr;
@@ -161,6 +163,35 @@ TEST_F(System_Calls, ThatFailForGoodAreNotRepeated) {
         EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
     }
     EXPECT_EQ(waited, 0U);
+}
+
+TEST_F(System_Calls, PutACopyOnTheDiskBeforeItHasItsName) {
+    const std::string file = scratch.Write("file", "content");
+    Make_Read_Only(file);
+    const std::string target = scratch / "target";
+    bool can_flush = false;
+    s_FlushFileBuffers.script = [&](HANDLE copy) {
+        EXPECT_FALSE(std::filesystem::exists(target));
+        SetLastError(ERROR_IO_DEVICE);
+        return can_flush ? s_FlushFileBuffers.Real(copy) : FALSE;
+    };
+    EXPECT_EQ(services->Copy_File(file.c_str(), target.c_str(), 1), 0);
+    EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_IO_DEVICE));
+    EXPECT_THAT(scratch.Names(), ElementsAre("file"));
+    can_flush = true;
+    EXPECT_NE(services->Copy_File(file.c_str(), target.c_str(), 1), 0);
+    EXPECT_NE(Get_File_Attributes(target) & FILE_ATTRIBUTE_READONLY, 0U);
+    EXPECT_EQ(Content_Of(target), "content");
+}
+
+TEST_F(System_Calls, ThatRefuseToLookAtAFileDoNotSayThatItIsMissing) {
+    for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_FILE_NOT_FOUND}) {
+        s_GetFileAttributesA.script = [error](const char*) {
+            SetLastError(error);
+            return INVALID_FILE_ATTRIBUTES;
+        };
+        EXPECT_EQ(Occupant_Of("file") == Occupant::Nothing, error == ERROR_FILE_NOT_FOUND) << error;
+    }
 }
 
 TEST_F(System_Calls, ALinkHasTimeAndAttributesOfItsTarget) {

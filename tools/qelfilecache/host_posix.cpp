@@ -14,7 +14,7 @@ namespace {
 
 /// XDG variables count only when they hold an absolute path.
 std::filesystem::path Directory_From_Environment(const char* name) {
-    const char* value = std::getenv(name);
+    const char* value = ::secure_getenv(name);
     std::filesystem::path directory = value ? value : "";
     return directory.is_absolute() ? directory : std::filesystem::path();
 }

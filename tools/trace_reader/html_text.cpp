@@ -1,5 +1,7 @@
 #include "tools/trace_reader/html.h"
 
+#include "util/Visible_Text.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -13,42 +15,27 @@ namespace {
 using Entity = std::pair<char, std::string_view>;
 constexpr Entity entities[] = {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
 
-std::string Visible_Byte(unsigned char byte) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    return std::string("\\x") + digits[byte >> 4] + digits[byte & 0x0F];
-}
-
-/// True when a text begins with one of the marks that change the direction of what is behind them, or hide in it:
-/// U+200B to U+200F, U+202A to U+202E and U+2066 to U+2069.
-bool Begins_With_Direction_Mark(std::string_view text) {
-    const auto last = text.size() < 3 ? 0 : static_cast<unsigned char>(text[2]);
-    return text.starts_with("\xE2\x80") ? (last >= 0x8B && last <= 0x8F) || (last >= 0xAA && last <= 0xAE)
-                                        : text.starts_with("\xE2\x81") && last >= 0xA6 && last <= 0xA9;
-}
-
 } // namespace
 
 std::string Html_Text(std::string_view text) {
     std::string html;
     html.reserve(text.size() + text.size() / 8);
-    for (std::size_t place = 0; place < text.size(); ++place) {
-        const char character = text[place];
-        const auto byte = static_cast<unsigned char>(character);
-        const auto* const entity = std::ranges::find(entities, character, &Entity::first);
-        if (entity != std::end(entities)) {
-            html += entity->second;
-        } else if ((byte < 0x20 && character != '\n') || byte == 0x7F) {
-            html += Visible_Byte(byte);
-        } else if (Begins_With_Direction_Mark(text.substr(place))) {
-            html += "\\u20";
-            html += Visible_Byte(static_cast<unsigned char>(((text[place + 1] & 0x01) << 6) | (text[place + 2] & 0x3F)))
-                        .substr(2);
-            place += 2;
-        } else {
-            html += character;
+    for (;;) {
+        const auto end = std::min(text.find('\n'), text.size());
+        for (const char character : Util::Printable(std::string(text.substr(0, end)), "UTF-8")) {
+            const auto* const entity = std::ranges::find(entities, character, &Entity::first);
+            if (entity != std::end(entities)) {
+                html += entity->second;
+            } else {
+                html += character;
+            }
         }
+        if (end == text.size()) {
+            return html;
+        }
+        html += '\n';
+        text.remove_prefix(end + 1);
     }
-    return html;
 }
 
 std::string Html_Text(std::string_view text, std::size_t longest) {

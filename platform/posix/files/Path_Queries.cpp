@@ -71,7 +71,7 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
 Occupant Occupant_Of(const std::string& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-        return Occupant::Nothing;
+        return errno == ENOENT || errno == ENOTDIR ? Occupant::Nothing : Occupant::Other;
     }
     return S_ISREG(status.st_mode) ? Occupant::File : Occupant::Other;
 }

@@ -7,6 +7,7 @@
 #include <openssl/crypto.h>
 #include <pthread.h>
 
+#include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -24,6 +25,7 @@ int s_generation = 0;
 
 std::unique_ptr<Connection> Connection::Create() {
     std::unique_ptr<Connection> connection(new Connection);
+    Occupy_Standard_Error();
     connection->m_Multi.reset(curl_multi_init());
     if (connection->m_Multi == nullptr) {
         return nullptr;

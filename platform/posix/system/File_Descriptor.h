@@ -44,4 +44,12 @@ private:
     int m_Descriptor = -1;
 };
 
+/// Keeps what others open, the libraries that are used and streams, from that place where messages are written.
+inline void Occupy_Standard_Error() {
+    if (fcntl(STDERR_FILENO, F_GETFD) == -1) {
+        const File_Descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+        static_cast<void>(fcntl(nowhere.Get(), F_DUPFD_CLOEXEC, STDERR_FILENO)); // stays open
+    }
+}
+
 } // namespace QEL::FrontEnd::Platform

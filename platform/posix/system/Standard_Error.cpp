@@ -1,5 +1,6 @@
 #include "util/Standard_Error.h"
 
+#include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
 
 #include <unistd.h>
@@ -10,6 +11,7 @@ namespace {
 
 ssize_t Write_Without_Signal(void*, const char* text, std::size_t length) {
     const Platform::Write_Signal_Guard guard;
+    Platform::Occupy_Standard_Error();
     return ::write(STDERR_FILENO, text, length);
 }
 

@@ -4,6 +4,7 @@
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/files/Scanner_Wait.h"
 #include "platform/windows/handles/Last_Error_Keeper.h"
+#include "platform/windows/handles/Unique_Handle.h"
 #include "util/Control_Characters.h"
 #include "util/Non_Copyable.h"
 
@@ -26,6 +27,19 @@ Share_Outcome Copy(const std::string& source, const std::string& path) {
         outcome.error = GetLastError();
     }
     return outcome;
+}
+
+/// Puts the content on the disk. Only a handle that may write does so, and a copy may be read-only.
+bool Flush(const std::string& path) {
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    SetFileAttributesA(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
+    const Object_Handle file(CreateFileA(path.c_str(), GENERIC_WRITE,
+                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                         0, nullptr));
+    const bool is_flushed = file.Is_Open() && FlushFileBuffers(file.Get()) != 0;
+    const Last_Error_Keeper reason_of_failure;
+    SetFileAttributesA(path.c_str(), attributes);
+    return is_flushed;
 }
 
 /// The unfinished copy beside its target.
@@ -58,7 +72,8 @@ public:
     /// Gives the complete file the target's name.
     bool Publish(bool fail_if_exists) {
         const DWORD flags = fail_if_exists ? 0 : MOVEFILE_REPLACE_EXISTING;
-        if (Outlast_Scanners(m_Target, [&] { return MoveFileExA(m_Path.c_str(), m_Target.c_str(), flags) != 0; })) {
+        if (Outlast_Scanners(
+                m_Target, [&] { return Flush(m_Path) && MoveFileExA(m_Path.c_str(), m_Target.c_str(), flags) != 0; })) {
             m_Path.clear();
             return true;
         }

@@ -45,7 +45,8 @@ Occupant Occupant_Of(const std::string& path) {
     }
     const DWORD attributes = GetFileAttributesA(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
-        return Occupant::Nothing;
+        const DWORD error = GetLastError();
+        return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ? Occupant::Other : Occupant::Nothing;
     }
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ? Occupant::File : Occupant::Other;
 }

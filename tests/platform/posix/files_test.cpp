@@ -117,8 +117,9 @@ TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
 }
 
 TEST_F(Posix_Files, KnowsWhatIsNotAFile) {
-    for (const std::string& path : {Make_Pipe("pipe"), Make_Link("link", scratch / "pipe"), std::string("/dev/zero"),
-                                    Make_Link("device", "/dev/full"), scratch.Path().string()}) {
+    for (const std::string& path :
+         {Make_Pipe("pipe"), Make_Link("link", scratch / "pipe"), std::string("/dev/zero"),
+          Make_Link("device", "/dev/full"), Make_Link("loop", scratch / "loop"), scratch.Path().string()}) {
         EXPECT_EQ(Occupant_Of(path), Occupant::Other) << path;
     }
     for (const std::string& path : {scratch.Write("file"), Make_Link("file link", scratch / "file"),

@@ -97,6 +97,19 @@ TEST(Posix_Standard_Error, EndsNobodyWhenItsReaderHasGone) {
     EXPECT_EQ(status, 0);
 }
 
+TEST(Posix_Standard_Error, IsNoFileThatTheLibraryOpensOnceTheHostHasClosedIt) {
+    EXPECT_EXIT(
+        {
+            for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+                ::close(stream);
+            }
+            std::fputs("text\n", Standard_Error());
+            const bool is_taken = ::open("/dev/zero", O_RDWR) == 0 && ::open("/dev/zero", O_RDWR) == 1;
+            ::_exit(is_taken && ::open("/dev/zero", O_RDWR) > STDERR_FILENO ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
 TEST(Posix_Standard_Error, IsTheStandardErrorStream) {
     testing::internal::CaptureStderr();
     std::fputs("text\n", Standard_Error());

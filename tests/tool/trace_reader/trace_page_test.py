@@ -90,7 +90,7 @@ class TracePage(unittest.TestCase):
         self.assertEqual(self.page.run("document.querySelectorAll('style').length"), 1)
         self.assertEqual(self.page.run("document.querySelectorAll('img').length"), 0)
         self.assertNotEqual(self.page.run("document.title"), "ran")
-        shown = HOSTILE_URL.replace("\x1b", "\\x1B").replace("\u202e", "\\u202E")
+        shown = HOSTILE_URL.replace("\x1b", "\\x1B").replace("\u202e", "\\xE2\\x80\\xAE")
         titles = self.page.run("[...document.querySelectorAll('.s')].map(title => title.textContent)")
         self.assertIn(shown, titles)
 

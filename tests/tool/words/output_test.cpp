@@ -1,5 +1,6 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
+#include "tools/trace_reader/html.h"
 #include "util/Visible_Text.h"
 
 #include <gtest/gtest.h>
@@ -41,6 +42,9 @@ TEST(Printable_Text, ShowsWhatSteersATerminalAndKeepsTheRest) {
     };
     for (const Shown& row : cases) {
         EXPECT_EQ(Util::Printable(row.text, row.encoding), row.shown) << row.encoding;
+        if (row.encoding == std::string_view("UTF-8")) {
+            EXPECT_EQ(Trace_Reading::Html_Text(row.text + "\n<"), row.shown + "\n&lt;");
+        }
     }
 }
 
