@@ -177,7 +177,8 @@ TEST_F(Share_Agent_Test, EndsWithAHostThatIsKilledWithinACopy) {
         }
         return os->Copy_File(Samba_Server::Path("huge.bin").c_str(), (target_folder / "copy").c_str(), 1);
     });
-    while (fs::is_empty(target_folder) || fs::file_size(fs::directory_iterator(target_folder)->path()) == 0) {
+    while (!host.Has_Ended() &&
+           (fs::is_empty(target_folder) || fs::file_size(fs::directory_iterator(target_folder)->path()) == 0)) {
         std::this_thread::sleep_for(1ms);
     }
     EXPECT_EQ(Agents().size(), 1u);
