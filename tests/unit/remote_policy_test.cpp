@@ -3,6 +3,7 @@
 #include <functional>
 #include <limits>
 
+using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
 using testing::ElementsAre;
 using testing::IsEmpty;
