@@ -37,7 +37,20 @@ std::unique_ptr<Connection> Connection::Create() {
 bool Connection::Begin_Exchange() {
     m_Tls = {};
     m_Easy.reset(curl_easy_init());
-    return m_Easy != nullptr;
+    if (m_Easy == nullptr) {
+        return false;
+    }
+    const auto set = [easy = m_Easy.get()](CURLoption option, auto value) { curl_easy_setopt(easy, option, value); };
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+    set(CURLOPT_USERAGENT, "QELFileCache/1.0");
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L); // a name look-up that hangs is left behind, not waited for
+    set(CURLOPT_BUFFERSIZE, 256L * 1024);
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    set(CURLOPT_NOPROXY, ""); // the choice of the proxy has heeded it
+    set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+    return true;
 }
 
 std::shared_ptr<Connection_Pool> Connection_Pool::Instance() {

@@ -21,9 +21,9 @@ public:
     /// Null when there is no memory.
     static std::unique_ptr<Connection> Create();
 
-    /// Makes a handle for the next exchange. Each has one of its own: with a handle that has served one
-    /// before, libcurl 7.88 uses a header that it has freed when a response begins with a folded line.
-    /// False when there is no memory.
+    /// Makes a handle for the next exchange, with what all of them have in common. Each has one of its own: with a
+    /// handle that has served one before, libcurl 7.88 uses a header that it has freed when a response begins with a
+    /// folded line. False when there is no memory.
     [[nodiscard]] bool Begin_Exchange();
 
     /// The handle of the exchange.

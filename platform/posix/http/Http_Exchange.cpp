@@ -53,14 +53,15 @@ public:
     std::optional<Http_Failure> Run() {
         const bool trust_matters = m_Url.Is_Https() && m_Check == Certificate_Check::Verify;
         if (const auto fault = trust_matters ? m_Authorities.Fault() : std::string(); !fault.empty()) {
-            return No_Authority(fault);
+            return No_Authority(m_Url, fault);
         }
         Set_Options();
         auto result = Perform();
         // libcurl takes a connection that ends within the headers for the end of a response.
         result = result == CURLE_OK && m_Step != Step::Body ? CURLE_GOT_NOTHING : result;
         if (result == CURLE_SSL_CACERT_BADFILE && !m_Authorities.file.empty()) {
-            m_Failure = No_Authority("SSL_CERT_FILE names " + m_Authorities.file + ", which cannot be read to its end");
+            m_Failure =
+                No_Authority(m_Url, "SSL_CERT_FILE names " + m_Authorities.file + ", which cannot be read to its end");
         } else if (!m_Failure && result != CURLE_OK) {
             m_Failure = Exchange_Failure(m_Url, m_Connection, m_Step, result, m_Curl_Message.data());
         } else if (!m_Failure && May_Be_Cut_Off()) {
@@ -71,7 +72,7 @@ public:
             m_Failure = Exchange_Failure(m_Url, Error_Out_Of_Memory, {});
         }
         if (m_Failure) {
-            m_Failure->attempt = Failed_Attempt(m_Failure->error);
+            m_Failure->attempt = Failed_Attempt(m_Connection, m_Step, m_Failure->error, !m_Proxy.empty());
         } else {
             m_Response.status = m_Connection.Info<long>(CURLINFO_RESPONSE_CODE);
             m_Response.body = m_Body->Bytes();
@@ -92,33 +93,16 @@ private:
                !m_Connection.Tls().is_closed;
     }
 
-    Http_Failure No_Authority(const std::string& fault) const {
-        return {Error_Internet_Invalid_Authority, "No certificate of the server " + m_Url.Server() +
-                                                      " is trusted: " + fault +
-                                                      ". Correct the variable, or unset it to trust the "
-                                                      "authorities of this machine."};
-    }
-
     void Set_Options() {
         const auto set = [easy = m_Connection.Easy()](CURLoption option, auto value) {
             curl_easy_setopt(easy, option, value);
         };
         set(CURLOPT_ERRORBUFFER, m_Curl_Message.data());
         set(CURLOPT_URL, m_Url.text.c_str());
-        set(CURLOPT_PROTOCOLS_STR, "http,https");
-        set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
-        set(CURLOPT_USERAGENT, "QELFileCache/1.0");
         set(m_Request.method == Http_Method::Head ? CURLOPT_NOBODY : CURLOPT_HTTPGET, 1L);
-        set(CURLOPT_NOSIGNAL, 1L);
-        set(CURLOPT_QUICK_EXIT, 1L); // a name look-up that hangs is left behind, not waited for
         set(CURLOPT_CONNECTTIMEOUT_MS, long{Longest_Wait.count()});
-        set(CURLOPT_BUFFERSIZE, 256L * 1024);
-        set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-
         set(CURLOPT_PROXY, m_Proxy.c_str());
-        set(CURLOPT_NOPROXY, ""); // m_Proxy has heeded it
         const bool verifies = m_Check == Certificate_Check::Verify;
-        set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
         set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
         set(CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
         if (!m_Authorities.Are_The_Systems()) { // which are libcurl's own. Null: none
@@ -245,24 +229,6 @@ private:
         const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
         const auto fault = m_Body->Append(bytes, static_cast<std::uint64_t>(std::max<curl_off_t>(content_length, 0)));
         return !fault || Refuse(fault->detail, fault->error);
-    }
-
-    /// What a failure at this step says of the server.
-    Attempt Failed_Attempt(std::uint32_t error) const {
-        switch (m_Step) {
-        case Step::Body:
-            return Attempt::Responded;
-        case Step::Request:
-        case Step::Headers:
-            return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
-        default:
-            if (m_Connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) >= 300) {
-                return Attempt::Failed_Otherwise; // the proxy has responded, and may say something else next time
-            }
-            const bool is_connected =
-                m_Connection.Info<long>(CURLINFO_PRIMARY_PORT) != 0 && !m_Connection.Tls().is_in_proxys_handshake;
-            return is_connected || m_Proxy.empty() ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
-        }
     }
 
     /// Notes why the response is refused; false, for the caller to return.

@@ -144,4 +144,27 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
     return {error, Util::Sentences_On_Error(error, Subject(url, connection, result, step), detail)};
 }
 
+Http_Failure No_Authority(const Http_Url& url, const std::string& fault) {
+    return {Error_Internet_Invalid_Authority,
+            "No certificate of the server " + url.Server() + " is trusted: " + fault +
+                ". Correct the variable, or unset it to trust the authorities of this machine."};
+}
+
+Attempt Failed_Attempt(const Connection& connection, Exchange_Step step, std::uint32_t error, bool has_proxy) {
+    switch (step) {
+    case Exchange_Step::Body:
+        return Attempt::Responded;
+    case Exchange_Step::Request:
+    case Exchange_Step::Headers:
+        return error == Error_Internet_Timeout ? Attempt::Silent : Attempt::Failed_Otherwise;
+    default:
+        if (connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) >= 300) {
+            return Attempt::Failed_Otherwise; // the proxy has responded, and may say something else next time
+        }
+        const bool is_connected =
+            connection.Info<long>(CURLINFO_PRIMARY_PORT) != 0 && !connection.Tls().is_in_proxys_handshake;
+        return is_connected || !has_proxy ? Attempt::Server_Unreached : Attempt::Proxy_Unreached;
+    }
+}
+
 } // namespace QEL::FrontEnd::Platform

@@ -17,4 +17,11 @@ Http_Failure Exchange_Failure(const Http_Url& url, std::uint32_t error, std::str
 Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection, Exchange_Step step, CURLcode result,
                               std::string_view message);
 
+/// The failure of a server whose certificates nobody can vouch for.
+/// @param fault of the authorities that are configured.
+Http_Failure No_Authority(const Http_Url& url, const std::string& fault);
+
+/// What a failure at a step says of the server, or of the proxy.
+Attempt Failed_Attempt(const Connection& connection, Exchange_Step step, std::uint32_t error, bool has_proxy);
+
 } // namespace QEL::FrontEnd::Platform
