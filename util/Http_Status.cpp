@@ -5,7 +5,7 @@
 namespace QEL::FrontEnd::Util {
 
 std::string_view Meaning_Of_Status(long status) {
-    constexpr std::pair<long, std::string_view> meanings[] = {
+    constexpr std::pair<long, std::string_view> of_statuses[] = {
         {304, "not modified, a response that only a browser can use"},
         {400, "bad request"},
         {401, "a login is required, and the cache has none"},
@@ -20,7 +20,7 @@ std::string_view Meaning_Of_Status(long status) {
         {503, "the service is not available"},
         {504, "the gateway got no response in time"},
     };
-    for (const auto& [number, meaning] : meanings) {
+    for (const auto& [number, meaning] : of_statuses) {
         if (number == status) {
             return meaning;
         }

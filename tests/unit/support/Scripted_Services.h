@@ -93,7 +93,7 @@ struct Scripted_Services {
         std::map<std::string, std::string> headers;
         std::string body;
         QEL::FrontEnd::Util::Body_Publication publication;
-        std::function<void()> during_send;
+        std::function<void()> during_send = {};
     };
     Client_Script client;
     std::vector<std::string> client_calls;
