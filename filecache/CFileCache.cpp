@@ -17,7 +17,7 @@ CFileCache::CFileCache(std::shared_ptr<OSWRAPI::IOSWrapper> os_wrapper)
 }
 
 CFileCache::CFileCache(const CFileCache& other) : IFileCache(other) {
-    *this = other;
+    *this = other; // GCOVR_EXCL_BR_LINE: exceptions
 }
 
 CFileCache& CFileCache::operator=(const CFileCache& other) {

@@ -149,7 +149,7 @@ void CQelPcTrc::Write_Header() {
         std::string(Heading_Level) + Describe_Main_Trace_Level(s_Main_Trace_Level),
         Heading_Program + QEL::FrontEnd::Util::Program_Path().substr(0, Longest_Program_Path),
         Asterisk_Line,
-    };
+    }; // GCOVR_EXCL_BR_LINE: exceptions
     for (const std::string& line : lines) {
         if (Is_Time_Stamped()) {
             std::fprintf(m_Stream.get(), "%s ", stamp.data());

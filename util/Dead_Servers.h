@@ -54,7 +54,7 @@ private:
 /// negative one or not at all.
 inline bool Exceeds_31_Bits(const char* key, const char* value) {
     const auto configured = Find_Configured_Value(key, value);
-    const std::string text = configured ? configured->text : "-";
+    const std::string text = configured ? configured->text : "-"; // GCOVR_EXCL_BR_LINE: exceptions
     const bool is_hexadecimal = text.find_first_of("xX") != std::string::npos;
     char* end = nullptr;
     const auto number = std::strtoull(text.c_str(), &end, is_hexadecimal ? 16 : 10);

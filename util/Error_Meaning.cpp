@@ -109,7 +109,9 @@ std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, s
         cause.replace(found, end - found, named);
     }
     cause = sentence(cause + std::string(detail));
+    // GCOVR_EXCL_BR_START: exceptions
     return meaning.remedy.empty() ? cause : cause + ' ' + sentence(std::string(meaning.remedy));
+    // GCOVR_EXCL_BR_STOP
 }
 
 bool Is_Certificate_Error(std::uint32_t number) {

@@ -49,8 +49,8 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
     bool can_be_copied = true;
     try {
         entry.cached_file = Generate_Cached_File_Name_from_File_Share(url);
-    } catch (const std::system_error&) {
-        throw; // a lock failed
+    } catch (const std::system_error&) { // GCOVR_EXCL_BR_LINE: exceptions
+        throw;                           // a lock failed
     } catch (const std::runtime_error&) {
         can_be_copied = false; // without a name: it failed like any other copy, and the last good one is served
     }
