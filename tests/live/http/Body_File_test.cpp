@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -45,6 +46,13 @@ protected:
             ++count;
         }
         return count;
+    }
+
+    /// Runs the last steps of a test with a file system of that size on the directory of the copies.
+    void On_Disk_Of(const std::string& size, const std::function<void()>& steps) {
+        if (!With_Small_Disk(m_Directory.Path(), size, steps)) {
+            GTEST_SKIP() << "this user may not mount a file system";
+        }
     }
 
     Scratch_Directory m_Directory;
@@ -117,7 +125,7 @@ TEST_F(Body_File_Test, NeverTakesTheNameOfAnotherFile) {
 
 TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
     const auto directory = m_Directory.Path().string();
-    const bool has_run = With_Small_Disk(directory, "40m", [&] {
+    On_Disk_Of("40m", [&] {
         Body_File body(directory);
         std::uint32_t error = 0;
         EXPECT_EQ(Fill(body, error), 38U);
@@ -128,27 +136,21 @@ TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
         Body_File announced(directory);
         EXPECT_EQ(Append(announced, "abc", 40 * Mb), Error_Disk_Full);
     });
-    if (!has_run) {
-        GTEST_SKIP() << "this user may not mount a small file system";
-    }
 }
 
 TEST_F(Body_File_Test, LeavesOneGigabyteOfALargeDiskFree) {
     const auto directory = m_Directory.Path().string();
-    const bool has_run = With_Small_Disk(directory, "100g", [&] { // of which nothing is taken
+    On_Disk_Of("100g", [&] { // of which nothing is taken
         constexpr std::uint64_t room = 99ULL * 1024 * Mb;
         EXPECT_EQ(Append(*std::make_unique<Body_File>(directory), "abc", room), 0U);
         EXPECT_EQ(Append(*std::make_unique<Body_File>(directory), "abc", room + 1), Error_Disk_Full);
     });
-    if (!has_run) {
-        GTEST_SKIP() << "this user may not mount a file system";
-    }
 }
 
 TEST_F(Body_File_Test, ThatHasNoRoomFailsBothClientsWithTheNumberOfTheDisk) {
     Web_Server server("HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\nabc", "good.test");
     const auto directory = m_Directory.Path().string();
-    const bool has_run = With_Small_Disk(directory, "1m", [&] {
+    On_Disk_Of("1m", [&] {
         const auto object = FrontEnd::FileCache::Create_Request_Object(directory).object;
         EXPECT_EQ(object->Open("GET", server.Url()), 0);
         EXPECT_EQ(object->Send(), HResult_From_Win32(Error_Disk_Full));
@@ -158,9 +160,6 @@ TEST_F(Body_File_Test, ThatHasNoRoomFailsBothClientsWithTheNumberOfTheDisk) {
         client.SetCopyDirectory(directory);
         EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Disk_Full);
     });
-    if (!has_run) {
-        GTEST_SKIP() << "this user may not mount a small file system";
-    }
 }
 
 TEST_F(Body_File_Test, TooLargeForTheConfigurationIsNoStatusOfTheSecondClient) {
@@ -173,15 +172,12 @@ TEST_F(Body_File_Test, TooLargeForTheConfigurationIsNoStatusOfTheSecondClient) {
 
 TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {
     const auto directory = m_Directory.Path().string();
-    const bool has_run = With_Small_Disk(directory, "1m,nr_inodes=2", [&] {
+    On_Disk_Of("1m,nr_inodes=2", [&] {
         m_Directory.Write("filler");
         Body_File body(directory);
         EXPECT_EQ(Append(body, "abc"), Error_Disk_Full);
         EXPECT_EQ(m_Detail, ", in " + directory);
     });
-    if (!has_run) {
-        GTEST_SKIP() << "this user may not mount a small file system";
-    }
 }
 
 /// The signal would end this process.
