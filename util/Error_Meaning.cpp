@@ -79,6 +79,23 @@ constexpr Error_Meaning meanings[] = {
     {12170, "the server's certificate has been revoked", "do not trust this server until it has a new one"},
     {12175, "the TLS handshake with the server failed, or its certificate is not valid",
      "check its certificate, and that it offers TLS 1.2 or newer"},
+    {12176, "the script that chooses the proxy is of an unknown type", "check this machine's proxy settings"},
+    {12177, "the script that chooses the proxy failed", "check this machine's proxy settings"},
+    {12178, "the service that chooses the proxy failed", "check the WinHTTP proxy service of this machine"},
+    {12179, "the server's certificate is for another use", "have it replaced"},
+    {12180, "no proxy settings could be detected", "check this machine's proxy settings"},
+    {12181, "the server's response has too many headers", "check the server and the proxies between"},
+    {12182, "the headers of the server's response are too long", "check the server and the proxies between"},
+    {12183, "a chunk header of the server's response is too long", "check the server and the proxies between"},
+    {12184, "the rest of the server's response is too long to be skipped", "check the server"},
+    {12185, "the client's certificate has no private key", "install it with its key"},
+    {12186, "this user may not use the private key of the client's certificate", "allow it"},
+    {12187, "the proxy wants a certificate of the client, and the cache has none to show", ""},
+    {12188, "the TLS handshake with the proxy failed, or its certificate is not valid", "check the proxy's certificate"},
+    {12190, "the server and this machine have no version of HTTP in common", "check the server"},
+    {12191, "the program's callback of the system's HTTP client failed", ""},
+    {12192, "this machine's settings have switched off a feature of the system's HTTP client",
+     "ask its administrator"},
 };
 
 } // namespace
@@ -115,7 +132,7 @@ std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, s
 }
 
 bool Is_Certificate_Error(std::uint32_t number) {
-    constexpr std::uint32_t faults[] = {12037, 12038, 12045, 12055, 12057, 12169, 12170};
+    constexpr std::uint32_t faults[] = {12037, 12038, 12045, 12055, 12057, 12169, 12170, 12179};
     return std::ranges::find(faults, number) != std::end(faults);
 }
 

@@ -35,7 +35,7 @@ public:
     /// Sends the request and reads the whole response.
     /// @param http_type 1 GET, 2 HEAD.
     /// @param timeout connect time-out in milliseconds.
-    /// @return the HTTP status; without a response the WinInet error number (12001 to 12175), or the system's number of
+    /// @return the HTTP status; without a response the WinInet error number (12001 to 12192), or the system's number of
     ///         a failure on this machine, such as 112 when the disk is full.
     unsigned long SendWinInetRequest(int http_type, const char* url, Window_Handle window, unsigned long timeout);
 
@@ -48,8 +48,8 @@ public:
     /// How the body becomes a file; empty where it has to be written.
     Body_Publication GetBodyPublication() const;
 
-    /// True for 12001 to 12175, the numbers of all WinInet transport errors.
-    static bool IsErrorInRange(std::uint32_t error_number) { return error_number >= 12001 && error_number <= 12175; }
+    /// True for 12001 to 12192, the numbers of all transport errors that the two clients document.
+    static bool IsErrorInRange(std::uint32_t error_number) { return error_number >= 12001 && error_number <= 12192; }
 
 private:
     struct Response;

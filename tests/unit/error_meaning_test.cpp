@@ -13,6 +13,9 @@ namespace {
 TEST(Error_Meaning, HasACauseAndWhatToDo) {
     EXPECT_EQ(Meaning_Of_Error(5).cause, "access is denied");
     EXPECT_EQ(Meaning_Of_Error(12007).cause, "the server's name cannot be resolved");
+    for (std::uint32_t number = 12175; number <= 12192; ++number) {
+        EXPECT_EQ(Meaning_Of_Error(number).cause.empty(), number == 12189) << number << ", of which 12189 is reserved";
+    }
     for (const std::uint32_t number : {2u, 53u, 12002u, 12007u, 12029u, 12037u, 12038u, 12045u, 12157u, 12170u}) {
         EXPECT_NE(Meaning_Of_Error(number).remedy, "") << number;
     }
@@ -47,10 +50,10 @@ TEST(Error_Meaning, SaysWhichErrorsAreTheCertificates) {
 }
 
 TEST(Error_Range, HoldsTheWinInetTransportErrors) {
-    for (const std::uint32_t error : {12001U, 12002U, 12045U, 12175U}) {
+    for (const std::uint32_t error : {12001U, 12002U, 12045U, 12192U}) {
         EXPECT_TRUE(HttpWinInet::HttpClient::IsErrorInRange(error)) << error;
     }
-    for (const std::uint32_t error : {0U, 200U, 12000U, 12176U, 0x80072EE1U}) {
+    for (const std::uint32_t error : {0U, 200U, 12000U, 12193U, 0x80072EE1U}) {
         EXPECT_FALSE(HttpWinInet::HttpClient::IsErrorInRange(error)) << error;
     }
 }

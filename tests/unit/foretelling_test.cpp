@@ -166,7 +166,7 @@ protected:
         const bool is_transport_error =
             response.send == 0
                 ? response.status.front() > 12000
-                : static_cast<std::uint32_t>(response.send) >> 16 == 0x8007 && number > 12000 && number <= 12175;
+                : static_cast<std::uint32_t>(response.send) >> 16 == 0x8007 && number > 12000 && number <= 12192;
         if (response.creation_fails || response.open != 0 || (fails && !is_transport_error)) {
             return false;
         }

@@ -263,7 +263,7 @@ TEST_P(Http_Request, NoExceptionOfTheFirstClientLeaves) {
 // Statuses
 
 TEST_P(Http_Request, EndsWithAnyOtherStatusWithoutASecondAttempt) {
-    for (const long status : {0, -1, 1, 100, 199, 300, 301, 304, 404, 405, 500, 12000, 12176}) {
+    for (const long status : {0, -1, 1, 100, 199, 300, 301, 304, 404, 405, 500, 12000, 12193}) {
         Script().status = {status};
         values["status"] = std::to_string(status);
         values["ok"] = "false";
@@ -280,7 +280,7 @@ TEST_P(Http_Request, EndsWithAnyOtherStatusWithoutASecondAttempt) {
 }
 
 TEST_P(Http_Request, WithTheStatusOfATransportErrorIsLeftToTheSecondClient) {
-    for (const auto& [status, before] : {std::pair{12001, false}, {12029, true}, {12045, false}, {12175, true}}) {
+    for (const auto& [status, before] : {std::pair{12001, false}, {12029, true}, {12045, false}, {12192, true}}) {
         Script().status = {status};
         Script().send = 7;
         g_services.last_error = 1234;

@@ -234,13 +234,6 @@ TEST_F(Wininet_Client, DoesNotTrustWhatAListedUrlRedirectsTo) {
     EXPECT_EQ(Send(listed), 12045U);
 }
 
-TEST(Wininet_Errors, HaveTheirRange) {
-    EXPECT_FALSE(HttpClient::IsErrorInRange(12000));
-    EXPECT_TRUE(HttpClient::IsErrorInRange(12001));
-    EXPECT_TRUE(HttpClient::IsErrorInRange(12175));
-    EXPECT_FALSE(HttpClient::IsErrorInRange(12176));
-}
-
 } // namespace
 
 } // namespace QEL::Tests

@@ -34,7 +34,7 @@ inline void PrintTo(const Failure_Result& result, std::ostream* out) {
 /// Results inside the range of transport errors, at its limits, and outside.
 inline const std::vector<Failure_Result> Failure_Results = {
     {0x80072EE1, 12001, true}, {0x80072EE7, 12007, true},  {0x80072EFD, 12029, true},  {0x80072F0D, 12045, true},
-    {0x80072F8F, 12175, true}, {0x80072EE0, 12000, false}, {0x80072F90, 12176, false}, {0x80070005, 5, false},
+    {0x80072FA0, 12192, true}, {0x80072EE0, 12000, false}, {0x80072FA1, 12193, false}, {0x80070005, 5, false},
     {0x80070000, 0, false},    {0x800C0008, 1003, false},  {0x80004005, 1003, false},  {0x80062EFD, 1003, false},
     {0xC0072EFD, 1003, false},
 };
