@@ -91,11 +91,11 @@ constexpr Error_Meaning meanings[] = {
     {12185, "the client's certificate has no private key", "install it with its key"},
     {12186, "this user may not use the private key of the client's certificate", "allow it"},
     {12187, "the proxy wants a certificate of the client, and the cache has none to show", ""},
-    {12188, "the TLS handshake with the proxy failed, or its certificate is not valid", "check the proxy's certificate"},
+    {12188, "the TLS handshake with the proxy failed, or its certificate is not valid",
+     "check the proxy's certificate"},
     {12190, "the server and this machine have no version of HTTP in common", "check the server"},
     {12191, "the program's callback of the system's HTTP client failed", ""},
-    {12192, "this machine's settings have switched off a feature of the system's HTTP client",
-     "ask its administrator"},
+    {12192, "this machine's settings have switched off a feature of the system's HTTP client", "ask its administrator"},
 };
 
 } // namespace

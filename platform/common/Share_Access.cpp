@@ -1,5 +1,6 @@
 #include "platform/common/Share_Access.h"
 
+#include "platform/common/Separators.h"
 #include "util/Ascii.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ std::string Share_Server(std::string_view path) {
         return {};
     }
     const auto begin = std::min(path.find_first_not_of(separators), path.size());
-    std::string server(path.substr(begin, path.find_first_of(separators, begin) - begin));
+    std::string server(path.substr(begin, With_Separators_Alone(path).find_first_of(separators, begin) - begin));
     std::ranges::transform(server, server.begin(), Util::To_Ascii_Lower);
     return server == "?" || server == "." ? std::string() : server; // of Windows, the machine itself
 }

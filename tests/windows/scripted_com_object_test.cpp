@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 namespace QEL::Tests {
 
@@ -168,6 +169,32 @@ TEST_F(Scripted_Request, ReportsABodyOfAnotherType) {
     EXPECT_EQ(body.data, nullptr);
 }
 
+TEST_F(Scripted_Request, HasABodyOfNoBytesWhereTheObjectHasNone) {
+    for (const auto& [status, length, type] : {std::tuple{200, L"0", Byte_Array_Type},
+                                               {204, L"0", Byte_Array_Type},
+                                               {200, L"5", VARTYPE{VT_EMPTY}},
+                                               {200, L"", VARTYPE{VT_EMPTY}},
+                                               {304, L"0", VARTYPE{VT_EMPTY}}}) {
+        script.status = status;
+        script.header = [length = length](const std::wstring& name, BSTR* value) {
+            *value = SysAllocString(name == L"Content-Length" ? length : L"");
+            return S_OK;
+        };
+        const Response_Body body = Body_From(nullptr, VT_EMPTY);
+        EXPECT_EQ(body.type, type) << status;
+        EXPECT_EQ(body.dimensions == 1 && body.data != nullptr, type == Byte_Array_Type);
+        EXPECT_EQ(body.upper_bound - body.lower_bound, -1);
+    }
+}
+
+TEST_F(Scripted_Request, RefusesAUrlWithALastError) {
+    const auto request = Request();
+    SetLastError(0);
+    EXPECT_EQ(request->Open("GET", "http://server/a\nb"), static_cast<HRESULT>(0x80072EE5));
+    EXPECT_EQ(GetLastError(), 12005U);
+    EXPECT_THAT(script.calls, IsEmpty());
+}
+
 TEST_F(Scripted_Request, ReportsABodyWithoutOneDimension) {
     const Response_Body body = Body_From(Array_Of(VT_UI1, "bytes", 0, 2));
     EXPECT_EQ(body.dimensions, 2U);
@@ -201,7 +228,7 @@ TEST_F(Scripted_Request, AsksForTheErrorsOfTheInterfaceThatFailed) {
     EXPECT_THAT(script.calls, ElementsAre("errors of IServerXMLHTTPRequest", "errors of IXMLHTTPRequest"));
 }
 
-TEST_F(Scripted_Request, DoesNotExplainABodyCutShortByAnAbsentHeader) {
+TEST_F(Scripted_Request, ExplainsABodyCutShortByItselfNotByAnAbsentHeader) {
     script.header = [](const std::wstring& name, BSTR* value) {
         if (name == L"Content-Length") {
             *value = SysAllocString(L"100");
@@ -216,9 +243,13 @@ TEST_F(Scripted_Request, DoesNotExplainABodyCutShortByAnAbsentHeader) {
         return S_OK;
     };
     const auto request = Request();
+    request->Open("GET", "http://web.example/file");
     Response_Body body;
     EXPECT_EQ(request->Get_Response_Body(body), Connection_Ended);
-    EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "");
+    EXPECT_EQ(
+        request->Error_Description(Request_Interface::XMLHTTPRequest),
+        "The server web.example (port 80) ended the connection before its response was complete. Check the server "
+        "and the proxies between.");
 }
 
 TEST_F(Scripted_Request, ReturnsAllMemory) {

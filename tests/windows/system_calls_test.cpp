@@ -2,74 +2,34 @@
 // pages of two bytes. The calls below are the test's own; without a script they are the system's.
 
 #include "filecache/oswrap/IOSWrapper.h"
+#include "platform/common/Share_Access.h"
 #include "tests/support/Overridden_Root.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
+#include "tests/windows/Scripted_Call.h"
+#include "util/Directory_Mark.h"
+#include "util/File_Extension.h"
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
+#include "util/System_Mutex.h"
 #include "util/Trace_Directory.h"
 
 #include <gmock/gmock.h>
 
-#include <windows.h>
-
-#undef FindFirstFile
-#undef FindNextFile
-
-#include <functional>
-
-namespace QEL::Tests {
-
-namespace {
-
-template <typename Function>
-struct System_Call;
-
-template <typename Result, typename... Arguments>
-struct System_Call<Result WINAPI(Arguments...)> {
-    const char* name;
-    std::function<Result(Arguments...)> script;
-
-    Result Real(Arguments... arguments) const {
-        const auto call = GetProcAddress(GetModuleHandleA("kernel32.dll"), name);
-        return reinterpret_cast<Result(WINAPI*)(Arguments...)>(reinterpret_cast<void*>(call))(arguments...);
-    }
-};
-
-template <auto& Call, typename Function>
-struct Replacement;
-
-template <auto& Call, typename Result, typename... Arguments>
-struct Replacement<Call, Result WINAPI(Arguments...)> {
-    static Result WINAPI Answer(Arguments... arguments) {
-        return Call.script ? Call.script(arguments...) : Call.Real(arguments...);
-    }
-};
-
-} // namespace
-
-} // namespace QEL::Tests
-
-// Where the compiler looks up the address of a call of a DLL.
-#define SCRIPTED(call)                                                                                                 \
-    namespace QEL::Tests {                                                                                             \
-    namespace {                                                                                                        \
-    System_Call<decltype(call)> s_##call{#call, {}};                                                                   \
-    }                                                                                                                  \
-    }                                                                                                                  \
-    extern "C" {                                                                                                       \
-    decltype(&call) __imp_##call = &QEL::Tests::Replacement<QEL::Tests::s_##call, decltype(call)>::Answer;             \
-    }
-
+SCRIPTED(CreateMutexA)
+SCRIPTED(CreateMutexExA)
 SCRIPTED(DeleteFileA)
 SCRIPTED(ExpandEnvironmentStringsA)
 SCRIPTED(FindNextFileA)
 SCRIPTED(FlushFileBuffers)
+SCRIPTED(GetCurrentProcessId)
 SCRIPTED(GetFileAttributesA)
 SCRIPTED(GetFileAttributesExA)
 SCRIPTED(GetTickCount64)
+SCRIPTED(IsDBCSLeadByte)
 SCRIPTED(MoveFileExA)
 SCRIPTED(MultiByteToWideChar)
+SCRIPTED(QueryFullProcessImageNameW)
 SCRIPTED(Sleep)
 SCRIPTED(WideCharToMultiByte)
 
@@ -94,15 +54,20 @@ protected:
         };
     }
     ~System_Calls() override {
+        s_CreateMutexA.script = nullptr;
+        s_CreateMutexExA.script = nullptr;
         s_DeleteFileA.script = nullptr;
         s_ExpandEnvironmentStringsA.script = nullptr;
         s_FindNextFileA.script = nullptr;
         s_FlushFileBuffers.script = nullptr;
+        s_GetCurrentProcessId.script = nullptr;
         s_GetFileAttributesA.script = nullptr;
         s_GetFileAttributesExA.script = nullptr;
         s_GetTickCount64.script = nullptr;
+        s_IsDBCSLeadByte.script = nullptr;
         s_MoveFileExA.script = nullptr;
         s_MultiByteToWideChar.script = nullptr;
+        s_QueryFullProcessImageNameW.script = nullptr;
         s_Sleep.script = nullptr;
         s_WideCharToMultiByte.script = nullptr;
     }
@@ -251,12 +216,41 @@ TEST_F(System_Calls, TheSecondByteOfALetterIsNoSeparator) {
                                       const char* fallback, BOOL* used) {
         return s_WideCharToMultiByte.Real(japanese, flags, wide, size, text, room, fallback, used);
     };
+    s_IsDBCSLeadByte.script = [](BYTE byte) { return IsDBCSLeadByteEx(japanese, byte); };
     Find_Data found;
     const auto search =
         services->FindFirstFile((scratch.Path().string() + "\\" + letter + "\\" + letter + ".*").c_str(), found);
     EXPECT_NE(search, Invalid_Find_Handle);
     EXPECT_EQ(found.file_name, letter + ".xml");
     services->FindClose(search);
+
+    EXPECT_EQ(File_Extension("file." + letter + "x"), letter + "x");
+    EXPECT_EQ(FrontEnd::Platform::Share_Server("\\\\" + letter + "x\\share"), letter + "x");
+    const Directory_Mark mark(scratch.Path().string());
+    s_GetCurrentProcessId.script = [] { return DWORD{1}; }; // so that this process is another one
+    s_QueryFullProcessImageNameW.script = [](HANDLE, DWORD, wchar_t* path, DWORD* length) {
+        *length = static_cast<DWORD>(std::wstring_view(L"C:\\\x8868.exe").copy(path, *length));
+        return TRUE;
+    };
+    const auto others = Other_Processes_On(scratch.Path().string());
+    ASSERT_EQ(others.size(), 1U);
+    EXPECT_EQ(others.front().program, letter + ".exe");
+}
+
+TEST_F(System_Calls, ThatRefuseAllAccessToTheTraceLockLeaveWaitingForIt) {
+    using FrontEnd::Util::Tracing::System_Mutex;
+    s_CreateMutexA.script = [](SECURITY_ATTRIBUTES*, BOOL, const char*) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return HANDLE{};
+    };
+    s_CreateMutexExA.script = [](SECURITY_ATTRIBUTES* security, const char* name, DWORD flags, DWORD access) {
+        EXPECT_EQ(access, static_cast<DWORD>(SYNCHRONIZE));
+        return s_CreateMutexExA.Real(security, name, flags, access);
+    };
+    const auto lock = System_Mutex::Open_Trace_Lock();
+    ASSERT_NE(lock, nullptr);
+    EXPECT_EQ(lock->Wait(60'000), System_Mutex::Wait_Result::Acquired);
+    EXPECT_TRUE(lock->Release());
 }
 
 TEST_F(System_Calls, TheSizeOfAnExpandedTextIsNotTrusted) {

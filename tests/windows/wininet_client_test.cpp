@@ -1,8 +1,7 @@
 #include "platform/common/Http_Transfer.h"
 #include "tests/support/Overridden_Root.h"
+#include "tests/windows/Scripted_Call.h"
 #include "util/HttpClient.h"
-
-#include <windows.h>
 
 #include <wincrypt.h>
 #include <wininet.h>
@@ -18,6 +17,11 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+SCRIPTED(CertVerifyCertificateChainPolicy)
+SCRIPTED(HttpSendRequestA)
+SCRIPTED(InternetCombineUrlA)
+SCRIPTED(InternetSetOptionA)
 
 namespace QEL::Tests {
 
@@ -59,6 +63,10 @@ const testing::Environment* const user_of_the_tests =
 class Wininet_Client : public testing::Test {
 protected:
     ~Wininet_Client() override {
+        s_CertVerifyCertificateChainPolicy.script = nullptr;
+        s_HttpSendRequestA.script = nullptr;
+        s_InternetCombineUrlA.script = nullptr;
+        s_InternetSetOptionA.script = nullptr;
         User_Of_The_Tests::Root().Remove("CertErrorHandlingMode");
         User_Of_The_Tests::Root().Remove("CertErrorWhiteList");
     }
@@ -129,6 +137,26 @@ TEST_F(Wininet_Client, HasTheStatusOrTheErrorNumberOfEveryResponse) {
     EXPECT_EQ(Send(Url("/method"), Http_Head), 200U);
     EXPECT_EQ(client.GetResponseHeader("X-Method"), "HEAD");
     EXPECT_EQ(client.GetResponseBody(), "");
+}
+
+TEST_F(Wininet_Client, FollowsNoRedirectThatIsTooLong) {
+    s_InternetCombineUrlA.script = [](const char* base, const char*, char* url, DWORD* length, DWORD) {
+        *length = static_cast<DWORD>(std::string_view(base).copy(url, *length)); // as the system may do
+        return TRUE;
+    };
+    EXPECT_EQ(Send(Url("/redirect-to/302?" + Url("/" + std::string(2084, 'x')))), 302U);
+}
+
+TEST_F(Wininet_Client, SendsOnceMoreWithoutACertificateOfTheClient) {
+    for (const int refusals : {1, 2}) {
+        int sent = 0;
+        s_HttpSendRequestA.script = [&](HINTERNET request, auto... rest) {
+            SetLastError(ERROR_INTERNET_CLIENT_AUTH_CERT_NEEDED);
+            return ++sent <= refusals ? FALSE : s_HttpSendRequestA.Real(request, rest...);
+        };
+        EXPECT_EQ(Send(Url("/landscape")), refusals == 1 ? 200U : 12044U);
+        EXPECT_EQ(sent, 2);
+    }
 }
 
 /// What an exchange with a server that falls silent fails with; none within half a minute is a failure, too.
@@ -217,6 +245,29 @@ TEST_F(Wininet_Client, TrustsNoFaultyCertificateUnlessEverythingIsTrusted) {
         EXPECT_EQ(Send(url), 200U) << server;
         User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 0);
         EXPECT_EQ(Send(url), error) << "no longer trusted";
+    }
+}
+
+TEST_F(Wininet_Client, HasTheNumberOfAnUnknownFaultOfTheCertificate) {
+    s_CertVerifyCertificateChainPolicy.script = [](auto, auto, auto, CERT_CHAIN_POLICY_STATUS* status) {
+        status->dwError = static_cast<DWORD>(CERT_E_INVALID_POLICY);
+        return TRUE;
+    };
+    EXPECT_EQ(Send(Https_Url("TRUSTED", "/landscape")), static_cast<DWORD>(CERT_E_INVALID_POLICY));
+}
+
+TEST_F(Wininet_Client, TrustsWeakSignaturesWithEverythingWhereTheSystemKnowsThem) {
+    Trust_Everything();
+    for (const bool is_known : {true, false}) {
+        bool is_set = false;
+        s_InternetSetOptionA.script = [&](HINTERNET request, DWORD option, void* value, DWORD size) {
+            const bool is_weak = option == INTERNET_OPTION_SECURITY_FLAGS &&
+                                 (*static_cast<DWORD*>(value) & SECURITY_FLAG_IGNORE_WEAK_SIGNATURE) != 0;
+            is_set = is_set || is_weak;
+            return is_weak && !is_known ? FALSE : s_InternetSetOptionA.Real(request, option, value, size);
+        };
+        EXPECT_EQ(Send(Https_Url("UNKNOWN_CA", "/landscape")), 200U);
+        EXPECT_TRUE(is_set);
     }
 }
 

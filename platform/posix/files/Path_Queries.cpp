@@ -1,5 +1,6 @@
 #include "util/Path_Queries.h"
 
+#include "platform/common/Separators.h"
 #include "platform/posix/files/Path_Info.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/Local_File.h"
@@ -85,3 +86,7 @@ char Path_Separator(const std::string& directory) {
 } // namespace Util::FileSystem
 
 } // namespace QEL::FrontEnd
+
+std::string QEL::FrontEnd::Platform::With_Separators_Alone(std::string_view path) {
+    return std::string(path); // bytes of letters are above all others, as those of UTF-8
+}

@@ -1,6 +1,7 @@
 #include "util/Directory_Mark.h"
 
 #include "platform/windows/handles/Unique_Handle.h"
+#include "platform/windows/system/Wide_Text.h"
 #include "util/Non_Copyable.h"
 
 #include <sddl.h>
@@ -113,13 +114,13 @@ private:
 };
 
 std::string Program_Of(HANDLE process) {
-    std::string path(32768, '\0');
+    std::wstring path(32768, L'\0');
     DWORD length = static_cast<DWORD>(path.size());
-    if (QueryFullProcessImageNameA(process, 0, path.data(), &length) == 0) {
+    if (QueryFullProcessImageNameW(process, 0, path.data(), &length) == 0) {
         return {};
     }
     path.resize(length);
-    return path.substr(path.find_last_of('\\') + 1);
+    return Platform::To_Narrow(path.substr(path.find_last_of(L'\\') + 1));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "util/Path_Queries.h"
 
+#include "platform/common/Separators.h"
 #include "platform/common/Share_Access.h"
 #include "platform/windows/Windows_Headers.h"
 #include "platform/windows/files/Target.h"
@@ -56,3 +57,13 @@ char Path_Separator(const std::string& /*directory*/) {
 }
 
 } // namespace QEL::FrontEnd::Util::FileSystem
+
+std::string QEL::FrontEnd::Platform::With_Separators_Alone(std::string_view path) {
+    std::string alone(path);
+    for (std::size_t i = 0; i + 1 < alone.size(); ++i) {
+        if (IsDBCSLeadByte(static_cast<BYTE>(alone[i])) != 0) {
+            alone[++i] = 'x';
+        }
+    }
+    return alone;
+}

@@ -33,8 +33,19 @@ DWORD Request_Flags(bool secure) {
 bool Ignore_Certificate_Errors(const Internet_Handle& request) {
     DWORD flags = 0;
     DWORD size = sizeof(flags);
-    return InternetQueryOptionA(request.Get(), INTERNET_OPTION_SECURITY_FLAGS, &flags, &size) != 0 &&
-           Set_Option(request, INTERNET_OPTION_SECURITY_FLAGS, flags | Ignored_Certificate_Errors);
+    if (InternetQueryOptionA(request.Get(), INTERNET_OPTION_SECURITY_FLAGS, &flags, &size) == 0) {
+        return false;
+    }
+    flags |= Ignored_Certificate_Errors;
+    // Old systems know no weak signatures.
+    return Set_Option(request, INTERNET_OPTION_SECURITY_FLAGS, flags | SECURITY_FLAG_IGNORE_WEAK_SIGNATURE) ||
+           Set_Option(request, INTERNET_OPTION_SECURITY_FLAGS, flags);
+}
+
+/// A server may ask for a certificate of the client and do without: sent again, the request goes without one.
+bool Send(const Internet_Handle& request) {
+    const auto send = [&] { return HttpSendRequestA(request.Get(), nullptr, 0, nullptr, 0) != 0; };
+    return send() || (GetLastError() == ERROR_INTERNET_CLIENT_AUTH_CERT_NEEDED && send());
 }
 
 /// Path and query of a URL. The fragment is for the client alone.
@@ -74,11 +85,11 @@ Response_Headers Headers(const Internet_Handle& request) {
 }
 
 /// The URL that a Location header names, seen from the URL of its response; empty when the
-/// two do not make a URL.
+/// two do not make a URL. For one that is too long the system may hand out the base.
 std::string Resolve_Location(const std::string& base_url, const std::string& location) {
     std::string url(INTERNET_MAX_URL_LENGTH, '\0');
     auto length = static_cast<DWORD>(url.size());
-    if (location.empty() ||
+    if (location.empty() || location.size() > url.size() ||
         InternetCombineUrlA(base_url.c_str(), location.c_str(), url.data(), &length, ICU_BROWSER_MODE) == 0) {
         return {};
     }
@@ -173,7 +184,7 @@ std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url
     if (url.Is_Https() && !verifies && !Ignore_Certificate_Errors(exchange)) {
         return Last_Failure();
     }
-    if (HttpSendRequestA(exchange.Get(), nullptr, 0, nullptr, 0) == 0) {
+    if (!Send(exchange)) {
         return Failure_At(stage, url);
     }
     if (url.Is_Https() && verifies) {

@@ -7,6 +7,7 @@
 #include "platform/windows/http/Xml_Http_Interfaces.h"
 #include "platform/windows/system/Wide_Text.h"
 #include "util/Control_Characters.h"
+#include "util/Error_Meaning.h"
 #include "util/Non_Copyable.h"
 
 #include <wininet.h>
@@ -57,6 +58,7 @@ public:
 
     HResult Open(const char* method, const std::string& url) override {
         if (Util::Holds_Control_Character(url)) {
+            SetLastError(ERROR_INTERNET_INVALID_URL);
             return HRESULT_FROM_WIN32(ERROR_INTERNET_INVALID_URL);
         }
         m_Order.method = std::string_view(method) == "HEAD" ? Platform::Http_Method::Head : Platform::Http_Method::Get;
@@ -108,6 +110,12 @@ public:
         }
 
         body.type = V_VT(&locked->value.Get());
+        if (body.type == VT_EMPTY && Has_No_Content()) {
+            body.type = Byte_Array_Type;
+            body.dimensions = 1;
+            body.data = "";
+            return result;
+        }
         if (body.type != Byte_Array_Type) {
             return result;
         }
@@ -131,7 +139,12 @@ public:
         locked->accessed = !Failed(body.access_result);
         body.data = static_cast<const char*>(data);
         body.lock = locked;
-        return Is_Cut_Short(body) ? HRESULT_FROM_WIN32(ERROR_INTERNET_CONNECTION_ABORTED) : result;
+        if (!Is_Cut_Short(body)) {
+            return result;
+        }
+        m_Error_Description =
+            Util::Sentences_On_Error(ERROR_INTERNET_CONNECTION_ABORTED, "server " + m_Order.url.Server(), {});
+        return HRESULT_FROM_WIN32(ERROR_INTERNET_CONNECTION_ABORTED);
     }
 
     std::string Error_Description(Request_Interface failed_interface) override {
@@ -189,6 +202,15 @@ private:
         return reached_url && reached_url->Origin() != url.Origin();
     }
 
+    /// True for a success with a body of no bytes, which the object may report as no body.
+    bool Has_No_Content() {
+        long status = 0;
+        std::string content_length;
+        return !Failed(Get_Status(status)) && status / 100 == 2 &&
+               !Failed(Get_Response_Header("Content-Length", content_length)) &&
+               Platform::Content_Length(content_length) == 0U;
+    }
+
     /// True when the connection ended before its content length, which the object may take for the
     /// end of the body.
     bool Is_Cut_Short(const Response_Body& body) {
@@ -214,7 +236,7 @@ private:
 
     Com_Pointer<IServerXMLHTTPRequest> m_Request;
     Platform::Http_Request m_Order;
-    std::optional<std::string> m_Error_Description; ///< of a failed Send, until it is asked for
+    std::optional<std::string> m_Error_Description; ///< of a failed Send or a cut body, until it is asked for
 };
 
 /// Creates the system's server-side request object. Every class context is allowed (23).

@@ -21,8 +21,14 @@ DWORD Wininet_Error(DWORD policy_error) {
     case CERT_E_REVOKED:
     case CRYPT_E_REVOKED:
         return ERROR_INTERNET_SEC_CERT_REVOKED;
-    default:
+    case CERT_E_CRITICAL:
+    case CERT_E_PURPOSE:
+    case CERT_E_ROLE:
+    case CERT_E_WRONG_USAGE:
+    case TRUST_E_CERT_SIGNATURE:
         return ERROR_INTERNET_SEC_INVALID_CERT;
+    default:
+        return policy_error;
     }
 }
 

@@ -51,7 +51,12 @@ std::string Trace_Lock_Name() {
 } // namespace
 
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
-    Object_Handle mutex(CreateMutexA(nullptr, FALSE, Trace_Lock_Name().c_str()));
+    const std::string name = Trace_Lock_Name();
+    Object_Handle mutex(CreateMutexA(nullptr, FALSE, name.c_str()));
+    if (!mutex.Is_Open() && GetLastError() == ERROR_ACCESS_DENIED) {
+        // A process of the user's that is elevated has made it: waiting and releasing are allowed, all else is not.
+        mutex = Object_Handle(CreateMutexExA(nullptr, name.c_str(), 0, SYNCHRONIZE));
+    }
     if (!mutex.Is_Open()) {
         return nullptr;
     }

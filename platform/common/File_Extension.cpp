@@ -1,11 +1,13 @@
 #include "util/File_Extension.h"
 
+#include "platform/common/Separators.h"
+
 namespace QEL::FrontEnd::Util::FileSystem {
 
 std::string File_Extension(const std::string& path) {
     // A drive such as "C:" is no part of the name, and its colon starts no stream name.
     const std::size_t drive_length = path.size() >= 2 && path[1] == ':' ? 2 : 0;
-    const auto last_separator = path.find_last_of("\\/");
+    const auto last_separator = Platform::With_Separators_Alone(path).find_last_of("\\/");
     std::string name = path.substr(last_separator == std::string::npos ? drive_length : last_separator + 1);
 
     // "setup.exe:stream" and "setup.exe. " both open setup.exe.
