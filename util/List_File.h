@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ios>
 #include <string>
 
 namespace QEL::FrontEnd::Util::FileSystem {
@@ -10,7 +11,9 @@ namespace QEL::FrontEnd::Util::FileSystem {
 /// shows when the file is opened.
 void Make_Private_File(const std::string& path);
 
-/// True while another program keeps a file to itself, as virus scanners and backups do for a moment.
-bool Is_In_Exclusive_Use(const std::string& path);
+/// Waits while another program keeps a file to itself, as virus scanners and backups do for a moment.
+/// @param mode what it could not be opened for: std::ios::in or std::ios::out.
+/// @return true when it is worth while to open it again.
+bool Outlast_Exclusive_Use(const std::string& path, std::ios::openmode mode);
 
 } // namespace QEL::FrontEnd::Util::FileSystem

@@ -10,11 +10,9 @@
 
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <fstream>
 #include <limits>
 #include <string_view>
-#include <thread>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -26,18 +24,12 @@ using Util::FileSystem::Occupant_Of;
 constexpr std::uint32_t Written_Version = 2;
 constexpr std::uint32_t Version_Without_Check_Time = 1;
 
-/// How long a program that keeps the file to itself is waited for: a virus scanner, or a backup.
-constexpr std::chrono::milliseconds Longest_Wait{1000};
-constexpr std::chrono::milliseconds Pause{20};
-
 /// Reads the file line by line. Behind the end of the file every line is empty.
 class Line_Reader {
 public:
     explicit Line_Reader(const std::string& path) {
         Open(path);
-        for (auto waited = Pause; !Is_Open() && waited <= Longest_Wait && Util::FileSystem::Is_In_Exclusive_Use(path);
-             waited += Pause) {
-            std::this_thread::sleep_for(Pause);
+        if (!Is_Open() && Util::FileSystem::Outlast_Exclusive_Use(path, std::ios::in)) {
             Open(path);
         }
     }
@@ -77,6 +69,9 @@ public:
         }
         if (occupant != Occupant::Other) {
             m_File.open(path, std::ios::out);
+            if (!m_File.is_open() && Util::FileSystem::Outlast_Exclusive_Use(path, std::ios::out)) {
+                m_File.open(path, std::ios::out);
+            }
         }
     }
 

@@ -10,12 +10,14 @@
 #include "util/Directory_Mark.h"
 #include "util/File_Extension.h"
 #include "util/Last_Error.h"
+#include "util/List_File.h"
 #include "util/Path_Queries.h"
 #include "util/System_Mutex.h"
 #include "util/Trace_Directory.h"
 
 #include <gmock/gmock.h>
 
+SCRIPTED(CreateFileA)
 SCRIPTED(CreateMutexA)
 SCRIPTED(CreateMutexExA)
 SCRIPTED(DeleteFileA)
@@ -54,6 +56,7 @@ protected:
         };
     }
     ~System_Calls() override {
+        s_CreateFileA.script = nullptr;
         s_CreateMutexA.script = nullptr;
         s_CreateMutexExA.script = nullptr;
         s_DeleteFileA.script = nullptr;
@@ -72,11 +75,14 @@ protected:
         s_WideCharToMultiByte.script = nullptr;
     }
 
-    /// Deleting and renaming fail so often.
+    /// Opening, deleting and renaming fail so often.
     void Hold(int times, DWORD error) {
         const auto is_held = [left = std::make_shared<int>(times), error] {
             SetLastError(error);
             return (*left)-- > 0;
+        };
+        s_CreateFileA.script = [is_held](const char* path, auto... rest) {
+            return is_held() ? INVALID_HANDLE_VALUE : s_CreateFileA.Real(path, rest...);
         };
         s_DeleteFileA.script = [is_held](const char* path) { return is_held() ? FALSE : s_DeleteFileA.Real(path); };
         s_MoveFileExA.script = [is_held](const char* from, const char* to, DWORD flags) {
@@ -99,8 +105,12 @@ TEST_F(System_Calls, OnAFileThatAScannerHoldsAreRepeated) {
         EXPECT_EQ(Content_Of(target), "content");
         Hold(3, error);
         EXPECT_TRUE(services->Delete_File(scratch.Write("old"))) << error;
+        for (const auto mode : {std::ios::in, std::ios::out}) {
+            Hold(3, error);
+            EXPECT_TRUE(Outlast_Exclusive_Use(file, mode));
+        }
     }
-    EXPECT_EQ(waited, 4 * 3 * 20U);
+    EXPECT_EQ(waited, 2 * 4 * 3 * 20U);
 }
 
 TEST_F(System_Calls, AreRepeatedForASecondAndForTwoInAMinute) {
@@ -120,6 +130,8 @@ TEST_F(System_Calls, ThatFailForGoodAreNotRepeated) {
     const std::string file = scratch.Write("file");
     Hold(1000, ERROR_DISK_FULL);
     EXPECT_FALSE(services->Delete_File(file));
+    Hold(1000, ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(Outlast_Exclusive_Use(file, std::ios::in));
     Hold(1000, ERROR_ACCESS_DENIED);
     const std::string read_only = scratch.Write("read-only");
     Make_Read_Only(read_only);

@@ -13,7 +13,7 @@ void Make_Private_File(const std::string& path) {
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
 }
 
-bool Is_In_Exclusive_Use(const std::string&) {
+bool Outlast_Exclusive_Use(const std::string&, std::ios::openmode) {
     return false; // no such thing here
 }
 

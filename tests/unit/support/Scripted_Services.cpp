@@ -128,8 +128,8 @@ Occupant Occupant_Of(const std::string& path) {
 
 void Make_Private_File(const std::string&) {}
 
-bool Is_In_Exclusive_Use(const std::string&) {
-    return g_services.on_exclusive_use && g_services.on_exclusive_use();
+bool Outlast_Exclusive_Use(const std::string&, std::ios::openmode mode) {
+    return g_services.on_exclusive_use && g_services.on_exclusive_use(mode);
 }
 
 class Directory_Mark::Mark {};

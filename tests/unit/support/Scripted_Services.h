@@ -42,7 +42,8 @@ struct Scripted_Services {
     std::function<std::uint32_t(const std::string&)> on_get_file_attributes; ///< without: all bits set
     std::string pipe;                                                        ///< the path that is one
     std::vector<std::string> path_calls;
-    std::function<bool()> on_exclusive_use; ///< whether another program keeps a file to itself; without: false
+    /// Whether another program has kept a file to itself, and no longer does; without: false.
+    std::function<bool(std::ios::openmode)> on_exclusive_use;
     std::vector<std::string> marked_directories;
     int marks_ended = 0;
     std::vector<QEL::FrontEnd::Util::FileSystem::Marking_Process> other_processes; ///< on every directory
