@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ctime>
+#include <memory>
 #include <string>
 
 namespace QEL::FrontEnd::Util {
@@ -17,6 +18,10 @@ std::string Program_Path();
 /// A variable of the environment; empty when it is not set, or when the program runs with rights that
 /// its caller lacks.
 std::string Environment_Variable(const char* name);
+
+/// As long as what is returned lives, a write of the calling thread that the system refuses (no reader, a limit on the
+/// length of files) fails, and no signal ends the host. Null where there are no such signals.
+std::shared_ptr<void> Hold_Write_Signals();
 
 /// The current time in the local time zone.
 std::tm Local_Time();

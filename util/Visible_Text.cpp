@@ -66,22 +66,36 @@ std::string Printable_Json(const std::string& json) {
 }
 
 std::string Without_Passwords(std::string_view text) {
-    constexpr std::string_view mark = "://";
+    const auto is_slash = [](char letter) { return letter == '/' || letter == '\\'; };
     std::string shown;
     shown.reserve(text.size());
-    for (auto found = text.find(mark); found != std::string_view::npos; found = text.find(mark)) {
-        found += mark.size();
-        shown += text.substr(0, found);
-        text.remove_prefix(found);
-        const auto authority = text.substr(0, text.find_first_of("/?#\r\n"));
+    std::size_t done = 0;
+    for (std::size_t start = 0; start < text.size(); ++start) {
+        // An authority stands behind a scheme and its slashes; in a malformed address it may be the beginning of a
+        // word.
+        const char before = start == 0 ? ' ' : text[start - 1];
+        std::string_view ends = " \t\r\n\"'(";
+        if (is_slash(before) && !is_slash(text[start])) {
+            const auto scheme = text.substr(0, start).find_last_not_of("/\\");
+            if (scheme == std::string_view::npos || text[scheme] != ':') {
+                continue;
+            }
+            if (text.substr(0, start).ends_with("://")) {
+                ends = "\r\n";
+            }
+        } else if (ends.find(before) == std::string_view::npos) {
+            continue;
+        }
+        const auto authority = text.substr(start, text.find_first_of(std::string(ends) + "/\\?#", start) - start);
         const auto colon = authority.find(':');
         const auto host = authority.rfind('@');
         if (host != std::string_view::npos && colon < host) {
-            (shown += text.substr(0, colon + 1)) += "***";
-            text.remove_prefix(host);
+            (shown += text.substr(done, start + colon + 1 - done)) += "***";
+            done = start + host;
+            start = done;
         }
     }
-    return shown += text;
+    return shown += text.substr(done);
 }
 
 std::string Counted(std::uintmax_t count, const std::string& singular, const std::string& plural) {

@@ -7,6 +7,7 @@
 #include "util/List_File.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
+#include "util/Process.h"
 
 #include <array>
 #include <charconv>
@@ -122,6 +123,7 @@ bool CFileCache::Serialize() {
         is_unread = false;
         Directory_Use::Set_List_Unread(*this, is_unread);
     }
+    const auto held = Util::Hold_Write_Signals();
     Line_Writer writer(is_unread ? std::string() : path);
     writer.Write(Metadata_Magic);
     writer.Write(Version_Keyword);

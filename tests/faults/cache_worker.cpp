@@ -24,7 +24,6 @@
 #ifdef _WIN32
 #include <objbase.h>
 #else
-#include <csignal>
 #include <sys/resource.h>
 #endif
 
@@ -34,7 +33,6 @@ bool Limit_Files([[maybe_unused]] unsigned long bytes) {
 #ifdef _WIN32
     return false;
 #else
-    std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails, as on a full disk
     const rlimit limit = {bytes, bytes};
     return ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
 #endif
@@ -87,8 +85,11 @@ int main(int argc, char** argv) {
     std::ofstream(argv[3]) << "ready";
 
     const unsigned long file_limit = std::stoul(argv[5]);
-    if (file_limit > 0 && !Limit_Files(file_limit)) {
-        return 3;
+    if (file_limit > 0) {
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA); // the trace reaches the limit, too
+        if (!Limit_Files(file_limit)) {
+            return 3;
+        }
     }
     for (int round = 0; rounds == 0 || round < rounds; ++round) {
         for (const std::string& request : requests) {

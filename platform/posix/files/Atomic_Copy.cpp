@@ -4,6 +4,7 @@
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "platform/posix/system/Write_All.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 #include "util/Control_Characters.h"
 #include "util/Non_Copyable.h"
 #include "util/Path_Queries.h"
@@ -94,6 +95,7 @@ private:
 std::uint32_t Copy_Content(int source, int target) {
     // The kernel copies what it can by itself. Where it stops, at the end of the file or because the
     // file systems do not suit it, both positions are right for the loop below to go on.
+    const Write_Signal_Guard guard;
     constexpr std::size_t all_the_rest = std::numeric_limits<ssize_t>::max() & ~std::size_t{0xFFFF};
     while (::copy_file_range(source, nullptr, target, nullptr, all_the_rest, 0) > 0) {
     }

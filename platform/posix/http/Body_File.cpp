@@ -57,7 +57,6 @@ std::optional<Body_File::Fault> Body_File::Append(std::string_view bytes, std::u
                                           In_Megabytes(Room_For(m_File.Get())) +
                                           " more, as its last 5 % (1 GB at most) stay free"};
     }
-    const Write_Signal_Guard guard;
     if (!Write_All(m_File.Get(), bytes.data(), bytes.size())) {
         return fault_of_system();
     }

@@ -26,7 +26,7 @@ public:
     explicit Body_File(const std::string& directory) : m_Directory(directory) {}
     ~Body_File();
 
-    /// Adds bytes. Nothing on success.
+    /// Adds bytes. Nothing on success. The exchange holds the signals of failed writes.
     /// @param content_length of the whole body; 0 when unknown.
     std::optional<Fault> Append(std::string_view bytes, std::uint64_t content_length);
 

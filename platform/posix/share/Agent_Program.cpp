@@ -131,7 +131,8 @@ std::string Find_Agent_Program() {
 File_Descriptor Open_Agent_Program(const std::string& path, std::string& refusal) {
     File_Descriptor program(::open(path.c_str(), O_PATH | O_CLOEXEC));
     if (!program) {
-        refusal = "the program " + path + " is not installed: " + std::strerror(errno);
+        refusal = "the program " + path + (errno == ENOENT ? " is not installed: " : " cannot be opened: ") +
+                  std::strerror(errno);
         return {};
     }
     if (const auto objection = Objection_To_Program(program.Get()); !objection.empty()) {

@@ -1,5 +1,7 @@
 #include "util/Process.h"
 
+#include "platform/posix/system/Write_Signal_Guard.h"
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -37,6 +39,10 @@ std::string Program_Path() {
 std::string Environment_Variable(const char* name) {
     const char* const value = ::secure_getenv(name);
     return value == nullptr ? std::string() : value;
+}
+
+std::shared_ptr<void> Hold_Write_Signals() {
+    return std::make_shared<Platform::Write_Signal_Guard>();
 }
 
 std::tm Local_Time() {

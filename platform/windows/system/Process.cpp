@@ -25,6 +25,10 @@ std::string Environment_Variable(const char* name) {
     return value;
 }
 
+std::shared_ptr<void> Hold_Write_Signals() {
+    return nullptr;
+}
+
 std::tm Local_Time() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

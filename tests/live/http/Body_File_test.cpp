@@ -12,6 +12,7 @@
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Body_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/Small_Disk.h"
 #include "tests/support/User_Configuration.h"
@@ -180,8 +181,8 @@ TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {
     });
 }
 
-/// The signal would end this process.
 TEST_F(Body_File_Test, EndsAtTheLimitOfTheProcess) {
+    const Write_Signal_Guard guard; // as an exchange does
     rlimit old{};
     ::getrlimit(RLIMIT_FSIZE, &old);
     const rlimit small{3 * Mb, old.rlim_max};

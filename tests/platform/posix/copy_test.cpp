@@ -190,7 +190,6 @@ TEST_F(Posix_Copy, WithoutRoomNothingIsLeftBehind) {
     const std::string source = scratch.Write("source", Rubbish(300000));
     EXPECT_EQ(Child_Process([&] {
                   constexpr struct rlimit hundred_thousand_bytes { 100000, 100000 };
-                  std::signal(SIGXFSZ, SIG_IGN);
                   ::setrlimit(RLIMIT_FSIZE, &hundred_thousand_bytes);
                   return static_cast<int>(Copy_Error(source, scratch / "target", true));
               }).Wait(),

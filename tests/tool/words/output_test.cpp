@@ -60,7 +60,10 @@ TEST(Printable_Text, HoldsNoPassword) {
         {"http://u:p@a/b,\nhttp://u:@c?d", "http://u:***@a/b,\\x0Ahttp://u:***@c?d"},
         {"http://server:80/a:b@c", "http://server:80/a:b@c"},
         {"http://user@server:80", "http://user@server:80"},
-        {"user:secret@server", "user:secret@server"},
+        {"user:secret@server/a", "user:***@server/a"},
+        {"\"http:user:secret@server\"", "\"http:***@server\""},
+        {"http:/u:p@a http:\\\\u:p@b", "http:/u:***@a http:\\\\u:***@b"},
+        {"C:\\a@b:c 12:30 a@b /a:b@c?d:e@f", "C:\\a@b:c 12:30 a@b /a:b@c?d:e@f"},
         {"://", "://"},
     };
     for (const auto& [text, shown] : cases) {

@@ -68,6 +68,9 @@ int Thread_Id() {
 std::string Program_Path() {
     return "test";
 }
+std::shared_ptr<void> Hold_Write_Signals() {
+    return nullptr;
+}
 std::tm Local_Time() {
     return {};
 }

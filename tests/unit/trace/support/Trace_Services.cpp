@@ -37,6 +37,9 @@ int Thread_Id() {
 std::string Program_Path() {
     return g_trace_services.program_path;
 }
+std::shared_ptr<void> Hold_Write_Signals() {
+    return nullptr;
+}
 std::tm Local_Time() {
     return g_trace_services.local_time ? g_trace_services.local_time() : std::tm{};
 }
