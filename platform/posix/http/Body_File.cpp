@@ -15,6 +15,8 @@ namespace QEL::FrontEnd::Platform {
 namespace {
 
 constexpr std::uint64_t Largest_In_Memory = 0x7FFFFFFF;
+constexpr std::size_t Block_Size = 256U << 10;
+constexpr std::uint64_t Reserved_At_A_Time = 64U << 20;
 constexpr mode_t Rights = 0666; // less the umask, as those of every new file
 
 std::string In_Megabytes(std::uint64_t bytes) {
@@ -24,9 +26,13 @@ std::string In_Megabytes(std::uint64_t bytes) {
 } // namespace
 
 Body_File::~Body_File() {
-    if (m_Size > 0) {
+    if (m_Bytes != Nothing) {
         ::munmap(const_cast<char*>(m_Bytes), m_Size); // NOLINT(cppcoreguidelines-pro-type-const-cast)
     }
+}
+
+Body_File::Fault Body_File::Fault_Of_System() const {
+    return {Win32_Error_From_Errno(errno), ", in " + m_Directory};
 }
 
 bool Body_File::Open() {
@@ -40,9 +46,8 @@ bool Body_File::Open() {
 }
 
 std::optional<Body_File::Fault> Body_File::Append(std::string_view bytes, std::uint64_t content_length) {
-    const auto fault_of_system = [&] { return Fault{Win32_Error_From_Errno(errno), ", in " + m_Directory}; };
     if (!m_File && !Open()) {
-        return fault_of_system();
+        return Fault_Of_System();
     }
     const auto size = m_Size + bytes.size();
     const auto expected = std::max(content_length, size);
@@ -57,24 +62,40 @@ std::optional<Body_File::Fault> Body_File::Append(std::string_view bytes, std::u
                                           In_Megabytes(Room_For(m_File.Get())) +
                                           " more, as its last 5 % (1 GB at most) stay free"};
     }
-    if (!Write_All(m_File.Get(), bytes.data(), bytes.size())) {
-        return fault_of_system();
-    }
+    m_Block += bytes;
     m_Size = size;
+    if (m_Block.size() < Block_Size) {
+        return std::nullopt;
+    }
+    if (!m_Is_In_Memory && m_Reserved < m_Size && m_Size < content_length) {
+        const auto more = std::min(content_length - m_Reserved, Reserved_At_A_Time);
+        ::fallocate(m_File.Get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_Reserved), static_cast<off_t>(more));
+        m_Reserved += more;
+    }
+    return Write_Block();
+}
+
+std::optional<Body_File::Fault> Body_File::Write_Block() {
+    if (!Write_All(m_File.Get(), m_Block.data(), m_Block.size())) {
+        return Fault_Of_System();
+    }
+    m_Block.clear();
     return std::nullopt;
 }
 
-bool Body_File::Map() {
+std::optional<Body_File::Fault> Body_File::Finish() {
     if (m_Size == 0) {
-        return true;
+        return std::nullopt;
+    }
+    if (auto fault = Write_Block()) {
+        return fault;
     }
     const auto* const mapping = ::mmap(nullptr, m_Size, PROT_READ, MAP_SHARED, m_File.Get(), 0);
     if (mapping == MAP_FAILED) {
-        m_Size = 0;
-        return false;
+        return Fault{Error_Out_Of_Memory, {}};
     }
     m_Bytes = static_cast<const char*>(mapping);
-    return true;
+    return std::nullopt;
 }
 
 void Body_File::Publish(const std::string& path) const {

@@ -32,25 +32,31 @@ public:
 
     std::uint64_t Size() const { return m_Size; }
 
-    /// Makes what has been received readable; false when that is not possible.
-    bool Map();
+    /// Makes what has been received readable. Nothing on success.
+    std::optional<Fault> Finish();
 
-    /// The bytes, after Map(). Their address is never null.
+    /// The bytes, after Finish(). Their address is never null.
     std::string_view Bytes() const { return {m_Bytes, m_Size}; }
 
     /// Gives the body a name that nothing bears yet. After a failure, which is not reported, nothing bears it either.
     void Publish(const std::string& path) const;
 
 private:
+    static constexpr const char* Nothing = "";
+
     bool Open();
+    std::optional<Fault> Write_Block();
+    Fault Fault_Of_System() const;
 
     const std::string m_Directory;
     File_Descriptor m_File; ///< none before the first byte
     std::uint64_t m_Largest = 0;
     bool m_Is_In_Memory = false;
     Granted_Room m_Room;
-    std::uint64_t m_Size = 0;
-    const char* m_Bytes = "";
+    std::string m_Block;          ///< the last bytes: few long writes take half the time of many short ones
+    std::uint64_t m_Size = 0;     ///< with the block
+    std::uint64_t m_Reserved = 0; ///< that the file system keeps for the file, where it can
+    const char* m_Bytes = Nothing;
 };
 
 } // namespace QEL::FrontEnd::Platform

@@ -68,8 +68,8 @@ public:
             m_Failure = Exchange_Failure(m_Url, Error_Internet_Connection_Aborted,
                                          ", or it was cut on the way: neither a Content-Length nor close_notify says "
                                          "where it ends");
-        } else if (!m_Failure && !m_Body->Map()) {
-            m_Failure = Exchange_Failure(m_Url, Error_Out_Of_Memory, {});
+        } else if (const auto fault = m_Failure ? std::nullopt : m_Body->Finish()) {
+            Refuse(fault->detail, fault->error);
         }
         if (m_Failure) {
             m_Failure->attempt = Failed_Attempt(m_Connection, m_Step, m_Failure->error, !m_Proxy.empty());

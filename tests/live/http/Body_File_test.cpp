@@ -63,19 +63,24 @@ protected:
 };
 
 TEST_F(Body_File_Test, KeepsEveryByteInItsUnnamedFileAndInMemory) {
-    for (const auto& directory : {m_Directory.Path().string(), m_Directory / "missing"}) {
-        SCOPED_TRACE(directory);
+    const std::string here = m_Directory.Path().string();
+    const std::string missing = m_Directory / "missing";
+    constexpr std::size_t much = 100 * Mb; // more than arrives, of which a part is reserved
+    for (const auto& [directory, content_length] : std::initializer_list<std::pair<std::string, std::size_t>>{
+             {here, 10}, {here, much}, {missing, 10}, {missing, much}}) {
+        SCOPED_TRACE(directory + " " + std::to_string(content_length));
         std::string expected;
         {
             Body_File body(directory);
             for (std::size_t piece = 0; piece < 1000; ++piece) {
                 const std::string bytes(piece, static_cast<char>(piece));
-                ASSERT_EQ(Append(body, bytes, 10), 0U);
+                ASSERT_EQ(Append(body, bytes, content_length), 0U);
                 expected += bytes;
             }
-            EXPECT_EQ(body.m_Is_In_Memory, directory != m_Directory.Path());
+            EXPECT_EQ(body.m_Is_In_Memory, directory == missing);
+            EXPECT_EQ(body.m_Reserved > 0, directory == here && content_length == much);
             EXPECT_THAT(m_Directory.Names(), IsEmpty());
-            ASSERT_TRUE(body.Map());
+            ASSERT_FALSE(body.Finish());
             EXPECT_TRUE(body.Bytes() == expected);
             body.Publish(m_Copy);
         }
@@ -94,7 +99,7 @@ TEST_F(Body_File_Test, IsGoneWhenItIsNotPublished) {
 
 TEST_F(Body_File_Test, WithoutBytesIsAnEmptyCopy) {
     Body_File body(m_Directory.Path());
-    ASSERT_TRUE(body.Map());
+    ASSERT_FALSE(body.Finish());
     EXPECT_NE(body.Bytes().data(), nullptr);
     body.Publish(m_Copy);
 
@@ -106,7 +111,7 @@ TEST_F(Body_File_Test, IsPublishedWithTheRightsOfAPlainFile) {
     for (const auto& directory : {m_Directory.Path().string(), m_Directory / "missing"}) {
         Body_File body(directory);
         ASSERT_EQ(Append(body, "abc"), 0U);
-        ASSERT_TRUE(body.Map());
+        ASSERT_FALSE(body.Finish());
         body.Publish(m_Copy);
         EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(m_Copy).permissions()), 0640U);
         std::filesystem::remove(m_Copy);
@@ -118,7 +123,7 @@ TEST_F(Body_File_Test, NeverTakesTheNameOfAnotherFile) {
     m_Directory.Write("copy.xml", "another");
     Body_File body(m_Directory.Path());
     ASSERT_EQ(Append(body, "abc"), 0U);
-    ASSERT_TRUE(body.Map());
+    ASSERT_FALSE(body.Finish());
     body.Publish(m_Copy);
 
     EXPECT_EQ(Content_Of(m_Copy), "another");
@@ -203,7 +208,7 @@ TEST_F(Body_File_Test, PublishesNoCutCopyFromMemory) {
     const rlimit small{Mb / 2, old.rlim_max};
     Body_File body(m_Directory / "missing");
     ASSERT_EQ(Append(body, Rubbish(Mb)), 0U);
-    ASSERT_TRUE(body.Map());
+    ASSERT_FALSE(body.Finish());
     ::setrlimit(RLIMIT_FSIZE, &small);
     body.Publish(m_Copy);
     ::setrlimit(RLIMIT_FSIZE, &old);
