@@ -13,6 +13,7 @@
 #   QEL_TRACE_LINES        1000000   20000   of two processes at a time
 #   QEL_THREAD_OPERATIONS  200       5       of each of 32 threads, and again with the thread sanitizer
 #   QEL_HANDLE_REQUESTS    10000     1000    that leave no handle open
+#   QEL_LARGE_FILE_GB      10        3       of a file that is downloaded
 #   QEL_FORETOLD_STATES    50        5       of cache and server, of which the program says what a request comes to
 #   QEL_VALGRIND           all       short   unit test programs
 #
@@ -50,6 +51,7 @@ amount QEL_DISK_FULL_ROUNDS 500 10
 amount QEL_TRACE_LINES 1000000 20000
 amount QEL_THREAD_OPERATIONS 200 5
 amount QEL_HANDLE_REQUESTS 10000 1000
+amount QEL_LARGE_FILE_GB 10 3
 amount QEL_FORETOLD_STATES 50 5
 amount QEL_VALGRIND all short
 
@@ -146,6 +148,7 @@ main() {
     sanitized_threads
     tests "two processes trace $QEL_TRACE_LINES lines" reliability_two_processes
     tests "handles after $QEL_HANDLE_REQUESTS requests" reliability_handles
+    tests "download of $QEL_LARGE_FILE_GB GB" web_cache_test --gtest_filter='*Gigabytes*'
     tests "outcomes foretold by the program in $QEL_FORETOLD_STATES states" tool_process --gtest_filter='Explain.Foretells*'
     fuzz
     if [ "$QEL_VALGRIND" = all ]; then

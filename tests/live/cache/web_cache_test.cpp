@@ -1,6 +1,9 @@
 // Requests of a host for files of a real web server, on both platforms.
 
+#include "tests/faults/support/Amount.h"
 #include "tests/live/cache/Web_Cache_Fixture.h"
+
+#include <fstream>
 
 namespace QEL::Tests {
 
@@ -124,6 +127,26 @@ TEST_F(Web_Cache, BodiesAreWhole) {
     }
     Publish("chunked", dots + "old" + dots);
     EXPECT_TRUE(Content_Of(Get(Url("/chunked")).path) == dots + "new" + dots);
+}
+
+/// Longer than a number of 31 bits says; a hole on the server, but not in the copy.
+TEST_F(Web_Cache, BodyOfGigabytesIsWhole) {
+    const auto size = static_cast<std::uintmax_t>(Amount("QEL_LARGE_FILE_GB", 3)) << 30;
+    if (std::filesystem::space(Home()).available < size * 5 / 2) {
+        GTEST_SKIP() << "the disk has no room for " << size << " bytes, and as much again and a half";
+    }
+    Publish("large.txt", "begin");
+    std::filesystem::resize_file(server.Files() / "large.txt", size - 3);
+    std::ofstream(server.Files() / "large.txt", std::ios::app) << "end";
+
+    const std::string copy = Get(Url("/large.txt")).path;
+    ASSERT_EQ(std::filesystem::file_size(copy), size);
+    std::ifstream content(copy);
+    std::string text(5, ' ');
+    content.read(text.data(), 5);
+    EXPECT_EQ(text, "begin");
+    content.seekg(-3, std::ios::end).read(text.data(), 3);
+    EXPECT_EQ(text, "endin");
 }
 
 TEST_F(Web_Cache, StoppedServerIsReplacedByTheLastGoodCopy) {
