@@ -2,6 +2,7 @@
 
 #include "util/Export.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -90,5 +91,34 @@ struct QEL_FILECACHE_API IFileCache {
     /// The one cache of the process, created on the first call. May be called on any thread.
     static std::shared_ptr<IFileCache> Instance();
 };
+
+/// How the last question to a server or share ended that a request put.
+struct Last_Request_Info {
+    int http_status = 0;            ///< of the response; 0: there was none
+    std::uint32_t system_error = 0; ///< why there was no response or no copy: a WinInet or Win32 number; 0: no failure
+    std::string text; ///< cause and remedy of either, for people, at most 1023 bytes; empty when all went well
+};
+
+/// Of the last request of this thread, whichever object served it; nothing is set when it asked nobody, as for a copy
+/// that had not expired. A download comes after the check and replaces what is known of that. Waits for no lock.
+/// The functions of Cache_Inspection that ask a server or share count as requests.
+QEL_FILECACHE_API Last_Request_Info Get_Last_Request_Info();
+
+/// How Set_Cache_Directory() ended.
+enum class Directory_Result {
+    Set,         ///< it returned true
+    Not_Set,     ///< false: the directory is missing or its name empty, and nothing has changed
+    Damaged_List ///< false: the directory is set, with the entries before the damage
+};
+
+/// Of the last call of Set_Cache_Directory() on this thread; Not_Set before the first. Waits for no lock.
+QEL_FILECACHE_API Directory_Result Get_Last_Directory_Result();
+
+/// Forgets the entry of one request, in the form in which the cache knows it, and deletes its copy. Like Clear() it
+/// does not rewrite the metadata file, and holds the process-wide lock.
+/// @param cache what Instance() returns, or another object of the library.
+/// @return false when the copy could not be deleted, and then the entry stays; for an object that is not the
+///         library's; true also when there is no entry.
+QEL_FILECACHE_API bool Remove_From_Cache(IFileCache& cache, const std::string& url_or_path);
 
 } // namespace QEL::FrontEnd::FileCache

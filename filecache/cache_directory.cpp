@@ -1,6 +1,7 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/Directory_Use.h"
+#include "filecache/last_results.h"
 #include "filecache/locks.h"
 #include "filecache/trace_messages.h"
 
@@ -12,15 +13,15 @@ bool CFileCache::Set_Cache_Directory(const std::string& absolute_dir_path) {
 
     if (absolute_dir_path.empty()) {
         TRACE_ERROR("Trying to set the cache directory to absolute_dir_path='%s'.\n", absolute_dir_path.c_str());
-        return false;
+        return Note_Directory(Directory_Result::Not_Set);
     }
     if (!m_OS_Wrapper->Directory_Exists(absolute_dir_path)) {
         TRACE_ERROR("Setting cache directory to non existing absolute_dir_path='%s'.\n", absolute_dir_path.c_str());
-        return false;
+        return Note_Directory(Directory_Result::Not_Set);
     }
     if (absolute_dir_path == m_Cache_Directory) {
         TRACE_DATA("Cache directory is already the same as absolute_dir_path='%s'.\n", absolute_dir_path.c_str());
-        return true;
+        return Note_Directory(Directory_Result::Set);
     }
 
     TRACE_DATA("Setting cache directory to '%s'.\n", absolute_dir_path.c_str());
@@ -29,7 +30,7 @@ bool CFileCache::Set_Cache_Directory(const std::string& absolute_dir_path) {
     Directory_Use::Begin(*this, m_Cache_Directory);
     const bool ok = Deserialize();
     TRACE_RETURN("ok = %s", Shown(ok));
-    return ok;
+    return Note_Directory(ok ? Directory_Result::Set : Directory_Result::Damaged_List);
 }
 
 } // namespace QEL::FrontEnd::FileCache

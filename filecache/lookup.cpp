@@ -1,5 +1,6 @@
 #include "filecache/CFileCache.h"
 
+#include "filecache/last_results.h"
 #include "filecache/locks.h"
 #include "filecache/trace_messages.h"
 #include "filecache/url/request_kind.h"
@@ -22,6 +23,7 @@ std::string CFileCache::Get_Cached_File_and_Status(const std::string& url_or_pat
     const std::lock_guard guard(s_api_mutex);
     TRACE_CALL("url='%s'", url_or_path.c_str());
 
+    Forget_Last_Request();
     Cleanup_Obsolete_Cached_Files();
     download_error = false;
     std::string path_of_file_url;

@@ -22,6 +22,11 @@ std::optional<Configured_Value> Find_Configured_Value(const char* key, const cha
 /// None where the system's are trusted.
 std::vector<Configured_Value> Configured_Authorities();
 
+/// The proxy through which the request object sends a request: as `text` its host and port without user and password,
+/// empty when there is none; as `place` the variable or setting that says so, which may be empty.
+/// None when the system does not say.
+std::optional<Configured_Value> Find_Proxy(const std::string& url);
+
 /// Which places of the configuration had to be passed over, and why, one a line; empty when all is
 /// well.
 std::string Configuration_Problem();

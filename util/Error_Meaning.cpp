@@ -19,6 +19,8 @@ constexpr Error_Meaning meanings[] = {
     {14, "there is not enough memory for the request", "close some programs"},
     {19, "the disk is read-only", ""},
     {21, "the share is not ready", "try again"},
+    {26, "the disk or share cannot be accessed", "check that it is there, and its file system"},
+    {31, "the system failed and does not say why", ""},
     {32, "another program has the file open for itself", "close it there"},
     {50, "the server does not support this", "check the path"},
     {53, "the server cannot be found or does not respond", "check its name, that it runs, and the network"},
@@ -106,12 +108,13 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number) {
     return found == std::end(meanings) ? Error_Meaning{number, {}, {}} : *found;
 }
 
+std::string Sentence(std::string text) {
+    text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    return text + '.';
+}
+
 std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, std::string_view detail) {
     const auto meaning = Meaning_Of_Error(number);
-    const auto sentence = [](std::string text) {
-        text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-        return text + '.';
-    };
     std::string cause(meaning.cause.empty() ? "the request failed" : meaning.cause);
     constexpr std::string_view server = "the server";
     constexpr std::string_view possessive = "'s ";
@@ -125,9 +128,9 @@ std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, s
         }
         cause.replace(found, end - found, named);
     }
-    cause = sentence(cause + std::string(detail));
+    cause = Sentence(cause + std::string(detail));
     // GCOVR_EXCL_BR_START: exceptions
-    return meaning.remedy.empty() ? cause : cause + ' ' + sentence(std::string(meaning.remedy));
+    return meaning.remedy.empty() ? cause : cause + ' ' + Sentence(std::string(meaning.remedy));
     // GCOVR_EXCL_BR_STOP
 }
 

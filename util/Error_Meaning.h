@@ -21,6 +21,9 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number);
 /// @param detail what is known besides, such as ": Connection refused"; may be empty.
 std::string Sentences_On_Error(std::uint32_t number, std::string_view server, std::string_view detail);
 
+/// The text with a capital letter at its beginning and a full stop at its end.
+std::string Sentence(std::string text);
+
 /// True for the numbers that say what is wrong with a server's certificate.
 bool Is_Certificate_Error(std::uint32_t number);
 

@@ -1,37 +1,76 @@
 #include "util/Http_Status.h"
 
-#include <utility>
+#include "util/Error_Meaning.h"
+
+#include <algorithm>
+#include <iterator>
 
 namespace QEL::FrontEnd::Util {
 
+namespace {
+
+struct Status_Meaning {
+    long first;
+    long last;
+    std::string_view cause;
+    std::string_view remedy;
+};
+
+constexpr std::string_view no_such_request = "the server does not support this kind of request";
+constexpr std::string_view server_log = "read the server's log";
+
+/// The first one that fits counts.
+constexpr Status_Meaning status_meanings[] = {
+    {204, 204, "no content: the response is empty and no file", "check the address, and what the server has there"},
+    {206, 206, "a part of the file, not the file", "read the log of the server and of the proxies between"},
+    {200, 299, "success", ""},
+    {304, 304, "not modified, a response that only a browser can use", "check the server and the proxies between"},
+    {300, 399, "a redirect that is not followed", "use the address that the server redirects to"},
+    {400, 400, "bad request", "check the address"},
+    {401, 401, "a login is required, and the cache has none", "let this machine read the file without a login"},
+    {403, 403, "forbidden", "let this machine read the file"},
+    {404, 404, "not found", "check the address, letter case too, and whether the file is published"},
+    {405, 405, no_such_request, "allow GET and HEAD on the server"},
+    {Proxy_Login_Required, Proxy_Login_Required, "the proxy requires a login that it accepts",
+     "have the proxy let this machine through without a login, or exempt the server from it"},
+    {410, 410, "the file is gone", "publish it again, or request another one"},
+    {429, 429, "too many requests", "allow this machine more requests, or ask less often"},
+    {501, 501, no_such_request, "allow GET and HEAD on the server"},
+    {502, 502, "bad gateway", "check the server behind the gateway or proxy"},
+    {503, 503, "the service is not available", "try again later"},
+    {504, 504, "the gateway got no response in time", "check the server behind the gateway or proxy"},
+    {500, 999, "internal error of the server", server_log},
+    {0, 999, "the server refuses the request", server_log},
+};
+
+const Status_Meaning& Find(long status) {
+    return *std::find_if(
+        std::begin(status_meanings), std::end(status_meanings) - 1,
+        [status](const Status_Meaning& meaning) { return status >= meaning.first && status <= meaning.last; });
+}
+
+} // namespace
+
 std::string_view Meaning_Of_Status(long status) {
-    constexpr std::pair<long, std::string_view> of_statuses[] = {
-        {304, "not modified, a response that only a browser can use"},
-        {400, "bad request"},
-        {401, "a login is required, and the cache has none"},
-        {403, "forbidden"},
-        {404, "not found"},
-        {405, "the server does not support this kind of request"},
-        {407, "the proxy requires a login, and the cache has none"},
-        {410, "the file is gone"},
-        {429, "too many requests"},
-        {501, "the server does not support this kind of request"},
-        {502, "bad gateway"},
-        {503, "the service is not available"},
-        {504, "the gateway got no response in time"},
-    };
-    for (const auto& [number, meaning] : of_statuses) {
-        if (number == status) {
-            return meaning;
-        }
-    }
-    if (status >= 200 && status <= 299) {
-        return "success";
-    }
-    if (status >= 300 && status <= 399) {
-        return "a redirect that is not followed";
-    }
-    return status >= 500 ? "internal error of the server" : "the server refuses the request";
+    return Find(status).cause;
+}
+
+std::string_view Remedy_For_Status(long status) {
+    return Find(status).remedy;
+}
+
+std::string Cause_Of_Status(long status, std::string_view subject) {
+    const std::string number = std::to_string(status);
+    const std::string meaning(Meaning_Of_Status(status));
+    constexpr std::string_view proxy = "the proxy";
+    return status == Proxy_Login_Required && subject.starts_with(proxy.substr(4))
+               ? "the " + std::string(subject) + meaning.substr(proxy.size()) + " (status " + number + ")"
+               : "the " + std::string(subject) + " responds with status " + number + " (" + meaning + ")";
+}
+
+std::string Sentences_On_Status(long status, std::string_view subject) {
+    const std::string remedy(Remedy_For_Status(status));
+    return Sentence(Cause_Of_Status(status, subject)) + (remedy.empty() ? remedy : ' ' + Sentence(remedy));
 }
 
 } // namespace QEL::FrontEnd::Util

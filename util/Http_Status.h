@@ -1,11 +1,23 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace QEL::FrontEnd::Util {
 
 /// What an HTTP status says, such as "not found". Of an unknown one, what its class says.
 std::string_view Meaning_Of_Status(long status);
+
+/// What to do about a status, such as "check the address"; empty when it says that all is well.
+std::string_view Remedy_For_Status(long status);
+
+/// "the server h (port 80) responds with status 404 (not found)"; 407 is a proxy's: "the proxy h:8080 requires ...".
+std::string Cause_Of_Status(long status, std::string_view subject);
+
+/// Cause and remedy in sentences: "The server h (port 80) responds with status 404 (not found). Check the address."
+std::string Sentences_On_Status(long status, std::string_view subject);
+
+inline constexpr long Proxy_Login_Required = 407;
 
 /// True when a status concerns HEAD requests only: a download may succeed all the same.
 inline constexpr bool Refuses_Head_Alone(long status) {

@@ -63,6 +63,9 @@ public:
 
     virtual HResult Get_Response_Body(Response_Body& body) = 0;
 
+    /// The URL that the response is for, after redirects; empty when the system does not say.
+    virtual std::string Final_Url() { return {}; }
+
     /// The system's text for the last failure of a call of the given interface; empty when it has
     /// none. Ask right after the call.
     virtual std::string Error_Description(Request_Interface failed_interface) = 0;

@@ -9,13 +9,17 @@
 #include <string>
 #include <system_error>
 
+using QEL::FrontEnd::FileCache::Directory_Result;
 using QEL::FrontEnd::FileCache::IFileCache;
+using QEL::FrontEnd::FileCache::Last_Request_Info;
 
 /// What a handle points to: the cache, and the texts of the last request until they are fetched.
 struct qelfilecache {
     std::shared_ptr<IFileCache> cache;
     std::string last_path;
     std::string error_info;
+    Last_Request_Info last_request;
+    Directory_Result directory_result = Directory_Result::Not_Set;
 };
 
 namespace {
@@ -124,7 +128,16 @@ int QELFILECACHE_CALL qelfilecache_set_directory(qelfilecache* cache, const char
     if (cache == nullptr || directory == nullptr) {
         return QELFILECACHE_BAD_ARGUMENT;
     }
-    return Code_Of([&] { return Refused_Unless(cache->cache->Set_Cache_Directory(directory)); });
+    return Code_Of([&] {
+        const bool is_set = cache->cache->Set_Cache_Directory(directory);
+        cache->directory_result = QEL::FrontEnd::FileCache::Get_Last_Directory_Result();
+        return Refused_Unless(is_set);
+    });
+}
+
+int QELFILECACHE_CALL qelfilecache_directory_result(const qelfilecache* cache) {
+    constexpr int codes[] = {QELFILECACHE_OK, QELFILECACHE_REFUSED, QELFILECACHE_DAMAGED_LIST}; // by Directory_Result
+    return cache == nullptr ? QELFILECACHE_BAD_ARGUMENT : codes[static_cast<std::size_t>(cache->directory_result)];
 }
 
 int QELFILECACHE_CALL qelfilecache_get(qelfilecache* cache, const char* url_or_path, int request_kind, char* path,
@@ -139,11 +152,13 @@ int QELFILECACHE_CALL qelfilecache_get(qelfilecache* cache, const char* url_or_p
     }
     return Code_Of([&] {
         cache->last_path.clear();
+        cache->last_request = {};
         bool failed = false;
         cache->last_path =
             cache->cache->Get_Cached_File_and_Status(url_or_path, request_kind, failed, http_error, file_share_error);
         Set(download_error, failed ? 1 : 0);
         Keep_Error_Info(*cache);
+        cache->last_request = QEL::FrontEnd::FileCache::Get_Last_Request_Info();
         return buffer.Take_Path(cache->last_path);
     });
 }
@@ -160,6 +175,19 @@ int QELFILECACHE_CALL qelfilecache_error_info(const qelfilecache* cache, char* t
     return cache == nullptr || !buffer.Is_Usable() ? QELFILECACHE_BAD_ARGUMENT : buffer.Take(cache->error_info);
 }
 
+int QELFILECACHE_CALL qelfilecache_last_request(const qelfilecache* cache, int* http_status, int* system_error,
+                                                char* text, std::size_t text_size, std::size_t* text_needed) {
+    const Text_Buffer buffer(text, text_size, text_needed);
+    Set(http_status, 0);
+    Set(system_error, 0);
+    if (cache == nullptr || !buffer.Is_Usable()) {
+        return QELFILECACHE_BAD_ARGUMENT;
+    }
+    Set(http_status, cache->last_request.http_status);
+    Set(system_error, static_cast<int>(cache->last_request.system_error));
+    return buffer.Take(cache->last_request.text);
+}
+
 int QELFILECACHE_CALL qelfilecache_message_separator(const qelfilecache* cache, char* text, std::size_t text_size,
                                                      std::size_t* text_needed) {
     const Text_Buffer buffer(text, text_size, text_needed);
@@ -174,6 +202,13 @@ int QELFILECACHE_CALL qelfilecache_clear(qelfilecache* cache) {
         return QELFILECACHE_BAD_ARGUMENT;
     }
     return Code_Of([&] { return Refused_Unless(cache->cache->Clear()); });
+}
+
+int QELFILECACHE_CALL qelfilecache_remove(qelfilecache* cache, const char* url_or_path) {
+    if (cache == nullptr || url_or_path == nullptr) {
+        return QELFILECACHE_BAD_ARGUMENT;
+    }
+    return Code_Of([&] { return Refused_Unless(Remove_From_Cache(*cache->cache, url_or_path)); });
 }
 
 int QELFILECACHE_CALL qelfilecache_purge(qelfilecache* cache) {

@@ -81,6 +81,8 @@ extern "C" {
 #define QELFILECACHE_NO_FILE 2
 /** The buffer is too small for the text. What was asked for is done, and the text is kept. */
 #define QELFILECACHE_BUFFER_TOO_SMALL 3
+/** The directory is set; its list of copies is damaged. */
+#define QELFILECACHE_DAMAGED_LIST 4
 /** An argument is NULL or out of its range. */
 #define QELFILECACHE_BAD_ARGUMENT (-1)
 /** Memory is exhausted. */
@@ -122,6 +124,13 @@ QELFILECACHE_C_API void QELFILECACHE_CALL qelfilecache_close(qelfilecache* cache
  *         list of copies is damaged (it is set, and requests are served); a code below 0.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_set_directory(qelfilecache* cache, const char* directory);
+
+/**
+ * How the last qelfilecache_set_directory() of this handle ended: the two cases of QELFILECACHE_REFUSED apart.
+ * @return QELFILECACHE_OK; QELFILECACHE_REFUSED for a missing or empty directory, and before the first call;
+ *         QELFILECACHE_DAMAGED_LIST; QELFILECACHE_BAD_ARGUMENT.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_directory_result(const qelfilecache* cache);
 
 /**
  * Requests a file: returns the path of a local file that holds what `url_or_path` names.
@@ -169,6 +178,19 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_error_info(const qelfileca
                                                                  size_t text_size, size_t* text_needed);
 
 /**
+ * How the last question to a server or share ended that the last request of this handle put. Both numbers are 0 and the
+ * text is empty when it asked nobody, as for a copy that had not expired.
+ * @param http_status may be NULL; set to the status of the response, 0 without one.
+ * @param system_error may be NULL; set to why there was no response or no copy, a WinInet or Win32 error number; 0 when
+ *        nothing failed.
+ * @param text cause and remedy for people, at most 1023 bytes; empty when all went well.
+ * @return QELFILECACHE_OK, QELFILECACHE_BUFFER_TOO_SMALL, QELFILECACHE_BAD_ARGUMENT.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_last_request(const qelfilecache* cache, int* http_status,
+                                                                   int* system_error, char* text, size_t text_size,
+                                                                   size_t* text_needed);
+
+/**
  * A line of equals signs, to put between messages.
  * @return QELFILECACHE_OK, QELFILECACHE_BUFFER_TOO_SMALL or a code below 0.
  */
@@ -180,6 +202,14 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_message_separator(const qe
  * @return QELFILECACHE_OK; QELFILECACHE_REFUSED when some copies could not be deleted; a code below 0.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_clear(qelfilecache* cache);
+
+/**
+ * Forgets the copy of one request and deletes it.
+ * @param url_or_path as for qelfilecache_get().
+ * @return QELFILECACHE_OK, also when there is no copy; QELFILECACHE_REFUSED when it could not be deleted, and then it
+ * is not forgotten; a code below 0.
+ */
+QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_remove(qelfilecache* cache, const char* url_or_path);
 
 /**
  * Deletes every file in the directory that has the name of a copy, also those that the cache does not know.

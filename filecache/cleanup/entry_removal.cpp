@@ -42,6 +42,15 @@ bool CFileCache::Remove_From_Cache(const std::string& url) {
     return TRACED(true);
 }
 
+bool Remove_From_Cache(IFileCache& cache, const std::string& url_or_path) {
+    auto* const file_cache = dynamic_cast<CFileCache*>(&cache);
+    if (file_cache == nullptr) {
+        return false;
+    }
+    const std::lock_guard guard(s_api_mutex);
+    return file_cache->Remove_From_Cache(file_cache->Normalize_if_File_URL(url_or_path));
+}
+
 bool CFileCache::Clear() {
     const std::lock_guard guard(s_api_mutex);
     TRACE_CALL_WITHOUT_ARGUMENTS();

@@ -2,6 +2,7 @@
 
 #include "filecache/download/Com_Error.h"
 #include "filecache/download/outcome_codes.h"
+#include "filecache/last_results.h"
 #include "filecache/trace_messages.h"
 #include "util/Dead_Servers.h"
 #include "util/Last_Error.h"
@@ -66,6 +67,7 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
         download_error = true;
         TRACE_ERROR("Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.\n", url.c_str(),
                     entry.cached_file.c_str(), static_cast<int>(last_error));
+        Note_Error(last_error, unasked.Description());
         if (!unasked.Description().empty()) {
             TRACE_ERROR("Description: %s\n", unasked.Description().c_str());
             Set_Additional_Error_Info(com_error_to_string(Com_Error(0, unasked.Description()), url));
@@ -80,6 +82,7 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
         TRACE_ERROR("Copy file succeeded but the target still does not exist? URL: '%s', cached file: '%s' , "
                     "GetLastError returned %d.\n",
                     url.c_str(), entry.cached_file.c_str(), static_cast<int>(last_error));
+        Note_Error(last_error, {});
         m_errFileShareDownLoad = Share_Copy_Missing;
         return TRACED(std::string());
     }

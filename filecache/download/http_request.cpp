@@ -2,6 +2,7 @@
 
 #include "filecache/CFileCache.h"
 #include "filecache/download/Com_Error.h"
+#include "filecache/last_results.h"
 #include "filecache/trace_messages.h"
 #include "util/Configuration_Values.h"
 #include "util/HttpClient.h"
@@ -44,6 +45,7 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
             TRACE_ERROR_AS(recorded_as, "COM exception: \n %s \nWin32 error code: %d%s", text.c_str(),
                            static_cast<int>(response.error), method.error_end);
             Note_Transport_Error(response.error, text);
+            Note_Error(response.error, response.error_text);
         }
         return !Failed(result);
     };
@@ -57,10 +59,11 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
         const std::uint32_t last_error = Util::Get_Last_Error();
         TRACE_ERROR_AS(recorded_as, "%s HTTP request failed. HR=%d, LE=%d.\n", method.name, opened,
                        static_cast<int>(last_error));
+        response.error = static_cast<std::uint32_t>(win32_from_hresult(opened));
         if (method.is_inspection) { // nobody else takes the object's description away
-            response.error = static_cast<std::uint32_t>(win32_from_hresult(opened));
             response.error_text = request->Error_Description(Request_Interface::XMLHTTPRequest);
         }
+        Note_Error(response.error, response.error_text);
         return response;
     }
 
@@ -81,6 +84,7 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
         TRACE_ERROR_AS(recorded_as, "Sending of %s request failed. HR=%d, LE=%d.\n", method.sending, sent,
                        static_cast<int>(last_error));
         response.error = static_cast<std::uint32_t>(status);
+        Note_Error(response.error, {});
         return response;
     }
     if (!succeeded(request->Get_Status(status))) {
@@ -88,6 +92,7 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
     }
     TRACE_DATA_AS(recorded_as, "HTTP status = %d.\n", static_cast<int>(status));
     response.status = status;
+    Note_Status(status);
     response.accepted = HTTP_Status_OK(status);
     if (!response.accepted) {
         error = true;
@@ -114,6 +119,18 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
         if (!succeeded(request->Get_Response_Body(response.body))) {
             return response;
         }
+    }
+    if (method.is_inspection) {
+        const auto header = [&](const char* name) {
+            std::string value;
+            request->Get_Response_Header(name, value);
+            return value;
+        };
+        response.content_type = header("Content-Type");
+        response.content_length = header("Content-Encoding").empty() ? header("Content-Length") : "";
+        response.age = header("Age");
+        response.via = header("Via");
+        response.final_url = request->Final_Url();
     }
     if (response.accepted) {
         response.end = Http_Response::End::Complete;

@@ -45,8 +45,13 @@ struct Http_Response {
     std::uint32_t error = 0;   ///< Win32 number of what Abandoned or Failed the request; 0 when it has none
     std::string error_text;    ///< the request object's own
     std::string last_modified; ///< headers, empty when absent or not all were read
-    std::string content_type;  ///< of GET only, as is the body
-    Response_Body body;
+    std::string content_type;  ///< not of a check, as are all that follow
+    Response_Body body;        ///< of GET
+    // Of an inspection; empty when unknown.
+    std::string content_length; ///< of the file, so none of a compressed response
+    std::string age;
+    std::string via;
+    std::string final_url; ///< after redirects
 };
 
 } // namespace QEL::FrontEnd::FileCache

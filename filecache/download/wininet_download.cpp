@@ -1,6 +1,7 @@
 #include "filecache/CFileCache.h"
 
 #include "filecache/download/outcome_codes.h"
+#include "filecache/last_results.h"
 #include "filecache/trace_messages.h"
 #include "util/HttpClient.h"
 
@@ -79,6 +80,11 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
                                      : client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(),
                                                                  static_cast<unsigned long>(m_Connect_Timeout));
     TRACE_DATA("HTTP status = %d.\n", static_cast<int>(status));
+    if (status >= 100 && status <= 999) {
+        Note_Status(static_cast<long>(status));
+    } else {
+        Note_Error(static_cast<std::uint32_t>(status), {});
+    }
     if (!HTTP_Status_OK(static_cast<long>(status))) {
         TRACE_ERROR("HTTP request failed with status %d. On HTTP error we cannot download the file.\n",
                     static_cast<int>(status));

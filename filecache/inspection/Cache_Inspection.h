@@ -67,13 +67,22 @@ struct Remote_Answer {
     /// The second client, which repeats a request that failed with a transport error.
     enum class Second_Attempt { Not_Needed, Not_Allowed, Failed, Succeeded };
 
-    bool answered = false;     ///< the remote side hands the file out
+    bool answered = false;     ///< the remote side hands the file out; a share may have a stamp of one it does not
     long status = 0;           ///< HTTP status of the first client's response; 0 without one
     std::string last_modified; ///< the remote side's stamp, in the form of Inspected_Entry's; may be empty
     bool unchanged = false;    ///< the stamp is the one of the entry: the copy is current
     std::uint32_t error = 0;   ///< why there was no response: WinInet error number, of a share a system error
     std::string error_text;    ///< the system's text for it; may be empty
     Second_Attempt second = Second_Attempt::Not_Needed; ///< how the repetition went
+};
+
+/// What else is known of the response that Remote_Answer reports; texts are empty when unknown or absent.
+struct Response_Details {
+    std::string final_url;                       ///< whose response it is, after redirects
+    std::string content_type;                    ///< header of the response
+    std::optional<std::uint64_t> content_length; ///< bytes of the file, unless the response is compressed
+    std::string age;                             ///< header of an HTTP cache: seconds that it has had the response
+    std::string via;                             ///< header of the proxies and caches between
 };
 
 /// Looks into the cache of a directory, for administrators' tools: what it holds, and how it would
@@ -123,7 +132,15 @@ public:
 
     /// Asks the remote side of a web or share request: with HEAD, or for the time of the file's
     /// last change. Takes as long as a request may take. Of other kinds nothing is asked.
+    /// A file on a share is also opened for reading.
     Remote_Answer Ask_Remote_Side(const Request_Explanation& explained) const;
+
+    /// The same with the rest of a web server's response.
+    Remote_Answer Ask_Remote_Side(const Request_Explanation& explained, Response_Details& details) const;
+
+    /// The proxy for a web address: as value its host and port, empty when there is none; as source the variable or
+    /// setting that says so, empty when none does. None when the system does not say.
+    static std::optional<Inspected_Setting> Proxy_For(const std::string& url);
 
     // The next two know no cache and write no trace record, so that a host may ask them about a request that failed.
 

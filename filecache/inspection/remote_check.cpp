@@ -3,10 +3,16 @@
 #include "filecache/download/http_request.h"
 #include "filecache/inspection/Inspection_State.h"
 #include "filecache/locks.h"
+#include "filecache/metadata/parse_number.h"
 #include "filecache/url/request_kind.h"
+#include "util/Configuration_Source.h"
 #include "util/Control_Characters.h"
 #include "util/Dead_Servers.h"
+#include "util/File_Head.h"
 #include "util/HttpClient.h"
+#include "util/Last_Error.h"
+
+#include <stdexcept>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -37,7 +43,17 @@ bool Cache_Inspection::Is_Left_In_Place(const std::string& url_or_path, int requ
     // GCOVR_EXCL_BR_STOP
 }
 
+std::optional<Inspected_Setting> Cache_Inspection::Proxy_For(const std::string& url) {
+    const auto proxy = Util::Find_Proxy(url);
+    return proxy ? std::optional(Inspected_Setting{"proxy", proxy->text, proxy->place, proxy->text}) : std::nullopt;
+}
+
 Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained) const {
+    Response_Details details;
+    return Ask_Remote_Side(explained, details);
+}
+
+Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained, Response_Details& details) const {
     const std::lock_guard guard(s_api_mutex);
     const Util::Asking_Anyway asking; // what is remembered of the server is no answer
     // The members that an attempt leaves behind stay with the copy.
@@ -45,10 +61,13 @@ Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& expla
     Remote_Answer answer;
     if (explained.kind == Request_Explanation::Kind::Web) {
         Ask_Web_Server(probe, explained.normalised, answer);
+        details = m_State->details;
     } else if (explained.kind == Request_Explanation::Kind::Share) {
         Ask_Share(probe, explained.normalised, answer);
     }
-    answer.unchanged = answer.answered && !answer.last_modified.empty() && explained.entry &&
+    // A share is asked for the time alone, so that a file which cannot be read counts as unchanged.
+    const bool is_stamp_taken = answer.answered || explained.kind == Request_Explanation::Kind::Share;
+    answer.unchanged = is_stamp_taken && !answer.last_modified.empty() && explained.entry &&
                        explained.entry->last_modified == answer.last_modified;
     return answer;
 }
@@ -63,6 +82,11 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     answer.last_modified = response.last_modified;
     answer.error = response.error;
     answer.error_text = response.error_text;
+    auto& details = m_State->details;
+    details = {response.final_url, response.content_type, {}, response.age, response.via};
+    if (std::uint64_t length = 0; Parse_Number(response.content_length, length)) {
+        details.content_length = length;
+    }
     if (response.end == Http_Response::End::Failed || probe.m_Cert_Error_Detected) {
         Ask_Second_Client(probe, url, answer);
     } else if (response.end == Http_Response::End::Abandoned && response.error == 0) {
@@ -103,6 +127,12 @@ void Cache_Inspection::Ask_Share(CFileCache& probe, const std::string& path, Rem
     answer.error = static_cast<std::uint32_t>(error);
     if (answer.answered) {
         answer.last_modified = std::to_string(modification_time);
+        try {
+            Util::FileSystem::Read_File_Head(path, 1);
+        } catch (const std::runtime_error&) {
+            answer.answered = false; // it can be listed, and not read
+            answer.error = Util::Get_Last_Error();
+        }
     }
 }
 

@@ -55,6 +55,7 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response&
         }
         auto target = Redirect_Target(url, response);
         if (!target) {
+            response.final_url = url.text;
             return std::nullopt;
         }
         if (redirects == Most_Redirects) {

@@ -105,6 +105,7 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
                                   HasSubstr("--trace-dir DIR"), HasSubstr("--version"),
                                   HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
                                             "2 wrong usage, or a file or directory that cannot be used,\n"
+                                            "3 'explain --check' found a copy out of date,\n"
                                             "141 the reader of the results went away.\n")));
     EXPECT_EQ(result.err, "");
     Expect_Output({"help"}, result.out);

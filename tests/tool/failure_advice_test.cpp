@@ -12,11 +12,7 @@ using namespace ::testing;
 
 const std::string Share = "\\\\server\\share\\file";
 const std::string Web = "https://server/file";
-const std::string Ask_Explain =
-    "ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
-const std::string No_Cause =
-    "the download failed: the server responded with an error status, or the copy could not be written\n  Next: " +
-    Ask_Explain + "; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.";
+const std::string See_Every_Step = "\n  Next: check that the cache directory still exists; see every step with ";
 
 Request_Outcome Unserved(const std::string& request) {
     Request_Outcome outcome;
@@ -30,10 +26,16 @@ Request_Outcome Of_The_Share(int code) {
     return outcome;
 }
 
-Request_Outcome Of_The_Web(int code, const std::string& description = {}, const std::string& url = Web) {
+Request_Outcome Of_The_Web(int code, const FileCache::Last_Request_Info& last = {}) {
     Request_Outcome outcome = Unserved(Web);
     outcome.http_error = code;
-    outcome.additional_error_info = description.empty() ? "" : "===\nFile: " + url + "\nDescription: " + description;
+    outcome.last = last;
+    return outcome;
+}
+
+Request_Outcome Through_A_Proxy(const FileCache::Last_Request_Info& last) {
+    Request_Outcome outcome = Of_The_Web(2, last);
+    outcome.proxy = {"proxy", "10.0.0.1:3128", "http_proxy", ""};
     return outcome;
 }
 
@@ -68,13 +70,22 @@ const Expected_Advice Advices[] = {
     {"ShareError3", Of_The_Share(3), "the file was copied, but the cache found no name for its copy\n  Next: "},
     {"ShareError4", Of_The_Share(4), "the file was copied, but the copy is gone\n  Next: "},
     {"UnnamedDownload", Of_The_Web(3), "the file was downloaded, but the cache found no name for its copy\n"},
-    {"TransportError", Of_The_Web(2, "The certificate has expired.\r\n\n"),
-     "The certificate has expired\n  Next: check the server's name and port, the network, and for https the "
-     "certificate; " +
-         Ask_Explain + "."},
-    {"TransportErrorWithARemedy", Of_The_Web(2, "It expired. Renew it.\n"), "It expired\n  Next: Renew it."},
-    {"TransportErrorOfAnotherRequest", Of_The_Web(2, "It expired. Renew it.\n", Web + "2"), No_Cause},
-    {"NoCauseKept", Of_The_Web(2), No_Cause},
+    {"TransportError", Of_The_Web(2, {0, 12037, "It is old.\r\n\n"}),
+     "the server's certificate has expired or is not yet valid; the system says: it is old (error 12037)\n"
+     "  Next: renew it, or set this machine's date right."},
+    {"TransportErrorWithARemedy", Of_The_Web(2, {0, 12037, "It expired. Renew it."}),
+     "it expired (error 12037)\n  Next: renew it."},
+    {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed on its way (error 12099)\n  Next: ask"},
+    {"Status", Of_The_Web(2, {403, 0, ""}), "the server responds with status 403 (forbidden)\n  Next: let this"},
+    {"ProxyLogin", Through_A_Proxy({407, 0, ""}),
+     "the proxy 10.0.0.1:3128 (http_proxy) requires a login that it accepts (status 407)\n  Next: have the proxy"},
+    {"ProxyDown", Through_A_Proxy({0, 12029, ""}),
+     "the proxy 10.0.0.1:3128 (http_proxy) cannot be connected to (error 12029)\n  Next: check that it runs"},
+    {"ServerDownBehindAProxy", Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
+     "the server h cannot be connected to (error 12029)\n  Next: look."},
+    {"CopyNotKept", Of_The_Web(2, {200, 0, ""}),
+     "the file was downloaded, but its copy could not be kept" + See_Every_Step},
+    {"NoCauseKept", Of_The_Web(2), "the download failed, and the system does not say why" + See_Every_Step},
     {"Directory", Unserved(std::filesystem::current_path().string()), "it is a directory\n  Next: name a file in it."},
     {"WritableShare", Left_In_Place(), "the file is writable on its share"},
     {"SchemeFtp", Unserved("ftp://server/file"), "'ftp' is not a scheme that the cache serves"},
@@ -120,19 +131,15 @@ TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {
     for (const auto& request : {Share, std::string("file://server/share/file")}) {
         Request_Outcome outcome = Unserved(request);
         outcome.file_share_error = 2;
-        outcome.additional_error_info = "===\nFile: " + Share +
-                                        "\nDescription: The server could not be reached. The server was last tried at "
-                                        "noon.\n";
-        EXPECT_EQ(Explain_Failure(outcome),
-                  "The server could not be reached\n  Next: The server was last tried at noon.");
+        outcome.last = {0, 53, "The server could not be reached. The server was last tried at noon."};
+        EXPECT_EQ(Explain_Failure(outcome), "the file could not be copied from the share: the server could not be "
+                                            "reached (error 53)\n  Next: the server was last tried at noon.");
     }
 }
 
 TEST(Failure_Advice_Of_An_Old_Copy, HasCauseAndRemedyToo) {
-    EXPECT_THAT(Explain_Old_Copy(Of_The_Web(2)),
-                HasSubstr("could not be written; this is the copy of an earlier download\n  Next: " + Ask_Explain));
-    EXPECT_EQ(Explain_Old_Copy(Of_The_Web(2, "It expired. Renew it.\n")),
-              "It expired; this is the copy of an earlier download\n  Next: Renew it.");
+    EXPECT_EQ(Explain_Old_Copy(Of_The_Web(2, {0, 12037, "It expired. Renew it."})),
+              "it expired (error 12037); this is the copy of an earlier download\n  Next: renew it.");
     EXPECT_THAT(Explain_Old_Copy(Of_The_Share(2)),
                 StartsWith("the file could not be copied from the share; this is "
                            "the copy of an earlier download\n  Next: check the server"));

@@ -29,9 +29,8 @@ TEST_F(Get, PrintsOneLineForEachRequestInTheirOrder) {
     EXPECT_EQ(result.err,
               "qelfilecache: 'missing.xml': there is no such local file\n  Next: check the path.\nqelfilecache: '" +
                   missing +
-                  "': the download failed: the server responded with an error status, or the copy could not be "
-                  "written\n  Next: ask 'qelfilecache explain --check REQUEST', which shows the server's status or the "
-                  "error's number; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR.\n");
+                  "': the server responds with status 404 (not found)\n  Next: check the address, letter case too, and "
+                  "whether the file is published.\n");
 }
 
 TEST_F(Get, ServesTheLastGoodCopyWithANoticeWhileTheServerIsDown) {
@@ -41,9 +40,10 @@ TEST_F(Get, ServesTheLastGoodCopyWithANoticeWhileTheServerIsDown) {
     const Tool_Result result = Run_On_Cache({"get", m_Url});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.out, copy + "\n");
-    EXPECT_THAT(result.err, AllOf(StartsWith("qelfilecache: notice: '" + m_Url + "': "),
-                                  HasSubstr("Connection refused; this is the copy of an earlier download\n  Next: "),
-                                  HasSubstr("Check that it runs")));
+    EXPECT_THAT(result.err,
+                AllOf(StartsWith("qelfilecache: notice: '" + m_Url + "': "),
+                      HasSubstr("Connection refused (error 12029); this is the copy of an earlier download\n  Next: "),
+                      HasSubstr("check that it runs")));
 
     const Tool_Result as_json = Run_On_Cache({"get", "--json", m_Url});
     EXPECT_EQ(as_json.exit_status, 0);
@@ -51,6 +51,8 @@ TEST_F(Get, ServesTheLastGoodCopyWithANoticeWhileTheServerIsDown) {
     EXPECT_EQ(request.at("path"), copy);
     EXPECT_EQ(request.at("download_error"), true);
     EXPECT_EQ(request.at("http_error"), 2);
+    EXPECT_EQ(request.at("http_status"), nullptr);
+    EXPECT_EQ(request.at("system_error"), 12029);
     EXPECT_THAT(request.at("additional_error_info").get<std::string>(),
                 StartsWith("=======================================\nFile: " + m_Url + "\nDescription: "));
 }
@@ -62,8 +64,9 @@ TEST_F(Get, SaysWhyAServerCannotBeReachedAndTakesNoErrorOfAnotherRequest) {
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(result.out, "\n\n");
     EXPECT_THAT(result.err, AllOf(StartsWith("qelfilecache: '" + stopped.Url("/first") + "': "),
-                                  HasSubstr("Connection refused\n  Next: "),
-                                  HasSubstr("'" + m_Server.Url("/missing") + "': the download failed")));
+                                  HasSubstr("Connection refused (error 12029)\n  Next: "),
+                                  HasSubstr("'" + m_Server.Url("/missing") +
+                                            "': the server responds with status 404 (not found)\n")));
 }
 
 TEST_F(Get, RefusesControlCharactersAndShowsThemVisibly) {
@@ -93,6 +96,10 @@ TEST_F(Get, JsonHoldsEverythingAboutEachRequest) {
                     {"download_error", http_error == 2},
                     {"http_error", http_error},
                     {"file_share_error", nullptr},
+                    {"http_status", http_error == 2   ? Json(404)
+                                    : http_error == 0 ? Json(200)
+                                                      : Json(nullptr)},
+                    {"system_error", nullptr},
                     {"additional_error_info", ""}};
     };
     EXPECT_EQ(requests, (Json{expected("local.xml", "local.xml", nullptr), expected(m_Url, path, 0),

@@ -44,8 +44,9 @@ TEST_F(Prefetch, ReadsStandardInput) {
 TEST_F(Prefetch, SaysWhatWasNotServedAndWhy) {
     const Tool_Result result = Run_On_List(m_Server.Url("/missing.xml") + "\nHTTP://server/\n" + m_A + "\n");
     EXPECT_EQ(result.exit_status, 1);
-    EXPECT_THAT(result.err, AllOf(HasSubstr("'" + m_Server.Url("/missing.xml") + "': the download failed: "),
-                                  HasSubstr("\n  Next: ask 'qelfilecache explain --check REQUEST'"),
+    EXPECT_THAT(result.err, AllOf(HasSubstr("'" + m_Server.Url("/missing.xml") +
+                                            "': the server responds with status 404 (not found)\n"),
+                                  HasSubstr("\n  Next: check the address, "),
                                   HasSubstr("'HTTP://server/': 'HTTP' is not a scheme that the cache serves"),
                                   EndsWith("qelfilecache: 3 requests: 1 served, 2 not served\n")));
 }
@@ -59,7 +60,7 @@ TEST_F(Prefetch, CountsLastGoodCopiesAsServed) {
     EXPECT_THAT(
         result.err,
         AllOf(HasSubstr("notice: '" + m_A + "': "),
-              HasSubstr("Connection refused; this is the copy of an earlier download\n  Next: "),
+              HasSubstr("Connection refused (error 12029); this is the copy of an earlier download\n  Next: "),
               EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n")));
 }
 

@@ -40,11 +40,25 @@ struct Mock_Cache : IFileCache {
 
 std::function<std::shared_ptr<IFileCache>()> s_make_instance;
 std::function<void(QELPCTRC_LEVEL)> s_set_trace_level;
+std::function<bool(const std::string&)> s_remove;
+Directory_Result s_directory_result = Directory_Result::Set;
 
 } // namespace
 
 std::shared_ptr<IFileCache> IFileCache::Instance() {
     return s_make_instance();
+}
+
+Last_Request_Info Get_Last_Request_Info() {
+    return {404, 12029, "text"};
+}
+
+Directory_Result Get_Last_Directory_Result() {
+    return s_directory_result;
+}
+
+bool Remove_From_Cache(IFileCache&, const std::string& url_or_path) {
+    return s_remove(url_or_path);
 }
 
 void Set_Trace_Level(QELPCTRC_LEVEL level) {
@@ -134,6 +148,41 @@ TEST_F(C_Interface, NeedsNeitherABufferNorPlacesForTheCodes) {
               QELFILECACHE_BUFFER_TOO_SMALL);
     EXPECT_EQ(needed, 9);
     EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, nullptr), QELFILECACHE_BUFFER_TOO_SMALL);
+}
+
+TEST_F(C_Interface, KeepsHowTheLastRequestAndTheLastDirectoryCameOut) {
+    int status = 4711;
+    int error = 4711;
+    const auto last = [&] { return qelfilecache_last_request(handle, &status, &error, buffer.data(), 16, &needed); };
+    EXPECT_EQ(last(), QELFILECACHE_OK);
+    EXPECT_EQ(std::tuple(status, error, needed), std::tuple(0, 0, 1U));
+    Get(16);
+    EXPECT_EQ(last(), QELFILECACHE_OK);
+    EXPECT_EQ(std::tuple(status, error, std::string(buffer.data())), std::tuple(404, 12029, "text"));
+    EXPECT_EQ(qelfilecache_last_request(nullptr, &status, &error, nullptr, 0, nullptr), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(status, 0);
+
+    using FrontEnd::FileCache::Directory_Result;
+    EXPECT_EQ(qelfilecache_directory_result(handle), QELFILECACHE_REFUSED);
+    EXPECT_EQ(qelfilecache_directory_result(nullptr), QELFILECACHE_BAD_ARGUMENT);
+    for (const auto& [result, code] : {std::pair(Directory_Result::Set, QELFILECACHE_OK),
+                                       {Directory_Result::Not_Set, QELFILECACHE_REFUSED},
+                                       {Directory_Result::Damaged_List, QELFILECACHE_DAMAGED_LIST}}) {
+        FrontEnd::FileCache::s_directory_result = result;
+        qelfilecache_set_directory(handle, "/c");
+        EXPECT_EQ(qelfilecache_directory_result(handle), code);
+    }
+}
+
+TEST_F(C_Interface, RemovesOneCopy) {
+    for (const bool removed : {true, false}) {
+        FrontEnd::FileCache::s_remove = [&](const std::string& request) { return request == "a" && removed; };
+        EXPECT_EQ(qelfilecache_remove(handle, "a"), removed ? QELFILECACHE_OK : QELFILECACHE_REFUSED);
+    }
+    FrontEnd::FileCache::s_remove = [](const std::string&) -> bool { throw No_Lock; };
+    EXPECT_EQ(qelfilecache_remove(handle, "a"), QELFILECACHE_SYSTEM_ERROR);
+    EXPECT_EQ(qelfilecache_remove(nullptr, "a"), QELFILECACHE_BAD_ARGUMENT);
+    EXPECT_EQ(qelfilecache_remove(handle, nullptr), QELFILECACHE_BAD_ARGUMENT);
 }
 
 TEST_F(C_Interface, SaysThatThereIsNoFile) {

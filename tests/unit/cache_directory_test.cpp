@@ -6,6 +6,8 @@ using testing::IsEmpty;
 
 namespace {
 
+using QEL::FrontEnd::FileCache::Directory_Result;
+
 const std::string s_set = "D Set_Cache_Directory: ";
 const std::string s_set_called = s_set + "CALL(absolute_dir_path='{path}')\n";
 const std::string s_set_begun = s_set_called + s_set + "Setting cache directory to '{path}'.\n";
@@ -19,7 +21,9 @@ protected:
     bool Set(const std::string& path) {
         Forget();
         values["path"] = path;
-        return cache.Set_Cache_Directory(path);
+        const bool is_set = cache.Set_Cache_Directory(path);
+        EXPECT_EQ(is_set, QEL::FrontEnd::FileCache::Get_Last_Directory_Result() == Directory_Result::Set);
+        return is_set;
     }
 
     /// Another existing directory beside the cache directory's files.
@@ -43,6 +47,7 @@ TEST_F(Cache_Directory, AnEmptyPathOrAMissingDirectoryIsRefused) {
     EXPECT_THAT(os->calls, IsEmpty());
     for (const std::string& missing : {In_Cache("missing"), Write_File(In_Cache("file"), "")}) {
         EXPECT_FALSE(Set(missing));
+        EXPECT_EQ(QEL::FrontEnd::FileCache::Get_Last_Directory_Result(), Directory_Result::Not_Set);
         Expect_Records(s_set_missing);
         EXPECT_THAT(os->calls, ElementsAre("Directory_Exists(" + missing + ")"));
     }
@@ -106,6 +111,7 @@ TEST_F(Cache_Directory, DamagedMetadataFailsAndKeepsTheNewDirectory) {
     cache.m_Cache_Entries["u"] = {"f", "m", 1};
     Write_File(Metadata_Path(), "rubbish");
     EXPECT_FALSE(Set(cache_directory));
+    EXPECT_EQ(QEL::FrontEnd::FileCache::Get_Last_Directory_Result(), Directory_Result::Damaged_List);
     EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
     Expect_Records(s_set_begun + s_set + "return value:(ok = false)", Of({"Set_Cache_Directory"}));

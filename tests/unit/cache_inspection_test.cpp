@@ -193,6 +193,26 @@ TEST_F(Inspection, AsksOnlyForTheHead) {
     EXPECT_THAT(g_services.client_calls, IsEmpty());
 }
 
+TEST_F(Inspection, ReportsWhatElseTheResponseSays) {
+    const auto details = [this] {
+        QEL::FrontEnd::FileCache::Response_Details of_response;
+        const Cache_Inspection inspection = Open();
+        inspection.Ask_Remote_Side(inspection.Explain(url), of_response);
+        return of_response;
+    };
+    Script().headers.insert({{"Content-Length", "12"}, {"Age", "7"}, {"Via", "1.1 near"}});
+    const auto plain = details();
+    EXPECT_EQ(std::tuple(plain.content_type, plain.content_length, plain.age, plain.via, plain.final_url),
+              std::tuple("text/xml", 12U, "7", "1.1 near", ""));
+    Script().headers["Content-Encoding"] = "gzip";
+    EXPECT_FALSE(details().content_length) << "not the file's";
+
+    EXPECT_FALSE(Cache_Inspection::Proxy_For(url)) << "the system does not say";
+    g_services.proxy = {"http_proxy", "proxy:3128"};
+    EXPECT_EQ(Cache_Inspection::Proxy_For(url)->value, "proxy:3128");
+    EXPECT_EQ(Cache_Inspection::Proxy_For(url)->source, "http_proxy");
+}
+
 TEST_F(Inspection, ReportsTheStampOfARefusalToo) {
     Script().status = {404};
     const Remote_Answer answer = Asked();
@@ -344,6 +364,11 @@ TEST_F(Inspection, ComparesTheTimeOfAShareFile) {
     EXPECT_TRUE(answer.answered);
     EXPECT_TRUE(answer.unchanged);
     EXPECT_EQ(answer.last_modified, "4711");
+    g_services.file_unreadable = true;
+    answer = inspection.Ask_Remote_Side(inspection.Explain(share));
+    EXPECT_FALSE(answer.answered) << "it can be listed, and not read";
+    EXPECT_EQ(answer.error, 5U);
+    EXPECT_TRUE(answer.unchanged) << "the cache asks for no more";
 
     os->on_stat_file = [](const std::string&, std::int64_t&) { return 53; };
     answer = inspection.Ask_Remote_Side(inspection.Explain(share));

@@ -50,6 +50,19 @@ TEST_F(Entry_Removal, OfAnUnknownUrlTouchesNothing) {
     EXPECT_THAT(Urls(), ElementsAre("http://server/A"));
 }
 
+TEST_F(Entry_Removal, OfOneRequestKnowsItsForms) {
+    const std::string copy = Cache_Copy("\\\\server\\share\\a", "a.txt", "m", 1);
+    Cache_Copy("http://server/b", "b.txt", "m", 1);
+    EXPECT_TRUE(QEL::FrontEnd::FileCache::Remove_From_Cache(cache, "file://server/share/a"));
+    EXPECT_THAT(Urls(), ElementsAre("http://server/b"));
+    EXPECT_FALSE(std::filesystem::exists(copy));
+    EXPECT_FALSE(std::filesystem::exists(In_Cache("qelfilecache_Metadata.txt"))) << "it is not rewritten";
+    EXPECT_TRUE(QEL::FrontEnd::FileCache::Remove_From_Cache(cache, "http://server/unknown"));
+    os->on_delete_file = [](const std::string&) { return false; };
+    EXPECT_FALSE(QEL::FrontEnd::FileCache::Remove_From_Cache(cache, "http://server/b"));
+    EXPECT_THAT(Urls(), ElementsAre("http://server/b"));
+}
+
 TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntryWhoseKeyMayBeAsked) {
     const std::string url = "http://server/a-key-too-long-for-a-small-buffer";
     const std::string copy = Cache_Copy(url, "a.txt", url, 1);

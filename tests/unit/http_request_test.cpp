@@ -1,11 +1,15 @@
 // What is true of both requests to a web server: GET, the download, and HEAD, the freshness check.
 
 #include "tests/unit/support/Http_Fixture.h"
+#include "util/Error_Meaning.h"
+#include "util/Http_Status.h"
 
 #include <cstdint>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <tuple>
 #include <vector>
 
 using namespace Recorded_Trace;
@@ -473,6 +477,48 @@ TEST_P(Http_Request, LeavesTheSecondAttemptToTheMode) {
         Expect_State(true, mode.attempted ? 2 : method.failure_code, true, mode.empties_earlier_text ? "" : "before");
         Script().status = {200};
     }
+}
+
+TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
+    using QEL::FrontEnd::FileCache::Get_Last_Request_Info;
+    const auto last = [this](const std::string& request) {
+        cache.m_Cache_Entries.clear();
+        cache.Get_Cached_File(request);
+        const auto info = Get_Last_Request_Info();
+        return std::tuple(info.http_status, info.system_error, info.text);
+    };
+    const auto server = [](std::uint32_t error) {
+        return QEL::FrontEnd::Util::Sentences_On_Error(error, "server", {});
+    };
+    EXPECT_EQ(last(url), std::tuple(200, 0U, ""));
+    Script().status = {404};
+    EXPECT_EQ(last(url), std::tuple(404, 0U, QEL::FrontEnd::Util::Sentences_On_Status(404, "server")));
+    EXPECT_EQ(last("/missing"), std::tuple(0, 0U, "")) << "nobody was asked";
+    Script().send = Access_Denied;
+    EXPECT_EQ(last(url), std::tuple(0, 5U, "What the system says."));
+    Script().description = std::string(2000, 'a');
+    EXPECT_EQ(last(url), std::tuple(0, 5U, std::string(1023, 'a')));
+    Script().description.clear();
+    EXPECT_EQ(last(url), std::tuple(0, 5U, server(5)));
+    Script().description = "What the first client says.";
+    Script().send = Certificate_Error;
+    for (const auto& [second, expected] : {std::pair(12045UL, std::tuple(0, 12045U, Script().description)),
+                                           {12037UL, std::tuple(0, 12037U, server(12037))},
+                                           {200UL, std::tuple(200, 0U, std::string())}}) {
+        g_services.client.status = second;
+        EXPECT_EQ(last(url), expected);
+    }
+    os->on_copy_file = [](const std::string&, const std::string&, int) {
+        g_services.last_error = 112;
+        return 0;
+    };
+    EXPECT_EQ(last("\\\\server\\share\\file.xml"), std::tuple(0, 112U, server(112)));
+    std::thread([&] { EXPECT_EQ(Get_Last_Request_Info().system_error, 0U); }).join();
+    EXPECT_EQ(Get_Last_Request_Info().system_error, 112U);
+    Script().send = 0;
+    Script().open = Result_Of(0x80072EE5);
+    cache.m_Cert_Error_Detected = false;
+    EXPECT_EQ(last(url), std::tuple(0, 12005U, server(12005)));
 }
 
 } // namespace

@@ -14,6 +14,7 @@ enum Exit_Status : int {
     Exit_Served = 0,       ///< every request was served
     Exit_Not_Served = 1,   ///< some were not
     Exit_Wrong_Usage = 2,  ///< the command line, or a file or directory that it names, cannot be used
+    Exit_Out_Of_Date = 3,  ///< every request would be served, and a check has shown that a copy is out of date
     Exit_Reader_Gone = 141 ///< nobody reads the results any more: what shells show of a tool that SIGPIPE ended
 };
 

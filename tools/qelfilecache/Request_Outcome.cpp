@@ -3,6 +3,8 @@
 #include "tools/qelfilecache/host.h"
 #include "util/Ascii.h"
 #include "util/Control_Characters.h"
+#include "util/Error_Meaning.h"
+#include "util/Http_Status.h"
 #include "util/Visible_Text.h"
 
 #include <algorithm>
@@ -20,8 +22,8 @@ constexpr const char* check_advice =
     "ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
 constexpr const char* next_step = "\n  Next: ";
 
-/// Two lines: what happened, and what to do next.
-std::string Advice(const std::string& cause, const std::string& remedy) {
+/// What happened, and what to do next.
+std::string Two_Lines(const std::string& cause, const std::string& remedy) {
     return cause + next_step + remedy + ".";
 }
 
@@ -43,47 +45,23 @@ std::string Scheme(const std::string& request) {
     return is_word ? scheme : std::string();
 }
 
-/// The words for a transport error of this very request. The cache keeps the text of the last one,
-/// which may have been another request's.
-std::string Transport_Error(const Request_Outcome& outcome) {
-    std::string file = outcome.request;
-    if (outcome.file_share_error && file.starts_with("file:")) { // the cache knows it by its path
-        file.erase(0, std::string_view("file:").size());
-        std::ranges::replace(file, '/', '\\');
-    }
-    const std::string& text = outcome.additional_error_info;
-    constexpr std::string_view label = "Description: ";
-    const auto label_start = text.find(label);
-    if (label_start == std::string::npos || text.find("File: " + file + "\n") == std::string::npos) {
-        return {};
-    }
-    std::string description = text.substr(label_start + label.size());
-    description.erase(description.find_last_not_of(" \r\n.") + 1);
-    return Util::Printable(description);
-}
-
-/// The first sentence of a description is the cause; what follows says what to do.
-std::string Explain_Transport_Error(const std::string& description) {
-    const auto cause_end = description.find(". ");
-    if (cause_end == std::string::npos) {
-        return Advice(description, std::string("check the server's name and port, the network, and for https the "
-                                               "certificate; ") +
-                                       check_advice);
-    }
-    return Advice(description.substr(0, cause_end), description.substr(cause_end + 2));
-}
-
 std::string Explain_Web_Failure(const Request_Outcome& outcome) {
+    const auto& last = outcome.last;
     if (outcome.http_error == 3) {
-        return Advice("the file was downloaded, but the cache found no name for its copy", directory_advice);
+        return Two_Lines("the file was downloaded, but the cache found no name for its copy", directory_advice);
     }
-    if (const std::string transport_error = Transport_Error(outcome); !transport_error.empty()) {
-        return Explain_Transport_Error(transport_error);
+    if (last.system_error != 0) {
+        const Advice advice = Advice_On_Error(last.system_error, last.text, outcome.proxy);
+        return Two_Lines(With_Number(advice.cause, last.system_error),
+                         advice.remedy.empty() ? check_advice : advice.remedy);
     }
-    // The cache keeps no status; where the connection failed, it mostly keeps a text.
-    return Advice("the download failed: the server responded with an error status, or the copy could not be written",
-                  std::string(check_advice) +
-                      "; if that finds no fault, see every step with --trace-level 4 --trace-dir DIR");
+    if (last.http_status != 0 && last.http_status / 100 != 2) {
+        const Advice advice = Advice_On_Status(last.http_status, outcome.proxy);
+        return Two_Lines(advice.cause, advice.remedy);
+    }
+    return Two_Lines(last.http_status != 0 ? "the file was downloaded, but its copy could not be kept"
+                                           : "the download failed, and the system does not say why",
+                     directory_advice);
 }
 
 /// By the number of the error, the first one of those that have none here.
@@ -104,11 +82,14 @@ constexpr struct {
 
 std::string Explain_Share_Failure(const Request_Outcome& outcome) {
     const int error = *outcome.file_share_error;
-    if (const std::string unasked = Transport_Error(outcome); error == 2 && !unasked.empty()) {
-        return Explain_Transport_Error(unasked);
-    }
     const auto& failure = share_failures[error >= 1 && error <= 4 ? error : 0];
-    return Advice(failure.cause, failure.remedy);
+    const std::uint32_t number = outcome.last.system_error;
+    if (number == 0) {
+        return Two_Lines(failure.cause, failure.remedy);
+    }
+    const Advice advice = Advice_On_Error(number, outcome.last.text);
+    return Two_Lines(std::string(failure.cause) + ": " + With_Number(advice.cause, number),
+                     advice.remedy.empty() ? failure.remedy : advice.remedy);
 }
 
 /// What is wrong with a web address that is not valid.
@@ -132,54 +113,109 @@ std::string Fault_Of_Address(const std::string& address) {
 /// A request whose form keeps it from being served.
 std::string Explain_Refusal(const std::string& request) {
     if (Util::Holds_Control_Character(request)) {
-        return Advice("the request holds a control character that is never served", "remove it");
+        return Two_Lines("the request holds a control character that is never served", "remove it");
     }
     if (request.starts_with("file:")) {
-        return Advice("this form of file URL is not supported",
-                      "write file://server/share/file for a share, file:///C:/folder/file for a drive");
+        return Two_Lines("this form of file URL is not supported",
+                         "write file://server/share/file for a share, file:///C:/folder/file for a drive");
     }
-    return Advice(Fault_Of_Address(request),
-                  "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
-                  "port up to 65535, as in http://server:8080/path/file.xml");
+    return Two_Lines(Fault_Of_Address(request),
+                     "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
+                     "port up to 65535, as in http://server:8080/path/file.xml");
 }
 
 /// A request that the cache decided without asking anything remote.
 std::string Explain_Local_Failure(const std::string& request) {
     if (request.empty()) {
-        return Advice("the request is empty", "name a web address, a file on a share, or a local path");
+        return Two_Lines("the request is empty", "name a web address, a file on a share, or a local path");
     }
     const bool is_file_url = request.starts_with("file:");
     if (const std::string scheme = Scheme(request); !scheme.empty() && !is_file_url) {
-        return Advice("'" + scheme + "' is not a scheme that the cache serves; it took the request for a local path",
-                      "use http:, https: or file:, in lower case");
+        return Two_Lines("'" + scheme + "' is not a scheme that the cache serves; it took the request for a local path",
+                         "use http:, https: or file:, in lower case");
     }
     if (request.starts_with("//")) {
-        return Advice("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
+        return Two_Lines("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
     }
     std::error_code ignored;
     if (!is_file_url && std::filesystem::is_directory(Host::To_Path(request), ignored)) {
-        return Advice("it is a directory", "name a file in it");
+        return Two_Lines("it is a directory", "name a file in it");
     }
     if (constexpr std::string_view drive_url = "file:///";
         request.starts_with(drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
-        return Advice("a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file",
-                      "give the path without \"file://\"");
+        return Two_Lines(
+            "a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file",
+            "give the path without \"file://\"");
     }
     if (is_file_url) {
-        return Advice("the file URL names no file that exists", "check the path, or give it as a plain path");
+        return Two_Lines("the file URL names no file that exists", "check the path, or give it as a plain path");
     }
-    return Advice("there is no such local file", "check the path");
+    return Two_Lines("there is no such local file", "check the path");
+}
+
+/// A sentence as a part of another one.
+std::string Clause(std::string sentence) {
+    sentence.erase(sentence.find_last_not_of(" .\r\n") + 1);
+    if (sentence.size() > 1 && sentence[1] >= 'a' && sentence[1] <= 'z') {
+        sentence[0] = Util::To_Ascii_Lower(sentence[0]);
+    }
+    return sentence;
 }
 
 } // namespace
+
+std::string Proxy_Text(const FileCache::Inspected_Setting& proxy) {
+    return "proxy " + Util::Printable(proxy.value) + (proxy.source.empty() ? "" : " (" + proxy.source + ")");
+}
+
+Advice Advice_On_Error(std::uint32_t error, const std::string& text,
+                       const std::optional<FileCache::Inspected_Setting>& proxy) {
+    const bool has_proxy = proxy && !proxy->value.empty();
+    const auto meaning = Util::Meaning_Of_Error(error);
+    std::string said = Util::Printable(std::string(Util::Trim_End(text, " \r\n")));
+    constexpr std::uint32_t name_not_resolved = 12007;
+    constexpr std::uint32_t cannot_connect = 12029;
+    // Where a sentence follows the first one, the text has a remedy: it is this project's own, as on Linux.
+    auto cause_end = said.find(". ");
+    if (cause_end == std::string::npos && has_proxy && (error == name_not_resolved || error == cannot_connect)) {
+        said = Util::Sentences_On_Error(error, "proxy " + proxy->value, {}); // it makes all further connections
+        cause_end = said.find(". ");
+    }
+    if (cause_end == std::string::npos) {
+        std::string cause(meaning.cause.empty() ? "the request failed on its way" : meaning.cause);
+        const bool says_the_same = said.empty() || Clause(said) == cause;
+        return {says_the_same ? cause : cause + "; the system says: " + Clause(said), std::string(meaning.remedy)};
+    }
+    Advice advice{Clause(said.substr(0, cause_end)), Clause(said.substr(cause_end + 2))};
+    const std::string name = has_proxy ? "proxy " + proxy->value : std::string();
+    if (const auto named = advice.cause.find(name); has_proxy && named != std::string::npos) {
+        advice.cause.replace(named, name.size(), Proxy_Text(*proxy));
+    }
+    return advice;
+}
+
+std::string With_Number(std::string cause, std::uint32_t error) {
+    const std::string number = "error " + std::to_string(error) + ")";
+    if (cause.ends_with(')')) {
+        cause.back() = ';';
+        return cause + " " + number;
+    }
+    return cause + " (" + number;
+}
+
+Advice Advice_On_Status(long status, const std::optional<FileCache::Inspected_Setting>& proxy) {
+    const bool is_proxys = status == Util::Proxy_Login_Required && proxy && !proxy->value.empty();
+    return {Util::Cause_Of_Status(status, is_proxys ? Proxy_Text(*proxy) : "server"),
+            std::string(Util::Remedy_For_Status(status))};
+}
 
 std::string Explain_Failure(const Request_Outcome& outcome) {
     if (!outcome.is_valid) {
         return Explain_Refusal(outcome.request);
     }
     if (outcome.left_in_place) {
-        return Advice("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
-                      "open it from the share, or use another --request-kind");
+        return Two_Lines("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
+                         "open it from the share, or use another --request-kind");
     }
     if (outcome.http_error) {
         return Explain_Web_Failure(outcome);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "filecache/IFileCache.h"
+#include "filecache/inspection/Cache_Inspection.h"
+
 #include <optional>
 #include <string>
 
@@ -13,9 +16,33 @@ struct Request_Outcome {
     std::optional<int> http_error;       ///< none: the cache left it unwritten
     std::optional<int> file_share_error; ///< none: the cache left it unwritten
     std::string additional_error_info;
+    FileCache::Last_Request_Info last; ///< what the server, the share or the system said
+    std::optional<FileCache::Inspected_Setting>
+        proxy;                  ///< of a web address that failed, see Cache_Inspection::Proxy_For
     bool is_valid = true;       ///< see Cache_Inspection::Is_Valid
     bool left_in_place = false; ///< see Cache_Inspection::Is_Left_In_Place
 };
+
+/// Cause and remedy, both without full stop, in the words of a sentence; the remedy may be empty.
+struct Advice {
+    std::string cause;
+    std::string remedy;
+};
+
+/// What an error number of a server, a share or the system says.
+/// @param text what the system says of it.
+/// @param proxy see Cache_Inspection::Proxy_For; it is named where it is the one that failed.
+Advice Advice_On_Error(std::uint32_t error, const std::string& text,
+                       const std::optional<FileCache::Inspected_Setting>& proxy = {});
+
+/// "the server cannot be connected to (error 12029)".
+std::string With_Number(std::string cause, std::uint32_t error);
+
+/// The same of the status of a response.
+Advice Advice_On_Status(long status, const std::optional<FileCache::Inspected_Setting>& proxy = {});
+
+/// "proxy 10.0.0.1:3128 (http_proxy)".
+std::string Proxy_Text(const FileCache::Inspected_Setting& proxy);
 
 /// For a request that was not served: why, and what to do next, in two lines.
 std::string Explain_Failure(const Request_Outcome& outcome);

@@ -8,6 +8,7 @@
 #include "util/Visible_Text.h"
 
 #include <fstream>
+#include <iterator>
 
 namespace QEL::FrontEnd::Tool {
 
@@ -212,6 +213,12 @@ std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy) {
     std::error_code error;
     const std::uintmax_t size = fs::file_size(Host::To_Path(copy), error);
     return error ? std::nullopt : std::optional(size);
+}
+
+std::optional<std::uintmax_t> Length_As_Sent(const std::string& copy) {
+    std::ifstream file(Host::To_Path(copy)); // as a text, as the cache has written it
+    using Bytes = std::istreambuf_iterator<char>;
+    return file ? std::optional<std::uintmax_t>(std::distance(Bytes(file), Bytes())) : std::nullopt;
 }
 
 std::string Why_Not_Writable(const fs::path& directory) {

@@ -50,6 +50,10 @@ Open_Inspection Inspect_Cache(const Settings& settings);
 /// Size of a copy in bytes; none when it is unknown.
 std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy);
 
+/// How many bytes a server sent for a copy: on Windows a line end was one, and the copy, a text file there, has two.
+/// None when it cannot be read.
+std::optional<std::uintmax_t> Length_As_Sent(const std::string& copy);
+
 /// Why this user can put no copy into the directory of a cache that is looked into, such as "the cache directory
 /// 'DIR' is not writable for this user"; empty when he can, or when it can be created.
 /// @param directory as Inspect_Cache returns it.

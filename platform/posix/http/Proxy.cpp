@@ -6,23 +6,26 @@
 #include <initializer_list>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include <arpa/inet.h>
 
 #include "util/Ascii.h"
+#include "util/Configuration_Source.h"
 #include "util/Process.h"
 
 namespace QEL::FrontEnd::Platform {
 
 namespace {
 
-/// The first of the variables that is not empty.
-std::string Variable(std::initializer_list<const char*> names) {
-    std::string value;
-    for (auto name = names.begin(); name != names.end() && value.empty(); ++name) {
-        value = Util::Environment_Variable(*name);
+/// The first of the variables that is not empty, and its value.
+Util::Configured_Value Variable(std::initializer_list<const char*> names) {
+    for (const char* const name : names) {
+        if (auto value = Util::Environment_Variable(name); !value.empty()) {
+            return {name, std::move(value)};
+        }
     }
-    return value;
+    return {};
 }
 
 /// An IPv4 address as a number; nothing for any other text.
@@ -73,13 +76,33 @@ bool Is_Exempt(const std::string& host, std::string_view exemptions) {
     return false;
 }
 
-} // namespace
-
-std::string Proxy_For(const Http_Url& url) {
+/// The variable that decides, and the proxy that it names; no proxy for a server that it exempts.
+Util::Configured_Value Find(const Http_Url& url) {
     // HTTP_PROXY is not asked for: a web server sets it for its programs to what a client has sent.
     auto proxy = url.Is_Https() ? Variable({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
                                 : Variable({"http_proxy", "all_proxy", "ALL_PROXY"});
-    return Is_Exempt(url.host, Variable({"no_proxy", "NO_PROXY"})) ? std::string() : proxy;
+    const auto exemptions = proxy.text.empty() ? proxy : Variable({"no_proxy", "NO_PROXY"});
+    return Is_Exempt(url.host, exemptions.text) ? Util::Configured_Value{exemptions.place, {}} : proxy;
+}
+
+} // namespace
+
+std::string Proxy_For(const Http_Url& url) {
+    return Find(url).text;
+}
+
+std::string Host_And_Port(std::string_view proxy) {
+    const auto scheme = proxy.find("://");
+    proxy.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);
+    proxy.remove_prefix(proxy.rfind('@') + 1);
+    return std::string(proxy.substr(0, proxy.find_first_of("/?#")));
 }
 
 } // namespace QEL::FrontEnd::Platform
+
+std::optional<QEL::FrontEnd::Util::Configured_Value> QEL::FrontEnd::Util::Find_Proxy(const std::string& url) {
+    const auto http_url = Platform::Http_Url::Parse(url);
+    auto found = http_url ? Platform::Find(*http_url) : Configured_Value();
+    found.text = Platform::Host_And_Port(found.text);
+    return found;
+}

@@ -93,6 +93,8 @@ public:
         });
     }
 
+    std::string Final_Url() override { return m_Response ? m_Response->final_url : std::string(); }
+
     std::string Error_Description(Request_Interface) override { return m_Error_Description; }
 
 private:

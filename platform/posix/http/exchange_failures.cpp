@@ -12,6 +12,7 @@
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Proxy.h"
 #include "util/Error_Meaning.h"
+#include "util/Http_Status.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -80,12 +81,8 @@ const char* Timeout_Detail(Exchange_Step step) {
     return of_steps[static_cast<std::size_t>(step)];
 }
 
-/// The proxy as a message may show it: a variable may hold its user and password.
 std::string Proxy_Name(std::string_view proxy) {
-    const auto scheme = proxy.find("://");
-    proxy.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);
-    proxy.remove_prefix(proxy.rfind('@') + 1);
-    return "proxy " + std::string(proxy.substr(0, proxy.find_first_of("/?#")));
+    return "proxy " + Host_And_Port(proxy);
 }
 
 /// Who failed, in the texts: up to the connection that is the proxy, where there is one.
@@ -117,6 +114,9 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
         return {Error_Internet_Timeout,
                 Util::Sentences_On_Error(Error_Internet_Timeout, Subject(url, connection, result, step),
                                          Timeout_Detail(step))};
+    }
+    if (result == CURLE_RECV_ERROR && proxy_status == Util::Proxy_Login_Required) {
+        return {Error_Internet_Cannot_Connect, Util::Sentences_On_Status(proxy_status, Proxy_Name(Proxy_For(url)))};
     }
     if (result == CURLE_RECV_ERROR && proxy_status >= 300) {
         return Exchange_Failure(url, Error_Internet_Cannot_Connect,

@@ -20,6 +20,7 @@ namespace {
                                         text.data(), static_cast<DWORD>(text.size()), nullptr);
     std::string message(text.data(), length);
     message.erase(message.find_last_not_of(" \r\n") + 1);
+    SetLastError(error);
     throw std::runtime_error(path + ": " + (message.empty() ? "error " + std::to_string(error) : message));
 }
 

@@ -147,6 +147,13 @@ public:
         return HRESULT_FROM_WIN32(ERROR_INTERNET_CONNECTION_ABORTED);
     }
 
+    std::string Final_Url() override {
+        Variant reached;
+        const bool is_known =
+            !Failed(m_Request->getOption(SXH_OPTION_URL, reached.Receive())) && V_VT(&reached.Get()) == VT_BSTR;
+        return is_known ? Platform::To_Narrow(V_BSTR(&reached.Get())) : std::string();
+    }
+
     std::string Error_Description(Request_Interface failed_interface) override {
         if (m_Error_Description) {
             return *std::exchange(m_Error_Description, std::nullopt);
@@ -194,11 +201,7 @@ private:
 
     /// True when it was another server that failed, to which this one has redirected the request.
     bool Is_Redirected(const Platform::Http_Url& url) {
-        Variant reached;
-        if (Failed(m_Request->getOption(SXH_OPTION_URL, reached.Receive())) || V_VT(&reached.Get()) != VT_BSTR) {
-            return false;
-        }
-        const auto reached_url = Platform::Http_Url::Parse(Platform::To_Narrow(V_BSTR(&reached.Get())));
+        const auto reached_url = Platform::Http_Url::Parse(Final_Url());
         return reached_url && reached_url->Origin() != url.Origin();
     }
 

@@ -5,6 +5,8 @@
 
 #include <winhttp.h> // which cannot be included beside <wininet.h>
 
+#include "util/Configuration_Source.h"
+
 #include <memory>
 
 namespace QEL::FrontEnd::Platform {
@@ -22,3 +24,12 @@ std::string Winhttp_Proxy_For(const Http_Url& url) {
 }
 
 } // namespace QEL::FrontEnd::Platform
+
+std::optional<QEL::FrontEnd::Util::Configured_Value> QEL::FrontEnd::Util::Find_Proxy(const std::string& url) {
+    const auto http_url = Platform::Http_Url::Parse(url);
+    if (!http_url) {
+        return std::nullopt;
+    }
+    const std::string proxy = Platform::Winhttp_Proxy_For(*http_url);
+    return Configured_Value{"netsh winhttp", proxy.substr(proxy.rfind('@') + 1)};
+}

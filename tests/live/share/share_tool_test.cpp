@@ -43,7 +43,7 @@ TEST_F(Share_Tool, ExplainsWhatTheShareSays) {
     const auto published = Publish("landscape.xml", "content");
     EXPECT_THAT(Explain(request), testing::EndsWith("=> The request would be served from a new copy.\n"));
     const std::string copy = Get(request);
-    EXPECT_THAT(Explain(request), testing::EndsWith("because the share has the same version.\n"));
+    EXPECT_THAT(Explain(request), testing::EndsWith("the time of change is the same.\n"));
     Set_Modification_Time(published, 133497123451234567);
     EXPECT_THAT(Explain(request), testing::EndsWith("because the share has another version.\n"));
     fs::remove(published);

@@ -15,17 +15,21 @@ C_FUNCTIONS = {
     "qelfilecache_abi_version",
     "qelfilecache_clear",
     "qelfilecache_close",
+    "qelfilecache_directory_result",
     "qelfilecache_error_info",
     "qelfilecache_get",
     "qelfilecache_last_path",
+    "qelfilecache_last_request",
     "qelfilecache_message_separator",
     "qelfilecache_open",
     "qelfilecache_purge",
+    "qelfilecache_remove",
     "qelfilecache_set_directory",
     "qelfilecache_set_trace_level",
 }
 
-FUNCTIONS = {FILE_CACHE + "Set_Trace_Level"} | C_FUNCTIONS
+FUNCTIONS = {FILE_CACHE + name for name in ("Get_Last_Directory_Result", "Get_Last_Request_Info", "Remove_From_Cache",
+                                            "Set_Trace_Level")} | C_FUNCTIONS
 
 
 def plain_name(export):

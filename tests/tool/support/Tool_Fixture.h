@@ -95,7 +95,8 @@ protected:
         Tool_Run run;
         run.arguments = std::move(arguments);
         run.environment = {{"HOME", m_Home.string()}, {"XDG_CONFIG_HOME", (m_Folder / "config").string()}};
-        run.without_environment = {"XDG_CACHE_HOME", "QEL_TRACE_DIR", "http_proxy", "all_proxy", "COLUMNS", "NO_COLOR"};
+        run.without_environment = {"XDG_CACHE_HOME", "QEL_TRACE_DIR", "http_proxy", "https_proxy",
+                                   "no_proxy",       "all_proxy",     "COLUMNS",    "NO_COLOR"};
         run.working_directory = m_Folder.string();
         return run;
     }

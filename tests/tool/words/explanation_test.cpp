@@ -77,11 +77,11 @@ TEST(Explanation, OfAFreshCopySaysHowLong) {
         "would be served from the copy without asking the server until " + Local_Time_Text(present + 57 * minute);
     const std::pair<std::optional<Remote_Answer>, const char*> checks[] = {
         {{}, "."},
-        {A_Response(200, "stamp"), "; the copy is current."},
+        {A_Response(200, "stamp"), "; Last-Modified is the same."},
         {A_Response(200, "other"), "; the copy is out of date until then."},
         {A_Response(200, ""), "; the server does not say whether its file has changed."},
         {A_Failure(12002, Second_Attempt::Failed), "; at the moment the server did not respond in time (error 12002)."},
-        {A_Response(404, ""), "; at the moment the server responds with status 404."}};
+        {A_Response(404, ""), "; at the moment the server responds with status 404 (not found)."}};
     for (const auto& [check, rest] : checks) {
         EXPECT_EQ(Explain(A_Request(An_Entry(true), check)).verdict, verdict + rest);
     }
@@ -95,7 +95,7 @@ TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
     of_unknown_age.last_checked_remotely = 0;
     EXPECT_EQ(Explain(A_Request(of_unknown_age)).verdict, unasked + "the copy, of unknown age, is served.");
     for (const auto& [stamp, verdict] :
-         {std::pair{"stamp", "the copy, because the server has the same version."},
+         {std::pair{"stamp", "the copy: Last-Modified is the same."},
           {"other", "a new copy, because the server has another version."},
           {"", "a new copy, because the server does not say whether its file has changed."}}) {
         EXPECT_EQ(Explain(A_Request(An_Entry(false), A_Response(200, stamp))).verdict,
@@ -105,8 +105,8 @@ TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
 
 TEST(Explanation, SaysThatADownloadFollowsEveryFailedCheck) {
     const std::pair<Remote_Answer, const char*> checks[] = {
-        {A_Response(405, ""), "the server responds with status 405"},
-        {A_Response(500, ""), "the server responds with status 500"},
+        {A_Response(405, ""), "the server responds with status 405 (the server does not support this kind of request)"},
+        {A_Response(500, ""), "the server responds with status 500 (internal error of the server)"},
         {A_Failure(12029, Second_Attempt::Failed), "the server cannot be connected to (error 12029)"},
         {A_Failure(0, Second_Attempt::Not_Needed), "the request could not be sent"}};
     const std::string copy = "the copy that was last known to be current at " + Local_Time_Text(present - 3 * minute);
@@ -145,7 +145,7 @@ TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
         EXPECT_EQ(explanation.verdict,
                   "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
                   "the server responds with status " +
-                      std::to_string(status) + " to the question alone.");
+                      std::to_string(status) + " (the server does not support this kind of request) to HEAD.");
     }
 }
 
@@ -197,7 +197,7 @@ TEST(Explanation, SaysThatNoNewCopyCanBeWritten) {
                                  ", because the cache directory '/c' is not writable for this user.");
     EXPECT_THAT(Explain(without_room(A_Request(An_Entry(true)))).verdict, HasSubstr("without asking the server until"));
     EXPECT_THAT(Explain(without_room(A_Request(An_Entry(false), A_Response(200, "stamp")))).verdict,
-                HasSubstr("the server has the same version"));
+                HasSubstr("Last-Modified is the same"));
 }
 
 TEST(Explanation, SaysThatNoTimeOfChangeIsKnown) {
@@ -228,11 +228,13 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     auto explained = A_Request(An_Entry(false), A_Failure(12045, Second_Attempt::Not_Allowed, "The text.\r\n"));
     explained.request.certificate = {1, false, false};
     explained.certificate_mode = {"CertErrorHandlingMode", "1", "the file", "1"};
-    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("mode 1, and the address is not on the white list"),
-                                        HasSubstr("(CertErrorHandlingMode in the file)"),
-                                        HasSubstr("Error 12045: the server's certificate comes from an authority"),
-                                        HasSubstr(" The system says: The text. So its certificate is not valid."),
-                                        HasSubstr("There is no second attempt")));
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("mode 1, and the address is not on the white list"),
+                      HasSubstr("(CertErrorHandlingMode in the file)"),
+                      HasSubstr("Error 12045: The server's certificate comes from an authority"),
+                      HasSubstr("; the system says: the text. Install the authority's certificate, "
+                                "or have the server send its chain. So its certificate is not valid."),
+                      HasSubstr("There is no second attempt")));
     // As Linux words it: said once.
     explained.remote->error_text =
         "The certificate of the server h (port 1) comes from nobody (no issuer). Install the "
@@ -245,9 +247,9 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     explained.remote->answered = true;
     explained.remote->last_modified = "stamp";
     explained.remote->unchanged = true;
-    EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("that is overlooked: mode 1, and the address is on the white list"),
-                      HasSubstr("A second attempt overlooked that and succeeded."), HasSubstr("the copy is current")));
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("that is overlooked: mode 1, and the address is on the white list"),
+                                        HasSubstr("A second attempt overlooked that and succeeded."),
+                                        HasSubstr("the cache compares nothing else")));
     EXPECT_THAT(Steps(explained), HasSubstr("an authority that this machine trusts. If it is not valid, that is"));
     explained.request.certificate = {7, false, false};
     explained.authorities = {{"SSL_CERT_FILE", "/a.pem", "environment variable SSL_CERT_FILE", "/a.pem"},
@@ -280,7 +282,8 @@ TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
                       HasSubstr("last changed at " + Local_Time_Text(present) + "."),
                       HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."), Not(HasSubstr("certificate"))));
     explained.remote = A_Failure(53, Second_Attempt::Not_Needed);
-    EXPECT_THAT(Steps(explained), HasSubstr("the share does not show the file. Error 53: the server cannot be found"));
+    EXPECT_THAT(Steps(explained),
+                HasSubstr("the share does not hand the file out. Error 53: The server cannot be found"));
     EXPECT_THAT(Explain(explained).verdict,
                 HasSubstr("would make the cache try copying the file next, as the check failed: the server cannot be "
                           "found or does not respond (error 53); when that fails as well, the copy"));

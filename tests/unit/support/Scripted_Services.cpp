@@ -6,6 +6,7 @@
 #include "util/Configuration_Source.h"
 #include "util/Dead_Servers.h"
 #include "util/File_Extension.h"
+#include "util/File_Head.h"
 #include "util/Generate_Uuid.h"
 #include "util/HttpClient.h"
 #include "util/Last_Error.h"
@@ -97,6 +98,10 @@ std::optional<Configured_Value> Find_Configured_Value(const char*, const char* v
                                                 : std::optional(Configured_Value{"the place", found->second});
 }
 
+std::optional<Configured_Value> Find_Proxy(const std::string&) {
+    return g_services.proxy;
+}
+
 std::string Configuration_Problem() {
     return g_services.configuration_problem;
 }
@@ -133,6 +138,14 @@ void Make_Private_File(const std::string&) {}
 
 bool Outlast_Exclusive_Use(const std::string&, std::ios::openmode mode) {
     return g_services.on_exclusive_use && g_services.on_exclusive_use(mode);
+}
+
+std::string Read_File_Head(const std::string& path, std::size_t) {
+    if (g_services.file_unreadable) {
+        g_services.last_error = 5;
+        throw std::runtime_error(path + ": access is denied");
+    }
+    return {};
 }
 
 class Directory_Mark::Mark {};

@@ -60,6 +60,7 @@ struct Scripted_Services {
     std::map<std::string, std::string> configured; ///< what is written in "the place", by name
     std::string configuration_problem;
     std::string trace_directory;
+    std::optional<QEL::FrontEnd::Util::Configured_Value> proxy;
 
     // First HTTP client: one script for each object, in order of creation. The last one serves all
     // further objects.

@@ -41,7 +41,10 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     if (options.check) {
         explained.left_in_place =
             explained.is_valid && FileCache::Cache_Inspection::Is_Left_In_Place(request, options.request_kind);
-        explained.remote = cache.Ask_Remote_Side(explained.request);
+        explained.remote = cache.Ask_Remote_Side(explained.request, explained.details);
+    }
+    if (explained.request.kind == FileCache::Request_Explanation::Kind::Web) {
+        explained.proxy = FileCache::Cache_Inspection::Proxy_For(explained.request.normalised);
     }
     explained.expiry_period = Setting(settings, "LandscapeCacheExpiryPeriod");
     explained.server_retry = Setting(settings, "LandscapeServerRetryAfter");
@@ -49,7 +52,10 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     std::copy_if(settings.begin(), settings.end(), std::back_inserter(explained.authorities),
                  [](const auto& setting) { return setting.name.starts_with("SSL_CERT_"); });
     if (explained.request.entry) {
-        explained.copy_size = Size_Of_Copy(explained.request.entry->copy);
+        const std::string& copy = explained.request.entry->copy;
+        explained.copy_size = Size_Of_Copy(copy);
+        const bool may_differ = explained.details.content_length != explained.copy_size;
+        explained.copy_length = may_differ ? Length_As_Sent(copy) : explained.copy_size;
     }
     return explained;
 }
@@ -89,7 +95,16 @@ bool Is_Served(const Explanation& explanation) {
 nlohmann::ordered_json Report_On(const Explained_Request& explained, const Explanation& explanation,
                                  const Inspected_Settings& settings) {
     nlohmann::ordered_json json = To_Json(explained.request);
-    json["remote"] = explained.remote ? To_Json(*explained.remote) : nlohmann::ordered_json(nullptr);
+    json["proxy"] = nullptr;
+    if (explained.proxy) {
+        json["proxy"] = {{"address", Host::To_Utf8(explained.proxy->value)}, {"source", explained.proxy->source}};
+    }
+    json["remote"] = nullptr;
+    if (explained.remote) {
+        json["remote"] = To_Json(*explained.remote);
+        json["remote"].update(To_Json(explained.details));
+    }
+    json["out_of_date"] = Is_Out_Of_Date(explained);
     json["settings"] = nlohmann::ordered_json::array();
     for (const auto& setting : settings) {
         json["settings"].push_back(To_Json(setting));
@@ -122,6 +137,8 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
         }
         if (!Is_Served(explanation)) {
             status = Exit_Not_Served;
+        } else if (status == Exit_Served && Is_Out_Of_Date(explained)) {
+            status = Exit_Out_Of_Date;
         }
     }
     if (options.json) {
@@ -142,7 +159,8 @@ void Declare_Options(Command_Options& parser, Explain_Options& options) {
 constexpr const char* explain_help =
     "Shows step by step how the cache would serve each request now, and why; the last line is the verdict.\n"
     "Changes nothing: no copy, no entry, no age. Without --check nobody is asked.\n\n"
-    "Exit status: 0 every request would be served, as far as that is known, 1 some would not.\n\n"
+    "Exit status: 0 every request would be served, as far as that is known, 1 some would not,\n"
+    "3 with --check: all would, but some copies are out of date.\n\n"
     "Example: why is an old file shown?\n"
     "  qelfilecache explain --check https://server.example/landscape.xml";
 

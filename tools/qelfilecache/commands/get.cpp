@@ -22,14 +22,19 @@ struct Get_Options {
 };
 
 nlohmann::ordered_json Outcome_As_Json(const Request_Outcome& outcome) {
-    const auto number_or_null = [](const std::optional<int>& number) {
+    const auto number_or_null = [](const std::optional<std::int64_t>& number) {
         return number ? nlohmann::ordered_json(*number) : nlohmann::ordered_json(nullptr);
+    };
+    const auto unless_zero = [](std::int64_t number) {
+        return number == 0 ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(number);
     };
     return {{"request", Host::To_Utf8(outcome.request)},
             {"path", Host::To_Utf8(outcome.path)},
             {"download_error", outcome.download_error},
             {"http_error", number_or_null(outcome.http_error)},
             {"file_share_error", number_or_null(outcome.file_share_error)},
+            {"http_status", unless_zero(outcome.last.http_status)},
+            {"system_error", unless_zero(outcome.last.system_error)},
             {"additional_error_info", Host::To_Utf8(outcome.additional_error_info)}};
 }
 

@@ -4,9 +4,11 @@
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
 #include "util/Ascii.h"
+#include "util/Error_Meaning.h"
 #include "util/Http_Status.h"
 #include "util/Visible_Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <utility>
@@ -80,8 +82,33 @@ std::string Comparison_Text(const Explained_Request& explained) {
     if (!explained.Has_Copy()) {
         return text + ".";
     }
-    return text + (response.unchanged ? ", as the copy says: the copy is current."
-                                      : ", the copy's version is another one: the copy is out of date.");
+    if (!response.unchanged) {
+        return text + ", the copy's version is another one: the copy is out of date.";
+    }
+    return text + ", as the copy says: " + explained.What_Is_The_Same() + "; the cache compares nothing else." +
+           (Differs_In_Length_Alone(explained)
+                ? " But the server's file has " + std::to_string(*explained.details.content_length) +
+                      " bytes and the copy " + std::to_string(*explained.copy_length) +
+                      ": publish the file with a new time of change."
+                : "");
+}
+
+/// Whose response it is and what it holds, beyond its status.
+std::string Details_Text(const Explained_Request& explained) {
+    const auto& details = explained.details;
+    std::string text;
+    if (!details.final_url.empty() && details.final_url != explained.request.normalised) {
+        text += " The request was redirected to " + Quoted(details.final_url) + ".";
+    }
+    if (!details.content_type.empty() || details.content_length) {
+        text +=
+            " The response is " + (details.content_type.empty() ? "of no named type" : Quoted(details.content_type));
+        text += details.content_length ? ", " + Size_Text(*details.content_length) + "." : ".";
+    }
+    if (!details.age.empty()) {
+        text += " An HTTP cache has had it for " + Util::Printable(details.age) + " seconds (Age).";
+    }
+    return details.via.empty() ? text : text + " It came by way of " + Quoted(details.via) + " (Via).";
 }
 
 std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate_Handling& handling) {
@@ -99,22 +126,27 @@ std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate
     return {};
 }
 
-std::string Error_Text(const Remote_Answer& response) {
+std::string Error_Text(const Explained_Request& explained) {
+    const Remote_Answer& response = *explained.remote;
     if (response.error == 0) {
         return Util::Printable(response.error_text);
     }
-    const auto meaning = Meaning_Of(response);
-    const auto number = "Error " + std::to_string(response.error) + ": ";
-    const auto system_text = Util::Printable(std::string(Util::Trim_End(response.error_text, " \r\n")));
-    // On Linux the text is the meaning with what is known besides. Its sentences begin with capital letters.
-    if (!meaning.remedy.empty() && system_text.find(meaning.remedy.substr(1)) != std::string::npos) {
-        return number + system_text;
+    const Advice advice = Advice_On(explained);
+    return "Error " + std::to_string(response.error) + ": " + Util::Sentence(advice.cause) +
+           (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy));
+}
+
+/// Through which proxy the requests go.
+std::string Proxy_Step(const Explained_Request& explained) {
+    if (!explained.proxy) {
+        return "Whether the request goes through a proxy is unknown.";
     }
-    std::string text = number + std::string(meaning.cause);
-    if (!meaning.remedy.empty()) {
-        text.append("; ").append(meaning.remedy);
+    const auto& proxy = *explained.proxy;
+    if (!proxy.value.empty()) {
+        return "The request goes through the " + Proxy_Text(proxy) + ".";
     }
-    return text + (system_text.empty() ? "." : ". The system says: " + system_text);
+    return "The request goes to the server directly: " +
+           (proxy.source.empty() ? "no proxy is configured." : proxy.source + " names no proxy for it.");
 }
 
 /// What the cache makes of the text of the request.
@@ -248,18 +280,22 @@ std::string Response_Step(const Explained_Request& explained) {
     const bool https = explained.Is_Https();
     if (kind == Kind::Share) {
         return response.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
-                                 : "Asked just now, the share does not show the file. " + Error_Text(response);
+                                 : "Asked just now, the share does not hand the file out. " + Error_Text(explained);
     }
     if (response.status != 0) {
-        return "Asked just now, the server responds with status " + std::to_string(response.status) + ": " +
-               std::string(Util::Meaning_Of_Status(response.status)) +
+        const Advice advice = Advice_On(explained);
+        const std::string oddity = response.answered ? Oddity_Of(explained) : std::string();
+        return "Asked just now, " + advice.cause +
                (Util::Refuses_Head_Alone(response.status)
-                    ? " (HEAD, with which the cache asks; the file may be available all the same)."
+                    ? " to HEAD, with which the cache asks; the file may be available all the same."
                     : ".") +
-               (https ? " Its certificate is valid." : "") + (response.answered ? Comparison_Text(explained) : "");
+               (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
+               (https ? " Its certificate is valid." : "") + Details_Text(explained) +
+               (oddity.empty() || oddity == advice.cause ? "" : " But " + oddity + ".") +
+               (response.answered ? Comparison_Text(explained) : "");
     }
     constexpr std::uint32_t may_be_the_certificate = 12175;
-    std::string step = "Asked just now, the server gives no usable response. " + Error_Text(response);
+    std::string step = "Asked just now, the server gives no usable response. " + Error_Text(explained);
     if (https && response.error != 0 && response.error != may_be_the_certificate) {
         step += Util::Is_Certificate_Error(response.error) ? " So its certificate is not valid."
                                                            : " Its certificate is not the cause.";
@@ -291,6 +327,30 @@ Explanation Hopeless(Explanation explanation, const Explained_Request& explained
 
 } // namespace
 
+Advice Advice_On(const Explained_Request& explained) {
+    const Remote_Answer& response = *explained.remote;
+    if (response.status != 0) {
+        return Advice_On_Status(response.status, explained.proxy);
+    }
+    return response.error == 0 ? Advice{"the request could not be sent", {}}
+                               : Advice_On_Error(response.error, response.error_text, explained.proxy);
+}
+
+std::string Oddity_Of(const Explained_Request& explained) {
+    const auto names_type = [&explained](std::string_view type) {
+        std::string named = explained.details.content_type;
+        std::ranges::transform(named, named.begin(), Util::To_Ascii_Lower);
+        return named.starts_with(type);
+    };
+    const std::string& url = explained.request.normalised;
+    const bool wants_xml = url.substr(0, url.find_first_of("?#")).ends_with(".xml");
+    if (wants_xml && (names_type("text/html") || names_type("application/xhtml"))) {
+        return "that is a page (HTML) in place of an XML file";
+    }
+    const bool is_odd = explained.remote->status != 0 && !Util::Remedy_For_Status(explained.remote->status).empty();
+    return is_odd ? Advice_On(explained).cause : std::string();
+}
+
 Explanation Explain(const Explained_Request& explained) {
     const auto& request = explained.request;
     Explanation explanation;
@@ -310,6 +370,9 @@ Explanation Explain(const Explained_Request& explained) {
         explanation.steps.push_back(Freshness_Step(explained));
     }
     explanation.steps.push_back(Question_Step(explained));
+    if (request.kind == Kind::Web) {
+        explanation.steps.push_back(Proxy_Step(explained));
+    }
     explanation.steps.push_back(Retry_Step(explained));
     if (explained.Is_Https()) {
         explanation.steps.push_back(Certificate_Step(explained));

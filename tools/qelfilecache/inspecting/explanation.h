@@ -1,8 +1,10 @@
 #pragma once
 
 #include "filecache/inspection/Cache_Inspection.h"
+#include "tools/qelfilecache/Request_Outcome.h"
 #include "tools/trace_reader/trace_reader.h"
-#include "util/Error_Meaning.h"
+
+#include "util/Http_Status.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,13 +18,16 @@ struct Explained_Request {
     FileCache::Request_Explanation request;
     bool is_valid = true;       ///< see Cache_Inspection::Is_Valid
     bool left_in_place = false; ///< see Cache_Inspection::Is_Left_In_Place; false when the remote side was not asked
-    std::optional<FileCache::Remote_Answer> remote; ///< none: the remote side was not asked
+    std::optional<FileCache::Remote_Answer> remote;    ///< none: the remote side was not asked
+    FileCache::Response_Details details;               ///< of its response
+    std::optional<FileCache::Inspected_Setting> proxy; ///< of Kind::Web, see Cache_Inspection::Proxy_For
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting server_retry;
     FileCache::Inspected_Setting certificate_mode;
     std::vector<FileCache::Inspected_Setting> authorities; ///< that alone are trusted; none: the system's are
     std::optional<std::uintmax_t> copy_size;
-    std::string directory_problem; ///< why no copy can be written to the cache directory; empty: it can
+    std::optional<std::uintmax_t> copy_length; ///< what the server sent of it; see Length_As_Sent
+    std::string directory_problem;             ///< why no copy can be written to the cache directory; empty: it can
 
     bool Has_Copy() const { return request.entry && request.entry->copy_exists; }
 
@@ -32,15 +37,36 @@ struct Explained_Request {
 
     /// What is asked for changes, within a sentence.
     std::string Other_Side() const { return Is_Share() ? "the share" : "the server"; }
+
+    /// That a check finds the copy unchanged.
+    std::string What_Is_The_Same() const {
+        return Is_Share() ? "the time of change is the same" : "Last-Modified is the same";
+    }
 };
 
-/// What the error says that asking ended with.
-inline Util::Error_Meaning Meaning_Of(const FileCache::Remote_Answer& answer) {
-    const auto meaning = Util::Meaning_Of_Error(answer.error);
-    return meaning.cause.empty() ? Util::Error_Meaning{answer.error, "the request failed on its way",
-                                                       "look the number up among the system's errors"}
-                                 : meaning;
+/// True when the remote side has the copy's stamp, but not its length.
+inline bool Differs_In_Length_Alone(const Explained_Request& explained) {
+    return explained.remote && explained.remote->unchanged && explained.details.content_length &&
+           explained.copy_length && *explained.details.content_length != *explained.copy_length;
 }
+
+/// True when the remote side has shown that the copy is not what it has.
+inline bool Is_Out_Of_Date(const Explained_Request& explained) {
+    const auto& remote = explained.remote;
+    return explained.Has_Copy() && remote && remote->answered &&
+           ((!remote->last_modified.empty() && !remote->unchanged) || Differs_In_Length_Alone(explained));
+}
+
+/// True when asking found out nothing about the file: neither the file nor a reason against it.
+inline bool Could_Not_Ask(const FileCache::Remote_Answer& response) {
+    return !response.answered && Util::Refuses_Head_Alone(response.status);
+}
+
+/// Why the remote side hands nothing out.
+Advice Advice_On(const Explained_Request& explained);
+
+/// What is odd about a response that the cache takes, such as a page in place of an XML file; empty when nothing is.
+std::string Oddity_Of(const Explained_Request& explained);
 
 /// None: it depends on what the remote side says, or on whether a download succeeds where the check alone is refused.
 using Expected_Outcome = std::optional<Trace_Reading::Outcome>;

@@ -79,6 +79,14 @@ ordered_json To_Json(const FileCache::Remote_Answer& answer) {
             {"second_attempt", attempt_names[static_cast<std::size_t>(answer.second)]}};
 }
 
+ordered_json To_Json(const FileCache::Response_Details& details) {
+    return {{"final_url", Host::To_Utf8(details.final_url)},
+            {"content_type", Host::To_Utf8(details.content_type)},
+            {"content_length", details.content_length ? ordered_json(*details.content_length) : ordered_json(nullptr)},
+            {"age", Host::To_Utf8(details.age)},
+            {"via", Host::To_Utf8(details.via)}};
+}
+
 void Write_Json(ordered_json json) {
     Leave_Passwords_Out(json);
     Write_Result(Util::Printable_Json(json.dump(2, ' ', false, ordered_json::error_handler_t::replace)));

@@ -14,6 +14,7 @@ nlohmann::ordered_json To_Json(const FileCache::Inspected_Entry& entry, const st
 nlohmann::ordered_json To_Json(const FileCache::Inspected_Setting& setting);
 nlohmann::ordered_json To_Json(const FileCache::Request_Explanation& explained);
 nlohmann::ordered_json To_Json(const FileCache::Remote_Answer& answer);
+nlohmann::ordered_json To_Json(const FileCache::Response_Details& details);
 
 /// Writes it to standard output, without the passwords of URLs; what is no UTF-8 text shows as U+FFFD.
 void Write_Json(nlohmann::ordered_json json);

@@ -1,7 +1,6 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 
 #include "tools/qelfilecache/inspecting/times.h"
-#include "util/Http_Status.h"
 
 namespace QEL::FrontEnd::Tool {
 
@@ -26,18 +25,16 @@ std::string The_Copy(const Inspected_Entry& entry) {
 /// Why asking brought nothing: "the server cannot be connected to (error 12029)".
 std::string Why_Not(const Explained_Request& explained) {
     const Remote_Answer& response = *explained.remote;
-    if (response.status != 0) {
-        return "the server responds with status " + std::to_string(response.status);
-    }
-    if (response.error == 0) {
-        return "the request could not be sent";
-    }
-    return std::string(Meaning_Of(response).cause) + " (error " + std::to_string(response.error) + ")";
+    const std::string cause = Advice_On(explained).cause;
+    return response.error == 0 || response.status != 0 ? cause : With_Number(cause, response.error);
 }
 
-/// True when asking found out nothing about the file: neither the file nor a reason against it.
-bool Could_Not_Ask(const Remote_Answer& response) {
-    return !response.answered && Util::Refuses_Head_Alone(response.status);
+/// What limits a verdict that the remote side agrees to.
+std::string Reservation(const Explained_Request& explained) {
+    const std::string oddity = Differs_In_Length_Alone(explained)
+                                   ? "its length is another one, so the copy is out of date"
+                                   : Oddity_Of(explained);
+    return oddity.empty() ? "." : "; but " + oddity + ".";
 }
 
 std::string Fresh_Verdict(const Explained_Request& explained) {
@@ -54,7 +51,8 @@ std::string Fresh_Verdict(const Explained_Request& explained) {
     if (explained.remote->last_modified.empty()) {
         return verdict + "; " + other_side + " does not say whether its file has changed.";
     }
-    return verdict + (explained.remote->unchanged ? "; the copy is current." : "; the copy is out of date until then.");
+    return explained.remote->unchanged ? verdict + "; " + explained.What_Is_The_Same() + Reservation(explained)
+                                       : verdict + "; the copy is out of date until then.";
 }
 
 std::string Stale_Verdict(const Explained_Request& explained) {
@@ -70,11 +68,12 @@ std::string Stale_Verdict(const Explained_Request& explained) {
                " is served.";
     }
     if (explained.remote->unchanged) {
-        return "would be served from the copy, because " + other_side + " has the same version.";
+        return "would be served from the copy: " + explained.What_Is_The_Same() + Reservation(explained);
     }
     return "would be served from a new copy, because " + other_side +
-           (explained.remote->last_modified.empty() ? " does not say whether its file has changed."
-                                                    : " has another version.");
+           (explained.remote->last_modified.empty() ? " does not say whether its file has changed"
+                                                    : " has another version") +
+           Reservation(explained);
 }
 
 std::string Verdict_Without_Copy(const Explained_Request& explained) {
@@ -83,11 +82,11 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
         return "would be served from a new copy, if " + other_side + " hands the file out; otherwise not at all.";
     }
     if (explained.remote->answered) {
-        return "would be served from a new copy.";
+        return "would be served from a new copy" + Reservation(explained);
     }
     if (Could_Not_Ask(*explained.remote)) {
         return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and " +
-               Why_Not(explained) + " to the question alone.";
+               Why_Not(explained) + " to HEAD.";
     }
     return "would not be served: there is no copy, and " + Why_Not(explained) +
            (explained.remote->status != 0 ? ", unless a download succeeds all the same." : ".");
@@ -100,42 +99,6 @@ bool Is_Served_As_It_Is(const Explained_Request& explained) {
 }
 
 } // namespace
-
-Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {
-    using Trace_Reading::Outcome;
-    const auto& request = explained.request;
-    if (request.kind == Kind::Local) {
-        return request.local_file_exists ? Outcome::Local : Outcome::Failed;
-    }
-    if (explained.left_in_place) {
-        return Outcome::Left_In_Place;
-    }
-    const bool has_copy = explained.Has_Copy();
-    if (has_copy && request.entry->fresh) {
-        return Outcome::Fresh;
-    }
-    const Outcome without_download = has_copy ? Outcome::Old_Copy : Outcome::Failed;
-    if (!explained.is_valid) {
-        return without_download;
-    }
-    const auto& remote = explained.remote;
-    if (has_copy && remote && remote->unchanged) {
-        return Outcome::Unchanged;
-    }
-    if (!explained.directory_problem.empty() && (remote || !has_copy)) {
-        return without_download;
-    }
-    if (!remote || Could_Not_Ask(*remote)) {
-        return {};
-    }
-    if (!remote->answered) {
-        return without_download;
-    }
-    if (has_copy) {
-        return Outcome::Replaced;
-    }
-    return explained.Is_Share() ? Outcome::Copied : Outcome::Downloaded;
-}
 
 std::string Verdict_On(const Explained_Request& explained) {
     const bool has_copy = explained.Has_Copy();

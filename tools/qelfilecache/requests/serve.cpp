@@ -101,9 +101,11 @@ Request_Outcome Serve(FileCache::IFileCache& cache, const std::string& request, 
     if (file_share_error != unwritten) {
         outcome.file_share_error = file_share_error;
     }
+    outcome.last = FileCache::Get_Last_Request_Info();
     outcome.additional_error_info = cache.Get_Additional_Error_Info();
     if (outcome.path.empty() || outcome.download_error) {
         outcome.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
+        outcome.proxy = FileCache::Cache_Inspection::Proxy_For(request);
     }
     const bool was_tried = outcome.http_error || outcome.file_share_error;
     outcome.left_in_place = outcome.path.empty() && !was_tried && outcome.is_valid &&

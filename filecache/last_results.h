@@ -1,0 +1,21 @@
+#pragma once
+
+#include "filecache/IFileCache.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace QEL::FrontEnd::FileCache {
+
+// What the operations of a thread note for Get_Last_Request_Info() and Get_Last_Directory_Result().
+
+/// A request begins.
+void Forget_Last_Request();
+/// A response has come; what was noted of an error before is gone.
+void Note_Status(long status);
+/// There is no response, or no copy. What is noted of the same error already stays where there is no text.
+void Note_Error(std::uint32_t error, std::string_view text);
+/// @return true when the directory is set and its list is sound.
+bool Note_Directory(Directory_Result result);
+
+} // namespace QEL::FrontEnd::FileCache
