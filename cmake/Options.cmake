@@ -23,6 +23,9 @@ if(QEL_SANITIZE)
   target_compile_options(qel_product_options INTERFACE -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
                                                        -fno-omit-frame-pointer)
   target_link_options(qel_options INTERFACE -fsanitize=${QEL_SANITIZE})
+elseif(MINGW)
+  target_compile_options(qel_product_options INTERFACE -fstack-protector-strong -fcf-protection)
+  target_link_options(qel_options INTERFACE -fstack-protector-strong) # which brings the guard
 elseif(NOT WIN32 AND NOT QEL_BUILD_FUZZ)
   target_compile_options(qel_product_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE
                                                        $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)

@@ -76,6 +76,12 @@ class Interface(unittest.TestCase):
         self.assertEqual(os.path.basename(DLL), "qelfilecache.dll")
         self.assertIn("qelfilecache.dll", needed_libraries(PROGRAM))
 
+    def test_stack_and_jumps_are_guarded(self):
+        for path in DLL, PROGRAM:
+            code = subprocess.run([OBJDUMP, "-dC", path], check=True, capture_output=True, text=True).stdout
+            own = [function for function in code.split("\n\n") if re.match(r"\w+ <QEL::", function)]
+            for guard in r"\bendbr", "__stack_chk_fail":
+                self.assertTrue(any(re.search(guard, function) for function in own), f"no {guard} in {path}")
 
     def test_the_program_has_a_version_and_a_manifest(self):
         with open(PROGRAM, "rb") as file:

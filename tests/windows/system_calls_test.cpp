@@ -7,6 +7,7 @@
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
 #include "tests/windows/Scripted_Call.h"
+#include "tools/qelfilecache/host.h"
 #include "util/Directory_Mark.h"
 #include "util/File_Extension.h"
 #include "util/Last_Error.h"
@@ -24,6 +25,7 @@ SCRIPTED(DeleteFileA)
 SCRIPTED(ExpandEnvironmentStringsA)
 SCRIPTED(FindNextFileA)
 SCRIPTED(FlushFileBuffers)
+SCRIPTED(GetConsoleMode)
 SCRIPTED(GetCurrentProcessId)
 SCRIPTED(GetFileAttributesA)
 SCRIPTED(GetFileAttributesExA)
@@ -34,6 +36,7 @@ SCRIPTED(MultiByteToWideChar)
 SCRIPTED(QueryFullProcessImageNameW)
 SCRIPTED(Sleep)
 SCRIPTED(WideCharToMultiByte)
+SCRIPTED(WriteConsoleW)
 
 namespace QEL::Tests {
 
@@ -63,6 +66,7 @@ protected:
         s_ExpandEnvironmentStringsA.script = nullptr;
         s_FindNextFileA.script = nullptr;
         s_FlushFileBuffers.script = nullptr;
+        s_GetConsoleMode.script = nullptr;
         s_GetCurrentProcessId.script = nullptr;
         s_GetFileAttributesA.script = nullptr;
         s_GetFileAttributesExA.script = nullptr;
@@ -73,6 +77,7 @@ protected:
         s_QueryFullProcessImageNameW.script = nullptr;
         s_Sleep.script = nullptr;
         s_WideCharToMultiByte.script = nullptr;
+        s_WriteConsoleW.script = nullptr;
     }
 
     /// Opening, deleting and renaming fail so often.
@@ -263,6 +268,26 @@ TEST_F(System_Calls, ThatRefuseAllAccessToTheTraceLockLeaveWaitingForIt) {
     ASSERT_NE(lock, nullptr);
     EXPECT_EQ(lock->Wait(60'000), System_Mutex::Wait_Result::Acquired);
     EXPECT_TRUE(lock->Release());
+}
+
+TEST_F(System_Calls, GiveAConsoleTheLettersOfBothEncodingsAndNoMoreThanItTakes) {
+    s_MultiByteToWideChar.script = [](UINT page, DWORD flags, const char* text, int size, wchar_t* wide, int room) {
+        constexpr UINT western = 1252;
+        return s_MultiByteToWideChar.Real(page == CP_ACP ? western : page, flags, text, size, wide, room);
+    };
+    s_GetConsoleMode.script = [](HANDLE, DWORD*) { return TRUE; };
+    std::wstring shown;
+    bool is_there = true;
+    s_WriteConsoleW.script = [&](HANDLE, const void* text, DWORD size, DWORD* written, void*) {
+        *written = std::min<DWORD>(size, 10'000);
+        shown.append(static_cast<const wchar_t*>(text), *written);
+        return is_there && size < 32'000 ? TRUE : FALSE;
+    };
+    EXPECT_TRUE(FrontEnd::Tool::Host::Write(stdout, "M\xFCller\nM\xC3\xBCller\n" + std::string(100'000, 'x')));
+    EXPECT_EQ(shown, L"M\xFCller\nM\xFCller\n" + std::wstring(100'000, L'x'));
+    is_there = false;
+    EXPECT_FALSE(FrontEnd::Tool::Host::Write(stdout, "x"));
+    EXPECT_EQ(errno, EIO);
 }
 
 TEST_F(System_Calls, TheSizeOfAnExpandedTextIsNotTrusted) {

@@ -40,6 +40,11 @@ bool Belongs_To_Another_User(const std::filesystem::path& path);
 /// The path of an existing file or directory without links and other spellings; empty when there is none.
 std::filesystem::path Resolved(const std::filesystem::path& path);
 
+/// Writes a text in the narrow encoding of the system, or in UTF-8, to a standard stream. A console of Windows shows it
+/// whatever its code page.
+/// @return false with errno when not all of it is written.
+bool Write(std::FILE* stream, const std::string& text);
+
 /// Columns of the terminal that the stream goes to; none when it goes elsewhere.
 std::optional<std::size_t> Terminal_Width(std::FILE* stream);
 

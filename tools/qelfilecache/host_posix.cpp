@@ -85,6 +85,10 @@ std::filesystem::path Resolved(const std::filesystem::path& path) {
     return std::filesystem::canonical(path, missing);
 }
 
+bool Write(std::FILE* stream, const std::string& text) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+}
+
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {
     winsize size{};
     if (::ioctl(::fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
@@ -142,6 +143,24 @@ std::filesystem::path Resolved(const std::filesystem::path& path) {
                                            : 0;
     resolved.resize(length < resolved.size() ? length : 0);
     return resolved;
+}
+
+bool Write(std::FILE* stream, const std::string& text) {
+    DWORD mode = 0;
+    if (!GetConsoleMode(Handle_Of(stream), &mode)) {
+        return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+    }
+    const std::wstring wide = Wide(CP_UTF8, Lines_To_Utf8(text));
+    constexpr std::size_t most = 8192; // consoles take no more than 64 KB at once
+    DWORD written = 0;
+    for (std::size_t begin = 0; begin < wide.size(); begin += written) {
+        const auto size = static_cast<DWORD>(std::min(wide.size() - begin, most));
+        if (!WriteConsoleW(Handle_Of(stream), wide.data() + begin, size, &written, nullptr) || written == 0) {
+            errno = EIO;
+            return false;
+        }
+    }
+    return true;
 }
 
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {

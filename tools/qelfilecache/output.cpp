@@ -14,7 +14,7 @@ namespace QEL::FrontEnd::Tool {
 void Write_Result(const std::string& line) {
     const std::string text = line + '\n';
     errno = 0;
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    if (!Host::Write(stdout, text) || std::fflush(stdout) != 0) {
         if (errno == EPIPE) {
             throw Reader_Gone("nobody reads the results");
         }
@@ -23,8 +23,7 @@ void Write_Result(const std::string& line) {
 }
 
 void Write_Message(const std::string& message) {
-    const std::string text = "qelfilecache: " + message + '\n';
-    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+    static_cast<void>(Host::Write(stderr, "qelfilecache: " + message + '\n'));
 }
 
 std::string Quoted(const std::string& text) {

@@ -72,7 +72,7 @@ private:
     static constexpr std::size_t bar_width = 24;
 
     static void Write(const std::string& text) {
-        static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+        static_cast<void>(Host::Write(stderr, text));
         static_cast<void>(std::fflush(stderr));
     }
 
