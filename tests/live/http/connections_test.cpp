@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
 #include "tests/live/http/Http_Result.h"
+#include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
@@ -226,6 +228,20 @@ TEST(Connections, AreClosedAfterTwoIdleMinutes) {
 
     EXPECT_EQ(Connection_Pool::Instance()->m_Idle.size(), 1U);
     EXPECT_EQ(server.Connections(), 2);
+}
+
+/// Whatever the host writes there later would reach the server.
+TEST(Connections, DoNotTakeThePlaceOfAClosedStandardError) {
+    const Web_Server server(Serve_All);
+    EXPECT_EQ(Child_Process([&] {
+                  ::close(STDERR_FILENO);
+                  struct stat status {};
+                  return Get(server.Url()).status == 200 && ::fstat(STDERR_FILENO, &status) == 0 &&
+                                 S_ISCHR(status.st_mode)
+                             ? 0
+                             : 1;
+              }).Wait(),
+              0);
 }
 
 TEST(Connections, ServeManyThreadsAtOnce) {
