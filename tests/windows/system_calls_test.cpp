@@ -23,6 +23,7 @@ SCRIPTED(CreateMutexA)
 SCRIPTED(CreateMutexExA)
 SCRIPTED(DeleteFileA)
 SCRIPTED(ExpandEnvironmentStringsA)
+SCRIPTED(FindFirstFileW)
 SCRIPTED(FindNextFileA)
 SCRIPTED(FlushFileBuffers)
 SCRIPTED(GetConsoleMode)
@@ -64,6 +65,7 @@ protected:
         s_CreateMutexExA.script = nullptr;
         s_DeleteFileA.script = nullptr;
         s_ExpandEnvironmentStringsA.script = nullptr;
+        s_FindFirstFileW.script = nullptr;
         s_FindNextFileA.script = nullptr;
         s_FlushFileBuffers.script = nullptr;
         s_GetConsoleMode.script = nullptr;
@@ -100,6 +102,28 @@ protected:
     Scratch_Directory scratch;
     const std::shared_ptr<IOSWrapper> services = IOSWrapper::Create();
 };
+
+TEST_F(System_Calls, TellLinksFromOtherReparsePoints) {
+    const std::string file = scratch.Write("file");
+    constexpr DWORD tag_of_a_file_in_a_cloud = 0x9000001A;
+    const std::tuple<DWORD, DWORD, bool> cases[] = {
+        {FILE_ATTRIBUTE_REPARSE_POINT, IO_REPARSE_TAG_SYMLINK, true},
+        {FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY, IO_REPARSE_TAG_MOUNT_POINT, true},
+        {FILE_ATTRIBUTE_REPARSE_POINT, tag_of_a_file_in_a_cloud, false},
+        {FILE_ATTRIBUTE_ARCHIVE, IO_REPARSE_TAG_SYMLINK, false},
+    };
+    for (const auto& [attributes, tag, is_link] : cases) {
+        s_FindFirstFileW.script = [attributes = attributes, tag = tag](const wchar_t* path, WIN32_FIND_DATAW* found) {
+            const HANDLE search = s_FindFirstFileW.Real(path, found);
+            found->dwFileAttributes = attributes;
+            found->dwReserved0 = tag;
+            return search;
+        };
+        EXPECT_EQ(FrontEnd::Tool::Host::Is_Link(file), is_link) << attributes << " " << tag;
+    }
+    s_FindFirstFileW.script = nullptr;
+    EXPECT_FALSE(FrontEnd::Tool::Host::Is_Link(scratch / "missing"));
+}
 
 TEST_F(System_Calls, OnAFileThatAScannerHoldsAreRepeated) {
     const std::string file = scratch.Write("file", "content");
