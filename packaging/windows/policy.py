@@ -13,9 +13,9 @@ from xml.sax.saxutils import escape
 KEY = r"Software\QEL\QELLogon\Options"
 NAMESPACE = "http://schemas.microsoft.com/GroupPolicy/2006/07/PolicyDefinitions"
 CATEGORY = "QEL File Cache"
-ALL_VALUES = f"""A change holds for the next request.
+ALL_VALUES = f"""A change takes effect with the next request.
 
-The value is written to {KEY}, where users and programs write it, too. A user's own value counts before the machine's, also \
+The value is written to {KEY}, where users and programs write it, too. A user's own value overrides the machine's, also \
 where this policy has set the machine's, and users can change theirs at any time.
 
 Disabled: the value is deleted. Not configured: nothing is written, and a value that this policy has written before stays \

@@ -160,7 +160,7 @@ class Policies(unittest.TestCase):
         boxes = {box.get("id") for box in self.adml["presentation"]}
         for policy in self.admx["policy"]:
             explanation = texts[policy.get("explainText")[len("$(string."):-1]]
-            for said in ("user's own value counts before the machine's", "Disabled: the value is deleted", "stays where it is"):
+            for said in ("user's own value overrides the machine's", "Disabled: the value is deleted", "stays where it is"):
                 self.assertIn(said, explanation)
         used = [reference for found in self.admx.values() for element in found for reference in element.attrib.values()]
         self.assertLessEqual({reference[len("$(string."):-1] for reference in used if reference.startswith("$(string.")}, set(texts))
