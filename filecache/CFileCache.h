@@ -57,7 +57,7 @@ public:
 private:
     /// Finds out what the cache would do by asking the private operations.
     friend class Cache_Inspection;
-    friend bool Remove_From_Cache(IFileCache& cache, const std::string& url_or_path);
+    friend struct Removal_On_Request;
 
     /// True when the remote file must be fetched again; every doubtful case counts so.
     using Expired_Function = bool (CFileCache::*)(const std::string& url, bool& check_error);

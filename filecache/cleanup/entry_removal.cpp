@@ -42,13 +42,17 @@ bool CFileCache::Remove_From_Cache(const std::string& url) {
     return TRACED(true);
 }
 
+/// A friend, as no function that a DLL exports can be declared one.
+struct Removal_On_Request {
+    static bool Of(CFileCache& cache, const std::string& url_or_path) {
+        const std::lock_guard guard(s_api_mutex);
+        return cache.Remove_From_Cache(cache.Normalize_if_File_URL(url_or_path));
+    }
+};
+
 bool Remove_From_Cache(IFileCache& cache, const std::string& url_or_path) {
     auto* const file_cache = dynamic_cast<CFileCache*>(&cache);
-    if (file_cache == nullptr) {
-        return false;
-    }
-    const std::lock_guard guard(s_api_mutex);
-    return file_cache->Remove_From_Cache(file_cache->Normalize_if_File_URL(url_or_path));
+    return file_cache != nullptr && Removal_On_Request::Of(*file_cache, url_or_path);
 }
 
 bool CFileCache::Clear() {
