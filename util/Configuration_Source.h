@@ -18,6 +18,11 @@ struct Configured_Value {
 /// @return none when neither has it. What is found may be no number where one is wanted.
 std::optional<Configured_Value> Find_Configured_Value(const char* key, const char* value);
 
+/// What cannot be meant in the configuration: names that resemble one of the cache's own, values that are no number or
+/// out of range, directories that do not exist, keys that stand twice. Each with its place, what is allowed, and which
+/// name may be meant.
+std::vector<std::string> Configuration_Faults();
+
 /// The variables of the environment that name the certificate authorities that alone are trusted, with what they name.
 /// None where the system's are trusted.
 std::vector<Configured_Value> Configured_Authorities();

@@ -110,7 +110,7 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number) {
 
 std::string Sentence(std::string text) {
     text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    return text + '.';
+    return text.ends_with('?') ? text : text + '.';
 }
 
 std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, std::string_view detail) {

@@ -135,6 +135,10 @@ std::string Cache_Inspection::Configuration_Problem() const {
     return Util::Configuration_Problem();
 }
 
+std::vector<std::string> Cache_Inspection::Configuration_Faults() {
+    return Util::Configuration_Faults();
+}
+
 Certificate_Handling Cache_Inspection::Handling_Of(const std::string& url) const {
     using namespace Util::HttpWinInet;
     CertErrorHandlingMode mode = Default;

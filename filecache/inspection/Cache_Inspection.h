@@ -127,6 +127,10 @@ public:
     /// Which places of the configuration had to be passed over, and why; empty when all is well.
     std::string Configuration_Problem() const;
 
+    /// What cannot be meant in the configuration, one sentence each: unknown names that resemble one of the cache's,
+    /// values out of range, directories that are missing, keys that stand twice.
+    static std::vector<std::string> Configuration_Faults();
+
     /// How a request would be served now; nothing remote is asked.
     Request_Explanation Explain(const std::string& url_or_path) const;
 

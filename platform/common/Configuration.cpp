@@ -1,10 +1,16 @@
 #include "platform/common/Configuration.h"
 
+#include "util/Ascii.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
+#include "util/Path_Queries.h"
 #include "util/Registry.h"
+#include "util/Similar_Words.h"
 
+#include <algorithm>
 #include <limits>
+#include <set>
+#include <string_view>
 
 namespace QEL::FrontEnd {
 
@@ -46,6 +52,112 @@ std::optional<Util::Configured_Value> Util::Find_Configured_Value(const char* ke
     }
     const auto texts = configuration.Read_List(Both, key, value);
     return Configured_Value{std::move(*place), texts.empty() ? std::string() : texts.front()};
+}
+
+namespace {
+
+/// What a value of the configuration may be.
+struct Known_Value {
+    const char* section;
+    const char* key;
+    enum Kind { Number, Text, List, Directory, File } kind;
+    std::int64_t least = 0;
+    std::int64_t most = 0;
+};
+constexpr const char* Shares = "Shares";
+constexpr std::int64_t Largest = std::numeric_limits<std::uint32_t>::max();
+constexpr Known_Value known_values[] = {
+    {Util::Options_Key, Util::Expiry_Period_Value, Known_Value::Number, -1, Largest},
+    {Util::Options_Key, Util::Connect_Timeout_Value, Known_Value::Number, 1, 2147483},
+    {Util::Options_Key, Util::Server_Retry_Value, Known_Value::Number, 0, 3600},
+    {Util::Options_Key, Util::Largest_File_Value, Known_Value::Number, 0, Largest},
+    {Util::Options_Key, Util::Cert_Error_Mode_Value, Known_Value::Number, 0, 2},
+    {Util::Options_Key, Util::Cert_Error_White_List_Value, Known_Value::List},
+    {Util::Options_Key, Util::Trace_Directory_Value, Known_Value::Directory},
+    {Shares, "Timeout", Known_Value::Number, 1, 3600},
+    {Shares, "Port", Known_Value::Number, 1, 65535},
+    {Shares, "User", Known_Value::Text},
+    {Shares, "Workgroup", Known_Value::Text},
+    {Shares, "PasswordFile", Known_Value::File},
+    {Shares, "Servers", Known_Value::List},
+    {Shares, "Signing", Known_Value::Text},
+};
+constexpr std::size_t other_word = 3; ///< letters apart: not one of ours
+
+/// The names of one section's values.
+std::vector<std::string> Keys_Of(std::string_view section) {
+    std::vector<std::string> keys;
+    for (const auto& known : known_values) {
+        if (Util::Equals_Ignoring_Case(section, known.section)) {
+            keys.emplace_back(known.key);
+        }
+    }
+    return keys;
+}
+
+std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
+    const auto keys = Keys_Of(item.section);
+    const auto did_you_mean = [](const std::string& name) {
+        return name.empty() ? "" : "; did you mean " + name + "?";
+    };
+    if (keys.empty()) {
+        const auto nearest =
+            Util::Nearest(item.section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
+        return nearest.empty()
+                   ? nearest
+                   : "[" + item.section + "] is no section of the cache" + did_you_mean("[" + nearest + "]");
+    }
+    if (item.key.empty() || std::ranges::any_of(keys, [&item](const std::string& key) {
+            return Util::Equals_Ignoring_Case(key, item.key);
+        })) {
+        return {};
+    }
+    const auto nearest = Util::Nearest(item.key, keys, other_word);
+    const bool is_all_ours = Util::Equals_Ignoring_Case(item.section, Shares);
+    return nearest.empty() && !is_all_ours ? nearest : item.key + " is no value of the cache" + did_you_mean(nearest);
+}
+
+std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known_Value& known) {
+    const auto attributes = [&item] { return Util::FileSystem::Get_File_Attributes(item.text); };
+    constexpr std::uint32_t directory = 0x10;
+    const bool exists = known.kind < Known_Value::Directory || attributes() != Util::FileSystem::Invalid_Attributes;
+    if (known.kind == Known_Value::Number &&
+        (!item.number || *item.number < known.least || *item.number > known.most)) {
+        return "not a number from " + std::to_string(std::max<std::int64_t>(known.least, 0)) + " to " +
+               std::to_string(known.most);
+    }
+    if (known.key == std::string_view("Signing") && item.text != "required") {
+        return "not \"required\"";
+    }
+    if (!exists) {
+        return known.kind == Known_Value::Directory ? "no such directory" : "no such file";
+    }
+    return known.kind == Known_Value::Directory && (attributes() & directory) == 0 ? "not a directory" : "";
+}
+
+} // namespace
+
+std::vector<std::string> Util::Configuration_Faults() {
+    std::vector<std::string> faults;
+    std::set<std::string> seen;
+    for (const auto& item : Configuration::System().Items()) {
+        std::string fault = Fault_Of_Name(item);
+        for (const auto& known : known_values) {
+            if (!Equals_Ignoring_Case(item.section, known.section) || !Equals_Ignoring_Case(item.key, known.key)) {
+                continue;
+            }
+            const bool is_first = seen.insert(item.file + '\n' + known.section + known.key).second;
+            const std::string value = is_first || known.kind == Known_Value::List
+                                          ? Fault_Of_Value(item, known)
+                                          : "stands twice; the first value counts";
+            const std::string name = known.section == Shares ? "[Shares] " + item.key : item.key;
+            fault = value.empty() ? value : name + " = " + item.text + ": " + value;
+        }
+        if (!fault.empty()) {
+            faults.push_back(item.place + ": " + fault);
+        }
+    }
+    return faults;
 }
 
 std::string Util::Configuration_Problem() {

@@ -14,6 +14,16 @@ using Util::Options_Key;
 /// Whose values are read.
 enum class Configuration_Scope { User, Machine, User_Then_Machine };
 
+/// One line of a file of the configuration, or one value of a registry key.
+struct Configuration_Item {
+    std::string place;                  ///< for people: file and line, or the key with its root
+    std::string file;                   ///< where a key may stand once only
+    std::string section;                ///< as written
+    std::string key;                    ///< as written; empty: it is the line of the section itself
+    std::string text;                   ///< the value
+    std::optional<std::int64_t> number; ///< the value, where it is a number
+};
+
 /// The configuration of the user and of the machine. Every read answers with the values of that
 /// moment. Where the user has the value, the machine's does not count, whatever the user's holds.
 /// Thread-safe, as long as no thread changes the environment meanwhile.
@@ -37,6 +47,9 @@ public:
 
     /// Where the value that counts stands, for people; none when it is missing.
     virtual std::optional<std::string> Find_Place(Configuration_Scope scope, const char* key, const char* value) = 0;
+
+    /// All sections and values, in the order in which they stand.
+    virtual std::vector<Configuration_Item> Items() = 0;
 
     /// Which places had to be passed over, and why, one a line; empty when all is well.
     virtual std::string Problem() = 0;

@@ -1,5 +1,8 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 namespace QEL::Tests {
 namespace {
 
@@ -19,20 +22,40 @@ protected:
         }
     }
 
+    std::string Deleted(const std::string& what, const fs::path& directory) const {
+        return what + " deleted from the cache in '" + directory.string() + "' of user '" + m_User + "'";
+    }
+
+    const std::string m_User = ::getpwuid(::geteuid())->pw_name;
     std::string m_Copy;
 };
 
 TEST_F(Clear_And_Purge, ClearDeletesTheCopiesOfItsEntriesAndPurgeAllCopies) {
     Fill_Cache();
     Names others = {"notes.txt", "01234567-89ab-cdef-0123-456789abcdef", "qelfilecache_Metadata.txt", Stray_Copy};
-    Expect_Message(Run_On_Cache({"clear"}), 0, "");
+    Expect_Message(Run_On_Cache({"clear"}), 0, Deleted("1 copy (4 B)", m_Cache));
     EXPECT_EQ(Names_In(m_Cache), others);
 
     Get_Copy(m_Url);
     Write_File(m_Cache / Stray_Copy, "");
     others.erase(Stray_Copy);
-    Expect_Message(Run_On_Cache({"purge"}), 0, "");
+    Expect_Message(Run_On_Cache({"purge"}), 0, Deleted("2 copies (4 B)", m_Cache));
     EXPECT_EQ(Names_In(m_Cache), others);
+}
+
+TEST_F(Clear_And_Purge, ClearOfRequestsLeavesTheOthers) {
+    Fill_Cache();
+    m_Server.Publish("/b.xml", "<bb/>", Monday);
+    const fs::path other = Get_Copy(m_Server.Url("/b.xml"));
+    const std::string list = Content_Of(Metadata_File());
+    const std::string unknown = m_Server.Url("/unknown.xml");
+    Expect_Message(Run_On_Cache({"clear", m_Url, unknown}), 0,
+                   "note: the cache in '" + m_Cache.string() + "' of user '" + m_User + "' has no entry for '" +
+                       unknown +
+                       "'; 'qelfilecache list' shows what there is\nqelfilecache: " + Deleted("1 copy (4 B)", m_Cache));
+    EXPECT_FALSE(fs::exists(m_Cache / m_Copy));
+    EXPECT_EQ(Content_Of(other), "<bb/>");
+    EXPECT_EQ(Content_Of(Metadata_File()), list) << "it is not rewritten";
 }
 
 TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {
@@ -46,7 +69,11 @@ TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {
     const Rights_Left no_right_to_write(locked, Read_And_Enter);
     Tool_Run run = A_Run_On_Cache({"clear"});
     run.with_ordinary_rights = true;
-    Expect_Message(Run_Tool(run), 1, std::string("not every copy could be deleted.") + What_To_Do);
+    const Tool_Result result = Run_Tool(run);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_THAT(result.err,
+                testing::AllOf(testing::HasSubstr("0 copies (0 B) deleted"),
+                               testing::EndsWith(std::string("not every copy could be deleted.") + What_To_Do + "\n")));
     EXPECT_TRUE(fs::exists(locked / m_Copy));
 }
 
@@ -55,12 +82,13 @@ TEST_F(Clear_And_Purge, PurgeSaysWhichCopiesStayed) {
     fs::remove(m_Cache / Stray_Copy);
     fs::create_directory(m_Cache / Stray_Copy); // cannot be deleted as a file
     Expect_Message(Run_On_Cache({"purge"}), 1,
-                   "these copies could not be deleted:\n  " + (m_Cache / Stray_Copy).string() + What_To_Do);
+                   Deleted("1 copy (4 B)", m_Cache) + "\nqelfilecache: these copies could not be deleted:\n  " +
+                       (m_Cache / Stray_Copy).string() + What_To_Do);
 }
 
 TEST_F(Clear_And_Purge, NeitherCreatesTheDefaultDirectory) {
-    Expect_Message(Run({"clear"}), 0, "");
-    Expect_Message(Run({"purge"}), 0, "");
+    Expect_Message(Run({"clear"}), 0, Deleted("0 copies (0 B)", m_Default_Cache));
+    Expect_Message(Run({"purge"}), 0, Deleted("0 copies (0 B)", m_Default_Cache));
     EXPECT_EQ(Names_In(m_Home), Names());
 }
 

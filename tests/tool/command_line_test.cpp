@@ -45,12 +45,13 @@ const Wrong_Usage Wrong_Usages[] = {
      "unknown option '--bogus'; 'qelfilecache list --help' names those that there are"},
     {"UnknownOptionWithoutACommand",
      {"--versio"},
-     "unknown option '--versio'; 'qelfilecache --help' names those that there are"},
+     "unknown option '--versio'; did you mean '--version'? 'qelfilecache --help' names those that there are"},
     {"OptionOfACommandBeforeIt", {"--json", "get", "x"}, "option '--json' belongs behind its command, 'get'"},
     {"NoRequest", {"get"}, "REQUEST is required"},
     {"NoRequestBehindAnOption", {"get", "--json"}, "REQUEST is required"},
-    {"WordBehindClear", {"clear", "x"}, "'x' is one word too many: 'clear' takes nothing but options"},
-    {"WordBehindList", {"list", "x"}, "'x' is one word too many: 'list' takes nothing but options"},
+    {"WordBehindPurge", {"purge", "x"}, "'x' is one word too many: 'purge' takes nothing but options"},
+    {"SecondPatternForList", {"list", "x", "y"}, "'y' is one word too many: 'list' takes one PATTERN"},
+    {"OptionWithOneDash", {"explain", "-check", "x"}, "unknown option '-check'; did you mean '--check'? " + Put_Dashes},
     {"SecondFileForPrefetch", {"prefetch", "a", "b"}, "'b' is one word too many: 'prefetch' takes one FILE"},
     {"OptionWithoutItsDirectory", {"list", "--cache-dir"}, "option '--cache-dir' needs a value, DIR"},
     {"OptionWithoutItsNumber", {"get", "x", "--request-kind"}, "option '--request-kind' needs a value, N"},
@@ -109,6 +110,7 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
                                             "141 the reader of the results went away.\n")));
     EXPECT_EQ(result.err, "");
     Expect_Output({"help"}, result.out);
+    Expect_Output({"--cache-dir", "D", "--trace-level=4", "help"}, result.out);
     for (const std::string command : {"get", "list", "explain", "prefetch", "trace", "clear", "purge"}) {
         EXPECT_THAT(result.out, HasSubstr("\n  " + command + " "));
         const std::string help = Run({command, "--help"}).out;
@@ -145,7 +147,7 @@ TEST_F(Command_Line, TakesOptionsOfTheToolBehindTheCommandAndTheLastOfARepeatedO
     Write_File(m_Folder / "file", "");
     Expect_Output({"get", "file", "--cache-dir", m_Cache.string()}, "file\n");
     EXPECT_FALSE(std::filesystem::exists(m_Home / ".cache"));
-    Expect_Output({"--cache-dir", "/nowhere", "--cache-dir", m_Cache.string(), "clear"}, "");
+    Expect_Output({"--cache-dir", "/nowhere", "--cache-dir", m_Cache.string(), "get", "file"}, "file\n");
 }
 
 } // namespace

@@ -77,7 +77,7 @@ for option in $(sed -n "/^ *.values = @{/,/^    }/s/^ *'\(--[a-z-]*\)' *=.*/\1/p
     COMPREPLY=()
     _qelfilecache qelfilecache
     wanted=${COMPREPLY[*]}
-    [[ $wanted != *[a-z]* ]] || wanted='' # files
+    [ "$option" = --sort ] || [[ $wanted != *[a-z]* ]] || wanted='' # files
     same "$option" "$(entry "$option")" "$wanted"
 done
 
@@ -93,7 +93,8 @@ expect "qelfilecache trace --html l" list.txt
 expect "qelfilecache --cache-dir c" cache
 expect "qelfilecache --trace-dir=tr" traces
 expect "qelfilecache --cache-dir a" "a directory"
-expect "qelfilecache clear x"
+expect "qelfilecache purge x"
+expect "qelfilecache list --sort=s" size
 expect "qelfilecache --trace-level=" 0 1 2 3 4 5
 expect "qelfilecache get --request-kind=21" 213
 expect "qelfilecache trace --html=l" list.txt

@@ -202,6 +202,80 @@ TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
     EXPECT_THAT(Explain_Url(m_Url).err, HasSubstr(file + ": line 1: the section has no ']' at its end\n  Next: "));
 }
 
+TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
+    const std::string number = ": not a number from ";
+    const std::pair<std::string, std::string> lines[] = {
+        {"LandscapeCacheExpiryPeriode = 5", "LandscapeCacheExpiryPeriode is no value of the cache; did you mean "
+                                            "LandscapeCacheExpiryPeriod?"},
+        {"LandscapeCacheExpiryPeriod = soon", "LandscapeCacheExpiryPeriod = soon" + number + "0 to 4294967295"},
+        {"CertErrorHandlingMode = 3", "CertErrorHandlingMode = 3" + number + "0 to 2"},
+        {"TraceDirectory = /missing", "TraceDirectory = /missing: no such directory"},
+        {"TraceDirectory = /etc/passwd", "TraceDirectory = /etc/passwd: not a directory"},
+        {"[Share]", "[Share] is no section of the cache; did you mean [Shares]?"},
+        {"[Shares]\nPort = 0", "[Shares] Port = 0" + number + "1 to 65535"},
+        {"[Shares]\nColour = blue", "Colour is no value of the cache"},
+        {"[Shares]\nsigning = on", "[Shares] signing = on: not \"required\""},
+        {"[Shares]\nPasswordFile = /missing", "[Shares] PasswordFile = /missing: no such file"}};
+    for (const auto& [text, fault] : lines) {
+        Configure(text + "\n");
+        const std::string expected =
+            "qelfilecache: warning: the configuration has a fault: " + m_Configuration.string() + ", line " +
+            (text.starts_with("[Shares]") ? "3: " : "2: ") + fault + "\n";
+        EXPECT_EQ(Explain_Url(m_Url).err, expected);
+    }
+    Configure("CertErrorHandlingMode = 1\ncerterrorhandlingmode = 1\n");
+    const std::string twice = "line 3: certerrorhandlingmode = 1: stands twice; the first value counts\n";
+    for (const Words& arguments : {Words{"list"}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
+        EXPECT_THAT(Run_On_Cache(arguments).err, HasSubstr(twice));
+    }
+    Configure("Colour = blue\nCertErrorWhiteList = a\nCertErrorWhiteList = b\nCertErrorHandlingMode = 0x2\n"
+              "LandscapeCacheExpiryPeriod = -1\n[Another]\nPort = 0\n[Shares]\nServers = a\nServers = b\n");
+    EXPECT_EQ(Explain_Url(m_Url).err, "") << "what others keep there, and what is right";
+}
+
+TEST_F(Explain, SaysWhichValueOfTheSharesIsWrong) {
+    Write_File(m_Configuration, "[Shares]\nPort = x\n");
+    const Tool_Result result = Check_Url("\\\\server\\share\\a.xml");
+    const std::string cause = "the configuration is not valid: " + m_Configuration.string() +
+                              ", line 2: [Shares] Port = x: not a number from 1 to 65535";
+    EXPECT_THAT(result.out, HasSubstr("Error 1610: T" + cause.substr(1) + ". Correct it."));
+    EXPECT_THAT(Verdict(result), HasSubstr(cause + " (error 1610)"));
+}
+
+TEST_F(Explain, NamesTheCacheAndItsUserWhereItFindsNothing) {
+    const std::string cache = "he cache in '" + m_Cache.string() + "' of user '";
+    EXPECT_THAT(Explain_Url(m_Url).out,
+                AllOf(HasSubstr("T" + cache), HasSubstr("' has no entry for it, so there is no copy. Letter"),
+                      HasSubstr("and --cache-dir names another directory.")));
+    EXPECT_THAT(Run_On_Cache({"list"}).err, AllOf(StartsWith("qelfilecache: note: t" + cache),
+                                                  EndsWith("' is empty; --cache-dir names another directory\n")));
+    EXPECT_THAT(Run({"list"}).err, AllOf(HasSubstr("'" + m_Default_Cache.string() + "' of user"),
+                                         EndsWith("' is not there yet; --cache-dir names another directory\n")));
+}
+
+TEST_F(Explain, OfACopysOwnPathExplainsItsAddress) {
+    Fetch();
+    for (const std::string& path : {m_Copy, "cache/" + fs::path(m_Copy).filename().string()}) {
+        const Tool_Result result = Explain_Url(path);
+        EXPECT_THAT(result.out, StartsWith(path + "\n  1. '" + path + "' is the cache's own copy of '" + m_Url +
+                                           "'. What follows is about that address.\n  2. It is a web address"));
+        EXPECT_THAT(Verdict(result), StartsWith("would be served from the copy without asking the server until"));
+    }
+}
+
+TEST_F(Explain, WarnsOfAListThatIsCut) {
+    m_Server.Publish("/b.xml", "", Monday);
+    Get_Copy(m_Server.Url("/b.xml"));
+    Fetch();
+    const std::string list = Content_Of(Metadata_File());
+    Write_File(Metadata_File(), list.substr(0, list.rfind("http")));
+    for (const char* const command : {"explain", "list"}) {
+        EXPECT_THAT(Run_On_Cache(command == std::string("list") ? Words{"list"} : Words{"explain", m_Url}).err,
+                    HasSubstr("warning: the list '" + Metadata_File().string() +
+                              "' announces 2 entries and holds 1: the others are lost"));
+    }
+}
+
 TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
     for (const char* const name : {"local.xml", "tab\t.xml"}) {
         Write_File(m_Folder / name, "");

@@ -1,4 +1,5 @@
 #include "tools/qelfilecache/Request_Outcome.h"
+#include "tools/qelfilecache/host.h"
 
 #include <gmock/gmock.h>
 
@@ -36,6 +37,12 @@ Request_Outcome Of_The_Web(int code, const FileCache::Last_Request_Info& last = 
 Request_Outcome Through_A_Proxy(const FileCache::Last_Request_Info& last) {
     Request_Outcome outcome = Of_The_Web(2, last);
     outcome.proxy = {"proxy", "10.0.0.1:3128", "http_proxy", ""};
+    return outcome;
+}
+
+Request_Outcome Beyond_Ascii(const std::string& request) {
+    Request_Outcome outcome = Of_The_Web(2, {0, 12005, "It is not valid. Look."});
+    outcome.request = request;
     return outcome;
 }
 
@@ -88,6 +95,12 @@ const Expected_Advice Advices[] = {
     {"NoCauseKept", Of_The_Web(2), "the download failed, and the system does not say why" + See_Every_Step},
     {"Directory", Unserved(std::filesystem::current_path().string()), "it is a directory\n  Next: name a file in it."},
     {"WritableShare", Left_In_Place(), "the file is writable on its share"},
+    {"BlankBefore", Unserved(" http://server/x"),
+     "the request begins or ends with a blank\n  Next: did you mean 'http://server/x'?"},
+    {"NoScheme", Unserved("server:80/x"), "there is no such local file\n  Next: did you mean 'http://server:80/x'?"},
+    {"NoSchemeButWww", Unserved("www.server/x"),
+     "there is no such local file\n  Next: did you mean 'http://www.server/x'?"},
+    {"Drive", Unserved("C:/x"), "there is no such local file\n  Next: check the path."},
     {"SchemeFtp", Unserved("ftp://server/file"), "'ftp' is not a scheme that the cache serves"},
     {"SchemeInCapitals", Unserved("HTTP://server/file"), "'HTTP' is not a scheme that the cache serves"},
     {"SchemeWithACapital", Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},
@@ -115,7 +128,7 @@ class Failure_Advice : public TestWithParam<Expected_Advice> {};
 TEST_P(Failure_Advice, HasACauseAndARemedy) {
     const std::string advice = Explain_Failure(GetParam().outcome);
     EXPECT_THAT(advice, StartsWith(GetParam().beginning));
-    EXPECT_EQ(advice.ends_with("."), true) << advice;
+    EXPECT_TRUE(advice.ends_with(".") || advice.ends_with("?")) << advice;
     EXPECT_THAT(advice, HasSubstr("\n  Next: "));
 }
 
@@ -134,6 +147,19 @@ TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {
         outcome.last = {0, 53, "The server could not be reached. The server was last tried at noon."};
         EXPECT_EQ(Explain_Failure(outcome), "the file could not be copied from the share: the server could not be "
                                             "reached (error 53)\n  Next: the server was last tried at noon.");
+    }
+}
+
+TEST(Failure_Advice_Of_A_Name_Beyond_Ascii, ShowsTheFormOfTheNameService) {
+    if (Host::To_Utf8("\xC3\xBC") != "\xC3\xBC") {
+        GTEST_SKIP() << "the system's HTTP client knows these names";
+    }
+    for (const auto& [request, remedy] :
+         {std::pair<std::string, std::string>{"http://www.M\xC3\xBCller.example:80/\xC3\xBC",
+                                              "did you mean 'http://www.xn--mller-kva.example:80/\xC3\xBC'?"},
+          {"http://\xE4\xBE\x8B\xE3\x81\x88.\xC3\xA4\xC3\xB6\xC3\xBC", "did you mean 'http://xn--r8jz45g.xn--4ca0bs'?"},
+          {"http://\xFF/", "look."}}) {
+        EXPECT_EQ(Explain_Failure(Beyond_Ascii(request)), "it is not valid (error 12005)\n  Next: " + remedy);
     }
 }
 

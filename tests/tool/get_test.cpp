@@ -100,7 +100,8 @@ TEST_F(Get, JsonHoldsEverythingAboutEachRequest) {
                                     : http_error == 0 ? Json(200)
                                                       : Json(nullptr)},
                     {"system_error", nullptr},
-                    {"additional_error_info", ""}};
+                    {"additional_error_info", ""},
+                    {"schema", 1}};
     };
     EXPECT_EQ(requests, (Json{expected("local.xml", "local.xml", nullptr), expected(m_Url, path, 0),
                               expected(missing, "", 2), expected("\"quoted\"", "", nullptr),

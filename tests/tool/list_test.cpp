@@ -58,7 +58,8 @@ TEST_F(List, ShowsEachEntrySortedAndAligned) {
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     const auto lines = Lines_Of(result.out);
-    ASSERT_EQ(lines.size(), 3u);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[3], "2 entries, 0 expired, 0 without copy, 1.2 kB");
     EXPECT_THAT(lines[0], ContainsRegex("^URL +COPY +SIZE  CHECKED +FRESH UNTIL$"));
     const std::string checked_and_fresh = "[0-9]+ seconds? ago +20[0-9-]+ [0-9:]+$";
     EXPECT_THAT(lines[1],
@@ -84,9 +85,40 @@ TEST_F(List, AsJsonHoldsWholePathsAndTimes) {
                                           {"copy_exists", true},
                                           {"size", 1234},
                                           {"last_modified", Tuesday},
-                                          {"fresh", true}}));
+                                          {"fresh", true},
+                                          {"schema", 1}}));
     EXPECT_EQ(entries[1]["copy_exists"], false);
     EXPECT_EQ(entries[1]["size"], nullptr);
+}
+
+TEST_F(List, ShowsWhatIsWantedInTheOrderThatIsWanted) {
+    const std::string a = "a.xml";
+    const std::string b = "b.xml";
+    fs::remove(m_Copy_Of_B);
+    const auto shown = [this](Words arguments) {
+        arguments.insert(arguments.begin(), {"list", "--json"});
+        std::string names;
+        for (const auto& entry : nlohmann::json::parse(Run_On_Cache(arguments).out)) {
+            names += entry["url"].get<std::string>().substr(m_Server.Url("/").size());
+        }
+        return names;
+    };
+    EXPECT_EQ(shown({"--missing"}), b);
+    EXPECT_EQ(shown({"--expired"}), "");
+    EXPECT_EQ(shown({"/*.xml"}), a + b);
+    EXPECT_EQ(shown({"http*/b"}), b);
+    EXPECT_EQ(shown({"b*http"}), "");
+    EXPECT_EQ(shown({"--sort", "size"}), a + b);
+    EXPECT_EQ(shown({"--sort", "age"}), b + a) << "b was requested first";
+    EXPECT_EQ(shown({"--sort", "url"}), a + b);
+    Set_Expiry_Period(0);
+    EXPECT_EQ(shown({"--expired"}), a);
+    EXPECT_EQ(shown({"--expired", "--missing"}), a + b);
+    const auto lines = Lines();
+    EXPECT_THAT(lines.at(1), ContainsRegex("  expired since 20[0-9-]+ [0-9:]+$"));
+    EXPECT_EQ(lines.at(3), "2 entries, 1 expired, 1 without copy, 1.2 kB");
+    EXPECT_THAT(Run_On_Cache({"list", "c.xml"}).err, HasSubstr("note: none of the 2 entries of the cache in '"));
+    EXPECT_THAT(Run_On_Cache({"list", "--sort", "name"}).err, HasSubstr("--sort: needs age|size|url, not 'name'"));
 }
 
 TEST_F(List, ReportsCopiesThatNoEntryNames) {
@@ -122,7 +154,7 @@ TEST_F(List, NeedsNoRightToWriteButToRead) {
     {
         const Rights_Left of_directory(m_Cache, Read_And_Enter);
         const Rights_Left of_list(Metadata_File(), fs::perms::owner_read);
-        EXPECT_EQ(Lines_Of(Run_With_Ordinary_Rights().out).size(), 3u);
+        EXPECT_EQ(Lines_Of(Run_With_Ordinary_Rights().out).size(), 4u);
     }
     {
         const Rights_Left none(Metadata_File(), fs::perms::none);
@@ -140,24 +172,26 @@ TEST_F(List, NeedsNoRightToWriteButToRead) {
 
 TEST_F(List, OfAnEmptyCacheSaysSo) {
     const auto empty = m_Scratch.Make_Directory("empty");
-    Expect_Message(Run({"--cache-dir", empty, "list"}), 0, "note: the cache in '" + empty + "' is empty");
+    EXPECT_THAT(Run({"--cache-dir", empty, "list"}).err, HasSubstr("note: the cache in '" + empty + "' of user '"));
     const Tool_Result result = Run({"list", "--json"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.out, "[]\n");
-    EXPECT_EQ(result.err, "qelfilecache: note: the cache is empty: its default directory is not there yet\n");
+    EXPECT_THAT(result.err, HasSubstr("' is not there yet; --cache-dir names another directory\n"));
     EXPECT_FALSE(fs::exists(m_Home / ".cache"));
 }
 
 TEST_F(List, KeepsToTheTerminalAndShowsColoursThereAlone) {
     constexpr const char* escape = "\x1B[";
     EXPECT_THAT(Run_Tool(A_Run_On_Terminal(0)).out, Not(HasSubstr(escape)));
-    EXPECT_THAT(Lines_Of(Run_Tool(A_Run_On_Terminal(120)).out), Each(StartsWith(escape)));
+    auto coloured = Lines_Of(Run_Tool(A_Run_On_Terminal(120)).out);
+    coloured.pop_back(); // the totals
+    EXPECT_THAT(coloured, Each(StartsWith(escape)));
     Tool_Run run = A_Run_On_Terminal(120);
     run.environment["NO_COLOR"] = "1";
     EXPECT_THAT(Run_Tool(run).out, Not(HasSubstr(escape)));
 
     const auto lines = Lines_Of(Without_Colours(Run_Tool(A_Run_On_Terminal(80)).out));
-    ASSERT_EQ(lines.size(), 3u);
+    ASSERT_EQ(lines.size(), 4u);
     for (const std::string& line : lines) {
         EXPECT_LE(line.size(), 80u) << line;
     }

@@ -165,6 +165,7 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
         EXPECT_EQ(std::tie(settings[i].name, settings[i].value, settings[i].source, settings[i].written), expected[i]);
     }
     EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
+    EXPECT_THAT(Cache_Inspection::Configuration_Faults(), ElementsAre("a file: no access"));
 
     g_services.trace_directory.clear(); // none can be used
     for (const auto& [written, seconds, value] : {std::tuple{"-1", -1, "120"},

@@ -2,16 +2,16 @@
 #include "tools/qelfilecache/Command_Options.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
+#include "util/Similar_Words.h"
 #include "util/Visible_Text.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <numeric>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace QEL::FrontEnd::Tool {
@@ -75,31 +75,33 @@ std::string Operand_Of(const CLI::App& command) {
     return operands.empty() ? std::string() : operands.front()->get_name();
 }
 
-/// How many letters have to be added, dropped or exchanged to make one word the other.
-std::size_t Distance(const std::string& left, const std::string& right) {
-    std::vector<std::size_t> row(right.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t line = 1; line <= left.size(); ++line) {
-        std::size_t diagonal = std::exchange(row[0], line);
-        for (std::size_t column = 1; column <= right.size(); ++column) {
-            const std::size_t exchanged = diagonal + (left[line - 1] == right[column - 1] ? 0 : 1);
-            diagonal = std::exchange(row[column], std::min({row[column] + 1, row[column - 1] + 1, exchanged}));
-        }
-    }
-    return row.back();
+/// "did you mean 'list'? " for a word that is nearly one of those; empty for any other.
+std::string Did_You_Mean(const std::string& word, const std::vector<std::string>& words) {
+    const std::string nearest =
+        Util::Nearest(word, words, std::min<std::size_t>(word.size(), 3)); // as far is another word
+    return nearest.empty() ? nearest : "did you mean '" + nearest + "'? ";
 }
 
-/// "did you mean 'list'?" for a word that is nearly a command.
-std::string Nearest(const std::string& word, const std::vector<Command>& commands) {
-    std::size_t nearest = std::min<std::size_t>(word.size(), 3); // as far is another word
-    std::string question;
-    for (const Command& command : commands) {
-        if (const std::size_t distance = Distance(word, command.name); distance < nearest) {
-            nearest = distance;
-            question = "did you mean '" + command.name + "'? ";
+std::vector<std::string> Names(const std::vector<Command>& commands) {
+    std::vector<std::string> names;
+    std::ranges::transform(commands, std::back_inserter(names), &Command::name);
+    return names;
+}
+
+/// The options that are understood: the tool's, and those of the command that is given.
+std::vector<std::string> Known_Options(const CLI::App& tool) {
+    std::vector<std::string> names;
+    auto parsers = tool.get_subcommands();
+    std::vector<const CLI::App*> all(parsers.begin(), parsers.end());
+    all.push_back(&tool);
+    for (const CLI::App* parser : all) {
+        for (const CLI::Option* option : parser->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
         }
     }
-    return question;
+    return names;
 }
 
 std::string Names_Of(const std::vector<Command>& commands) {
@@ -132,18 +134,18 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
             }
         }
         const auto given = tool.get_subcommands();
+        const std::string unknown = "unknown option '" + *option + "'; " + Did_You_Mean(*option, Known_Options(tool));
         if (given.empty()) {
-            return "unknown option '" + *option + "'; 'qelfilecache --help' names those that there are";
+            return unknown + "'qelfilecache --help' names those that there are";
         }
-        if (Operand_Of(*given.front()).empty()) {
-            return "unknown option '" + *option + "'; 'qelfilecache " + given.front()->get_name() +
-                   " --help' names those that there are";
+        if (Operand_Of(*given.front()) != "REQUEST") {
+            return unknown + "'qelfilecache " + given.front()->get_name() + " --help' names those that there are";
         }
-        return "unknown option '" + *option + "'; put \"--\" before a request that begins with \"-\"";
+        return unknown + "put \"--\" before a request that begins with \"-\"";
     }
     if (tool.get_subcommands().empty() && !not_understood.empty()) {
-        return "unknown command '" + not_understood.front() + "'; " + Nearest(not_understood.front(), commands) +
-               "the commands are " + Names_Of(commands);
+        return "unknown command '" + not_understood.front() + "'; " +
+               Did_You_Mean(not_understood.front(), Names(commands)) + "the commands are " + Names_Of(commands);
     }
     if (!not_understood.empty()) {
         const CLI::App& command = *tool.get_subcommands().front();
@@ -164,13 +166,15 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
 std::vector<const char*> With_Help_As_Option(int count, const char* const* arguments,
                                              const std::vector<Command>& commands) {
     std::vector<const char*> words(arguments, arguments + count);
-    if (words.size() < 2 || std::string_view(words[1]) != "help") {
+    std::size_t place = 1;
+    while (place < words.size() && words[place][0] == '-') { // options, and the values of those that stand alone
+        place += std::string_view(words[place]).find('=') == std::string_view::npos ? 2 : 1;
+    }
+    if (place >= words.size() || std::string_view(words[place]) != "help") {
         return words;
     }
-    words.erase(words.begin() + 1);
-    const bool is_known = words.size() == 1 || std::any_of(commands.begin(), commands.end(), [&](const auto& command) {
-                              return command.name == words[1];
-                          });
+    words.erase(words.begin() + static_cast<std::ptrdiff_t>(place));
+    const bool is_known = place == words.size() || std::ranges::count(Names(commands), words[place]) > 0;
     if (is_known) {
         words.push_back("--help");
     }

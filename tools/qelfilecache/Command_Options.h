@@ -38,11 +38,19 @@ public:
     void Number(const std::string& name, const std::string& placeholder, const Number_Range& range, int& target,
                 const std::string& help);
 
+    /// `name` takes one of some words; of several the last one counts.
+    void Choice(const std::string& name, const std::vector<std::string>& words, std::optional<std::string>& target,
+                const std::string& help);
+
+    /// One word without an option's name, which may be missing.
+    void Optional_Operand(const std::string& name, std::optional<std::string>& target, const std::string& help);
+
     /// One word without an option's name. It is required.
     void Operand(const std::string& name, std::string& target, const std::string& help);
 
-    /// The same for one word or more.
-    void Operands(const std::string& name, std::vector<std::string>& target, const std::string& help);
+    /// The same for one word or more; for any number, where none are required.
+    void Operands(const std::string& name, std::vector<std::string>& target, const std::string& help,
+                  bool are_required = true);
 
 private:
     CLI::App& m_Parser;

@@ -41,6 +41,9 @@ std::string With_Number(std::string cause, std::uint32_t error);
 /// The same of the status of a response.
 Advice Advice_On_Status(long status, const std::optional<FileCache::Inspected_Setting>& proxy = {});
 
+/// Adds the "xn--" form of a server's name with letters beyond ASCII to what is said of an invalid address.
+void Add_Hint_On_Address(const std::string& request, std::uint32_t error, Advice& advice);
+
 /// "proxy 10.0.0.1:3128 (http_proxy)".
 std::string Proxy_Text(const FileCache::Inspected_Setting& proxy);
 

@@ -161,6 +161,17 @@ fs::path Directory_To_Inspect(const Settings& settings) {
     return directory.is_missing_default ? fs::path() : directory.path;
 }
 
+/// The number of entries that the head of the list announces; 0 when there is none.
+std::size_t Announced_Entries(const fs::path& directory) {
+    std::ifstream list(Metadata_File(directory));
+    std::string line;
+    for (int number = 0; number < 4; ++number) {
+        std::getline(list, line);
+    }
+    std::size_t announced = 0;
+    return list >> announced ? announced : 0;
+}
+
 /// A UUID in its groups of 8, 4, 4, 4 and 12, a dot, and any extension.
 bool Is_Cached_Copy(const std::string& name) {
     constexpr std::size_t uuid_length = 36;
@@ -170,6 +181,18 @@ bool Is_Cached_Copy(const std::string& name) {
 }
 
 } // namespace
+
+void Warn_Of_Configuration() {
+    for (const std::string& fault : FileCache::Cache_Inspection::Configuration_Faults()) {
+        Write_Message("warning: the configuration has a fault: " + Util::Printable(fault));
+    }
+}
+
+std::string Name_Of_Cache(const fs::path& directory) {
+    const std::string user = Host::User_Name();
+    return "the cache in " + Quoted_Path(directory.empty() ? Default_Directory() : directory) +
+           (user.empty() ? user : " of user " + Quoted(user));
+}
 
 Open_Cache Open_Or_Create_Cache(const Settings& settings, bool force) {
     const Named_Directory directory = Directory_Of(settings);
@@ -201,7 +224,14 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
                       " is damaged: only the entries before the damage are known.\n"
                       "  Next: the next 'qelfilecache get' saves it and all copies to a folder of their own, and "
                       "starts afresh.");
+    } else if (const auto announced = Announced_Entries(opened.directory); announced > opened.cache->Entries().size()) {
+        Write_Message("warning: the list " + Quoted_Path(Metadata_File(opened.directory)) + " announces " +
+                      Util::Counted(announced, "entry", "entries") + " and holds " +
+                      std::to_string(opened.cache->Entries().size()) +
+                      ": the others are lost, as after a full disk or the end of a program that wrote it.\n"
+                      "  Next: check the disk. What is missing is fetched again with its next request.");
     }
+    Warn_Of_Configuration();
     if (const std::string problem = opened.cache->Configuration_Problem(); !problem.empty()) {
         Write_Message("warning: a part of the configuration cannot be used and does not count: " +
                       Util::Printable(problem) + "\n  Next: correct that file or its permissions.");

@@ -47,6 +47,13 @@ struct Open_Inspection {
 /// @throws Usage_Error when the directory is missing or cannot be used.
 Open_Inspection Inspect_Cache(const Settings& settings);
 
+/// Warns of what cannot be meant in the configuration.
+void Warn_Of_Configuration();
+
+/// "the cache in 'DIR' of user 'U'", for answers that find nothing there.
+/// @param directory as Inspect_Cache returns it.
+std::string Name_Of_Cache(const std::filesystem::path& directory);
+
 /// Size of a copy in bytes; none when it is unknown.
 std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy);
 

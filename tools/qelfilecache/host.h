@@ -23,6 +23,9 @@ std::filesystem::path Default_Cache_Directory();
 /// Why there is no default directory, and what the caller can do.
 const char* No_Default_Cache_Directory();
 
+/// The name of the user that this process runs as; empty when the system does not say.
+std::string User_Name();
+
 /// Creates a directory and its missing parents, accessible to the user alone.
 /// @throws std::filesystem::filesystem_error
 void Create_Private_Directory(const std::filesystem::path& directory);

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -53,6 +54,11 @@ std::filesystem::path Default_Cache_Directory() {
 
 const char* No_Default_Cache_Directory() {
     return "neither XDG_CACHE_HOME nor HOME holds an absolute path; set one or give --cache-dir";
+}
+
+std::string User_Name() {
+    const passwd* const user = ::getpwuid(::geteuid());
+    return user != nullptr ? user->pw_name : std::to_string(::geteuid());
 }
 
 void Create_Private_Directory(const std::filesystem::path& directory) {

@@ -98,6 +98,12 @@ const char* No_Default_Cache_Directory() {
     return "LOCALAPPDATA holds no absolute path; set it or give --cache-dir";
 }
 
+std::string User_Name() {
+    char name[257] = ""; // UNLEN, and the zero
+    DWORD size = sizeof name;
+    return GetUserNameA(name, &size) != 0 ? name : "";
+}
+
 void Create_Private_Directory(const std::filesystem::path& directory) {
     // What lies below %LOCALAPPDATA% inherits its access list: the user's alone.
     std::filesystem::create_directories(directory);

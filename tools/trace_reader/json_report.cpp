@@ -112,6 +112,7 @@ void Write_Json_Report(const Trace& trace, const Line_Sink& write) {
         }
     }
     write("{");
+    write("  \"schema\": " + std::to_string(Json_Schema) + ",");
     Write_Array("  \"runs\":", trace.runs, ",", write, [&](const Run& run) { return To_Json(trace, run); });
     Write_Array("  \"complaints\":", complaints, ",", write,
                 [&](const Record* complaint) { return Complaint_To_Json(trace, *complaint); });

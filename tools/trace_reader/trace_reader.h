@@ -159,6 +159,9 @@ struct Text_Layout {
 /// Writes a trace for people: errors first, then the other calls in order, then the messages outside of calls.
 void Write_Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write);
 
+/// The version of the JSON of all commands: names and meanings stay while it stays; members may be added.
+inline constexpr int Json_Schema = 1;
+
 /// Writes a trace for programs: one object, with the calls in order.
 void Write_Json_Report(const Trace& trace, const Line_Sink& write);
 

@@ -52,6 +52,20 @@ std::optional<std::string> Ini_Configuration::Find_Place(Configuration_Scope sco
     return file == nullptr ? std::nullopt : std::optional<std::string>(file->Path());
 }
 
+std::vector<Configuration_Item> Ini_Configuration::Items() {
+    const std::lock_guard lock(m_Mutex);
+    Refresh_User_File();
+    m_Machine_File.Refresh();
+    std::vector<Configuration_Item> items;
+    for (const Ini_File* const file : {m_User_File ? &*m_User_File : nullptr, &m_Machine_File}) {
+        for (const auto& line : file != nullptr ? file->Lines() : std::vector<Ini_File::Line>()) {
+            items.push_back({file->Path() + ", line " + std::to_string(line.number), file->Path(), line.section,
+                             line.key, line.value, Parse_Integer(line.value)});
+        }
+    }
+    return items;
+}
+
 std::string Ini_Configuration::Problem() {
     const std::lock_guard lock(m_Mutex);
     Refresh_User_File();

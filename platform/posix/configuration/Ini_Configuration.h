@@ -32,6 +32,8 @@ public:
     /// The file's path.
     std::optional<std::string> Find_Place(Configuration_Scope scope, const char* section, const char* key) override;
 
+    std::vector<Configuration_Item> Items() override;
+
     std::string Problem() override;
 
 private:

@@ -2,6 +2,7 @@
 
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Ascii.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -50,20 +51,41 @@ const char* Fault_Of_Line(std::string_view line) {
     return equals == begin ? "no key stands before the '='" : nullptr;
 }
 
+/// A line without fault, as the library reads it; none for a comment.
+void Add_Line(std::vector<Ini_File::Line>& lines, std::size_t number, std::string_view line) {
+    line = Util::Trim(line, Util::Ascii_Blanks);
+    if (line.empty() || line[0] == ';' || line[0] == '#') {
+        return;
+    }
+    const auto trimmed = [](std::string_view part) { return std::string(Util::Trim(part, Util::Ascii_Blanks)); };
+    if (line[0] == '[') {
+        lines.push_back({number, trimmed(line.substr(1, line.find(']') - 1)), {}, {}});
+        return;
+    }
+    const auto equals = line.find('=');
+    std::string section = lines.empty() ? std::string() : lines.back().section;
+    lines.push_back({number, std::move(section), trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1))});
+}
+
 /// "line 3: " and what is wrong with it, of the first line that is passed over; empty when there is none.
-std::string First_Fault(std::string_view text) {
+/// @param lines receives the others.
+std::string First_Fault(std::string_view text, std::vector<Ini_File::Line>& lines) {
+    std::string first_fault;
     if (text.starts_with("\xEF\xBB\xBF")) {
         text.remove_prefix(3);
     }
     for (std::size_t number = 1; !text.empty(); ++number) {
         const auto end = std::min(text.find_first_of("\r\n"), text.size());
-        if (const char* const fault = Fault_Of_Line(text.substr(0, end))) {
-            return "line " + std::to_string(number) + ": " + fault;
+        const char* const fault = Fault_Of_Line(text.substr(0, end));
+        if (fault == nullptr) {
+            Add_Line(lines, number, text.substr(0, end));
+        } else if (first_fault.empty()) {
+            first_fault = "line " + std::to_string(number) + ": " + fault;
         }
         text.remove_prefix(end);
         text.remove_prefix(text.starts_with("\r\n") ? 2 : std::min<std::size_t>(text.size(), 1));
     }
-    return {};
+    return first_fault;
 }
 
 std::array<std::int64_t, 5> Version_Of(const struct stat& status) {
@@ -91,6 +113,7 @@ void Ini_File::Refresh() {
     }
     m_Version.reset();
     m_Content.reset();
+    m_Lines.clear();
     m_Problem.clear();
     if (errno != ENOENT && errno != ENOTDIR) {
         m_Problem = m_Path + ": " + Win32_Error_Text(Win32_Error_From_Errno(errno));
@@ -99,6 +122,7 @@ void Ini_File::Refresh() {
 
 void Ini_File::Read() {
     m_Content.reset();
+    m_Lines.clear();
     m_Problem.clear();
     m_Version.reset();
 
@@ -128,7 +152,7 @@ void Ini_File::Read() {
         return;
     }
     m_Content = std::move(content);
-    if (const std::string fault = First_Fault(text); !fault.empty()) {
+    if (const std::string fault = First_Fault(text, m_Lines); !fault.empty()) {
         m_Problem = m_Path + ": " + fault;
     }
 }

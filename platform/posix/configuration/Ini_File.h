@@ -29,6 +29,15 @@ public:
     /// All values of a key in the file's order.
     std::vector<std::string> Values(const char* section, const char* key) const;
 
+    /// A section or a key with its value.
+    struct Line {
+        std::size_t number;
+        std::string section;
+        std::string key; ///< empty: the section itself
+        std::string value;
+    };
+    const std::vector<Line>& Lines() const { return m_Lines; }
+
     const std::string& Path() const { return m_Path; }
 
     /// Why the file has no values although it is there, or which line is passed over; empty when there is
@@ -46,6 +55,7 @@ private:
     std::string m_Problem;
     std::optional<Version> m_Version;   ///< none while the content may change and keep its status
     std::unique_ptr<Content> m_Content; ///< null when the file has no values
+    std::vector<Line> m_Lines;
 };
 
 } // namespace QEL::FrontEnd::Platform

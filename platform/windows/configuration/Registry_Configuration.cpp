@@ -149,6 +149,35 @@ public:
                    : std::nullopt;
     }
 
+    std::vector<Configuration_Item> Items() override {
+        std::vector<Configuration_Item> items;
+        for (const Place& place : Places) {
+            Registry_Key key;
+            if (RegOpenKeyExA(place.root, Options_Key, 0, KEY_QUERY_VALUE | place.view, key.Receive()) !=
+                ERROR_SUCCESS) {
+                continue;
+            }
+            constexpr DWORD longest_name = 16384;
+            std::string name(longest_name, '\0');
+            DWORD size = longest_name;
+            const std::string shown = std::string(place.root_name) + Options_Key + place.view_name;
+            for (DWORD index = 0; RegEnumValueA(key.Get(), index, name.data(), &size, nullptr, nullptr, nullptr,
+                                                nullptr) == ERROR_SUCCESS;
+                 ++index, size = longest_name) {
+                const std::string value = name.substr(0, size);
+                const auto read = Read_Value(place.root, place.view, Options_Key, value.c_str());
+                const auto number = Read_Integer(place.scope, Options_Key, value.c_str());
+                const bool is_text = read && (read->type == REG_SZ || read->type == REG_EXPAND_SZ);
+                const auto text = is_text  ? Expand_Environment(Up_To_First_Zero(read->data))
+                                  : number ? std::to_string(*number)
+                                           : std::string("(of another type)");
+                items.push_back({shown, shown, Options_Key, value, text,
+                                 number ? std::optional<std::int64_t>(*number) : std::nullopt});
+            }
+        }
+        return items;
+    }
+
     /// The registry is there, and a value in it is whole.
     std::string Problem() override { return {}; }
 };

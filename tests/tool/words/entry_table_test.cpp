@@ -37,8 +37,8 @@ TEST(Entry_Table, AlignsItsColumns) {
     const std::string until = Local_Time_Text(present + minute);
     EXPECT_EQ(lines[0], "URL            COPY                                        SIZE  CHECKED        FRESH UNTIL");
     EXPECT_EQ(lines[1], "http://a       01234567-89ab-cdef-0123-456789abcdef.xml  1.5 kB  5 minutes ago  " + until);
-    EXPECT_EQ(lines[2], "http://longer  01234567-89ab-cdef-0123-456789abcdef.xml  1.5 kB  5 minutes ago  " + until +
-                            " (expired)");
+    EXPECT_EQ(lines[2],
+              "http://longer  01234567-89ab-cdef-0123-456789abcdef.xml  1.5 kB  5 minutes ago  expired since " + until);
 }
 
 TEST(Entry_Table, ShortensTheCopyBeforeTheAddress) {

@@ -102,6 +102,10 @@ std::optional<Configured_Value> Find_Proxy(const std::string&) {
     return g_services.proxy;
 }
 
+std::vector<std::string> Configuration_Faults() {
+    return {g_services.configuration_problem};
+}
+
 std::string Configuration_Problem() {
     return g_services.configuration_problem;
 }

@@ -4,10 +4,14 @@
 #include "filecache/IFileCache.h"
 #include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/host.h"
+#include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
+#include "util/Visible_Text.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -34,16 +38,80 @@ void Require_Copies_In_Directory(const std::filesystem::path& directory) {
     }
 }
 
-Exit_Status Clear(const Settings& settings, const bool& force) {
-    const auto opened = Open_Existing_Cache(settings, force, Require_Copies_In_Directory);
+/// Says what is gone, on standard error: the results are the deletions.
+void Report_Deletions(const std::filesystem::path& directory, std::size_t deleted, std::uintmax_t bytes) {
+    Write_Message(Util::Counted(deleted, "copy", "copies") + " (" + Size_Text(bytes) + ") deleted from " +
+                  Name_Of_Cache(directory));
+}
+
+/// Copies, and what is gone of them later.
+class Watched_Copies {
+public:
+    void Add(const std::filesystem::path& copy) {
+        std::error_code missing;
+        if (const auto size = std::filesystem::file_size(copy, missing); !missing) {
+            m_Sizes.emplace(copy, size);
+        }
+    }
+
+    void Report(const std::filesystem::path& directory) const {
+        std::size_t deleted = 0;
+        std::uintmax_t bytes = 0;
+        for (const auto& [copy, size] : m_Sizes) {
+            std::error_code ignored;
+            if (!std::filesystem::exists(copy, ignored)) {
+                ++deleted;
+                bytes += size;
+            }
+        }
+        Report_Deletions(directory, deleted, bytes);
+    }
+
+private:
+    std::map<std::filesystem::path, std::uintmax_t> m_Sizes;
+};
+
+struct Clear_Options {
+    std::vector<std::string> requests; ///< none: all
+    bool force = false;
+};
+
+/// Forgets what is asked for. @return false when a copy could not be deleted.
+bool Clear_Requests(const Open_Cache& opened, const Clear_Options& options, Watched_Copies& copies) {
+    const FileCache::Cache_Inspection inspection(Host::To_Text(opened.directory));
+    if (options.requests.empty()) {
+        for (const auto& entry : inspection.Entries()) {
+            copies.Add(Host::To_Path(entry.copy));
+        }
+        return opened.cache->Clear();
+    }
+    bool all_deleted = true;
+    for (const std::string& request : options.requests) {
+        if (const auto entry = inspection.Explain(request).entry) {
+            copies.Add(Host::To_Path(entry->copy));
+            all_deleted = Remove_From_Cache(*opened.cache, request) && all_deleted;
+        } else {
+            Write_Message("note: " + Name_Of_Cache(opened.directory) + " has no entry for " + Quoted(request) +
+                          "; 'qelfilecache list' shows what there is");
+        }
+    }
+    return all_deleted;
+}
+
+Exit_Status Clear(const Settings& settings, const Clear_Options& options) {
+    const auto opened = Open_Existing_Cache(settings, options.force, Require_Copies_In_Directory);
     if (!opened) {
+        Report_Deletions({}, 0, 0);
         return Exit_Served; // nothing has been cached yet
     }
     if (!opened->metadata_loaded) {
         Write_Message("warning: the metadata file is damaged, so only the entries before the damage are cleared.\n"
                       "  'qelfilecache purge' deletes every copy.");
     }
-    if (opened->cache->Clear()) {
+    Watched_Copies copies;
+    const bool all_deleted = Clear_Requests(*opened, options, copies);
+    copies.Report(opened->directory);
+    if (all_deleted) {
         return Exit_Served;
     }
     Write_Message(std::string("not every copy could be deleted.") + deletion_advice);
@@ -53,9 +121,13 @@ Exit_Status Clear(const Settings& settings, const bool& force) {
 Exit_Status Purge(const Settings& settings, const bool& force) {
     const auto opened = Open_Existing_Cache(settings, force);
     if (!opened) {
+        Report_Deletions({}, 0, 0);
         return Exit_Served; // nothing has been cached yet
     }
+    Watched_Copies copies;
+    std::ranges::for_each(Cached_Copies(opened->directory), [&copies](const auto& copy) { copies.Add(copy); });
     opened->cache->Purge_Cache_Folder();
+    copies.Report(opened->directory);
 
     // The cache does not say which copies stayed.
     const auto left = Cached_Copies(opened->directory);
@@ -68,28 +140,35 @@ Exit_Status Purge(const Settings& settings, const bool& force) {
     return Exit_Not_Served;
 }
 
-constexpr const char* clear_help =
-    "Deletes the copies. The list on disk keeps its lines until the next file is fetched: 'list' marks them \"copy\n"
-    "missing\" meanwhile. Every request fetches its file again.\n\n"
-    "Example:\n"
-    "  qelfilecache clear";
+constexpr const char* clear_help = "Deletes the copies, or those of the requests that are named. The list on disk "
+                                   "keeps its lines until the next file is fetched: 'list' marks them \"copy\n"
+                                   "missing\" meanwhile. Every request fetches its file again.\n\n"
+                                   "Examples:\n"
+                                   "  qelfilecache clear\n"
+                                   "  qelfilecache clear https://server.example/landscape.xml";
 
 constexpr const char* purge_help = "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
                                    "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge";
 
-void Declare_Options(Command_Options& parser, bool& force) {
+void Declare_Clear_Options(Command_Options& parser, Clear_Options& options) {
+    parser.Force(options.force);
+    parser.Operands("REQUEST", options.requests, "Only the copies of these; none: every copy", false);
+}
+
+void Declare_Purge_Options(Command_Options& parser, bool& force) {
     parser.Force(force);
 }
 
 } // namespace
 
 Command Clear_Command() {
-    return Make_Command("clear", "Forget every cached file and delete its copy", clear_help, &Declare_Options, &Clear);
+    return Make_Command("clear", "Forget every cached file, or those that are named, and delete its copy", clear_help,
+                        &Declare_Clear_Options, &Clear);
 }
 
 Command Purge_Command() {
-    return Make_Command("purge", "Delete every copy in the cache directory, known or not", purge_help, &Declare_Options,
-                        &Purge);
+    return Make_Command("purge", "Delete every copy in the cache directory, known or not", purge_help,
+                        &Declare_Purge_Options, &Purge);
 }
 
 } // namespace QEL::FrontEnd::Tool

@@ -124,11 +124,21 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     const auto request_thread = Host::Prepare_Request_Thread();
     const Inspected_Settings configured = opened.cache->Settings();
     const std::string directory_problem = Why_Not_Writable(opened.directory);
+    const std::string cache = Name_Of_Cache(opened.directory);
+    const auto faults = FileCache::Cache_Inspection::Configuration_Faults();
+    const auto entries = opened.cache->Entries();
     auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
-        Explained_Request explained = Look_Into(*opened.cache, request, configured, options);
+        std::error_code no_path;
+        const auto path = std::filesystem::absolute(Host::To_Path(request), no_path);
+        const auto own = std::ranges::find(entries, Host::To_Text(path), &FileCache::Inspected_Entry::copy);
+        Explained_Request explained =
+            Look_Into(*opened.cache, own == entries.end() ? request : own->url, configured, options);
+        explained.copy_of = own == entries.end() ? "" : request;
         explained.directory_problem = directory_problem;
+        explained.cache = cache;
+        explained.faults = faults;
         const Explanation explanation = Explain(explained);
         if (options.json) {
             reports.push_back(Report_On(explained, explanation, configured));

@@ -8,7 +8,7 @@ Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.ex
     $options = @{
         'program'  = @('--version', '--help')
         'get'      = @('--force', '--json', '--request-kind', '--help')
-        'list'     = @('--json', '--help')
+        'list'     = @('--expired', '--json', '--missing', '--sort', '--help')
         'explain'  = @('--check', '--json', '--request-kind', '--help')
         'prefetch' = @('--force', '--help')
         'trace'    = @('--html', '--json', '--help')
@@ -23,6 +23,7 @@ Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.ex
         '--html'         = @()
         '--trace-level'  = @('0', '1', '2', '3', '4', '5')
         '--request-kind' = @('201', '202', '213')
+        '--sort'         = @('age', 'size', 'url')
     }
 
     # The words before the current one, without their quotes.
@@ -54,7 +55,7 @@ Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.ex
         $offered = $commands + $general + $options['program']
     } elseif (-not $optionsEnded -and $current -like '-*') {
         $offered = $options[$command] + $general
-    } elseif ($command -eq 'get' -or $command -eq 'explain') {
+    } elseif (@('get', 'explain', 'clear') -contains $command) {
         $program = $commandAst.CommandElements[0].Value
         $offered = @(& $program @directory list --json 2>$null | Out-String | ConvertFrom-Json | ForEach-Object { $_.url })
     } else {

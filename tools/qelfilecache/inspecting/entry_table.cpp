@@ -23,7 +23,7 @@ constexpr std::size_t narrowest_copy = 12;
 constexpr std::size_t narrowest_url = 16;
 /// Other columns give way until the longest address has its full width, or this one.
 constexpr std::size_t wanted_url = 60;
-constexpr const char* expired_mark = " (expired)";
+constexpr const char* expired_mark = "expired since ";
 
 constexpr const char* green = "\x1B[32m";
 constexpr const char* yellow = "\x1B[33m";
@@ -46,7 +46,7 @@ std::string Freshness(const FileCache::Inspected_Entry& entry) {
     if (entry.last_checked_remotely == 0) {
         return "expired";
     }
-    return entry.fresh ? Local_Time_Text(entry.fresh_until) : Local_Time_Text(entry.fresh_until) + expired_mark;
+    return (entry.fresh ? "" : expired_mark) + Local_Time_Text(entry.fresh_until);
 }
 
 Row Row_Of(const Listed_Entry& listed, std::uint64_t now) {
@@ -85,7 +85,7 @@ std::size_t Excess(const Widths& widths, std::size_t columns) {
 /// Leaves the time out of what has expired.
 void Shorten_Freshness(std::vector<Row>& rows) {
     for (Row& row : rows) {
-        if (row[Fresh_Until].ends_with(expired_mark)) {
+        if (row[Fresh_Until].starts_with(expired_mark)) {
             row[Fresh_Until] = "expired";
         }
     }

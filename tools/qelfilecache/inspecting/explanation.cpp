@@ -176,8 +176,9 @@ std::string Kind_Step(const Explained_Request& explained) {
 std::string Entry_Step(const Explained_Request& explained) {
     const auto& request = explained.request;
     if (!request.entry) {
-        return "The cache has no entry for it, so there is no copy. Letter case and every character of the request "
-               "count; 'qelfilecache list' shows what there is.";
+        return Util::Sentence(explained.cache + " has no entry for it, so there is no copy") +
+               " Letter case and every character of the request count; 'qelfilecache list' shows what there is, and "
+               "--cache-dir names another directory.";
     }
     const Inspected_Entry& entry = *request.entry;
     if (!entry.copy_exists) {
@@ -332,8 +333,19 @@ Advice Advice_On(const Explained_Request& explained) {
     if (response.status != 0) {
         return Advice_On_Status(response.status, explained.proxy);
     }
-    return response.error == 0 ? Advice{"the request could not be sent", {}}
-                               : Advice_On_Error(response.error, response.error_text, explained.proxy);
+    if (response.error == 0) {
+        return {"the request could not be sent", {}};
+    }
+    Advice advice = Advice_On_Error(response.error, response.error_text, explained.proxy);
+    Add_Hint_On_Address(explained.request.request, response.error, advice);
+    constexpr std::uint32_t bad_configuration = 1610;
+    for (const std::string& fault : explained.faults) {
+        if (response.error == bad_configuration && fault.find("[Shares]") != std::string::npos) {
+            advice.cause += ": " + Util::Printable(fault);
+            break;
+        }
+    }
+    return advice;
 }
 
 std::string Oddity_Of(const Explained_Request& explained) {
@@ -355,6 +367,10 @@ Explanation Explain(const Explained_Request& explained) {
     const auto& request = explained.request;
     Explanation explanation;
     explanation.expected = Outcome_Expected_Of(explained);
+    if (!explained.copy_of.empty()) {
+        explanation.steps.push_back(Quoted(explained.copy_of) + " is the cache's own copy of " +
+                                    Quoted(request.request) + ". What follows is about that address.");
+    }
     explanation.steps.push_back(Kind_Step(explained));
     if (Is_Hopeless(explained)) {
         return Hopeless(std::move(explanation), explained);

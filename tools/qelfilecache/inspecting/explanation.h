@@ -25,6 +25,9 @@ struct Explained_Request {
     FileCache::Inspected_Setting server_retry;
     FileCache::Inspected_Setting certificate_mode;
     std::vector<FileCache::Inspected_Setting> authorities; ///< that alone are trusted; none: the system's are
+    std::string cache;                                     ///< see Name_Of_Cache
+    std::string copy_of;             ///< the request was this copy's path; the rest is about its address
+    std::vector<std::string> faults; ///< of the configuration, see Cache_Inspection::Configuration_Faults
     std::optional<std::uintmax_t> copy_size;
     std::optional<std::uintmax_t> copy_length; ///< what the server sent of it; see Length_As_Sent
     std::string directory_problem;             ///< why no copy can be written to the cache directory; empty: it can

@@ -4,6 +4,7 @@
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/times.h"
 #include "tools/qelfilecache/output.h"
+#include "tools/trace_reader/trace_reader.h"
 #include "util/Visible_Text.h"
 
 namespace QEL::FrontEnd::Tool {
@@ -89,6 +90,9 @@ ordered_json To_Json(const FileCache::Response_Details& details) {
 
 void Write_Json(ordered_json json) {
     Leave_Passwords_Out(json);
+    for (auto& object : json) {
+        object["schema"] = Trace_Reading::Json_Schema;
+    }
     Write_Result(Util::Printable_Json(json.dump(2, ' ', false, ordered_json::error_handler_t::replace)));
 }
 

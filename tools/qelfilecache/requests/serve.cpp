@@ -79,6 +79,7 @@ void Save_And_Warn(const std::filesystem::path& directory) {
 
 Open_Cache Open_For_Requests(const Settings& settings, bool force) {
     Open_Cache opened = Open_Or_Create_Cache(settings, force);
+    Warn_Of_Configuration();
     if (!opened.metadata_loaded) {
         Save_And_Warn(opened.directory);
     }
