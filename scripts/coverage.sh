@@ -25,14 +25,17 @@ log=$report/build.log
 }
 
 find "$build" -name '*.gcda' -delete
-for program in "${programs[@]}" "unit_filecache --gtest_filter=Untraced_Singleton.*"; do
-    # shellcheck disable=SC2086 # a filter is an argument of its own
-    "$build/bin/"$program --gtest_brief=1 >"$report/tests.log" 2>&1 || {
+run() {
+    "$build/bin/$1" --gtest_brief=1 >"$report/tests.log" 2>&1 || {
         tail -n 40 "$report/tests.log"
-        echo "coverage.sh: $program failed" >&2
+        echo "coverage.sh: $1 failed" >&2
         exit 1
     }
+}
+for program in "${programs[@]}"; do
+    run "$program"
 done
+QEL_UNTRACED=1 run unit_filecache
 
 options=(--root . --exclude-throw-branches --exclude-unreachable-branches "${layers[@]/#/$build/}")
 gcovr "${options[@]}" --txt

@@ -9,11 +9,7 @@
 using QEL::FrontEnd::FileCache::Cache_Inspection;
 using QEL::FrontEnd::FileCache::CacheEntry;
 using QEL::FrontEnd::FileCache::CFileCache;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+using namespace testing;
 
 namespace {
 

@@ -1,8 +1,7 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
 using namespace Recorded_Trace;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

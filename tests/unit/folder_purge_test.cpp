@@ -1,13 +1,11 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/unit/support/Cache_Fixture.h"
 
-#include <cstdint>
 #include <cstdlib>
 #include <regex>
 
 using namespace Recorded_Trace;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdlib>
 #include <iostream>
-#include <map>
 #include <random>
 
 using QEL::FrontEnd::FileCache::Cache_Inspection;

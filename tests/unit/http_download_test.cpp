@@ -2,15 +2,10 @@
 
 #include "tests/unit/support/Http_Fixture.h"
 
-#include <cstdint>
 #include <limits>
-#include <ostream>
-#include <string>
-#include <vector>
 
 using namespace Recorded_Trace;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 
@@ -49,7 +44,17 @@ protected:
 };
 
 TEST_F(Http_Download, WritesTheBodyAndRecordsTheEntry) {
-    EXPECT_EQ(Download(), Copy_Path());
+    for (const bool before : {false, true}) {
+        for (const int code : {0, 1, 2, 3}) {
+            g_services.uuids = {uuid};
+            download_error = before;
+            cache.m_errHTTPFileDownLoad = code;
+            cache.m_Cache_Entries.clear();
+            EXPECT_EQ(Download(), Copy_Path());
+            EXPECT_FALSE(download_error);
+            EXPECT_EQ(cache.m_errHTTPFileDownLoad, code);
+        }
+    }
     EXPECT_EQ(Content(Copy_Path()), body);
     ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
     const auto& entry = cache.m_Cache_Entries.at(url);
@@ -57,27 +62,6 @@ TEST_F(Http_Download, WritesTheBodyAndRecordsTheEntry) {
     EXPECT_EQ(entry.last_modified, stamp);
     EXPECT_EQ(entry.last_checked_remotely, os->current_time);
     EXPECT_TRUE(std::filesystem::exists(Metadata_Path()));
-}
-
-TEST_F(Http_Download, ClearsTheErrorFlagAndKeepsTheCodeOfBefore) {
-    for (const bool before : {false, true}) {
-        for (const int code : {0, 1, 2, 3}) {
-            download_error = before;
-            cache.m_errHTTPFileDownLoad = code;
-            EXPECT_NE(Download(), "");
-            EXPECT_FALSE(download_error);
-            EXPECT_EQ(cache.m_errHTTPFileDownLoad, code);
-        }
-    }
-}
-
-TEST_F(Http_Download, ReplacesTheOlderCopy) {
-    const std::string old_copy = Old_Copy("older stamp", 1);
-    EXPECT_EQ(Download(), Copy_Path());
-    EXPECT_FALSE(std::filesystem::exists(old_copy));
-    ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, Copy_Path());
-    Expect_Records("= http_get");
 }
 
 TEST_F(Http_Download, StoresTheLastModifiedHeaderAsItStands) {
@@ -145,7 +129,7 @@ TEST_F(Http_Download, TakesTheLengthFromBothBounds) {
 TEST_F(Http_Download, IgnoresThatTheFileCannotBeWritten) {
     g_services.uuids = {"missing_folder/" + uuid};
     const std::string unwritable = Download();
-    EXPECT_THAT(unwritable, testing::EndsWith("missing_folder/" + uuid + ".xml"));
+    EXPECT_THAT(unwritable, EndsWith("missing_folder/" + uuid + ".xml"));
     EXPECT_FALSE(download_error);
     EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, unwritable);
     Expect_Note("Closed file '" + unwritable + "'.");
@@ -221,14 +205,6 @@ const Odd_Body s_odd_bodies[] = {
 
 INSTANTIATE_TEST_SUITE_P(Bodies, Http_Download_Odd_Body, testing::ValuesIn(s_odd_bodies),
                          testing::PrintToStringParamName());
-
-TEST_F(Http_Download, ARefusedBodyLeavesTheOlderCopyAlone) {
-    const std::string old_copy = Cache_Copy(url, "old.xml", "older stamp", 1);
-    Script().change_body = [](Response_Body& claimed) { claimed.type = 8; };
-    EXPECT_EQ(Download(), "");
-    EXPECT_TRUE(std::filesystem::exists(old_copy));
-    EXPECT_EQ(cache.m_Cache_Entries.at(url).cached_file, old_copy);
-}
 
 // Naming that raises an exception
 

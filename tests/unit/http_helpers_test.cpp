@@ -1,14 +1,11 @@
 #include "filecache/download/Com_Error.h"
 #include "tests/unit/support/Http_Fixture.h"
 
-#include <cstdint>
 #include <limits>
 #include <optional>
-#include <string>
 
 using QEL::FrontEnd::FileCache::Com_Error;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

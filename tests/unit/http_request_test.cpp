@@ -4,18 +4,13 @@
 #include "util/Error_Meaning.h"
 #include "util/Http_Status.h"
 
-#include <cstdint>
-#include <ostream>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::Util::HttpWinInet::CertErrorHandlingMode;
-using testing::Contains;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

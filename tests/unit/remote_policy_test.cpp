@@ -5,8 +5,7 @@
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

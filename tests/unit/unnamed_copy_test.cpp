@@ -3,9 +3,6 @@
 
 #include "tests/unit/support/Share_Fixture.h"
 
-#include <cstddef>
-#include <string>
-
 namespace QEL::FrontEnd::FileCache {
 
 std::string CFileCache::Generate_Cached_File_Name_from_Contents(const std::string&, const char*, std::size_t) {
@@ -19,8 +16,7 @@ std::string CFileCache::Generate_Cached_File_Name_from_File_Share(const std::str
 } // namespace QEL::FrontEnd::FileCache
 
 using namespace Recorded_Trace;
-using testing::Contains;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 

@@ -1,12 +1,5 @@
 #include "tests/unit/support/Share_Fixture.h"
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
-
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
 using testing::IsEmpty;

@@ -1,15 +1,12 @@
 #include "tests/unit/support/Http_Fixture.h"
 
 #include <stdexcept>
-#include <string>
 #include <tuple>
-#include <vector>
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CacheEntry;
 using QEL::FrontEnd::Util::HttpWinInet::CertErrorHandlingMode;
-using testing::Contains;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 
@@ -40,7 +37,7 @@ protected:
         values["verb"] = http_type == Head ? "HEAD" : "GET";
         g_services.uuids = {uuid};
         download_error = flag;
-        cache.m_errHTTPFileDownLoad = 0;
+        cache.m_errHTTPFileDownLoad = before_the_attempt;
         return Attempt(http_type);
     }
 
@@ -64,76 +61,39 @@ protected:
         EXPECT_EQ(entry.last_checked_remotely, 77U);
     }
 
+    static constexpr int before_the_attempt = 3;
     CacheEntry entry{"untouched file", "untouched stamp", 77};
     bool download_error = true;
 };
 
 // One attempt
 
-TEST_F(Wininet, GetWritesTheBodyAndFillsTheEntry) {
-    EXPECT_TRUE(Attempt_After(Get, true));
-    EXPECT_EQ(entry.cached_file, Copy_Path());
-    EXPECT_EQ(entry.last_modified, second_stamp);
-    EXPECT_EQ(entry.last_checked_remotely, os->current_time);
-    EXPECT_EQ(Content(Copy_Path()), second_body);
-    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty()) << "recording is up to the caller";
-    EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
-    EXPECT_EQ(g_services.client_calls,
-              Calls(Get, {"GetResponseHeader(Last-Modified)", "GetResponseHeader(Content-Type)", "GetResponseBody"}));
-    Expect_Records("= second_client");
-}
-
-TEST_F(Wininet, AttemptOfAnyOtherTypeFillsTheStampAndTheTimeOnly) {
-    for (const int type : {Head, 3}) {
-        EXPECT_TRUE(Attempt_After(type, true));
-        values["verb"] = type == Head ? "HEAD" : "GET";
-        EXPECT_EQ(entry.cached_file, "untouched file");
-        EXPECT_EQ(entry.last_modified, second_stamp);
-        EXPECT_EQ(entry.last_checked_remotely, os->current_time);
-        EXPECT_THAT(Files_In_Cache(), IsEmpty());
-        EXPECT_THAT(g_services.magic_calls, IsEmpty());
-        Expect_Records("= second_client < Content-Type");
-        EXPECT_EQ(g_services.client_calls, Calls(type, {"GetResponseHeader(Last-Modified)"}));
-    }
-}
-
-TEST_F(Wininet, SuccessClearsTheErrorFlagAndLeavesTheMembersAlone) {
-    for (const int type : {Get, Head}) {
+TEST_F(Wininet, FillsTheEntryAndWritesTheBodyOfAGetAlone) {
+    for (const int type : {Head, 3, Get}) {
         for (const bool before : {false, true}) {
-            download_error = before;
-            cache.m_errHTTPFileDownLoad = 3;
+            entry = {"untouched file", "untouched stamp", 77};
             cache.m_Additional_Error_Info = "before";
             cache.m_Cert_Error_Detected = true;
-            EXPECT_TRUE(Attempt(type));
+            EXPECT_TRUE(Attempt_After(type, before));
             EXPECT_FALSE(download_error);
-            EXPECT_EQ(cache.m_errHTTPFileDownLoad, 3);
+            EXPECT_EQ(cache.m_errHTTPFileDownLoad, before_the_attempt);
             EXPECT_EQ(cache.m_Additional_Error_Info, "before");
             EXPECT_TRUE(cache.m_Cert_Error_Detected);
+            EXPECT_EQ(entry.cached_file, type == Get ? Copy_Path() : "untouched file");
+            EXPECT_EQ(entry.last_modified, second_stamp);
+            EXPECT_EQ(entry.last_checked_remotely, os->current_time);
+            std::vector<std::string> calls = {"GetResponseHeader(Last-Modified)"};
+            if (type == Get) {
+                calls.insert(calls.end(), {"GetResponseHeader(Content-Type)", "GetResponseBody"});
+            }
+            EXPECT_EQ(g_services.client_calls, Calls(type, calls));
+            Expect_Records(type == Get ? "= second_client" : "= second_client < Content-Type");
+            EXPECT_EQ(Files_In_Cache().size(), type == Get ? 1U : 0U);
         }
     }
+    EXPECT_EQ(Content(Copy_Path()), second_body);
+    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty()) << "recording is up to the caller";
     EXPECT_EQ(g_services.cert_parameters_read, 0);
-}
-
-TEST_F(Wininet, StoresAnEmptyStampWhenTheServerSendsNone) {
-    g_services.client.headers.clear();
-    g_services.type_for_data = "text/plain";
-    EXPECT_TRUE(Attempt(Get));
-    EXPECT_EQ(entry.last_modified, "");
-    EXPECT_EQ(entry.cached_file, Copy_Path(".txt"));
-    Expect_Record("D Download_Inet_URL_By_WinInet: Last-Modified header: ''.\n"
-                  "D Download_Inet_URL_By_WinInet: Content-Type header: ''.");
-}
-
-TEST_F(Wininet, WritesTheBodyAsATextFileOfThePlatformAndIgnoresThatItCannot) {
-    for (const std::string& sent : {std::string("\0a\0b\0", 5), std::string("first\nsecond\n"), std::string()}) {
-        g_services.client.body = sent;
-        EXPECT_TRUE(Attempt_After(Get, true));
-        EXPECT_TRUE(std::filesystem::exists(Copy_Path()));
-        EXPECT_EQ(Content(Copy_Path()), sent.starts_with("first") ? Text_File({"first", "second"}) : sent);
-    }
-    g_services.uuids = {"missing_folder/" + uuid};
-    EXPECT_TRUE(Attempt(Get));
-    EXPECT_THAT(entry.cached_file, testing::EndsWith("missing_folder/" + uuid + ".xml"));
 }
 
 TEST_F(Wininet, LeavesTheCopyToThePlatformWhereThatPublishesBodies) {
@@ -142,14 +102,6 @@ TEST_F(Wininet, LeavesTheCopyToThePlatformWhereThatPublishesBodies) {
     EXPECT_TRUE(Attempt(Get));
     EXPECT_EQ(published, Copy_Path());
     EXPECT_FALSE(std::filesystem::exists(Copy_Path()));
-}
-
-TEST_F(Wininet, TakesTheTimeoutAsItStands) {
-    cache.m_Connect_Timeout = 0;
-    Attempt(Head);
-    Expect_Record("D Download_Inet_URL_By_WinInet: Timeout is: '0'.");
-    EXPECT_EQ(g_services.client_calls, Calls(Head, {"GetResponseHeader(Last-Modified)"}));
-    EXPECT_THAT(g_services.registry_calls, IsEmpty());
 }
 
 TEST_F(Wininet, FailsWhenTheCopyCannotBeNamedOrTheClientRaisesAnException) {
@@ -200,7 +152,7 @@ TEST_F(Wininet, DoesNotAskTheClientForAUrlWithANul) {
         download_error = false;
         EXPECT_FALSE(cache.Download_Inet_URL_By_WinInet(type, forged, download_error, entry));
         Expect_Failure(type);
-        EXPECT_THAT(g_services.client_calls, testing::Not(Contains(testing::HasSubstr("Send"))));
+        EXPECT_THAT(g_services.client_calls, Not(Contains(HasSubstr("Send"))));
         Expect_Record("D Download_Inet_URL_By_WinInet: HTTP status = 12005.\n"
                       "E Download_Inet_URL_By_WinInet: HTTP request failed with status 12005. On HTTP error we cannot "
                       "download the file.");

@@ -1,12 +1,16 @@
-// What is remembered of servers that cost time in vain, by a clock and a network of the test's own.
+// What is remembered of servers that cost time in vain, by a clock and a network of the test's own; which servers of
+// shares are asked.
 
 #include "platform/common/Dead_Servers.h"
+#include "platform/common/Share_Access.h"
 
 #include "tests/support/User_Configuration.h"
 #include "util/Dead_Servers.h"
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -16,6 +20,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using FrontEnd::Platform::Attempt;
+using FrontEnd::Platform::Share_Attempt;
+using FrontEnd::Platform::Share_Server;
 using FrontEnd::Util::Asking_Anyway;
 using namespace testing;
 
@@ -53,34 +59,54 @@ protected:
     }
 };
 
-TEST_F(Dead_Servers, AreAskedAtFirst) {
-    EXPECT_TRUE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreNotAskedAgainByAnyMethod) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    EXPECT_FALSE(Is_Asked(host, "GET"));
-    EXPECT_FALSE(Is_Asked(host, "HEAD"));
-}
-
 TEST_F(Dead_Servers, FailWithTheNumberOfTheAttempt) {
     Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    const auto failure = memory.Recall(host, "GET");
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->error, Timed_Out);
+    EXPECT_EQ(memory.Recall(host, "GET").value_or(Memory::Failure{}).error, Timed_Out);
 }
 
-TEST_F(Dead_Servers, AreAskedWhereTheFailureWasQuick) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 1000ms);
-    EXPECT_TRUE(Is_Asked(host));
-    Attempt_Ends(Attempt::Server_Unreached, host, 1001ms);
-    EXPECT_FALSE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, ThatWereSilentAreAskedByOtherMethods) {
-    Attempt_Ends(Attempt::Silent, host, 30s, "HEAD");
-    EXPECT_FALSE(Is_Asked(host, "HEAD"));
-    EXPECT_TRUE(Is_Asked(host, "GET"));
+TEST_F(Dead_Servers, AreThoseThatTheAttemptsShowed) {
+    const std::map<std::string, Server> servers = {{"host", host},
+                                                   {"port-81", {"http://server:81", ""}},
+                                                   {"https", {"https://server:80", ""}},
+                                                   {"proxied", behind_proxy},
+                                                   {"proxied-other", {"http://other:80", "proxy:3128"}},
+                                                   {"by-other-proxy", {"http://server:80", "proxy:8080"}}};
+    const std::map<std::string, Attempt> attempts = {{"unreached", Attempt::Server_Unreached},
+                                                     {"no-proxy", Attempt::Proxy_Unreached},
+                                                     {"silent", Attempt::Silent},
+                                                     {"responded", Attempt::Responded},
+                                                     {"otherwise", Attempt::Failed_Otherwise}};
+    const struct {
+        const char* ended; ///< each attempt with its milliseconds
+        const char* asked;
+        const char* not_asked;
+    } cases[] = {
+        {"", "GET host  GET proxied", ""},
+        {"unreached GET host 60000", "GET port-81  GET https  GET proxied", "GET host  HEAD host"},
+        {"unreached GET host 1000", "GET host", ""},
+        {"unreached GET host 1001", "", "GET host"},
+        {"silent HEAD host 30000", "GET host", "HEAD host"},
+        {"otherwise GET host 60000", "GET host", ""},
+        {"unreached GET proxied 60000", "GET proxied-other  GET host", "GET proxied"},
+        {"no-proxy GET proxied 60000", "GET by-other-proxy  GET host", "GET proxied  GET proxied-other"},
+        {"no-proxy GET proxied 60000  responded GET proxied-other 1", "GET proxied", ""},
+        {"unreached GET host 60000  responded GET host 1", "GET host  HEAD host", ""},
+        {"unreached GET host 60000  responded GET port-81 1  responded GET proxied 1", "", "GET host"},
+        {"silent HEAD host 30000  silent GET host 30000  responded GET host 1", "GET host", "HEAD host"},
+    };
+    for (const auto& [ended, asked, not_asked] : cases) {
+        memory.m_Servers.clear();
+        std::string attempt, method, server;
+        int milliseconds = 0;
+        for (std::istringstream words(ended); words >> attempt >> method >> server >> milliseconds;) {
+            Attempt_Ends(attempts.at(attempt), servers.at(server), std::chrono::milliseconds(milliseconds), method);
+        }
+        for (const bool expected : {true, false}) {
+            for (std::istringstream words(expected ? asked : not_asked); words >> method >> server;) {
+                EXPECT_EQ(Is_Asked(servers.at(server), method), expected) << ended << ": " << method << " " << server;
+            }
+        }
+    }
 }
 
 TEST_F(Dead_Servers, WereNotSilentWhereAnotherClientDoesNotReachThem) {
@@ -96,48 +122,14 @@ TEST_F(Dead_Servers, WereNotSilentWhereAnotherClientDoesNotReachThem) {
     }
 }
 
-TEST_F(Dead_Servers, AreAskedAfterOtherFailures) {
-    Attempt_Ends(Attempt::Failed_Otherwise, host, 60s);
-    EXPECT_TRUE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreNoneButThemselves) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    EXPECT_TRUE(Is_Asked({"http://server:81", ""}));
-    EXPECT_TRUE(Is_Asked({"https://server:80", ""}));
-    EXPECT_TRUE(Is_Asked(behind_proxy));
-    EXPECT_FALSE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, BehindAProxyDoNotStandForTheProxy) {
-    Attempt_Ends(Attempt::Server_Unreached, behind_proxy, 60s);
-    EXPECT_FALSE(Is_Asked(behind_proxy));
-    EXPECT_TRUE(Is_Asked({"http://other:80", "proxy:3128"}));
-    EXPECT_TRUE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreAllThatLieBehindADeadProxy) {
-    Attempt_Ends(Attempt::Proxy_Unreached, behind_proxy, 60s);
-    EXPECT_FALSE(Is_Asked(behind_proxy));
-    EXPECT_FALSE(Is_Asked({"https://other:443", "proxy:3128"}));
-    EXPECT_TRUE(Is_Asked({"http://server:80", "proxy:8080"}));
-    EXPECT_TRUE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreAskedAgainAfterTwoMinutes) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    now += 120s - 1ms;
-    EXPECT_FALSE(Is_Asked(host));
-    now += 1ms;
-    EXPECT_TRUE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreAskedAgainAfterTenTimesTheLengthOfTheAttempt) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 2s);
-    now += 20s - 1ms;
-    EXPECT_FALSE(Is_Asked(host));
-    now += 1ms;
-    EXPECT_TRUE(Is_Asked(host));
+TEST_F(Dead_Servers, AreAskedAgainAfterTenTimesTheLengthOfTheAttemptTwoMinutesAtMost) {
+    for (const auto& [taken, waits] : {std::pair{60s, 120s}, {2s, 20s}}) {
+        Attempt_Ends(Attempt::Server_Unreached, host, taken);
+        now += waits - 1ms;
+        EXPECT_FALSE(Is_Asked(host));
+        now += 1ms;
+        EXPECT_TRUE(Is_Asked(host));
+    }
 }
 
 TEST_F(Dead_Servers, AreAskedAgainAfterTheConfiguredTimeAsItIsThen) {
@@ -169,34 +161,6 @@ TEST_F(Dead_Servers, AreAskedAgainAfterTwoMinutesWhereTheConfigurationMakesNoSen
         now += 1ms;
         EXPECT_TRUE(Is_Asked(host)) << text;
     }
-}
-
-TEST_F(Dead_Servers, LiveAgainWithAResponse) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    Attempt_Ends(Attempt::Responded, host, 1ms);
-    EXPECT_TRUE(Is_Asked(host, "GET"));
-    EXPECT_TRUE(Is_Asked(host, "HEAD"));
-}
-
-TEST_F(Dead_Servers, RespondForTheirMethodAlone) {
-    Attempt_Ends(Attempt::Silent, host, 30s, "HEAD");
-    Attempt_Ends(Attempt::Silent, host, 30s, "GET");
-    Attempt_Ends(Attempt::Responded, host, 1ms, "GET");
-    EXPECT_TRUE(Is_Asked(host, "GET"));
-    EXPECT_FALSE(Is_Asked(host, "HEAD"));
-}
-
-TEST_F(Dead_Servers, BringTheirProxyBackToLife) {
-    Attempt_Ends(Attempt::Proxy_Unreached, behind_proxy, 60s);
-    Attempt_Ends(Attempt::Responded, {"http://other:80", "proxy:3128"}, 1ms);
-    EXPECT_TRUE(Is_Asked(behind_proxy));
-}
-
-TEST_F(Dead_Servers, RespondForNobodyElse) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    Attempt_Ends(Attempt::Responded, {"http://server:81", ""}, 1ms);
-    Attempt_Ends(Attempt::Responded, behind_proxy, 1ms);
-    EXPECT_FALSE(Is_Asked(host));
 }
 
 TEST_F(Dead_Servers, AreAllAskedWhenTheNetworkHasChanged) {
@@ -319,11 +283,11 @@ TEST_F(Description_Of_A_Dead_Server, SaysWhenItWasTriedAndWillBeAskedAgain) {
                                                    " and will be asked again at " + Moment + " .*"));
 }
 
-TEST_F(Description_Of_A_Dead_Server, SaysWhenItWasTriedNotWhenItWasAskedFor) {
-    Description();
+TEST_F(Description_Of_A_Dead_Server, BeginsWithTheServerWhereTheFailureHadNoneAndSaysWhenItWasTried) {
+    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, now - 60s);
     memory.m_Servers.begin()->second.begin()->second.tried_at = "an earlier time";
     EXPECT_THAT(memory.Recall(host, "GET").value_or(Memory::Failure{}).description,
-                HasSubstr("last tried at an earlier time and"));
+                StartsWith("The server was last tried at an earlier time and"));
 }
 
 TEST_F(Description_Of_A_Dead_Server, CountsFromTheMomentOfTheQuestion) {
@@ -344,9 +308,31 @@ TEST_F(Description_Of_A_Dead_Server, SaysWhereThatIsConfigured) {
     EXPECT_THAT(Description(), Not(HasSubstr("not configured")));
 }
 
-TEST_F(Description_Of_A_Dead_Server, BeginsWithTheServerWhereTheFailureHadNone) {
-    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, now - 60s);
-    EXPECT_THAT(memory.Recall(host, "GET").value_or(Memory::Failure{}).description, StartsWith("The server was"));
+TEST(Share_Server, IsTheFirstPartOfAPath) {
+    EXPECT_EQ(Share_Server("\\\\Server.Example\\share\\file"), "server.example");
+    EXPECT_EQ(Share_Server("//server/share"), "server");
+    EXPECT_EQ(Share_Server("\\\\server"), "server");
+    EXPECT_EQ(Share_Server("\\\\\\server/share"), "server");
+}
+
+TEST(Share_Server, IsNoneOfOtherPaths) {
+    for (const auto* path : {"", "\\", "\\\\", "C:\\file", "/home/file", "\\file", "\\/server\\share", "file",
+                             "\\\\.\\pipe\\x", "\\\\?\\C:\\file"}) {
+        EXPECT_EQ(Share_Server(path), "") << path;
+    }
+}
+
+TEST(Share_Attempt, HasFailedOnlyWhereTheServerWasNotReached) {
+    for (const std::uint32_t error : {53U, 59U, 64U, 121U, 1231U, 1232U, 1460U}) {
+        EXPECT_EQ(Share_Attempt({error, false}), Attempt::Server_Unreached) << error;
+        EXPECT_EQ(Share_Attempt({error, true}), Attempt::Responded) << error;
+    }
+    for (const std::uint32_t error : {0U, 2U, 3U, 5U, 32U, 67U, 1326U}) {
+        EXPECT_EQ(Share_Attempt({error, false}), Attempt::Responded) << error;
+    }
+    for (const std::uint32_t error : {80U, 112U, 126U, 1610U}) {
+        EXPECT_EQ(Share_Attempt({error, false}), Attempt::Failed_Otherwise) << error;
+    }
 }
 
 } // namespace

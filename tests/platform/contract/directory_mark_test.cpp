@@ -18,11 +18,8 @@ protected:
     const std::string directory = scratch.Make_Directory("cache");
 };
 
-TEST_F(Directory_Marks, AreNoneAtFirst) {
+TEST_F(Directory_Marks, AreNoneAtFirstAndThoseOfThisProcessDoNotCount) {
     EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
-}
-
-TEST_F(Directory_Marks, OfThisProcessDoNotCount) {
     const Directory_Mark mark(directory);
     EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
 }
@@ -34,46 +31,33 @@ TEST_F(Directory_Marks, OfAnotherProcessNameIt) {
 }
 
 TEST_F(Directory_Marks, OfSeveralProcessesAreAllSeen) {
-    const Directory_Mark own(directory);
+    const Directory_Mark own(directory); // which writes no file
     const Other_Marking_Process one(directory);
     const Other_Marking_Process another(directory);
     EXPECT_THAT(Other_Processes_On(directory), SizeIs(2));
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
-TEST_F(Directory_Marks, AreSeenHoweverTheDirectoryIsWritten) {
+TEST_F(Directory_Marks, AreOfOneDirectoryHoweverItIsWritten) {
     const Other_Marking_Process other(directory);
     EXPECT_THAT(Other_Processes_On(scratch / "." + "/../" + std::filesystem::path(scratch.Path()).filename().string() +
                                    "/cache"),
                 SizeIs(1));
+    EXPECT_THAT(Other_Processes_On(scratch.Make_Directory("another")), IsEmpty());
 }
 
-TEST_F(Directory_Marks, AreOfOneDirectoryAlone) {
-    const Other_Marking_Process other(scratch.Make_Directory("another"));
-    EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
-}
-
-TEST_F(Directory_Marks, EndWithTheirObject) {
-    Other_Marking_Process other(directory);
-    other.End();
-    EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
-}
-
-TEST_F(Directory_Marks, EndWithAProcessThatDies) {
-    Other_Marking_Process other(directory, "die");
-    other.End();
-    EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
+TEST_F(Directory_Marks, EndWithTheirObjectOrProcess) {
+    for (const char* const end : {"release", "die"}) {
+        Other_Marking_Process other(directory, end);
+        other.End();
+        EXPECT_THAT(Other_Processes_On(directory), IsEmpty()) << end;
+    }
 }
 
 TEST_F(Directory_Marks, OnAMissingDirectoryChangeNothing) {
     const Directory_Mark mark(scratch / "missing");
     EXPECT_THAT(Other_Processes_On(scratch / "missing"), IsEmpty());
     EXPECT_THAT(scratch.Names(), ElementsAre("cache"));
-}
-
-TEST_F(Directory_Marks, WriteNoFile) {
-    const Directory_Mark mark(directory);
-    const Other_Marking_Process other(directory);
-    EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
 } // namespace

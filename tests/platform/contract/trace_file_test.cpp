@@ -30,24 +30,18 @@ constexpr const char* Line_On_Disk = "line\r\n";
 constexpr const char* Line_On_Disk = "line\n";
 #endif
 
-TEST_F(Trace_File, IsMade) {
-    EXPECT_TRUE(Writes("new.trc"));
-    EXPECT_EQ(Content_Of(scratch / "new.trc"), Line_On_Disk);
-}
-
-TEST_F(Trace_File, StartsAfresh) {
+TEST_F(Trace_File, IsMadeOrStartsAfresh) {
     scratch.Write("old.trc", "a long record of a process that ended long ago\n");
-    EXPECT_TRUE(Writes("old.trc"));
-    EXPECT_EQ(Content_Of(scratch / "old.trc"), Line_On_Disk);
+    for (const char* const name : {"new.trc", "old.trc"}) {
+        EXPECT_TRUE(Writes(name));
+        EXPECT_EQ(Content_Of(scratch / name), Line_On_Disk);
+    }
 }
 
-TEST_F(Trace_File, IsNotMadeInAMissingDirectory) {
-    EXPECT_FALSE(Writes("missing/new.trc"));
-}
-
-TEST_F(Trace_File, IsNoDirectory) {
-    std::filesystem::create_directory(scratch / "directory.trc");
+TEST_F(Trace_File, IsNeitherADirectoryNorInAMissingOne) {
+    scratch.Make_Directory("directory.trc");
     EXPECT_FALSE(Writes("directory.trc"));
+    EXPECT_FALSE(Writes("missing/new.trc"));
 }
 
 TEST_F(Trace_File, IsNoFileWithASecondName) {

@@ -24,7 +24,7 @@ void Expect_Extension(const std::string& expected, const std::vector<std::string
     }
 }
 
-TEST(Content_Type, OfStaticFilesOfTheCommonWebServers) {
+TEST(Content_Type, OfStaticFilesOfTheCommonWebServersAndItsVariants) {
     std::istringstream rows(
         "text/html .html  text/plain .txt  text/css .css  text/csv .csv  text/calendar .ics\n"
         "text/markdown .md  text/yaml .yaml  application/json .json  application/pdf .pdf\n"
@@ -39,23 +39,19 @@ TEST(Content_Type, OfStaticFilesOfTheCommonWebServers) {
         "image/bmp .bmp  image/svg+xml .svg  image/webp .webp  image/tiff .tif  audio/mpeg .mp3\n"
         "audio/x-wav .wav  audio/ogg .ogg  video/mp4 .mp4  video/mpeg .mpg  video/quicktime .mov\n"
         "video/x-msvideo .avi  font/woff2 .woff2  text/xml .xml  application/xml .xml  text/rtf .rtf\n"
-        "application/rtf .rtf  image/x-icon .ico  image/vnd.microsoft.icon .ico\n");
+        "application/rtf .rtf  image/x-icon .ico  image/vnd.microsoft.icon .ico\n"
+        // registered nowhere
+        "application/x-gzip .gz  application/x-zip-compressed .zip  application/x-pdf .pdf\n"
+        "application/x-yaml .yaml  text/x-xml .xml  text/x-ini .ini  image/jpg .jpg  image/x-png .png\n"
+        "application/x-json .json  text/json .json  application/csv .csv  text/comma-separated-values .csv\n"
+        // without letter case
+        "TEXT/HTML .html  Application/PDF .pdf  image/JPEG .jpg  tExT/pLaIn .txt  Text/Xml;Charset=UTF-8 .xml\n"
+        // which the cache refuses
+        "text/javascript .js  application/javascript .js  application/x-msdownload .exe\n"
+        "application/x-msdos-program .exe  application/vnd.microsoft.portable-executable .exe\n");
     for (std::string value, extension; rows >> value >> extension;) {
         Expect_Extension(extension, {value});
     }
-}
-
-TEST(Content_Type, MayBeRegisteredNowhere) {
-    const std::pair<std::string, std::string> values[] = {
-        {"application/x-gzip", ".gz"}, {"application/x-zip-compressed", ".zip"},
-        {"application/x-pdf", ".pdf"}, {"application/x-yaml", ".yaml"},
-        {"text/x-xml", ".xml"},        {"text/x-ini", ".ini"},
-        {"image/jpg", ".jpg"},         {"image/x-png", ".png"}};
-    for (const auto& [value, extension] : values) {
-        Expect_Extension(extension, {value});
-    }
-    Expect_Extension(".json", {"application/x-json", "text/json"});
-    Expect_Extension(".csv", {"application/csv", "text/comma-separated-values"});
 }
 
 TEST(Content_Type, MayNameItsFormatByASuffix) {
@@ -95,14 +91,6 @@ TEST(Content_Type, MayHaveSemicolonsBlanksAndQuotesOutOfPlace) {
                       "e"});
 }
 
-TEST(Content_Type, HasNoLetterCase) {
-    Expect_Extension(".html", {"TEXT/HTML"});
-    Expect_Extension(".xml", {"Text/Xml; Charset=UTF-8"});
-    Expect_Extension(".pdf", {"Application/PDF"});
-    Expect_Extension(".jpg", {"image/JPEG"});
-    Expect_Extension(".txt", {"tExT/pLaIn"});
-}
-
 TEST(Content_Type, OfSeveralValuesIsTheLastGoodOne) {
     Expect_Extension(".xml",
                      {"text/html, text/xml", "text/html,text/xml", "text/html; charset=utf-8, text/xml; charset=utf-8",
@@ -114,12 +102,6 @@ TEST(Content_Type, OfSeveralValuesIsTheLastGoodOne) {
     Expect_Extension("", {"text/xml, text/*", "text/xml, application/octet-stream"});
 }
 
-TEST(Content_Type, OfScriptsAndProgramsHasTheExtensionThatTheCacheRefuses) {
-    Expect_Extension(".js", {"text/javascript", "application/javascript; charset=utf-8"});
-    Expect_Extension(".exe", {"application/x-msdownload", "application/x-msdos-program",
-                              "application/vnd.microsoft.portable-executable"});
-}
-
 TEST(Content_Type, MayHaveNoExtension) {
     Expect_Extension("", {"application/octet-stream", "application/octet-stream; charset=binary", "binary/octet-stream",
                           "application/x-www-form-urlencoded", "application/unknown", "unknown/unknown",
@@ -127,28 +109,12 @@ TEST(Content_Type, MayHaveNoExtension) {
 }
 
 TEST(Content_Type, ThatIsNotATypeHasNoExtension) {
-    Expect_Extension("", {"",
-                          " ",
-                          ";",
-                          ",",
-                          "; charset=utf-8",
-                          "charset=utf-8",
-                          "text",
-                          "text/",
-                          "/xml",
-                          "/",
-                          "text//xml",
-                          "text/xml/",
-                          "text/xml charset=utf-8",
-                          "te xt/xml",
-                          "\"text/xml\"",
-                          "'text/xml'",
-                          "<text/xml>",
-                          "text/xml(comment)",
-                          "text\\xml",
-                          "text/x\xC3\xA4ml",
-                          "xml",
-                          ".xml"});
+    std::istringstream values("| |;|,|; charset=utf-8|charset=utf-8|text|text/|/xml|/|text//xml|text/xml/|"
+                              "text/xml charset=utf-8|te xt/xml|\"text/xml\"|'text/xml'|<text/xml>|text/xml(comment)|"
+                              "text\\xml|text/x\xC3\xA4ml|xml|.xml");
+    for (std::string value; std::getline(values, value, '|');) {
+        Expect_Extension("", {value});
+    }
 }
 
 TEST(Content_Type, MayHoldNulBehindItsTypeAndBeOfAnyLengthAndLetterCase) {

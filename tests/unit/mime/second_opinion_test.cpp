@@ -48,6 +48,7 @@ struct Explanation {
 
 constexpr std::string_view Xml_By_Declaration = "libmagic knows XML by a declaration that comes first";
 constexpr std::string_view Ini_By_Known_Section = "libmagic knows INI by the names of some sections, in ASCII";
+constexpr std::string_view Json_In_Ascii = "libmagic does not skip the mark";
 constexpr std::string_view Runs_When_Opened = "not typed, so that the cached copy cannot be run by opening it";
 constexpr std::string_view Text_That_Stays_Text = "a text to look at: the cached copy must not run when it is opened";
 
@@ -68,7 +69,9 @@ constexpr auto Explanations = std::to_array<Explanation>({
     {"ini in UTF-16BE", Ini_By_Known_Section},
     {"ini in Windows-1252", Ini_By_Known_Section},
     {"long ini", Ini_By_Known_Section},
-    {"json with UTF-8 mark", "libmagic does not skip the mark"},
+    {"json with UTF-8 mark", Json_In_Ascii},
+    {"json in UTF-16LE", Json_In_Ascii},
+    {"json in UTF-16BE", Json_In_Ascii},
     {"batch file", Text_That_Stays_Text},
     {"registry file", Text_That_Stays_Text},
     {"shell script", Text_That_Stays_Text},

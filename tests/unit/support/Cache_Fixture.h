@@ -48,6 +48,7 @@ protected:
     ~Cache_Fixture() override {
         std::error_code ignored;
         std::filesystem::current_path(m_Previous_Directory, ignored);
+        EXPECT_TRUE(!Recorded_Trace::Is_Off() || Recorded_Trace::All().empty());
     }
 
     /// Sets the cache directory and forgets what that traced and asked.
@@ -133,7 +134,8 @@ private:
         Fresh_Script() {
             g_services.Reset();
             Recorded_Trace::Forget();
-            QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+            QEL::FrontEnd::FileCache::Set_Trace_Level(Recorded_Trace::Is_Off() ? QELPCTRC_OFF
+                                                                               : QELPCTRC_ADDITIONAL_DATA);
         }
     };
     Fresh_Script m_Fresh_Script;

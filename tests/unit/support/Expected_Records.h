@@ -21,10 +21,13 @@ using Values = std::map<std::string, std::string>;
 /// Records as the files show them.
 Lines Shown(const Records& records);
 
+/// Without a trace, as the environment variable QEL_UNTRACED says, the tests expect the same results and no record.
+bool Is_Off();
+
 /// One text, so that a difference is shown line by line.
 std::string Joined(const Lines& lines);
 
-/// The records that lines stand for.
+/// The records that lines stand for, or none without a trace.
 Lines Lines_Of(const std::string& text, const Values& values);
 
 /// An address as the platform's "%p" shows it.

@@ -3,90 +3,50 @@
 #include "trace/CQelPcTrc.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
-#include <string_view>
+#include <cstdio>
+#include <optional>
 #include <utility>
 
 namespace Recorded_Trace {
 
 namespace {
 
-struct Raw_Record {
-    int level;
-    std::string text;
-};
-
-std::vector<Raw_Record> s_records;
+Records s_records; ///< as they were written
 std::function<void()> s_during_each;
 
-bool Is_Digit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool Is_Hexadecimal(char c) {
-    return Is_Digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || c == 'x';
-}
-bool Is_Word(char c) {
-    return Is_Digit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-}
-
-/// Takes a text apart from its beginning. By hand: regular expressions took more processor time than the
-/// tests themselves.
-class Reader {
-public:
-    explicit Reader(std::string_view text) : m_Rest(text) {}
-
-    bool Skip(std::string_view expected) {
-        if (!m_Rest.starts_with(expected)) {
-            return false;
-        }
-        m_Rest.remove_prefix(expected.size());
-        return true;
-    }
-    /// The longest run of such characters.
-    std::string_view Read(bool (*is_wanted)(char)) {
-        const auto end = std::find_if_not(m_Rest.begin(), m_Rest.end(), is_wanted);
-        const auto found = m_Rest.substr(0, static_cast<std::size_t>(end - m_Rest.begin()));
-        m_Rest.remove_prefix(found.size());
-        return found;
-    }
-    std::string_view Rest() const { return m_Rest; }
-
-private:
-    std::string_view m_Rest;
+/// The prefix of a record: its method, whether it names an object, and what stands behind it.
+struct Prefix {
+    std::string method;
+    bool has_object = false;
+    std::string rest;
 };
 
-/// The method of a record with a prefix; empty for a piece or a marker.
-std::string Method_Of(const std::string& folded) {
-    Reader reader(folded);
-    const auto method = reader.Read(Is_Word);
-    reader.Skip("[this]");
-    return reader.Skip(": ") ? std::string(method) : std::string();
-}
-
-std::string Fold(const std::string& text) {
-    Reader reader(text);
-    if (!reader.Skip("TID: ") || reader.Read(Is_Digit).empty() || !reader.Skip(", QEL::FrontEnd::FileCache::")) {
-        return text;
+/// Without regular expressions, which took more processor time than the tests themselves.
+std::optional<Prefix> Prefix_Of(const std::string& text) {
+    const auto thread_end = text.find_first_not_of("0123456789", 5);
+    const auto begins = [&](const std::string& type) {
+        const std::string named = ", QEL::FrontEnd::FileCache::" + type + "::";
+        return text.starts_with("TID: ") && thread_end > 5 && text.compare(thread_end, named.size(), named) == 0
+                   ? thread_end + named.size()
+                   : 0;
+    };
+    const auto of_class = begins("CFileCache");
+    const char* const behind = text.c_str() + std::max(of_class, begins("IFileCache"));
+    std::array<char, 80> method{};
+    int line = 0;
+    int length = 0;
+    std::sscanf(behind, "%79[A-Za-z_][%*[0-9A-Fa-fx]]/%d%n", method.data(), &line, &length);
+    const bool has_object = length > 0;
+    if (!has_object) {
+        std::sscanf(behind, "%79[A-Za-z_]/%d%n", method.data(), &line, &length);
     }
-    const bool of_the_class = reader.Skip("CFileCache::");
-    if (!of_the_class && !reader.Skip("IFileCache::")) {
-        return text;
+    const std::string rest = behind + length;
+    if (behind == text.c_str() || (has_object && of_class == 0) || line <= 0 || !rest.starts_with(": ")) {
+        return std::nullopt;
     }
-    std::string folded(reader.Read(Is_Word));
-    if (of_the_class && reader.Skip("[")) {
-        if (reader.Read(Is_Hexadecimal).empty() || !reader.Skip("]")) {
-            return text;
-        }
-        folded += "[this]";
-    }
-    if (folded.empty() || !reader.Skip("/")) {
-        return text;
-    }
-    const auto line = reader.Read(Is_Digit);
-    if (line.empty() || line.front() == '0' || !reader.Skip(": ")) {
-        return text;
-    }
-    return folded.append(": ").append(reader.Rest());
+    return Prefix{method.data(), has_object, rest};
 }
 
 } // namespace
@@ -107,21 +67,24 @@ void Add(int level, const char* format, std::va_list arguments) {
 
 Records All() {
     Records records;
-    for (const Raw_Record& raw : s_records) {
-        records.push_back({raw.level, Fold(raw.text)});
+    for (const auto& [level, text] : s_records) {
+        const auto prefix = Prefix_Of(text);
+        records.push_back(
+            {level, prefix ? prefix->method + (prefix->has_object ? "[this]" : "") + prefix->rest : text});
     }
     return records;
 }
 
 Records Of(std::initializer_list<std::string> methods) {
+    Records records = All();
     Records selected;
     std::string current;
-    for (const Record& record : All()) {
-        if (const std::string method = Method_Of(record.text); !method.empty()) {
-            current = method;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        if (const auto prefix = Prefix_Of(s_records[i].text)) { // pieces and markers belong to the record before
+            current = prefix->method;
         }
         if (std::find(methods.begin(), methods.end(), current) != methods.end()) {
-            selected.push_back(record);
+            selected.push_back(records[i]);
         }
     }
     return selected;
@@ -135,8 +98,8 @@ Records Above_Additional_Data() {
 
 std::vector<std::string> Raw_Texts() {
     std::vector<std::string> texts;
-    for (const Raw_Record& raw : s_records) {
-        texts.push_back(raw.text);
+    for (const Record& record : s_records) {
+        texts.push_back(record.text);
     }
     return texts;
 }

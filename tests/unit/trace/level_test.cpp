@@ -105,19 +105,8 @@ TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAlone) {
 }
 
 TEST_F(Trace_Level, OpensNoLockForAWriterThatTakesNone) {
-    TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
+    const TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
     EXPECT_EQ(g_trace_services.mutexes_opened, 0);
-    writer.trace().Log_Error("message");
-    EXPECT_TRUE(Content().ends_with("message"));
-}
-
-TEST_F(Trace_Level, WritesThoughTheLockIsRefused) {
-    g_trace_services.mutex = nullptr;
-    Set_Trace_Level(QELPCTRC_ERROR);
-    Captured_Stderr standard_error;
-    Get_Tracer()->trace().Log_Error("e\n");
-    EXPECT_EQ(standard_error.Take(), "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n");
-    EXPECT_EQ(Content("qelfilecache_0007.trc"), On_Disk(Header() + "***ERROR***: e\n"));
 }
 
 TEST_F(Trace_Level, WritesWithoutHoldingTheGuard) {

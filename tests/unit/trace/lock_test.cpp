@@ -47,19 +47,15 @@ TEST_F(Trace_Lock, IsTakenBeforeTheWriteAndGivenBackBehindIt) {
     EXPECT_EQ(content_at_release, complete + On_Disk("message\n"));
 }
 
-TEST_F(Trace_Lock, IsTakenForEachMessageThatIsWritten) {
-    CQelPcTrc silent = Locked_Writer(QELPCTRC_ERROR);
-    silent.Log_Warning("w");
-    silent.Log_Developer_Note("n");
-    silent.Log_Additional_Data("d");
+TEST_F(Trace_Lock, IsTakenForEachMessageThatIsWrittenWhateverTheOtherOptions) {
+    CQelPcTrc writer("writer.trc", QELPCTRC_DEVELOPER_NOTE, 0xFFFFFFFFU, mutex);
+    writer.Log_Additional_Data("never");
     EXPECT_THAT(mutex->calls, IsEmpty());
-    CQelPcTrc writer = Locked_Writer();
     writer.Log_Error("a");
     writer.Log_Warning("b");
     writer.Log_Developer_Note("c");
-    writer.Log_Additional_Data("d");
-    EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release", "Wait(60000)", "Release", "Wait(60000)", "Release",
-                                          "Wait(60000)", "Release"));
+    EXPECT_THAT(mutex->calls,
+                ElementsAre("Wait(60000)", "Release", "Wait(60000)", "Release", "Wait(60000)", "Release"));
 }
 
 TEST_F(Trace_Lock, IsLeftAloneWithoutTheOption) {
@@ -72,12 +68,6 @@ TEST_F(Trace_Lock, IsLeftAloneWithoutTheOption) {
 
     CQelPcTrc without_mutex("writer.trc", QELPCTRC_ADDITIONAL_DATA, 0, nullptr);
     EXPECT_EQ(Complaint_About(without_mutex), "");
-}
-
-TEST_F(Trace_Lock, IsTakenWhateverTheOtherOptions) {
-    CQelPcTrc writer("writer.trc", QELPCTRC_ADDITIONAL_DATA, 0xFFFFFFFFU, mutex);
-    EXPECT_EQ(Complaint_About(writer), "");
-    EXPECT_THAT(mutex->calls, ElementsAre("Wait(60000)", "Release"));
 }
 
 TEST_F(Trace_Lock, ThatIsNotHadIsReportedAndTheLineWritten) {
@@ -96,39 +86,29 @@ TEST_F(Trace_Lock, ThatIsNotHadIsReportedAndTheLineWritten) {
     }
 }
 
-TEST_F(Trace_Lock, ThatFailsBothWaysIsReportedTwice) {
+TEST_F(Trace_Lock, ThatIsMissingIsReportedOnceAMessageAndToItsCaller) {
+    EXPECT_TRUE(Locked_Writer().SetLock());
+    CQelPcTrc writer("writer.trc", QELPCTRC_ADDITIONAL_DATA, CQelPcTrc::Option_System_Lock, nullptr);
+    const std::string complaint = "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n";
+    EXPECT_EQ(Complaint_About(writer), complaint);
+    EXPECT_EQ(Complaint_About(writer), complaint);
+    EXPECT_EQ(Content(), complete + On_Disk("message\n"));
+    Captured_Stderr standard_error;
+    EXPECT_FALSE(writer.SetLock());
+    writer.ResetLock();
+    EXPECT_EQ(standard_error.Take(), complaint);
+}
+
+TEST_F(Trace_Lock, ThatFailsBothWaysIsReportedAroundEachMessage) {
+    g_trace_services.trace_directory = (directory / "missing").string(); // to standard error
     mutex->wait_result = System_Mutex::Wait_Result::Timed_Out;
     mutex->release_result = false;
     mutex->last_error = 288;
     CQelPcTrc writer = Locked_Writer();
-    const std::string twice = "ERROR: QELPCTRC, MUTEX timed out\nERROR: QELPCTRC, lock reset failed (288)\n";
-    EXPECT_EQ(Complaint_About(writer), twice);
-    EXPECT_EQ(Complaint_About(writer), twice) << "with each message";
-}
-
-TEST_F(Trace_Lock, ThatIsMissingIsReportedOnceAMessage) {
-    CQelPcTrc writer("writer.trc", QELPCTRC_ADDITIONAL_DATA, CQelPcTrc::Option_System_Lock, nullptr);
-    EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n");
-    EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n");
-    EXPECT_EQ(Content(), complete + On_Disk("message\n"));
-}
-
-TEST_F(Trace_Lock, TellsItsCallerWhetherItWasTaken) {
-    EXPECT_TRUE(Locked_Writer().SetLock());
-    Captured_Stderr standard_error;
-    CQelPcTrc without_mutex("writer.trc", QELPCTRC_ERROR, CQelPcTrc::Option_System_Lock, nullptr);
-    EXPECT_FALSE(without_mutex.SetLock());
-    without_mutex.ResetLock();
-    EXPECT_EQ(standard_error.Take(), "ERROR: QELPCTRC, invalid SetLock call (MUTEX is null)\n");
-}
-
-TEST_F(Trace_Lock, ComplaintsStandAroundAMessageOnStandardError) {
-    g_trace_services.trace_directory = (directory / "missing").string();
-    mutex->wait_result = System_Mutex::Wait_Result::Timed_Out;
-    mutex->release_result = false;
-    CQelPcTrc writer = Locked_Writer();
-    EXPECT_EQ(Complaint_About(writer),
-              "ERROR: QELPCTRC, MUTEX timed out\n" + Header() + "message\nERROR: QELPCTRC, lock reset failed (0)\n");
+    for (const std::string& header : {Header(), std::string()}) {
+        EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, MUTEX timed out\n" + header +
+                                               "message\nERROR: QELPCTRC, lock reset failed (288)\n");
+    }
 }
 
 /// A lock that works, within this process.
@@ -164,11 +144,9 @@ TEST_F(Trace_Lock, KeepsTheMessagesOfSeveralThreadsApart) {
         }
     }
 
-    std::string content = Content();
-    ASSERT_TRUE(content.starts_with(On_Disk(Header())));
     std::vector<int> next(threads, 0);
     int lines = 0;
-    std::istringstream text(content.substr(On_Disk(Header()).size()));
+    std::istringstream text(Content().substr(On_Disk(Header()).size()));
     for (std::string line; std::getline(text, line); ++lines) {
         int thread = 0;
         int message = 0;

@@ -69,36 +69,27 @@ TEST_F(Trace_Messages, EvaluateTheirArgumentsOnlyWhenTheyAreWritten) {
     EXPECT_EQ(traced.evaluated, 0);
 }
 
-TEST_F(Trace_Messages, OfACallAreFour) {
+TEST_F(Trace_Messages, OfCallsAndReturnsAreFourAndTheOthersOne) {
     Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    std::string written;
+    std::size_t writes = 0;
+    const auto expect = [&](const std::string& text, std::size_t count) {
+        EXPECT_EQ(Written(), written += text);
+        EXPECT_EQ(mutex->calls.size(), 2 * (writes += count));
+    };
     traced.Trace_A_Call();
-    EXPECT_EQ(Written(), Method("Trace_A_Call[object]/line: CALL(number=1)\n"));
-    EXPECT_EQ(mutex->calls.size(), 8U) << "four writes";
-}
-
-TEST_F(Trace_Messages, OfACallWithoutArgumentsIsOne) {
-    Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    expect(Method("Trace_A_Call[object]/line: CALL(number=1)\n"), 4);
     traced.Trace_A_Plain_Call();
-    EXPECT_EQ(Written(), Method("Trace_A_Plain_Call[object]/line: CALL\n"));
-    EXPECT_EQ(mutex->calls.size(), 2U);
-}
-
-TEST_F(Trace_Messages, OfAReturnAreFourWithoutTheObject) {
-    Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    expect(Method("Trace_A_Plain_Call[object]/line: CALL\n"), 1);
     traced.Trace_A_Return("text");
+    expect(Method("Trace_A_Return/line: return value:(text)\n"), 4);
     traced.Trace_A_Return("");
-    EXPECT_EQ(Written(), Method("Trace_A_Return/line: return value:(text)\n") +
-                             Method("Trace_A_Return/line: return value:('')\n"));
-    EXPECT_EQ(mutex->calls.size(), 16U);
-}
-
-TEST_F(Trace_Messages, OfABugIsAMarkAlone) {
-    Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    expect(Method("Trace_A_Return/line: return value:('')\n"), 4);
     traced.Trace_A_Bug();
-    EXPECT_EQ(Written(), " ---- BUG ---- ");
+    expect(" ---- BUG ---- ", 1);
     Set_Trace_Level(QELPCTRC_DEVELOPER_NOTE);
     traced.Trace_A_Bug();
-    EXPECT_EQ(Written(), " ---- BUG ---- ") << "data, not an error: nothing new";
+    expect("", 0); // data, not an error
 }
 
 } // namespace

@@ -117,9 +117,7 @@ std::vector<Sample_File> Make_Sample_Files() {
         {"ini in Windows-1252", "[Beschreibung]\r\nItem1=K\xF6ln\r\n", ini},
         {"long ini", "[Description]\n" + Repeated("Item1=some server\n", 300), ini},
 
-        {"json object", Json_Text, json},
         {"json array", "[{\"name\": \"Orders\"}, {\"name\": \"Stock\"}]\n", json},
-        {"json with UTF-8 mark", Utf8_Mark + Json_Text, json},
         {"json of full length", "[\n" + Repeated("  {\"name\": \"Orders\", \"port\": 3200},\n", 100) + "  {}\n]\n",
          json},
         {"empty json object", "{}\n", json},
@@ -217,6 +215,7 @@ std::vector<Sample_File> Make_Sample_Files() {
                                                     {"xml without declaration", Landscape_Body, xml},
                                                     {"html", Html_Page, html},
                                                     {"ini", Ini_Text, ini},
+                                                    {"json", Json_Text, json},
                                                     {"text", "Some text.\r\nMore of it.\r\n", plain}}) {
         files.insert(files.end(),
                      {{name, contents, mime_type},
