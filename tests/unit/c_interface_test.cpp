@@ -114,10 +114,6 @@ const std::bad_alloc No_Memory;
 const std::system_error No_Lock(std::make_error_code(std::errc::resource_unavailable_try_again));
 const std::runtime_error Anything_Else("else");
 
-TEST_F(C_Interface, HasTheVersionOfItsHeader) {
-    EXPECT_EQ(qelfilecache_abi_version(), QELFILECACHE_ABI_VERSION);
-}
-
 TEST_F(C_Interface, CopiesThePathWithItsEnd) {
     Expect_Request().WillOnce(Return("/c/a.xml"));
     EXPECT_EQ(Get(9), QELFILECACHE_OK);
@@ -197,11 +193,6 @@ TEST_F(C_Interface, SaysThatThereIsNoFile) {
     EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, &needed), QELFILECACHE_NO_FILE);
 }
 
-TEST_F(C_Interface, HasNoPathBeforeTheFirstRequest) {
-    EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_NO_FILE);
-    EXPECT_STREQ(buffer.data(), "");
-}
-
 TEST_F(C_Interface, TurnsExceptionsIntoCodes) {
     Expect_Request()
         .WillOnce(Return("/c/a.xml"))
@@ -248,8 +239,9 @@ TEST_F(C_Interface, HandsRefusalsOn) {
     }
 }
 
-TEST_F(C_Interface, KeepsTheErrorInfoOfItsRequest) {
-    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce(Return("unreachable"));
+TEST_F(C_Interface, KeepsTheErrorInfoOfItsRequestAndNoneWhereItCannotBeHad) {
+    Expect_Request().WillRepeatedly(Return("/c/a.xml"));
+    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce(Return("unreachable")).WillOnce(Throw(No_Memory));
     EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
     EXPECT_STREQ(buffer.data(), "");
     Get(buffer.size());
@@ -257,6 +249,10 @@ TEST_F(C_Interface, KeepsTheErrorInfoOfItsRequest) {
     EXPECT_EQ(needed, 12);
     EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), needed, &needed), QELFILECACHE_OK);
     EXPECT_STREQ(buffer.data(), "unreachable");
+    EXPECT_EQ(Get(buffer.size()), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "/c/a.xml");
+    EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+    EXPECT_STREQ(buffer.data(), "");
 }
 
 TEST_F(C_Interface, DoesNotWaitForAnotherRequestWhenItsOwnIsAnswered) {
@@ -269,17 +265,10 @@ TEST_F(C_Interface, DoesNotWaitForAnotherRequestWhenItsOwnIsAnswered) {
     EXPECT_EQ(answered.get(), QELFILECACHE_OK);
 }
 
-TEST_F(C_Interface, AnswersARequestWhoseErrorInfoCannotBeHad) {
-    Expect_Request().WillRepeatedly(Return("/c/a.xml"));
-    EXPECT_CALL(*cache, Get_Additional_Error_Info()).WillOnce(Return("earlier")).WillOnce(Throw(No_Memory));
-    Get(buffer.size());
-    EXPECT_EQ(Get(buffer.size()), QELFILECACHE_OK);
-    EXPECT_STREQ(buffer.data(), "/c/a.xml");
-    EXPECT_EQ(qelfilecache_error_info(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
+TEST_F(C_Interface, HasAVersionASeparatorAndNoPathBeforeTheFirstRequest) {
+    EXPECT_EQ(qelfilecache_abi_version(), QELFILECACHE_ABI_VERSION);
+    EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_NO_FILE);
     EXPECT_STREQ(buffer.data(), "");
-}
-
-TEST_F(C_Interface, HandsOutTheSeparator) {
     EXPECT_CALL(*cache, Get_Msg_Separator()).WillOnce(Return("==="));
     EXPECT_EQ(qelfilecache_message_separator(handle, buffer.data(), buffer.size(), &needed), QELFILECACHE_OK);
     EXPECT_STREQ(buffer.data(), "===");

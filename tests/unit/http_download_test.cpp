@@ -73,15 +73,6 @@ TEST_F(Http_Download, StoresTheLastModifiedHeaderAsItStands) {
     }
 }
 
-TEST_F(Http_Download, SniffsTheContentsWhenTheServerNamesNoType) {
-    Script().headers.erase("Content-Type");
-    g_services.type_for_data = "text/plain";
-    EXPECT_EQ(Download(), Copy_Path(".txt"));
-    EXPECT_THAT(g_services.magic_calls,
-                ElementsAre("Get_Mime_Type_For_Data(<landscape/>)", "Get_Extension_From_Mime_Type(text/plain)"));
-    Expect_Note("Content-Type header: ''.");
-}
-
 TEST_F(Http_Download, GivesAnEmptyBodyAnEmptyFile) {
     body.clear();
     Script().headers.erase("Content-Type");

@@ -216,22 +216,6 @@ TEST_F(Metadata_File, ThatIsMissingOrWithoutACacheDirectoryIsAnEmptyCache) {
     }
 }
 
-TEST_F(Metadata_File, ComesBackAsItWasWritten) {
-    cache.m_Cache_Entries = {
-        {"http://server/a", {a, "Tue, 01 Jan 2019 10:00:00 GMT", 133000000000000000U}},
-        {"http://server/A", {b, "", 0}},
-        {"\\\\server\\share\\c ", {c, "  blanks  ", 18446744073709551615U}},
-    };
-    const std::string written = Entries();
-    cache.Serialize();
-    const std::string bytes = Content(Metadata_Path());
-    cache.m_Cache_Entries = {{"other", {}}};
-    EXPECT_TRUE(cache.Deserialize());
-    EXPECT_EQ(Entries(), written);
-    cache.Serialize();
-    EXPECT_EQ(Content(Metadata_Path()), bytes);
-}
-
 TEST_F(Metadata_File, IsLoadedEntryByEntry) {
     EXPECT_TRUE(Load(File("2", "3", {"ma", "10", a, "u", "mx", "11", gone, "v", "", "12", b, "w"})));
     Expect_Records(s_load_start + Entry_Read(s_load_added, 0, "u", a, "ma") +
@@ -425,33 +409,7 @@ TEST_F(Metadata_File, CutOffAnywhereKeepsWhatIsWhole) {
     }
 }
 
-TEST_F(Metadata_File, OfRandomBytesGainsNoEntry) {
-    for (const std::size_t size : {1U, 2U, 35U, 36U, 100U, 1000U, 100000U}) {
-        EXPECT_FALSE(Load(QEL::Tests::Rubbish(size)));
-        EXPECT_EQ(Entries(), "");
-        EXPECT_EQ(Above_Additional_Data().size(), Is_Off() ? 0U : 1U);
-    }
-    const std::string rubbish = QEL::Tests::Rubbish(20000);
-    for (std::size_t begin = 0; begin < rubbish.size(); begin += 200) {
-        for (const char* const version : {"1", "2"}) {
-            Load(Text_File(File(version, "4294967295", {})) + rubbish.substr(begin));
-            EXPECT_EQ(Entries(), "");
-            EXPECT_EQ(Above_Additional_Data().empty(), Is_Off());
-        }
-    }
-}
-
 // Recording a copy
-
-TEST_F(Metadata_File, RecordsANewEntryAndIsWritten) {
-    values.insert({{"url", "u"}, {"entry", Entry_Text(a, "ma")}, {"removal", "remove_unknown"}});
-    cache.Persist_Downloaded_File_Metadata("u", {a, "ma", 17});
-    Expect_Records("= persist");
-    cache.Persist_Downloaded_File_Metadata("v", {b, "mb", 2});
-    EXPECT_EQ(Content(Metadata_Path()), Text_File(File("2", "2", {"ma", "17", a, "u", "mb", "2", b, "v"})));
-    EXPECT_EQ(Entries(), "u: a.txt, ma, 17; v: b.txt, mb, 2; ");
-    EXPECT_THAT(os->calls, IsEmpty());
-}
 
 TEST_F(Metadata_File, ReplacesTheEntryOfAUrlWhetherItsCopyCanBeDeletedOrNot) {
     for (const bool can_be_deleted : {false, true}) {

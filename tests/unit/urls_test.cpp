@@ -79,18 +79,6 @@ TEST_F(Url_Kinds, AnyDriveButAFixedDiskIsAShare) {
     EXPECT_FALSE(cache.Is_File_Share("C:\\data\\file.xml"));
 }
 
-TEST_F(Url_Kinds, EachTestTracesItsCallAndItsResult) {
-    for (const std::string url : {"http://s/f", "ftp://s/f", "file:x", "", "\\\\s\\f", "C:\\f", "C:\\100%s%n%d"}) {
-        Forget();
-        values["url"] = url;
-        values["inet"] = cache.Is_Inet_URL(url) ? "true" : "false";
-        values["file"] = cache.Is_File_URL(url) ? "true" : "false";
-        values["share"] = cache.Is_File_Share(url) ? "true" : "false";
-        Expect_Records("= kind_test test=Is_Inet_URL result={inet}\n= kind_test test=Is_File_URL result={file}\n"
-                       "= kind_test test=Is_File_Share result={share}");
-    }
-}
-
 TEST_F(Url_Kinds, LocalIsWhatIsNeitherAnInternetOrFileUrlNorAShare) {
     os->on_get_drive_type = [](const std::string& root) { return root == "N:" ? 4U : 3U; };
     for (const auto& [url, kind] : {std::pair<std::string, std::string>{"https://server/file.xml", "inet"},
@@ -103,7 +91,8 @@ TEST_F(Url_Kinds, LocalIsWhatIsNeitherAnInternetOrFileUrlNorAShare) {
                                     {"HTTP://server/file.xml", "path"},
                                     {"FILE:///C:/file.xml", "path"},
                                     {"ftp://server/file.xml", "path"},
-                                    {"http", "path"}}) {
+                                    {"http", "path"},
+                                    {"C:\\100%s%n%d", "path"}}) {
         Forget();
         values["url"] = url;
         EXPECT_EQ(cache.Is_Local(url), kind == "path") << url;

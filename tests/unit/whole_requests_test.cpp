@@ -1,7 +1,6 @@
 #include "tests/unit/support/Share_Fixture.h"
 
 using namespace Recorded_Trace;
-using QEL::FrontEnd::FileCache::CFileCache;
 using testing::IsEmpty;
 
 namespace {
@@ -10,10 +9,21 @@ const std::string s_says = "D Get_Cached_Remote_File: ";
 const std::string s_check_failed = s_says + "Error(code={code}) in determine URL/file Expired, Try to download the "
                                             "remote file '{url}' directly.";
 
+// What is reported of a server that is down: by each client and method, by each step of a share.
+const std::string s_second_client = R"(
+    E Process_Inet_URL_By_WinInet: CertErrorHandlingMode: 'Default'.
+    E Download_Inet_URL_By_WinInet: HTTP request failed with status 12029. On HTTP error we cannot download the file.
+    E Process_Inet_URL_By_WinInet: Download_Inet_URL_By_WinInet: ok: 0, download_error: 1, m_errHTTPFileDownLoad: 2.
+    )";
+const std::string s_share_failures = R"(
+    W Is_File_Share_Expired: File share URL cannot be stat-ed: '{url}', error code 53. try to download the shared file directly.
+    W Download_File_Share: Trying to download a file share URL that cannot be stat-ed: '{url}', error code 53.
+    E Download_File_Share: Copy file failed for URL: '{url}', cached file: '{new_copy}' , GetLastError returned 53.
+    )";
+
 /// Requests as a host makes them, for a URL or for a file on a share.
-class Remote_Request : public Share_Fixture {
+class Any_Request : public Share_Fixture, public testing::WithParamInterface<const char*> {
 protected:
-    static constexpr int Ordinary = 213;
     static constexpr int Untouched = -77;
     static constexpr std::uint64_t Minute = 600000000;
 
@@ -21,31 +31,24 @@ protected:
         Share_Fixture::SetUp();
         os->expiry_minutes = 60;
         g_services.uuids.clear(); // each copy gets the next number
+        const bool inet = GetParam() == std::string("Inet");
+        asked = inet ? url : share;
         values["no_handle"] = Address_Text(QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle);
-        Ask_For(url);
-    }
-
-    /// What Get() asks for, and whole sequences are of.
-    void Ask_For(const std::string& request) {
-        asked = request;
-        const bool inet = asked == url;
         values["url"] = asked;
         values["kind"] = inet ? "inet" : "share";
         values["is_share"] = inet ? "false" : "true";
-        values["policy"] = "policy_first";
         values["download"] = inet ? "http_get" : "share_copy";
         values["check"] = inet ? "http_head" : "share_check";
         own_error = inet ? &http_error : &file_share_error;
         other_error = inet ? &file_share_error : &http_error;
     }
 
-    std::string Get(const std::string& request, int request_kind = Ordinary) {
+    std::string Get() {
         download_error = true;
         http_error = Untouched;
         file_share_error = Untouched;
-        return cache.Get_Cached_File_and_Status(request, request_kind, download_error, &http_error, &file_share_error);
+        return cache.Get_Cached_File_and_Status(asked, 213, download_error, &http_error, &file_share_error);
     }
-    std::string Get() { return Get(asked); }
 
     void Pass_Minutes(std::uint64_t minutes) { os->current_time += minutes * Minute; }
 
@@ -101,16 +104,6 @@ protected:
     int file_share_error = Untouched;
     int* own_error = nullptr;   ///< the code of what is asked for
     int* other_error = nullptr; ///< which such a request leaves alone
-};
-
-// What is true of both kinds
-
-class Any_Request : public Remote_Request, public testing::WithParamInterface<const char*> {
-protected:
-    void SetUp() override {
-        Remote_Request::SetUp();
-        Ask_For(GetParam() == std::string("Inet") ? url : share);
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Both, Any_Request, testing::Values("Inet", "Share"),
@@ -195,6 +188,15 @@ TEST_P(Any_Request, WithoutAServerTheCopyIsServed) {
     values["code"] = asked == url ? "2" : "1";
     values["copy"] = copy;
     Expect_Record(s_check_failed + "\n" + s_says + "Cached file '{copy}' for URL '{url}' will be used.");
+    values["reported"] = "COM exception: \n " + Com_Error_Text() + " \nWin32 error code: 12029";
+    values["new_copy"] = Copy(2);
+    Expect_Records(asked == url ? "E Is_Inet_URL_Expired: {reported}" + s_second_client +
+                                      "W Is_Inet_URL_Expired: Last-Modified header is empty.\n"
+                                      "E Download_Inet_URL: {reported}\\" +
+                                      s_second_client
+                                : s_share_failures,
+                   Above_Additional_Data());
+    EXPECT_EQ(cache.Get_Additional_Error_Info(), asked == url ? Com_Error_Text() : "");
 }
 
 TEST_P(Any_Request, WithoutAServerAndACopyThereIsNoFile) {
@@ -235,116 +237,6 @@ TEST_P(Any_Request, ACopyThatCannotBeNamedLeavesTheLastGoodOne) {
         EXPECT_EQ(*own_error, 2);
         EXPECT_TRUE(std::filesystem::exists(old_copy));
     }
-}
-
-// Internet URLs
-
-class Inet_Request : public Remote_Request {};
-
-TEST_F(Inet_Request, WithoutAServerAllThatWentWrongIsReported) {
-    Get();
-    Pass_Minutes(61);
-    Take_Server_Down();
-    Forget();
-    Get();
-    values["reported"] = "COM exception: \n " + Com_Error_Text() + " \nWin32 error code: 12029";
-    const std::string second_client = R"(
-        E Process_Inet_URL_By_WinInet: CertErrorHandlingMode: 'Default'.
-        E Download_Inet_URL_By_WinInet: HTTP request failed with status 12029. On HTTP error we cannot download the file.
-        E Process_Inet_URL_By_WinInet: Download_Inet_URL_By_WinInet: ok: 0, download_error: 1, m_errHTTPFileDownLoad: 2.
-        )";
-    Expect_Records("E Is_Inet_URL_Expired: {reported}" + second_client +
-                       "W Is_Inet_URL_Expired: Last-Modified header is empty.\nE Download_Inet_URL: {reported}\\" +
-                       second_client,
-                   Above_Additional_Data());
-    EXPECT_EQ(cache.Get_Additional_Error_Info(), Com_Error_Text());
-}
-
-TEST_F(Inet_Request, AServerThatRefusesHeadIsAskedForTheFile) {
-    const std::string old_copy = Get();
-    Pass_Minutes(61);
-    g_services.requests_created = 0;
-    g_services.requests.push_back(Script());
-    Script().status = {405};
-    Forget();
-    const std::string copy = Get();
-    EXPECT_NE(copy, "");
-    EXPECT_NE(copy, old_copy);
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, 1) << "the code of the check stays visible";
-    values["code"] = "1";
-    Expect_Record(s_check_failed);
-}
-
-TEST_F(Inet_Request, ANewCacheOnTheDirectoryServesTheSameCopy) {
-    const std::string copy = Get();
-    const std::string unreferenced = Write_File(In_Cache("99999999-0000-0000-0000-000000000001.xml"), "left over");
-    CFileCache restarted(os);
-    ASSERT_TRUE(restarted.Set_Cache_Directory(cache_directory));
-    Forget();
-    EXPECT_EQ(restarted.Get_Cached_File(url), copy);
-    EXPECT_THAT(g_services.request_calls, IsEmpty());
-    EXPECT_TRUE(std::filesystem::exists(copy));
-    EXPECT_FALSE(std::filesystem::exists(unreferenced)) << "the first request sweeps the directory";
-}
-
-TEST_F(Inet_Request, ToAWhiteListedUrlWithABadCertificateIsServedForItsWholeLife) {
-    Script().send = Certificate_Error;
-    g_services.cert_mode = 1;
-    g_services.white_list = {url};
-    const std::string first = Get();
-    EXPECT_EQ(Content(first), second_body);
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, 0);
-    EXPECT_EQ(cache.Get_Additional_Error_Info(), "");
-
-    Pass_Minutes(61);
-    EXPECT_EQ(Get(), first) << "the second client's stamp is the stored one";
-    EXPECT_FALSE(download_error);
-    EXPECT_EQ(http_error, 0);
-
-    Pass_Minutes(61);
-    g_services.client.headers["Last-Modified"] = "another stamp";
-    const std::string second = Get();
-    EXPECT_NE(second, first);
-    EXPECT_FALSE(std::filesystem::exists(first));
-    EXPECT_EQ(cache.m_Cache_Entries.at(url).last_modified, "another stamp");
-
-    Pass_Minutes(61);
-    g_services.white_list = {url + "/"};
-    EXPECT_EQ(Get(), second) << "no longer listed: the last copy is all there is";
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(http_error, 2);
-    EXPECT_EQ(cache.Get_Additional_Error_Info(), Com_Error_Text());
-}
-
-// Files on shares
-
-class Share_Request : public Remote_Request {};
-
-TEST_F(Share_Request, WithoutAServerAllThatWentWrongIsReported) {
-    Ask_For(share);
-    Get();
-    Pass_Minutes(61);
-    Take_Server_Down();
-    Forget();
-    Get();
-    values["copy"] = Copy(2);
-    Expect_Records(R"(
-        W Is_File_Share_Expired: File share URL cannot be stat-ed: '{url}', error code 53. try to download the shared file directly.
-        W Download_File_Share: Trying to download a file share URL that cannot be stat-ed: '{url}', error code 53.
-        E Download_File_Share: Copy file failed for URL: '{url}', cached file: '{copy}' , GetLastError returned 53.
-        )",
-                   Above_Additional_Data());
-}
-
-TEST_F(Share_Request, AFileUrlOfAShareIsServedAsTheSharesPath) {
-    Ask_For(share);
-    const std::string copy = Get("file://server/share/landscape.xml");
-    EXPECT_EQ(Content(copy), source);
-    EXPECT_EQ(file_share_error, 0);
-    EXPECT_EQ(cache.m_Cache_Entries.count(share), 1U);
-    EXPECT_EQ(Get(), copy);
 }
 
 } // namespace

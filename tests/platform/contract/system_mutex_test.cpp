@@ -81,15 +81,6 @@ protected:
     }
 };
 
-TEST_F(Trace_Lock, IsAcquiredAndReleased) {
-    for (int count = 0; count < 3; ++count) {
-        EXPECT_EQ(mutex->Wait(0), Result::Acquired);
-        EXPECT_TRUE(mutex->Release());
-    }
-    EXPECT_EQ(mutex->Wait(60000), Result::Acquired);
-    EXPECT_TRUE(mutex->Release());
-}
-
 TEST_F(Trace_Lock, IsTheSameHoweverOftenItIsOpened) {
     const auto other = System_Mutex::Open_Trace_Lock();
     ASSERT_NE(other, nullptr);
@@ -176,23 +167,18 @@ TEST_F(Trace_Lock, ExcludesOtherProcesses) {
     EXPECT_EQ(holder.Join(), 0);
 }
 
-TEST_F(Trace_Lock, TheDeathOfAHolderIsNoticed) {
-    Lock_Holder holder(milliseconds(300), "die");
-    ASSERT_TRUE(holder.held);
-    holder.Let_Go();
-    EXPECT_EQ(mutex->Wait(30000), Result::Abandoned);
-    EXPECT_TRUE(mutex->Release());
-    EXPECT_EQ(mutex->Wait(0), Result::Acquired);
-    EXPECT_TRUE(mutex->Release());
-    EXPECT_EQ(holder.Join(), 0);
-}
-
-TEST_F(Trace_Lock, AHolderThatDiedBeforeTheWaitIsNoticed) {
-    Lock_Holder holder(milliseconds(0), "die");
-    ASSERT_TRUE(holder.held);
-    ASSERT_EQ(holder.Join(), 0);
-    EXPECT_EQ(mutex->Wait(30000), Result::Abandoned);
-    EXPECT_TRUE(mutex->Release());
+TEST_F(Trace_Lock, TheDeathOfAHolderIsNoticedBeforeAndDuringTheWait) {
+    for (const bool before : {false, true}) {
+        Lock_Holder holder(milliseconds(before ? 0 : 300), "die");
+        ASSERT_TRUE(holder.held);
+        holder.Let_Go();
+        EXPECT_EQ(before ? holder.Join() : 0, 0);
+        EXPECT_EQ(mutex->Wait(30000), Result::Abandoned);
+        EXPECT_TRUE(mutex->Release());
+        EXPECT_EQ(mutex->Wait(0), Result::Acquired);
+        EXPECT_TRUE(mutex->Release());
+        EXPECT_EQ(holder.Join(), 0);
+    }
 }
 
 } // namespace

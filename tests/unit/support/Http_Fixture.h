@@ -7,10 +7,6 @@
 #include <string>
 #include <vector>
 
-/// How the scripted request object records that its error texts are asked for.
-inline const std::string s_of_request = "Error_Description(XMLHTTPRequest)";
-inline const std::string s_of_server_request = "Error_Description(ServerXMLHTTPRequest)";
-
 /// The result of a call by its bits.
 inline constexpr QEL::FrontEnd::FileCache::HResult Result_Of(std::uint32_t bits) {
     return static_cast<QEL::FrontEnd::FileCache::HResult>(bits);
