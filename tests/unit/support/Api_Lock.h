@@ -2,32 +2,46 @@
 
 #include "filecache/locks.h"
 
-#include <semaphore>
+#include <condition_variable>
 #include <thread>
 
 /// True when some thread holds the process-wide lock of the public operations. One thread looks for all calls: to
 /// start one for each record takes long under Wine.
 inline bool Api_Lock_Is_Held() {
     struct Watcher {
-        std::binary_semaphore asked{0};
-        std::binary_semaphore said{0};
+        enum { Idle, Asked, Ended } state = Idle;
         bool held = false;
-        std::jthread thread{[this](const std::stop_token& end) {
-            for (asked.acquire(); !end.stop_requested(); asked.acquire()) {
+        std::mutex guard;
+        std::condition_variable changed;
+        std::thread thread{[this] {
+            for (std::unique_lock lock(guard);; changed.notify_all()) {
+                changed.wait(lock, [this] { return state != Idle; });
+                if (state == Ended) {
+                    return;
+                }
                 held = !QEL::FrontEnd::FileCache::s_api_mutex.try_lock();
                 if (!held) {
                     QEL::FrontEnd::FileCache::s_api_mutex.unlock();
                 }
-                said.release();
+                state = Idle;
             }
         }};
+
+        bool Look() {
+            std::unique_lock lock(guard);
+            state = Asked;
+            changed.notify_all();
+            changed.wait(lock, [this] { return state == Idle; });
+            return held;
+        }
         ~Watcher() {
-            thread.request_stop();
-            asked.release();
+            std::unique_lock lock(guard);
+            state = Ended;
+            changed.notify_all();
+            lock.unlock();
+            thread.join();
         }
     };
     static Watcher watcher;
-    watcher.asked.release();
-    watcher.said.acquire();
-    return watcher.held;
+    return watcher.Look();
 }
