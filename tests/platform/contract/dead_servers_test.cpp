@@ -173,32 +173,19 @@ TEST_F(Dead_Servers, AreAllAskedWhenTheNetworkHasChanged) {
     EXPECT_TRUE(Is_Asked(host)) << "forgotten, even though the network is as it was";
 }
 
-TEST_F(Dead_Servers, AreNotRememberedWhereTheNetworkChangedMeanwhile) {
-    const auto began = memory.Now();
-    now += 60s;
-    network.insert("tun0 198.51.100.1");
-    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, began);
-    EXPECT_TRUE(Is_Asked(host));
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    EXPECT_FALSE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreRememberedWhereTheNetworkChangedBefore) {
-    now += 1s;
-    network.insert("tun0 198.51.100.1");
-    EXPECT_TRUE(Is_Asked(host));
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    EXPECT_FALSE(Is_Asked(host));
-}
-
-TEST_F(Dead_Servers, AreNotRememberedWhereAnotherRequestSawTheNetworkChange) {
-    const auto began = memory.Now();
-    now += 30s;
-    network.insert("tun0 198.51.100.1");
-    EXPECT_TRUE(Is_Asked(behind_proxy));
-    now += 30s;
-    memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, began);
-    EXPECT_TRUE(Is_Asked(host));
+TEST_F(Dead_Servers, AreNotRememberedWhereTheNetworkChangedDuringTheAttempt) {
+    for (const bool seen_by_another : {false, true}) {
+        memory.m_Servers.clear();
+        const auto began = memory.Now();
+        now += 30s;
+        network.insert("tun" + std::to_string(seen_by_another));
+        EXPECT_TRUE(!seen_by_another || Is_Asked(behind_proxy));
+        now += 30s;
+        memory.Note(host, "GET", Attempt::Server_Unreached, {Timed_Out, ""}, began);
+        EXPECT_TRUE(Is_Asked(host));
+        Attempt_Ends(Attempt::Server_Unreached, host, 60s);
+        EXPECT_FALSE(Is_Asked(host)) << "the network changed before";
+    }
 }
 
 TEST_F(Dead_Servers, CostOneLookAtTheNetworkASecondWhileAllIsWell) {

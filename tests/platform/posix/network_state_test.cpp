@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace QEL::Tests {
 
 namespace {
@@ -16,34 +18,25 @@ TEST(Network_State, IsTheSameWhileNothingChanges) {
     EXPECT_FALSE(Network_State().empty());
 }
 
-TEST(Network_State, ChangesWithAnAddress) {
-    const int result = Own_Network::Run([](const Own_Network& network) {
-        const auto before = Network_State();
-        if (!network.Add_Address("10.1.2.3")) {
-            return 1;
-        }
-        const auto with_address = Network_State();
-        if (with_address == before || !network.Remove_Address()) {
-            return 2;
-        }
-        return Network_State() == before ? 0 : 3;
-    });
-    EXPECT_DONE_OR_SKIP(result);
-}
-
-TEST(Network_State, ChangesWithADefaultRoute) {
-    const int result = Own_Network::Run([](const Own_Network& network) {
-        const auto before = Network_State();
-        if (!network.Add_Default_Route()) {
-            return 1;
-        }
-        const auto with_route = Network_State();
-        if (with_route == before || !network.Remove_Default_Route()) {
-            return 2;
-        }
-        return Network_State() == before ? 0 : 3;
-    });
-    EXPECT_DONE_OR_SKIP(result);
+TEST(Network_State, ChangesWithAnAddressAndWithADefaultRoute) {
+    using Change = std::function<bool(const Own_Network&)>;
+    const std::pair<Change, Change> changes[] = {
+        {[](const auto& network) { return network.Add_Address("10.1.2.3"); }, &Own_Network::Remove_Address},
+        {&Own_Network::Add_Default_Route, &Own_Network::Remove_Default_Route}};
+    for (const auto& [add, remove] : changes) {
+        const int result = Own_Network::Run([&](const Own_Network& network) {
+            const auto before = Network_State();
+            if (!add(network)) {
+                return 1;
+            }
+            const auto changed = Network_State();
+            if (changed == before || !remove(network)) {
+                return 2;
+            }
+            return Network_State() == before ? 0 : 3;
+        });
+        EXPECT_DONE_OR_SKIP(result);
+    }
 }
 
 } // namespace
