@@ -25,20 +25,20 @@ struct Http_Response;
 struct Request_Method;
 struct Response_Body;
 
-/// The file cache. Hosts reach it through IFileCache::Instance(); an object of its own, with
-/// services of its own, is for tests and special hosts. See IFileCache for what the public
-/// operations do, on which threads, and with which errors.
+/// The file cache. Hosts reach it through IFileCache::Instance(). Tests and special hosts make objects
+/// with services of their own. IFileCache describes the public operations, their threads and
+/// errors.
 ///
 /// The private operations take no lock: each public operation that calls them holds the
-/// process-wide lock for its whole run.
+/// process-wide lock until it ends.
 class QEL_FILECACHE_API CFileCache : public virtual IFileCache {
 public:
     /// @param os_wrapper the operating-system services; shared with every copy of the object.
-    ///        Neither the configuration nor the disk is touched before Set_Cache_Directory().
+    ///        Uses neither the configuration nor the disk before Set_Cache_Directory().
     explicit CFileCache(std::shared_ptr<OSWRAPI::IOSWrapper> os_wrapper);
 
-    /// Copies get entries, texts and lists of their own and share the operating-system services. No other
-    /// thread may use either object meanwhile.
+    /// A copy has its own entries, texts and lists, and shares the operating-system services. No other
+    /// thread may use either object during the copy.
     CFileCache(const CFileCache& other);
     CFileCache& operator=(const CFileCache& other); ///< as the copy
 
@@ -59,7 +59,7 @@ private:
     friend class Cache_Inspection;
     friend struct Removal_On_Request;
 
-    /// True when the remote file must be fetched again; every doubtful case counts so.
+    /// True when the remote file must be fetched again, and in every doubtful case.
     using Expired_Function = bool (CFileCache::*)(const std::string& url, bool& check_error);
     /// Fetches a remote file and records it. @return the path of the copy, empty on failure.
     using Downloader_Function = std::string (CFileCache::*)(const std::string& url, bool& download_error);
@@ -78,7 +78,7 @@ private:
     bool Is_File_Share(const std::string& url);
     bool Is_Local(const std::string& url);
     std::string Normalize_if_File_URL(const std::string& url);
-    /// The same without a copy: `url` itself, or for a "file:" URL the text that `path` receives.
+    /// The same without a copy: returns `url` itself, or for a "file:" URL `path`, which it sets.
     const std::string& Normalize_if_File_URL(const std::string& url, std::string& path);
 
     // Metadata file
@@ -120,24 +120,24 @@ private:
     std::string Generate_Cached_File_Name_from_Mime_Type(const std::string& mime_type);
     std::string Filter_Dangerous_Extensions(const std::string& extension);
 
-    /// What is cached, by normalised URL; the order is the order in the metadata file.
+    /// The entries by normalised URL, in the order of the metadata file.
     std::map<std::string, CacheEntry> m_Cache_Entries;
     /// As the host passed it; empty until a directory has been set.
     std::string m_Cache_Directory;
     QEL::Mime::Magic m_Magic;
     std::shared_ptr<OSWRAPI::IOSWrapper> m_OS_Wrapper;
-    /// The sweep of obsolete copies has run in the life of this object.
+    /// This object has swept obsolete copies.
     bool m_Obsolete_Files_Cleaned;
     /// Connect time-out of HTTP requests in milliseconds; 0 until it has been read.
     std::int32_t m_Connect_Timeout;
-    /// Outcome of the last Internet operation, see IFileCache.
+    /// Result of the last Internet operation, see IFileCache.
     std::int32_t m_errHTTPFileDownLoad;
-    /// Outcome of the last file share operation, see IFileCache.
+    /// Result of the last file share operation, see IFileCache.
     std::int32_t m_errFileShareDownLoad;
     Util::HttpWinInet::CertErrorHandlingMode m_Cert_Error_Handling_Mode;
     /// The white list: whole URLs.
     std::vector<std::string> m_Cert_Error_Parameters;
-    /// The last request failed with a transport error; the second client is to be tried.
+    /// The last request failed with a transport error; the second client must be tried.
     bool m_Cert_Error_Detected;
     std::string m_Additional_Error_Info;
 };

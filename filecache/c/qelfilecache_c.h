@@ -1,6 +1,6 @@
 /**
  * @file
- * The cache for hosts in C, and for everything that can call C: other compilers, other languages.
+ * The cache for hosts in C, and in every language and compiler that can call C.
  *
  * @code
  * qelfilecache *cache;
@@ -16,25 +16,25 @@
  * qelfilecache_close(cache);
  * @endcode
  *
- * Handles: all handles of a process stand for the one cache of the process and share its directory. A handle keeps the
- * result of its last request. Several threads may use the cache at once, each with a handle of its own; one handle may
- * go from thread to thread, but not be used by two at a time. Requests wait for each other, downloads included.
+ * Handles: all handles of a process use the one cache of the process and its directory. A handle keeps the
+ * result of its last request. Several threads may use the cache at once, each with its own handle. Threads may share
+ * a handle, but not use it at the same time. Requests wait for each other, downloads included.
  * On Windows a thread that requests a web address must have initialised COM.
  *
  * Texts: NUL-terminated, in the narrow encoding of the system (Windows: the process's ANSI code page, elsewhere the
  * bytes of the file system, normally UTF-8). A function that returns a text takes a buffer, its size, and a place
  * for the size that the text needs, its NUL included. A text is copied as a whole or not at all: a cut path would name
  * another file. When the buffer is too small, it receives an empty text and the result is
- * QELFILECACHE_BUFFER_TOO_SMALL; nothing is lost, since the handle keeps the text, and the call for the same text with
- * a larger buffer makes no request. The buffer may be NULL when its size is 0, to ask for the size, and the place for
- * the size may be NULL.
+ * QELFILECACHE_BUFFER_TOO_SMALL. The handle keeps the text: the function for the same text with a larger buffer makes
+ * no request. To ask for the size, pass NULL as the buffer and 0 as its size. The place for the needed size may be
+ * NULL.
  *
- * Errors: no exception leaves a function, and none ends the process. A code above 0 comes from the cache, a code
- * below 0 says that the function could not be carried out; texts are then empty and the needed size is 0.
+ * Errors: no exception leaves a function, and none ends the process. A code above 0 comes from the cache. A code
+ * below 0 means that the function itself failed; texts are then empty and the needed size is 0.
  *
- * Binary interface: functions of the platform's C calling convention (on Windows __cdecl, names undecorated on
- * 64 bit), arguments of type pointer, size_t and int alone, no structure. A handle is a pointer that only these
- * functions look behind. Functions and codes are added, never changed, while QELFILECACHE_ABI_VERSION stays.
+ * Binary interface: functions with the platform's C calling convention (on Windows __cdecl, names undecorated on
+ * 64 bit). Arguments are pointers, size_t and int only, no structures. A handle is an opaque pointer.
+ * Functions and codes are added, never changed, while QELFILECACHE_ABI_VERSION stays.
  */
 #ifndef QELFILECACHE_C_H
 #define QELFILECACHE_C_H
@@ -70,7 +70,7 @@ extern "C" {
 /** The version of this interface that the header describes, see qelfilecache_abi_version(). */
 #define QELFILECACHE_ABI_VERSION 1
 
-/** A size that holds most paths. Any size will do: no path is lost in a buffer that is too small. */
+/** A size for most paths. Any size works: the handle keeps a path that does not fit. */
 #define QELFILECACHE_USUAL_PATH_SIZE 512
 
 /** Done; a request has a file. */
@@ -79,7 +79,7 @@ extern "C" {
 #define QELFILECACHE_REFUSED 1
 /** The request was made; there is no file to open. */
 #define QELFILECACHE_NO_FILE 2
-/** The buffer is too small for the text. What was asked for is done, and the text is kept. */
+/** The buffer is too small for the text. The operation is done, and the handle keeps the text. */
 #define QELFILECACHE_BUFFER_TOO_SMALL 3
 /** The directory is set; its list of copies is damaged. */
 #define QELFILECACHE_DAMAGED_LIST 4
@@ -92,12 +92,12 @@ extern "C" {
 /** Another failure of the library itself. */
 #define QELFILECACHE_UNEXPECTED_ERROR (-4)
 
-/** A remote error code that the request did not come to, see qelfilecache_get(). */
+/** A remote error code that the request did not set, see qelfilecache_get(). */
 #define QELFILECACHE_NOT_ASKED (-1)
 
 /** The kind of an ordinary request. */
 #define QELFILECACHE_ORDINARY_REQUEST 213
-/** A kind that wants a writable file on a share opened where it is. */
+/** A kind for which the host opens a writable file on a share itself. */
 #define QELFILECACHE_WRITABLE_ORIGINAL 201
 
 /** A handle of the cache. */
@@ -119,27 +119,27 @@ QELFILECACHE_C_API void QELFILECACHE_CALL qelfilecache_close(qelfilecache* cache
 /**
  * Sets the directory of the copies, for the whole process.
  * @param cache the handle.
- * @param directory absolute path of an existing directory, used as it stands.
+ * @param directory absolute path of an existing directory, used exactly as passed.
  * @return QELFILECACHE_OK; QELFILECACHE_REFUSED for a missing or empty directory (nothing changes) and for one whose
  *         list of copies is damaged (it is set, and requests are served); a code below 0.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_set_directory(qelfilecache* cache, const char* directory);
 
 /**
- * How the last qelfilecache_set_directory() of this handle ended: the two cases of QELFILECACHE_REFUSED apart.
+ * How the last qelfilecache_set_directory() of this handle ended. It separates the two cases of QELFILECACHE_REFUSED.
  * @return QELFILECACHE_OK; QELFILECACHE_REFUSED for a missing or empty directory, and before the first call;
  *         QELFILECACHE_DAMAGED_LIST; QELFILECACHE_BAD_ARGUMENT.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_directory_result(const qelfilecache* cache);
 
 /**
- * Requests a file: returns the path of a local file that holds what `url_or_path` names.
+ * Requests a file: returns the path of a local file with the content of `url_or_path`.
  *
  * @param cache the handle.
  * @param url_or_path web address, "file:" URL, path on a share or local path.
- * @param request_kind QELFILECACHE_ORDINARY_REQUEST, or QELFILECACHE_WRITABLE_ORIGINAL: then the result is
- *        QELFILECACHE_NO_FILE for a writable file on a share, which the host opens where it is.
- * @param path receives the path; see the rules for texts at the top.
+ * @param request_kind QELFILECACHE_ORDINARY_REQUEST, or QELFILECACHE_WRITABLE_ORIGINAL: then the result for a writable
+ *        file on a share is QELFILECACHE_NO_FILE, and the host opens the original.
+ * @param path receives the path; see "Texts" at the top.
  * @param path_size the size of `path`.
  * @param path_needed may be NULL; set to the size that the path needs.
  * @param download_error may be NULL; set to 1 when the remote file could not be fetched or checked, also when the last
@@ -148,11 +148,11 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_directory_result(const qel
  *        failed, 3 the copy got no name; QELFILECACHE_NOT_ASKED when no server was asked.
  * @param file_share_error may be NULL; the same for a share: 0 ok, 1 the source could not be examined, 2 the copy
  *        failed, 3 the copy got no name, 4 the copy is missing; QELFILECACHE_NOT_ASKED.
- *        Read the two codes only when download_error is 1. Otherwise they may be those of an earlier request: not every
+ *        Read the two codes only when download_error is 1. Otherwise they may come from an earlier request: not every
  *        success resets them.
  * @return QELFILECACHE_OK, QELFILECACHE_NO_FILE, QELFILECACHE_BUFFER_TOO_SMALL (the request was made and has a file:
- *         fetch its path with qelfilecache_last_path()), or a code below 0. Opening the file can fail: a copy that
- *         could not be written, because the directory is gone or closed, is not noticed, and another thread's request
+ *         get its path with qelfilecache_last_path()), or a code below 0. Opening the file can fail: the cache does
+ *         not notice that its directory is gone or not writable, and another thread's request
  *         may have replaced and deleted the copy.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_get(qelfilecache* cache, const char* url_or_path,
@@ -169,17 +169,17 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_last_path(const qelfilecac
                                                                 size_t* path_needed);
 
 /**
- * The text for the user about the last failed connection or certificate in the process, as it was when the last request
- * of this handle was done; empty when there was none. It stays after later requests that succeed or fail otherwise:
- * show it when its line "File: " is the URL whose request has just ended with a download error.
+ * The text for the user about the last failed connection or certificate in the process, as of the end of the last
+ * request of this handle; empty when there was none. It stays after later requests that succeed or fail otherwise:
+ * show it only when its line "File: " is the URL whose request has just ended with a download error.
  * @return QELFILECACHE_OK, QELFILECACHE_BUFFER_TOO_SMALL, QELFILECACHE_BAD_ARGUMENT.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_error_info(const qelfilecache* cache, char* text,
                                                                  size_t text_size, size_t* text_needed);
 
 /**
- * How the last question to a server or share ended that the last request of this handle put. Both numbers are 0 and the
- * text is empty when it asked nobody, as for a copy that had not expired.
+ * How the last exchange with a server or share in the last request of this handle ended. Both numbers are 0 and the
+ * text is empty when it asked no server, as for a copy that had not expired.
  * @param http_status may be NULL; set to the status of the response, 0 without one.
  * @param system_error may be NULL; set to why there was no response or no copy, a WinInet or Win32 error number; 0 when
  *        nothing failed.
@@ -206,19 +206,19 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_clear(qelfilecache* cache)
 /**
  * Forgets the copy of one request and deletes it.
  * @param url_or_path as for qelfilecache_get().
- * @return QELFILECACHE_OK, also when there is no copy; QELFILECACHE_REFUSED when it could not be deleted, and then it
- * is not forgotten; a code below 0.
+ * @return QELFILECACHE_OK, also when there is no copy; QELFILECACHE_REFUSED when it could not be deleted, and so is
+ * not forgotten; a code below 0.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_remove(qelfilecache* cache, const char* url_or_path);
 
 /**
- * Deletes every file in the directory that has the name of a copy, also those that the cache does not know.
+ * Deletes every file in the directory that is named like a copy, even unknown ones.
  * @return QELFILECACHE_OK; QELFILECACHE_REFUSED when no directory is set; a code below 0.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_purge(qelfilecache* cache);
 
 /**
- * Sets what is traced, for the whole process. Call it while no other thread uses the cache.
+ * Sets the trace level of the whole process. Call it while no other thread uses the cache.
  * @param level 0 nothing, 1 errors, 2 warnings too, 3 notes too, 4 everything, 5 everything with time stamps.
  * @return QELFILECACHE_OK or a code below 0.
  */
