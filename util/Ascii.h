@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-/// Texts by their ASCII characters, whatever the locale.
+/// Functions on ASCII characters, independent of the locale.
 namespace QEL::FrontEnd::Util {
 
 constexpr std::string_view Ascii_Blanks = " \t\n\f\r";
@@ -20,7 +20,7 @@ constexpr char To_Ascii_Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// True for equal texts but for the case of ASCII letters.
+/// True when the texts are equal except for the case of ASCII letters.
 constexpr bool Equals_Ignoring_Case(std::string_view left, std::string_view right) {
     return std::ranges::equal(left, right, {}, To_Ascii_Lower, To_Ascii_Lower);
 }
@@ -31,12 +31,12 @@ constexpr bool Starts_With_Ignoring_Case(std::string_view text, std::string_view
     // GCOVR_EXCL_BR_STOP
 }
 
-/// The text without those of its first characters that are in `characters`.
+/// The text without the characters at its beginning that are in `characters`.
 constexpr std::string_view Trim_Beginning(std::string_view text, std::string_view characters) {
     return text.substr(std::min(text.find_first_not_of(characters), text.size())); // GCOVR_EXCL_BR_LINE: exceptions
 }
 
-/// The text without those of its last characters that are in `characters`.
+/// The text without the characters at its end that are in `characters`.
 constexpr std::string_view Trim_End(std::string_view text, std::string_view characters) {
     return text.substr(0, text.find_last_not_of(characters) + 1);
 }

@@ -5,8 +5,8 @@
 
 namespace QEL::FrontEnd::Util {
 
-/// Makes a received body the file of the given path, which does not exist yet. No byte is written again. A failure is
-/// not reported, and leaves no such file.
+/// Gives a received body the path, at which no file exists yet, without writing its bytes again. A failure is
+/// not reported, and leaves no file.
 using Body_Publication = std::function<void(const std::string& path)>;
 
 } // namespace QEL::FrontEnd::Util

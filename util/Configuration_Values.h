@@ -3,7 +3,7 @@
 /// The names of the cache's own values in the configuration.
 namespace QEL::FrontEnd::Util {
 
-/// The key of the registry, or the section of the INI files, under which all of them stand.
+/// The registry key, or the section of the INI files, that holds all of them.
 inline constexpr char Options_Key[] = "Software\\QEL\\QELLogon\\Options";
 
 inline constexpr char Expiry_Period_Value[] = "LandscapeCacheExpiryPeriod";

@@ -6,7 +6,7 @@
 namespace QEL::FrontEnd::Util {
 
 /// True when the text holds CR, LF or NUL. Such a path or URL is refused: it would forge lines of
-/// the metadata file, and a NUL would make the system see another path than the cache does.
+/// the metadata file, and the system would cut a path at its NUL.
 inline bool Holds_Line_Break_Or_Nul(std::string_view text) {
     return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
 }

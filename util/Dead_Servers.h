@@ -15,8 +15,8 @@
 
 namespace QEL::FrontEnd::Util {
 
-/// While it lives, the requests of its thread are sent even where a server has lately cost time in vain and the
-/// services would answer with what they remember.
+/// While it lives, the requests of its thread are sent even to a server that has recently not responded, for which
+/// the services would repeat the remembered failure.
 class Asking_Anyway : private Util::Non_Copyable {
 public:
     Asking_Anyway() { ++t_count; }
@@ -29,7 +29,7 @@ private:
     inline static thread_local int t_count = 0;
 };
 
-/// While it lives, takes what the services of its thread say of a share's server that they do not ask.
+/// While it lives, receives what the services of its thread say about a share's server that they do not ask.
 class Unasked_Share_Server : private Util::Non_Copyable {
 public:
     Unasked_Share_Server() { t_current = this; }
@@ -50,8 +50,8 @@ private:
     std::string m_Description;
 };
 
-/// Whether a value of the configuration is a number that is positive, though an integer of 32 bits shows it as a
-/// negative one or not at all.
+/// Whether a value of the configuration is a positive number that does not fit into a signed integer of
+/// 32 bits.
 inline bool Exceeds_31_Bits(const char* key, const char* value) {
     const auto configured = Find_Configured_Value(key, value);
     const std::string text = configured ? configured->text : "-"; // GCOVR_EXCL_BR_LINE: exceptions
@@ -61,8 +61,8 @@ inline bool Exceeds_31_Bits(const char* key, const char* value) {
     return number > std::numeric_limits<std::int32_t>::max() && *end == '\0' && text.find('-') == std::string::npos;
 }
 
-/// For how long a server that cost time in vain is not asked again, by the configuration of this moment: from 0
-/// seconds, which is never, to an hour.
+/// For how long a server that did not respond is not asked again, as configured now: from 0 seconds (it is always
+/// asked) to an hour.
 inline std::chrono::seconds Server_Retry_Period() {
     constexpr std::int32_t standard = 120;
     constexpr std::int32_t longest = 3600;

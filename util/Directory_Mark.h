@@ -8,11 +8,11 @@
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
-/// Shows other processes that this one works on a directory, for as long as the object lives. The system
-/// takes the mark back when the process ends, however it ends. No file is written.
+/// Shows other processes that this one uses a directory, as long as the object lives. The system
+/// removes the mark when the process ends, however it ends. No file is written.
 ///
-/// Where the system cannot mark a directory, nothing is marked, and nothing else changes. A forked child
-/// does not keep the marks of its parent. May be made and destroyed by several threads at once.
+/// When the system cannot mark a directory, the object does nothing. A forked child
+/// does not keep the marks of its parent. Several threads may make and destroy objects at once.
 class Directory_Mark : private Util::Non_Copyable {
 public:
     explicit Directory_Mark(const std::string& directory);
@@ -29,8 +29,8 @@ struct Marking_Process {
     std::string program; ///< its name; empty when the system does not say
 };
 
-/// The other processes that have marked a directory. Empty where the system cannot say: on Windows,
-/// processes of another session or user are not seen.
+/// The other processes that have marked a directory. Empty when the system cannot say. On Windows,
+/// processes of other sessions and users are not visible.
 std::vector<Marking_Process> Other_Processes_On(const std::string& directory);
 
 } // namespace QEL::FrontEnd::Util::FileSystem

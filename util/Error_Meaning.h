@@ -6,7 +6,7 @@
 
 namespace QEL::FrontEnd::Util {
 
-/// What an error number of a file, a share or an HTTP request says.
+/// The meaning of an error number of a file, a share or an HTTP request.
 struct Error_Meaning {
     std::uint32_t number;
     std::string_view cause;  ///< such as "the server cannot be connected to"
@@ -18,13 +18,13 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number);
 
 /// The meaning in sentences, with the server's name: "The server h (port 80) cannot be connected to: Connection
 /// refused. Check its port."
-/// @param detail what is known besides, such as ": Connection refused"; may be empty.
+/// @param detail an addition, such as ": Connection refused"; may be empty.
 std::string Sentences_On_Error(std::uint32_t number, std::string_view server, std::string_view detail);
 
-/// The text with a capital letter at its beginning and a full stop at its end.
+/// The text with a capital letter at the beginning and a full stop at the end.
 std::string Sentence(std::string text);
 
-/// True for the numbers that say what is wrong with a server's certificate.
+/// True for errors of a server's certificate.
 bool Is_Certificate_Error(std::uint32_t number);
 
 } // namespace QEL::FrontEnd::Util

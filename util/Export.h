@@ -1,6 +1,6 @@
 #pragma once
 
-/// QEL_FILECACHE_API marks what the library exports. Everything else stays hidden.
+/// QEL_FILECACHE_API marks exports of the library. Everything else is hidden.
 /// QEL_FILECACHE_BUILDING is defined while the library itself is compiled,
 /// QEL_FILECACHE_STATIC where its objects are linked into a program directly.
 #if defined(QEL_FILECACHE_STATIC)

@@ -5,7 +5,7 @@
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
-/// Reads the first bytes of a file, local or on a share: `count` of them, or all when it has fewer.
+/// Reads the first `count` bytes of a file, local or on a share, or all when it has fewer.
 /// @throws std::runtime_error with the path and the system's reason when it cannot be read.
 std::string Read_File_Head(const std::string& path, std::size_t count);
 

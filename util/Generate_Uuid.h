@@ -4,7 +4,7 @@
 
 namespace QEL::FrontEnd::Util {
 
-/// A fresh UUID: 36 characters in the groups 8-4-4-4-12, lower case, without braces.
+/// A new UUID: 36 characters in the groups 8-4-4-4-12, lower case, without braces.
 /// @throws std::runtime_error when the system provides none.
 std::string Generate_Uuid();
 

@@ -10,7 +10,7 @@
 
 namespace QEL::FrontEnd::Util::HttpWinInet {
 
-/// A window that the client may use as the parent of a dialog. None on a platform without windows.
+/// A window that may be the parent of the client's dialogs. Null on a platform without windows.
 using Window_Handle = void*;
 
 /// Request types of SendWinInetRequest.
@@ -18,8 +18,8 @@ inline constexpr int Http_Get = 1;
 inline constexpr int Http_Head = 2;
 
 /// The second HTTP client: one synchronous request, which may be allowed to ignore certificate
-/// errors. What it ignores follows from Read_CertErrorHandling_Parameters alone: every URL's in
-/// IgnoreAllErrorsMode, a listed URL's own (not those of what it redirects to) in WhiteListMode.
+/// errors. Read_CertErrorHandling_Parameters alone decides that: it ignores those of every URL in
+/// IgnoreAllErrorsMode, those of a listed URL (but not of its redirects) in WhiteListMode.
 /// One object serves one request on one thread.
 class HttpClient : private Util::Non_Copyable {
 public:
@@ -29,26 +29,26 @@ public:
     /// The window for SendWinInetRequest; null where there is none.
     Window_Handle GetHWnd() const;
 
-    /// Says where the body of the response will be saved. To be called before the request.
+    /// Sets the directory of the saved body. Call it before the request.
     void SetCopyDirectory(const std::string& directory);
 
     /// Sends the request and reads the whole response.
     /// @param http_type 1 GET, 2 HEAD.
     /// @param timeout connect time-out in milliseconds.
-    /// @return the HTTP status; without a response the WinInet error number (12001 to 12192), or the system's number of
+    /// @return the HTTP status; without a response a WinInet error number (12001 to 12192), or the system's number of
     ///         a failure on this machine, such as 112 when the disk is full.
     unsigned long SendWinInetRequest(int http_type, const char* url, Window_Handle window, unsigned long timeout);
 
     /// A header of the response by its name (any letter case); empty when it is absent.
     std::string GetResponseHeader(const char* name) const;
 
-    /// The body of the response, every byte of it, NULs included. Valid as long as the object.
+    /// The whole body of the response, NULs included. Valid as long as the object lives.
     std::string_view GetResponseBody() const;
 
-    /// How the body becomes a file; empty where it has to be written.
+    /// Makes the body a file; empty when the caller must write the body.
     Body_Publication GetBodyPublication() const;
 
-    /// True for 12001 to 12192, the numbers of all transport errors that the two clients document.
+    /// True for 12001 to 12192, all transport errors that the two clients document.
     static bool IsErrorInRange(std::uint32_t error_number) { return error_number >= 12001 && error_number <= 12192; }
 
 private:

@@ -5,10 +5,10 @@
 
 namespace QEL::FrontEnd::Util {
 
-/// What an HTTP status says, such as "not found". Of an unknown one, what its class says.
+/// The meaning of an HTTP status, such as "not found", or of its class if the status is unknown.
 std::string_view Meaning_Of_Status(long status);
 
-/// What to do about a status, such as "check the address"; empty when it says that all is well.
+/// What to do about a status, such as "check the address"; empty for a success.
 std::string_view Remedy_For_Status(long status);
 
 /// "the server h (port 80) responds with status 404 (not found)"; 407 is a proxy's: "the proxy h:8080 requires ...".
@@ -19,7 +19,7 @@ std::string Sentences_On_Status(long status, std::string_view subject);
 
 inline constexpr long Proxy_Login_Required = 407;
 
-/// True when a status concerns HEAD requests only: a download may succeed all the same.
+/// True when a status concerns HEAD requests only: a download may still succeed.
 inline constexpr bool Refuses_Head_Alone(long status) {
     return status == 405 || status == 501;
 }

@@ -15,14 +15,14 @@ inline constexpr bool Failed(HResult result) {
     return result < 0;
 }
 
-/// The interface of the request object that a failed call belongs to. It selects the error text.
+/// The interface of the request object whose call failed. It selects the error text.
 enum class Request_Interface { XMLHTTPRequest, ServerXMLHTTPRequest };
 
-/// Type number of an array of bytes, the one body type that the cache accepts.
+/// Type number of an array of bytes, the only body type that the cache accepts.
 inline constexpr std::uint16_t Byte_Array_Type = 8209;
 
-/// A response body as the request object hands it out: what it claims to be, and its bytes.
-/// Nothing is checked here; the download checks claim after claim.
+/// A response body as the request object returns it: its description and its bytes.
+/// Nothing is checked here; the download checks each member.
 struct Response_Body {
     std::uint16_t type = 0;              ///< Byte_Array_Type for an array of bytes
     std::uint32_t dimensions = 0;        ///< of the array
@@ -33,14 +33,14 @@ struct Response_Body {
     HResult access_result = 0;           ///< of locking the bytes
     const char* data = nullptr;          ///< the bytes, `upper_bound` - `lower_bound` + 1 of them
     std::shared_ptr<const void> lock;    ///< holds the bytes; releases them with its last owner
-    Util::Body_Publication publish = {}; ///< empty where the bytes have to be written
+    Util::Body_Publication publish = {}; ///< empty when the cache must write the bytes
 };
 
 /// One synchronous HTTP request without body, user or password.
 ///
 /// Each method is one call of the platform's request object and returns that call's result.
 /// A failure in the range 0x80072EE1 to 0x80072F8F carries a WinInet error number in its low half.
-/// Used by one thread, which on Windows has initialised COM. Released by its destructor.
+/// For one thread, which on Windows must have initialised COM. The destructor releases it.
 class IRequest_Object {
 public:
     virtual ~IRequest_Object() = default;
@@ -63,7 +63,7 @@ public:
 
     virtual HResult Get_Response_Body(Response_Body& body) = 0;
 
-    /// The URL that the response is for, after redirects; empty when the system does not say.
+    /// The URL of the response, after redirects; empty when the system does not report it.
     virtual std::string Final_Url() { return {}; }
 
     /// The system's text for the last failure of a call of the given interface; empty when it has
@@ -71,7 +71,7 @@ public:
     virtual std::string Error_Description(Request_Interface failed_interface) = 0;
 };
 
-/// What became of the attempt to create a request object.
+/// The result of creating a request object.
 struct Request_Object_Creation {
     std::unique_ptr<IRequest_Object> object; ///< null when the creation failed
     HResult result = 0;
@@ -79,7 +79,7 @@ struct Request_Object_Creation {
 };
 
 /// Creates a request object: the first HTTP client of the platform.
-/// @param copy_directory where the body of the response will be saved.
+/// @param copy_directory the directory of the saved body.
 Request_Object_Creation Create_Request_Object(const std::string& copy_directory = {});
 
 } // namespace QEL::FrontEnd::FileCache

@@ -5,15 +5,15 @@
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
-/// What the list of the cached files needs besides the standard's streams.
+/// Functions for the list of cached files, besides the standard's streams.
 
-/// Makes an empty file that its user alone may read. An existing file stays as it is, with its rights. A failure
+/// Makes an empty file that only its user may read. An existing file and its rights do not change. A failure
 /// shows when the file is opened.
 void Make_Private_File(const std::string& path);
 
-/// Waits while another program keeps a file to itself, as virus scanners and backups do for a moment.
-/// @param mode what it could not be opened for: std::ios::in or std::ios::out.
-/// @return true when it is worth while to open it again.
+/// Waits while another program has a file in exclusive use, as virus scanners and backups do for a moment.
+/// @param mode the mode in which opening failed: std::ios::in or std::ios::out.
+/// @return true when the caller should try to open it again.
 bool Outlast_Exclusive_Use(const std::string& path, std::ios::openmode mode);
 
 } // namespace QEL::FrontEnd::Util::FileSystem

@@ -15,11 +15,11 @@ bool Path_Exists(const std::string& path);
 /// they cannot be read.
 std::uint32_t Get_File_Attributes(const std::string& path);
 
-/// What stands at a local path.
+/// What a local path names.
 enum class Occupant {
     Nothing,
     File,
-    Other ///< a directory, a pipe or a device, which may take for ever to open or read; or something out of reach
+    Other ///< a directory; a pipe or a device, which may block for ever; or something that cannot be examined
 };
 
 Occupant Occupant_Of(const std::string& path);

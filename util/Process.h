@@ -12,15 +12,15 @@ int Process_Id();
 /// Id of the calling thread, as the system's own tools show it.
 int Thread_Id();
 
-/// Full path of the running program; empty when the system does not say.
+/// Full path of the running program; empty when it is unknown.
 std::string Program_Path();
 
-/// A variable of the environment; empty when it is not set, or when the program runs with rights that
-/// its caller lacks.
+/// An environment variable; empty when it is not set, or when the program has more rights than
+/// its caller.
 std::string Environment_Variable(const char* name);
 
-/// As long as what is returned lives, a write of the calling thread that the system refuses (no reader, a limit on the
-/// length of files) fails, and no signal ends the host. Null where there are no such signals.
+/// While the result lives, a write of the calling thread that the system refuses (no reader, a limit on the
+/// length of files) fails, and no signal ends the host. Null on a system without such signals.
 std::shared_ptr<void> Hold_Write_Signals();
 
 /// The current time in the local time zone.

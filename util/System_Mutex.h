@@ -5,8 +5,8 @@
 
 namespace QEL::FrontEnd::Util::Tracing {
 
-/// A mutex that all processes of one user share, by which trace writers take turns.
-/// Survives the death of its holder. Not recursive across Wait calls of one thread.
+/// A mutex of all processes of one user, with which trace writers take turns.
+/// Survives the death of its holder. Its holder must not wait for it again.
 class System_Mutex {
 public:
     enum class Wait_Result {
@@ -21,10 +21,10 @@ public:
 
     virtual ~System_Mutex() = default;
 
-    /// Waits for the mutex, `milliseconds` at the longest.
+    /// Waits for the mutex, for at most `milliseconds`.
     virtual Wait_Result Wait(std::uint32_t milliseconds) = 0;
 
-    /// Gives the mutex back. False when the calling thread does not hold it.
+    /// Releases the mutex. False when the calling thread does not hold it.
     virtual bool Release() = 0;
 
     /// The system's code for the last failure of Wait or Release on this thread.

@@ -5,7 +5,7 @@
 
 namespace QEL::FrontEnd::Util::Tracing {
 
-/// Room for a directory path with its terminating zero.
+/// A buffer for a directory path and its terminating zero.
 using Directory_Buffer = std::array<char, 260>;
 
 /// Empties the buffer.
@@ -16,8 +16,8 @@ void InitBuffer(Directory_Buffer& buffer);
 /// @return nonzero when there is one; 0 when none is configured or it does not fit.
 int InitTraceDir(Directory_Buffer& buffer);
 
-/// Where the trace directory is configured, for people: the variable of the environment, a file, or
-/// a registry key; empty when it is nowhere.
+/// Where the trace directory is configured, for people: the environment variable, a file, or
+/// a registry key; empty when it is not configured.
 std::string Trace_Directory_Source();
 
 } // namespace QEL::FrontEnd::Util::Tracing

@@ -5,10 +5,10 @@
 
 namespace QEL::FrontEnd::Util::Tracing {
 
-/// Opens a trace file for writing text, empty, for this user's eyes alone and not for child processes.
+/// Opens an empty trace file for writing text. Only this user can read it, and child processes do not inherit it.
 ///
-/// Only a plain file will do, an existing or a new one. A link is not followed, a pipe or device is not waited
-/// for. A file that bears a second name, or on Linux belongs to another user, is left as it is.
+/// It must be a plain file, existing or new. Links are not followed, pipes and devices are not waited
+/// for. A file that has a second name, or on Linux belongs to another user, is not used.
 /// @return null when there is no such file; the caller closes the stream.
 std::FILE* Open_Trace_File(const std::string& path);
 
