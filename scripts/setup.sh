@@ -23,7 +23,7 @@ test_packages=(
     abigail-tools
     clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
     chromium curl groff-base iproute2 nginx-light openssl smbclient strace valgrind
-    doxygen lintian yamllint
+    apache2-bin doxygen lintian rsync yamllint
     lld wine64
 )
 bench_packages=(
@@ -98,6 +98,7 @@ new_services=()
 for package in "${missing[@]}"; do
     case "$package" in
     nginx-light) new_services+=(nginx) ;;
+    rsync) new_services+=(rsync) ;;
     samba) new_services+=(smbd nmbd samba-ad-dc) ;;
     esac
 done

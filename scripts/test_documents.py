@@ -11,6 +11,7 @@ In README.md, CONTRIBUTING.md, CHANGELOG.md and docs/:
              A comment <!-- exit status N --> before a block announces that its last command ends so.
   ```bat     commands for Windows, run under Wine one by one.
   ```cpp ```c ```cmake ```ini    compiled, or compared with the example that they show.
+  ```nginx ```apache ```ini      of docs/publishing.md: a server that is configured with them is asked for files.
   ```        anything but commands.
 
 The program and the library are those of the preset "linux", installed into a directory of the test's own, with a home of
@@ -20,6 +21,7 @@ its own. Names of web servers that end in ".example" are answered by a server of
 import argparse
 import contextlib
 import functools
+import getpass
 import http.server
 import json
 import os
@@ -31,6 +33,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
@@ -255,6 +258,125 @@ def check_json_fields(sandbox):
             yield f"docs/administration.md: the table of {command[0]} does not name '{name}'"
 
 
+# Publishing
+
+
+def ask(environment, command, request):
+    """Exit status and JSON of the program, whose cache is its home."""
+    result = subprocess.run(["qelfilecache", "--cache-dir", environment["HOME"], *command, "--json", request], env=environment,
+                            stdout=subprocess.PIPE, check=False)
+    return result.returncode, json.loads(result.stdout)[0]
+
+
+def check_published(environment, server, request, file):
+    """A server as the page shows it: a check finds a copy unchanged, and what is new or missing is seen."""
+    for content, stamp in ((b"<first/>", 1000000000), (b"<second/>", 1000000060)):
+        file.write_bytes(content)
+        os.utime(file, (stamp, stamp))
+        _, answer = ask(environment, ["get"], request)
+        if answer["download_error"] or pathlib.Path(answer["path"]).read_bytes() != content:
+            yield f"docs/publishing.md: a pad does not get {content} from {server}"
+        _, answer = ask(environment, ["explain", "--check"], request)
+        if answer["expected"] != "unchanged" or answer["remote"]["status"] not in (None, 200):
+            yield f"docs/publishing.md: {server}: a check says {answer['expected']}, {answer['remote']}"
+    if ask(environment, ["get"], request + "-missing")[0] != 1:
+        yield f"docs/publishing.md: {server} has a page in place of a missing file"
+
+
+@contextlib.contextmanager
+def running(command, port, directory):
+    process = subprocess.Popen(command, cwd=directory, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               start_new_session=True)
+    try:
+        for _ in range(200):
+            with socket.socket() as probe:
+                if process.poll() is not None or probe.connect_ex(("127.0.0.1", port)) == 0:
+                    break
+            time.sleep(0.1)
+        yield
+    finally:
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
+
+
+def check_publishing(sandbox):
+    """The servers of docs/publishing.md, its way to equal times, and the figures of bench/fleet.py."""
+    page = (ROOT / "docs" / "publishing.md").read_text(encoding="utf-8")
+    root = os.geteuid() == 0
+    scratch = sandbox.directory_for("publishing")
+    for folder in (sandbox.directory, scratch):
+        folder.chmod(0o755)  # workers and guests have other users
+    files = scratch / "files"
+    files.mkdir()
+    port, front = free_port(), free_port()
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-keyout",
+                    scratch / "landscape.key", "-out", scratch / "landscape.pem", "-days", "2", "-subj", "/CN=localhost",
+                    "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"], check=True, stderr=subprocess.DEVNULL)
+
+    def adapted(kind, number=0, at=port):
+        text = list(blocks(page, kind))[number][1].group("text")
+        for old, new in (("/etc/ssl/certs/ca-certificates.crt", f"{scratch}/landscape.pem"), ("/etc/ssl", str(scratch)),
+                         ("443", str(at)), ("/srv/landscape", str(files)), ("/var/cache/nginx", str(scratch)),
+                         ("origin.example", f"localhost:{port}")):
+            text = text.replace(old, new)
+        return text
+
+    home = sandbox.directory_for("home of pads")
+    environment = dict(sandbox.environment, HOME=str(home), SSL_CERT_FILE=str(scratch / "landscape.pem"))
+    log = scratch / "requests.log"
+    (scratch / "nginx.conf").write_text(
+        ("user root;\n" if root else "") + f"daemon off; pid {scratch}/pid; events {{}}\nhttp {{\naccess_log {log};\n" +
+        "".join(f"{area}_temp_path {scratch}/{area};\n" for area in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi")) +
+        adapted("nginx") + adapted("nginx", 1, front).replace("server {", "server { access_log off;") + "}\n")
+    with running(["nginx", "-p", scratch, "-e", scratch / "error.log", "-c", scratch / "nginx.conf"], port, scratch):
+        yield from check_published(environment, "nginx", f"https://127.0.0.1:{port}/a.xml", files / "a.xml")
+        known = len(log.read_text().splitlines())
+        for _ in range(3):
+            answer = ask(environment, ["get"], f"https://127.0.0.1:{front}/a.xml")[1]
+            if answer["download_error"]:
+                yield f"docs/publishing.md: the cache in front: {answer}"
+        if (asked := len(log.read_text().splitlines()) - known) != 1:
+            yield f"docs/publishing.md: the cache in front asked {asked} times"
+
+    modules = "/usr/lib/apache2/modules/mod_"
+    (scratch / "apache.conf").write_text(
+        "".join(f"LoadModule {name}_module {modules}{name}.so\n" for name in ("mpm_event", "authz_core", "mime", "ssl")) +
+        ("User www-data\nGroup www-data\n" if root else "") +
+        f"TypesConfig /etc/mime.types\nServerName localhost\nListen 127.0.0.1:{port}\nPidFile {scratch}/apache.pid\n"
+        f"ErrorLog {scratch}/apache.log\nDefaultRuntimeDir {scratch}\nMutex sem\n" + adapted("apache"))
+    with running(["apache2", "-X", "-d", scratch, "-f", scratch / "apache.conf"], port, scratch):
+        yield from check_published(environment, "Apache", f"https://127.0.0.1:{port}/b.xml", files / "b.xml")
+
+    folders = "".join(f"{name} = {scratch}\n" for name in ("private dir", "lock directory", "state directory", "cache directory",
+                                                           "pid directory", "ncalrpc dir"))
+    (scratch / "smb.conf").write_text(
+        f"[global]\nsmb ports = {port}\ninterfaces = 127.0.0.1/8\nbind interfaces only = yes\ndisable netbios = yes\n"
+        f"disable spoolss = yes\nload printers = no\nrpc start on demand helpers = no\nmap to guest = Bad User\n"
+        f"guest account = {'nobody' if root else getpass.getuser()}\nlog file = {scratch}/log.smbd\n" + folders + adapted("ini"))
+    (home / ".config" / "qel").mkdir(parents=True)
+    (home / ".config" / "qel" / "qel.ini").write_text(f"[Shares]\nPort = {port}\n")
+    smbd = ["smbd", "--foreground", "--no-process-group", "-s", scratch / "smb.conf", "-l", scratch]
+    with running(smbd, port, scratch):
+        yield from check_published(environment, "Samba", r"\\127.0.0.1\landscape\c.xml", files / "c.xml")
+
+    publish = next(blocks(page, "sh"))[1].group("text")
+    times = []
+    for content in ("<new/>", "<newer/>"):
+        script = publish.replace("rsync", f"echo '{content}' >build/new.xml; rsync", 1)
+        subprocess.run(["bash", "-ec", script], cwd=scratch, check=True)
+        times.append([[(scratch / node / name).stat().st_mtime_ns for node in ("web1", "web2")]
+                      for name in ("landscape.xml", "new.xml")])
+        time.sleep(0.1)
+    (same, new), (same_later, newer) = times
+    if same != same_later or new == newer or any(len(set(stamps)) != 1 for stamps in (same, new, newer)):
+        yield f"docs/publishing.md: times of an unchanged and a changed file on two nodes: {times}"
+
+    figures = subprocess.run([sys.executable, ROOT / "bench" / "fleet.py"], stdout=subprocess.PIPE, text=True, check=True).stdout
+    if f"```\n{figures}```\n" not in page:
+        yield f"docs/publishing.md does not quote bench/fleet.py:\n{figures}"
+
+
 # The sandbox
 
 
@@ -337,6 +459,7 @@ def test_linux(problems):
         problems += check_configuration(ROOT)
         problems += check_example_is_read(sandbox)
         problems += check_json_fields(sandbox)
+        problems += check_publishing(sandbox)
         installed = sandbox.installation / "share" / "doc" / "qelfilecache"
         for name, text in documents(installed):
             problems += [f"as installed, {problem}" for problem in check_links(installed, name, text)]
