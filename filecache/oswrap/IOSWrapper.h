@@ -20,7 +20,7 @@ namespace QEL::FrontEnd::OSWRAPI {
 /// A running directory search, from FindFirstFile to FindClose.
 using Find_Handle = void*;
 
-/// What FindFirstFile answers when it found nothing: all bits set.
+/// The result of FindFirstFile when nothing matches: all bits set.
 inline const Find_Handle Invalid_Find_Handle = reinterpret_cast<Find_Handle>(static_cast<std::intptr_t>(-1));
 
 /// One match of a directory search.
@@ -30,13 +30,13 @@ struct Find_Data {
 
 /// Files, clock, drives and configuration, as the cache needs them.
 ///
-/// The cache reaches the operating system through this one object, so a host or a test can hand in
-/// an implementation of its own (see CFileCache's constructor). The cache calls it only while it
-/// holds its own lock: an implementation need not be thread-safe for the cache's sake.
+/// The cache uses the operating system through this object. A host or a test can pass its own
+/// implementation (see CFileCache's constructor). The cache calls it only while it holds its own
+/// lock: for the cache, an implementation need not be thread-safe.
 ///
 /// Paths are narrow strings in the system code page, passed exactly as the caller gave them.
-/// A path that holds CR, LF or NUL names nothing: the operations fail on it, so that no such path
-/// reaches the metadata file, which is line-oriented.
+/// Operations fail for a path that holds CR, LF or NUL, so that no such path gets into the
+/// metadata file, which is line-oriented.
 ///
 /// No operation throws for a failure of the operating system.
 class QEL_FILECACHE_API IOSWrapper {
@@ -47,9 +47,9 @@ public:
     virtual ~IOSWrapper() = default;
 
     /// Reads the modification time of an existing file, local or on a share.
-    /// @param modification_time set on success: 100 ns intervals since 1601-01-01 UTC, sub-second
-    ///        where the file system keeps it. The same file gives the same value until it is
-    ///        changed; the cache compares values for equality only. The caller sets it to 0 before.
+    /// @param modification_time set on success: 100 ns intervals since 1601-01-01 UTC, with
+    ///        fractions of a second if the file system has them. The value is the same until the file
+    ///        changes; the cache compares values for equality only. The caller sets it to 0 before.
     /// @return 0 on success, otherwise a Win32 error code.
     virtual int Stat_File(const std::string& path, std::int64_t& modification_time) = 0;
 
@@ -59,24 +59,24 @@ public:
     /// True when a file (not a directory) exists at the path.
     virtual bool File_Exists(const std::string& path) = 0;
 
-    /// Deletes one file, also one that carries the read-only attribute: a copy from a share keeps
-    /// that attribute and must stay removable. Never deletes a directory.
+    /// Deletes one file, even with the read-only attribute, which a copy from a share keeps.
+    /// Never deletes a directory.
     virtual bool Delete_File(const std::string& path) = 0;
 
-    /// True when a directory exists at the path; on Linux only a local one, since the cache keeps no
+    /// True when a directory exists at the path, on Linux only for a local one: the cache keeps no
     /// files on shares there.
     virtual bool Directory_Exists(const std::string& path) = 0;
 
     /// Starts a search for the files whose name matches the last component of the pattern.
-    /// `?` stands for exactly one character and `*` for any run, on every platform; the directory
-    /// part holds no wildcard. Subdirectories are not entered. A pattern whose only separator is its
-    /// first character belongs to no directory and finds nothing.
+    /// On every platform `?` is exactly one character and `*` any number of them; the directory part
+    /// has no wildcards. Subdirectories are not searched. A pattern whose only separator is its
+    /// first character finds nothing.
     /// @param found set to the first match.
     /// @return a handle for FindNextFile and FindClose, or Invalid_Find_Handle when nothing matches
     ///         or the directory is missing.
     virtual Find_Handle FindFirstFile(const char* pattern, Find_Data& found) = 0;
 
-    /// Goes on to the next match. @return 0 when there are no more; `found` is then left alone.
+    /// Finds the next match. @return 0 when there are no more; `found` is then unchanged.
     virtual int FindNextFile(Find_Handle search, Find_Data& found) = 0;
 
     /// Ends the search and releases its handle. The invalid handle is ignored.
@@ -90,16 +90,16 @@ public:
     /// 3 fixed disk, 4 network drive, 5 optical disk, 6 RAM disk, 0 unknown.
     virtual unsigned int Get_Drive_Type(const char* root) = 0;
 
-    /// Copies a file, local or on a share, with its read-only attribute. Never leaves a partial
-    /// target behind: the target holds the whole content or is not there.
-    /// @param fail_if_exists nonzero: an existing target is left untouched and the copy fails.
+    /// Copies a file, local or on a share, with its read-only attribute. The copy is atomic: the
+    /// target has the whole content or does not exist.
+    /// @param fail_if_exists nonzero: an existing target does not change and the copy fails.
     /// @return nonzero on success. On failure the calling thread's last error is a Win32 code.
     virtual int Copy_File(const char* existing_path, const char* new_path, int fail_if_exists) = 0;
 
     /// Reads an integer of the configuration.
     /// @param root 2: the user's value, else the machine's. 0: only the user's. 1: only the
     ///        machine's. Any other root holds no values.
-    /// @return the value as it is at this moment; 0 when it is missing or not a number.
+    /// @return the current value; 0 when it is missing or not a number.
     virtual std::uint32_t Read_Registry_Int(int root, const std::string& key, const std::string& value) = 0;
 };
 
