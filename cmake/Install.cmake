@@ -73,7 +73,8 @@ endif()
 # Whose work is compiled in.
 install(FILES debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
 if(MINGW)
-  install(FILES /usr/share/doc/mingw-w64-x86-64-dev/copyright
+  string(REPLACE _ - machine ${CMAKE_SYSTEM_PROCESSOR})
+  install(FILES /usr/share/doc/mingw-w64-${machine}-dev/copyright
     DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright.mingw-w64 COMPONENT library)
 endif()
 
@@ -87,7 +88,8 @@ install(DIRECTORY examples/host examples/host_c DESTINATION ${CMAKE_INSTALL_DOCD
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_VENDOR "QEL File Cache authors")
-  set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win64)
+  math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
+  set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win${bits})
   set(CPACK_VERBATIM_VARIABLES ON)
   set(CPACK_STRIP_FILES ON)
   include(CPack)

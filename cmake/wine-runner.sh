@@ -12,6 +12,7 @@ export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 unset DISPLAY WAYLAND_DISPLAY
 wine=/usr/lib/wine/wine64
+[ -e "$wine" ] || wine=/usr/lib/wine/wine # of 32 bit, in the root of wine32-runner.sh
 wineserver=/usr/lib/wine/wineserver
 
 # The server of the prefix and the services that Wine starts with it live on for a while. They are

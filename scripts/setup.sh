@@ -4,8 +4,10 @@
 #   scripts/setup.sh build   compiler, tools and libraries of the Linux program
 #   scripts/setup.sh package what scripts/package.sh makes the Debian packages with
 #   scripts/setup.sh windows the cross compiler, for the program and the archive for Windows
+#   scripts/setup.sh windows32, msi   the same for 32-bit Windows; what the installer for Windows is made with
 #   scripts/setup.sh demo    servers of the walk-through (run.sh without arguments)
 #   scripts/setup.sh test    everything that test.sh uses, the cross build for Windows included
+#   scripts/setup.sh long    what test.sh --long uses besides
 #   scripts/setup.sh bench   servers and peers of bench/compare.sh
 #
 # Quick when nothing is missing: no network, no root. Otherwise needs root or sudo.
@@ -18,6 +20,8 @@ build_packages=(
 )
 package_packages=(debhelper)
 windows_packages=(g++-mingw-w64-x86-64-posix python3)
+windows32_packages=(g++-mingw-w64-i686-posix python3)
+msi_packages=(msitools wixl)
 demo_packages=(python3 samba)
 test_packages=(
     abigail-tools
@@ -39,6 +43,9 @@ for purpose in "${@:-build}"; do
     build) packages+=("${build_packages[@]}") ;;
     package) packages+=("${build_packages[@]}" "${package_packages[@]}") ;;
     windows) packages+=("${build_packages[@]}" "${windows_packages[@]}") ;;
+    windows32) packages+=("${build_packages[@]}" "${windows32_packages[@]}") ;;
+    msi) packages+=("${msi_packages[@]}") ;;
+    long) packages+=("${windows32_packages[@]}" "${msi_packages[@]}" debootstrap) ;;
     demo) packages+=("${build_packages[@]}" "${demo_packages[@]}") ;;
     test)
         packages+=("${build_packages[@]}" "${package_packages[@]}" "${windows_packages[@]}" "${demo_packages[@]}"
@@ -46,7 +53,8 @@ for purpose in "${@:-build}"; do
         ;;
     bench) packages+=("${build_packages[@]}" "${demo_packages[@]}" "${bench_packages[@]}") ;;
     *)
-        say "setup.sh: unknown purpose '$purpose'; known are build, package, windows, demo, test and bench."
+        say "setup.sh: unknown purpose '$purpose'; known are build, package, windows, windows32,"
+        say "msi, demo, test, long and bench."
         exit 2
         ;;
     esac

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the packages and uses them as a host developer would: from what they hold alone.
 #
-#   scripts/test_packages.sh [linux] [windows]     by default both
+#   scripts/test_packages.sh [linux] [windows] [windows32] [msi]     by default Linux and 64-bit Windows
 #
 # The build folders of the presets are used as they are; see scripts/package.sh.
 set -euo pipefail
@@ -212,25 +212,28 @@ test_linux() {
     unset LD_LIBRARY_PATH
 }
 
-test_windows() {
+test_windows() { test_archive 64 x86_64 mingw-w64.cmake wine-runner.sh; }
+test_windows32() { test_archive 32 i686 mingw-w64-32.cmake wine32-runner.sh; }
+
+# test_archive BITS MACHINE TOOL_CHAIN RUNNER
+test_archive() {
+    local toolchain=-DCMAKE_TOOLCHAIN_FILE=$root/cmake/$3 wine=$root/cmake/$4 compiler=$2-w64-mingw32
     say "contents"
-    python3 -m zipfile -e build/packages/qelfilecache-*-win64.zip "$work/unpacked"
+    python3 -m zipfile -e "build/packages/qelfilecache-"*"-win$1.zip" "$work/unpacked"
     local prefix
-    prefix=$(echo "$work"/unpacked/qelfilecache-*-win64)
+    prefix=$(echo "$work"/unpacked/qelfilecache-*-win"$1")
     for file in bin/qelfilecache.dll bin/qelfilecache.exe lib/libqelfilecache.dll.a share/doc/qelfilecache/README.md \
         PolicyDefinitions/qel.admx PolicyDefinitions/en-US/qel.adml share/qelfilecache/qelfilecache.ps1; do
         [ -f "$prefix/$file" ] || fail "no $file"
     done
     has_notices "$prefix/share/doc/qelfilecache/copyright"
     grep -q 'mingw-w64 project' "$prefix/share/doc/qelfilecache/copyright.mingw-w64" || fail "no notice of MinGW-w64"
-    headers_stand_alone x86_64-w64-mingw32-g++-posix x86_64-w64-mingw32-gcc-posix "$prefix/include/qelfilecache"
+    headers_stand_alone "$compiler-g++-posix" "$compiler-gcc-posix" "$prefix/include/qelfilecache"
 
     # The prefix is that of all tests: what one that was killed has configured does not count here.
-    "$root/cmake/wine-runner.sh" reg delete 'HKCU\Software\QEL' /f >/dev/null 2>&1 || true
+    "$wine" reg delete 'HKCU\Software\QEL' /f >/dev/null 2>&1 || true
 
     say "example hosts, with the CMake package, under Wine"
-    local toolchain=-DCMAKE_TOOLCHAIN_FILE=$root/cmake/mingw-w64.cmake
-    local wine=$root/cmake/wine-runner.sh
     PATH_PREFIX=Z:
     build_host "$prefix/share/doc/qelfilecache/examples/host" "$work/host.windows" "$prefix" "$toolchain"
     build_host "$prefix/share/doc/qelfilecache/examples/host_c" "$work/host_c.windows" "$prefix" "$toolchain"
@@ -239,14 +242,58 @@ test_windows() {
 
     say "example host in C, with an import library of its own"
     mkdir "$work/own"
-    x86_64-w64-mingw32-dlltool -d "$prefix/lib/qelfilecache_c.def" -l "$work/own/c.lib"
-    x86_64-w64-mingw32-gcc-posix -I "$prefix/include/qelfilecache" "$prefix/share/doc/qelfilecache/examples/host_c/main.c" \
+    "$compiler-dlltool" -d "$prefix/lib/qelfilecache_c.def" -l "$work/own/c.lib"
+    "$compiler-gcc-posix" -I "$prefix/include/qelfilecache" "$prefix/share/doc/qelfilecache/examples/host_c/main.c" \
         "$work/own/c.lib" -lole32 -o "$work/own/host.exe"
     cp "$prefix/bin/qelfilecache.dll" "$work/own/"
     expect 1 "There is no such file." "$wine" "$work/own/host.exe" "Z:$work/own" "Z:/no/such/file"
 
     say "program, under Wine"
     expect 0 "qelfilecache" "$wine" "$prefix/bin/qelfilecache.exe" --version
+    rm -r "$work/own" "$work"/host*.windows "$work/unpacked"
+}
+
+# The installer, in a Wine of its own.
+test_msi() {
+    export QEL_WINE_PREFIX=$work/wine
+    local wine=$root/cmake/wine-runner.sh version programs
+    local environment='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
+    programs=$work/wine/drive_c/"Program Files"/"QEL File Cache"
+    version=$(basename build/packages/qelfilecache-*-win64.msi)
+    mv build/packages/"$version" "$work/new.msi"
+    QEL_MSI_VERSION=0.9.0 scripts/package.sh msi >/dev/null
+    mv build/packages/qelfilecache-0.9.0-win64.msi "$work/old.msi"
+    mv "$work/new.msi" build/packages/"$version"
+    # Wine leaves the separator of an entry that it removes.
+    entries() { "$wine" reg query "$environment" /v PATH | sed -n 's/.*REG_EXPAND_SZ *//p' | tr ';' '\n' | tr -d '\r' | sed '/^$/d'; }
+    installed() { "$wine" reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall' /s | tr -d '\r' | grep -A 30 -F 'QEL File Cache' || true; }
+
+    say "quiet installation of an older version, and of this one over it"
+    entries >"$work/path-before"
+    local package
+    for package in "$work/old.msi" "$root/build/packages/$version"; do
+        cp "$package" "$work/package.msi"
+        "$wine" msiexec /i "Z:$work/package.msi" /qn || fail "msiexec /i ends with $?"
+        [ -f "$programs/bin/qelfilecache.exe" ] || fail "no program"
+        [ "$(entries | grep -cxF 'C:\Program Files\QEL File Cache\bin\')" = 1 ] || fail "not one entry of the PATH"
+        [ "$package" != "$work/old.msi" ] || expect 0 "qelfilecache " "$wine" cmd /c qelfilecache --version
+    done
+    installed >"$work/installed"
+    cat "$work/installed"
+    [ "$(grep -c 'DisplayName.*QEL File Cache' "$work/installed")" -eq 1 ] || fail "not one version is installed"
+    ! grep -F 0.9.0 "$work/installed" || fail "the older version is installed"
+    for file in PolicyDefinitions/en-US/qel.adml qelfilecache.ps1 doc/copyright; do
+        [ -f "$programs/$file" ] || fail "no $file"
+    done
+
+    say "an older version over this one"
+    "$wine" msiexec /i "Z:$work/old.msi" /qn && fail "the older version can be installed"
+
+    say "quiet removal"
+    "$wine" msiexec /x "Z:$work/package.msi" /qn || fail "msiexec /x ends with $?"
+    [ ! -e "$programs" ] || fail "files are left: $(find "$programs")"
+    entries | diff "$work/path-before" - || fail "the PATH is not what it was"
+    [ -z "$(installed)" ] || fail "it still counts as installed"
 }
 
 for platform in "$@"; do

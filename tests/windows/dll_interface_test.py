@@ -54,6 +54,7 @@ class Interface(unittest.TestCase):
     def test_exports_the_documented_classes_and_functions_alone(self):
         self.assertEqual({owner(export) for export in exports(DLL)}, CLASSES | FUNCTIONS)
 
+    @unittest.skipIf("i686" in DEMANGLER, "1.0 had no library of 32 bit")
     def test_exports_what_version_1_0_did(self):
         self.assertGreaterEqual(len(exports_of_1_0()), 80)
         self.assertEqual(exports_of_1_0() - set(exports(DLL)), set())

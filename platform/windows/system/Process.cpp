@@ -29,6 +29,8 @@ std::shared_ptr<void> Hold_Write_Signals() {
     return nullptr;
 }
 
+static_assert(sizeof(std::time_t) == 8, "times go on after 2038");
+
 std::tm Local_Time() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
