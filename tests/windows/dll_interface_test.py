@@ -34,7 +34,7 @@ def exports(path):
 
 
 def demangled(names):
-    found = subprocess.run([DEMANGLER], input="\n".join(names), check=True, capture_output=True, text=True)
+    found = subprocess.run([DEMANGLER, "--no-strip-underscore"], input="\n".join(names), check=True, capture_output=True, text=True)
     return found.stdout.splitlines()
 
 
