@@ -4,7 +4,6 @@
 #include "tests/support/User_Configuration.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <utility>

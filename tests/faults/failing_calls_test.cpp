@@ -10,7 +10,6 @@
 #include <ostream>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -116,7 +115,6 @@ struct Scenario {
     bool has_copies = false;      ///< of three documents, on the web and on the share
     bool has_changed = false;     ///< remotely, all of them
     bool has_strays = false;      ///< copies that no entry names
-    bool is_loaded = true;        ///< before the call fails
     bool is_of_version_1 = false; ///< the metadata file
     enum class Action { Request_Web, Request_Share, Clear, Purge, Load } action;
     Difference difference = Difference::None;
@@ -134,14 +132,10 @@ protected:
         Empty_The_Cache_Directory();
         Set_Expiry_Minutes(0);
         services = Services();
-        cache = std::make_unique<CFileCache>(services);
         if (scenario.has_copies) {
-            cache->Set_Cache_Directory(Cache_Directory());
-            for (const std::string& request : requests) {
-                ASSERT_NE(cache->Get_Cached_File(request), "") << request;
-            }
-            cache = std::make_unique<CFileCache>(services);
+            Expect_Current_Documents(*Next_Host());
         }
+        cache = std::make_unique<CFileCache>(services);
         if (scenario.is_of_version_1) {
             Write_Version_1();
         }
@@ -154,7 +148,7 @@ protected:
         if (scenario.has_changed) {
             Publish_All();
         }
-        if (scenario.is_loaded) {
+        if (scenario.action != Scenario::Action::Load) {
             ASSERT_TRUE(cache->Set_Cache_Directory(Cache_Directory()));
         }
         Set_Expiry_Minutes(scenario.expiry_minutes);
@@ -182,20 +176,15 @@ protected:
     void Act() {
         switch (GetParam().action) {
         case Scenario::Action::Request_Web:
-            Make(requests.front());
-            break;
+            return Make(requests.front());
         case Scenario::Action::Request_Share:
-            Make(requests.back());
-            break;
+            return Make(requests.back());
         case Scenario::Action::Clear:
-            cache->Clear();
-            break;
+            return static_cast<void>(cache->Clear());
         case Scenario::Action::Purge:
-            cache->Purge_Cache_Folder();
-            break;
+            return static_cast<void>(cache->Purge_Cache_Folder());
         case Scenario::Action::Load:
-            cache->Set_Cache_Directory(Cache_Directory());
-            break;
+            return static_cast<void>(cache->Set_Cache_Directory(Cache_Directory()));
         }
     }
 
@@ -275,14 +264,9 @@ const Scenario Scenarios[] = {
     {.name = "Clear", .has_copies = true, .action = Action::Clear, .difference = Difference::Forgotten_Entry},
     {.name = "Purge", .has_copies = true, .has_strays = true, .action = Action::Purge},
     {.name = "Sweep", .expiry_minutes = 60, .has_copies = true, .has_strays = true, .action = Action::Request_Web},
-    {.name = "Load",
-     .has_copies = true,
-     .is_loaded = false,
-     .action = Action::Load,
-     .difference = Difference::Forgotten_Entry},
+    {.name = "Load", .has_copies = true, .action = Action::Load, .difference = Difference::Forgotten_Entry},
     {.name = "LoadOfVersion1",
      .has_copies = true,
-     .is_loaded = false,
      .is_of_version_1 = true,
      .action = Action::Load,
      .difference = Difference::Forgotten_Entry},

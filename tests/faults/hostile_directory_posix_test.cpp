@@ -26,10 +26,14 @@ protected:
         }
     }
 
-    /// Puts a copy and a list that names it into the cache directory.
-    void Write_Copy_And_List() const {
-        std::ofstream(copy) << "copy";
-        std::ofstream(Metadata_Path()) << List_Of(copy, url);
+    /// Puts a copy, which may be a link, and a list that names it into the cache directory.
+    void Write_Copy_And_List(const fs::path& target = {}) const {
+        if (target.empty()) {
+            std::ofstream(copy) << "copy";
+        } else {
+            fs::create_symlink(target, copy);
+        }
+        std::ofstream(Metadata_Path()) << List_Of({{url, copy}});
     }
 
     /// Sets the directory and downloads, in twenty seconds: a host that waits for ever ends the test.
@@ -47,8 +51,8 @@ protected:
 };
 
 TEST_F(Hostile_Links, ListThatIsALinkIsReadAndWrittenThroughIt) {
-    std::ofstream(copy) << "copy";
-    std::ofstream(other_folder / "list") << List_Of(copy, url);
+    Write_Copy_And_List();
+    fs::rename(Metadata_Path(), other_folder / "list");
     fs::create_symlink(other_folder / "list", Metadata_Path());
     EXPECT_EQ(Loaded().size(), 1U);
     Restart_Host();
@@ -86,8 +90,7 @@ TEST_F(Hostile_Links, ListDoesNotGetTheTraceOfAHostThatHasClosedItsStandardError
 TEST_F(Hostile_Links, CopyThatIsALinkIsServedAndItsTargetOutlivesIt) {
     Set_Expiry_Minutes(0xFFFFFFFF);
     std::ofstream(other_folder / "target") << "target";
-    fs::create_symlink(other_folder / "target", copy);
-    std::ofstream(Metadata_Path()) << List_Of(copy, url);
+    Write_Copy_And_List(other_folder / "target");
     Restart_Host();
     EXPECT_EQ(cache->Get_Cached_File(url), copy);
     Set_Expiry_Minutes(0);
@@ -107,17 +110,13 @@ TEST_F(Hostile_Links, StrayLinksAreSweptAndTheirTargetsKept) {
 }
 
 TEST_F(Hostile_Links, CopiesThatAreNotFilesAreForgottenAndLeft) {
-    for (const bool is_pipe : {true, false}) {
-        fs::remove(copy);
-        if (is_pipe) {
-            ASSERT_EQ(::mkfifo(copy.c_str(), 0600), 0);
-        } else {
-            fs::create_symlink("/dev/zero", copy);
-        }
-        std::ofstream(Metadata_Path()) << List_Of(copy, url);
+    ASSERT_EQ(::mkfifo((other_folder / "pipe").c_str(), 0600), 0);
+    for (const fs::path& target : {fs::path("/dev/zero"), other_folder / "pipe"}) {
+        Write_Copy_And_List(target);
         EXPECT_TRUE(Loaded().empty());
+        EXPECT_TRUE(fs::is_symlink(copy) && fs::exists(target));
+        fs::remove(copy);
     }
-    EXPECT_TRUE(fs::exists("/dev/zero"));
 }
 
 /// The directory is a path, not a place: what it names now is used.
@@ -161,35 +160,27 @@ protected:
     const std::string share = requests.back();
 };
 
-TEST_F(Without_Rights, AListThatMayNotBeReadIsLeftAloneWithItsCopies) {
+TEST_F(Without_Rights, AListThatMayNotBeReadOrWrittenStaysAsItIs) {
     Run([&] {
-        Write_Copy_And_List();
-        Set_Rights(Metadata_Path(), 0);
-        Expect_Use_Without_List();
-        EXPECT_TRUE(fs::exists(copy)) << "the list may name it";
-        EXPECT_TRUE(Loaded().empty());
-        Set_Rights(Metadata_Path(), 0600);
-        EXPECT_EQ(Content_Of(Metadata_Path()), List_Of(copy, url));
-    });
-}
-
-TEST_F(Without_Rights, AListThatMayNotBeWrittenStaysAsItIs) {
-    Run([&] {
-        Write_Copy_And_List();
-        Set_Rights(Metadata_Path(), 0444);
-        Restart_Host();
-        Expect_Current_Document(*cache, url);
-        EXPECT_EQ(Content_Of(Metadata_Path()), List_Of(copy, url));
-        EXPECT_TRUE(Loaded().empty()) << "its copy has been replaced";
+        for (const unsigned rights : {0U, 0444U}) {
+            Write_Copy_And_List();
+            Set_Rights(Metadata_Path(), rights);
+            Restart_Host();
+            EXPECT_EQ(cache->m_Cache_Entries.size(), rights == 0 ? 0U : 1U);
+            Expect_Current_Document(*cache, url);
+            EXPECT_EQ(fs::exists(copy), rights == 0) << "the list may name it, otherwise it has been replaced";
+            EXPECT_TRUE(Loaded().empty());
+            Set_Rights(Metadata_Path(), 0600);
+            EXPECT_EQ(Content_Of(Metadata_Path()), List_Of({{url, copy}}));
+        }
     });
 }
 
 TEST_F(Without_Rights, ACopyThatMayNotBeReadIsServedAllTheSame) {
     Set_Expiry_Minutes(0xFFFFFFFF);
     Run([&] {
-        std::ofstream(copy) << "copy";
+        Write_Copy_And_List();
         Set_Rights(copy, 0);
-        std::ofstream(Metadata_Path()) << List_Of(copy, url);
         Restart_Host();
         EXPECT_EQ(cache->Get_Cached_File(url), copy);
     });
@@ -199,7 +190,7 @@ TEST_F(Without_Rights, ACopyInAClosedFolderIsForgotten) {
     Run([&] {
         fs::create_directory(own_folder);
         std::ofstream(own_folder / "copy.xml") << "copy";
-        std::ofstream(Metadata_Path()) << List_Of((own_folder / "copy.xml").string(), url);
+        std::ofstream(Metadata_Path()) << List_Of({{url, (own_folder / "copy.xml").string()}});
         EXPECT_EQ(Loaded().size(), 1U);
         Set_Rights(own_folder, 0);
         EXPECT_TRUE(Loaded().empty());

@@ -91,7 +91,7 @@ TEST_F(Hostile_Directory, WhoseCopiesAreDeletedByOthersGetsNewOnes) {
 TEST_F(Hostile_Directory, WhoseListNamesAFileOutsideIsBelieved) {
     const auto outside = home / "outside.xml";
     std::ofstream(outside) << "not the cache's";
-    std::ofstream(Metadata_Path()) << List_Of(outside.string(), url);
+    std::ofstream(Metadata_Path()) << List_Of({{url, outside.string()}});
     Restart_Host();
     Set_Expiry_Minutes(0xFFFFFFFF);
     EXPECT_EQ(cache->Get_Cached_File(url), outside.string());

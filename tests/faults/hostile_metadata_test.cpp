@@ -8,7 +8,6 @@
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>

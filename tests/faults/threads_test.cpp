@@ -37,18 +37,7 @@ public:
 
 private:
     void Note(Operation operation, const std::string& path) override {
-        switch (operation) {
-        case Operation::Stat_File:
-        case Operation::Get_Current_Time:
-        case Operation::File_Exists:
-        case Operation::Delete_File:
-        case Operation::Directory_Exists:
-        case Operation::Copy_File:
-            t_last_call = ++m_Calls;
-            break;
-        default:
-            break;
-        }
+        t_last_call = ++m_Calls;
         if (operation == Operation::Delete_File) {
             const std::lock_guard lock(m_Mutex); // before the file is gone
             m_Deletions.emplace(path, t_last_call);

@@ -15,7 +15,6 @@
 #include <iostream>
 #include <map>
 #include <random>
-#include <sstream>
 #include <thread>
 #include <utility>
 #include <vector>

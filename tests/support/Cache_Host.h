@@ -12,6 +12,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #ifdef _WIN32
@@ -85,6 +86,16 @@ protected:
         return (std::filesystem::path(Cache_Directory()) / name).string();
     }
     std::string Metadata_Path() const { return In_Cache("qelfilecache_Metadata.txt"); }
+
+    /// What a metadata file holds of these requests and their copies.
+    static std::string List_Of(const std::vector<std::pair<std::string, std::string>>& copies) {
+        std::string list =
+            "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n" + std::to_string(copies.size()) + "\n";
+        for (const auto& [request, copy] : copies) {
+            list += "monday\n1\n" + copy + "\n" + request + "\n";
+        }
+        return list;
+    }
 
     /// The copies in the cache directory, whether or not an entry names them, in order.
     std::vector<std::string> Copies() const {

@@ -33,12 +33,8 @@ struct Com_Script {
     int living_objects = 0;
 };
 
-inline std::string Narrow(const std::wstring& text) {
-    return {text.begin(), text.end()};
-}
-
 inline std::string Narrow(BSTR text) {
-    return Narrow(std::wstring(text, SysStringLen(text)));
+    return {text, text + SysStringLen(text)};
 }
 
 /// An argument as the records show it.
@@ -130,10 +126,10 @@ public:
     HRESULT WINAPI InterfaceSupportsErrorInfo(REFIID id) override {
         const bool is_server = IsEqualIID(id, FrontEnd::Platform::Server_Xml_Http_Request_Id);
         const bool is_plain = IsEqualIID(id, FrontEnd::Platform::Xml_Http_Request_Id);
-        m_Script.calls.push_back(is_server  ? "errors of IServerXMLHTTPRequest"
-                                 : is_plain ? "errors of IXMLHTTPRequest"
-                                            : "errors of another interface");
-        return S_OK;
+        return Record("errors of " + std::string(is_server  ? "IServerXMLHTTPRequest"
+                                                 : is_plain ? "IXMLHTTPRequest"
+                                                            : "?"),
+                      S_OK);
     }
 
     // What nobody is to call.
@@ -180,12 +176,12 @@ private:
     ULONG m_References = 1;
 };
 
-/// While it lives, COM makes scripted objects of the class on this thread.
+/// While it lives, COM makes scripted objects where the request object is asked for on this thread.
 class Scripted_Class final : public IClassFactory, private FrontEnd::Util::Non_Copyable {
 public:
-    Scripted_Class(Com_Script& script, const wchar_t* program_id) : m_Script(script) {
+    explicit Scripted_Class(Com_Script& script) : m_Script(script) {
         CLSID class_id{};
-        if (FAILED(CLSIDFromProgID(program_id, &class_id)) ||
+        if (FAILED(CLSIDFromProgID(L"Msxml2.ServerXMLHTTP.6.0", &class_id)) ||
             FAILED(CoRegisterClassObject(class_id, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_Registration))) {
             m_Registration = 0;
         }

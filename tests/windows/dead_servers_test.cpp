@@ -12,6 +12,8 @@
 #include "util/Path_Queries.h"
 
 #include <algorithm>
+#include <array>
+#include <functional>
 
 namespace QEL::FrontEnd::Platform {
 
@@ -51,7 +53,6 @@ using FrontEnd::FileCache::Request_Interface;
 using namespace testing;
 
 constexpr HRESULT Time_Out = static_cast<HRESULT>(0x80072EE2);
-constexpr const char* Dead_Url = "http://dead.example/file.xml";
 
 class Dead_Servers_Of_Windows : public Host_Fixture {
 protected:
@@ -71,72 +72,66 @@ protected:
         std::string description;
     };
 
-    static Sent Send(const char* method, const std::string& url, int connect_timeout = 1000,
-                     int receive_timeout = 30000) {
+    static Sent Send(const char* method, int connect_timeout = 1000, int receive_timeout = 30000) {
         const auto request = Create_Request_Object().object;
         EXPECT_EQ(request->Set_Timeouts(60000, connect_timeout, 30000, receive_timeout), S_OK);
-        EXPECT_EQ(request->Open(method, url), S_OK);
+        EXPECT_EQ(request->Open(method, "http://dead.example/file.xml"), S_OK);
         const auto result = request->Send();
         return {result, request->Error_Description(Request_Interface::XMLHTTPRequest)};
     }
 
-    /// Requests of the first client.
-    auto Sends() const { return std::ranges::count(script.calls, "send omitted"); }
+    /// Requests of the first client so far, with these in addition: to a server that falls silent when it is connected.
+    auto Sends_After_Silent(const std::vector<const char*>& methods) {
+        for (const char* const method : methods) {
+            Send(method, 60000, 1000);
+        }
+        return Sends();
+    }
+    std::ptrdiff_t Sends() const { return std::ranges::count(script.calls, "send omitted"); }
 
     Com_Script script;
-    Scripted_Class scripted_class{script, L"Msxml2.ServerXMLHTTP.6.0"};
+    Scripted_Class scripted_class{script};
 };
 
-TEST_F(Dead_Servers_Of_Windows, FailTheRequestObjectAtOnceWithTheSameResult) {
-    EXPECT_EQ(Send("HEAD", Dead_Url).result, Time_Out);
-    const auto next = Send("GET", Dead_Url);
+TEST_F(Dead_Servers_Of_Windows, FailTheRequestObjectAtOnceWithResultAndDescriptionOfTheirFailure) {
+    Leave_Error_Text(L"The line is busy.");
+    const auto first = Send("HEAD");
+    EXPECT_EQ(first.result, Time_Out);
+    EXPECT_EQ(first.description, "The line is busy.");
+    const auto next = Send("GET");
     EXPECT_EQ(next.result, Time_Out);
-    EXPECT_THAT(next.description, HasSubstr("The server was last tried at "));
+    EXPECT_THAT(next.description, StartsWith("The line is busy. The server was last tried at "));
     EXPECT_EQ(Sends(), 1);
 }
 
-TEST_F(Dead_Servers_Of_Windows, AreAskedByOtherMethodsWhereTheyWereSilent) {
-    Send("HEAD", Dead_Url, 60000, 1000);
-    Send("HEAD", Dead_Url, 60000, 1000);
-    EXPECT_EQ(Sends(), 1);
-    Send("GET", Dead_Url, 60000, 1000);
-    EXPECT_EQ(Sends(), 2);
+TEST_F(Dead_Servers_Of_Windows, AreAskedByOtherMethodsWhereTheyWereSilentAndLiveAgainWithAResponse) {
+    EXPECT_EQ(Sends_After_Silent({"HEAD", "HEAD"}), 1);
+    EXPECT_EQ(Sends_After_Silent({"GET", "GET"}), 2);
+    Dead_Servers::Instance().m_Servers.clear();
+    EXPECT_EQ(Sends_After_Silent({"HEAD"}), 3);
+    script.sent = S_OK;
+    EXPECT_EQ(Send("GET").result, S_OK);
+    EXPECT_EQ(Send("HEAD").result, Time_Out) << "the other method's silence stays";
 }
 
 TEST_F(Dead_Servers_Of_Windows, AreNotThoseThatRedirectThere) {
-    script.reached_url = L"http://next.example/file.xml";
-    Send("GET", Dead_Url);
-    Send("GET", Dead_Url);
-    EXPECT_EQ(Sends(), 2);
-    script.reached_url = L"http://DEAD.example/other.xml";
-    Send("GET", Dead_Url);
-    Send("GET", Dead_Url);
-    EXPECT_EQ(Sends(), 3);
-}
-
-TEST_F(Dead_Servers_Of_Windows, LiveAgainWithAResponse) {
-    Send("HEAD", Dead_Url, 60000, 1000); // silent
-    script.sent = S_OK;
-    EXPECT_EQ(Send("GET", Dead_Url).result, S_OK);
-    EXPECT_EQ(Send("HEAD", Dead_Url).result, Time_Out) << "the other method's silence stays";
+    for (const auto& [reached, sends] :
+         {std::pair{L"http://next.example/file.xml", 2}, {L"http://DEAD.example/x", 3}}) {
+        script.reached_url = reached;
+        Send("GET");
+        Send("GET");
+        EXPECT_EQ(Sends(), sends);
+    }
 }
 
 TEST_F(Dead_Servers_Of_Windows, AreNotThoseWhoseBodyStalls) {
-    Send("HEAD", Dead_Url, 60000, 1000); // silent
+    Sends_After_Silent({"HEAD"});
     script.status_known = S_OK;
-    Send("GET", Dead_Url, 60000, 1000);
-    Send("GET", Dead_Url, 1000, 60000);
+    Send("GET", 60000, 1000);
+    Send("GET", 1000, 60000);
     EXPECT_EQ(Sends(), 3);
-    script.status = 0;
-    Send("GET", Dead_Url, 60000, 1000);
-    Send("GET", Dead_Url, 60000, 1000);
-    EXPECT_EQ(Sends(), 4) << "there was no response";
-}
-
-TEST_F(Dead_Servers_Of_Windows, KeepTheDescriptionOfTheirFailure) {
-    Leave_Error_Text(L"The line is busy.");
-    EXPECT_EQ(Send("GET", Dead_Url).description, "The line is busy.");
-    EXPECT_THAT(Send("GET", Dead_Url).description, StartsWith("The line is busy. The server was last tried at "));
+    script.status = 0; // there was no response
+    EXPECT_EQ(Sends_After_Silent({"GET", "GET"}), 4);
 }
 
 struct Time_Out_Case {
@@ -155,25 +150,24 @@ INSTANTIATE_TEST_SUITE_P(, Time_Outs_On_Windows,
                                 Time_Out_Case{31000ms, 60, Attempt::Silent, 4}));
 
 TEST_P(Time_Outs_On_Windows, AreAFewForFiveFilesWithCopies) {
-    const auto& [taken, connect_timeout, second, time_outs] = GetParam();
-    s_attempt_takes = taken;
-    s_second_attempt = second;
-    configuration.Set_Number("LandscapeServerFileConnectTimeout", connect_timeout);
-    std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n5\n";
-    for (const char number : {'1', '2', '3', '4', '5'}) {
-        const auto copy = In_Cache("12345678-1234-1234-1234-12345678901" + std::string(1, number) + ".xml");
-        std::ofstream(copy) << "<a/>";
-        list += "stamp\n131900000000000000\n" + copy + "\nhttp://dead.example/" + number + ".xml\n";
+    s_attempt_takes = GetParam().taken;
+    s_second_attempt = GetParam().second;
+    configuration.Set_Number("LandscapeServerFileConnectTimeout", GetParam().connect_timeout);
+    std::vector<std::pair<std::string, std::string>> copies;
+    for (const std::string number : {"1", "2", "3", "4", "5"}) {
+        copies.emplace_back("http://dead.example/" + number,
+                            In_Cache("12345678-1234-1234-1234-12345678901" + number + ".xml"));
+        std::ofstream(copies.back().second) << "<a/>";
     }
-    std::ofstream(Metadata_Path()) << list;
+    std::ofstream(Metadata_Path()) << List_Of(copies);
     Restart_Host();
-    for (const char number : {'1', '2', '3', '4', '5'}) {
-        const auto served = Get(std::string("http://dead.example/") + number + ".xml");
-        EXPECT_THAT(served.path, HasSubstr(std::string("12345678901") + number));
+    for (const auto& [url, copy] : copies) {
+        const auto served = Get(url);
+        EXPECT_EQ(served.path, copy);
         EXPECT_TRUE(served.download_error);
         EXPECT_EQ(served.http_error, 2);
     }
-    EXPECT_EQ(Sends() + s_exchanges, time_outs);
+    EXPECT_EQ(Sends() + s_exchanges, GetParam().time_outs);
     EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The server was last tried at "));
 }
 
@@ -190,44 +184,48 @@ TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
     EXPECT_EQ(services->Copy_File(path.c_str(), (Home() / "copy").string().c_str(), 1), 0);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
     EXPECT_THAT(unasked.Description(), StartsWith("The server was last tried at "));
-    for (const auto& ask : {+[](const std::string& asked) { return FrontEnd::Util::FileSystem::Path_Exists(asked); },
-                            +[](const std::string& asked) {
-                                return FrontEnd::Util::FileSystem::Get_File_Attributes(asked) != 0xFFFFFFFFU;
-                            }}) {
+    using namespace FrontEnd::Util::FileSystem;
+    for (const std::function<void()>& ask : {std::function<void()>([&] { EXPECT_FALSE(Path_Exists(path)); }),
+                                             {[&] { EXPECT_EQ(Get_File_Attributes(path), Invalid_Attributes); }},
+                                             {[&] { EXPECT_THROW(Read_File_Head(path, 1), std::runtime_error); }}}) {
         SetLastError(0);
-        EXPECT_FALSE(ask(path));
+        ask();
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
     }
-    EXPECT_THROW(FrontEnd::Util::FileSystem::Read_File_Head(path, 1), std::runtime_error);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
 }
 
 struct Failure_Case {
-    std::uint32_t error; ///< of WinInet
+    std::uint32_t result;
     std::chrono::milliseconds taken;
-    int connect;
-    int receive;
+    std::chrono::seconds connect; ///< the time-out
     Attempt attempt;
 };
 
 TEST(Failed_Attempt_Of_The_Request_Object, FollowsFromTheNumberAndTheTime) {
-    for (const auto& [error, taken, connect, receive, attempt] :
-         {Failure_Case{12007, 12s, 60, 30, Attempt::Server_Unreached},
-          Failure_Case{12029, 21s, 60, 30, Attempt::Server_Unreached},
-          Failure_Case{12157, 21s, 60, 30, Attempt::Server_Unreached},
-          Failure_Case{12030, 21s, 60, 30, Attempt::Failed_Otherwise},
-          Failure_Case{12045, 21s, 60, 30, Attempt::Failed_Otherwise},
-          Failure_Case{12175, 21s, 60, 30, Attempt::Failed_Otherwise},
-          Failure_Case{12002, 21s, 60, 30, Attempt::Server_Unreached},
-          Failure_Case{12002, 30s, 60, 30, Attempt::Silent}, Failure_Case{12002, 31s, 60, 30, Attempt::Silent},
-          Failure_Case{12002, 59900ms, 60, 30, Attempt::Server_Unreached},
-          Failure_Case{12002, 60s, 60, 30, Attempt::Server_Unreached},
-          Failure_Case{12002, 2s, 2, 30, Attempt::Server_Unreached}, Failure_Case{12002, 32s, 2, 30, Attempt::Silent},
-          Failure_Case{12002, 60s, 2, 30, Attempt::Server_Unreached},
-          Failure_Case{12002, 30s, 30, 30, Attempt::Silent}}) {
+    constexpr auto silent = Attempt::Silent;
+    constexpr auto unreached = Attempt::Server_Unreached;
+    constexpr auto otherwise = Attempt::Failed_Otherwise;
+    for (const auto& [result, taken, connect, attempt] :
+         std::initializer_list<Failure_Case>{{0x80072EE7, 12s, 60s, unreached},
+                                             {0x80072EFD, 21s, 60s, unreached},
+                                             {0x80072F7D, 21s, 60s, unreached},
+                                             {0x80072EFE, 21s, 60s, otherwise},
+                                             {0x80072F0D, 21s, 60s, otherwise},
+                                             {0x80072F8F, 21s, 60s, otherwise},
+                                             {0x800C0008, 21s, 60s, otherwise},
+                                             {0x800C2EFD, 21s, 60s, otherwise},
+                                             {0x80072EE2, 21s, 60s, unreached},
+                                             {0x80072EE2, 30s, 60s, silent},
+                                             {0x80072EE2, 31s, 60s, silent},
+                                             {0x80072EE2, 59900ms, 60s, unreached},
+                                             {0x80072EE2, 60s, 60s, unreached},
+                                             {0x80072EE2, 2s, 2s, unreached},
+                                             {0x80072EE2, 32s, 2s, silent},
+                                             {0x80072EE2, 60s, 2s, unreached},
+                                             {0x80072EE2, 30s, 30s, silent}}) {
         Http_Request request;
-        request.timeouts = {60s, std::chrono::seconds(connect), 30s, std::chrono::seconds(receive)};
-        EXPECT_EQ(Failed_Attempt(0x80070000U | error, taken, request, false), attempt) << error << " " << taken.count();
+        request.timeouts = {60s, connect, 30s, 30s};
+        EXPECT_EQ(Failed_Attempt(result, taken, request, false), attempt) << result << " " << taken.count();
     }
 }
 
@@ -244,26 +242,21 @@ TEST(Failed_Attempt_Of_The_Request_Object, IsTheProxysWhereThereIsOne) {
     }
 }
 
-TEST(Failed_Attempt_Of_The_Request_Object, IsUnknownForOtherNumbers) {
-    EXPECT_EQ(Failed_Attempt(0x800C0008U, 21s, Http_Request(), false), Attempt::Failed_Otherwise);
-    EXPECT_EQ(Failed_Attempt(0x800C2EFDU, 21s, Http_Request(), false), Attempt::Failed_Otherwise);
-}
-
 TEST(Proxy_Settings, NameTheProxyOfAUrl) {
-    const auto proxy = [](const char* proxies, const char* exemptions, const char* url) {
-        return Proxy_In(proxies, exemptions, Http_Url::Parse(url).value());
-    };
-    EXPECT_EQ(proxy("", "", "http://a.example/"), "");
-    EXPECT_EQ(proxy("proxy:8080", "", "http://a.example/"), "proxy:8080");
-    EXPECT_EQ(proxy("proxy:8080", "", "https://a.example/"), "proxy:8080");
-    EXPECT_EQ(proxy("http=one:1;https=two:2", "", "http://a.example/"), "one:1");
-    EXPECT_EQ(proxy("http=one:1 https=two:2", "", "https://a.example/"), "two:2");
-    EXPECT_EQ(proxy("ftp=one:1", "", "http://a.example/"), "");
-    EXPECT_EQ(proxy("proxy:8080", "a.example", "http://a.example/"), "");
-    EXPECT_EQ(proxy("proxy:8080", "b.example; *.EXAMPLE", "http://a.example/"), "");
-    EXPECT_EQ(proxy("proxy:8080", "b.example", "http://a.example/"), "proxy:8080");
-    EXPECT_EQ(proxy("proxy:8080", "<local>", "http://a.example/"), "proxy:8080");
-    EXPECT_EQ(proxy("proxy:8080", "<local>", "http://a/"), "");
+    for (const auto& [proxies, exemptions, url, proxy] :
+         {std::array{"", "", "http://a.example/", ""},
+          {"proxy:8080", "", "http://a.example/", "proxy:8080"},
+          {"proxy:8080", "", "https://a.example/", "proxy:8080"},
+          {"http=one:1;https=two:2", "", "http://a.example/", "one:1"},
+          {"http=one:1 https=two:2", "", "https://a.example/", "two:2"},
+          {"ftp=one:1", "", "http://a.example/", ""},
+          {"proxy:8080", "a.example", "http://a.example/", ""},
+          {"proxy:8080", "b.example; *.EXAMPLE", "http://a.example/", ""},
+          {"proxy:8080", "b.example", "http://a.example/", "proxy:8080"},
+          {"proxy:8080", "<local>", "http://a.example/", "proxy:8080"},
+          {"proxy:8080", "<local>", "http://a/", ""}}) {
+        EXPECT_EQ(Proxy_In(proxies, exemptions, Http_Url::Parse(url).value()), proxy) << proxies << exemptions << url;
+    }
 }
 
 } // namespace

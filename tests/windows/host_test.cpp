@@ -1,5 +1,6 @@
 // The DLL as a host meets it: COM, text mode, shares, read-only files, exceptions.
 
+#include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "tests/windows/Host_Fixture.h"
 
 #include <algorithm>
@@ -11,7 +12,6 @@ namespace QEL::Tests {
 namespace {
 
 using namespace FrontEnd::FileCache;
-using FrontEnd::OSWRAPI::IOSWrapper;
 using namespace testing;
 
 class Host : public Host_Fixture {};
@@ -133,25 +133,14 @@ TEST_F(Host_With_Share, ClearsAndPurgesReadOnlyCopies) {
 }
 
 /// Services of a host's own, which run out of memory.
-class Exhausted_Services : public IOSWrapper {
-    int Stat_File(const std::string&, std::int64_t&) override { throw std::bad_alloc(); }
-    std::uint64_t Get_Current_Time() override { throw std::bad_alloc(); }
-    bool File_Exists(const std::string&) override { throw std::bad_alloc(); }
-    bool Delete_File(const std::string&) override { throw std::bad_alloc(); }
+class Exhausted_Services : public Failing_OS_Wrapper {
+public:
+    using Failing_OS_Wrapper::Failing_OS_Wrapper;
     bool Directory_Exists(const std::string&) override { throw std::bad_alloc(); }
-    FrontEnd::OSWRAPI::Find_Handle FindFirstFile(const char*, FrontEnd::OSWRAPI::Find_Data&) override {
-        throw std::bad_alloc();
-    }
-    int FindNextFile(FrontEnd::OSWRAPI::Find_Handle, FrontEnd::OSWRAPI::Find_Data&) override { throw std::bad_alloc(); }
-    void FindClose(FrontEnd::OSWRAPI::Find_Handle) override {}
-    int Get_Drive_Number(const char*) override { throw std::bad_alloc(); }
-    unsigned int Get_Drive_Type(const char*) override { throw std::bad_alloc(); }
-    int Copy_File(const char*, const char*, int) override { throw std::bad_alloc(); }
-    std::uint32_t Read_Registry_Int(int, const std::string&, const std::string&) override { throw std::bad_alloc(); }
 };
 
 TEST(Host_Services, MayThrowThroughTheLibrary) {
-    CFileCache cache(std::make_shared<Exhausted_Services>());
+    CFileCache cache(std::make_shared<Exhausted_Services>(""));
     EXPECT_THROW(cache.Set_Cache_Directory("C:\\"), std::bad_alloc);
 }
 

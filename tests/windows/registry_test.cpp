@@ -43,28 +43,19 @@ protected:
     }
 };
 
-TEST_F(Registry, TheUsersValueHidesTheMachines) {
+TEST_F(Registry, TheUsersValueHidesTheMachinesWhichCountsWhereItIsAskedFor) {
+    const auto place = [] { return FrontEnd::Util::Find_Configured_Value(Options_Key, "Period")->place; };
     machine.Write_Number("Period", 10);
     EXPECT_EQ(Number(User_Then_Machine), 10U);
     EXPECT_EQ(Signed_Number(1), 10);
+    EXPECT_EQ(place(), std::string("HKEY_LOCAL_MACHINE\\") + Options_Key);
+    EXPECT_EQ(Number(User), 0U);
+    EXPECT_EQ(Signed_Number(0), 777);
     user.Write_Number("Period", 20);
     EXPECT_EQ(Number(User_Then_Machine), 20U);
     EXPECT_EQ(Signed_Number(1), 20);
-    EXPECT_EQ(Number(Machine), 10U);
-}
-
-TEST_F(Registry, SaysInWhichRootTheValueThatCountsStands) {
-    machine.Write_Number("Period", 10);
-    const auto place = [] { return FrontEnd::Util::Find_Configured_Value(Options_Key, "Period")->place; };
-    EXPECT_EQ(place(), std::string("HKEY_LOCAL_MACHINE\\") + Options_Key);
-    user.Write_Number("Period", 20);
     EXPECT_EQ(place(), std::string("HKEY_CURRENT_USER\\") + Options_Key);
-}
-
-TEST_F(Registry, TheMachineIsAskedOnlyWhereItCounts) {
-    machine.Write_Number("Period", 10);
-    EXPECT_EQ(Number(User), 0U);
-    EXPECT_EQ(Signed_Number(0), 777);
+    EXPECT_EQ(Number(Machine), 10U);
 }
 
 TEST_F(Registry, ANumberIsFourBytes) {

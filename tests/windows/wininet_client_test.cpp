@@ -27,6 +27,7 @@ namespace QEL::Tests {
 
 namespace {
 
+using namespace std::chrono_literals;
 using namespace std::string_view_literals;
 using FrontEnd::Util::HttpWinInet::Http_Get;
 using FrontEnd::Util::HttpWinInet::Http_Head;
@@ -159,48 +160,32 @@ TEST_F(Wininet_Client, SendsOnceMoreWithoutACertificateOfTheClient) {
     }
 }
 
-/// What an exchange with a server that falls silent fails with; none within half a minute is a failure, too.
-std::optional<Platform::Http_Failure> Exchange_With_Silent(const char* path,
-                                                           std::chrono::milliseconds receive_timeout) {
+/// What an exchange fails with; none within half a minute is a failure, too.
+Platform::Http_Failure Failure_Of(const std::string& url, std::chrono::milliseconds receive_timeout = 30s) {
     Platform::Http_Request request;
-    request.url = Platform::Http_Url::Parse(std::getenv("QEL_TEST_HTTP") + std::string(path)).value();
-    request.timeouts.connect = std::chrono::milliseconds(5000);
+    request.url = Platform::Http_Url::Parse(url).value();
+    request.timeouts.connect = 5s;
     request.timeouts.receive = receive_timeout;
     Platform::Http_Response response;
     const DWORD begin = GetTickCount();
-    auto failure = Platform::Transfer(request, response);
+    const auto failure = Platform::Transfer(request, response);
     Platform::Dead_Servers::Instance().m_Servers.clear(); // for the tests that follow
+    EXPECT_TRUE(failure) << url;
     EXPECT_LT(GetTickCount() - begin, 30000U);
-    return failure;
+    return failure.value_or(Platform::Http_Failure{});
 }
 
-TEST(Wininet_Exchange, GivesUpOnASilentServer) {
-    const auto failure = Exchange_With_Silent("/silent", std::chrono::milliseconds(300));
-    ASSERT_TRUE(failure);
-    // Wine has another number for it.
-    EXPECT_EQ(failure->attempt,
-              failure->error == 12002 ? Platform::Attempt::Silent : Platform::Attempt::Failed_Otherwise);
-}
-
-TEST(Wininet_Exchange, GivesUpOnABodyThatDoesNotGoOn) {
-    // The head of the response has to come within it.
-    const auto failure = Exchange_With_Silent("/silent-body", std::chrono::milliseconds(2000));
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->attempt, Platform::Attempt::Responded);
-}
-
-TEST(Wininet_Exchange, SaysWhetherTheServerWasReached) {
-    const auto attempt = [](const std::string& url) {
-        Platform::Http_Request request;
-        request.url = Platform::Http_Url::Parse(url).value();
-        Platform::Http_Response response;
-        return Platform::Transfer(request, response).value_or(Platform::Http_Failure{}).attempt;
-    };
-    EXPECT_EQ(attempt("http://127.0.0.1:1/"), Platform::Attempt::Server_Unreached);
-    EXPECT_EQ(attempt("http://no-such-host.invalid/"), Platform::Attempt::Server_Unreached);
-    const std::string http = std::getenv("QEL_TEST_HTTP");
-    EXPECT_EQ(attempt("https" + http.substr(4) + "/landscape"), Platform::Attempt::Server_Unreached) << "no TLS there";
-    EXPECT_EQ(attempt(http + "/garbage"), Platform::Attempt::Failed_Otherwise);
+TEST_F(Wininet_Client, SaysHowFarItCameInVain) {
+    using enum Platform::Attempt;
+    const std::string http = Url("");
+    EXPECT_EQ(Failure_Of("http://127.0.0.1:1/").attempt, Server_Unreached);
+    EXPECT_EQ(Failure_Of("http://no-such-host.invalid/").attempt, Server_Unreached);
+    EXPECT_EQ(Failure_Of("https" + http.substr(4) + "/landscape").attempt, Server_Unreached) << "no TLS there";
+    EXPECT_EQ(Failure_Of(http + "/garbage").attempt, Failed_Otherwise);
+    const auto silent = Failure_Of(http + "/silent", 300ms);
+    EXPECT_EQ(silent.attempt, silent.error == 12002 ? Silent : Failed_Otherwise) << "Wine has another number for it";
+    // The head of the response has to come within the time.
+    EXPECT_EQ(Failure_Of(http + "/silent-body", 4s).attempt, Responded);
 }
 
 TEST_F(Wininet_Client, AsksPastAllCaches) {

@@ -15,7 +15,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace QEL::Tests {
@@ -136,11 +135,6 @@ protected:
             copies.insert(entry.cached_file);
         }
         return {copies.begin(), copies.end()};
-    }
-
-    /// A metadata file with one entry.
-    static std::string List_Of(const std::string& copy, const std::string& url) {
-        return "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\nmonday\n1\n" + copy + "\n" + url + "\n";
     }
 
     using Files = std::map<std::string, std::string>;

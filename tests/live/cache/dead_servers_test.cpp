@@ -23,12 +23,12 @@ protected:
     Dead_Server_Of_The_Cache() {
         Dead_Servers::Instance().m_Servers.clear();
         configuration.Set_Number("LandscapeServerFileConnectTimeout", 1);
-        std::string list = "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n" + std::to_string(Files) + "\n";
+        std::vector<std::pair<std::string, std::string>> copies;
         for (int number = 0; number < Files; ++number) {
             std::ofstream(Copy(number)) << "<a/>";
-            list += "stamp\n131900000000000000\n" + Copy(number) + "\n" + Url_Of(number) + "\n";
+            copies.emplace_back(Url_Of(number), Copy(number));
         }
-        std::ofstream(Cache_Directory() + "/qelfilecache_Metadata.txt") << list;
+        std::ofstream(Metadata_Path()) << List_Of(copies);
         Restart_Host();
     }
 
@@ -37,7 +37,7 @@ protected:
 
     std::string Url_Of(int number) const { return m_Port.Url("http") + std::to_string(number) + ".xml"; }
     std::string Copy(int number) const {
-        return Cache_Directory() + "/12345678-1234-1234-1234-12345678901" + std::to_string(number) + ".xml";
+        return In_Cache("12345678-1234-1234-1234-12345678901" + std::to_string(number) + ".xml");
     }
 
     void Expect_Copy(int number) {
