@@ -10,8 +10,6 @@
 
 #ifdef _WIN32
 #include <windows.h>
-#else
-#include <unistd.h>
 #endif
 
 namespace QEL::Tests {
@@ -37,22 +35,13 @@ protected:
     }
 
     /// A host that makes these requests, once or until it is killed.
-    Words Host(const Words& names, bool once, bool with_ordinary_rights = false) {
+    Words Host(const Words& names, bool once) {
         fs::remove(scratch / "ready");
         Words words = {scratch / "cache", scratch / "share", scratch / "ready", once ? "1" : "0", "0"};
         for (const std::string& name : names) {
             words.push_back("\\\\files\\share\\" + name);
         }
-        words = Beside_The_Tests("cache_worker", words);
-#ifndef _WIN32
-        if (with_ordinary_rights && ::geteuid() == 0) {
-            const char* const none = "-dac_override,-dac_read_search,-fowner";
-            words.insert(words.begin(), {"setpriv", "--bounding-set", none, "--inh-caps", none});
-        }
-#else
-        static_cast<void>(with_ordinary_rights);
-#endif
-        return words;
+        return Beside_The_Tests("cache_worker", words);
     }
 
     /// Waits for a host to have loaded the list.
@@ -114,10 +103,11 @@ TEST_F(Several_Hosts, KeepTheCopiesOfAListThatOneOfThemCannotRead) {
 #ifdef _WIN32
     const HANDLE kept = CreateFileA(list.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(kept, INVALID_HANDLE_VALUE);
+    Child_Process second(Host({"b"}, false));
 #else
     fs::permissions(list, fs::perms::none);
+    Child_Process second(With_Ordinary_Rights(Host({"b"}, false)));
 #endif
-    Child_Process second(Host({"b"}, false, true));
     Wait_For_Copies({"a", "b"});
 #ifdef _WIN32
     CloseHandle(kept);

@@ -57,6 +57,10 @@ private:
 };
 
 #ifndef _WIN32
+/// The command for a user to whom permissions apply, also when the tests run as root: then still root, so that programs
+/// can be reached, but without root's way past permissions.
+std::vector<std::string> With_Ordinary_Rights(std::vector<std::string> command);
+
 /// Runs an action in a process without any special right, also when the tests run as root.
 /// @return what the action returned; 200 when the rights could not be dropped.
 int Run_Without_Rights(const std::function<int()>& action);

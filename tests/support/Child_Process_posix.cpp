@@ -75,6 +75,14 @@ int Child_Process::Wait() {
     return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+std::vector<std::string> With_Ordinary_Rights(std::vector<std::string> command) {
+    if (geteuid() == 0) {
+        const char* const none = "-dac_override,-dac_read_search,-fowner";
+        command.insert(command.begin(), {"setpriv", "--bounding-set", none, "--inh-caps", none});
+    }
+    return command;
+}
+
 int Run_Without_Rights(const std::function<int()>& action) {
     return Child_Process([&action] {
                constexpr gid_t nobody = 65534;

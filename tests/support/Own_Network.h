@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Child_Process.h"
+
 #include <cstring>
 #include <functional>
 
@@ -9,8 +11,6 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 
@@ -22,14 +22,11 @@ public:
     /// Runs the steps in a network of their own.
     /// @return their result as an exit status; Not_Allowed where the machine does not let this user have a network.
     static int Run(const std::function<int(const Own_Network&)>& steps) {
-        const pid_t process = ::fork();
-        if (process == 0) {
-            ::_exit(::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) == 0 ? Own_Network().Run_Inside(steps)
-                                                                               : Not_Allowed);
-        }
-        int status = 0;
-        ::waitpid(process, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+        return Child_Process([&steps] {
+                   return ::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) == 0 ? Own_Network().Run_Inside(steps)
+                                                                                     : Not_Allowed;
+               })
+            .Wait();
     }
 
     /// A further address of the machine.

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <iterator>
@@ -10,11 +9,9 @@
 #include <semaphore>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/common/WinInet_Error.h"
@@ -62,13 +59,7 @@ TEST(Connections, BelongToTheProcessThatMadeThem) {
     EXPECT_EQ(Get(server.Url()).body, "abc");
     EXPECT_EQ(server.Connections(), 1) << "one TLS handshake for freshness check and download";
 
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::_exit(Get(server.Url()).body == "abc" ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Child_Process([&] { return Get(server.Url()).body == "abc" ? 0 : 1; }).Wait(), 0);
     EXPECT_EQ(server.Connections(), 2) << "one of the child's own";
     EXPECT_EQ(Get(server.Url()).body, "abc");
     EXPECT_EQ(server.Connections(), 2) << "the parent's is still open";
@@ -89,7 +80,7 @@ TEST(Connections, AreNotSharedBetweenServers) {
 
 TEST(Connections, MadeWithoutCertificateCheckServeNoRequestThatWantsIt) {
     const Tls_Sites sites;
-    const auto url = sites.Url(Tls_State::Good);
+    const auto url = sites.Url("Good");
     const auto send = [&url] {
         HttpClient client;
         EXPECT_EQ(client.SendWinInetRequest(Http_Get, url.c_str(), client.GetHWnd(), 20000), 200U);

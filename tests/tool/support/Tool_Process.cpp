@@ -18,15 +18,9 @@ namespace QEL::Tests {
 namespace {
 
 std::vector<std::string> Command_Of(const Tool_Run& run) {
-    std::vector<std::string> command;
-    if (run.with_ordinary_rights && ::geteuid() == 0) {
-        // Still root, so that the program can be reached, but without root's way past permissions.
-        const char* const none = "-dac_override,-dac_read_search,-fowner";
-        command = {"setpriv", "--bounding-set", none, "--inh-caps", none};
-    }
-    command.emplace_back(QEL_TOOL);
+    std::vector<std::string> command = {QEL_TOOL};
     command.insert(command.end(), run.arguments.begin(), run.arguments.end());
-    return command;
+    return run.with_ordinary_rights ? With_Ordinary_Rights(command) : command;
 }
 
 int Open(const std::string& path) {
