@@ -74,7 +74,7 @@ int Free_Port() {
 }
 
 bool Wait_For_Listener(int port, const std::function<bool()>& has_failed) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (std::chrono::steady_clock::now() < end && !has_failed()) {
         if (Connect(Socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), port)) {
             return true;

@@ -1,18 +1,16 @@
 #pragma once
 
+#include "filecache/oswrap/IOSWrapper.h"
 #include "platform/common/Dead_Servers.h"
 #include "tests/support/Samba_Server.h"
 #include "tests/support/Scratch_Directory.h"
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <random>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -52,8 +50,6 @@ protected:
     static void TearDownTestSuite() { s_server.reset(); }
 
     Share_Fixture() {
-        target_folder = home / "target";
-        std::filesystem::create_directory(target_folder);
         Configure_Server();
         FrontEnd::Platform::Dead_Servers::Instance().m_Servers.clear(); // of earlier tests
     }
@@ -84,21 +80,6 @@ protected:
         return path;
     }
 
-    /// Bytes that are different at every place.
-    static std::string Random_Bytes(std::size_t count) {
-        std::mt19937_64 random(count);
-        std::vector<std::uint64_t> block(std::size_t{1} << 17);
-        std::ranges::generate(block, random);
-        std::string bytes;
-        while (bytes.size() < count) {
-            block[0] = bytes.size();
-            bytes.append(reinterpret_cast<const char*>(block.data()), block.size() * sizeof block[0]);
-            std::ranges::rotate(block, block.begin() + 1);
-        }
-        bytes.resize(count);
-        return bytes;
-    }
-
     /// Sets the modification time to a 100 ns interval since 1601.
     static void Set_Modification_Time(const std::filesystem::path& path, std::int64_t file_time) {
         const std::int64_t since_1970 = file_time - 116444736000000000;
@@ -107,7 +88,8 @@ protected:
         ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     }
 
-    std::filesystem::path target_folder;
+    const std::shared_ptr<FrontEnd::OSWRAPI::IOSWrapper> os = FrontEnd::OSWRAPI::IOSWrapper::Create();
+    const std::filesystem::path target_folder = directory.Make_Directory("target");
 
 private:
     static inline std::unique_ptr<Samba_Server> s_server;

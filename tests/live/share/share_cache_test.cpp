@@ -3,6 +3,7 @@
 
 #include "tests/live/share/Share_Fixture.h"
 #include "tests/support/Cache_Host.h"
+#include "tests/support/Marking_Process.h"
 #include "tests/support/Socket.h"
 #include "tests/unit/support/Recorded_Trace.h"
 
@@ -206,6 +207,32 @@ TEST_F(Share_Cache, LeavesTheSameRecordsWhetherTheServerIsAskedOrRememberedButFo
         EXPECT_EQ(std::regex_replace(remembered, description, "", std::regex_constants::format_first_only), asked);
         EXPECT_NE(remembered, asked);
     }
+}
+
+/// The command-line tool, whose library finds its agent.
+TEST_F(Share_Cache, IsExplainedByTheTool) {
+    cache.reset(); // the tool changes no directory in use
+    const auto output = [&](const std::string& command, const char* option = "") {
+        EXPECT_EQ(Run_Beside_The_Tests(
+                      "qelfilecache",
+                      {"--cache-dir", cache_folder.string(), command, "file://127.0.0.1/share/landscape.xml"},
+                      std::string(option) + " > " + directory / "output"),
+                  0);
+        return Content_Of(home / "output");
+    };
+    const auto published = Publish("landscape.xml", "content");
+    EXPECT_THAT(output("explain", "--check"), EndsWith("=> The request would be served from a new copy.\n"));
+    const std::string copy = output("get");
+    EXPECT_THAT(output("explain", "--check"), EndsWith("the time of change is the same.\n"));
+    Set_Modification_Time(published, Some_Time);
+    EXPECT_THAT(output("explain", "--check"), EndsWith("because the share has another version.\n"));
+    fs::remove(published);
+    EXPECT_THAT(
+        output("explain", "--check"),
+        AllOf(HasSubstr("Error 2: the file cannot be found"),
+              HasSubstr("the check failed: the file cannot be found (error 2); when that fails as well, the copy")));
+    EXPECT_EQ(output("get"), copy);
+    EXPECT_EQ(Content_Of(copy.substr(0, copy.find('\n'))), "content");
 }
 
 } // namespace

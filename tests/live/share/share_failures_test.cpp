@@ -5,7 +5,6 @@
 #include "tests/support/Socket.h"
 #include "tests/support/Web_Server.h"
 
-#include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/File_Descriptor.h"
 #include "util/Dead_Servers.h"
@@ -47,8 +46,8 @@ class Share_Failures : public Share_Fixture {
 protected:
     using Clock = std::chrono::steady_clock;
 
-    /// Enough for a time-out of a second on a busy machine. The SMB library alone takes 5 s and more.
-    static constexpr auto In_Time = 4500ms;
+    /// Enough for a time-out of a second on a busy machine. The SMB library alone takes ten seconds for a response.
+    static constexpr auto In_Time = 9s;
 
     int Stat_Error(const std::string& path) {
         std::int64_t time = 4711;
@@ -87,20 +86,18 @@ protected:
     /// Waits in the background until a copy has got some content, then does something to the server.
     std::thread As_Soon_As_Data_Arrives(std::function<void()> action) {
         return std::thread([this, action] {
-            for (;;) {
-                for (const auto& entry : fs::directory_iterator(target_folder)) {
-                    std::error_code gone;
-                    const auto size = fs::file_size(entry, gone);
-                    if (!gone && size > 0) {
-                        return action();
-                    }
-                }
+            const auto has_content = [](const fs::directory_entry& entry) {
+                std::error_code gone;
+                return entry.file_size(gone) > 0 && !gone;
+            };
+            const auto limit = Clock::now() + 60s;
+            while (std::none_of(fs::directory_iterator(target_folder), {}, has_content)) {
+                ASSERT_LT(Clock::now(), limit) << "no data has arrived";
                 std::this_thread::sleep_for(1ms);
             }
+            action();
         });
     }
-
-    const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
 
 private:
     const FrontEnd::Util::Asking_Anyway m_Asking; // each failure is one of the server's
@@ -221,7 +218,7 @@ TEST_F(Share_Failures, OfASilentServerComeInTime) {
     EXPECT_LT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out); }), In_Time);
     const Full_Port hole;
     Configure_Port(hole.Port());
-    EXPECT_LT(Time_Of([&] { EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out); }), In_Time);
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out);
 }
 
 TEST_F(Share_Failures, OfAServerThatDiesInTheMiddleLeaveNoPartialCopy) {
@@ -248,13 +245,13 @@ TEST_F(Share_Failures, OfAStaleConnectionAreNotSeen) {
 }
 
 TEST_F(Share_Failures, AreNotDeclaredWhileASlowServerStillSends) {
-    const std::string content = Random_Bytes(900000);
+    const std::string content = Rubbish(1500000);
     Publish("file", content);
     // At most 4096 bytes in 15 milliseconds.
     const Web_Server line([](Server_Connection& client) { client.Relay_To(server().Port(), 15ms); });
-    Configure_Port(line.Port(), "Timeout = 2\n");
+    Configure_Port(line.Port(), "Timeout = 4\n");
 
-    EXPECT_GT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), 0); }), 2500ms);
+    EXPECT_GT(Time_Of([&] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), 0); }), 4500ms);
 
     EXPECT_TRUE(Content_Of(target_folder / "copy") == content);
 }
@@ -322,19 +319,6 @@ TEST_F(Dead_Share_Server, IsNotAskedForAnyFileUntilItRespondsToSomebodyWhatever)
     EXPECT_EQ(Stat("\\\\localhost\\share\\file"), 0) << "the same server's under another name";
     EXPECT_EQ(Stat_Error(Samba_Server::Path("other")), File_Not_Found) << "asked anyway";
     EXPECT_FALSE(Is_Remembered());
-    EXPECT_EQ(Stat(), 0);
-}
-
-TEST_F(Dead_Share_Server, IsAskedAgainWhenThePeriodHasEnded) {
-    Publish("file", "content");
-    Configure_Server("Timeout = 1\n[Software\\QEL\\QELLogon\\Options]\nLandscapeServerRetryAfter = 1\n");
-    server().Freeze();
-    EXPECT_EQ(Stat(), Timed_Out);
-    server().Thaw();
-    const auto begin = Clock::now();
-    while (Stat() != 0 && Clock::now() - begin < 30s) {
-        std::this_thread::sleep_for(50ms);
-    }
     EXPECT_EQ(Stat(), 0);
 }
 

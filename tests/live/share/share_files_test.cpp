@@ -2,7 +2,6 @@
 
 #include "tests/live/share/Share_Fixture.h"
 
-#include "filecache/oswrap/IOSWrapper.h"
 #include "util/File_Head.h"
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
@@ -15,7 +14,6 @@ namespace QEL::Tests {
 namespace {
 
 namespace fs = std::filesystem;
-using FrontEnd::OSWRAPI::IOSWrapper;
 using FrontEnd::Util::FileSystem::Attribute_Read_Only;
 using FrontEnd::Util::FileSystem::Get_File_Attributes;
 using FrontEnd::Util::FileSystem::Path_Exists;
@@ -26,8 +24,6 @@ protected:
     bool Copy(const std::string& source, const fs::path& target) {
         return os->Copy_File(source.c_str(), target.c_str(), 1) != 0;
     }
-
-    const std::shared_ptr<IOSWrapper> os = IOSWrapper::Create();
 };
 
 TEST_F(Share_Files, ReportTheModificationTimeToTheInterval) {
@@ -49,7 +45,7 @@ TEST_F(Share_Files, ReportTheModificationTimeToTheInterval) {
 
 TEST_F(Share_Files, AreCopiedByteForByte) {
     for (const std::size_t size : {0UL, 1UL, 65535UL, 65536UL, 65537UL, 30000000UL}) {
-        const std::string content = Random_Bytes(size);
+        const std::string content = Rubbish(size);
         Publish("data.bin", content);
         const auto target = target_folder / ("copy." + std::to_string(size));
 
@@ -137,7 +133,7 @@ TEST_F(Share_Files, AreReadFromTheirBeginning) {
 TEST_F(Share_Files, AreReadByManyThreadsAtOnce) {
     constexpr int threads = 6;
     for (int number = 0; number < threads; ++number) {
-        Publish(std::to_string(number), Random_Bytes(std::size_t{1000000} + static_cast<std::size_t>(number)));
+        Publish(std::to_string(number), Rubbish(std::size_t{1000000} + static_cast<std::size_t>(number)));
     }
 
     std::vector<std::thread> readers;
