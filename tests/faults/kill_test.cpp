@@ -122,8 +122,7 @@ TEST_F(Killed, ThreadsThatRequestWhileMainReturnsEndWithTheProcess) {
     const std::string tls_url = std::getenv("QEL_TEST_HTTPS_TRUSTED") + std::string("/a.xml");
 #else
     const Tls_Sites tls_sites;
-    const std::string tls_url =
-        std::regex_replace(tls_sites.Url(Tls_State::Good), std::regex("good.test"), "127.0.0.1");
+    const std::string tls_url = std::regex_replace(tls_sites.Url("Good"), std::regex("good.test"), "127.0.0.1");
 #endif
     for (int round = 0; round < Usual_Rounds; ++round) {
         Child_Process worker(Beside_The_Tests("cache_worker", {Cache_Directory(), "-", "-", "-1", "0", web.Url("a.xml"),

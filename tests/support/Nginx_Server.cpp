@@ -59,7 +59,7 @@ Nginx_Server::Nginx_Server(std::vector<Nginx_Site> sites) : m_Sites(std::move(si
 Nginx_Server::~Nginx_Server() = default;
 
 std::vector<std::string> Nginx_Server::Requests(std::size_t expected) const {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     std::vector<std::string> requests;
     do {
         requests.clear();

@@ -2,8 +2,8 @@
 
 #include "platform/common/WinInet_Error.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -14,34 +14,33 @@ namespace {
 using std::chrono::hours;
 using namespace FrontEnd::Platform;
 
-const Tls_Case Cases[] = {
-    {"Good", Tls_State::Good, 0, true, ""},
-    {"GoodWithIntermediate", Tls_State::Good_With_Intermediate, 0, true, ""},
-    {"StapledGood", Tls_State::Stapled_Good, 0, true, ""},
-    {"StapledOutdated", Tls_State::Stapled_Outdated, 0, true, ""},
-    {"StapledForged", Tls_State::Stapled_Forged, 0, true, ""},
-    {"SelfSigned", Tls_State::Self_Signed, Error_Internet_Invalid_Authority, true, "does not trust"},
-    {"WrongName", Tls_State::Wrong_Name, Error_Internet_Cert_Name_Invalid, true, "was issued for another name"},
-    {"Expired", Tls_State::Expired, Error_Internet_Cert_Date_Invalid, true, "(certificate has expired)"},
-    {"NotYetValid", Tls_State::Not_Yet_Valid, Error_Internet_Cert_Date_Invalid, true, "(certificate is not yet valid)"},
-    {"UnknownAuthority", Tls_State::Unknown_Authority, Error_Internet_Invalid_Authority, true, "does not trust"},
-    {"ChainIncomplete", Tls_State::Chain_Incomplete, Error_Internet_Invalid_Authority, true, "its chain is incomplete"},
-    {"Revoked", Tls_State::Revoked, Error_Internet_Cert_Revoked, true, "has been revoked"},
-    // Of several errors the one of the authority counts first, then the date, then the name.
-    {"ExpiredAndSelfSigned", Tls_State::Expired_And_Self_Signed, Error_Internet_Invalid_Authority, true,
-     "does not trust"},
-    {"ExpiredAndWrongName", Tls_State::Expired_And_Wrong_Name, Error_Internet_Cert_Date_Invalid, true,
-     "(certificate has expired)"},
-    {"NotYetValidAndUnknownAuthority", Tls_State::Not_Yet_Valid_And_Unknown_Authority, Error_Internet_Invalid_Authority,
-     true, "does not trust"},
-    {"WrongNameAndSelfSigned", Tls_State::Wrong_Name_And_Self_Signed, Error_Internet_Invalid_Authority, true,
-     "does not trust"},
-    {"OldTlsVersion", Tls_State::Old_Tls_Version, Error_Internet_Security_Channel, false, "TLS 1.2 or newer"},
-};
-
+constexpr auto No_Authority = Error_Internet_Invalid_Authority;
+constexpr auto Date = Error_Internet_Cert_Date_Invalid;
 const Certificate_Options Past{.begins = hours(-24 * 60), .ends = hours(-24)};
 const Certificate_Options Future{.begins = hours(24), .ends = hours(24 * 60)};
 const Certificate_Options Wrong_Name{.name = "other.test"};
+const Certificate_Options Past_Of_Wrong_Name{.name = "other.test", .begins = Past.begins, .ends = Past.ends};
+
+const Tls_Case Cases[] = {
+    {"Good", 0, ""},
+    {"GoodWithIntermediate", 0, "", Issuer::Below_Trusted},
+    {"StapledGood", 0, "", Issuer::Trusted, {.staple = Staple::Good}},
+    {"StapledOutdated", 0, "", Issuer::Trusted, {.staple = Staple::Outdated}}, // "revoked", but of a month ago
+    {"StapledForged", 0, "", Issuer::Trusted, {.staple = Staple::Forged}},     // "revoked", but signed by another
+    {"SelfSigned", No_Authority, "does not trust", Issuer::Itself},
+    {"WrongName", Error_Internet_Cert_Name_Invalid, "was issued for another name", Issuer::Trusted, Wrong_Name},
+    {"Expired", Date, "(certificate has expired)", Issuer::Trusted, Past},
+    {"NotYetValid", Date, "(certificate is not yet valid)", Issuer::Trusted, Future},
+    {"UnknownAuthority", No_Authority, "does not trust", Issuer::Unknown},
+    {"ChainIncomplete", No_Authority, "its chain is incomplete", Issuer::Below_Trusted, {.send_chain = false}},
+    {"Revoked", Error_Internet_Cert_Revoked, "has been revoked", Issuer::Trusted, {.staple = Staple::Revoked}},
+    // Of several errors the one of the authority counts first, then the date, then the name.
+    {"ExpiredAndSelfSigned", No_Authority, "does not trust", Issuer::Itself, Past},
+    {"ExpiredAndWrongName", Date, "(certificate has expired)", Issuer::Trusted, Past_Of_Wrong_Name},
+    {"NotYetValidAndUnknownAuthority", No_Authority, "does not trust", Issuer::Unknown, Future},
+    {"WrongNameAndSelfSigned", No_Authority, "does not trust", Issuer::Itself, Wrong_Name},
+    {"OldTlsVersion", Error_Internet_Security_Channel, "TLS 1.2 or newer", Issuer::Trusted, {}, true},
+};
 
 } // namespace
 
@@ -53,42 +52,22 @@ Tls_Sites::Tls_Sites() {
     const Certificate_Authority trusted(m_Directory.Path(), "trusted authority");
     const Certificate_Authority unknown(m_Directory.Path(), "unknown authority");
     const auto intermediate = trusted.Issue_Authority("intermediate authority");
-
-    // In the order of Tls_State.
-    const Server_Certificate certificates[] = {
-        trusted.Issue("good", {}),
-        intermediate.Issue("good with intermediate", {}),
-        trusted.Issue("stapled good", {.staple = Staple::Good}),
-        trusted.Issue("stapled outdated", {.staple = Staple::Outdated}),
-        trusted.Issue("stapled forged", {.staple = Staple::Forged}),
-        trusted.Self_Signed("self-signed", {}),
-        trusted.Issue("wrong name", Wrong_Name),
-        trusted.Issue("expired", Past),
-        trusted.Issue("not yet valid", Future),
-        unknown.Issue("unknown", {}),
-        intermediate.Issue("chain incomplete", {.send_chain = false}),
-        trusted.Issue("revoked", {.staple = Staple::Revoked}),
-        trusted.Self_Signed("expired and self-signed", Past),
-        trusted.Issue("expired and wrong name", {.name = "other.test", .begins = Past.begins, .ends = Past.ends}),
-        unknown.Issue("not yet valid and unknown", Future),
-        trusted.Self_Signed("wrong name and self-signed", Wrong_Name),
-        trusted.Issue("old", {}),
-    };
-    static_assert(std::size(certificates) == static_cast<std::size_t>(Tls_State::Count));
-
     std::vector<Nginx_Site> sites;
-    for (std::size_t number = 0; number < std::size(certificates); ++number) {
-        Nginx_Site site{{}, certificates[number]};
-        if (number == static_cast<std::size_t>(Tls_State::Old_Tls_Version)) {
-            site.directives = "ssl_protocols TLSv1.1; ssl_ciphers DEFAULT:@SECLEVEL=0;\n";
-        }
-        sites.push_back(site);
+    for (const auto& [name, error, cause, issuer, certificate, speaks_old_tls] : Cases) {
+        const auto& authority = issuer == Issuer::Unknown         ? unknown
+                                : issuer == Issuer::Below_Trusted ? intermediate
+                                                                  : trusted;
+        sites.push_back(
+            {speaks_old_tls ? "ssl_protocols TLSv1.1; ssl_ciphers DEFAULT:@SECLEVEL=0;\n" : "",
+             issuer == Issuer::Itself ? authority.Self_Signed(name, certificate) : authority.Issue(name, certificate)});
+    }
+    std::string redirects;
+    for (std::size_t number = 0; number < sites.size(); ++number) {
+        redirects += std::string("location = /to/") + Cases[number].name + " { return 302 " +
+                     sites[number].Url("/file.xml") + "; }\n";
     }
     for (auto& site : sites) {
-        for (std::size_t number = 0; number < sites.size(); ++number) {
-            site.directives += "location = /to/" + std::to_string(number) + " { return 302 " +
-                               sites[number].Url("/file.xml") + "; }\n";
-        }
+        site.directives += redirects;
     }
     m_Server = std::make_unique<Nginx_Server>(std::move(sites));
     m_Server->Write("file.xml", "<landscape/>");
@@ -97,6 +76,11 @@ Tls_Sites::Tls_Sites() {
 
 Tls_Sites::~Tls_Sites() {
     unsetenv("SSL_CERT_FILE");
+}
+
+std::string Tls_Sites::Url(std::string_view name, const std::string& path) const {
+    const auto* const found = std::ranges::find(Cases, name, &Tls_Case::name);
+    return m_Server->Url(path, static_cast<std::size_t>(found - Cases)); // which refuses an unknown one
 }
 
 } // namespace QEL::Tests

@@ -3,7 +3,6 @@
 
 #include <iostream>
 #include <limits>
-#include <string>
 
 #include "tests/support/Hostile_Servers.h"
 

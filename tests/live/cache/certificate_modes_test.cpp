@@ -2,7 +2,6 @@
 
 #include "tests/support/Cache_Host.h"
 #include "tests/support/Tls_Sites.h"
-#include "tests/support/User_Configuration.h"
 
 #include <gmock/gmock.h>
 
@@ -78,10 +77,9 @@ protected:
 
     const Tls_Case certificate = std::get<0>(GetParam());
     const Setting setting = std::get<1>(GetParam());
-    const std::string url = s_sites->Url(certificate.state);
+    const std::string url = s_sites->Url(certificate.name);
     const bool is_valid = certificate.error == 0;
-    const bool is_served = is_valid || (setting.ignores && certificate.can_be_ignored);
-    User_Configuration configuration;
+    const bool is_served = is_valid || (setting.ignores && !certificate.speaks_old_tls);
 };
 
 TEST_P(Certificate_Modes, FirstDownload) {
@@ -92,7 +90,7 @@ TEST_P(Certificate_Modes, FirstDownload) {
 }
 
 TEST_P(Certificate_Modes, CheckOfAnUnchangedCopy) {
-    const std::string good_url = s_sites->Url(Tls_State::Good);
+    const std::string good_url = s_sites->Url("Good");
     Get(good_url); // the stamp that the server gives, learnt where nothing is in the way
     const std::string stamp = cache->m_Cache_Entries.at(good_url).last_modified;
     const std::string copy = m_Home.Write("cache/12345678-1234-1234-1234-123456789012.xml", "copy");
@@ -111,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(All, Certificate_Modes, Combine(ValuesIn(Tls_Cases()), 
 class Second_Client : public Certificate_Modes {};
 
 TEST_P(Second_Client, CarriesTheWholeLifeOfAnEntry) {
-    const std::string life = s_sites->Url(certificate.state, "/life.txt");
+    const std::string life = s_sites->Url(certificate.name, "/life.txt");
     const auto& server = s_sites->Server();
     const std::string first_body = std::string("a\0b\0\0", 5) + std::string(70000, '\0') + "end";
     server.Write("life.txt", first_body);

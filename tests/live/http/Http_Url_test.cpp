@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <string>
-
 #include "platform/common/Http_Url.h"
 
 namespace QEL::Tests {

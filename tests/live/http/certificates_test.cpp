@@ -56,7 +56,7 @@ protected:
 
 class Certificate : public Certificate_Test, public testing::WithParamInterface<Tls_Case> {
 protected:
-    const std::string url = s_sites->Url(GetParam().state);
+    const std::string url = s_sites->Url(GetParam().name);
 };
 
 TEST_P(Certificate, IsCheckedByTheFirstClientInEveryMode) {
@@ -73,7 +73,7 @@ TEST_P(Certificate, IsCheckedByTheFirstClientInEveryMode) {
 }
 
 TEST_P(Certificate, IsCheckedForWhatAWhiteListedUrlRedirectsTo) {
-    const auto redirecting = s_sites->Url_Redirected(Tls_State::Self_Signed, GetParam().state);
+    const auto redirecting = s_sites->Url_Redirected("SelfSigned", GetParam().name);
     Configure(WhiteListMode, {redirecting, url});
     EXPECT_EQ(Send(redirecting), GetParam().error == 0 ? 200 : GetParam().error);
 }
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(Table, Certificate, testing::ValuesIn(Tls_Cases()),
                          [](const auto& param_info) { return std::string(param_info.param.name); });
 
 TEST_F(Certificate_Test, IsCheckedByTheSecondClientUnlessTheModeIgnoresErrors) {
-    const auto url = s_sites->Url(Tls_State::Self_Signed);
+    const auto url = s_sites->Url("SelfSigned");
     struct Row {
         std::uint32_t mode;
         std::vector<std::string> white_list;
@@ -106,7 +106,7 @@ TEST_F(Certificate_Test, IsCheckedByTheSecondClientUnlessTheModeIgnoresErrors) {
 
 TEST_F(Certificate_Test, IgnoringAllErrorsIncludesRedirects) {
     Configure(IgnoreAllErrorsMode);
-    EXPECT_EQ(Send(s_sites->Url_Redirected(Tls_State::Self_Signed, Tls_State::Expired)), 200U);
+    EXPECT_EQ(Send(s_sites->Url_Redirected("SelfSigned", "Expired")), 200U);
 }
 
 /// Two authorities, each with a server: one in a file, one in a directory.
@@ -149,31 +149,27 @@ protected:
 TEST_F(Authorities, AreThoseOfBothVariables) {
     const auto file = m_Of_File.File().string();
     const auto directories = "/nonexistent:" + m_Hashed.string();
-    EXPECT_EQ(Trusted(file.c_str(), nullptr), std::pair(true, false));
-    EXPECT_EQ(Trusted(file.c_str(), ""), std::pair(true, false));
-    EXPECT_EQ(Trusted(nullptr, directories.c_str()), std::pair(false, true));
-    EXPECT_EQ(Trusted("", directories.c_str()), std::pair(false, true));
+    for (const char* const no_value : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(Trusted(file.c_str(), no_value), std::pair(true, false));
+        EXPECT_EQ(Trusted(no_value, directories.c_str()), std::pair(false, true));
+    }
     EXPECT_EQ(Trusted(file.c_str(), directories.c_str()), std::pair(true, true));
     EXPECT_EQ(Trusted(nullptr, nullptr), std::pair(false, false));
 }
 
 TEST_F(Authorities, AreTheSystemsOnlyWhereNoVariableIsSet) {
-    const pid_t child = ::fork();
-    if (child == 0) { // for which the directory is the system's
+    Child_Process child([this] { // for which the directory is the system's
         if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 ||
             ::mount(m_Hashed.c_str(), "/etc/ssl/certs", nullptr, MS_BIND, nullptr) != 0) {
-            ::_exit(Own_Network::Not_Allowed);
+            return Own_Network::Not_Allowed;
         }
         const auto file = m_Of_File.File().string();
         const bool are_systems =
             Trusted(nullptr, nullptr) == std::pair(false, true) && Trusted("", "") == std::pair(false, true);
         const bool are_own = Trusted(file.c_str(), nullptr) == std::pair(true, false);
-        ::_exit((are_systems ? 0 : 1) + (are_own ? 0 : 2));
-    }
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_DONE_OR_SKIP(WEXITSTATUS(status));
+        return (are_systems ? 0 : 1) + (are_own ? 0 : 2);
+    });
+    EXPECT_DONE_OR_SKIP(child.Wait());
 }
 
 TEST_F(Authorities, OfAVariableThatNamesNoneAreNone) {

@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
-#include <thread>
 
 #include <sys/mount.h>
 
@@ -30,7 +28,6 @@ using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
 using namespace testing;
 
-constexpr const char* Retry_After = "LandscapeServerRetryAfter";
 constexpr const char* Good_Response = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
 
 /// Each of the steps before the connection ends after as little as is remembered.
@@ -38,6 +35,18 @@ constexpr Timeouts Short_Connect{.resolve = 1100, .connect = 1100, .receive = 11
 
 bool Was_Sent(const Http_Result& outcome) {
     return outcome.description.find("The server was last tried at") == std::string::npos;
+}
+
+void Respond(Server_Connection& client) {
+    client.Read_Request();
+    client.Send(Good_Response);
+}
+
+/// Responds to all methods but one, for which it falls silent.
+Web_Server::Behaviour Silent_For(const char* method) {
+    return [method](Server_Connection& client) {
+        client.Is_Asked_For(method) ? client.Wait_For_Client_To_Go() : Respond(client);
+    };
 }
 
 class Dead_Server : public testing::Test {
@@ -52,41 +61,89 @@ protected:
         return Request_If_Alive("HEAD", url, timeouts);
     }
 
-    /// The first request times out, further ones of all methods are not sent.
-    static void Expect_One_Attempt(const std::string& url) {
-        const auto first = Get(url);
-        EXPECT_TRUE(Was_Sent(first)) << url;
-        for (const auto& next : {Get(url), Head(url), Get(url)}) {
-            EXPECT_FALSE(Was_Sent(next)) << url;
-            EXPECT_EQ(next.result, first.result) << url;
-            EXPECT_THAT(next.description, testing::StartsWith(first.description)) << url;
-        }
-    }
-
-    /// Repeats a request until it is sent: nothing but the end of the period lets it.
-    static Http_Result When_Sent(const std::function<Http_Result()>& request) {
-        for (;;) {
-            auto outcome = request();
-            if (Was_Sent(outcome)) {
-                return outcome;
-            }
-            std::this_thread::sleep_for(50ms);
-        }
-    }
-
-    User_Configuration m_Configuration;
+    const User_Configuration m_Configuration;
 };
 
-TEST_F(Dead_Server, IsOneThatDoesNotAccept) {
-    const Full_Port port;
-    Expect_One_Attempt(port.Url("http"));
-    Expect_One_Attempt(port.Url("https"));
+const Web_Server::Behaviour Silence = [](Server_Connection& client) { client.Wait_For_Client_To_Go(); };
+
+/// The servers of a test.
+struct Places {
+    const Full_Port full;
+    const Web_Server silent{Silence};
+    const Web_Server stalling{[](Server_Connection& client) {
+        client.Read_Request();
+        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\nabc");
+        client.Wait_For_Client_To_Go();
+    }};
+    const std::string closed = ":" + std::to_string(Free_Port()) + "/";
+};
+
+enum class Remembered { Not, For_The_Method, For_All_Methods };
+
+struct Attempt_Case {
+    const char* name;
+    std::string (*url)(const Places&);
+    std::uint32_t error; ///< of the first request
+    Remembered remembered;
+    Timeouts timeouts = Short_Connect;
+};
+
+const Attempt_Case Attempt_Cases[] = {
+    {"ThatIsNotAccepted", [](const Places& at) { return at.full.Url("http"); }, Error_Internet_Timeout,
+     Remembered::For_All_Methods},
+    {"ThatIsNotAcceptedForTls", [](const Places& at) { return at.full.Url("https"); }, Error_Internet_Timeout,
+     Remembered::For_All_Methods},
+    {"WhoseNameNobodyResolves", [](const Places&) { return std::string("http://hanging.invalid/"); },
+     Error_Internet_Timeout, Remembered::For_All_Methods},
+    {"WhoseHandshakeIsNotFinished", [](const Places& at) { return "https" + at.silent.Url().substr(4); },
+     Error_Internet_Timeout, Remembered::For_All_Methods},
+    {"ThatIsRefusedAfterALongTime",
+     [](const Places& at) { return "http://slow.test" + at.closed; },
+     Error_Internet_Cannot_Connect,
+     Remembered::For_All_Methods,
+     {}},
+    {"ThatIsSilent", [](const Places& at) { return at.silent.Url(); }, Error_Internet_Timeout,
+     Remembered::For_The_Method, Short_Receive},
+    {"ThatIsRefusedAtOnce", [](const Places& at) { return "http://good.test" + at.closed; },
+     Error_Internet_Cannot_Connect, Remembered::Not},
+    {"WithoutAName", [](const Places&) { return std::string("http://nowhere.invalid/"); },
+     Error_Internet_Name_Not_Resolved, Remembered::Not},
+    {"WhoseBodyStalls",
+     [](const Places& at) { return at.stalling.Url(); },
+     Error_Internet_Timeout,
+     Remembered::Not,
+     {.receive = 2000}},
+};
+
+class Attempt_In_Vain : public Dead_Server, public WithParamInterface<Attempt_Case> {};
+
+TEST_P(Attempt_In_Vain, IsRememberedOrNot) {
+    const Places places;
+    const auto url = GetParam().url(places);
+    const int before = Local_Names::look_ups;
+    const auto first = Get(url, GetParam().timeouts);
+    EXPECT_TRUE(Was_Sent(first));
+    EXPECT_EQ(first.Error(), GetParam().error);
+    const auto next = Get(url, GetParam().timeouts);
+    EXPECT_EQ(Was_Sent(next), GetParam().remembered == Remembered::Not);
+    EXPECT_EQ(next.result, first.result);
+    EXPECT_THAT(next.description, StartsWith(first.description));
+    if (GetParam().remembered != Remembered::Not) {
+        EXPECT_EQ(Was_Sent(Head(url, GetParam().timeouts)), GetParam().remembered == Remembered::For_The_Method);
+        EXPECT_FALSE(Was_Sent(Get(url)));
+        EXPECT_EQ(Local_Names::look_ups, before + (GetParam().remembered == Remembered::For_The_Method ? 2 : 1));
+    }
 }
 
-TEST_F(Dead_Server, IsOneWhoseNameNobodyResolves) {
-    const int before = Local_Names::look_ups;
-    Expect_One_Attempt("http://hanging.invalid/");
-    EXPECT_EQ(Local_Names::look_ups, before + 1);
+INSTANTIATE_TEST_SUITE_P(Table, Attempt_In_Vain, ValuesIn(Attempt_Cases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(Dead_Server, IsNotOneWhoseCertificateIsNotValidHoweverLongThatTook) {
+    const Tls_Sites sites;
+    auto url = sites.Url("SelfSigned");
+    url.replace(url.find("good.test"), std::string("good.test").size(), "slow.test");
+    EXPECT_EQ(Get(url, {}).Error(), Error_Internet_Invalid_Authority);
+    EXPECT_TRUE(Was_Sent(Get(url, {})));
 }
 
 TEST_F(Dead_Server, IsOneWhoseNameServerNeverResponds) {
@@ -111,36 +168,12 @@ TEST_F(Dead_Server, IsOneWhoseNameServerNeverResponds) {
     EXPECT_DONE_OR_SKIP(result);
 }
 
-TEST_F(Dead_Server, IsOneThatDoesNotFinishTheHandshake) {
-    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
-    Expect_One_Attempt("https" + server.Url().substr(4));
-    EXPECT_EQ(server.Connections(), 1);
-}
-
-TEST_F(Dead_Server, IsASilentOneForTheSameMethod) {
-    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
-    for (const auto* method : {"GET", "HEAD"}) {
-        const auto first = Request_If_Alive(method, server.Url(), Short_Receive);
-        const auto next = Request_If_Alive(method, server.Url(), Short_Receive);
-        EXPECT_TRUE(Was_Sent(first)) << method;
-        EXPECT_FALSE(Was_Sent(next)) << method;
-        EXPECT_EQ(next.result, first.result) << method;
-    }
-    EXPECT_EQ(server.Connections(), 2);
-}
-
 TEST_F(Dead_Server, ServesWhereItHangsForHeadOnly) {
-    const Web_Server server([](Server_Connection& client) {
-        if (client.Is_Asked_For("HEAD")) {
-            client.Wait_For_Client_To_Go();
-        }
-        client.Read_Request();
-        client.Send(Good_Response);
-    });
+    const Web_Server server(Silent_For("HEAD"));
     EXPECT_TRUE(Was_Sent(Head(server.Url(), Short_Receive)));
-    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url(), {}).body, "abc");
     EXPECT_FALSE(Was_Sent(Head(server.Url(), Short_Receive))) << "its response to GET says nothing of HEAD";
-    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url(), {}).body, "abc");
 }
 
 TEST_F(Dead_Server, IsTheSameForBothClients) {
@@ -152,41 +185,6 @@ TEST_F(Dead_Server, IsTheSameForBothClients) {
     EXPECT_EQ(Local_Names::look_ups, before + 1);
 }
 
-TEST_F(Dead_Server, IsNotOneThatRefusesAtOnce) {
-    const auto url = "http://good.test:" + std::to_string(Free_Port()) + "/";
-    EXPECT_TRUE(Was_Sent(Get(url)));
-    EXPECT_TRUE(Was_Sent(Get(url)));
-}
-
-TEST_F(Dead_Server, IsNotOneWithoutAName) {
-    EXPECT_TRUE(Was_Sent(Get("http://nowhere.invalid/")));
-    EXPECT_TRUE(Was_Sent(Get("http://nowhere.invalid/")));
-}
-
-TEST_F(Dead_Server, IsNotOneWhoseCertificateIsNotValidHoweverLongThatTook) {
-    const Tls_Sites sites;
-    auto url = sites.Url(Tls_State::Self_Signed);
-    url.replace(url.find("good.test"), std::string("good.test").size(), "slow.test");
-    EXPECT_EQ(Get(url, {}).Error(), Error_Internet_Invalid_Authority);
-    EXPECT_TRUE(Was_Sent(Get(url, {})));
-}
-
-TEST_F(Dead_Server, IsOneThatRefusesAfterALongTime) {
-    const auto url = "http://slow.test:" + std::to_string(Free_Port()) + "/";
-    EXPECT_EQ(Get(url, {}).Error(), Error_Internet_Cannot_Connect);
-    EXPECT_FALSE(Was_Sent(Head(url, {})));
-}
-
-TEST_F(Dead_Server, IsNotOneWhoseBodyStalls) {
-    const Web_Server server([](Server_Connection& client) {
-        client.Read_Request();
-        client.Send("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\nabc");
-        client.Wait_For_Client_To_Go();
-    });
-    EXPECT_EQ(Get(server.Url(), Short_Receive).Error(), Error_Internet_Timeout);
-    EXPECT_TRUE(Was_Sent(Get(server.Url(), Short_Receive)));
-}
-
 TEST_F(Dead_Server, IsNotTheOneThatRedirectsThere) {
     const Full_Port dead;
     Web_Server redirecting("HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: " + dead.Url("http") + "\r\n\r\n",
@@ -194,48 +192,19 @@ TEST_F(Dead_Server, IsNotTheOneThatRedirectsThere) {
     EXPECT_TRUE(Was_Sent(Get(redirecting.Url())));
     EXPECT_FALSE(Was_Sent(Get(redirecting.Url()))) << "the next server is remembered under its own name";
     redirecting.Respond_With(Good_Response);
-    EXPECT_EQ(Get(redirecting.Url()).body, "abc");
-}
-
-/// A server that says nothing before it has recovered.
-auto Silent_Until(const std::atomic<bool>& has_recovered) {
-    return [&has_recovered](Server_Connection& client) {
-        if (!has_recovered) {
-            client.Wait_For_Client_To_Go();
-        }
-        client.Read_Request();
-        client.Send(Good_Response);
-    };
-}
-
-TEST_F(Dead_Server, IsNotAskedBeforeThePeriodEndsThoughItHasRecovered) {
-    m_Configuration.Set_Number(Retry_After, 1);
-    std::atomic<bool> has_recovered = false;
-    const Web_Server server(Silent_Until(has_recovered));
-    Get(server.Url(), Short_Receive);
-    has_recovered = true;
-    EXPECT_FALSE(Was_Sent(Get(server.Url())));
-    EXPECT_EQ(server.Connections(), 1);
-    EXPECT_EQ(When_Sent([&] { return Get(server.Url()); }).body, "abc");
-    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(redirecting.Url(), {}).body, "abc");
 }
 
 TEST_F(Dead_Server, LivesAgainWithAResponse) {
     std::atomic<bool> has_recovered = false;
-    const Web_Server server(Silent_Until(has_recovered));
+    const Web_Server server([&has_recovered](Server_Connection& client) {
+        has_recovered ? Respond(client) : client.Wait_For_Client_To_Go();
+    });
     Get(server.Url(), Short_Receive);
     has_recovered = true;
     EXPECT_FALSE(Was_Sent(Get(server.Url())));
     EXPECT_EQ(Request("GET", server.Url(), {}).body, "abc") << "asked anyway";
-    EXPECT_EQ(Get(server.Url()).body, "abc");
-}
-
-TEST_F(Dead_Server, IsAskedEachTimeWhereTheMemoryIsSwitchedOff) {
-    m_Configuration.Set_Number(Retry_After, 0);
-    const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
-    Get(server.Url(), Short_Receive);
-    EXPECT_TRUE(Was_Sent(Get(server.Url(), Short_Receive)));
-    EXPECT_EQ(server.Connections(), 2);
+    EXPECT_EQ(Get(server.Url(), {}).body, "abc");
 }
 
 TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
@@ -267,7 +236,7 @@ TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
 
 TEST_F(Dead_Server, IsAskedAgainWhenTheMachineGetsAnAddressOrLosesOne) {
     const int result = Own_Network::Run([](const Own_Network& network) {
-        const Web_Server server([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+        const Web_Server server(Silence);
         const auto is_sent = [&] { return Was_Sent(Get(server.Url(), Short_Receive)); };
         // The network is another one than before, and nothing is remembered.
         Dead_Servers::Instance().m_Network_Seen = {};
@@ -304,11 +273,11 @@ TEST_P(Dead_Proxy, StandsForNoServerThatIsReachedWithoutIt) {
     const Web_Server server(Good_Response, "good.test");
     const Environment_Variable exempt("no_proxy", "good.test");
     Get("http://behind.invalid/");
-    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url(), {}).body, "abc");
 }
 
 TEST_F(Dead_Server, BehindASocksProxyDoesNotStandForTheProxy) {
-    const Web_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server proxy(Silence);
     const Environment_Variable http_proxy("http_proxy", proxy.Url("").replace(0, 4, "socks5h").c_str());
     EXPECT_TRUE(Was_Sent(Get("http://behind.invalid/")));
     EXPECT_FALSE(Was_Sent(Get("http://behind.invalid/")));
@@ -316,23 +285,17 @@ TEST_F(Dead_Server, BehindASocksProxyDoesNotStandForTheProxy) {
 }
 
 TEST_F(Dead_Server, BehindAProxyDoesNotStandForTheProxy) {
-    const Web_Server proxy([](Server_Connection& client) {
-        if (client.Is_Asked_For("CONNECT")) {
-            client.Wait_For_Client_To_Go();
-        }
-        client.Read_Request();
-        client.Send(Good_Response);
-    });
+    const Web_Server proxy(Silent_For("CONNECT"));
     const Environment_Variable http_proxy("http_proxy", proxy.Url("").c_str());
     const Environment_Variable https_proxy("https_proxy", proxy.Url("").c_str());
     EXPECT_TRUE(Was_Sent(Get("https://behind.invalid/")));
     EXPECT_FALSE(Was_Sent(Get("https://behind.invalid/")));
-    EXPECT_EQ(Get("http://behind.invalid/").body, "abc");
+    EXPECT_EQ(Get("http://behind.invalid/", {}).body, "abc");
     EXPECT_TRUE(Was_Sent(Get("https://other.invalid/")));
 }
 
 TEST_F(Dead_Server, MayBeAnHttpsProxyThatDoesNotFinishTheHandshake) {
-    const Web_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); });
+    const Web_Server proxy(Silence);
     const auto proxy_url = "https" + proxy.Url("").substr(4);
     const Environment_Variable http_proxy("http_proxy", proxy_url.c_str());
     const Environment_Variable https_proxy("https_proxy", proxy_url.c_str());
@@ -348,8 +311,7 @@ TEST_F(Dead_Server, BehindAnHttpsProxyDoesNotStandForTheProxy) {
     const Scratch_Directory directory;
     Certificate_Authority authority(directory.Path(), "authority");
     const Environment_Variable trusted("SSL_CERT_FILE", authority.File().c_str());
-    const Web_Server proxy([](Server_Connection& client) { client.Wait_For_Client_To_Go(); },
-                           authority.Issue("proxy", {}));
+    const Web_Server proxy(Silence, authority.Issue("proxy", {}));
     const Environment_Variable https_proxy("https_proxy", proxy.Url("").c_str());
     EXPECT_TRUE(Was_Sent(Get("https://behind.invalid/")));
     EXPECT_FALSE(Was_Sent(Get("https://behind.invalid/")));

@@ -111,7 +111,7 @@ TEST(Redirects, ToAServerThatIsDownNameThatServer) {
 
 TEST(Redirects, FromHttpToHttpsAreFollowedAndTheOtherWayRoundAreTheResponse) {
     const Tls_Sites sites;
-    const Web_Server to_https(Redirect([&](const std::string&) { return sites.Url(Tls_State::Good); }));
+    const Web_Server to_https(Redirect([&](const std::string&) { return sites.Url("Good"); }));
     EXPECT_EQ(Get(to_https.Url("/start")).body, "<landscape/>");
 
     const Web_Server target(Redirect(To_The_End));

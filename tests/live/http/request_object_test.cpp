@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <string>
-#include <vector>
 
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
