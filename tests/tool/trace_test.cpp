@@ -1,5 +1,7 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
+#include <regex>
+
 namespace QEL::Tests {
 namespace {
 
@@ -84,6 +86,23 @@ TEST_F(Traced_Tool, AFileGivenTwiceCountsOnceAndADashIsStandardInput) {
     EXPECT_EQ(result.exit_status, 0) << result.err;
     EXPECT_THAT(result.out,
                 AllOf(HasSubstr("the local file '/no/such/file' does not exist"), HasSubstr("standard input, line")));
+}
+
+TEST_F(Traced_Tool, ColoursAreForTerminalsThatWantThem) {
+    Run_Traced(4, {"get", "/no/such/" + std::string(100, 'a')});
+    Tool_Run run = A_Run({"trace", Trace_File()});
+    EXPECT_THAT(Run_Tool(run).out, Not(HasSubstr("\x1B")));
+    run.terminal_columns = 66;
+    run.environment["TERM"] = "xterm";
+    const std::string coloured = Run_Tool(run).out;
+    EXPECT_THAT(coloured, HasSubstr("\x1B[31mfailed\x1B[0m"));
+    run.environment["NO_COLOR"] = "1";
+    const std::string plain = Run_Tool(run).out;
+    EXPECT_EQ(std::regex_replace(coloured, std::regex("\x1B\\[[0-9;]*m"), ""), plain);
+    EXPECT_THAT(plain, ContainsRegex("\n[^\r\n]{66}\r\n")) << "lines fill the terminal";
+    run.environment.erase("NO_COLOR");
+    run.environment["TERM"] = "dumb";
+    EXPECT_THAT(Run_Tool(run).out, Not(HasSubstr("\x1B")));
 }
 
 } // namespace

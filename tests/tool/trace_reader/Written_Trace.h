@@ -49,9 +49,7 @@ public:
     }
 
     Written_Trace& Return(const std::string& method, const std::string& result) {
-        const std::string prefix = "TID: " + std::to_string(m_Thread) +
-                                   ", QEL::FrontEnd::FileCache::CFileCache::" + method + "/19: return value:";
-        return Write(prefix).Write("(").Write(result).Write(")\n");
+        return Write(Step(method) + "/19: return value:").Write("(").Write(result).Write(")\n");
     }
 
     Written_Trace& Data(const std::string& method, const std::string& message) {
@@ -84,10 +82,10 @@ public:
     }
 
 private:
-    std::string Prefix(const std::string& method) const {
-        return "TID: " + std::to_string(m_Thread) + ", QEL::FrontEnd::FileCache::CFileCache::" + method +
-               "[0x55d0c8a41eb0]/17: ";
+    std::string Step(const std::string& method) const {
+        return "TID: " + std::to_string(m_Thread) + ", QEL::FrontEnd::FileCache::CFileCache::" + method;
     }
+    std::string Prefix(const std::string& method) const { return Step(method) + "[0x55d0c8a41eb0]/17: "; }
 
     int m_Thread;
     bool m_With_Times;

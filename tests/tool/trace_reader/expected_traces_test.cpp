@@ -1,7 +1,6 @@
 #include "tests/tool/trace_reader/Written_Trace.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>

@@ -3,7 +3,6 @@
 #include "tools/trace_reader/messages.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <regex>
 
@@ -12,18 +11,8 @@ namespace {
 
 using namespace ::testing;
 
-const std::string failed_check =
-    "HTTP HEAD request failed with status 500. try to download/read the file directly, therefore expired = true.";
 const std::string failed_download =
     "HTTP GET request failed with status 404. On HTTP error we cannot download the file.";
-
-TEST(Lower_Levels, HoldNoCalls) {
-    Written_Trace trace;
-    trace.Heading("Error ").Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
-    const Trace read = Read({trace.Text()});
-    EXPECT_THAT(read.calls, IsEmpty());
-    EXPECT_FALSE(read.runs[0].has_entries);
-}
 
 TEST(Lower_Levels, EachMessageHasItsMeaning) {
     Written_Trace trace;
@@ -42,19 +31,6 @@ TEST(Lower_Levels, EachMessageHasItsMeaning) {
         severities.push_back(record.severity);
     }
     EXPECT_THAT(severities, ElementsAre(Severity::Error, Severity::Note, Severity::Warning, Severity::Note));
-}
-
-TEST(Lower_Levels, MessagesStandByThreadAndInOrder) {
-    const auto one =
-        Written_Trace(1).Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
-    const auto other =
-        Written_Trace(2).Error("Is_Inet_URL_Expired", failed_check).Error("Download_Inet_URL", failed_download);
-    const std::string check = "the server responded to the check with status 500: ";
-    const std::string download = "the server responded to the download with status 404: ";
-    EXPECT_THAT(
-        Outside_Of_Calls(Read({Mixed(one, other)})),
-        ElementsAre(HasSubstr("1: Is_Inet_URL_Expired: " + check), HasSubstr("1: Download_Inet_URL: " + download),
-                    HasSubstr("2: Is_Inet_URL_Expired: " + check), HasSubstr("2: Download_Inet_URL: " + download)));
 }
 
 TEST(Lower_Levels, AMessageBetweenCallsBelongsToNone) {

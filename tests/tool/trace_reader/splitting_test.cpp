@@ -1,7 +1,6 @@
 #include "tests/tool/trace_reader/Written_Trace.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <random>
@@ -29,23 +28,11 @@ Written_Trace A_Download(int thread, const std::string& name, bool with_times = 
 }
 
 TEST(Splitting, ThreadsThatTakeTurnsByRecordAreDistinguished) {
+    std::istringstream one(A_Download(1, "a").Text());
+    std::istringstream other(A_Download(2, "b").Text());
     std::string text;
-    const auto one = A_Download(1, "a");
-    const auto other = A_Download(2, "b");
-    // Turn by line: what stands between two line ends is one record here.
-    const auto lines_of = [](const std::string& whole) {
-        std::vector<std::string> lines;
-        for (std::size_t begin = 0; begin < whole.size();) {
-            const auto end = whole.find('\n', begin) + 1;
-            lines.push_back(whole.substr(begin, end - begin));
-            begin = end;
-        }
-        return lines;
-    };
-    const auto first = lines_of(one.Text());
-    const auto second = lines_of(other.Text());
-    for (std::size_t line = 0; line < first.size(); ++line) {
-        text += first[line] + second[line];
+    for (std::string first, second; std::getline(one, first) && std::getline(other, second);) {
+        text += first + "\n" + second + "\n";
     }
     EXPECT_THAT(Calls_In(text), ElementsAre("downloaded http://s/a -> /c/a", "downloaded http://s/b -> /c/b"));
 }
@@ -63,21 +50,16 @@ TEST(Splitting, PiecesOfTwoThreadsThatAreGluedLoseNoRequest) {
 TEST(Splitting, WritesOfThreadsInAnyOrderLoseNoRequest) {
     std::mt19937 random(20261121);
     for (int round = 0; round < 300; ++round) {
-        std::vector<Written_Trace> traces = {A_Download(1, "a"), A_Download(2, "b"), A_Download(3, "c")};
-        std::vector<std::size_t> next(traces.size());
         std::string text;
-        for (;;) {
-            std::vector<std::size_t> unfinished;
-            for (std::size_t index = 0; index < traces.size(); ++index) {
-                if (next[index] < traces[index].Writes().size()) {
-                    unfinished.push_back(index);
-                }
-            }
-            if (unfinished.empty()) {
-                break;
-            }
-            const auto index = unfinished[random() % unfinished.size()];
-            text += traces[index].Writes()[next[index]++];
+        std::vector<std::vector<std::string>> left;
+        for (const auto& [thread, name] : {std::pair{1, "a"}, {2, "b"}, {3, "c"}}) {
+            left.push_back(A_Download(thread, name).Writes());
+            std::reverse(left.back().begin(), left.back().end());
+        }
+        for (; !left.empty(); std::erase(left, std::vector<std::string>())) {
+            auto& writes = left[random() % left.size()];
+            text += writes.back();
+            writes.pop_back();
         }
         std::vector<std::string> subjects;
         const Trace trace = Read({text});
@@ -165,17 +147,6 @@ TEST(Splitting, ComplaintsOfTheWriterAreKept) {
     EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
     EXPECT_EQ(read.records[1].kind, Record_Kind::Writer);
     EXPECT_EQ(read.records[1].text, "ERROR: QELPCTRC, lock holder died");
-}
-
-TEST(Splitting, ComplaintsAloneAreATrace) {
-    Trace_Reader reader;
-    EXPECT_THAT(reader.Add("stderr.txt", "Welcome\nERROR: QELPCTRC, cannot open the file\n"), IsEmpty());
-    const Trace read = reader.Finish();
-    ASSERT_EQ(read.files.size(), 1U);
-    EXPECT_THAT(read.calls, IsEmpty());
-    ASSERT_EQ(read.records.size(), 1U);
-    EXPECT_EQ(read.records[0].text, "ERROR: QELPCTRC, cannot open the file");
-    EXPECT_EQ(read.runs[read.records[0].run].file, 0U);
 }
 
 TEST(Splitting, WhatIsNotATraceIsExplainedWithARemedy) {

@@ -212,41 +212,5 @@ Messages outside of calls
         self.assertIn(shown, ["/M\u00e4rz", "/M\ufffdrz"])
 
 
-if not IS_WINDOWS:  # the runner of another platform's program is no terminal
-    import fcntl
-    import pty
-    import struct
-    import termios
-
-    class OnATerminal(ToolTest):
-        def test_colours_are_for_terminals_that_want_them(self):
-            def on_a_terminal(**environment):
-                control, terminal = pty.openpty()
-                fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 40, 66, 0, 0))
-                variables = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "COLUMNS")}
-                variables.update({"TERM": "xterm"}, **environment)
-                process = subprocess.Popen([TOOL, "trace", file], stdout=terminal, env=variables)
-                os.close(terminal)
-                out = b""
-                try:
-                    while block := os.read(control, 4096):
-                        out += block
-                except OSError:
-                    pass  # the other end has been closed
-                os.close(control)
-                process.wait()
-                return out.decode().replace("\r\n", "\n")
-
-            file = self.write("a.trc", Trace().failed("http://server/" + "a" * 100))
-            coloured = on_a_terminal()
-            self.assertIn("\x1b[31mfailed\x1b[0m", coloured)
-            plain = on_a_terminal(NO_COLOR="1")
-            self.assertNotIn("\x1b", plain)
-            self.assertNotIn("\x1b", on_a_terminal(TERM="dumb"))
-            self.assertNotIn("\x1b", self.run_tool(file))
-            self.assertEqual(re.sub("\x1b\\[[0-9]*m", "", coloured), plain)
-            self.assertTrue(any(len(line) == 66 for line in plain.splitlines()), plain)
-
-
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

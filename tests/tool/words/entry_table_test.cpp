@@ -4,7 +4,6 @@
 #include "tools/qelfilecache/inspecting/times.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace QEL::FrontEnd::Tool {
 namespace {

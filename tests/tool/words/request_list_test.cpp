@@ -1,7 +1,6 @@
 #include "tools/qelfilecache/requests/request_list.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sstream>
 
