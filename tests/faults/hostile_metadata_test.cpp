@@ -163,6 +163,7 @@ const Row Rows[] = {
     {"TimeBehindNul", Header("1") + Entry("http://h/a", "<a>", "monday", Nul + "17"), false, None, No_Time},
     Taken("UrlWithNul", Entry("http://h/a" + Nul)),
     Taken("UrlWithCarriageReturns", Entry("http://h/\r\ra")),
+    {"LineEndsWithTwoCarriageReturns", Header("1") + "monday\r\r\n17\r\r\n<a>\r\r\nhttp://h/a\r\r\n", true, Only_A, ""},
     Passed_Over("UrlOfACarriageReturn", Entry("\r"), Empty),
     Taken("UrlOfBinary", Entry("\x01\x80\xFF")),
     {"StampMissing", Header("2") + With(A, "monday\n", "") + B, false, None, No_Time},

@@ -209,7 +209,7 @@ Messages outside of calls
     def test_old_text_of_windows_is_shown(self):
         out = self.run_tool("--json", self.write("a.trc", Trace().fresh("/M\u00e4rz").text.encode("cp1252")))
         shown = json.loads(out)["calls"][0]["request"]
-        self.assertIn(shown, ["/M\u00e4rz", "/M\ufffdrz"])
+        self.assertEqual(shown, "/M\u00e4rz" if IS_WINDOWS else "/M\ufffdrz")
 
 
 if __name__ == "__main__":
