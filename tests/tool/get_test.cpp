@@ -69,6 +69,27 @@ TEST_F(Get, SaysWhyAServerCannotBeReachedAndTakesNoErrorOfAnotherRequest) {
                                             "': the server responds with status 404 (not found)\n")));
 }
 
+TEST_F(Get, SaysOnATerminalWhomItWaitsFor) {
+    Web_Server slow([](Server_Connection& connection) {
+        while (!connection.Read_Request().empty()) {
+            connection.Pause(std::chrono::milliseconds(1500));
+            connection.Send(Web_Server::Empty_Response);
+        }
+    });
+    const std::string note = "qelfilecache: waiting for '" + slow.Url("", "127.0.0.1") + "' ...";
+    for (const Words& arguments :
+         {Words{"get", slow.Url("/x", "127.0.0.1")}, {"explain", "--check", slow.Url("/x", "127.0.0.1")}}) {
+        Tool_Run run = A_Run_On_Cache(arguments);
+        EXPECT_THAT(Run_Tool(run).err, Not(HasSubstr("waiting")));
+        run.terminal_columns = 200;
+        Set_Expiry_Period(0);
+        EXPECT_THAT(Run_Tool(run).out, HasSubstr(note));
+    }
+    Tool_Run quick = A_Run_On_Cache({"get", m_Url});
+    quick.terminal_columns = 200;
+    EXPECT_THAT(Run_Tool(quick).out, Not(HasSubstr("waiting")));
+}
+
 TEST_F(Get, RefusesControlCharactersAndShowsThemVisibly) {
     for (const std::string& request : {m_Url + "\n/x", m_Url + "\r", std::string("\x1b[31mred\n"), m_Url + "\t"}) {
         const Tool_Result result = Run_On_Cache({"get", request});

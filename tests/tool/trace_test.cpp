@@ -59,6 +59,39 @@ TEST_F(Traced_Tool, EveryOutcomeIsShown) {
     EXPECT_THAT(Requests_Of(5, {"purge"}), ElementsAre("done purge"));
 }
 
+TEST_F(Traced_Tool, ShowsWhatIsWantedAndSums) {
+    const std::string missing = m_Server.Url("/missing.xml");
+    Run_Traced(5, {"get", m_Url, missing, m_Server.Url("/other.xml"), "/no/such/file"});
+    const auto subjects = [this](Words options) {
+        options.insert(options.begin(), {"trace", "--json", Trace_File()});
+        Words found;
+        const auto report = nlohmann::json::parse(Run(options).out);
+        for (const auto& call : report["calls"]) {
+            if (call["operation"] == "get") {
+                found.push_back(call["request"]);
+            }
+        }
+        return found;
+    };
+    EXPECT_THAT(subjects({}), SizeIs(4));
+    EXPECT_THAT(subjects({"--failed"}), ElementsAre(missing, m_Server.Url("/other.xml"), "/no/such/file"));
+    EXPECT_THAT(subjects({"--url", "missing"}), ElementsAre(missing));
+    EXPECT_THAT(subjects({"--failed", "--url", "a.xml"}), IsEmpty());
+    for (const char* const early : {"2001-01-01", "2001-01-01T10:20", "2001-01-01 10:20:16", "00:00"}) {
+        EXPECT_THAT(subjects({"--since", early}), SizeIs(4)) << early;
+    }
+    EXPECT_THAT(subjects({"--since", "2098-12-31 10:20"}), IsEmpty());
+    for (const char* const wrong : {"noon", "2001-1-1", "10:20:16:17", "2001-01-01 10"}) {
+        EXPECT_EQ(Run({"trace", "--since", wrong, Trace_File()}).err,
+                  "qelfilecache: --since: needs a time such as '2026-11-21 10:20' or '10:20', not '" +
+                      std::string(wrong) + "'\n");
+    }
+    const std::string server = m_Server.Url("").substr(0, m_Server.Url("").find('/', 8));
+    EXPECT_THAT(Run({"trace", "--summary", "--failed", Trace_File()}).out,
+                AllOf(StartsWith("2       " + server + "  failed: "), HasSubstr("status 404"),
+                      HasSubstr("\n1       (local)  failed: the local file '/no/such/file' does not exist")));
+}
+
 TEST_F(Traced_Tool, LowerLevelsShowMessagesAndNoCalls) {
     for (const int level : {1, 2, 3}) {
         EXPECT_THAT(Requests_Of(level, {"get", m_Url, "/no/such/file", "http://127.0.0.1:1/dead.xml"}), IsEmpty())

@@ -113,15 +113,20 @@ private:
         return worst == Severity::Error ? " error" : worst == Severity::Warning ? " warning" : "";
     }
 
+    static std::string Outcome_Attribute(Outcome outcome) {
+        return " data-outcome=\"" + std::string(Label_Of(outcome)) + "\"";
+    }
+
     void Write_Call(const Call& call) {
-        m_Page << "<details class=\"call" << Weight_Class(call.worst) << "\" id=\"c" << call.number
-               << "\"><summary><span class=\"n\">" << call.number << "</span><span class=\"t\">";
+        m_Page << "<details class=\"call" << Weight_Class(call.worst) << "\" id=\"c" << call.number << "\""
+               << (call.operation == Operation::Get ? Outcome_Attribute(call.outcome) : "")
+               << "><summary><span class=\"n\">" << call.number << "</span><span class=\"t\">";
         const bool has_time = call.started != No_Time;
         if (has_time) {
             m_Page << Clock_Text(call.started) << " \xC2\xB7 " << Html_Text(Duration_Text(call));
         }
         if (m_Overview.lanes.size() > 1) {
-            m_Page << (has_time ? "\n" : "") << Html_Text(m_Overview.lanes[m_Overview.Lane_Of(call)].label);
+            m_Page << (has_time ? " \xC2\xB7 " : "") << Html_Text(m_Overview.lanes[m_Overview.Lane_Of(call)].label);
         }
         m_Page << "</span><span class=\"o " << Colour_Of(call.outcome) << "\">" << Label_Of(call.outcome)
                << "</span><span class=\"s\">" << Html_Text(Title_Of(call), longest_subject)

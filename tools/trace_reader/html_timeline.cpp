@@ -55,13 +55,20 @@ public:
                                           : "in order, as the trace has no time stamps")
                << (summed_up ? "; a bar stands for all calls of its while, coloured by the worst" : "")
                << "</small></h2>\n<div class=\"lanes" << (m_Lanes.size() > 1 ? " labelled" : "") << "\">\n";
+        if (m_Lanes.size() > 1) {
+            m_Page << "<div class=\"lane\"><span>Process</span></div>\n";
+        }
         for (std::size_t lane = 0; lane < m_Lanes.size(); ++lane) {
             Write_Lane(lane, summed_up);
         }
         if (m_Overview.Has_Times()) {
             Write_Axis();
         }
-        m_Page << "</div></section>\n";
+        m_Page << "</div><p class=\"legend\"><span class=\"red\">failed</span><span class=\"amber\">the last good "
+                  "copy, or unknown</span><span class=\"blue\">fetched</span><span class=\"green\">served from the "
+                  "cache</span><span class=\"grey\">anything else</span>"
+               << (m_Overview.Has_Times() && !summed_up ? "dashed: shorter than a second, its length unknown" : "")
+               << "</p></section>\n";
     }
 
 private:
@@ -127,6 +134,8 @@ private:
                    << (call.worst == Severity::Error && summed_up ? "red" : Colour_Of(call.outcome)) << "\"><rect x=\""
                    << Percent(bar.start) << "\" y=\"4\" width=\""
                    << Percent(std::max(bar.end - bar.start, least_bar_width)) << "\" height=\"16\"" << Faintness(bar)
+                   << (bar.count == 1 && call.started != No_Time && call.started == call.ended ? " class=\"brief\""
+                                                                                               : "")
                    << "><title>";
             if (bar.count > 1) {
                 m_Page << bar.count << " calls, " << bar.errors << " with errors; the first of the worst: ";

@@ -18,8 +18,27 @@ std::string_view File_Name(std::string_view path) {
     return path.substr(path.find_last_of("/\\") + 1);
 }
 
-std::string Process_Of(const Trace& trace, const Run& run) {
-    return std::string(run.process.empty() ? File_Name(trace.files[run.file].name) : run.process);
+/// Process ids that several files have: those of several machines.
+using Shared_Processes = std::set<std::string_view>;
+
+Shared_Processes Processes_Of_Several_Files(const Trace& trace) {
+    std::map<std::string_view, std::uint32_t> files;
+    Shared_Processes shared;
+    for (const Run& run : trace.runs) {
+        if (files.try_emplace(run.process, run.file).first->second != run.file) {
+            shared.insert(run.process);
+        }
+    }
+    return shared;
+}
+
+/// Its id, or its file where that is unknown or another file's process has the same one.
+std::string Process_Of(const Trace& trace, const Run& run, const Shared_Processes& shared) {
+    const std::string& file = trace.files[run.file].name;
+    if (run.process.empty()) {
+        return std::string(File_Name(file));
+    }
+    return shared.contains(run.process) ? file : std::string(run.process);
 }
 
 /// Lanes are named by their process, and by their thread where a process has several.
@@ -28,9 +47,10 @@ void Name_Lanes(const Trace& trace, std::vector<Lane>& lanes) {
     for (const Lane& lane : lanes) {
         ++threads_of_run[lane.run];
     }
+    const auto shared = Processes_Of_Several_Files(trace);
     std::map<std::string, int> lanes_of_label;
     for (Lane& lane : lanes) {
-        lane.label = Process_Of(trace, trace.runs[lane.run]);
+        lane.label = Process_Of(trace, trace.runs[lane.run], shared);
         if (threads_of_run[lane.run] > 1) {
             lane.label += "/" + std::to_string(lane.thread);
         }
@@ -70,9 +90,10 @@ Overview Make_Overview(const Trace& trace) {
             overview.last = std::max(overview.last, std::max(call.started, call.ended));
         }
     }
+    const auto shared = Processes_Of_Several_Files(trace);
     std::set<std::string> processes;
     for (const Run& run : trace.runs) {
-        processes.insert(Process_Of(trace, run));
+        processes.insert(Process_Of(trace, run, shared));
     }
     overview.processes = processes.size();
     for (const Thread_Records& thread : trace.outside) {

@@ -156,6 +156,25 @@ struct Text_Layout {
     bool colours = false;
 };
 
+/// Which calls are wanted.
+struct Call_Filter {
+    bool failed = false;        ///< those that failed, or met errors or the last good copy
+    std::string subject;        ///< those whose subject holds this
+    Local_Time since = No_Time; ///< those that began then or later
+
+    bool Is_Set() const { return failed || !subject.empty() || since != No_Time; }
+};
+
+/// Leaves the wanted calls, and what stands outside of calls only where nothing is filtered.
+void Keep(Trace& trace, const Call_Filter& filter);
+
+/// The time in "2026-11-21 10:20:16" or less of it; "10:20" is of the day of the last call. None when it is no such
+/// text.
+std::optional<Local_Time> Time_In(std::string text, const Trace& trace);
+
+/// Writes how many requests came to what, by cause and server, the most frequent first.
+void Write_Summary(const Trace& trace, const Line_Sink& write);
+
 /// Writes a trace for people: errors first, then the other calls in order, then the messages outside of calls.
 void Write_Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write);
 

@@ -99,6 +99,17 @@ Other requests
             "#3  10:00:20  <1 s  0011  fresh copy  http://s/3",
         ])
 
+    def test_one_process_id_in_several_files_is_several_processes(self):
+        files = []
+        for folder in ("one", "two"):
+            os.mkdir(self.path(folder))
+            trace = Trace(11, seconds=0).fresh(f"http://s/{folder}")
+            files.append(self.write(os.path.join(folder, "qelfilecache_0011.trc"), trace))
+        out = self.run_tool(*files)
+        self.assertIn("2 requests in 2 files of 2 processes", out)
+        for file, folder in zip(files, ("one", "two")):
+            self.assertIn(f"{file}  fresh copy  http://s/{folder}\n", out)
+
     def test_lines_keep_to_the_width(self):
         url = "http://server/" + "a/" * 100 + "last.xml"
         lines = self.run_tool(self.write("a.trc", Trace().failed(url)), COLUMNS="70").splitlines()

@@ -132,6 +132,21 @@ class TracePage(unittest.TestCase):
         self.page.run("document.querySelector('.outcomes li').focus()")
         self.page.press("Enter", "\r")
         self.assertEqual(self.page.run(SHOWN), ["c2", "c4"])
+        self.assertEqual(self.page.run("document.querySelector('input').value"), "")
+        self.page.press("/", "/")
+        self.page.do("Input.insertText", text="beta")
+        self.assertEqual(self.page.run(SHOWN), ["c4"])
+        self.assertEqual(self.page.run("document.querySelector('.outcomes b').textContent"), "1", "counts follow the filter")
+        self.page.press("Escape")
+        self.assertEqual(self.page.run("document.querySelector('.outcomes b').textContent"), "2")
+        self.page.run("document.querySelector('.outcomes li').click()")
+        self.assertEqual(len(self.page.run(SHOWN)), 6)
+
+    def test_the_timeline_is_explained(self):
+        self.assertEqual(self.page.run("document.querySelector('.lane > span').textContent"), "Process")
+        self.assertIn("dashed: shorter than a second", self.page.run("document.querySelector('.legend').innerText"))
+        self.assertGreater(self.page.run("document.querySelectorAll('rect.brief').length"), 0)
+        self.assertNotIn("\n", self.page.run("document.querySelector('.t').innerText"))
 
     def test_a_bar_leads_to_its_call(self):
         self.page.run("location.hash = document.querySelector('.lane a.red').getAttribute('href')")
@@ -208,6 +223,7 @@ class TracePage(unittest.TestCase):
         page = self.make_page("many.html", {"many.trc": trace})
         self.assertLess(os.path.getsize(page), 16 << 20)
         self.page.open(page)
+        self.assertEqual(self.page.run("document.querySelector('output').textContent"), "to unfold, filter down to 300")
         self.assertEqual(self.page.run("document.querySelectorAll('details.error').length"), 20)
         self.assertLessEqual(self.page.run("document.querySelectorAll('.lane rect').length"), 240)
         self.assertTrue(self.page.run("document.body.textContent.includes('more are not on this page')"))

@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/Command.h"
 #include "tools/qelfilecache/Command_Options.h"
 
+#include "tools/qelfilecache/Waiting_Note.h"
 #include "tools/qelfilecache/cache_folder.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
@@ -39,6 +40,7 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     explained.request = cache.Explain(request);
     explained.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
     if (options.check) {
+        const Waiting_Note note(request);
         explained.left_in_place =
             explained.is_valid && FileCache::Cache_Inspection::Is_Left_In_Place(request, options.request_kind);
         explained.remote = cache.Ask_Remote_Side(explained.request, explained.details);

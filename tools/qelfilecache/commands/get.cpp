@@ -2,6 +2,7 @@
 #include "tools/qelfilecache/Command_Options.h"
 
 #include "filecache/IFileCache.h"
+#include "tools/qelfilecache/Waiting_Note.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/inspecting/inspection_json.h"
 #include "tools/qelfilecache/output.h"
@@ -44,7 +45,10 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
     auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
-        const Request_Outcome outcome = Serve(*opened.cache, request, options.request_kind);
+        const Request_Outcome outcome = [&] {
+            const Waiting_Note note(request);
+            return Serve(*opened.cache, request, options.request_kind);
+        }();
         if (options.json) {
             reports.push_back(Outcome_As_Json(outcome));
         } else {

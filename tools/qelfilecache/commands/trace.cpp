@@ -28,6 +28,10 @@ using namespace Trace_Reading;
 struct Trace_Options {
     std::vector<std::string> files;
     std::optional<std::string> html; ///< file to write a page to
+    std::optional<std::string> url;
+    std::optional<std::string> since;
+    bool failed = false;
+    bool summary = false;
     bool json = false;
 };
 
@@ -112,6 +116,19 @@ void Write_Page(const Trace& trace, const Trace_Options& options) {
     }
 }
 
+Call_Filter Filter_Of(const Trace_Options& options, const Trace& trace) {
+    Call_Filter filter{options.failed, options.url.value_or(""), No_Time};
+    if (options.since) {
+        const auto time = Time_In(*options.since, trace);
+        if (!time) {
+            throw Usage_Error("--since: needs a time such as '2026-11-21 10:20' or '10:20', not " +
+                              Quoted(*options.since));
+        }
+        filter.since = *time;
+    }
+    return filter;
+}
+
 Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
     Trace_Reader reader;
     bool all_usable = true;
@@ -125,7 +142,12 @@ Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
         any_usable = any_usable || usable;
     }
     if (any_usable) {
-        const Trace trace = reader.Finish();
+        Trace trace = reader.Finish();
+        Keep(trace, Filter_Of(options, trace));
+        if (options.summary) {
+            Write_Summary(trace, Write_Result);
+            return all_usable ? Exit_Served : Exit_Wrong_Usage;
+        }
         if (options.html) {
             Write_Page(trace, options);
         }
@@ -142,6 +164,12 @@ Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
 
 void Declare_Options(Command_Options& parser, Trace_Options& options) {
     parser.Text("--html", "OUT", options.html, "Write a page for browsers to this file, and print its name instead");
+    parser.Flag("--failed", options.failed, "Only what failed, met errors, or was served the last good copy");
+    parser.Text("--url", "TEXT", options.url, "Only requests that hold this text");
+    parser.Text("--since", "TIME", options.since,
+                "Only what began then or later: '2026-11-21 10:20:16' or less of it; '10:20' is\n"
+                "of the last day in the trace. Needs time stamps (level 5)");
+    parser.Flag("--summary", options.summary, "Print how many requests came to what, by cause and server");
     parser.Flag("--json", options.json, "Print one object for programs instead");
     parser.Operands("FILE", options.files,
                     "Trace file, by default named qelfilecache_<process id>.trc, or - for standard input");
@@ -158,6 +186,7 @@ constexpr const char* trace_help =
     "Examples:\n"
     "  qelfilecache trace qelfilecache_4711.trc\n"
     "  qelfilecache trace --html trace.html qelfilecache_*.trc\n"
+    "  qelfilecache trace --summary --failed qelfilecache_*.trc\n"
     "  qelfilecache trace --json qelfilecache_4711.trc";
 
 } // namespace

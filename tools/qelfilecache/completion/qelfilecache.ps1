@@ -11,7 +11,7 @@ Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.ex
         'list'     = @('--expired', '--json', '--missing', '--sort', '--help')
         'explain'  = @('--check', '--json', '--request-kind', '--help')
         'prefetch' = @('--force', '--help')
-        'trace'    = @('--html', '--json', '--help')
+        'trace'    = @('--failed', '--html', '--json', '--since', '--summary', '--url', '--help')
         'clear'    = @('--force', '--help')
         'purge'    = @('--force', '--help')
     }
@@ -24,6 +24,8 @@ Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.ex
         '--trace-level'  = @('0', '1', '2', '3', '4', '5')
         '--request-kind' = @('201', '202', '213')
         '--sort'         = @('age', 'size', 'url')
+        '--since'        = @()
+        '--url'          = @()
     }
 
     # The words before the current one, without their quotes.

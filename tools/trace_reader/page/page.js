@@ -12,6 +12,8 @@
   for (const bar of document.querySelectorAll(".lane a")) {
     bars.set(bar.getAttribute("href").slice(1), bar);
   }
+  const tiles = Array.from(document.querySelectorAll(".outcomes li"));
+  let outcome = null; // of the tile that is chosen
   let texts = null;
 
   const words_of = (query) => Array.from(query.toLowerCase().matchAll(/"([^"]+)"|(\S+)/g), (found) => found[1] || found[2]);
@@ -22,8 +24,11 @@
       texts = calls.map((call) => call.textContent.toLowerCase());
     }
     let shown = 0;
+    const counts = new Map();
     calls.forEach((call, index) => {
-      const matches = words.every((word) => texts[index].includes(word));
+      const holds = words.every((word) => texts[index].includes(word));
+      counts.set(call.dataset.outcome, (counts.get(call.dataset.outcome) || 0) + (holds ? 1 : 0));
+      const matches = holds && (!outcome || call.dataset.outcome === outcome);
       call.hidden = !matches;
       shown += matches ? 1 : 0;
       const bar = bars.get(call.id);
@@ -35,9 +40,14 @@
       section.hidden = !section.querySelector("details.call:not([hidden])");
     }
     nothing.hidden = shown > 0 || calls.length === 0;
-    output.textContent = words.length ? `${shown} of ${calls.length}` : "";
+    for (const tile of tiles) {
+      tile.setAttribute("aria-pressed", tile.dataset.label === outcome);
+      // Of a large trace, the page does not hold all that the tile counts.
+      tile.querySelector("b").textContent = words.length ? counts.get(tile.dataset.label) || 0 : tile.dataset.count;
+    }
     unfold.disabled = shown > most_unfolded;
-    unfold.title = unfold.disabled ? `Filter down to ${most_unfolded} first` : "";
+    const found = words.length || outcome ? `${shown} of ${calls.length}` : "";
+    output.textContent = found + (unfold.disabled ? `${found && "; "}to unfold, filter down to ${most_unfolded}` : "");
   };
 
   const search_in_address = () => {
@@ -62,6 +72,7 @@
     if (target && target.matches("details.call")) {
       if (target.hidden) {
         input.value = "";
+        outcome = null;
         apply();
       }
       target.open = true;
@@ -89,12 +100,13 @@
   form.addEventListener("submit", (event) => event.preventDefault());
   unfold.addEventListener("click", () => set_open(true, calls));
   fold.addEventListener("click", () => set_open(false, calls));
-  for (const tile of document.querySelectorAll(".outcomes li")) {
+  for (const tile of tiles) {
     tile.setAttribute("role", "button");
     tile.tabIndex = 0;
+    tile.dataset.count = tile.querySelector("b").textContent;
     const choose = () => {
-      input.value = `"${tile.dataset.label}"`;
-      search();
+      outcome = outcome === tile.dataset.label ? null : tile.dataset.label;
+      apply();
     };
     tile.addEventListener("click", choose);
     tile.addEventListener("keydown", (event) => {
