@@ -52,7 +52,7 @@ def limit(ratio, most):
     return "yes" if ratio <= most else "no"
 
 
-# Work, kind of time, floor and its name, ours, peers and their names, most of the floor that the goal allows.
+# Work, kind of time, floor and its name, ours, peers and their names, most of the floor that the goal allows, if there is one.
 COMPARED = [
     ("fresh hit, 50 entries", CPU, "Fresh_Hit_Floor/50/50", "the system calls alone", "Fresh_Hit/50/50",
      {"Qt": "Qt_Fresh_Hit/served/50", "Qt, known to be fresh": "Qt_Fresh_Hit/known/50",
@@ -71,7 +71,7 @@ COMPARED = [
     ("one change among 10,000 entries", CPU, "Persist_Floor/10000", "one write a line", "Persist/10000", {}, 1.15),
     ("download of 200 MB", WALL, "Download_Curl", "curl -o", "Download",
      {"wget -N": "Download_Wget", "fsspec": "Download_Fsspec", "PROJ": "Download_Proj", "Qt": "Download_Qt"}, 1.15),
-    ("download of 50 KB, whole process", WALL, "Download_50K_Curl", "curl -o", "Download_50K", {}, 1.3),
+    ("download of 50 KB, whole process", WALL, "Download_50K_Curl", "curl -o", "Download_50K", {}, None),
     ("download of 10 GB", WALL, "Download_10G_Curl", "curl -o", "Download_10G", {}, 1.3),
     ("1,000 freshness checks over TLS", WALL, "Checks_Libcurl", "libcurl, one handle", "Checks",
      {"libcurl and the list": "Checks_Libcurl_List", "curl -I": "Checks_Curl", "wget -N": "Checks_Wget"}, 1.3),
@@ -90,8 +90,8 @@ def rows(results):
         own, least = results.time(ours, kind), results.time(floor, kind)
         others = ", ".join(f"{name} {shown(time)} ({time / own:.2f} x ours)"
                            for name, time in ((name, results.time(peer, kind)) for name, peer in peers.items()))
-        yield (work, f"{shown(least)} ({floor_name})", shown(own), f"{own / least:.2f}", f"at most {most:.3g}",
-               limit(own / least, most), others)
+        goal, met = (f"at most {most:.3g}", limit(own / least, most)) if most else ("none", "")
+        yield (work, f"{shown(least)} ({floor_name})", shown(own), f"{own / least:.2f}", goal, met, others)
 
     hit = results.time("Fresh_Hit/50/50", CPU)
     peer = min(results.time(name, CPU)
