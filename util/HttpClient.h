@@ -39,10 +39,17 @@ public:
     ///         a failure on this machine, such as 112 when the disk is full.
     unsigned long SendWinInetRequest(int http_type, const char* url, Window_Handle window, unsigned long timeout);
 
+    /// The system's number of the failure for which there is no response; 0 when there is one.
+    std::uint32_t GetError() const;
+
+    /// Cause and remedy of that failure, one line for the user; empty when there is a response.
+    const std::string& GetErrorDescription() const;
+
     /// A header of the response by its name (any letter case); empty when it is absent.
     std::string GetResponseHeader(const char* name) const;
 
-    /// The whole body of the response, NULs included. Valid as long as the object lives.
+    /// The whole body of the response, NULs included; on Linux of one with a status from 200 to 299 only. Valid as long
+    /// as the object lives.
     std::string_view GetResponseBody() const;
 
     /// Makes the body a file; empty when the caller must write the body.

@@ -15,7 +15,7 @@ using Util::HttpWinInet::HttpClient;
 
 namespace {
 
-constexpr unsigned long Invalid_Url = 12005; // as the client reports it
+constexpr std::uint32_t Invalid_Url = 12005; // as the client reports it
 
 } // namespace
 
@@ -75,15 +75,16 @@ bool CFileCache::Download_Inet_URL_By_WinInet(int http_type, const std::string& 
     HttpClient client;
     client.SetCopyDirectory(m_Cache_Directory);
     // The client would take a URL with a NUL for the shorter one before it.
-    const unsigned long status = url.find('\0') != std::string::npos
-                                     ? Invalid_Url
-                                     : client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(),
-                                                                 static_cast<unsigned long>(m_Connect_Timeout));
+    const bool is_cut = url.find('\0') != std::string::npos;
+    const unsigned long status = is_cut ? Invalid_Url
+                                        : client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(),
+                                                                    static_cast<unsigned long>(m_Connect_Timeout));
     TRACE_DATA("HTTP status = %d.\n", static_cast<int>(status));
-    if (status >= 100 && status <= 999) {
+    const std::uint32_t error = is_cut ? Invalid_Url : client.GetError();
+    if (error == 0) {
         Note_Status(static_cast<long>(status));
     } else {
-        Note_Error(static_cast<std::uint32_t>(status), {});
+        Note_Error(error, client.GetErrorDescription());
     }
     if (!HTTP_Status_OK(static_cast<long>(status))) {
         TRACE_ERROR("HTTP request failed with status %d. On HTTP error we cannot download the file.\n",

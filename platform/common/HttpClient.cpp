@@ -1,6 +1,7 @@
 #include "util/HttpClient.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "platform/common/Http_Transfer.h"
@@ -29,7 +30,9 @@ Certificate_Trust Configured_Trust(const char* url) {
 
 } // namespace
 
-struct HttpClient::Response : Platform::Http_Response {};
+struct HttpClient::Response : Platform::Http_Response {
+    Platform::Http_Failure failure;
+};
 
 HttpClient::HttpClient() : m_Response(std::make_unique<Response>()) {}
 
@@ -46,14 +49,16 @@ void HttpClient::SetCopyDirectory(const std::string& directory) {
 
 unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Window_Handle, unsigned long timeout) {
     *m_Response = Response();
-    // A number that no HTTP status is taken for.
-    const auto fail = [](std::uint32_t error) {
+    const auto fail = [this](Platform::Http_Failure failure) {
+        *m_Response = Response{{}, std::move(failure)};
+        const auto error = GetError();
         Util::Set_Last_Error(error);
+        // A number that no good status is taken for.
         return static_cast<unsigned long>(error / 100 == 2 ? Platform::Error_Internet_Internal_Error : error);
     };
     auto http_url = Platform::Http_Url::Parse(url);
     if (!http_url) {
-        return fail(Platform::Error_Internet_Invalid_URL);
+        return fail({Platform::Error_Internet_Invalid_URL, {}});
     }
     Platform::Http_Request request{http_type == Http_Head ? Http_Method::Head : Http_Method::Get,
                                    *std::move(http_url),
@@ -63,11 +68,18 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
     if (timeout > 0) {
         request.timeouts.connect = std::chrono::milliseconds(timeout);
     }
-    if (const auto failure = Platform::Transfer(request, *m_Response)) {
-        *m_Response = Response();
-        return fail(failure->error);
+    if (auto failure = Platform::Transfer(request, *m_Response)) {
+        return fail(*std::move(failure));
     }
     return static_cast<unsigned long>(m_Response->status);
+}
+
+std::uint32_t HttpClient::GetError() const {
+    return m_Response->failure.error;
+}
+
+const std::string& HttpClient::GetErrorDescription() const {
+    return m_Response->failure.description;
 }
 
 std::string HttpClient::GetResponseHeader(const char* name) const {

@@ -2,8 +2,10 @@
 
 #include <cerrno>
 
+#include <curl/curl.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/statvfs.h>
 
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/system/Win32_Error.h"
@@ -32,16 +34,28 @@ Body_File::~Body_File() {
 }
 
 Body_File::Fault Body_File::Fault_Of_System() const {
-    return {Win32_Error_From_Errno(errno), ", in " + m_Directory};
+    const auto error = Win32_Error_From_Errno(errno);
+    return error == Error_Disk_Full ? Disk_Full() : Fault{error, ", in " + m_Directory};
+}
+
+Body_File::Fault Body_File::Disk_Full() const {
+    struct statvfs system {};
+    const bool has_no_file = ::fstatvfs(m_Place.Get(), &system) == 0 && system.f_files > 0 && system.f_favail == 0;
+    return {Error_Disk_Full, ": the file system of " + m_Directory + " has room for " +
+                                 (has_no_file ? "no more files"
+                                              : In_Megabytes(Room_For(m_Place.Get())) +
+                                                    " more, as its last 5 % (1 GB at most) stay free")};
 }
 
 bool Body_File::Open() {
     m_Largest = Largest_Copy();
+    m_Place = File_Descriptor(::open(m_Directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     m_File = File_Descriptor(::open(m_Directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, Rights));
     m_Is_In_Memory = !m_File && errno != ENOSPC && errno != EDQUOT && errno != EIO;
     if (m_Is_In_Memory) {
         m_File = File_Descriptor(::memfd_create("response body", MFD_CLOEXEC));
     }
+    m_Block.reserve(Block_Size + CURL_MAX_WRITE_SIZE);
     return static_cast<bool>(m_File);
 }
 
@@ -57,10 +71,10 @@ std::optional<Body_File::Fault> Body_File::Append(std::string_view bytes, std::u
     if (m_Is_In_Memory && expected > Largest_In_Memory) {
         return Fault{Error_Http_Invalid_Server_Response, ": it has a body of more than 2 GB"};
     }
-    if ((m_Size == 0 && content_length > Room_For(m_File.Get())) || !m_Room.Take(m_File.Get(), bytes.size())) {
-        return Fault{Error_Disk_Full, ": the file system of " + m_Directory + " has room for " +
-                                          In_Megabytes(Room_For(m_File.Get())) +
-                                          " more, as its last 5 % (1 GB at most) stay free"};
+    // A body in memory takes its room when it is published.
+    const bool is_asked = m_Is_In_Memory || m_Size == 0;
+    if ((is_asked && expected > Room_For(m_Place.Get())) || !m_Room.Take(m_Place.Get(), bytes.size())) {
+        return Disk_Full();
     }
     m_Block += bytes;
     m_Size = size;
@@ -100,8 +114,10 @@ std::optional<Body_File::Fault> Body_File::Finish() {
 
 void Body_File::Publish(const std::string& path) const {
     const std::string unnamed = "/proc/self/fd/" + std::to_string(m_File.Get());
+    // The second way is for a system without /proc; older ones allow it to root alone.
     if (m_File && !m_Is_In_Memory &&
-        ::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        (::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ||
+         ::linkat(m_File.Get(), "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0)) {
         return;
     }
     const File_Descriptor copy(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, Rights));

@@ -47,9 +47,11 @@ private:
     bool Open();
     std::optional<Fault> Write_Block();
     Fault Fault_Of_System() const;
+    Fault Disk_Full() const;
 
     const std::string m_Directory;
-    File_Descriptor m_File; ///< none before the first byte
+    File_Descriptor m_Place; ///< the directory; it and the file are not open before the first byte
+    File_Descriptor m_File;
     std::uint64_t m_Largest = 0;
     bool m_Is_In_Memory = false;
     Granted_Room m_Room;

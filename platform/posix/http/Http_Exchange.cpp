@@ -171,7 +171,7 @@ private:
         if (timeout <= milliseconds::zero() || timeout > Longest_Wait) {
             return Longest_Wait;
         }
-        const milliseconds at_slowest_rate(static_cast<std::int64_t>(m_Body->Size()) * 1000 / Slowest_Body_Rate);
+        const milliseconds at_slowest_rate(static_cast<std::int64_t>(m_Body_Bytes) * 1000 / Slowest_Body_Rate);
         const auto began = std::min(m_Last_Packet, m_Step_Began + at_slowest_rate);
         return std::chrono::ceil<milliseconds>(began + timeout - Clock::now());
     }
@@ -226,6 +226,10 @@ private:
 
     bool On_Body(std::string_view bytes) {
         m_Last_Packet = Clock::now();
+        m_Body_Bytes += bytes.size();
+        if (m_Connection.Info<long>(CURLINFO_RESPONSE_CODE) / 100 != 2) {
+            return true; // of a redirect or an error: nobody reads it
+        }
         const auto content_length = m_Connection.Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T); // -1: unknown
         const auto fault = m_Body->Append(bytes, static_cast<std::uint64_t>(std::max<curl_off_t>(content_length, 0)));
         return !fault || Refuse(fault->detail, fault->error);
@@ -271,6 +275,7 @@ private:
     Clock::time_point m_Last_Packet; ///< of the body; before that, when the step began
 
     std::size_t m_Header_Bytes = 0;
+    std::uint64_t m_Body_Bytes = 0;
     std::optional<Http_Failure> m_Failure;
     std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};
 };

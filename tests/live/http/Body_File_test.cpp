@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -144,6 +145,19 @@ TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
     });
 }
 
+TEST_F(Body_File_Test, LeavesTheSameFreeWhereItLiesInMemory) {
+    const auto directory = m_Directory.Path().string();
+    On_Disk_Of("40m", [&] {
+        Body_File body(directory);
+        ASSERT_TRUE(body.Open());
+        body.m_Is_In_Memory = true; // as where the file system has no unnamed files
+        std::uint32_t error = 0;
+        body.m_File = File_Descriptor(::memfd_create("body", MFD_CLOEXEC));
+        EXPECT_EQ(Fill(body, error), 38U);
+        EXPECT_EQ(error, Error_Disk_Full);
+    });
+}
+
 TEST_F(Body_File_Test, LeavesOneGigabyteOfALargeDiskFree) {
     const auto directory = m_Directory.Path().string();
     On_Disk_Of("100g", [&] { // of which nothing is taken
@@ -165,7 +179,25 @@ TEST_F(Body_File_Test, ThatHasNoRoomFailsBothClientsWithTheNumberOfTheDisk) {
         FrontEnd::Util::HttpWinInet::HttpClient client;
         client.SetCopyDirectory(directory);
         EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Disk_Full);
+        EXPECT_EQ(client.GetError(), Error_Disk_Full);
+        EXPECT_EQ(client.GetErrorDescription(), object->Error_Description({}));
     });
+}
+
+/// Nobody reads them, so they need no room.
+TEST_F(Body_File_Test, TakesNoBodyOfAnErrorOrARedirect) {
+    m_Configuration.Set_Number("LandscapeLargestFile", 1);
+    const std::string large = "\r\nContent-Length: 3000000\r\n\r\n" + std::string(3000000, 'x');
+    FrontEnd::Util::HttpWinInet::HttpClient client;
+    client.SetCopyDirectory(m_Directory.Path());
+    const Web_Server with_error("HTTP/1.1 404 Not Found" + large);
+    EXPECT_EQ(client.SendWinInetRequest(1, with_error.Url().c_str(), nullptr, 0), 404U);
+    EXPECT_EQ(client.GetResponseBody(), "");
+
+    const Web_Server target("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
+    const Web_Server redirecting("HTTP/1.1 302 Found\r\nLocation: " + target.Url() + large);
+    EXPECT_EQ(client.SendWinInetRequest(1, redirecting.Url().c_str(), nullptr, 0), 200U);
+    EXPECT_EQ(client.GetResponseBody(), "abc");
 }
 
 TEST_F(Body_File_Test, TooLargeForTheConfigurationIsNoStatusOfTheSecondClient) {
@@ -174,6 +206,8 @@ TEST_F(Body_File_Test, TooLargeForTheConfigurationIsNoStatusOfTheSecondClient) {
     FrontEnd::Util::HttpWinInet::HttpClient client;
     client.SetCopyDirectory(m_Directory.Path());
     EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Internet_Internal_Error);
+    EXPECT_EQ(client.GetError(), Error_File_Too_Large);
+    EXPECT_THAT(client.GetErrorDescription(), StartsWith("The file is too large: LandscapeLargestFile allows 1 MB."));
 }
 
 TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {
@@ -182,7 +216,7 @@ TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {
         m_Directory.Write("filler");
         Body_File body(directory);
         EXPECT_EQ(Append(body, "abc"), Error_Disk_Full);
-        EXPECT_EQ(m_Detail, ", in " + directory);
+        EXPECT_EQ(m_Detail, ": the file system of " + directory + " has room for no more files");
     });
 }
 

@@ -36,7 +36,7 @@ const Ending_Of_Tls Endings[] = {
     {"WithoutLengthByTheServersWordBehindAProxy", Unmeasured, true, 0, 200, "<landscape/>", true},
     {"WithoutLengthByTheProxysWord", Cut, false, Aborted, 0, "", true},
     {"OfAHead", "HTTP/1.1 200 OK\r\n\r\n", false, 0, 200, "", false, "HEAD"},
-    {"OfATextAboutAnError", "HTTP/1.1 404 Not Found\r\n\r\nno such", false, 0, 404, "no such"},
+    {"OfATextAboutAnError", "HTTP/1.1 404 Not Found\r\n\r\nno such", false, 0, 404, ""},
     {"ByItsContentLength", "HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n<landscape/>", false, 0, 200, "<landscape/>"},
     {"ByItsLastChunk", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nc\r\n<landscape/>\r\n0\r\n\r\n", false, 0,
      200, "<landscape/>"},

@@ -209,6 +209,14 @@ unsigned long HttpClient::SendWinInetRequest(int http_type, const char* url, Win
     return g_services.client.status;
 }
 
+std::uint32_t HttpClient::GetError() const {
+    const auto status = g_services.client.status;
+    return status < 100 || status > 999 ? static_cast<std::uint32_t>(status) : 0;
+}
+const std::string& HttpClient::GetErrorDescription() const {
+    static const std::string s_none;
+    return s_none;
+}
 std::string HttpClient::GetResponseHeader(const char* name) const {
     g_services.client_calls.push_back(std::string("GetResponseHeader(") + name + ")");
     return g_services.client.headers[name];
