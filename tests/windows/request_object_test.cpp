@@ -338,6 +338,21 @@ TEST_F(Scripted_Request, ExplainsABodyCutShortByItselfNotByAnAbsentHeader) {
         "and the proxies between.");
 }
 
+TEST_F(Scripted_Request, ExplainsNoFailureByAHeaderThatWasAbsentBefore) {
+    script.header = [](const std::wstring&, BSTR*) {
+        Leave_Error_Text(L"The header is absent.");
+        return Absent_Header;
+    };
+    script.body = [](VARIANT*) { return Refused; };
+    const auto request = Request();
+    request->Open("GET", "http://web.example/file");
+    std::string value;
+    EXPECT_EQ(request->Get_Response_Header("Last-Modified", value), S_OK);
+    Response_Body body;
+    EXPECT_EQ(request->Get_Response_Body(body), Refused);
+    EXPECT_EQ(request->Error_Description(Request_Interface::XMLHTTPRequest), "");
+}
+
 TEST_F(Scripted_Request, ReturnsAllMemory) {
     constexpr std::size_t megabyte = 1U << 20;
     const std::string long_text(megabyte / sizeof(wchar_t), 'x');
