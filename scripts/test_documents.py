@@ -210,7 +210,7 @@ def check_configuration(root):
 
 
 def check_example_is_read(sandbox):
-    """With the example, a copy is served unasked for an hour."""
+    """With the example, a copy is served unasked for an hour, and nothing is wrong with it."""
     environment = dict(sandbox.environment, XDG_CONFIG_HOME=str(sandbox.directory / "example"))
     (sandbox.directory / "example" / "qel").mkdir(parents=True)
     configured = sandbox.directory / "example" / "qel" / "qel.ini"
@@ -221,7 +221,9 @@ def check_example_is_read(sandbox):
         configured.write_text(configuration, encoding="utf-8")
         Every_File.asked.clear()
         for _ in range(2):
-            subprocess.run(command, env=environment, check=True, stdout=subprocess.DEVNULL)
+            result = subprocess.run(command, env=environment, check=True, capture_output=True, text=True)
+            if result.stderr:
+                yield f"docs/examples/qel.ini: the program says: {result.stderr}"
         counts.append(len(Every_File.asked))
     if counts != [2, 0]:
         yield f"docs/examples/qel.ini: servers were asked {counts[0]} times without it and {counts[1]} times with it"
@@ -240,7 +242,7 @@ def names_within(answer):
 
 
 def check_json_fields(sandbox):
-    """Each table of docs/administration.md has a row for every field, and names the fields within it."""
+    """Each table of docs/administration.md has a row for every field, and names the fields within it; all have a schema."""
     page = (ROOT / "docs" / "administration.md").read_text(encoding="utf-8")
     cache = str(sandbox.directory_for("json-cache"))
     url = "http://server.example/fields.xml"
@@ -250,6 +252,9 @@ def check_json_fields(sandbox):
         result = subprocess.run(["qelfilecache", "--cache-dir", cache, command[0], "--json", *command[1:]], check=True,
                                 env=sandbox.environment, stdout=subprocess.PIPE)
         answer, = json.loads(result.stdout)
+        schema = answer.pop("schema")
+        if not re.search(rf"`schema`,\s+now {schema}\.", page):
+            yield f"docs/administration.md does not say that the schema of {command[0]} is now {schema}"
         named = re.findall(r"`(\w+)`", "".join(re.findall(r"^\|[^|]*\|", rows, re.MULTILINE)))
         for name in sorted(set(named) ^ set(answer)):
             yield f"docs/administration.md: '{name}' is in one of the table of {command[0]} and its JSON only"

@@ -105,8 +105,14 @@ failures() {
     fi
     local closed=$work/closed-$RANDOM
     mkdir -m 555 "$closed"
+    local known
+    known=$(grep -c '"GET ' "$work/server.log")
     expect 1 "The copy cannot be opened: $closed/" "${reader[@]}" "$@" "$closed" "$url"
     ! grep -q "up to date" "$work/plain" || fail "a copy that is not there is called up to date"
+    [ "$(grep -c '"GET ' "$work/server.log")" -eq $((known + 2)) ] || fail "a copy that is not there is not requested again"
+    expect 2 "There is no cache directory $cache/none." "$@" "$cache/none" "$url"
+    echo damaged >"$cache/qelfilecache_Metadata.txt"
+    expect 0 "The list of copies in $cache is damaged." "$@" "$cache" "$url"
     stop_server
 }
 

@@ -17,6 +17,8 @@
 
 namespace {
 
+using QEL::FrontEnd::FileCache::Directory_Result;
+using QEL::FrontEnd::FileCache::Get_Last_Directory_Result;
 using QEL::FrontEnd::FileCache::IFileCache;
 
 constexpr int Ordinary_Request = 213;
@@ -77,8 +79,13 @@ std::string Error_Info(const IFileCache& cache, const std::string& request) {
 
 /// True when there is a file.
 bool Serve(IFileCache& cache, const std::string& request) {
-    const Answer answer = Ask(cache, request);
-    const bool is_open = !answer.path.empty() && Read_File(answer.path);
+    Answer answer = Ask(cache, request);
+    bool is_open = !answer.path.empty() && Read_File(answer.path);
+    if (!answer.path.empty() && !is_open) {
+        // Another thread's request may have replaced the copy: its successor has another name.
+        answer = Ask(cache, request);
+        is_open = !answer.path.empty() && Read_File(answer.path);
+    }
     std::cout << What_Happened(answer, is_open) << "\n";
     // Without an error the codes may be those of an earlier request.
     if (answer.download_error) {
@@ -103,10 +110,13 @@ int main(int argument_count, char** arguments) {
         const std::shared_ptr<IFileCache> cache = IFileCache::Instance();
         // The cache takes the directory letter by letter, and wants it absolute.
         const std::string directory = std::filesystem::absolute(arguments[1]).string();
-        // False also for a damaged list of the copies. Requests are served all the same; what the list lost is
-        // fetched again.
         if (!cache->Set_Cache_Directory(directory)) {
-            std::cerr << "The cache directory is missing, or its list of copies is damaged: " << directory << "\n";
+            if (Get_Last_Directory_Result() == Directory_Result::Not_Set) {
+                std::cerr << "There is no cache directory " << directory << ". Create it.\n";
+                return 2;
+            }
+            std::cerr << "The list of copies in " << directory
+                      << " is damaged. The files that it has lost are fetched again.\n";
         }
         bool have_all = true;
         for (int next = 2; next < argument_count; ++next) {

@@ -75,31 +75,41 @@ static int Serve(qelfilecache* cache, const char* request) {
     int http_error = QELFILECACHE_NOT_ASKED;
     int file_share_error = QELFILECACHE_NOT_ASKED;
     int is_open = 0;
+    char* path = NULL;
 
-    /* Without a buffer: the path stays with the handle until its size is known. */
-    const int code = qelfilecache_get(cache, request, QELFILECACHE_ORDINARY_REQUEST, NULL, 0, &needed, &download_error,
-                                      &http_error, &file_share_error);
-    if (code < 0) {
-        fprintf(stderr, "The request could not be made: code %d\n", code);
-        return 0;
+    /* Twice when the copy cannot be opened: another thread's request may have replaced it. Its successor has another
+     * name. */
+    for (int attempt = 0; attempt < 2 && !is_open; ++attempt) {
+        /* Without a buffer: the path stays with the handle until its size is known. */
+        const int code = qelfilecache_get(cache, request, QELFILECACHE_ORDINARY_REQUEST, NULL, 0, &needed,
+                                          &download_error, &http_error, &file_share_error);
+        free(path);
+        path = NULL;
+        if (code < 0) {
+            fprintf(stderr, "The request could not be made: code %d\n", code);
+            return 0;
+        }
+        if (code == QELFILECACHE_NO_FILE) {
+            break;
+        }
+        path = Last_Path(cache, needed);
+        if (path == NULL) {
+            fputs("Memory is exhausted.\n", stderr);
+            return 0;
+        }
+        is_open = Read_File(path);
     }
-    if (code == QELFILECACHE_NO_FILE) {
+    if (path == NULL) {
         puts(download_error ? "The file could not be fetched, and no earlier copy of it is left."
                             : "There is no such file.");
+    } else if (!is_open) {
+        /* The cache does not notice when its directory cannot be written. */
+        printf("The copy cannot be opened: %s. The cache directory is gone or cannot be written.\n", path);
     } else {
-        char* path = Last_Path(cache, needed);
-        is_open = path != NULL && Read_File(path);
-        if (path == NULL) {
-            puts("Memory is exhausted.");
-        } else if (!is_open) {
-            /* The cache does not notice when its directory cannot be written. */
-            printf("The copy cannot be opened: %s. The cache directory is gone or cannot be written.\n", path);
-        } else {
-            puts(download_error ? "The file could not be fetched. This is the last copy; it may be out of date."
-                                : "The file is up to date.");
-        }
-        free(path);
+        puts(download_error ? "The file could not be fetched. This is the last copy; it may be out of date."
+                            : "The file is up to date.");
     }
+    free(path);
     /* Without an error the codes may be those of an earlier request. */
     if (download_error) {
         printf("Codes for the support: HTTP %d, file share %d\n", http_error, file_share_error);
@@ -110,7 +120,7 @@ static int Serve(qelfilecache* cache, const char* request) {
 
 int main(int argument_count, char** arguments) {
     qelfilecache* cache = NULL;
-    int have_all = 0;
+    int status = 1;
 
     if (argument_count < 3) {
         fputs("usage: example_host_c CACHE_DIRECTORY REQUEST...\n", stderr);
@@ -124,17 +134,24 @@ int main(int argument_count, char** arguments) {
     }
 #endif
     if (qelfilecache_open(&cache) == QELFILECACHE_OK) {
-        if (qelfilecache_set_directory(cache, arguments[1]) != QELFILECACHE_OK) {
-            fprintf(stderr, "The cache directory is missing, or its list of copies is damaged: %s\n", arguments[1]);
-        }
-        have_all = 1;
-        for (int next = 2; next < argument_count; ++next) {
-            have_all = Serve(cache, arguments[next]) && have_all;
+        if (qelfilecache_set_directory(cache, arguments[1]) != QELFILECACHE_OK &&
+            qelfilecache_directory_result(cache) != QELFILECACHE_DAMAGED_LIST) {
+            fprintf(stderr, "There is no cache directory %s. Create it.\n", arguments[1]);
+            status = 2;
+        } else {
+            if (qelfilecache_directory_result(cache) == QELFILECACHE_DAMAGED_LIST) {
+                fprintf(stderr, "The list of copies in %s is damaged. The files that it has lost are fetched again.\n",
+                        arguments[1]);
+            }
+            status = 0;
+            for (int next = 2; next < argument_count; ++next) {
+                status = Serve(cache, arguments[next]) ? status : 1;
+            }
         }
         qelfilecache_close(cache);
     }
 #ifdef _WIN32
     CoUninitialize();
 #endif
-    return have_all ? 0 : 1;
+    return status;
 }
