@@ -113,6 +113,14 @@ std::string Sentence(std::string text) {
     return text.ends_with('?') ? text : text + '.';
 }
 
+std::string Sentences(const std::string& cause, std::string_view remedy) {
+    std::string text = Sentence(cause);
+    if (!remedy.empty()) {
+        text += ' ' + Sentence(std::string(remedy));
+    }
+    return text;
+}
+
 std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, std::string_view detail) {
     const auto meaning = Meaning_Of_Error(number);
     std::string cause(meaning.cause.empty() ? "the request failed" : meaning.cause);
@@ -128,10 +136,7 @@ std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, s
         }
         cause.replace(found, end - found, named);
     }
-    cause = Sentence(cause + std::string(detail));
-    // GCOVR_EXCL_BR_START: exceptions
-    return meaning.remedy.empty() ? cause : cause + ' ' + Sentence(std::string(meaning.remedy));
-    // GCOVR_EXCL_BR_STOP
+    return Sentences(cause + std::string(detail), meaning.remedy);
 }
 
 bool Is_Certificate_Error(std::uint32_t number) {

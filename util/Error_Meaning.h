@@ -21,8 +21,11 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number);
 /// @param detail an addition, such as ": Connection refused"; may be empty.
 std::string Sentences_On_Error(std::uint32_t number, std::string_view server, std::string_view detail);
 
-/// The text with a capital letter at the beginning and a full stop at the end.
+/// The text with a capital letter at the beginning and a full stop at the end, unless it is a question.
 std::string Sentence(std::string text);
+
+/// Cause and remedy, which may be empty, in sentences.
+std::string Sentences(const std::string& cause, std::string_view remedy);
 
 /// True for errors of a server's certificate.
 bool Is_Certificate_Error(std::uint32_t number);

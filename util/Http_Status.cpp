@@ -62,15 +62,18 @@ std::string_view Remedy_For_Status(long status) {
 std::string Cause_Of_Status(long status, std::string_view subject) {
     const std::string number = std::to_string(status);
     const std::string meaning(Meaning_Of_Status(status));
+    std::string cause = "the " + std::string(subject);
     constexpr std::string_view proxy = "the proxy";
-    return status == Proxy_Login_Required && subject.starts_with(proxy.substr(4))
-               ? "the " + std::string(subject) + meaning.substr(proxy.size()) + " (status " + number + ")"
-               : "the " + std::string(subject) + " responds with status " + number + " (" + meaning + ")";
+    if (status == Proxy_Login_Required && cause.starts_with(proxy)) {
+        cause += meaning.substr(proxy.size()) + " (status " + number + ")";
+    } else {
+        cause += " responds with status " + number + " (" + meaning + ")";
+    }
+    return cause;
 }
 
 std::string Sentences_On_Status(long status, std::string_view subject) {
-    const std::string remedy(Remedy_For_Status(status));
-    return Sentence(Cause_Of_Status(status, subject)) + (remedy.empty() ? remedy : ' ' + Sentence(remedy));
+    return Sentences(Cause_Of_Status(status, subject), Remedy_For_Status(status));
 }
 
 } // namespace QEL::FrontEnd::Util

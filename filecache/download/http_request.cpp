@@ -121,15 +121,14 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
         }
     }
     if (method.is_inspection) {
-        const auto header = [&](const char* name) {
-            std::string value;
-            request->Get_Response_Header(name, value);
-            return value;
-        };
-        response.content_type = header("Content-Type");
-        response.content_length = header("Content-Encoding").empty() ? header("Content-Length") : "";
-        response.age = header("Age");
-        response.via = header("Via");
+        request->Get_Response_Header("Content-Type", response.content_type);
+        std::string encoding;
+        request->Get_Response_Header("Content-Encoding", encoding);
+        if (encoding.empty()) {
+            request->Get_Response_Header("Content-Length", response.content_length);
+        }
+        request->Get_Response_Header("Age", response.age);
+        request->Get_Response_Header("Via", response.via);
         response.final_url = request->Final_Url();
     }
     if (response.accepted) {

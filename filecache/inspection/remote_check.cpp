@@ -45,7 +45,10 @@ bool Cache_Inspection::Is_Left_In_Place(const std::string& url_or_path, int requ
 
 std::optional<Inspected_Setting> Cache_Inspection::Proxy_For(const std::string& url) {
     const auto proxy = Util::Find_Proxy(url);
-    return proxy ? std::optional(Inspected_Setting{"proxy", proxy->text, proxy->place, proxy->text}) : std::nullopt;
+    if (!proxy) {
+        return std::nullopt;
+    }
+    return Inspected_Setting{"proxy", proxy->text, proxy->place, proxy->text};
 }
 
 Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained) const {
@@ -129,8 +132,8 @@ void Cache_Inspection::Ask_Share(CFileCache& probe, const std::string& path, Rem
         answer.last_modified = std::to_string(modification_time);
         try {
             Util::FileSystem::Read_File_Head(path, 1);
-        } catch (const std::runtime_error&) {
-            answer.answered = false; // it can be listed, and not read
+        } catch (const std::runtime_error&) { // GCOVR_EXCL_BR_LINE: exceptions
+            answer.answered = false;          // it can be listed, and not read
             answer.error = Util::Get_Last_Error();
         }
     }

@@ -304,6 +304,7 @@ TEST_F(C_Interface, RefusesWhatIsNotThere) {
         qelfilecache_last_path(handle, nullptr, 1, nullptr),
         qelfilecache_error_info(nullptr, nullptr, 0, nullptr),
         qelfilecache_error_info(handle, nullptr, 1, nullptr),
+        qelfilecache_last_request(handle, nullptr, nullptr, nullptr, 1, nullptr),
         qelfilecache_message_separator(nullptr, nullptr, 0, nullptr),
         qelfilecache_message_separator(handle, nullptr, 1, nullptr),
         qelfilecache_clear(nullptr),

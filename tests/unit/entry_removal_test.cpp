@@ -62,6 +62,22 @@ TEST_F(Entry_Removal, OfOneRequestKnowsItsForms) {
     EXPECT_THAT(Urls(), ElementsAre("http://server/b"));
 }
 
+struct Foreign_Cache : QEL::FrontEnd::FileCache::IFileCache {
+    bool Set_Cache_Directory(const std::string&) override { return true; }
+    std::string Get_Cached_File(const std::string&) override { return {}; }
+    std::string Get_Cached_File_and_Status(const std::string&, int, bool&, int*, int*) override { return {}; }
+    bool Clear() override { return true; }
+    bool Purge_Cache_Folder() override { return true; }
+    std::string Get_Additional_Error_Info() const override { return {}; }
+    std::string Get_Msg_Separator() const override { return {}; }
+};
+
+TEST_F(Entry_Removal, OfOneRequestIsRefusedForAForeignObject) {
+    Foreign_Cache foreign;
+    EXPECT_FALSE(QEL::FrontEnd::FileCache::Remove_From_Cache(foreign, "http://server/unknown"));
+    EXPECT_THAT(All(), IsEmpty());
+}
+
 TEST_F(Entry_Removal, DeletesTheCopyAndDropsTheEntryWhoseKeyMayBeAsked) {
     const std::string url = "http://server/a-key-too-long-for-a-small-buffer";
     const std::string copy = Cache_Copy(url, "a.txt", url, 1);

@@ -37,6 +37,10 @@ TEST(Error_Meaning, InSentencesNamesTheServer) {
     EXPECT_EQ(Sentences_On_Error(12099, server, ": why"), "The request failed: why.");
 }
 
+TEST(Error_Meaning, InSentencesKeepsAQuestionMark) {
+    EXPECT_EQ(Sentences("no such host", "did you mean \"a\"?"), "No such host. Did you mean \"a\"?");
+}
+
 TEST(Error_Meaning, OfAnUnknownNumberIsEmpty) {
     EXPECT_EQ(Meaning_Of_Error(12099).cause, "");
     EXPECT_EQ(Meaning_Of_Error(12099).remedy, "");
@@ -75,6 +79,9 @@ TEST(Http_Status, HasAMeaning) {
         "is published.");
     EXPECT_EQ(Sentences_On_Status(299, "server h"), "The server h responds with status 299 (success).");
     EXPECT_EQ(Cause_Of_Status(407, "proxy p:1"), "the proxy p:1 requires a login that it accepts (status 407)");
+    EXPECT_EQ(Cause_Of_Status(407, "server h"),
+              "the server h responds with status 407 (the proxy requires a login that it accepts)");
+    EXPECT_EQ(Cause_Of_Status(403, "proxy p:1"), "the proxy p:1 responds with status 403 (forbidden)");
     expect_from_to(300, 399, "a redirect that is not followed");
     expect_from_to(418, 499, "the server refuses the request");
     expect_from_to(500, 599, "internal error of the server");

@@ -132,8 +132,7 @@ std::string Error_Text(const Explained_Request& explained) {
         return Util::Printable(response.error_text);
     }
     const Advice advice = Advice_On(explained);
-    return "Error " + std::to_string(response.error) + ": " + Util::Sentence(advice.cause) +
-           (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy));
+    return "Error " + std::to_string(response.error) + ": " + Util::Sentences(advice.cause, advice.remedy);
 }
 
 /// Through which proxy the requests go.
