@@ -15,7 +15,7 @@ set -euo pipefail
 
 build_packages=(
     ca-certificates ccache cmake g++ ninja-build pkg-config
-    libcli11-dev libcurl4-openssl-dev libsimpleini-dev libsmbclient libsmbclient-dev libssl-dev nlohmann-json3-dev
+    libcli11-dev libcurl4-openssl-dev libidn2-dev libsimpleini-dev libsmbclient libsmbclient-dev libssl-dev nlohmann-json3-dev
     uuid-dev
 )
 package_packages=(debhelper)

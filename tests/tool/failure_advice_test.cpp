@@ -151,15 +151,14 @@ TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {
 }
 
 TEST(Failure_Advice_Of_A_Name_Beyond_Ascii, ShowsTheFormOfTheNameService) {
-    if (Host::To_Utf8("\xC3\xBC") != "\xC3\xBC") {
-        GTEST_SKIP() << "the system's HTTP client knows these names";
-    }
+    const bool has_hint = std::filesystem::path::preferred_separator == '/'; // the client of Windows takes such names
     for (const auto& [request, remedy] :
          {std::pair<std::string, std::string>{"http://www.M\xC3\xBCller.example:80/\xC3\xBC",
                                               "did you mean 'http://www.xn--mller-kva.example:80/\xC3\xBC'?"},
           {"http://\xE4\xBE\x8B\xE3\x81\x88.\xC3\xA4\xC3\xB6\xC3\xBC", "did you mean 'http://xn--r8jz45g.xn--4ca0bs'?"},
           {"http://\xFF/", "look."}}) {
-        EXPECT_EQ(Explain_Failure(Beyond_Ascii(request)), "it is not valid (error 12005)\n  Next: " + remedy);
+        EXPECT_EQ(Explain_Failure(Beyond_Ascii(request)),
+                  "it is not valid (error 12005)\n  Next: " + (has_hint ? remedy : "look."));
     }
 }
 

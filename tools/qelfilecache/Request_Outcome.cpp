@@ -136,78 +136,6 @@ bool Names_Server_And_Path(const std::string& request) {
     return server.size() < request.size() && (has_port || (server.starts_with("www.") && port == std::string::npos));
 }
 
-/// The characters of a text in UTF-8; empty when it is not one.
-std::u32string Characters_Of(std::string_view text) {
-    std::u32string characters;
-    for (std::size_t i = 0; i < text.size();) {
-        const auto first = static_cast<unsigned char>(text[i]);
-        const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        char32_t character = length == 1 ? first : first & (0x7FU >> length);
-        if ((first >= 0x80 && first < 0xC2) || first > 0xF4 || i + length > text.size()) {
-            return {};
-        }
-        for (std::size_t next = 1; next < length; ++next) {
-            const auto byte = static_cast<unsigned char>(text[i + next]);
-            if (byte >> 6 != 2) {
-                return {};
-            }
-            character = character << 6 | (byte & 0x3FU);
-        }
-        characters += character;
-        i += length;
-    }
-    return characters;
-}
-
-/// One label of a name in the form of the name service: RFC 3492, with its names of the variables.
-std::string Punycode(const std::u32string& label) {
-    constexpr unsigned int base = 36, t_min = 1, t_max = 26, skew = 38, damp = 700;
-    std::string code;
-    for (const char32_t character : label) {
-        code += character < 0x80 ? std::string(1, Util::To_Ascii_Lower(static_cast<char>(character))) : std::string();
-    }
-    const auto basic = static_cast<unsigned int>(code.size());
-    if (basic == label.size()) {
-        return code;
-    }
-    code += basic > 0 ? "-" : "";
-    unsigned int delta = 0, bias = 72, handled = basic;
-    for (char32_t n = 0x80; handled < label.size(); ++n, ++delta) {
-        char32_t next = 0x110000;
-        for (const char32_t character : label) {
-            next = character >= n ? std::min(next, character) : next;
-        }
-        delta += static_cast<unsigned int>(next - n) * (handled + 1);
-        n = next;
-        for (const char32_t character : label) {
-            delta += character < n ? 1 : 0;
-            if (character != n) {
-                continue;
-            }
-            unsigned int q = delta;
-            for (unsigned int k = base;; k += base) {
-                const unsigned int t = k <= bias ? t_min : std::min(k - bias, t_max);
-                const unsigned int digit = q < t ? q : t + (q - t) % (base - t);
-                code += static_cast<char>(digit < 26 ? 'a' + digit : '0' + digit - 26);
-                if (q < t) {
-                    break;
-                }
-                q = (q - t) / (base - t);
-            }
-            unsigned int adapted = delta / (handled == basic ? damp : 2);
-            adapted += adapted / (handled + 1);
-            unsigned int k = 0;
-            for (; adapted > (base - t_min) * t_max / 2; k += base) {
-                adapted /= base - t_min;
-            }
-            bias = k + (base - t_min + 1) * adapted / (adapted + skew);
-            delta = 0;
-            ++handled;
-        }
-    }
-    return "xn--" + code;
-}
-
 /// A request that the cache decided without asking anything remote.
 std::string Explain_Local_Failure(const std::string& request) {
     if (request.empty()) {
@@ -298,13 +226,8 @@ void Add_Hint_On_Address(const std::string& request, std::uint32_t error, Advice
     const auto begin = request.find("://") + 3;
     const auto end = std::min(request.find_first_of(":/?#", begin), request.size());
     const std::string name = error == invalid_url ? request.substr(begin, end - begin) : std::string();
-    std::string ascii;
-    for (std::size_t label = 0; label < name.size();) {
-        const auto dot = std::min(name.find('.', label), name.size());
-        ascii += (ascii.empty() ? "" : ".") + Punycode(Characters_Of(Host::To_Utf8(name.substr(label, dot - label))));
-        label = dot + 1;
-    }
-    if (ascii.find("xn--") != std::string::npos && name.find("xn--") == std::string::npos) {
+    const std::string ascii = Host::Ascii_Name(name);
+    if (!ascii.empty()) {
         advice.remedy = "did you mean " + Quoted(request.substr(0, begin) + ascii + request.substr(end)) + "?";
     }
 }

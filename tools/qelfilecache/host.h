@@ -64,6 +64,10 @@ std::string To_Text(const std::filesystem::path& path);
 /// The narrow text of the system in UTF-8.
 std::string To_Utf8(const std::string& text);
 
+/// The "xn--" form of a server's name with letters beyond ASCII. Empty for any other name, and where the system's HTTP
+/// client takes such names.
+std::string Ascii_Name(const std::string& name);
+
 /// The same of a text whose lines may be UTF-8 already.
 std::string Lines_To_Utf8(const std::string& lines);
 

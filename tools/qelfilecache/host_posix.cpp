@@ -1,9 +1,11 @@
 #include "tools/qelfilecache/host.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <idn2.h>
 #include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -121,6 +123,17 @@ std::string To_Text(const std::filesystem::path& path) {
 
 std::string To_Utf8(const std::string& text) {
     return text;
+}
+
+std::string Ascii_Name(const std::string& name) {
+    char* ascii = nullptr;
+    const bool is_ascii = std::ranges::all_of(name, [](unsigned char letter) { return letter < 0x80; });
+    if (is_ascii || ::idn2_to_ascii_8z(name.c_str(), &ascii, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL) != IDN2_OK) {
+        return {};
+    }
+    std::string copy = ascii;
+    ::idn2_free(ascii);
+    return copy;
 }
 
 std::string Lines_To_Utf8(const std::string& lines) {

@@ -202,6 +202,10 @@ std::string To_Utf8(const std::string& text) {
     return Narrow(CP_UTF8, Wide(CP_ACP, text));
 }
 
+std::string Ascii_Name(const std::string&) {
+    return {};
+}
+
 std::string Lines_To_Utf8(const std::string& lines) {
     std::string converted;
     for (std::size_t begin = 0; begin < lines.size();) {
