@@ -101,7 +101,7 @@ void CQelPcTrc::Write_Line(int level, const char* format, std::va_list arguments
     if (guarded) {
         SetLock(); // a line without the lock is better than no line
     }
-    const auto held = QEL::FrontEnd::Util::Hold_Write_Signals();
+    const auto held = QEL::FrontEnd::Util::Hold_Length_Signal();
     if (!m_Stream) {
         Open_Stream();
         Write_Header();

@@ -19,9 +19,9 @@ std::string Program_Path();
 /// its caller.
 std::string Environment_Variable(const char* name);
 
-/// While the result lives, a write of the calling thread that the system refuses (no reader, a limit on the
-/// length of files) fails, and no signal ends the host. Null on a system without such signals.
-std::shared_ptr<void> Hold_Write_Signals();
+/// While the result lives, a write of the calling thread to a file of the greatest length that the process may write
+/// fails, and no signal ends the host. Null where nothing limits that length.
+std::shared_ptr<void> Hold_Length_Signal();
 
 /// The current time in the local time zone.
 std::tm Local_Time();

@@ -123,7 +123,7 @@ bool CFileCache::Serialize() {
         is_unread = false;
         Directory_Use::Set_List_Unread(*this, is_unread);
     }
-    const auto held = Util::Hold_Write_Signals();
+    const auto held = Util::Hold_Length_Signal();
     Line_Writer writer(is_unread ? std::string() : path);
     writer.Write(Metadata_Magic);
     writer.Write(Version_Keyword);

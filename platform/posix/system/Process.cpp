@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace QEL::FrontEnd::Util {
@@ -41,8 +42,10 @@ std::string Environment_Variable(const char* name) {
     return value == nullptr ? std::string() : value;
 }
 
-std::shared_ptr<void> Hold_Write_Signals() {
-    return std::make_shared<Platform::Write_Signal_Guard>();
+std::shared_ptr<void> Hold_Length_Signal() {
+    rlimit limit{};
+    const bool is_limited = ::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+    return is_limited ? std::make_shared<Platform::Write_Signal_Guard>() : nullptr;
 }
 
 std::tm Local_Time() {

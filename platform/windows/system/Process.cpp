@@ -25,7 +25,7 @@ std::string Environment_Variable(const char* name) {
     return value;
 }
 
-std::shared_ptr<void> Hold_Write_Signals() {
+std::shared_ptr<void> Hold_Length_Signal() {
     return nullptr;
 }
 

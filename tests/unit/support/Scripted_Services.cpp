@@ -69,7 +69,7 @@ int Thread_Id() {
 std::string Program_Path() {
     return "test";
 }
-std::shared_ptr<void> Hold_Write_Signals() {
+std::shared_ptr<void> Hold_Length_Signal() {
     return nullptr;
 }
 std::tm Local_Time() {

@@ -37,7 +37,7 @@ int Thread_Id() {
 std::string Program_Path() {
     return g_trace_services.program_path;
 }
-std::shared_ptr<void> Hold_Write_Signals() {
+std::shared_ptr<void> Hold_Length_Signal() {
     return nullptr;
 }
 std::tm Local_Time() {
