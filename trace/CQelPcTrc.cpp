@@ -10,6 +10,7 @@
 #include <ctime>
 #include <utility>
 
+using QEL::FrontEnd::Util::Hold_Length_Signal;
 using QEL::FrontEnd::Util::Standard_Error;
 using namespace QEL::FrontEnd::Util::Tracing;
 
@@ -101,7 +102,9 @@ void CQelPcTrc::Write_Line(int level, const char* format, std::va_list arguments
     if (guarded) {
         SetLock(); // a line without the lock is better than no line
     }
-    const auto held = QEL::FrontEnd::Util::Hold_Length_Signal();
+    // Asked once, as the question takes half as long as the line.
+    static const bool s_is_limited = Hold_Length_Signal() != nullptr;
+    const auto held = s_is_limited ? Hold_Length_Signal() : nullptr;
     if (!m_Stream) {
         Open_Stream();
         Write_Header();

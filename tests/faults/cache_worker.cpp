@@ -86,10 +86,10 @@ int main(int argc, char** argv) {
 
     const unsigned long file_limit = std::stoul(argv[5]);
     if (file_limit > 0) {
-        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA); // the trace reaches the limit, too
         if (!Limit_Files(file_limit)) {
             return 3;
         }
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA); // the trace reaches the limit, too
     }
     for (int round = 0; rounds == 0 || round < rounds; ++round) {
         for (const std::string& request : requests) {

@@ -2,6 +2,7 @@
 
 #include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "platform/posix/system/Write_Signal_Guard.h"
 #include "util/Non_Copyable.h"
 
 #include <algorithm>
@@ -165,6 +166,7 @@ bool Has_Size(const File_Descriptor& object) {
     }
     if (status.st_size == 0) {
         // The process's umask may have taken rights that the user's other processes need.
+        const Write_Signal_Guard guard;
         return ::fchmod(object.Get(), S_IRUSR | S_IWUSR) == 0 && ::ftruncate(object.Get(), sizeof(Shared_Lock)) == 0;
     }
     return status.st_size == static_cast<off_t>(sizeof(Shared_Lock));

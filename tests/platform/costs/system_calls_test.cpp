@@ -116,8 +116,8 @@ TEST_F(System_Calls, OfAFreshnessCheckAreTwentyOne) {
     Calls calls = Calls_Of_A_Request(server.Site().Url("/landscape.xml", "127.0.0.1"));
     calls.erase("poll");
     calls.erase("ioctl");
-    EXPECT_THAT(calls, ElementsAre(Pair("close", 1), Pair("newfstatat", 4), Pair("openat", 1), Pair("recvfrom", 1),
-                                   Pair("prlimit64", 1), Pair("rt_sigprocmask", 2), Pair("rt_sigtimedwait", 1),
+    EXPECT_THAT(calls, ElementsAre(Pair("close", 1), Pair("newfstatat", 4), Pair("openat", 1), Pair("prlimit64", 1),
+                                   Pair("recvfrom", 1), Pair("rt_sigprocmask", 2), Pair("rt_sigtimedwait", 1),
                                    Pair("sendto", 1), Pair("write", 9)));
 }
 
