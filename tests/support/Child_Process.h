@@ -42,7 +42,9 @@ private:
     struct State;
     std::unique_ptr<State> m_State;
 #else
-    /// Forks: the process runs the action and ends with its result as exit status.
+    /// Forks: the process runs the action and ends with its result as exit status. Where other threads of the test
+    /// run meanwhile, the action allocates no memory: the sanitizers' allocator is locked for ever if one of them
+    /// was just allocating.
     explicit Child_Process(const std::function<int()>& action);
 
     pid_t Id() const {
@@ -57,6 +59,9 @@ private:
 };
 
 #ifndef _WIN32
+/// What exec() takes: pointers to the texts, and a null pointer.
+std::vector<char*> Pointers_To(const std::vector<std::string>& texts);
+
 /// The command for a user to whom permissions apply, also when the tests run as root: then still root, so that programs
 /// can be reached, but without root's way past permissions.
 std::vector<std::string> With_Ordinary_Rights(std::vector<std::string> command);

@@ -19,13 +19,17 @@ std::vector<std::string> Beside_The_Tests(const std::string& program, const std:
     return command;
 }
 
+std::vector<char*> Pointers_To(const std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (const auto& text : texts) {
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 Child_Process::Child_Process(const std::vector<std::string>& command)
-    : Child_Process([&command] {
-          std::vector<char*> arguments;
-          for (const auto& argument : command) {
-              arguments.push_back(const_cast<char*>(argument.c_str()));
-          }
-          arguments.push_back(nullptr);
+    : Child_Process([arguments = Pointers_To(command)] {
           prctl(PR_SET_PDEATHSIG, SIGTERM);
           execvp(arguments.front(), arguments.data());
           return 127;

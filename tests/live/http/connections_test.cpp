@@ -19,6 +19,7 @@
 #include "platform/posix/system/Write_Signal_Guard.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Child_Process.h"
+#include "tests/support/Nginx_Server.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/User_Configuration.h"
@@ -54,15 +55,22 @@ TEST(Connections, BelongToTheProcessThatMadeThem) {
     const Scratch_Directory directory;
     const Certificate_Authority authority(directory.Path(), "authority");
     const Environment_Variable trusted("SSL_CERT_FILE", authority.File().c_str());
-    const Web_Server server(Serve_All, authority.Issue("server", {}));
-    EXPECT_EQ(Head(server.Url()).status, 200);
-    EXPECT_EQ(Get(server.Url()).body, "abc");
-    EXPECT_EQ(server.Connections(), 1) << "one TLS handshake for freshness check and download";
+    const Nginx_Server server({{"", authority.Issue("server", {})}});
+    server.Write("file", "abc");
+    EXPECT_EQ(Head(server.Url("/file")).status, 200);
+    EXPECT_EQ(Get(server.Url("/file")).body, "abc");
 
-    EXPECT_EQ(Child_Process([&] { return Get(server.Url()).body == "abc" ? 0 : 1; }).Wait(), 0);
-    EXPECT_EQ(server.Connections(), 2) << "one of the child's own";
-    EXPECT_EQ(Get(server.Url()).body, "abc");
-    EXPECT_EQ(server.Connections(), 2) << "the parent's is still open";
+    EXPECT_EQ(Child_Process([&] { return Get(server.Url("/file")).body == "abc" ? 0 : 1; }).Wait(), 0);
+    EXPECT_EQ(Get(server.Url("/file")).body, "abc");
+
+    std::vector<std::string> connections;
+    for (const auto& request : server.Requests(4)) {
+        connections.push_back(request.substr(0, request.find(' ')));
+    }
+    ASSERT_EQ(connections.size(), 4U);
+    EXPECT_EQ(connections[1], connections[0]) << "one TLS handshake for freshness check and download";
+    EXPECT_NE(connections[2], connections[0]) << "one of the child's own";
+    EXPECT_EQ(connections[3], connections[0]) << "the parent's is still open";
 }
 
 TEST(Connections, AreNotSharedBetweenServers) {
@@ -223,8 +231,8 @@ TEST(Connections, AreClosedAfterTwoIdleMinutes) {
 
 /// Whatever the host writes there later would reach the server.
 TEST(Connections, DoNotTakeThePlaceOfAClosedStandardError) {
-    const Web_Server server(Serve_All);
-    EXPECT_EQ(Child_Process([&] {
+    EXPECT_EQ(Child_Process([] {
+                  const Web_Server server(Serve_All);
                   ::close(STDERR_FILENO);
                   struct stat status {};
                   return Get(server.Url()).status == 200 && ::fstat(STDERR_FILENO, &status) == 0 &&
