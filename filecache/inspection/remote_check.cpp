@@ -10,9 +10,6 @@
 #include "util/Dead_Servers.h"
 #include "util/File_Head.h"
 #include "util/HttpClient.h"
-#include "util/Last_Error.h"
-
-#include <stdexcept>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -132,9 +129,9 @@ void Cache_Inspection::Ask_Share(CFileCache& probe, const std::string& path, Rem
         answer.last_modified = std::to_string(modification_time);
         try {
             Util::FileSystem::Read_File_Head(path, 1);
-        } catch (const std::runtime_error&) { // GCOVR_EXCL_BR_LINE: exceptions
-            answer.answered = false;          // it can be listed, and not read
-            answer.error = Util::Get_Last_Error();
+        } catch (const Util::FileSystem::Unreadable_File& unreadable) { // GCOVR_EXCL_BR_LINE: exceptions
+            answer.answered = false;                                    // it can be listed, and not read
+            answer.error = unreadable.error;
         }
     }
 }

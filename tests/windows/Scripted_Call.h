@@ -6,24 +6,49 @@
 #undef FindNextFile
 
 #include <functional>
+#include <string_view>
 
 namespace QEL::Tests {
 
+/// Where this program looks up the address of a call of a DLL; null when it never makes that call.
+inline ULONG_PTR* Imported_Address(std::string_view call) {
+    char* const program = reinterpret_cast<char*>(GetModuleHandleA(nullptr));
+    const auto* headers =
+        reinterpret_cast<IMAGE_NT_HEADERS*>(program + reinterpret_cast<IMAGE_DOS_HEADER*>(program)->e_lfanew);
+    const auto& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    auto* library = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(program + imports.VirtualAddress);
+    for (; library->Name != 0; ++library) {
+        auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(program + library->OriginalFirstThunk);
+        auto* address = reinterpret_cast<IMAGE_THUNK_DATA*>(program + library->FirstThunk);
+        for (; name->u1.AddressOfData != 0; ++name, ++address) {
+            if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) &&
+                call == reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(program + name->u1.AddressOfData)->Name) {
+                return reinterpret_cast<ULONG_PTR*>(&address->u1.Function);
+            }
+        }
+    }
+    return nullptr;
+}
+
 /// A call of the system that a test answers in its place; without a script the system does.
-template <typename Function, const auto& Name>
+template <typename Function>
 struct System_Call;
 
-template <typename Result, typename... Arguments, const auto& Name>
-struct System_Call<Result WINAPI(Arguments...), Name> {
-    std::function<Result(Arguments...)> script;
+template <typename Result, typename... Arguments>
+struct System_Call<Result WINAPI(Arguments...)> {
+    using Function = Result WINAPI(Arguments...);
 
-    static Result Real(Arguments... arguments) {
-        FARPROC call = nullptr;
-        for (const char* library : {"kernel32.dll", "wininet.dll", "crypt32.dll"}) {
-            call = call != nullptr ? call : GetProcAddress(GetModuleHandleA(library), Name);
+    System_Call(const char* name, Function* answer) {
+        if (ULONG_PTR* const address = Imported_Address(name)) {
+            Real = reinterpret_cast<Function*>(*address);
+            DWORD protection = 0;
+            VirtualProtect(address, sizeof(*address), PAGE_READWRITE, &protection);
+            *address = reinterpret_cast<ULONG_PTR>(answer);
         }
-        return reinterpret_cast<Result(WINAPI*)(Arguments...)>(reinterpret_cast<void*>(call))(arguments...);
     }
+
+    std::function<Result(Arguments...)> script;
+    Function* Real = nullptr;
 };
 
 template <auto& Call, typename Function>
@@ -38,14 +63,10 @@ struct Replacement<Call, Result WINAPI(Arguments...)> {
 
 } // namespace QEL::Tests
 
-/// Where the compiler looks up the address of a call of a DLL.
 #define SCRIPTED(call)                                                                                                 \
     namespace QEL::Tests {                                                                                             \
     namespace {                                                                                                        \
-    constexpr char name_of_##call[] = #call;                                                                           \
-    System_Call<decltype(call), name_of_##call> s_##call;                                                              \
+    extern System_Call<decltype(call)> s_##call;                                                                       \
+    System_Call<decltype(call)> s_##call(#call, &Replacement<s_##call, decltype(call)>::Answer);                       \
     }                                                                                                                  \
-    }                                                                                                                  \
-    extern "C" {                                                                                                       \
-    decltype(&call) __imp_##call = &QEL::Tests::Replacement<QEL::Tests::s_##call, decltype(call)>::Answer;             \
     }

@@ -186,12 +186,13 @@ TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
     EXPECT_THAT(unasked.Description(), StartsWith("The server was last tried at "));
     using namespace FrontEnd::Util::FileSystem;
     for (const std::function<void()>& ask : {std::function<void()>([&] { EXPECT_FALSE(Path_Exists(path)); }),
-                                             {[&] { EXPECT_EQ(Get_File_Attributes(path), Invalid_Attributes); }},
-                                             {[&] { EXPECT_THROW(Read_File_Head(path, 1), std::runtime_error); }}}) {
+                                             {[&] { EXPECT_EQ(Get_File_Attributes(path), Invalid_Attributes); }}}) {
         SetLastError(0);
         ask();
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
     }
+    EXPECT_THAT([&] { Read_File_Head(path, 1); },
+                Throws<Unreadable_File>(Field(&Unreadable_File::error, static_cast<DWORD>(timed_out))));
 }
 
 struct Failure_Case {

@@ -140,6 +140,9 @@ public:
 };
 
 TEST(Host_Services, MayThrowThroughTheLibrary) {
+    if (sizeof(void*) == 4) {
+        GTEST_SKIP() << "no exception passes from one module to another";
+    }
     CFileCache cache(std::make_shared<Exhausted_Services>(""));
     EXPECT_THROW(cache.Set_Cache_Directory("C:\\"), std::bad_alloc);
 }

@@ -133,13 +133,15 @@ TEST_F(System_Calls, OnAFileThatAScannerHoldsAreRepeated) {
         EXPECT_NE(services->Copy_File(file.c_str(), target.c_str(), 0), 0) << error;
         EXPECT_EQ(Content_Of(target), "content");
         Hold(3, error);
-        EXPECT_TRUE(services->Delete_File(scratch.Write("old"))) << error;
+        EXPECT_NE(services->Copy_File(file.c_str(), (scratch / "new").c_str(), 1), 0) << error;
+        Hold(3, error);
+        EXPECT_TRUE(services->Delete_File(scratch / "new")) << error;
         for (const auto mode : {std::ios::in, std::ios::out}) {
             Hold(3, error);
             EXPECT_TRUE(Outlast_Exclusive_Use(file, mode));
         }
     }
-    EXPECT_EQ(waited, 2 * 4 * 3 * 20U);
+    EXPECT_EQ(waited, 2 * 5 * 3 * 20U);
 }
 
 TEST_F(System_Calls, AreRepeatedForASecondAndForTwoInAMinute) {
@@ -164,8 +166,9 @@ TEST_F(System_Calls, ThatFailForGoodAreNotRepeated) {
     Hold(1000, ERROR_ACCESS_DENIED);
     const std::string read_only = scratch.Write("read-only");
     Make_Read_Only(read_only);
-    for (const std::string& target : {scratch / "new", read_only, scratch.Path().string()}) {
-        EXPECT_EQ(services->Copy_File(file.c_str(), target.c_str(), 0), 0) << target;
+    for (const auto& [source, target] :
+         {std::pair{read_only, scratch / "new"}, {file, read_only}, {file, scratch.Path().string()}}) {
+        EXPECT_EQ(services->Copy_File(source.c_str(), target.c_str(), 0), 0) << target;
         EXPECT_EQ(Get_Last_Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
     }
     EXPECT_EQ(waited, 0U);

@@ -145,7 +145,9 @@ TEST_F(Wininet_Client, FollowsNoRedirectThatIsTooLong) {
         *length = static_cast<DWORD>(std::string_view(base).copy(url, *length)); // as the system may do
         return TRUE;
     };
-    EXPECT_EQ(Send(Url("/redirect-to/302?" + Url("/" + std::string(2084, 'x')))), 302U);
+    for (const std::string& target : {std::string("/") + std::string(2083, 'x'), "/" + std::string(2000, 'x')}) {
+        EXPECT_EQ(Send(Url("/redirect-to/302?" + target)), 302U) << target.size();
+    }
 }
 
 TEST_F(Wininet_Client, SendsOnceMoreWithoutACertificateOfTheClient) {

@@ -5,8 +5,6 @@
 #include "platform/posix/system/Win32_Error.h"
 #include "util/Control_Characters.h"
 
-#include <stdexcept>
-
 namespace QEL::FrontEnd::Util::FileSystem {
 
 using namespace Platform;
@@ -31,7 +29,7 @@ std::uint32_t Read_Head(const std::string& path, std::size_t count, std::string&
 std::string Read_File_Head(const std::string& path, std::size_t count) {
     std::string head;
     if (const auto error = Note_Error(Read_Head(path, count, head)); error != Error_Success) {
-        throw std::runtime_error(path + ": " + Win32_Error_Text(error));
+        throw Unreadable_File(path + ": " + Win32_Error_Text(error), error);
     }
     return head;
 }

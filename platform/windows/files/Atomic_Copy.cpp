@@ -7,6 +7,7 @@
 #include "platform/windows/handles/Unique_Handle.h"
 #include "util/Control_Characters.h"
 #include "util/Non_Copyable.h"
+#include "util/Path_Queries.h"
 
 #include <utility>
 
@@ -72,8 +73,11 @@ public:
     /// Gives the complete file the target's name.
     bool Publish(bool fail_if_exists) {
         const DWORD flags = fail_if_exists ? 0 : MOVEFILE_REPLACE_EXISTING;
-        if (Outlast_Scanners(
-                m_Target, [&] { return Flush(m_Path) && MoveFileExA(m_Path.c_str(), m_Target.c_str(), flags) != 0; })) {
+        // A target that is not there denies no access: the new file is held.
+        const bool is_new = Util::FileSystem::Occupant_Of(m_Target) == Util::FileSystem::Occupant::Nothing;
+        if (Outlast_Scanners(is_new ? m_Path : m_Target, [&] {
+                return Flush(m_Path) && MoveFileExA(m_Path.c_str(), m_Target.c_str(), flags) != 0;
+            })) {
             m_Path.clear();
             return true;
         }

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <stdexcept>
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
@@ -20,8 +19,7 @@ namespace {
                                         text.data(), static_cast<DWORD>(text.size()), nullptr);
     std::string message(text.data(), length);
     message.erase(message.find_last_not_of(" \r\n") + 1);
-    SetLastError(error);
-    throw std::runtime_error(path + ": " + (message.empty() ? "error " + std::to_string(error) : message));
+    throw Unreadable_File(path + ": " + (message.empty() ? "error " + std::to_string(error) : message), error);
 }
 
 } // namespace

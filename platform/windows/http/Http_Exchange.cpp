@@ -89,12 +89,13 @@ Response_Headers Headers(const Internet_Handle& request) {
 std::string Resolve_Location(const std::string& base_url, const std::string& location) {
     std::string url(INTERNET_MAX_URL_LENGTH, '\0');
     auto length = static_cast<DWORD>(url.size());
-    if (location.empty() || location.size() > url.size() ||
+    if (location.empty() || location.size() >= url.size() ||
         InternetCombineUrlA(base_url.c_str(), location.c_str(), url.data(), &length, ICU_BROWSER_MODE) == 0) {
         return {};
     }
     url.resize(length);
-    return url;
+    const bool is_too_long = url == base_url && base_url.size() + location.size() >= INTERNET_MAX_URL_LENGTH;
+    return is_too_long ? std::string() : url;
 }
 
 /// The last error of WinInet as a failure.

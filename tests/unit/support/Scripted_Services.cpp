@@ -146,8 +146,7 @@ bool Outlast_Exclusive_Use(const std::string&, std::ios::openmode mode) {
 
 std::string Read_File_Head(const std::string& path, std::size_t) {
     if (g_services.file_unreadable) {
-        g_services.last_error = 5;
-        throw std::runtime_error(path + ": access is denied");
+        throw Unreadable_File(path + ": access is denied", 5);
     }
     return {};
 }
