@@ -1,10 +1,13 @@
 #pragma once
 
 #include "util/Body_Publication.h"
+#include "util/Non_Copyable.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -77,6 +80,32 @@ struct Request_Object_Creation {
     HResult result = 0;
     std::uint32_t last_error = 0; ///< the system's last error after a failure
 };
+
+/// While it lives, each request of its thread opens a connection of its own.
+class New_Connections : private Util::Non_Copyable {
+public:
+    /// @param url of the server that is meant.
+    /// @param address of its name, to which the connections to it go, on Linux. Empty: the system chooses.
+    New_Connections(std::string url, std::string address) : m_Url(std::move(url)), m_Address(std::move(address)) {
+        t_current = this;
+    }
+    ~New_Connections() { t_current = nullptr; }
+
+    /// Null when the thread has none.
+    static const New_Connections* Current() { return t_current; }
+
+    const std::string& Url() const { return m_Url; }
+    const std::string& Address() const { return m_Address; }
+
+private:
+    inline static thread_local const New_Connections* t_current = nullptr;
+    const std::string m_Url;
+    const std::string m_Address;
+};
+
+/// The numeric addresses of the server that a URL names. Empty when they are unknown, or a request cannot choose one of
+/// them: through a proxy, and on Windows.
+std::vector<std::string> Addresses_Of_Server(const std::string& url);
 
 /// Creates a request object: the first HTTP client of the platform.
 /// @param copy_directory the directory of the saved body.

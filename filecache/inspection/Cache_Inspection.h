@@ -139,8 +139,14 @@ public:
     /// It also opens a file on a share for reading.
     Remote_Answer Ask_Remote_Side(const Request_Explanation& explained) const;
 
-    /// The same with details of a web server's response.
-    Remote_Answer Ask_Remote_Side(const Request_Explanation& explained, Response_Details& details) const;
+    /// The same with details of a web server's response, over a connection of its own.
+    /// @param address one of Addresses_Of, to which the connection goes; empty: the system chooses.
+    Remote_Answer Ask_Remote_Side(const Request_Explanation& explained, Response_Details& details,
+                                  const std::string& address = {}) const;
+
+    /// The numeric addresses of a web server. Empty when they are unknown, or a request cannot choose one of them:
+    /// through a proxy, and on Windows.
+    static std::vector<std::string> Addresses_Of(const std::string& url);
 
     /// The proxy for a web address: `value` is its host and port, empty for a direct connection; `source` is the
     /// variable or setting that names it, or empty. None when the system does not report it.

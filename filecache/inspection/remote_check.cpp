@@ -48,14 +48,20 @@ std::optional<Inspected_Setting> Cache_Inspection::Proxy_For(const std::string& 
     return Inspected_Setting{"proxy", proxy->text, proxy->place, proxy->text};
 }
 
+std::vector<std::string> Cache_Inspection::Addresses_Of(const std::string& url) {
+    return Addresses_Of_Server(url);
+}
+
 Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained) const {
     Response_Details details;
     return Ask_Remote_Side(explained, details);
 }
 
-Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained, Response_Details& details) const {
+Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& explained, Response_Details& details,
+                                                const std::string& address) const {
     const std::lock_guard guard(s_api_mutex);
     const Util::Asking_Anyway asking; // what is remembered of the server is no answer
+    const New_Connections connecting(explained.normalised, address);
     // The members that an attempt leaves behind stay with the copy.
     CFileCache probe(*m_State->cache);
     Remote_Answer answer;

@@ -1,8 +1,11 @@
 #include "tests/support/Local_Names.h"
 
 #include <chrono>
+#include <cstdlib>
+#include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include <dlfcn.h>
 #include <netdb.h>
@@ -28,6 +31,22 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
     }
     if (host.ends_with(".example")) {
         return s_system_function(name, service, hints, result);
+    }
+    if (host.ends_with(".nodes.test")) {
+        int error = EAI_NONAME;
+        *result = nullptr;
+        for (int node = std::atoi(name); node > 0; --node) {
+            addrinfo* address = nullptr;
+            error = s_system_function(("127.0.0." + std::to_string(node)).c_str(), service, hints, &address);
+            if (error == 0) {
+                auto* last = address;
+                while (last->ai_next != nullptr) {
+                    last = last->ai_next;
+                }
+                last->ai_next = std::exchange(*result, address);
+            }
+        }
+        return error;
     }
     if (host.ends_with(".test")) {
         return s_system_function("127.0.0.1", service, hints, result);

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <set>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -32,17 +33,18 @@ Socket::~Socket() {
     }
 }
 
-Socket Bind_Free_Port() {
+Socket Bind_Port(const char* address, int port) {
     Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const auto address = Loopback(0);
-    if (bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        throw std::runtime_error("no free port on 127.0.0.1");
+    auto end = Loopback(port);
+    if (inet_pton(AF_INET, address, &end.sin_addr) != 1 ||
+        bind(socket.Get(), reinterpret_cast<const sockaddr*>(&end), sizeof end) != 0) {
+        throw std::runtime_error(std::string("no free port on ") + address);
     }
     return socket;
 }
 
 Socket Listen_On_Free_Port(int backlog) {
-    Socket socket = Bind_Free_Port();
+    Socket socket = Bind_Port();
     if (listen(socket.Get(), backlog) != 0) {
         throw std::runtime_error("no socket to listen on");
     }
@@ -66,7 +68,7 @@ int Free_Port() {
     static std::set<int> s_given_out; // the system soon offers a port again that nobody has bound yet
     const std::lock_guard lock(s_mutex);
     for (;;) {
-        const auto port = Port_Of(Bind_Free_Port());
+        const auto port = Port_Of(Bind_Port());
         if (s_given_out.insert(port).second) {
             return port;
         }

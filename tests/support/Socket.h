@@ -25,8 +25,9 @@ private:
     int m_Descriptor = -1;
 };
 
-/// A socket bound to a free port of 127.0.0.1, not yet listening.
-Socket Bind_Free_Port();
+/// A socket bound to a port of 127.0.0.1 or another address, not yet listening.
+/// @param port 0: a free one.
+Socket Bind_Port(const char* address = "127.0.0.1", int port = 0);
 
 /// One that listens.
 Socket Listen_On_Free_Port(int backlog);

@@ -102,9 +102,9 @@ void Server_Connection::Shut_Down() {
     shutdown(m_Socket.Get(), SHUT_RDWR);
 }
 
-Web_Server::Web_Server(std::string response, std::string host)
+Web_Server::Web_Server(std::string response, std::string host, int port)
     : m_Host(std::move(host)), m_Behaviour([this](Server_Connection& connection) { Respond(connection); }),
-      m_Response(std::move(response)) {
+      m_Port(port), m_Response(std::move(response)) {
     Listen();
 }
 
@@ -167,7 +167,7 @@ void Web_Server::Stop() {
 }
 
 void Web_Server::Listen(int receive_buffer) {
-    m_Listener = Bind_Free_Port();
+    m_Listener = Bind_Port(m_Host.starts_with("127.") ? m_Host.c_str() : "127.0.0.1", m_Port);
     if (receive_buffer > 0) {
         setsockopt(m_Listener.Get(), SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
     }

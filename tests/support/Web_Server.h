@@ -82,8 +82,9 @@ public:
     static constexpr int Smallest_Receive_Buffer = 1;
 
     /// @param response to every request; empty: the files
-    /// @param host the name in its URLs, which the tests resolve to 127.0.0.1
-    explicit Web_Server(std::string response = "", std::string host = "127.0.0.1");
+    /// @param host its address of this machine, or a name for its URLs, which the tests resolve to 127.0.0.1
+    /// @param port 0: a free one
+    explicit Web_Server(std::string response = "", std::string host = "127.0.0.1", int port = 0);
 
     /// @param receive_buffer what the system takes from a client before the behaviour reads; 0: its own choice
     explicit Web_Server(Behaviour behaviour, int receive_buffer = 0);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <list>
 #include <random>
 #include <sstream>
 
@@ -42,7 +43,8 @@ TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
     EXPECT_EQ(Verdict(result),
               "would not be served: there is no copy, and the server responds with status 404 (not found), "
               "unless a download succeeds all the same.\n");
-    EXPECT_THAT(m_Server.Requests(), ElementsAre("HEAD /a.xml", "HEAD /missing.xml"));
+    EXPECT_THAT(m_Server.Requests(), AllOf(SizeIs(6), Each(StartsWith("HEAD "))));
+    EXPECT_EQ(m_Server.Connections(), 6) << "each file is asked for three times, over new connections";
 
     Fetch();
     m_Server.Publish("/a.xml", "<new/>", Tuesday);
@@ -67,7 +69,7 @@ TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
                                   HasSubstr(std::string("last changed at '") + Monday + "'"),
                                   HasSubstr(" Error 12029: The server 127.0.0.1 (port "),
                                   HasSubstr(") cannot be connected to: Connection refused. Check that it runs, "),
-                                  Not(HasSubstr("The system says"))));
+                                  Not(HasSubstr("The system says")), Not(HasSubstr("over new connections"))));
     EXPECT_THAT(Verdict(result), StartsWith("would make the cache try a download next, as the check failed: "));
     EXPECT_EQ(Get_Copy(m_Url), m_Copy);
 }
@@ -99,7 +101,8 @@ TEST_F(Explain, NamesTheProxyAndHidesItsLogin) {
     EXPECT_THAT(run({"get", m_Url}).err, HasSubstr(wants_login + "\n  Next: have the proxy let this machine"));
     const Tool_Result asked = run({"explain", "--check", m_Url});
     EXPECT_THAT(asked.out, AllOf(HasSubstr(". The request goes through the " + named + ".\n"),
-                                 HasSubstr("Asked just now, " + wants_login + ". Have the proxy let this machine")));
+                                 HasSubstr("Asked just now, " + wants_login + ". Have the proxy let this machine"),
+                                 HasSubstr("each time. Its addresses cannot be asked one by one, because the proxy ")));
     EXPECT_THAT(Verdict(asked), HasSubstr("there is no copy, and " + wants_login));
     EXPECT_EQ(json::parse(run({"explain", "--json", m_Url}).out)[0]["proxy"],
               (json{{"address", "127.0.0.1:" + port}, {"source", "http_proxy"}}));
@@ -162,6 +165,81 @@ TEST_F(Explain, SaysWhatTheServerReallySaid) {
     const json remote = json::parse(Run_On_Cache({"explain", "--check", "--json", m_Url}).out)[0]["remote"];
     EXPECT_EQ(remote["final_url"], elsewhere.Url("/login"));
     EXPECT_EQ(remote["content_length"], 0);
+}
+
+TEST_F(Explain, WarnsWhereTheServerDoesNotSayTheSameEachTime) {
+    EXPECT_THAT(Check_Url(m_Url).out, HasSubstr("Asked 3 times over new connections, the server says the same each "
+                                                "time.\n"));
+    const std::string monday = std::string("Last-Modified '") + Monday + "'";
+    const std::string stamp = std::string("200 OK\r\nLast-Modified: ") + Monday + "\r\nContent-Length: ";
+    const std::string chance = ", so what a request gets is a matter of chance.\n";
+    const std::tuple<std::string, std::string, std::string, std::string, std::string> others[] = {
+        {stamp + "5\r\n", monday + ", 4 bytes (2 times); " + monday + ", 5 bytes (1 time). ", chance, "downloaded",
+         "5"},
+        {std::string("200 OK\r\nLast-Modified: ") + Tuesday + "\r\n",
+         monday + ", 4 bytes (2 times); Last-Modified '" + Tuesday + "' (1 time). ",
+         ", so every check can become a download.\n", "downloaded", "null"},
+        {"404 Not Found\r\nContent-Length: 0\r\n",
+         monday + ", 4 bytes (2 times); the server responds with status 404 (not found) (1 time). ", chance, "depends",
+         "0"}};
+    for (const auto& [other, step, consequence, expected, length] : others) {
+        int connections = 0;
+        Web_Server balancer([&](Server_Connection& client) {
+            client.Read_Request();
+            client.Send("HTTP/1.1 " + (++connections % 3 == 0 ? other : stamp + "4\r\n") + "\r\n");
+        });
+        const std::string url = balancer.Url("/a.xml", "127.0.0.1");
+        const Tool_Result result = Check_Url(url);
+        EXPECT_THAT(result.out, HasSubstr("Asked 3 times over new connections, the server does not say the same each "
+                                          "time: " +
+                                          step +
+                                          "Behind a load balancer, publish the same file with the same time of "
+                                          "change on every server.\n"));
+        EXPECT_EQ(Verdict(result),
+                  "would be served from a new copy. But the server does not say the same each time" + consequence);
+        const json report = json::parse(Run_On_Cache({"explain", "--check", "--json", url}).out)[0];
+        EXPECT_EQ(report["remote"]["differs"], true);
+        EXPECT_EQ(report["remote"]["asked"][0]["content_length"], 4);
+        EXPECT_EQ(report["remote"]["asked"][2]["content_length"].dump(), length);
+        EXPECT_EQ(report["expected"], expected);
+    }
+}
+
+TEST_F(Explain, AsksEachAddressOfTheServersName) {
+    std::list<Web_Server> nodes;
+    for (const char* const address : {"127.0.0.2", "127.0.0.3"}) {
+        nodes.emplace_back("", address, m_Server.Port()).Publish("/a.xml", "<a/>", Monday);
+    }
+    const auto check = [&](int addresses, const Words& more = {}) {
+        Words arguments = {"explain", "--check"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        arguments.push_back(m_Server.Url("/a.xml", std::to_string(addresses) + ".nodes.test"));
+        Tool_Run run = A_Run_On_Cache(arguments);
+        run.environment["LD_PRELOAD"] = QEL_LOCAL_NAMES;
+        run.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+        return Run_Tool(run);
+    };
+    EXPECT_THAT(check(3).out, HasSubstr("Asked 3 times over new connections and at 3 addresses of its name, the server "
+                                        "says the same each time.\n"));
+    EXPECT_EQ(nodes.back().Requests(), std::vector<std::string>{"HEAD /a.xml"});
+
+    nodes.back().Publish("/a.xml", "<b/>", Tuesday);
+    nodes.front().Stop();
+    const Tool_Result result = check(3);
+    EXPECT_THAT(result.out, AllOf(HasSubstr("', 4 bytes (3 times, 127.0.0.1); Last-Modified '" + std::string(Tuesday) +
+                                            "', 4 bytes (127.0.0.3). Behind"),
+                                  HasSubstr("No response comes from 127.0.0.2: the server 3.nodes.test (port")));
+    EXPECT_THAT(Verdict(result), EndsWith("so every check can become a download.\n"));
+    const json remote = json::parse(check(10, {"--json"}).out)[0]["remote"];
+    EXPECT_EQ(remote["not_asked"], "2 more of its addresses were not asked.");
+    EXPECT_EQ(remote["asked"].size(), 11U);
+    EXPECT_EQ(remote["asked"][0]["address"], nullptr);
+    EXPECT_EQ(remote["asked"][5]["address"], "127.0.0.3");
+    EXPECT_EQ(remote["asked"][5]["last_modified"], Tuesday);
+
+    m_Server.Respond_With("HTTP/1.1 302 Found\r\nLocation: http://127.0.0.3:" + std::to_string(m_Server.Port()) +
+                          "/a.xml\r\nContent-Length: 0\r\n\r\n");
+    EXPECT_THAT(check(2).out, HasSubstr("The addresses of the server that it redirects to were not asked one by one."));
 }
 
 TEST_F(Explain, ChangesNothing) {

@@ -109,6 +109,9 @@ public:
                           " " + Shown(password),
                       m_Script.opened);
     }
+    HRESULT WINAPI setRequestHeader(BSTR name, BSTR value) override {
+        return Record(Narrow(name) + ": " + Narrow(value), S_OK);
+    }
     HRESULT WINAPI send(VARIANT body) override {
         m_Script.sending();
         return Record("send " + Shown(body), m_Script.sent);
@@ -139,7 +142,6 @@ public:
     HRESULT WINAPI Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
         return Unexpected();
     }
-    HRESULT WINAPI setRequestHeader(BSTR, BSTR) override { return Unexpected(); }
     HRESULT WINAPI getAllResponseHeaders(BSTR*) override { return Unexpected(); }
     HRESULT WINAPI abort() override { return Unexpected(); }
     HRESULT WINAPI get_statusText(BSTR*) override { return Unexpected(); }

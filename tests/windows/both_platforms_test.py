@@ -156,7 +156,9 @@ class BothPlatforms(unittest.TestCase):
             explained = self.run_program(platform, cache, "explain", "--json", "--check", url, unknown_authority,
                                          "file:/unusable")
             results = json.loads(explained[1])
-            self.assertEqual(self.requests(), ["HEAD /landscape.xml"], name)
+            self.assertEqual(self.requests(), ["HEAD /landscape.xml"] * 3, name)
+            self.assertEqual([asked["last_modified"] for asked in results[0]["remote"]["asked"]],
+                             [entries[0]["last_modified"]] * 3)
             after = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
             self.assertEqual(after, before, name)
 

@@ -203,6 +203,14 @@ TEST_F(Scripted_Request, HandsTimeOutsOnInTheirOrderIsSynchronousAndLeavesUserPa
                                           "open HEAD http://server/file?a=b false omitted omitted", "send omitted"));
 }
 
+TEST_F(Scripted_Request, UsesAConnectionOfItsOwnWhereThatIsWanted) {
+    const auto request = Request();
+    const New_Connections wanted("http://server/", "");
+    EXPECT_EQ(request->Open("HEAD", "http://server/"), S_OK);
+    EXPECT_THAT(script.calls, ElementsAre(StartsWith("open HEAD"), "Connection: close"));
+    EXPECT_THAT(Addresses_Of_Server("http://server/"), IsEmpty());
+}
+
 TEST_F(Scripted_Request, ReturnsTheResultOfEachCall) {
     script.timeouts_set = script.opened = script.sent = script.status_known = Refused;
     script.header = [](const std::wstring&, BSTR*) { return Refused; };

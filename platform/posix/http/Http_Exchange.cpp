@@ -20,6 +20,7 @@
 #include "platform/posix/http/exchange_failures.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
 #include "util/Ascii.h"
+#include "util/IRequest_Object.h"
 
 namespace QEL::FrontEnd::Platform {
 
@@ -102,6 +103,16 @@ private:
         set(m_Request.method == Http_Method::Head ? CURLOPT_NOBODY : CURLOPT_HTTPGET, 1L);
         set(CURLOPT_CONNECTTIMEOUT_MS, long{Longest_Wait.count()});
         set(CURLOPT_PROXY, m_Proxy.c_str());
+        if (const auto* const wanted = FileCache::New_Connections::Current()) {
+            set(CURLOPT_FRESH_CONNECT, 1L);
+            set(CURLOPT_FORBID_REUSE, 1L);
+            if (const auto server = Http_Url::Parse(wanted->Url()); server && !wanted->Address().empty()) {
+                const bool is_ipv6 = wanted->Address().find(':') != std::string::npos;
+                const auto address = is_ipv6 ? '[' + wanted->Address() + ']' : wanted->Address();
+                m_Connect_To.reset(curl_slist_append(nullptr, (server->host + "::" + address + ':').c_str()));
+                set(CURLOPT_CONNECT_TO, m_Connect_To.get());
+            }
+        }
         const bool verifies = m_Check == Certificate_Check::Verify;
         set(CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
         set(CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
@@ -278,6 +289,11 @@ private:
     std::uint64_t m_Body_Bytes = 0;
     std::optional<Http_Failure> m_Failure;
     std::array<char, CURL_ERROR_SIZE> m_Curl_Message{};
+
+    struct List_Deleter {
+        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    };
+    std::unique_ptr<curl_slist, List_Deleter> m_Connect_To; ///< the address that is meant, if only one is
 };
 
 std::optional<Http_Failure> Exchange(const Http_Request& request, const Http_Url& url, Certificate_Check check,

@@ -4,14 +4,17 @@
 #include <cstdint>
 #include <cstdlib>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include <arpa/inet.h>
+#include <netdb.h>
 
 #include "util/Ascii.h"
 #include "util/Configuration_Source.h"
+#include "util/IRequest_Object.h"
 #include "util/Process.h"
 
 namespace QEL::FrontEnd::Platform {
@@ -105,4 +108,30 @@ std::optional<QEL::FrontEnd::Util::Configured_Value> QEL::FrontEnd::Util::Find_P
     auto found = http_url ? Platform::Find(*http_url) : Configured_Value();
     found.text = Platform::Host_And_Port(found.text);
     return found;
+}
+
+std::vector<std::string> QEL::FrontEnd::FileCache::Addresses_Of_Server(const std::string& url) {
+    const auto http_url = Platform::Http_Url::Parse(url);
+    if (!http_url || !Platform::Proxy_For(*http_url).empty()) {
+        return {};
+    }
+    const std::string& host = http_url->host;
+    const std::string name = host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
+    addrinfo hints{};
+    hints.ai_flags = AI_ADDRCONFIG; // none of a kind that this machine cannot reach
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(name.c_str(), nullptr, &hints, &found) != 0) {
+        return {};
+    }
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(found, &::freeaddrinfo);
+    std::vector<std::string> addresses;
+    for (const auto* next = found; next != nullptr; next = next->ai_next) {
+        char text[NI_MAXHOST] = "";
+        ::getnameinfo(next->ai_addr, next->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+        if (std::find(addresses.begin(), addresses.end(), text) == addresses.end()) {
+            addresses.emplace_back(text);
+        }
+    }
+    return addresses;
 }

@@ -66,8 +66,14 @@ public:
         m_Order.url = Platform::Http_Url::Parse(url).value_or(Platform::Http_Url{url, {}, url, {}});
         const Bstr method_text(Platform::To_Wide(method));
         const Bstr url_text(Platform::To_Wide(url));
-        return m_Request->open(method_text.Get(), url_text.Get(), Platform::Boolean_Argument(false),
-                               Platform::Omitted_Argument(), Platform::Omitted_Argument());
+        const HResult result = m_Request->open(method_text.Get(), url_text.Get(), Platform::Boolean_Argument(false),
+                                               Platform::Omitted_Argument(), Platform::Omitted_Argument());
+        if (!Failed(result) && New_Connections::Current() != nullptr) {
+            const Bstr name(L"Connection");
+            const Bstr value(L"close"); // so the next request cannot use it
+            m_Request->setRequestHeader(name.Get(), value.Get());
+        }
+        return result;
     }
 
     /// The system's object follows redirects itself.

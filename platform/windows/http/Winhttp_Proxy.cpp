@@ -6,6 +6,7 @@
 #include <winhttp.h> // which cannot be included beside <wininet.h>
 
 #include "util/Configuration_Source.h"
+#include "util/IRequest_Object.h"
 
 #include <memory>
 
@@ -32,4 +33,8 @@ std::optional<QEL::FrontEnd::Util::Configured_Value> QEL::FrontEnd::Util::Find_P
     }
     const std::string proxy = Platform::Winhttp_Proxy_For(*http_url);
     return Configured_Value{"netsh winhttp", proxy.substr(proxy.rfind('@') + 1)};
+}
+
+std::vector<std::string> QEL::FrontEnd::FileCache::Addresses_Of_Server(const std::string&) {
+    return {};
 }

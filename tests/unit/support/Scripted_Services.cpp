@@ -384,6 +384,10 @@ private:
 
 } // namespace
 
+std::vector<std::string> Addresses_Of_Server(const std::string&) {
+    return {};
+}
+
 Request_Object_Creation Create_Request_Object(const std::string&) {
     Note_Request("Create");
     const std::size_t number = std::min(g_services.requests_created++, g_services.requests.size() - 1);

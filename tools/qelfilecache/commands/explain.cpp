@@ -34,19 +34,61 @@ FileCache::Inspected_Setting Setting(const Inspected_Settings& settings, const s
     return found == settings.end() ? FileCache::Inspected_Setting{name, {}, {}, {}} : *found;
 }
 
+std::string Host_Of(const std::string& url) {
+    const auto begin = url.find("//") + 2;
+    return url.substr(std::min(begin, url.size()), url.find_first_of(":/?#", begin) - begin);
+}
+
+Asked Ask(const FileCache::Cache_Inspection& cache, const Explained_Request& explained, const std::string& address) {
+    Asked asked;
+    asked.address = address;
+    asked.answer = cache.Ask_Remote_Side(explained.request, asked.details, address);
+    return asked;
+}
+
+/// Asks a web server that has responded twice more, and each of its addresses: another server may be behind them.
+void Ask_Again(const FileCache::Cache_Inspection& cache, Explained_Request& explained) {
+    constexpr std::size_t times = 3;
+    constexpr std::size_t most_addresses = 8;
+    if (explained.request.kind != FileCache::Request_Explanation::Kind::Web || !Has_Responded(*explained.remote)) {
+        return;
+    }
+    explained.asked = {{{}, *explained.remote, explained.details}};
+    while (explained.asked.size() < times && Has_Responded(explained.asked.back().answer)) {
+        explained.asked.push_back(Ask(cache, explained, {}));
+    }
+    auto addresses = FileCache::Cache_Inspection::Addresses_Of(explained.request.normalised);
+    if (explained.proxy && !explained.proxy->value.empty()) {
+        explained.not_asked = "Its addresses cannot be asked one by one, because the proxy chooses between them.";
+    } else if (addresses.empty()) {
+        explained.not_asked = "Its addresses cannot be asked one by one on this system.";
+    } else if (addresses.size() > most_addresses) {
+        explained.not_asked =
+            std::to_string(addresses.size() - most_addresses) + " more of its addresses were not asked.";
+        addresses.resize(most_addresses);
+    } else if (addresses.size() > 1 && Host_Of(explained.details.final_url) != Host_Of(explained.request.normalised)) {
+        explained.not_asked = "The addresses of the server that it redirects to were not asked one by one.";
+    }
+    for (std::size_t i = 0; addresses.size() > 1 && i < addresses.size(); ++i) {
+        const Waiting_Note note(addresses[i]);
+        explained.asked.push_back(Ask(cache, explained, addresses[i]));
+    }
+}
+
 Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std::string& request,
                             const Inspected_Settings& settings, const Explain_Options& options) {
     Explained_Request explained;
     explained.request = cache.Explain(request);
     explained.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
+    if (explained.request.kind == FileCache::Request_Explanation::Kind::Web) {
+        explained.proxy = FileCache::Cache_Inspection::Proxy_For(explained.request.normalised);
+    }
     if (options.check) {
         const Waiting_Note note(request);
         explained.left_in_place =
             explained.is_valid && FileCache::Cache_Inspection::Is_Left_In_Place(request, options.request_kind);
         explained.remote = cache.Ask_Remote_Side(explained.request, explained.details);
-    }
-    if (explained.request.kind == FileCache::Request_Explanation::Kind::Web) {
-        explained.proxy = FileCache::Cache_Inspection::Proxy_For(explained.request.normalised);
+        Ask_Again(cache, explained);
     }
     explained.expiry_period = Setting(settings, "LandscapeCacheExpiryPeriod");
     explained.server_retry = Setting(settings, "LandscapeServerRetryAfter");
@@ -105,6 +147,9 @@ nlohmann::ordered_json Report_On(const Explained_Request& explained, const Expla
     if (explained.remote) {
         json["remote"] = To_Json(*explained.remote);
         json["remote"].update(To_Json(explained.details));
+        json["remote"]["asked"] = To_Json(explained.asked);
+        json["remote"]["differs"] = Difference_Between_Responses(explained) != Difference::None;
+        json["remote"]["not_asked"] = explained.not_asked;
     }
     json["out_of_date"] = Is_Out_Of_Date(explained);
     json["settings"] = nlohmann::ordered_json::array();

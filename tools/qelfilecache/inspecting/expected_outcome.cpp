@@ -1,10 +1,14 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 
+#include <algorithm>
+
 namespace QEL::FrontEnd::Tool {
 
 using Kind = FileCache::Request_Explanation::Kind;
 
-Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {
+namespace {
+
+Expected_Outcome Outcome_After_One_Response(const Explained_Request& explained) {
     using Trace_Reading::Outcome;
     const auto& request = explained.request;
     if (request.kind == Kind::Local) {
@@ -38,6 +42,59 @@ Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {
         return Outcome::Replaced;
     }
     return explained.Is_Share() ? Outcome::Copied : Outcome::Downloaded;
+}
+
+/// An address that does not respond is passed over.
+bool Counts(const Asked& asked) {
+    return asked.address.empty() || Has_Responded(asked.answer);
+}
+
+} // namespace
+
+Explained_Request As_Asked(const Explained_Request& explained, const Asked& asked) {
+    Explained_Request then = explained;
+    then.remote = asked.answer;
+    then.details = asked.details;
+    then.asked.clear();
+    return then;
+}
+
+Difference Difference_Between_Responses(const Explained_Request& explained) {
+    Difference difference = Difference::None;
+    for (const Asked& asked : explained.asked) {
+        const auto& first = explained.asked.front();
+        if (!Counts(asked)) {
+            continue;
+        }
+        if (asked.answer.answered && first.answer.answered &&
+            asked.answer.last_modified != first.answer.last_modified) {
+            return Difference::Of_Stamps;
+        }
+        const auto& length = asked.details.content_length;
+        if (asked.answer.status != first.answer.status ||
+            (length && first.details.content_length && *length != *first.details.content_length)) {
+            difference = Difference::Of_Others;
+        }
+    }
+    return difference;
+}
+
+bool Is_Out_Of_Date(const Explained_Request& explained) {
+    if (!explained.asked.empty()) {
+        return std::ranges::any_of(
+            explained.asked, [&explained](const Asked& asked) { return Is_Out_Of_Date(As_Asked(explained, asked)); });
+    }
+    const auto& remote = explained.remote;
+    return explained.Has_Copy() && remote && remote->answered &&
+           ((!remote->last_modified.empty() && !remote->unchanged) || Differs_In_Length_Alone(explained));
+}
+
+Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {
+    const Expected_Outcome expected = Outcome_After_One_Response(explained);
+    const bool is_certain = std::ranges::all_of(explained.asked, [&](const Asked& asked) {
+        return !Counts(asked) || Outcome_After_One_Response(As_Asked(explained, asked)) == expected;
+    });
+    return is_certain ? expected : std::nullopt;
 }
 
 } // namespace QEL::FrontEnd::Tool

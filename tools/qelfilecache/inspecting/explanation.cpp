@@ -304,6 +304,56 @@ std::string Response_Step(const Explained_Request& explained) {
            (response.answered ? Comparison_Text(explained) : "");
 }
 
+/// What the server said one time: "Last-Modified 'Mon, 01 Jan 2024 12:00:00 GMT', 812 bytes".
+std::string Said(const Explained_Request& explained) {
+    const Remote_Answer& response = *explained.remote;
+    if (!response.answered) {
+        const std::string cause = Advice_On(explained).cause;
+        return response.status != 0 || response.error == 0 ? cause : With_Number(cause, response.error);
+    }
+    const auto& length = explained.details.content_length;
+    return (response.last_modified.empty() ? "no Last-Modified" : "Last-Modified " + Quoted(response.last_modified)) +
+           (length ? ", " + Util::Counted(*length, "byte") : "");
+}
+
+/// Whether the server said the same to each connection.
+std::string Repetition_Step(const Explained_Request& explained) {
+    std::vector<std::pair<std::string, std::vector<std::string>>> responses; // and when or where they came
+    std::string silent_addresses;
+    std::size_t addresses = 0;
+    for (const Asked& asked : explained.asked) {
+        const std::string said = Said(As_Asked(explained, asked));
+        addresses += asked.address.empty() ? 0 : 1;
+        if (!asked.address.empty() && !Has_Responded(asked.answer)) {
+            silent_addresses += " No response comes from " + asked.address + ": " + said + ".";
+            continue;
+        }
+        auto known = std::ranges::find(responses, said, [](const auto& response) { return response.first; });
+        if (known == responses.end()) {
+            known = responses.insert(known, {said, {}});
+        }
+        known->second.push_back(asked.address);
+    }
+    const auto times = explained.asked.size() - addresses;
+    std::string step = "Asked " + Util::Counted(times, "time") + " over new connections" +
+                       (addresses == 0 ? "" : " and at " + std::to_string(addresses) + " addresses of its name");
+    const std::string not_asked = silent_addresses + (explained.not_asked.empty() ? "" : " " + explained.not_asked);
+    if (Difference_Between_Responses(explained) == Difference::None) {
+        return step + ", the server says the same each time." + not_asked;
+    }
+    step += ", the server does not say the same each time: ";
+    for (const auto& [said, where] : responses) {
+        const auto by_name = std::ranges::count(where, "");
+        std::string places = by_name == 0 ? "" : Util::Counted(static_cast<std::size_t>(by_name), "time");
+        for (const std::string& address : where) {
+            places += (address.empty() || places.empty() ? "" : ", ") + address;
+        }
+        step += (said == responses.front().first ? "" : "; ") + said + " (" + places + ")";
+    }
+    return step + ". Behind a load balancer, publish the same file with the same time of change on every server." +
+           not_asked;
+}
+
 /// True for a request that gets nothing, whatever else the remote side says.
 bool Is_Hopeless(const Explained_Request& explained) {
     const auto& request = explained.request;
@@ -395,12 +445,20 @@ Explanation Explain(const Explained_Request& explained) {
     if (explained.remote) {
         explanation.steps.push_back(Response_Step(explained));
     }
+    if (!explained.asked.empty()) {
+        explanation.steps.push_back(Repetition_Step(explained));
+    }
     if (!explained.directory_problem.empty()) {
         explanation.steps.push_back("But " + explained.directory_problem +
                                     ": no new copy can be written, and 'qelfilecache get' refuses to work. Next: "
                                     "change the permissions, or name another directory with --cache-dir.");
     }
     explanation.verdict = Verdict_On(explained);
+    if (const auto difference = Difference_Between_Responses(explained); difference != Difference::None) {
+        explanation.verdict += std::string(" But the server does not say the same each time, so ") +
+                               (difference == Difference::Of_Stamps ? "every check can become a download."
+                                                                    : "what a request gets is a matter of chance.");
+    }
     return explanation;
 }
 

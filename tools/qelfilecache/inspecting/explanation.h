@@ -13,13 +13,22 @@
 
 namespace QEL::FrontEnd::Tool {
 
+/// One of several times that a web server was asked.
+struct Asked {
+    std::string address; ///< of its name; empty: the system chose
+    FileCache::Remote_Answer answer;
+    FileCache::Response_Details details;
+};
+
 /// All that is known of how one request would be served.
 struct Explained_Request {
     FileCache::Request_Explanation request;
     bool is_valid = true;       ///< see Cache_Inspection::Is_Valid
     bool left_in_place = false; ///< see Cache_Inspection::Is_Left_In_Place; false when the remote side was not asked
-    std::optional<FileCache::Remote_Answer> remote;    ///< none: the remote side was not asked
-    FileCache::Response_Details details;               ///< of its response
+    std::optional<FileCache::Remote_Answer> remote; ///< none: the remote side was not asked
+    FileCache::Response_Details details;            ///< of its response
+    std::vector<Asked> asked;                       ///< all times, the first is `remote`; empty when once was enough
+    std::string not_asked; ///< a sentence: which of the server's addresses could not be asked, and why
     std::optional<FileCache::Inspected_Setting> proxy; ///< of Kind::Web, see Cache_Inspection::Proxy_For
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting server_retry;
@@ -47,18 +56,30 @@ struct Explained_Request {
     }
 };
 
+/// True when a server was reached: it responded, or its file came in spite of its certificate.
+inline bool Has_Responded(const FileCache::Remote_Answer& answer) {
+    return answer.answered || answer.status != 0;
+}
+
+/// The explanation if that had been the only time.
+Explained_Request As_Asked(const Explained_Request& explained, const Asked& asked);
+
+/// What the server said when it did not say the same each time, apart from addresses without a response.
+enum class Difference {
+    None,
+    Of_Stamps, ///< in Last-Modified
+    Of_Others  ///< in length or status alone
+};
+Difference Difference_Between_Responses(const Explained_Request& explained);
+
 /// True when the remote side has the copy's stamp, but not its length.
 inline bool Differs_In_Length_Alone(const Explained_Request& explained) {
     return explained.remote && explained.remote->unchanged && explained.details.content_length &&
            explained.copy_length && *explained.details.content_length != *explained.copy_length;
 }
 
-/// True when the remote side has shown that the copy is not what it has.
-inline bool Is_Out_Of_Date(const Explained_Request& explained) {
-    const auto& remote = explained.remote;
-    return explained.Has_Copy() && remote && remote->answered &&
-           ((!remote->last_modified.empty() && !remote->unchanged) || Differs_In_Length_Alone(explained));
-}
+/// True when the remote side has shown, once at least, that the copy is not what it has.
+bool Is_Out_Of_Date(const Explained_Request& explained);
 
 /// True when asking found out nothing about the file: neither the file nor a reason against it.
 inline bool Could_Not_Ask(const FileCache::Remote_Answer& response) {

@@ -88,6 +88,17 @@ ordered_json To_Json(const FileCache::Response_Details& details) {
             {"via", Host::To_Utf8(details.via)}};
 }
 
+ordered_json To_Json(const std::vector<Asked>& all_asked) {
+    auto json = ordered_json::array();
+    for (const Asked& asked : all_asked) {
+        ordered_json response = To_Json(asked.answer);
+        response.update(To_Json(asked.details));
+        response["address"] = asked.address.empty() ? ordered_json(nullptr) : ordered_json(asked.address);
+        json.push_back(std::move(response));
+    }
+    return json;
+}
+
 void Write_Json(ordered_json json) {
     Leave_Passwords_Out(json);
     for (auto& object : json) {

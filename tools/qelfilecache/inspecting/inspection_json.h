@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filecache/inspection/Cache_Inspection.h"
+#include "tools/qelfilecache/inspecting/explanation.h"
 
 #include <nlohmann/json.hpp>
 
@@ -15,6 +15,7 @@ nlohmann::ordered_json To_Json(const FileCache::Inspected_Setting& setting);
 nlohmann::ordered_json To_Json(const FileCache::Request_Explanation& explained);
 nlohmann::ordered_json To_Json(const FileCache::Remote_Answer& answer);
 nlohmann::ordered_json To_Json(const FileCache::Response_Details& details);
+nlohmann::ordered_json To_Json(const std::vector<Asked>& all_asked);
 
 /// Writes it to standard output, without the passwords of URLs; what is no UTF-8 text shows as U+FFFD.
 void Write_Json(nlohmann::ordered_json json);
