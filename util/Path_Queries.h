@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace QEL::FrontEnd::Util::FileSystem {
@@ -14,6 +15,13 @@ bool Path_Exists(const std::string& path);
 /// The Win32 file attributes of a path, local or on a share; Invalid_Attributes (all bits set) when
 /// they cannot be read.
 std::uint32_t Get_File_Attributes(const std::string& path);
+
+/// The bytes of a file, local or on a share; none when they cannot be read.
+std::optional<std::uint64_t> File_Length(const std::string& path);
+
+/// The number of the error with which a copy of so many bytes is refused before it is begun: 112 where the file system
+/// of the directory has too little room, 223 where the configuration allows less. 0: it is not, or not known before.
+std::uint32_t Refusal_Of_Copy(const std::string& directory, std::uint64_t bytes);
 
 /// What a local path names.
 enum class Occupant {

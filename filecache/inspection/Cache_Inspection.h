@@ -76,13 +76,15 @@ struct Remote_Answer {
     Second_Attempt second = Second_Attempt::Not_Needed; ///< the result of the repetition
 };
 
-/// More about the response in Remote_Answer; texts are empty when unknown or absent.
+/// More about the response in Remote_Answer; texts are empty when unknown or absent. Of a file on a share there is
+/// only the length and its refusal.
 struct Response_Details {
     std::string final_url;                       ///< of the response, after redirects
     std::string content_type;                    ///< header of the response
     std::optional<std::uint64_t> content_length; ///< bytes of the file, unless the response is compressed
     std::string age;                             ///< header of an HTTP cache: seconds that it has had the response
     std::string via;                             ///< header of the proxies and caches between
+    std::uint32_t refusal = 0; ///< number of the error with which a copy of that length would fail here; on Linux alone
 };
 
 /// Examines the cache of a directory, for administrators' tools: its entries, and how it would

@@ -13,7 +13,7 @@ struct Cache_Inspection::State {
     std::shared_ptr<CFileCache> cache;  ///< as a process that starts now would have it
     std::shared_ptr<CFileCache> listed; ///< with the entries whose copy is gone, which the other has forgotten
     bool metadata_is_sound = true;
-    Response_Details details; ///< of the last response of a web server; guarded by s_api_mutex
+    Response_Details details; ///< of the last response; guarded by s_api_mutex
 };
 
 } // namespace QEL::FrontEnd::FileCache

@@ -10,6 +10,7 @@
 #include "util/Dead_Servers.h"
 #include "util/File_Head.h"
 #include "util/HttpClient.h"
+#include "util/Path_Queries.h"
 
 namespace QEL::FrontEnd::FileCache {
 
@@ -64,13 +65,17 @@ Remote_Answer Cache_Inspection::Ask_Remote_Side(const Request_Explanation& expla
     const New_Connections connecting(explained.normalised, address);
     // The members that an attempt leaves behind stay with the copy.
     CFileCache probe(*m_State->cache);
+    m_State->details = {};
     Remote_Answer answer;
     if (explained.kind == Request_Explanation::Kind::Web) {
         Ask_Web_Server(probe, explained.normalised, answer);
-        details = m_State->details;
     } else if (explained.kind == Request_Explanation::Kind::Share) {
         Ask_Share(probe, explained.normalised, answer);
     }
+    if (const auto& length = m_State->details.content_length; answer.answered && length) {
+        m_State->details.refusal = Util::FileSystem::Refusal_Of_Copy(probe.m_Cache_Directory, *length);
+    }
+    details = m_State->details;
     // A share is asked for the time alone, so that a file which cannot be read counts as unchanged.
     const bool is_stamp_taken = answer.answered || explained.kind == Request_Explanation::Kind::Share;
     answer.unchanged = is_stamp_taken && !answer.last_modified.empty() && explained.entry &&
@@ -89,7 +94,7 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     answer.error = response.error;
     answer.error_text = response.error_text;
     auto& details = m_State->details;
-    details = {response.final_url, response.content_type, {}, response.age, response.via};
+    details = {response.final_url, response.content_type, {}, response.age, response.via, 0};
     if (std::uint64_t length = 0; Parse_Number(response.content_length, length)) {
         details.content_length = length;
     }
@@ -135,6 +140,7 @@ void Cache_Inspection::Ask_Share(CFileCache& probe, const std::string& path, Rem
         answer.last_modified = std::to_string(modification_time);
         try {
             Util::FileSystem::Read_File_Head(path, 1);
+            m_State->details.content_length = Util::FileSystem::File_Length(path);
         } catch (const Util::FileSystem::Unreadable_File& unreadable) { // GCOVR_EXCL_BR_LINE: exceptions
             answer.answered = false;                                    // it can be listed, and not read
             answer.error = unreadable.error;

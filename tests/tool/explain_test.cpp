@@ -1,3 +1,4 @@
+#include "tests/support/Small_Disk.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <cstdlib>
@@ -242,6 +243,31 @@ TEST_F(Explain, AsksEachAddressOfTheServersName) {
     EXPECT_THAT(check(2).out, HasSubstr("The addresses of the server that it redirects to were not asked one by one."));
 }
 
+TEST_F(Explain, ForetellsThatAFileIsTooLargeOrFindsNoRoom) {
+    const auto expect_refusal = [this](int error, const std::string& why) {
+        m_Server.Publish("/b.xml", std::string(2U << 20, 'b'), Monday);
+        const std::string url = m_Server.Url("/b.xml");
+        const Tool_Result result = Check_Url(url);
+        EXPECT_EQ(result.exit_status, 1);
+        const std::string said = why + " (error " + std::to_string(error) + ")";
+        EXPECT_THAT(result.out, HasSubstr("But " + said + ": no new copy can be written.\n"));
+        EXPECT_EQ(Verdict(result), "would not be served: " + said + ".\n");
+        const json foretold = json::parse(Run_On_Cache({"explain", "--check", "--json", url}).out)[0];
+        EXPECT_EQ(foretold["expected"], "failed");
+        EXPECT_EQ(foretold["remote"]["refusal"], error);
+        EXPECT_EQ(json::parse(Run_On_Cache({"get", "--json", url}).out)[0]["system_error"], error);
+        Get_Copy(m_Url);
+        EXPECT_EQ(Check_Url(m_Url).exit_status, 0) << "a small one";
+    };
+    Configure("LandscapeLargestFile = 1\n");
+    expect_refusal(223, "the file is too large: LandscapeLargestFile allows less");
+    Configure("");
+    if (!With_Small_Disk(m_Cache, "1m",
+                         [&] { expect_refusal(112, "the disk is full, as its last 5 % (1 GB at most) stay free"); })) {
+        GTEST_SKIP() << "this user may mount no small disk";
+    }
+}
+
 TEST_F(Explain, ChangesNothing) {
     Fetch(0);
     Write_File(m_Cache / Stray_Copy, "");
@@ -465,13 +491,14 @@ TEST_F(Explain, ForetellsWhatGetDoesAndTraceReports) {
                 fs::remove(copy);
             }
         }
-        Set_Expiry_Period(random() % 4 == 0 ? 60 : 0);
+        Configure(std::string("LandscapeCacheExpiryPeriod=") + (random() % 4 == 0 ? "60" : "0") +
+                  "\nLandscapeLargestFile=1\n");
         switch (random() % 4) {
         case 0:
             server.Stop();
             break;
         case 1:
-            server.Publish("/a.xml", "<new/>", Tuesday);
+            server.Publish("/a.xml", std::string(random() % 2 == 0 ? 1 : 2U << 20, 'b'), Tuesday);
             break;
         case 2:
             server.Respond_With(one_of({"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n",

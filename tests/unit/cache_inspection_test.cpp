@@ -266,7 +266,12 @@ TEST_F(Inspection, ComparesTheTimeOfAShareFile) {
         return 0;
     };
     const Cache_Inspection inspection = Open();
-    Remote_Answer answer = inspection.Ask_Remote_Side(inspection.Explain(share));
+    g_services.file_length = 9;
+    g_services.room = 8;
+    QEL::FrontEnd::FileCache::Response_Details details;
+    Remote_Answer answer = inspection.Ask_Remote_Side(inspection.Explain(share), details);
+    EXPECT_EQ(details.content_length, 9U);
+    EXPECT_EQ(details.refusal, 112U);
     EXPECT_TRUE(answer.answered);
     EXPECT_TRUE(answer.unchanged);
     EXPECT_EQ(answer.last_modified, "4711");

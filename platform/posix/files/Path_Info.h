@@ -13,6 +13,7 @@ struct Path_Info {
     Path_Kind kind = Path_Kind::Other;
     std::int64_t modification_time = 0; ///< 100 ns intervals since 1601-01-01 UTC
     std::uint32_t attributes = 0;       ///< Win32 file attributes
+    std::uint64_t length = 0;           ///< bytes
 };
 
 /// @return a Win32 error code, 0 on success; after a failure the thread's last error as well. A path

@@ -3,6 +3,8 @@
 #include "platform/common/Separators.h"
 #include "platform/posix/files/Path_Info.h"
 #include "platform/posix/share/Share_Files.h"
+#include "platform/posix/system/Copy_Limits.h"
+#include "platform/posix/system/File_Descriptor.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
 #include "util/Ascii.h"
@@ -10,6 +12,8 @@
 #include "util/Path_Separator.h"
 
 #include <cerrno>
+
+#include <fcntl.h>
 
 namespace QEL::FrontEnd {
 
@@ -32,7 +36,8 @@ std::uint32_t Local_Path_Info(const std::string& path, Path_Info& info) {
         return Local_Error(errno, path);
     }
     info = {Kind_Of(status.st_mode), File_Time(status.st_mtim),
-            Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & Write_Rights) == 0)};
+            Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & Write_Rights) == 0),
+            static_cast<std::uint64_t>(status.st_size)};
     return Error_Success;
 }
 
@@ -42,7 +47,8 @@ std::uint32_t Share_Path_Info(const std::string& path, Path_Info& info) {
         return error;
     }
     const bool is_directory = (share_info.attributes & Attribute_Directory) != 0;
-    info = {is_directory ? Path_Kind::Directory : Path_Kind::File, share_info.modification_time, share_info.attributes};
+    info = {is_directory ? Path_Kind::Directory : Path_Kind::File, share_info.modification_time, share_info.attributes,
+            share_info.length};
     return Error_Success;
 }
 
@@ -67,6 +73,16 @@ bool Path_Exists(const std::string& path) {
 std::uint32_t Get_File_Attributes(const std::string& path) {
     Platform::Path_Info info;
     return Platform::Get_Path_Info(path, info) == Platform::Error_Success ? info.attributes : Invalid_Attributes;
+}
+
+std::optional<std::uint64_t> File_Length(const std::string& path) {
+    Platform::Path_Info info;
+    return Platform::Get_Path_Info(path, info) == Platform::Error_Success ? std::optional(info.length) : std::nullopt;
+}
+
+std::uint32_t Refusal_Of_Copy(const std::string& directory, std::uint64_t bytes) {
+    const Platform::File_Descriptor place(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return Platform::Refusal_Of_Length(bytes, Platform::Largest_Copy(), place.Get());
 }
 
 Occupant Occupant_Of(const std::string& path) {

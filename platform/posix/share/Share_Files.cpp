@@ -106,7 +106,7 @@ Share_Outcome Ask(const Agent_Protocol::Request& request, const Share_Settings& 
         Complain(outcome.response.text);
     }
     if (outcome.error == Error_Success) {
-        info = {outcome.response.modification_time, outcome.response.attributes};
+        info = {outcome.response.modification_time, outcome.response.attributes, outcome.response.length};
     }
     return {outcome.error, outcome.has_moved_data};
 }

@@ -37,9 +37,10 @@ inline std::uint32_t Refusal_As_Local(std::string_view path) {
 struct Share_File_Info {
     std::int64_t modification_time = 0; ///< 100 ns intervals since 1601-01-01 UTC
     std::uint32_t attributes = 0;       ///< Win32 file attributes; 0x1 read-only, 0x10 directory
+    std::uint64_t length = 0;           ///< bytes
 };
 
-/// Reads time and attributes of a file or directory.
+/// Reads time, attributes and length of a file or directory.
 std::uint32_t Stat_Share_Path(const std::string& path, Share_File_Info& info);
 
 /// Writes the whole content of a file to the open local descriptor `target`, from its current

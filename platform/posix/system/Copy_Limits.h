@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/posix/system/Win32_Error.h"
 #include "util/Configuration_Values.h"
 #include "util/Registry.h"
 
@@ -28,6 +29,12 @@ inline std::uint64_t Room_For(int file) {
     const std::uint64_t kept = std::min<std::uint64_t>(system.f_blocks * system.f_frsize / 20, 1U << 30);
     const std::uint64_t free = system.f_bavail * system.f_frsize;
     return free - std::min(free, kept);
+}
+
+/// The error with which a file of so many bytes is refused before any of it is written; 0 for none.
+/// @param place an open file or directory of its file system.
+inline std::uint32_t Refusal_Of_Length(std::uint64_t bytes, std::uint64_t largest, int place) {
+    return bytes > largest ? Error_File_Too_Large : bytes > Room_For(place) ? Error_Disk_Full : Error_Success;
 }
 
 /// The room of a file that is being written. The file system is asked for more of it at a time.

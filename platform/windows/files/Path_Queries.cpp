@@ -24,17 +24,32 @@ bool Path_Exists(const std::string& path) {
            }) == ERROR_SUCCESS;
 }
 
-std::uint32_t Get_File_Attributes(const std::string& path) {
-    std::uint32_t attributes = Invalid_Attributes;
+namespace {
+
+std::optional<Platform::Target> Find_Target(const std::string& path) {
+    Platform::Target target;
+    DWORD error = ERROR_INVALID_NAME;
     if (!Util::Holds_Line_Break_Or_Nul(path)) {
-        Platform::Ask_Server_Of(path, [&]() -> Platform::Share_Outcome {
-            Platform::Target target;
-            const DWORD error = Platform::Target_Of(path, target);
-            attributes = error == ERROR_SUCCESS ? target.attributes : Invalid_Attributes;
-            return {error};
-        });
+        error = Platform::Ask_Server_Of(
+            path, [&]() -> Platform::Share_Outcome { return {Platform::Target_Of(path, target)}; });
     }
-    return attributes;
+    return error == ERROR_SUCCESS ? std::optional(target) : std::nullopt;
+}
+
+} // namespace
+
+std::uint32_t Get_File_Attributes(const std::string& path) {
+    const auto target = Find_Target(path);
+    return target ? target->attributes : Invalid_Attributes;
+}
+
+std::optional<std::uint64_t> File_Length(const std::string& path) {
+    const auto target = Find_Target(path);
+    return target ? std::optional(target->length.QuadPart) : std::nullopt;
+}
+
+std::uint32_t Refusal_Of_Copy(const std::string&, std::uint64_t) {
+    return 0; // the system says so when it writes
 }
 
 Occupant Occupant_Of(const std::string& path) {

@@ -9,7 +9,7 @@ DWORD Target_Of(const std::string& path, Target& target) {
     if (GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) == 0) {
         return GetLastError();
     }
-    target = {data.dwFileAttributes, data.ftLastWriteTime};
+    target = {data.dwFileAttributes, data.ftLastWriteTime, {{data.nFileSizeLow, data.nFileSizeHigh}}};
     if ((data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
         return ERROR_SUCCESS;
     }
@@ -20,7 +20,9 @@ DWORD Target_Of(const std::string& path, Target& target) {
     if (!file.Is_Open() || GetFileInformationByHandle(file.Get(), &information) == 0) {
         return GetLastError();
     }
-    target = {information.dwFileAttributes, information.ftLastWriteTime};
+    target = {information.dwFileAttributes,
+              information.ftLastWriteTime,
+              {{information.nFileSizeLow, information.nFileSizeHigh}}};
     return ERROR_SUCCESS;
 }
 

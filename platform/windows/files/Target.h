@@ -10,6 +10,7 @@ namespace QEL::FrontEnd::Platform {
 struct Target {
     DWORD attributes = 0;
     FILETIME write_time{};
+    ULARGE_INTEGER length{};
 };
 
 /// Follows symbolic links, whose own attributes and time the system reports otherwise.

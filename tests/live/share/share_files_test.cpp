@@ -127,6 +127,7 @@ TEST_F(Share_Files, AreReadFromTheirBeginning) {
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 8), "%PDF-1.7");
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 1000), "%PDF-1.7 and so on");
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 0), "");
+    EXPECT_EQ(FrontEnd::Util::FileSystem::File_Length(Samba_Server::Path("document")), 18U);
     EXPECT_THROW(Read_File_Head(Samba_Server::Path("other"), 8), std::runtime_error);
 }
 

@@ -101,6 +101,7 @@ TEST_F(Files, NothingIsFoundReadOrDeletedUnderANameThatForgesLines) {
         EXPECT_FALSE(services->Directory_Exists(path));
         EXPECT_FALSE(Path_Exists(path));
         EXPECT_EQ(Get_File_Attributes(path), Invalid_Attributes);
+        EXPECT_EQ(File_Length(path), std::nullopt);
         EXPECT_FALSE(services->Delete_File(path));
         EXPECT_THROW(Read_File_Head(path, 10), std::runtime_error);
     }
@@ -186,6 +187,7 @@ TEST_F(Files, TheHeadIsTheFirstBytesAsTheyAre) {
         EXPECT_EQ(Read_File_Head(path, length), content.substr(0, length)) << length;
     }
     EXPECT_EQ(Read_File_Head(scratch.Write("empty", ""), 1445), "");
+    EXPECT_EQ(File_Length(path), content.size());
 }
 
 TEST_F(Files, AnUnreadableHeadThrowsWithThePath) {

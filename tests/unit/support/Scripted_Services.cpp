@@ -131,6 +131,14 @@ bool Path_Exists(const std::string& path) {
     return g_services.on_path_exists && g_services.on_path_exists(path);
 }
 
+std::optional<std::uint64_t> File_Length(const std::string&) {
+    return g_services.file_length;
+}
+
+std::uint32_t Refusal_Of_Copy(const std::string&, std::uint64_t bytes) {
+    return bytes > g_services.largest_copy ? 223 : bytes > g_services.room ? 112 : 0;
+}
+
 Occupant Occupant_Of(const std::string& path) {
     if (path == g_services.pipe) {
         return Occupant::Other;

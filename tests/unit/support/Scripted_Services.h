@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -40,6 +41,9 @@ struct Scripted_Services {
     // Path queries and last error
     std::function<bool(const std::string&)> on_path_exists;                  ///< without: false
     std::function<std::uint32_t(const std::string&)> on_get_file_attributes; ///< without: all bits set
+    std::optional<std::uint64_t> file_length;                                ///< of every file
+    std::uint64_t room = std::numeric_limits<std::uint64_t>::max();          ///< of the file system
+    std::uint64_t largest_copy = std::numeric_limits<std::uint64_t>::max();  ///< by the configuration
     std::string pipe;                                                        ///< the path that is one
     std::vector<std::string> path_calls;
     /// Whether another program has kept a file to itself, and no longer does; without: false.

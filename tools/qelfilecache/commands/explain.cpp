@@ -98,7 +98,7 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     if (explained.request.entry) {
         const std::string& copy = explained.request.entry->copy;
         explained.copy_size = Size_Of_Copy(copy);
-        const bool may_differ = explained.details.content_length != explained.copy_size;
+        const bool may_differ = !explained.Is_Share() && explained.details.content_length != explained.copy_size;
         explained.copy_length = may_differ ? Length_As_Sent(copy) : explained.copy_size;
     }
     return explained;

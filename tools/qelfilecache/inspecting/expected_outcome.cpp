@@ -29,7 +29,7 @@ Expected_Outcome Outcome_After_One_Response(const Explained_Request& explained) 
     if (has_copy && remote && remote->unchanged) {
         return Outcome::Unchanged;
     }
-    if (!explained.directory_problem.empty() && (remote || !has_copy)) {
+    if (!Why_No_New_Copy(explained).empty() && (remote || !has_copy)) {
         return without_download;
     }
     if (!remote || Could_Not_Ask(*remote)) {
@@ -50,6 +50,17 @@ bool Counts(const Asked& asked) {
 }
 
 } // namespace
+
+std::string Why_No_New_Copy(const Explained_Request& explained) {
+    switch (explained.directory_problem.empty() ? explained.details.refusal : 0) {
+    case 0:
+        return explained.directory_problem;
+    case 112:
+        return "the disk is full, as its last 5 % (1 GB at most) stay free (error 112)";
+    default:
+        return "the file is too large: LandscapeLargestFile allows less (error 223)";
+    }
+}
 
 Explained_Request As_Asked(const Explained_Request& explained, const Asked& asked) {
     Explained_Request then = explained;

@@ -87,9 +87,9 @@ std::string Comparison_Text(const Explained_Request& explained) {
     }
     return text + ", as the copy says: " + explained.What_Is_The_Same() + "; the cache compares nothing else." +
            (Differs_In_Length_Alone(explained)
-                ? " But the server's file has " + std::to_string(*explained.details.content_length) +
-                      " bytes and the copy " + std::to_string(*explained.copy_length) +
-                      ": publish the file with a new time of change."
+                ? std::string(" But ") + explained.Other_Side() + "'s file has " +
+                      std::to_string(*explained.details.content_length) + " bytes and the copy " +
+                      std::to_string(*explained.copy_length) + ": publish the file with a new time of change."
                 : "");
 }
 
@@ -452,6 +452,8 @@ Explanation Explain(const Explained_Request& explained) {
         explanation.steps.push_back("But " + explained.directory_problem +
                                     ": no new copy can be written, and 'qelfilecache get' refuses to work. Next: "
                                     "change the permissions, or name another directory with --cache-dir.");
+    } else if (const std::string why = Why_No_New_Copy(explained); !why.empty()) {
+        explanation.steps.push_back("But " + why + ": no new copy can be written.");
     }
     explanation.verdict = Verdict_On(explained);
     if (const auto difference = Difference_Between_Responses(explained); difference != Difference::None) {

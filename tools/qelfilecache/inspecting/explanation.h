@@ -78,6 +78,9 @@ inline bool Differs_In_Length_Alone(const Explained_Request& explained) {
            explained.copy_length && *explained.details.content_length != *explained.copy_length;
 }
 
+/// Why no copy of what the remote side has can be written; empty: it can, or nobody knows.
+std::string Why_No_New_Copy(const Explained_Request& explained);
+
 /// True when the remote side has shown, once at least, that the copy is not what it has.
 bool Is_Out_Of_Date(const Explained_Request& explained);
 

@@ -85,7 +85,8 @@ ordered_json To_Json(const FileCache::Response_Details& details) {
             {"content_type", Host::To_Utf8(details.content_type)},
             {"content_length", details.content_length ? ordered_json(*details.content_length) : ordered_json(nullptr)},
             {"age", Host::To_Utf8(details.age)},
-            {"via", Host::To_Utf8(details.via)}};
+            {"via", Host::To_Utf8(details.via)},
+            {"refusal", details.refusal == 0 ? ordered_json(nullptr) : ordered_json(details.refusal)}};
 }
 
 ordered_json To_Json(const std::vector<Asked>& all_asked) {

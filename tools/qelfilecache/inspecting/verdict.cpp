@@ -102,10 +102,9 @@ bool Is_Served_As_It_Is(const Explained_Request& explained) {
 
 std::string Verdict_On(const Explained_Request& explained) {
     const bool has_copy = explained.Has_Copy();
-    if (!explained.directory_problem.empty() && !Is_Served_As_It_Is(explained)) {
-        return has_copy ? "would be served from " + The_Copy(*explained.request.entry) + ", because " +
-                              explained.directory_problem + "."
-                        : "would not be served: " + explained.directory_problem + ".";
+    if (const std::string why = Why_No_New_Copy(explained); !why.empty() && !Is_Served_As_It_Is(explained)) {
+        return has_copy ? "would be served from " + The_Copy(*explained.request.entry) + ", because " + why + "."
+                        : "would not be served: " + why + ".";
     }
     if (!has_copy) {
         return Verdict_Without_Copy(explained);

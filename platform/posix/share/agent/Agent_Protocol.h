@@ -22,7 +22,7 @@ namespace QEL::FrontEnd::Platform::Agent_Protocol {
 inline constexpr int Program_Descriptor = 3;
 
 /// Changes with the records below: after an upgrade a running library may meet the agent of another one.
-inline constexpr std::uint32_t Version = 3;
+inline constexpr std::uint32_t Version = 4;
 
 /// The SMB client library takes names and passwords of up to 255 bytes.
 inline constexpr std::size_t Max_Name = 256;
@@ -39,7 +39,7 @@ struct Settings {
 };
 
 enum class Operation : std::uint32_t {
-    Stat, ///< time and attributes
+    Stat, ///< time, attributes and length
     Read, ///< writes the content to the descriptor that travels with the request
 };
 
@@ -57,6 +57,7 @@ struct Response {
     std::uint32_t error = 0;            ///< Win32 code, 0 on success
     std::uint32_t attributes = 0;       ///< Win32 file attributes
     std::int64_t modification_time = 0; ///< 100 ns intervals since 1601-01-01 UTC
+    std::uint64_t length = 0;           ///< bytes
     char text[Max_Text] = "";           ///< why the agent cannot work on this machine; mostly empty
 };
 

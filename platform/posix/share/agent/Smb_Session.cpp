@@ -37,6 +37,7 @@ constexpr int Log_Level_Of_Logons = 4;
 void Describe(const struct stat& status, Response& response) {
     response.attributes = Attributes_Of(S_ISDIR(status.st_mode), (status.st_mode & S_IWUSR) == 0);
     response.modification_time = File_Time(status.st_mtim);
+    response.length = static_cast<std::uint64_t>(status.st_size);
 }
 
 std::size_t Next_Chunk(std::size_t chunk, std::chrono::steady_clock::duration taken) {
@@ -122,8 +123,8 @@ void Smb_Session::Read(const Request& request, int target, const std::function<v
     }
     Describe(status, response);
     const auto size = std::min(request.byte_limit, static_cast<std::uint64_t>(status.st_size));
-    if (size > request.largest || size > Room_For(target)) {
-        response.error = size > request.largest ? Error_File_Too_Large : Error_Disk_Full;
+    if (const auto refusal = Refusal_Of_Length(size, request.largest, target); refusal != Error_Success) {
+        response.error = refusal;
         response.is_agent_good = true;
     } else {
         Copy_Content(request, file, target, on_progress, response);
