@@ -81,6 +81,7 @@ TEST_F(Explain, AgreesWithGetOnBlanksAndLettersBeyondAscii) {
         const json foretold = json::parse(Run_On_Cache({"explain", "--json", "--check", url}).out);
         EXPECT_EQ(foretold[0]["remote"]["status"], 404);
         EXPECT_EQ(foretold[0]["expected"], "failed");
+        EXPECT_THAT(foretold.dump(), Not(HasSubstr("was redirected to")));
         EXPECT_THAT(Run_On_Cache({"get", url}).err,
                     HasSubstr("the server responds with status 404 (not found)\n  Next: check the address, "));
     }
@@ -359,7 +360,9 @@ TEST_F(Explain, NamesTheCacheAndItsUserWhereItFindsNothing) {
 
 TEST_F(Explain, OfACopysOwnPathExplainsItsAddress) {
     Fetch();
-    for (const std::string& path : {m_Copy, "cache/" + fs::path(m_Copy).filename().string()}) {
+    fs::create_directory_symlink(m_Cache, m_Folder / "link");
+    const std::string name = fs::path(m_Copy).filename().string();
+    for (const std::string& path : {m_Copy, "cache/" + name, "./config/../cache/" + name, "link/" + name}) {
         const Tool_Result result = Explain_Url(path);
         EXPECT_THAT(result.out, StartsWith(path + "\n  1. '" + path + "' is the cache's own copy of '" + m_Url +
                                            "'. What follows is about that address.\n  2. It is a web address"));

@@ -207,7 +207,7 @@ TEST_F(Foretelling, SaysWhatARequestThenComesTo) {
         given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 10)) : std::random_device()();
     std::cout << "seed: QEL_SEED=" << first << '\n';
     std::map<std::string_view, unsigned int> seen;
-    unsigned int refused = 0;
+    unsigned int refusals = 0;
     for (unsigned int seed = first; seed != first + states && !HasFailure(); ++seed) {
         SCOPED_TRACE("QEL_SEED=" + std::to_string(seed));
         Make_Up_State(seed);
@@ -226,7 +226,7 @@ TEST_F(Foretelling, SaysWhatARequestThenComesTo) {
         const bool is_handed_out = is_web ? Hands_Out(get) : can_be_copied;
         const bool is_foretold = is_web ? Hands_Out(head) : can_be_examined && !g_services.file_unreadable;
         const bool contradicts_itself = (is_foretold && explained.details.refusal == 0) != is_handed_out;
-        refused += explained.details.refusal != 0 && !is_handed_out ? 1 : 0;
+        refusals += explained.details.refusal != 0 && !is_handed_out ? 1 : 0;
         const bool concerns_download =
             expected == Outcome::Old_Copy || expected == Outcome::Replaced || expected == Outcome::Downloaded ||
             expected == Outcome::Copied ||
@@ -241,7 +241,7 @@ TEST_F(Foretelling, SaysWhatARequestThenComesTo) {
             EXPECT_EQ(Identifier_Of(outcome), Identifier_Of(*expected)) << request;
         }
     }
-    EXPECT_TRUE(HasFailure() || refused > 0) << "no state without room";
+    EXPECT_TRUE(HasFailure() || refusals > 0) << "no state without room";
     for (const char* const word : {"fresh", "unchanged", "downloaded", "copied", "replaced", "old_copy", "local",
                                    "left_in_place", "failed", "depends"}) {
         EXPECT_TRUE(HasFailure() || seen[word] > 0) << "no state with '" << word << "'";

@@ -202,7 +202,9 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
     if (cause_end == std::string::npos) {
         std::string cause(meaning.cause.empty() ? "the request failed on its way" : meaning.cause);
         const bool says_the_same = said.empty() || Clause(said) == cause;
-        return {says_the_same ? cause : cause + "; the system says: " + Clause(said), std::string(meaning.remedy)};
+        constexpr std::uint32_t file_too_large = 223;
+        return {says_the_same ? cause : cause + "; the system says: " + Clause(said),
+                error == file_too_large ? "compare its size with LandscapeLargestFile" : std::string(meaning.remedy)};
     }
     Advice advice{Clause(said.substr(0, cause_end)), Clause(said.substr(cause_end + 2))};
     const std::string name = has_proxy ? "proxy " + proxy->value : std::string();

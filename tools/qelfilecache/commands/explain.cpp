@@ -166,6 +166,13 @@ nlohmann::ordered_json Report_On(const Explained_Request& explained, const Expla
     return json;
 }
 
+/// The path of a file that may be gone, without links and in one spelling.
+std::filesystem::path Plain_Path(const std::string& path) {
+    std::error_code no_path;
+    const auto absolute = std::filesystem::absolute(Host::To_Path(path), no_path).lexically_normal();
+    return Host::Resolved(absolute.parent_path()) / absolute.filename();
+}
+
 Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& options) {
     const Open_Inspection opened = Inspect_Cache(settings);
     const auto request_thread = Host::Prepare_Request_Thread();
@@ -177,9 +184,10 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
-        std::error_code no_path;
-        const auto path = std::filesystem::absolute(Host::To_Path(request), no_path);
-        const auto own = std::ranges::find(entries, Host::To_Text(path), &FileCache::Inspected_Entry::copy);
+        const auto path = Plain_Path(request);
+        const auto own = std::ranges::find_if(entries, [&](const auto& entry) {
+            return Host::To_Path(entry.copy).filename() == path.filename() && Plain_Path(entry.copy) == path;
+        });
         Explained_Request explained =
             Look_Into(*opened.cache, own == entries.end() ? request : own->url, configured, options);
         explained.copy_of = own == entries.end() ? "" : request;

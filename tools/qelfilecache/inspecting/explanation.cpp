@@ -93,11 +93,25 @@ std::string Comparison_Text(const Explained_Request& explained) {
                 : "");
 }
 
+/// The address without its fragment, with a path, and with the characters that stand behind "%".
+std::string Plain_Address(std::string address) {
+    address.erase(std::min(address.find('#'), address.size()));
+    for (auto percent = address.find('%'); percent != std::string::npos; percent = address.find('%', percent + 1)) {
+        unsigned int character = 0;
+        const char* const end = address.data() + std::min(percent + 3, address.size());
+        if (std::from_chars(address.data() + percent + 1, end, character, 16).ptr == address.data() + percent + 3) {
+            address.replace(percent, 3, 1, static_cast<char>(character));
+        }
+    }
+    const bool has_path = address.find('/', address.find("//") + 2) != std::string::npos;
+    return has_path ? address : address + '/';
+}
+
 /// Whose response it is and what it holds, beyond its status.
 std::string Details_Text(const Explained_Request& explained) {
     const auto& details = explained.details;
     std::string text;
-    if (!details.final_url.empty() && details.final_url != explained.request.normalised) {
+    if (!details.final_url.empty() && Plain_Address(details.final_url) != Plain_Address(explained.request.normalised)) {
         text += " The request was redirected to " + Quoted(details.final_url) + ".";
     }
     if (!details.content_type.empty() || details.content_length) {
