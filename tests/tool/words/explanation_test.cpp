@@ -288,6 +288,13 @@ TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
                           "found or does not respond (error 53); when that fails as well, the copy"));
 }
 
+TEST(Explanation, KnowsAPageInPlaceOfAnXmlFileWhateverTheLetterCase) {
+    auto explained = A_Request({}, A_Response(200, "stamp"));
+    explained.request.normalised = "https://server/A.XML?x=1";
+    explained.details.content_type = "Text/HTML; charset=utf-8";
+    EXPECT_THAT(Explain(explained).verdict, EndsWith("; but that is a page (HTML) in place of an XML file."));
+}
+
 TEST(Explanation, OfAShareComparesLengthsToo) {
     auto explained = A_Request(An_Entry(false), A_Response(200, "stamp"));
     explained.request.kind = Kind::Share;

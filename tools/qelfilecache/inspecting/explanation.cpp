@@ -412,14 +412,14 @@ Advice Advice_On(const Explained_Request& explained) {
 }
 
 std::string Oddity_Of(const Explained_Request& explained) {
-    const auto names_type = [&explained](std::string_view type) {
-        std::string named = explained.details.content_type;
-        std::ranges::transform(named, named.begin(), Util::To_Ascii_Lower);
-        return named.starts_with(type);
+    const auto in_lower_case = [](std::string text) {
+        std::ranges::transform(text, text.begin(), Util::To_Ascii_Lower);
+        return text;
     };
-    const std::string& url = explained.request.normalised;
+    const std::string type = in_lower_case(explained.details.content_type);
+    const std::string url = in_lower_case(explained.request.normalised);
     const bool wants_xml = url.substr(0, url.find_first_of("?#")).ends_with(".xml");
-    if (wants_xml && (names_type("text/html") || names_type("application/xhtml"))) {
+    if (wants_xml && (type.starts_with("text/html") || type.starts_with("application/xhtml"))) {
         return "that is a page (HTML) in place of an XML file";
     }
     const bool is_odd = explained.remote->status != 0 && !Util::Remedy_For_Status(explained.remote->status).empty();
