@@ -17,7 +17,9 @@ wineserver=/usr/lib/wine/wineserver
 
 # The server of the prefix and the services that Wine starts with it live on for a while. They are
 # started here, apart from the program, so that they hold none of its output streams open; and by
-# one runner at a time.
+# one runner at a time. The desktop does, which the first program with a window starts and which ends
+# with the last: whoever reads the first one's errors waits for all. So each test has a server of its own,
+# as scripts/isolated.sh gives it another TMPDIR.
 mkdir -p "$WINEPREFIX"
 exec 9>"$WINEPREFIX/.runner-lock"
 flock 9
