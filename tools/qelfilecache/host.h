@@ -48,6 +48,19 @@ std::filesystem::path Resolved(const std::filesystem::path& path);
 /// @return false with errno when not all of it is written.
 bool Write(std::FILE* stream, const std::string& text);
 
+/// Opens a file for reading, so that others may write, rename and delete it meanwhile; none with errno when it cannot.
+std::FILE* Open_Shared(const std::filesystem::path& path);
+
+/// True when the open file is the one that stands at the path.
+bool Is_Still_At(std::FILE* file, const std::filesystem::path& path);
+
+/// From now on, Ctrl-C and SIGTERM no longer end the process.
+void Catch_End_Of_Waiting();
+
+/// Waits a quarter of a second. @return false when the user wants the end, or where the system says that nobody reads
+/// standard output any more.
+bool Wait_A_Moment();
+
 /// Columns of the terminal that the stream goes to; none when it goes elsewhere.
 std::optional<std::size_t> Terminal_Width(std::FILE* stream);
 

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <idn2.h>
+#include <poll.h>
 #include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -14,6 +15,9 @@
 namespace QEL::FrontEnd::Tool::Host {
 
 namespace {
+
+constexpr int wait_milliseconds = 250;
+volatile std::sig_atomic_t s_has_waited_enough = 0;
 
 /// XDG variables count only when they hold an absolute path.
 std::filesystem::path Directory_From_Environment(const char* name) {
@@ -95,6 +99,29 @@ std::filesystem::path Resolved(const std::filesystem::path& path) {
 
 bool Write(std::FILE* stream, const std::string& text) {
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+}
+
+std::FILE* Open_Shared(const std::filesystem::path& path) {
+    return std::fopen(path.c_str(), "rbe");
+}
+
+bool Is_Still_At(std::FILE* file, const std::filesystem::path& path) {
+    struct stat open {};
+    struct stat there {};
+    return ::fstat(::fileno(file), &open) == 0 && ::stat(path.c_str(), &there) == 0 && open.st_dev == there.st_dev &&
+           open.st_ino == there.st_ino;
+}
+
+void Catch_End_Of_Waiting() {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        std::signal(signal, [](int) { s_has_waited_enough = 1; });
+    }
+}
+
+bool Wait_A_Moment() {
+    // Reports only that the other end is closed.
+    pollfd output{STDOUT_FILENO, 0, 0};
+    return ::poll(&output, 1, wait_milliseconds) == 0 && s_has_waited_enough == 0;
 }
 
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
@@ -10,12 +11,15 @@
 #include <windows.h>
 
 #include <aclapi.h>
+#include <fcntl.h>
 #include <io.h>
 #include <objbase.h>
 
 namespace QEL::FrontEnd::Tool::Host {
 
 namespace {
+
+volatile std::sig_atomic_t s_has_waited_enough = 0;
 
 std::wstring Wide(UINT code_page, const std::string& text) {
     if (text.empty()) {
@@ -167,6 +171,37 @@ bool Write(std::FILE* stream, const std::string& text) {
         }
     }
     return true;
+}
+
+std::FILE* Open_Shared(const std::filesystem::path& path) {
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        errno = GetLastError() == ERROR_ACCESS_DENIED ? EACCES : ENOENT;
+        return nullptr;
+    }
+    return _fdopen(_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_RDONLY | _O_BINARY), "rb");
+}
+
+bool Is_Still_At(std::FILE* file, const std::filesystem::path& path) {
+    const Opened opened(path, 0, 0);
+    BY_HANDLE_FILE_INFORMATION open;
+    BY_HANDLE_FILE_INFORMATION there;
+    return opened.Is_There() && GetFileInformationByHandle(Handle_Of(file), &open) &&
+           GetFileInformationByHandle(opened.Get(), &there) &&
+           open.dwVolumeSerialNumber == there.dwVolumeSerialNumber && open.nFileIndexHigh == there.nFileIndexHigh &&
+           open.nFileIndexLow == there.nFileIndexLow;
+}
+
+void Catch_End_Of_Waiting() {
+    for (const int signal : {SIGINT, SIGBREAK, SIGTERM}) {
+        std::signal(signal, [](int) { s_has_waited_enough = 1; });
+    }
+}
+
+bool Wait_A_Moment() {
+    Sleep(250);
+    return s_has_waited_enough == 0;
 }
 
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {

@@ -83,6 +83,11 @@ Json Complaint_To_Json(const Trace& trace, const Record& complaint) {
             {"message", complaint.text}};
 }
 
+/// In one line; what is not UTF-8 shows as U+FFFD.
+std::string Text_Of(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 /// Writes the elements of an array one by one: the whole may be large.
 template <typename Elements, typename Make_Json>
 void Write_Array(const std::string& start, const Elements& elements, const std::string& end, const Line_Sink& write,
@@ -90,21 +95,37 @@ void Write_Array(const std::string& start, const Elements& elements, const std::
     write(start + " [");
     std::size_t left = elements.size();
     for (const auto& element : elements) {
-        // What is not UTF-8 shows as U+FFFD.
-        write("    " + make_json(element).dump(-1, ' ', false, Json::error_handler_t::replace) +
-              (--left > 0 ? "," : ""));
+        write("    " + Text_Of(make_json(element)) + (--left > 0 ? "," : ""));
     }
     write("  ]" + end);
 }
 
-} // namespace
-
-void Write_Json_Report(const Trace& trace, const Line_Sink& write) {
+std::vector<const Record*> Messages_Outside(const Trace& trace) {
     std::vector<const Record*> messages;
     for (const Thread_Records& thread : trace.outside) {
         std::copy_if(thread.records.begin(), thread.records.end(), std::back_inserter(messages),
                      [](const Record* record) { return record->severity > Severity::Data; });
     }
+    return messages;
+}
+
+} // namespace
+
+void Write_Followed_Json(const Trace& trace, const Line_Sink& write) {
+    const auto write_object = [&write](Json object) {
+        object["schema"] = Json_Schema;
+        write(Text_Of(object));
+    };
+    for (const Call* call : Make_Overview(trace).calls) {
+        write_object(To_Json(trace, *call));
+    }
+    for (const Record* message : Messages_Outside(trace)) {
+        write_object(Message_To_Json(trace, *message));
+    }
+}
+
+void Write_Json_Report(const Trace& trace, const Line_Sink& write) {
+    const auto messages = Messages_Outside(trace);
     std::vector<const Record*> complaints;
     for (const Record& record : trace.records) {
         if (record.kind == Record_Kind::Writer) {

@@ -59,8 +59,8 @@ std::string_view Process_In(std::string_view name) {
 
 class Record_Splitter {
 public:
-    Record_Splitter(Trace& trace, std::uint32_t file)
-        : m_Trace(trace), m_Content(trace.files[file].content), m_File(file) {}
+    Record_Splitter(Trace& trace, std::uint32_t file, std::uint32_t first_line)
+        : m_Trace(trace), m_Content(trace.files[file].content), m_File(file), m_Line(first_line - 1) {}
 
     bool Split() {
         for (std::size_t begin = 0; begin < m_Content.size();) {
@@ -319,7 +319,7 @@ private:
     Trace& m_Trace;
     std::string_view m_Content;
     std::uint32_t m_File;
-    std::uint32_t m_Line = 0;
+    std::uint32_t m_Line;
     bool m_Found_Anything = false;
     bool m_In_Heading = false;
 
@@ -337,8 +337,8 @@ private:
 
 } // namespace
 
-bool Split_Into_Records(Trace& trace, std::uint32_t file) {
-    return Record_Splitter(trace, file).Split();
+bool Split_Into_Records(Trace& trace, std::uint32_t file, std::uint32_t first_line) {
+    return Record_Splitter(trace, file, first_line).Split();
 }
 
 } // namespace QEL::FrontEnd::Trace_Reading

@@ -15,8 +15,9 @@ namespace QEL::FrontEnd::Trace_Reading {
 /// been interrupted, or where the address of the cache object proves it genuine: a requested URL may
 /// hold anything, the looks of a record included. What belongs to no record is taken for the rest of
 /// the one before, for messages may have several lines.
+/// @param first_line the number of the content's first line.
 /// @return false when the file holds neither a heading nor a record.
-bool Split_Into_Records(Trace& trace, std::uint32_t file);
+bool Split_Into_Records(Trace& trace, std::uint32_t file, std::uint32_t first_line);
 
 /// Assigns each record to a call of its thread, and finds how deep its method was in it.
 void Build_Calls(Trace& trace);

@@ -3,6 +3,8 @@
 #include "util/Visible_Text.h"
 
 #include <algorithm>
+#include <array>
+#include <ctime>
 #include <map>
 #include <string>
 #include <utility>
@@ -27,6 +29,12 @@ std::string_view Server_Of(std::string_view subject) {
     return subject.substr(0, subject.find_first_of("/\\?#", begin));
 }
 
+std::string Today() {
+    const std::time_t now = std::time(nullptr);
+    std::array<char, 16> date{};
+    return {date.data(), std::strftime(date.data(), date.size(), "%Y-%m-%d", std::localtime(&now))};
+}
+
 } // namespace
 
 void Keep(Trace& trace, const Call_Filter& filter) {
@@ -45,11 +53,11 @@ std::optional<Local_Time> Time_In(std::string text, const Trace& trace) {
     constexpr std::size_t minute = 16;
     constexpr std::size_t second = 19;
     if (text.find('-') == std::string::npos) {
-        Local_Time last = 0;
+        Local_Time last = No_Time;
         for (const Call& call : trace.calls) {
             last = std::max(last, call.started);
         }
-        text.insert(0, Date_Text(last) + " ");
+        text.insert(0, (last == No_Time ? Today() : Date_Text(last)) + " ");
     }
     text += text.size() == day ? " 00:00:00" : text.size() == minute ? ":00" : "";
     Local_Time moment = No_Time;

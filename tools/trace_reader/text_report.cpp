@@ -55,6 +55,21 @@ public:
         }
         Write_Section("Errors", m_Overview.errors);
         Write_Section(m_Overview.errors.empty() ? "Requests" : "Other requests", m_Overview.others);
+        if (m_Overview.messages_outside > 0) {
+            Write_Heading("Messages outside of calls");
+        }
+        Write_Messages_Outside();
+    }
+
+    /// With columns that fit whatever comes later.
+    void Write_Followed() {
+        m_Number_Width = std::max<std::size_t>(m_Number_Width, 4);
+        m_Duration_Width = std::max<std::size_t>(m_Duration_Width, 4);
+        m_Outcome_Width = Label_Of(Outcome::Left_In_Place).size();
+        m_Has_Several_Days = true;
+        for (const Call* call : m_Overview.calls) {
+            Write_Call(*call);
+        }
         Write_Messages_Outside();
     }
 
@@ -85,7 +100,7 @@ private:
             start += Util::Fit(time, m_Has_Several_Days ? 19 : 8) + "  ";
             start += Util::Fit(Duration_Text(call), m_Duration_Width) + "  ";
         }
-        if (m_Overview.lanes.size() > 1) {
+        if (m_Overview.lanes.size() > 1 || m_Layout.names_process) {
             start += Util::Fit(Util::Printable(m_Overview.lanes[m_Overview.Lane_Of(call)].label), m_Lane_Width) + "  ";
         }
         const std::string outcome = Util::Fit(Label_Of(call.outcome), m_Outcome_Width);
@@ -130,10 +145,6 @@ private:
     }
 
     void Write_Messages_Outside() const {
-        if (m_Overview.messages_outside == 0) {
-            return;
-        }
-        Write_Heading("Messages outside of calls");
         for (const Thread_Records& thread : m_Trace.outside) {
             if (thread.worst == Severity::Data) {
                 continue;
@@ -183,6 +194,10 @@ private:
 
 void Write_Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write) {
     Text_Report(trace, layout, write).Write();
+}
+
+void Write_Followed_Text(const Trace& trace, const Text_Layout& layout, const Line_Sink& write) {
+    Text_Report(trace, layout, write).Write_Followed();
 }
 
 } // namespace QEL::FrontEnd::Trace_Reading

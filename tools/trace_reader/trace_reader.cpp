@@ -96,10 +96,10 @@ std::string_view Identifier_Of(Operation operation) {
     return operation_names[static_cast<std::size_t>(operation)].identifier;
 }
 
-std::string Trace_Reader::Add(std::string name, std::string content) {
+std::string Trace_Reader::Add(std::string name, std::string content, std::uint32_t first_line) {
     Normalise(content);
     m_Trace.files.push_back({std::move(name), std::move(content)});
-    const bool is_trace = Split_Into_Records(m_Trace, static_cast<std::uint32_t>(m_Trace.files.size() - 1));
+    const bool is_trace = Split_Into_Records(m_Trace, static_cast<std::uint32_t>(m_Trace.files.size() - 1), first_line);
     if (m_Trace.records.size() > most_records) {
         throw std::length_error("the traces hold too many records; give fewer files at once");
     }

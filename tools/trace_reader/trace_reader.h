@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <limits>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -139,7 +140,8 @@ struct Trace {
 class Trace_Reader {
 public:
     /// @return empty, or why the content is not a trace and what to do, in two lines.
-    std::string Add(std::string name, std::string content);
+    /// @param first_line the number of the content's first line in its file.
+    std::string Add(std::string name, std::string content, std::uint32_t first_line = 1);
 
     /// What all files that were taken hold.
     Trace Finish();
@@ -148,12 +150,46 @@ private:
     Trace m_Trace;
 };
 
+/// Reads traces while they are written: gives each call once, when it has ended. It keeps no more of a file than the
+/// calls that are under way.
+class Trace_Follower {
+public:
+    /// @param lines what was added to the file, whole lines; empty when it stands still.
+    /// @return empty, or as Trace_Reader::Add when these are its first lines.
+    std::string Add(const std::string& name, const std::string& lines);
+
+    /// The file was replaced or cut: what is under way in it never ends, and the next lines are the first ones of
+    /// another file.
+    void Begin_Again(const std::string& name);
+
+    /// What has ended since the last time, and the messages outside of calls.
+    Trace Take();
+
+private:
+    struct Followed_File {
+        std::string name;
+        std::string text; ///< from the first call that is under way
+        std::uint32_t first_line = 1;
+        std::size_t dropped = 0;     ///< bytes before the text
+        std::set<std::size_t> shown; ///< where the calls and messages in the text begin that were given already
+        bool stands_still = false;
+        bool is_over = false;
+    };
+    /// Leaves what stands behind the settled part of the text.
+    static void Drop(Followed_File& file, const std::string& text, std::size_t settled);
+
+    std::deque<Followed_File> m_Files;
+    std::uint32_t m_Last_Number = 0;
+    bool m_Has_News = false; ///< so that files that stand still cost nothing
+};
+
 /// Receives the lines of a report, without line ends.
 using Line_Sink = std::function<void(const std::string& line)>;
 
 struct Text_Layout {
     std::optional<std::size_t> width; ///< none: lines of any length
     bool colours = false;
+    bool names_process = false; ///< of a followed trace: with each call
 };
 
 /// Which calls are wanted.
@@ -168,8 +204,8 @@ struct Call_Filter {
 /// Leaves the wanted calls, and what stands outside of calls only where nothing is filtered.
 void Keep(Trace& trace, const Call_Filter& filter);
 
-/// The time in "2026-11-21 10:20:16" or less of it; "10:20" is of the day of the last call. None when it is no such
-/// text.
+/// The time in "2026-11-21 10:20:16" or less of it; "10:20" is of the day of the last call, else of today. None when it
+/// is no such text.
 std::optional<Local_Time> Time_In(std::string text, const Trace& trace);
 
 /// Writes how many requests came to what, by cause and server, the most frequent first.
@@ -178,11 +214,17 @@ void Write_Summary(const Trace& trace, const Line_Sink& write);
 /// Writes a trace for people: errors first, then the other calls in order, then the messages outside of calls.
 void Write_Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write);
 
+/// The same of what Trace_Follower gives: in order, without headings and sums.
+void Write_Followed_Text(const Trace& trace, const Text_Layout& layout, const Line_Sink& write);
+
 /// The version of the JSON of all commands: names and meanings stay while it stays; members may be added.
 inline constexpr int Json_Schema = 1;
 
 /// Writes a trace for programs: one object, with the calls in order.
 void Write_Json_Report(const Trace& trace, const Line_Sink& write);
+
+/// Writes what Trace_Follower gives: an object in a line for each call and each message outside of calls.
+void Write_Followed_Json(const Trace& trace, const Line_Sink& write);
 
 /// Writes a page that shows a trace: complete in itself, readable with and without JavaScript. Of a
 /// large trace, it leaves out what would keep a browser from showing it, and says so.

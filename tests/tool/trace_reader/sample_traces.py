@@ -19,6 +19,11 @@ class Trace:
         for line in (HEADING % level).splitlines(keepends=True):
             self.write(line)
         self.writes.append("\n")
+        self.heading = len(self.writes)
+
+    @property
+    def records(self):
+        return "".join(self.writes[self.heading:])
 
     @property
     def text(self):

@@ -7,9 +7,12 @@
 import json
 import os
 import re
+import signal
 import subprocess
 import sys
 import tempfile
+import threading
+import time
 import unittest
 
 from sample_traces import HOSTILE_URL, Trace
@@ -221,6 +224,148 @@ Messages outside of calls
         out = self.run_tool("--json", self.write("a.trc", Trace().fresh("/M\u00e4rz").text.encode("cp1252")))
         shown = json.loads(out)["calls"][0]["request"]
         self.assertEqual(shown, "/M\u00e4rz" if IS_WINDOWS else "/M\ufffdrz")
+
+
+class FollowedTrace(ToolTest):
+    name = "qelfilecache_0042.trc"
+
+    def follow(self, *arguments):
+        """Begins to follow the file; self.lines are those that it has printed."""
+        files = [native(self.path(name)) for name in (self.name, "never.trc")]
+        tool = subprocess.Popen(RUNNER + [TOOL, "trace", "--follow", *arguments, *files],
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.lines = []
+        self.messages = []
+
+        def read(stream, lines):
+            for line in stream:
+                lines.append(line.decode("utf-8").rstrip("\r\n"))
+
+        threads = [threading.Thread(target=read, args=args)
+                   for args in ((tool.stdout, self.lines), (tool.stderr, self.messages))]
+        for thread in threads:
+            thread.start()
+
+        def end():
+            tool.kill()
+            tool.wait()
+            for thread in threads:
+                thread.join()
+            tool.stdout.close()
+            tool.stderr.close()
+
+        self.addCleanup(end)
+        deadline = time.monotonic() + 30
+        while "never.trc" not in "".join(self.messages):  # it has read what is in the other file
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
+        return tool
+
+    def append(self, text, mode="a"):
+        with open(self.path(self.name), mode, encoding="utf-8", newline="\n") as file:
+            file.write(text)
+
+    def expect(self, *wanted, within="#"):
+        """Waits for these ends of the lines that hold a text."""
+        def shown():
+            return [line for line in self.lines if within in line]
+        deadline = time.monotonic() + 30
+        while len(shown()) < len(wanted) and time.monotonic() < deadline:
+            time.sleep(0.05)
+        time.sleep(0.6)  # for what should not come
+        self.assertEqual(len(shown()), len(wanted), (self.lines, self.messages))
+        for line, end in zip(shown(), wanted):
+            self.assertTrue(line.endswith(end), (line, end))
+
+    def test_requests_are_shown_once_when_they_end(self):
+        under_way = Trace().fresh("http://s/old").request("http://s/slow")
+        self.write(self.name, under_way)
+        self.follow()
+        other = Trace(4712).request("http://s/other")
+        whole = Trace().served("/cache/1.xml").records + other.records + Trace().failed("http://s/next").records
+        self.append(whole[:-20])
+        self.expect("#2    0042  fresh copy     http://s/slow")
+        self.append(whole[-20:])
+        self.expect("http://s/slow", "#3    0042  failed         http://s/next")
+        self.append(Trace(4712).served("/cache/2.xml").records.removesuffix("\n"))
+        self.expect("http://s/slow", "http://s/next")
+        self.append("\n")
+        self.expect("http://s/slow", "http://s/next", "#4    0042  fresh copy     http://s/other")
+        self.assertIn(f"{native(self.path(self.name))}, lines 15 to 22, thread 4711", "\n".join(self.lines))
+
+    def test_filters_and_since(self):
+        trace = Trace(7, seconds=0).failed("http://s/a").wait(60).failed("http://s/b").fresh("http://s/c")
+        self.write(self.name, trace)
+        self.follow("--since", "10:01", "--failed", "--url", "http", "--json")
+        later = Trace(7, seconds=70).fresh("http://s/d").failed("/x").failed("http://s/e")
+        self.append(later.text)
+        self.expect(*["}"] * 2, within="{")
+        calls = [json.loads(line) for line in self.lines]
+        self.assertEqual([(call["request"], call["number"], call["schema"]) for call in calls],
+                         [("http://s/b", 2, 1), ("http://s/e", 6, 1)])
+
+    def test_a_file_may_come_later_be_renamed_replaced_and_cut(self):
+        self.follow()
+        self.assertEqual(self.messages[0], f"qelfilecache: note: '{native(self.path(self.name))}' cannot be read yet: "
+                                           "No such file or directory; waiting for it")
+        self.append(Trace().fresh("http://s/one").request("http://s/lost").text)
+        self.expect("http://s/one")
+        os.rename(self.path(self.name), self.path("old.trc"))
+        with open(self.path("old.trc"), "a", encoding="utf-8") as file:
+            file.write(Trace(4712).fresh("http://s/two").records)
+        self.expect("http://s/one", "http://s/two")
+        self.append(Trace().fresh("http://s/three").text)
+        self.expect("http://s/one", "http://s/two", "cut off        http://s/lost", "http://s/three")
+        self.append(Trace().fresh("/4").text, mode="w")
+        self.expect("http://s/one", "http://s/two", "cut off        http://s/lost", "http://s/three", "/4")
+        os.remove(self.path(self.name))
+        self.append(Trace().failed("/5").text)
+        self.expect("http://s/one", "http://s/two", "cut off        http://s/lost", "http://s/three", "/4", "/5")
+        self.assertIn(", lines 7 to 14, thread 4711", self.lines[-1])
+
+    def test_messages_of_lower_levels_are_shown_whole(self):
+        self.write(self.name, Trace(level="Error "))
+        self.follow()
+        self.append("***ERROR***: TID: 7, QEL::FrontEnd::FileCache::CFileCache::Clear[0x1]/8: one\n")
+        self.append("two\n")
+        self.expect("line 7: error in Clear: one two", within="line")
+        self.append(Trace(7).error("Clear", "three").records)
+        self.expect("line 7: error in Clear: one two", "line 9: error in Clear: three", within="line")
+
+    def test_what_cannot_be_followed(self):
+        file = self.write("a.trc", Trace())
+        page = native(self.path("page.html"))
+        for arguments, message in ((["-"], "--follow needs the names of trace files, not '-'"),
+                                   ([native(self.folder)], f"not '{native(self.folder)}'"),
+                                   (["--summary", file], "leave out --summary"),
+                                   (["--html", page, file], "leave out --html"),
+                                   (["--since", "x", file], "--since: needs a time")):
+            self.assertEqual(self.run_tool("--follow", *arguments), "")
+            self.assertEqual(self.status, 2)
+            self.assertIn(message, self.err)
+        self.write(self.name, b"no trace\n")
+        self.follow()
+        self.assertIn("this is not a trace", self.messages[0])
+
+    @unittest.skipIf(IS_WINDOWS, "the system's signals")
+    def test_it_rests_and_ends_well(self):
+        self.write(self.name, Trace().request("/x"))
+        for end in (signal.SIGINT, signal.SIGTERM, None):
+            tool = self.follow()
+            time.sleep(2)
+            with open(f"/proc/{tool.pid}/stat", encoding="utf-8") as file:
+                ticks = sum(map(int, file.read().rsplit(")", 1)[1].split()[11:13]))
+            self.assertLess(ticks / os.sysconf("SC_CLK_TCK"), 1, "it waits without work")
+            tool.send_signal(end) if end else None
+            if end:
+                self.assertEqual(tool.wait(10), 0, end)
+        # Nobody reads any more, and nothing is written.
+        reading, writing = os.pipe()
+        tool = subprocess.Popen([TOOL, "trace", "--follow", self.path(self.name)], stdout=writing)
+        os.close(writing)
+        time.sleep(0.7)
+        os.close(reading)
+        self.assertEqual(tool.wait(10), 0)
 
 
 if __name__ == "__main__":

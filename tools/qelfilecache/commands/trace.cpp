@@ -7,16 +7,19 @@
 #include "util/Visible_Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace QEL::FrontEnd::Tool {
@@ -32,6 +35,7 @@ struct Trace_Options {
     std::optional<std::string> since;
     bool failed = false;
     bool summary = false;
+    bool follow = false;
     bool json = false;
 };
 
@@ -71,14 +75,19 @@ bool Is_Repeated(const std::vector<std::string>& names, std::size_t position) {
                        });
 }
 
+/// The records in whole lines, as they are read.
+std::string As_Read(const std::string& lines, bool in_utf8) {
+    const std::string shown = Util::Without_Passwords(lines);
+    return in_utf8 ? Host::Lines_To_Utf8(shown) : shown;
+}
+
 /// Reads a file into the trace; says what is wrong with it when it cannot be used.
 bool Add_File(Trace_Reader& reader, const std::string& name, bool in_utf8) {
     std::string complaint;
     try {
-        const std::string content = Util::Without_Passwords(Read_All(name));
+        const std::string content = As_Read(Read_All(name), in_utf8);
         const std::string shown = name == standard_input ? "standard input" : name;
-        complaint =
-            in_utf8 ? reader.Add(Host::Lines_To_Utf8(shown), Host::Lines_To_Utf8(content)) : reader.Add(shown, content);
+        complaint = reader.Add(in_utf8 ? Host::Lines_To_Utf8(shown) : shown, content);
     } catch (const std::system_error& error) {
         complaint = "cannot be read: " + error.code().message() +
                     "\n  Next: check the name and the permissions of the trace file.";
@@ -129,7 +138,140 @@ Call_Filter Filter_Of(const Trace_Options& options, const Trace& trace) {
     return filter;
 }
 
+void Write_Json_Line(const std::string& json) {
+    Write_Result(Util::Printable_Json(json));
+}
+
+/// A trace file that may not be there yet, grow, be cut, and be replaced.
+class Growing_File {
+public:
+    explicit Growing_File(std::string name) : m_Name(std::move(name)), m_Path(Host::To_Path(m_Name)) {}
+
+    const std::string& Name() const { return m_Name; }
+
+    /// What has been added to it since the last time, whole lines.
+    /// @param begins_again another file has taken its place, or it was cut: the lines are its first ones.
+    std::string Read(bool& begins_again) {
+        std::error_code missing;
+        begins_again = m_File && m_Is_Replaced;
+        if (begins_again) {
+            m_File.reset();
+        }
+        if (!m_File) {
+            Open();
+        }
+        std::string lines = Read_On();
+        const auto size = std::filesystem::file_size(m_Path, missing);
+        m_Is_Replaced = m_File && !missing && (size < m_Read || !Host::Is_Still_At(m_File.get(), m_Path));
+        return m_Is_Replaced ? lines + Read_On() : lines; // with what was written between the two
+    }
+
+private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    void Open() {
+        errno = 0;
+        m_File.reset(Host::Open_Shared(m_Path));
+        m_Read = 0;
+        m_Rest.clear();
+        const std::string problem = m_File ? "" : std::generic_category().message(errno);
+        if (problem != std::exchange(m_Problem, problem) && !problem.empty()) {
+            Write_Message("note: " + Quoted(m_Name) + " cannot be read yet: " + problem + "; waiting for it");
+        }
+    }
+
+    std::string Read_On() {
+        std::string text = std::exchange(m_Rest, {});
+        std::array<char, 65536> buffer;
+        std::size_t size = 0;
+        while (m_File && (size = std::fread(buffer.data(), 1, buffer.size(), m_File.get())) > 0) {
+            text.append(buffer.data(), size);
+            m_Read += size;
+        }
+        if (m_File) {
+            std::clearerr(m_File.get());
+        }
+        m_Rest = text.substr(text.rfind('\n') + 1);
+        text.erase(text.size() - m_Rest.size());
+        return text;
+    }
+
+    const std::string m_Name;
+    const std::filesystem::path m_Path;
+    std::unique_ptr<std::FILE, Closer> m_File;
+    std::uintmax_t m_Read = 0;
+    std::string m_Rest; ///< of a line that is not complete yet
+    std::string m_Problem;
+    bool m_Is_Replaced = false;
+};
+
+/// The parts of the trace that are wanted.
+void Write_Followed(Trace trace, const Call_Filter& filter, const Trace_Options& options) {
+    Keep(trace, filter);
+    if (options.json) {
+        Write_Followed_Json(trace, Write_Json_Line);
+    } else {
+        Write_Followed_Text(trace, {Terminal::Width(), Terminal::Colours(stdout), options.files.size() > 1},
+                            Write_Result);
+    }
+}
+
+void Read_What_Was_Added(std::vector<Growing_File>& files, Trace_Follower& follower, const Trace_Options& options) {
+    for (Growing_File& file : files) {
+        bool begins_again = false;
+        const std::string lines = As_Read(file.Read(begins_again), options.json);
+        const std::string name = options.json ? Host::Lines_To_Utf8(file.Name()) : file.Name();
+        if (begins_again) {
+            follower.Begin_Again(name);
+        }
+        if (const std::string complaint = follower.Add(name, lines); !complaint.empty()) {
+            Write_Message(Quoted(file.Name()) + ": " + complaint);
+        }
+    }
+}
+
+/// Shows the calls of the files as they end, until the user or the reader has had enough.
+Exit_Status Follow(const Trace_Options& options) {
+    if (options.html || options.summary) {
+        throw Usage_Error("--follow shows requests one by one; leave out " +
+                          std::string(options.html ? "--html" : "--summary"));
+    }
+    std::vector<Growing_File> files;
+    for (std::size_t position = 0; position < options.files.size(); ++position) {
+        std::error_code error;
+        const auto status = std::filesystem::status(Host::To_Path(options.files[position]), error);
+        if (options.files[position] == standard_input ||
+            (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))) {
+            throw Usage_Error("--follow needs the names of trace files, not " + Quoted(options.files[position]));
+        }
+        if (!Is_Repeated(options.files, position)) {
+            files.emplace_back(options.files[position]);
+        }
+    }
+    Host::Catch_End_Of_Waiting();
+    Trace_Follower follower;
+    Read_What_Was_Added(files, follower, options);
+    Trace before = follower.Take();
+    const Call_Filter filter = Filter_Of(options, before);
+    try {
+        if (options.since) {
+            Write_Followed(std::move(before), filter, options);
+        }
+        while (Host::Wait_A_Moment()) {
+            Read_What_Was_Added(files, follower, options);
+            Write_Followed(follower.Take(), filter, options);
+        }
+    } catch (const Reader_Gone&) { // as by Ctrl-C
+    }
+    return Exit_Served;
+}
+
 Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
+    if (options.follow) {
+        return Follow(options);
+    }
     Trace_Reader reader;
     bool all_usable = true;
     bool any_usable = false;
@@ -152,7 +294,7 @@ Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
             Write_Page(trace, options);
         }
         if (options.json) {
-            Write_Json_Report(trace, [](const std::string& json) { Write_Result(Util::Printable_Json(json)); });
+            Write_Json_Report(trace, Write_Json_Line);
         } else if (options.html) {
             Write_Result(Util::Printable(*options.html));
         } else {
@@ -170,6 +312,9 @@ void Declare_Options(Command_Options& parser, Trace_Options& options) {
                 "Only what began then or later: '2026-11-21 10:20:16' or less of it; '10:20' is\n"
                 "of the last day in the trace. Needs time stamps (level 5)");
     parser.Flag("--summary", options.summary, "Print how many requests came to what, by cause and server");
+    parser.Flag("--follow", options.follow,
+                "Print what comes to its end from now on (with --since: then), until Ctrl-C, with\n"
+                "--json an object in a line each. The file may be replaced, or not be there yet");
     parser.Flag("--json", options.json, "Print one object for programs instead");
     parser.Operands("FILE", options.files,
                     "Trace file, by default named qelfilecache_<process id>.trc, or - for standard input");
@@ -187,6 +332,7 @@ constexpr const char* trace_help =
     "  qelfilecache trace qelfilecache_4711.trc\n"
     "  qelfilecache trace --html trace.html qelfilecache_*.trc\n"
     "  qelfilecache trace --summary --failed qelfilecache_*.trc\n"
+    "  qelfilecache trace --follow --failed qelfilecache_4711.trc\n"
     "  qelfilecache trace --json qelfilecache_4711.trc";
 
 } // namespace

@@ -11,7 +11,7 @@ Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.ex
         'list'     = @('--expired', '--json', '--missing', '--sort', '--help')
         'explain'  = @('--check', '--json', '--request-kind', '--help')
         'prefetch' = @('--force', '--help')
-        'trace'    = @('--failed', '--html', '--json', '--since', '--summary', '--url', '--help')
+        'trace'    = @('--failed', '--follow', '--html', '--json', '--since', '--summary', '--url', '--help')
         'clear'    = @('--force', '--help')
         'purge'    = @('--force', '--help')
     }
