@@ -229,6 +229,39 @@ def check_example_is_read(sandbox):
         yield f"docs/examples/qel.ini: servers were asked {counts[0]} times without it and {counts[1]} times with it"
 
 
+def check_known_values(sandbox):
+    """The program shows each value of the page's tables, and warns of names and numbers beside them."""
+    page = (ROOT / "docs" / "configuration.md").read_text(encoding="utf-8")
+    tables = {section: "".join(re.findall(rf"^\| value \| {column} \|.*\n\|[-|]*\n((?:\|.*\n)+)", page, re.MULTILINE))
+              for section, column in ((r"Software\QEL\QELLogon\Options", "written as"), ("Shares", "meaning"))}
+    names = {section: re.findall(r"^\| `(\w+)` \|", rows, re.MULTILINE) for section, rows in tables.items()}
+    numbers = re.findall(r"^\| `(\w+)` \|.*?\b(\d+) to (\d+)\b", "".join(tables.values()), re.MULTILINE)
+    environment = dict(sandbox.environment, XDG_CONFIG_HOME=str(sandbox.directory / "known"))
+    configured = sandbox.directory / "known" / "qel" / "qel.ini"
+    configured.parent.mkdir(parents=True)
+
+    def said(change):
+        """What the program warns of, with these lines for each name."""
+        configured.write_text("".join(f"[{section}]\n" + "".join(map(change, all_names)) for section, all_names in names.items()))
+        result = subprocess.run(["qelfilecache", "explain", "--json", "/"], env=environment, check=False, capture_output=True, text=True)
+        shown = {setting["name"] for setting in json.loads(result.stdout)[0]["settings"]}
+        return shown, re.findall(r"warning: .*", result.stderr)
+
+    shown, warnings = said(lambda name: f"{name}e = 1\n")
+    for name in sorted(shown ^ set(names[r"Software\QEL\QELLogon\Options"])):
+        yield f"'{name}' is in one of docs/configuration.md and the settings of explain only"
+    for name in sum(names.values(), []):
+        if not any(f"{name}e is unknown; did you mean {name}?" in warning for warning in warnings):
+            yield f"the program does not warn of {name}e: {warnings}"
+    if len(numbers) < 5:
+        yield f"docs/configuration.md has ranges of these numbers only: {numbers}"
+    for name, least, most in numbers:
+        for number, is_good in ((least, True), (most, True), (str(int(most) + 1), False), (str(int(least) - 2), False)):
+            found = said(lambda each: f"{name} = {number}\n" if each == name else "")[1]
+            if is_good != (not found) or found and f"not a number from {least} to {most}" not in found[0]:
+                yield f"docs/configuration.md: {name} = {number}: the program says {found}"
+
+
 # Answers for programs
 
 
@@ -463,6 +496,7 @@ def test_linux(problems):
         sandbox = Sandbox(pathlib.Path(directory))
         problems += check_configuration(ROOT)
         problems += check_example_is_read(sandbox)
+        problems += check_known_values(sandbox)
         problems += check_json_fields(sandbox)
         problems += check_publishing(sandbox)
         installed = sandbox.installation / "share" / "doc" / "qelfilecache"

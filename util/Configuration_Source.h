@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,9 @@ std::optional<Configured_Value> Find_Configured_Value(const char* key, const cha
 /// out of range, missing directories, repeated keys. Each with its place, what is allowed, and the name that may be
 /// meant.
 std::vector<std::string> Configuration_Faults();
+
+/// The MB that a file may have, as configured now; 0 and negative numbers: any. None where the platform does not limit it.
+std::optional<std::int32_t> Largest_File_Megabytes();
 
 /// The environment variables that replace the system's certificate authorities, with the paths that they name.
 /// Empty when the system's are trusted.

@@ -19,7 +19,6 @@ constexpr Error_Meaning meanings[] = {
     {14, "there is not enough memory for the request", "close some programs"},
     {19, "the disk is read-only", ""},
     {21, "the share is not ready", "try again"},
-    {26, "the disk or share cannot be accessed", "check that it is there, and its file system"},
     {31, "the system failed and does not say why", ""},
     {32, "another program has the file open for itself", "close it there"},
     {50, "the server does not support this", "check the path"},

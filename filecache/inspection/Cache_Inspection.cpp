@@ -125,6 +125,9 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
         Setting(Util::Cert_Error_Mode_Value, std::to_string(static_cast<int>(mode))),
         Setting(Util::Cert_Error_White_List_Value, One_A_Line(white_list)),
         Trace_Directory_Setting()}; // GCOVR_EXCL_BR_LINE: half-way
+    if (const auto megabytes = Util::Largest_File_Megabytes()) {
+        settings.push_back(Setting(Util::Largest_File_Value, std::to_string(std::max(*megabytes, 0))));
+    }
     for (const auto& [variable, named] : Util::Configured_Authorities()) {
         settings.push_back({variable, named, "environment variable " + variable, named});
     }

@@ -123,7 +123,8 @@ public:
     std::vector<std::string> Unreferenced_Copies() const;
 
     /// The values of the configuration in use now: expiry period (minutes), connect time-out
-    /// (seconds), certificate mode, white list, trace directory; SSL_CERT_FILE and SSL_CERT_DIR if they are set.
+    /// (seconds), certificate mode, white list, trace directory; the largest file (MB) where the platform limits it;
+    /// SSL_CERT_FILE and SSL_CERT_DIR if they are set.
     std::vector<Inspected_Setting> Settings() const;
 
     /// The places of the configuration that cannot be used, and why; empty when there are none.

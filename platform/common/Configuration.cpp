@@ -70,7 +70,7 @@ constexpr Known_Value known_values[] = {
     {Util::Options_Key, Util::Expiry_Period_Value, Known_Value::Number, -1, Largest},
     {Util::Options_Key, Util::Connect_Timeout_Value, Known_Value::Number, 1, 2147483},
     {Util::Options_Key, Util::Server_Retry_Value, Known_Value::Number, 0, 3600},
-    {Util::Options_Key, Util::Largest_File_Value, Known_Value::Number, 0, Largest},
+    {Util::Options_Key, Util::Largest_File_Value, Known_Value::Number, 0, std::numeric_limits<std::int32_t>::max()},
     {Util::Options_Key, Util::Cert_Error_Mode_Value, Known_Value::Number, 0, 2},
     {Util::Options_Key, Util::Cert_Error_White_List_Value, Known_Value::List},
     {Util::Options_Key, Util::Trace_Directory_Value, Known_Value::Directory},
@@ -103,9 +103,12 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     if (keys.empty()) {
         const auto nearest =
             Util::Nearest(item.section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
-        return nearest.empty()
-                   ? nearest
-                   : "[" + item.section + "] is no section of the cache" + did_you_mean("[" + nearest + "]");
+        if (nearest.empty()) {
+            return nearest;
+        }
+        return item.place == item.file // of the registry
+                   ? "the cache does not read this key" + did_you_mean(nearest)
+                   : "[" + item.section + "] is an unknown section" + did_you_mean("[" + nearest + "]");
     }
     if (item.key.empty() || std::ranges::any_of(keys, [&item](const std::string& key) {
             return Util::Equals_Ignoring_Case(key, item.key);
@@ -114,13 +117,16 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     }
     const auto nearest = Util::Nearest(item.key, keys, other_word);
     const bool is_all_ours = Util::Equals_Ignoring_Case(item.section, Shares);
-    return nearest.empty() && !is_all_ours ? nearest : item.key + " is no value of the cache" + did_you_mean(nearest);
+    return nearest.empty() && !is_all_ours ? nearest : item.key + " is unknown" + did_you_mean(nearest);
 }
 
 std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known_Value& known) {
     const auto attributes = [&item] { return Util::FileSystem::Get_File_Attributes(item.text); };
     constexpr std::uint32_t directory = 0x10;
     const bool exists = known.kind < Known_Value::Directory || attributes() != Util::FileSystem::Invalid_Attributes;
+    if (known.key == Util::Largest_File_Value && !Util::Largest_File_Megabytes()) {
+        return "has no effect on this system";
+    }
     if (known.kind == Known_Value::Number &&
         (!item.number || *item.number < known.least || *item.number > known.most)) {
         return "not a number from " + std::to_string(std::max<std::int64_t>(known.least, 0)) + " to " +
@@ -149,7 +155,7 @@ std::vector<std::string> Util::Configuration_Faults() {
             const bool is_first = seen.insert(item.file + '\n' + known.section + known.key).second;
             const std::string value = is_first || known.kind == Known_Value::List
                                           ? Fault_Of_Value(item, known)
-                                          : "stands twice; the first value counts";
+                                          : "given twice; the first value is used";
             const std::string name = known.section == Shares ? "[Shares] " + item.key : item.key;
             fault = value.empty() ? value : name + " = " + item.text + ": " + value;
         }

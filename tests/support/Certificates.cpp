@@ -73,6 +73,9 @@ Certificate_Authority::Certificate Certificate_Authority::Make_Certificate(const
         Add_Extension(made, signer, NID_key_usage, "critical,keyCertSign,cRLSign,digitalSignature");
     } else {
         Add_Extension(made, signer, NID_subject_alt_name, "DNS:" + options.name);
+        if (!options.purpose.empty()) {
+            Add_Extension(made, signer, NID_ext_key_usage, options.purpose);
+        }
     }
     Check(X509_sign(made, issuer_key, EVP_sha256()) != 0);
     return certificate;

@@ -26,6 +26,7 @@ struct Certificate_Options {
     std::chrono::hours ends{24 * 30};
     bool send_chain = true; ///< whether the server sends the intermediate authority's certificate
     Staple staple = Staple::None;
+    std::string purpose{}; ///< such as "clientAuth"; empty: any
 };
 
 /// A certificate authority of the tests, with keys made on the spot.

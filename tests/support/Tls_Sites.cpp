@@ -34,6 +34,11 @@ const Tls_Case Cases[] = {
     {"UnknownAuthority", No_Authority, "does not trust", Issuer::Unknown},
     {"ChainIncomplete", No_Authority, "its chain is incomplete", Issuer::Below_Trusted, {.send_chain = false}},
     {"Revoked", Error_Internet_Cert_Revoked, "has been revoked", Issuer::Trusted, {.staple = Staple::Revoked}},
+    {"OfAClient",
+     Error_Internet_Invalid_Certificate,
+     "(unsuitable certificate purpose)",
+     Issuer::Trusted,
+     {.purpose = "clientAuth"}},
     // Of several errors the one of the authority counts first, then the date, then the name.
     {"ExpiredAndSelfSigned", No_Authority, "does not trust", Issuer::Itself, Past},
     {"ExpiredAndWrongName", Date, "(certificate has expired)", Issuer::Trusted, Past_Of_Wrong_Name},

@@ -23,7 +23,8 @@ protected:
     }
 
     std::string Deleted(const std::string& what, const fs::path& directory) const {
-        return what + " deleted from the cache in '" + directory.string() + "' of user '" + m_User + "'";
+        return what + " deleted from the cache in '" + directory.string() + "' of user '" + m_User + "'" +
+               (what.starts_with("0") ? "; --cache-dir names another directory" : "");
     }
 
     const std::string m_User = ::getpwuid(::geteuid())->pw_name;
@@ -52,7 +53,8 @@ TEST_F(Clear_And_Purge, ClearOfRequestsLeavesTheOthers) {
     Expect_Message(Run_On_Cache({"clear", m_Url, unknown}), 0,
                    "note: the cache in '" + m_Cache.string() + "' of user '" + m_User + "' has no entry for '" +
                        unknown +
-                       "'; 'qelfilecache list' shows what there is\nqelfilecache: " + Deleted("1 copy (4 B)", m_Cache));
+                       "'; 'qelfilecache list' shows the entries; --cache-dir names another directory\nqelfilecache: " +
+                       Deleted("1 copy (4 B)", m_Cache));
     EXPECT_FALSE(fs::exists(m_Cache / m_Copy));
     EXPECT_EQ(Content_Of(other), "<bb/>");
     EXPECT_EQ(Content_Of(Metadata_File()), list) << "it is not rewritten";

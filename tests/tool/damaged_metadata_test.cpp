@@ -30,8 +30,8 @@ TEST_F(Damaged_Metadata, OfBinaryRubbishLosesNothingAndIsSavedOnce) {
         const Tool_Result result = Run_On_Cache({"get", m_Url});
         EXPECT_EQ(result.exit_status, 1);
         EXPECT_THAT(result.err, HasSubstr("qelfilecache: warning: the metadata file '" + Metadata_File().string() +
-                                          "' is damaged; the entries behind the damage are forgotten.\n"
-                                          "  It and the copies as they were are in '" +
+                                          "' is damaged; the entries after the damage are lost.\n"
+                                          "  The file and all copies are saved in '" +
                                           m_Saved.string() + "'; delete that folder when you no longer need them.\n"));
         Expect_Saved(rubbish);
     }
@@ -62,7 +62,7 @@ TEST_F(Damaged_Metadata, ThatCannotBePutAsideStopsTheRequestBeforeAnythingIsLost
     fs::create_directory_symlink("qelfilecache_damaged-2", m_Cache / "qelfilecache_damaged-2");
     const Tool_Result result = Run_On_Cache({"get", m_Url});
     EXPECT_EQ(result.exit_status, 2);
-    EXPECT_THAT(result.err, HasSubstr("' is damaged and cannot be put aside: "));
+    EXPECT_THAT(result.err, HasSubstr("' is damaged and cannot be saved: "));
     EXPECT_TRUE(fs::exists(m_Copy_Of_A) && fs::exists(m_Copy_Of_B));
     EXPECT_EQ(Content_Of(Metadata_File()), "rubbish");
 }

@@ -36,24 +36,25 @@ protected:
 
 TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
     EXPECT_EQ(Verdict(Explain_Url(m_Url)),
-              "would be served from a new copy, if the server hands the file out; otherwise not at all.\n");
+              "would be served from a new copy, if the server delivers the file; otherwise not at all.\n");
     EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy.\n");
     Tool_Result result = Check_Url(m_Server.Url("/missing.xml"));
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.out, HasSubstr("status 404 (not found). Check the address, "));
     EXPECT_EQ(Verdict(result),
               "would not be served: there is no copy, and the server responds with status 404 (not found), "
-              "unless a download succeeds all the same.\n");
+              "unless a download succeeds nevertheless.\n");
     EXPECT_THAT(m_Server.Requests(), AllOf(SizeIs(6), Each(StartsWith("HEAD "))));
     EXPECT_EQ(m_Server.Connections(), 6) << "each file is asked for three times, over new connections";
 
     Fetch();
     m_Server.Publish("/a.xml", "<new/>", Tuesday);
     EXPECT_THAT(Explain_Url(m_Url).out,
-                HasSubstr("A copy counts as fresh for 60 minutes (LandscapeCacheExpiryPeriod in " +
+                HasSubstr("From then on, a copy is fresh for 60 minutes (LandscapeCacheExpiryPeriod in " +
                           m_Configuration.string() + ")."));
     result = Check_Url(m_Url);
-    EXPECT_THAT(result.out, HasSubstr(std::string("'") + Tuesday + "', the copy's version is another one"));
+    EXPECT_THAT(result.out,
+                HasSubstr(std::string("'") + Tuesday + "'. The copy is of another version: it is out of date."));
     EXPECT_THAT(Verdict(result), ContainsRegex("^would be served from the copy without asking the server until "
                                                "20[0-9-]+ [0-9:]+; the copy is out of date until then\\.\n$"));
     EXPECT_EQ(Get_Copy(m_Url), m_Copy);
@@ -119,7 +120,7 @@ TEST_F(Explain, NamesTheProxyAndHidesItsLogin) {
     Tool_Run exempt = A_Run_On_Cache({"explain", m_Url});
     exempt.environment["http_proxy"] = "127.0.0.1:1";
     exempt.environment["no_proxy"] = "127.0.0.1";
-    EXPECT_THAT(Run_Tool(exempt).out, HasSubstr("to the server directly: no_proxy names no proxy for it."));
+    EXPECT_THAT(Run_Tool(exempt).out, HasSubstr("to the server directly: no_proxy exempts it."));
 }
 
 TEST_F(Explain, SaysThatTheSameDateHidesOtherContent) {
@@ -127,8 +128,7 @@ TEST_F(Explain, SaysThatTheSameDateHidesOtherContent) {
     m_Server.Publish("/a.xml", "<b/>", Monday);
     Tool_Result result = Check_Url(m_Url);
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out,
-                HasSubstr("as the copy says: Last-Modified is the same; the cache compares nothing else.\n"));
+    EXPECT_THAT(result.out, HasSubstr("'. Last-Modified is the same; the cache compares nothing else.\n"));
     m_Server.Publish("/a.xml", "<longer/>", Monday);
     result = Check_Url(m_Url);
     EXPECT_EQ(result.exit_status, 3);
@@ -136,7 +136,7 @@ TEST_F(Explain, SaysThatTheSameDateHidesOtherContent) {
                 HasSubstr("compares nothing else. But the server's file has 9 bytes and the copy 4: publish "
                           "the file with a new time of change."));
     EXPECT_THAT(Verdict(result),
-                EndsWith("; Last-Modified is the same; but its length is another one, so the copy is out of date.\n"));
+                EndsWith("; Last-Modified is the same; but its length differs, so the copy is out of date.\n"));
     m_Server.Publish("/a.xml", "<a/>", Tuesday);
     EXPECT_EQ(Check_Url(m_Url).exit_status, 3);
     EXPECT_EQ(Run_On_Cache({"explain", "--check", m_Url, "missing.xml"}).exit_status, 1);
@@ -146,8 +146,8 @@ TEST_F(Explain, SaysThatTheSameDateHidesOtherContent) {
 TEST_F(Explain, SaysWhatTheServerReallySaid) {
     const std::tuple<const char*, const char*, const char*> responses[] = {
         {"200 OK\r\nContent-Type: Text/HTML\r\nContent-Length: 9\r\nAge: 7\r\nVia: 1.1 near\r\n",
-         "The response is 'Text/HTML', 9 B. An HTTP cache has had it for 7 seconds (Age). It came by way of '1.1 near' "
-         "(Via). But that is a page (HTML) in place of an XML file.",
+         "The response has the Content-Type 'Text/HTML' and 9 B. An HTTP cache has had it for 7 seconds (Age). It came "
+         "through '1.1 near' (Via). But that is a page (HTML) in place of an XML file.",
          "would be served from a new copy; but that is a page (HTML) in place of an XML file.\n"},
         {"204 No Content\r\n", "status 204 (no content: the response is empty and no file). Check the address",
          "from a new copy; but the server responds with status 204 (no content: the response is empty and no file).\n"},
@@ -290,10 +290,10 @@ TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
     const std::string place = " minutes (LandscapeCacheExpiryPeriod in " + m_Configuration.string();
     for (const auto& [configured, said] :
          {std::pair<std::string, std::string>{"", "0 minutes (LandscapeCacheExpiryPeriod is not configured)."},
-          {"LandscapeCacheExpiryPeriod = soon\n", "0" + place + " holds 'soon', which is no such number)."},
+          {"LandscapeCacheExpiryPeriod = soon\n", "0" + place + " holds 'soon', which is not a valid number)."},
           {"LandscapeCacheExpiryPeriod = 0x10\n", "16" + place + " holds '0x10')."}}) {
         Configure(configured);
-        EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("A copy counts as fresh for " + said));
+        EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("a copy is fresh for " + said));
     }
 }
 
@@ -301,7 +301,7 @@ TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
     const std::string file = m_Configuration.string();
     Write_File(m_Configuration, std::string("\0", 1));
     EXPECT_THAT(Explain_Url(m_Url).err,
-                HasSubstr("warning: a part of the configuration cannot be used and does not count: " + file +
+                HasSubstr("warning: a part of the configuration cannot be used and is ignored: " + file +
                           ": not a text file\n  Next: "));
     Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options\nLandscapeCacheExpiryPeriod = 5\n");
     EXPECT_THAT(Explain_Url(m_Url).err, HasSubstr(file + ": line 1: the section has no ']' at its end\n  Next: "));
@@ -310,15 +310,15 @@ TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
 TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
     const std::string number = ": not a number from ";
     const std::pair<std::string, std::string> lines[] = {
-        {"LandscapeCacheExpiryPeriode = 5", "LandscapeCacheExpiryPeriode is no value of the cache; did you mean "
+        {"LandscapeCacheExpiryPeriode = 5", "LandscapeCacheExpiryPeriode is unknown; did you mean "
                                             "LandscapeCacheExpiryPeriod?"},
         {"LandscapeCacheExpiryPeriod = soon", "LandscapeCacheExpiryPeriod = soon" + number + "0 to 4294967295"},
         {"CertErrorHandlingMode = 3", "CertErrorHandlingMode = 3" + number + "0 to 2"},
         {"TraceDirectory = /missing", "TraceDirectory = /missing: no such directory"},
         {"TraceDirectory = /etc/passwd", "TraceDirectory = /etc/passwd: not a directory"},
-        {"[Share]", "[Share] is no section of the cache; did you mean [Shares]?"},
+        {"[Share]", "[Share] is an unknown section; did you mean [Shares]?"},
         {"[Shares]\nPort = 0", "[Shares] Port = 0" + number + "1 to 65535"},
-        {"[Shares]\nColour = blue", "Colour is no value of the cache"},
+        {"[Shares]\nColour = blue", "Colour is unknown"},
         {"[Shares]\nsigning = on", "[Shares] signing = on: not \"required\""},
         {"[Shares]\nPasswordFile = /missing", "[Shares] PasswordFile = /missing: no such file"}};
     for (const auto& [text, fault] : lines) {
@@ -329,7 +329,7 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
         EXPECT_EQ(Explain_Url(m_Url).err, expected);
     }
     Configure("CertErrorHandlingMode = 1\ncerterrorhandlingmode = 1\n");
-    const std::string twice = "line 3: certerrorhandlingmode = 1: stands twice; the first value counts\n";
+    const std::string twice = "line 3: certerrorhandlingmode = 1: given twice; the first value is used\n";
     for (const Words& arguments : {Words{"list"}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
         EXPECT_THAT(Run_On_Cache(arguments).err, HasSubstr(twice));
     }
@@ -350,12 +350,12 @@ TEST_F(Explain, SaysWhichValueOfTheSharesIsWrong) {
 TEST_F(Explain, NamesTheCacheAndItsUserWhereItFindsNothing) {
     const std::string cache = "he cache in '" + m_Cache.string() + "' of user '";
     EXPECT_THAT(Explain_Url(m_Url).out,
-                AllOf(HasSubstr("T" + cache), HasSubstr("' has no entry for it, so there is no copy. Letter"),
-                      HasSubstr("and --cache-dir names another directory.")));
+                AllOf(HasSubstr("T" + cache), HasSubstr("' has no entry for it, so there is no copy. Every character"),
+                      HasSubstr("; --cache-dir names another directory.")));
     EXPECT_THAT(Run_On_Cache({"list"}).err, AllOf(StartsWith("qelfilecache: note: t" + cache),
                                                   EndsWith("' is empty; --cache-dir names another directory\n")));
     EXPECT_THAT(Run({"list"}).err, AllOf(HasSubstr("'" + m_Default_Cache.string() + "' of user"),
-                                         EndsWith("' is not there yet; --cache-dir names another directory\n")));
+                                         EndsWith("' does not exist yet; --cache-dir names another directory\n")));
 }
 
 TEST_F(Explain, OfACopysOwnPathExplainsItsAddress) {
@@ -396,9 +396,9 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
         {"HTTP://server/a", "'HTTP' is not a scheme that the cache serves; it took the request for a local path"},
         {"file:/x", "this form of file URL is not supported"},
         {"http:///x", "the address names no server"},
-        {"http://server/\n", "the request holds a control character that is never served"},
-        {"http://server/\t", "the request holds a control character that is never served"},
-        {"local\n.xml", "the request holds a control character that is never served"},
+        {"http://server/\n", "the request contains a control character"},
+        {"http://server/\t", "the request contains a control character"},
+        {"local\n.xml", "the request contains a control character"},
         {"missing\t.xml", "there is no such local file"},
         {"", "the request is empty"}};
     for (const auto& [request, cause] : hopeless) {
@@ -557,7 +557,7 @@ TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
     };
     Tool_Result result = check("");
     EXPECT_EQ(result.exit_status, 1);
-    EXPECT_THAT(result.out, AllOf(HasSubstr("the request fails: certificate errors are never overlooked"),
+    EXPECT_THAT(result.out, AllOf(HasSubstr("the request fails: certificate errors are never accepted"),
                                   HasSubstr("Error 12037: The certificate of the server localhost (port "),
                                   HasSubstr("So its certificate is not valid. A second attempt failed too.")));
     EXPECT_THAT(Verdict(result),
@@ -568,7 +568,7 @@ TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
                                   HasSubstr("There is no second attempt: the configuration does not allow one.")));
     result = check("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + url + "\n");
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out, HasSubstr("A second attempt overlooked that and succeeded."));
+    EXPECT_THAT(result.out, HasSubstr("A second attempt accepted that and succeeded."));
     EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
 }
 

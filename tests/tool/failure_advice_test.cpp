@@ -82,7 +82,7 @@ const Expected_Advice Advices[] = {
      "  Next: renew it, or set this machine's date right."},
     {"TransportErrorWithARemedy", Of_The_Web(2, {0, 12037, "It expired. Renew it."}),
      "it expired (error 12037)\n  Next: renew it."},
-    {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed on its way (error 12099)\n  Next: ask"},
+    {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed (error 12099)\n  Next: run"},
     {"Status", Of_The_Web(2, {403, 0, ""}), "the server responds with status 403 (forbidden)\n  Next: let this"},
     {"ProxyLogin", Through_A_Proxy({407, 0, ""}),
      "the proxy 10.0.0.1:3128 (http_proxy) requires a login that it accepts (status 407)\n  Next: have the proxy"},
@@ -117,8 +117,7 @@ const Expected_Advice Advices[] = {
     {"PortOutOfRange", Not_Valid("http://user:p@server:65536/x"), "the address has an invalid port number, '65536'\n"},
     {"PortOfLetters", Not_Valid("https://[::1]:8o?x"), "the address has an invalid port number, '8o'\n"},
     {"GoodPort", Not_Valid("http://[::1]:65535/ "), "the address is not valid\n"},
-    {"ControlCharacter", Not_Valid("http://server/\n"),
-     "the request holds a control character that is never served\n  Next: remove it."},
+    {"ControlCharacter", Not_Valid("http://server/\n"), "the request contains a control character\n  Next: remove it."},
     {"OddFileUrl", Not_Valid("file:C:/x.xml"),
      "this form of file URL is not supported\n  Next: write file://server/share/file"},
 };
@@ -164,10 +163,9 @@ TEST(Failure_Advice_Of_A_Name_Beyond_Ascii, ShowsTheFormOfTheNameService) {
 
 TEST(Failure_Advice_Of_An_Old_Copy, HasCauseAndRemedyToo) {
     EXPECT_EQ(Explain_Old_Copy(Of_The_Web(2, {0, 12037, "It expired. Renew it."})),
-              "it expired (error 12037); this is the copy of an earlier download\n  Next: renew it.");
-    EXPECT_THAT(Explain_Old_Copy(Of_The_Share(2)),
-                StartsWith("the file could not be copied from the share; this is "
-                           "the copy of an earlier download\n  Next: check the server"));
+              "it expired (error 12037); this is the last good copy\n  Next: renew it.");
+    EXPECT_THAT(Explain_Old_Copy(Of_The_Share(2)), StartsWith("the file could not be copied from the share; this is "
+                                                              "the last good copy\n  Next: check the server"));
 }
 
 } // namespace

@@ -212,7 +212,7 @@ TEST_F(Neighbours, KeepTheirListsAndDirectories) {
     }
     Expect_Refused("--cache-dir '" + fs::path(cache).make_preferred().string() + "' belongs to another user");
     ASSERT_TRUE(Give_Away(list));
-    Expect_Refused(" belongs to another user, so what it names may be somebody else's", "--force");
+    Expect_Refused(" belongs to another user, so the files that it names may be somebody else's", "--force");
     fs::remove(list);
     List({In_Cache("0")});
     Expect_Done("--force");
@@ -276,7 +276,8 @@ TEST_F(Neighbours, AreSeenBehindLinks) {
     fs::rename(list, m_Scratch / "other/list");
     fs::create_symlink(m_Scratch / "other/list", list);
     for (const std::string more : {"", "--force"}) {
-        Expect_Refused("metadata file '" + list + "' is a link, so what it names may be somebody else's", more);
+        Expect_Refused("metadata file '" + list + "' is a link, so the files that it names may be somebody else's",
+                       more);
     }
     EXPECT_EQ(Run({"list"}), 0);
 }

@@ -60,7 +60,7 @@ TEST_F(Prefetch, CountsLastGoodCopiesAsServed) {
     EXPECT_THAT(
         result.err,
         AllOf(HasSubstr("notice: '" + m_A + "': "),
-              HasSubstr("Connection refused (error 12029); this is the copy of an earlier download\n  Next: "),
+              HasSubstr("Connection refused (error 12029); this is the last good copy\n  Next: "),
               EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n")));
 }
 

@@ -134,6 +134,7 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     g_services.configured = {
         {"LandscapeCacheExpiryPeriod", "0x3C"}, {"LandscapeServerRetryAfter", "20"}, {"CertErrorHandlingMode", "1"}};
     g_services.configuration_problem = "a file: no access";
+    g_services.largest_file_megabytes = -5;
     const auto settings = Open().Settings();
     const std::tuple<const char*, const char*, const char*, const char*> expected[] = {
         {"LandscapeCacheExpiryPeriod", "60", "the place", "0x3C"},
@@ -142,6 +143,7 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
         {"CertErrorHandlingMode", "1", "the place", "1"},
         {"CertErrorWhiteList", "https://a\nhttps://b", "", ""},
         {"TraceDirectory", "/traces", "the place", "/traces"},
+        {"LandscapeLargestFile", "0", "", ""},
         {"SSL_CERT_DIR", "/authorities", "environment variable SSL_CERT_DIR", "/authorities"}};
     ASSERT_EQ(settings.size(), std::size(expected));
     for (std::size_t i = 0; i < settings.size(); ++i) {
@@ -150,7 +152,8 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
     EXPECT_EQ(Open().Configuration_Problem(), "a file: no access");
     EXPECT_THAT(Cache_Inspection::Configuration_Faults(), ElementsAre("a file: no access"));
 
-    g_services.trace_directory.clear(); // none can be used
+    g_services.largest_file_megabytes.reset(); // the platform has no limit
+    g_services.trace_directory.clear();        // none can be used
     for (const auto& [written, seconds, value] : {std::tuple{"-1", -1, "120"},
                                                   {"4294967295", -1, "3600"},
                                                   {"0xFFFFFFFF", -1, "3600"},
@@ -161,6 +164,7 @@ TEST_F(Inspection, TellsEachSettingWithItsPlace) {
         g_services.server_retry_seconds = seconds;
         EXPECT_EQ(Open().Settings()[2].value, value) << written;
     }
+    EXPECT_EQ(Open().Settings()[6].name, "SSL_CERT_DIR");
     const auto trace_directory = Open().Settings()[5];
     EXPECT_EQ(trace_directory.value, "");
     EXPECT_EQ(trace_directory.source, "");

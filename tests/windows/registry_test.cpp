@@ -100,6 +100,32 @@ TEST_F(Registry, TheTraceDirectoryMayNameEnvironmentVariables) {
     EXPECT_STREQ(buffer.data(), "D:\\place\\traces");
 }
 
+TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {
+    const auto make_key = [](const char* path) {
+        HKEY key = nullptr;
+        RegCreateKeyExA(HKEY_CURRENT_USER, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+        RegCloseKey(key);
+    };
+    const std::string place = std::string("HKEY_CURRENT_USER\\") + Options_Key + ": ";
+    user.Write_Number("LandscapeCacheExpiryPeriode", 5);
+    user.Write_Number("LandscapeServerRetryAfter", 3601);
+    user.Write_Number("LandscapeLargestFile", 1);
+    user.Write_Number("Colour", 1);
+    make_key("Software\\QEL\\QELogon\\Option");
+    make_key("Software\\QEL\\QELLogon\\Views");
+    make_key("Software\\Qal\\QELLogon\\options");
+    make_key("Software\\Another\\QELLogon\\Options");
+    const std::string did_you_mean =
+        std::string(": the cache does not read this key; did you mean ") + Options_Key + "?";
+    EXPECT_THAT(FrontEnd::Util::Configuration_Faults(),
+                UnorderedElementsAre(place + "LandscapeCacheExpiryPeriode is unknown; did you mean "
+                                             "LandscapeCacheExpiryPeriod?",
+                                     place + "LandscapeServerRetryAfter = 3601: not a number from 0 to 3600",
+                                     place + "LandscapeLargestFile = 1: has no effect on this system",
+                                     "HKEY_CURRENT_USER\\Software\\QEL\\QELogon\\Option" + did_you_mean,
+                                     "HKEY_CURRENT_USER\\Software\\Qal\\QELLogon\\options" + did_you_mean));
+}
+
 } // namespace
 
 } // namespace QEL::Tests

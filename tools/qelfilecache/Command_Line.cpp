@@ -136,10 +136,10 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
         const auto given = tool.get_subcommands();
         const std::string unknown = "unknown option '" + *option + "'; " + Did_You_Mean(*option, Known_Options(tool));
         if (given.empty()) {
-            return unknown + "'qelfilecache --help' names those that there are";
+            return unknown + "'qelfilecache --help' lists the options";
         }
         if (Operand_Of(*given.front()) != "REQUEST") {
-            return unknown + "'qelfilecache " + given.front()->get_name() + " --help' names those that there are";
+            return unknown + "'qelfilecache " + given.front()->get_name() + " --help' lists the options";
         }
         return unknown + "put \"--\" before a request that begins with \"-\"";
     }

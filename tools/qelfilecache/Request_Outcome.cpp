@@ -20,7 +20,7 @@ namespace {
 constexpr const char* directory_advice =
     "check that the cache directory still exists; see every step with --trace-level 4 --trace-dir DIR";
 constexpr const char* check_advice =
-    "ask 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
+    "run 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
 constexpr const char* next_step = "\n  Next: ";
 
 /// What happened, and what to do next.
@@ -115,7 +115,7 @@ std::string Fault_Of_Address(const std::string& address) {
 /// A request whose form keeps it from being served.
 std::string Explain_Refusal(const std::string& request) {
     if (Util::Holds_Control_Character(request)) {
-        return Two_Lines("the request holds a control character that is never served", "remove it");
+        return Two_Lines("the request contains a control character", "remove it");
     }
     if (request.starts_with("file:")) {
         return Two_Lines("this form of file URL is not supported",
@@ -200,7 +200,7 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
         cause_end = said.find(". ");
     }
     if (cause_end == std::string::npos) {
-        std::string cause(meaning.cause.empty() ? "the request failed on its way" : meaning.cause);
+        std::string cause(meaning.cause.empty() ? "the request failed" : meaning.cause);
         const bool says_the_same = said.empty() || Clause(said) == cause;
         constexpr std::uint32_t file_too_large = 223;
         return {says_the_same ? cause : cause + "; the system says: " + Clause(said),
@@ -259,7 +259,7 @@ std::string Explain_Failure(const Request_Outcome& outcome) {
 
 std::string Explain_Old_Copy(const Request_Outcome& outcome) {
     std::string advice = Explain_Failure(outcome);
-    return advice.insert(advice.find(next_step), "; this is the copy of an earlier download");
+    return advice.insert(advice.find(next_step), "; this is the last good copy");
 }
 
 } // namespace QEL::FrontEnd::Tool

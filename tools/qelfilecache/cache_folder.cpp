@@ -135,7 +135,7 @@ Open_Cache Open(const Settings& settings, const Named_Directory& directory, bool
     }
     Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out,
                                  " cannot be read and written; change its permissions, or move it away to start "
-                                 "afresh");
+                                 "with an empty cache");
     if (check != nullptr) {
         check(directory.path);
     }
@@ -222,18 +222,18 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
     if (!opened.cache->Metadata_Is_Sound()) {
         Write_Message("warning: the metadata file " + Quoted_Path(Metadata_File(opened.directory)) +
                       " is damaged: only the entries before the damage are known.\n"
-                      "  Next: the next 'qelfilecache get' saves it and all copies to a folder of their own, and "
-                      "starts afresh.");
+                      "  Next: the next 'qelfilecache get' saves it and all copies to a separate folder, and "
+                      "starts a new list.");
     } else if (const auto announced = Announced_Entries(opened.directory); announced > opened.cache->Entries().size()) {
         Write_Message("warning: the list " + Quoted_Path(Metadata_File(opened.directory)) + " announces " +
                       Util::Counted(announced, "entry", "entries") + " and holds " +
                       std::to_string(opened.cache->Entries().size()) +
-                      ": the others are lost, as after a full disk or the end of a program that wrote it.\n"
-                      "  Next: check the disk. What is missing is fetched again with its next request.");
+                      ": the others are lost. The disk was full, or the program was killed while it wrote.\n"
+                      "  Next: check the disk. The next request for a lost entry fetches its file again.");
     }
     Warn_Of_Configuration();
     if (const std::string problem = opened.cache->Configuration_Problem(); !problem.empty()) {
-        Write_Message("warning: a part of the configuration cannot be used and does not count: " +
+        Write_Message("warning: a part of the configuration cannot be used and is ignored: " +
                       Util::Printable(problem) + "\n  Next: correct that file or its permissions.");
     }
     return opened;

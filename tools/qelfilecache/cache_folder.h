@@ -54,6 +54,9 @@ void Warn_Of_Configuration();
 /// @param directory as Inspect_Cache returns it.
 std::string Name_Of_Cache(const std::filesystem::path& directory);
 
+/// The end of answers that find nothing.
+inline constexpr const char* Another_Directory = "; --cache-dir names another directory";
+
 /// Size of a copy in bytes; none when it is unknown.
 std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy);
 

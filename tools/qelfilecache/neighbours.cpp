@@ -60,8 +60,8 @@ void Require_Own_List(const fs::path& list) {
     if (is_link || Host::Belongs_To_Another_User(list)) {
         throw Usage_Error("the cache's metadata file " + Quoted(Host::To_Text(list)) +
                           (is_link ? " is a link" : " belongs to another user") +
-                          ", so what it names may be somebody else's\n  Next: move it away; nothing else makes this "
-                          "directory usable.");
+                          ", so the files that it names may be somebody else's\n  Next: move it away; only that makes "
+                          "this directory usable.");
     }
 }
 

@@ -24,6 +24,7 @@ void Write_Result(const std::string& line) {
 
 void Write_Message(const std::string& message) {
     static_cast<void>(Host::Write(stderr, "qelfilecache: " + message + '\n'));
+    static_cast<void>(std::fflush(stderr)); // not every system does so at the end of a line
 }
 
 std::string Quoted(const std::string& text) {

@@ -139,10 +139,10 @@ std::string_view Path_Without_Exit(const Call_Facts& facts) {
 /// A request that returned a path.
 Judgement Judge_Served(const Call_Facts& facts) {
     if (facts.is_local) {
-        return {Outcome::Local, "a local path, served as it stands"};
+        return {Outcome::Local, "a local path, returned unchanged"};
     }
     if (!facts.went_remote) {
-        return {Outcome::Fresh, "the copy is younger than the expiry period: nobody was asked"};
+        return {Outcome::Fresh, "the copy is younger than the expiry period: no server was asked"};
     }
     if (!facts.copy_used.empty()) {
         if (facts.has_downloaded) {

@@ -35,8 +35,8 @@ std::string Explain_Refusal(std::string_view content) {
                "  Next: trace once more, and check the space on the disk of the trace directory.";
     }
     if (content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF")) {
-        return "the file is in UTF-16: some program has stored it anew\n"
-               "  Next: give the file as the cache wrote it, or store it as UTF-8.";
+        return "the file is in UTF-16: another program has changed it\n"
+               "  Next: give the file as the cache wrote it, or save it as UTF-8.";
     }
     if (content.starts_with("\x1F\x8B") || content.starts_with("PK\x03\x04")) {
         return "the file is compressed\n  Next: unpack it first.";

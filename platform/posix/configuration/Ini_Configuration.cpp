@@ -1,6 +1,7 @@
 #include "platform/posix/configuration/Ini_Configuration.h"
 
 #include "util/Ascii.h"
+#include "util/Configuration_Source.h"
 
 #include <charconv>
 #include <cstdlib>
@@ -132,3 +133,9 @@ std::optional<std::int64_t> Parse_Integer(std::string_view text) {
 }
 
 } // namespace QEL::FrontEnd::Platform
+
+std::optional<std::int32_t> QEL::FrontEnd::Util::Largest_File_Megabytes() {
+    const auto number = Platform::Configuration::System().Read_Integer(Platform::Configuration_Scope::User_Then_Machine,
+                                                                       Options_Key, Largest_File_Value);
+    return static_cast<std::int32_t>(number.value_or(0));
+}

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "platform/posix/system/Win32_Error.h"
-#include "util/Configuration_Values.h"
-#include "util/Registry.h"
+#include "util/Configuration_Source.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,8 +13,7 @@ namespace QEL::FrontEnd::Platform {
 
 /// The bytes that a copy may have by the configuration.
 inline std::uint64_t Largest_Copy() {
-    std::int32_t megabytes = 0;
-    Util::GetRegValInt(megabytes, Util::Options_Key, Util::Largest_File_Value, 1);
+    const std::int32_t megabytes = Util::Largest_File_Megabytes().value_or(0);
     return megabytes > 0 ? static_cast<std::uint64_t>(megabytes) << 20 : std::numeric_limits<std::uint64_t>::max();
 }
 

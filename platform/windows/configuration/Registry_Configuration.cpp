@@ -1,9 +1,13 @@
 #include "platform/common/Configuration.h"
 
 #include "platform/windows/handles/Unique_Handle.h"
+#include "util/Configuration_Source.h"
+#include "util/Similar_Words.h"
 
 #include <charconv>
+#include <cstddef>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace QEL::FrontEnd::Platform {
@@ -93,6 +97,42 @@ std::optional<std::uint32_t> Parse_Integer(std::string_view text) {
     return is_number ? Low_32_Bits(number) : std::nullopt;
 }
 
+/// The names of the keys below a key.
+std::vector<std::string> Keys_Below(const Place& place, const std::string& path) {
+    Registry_Key key;
+    std::vector<std::string> names;
+    std::string name(256, '\0');
+    auto size = static_cast<DWORD>(name.size());
+    if (RegOpenKeyExA(place.root, path.c_str(), 0, KEY_ENUMERATE_SUB_KEYS | place.view, key.Receive()) ==
+        ERROR_SUCCESS) {
+        for (DWORD index = 0;
+             RegEnumKeyExA(key.Get(), index, name.data(), &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+             ++index, size = static_cast<DWORD>(name.size())) {
+            names.push_back(name.substr(0, size));
+        }
+    }
+    return names;
+}
+
+/// Adds the keys whose path is nearly that of the cache's options, from a level of it on.
+void Add_Similar_Keys(const Place& place, const std::string& path, std::size_t level, std::size_t letters,
+                      std::vector<Configuration_Item>& items) {
+    constexpr const char* levels[] = {"QEL", "QELLogon", "Options"};
+    if (level == std::size(levels)) {
+        if (letters > 0) {
+            const std::string shown = place.root_name + path + place.view_name;
+            items.push_back({shown, shown, path, {}, {}, {}});
+        }
+        return;
+    }
+    constexpr std::size_t most = 2;
+    for (const std::string& name : Keys_Below(place, path)) {
+        if (const auto apart = letters + Util::Distance(name, levels[level]); apart <= most) {
+            Add_Similar_Keys(place, path + '\\' + name, level + 1, apart, items);
+        }
+    }
+}
+
 /// The values of the registry. A list may be a single text; environment variables are expanded in a
 /// text of the expandable kind; a number may be a text that is a decimal number with an optional sign.
 class Registry_Configuration : public Configuration {
@@ -152,6 +192,7 @@ public:
     std::vector<Configuration_Item> Items() override {
         std::vector<Configuration_Item> items;
         for (const Place& place : Places) {
+            Add_Similar_Keys(place, "Software", 0, 0, items);
             Registry_Key key;
             if (RegOpenKeyExA(place.root, Options_Key, 0, KEY_QUERY_VALUE | place.view, key.Receive()) !=
                 ERROR_SUCCESS) {
@@ -190,3 +231,7 @@ Configuration& Configuration::System() {
 }
 
 } // namespace QEL::FrontEnd::Platform
+
+std::optional<std::int32_t> QEL::FrontEnd::Util::Largest_File_Megabytes() {
+    return std::nullopt;
+}

@@ -44,7 +44,7 @@ const Row Rows[] = {
     {"LocalFile",
      Request("/etc/a.xml", true) + ". get Local file exists '/etc/a.xml'.\n< get(/etc/a.xml)\n",
      {"local /etc/a.xml -> /etc/a.xml"},
-     {"a local path, served as it stands"}},
+     {"a local path, returned unchanged"}},
     {"MissingLocalFile",
      Request("/etc/a.xml", true) + "! get Previously cached local file does not exist '/etc/a.xml'.\n< get('')\n",
      {"failed /etc/a.xml"},

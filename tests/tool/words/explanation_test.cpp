@@ -87,7 +87,7 @@ TEST(Explanation, OfAFreshCopySaysHowLong) {
 }
 
 TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
-    const std::string unasked = "would make the cache ask the server; when neither that nor a download succeeds, ";
+    const std::string unasked = "would make the cache ask the server; if that and a download fail, ";
     EXPECT_EQ(Explain(A_Request(An_Entry(false))).verdict, unasked + "the copy that was last known to be current at " +
                                                                Local_Time_Text(present - 3 * minute) + " is served.");
     Inspected_Entry of_unknown_age = An_Entry(false);
@@ -114,9 +114,10 @@ TEST(Explanation, SaysThatADownloadFollowsEveryFailedCheck) {
         EXPECT_EQ(Explain(explained).verdict,
                   "would make the cache try a download next, as the check failed: " + std::string(why) +
                       "; when that fails as well, " + copy + " is served.");
-        EXPECT_THAT(Steps(explained),
-                    HasSubstr("an error or no response: the file is downloaded again; when that fails, "
-                              "the last good copy is served, however old it is."));
+        EXPECT_THAT(
+            Steps(explained),
+            HasSubstr("Otherwise, or without a response, it downloads the file again; if that fails, it serves the "
+                      "last good copy, however old that is."));
     }
 }
 
@@ -129,7 +130,7 @@ TEST(Explanation, HasAPhraseForEachKindOfError) {
         {12152, "the server's response is not valid HTTP"},
         {12156, "the server redirects the request too often, or from https to http"},
         {12157, "the TLS handshake with the server failed"},
-        {12099, "the request failed on its way"}};
+        {12099, "the request failed"}};
     for (const auto& [number, phrase] : errors) {
         EXPECT_EQ(Explain(A_Request({}, A_Failure(number, Second_Attempt::Failed))).verdict,
                   "would not be served: there is no copy, and " + std::string(phrase) + " (error " +
@@ -150,11 +151,12 @@ TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
 
 TEST(Explanation, SaysForHowLongADeadServerIsNotAsked) {
     auto explained = A_Request({});
-    EXPECT_THAT(Steps(explained),
-                HasSubstr("is not asked again by the same program for 120 seconds (LandscapeServerRetryAfter is not "
-                          "configured), nor for longer than ten times what it cost"));
+    EXPECT_THAT(
+        Steps(explained),
+        HasSubstr("does not ask the server again for 120 seconds (LandscapeServerRetryAfter is not configured), or "
+                  "ten times as long as the time-out if that is shorter."));
     explained.server_retry = {"LandscapeServerRetryAfter", "1", "the file", "1"};
-    EXPECT_THAT(Steps(explained), HasSubstr("for 1 second (LandscapeServerRetryAfter in the file), nor"));
+    EXPECT_THAT(Steps(explained), HasSubstr("for 1 second (LandscapeServerRetryAfter in the file), or"));
     explained.server_retry = {"LandscapeServerRetryAfter", "0", "the file", "0"};
     EXPECT_THAT(Steps(explained), HasSubstr("asked again with every request, and may cost a time-out each time "
                                             "(LandscapeServerRetryAfter in the file)."));
@@ -164,14 +166,14 @@ TEST(Explanation, SaysForHowLongADeadServerIsNotAsked) {
 
 TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
     auto explained = A_Request(An_Entry(true));
-    EXPECT_THAT(Steps(explained), HasSubstr("A shorter period shows it sooner; 0 asks with every request."));
+    EXPECT_THAT(Steps(explained), HasSubstr("A shorter period shows it sooner; 0 checks with every request."));
     explained.request.entry->last_checked_remotely = present + 50 * minute;
     for (const char* const period : {"0", "60"}) {
         explained.expiry_period.value = period;
         EXPECT_THAT(Steps(explained),
                     AllOf(HasSubstr("which lies in the future"), Not(HasSubstr("shows it sooner")),
-                          HasSubstr("No shorter period changes that before " + Local_Time_Text(present + 50 * minute) +
-                                    "; 'qelfilecache clear' does")));
+                          HasSubstr("A shorter period has no effect before " + Local_Time_Text(present + 50 * minute) +
+                                    "; 'qelfilecache clear REQUEST' has one at once.")));
     }
     explained.request.entry->last_checked_remotely = present;
     explained.expiry_period.value = "0";
@@ -202,8 +204,8 @@ TEST(Explanation, SaysThatNoNewCopyCanBeWritten) {
 TEST(Explanation, SaysThatNoTimeOfChangeIsKnown) {
     auto explained = A_Request(An_Entry(true));
     explained.request.entry->last_modified.clear();
-    EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("is unknown (no Last-Modified)."), Not(HasSubstr("last changed at"))));
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("unknown when its file was last changed (no Last-Modified)."),
+                                        Not(HasSubstr("last changed at"))));
 }
 
 TEST(Explanation, OfAPeriodWithoutEndNamesNoUnknownTime) {
@@ -218,8 +220,7 @@ TEST(Explanation, NamesNoCulpritForAMissingCopy) {
     explained.request.entry->copy_exists = false;
     EXPECT_THAT(Steps(explained),
                 AllOf(HasSubstr("The cache has an entry for it, but its copy '/cache/copy.xml' is gone"),
-                      HasSubstr("'qelfilecache clear' deletes copies, and so may another program"),
-                      Not(HasSubstr("somebody"))));
+                      HasSubstr("'qelfilecache clear' or another program has deleted it"), Not(HasSubstr("somebody"))));
     EXPECT_THAT(Explain(explained).verdict, StartsWith("would be served from a new copy, if the server"));
 }
 
@@ -246,17 +247,18 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     explained.remote->answered = true;
     explained.remote->last_modified = "stamp";
     explained.remote->unchanged = true;
-    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("that is overlooked: mode 1, and the address is on the white list"),
-                                        HasSubstr("A second attempt overlooked that and succeeded."),
+    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("that is accepted: mode 1, and the address is on the white list"),
+                                        HasSubstr("A second attempt accepted that and succeeded."),
                                         HasSubstr("the cache compares nothing else")));
     EXPECT_THAT(Steps(explained), HasSubstr("an authority that this machine trusts. If it is not valid, that is"));
     explained.request.certificate = {7, false, false};
     explained.authorities = {{"SSL_CERT_FILE", "/a.pem", "environment variable SSL_CERT_FILE", "/a.pem"},
                              {"SSL_CERT_DIR", "/certs", "environment variable SSL_CERT_DIR", "/certs"}};
-    EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was a passing one"),
-                      HasSubstr("has to come from an authority that '/a.pem' (environment variable SSL_CERT_FILE) or "
-                                "'/certs' (environment variable SSL_CERT_DIR) holds; this machine's do not count.")));
+    EXPECT_THAT(
+        Steps(explained),
+        AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was temporary"),
+              HasSubstr("must come from an authority that '/a.pem' (environment variable SSL_CERT_FILE) or "
+                        "'/certs' (environment variable SSL_CERT_DIR) holds, and from none of this machine's.")));
 }
 
 TEST(Explanation, DistinguishesAConnectionErrorFromACertificateError) {
@@ -277,12 +279,12 @@ TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
     explained.request.normalised = "\\\\server\\share\\a.xml";
     explained.request.entry->last_modified = std::to_string(present);
     EXPECT_THAT(Steps(explained),
-                AllOf(HasSubstr("It names a file on a share"),
+                AllOf(HasSubstr("It is a file on a share"),
                       HasSubstr("last changed at " + Local_Time_Text(present) + "."),
                       HasSubstr("The cache knows it as '\\\\server\\share\\a.xml'."), Not(HasSubstr("certificate"))));
     explained.remote = A_Failure(53, Second_Attempt::Not_Needed);
     EXPECT_THAT(Steps(explained),
-                HasSubstr("the share does not hand the file out. Error 53: The server cannot be found"));
+                HasSubstr("the share does not deliver the file. Error 53: The server cannot be found"));
     EXPECT_THAT(Explain(explained).verdict,
                 HasSubstr("would make the cache try copying the file next, as the check failed: the server cannot be "
                           "found or does not respond (error 53); when that fails as well, the copy"));

@@ -178,6 +178,10 @@ std::uint32_t Get_File_Attributes(const std::string& path) {
 
 } // namespace FileSystem
 
+std::optional<std::int32_t> Largest_File_Megabytes() {
+    return g_services.largest_file_megabytes;
+}
+
 std::vector<Configured_Value> Configured_Authorities() {
     return g_services.authorities;
 }

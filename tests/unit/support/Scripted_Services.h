@@ -61,6 +61,7 @@ struct Scripted_Services {
     std::vector<QEL::FrontEnd::Util::Configured_Value> authorities; ///< variables and what they name
     std::vector<std::string> white_list;
     int cert_parameters_read = 0;
+    std::optional<std::int32_t> largest_file_megabytes;
     std::map<std::string, std::string> configured; ///< what is written in "the place", by name
     std::string configuration_problem;
     std::string trace_directory;

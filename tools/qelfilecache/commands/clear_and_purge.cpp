@@ -41,7 +41,7 @@ void Require_Copies_In_Directory(const std::filesystem::path& directory) {
 /// Says what is gone, on standard error: the results are the deletions.
 void Report_Deletions(const std::filesystem::path& directory, std::size_t deleted, std::uintmax_t bytes) {
     Write_Message(Util::Counted(deleted, "copy", "copies") + " (" + Size_Text(bytes) + ") deleted from " +
-                  Name_Of_Cache(directory));
+                  Name_Of_Cache(directory) + (deleted == 0 ? Another_Directory : ""));
 }
 
 /// Copies, and what is gone of them later.
@@ -92,7 +92,7 @@ bool Clear_Requests(const Open_Cache& opened, const Clear_Options& options, Watc
             all_deleted = Remove_From_Cache(*opened.cache, request) && all_deleted;
         } else {
             Write_Message("note: " + Name_Of_Cache(opened.directory) + " has no entry for " + Quoted(request) +
-                          "; 'qelfilecache list' shows what there is");
+                          "; 'qelfilecache list' shows the entries" + Another_Directory);
         }
     }
     return all_deleted;
@@ -140,19 +140,20 @@ Exit_Status Purge(const Settings& settings, const bool& force) {
     return Exit_Not_Served;
 }
 
-constexpr const char* clear_help = "Deletes the copies, or those of the requests that are named. The list on disk "
-                                   "keeps its lines until the next file is fetched: 'list' marks them \"copy\n"
-                                   "missing\" meanwhile. Every request fetches its file again.\n\n"
-                                   "Examples:\n"
-                                   "  qelfilecache clear\n"
-                                   "  qelfilecache clear https://server.example/landscape.xml";
+constexpr const char* clear_help =
+    "Deletes all copies, or those of the named requests: the next request fetches its file again.\n"
+    "The list on disk keeps its lines until a file is fetched; until then, 'list' marks\n"
+    "them \"copy missing\".\n\n"
+    "Examples:\n"
+    "  qelfilecache clear\n"
+    "  qelfilecache clear https://server.example/landscape.xml";
 
-constexpr const char* purge_help = "Deletes what has the shape of a cached copy's name, and nothing else.\n\n"
+constexpr const char* purge_help = "Deletes the files with names of copies, and nothing else.\n\n"
                                    "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge";
 
 void Declare_Clear_Options(Command_Options& parser, Clear_Options& options) {
     parser.Force(options.force);
-    parser.Operands("REQUEST", options.requests, "Only the copies of these; none: every copy", false);
+    parser.Operands("REQUEST", options.requests, "Only these; without any: all", false);
 }
 
 void Declare_Purge_Options(Command_Options& parser, bool& force) {

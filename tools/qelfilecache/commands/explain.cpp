@@ -223,7 +223,7 @@ void Declare_Options(Command_Options& parser, Explain_Options& options) {
 
 constexpr const char* explain_help =
     "Shows step by step how the cache would serve each request now, and why; the last line is the verdict.\n"
-    "Changes nothing: no copy, no entry, no age. Without --check nobody is asked.\n\n"
+    "Changes nothing: no copy, no entry, no age. Without --check no server is asked.\n\n"
     "Exit status: 0 every request would be served, as far as that is known, 1 some would not,\n"
     "3 with --check: all would, but some copies are out of date.\n\n"
     "Example: why is an old file shown?\n"

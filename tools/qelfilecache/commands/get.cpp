@@ -78,7 +78,7 @@ constexpr const char* get_help =
     "A line is empty where there is no copy; standard error says why.\n\n"
     "A REQUEST is a web address (http:, https:), a file on a share (\\\\server\\share\\file, "
     "file://server/share/file)\n"
-    "or a local path, which is returned as it stands. Put \"--\" before a REQUEST that begins with \"-\".\n\n"
+    "or a local path, which is returned unchanged. Put \"--\" before a REQUEST that begins with \"-\".\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
     "  qelfilecache get --json http://server.example/a.xml '\\\\server\\share\\b.xml'\n"

@@ -111,11 +111,10 @@ void Write_Table(const std::vector<Listed_Entry>& entries, std::uint64_t now) {
 void Report_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry>& entries) {
     if (const auto all = opened.cache->Entries().size(); entries.empty() && all > 0) {
         Write_Message("note: none of the " + Util::Counted(all, "entry", "entries") + " of " +
-                      Name_Of_Cache(opened.directory) + " is such a one");
+                      Name_Of_Cache(opened.directory) + " matches" + Another_Directory);
     } else if (entries.empty()) {
         Write_Message("note: " + Name_Of_Cache(opened.directory) +
-                      (opened.directory.empty() ? " is not there yet" : " is empty") +
-                      "; --cache-dir names another directory");
+                      (opened.directory.empty() ? " does not exist yet" : " is empty") + Another_Directory);
     }
     const auto unreferenced = opened.cache->Unreferenced_Copies();
     if (unreferenced.empty()) {
@@ -141,19 +140,18 @@ void Declare_Options(Command_Options& parser, List_Options& options) {
     parser.Flag("--expired", options.expired, "Only entries whose copy has expired");
     parser.Flag("--missing", options.missing, "Only entries whose copy is gone");
     parser.Choice("--sort", {"age", "size", "url"}, options.order,
-                  "Order: asked about longest ago first, largest first, or by address");
+                  "Order: oldest check first, largest copy first, or by address");
     parser.Optional_Operand("PATTERN", options.pattern,
-                            "Only addresses that hold this text; * stands for any characters");
+                            "Only addresses that contain this text; * stands for any characters");
     parser.Flag("--json", options.json, "Print one array of objects instead, with full paths and times in UTC");
 }
 
 constexpr const char* list_help =
-    "The last line has the totals of what is shown. COPY is a file in the cache directory. CHECKED is how long ago the "
-    "remote side was last\n"
-    "asked; until FRESH UNTIL the copy is served without asking it again.\n"
-    "\"copy missing\" marks an entry whose copy is gone, of all of them after 'clear': the file is fetched again with\n"
-    "its next request. A terminal too narrow for everything shows the addresses and what fits beside them.\n"
-    "Changes nothing and asks nobody.\n\n"
+    "COPY is a file in the cache directory. CHECKED is how long ago the server or share was last asked; until\n"
+    "FRESH UNTIL the copy is served without asking again. The last line has the totals.\n"
+    "\"copy missing\" marks an entry whose copy is gone, after 'clear' all of them: the next request fetches the\n"
+    "file again. A narrow terminal shows the addresses and what fits beside them.\n"
+    "Changes nothing and asks no server.\n\n"
     "Examples:\n"
     "  qelfilecache list\n"
     "  qelfilecache list --expired --sort age 'server.example/*.xml'\n"

@@ -126,8 +126,8 @@ void Declare_Options(Command_Options& parser, Prefetch_Options& options) {
 }
 
 constexpr const char* prefetch_help =
-    "One request a line; blank lines and lines that begin with # are passed over. A request that occurs several\n"
-    "times is served once, and a copy that is still fresh is left as it is.\n"
+    "One request a line; blank lines and lines that begin with # are ignored. A repeated request is served\n"
+    "once, and a copy that is still fresh stays as it is.\n"
     "Prints nothing on standard output; standard error says what was not served and why, and has a summary.\n\n"
     "Exit status: 0 all were served, 1 some were not, 2 wrong usage or a list that cannot be read.\n\n"
     "Examples:\n"

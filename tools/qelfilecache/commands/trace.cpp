@@ -191,7 +191,7 @@ private:
             m_Read += size;
         }
         if (m_File) {
-            std::clearerr(m_File.get());
+            std::fseek(m_File.get(), 0, SEEK_CUR); // the end is forgotten
         }
         m_Rest = text.substr(text.rfind('\n') + 1);
         text.erase(text.size() - m_Rest.size());
@@ -307,14 +307,14 @@ Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
 void Declare_Options(Command_Options& parser, Trace_Options& options) {
     parser.Text("--html", "OUT", options.html, "Write a page for browsers to this file, and print its name instead");
     parser.Flag("--failed", options.failed, "Only what failed, met errors, or was served the last good copy");
-    parser.Text("--url", "TEXT", options.url, "Only requests that hold this text");
+    parser.Text("--url", "TEXT", options.url, "Only requests that contain this text");
     parser.Text("--since", "TIME", options.since,
-                "Only what began then or later: '2026-11-21 10:20:16' or less of it; '10:20' is\n"
-                "of the last day in the trace. Needs time stamps (level 5)");
-    parser.Flag("--summary", options.summary, "Print how many requests came to what, by cause and server");
+                "Only what began at this time or later: '2026-11-21 10:20:16' or its beginning;\n"
+                "'10:20' means the last day in the trace. Needs time stamps (level 5)");
+    parser.Flag("--summary", options.summary, "Print the number of requests by outcome, cause and server");
     parser.Flag("--follow", options.follow,
-                "Print what comes to its end from now on (with --since: then), until Ctrl-C, with\n"
-                "--json an object in a line each. The file may be replaced, or not be there yet");
+                "Print each request when it ends, until Ctrl-C; with --json one object a line.\n"
+                "The files may be replaced, or not exist yet");
     parser.Flag("--json", options.json, "Print one object for programs instead");
     parser.Operands("FILE", options.files,
                     "Trace file, by default named qelfilecache_<process id>.trc, or - for standard input");
@@ -322,11 +322,10 @@ void Declare_Options(Command_Options& parser, Trace_Options& options) {
 
 constexpr const char* trace_help =
     "Shows each request: how it was decided, what failed, which copy was served and, where the trace has time\n"
-    "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together;\n"
-    "one that is given several times counts once.\n"
-    "Each request needs a trace of level 4 or 5; of one of level 1 to 3, the messages are shown by thread.\n\n"
-    "The page that --html writes is complete in itself: a timeline, each request with its records, a filter. A link\n"
-    "to it may end with #search=WORDS.\n\n"
+    "stamps (level 5), how long it took. Errors come first. Files of several processes may be given together.\n"
+    "Requests are shown from traces of level 4 and 5; from lower levels, the messages by thread.\n\n"
+    "--html writes one self-contained page: a timeline, each request with its records, a filter. A link to it may\n"
+    "end with #search=WORDS.\n\n"
     "Exit status: 0 all files were read, 2 some cannot be used.\n\n"
     "Examples:\n"
     "  qelfilecache trace qelfilecache_4711.trc\n"

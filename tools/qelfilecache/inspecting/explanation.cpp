@@ -34,7 +34,7 @@ std::string Origin_Of(const Inspected_Setting& setting) {
         return place;
     }
     const bool is_no_number = setting.value == "0";
-    return place + " holds " + Quoted(setting.written) + (is_no_number ? ", which is no such number" : "");
+    return place + " holds " + Quoted(setting.written) + (is_no_number ? ", which is not a valid number" : "");
 }
 
 /// The remote side's stamp as people write it: of a share file a time, of a web file what its server
@@ -48,17 +48,18 @@ std::string Stamp_Text(Kind kind, const std::string& stamp) {
     return Quoted(stamp);
 }
 
-std::string Age_Of(const Inspected_Entry& entry, std::uint64_t now) {
-    if (entry.last_checked_remotely == 0) {
-        return "It is not known when it was last asked.";
+std::string Age_Of(const Explained_Request& explained) {
+    const std::uint64_t last_checked = explained.request.entry->last_checked_remotely;
+    if (last_checked == 0) {
+        return "It is unknown when " + explained.Other_Side() + " was last asked.";
     }
-    const std::string moment = Local_Time_Text(entry.last_checked_remotely);
-    if (entry.last_checked_remotely > now) {
-        return "It was last asked at " + moment +
-               ", which lies in the future: the clock of this machine has been set back since, and the copy counts as "
-               "fresh for longer than configured.";
-    }
-    return "It was last asked at " + moment + ", " + Duration_Text(entry.last_checked_remotely, now) + " ago.";
+    const std::string age =
+        Util::Sentence(explained.Other_Side() + " was last asked at " + Local_Time_Text(last_checked));
+    const std::uint64_t now = explained.request.now;
+    return age.substr(0, age.size() - 1) +
+           (last_checked > now ? ", which lies in the future: this machine's clock was set back. So the copy is fresh "
+                                 "for longer than configured."
+                               : ", " + Duration_Text(last_checked, now) + " ago.");
 }
 
 /// What makes a change on the other side show before a fresh copy is asked about.
@@ -66,16 +67,17 @@ std::string How_To_See_A_Change(const Explained_Request& explained) {
     const std::uint64_t last_checked = explained.request.entry->last_checked_remotely;
     if (last_checked > explained.request.now) {
         // The period counts from there, so that even 0 asks nobody before.
-        return " No shorter period changes that before " + Local_Time_Text(last_checked) +
-               "; 'qelfilecache clear' does, for every copy of this cache.";
+        return " A shorter period has no effect before " + Local_Time_Text(last_checked) +
+               "; 'qelfilecache clear REQUEST' has one at once.";
     }
-    return explained.expiry_period.value == "0" ? "" : " A shorter period shows it sooner; 0 asks with every request.";
+    return explained.expiry_period.value == "0" ? ""
+                                                : " A shorter period shows it sooner; 0 checks with every request.";
 }
 
 std::string Comparison_Text(const Explained_Request& explained) {
     const Remote_Answer& response = *explained.remote;
     if (response.last_modified.empty()) {
-        return " It does not say when the file was last changed (no Last-Modified), so every check fetches it again.";
+        return " It does not say when the file was last changed (no Last-Modified), so every check downloads it again.";
     }
     const std::string stamp = Stamp_Text(explained.request.kind, response.last_modified);
     const std::string text = " Its file was last changed at " + stamp;
@@ -83,9 +85,9 @@ std::string Comparison_Text(const Explained_Request& explained) {
         return text + ".";
     }
     if (!response.unchanged) {
-        return text + ", the copy's version is another one: the copy is out of date.";
+        return text + ". The copy is of another version: it is out of date.";
     }
-    return text + ", as the copy says: " + explained.What_Is_The_Same() + "; the cache compares nothing else." +
+    return text + ". " + Util::Sentence(explained.What_Is_The_Same() + "; the cache compares nothing else") +
            (Differs_In_Length_Alone(explained)
                 ? std::string(" But ") + explained.Other_Side() + "'s file has " +
                       std::to_string(*explained.details.content_length) + " bytes and the copy " +
@@ -115,21 +117,21 @@ std::string Details_Text(const Explained_Request& explained) {
         text += " The request was redirected to " + Quoted(details.final_url) + ".";
     }
     if (!details.content_type.empty() || details.content_length) {
-        text +=
-            " The response is " + (details.content_type.empty() ? "of no named type" : Quoted(details.content_type));
-        text += details.content_length ? ", " + Size_Text(*details.content_length) + "." : ".";
+        text += " The response has " +
+                (details.content_type.empty() ? "no Content-Type" : "the Content-Type " + Quoted(details.content_type));
+        text += details.content_length ? " and " + Size_Text(*details.content_length) + "." : ".";
     }
     if (!details.age.empty()) {
         text += " An HTTP cache has had it for " + Util::Printable(details.age) + " seconds (Age).";
     }
-    return details.via.empty() ? text : text + " It came by way of " + Quoted(details.via) + " (Via).";
+    return details.via.empty() ? text : text + " It came through " + Quoted(details.via) + " (Via).";
 }
 
 std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate_Handling& handling) {
     switch (response.second) {
     case Second_Attempt::Succeeded:
-        return handling.errors_are_ignored ? " A second attempt overlooked that and succeeded."
-                                           : " A second attempt succeeded: the error was a passing one.";
+        return handling.errors_are_ignored ? " A second attempt accepted that and succeeded."
+                                           : " A second attempt succeeded: the error was temporary.";
     case Second_Attempt::Failed:
         return " A second attempt failed too.";
     case Second_Attempt::Not_Allowed:
@@ -152,14 +154,17 @@ std::string Error_Text(const Explained_Request& explained) {
 /// Through which proxy the requests go.
 std::string Proxy_Step(const Explained_Request& explained) {
     if (!explained.proxy) {
-        return "Whether the request goes through a proxy is unknown.";
+        return "It is unknown whether the request goes through a proxy.";
     }
     const auto& proxy = *explained.proxy;
     if (!proxy.value.empty()) {
         return "The request goes through the " + Proxy_Text(proxy) + ".";
     }
     return "The request goes to the server directly: " +
-           (proxy.source.empty() ? "no proxy is configured." : proxy.source + " names no proxy for it.");
+           (proxy.source.empty()
+                ? "no proxy is configured."
+                : proxy.source + (Util::Equals_Ignoring_Case(proxy.source, "no_proxy") ? " exempts it."
+                                                                                       : " names no proxy for it."));
 }
 
 /// What the cache makes of the text of the request.
@@ -171,8 +176,9 @@ std::string Kind_Step(const Explained_Request& explained) {
         step = "It is a web address: the cache fetches the file from its server and keeps a copy.";
         break;
     case Kind::Share:
-        step = "It names a file on a share or on a drive that is no fixed disk: the cache copies it and keeps the "
-               "copy. A program that asks with request kind 201 or 202 gets nothing while the file can be written to.";
+        step =
+            "It is a file on a share or on a drive that is not a fixed disk: the cache copies it and keeps the copy. "
+            "A program that asks with request kind 201 or 202 gets no copy while the file is writable.";
         break;
     case Kind::Local:
         step = "It is a local path: the cache returns the path itself and keeps no copy.";
@@ -190,25 +196,25 @@ std::string Entry_Step(const Explained_Request& explained) {
     const auto& request = explained.request;
     if (!request.entry) {
         return Util::Sentence(explained.cache + " has no entry for it, so there is no copy") +
-               " Letter case and every character of the request count; 'qelfilecache list' shows what there is, and "
-               "--cache-dir names another directory.";
+               " Every character of the request matters, its case too. 'qelfilecache list' shows the entries; "
+               "--cache-dir "
+               "names another directory.";
     }
     const Inspected_Entry& entry = *request.entry;
     if (!entry.copy_exists) {
         return "The cache has an entry for it, but its copy " + Quoted(entry.copy) +
-               " is gone: 'qelfilecache clear' deletes copies, and so may another program. A program that starts now "
-               "forgets the entry.";
+               " is gone: 'qelfilecache clear' or another program has deleted it. A program that starts now ignores "
+               "the "
+               "entry.";
     }
     std::string step = "The cache has a copy of it: " + Quoted(entry.copy);
     if (explained.copy_size) {
         step += ", " + Size_Text(*explained.copy_size);
     }
     step += ". ";
-    if (entry.last_modified.empty()) {
-        return step + "When its file was last changed is unknown (no Last-Modified).";
-    }
-    return step + (explained.Is_Share() ? "The share" : "The server") + "'s file was then last changed at " +
-           Stamp_Text(request.kind, entry.last_modified) + ".";
+    return step + (entry.last_modified.empty() ? "It is unknown when its file was last changed (no Last-Modified)."
+                                               : "This version of the file was last changed at " +
+                                                     Stamp_Text(request.kind, entry.last_modified) + ".");
 }
 
 std::string Freshness_Step(const Explained_Request& explained) {
@@ -216,31 +222,31 @@ std::string Freshness_Step(const Explained_Request& explained) {
     const Inspected_Entry& entry = *request.entry;
     const std::string other_side = explained.Other_Side();
     const std::string& minutes = explained.expiry_period.value;
-    std::string step = "The copy's age counts from when " + other_side + " was last asked. " +
-                       Age_Of(entry, request.now) + " A copy counts as fresh for " + minutes +
+    std::string step = Age_Of(explained) + " From then on, a copy is fresh for " + minutes +
                        (minutes == "1" ? " minute (" : " minutes (") + Origin_Of(explained.expiry_period) + "). ";
     if (entry.fresh) {
-        return step + "So it is fresh until " + Local_Time_Text(entry.fresh_until) +
-               ", and until then nobody is asked: a change on " + other_side + " does not show." +
+        return step + "It is fresh until " + Local_Time_Text(entry.fresh_until) +
+               ". Until then the cache does not ask " + other_side + ", so a change there does not show." +
                How_To_See_A_Change(explained);
     }
-    return step + "So it has expired, and " + other_side + " is asked with the next request.";
+    return step + "It has expired: the next request asks " + other_side + ".";
 }
 
 /// What follows when the remote side is asked.
 std::string Question_Step(const Explained_Request& explained) {
     const auto& request = explained.request;
     const std::string other_side = explained.Other_Side();
-    const char* const fetched = explained.Is_Share() ? "copied" : "downloaded";
+    const std::string fetch = explained.Is_Share() ? "copies" : "downloads";
     if (!explained.Has_Copy()) {
-        return std::string("The file is ") + fetched + " from " + other_side +
-               " with the next request. When that fails, nothing is served: there is no copy yet.";
+        return "The next request " + fetch + " the file from " + other_side +
+               ". If that fails, it gets nothing: there is no copy yet.";
     }
     const char* const question = explained.Is_Share() ? "the time of its last change" : "its Last-Modified (HEAD)";
-    return std::string(request.entry->fresh ? "After that, " : "Then ") + other_side + " is asked for " + question +
-           ". The same as the copy's: the copy is served, and its age starts anew. Another one, none, an error or no "
-           "response: the file is " +
-           fetched + " again; when that fails, the last good copy is served, however old it is.";
+    return std::string(request.entry->fresh ? "After that, the cache asks " : "The cache asks ") + other_side +
+           " for " + question +
+           ". If it is the copy's, the cache serves the copy, whose age starts at 0. Otherwise, or without a "
+           "response, it " +
+           fetch + " the file again; if that fails, it serves the last good copy, however old that is.";
 }
 
 /// For how long a server is not asked again that cost time in vain.
@@ -251,15 +257,16 @@ std::string Retry_Step(const Explained_Request& explained) {
         return "A server that does not respond is asked again with every request, and may cost a time-out each time" +
                origin + ".";
     }
-    return "A server that cost a time-out is not asked again by the same program for " + seconds +
+    return "After a time-out, the same program does not ask the server again for " + seconds +
            (seconds == "1" ? " second" : " seconds") + origin +
-           ", nor for longer than ten times what it cost: the program's requests to it fail at once meanwhile.";
+           ", or ten times as long as the time-out if that is shorter. Until then its requests to the server fail at "
+           "once.";
 }
 
 std::string Certificate_Step(const Explained_Request& explained) {
     const Certificate_Handling& handling = explained.request.certificate;
     const std::string origin = " (" + Origin_Of(explained.certificate_mode) + ").";
-    std::string prefix = "The server's certificate has to come from an authority that ";
+    std::string prefix = "The server's certificate must come from an authority that ";
     if (explained.authorities.empty()) {
         prefix += "this machine trusts";
     } else {
@@ -267,22 +274,22 @@ std::string Certificate_Step(const Explained_Request& explained) {
             prefix += (&authority == &explained.authorities.front() ? "" : " or ") + Quoted(authority.value) + " (" +
                       authority.source + ")";
         }
-        prefix += " holds; this machine's do not count";
+        prefix += " holds, and from none of this machine's";
     }
     prefix += ". If it is not valid, ";
     switch (handling.mode) {
     case 0:
-        return prefix + "the request fails: certificate errors are never overlooked" + origin;
+        return prefix + "the request fails: certificate errors are never accepted" + origin;
     case 1:
         return handling.listed
-                   ? prefix + "that is overlooked: mode 1, and the address is on the white list" + origin
+                   ? prefix + "that is accepted: mode 1, and the address is on the white list" + origin
                    : prefix +
-                         "the request fails: mode 1, and the address is not on the white list, which is compared "
-                         "character by character" +
+                         "the request fails: mode 1, and the address is not on the white list in exactly this "
+                         "form" +
                          origin;
     case 2:
-        return prefix + "that is overlooked for every address: mode 2" + origin +
-               " Whoever can pose as the server can hand out files of his own; use it for tests only.";
+        return prefix + "that is accepted for every address: mode 2" + origin +
+               " Anybody who can pose as the server can then deliver other files; use this for tests only.";
     default:
         return prefix + "the request fails: mode " + std::to_string(handling.mode) + " is not known" + origin;
     }
@@ -294,14 +301,14 @@ std::string Response_Step(const Explained_Request& explained) {
     const bool https = explained.Is_Https();
     if (kind == Kind::Share) {
         return response.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
-                                 : "Asked just now, the share does not hand the file out. " + Error_Text(explained);
+                                 : "Asked just now, the share does not deliver the file. " + Error_Text(explained);
     }
     if (response.status != 0) {
         const Advice advice = Advice_On(explained);
         const std::string oddity = response.answered ? Oddity_Of(explained) : std::string();
         return "Asked just now, " + advice.cause +
                (Util::Refuses_Head_Alone(response.status)
-                    ? " to HEAD, with which the cache asks; the file may be available all the same."
+                    ? " to HEAD, with which the cache checks; the file may be available nevertheless."
                     : ".") +
                (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
                (https ? " Its certificate is valid." : "") + Details_Text(explained) +
@@ -439,7 +446,7 @@ Explanation Explain(const Explained_Request& explained) {
         return Hopeless(std::move(explanation), explained);
     }
     if (request.kind == Kind::Local) {
-        explanation.steps.push_back("The file exists. Whether it is current is not the cache's business.");
+        explanation.steps.push_back("The file exists. The cache does not check whether it is current.");
         explanation.verdict = "would return the path itself.";
         return explanation;
     }

@@ -31,9 +31,8 @@ std::string Why_Not(const Explained_Request& explained) {
 
 /// What limits a verdict that the remote side agrees to.
 std::string Reservation(const Explained_Request& explained) {
-    const std::string oddity = Differs_In_Length_Alone(explained)
-                                   ? "its length is another one, so the copy is out of date"
-                                   : Oddity_Of(explained);
+    const std::string oddity =
+        Differs_In_Length_Alone(explained) ? "its length differs, so the copy is out of date" : Oddity_Of(explained);
     return oddity.empty() ? "." : "; but " + oddity + ".";
 }
 
@@ -59,8 +58,8 @@ std::string Stale_Verdict(const Explained_Request& explained) {
     const std::string other_side = explained.Other_Side();
     const std::string copy = The_Copy(*explained.request.entry);
     if (!explained.remote) {
-        return "would make the cache ask " + other_side + "; when neither that nor " + A_Download(explained) +
-               " succeeds, " + copy + " is served.";
+        return "would make the cache ask " + other_side + "; if that and " + A_Download(explained) + " fail, " + copy +
+               " is served.";
     }
     if (!explained.remote->answered) {
         return "would make the cache try " + A_Download(explained) +
@@ -79,7 +78,7 @@ std::string Stale_Verdict(const Explained_Request& explained) {
 std::string Verdict_Without_Copy(const Explained_Request& explained) {
     const std::string other_side = explained.Other_Side();
     if (!explained.remote) {
-        return "would be served from a new copy, if " + other_side + " hands the file out; otherwise not at all.";
+        return "would be served from a new copy, if " + other_side + " delivers the file; otherwise not at all.";
     }
     if (explained.remote->answered) {
         return "would be served from a new copy" + Reservation(explained);
@@ -89,7 +88,7 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
                Why_Not(explained) + " to HEAD.";
     }
     return "would not be served: there is no copy, and " + Why_Not(explained) +
-           (explained.remote->status != 0 ? ", unless a download succeeds all the same." : ".");
+           (explained.remote->status != 0 ? ", unless a download succeeds nevertheless." : ".");
 }
 
 /// True when the copy that there is would be served and no other is wanted.

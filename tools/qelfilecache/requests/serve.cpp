@@ -66,12 +66,12 @@ void Save_And_Warn(const std::filesystem::path& directory) {
     try {
         const auto folder = Save_Damaged_Metadata(directory);
         Write_Message("warning: the metadata file " + metadata_file +
-                      " is damaged; the entries behind the damage are forgotten.\n  It and the copies as they were are "
-                      "in " +
+                      " is damaged; the entries after the damage are lost.\n  The file and all copies are "
+                      "saved in " +
                       Quoted(Host::To_Text(folder)) + "; delete that folder when you no longer need them.");
     } catch (const std::filesystem::filesystem_error& error) {
-        throw Usage_Error("the metadata file " + metadata_file + " is damaged and cannot be put aside: " +
-                          error.code().message() + "; free some space, or move it away to start afresh");
+        throw Usage_Error("the metadata file " + metadata_file + " is damaged and cannot be saved: " +
+                          error.code().message() + "; free some space, or move it away to start with an empty cache");
     }
 }
 
