@@ -103,8 +103,8 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     if (keys.empty()) {
         const auto nearest =
             Util::Nearest(item.section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
-        if (nearest.empty()) {
-            return nearest;
+        if (nearest.empty() || !item.key.empty()) { // its section has been named
+            return {};
         }
         return item.place == item.file // of the registry
                    ? "the cache does not read this key" + did_you_mean(nearest)

@@ -316,7 +316,7 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
         {"CertErrorHandlingMode = 3", "CertErrorHandlingMode = 3" + number + "0 to 2"},
         {"TraceDirectory = /missing", "TraceDirectory = /missing: no such directory"},
         {"TraceDirectory = /etc/passwd", "TraceDirectory = /etc/passwd: not a directory"},
-        {"[Share]", "[Share] is an unknown section; did you mean [Shares]?"},
+        {"[Share]\nPort = 1", "[Share] is an unknown section; did you mean [Shares]?"},
         {"[Shares]\nPort = 0", "[Shares] Port = 0" + number + "1 to 65535"},
         {"[Shares]\nColour = blue", "Colour is unknown"},
         {"[Shares]\nsigning = on", "[Shares] signing = on: not \"required\""},

@@ -29,8 +29,8 @@ void Command_Options::Flag(const std::string& name, bool& target, const std::str
 
 void Command_Options::Force(bool& target) {
     Flag("--force", target,
-         "Use the directory also when another program has it in use, when it is another\n"
-         "user's, or when it holds copies without a list");
+         "Use the directory even if another program has it in use, it belongs to another\n"
+         "user, or it holds copies without a list");
 }
 
 void Command_Options::Text(const std::string& name, const std::string& placeholder, std::optional<std::string>& target,

@@ -163,7 +163,7 @@ void Declare_Purge_Options(Command_Options& parser, bool& force) {
 } // namespace
 
 Command Clear_Command() {
-    return Make_Command("clear", "Forget every cached file, or those that are named, and delete its copy", clear_help,
+    return Make_Command("clear", "Forget all cached files, or the named ones, and delete their copies", clear_help,
                         &Declare_Clear_Options, &Clear);
 }
 

@@ -216,7 +216,7 @@ void Declare_Options(Command_Options& parser, Explain_Options& options) {
     parser.Flag("--check", options.check, "Ask the server or the share too, and show its response");
     parser.Number("--request-kind", "N", {"a whole number"}, options.request_kind,
                   "With --check: kind of the requests, by default 213, an ordinary request;\n"
-                  "201 and 202 leave a file uncached that is writable on its share");
+                  "201 and 202 do not cache a file that is writable on its share");
     parser.Flag("--json", options.json, "Print one array of objects instead, with all that is known");
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");
 }

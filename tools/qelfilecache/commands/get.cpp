@@ -68,7 +68,7 @@ Exit_Status Get(const Settings& settings, const Get_Options& options) {
 void Declare_Options(Command_Options& parser, Get_Options& options) {
     parser.Number("--request-kind", "N", {"a whole number"}, options.request_kind,
                   "Kind of the requests, by default 213, an ordinary request;\n"
-                  "201 and 202 leave a file uncached that is writable on its share");
+                  "201 and 202 do not cache a file that is writable on its share");
     parser.Force(options.force);
     parser.Flag("--json", options.json, "Print one array of objects with paths and error codes instead");
     parser.Operands("REQUEST", options.requests, "Web address, file on a share, or local path");

@@ -316,7 +316,7 @@ std::string Response_Step(const Explained_Request& explained) {
                (response.answered ? Comparison_Text(explained) : "");
     }
     constexpr std::uint32_t may_be_the_certificate = 12175;
-    std::string step = "Asked just now, the server gives no usable response. " + Error_Text(explained);
+    std::string step = "Asked just now, there is no usable response. " + Error_Text(explained);
     if (https && response.error != 0 && response.error != may_be_the_certificate) {
         step += Util::Is_Certificate_Error(response.error) ? " So its certificate is not valid."
                                                            : " Its certificate is not the cause.";
