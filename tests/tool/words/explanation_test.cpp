@@ -304,11 +304,11 @@ TEST(Explanation, OfAShareComparesLengthsToo) {
     explained.details.content_length = 9;
     explained.copy_length = 4;
     EXPECT_TRUE(Is_Out_Of_Date(explained));
-    EXPECT_THAT(Steps(explained), HasSubstr("as the copy says: the time of change is the same; the cache compares "
-                                            "nothing else. But the share's file has 9 bytes and the copy 4: publish "
+    EXPECT_THAT(Steps(explained), HasSubstr("The time of change is the same; the cache compares nothing else. But the "
+                                            "share's file has 9 bytes and the copy 4: publish "
                                             "the file with a new time of change."));
     EXPECT_EQ(Explain(explained).verdict, "would be served from the copy: the time of change is the same; but its "
-                                          "length is another one, so the copy is out of date.");
+                                          "length differs, so the copy is out of date.");
 }
 
 TEST(Explanation, OfAFileThatIsLeftInPlaceSaysThatItIsNotServed) {
