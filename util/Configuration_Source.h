@@ -24,7 +24,8 @@ std::optional<Configured_Value> Find_Configured_Value(const char* key, const cha
 /// meant.
 std::vector<std::string> Configuration_Faults();
 
-/// The MB that a file may have, as configured now; 0 and negative numbers: any. None where the platform does not limit it.
+/// The MB that a file may have, as configured now; 0 and negative numbers: any. None where the platform does not limit
+/// it.
 std::optional<std::int32_t> Largest_File_Megabytes();
 
 /// The environment variables that replace the system's certificate authorities, with the paths that they name.
