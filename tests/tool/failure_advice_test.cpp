@@ -82,6 +82,9 @@ const Expected_Advice Advices[] = {
      "  Next: renew it, or set this machine's date right."},
     {"TransportErrorWithARemedy", Of_The_Web(2, {0, 12037, "It expired. Renew it."}),
      "it expired (error 12037)\n  Next: renew it."},
+    {"TooLarge", Of_The_Web(2, {0, 223, "The file is too large: LandscapeLargestFile allows 1 MB."}),
+     "the file is too large: LandscapeLargestFile allows 1 MB (error 223)\n  Next: compare its size with "
+     "LandscapeLargestFile."},
     {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed (error 12099)\n  Next: run"},
     {"Status", Of_The_Web(2, {403, 0, ""}), "the server responds with status 403 (forbidden)\n  Next: let this"},
     {"ProxyLogin", Through_A_Proxy({407, 0, ""}),

@@ -201,9 +201,14 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
     }
     if (cause_end == std::string::npos) {
         std::string cause(meaning.cause.empty() ? "the request failed" : meaning.cause);
-        const bool says_the_same = said.empty() || Clause(said) == cause;
+        const std::string clause = Clause(said);
+        if (clause.starts_with(cause)) { // it may add a detail
+            cause = clause;
+        } else if (!clause.empty()) {
+            cause += "; the system says: " + clause;
+        }
         constexpr std::uint32_t file_too_large = 223;
-        return {says_the_same ? cause : cause + "; the system says: " + Clause(said),
+        return {cause,
                 error == file_too_large ? "compare its size with LandscapeLargestFile" : std::string(meaning.remedy)};
     }
     Advice advice{Clause(said.substr(0, cause_end)), Clause(said.substr(cause_end + 2))};

@@ -100,8 +100,9 @@ std::string Plain_Address(std::string address) {
     address.erase(std::min(address.find('#'), address.size()));
     for (auto percent = address.find('%'); percent != std::string::npos; percent = address.find('%', percent + 1)) {
         unsigned int character = 0;
+        const char* const digits = address.data() + percent + 1;
         const char* const end = address.data() + std::min(percent + 3, address.size());
-        if (std::from_chars(address.data() + percent + 1, end, character, 16).ptr == address.data() + percent + 3) {
+        if (std::from_chars(digits, end, character, 16).ptr - digits == 2) {
             address.replace(percent, 3, 1, static_cast<char>(character));
         }
     }
