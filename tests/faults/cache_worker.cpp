@@ -11,16 +11,6 @@
 #include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "trace/Set_Trace_Level.h"
 
-#include <chrono>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
-#include <random>
-#include <semaphore>
-#include <string>
-#include <thread>
-#include <vector>
-
 #ifdef _WIN32
 #include <objbase.h>
 #else

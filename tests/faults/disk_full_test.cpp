@@ -7,9 +7,6 @@
 #include "tests/faults/support/Cache_Home.h"
 #include "tests/support/Small_Disk.h"
 
-#include <iostream>
-#include <random>
-
 namespace QEL::Tests {
 
 namespace {

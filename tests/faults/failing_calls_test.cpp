@@ -4,13 +4,6 @@
 #include "util/IRequest_Object.h"
 #include "util/Non_Copyable.h"
 
-#include <array>
-#include <memory>
-#include <optional>
-#include <ostream>
-#include <string>
-#include <utility>
-
 namespace QEL::FrontEnd::FileCache {
 
 // The linker gives every call of Create_Request_Object() to the first of these, and the real function the name of the

@@ -4,9 +4,6 @@
 #include "tests/faults/support/Cache_Home.h"
 #include "trace/Set_Trace_Level.h"
 
-#include <chrono>
-#include <thread>
-
 #ifdef _WIN32
 #include <windows.h>
 #endif
@@ -31,11 +28,7 @@ protected:
         }
         return count;
 #else
-        int count = 0;
-        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-            ++count;
-        }
-        return count;
+        return static_cast<int>(Open_Files());
 #endif
     }
 

@@ -1,6 +1,7 @@
 // Metadata files that nobody's cache wrote, on the real disk: paths of every kind, any bytes, and any size. What each
 // error in the format comes to is a test of the product by itself.
 
+#include "tests/support/Counted_Allocations.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/unit/support/Recorded_Trace.h"
 
@@ -8,55 +9,6 @@
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <new>
-#include <ostream>
-#include <string>
-#include <vector>
-
-#include <malloc.h>
-
-namespace {
-
-// What operator new has handed out. Signed: a block may be given back that was taken past these operators.
-std::ptrdiff_t s_held = 0;
-std::ptrdiff_t s_peak = 0;
-
-/// What the system gave for a block: the block itself does not say how much was asked for.
-std::ptrdiff_t Size_Of(void* block) {
-#ifdef _WIN32
-    return static_cast<std::ptrdiff_t>(_msize(block));
-#else
-    return static_cast<std::ptrdiff_t>(::malloc_usable_size(block));
-#endif
-}
-
-} // namespace
-
-// The forms for arrays and those that do not throw come down to these.
-void* operator new(std::size_t size) {
-    void* const block = std::malloc(size > 0 ? size : 1);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    s_held += Size_Of(block);
-    s_peak = std::max(s_peak, s_held);
-    return block;
-}
-
-void operator delete(void* block) noexcept {
-    if (block != nullptr) {
-        s_held -= Size_Of(block);
-        std::free(block);
-    }
-}
-
-void operator delete(void* block, std::size_t) noexcept {
-    ::operator delete(block);
-}
 
 namespace QEL::Tests {
 
@@ -214,9 +166,9 @@ protected:
         home.Write("cache/qelfilecache_Metadata.txt", With_Paths(content, home));
         Recorded_Trace::Forget();
         CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
-        const std::ptrdiff_t held = s_peak = s_held;
+        const Counted_Allocations allocations;
         EXPECT_EQ(cache.Set_Cache_Directory(cache_directory), expected);
-        memory_to_load = static_cast<std::size_t>(s_peak - held);
+        memory_to_load = allocations.Most_Held();
         EXPECT_EQ(cache.m_Cache_Directory, cache_directory) << "set in any case";
         Texts entries;
         for (const auto& [url, entry] : cache.m_Cache_Entries) {

@@ -4,8 +4,6 @@
 #include "tests/faults/support/Cache_Home.h"
 #include "tests/faults/support/Hostile_Sites.h"
 
-#include <vector>
-
 namespace QEL::Tests {
 
 namespace {

@@ -3,16 +3,9 @@
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Cache_Home.h"
 
-#include <iostream>
-#include <random>
-#include <thread>
-
-#ifdef _WIN32
-#include <cstdlib>
-#else
+#ifndef _WIN32
 #include "tests/support/Tls_Sites.h"
 
-#include <regex>
 #endif
 
 namespace QEL::Tests {

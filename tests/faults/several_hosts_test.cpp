@@ -5,9 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <thread>
-
 #ifdef _WIN32
 #include <windows.h>
 #endif
@@ -56,7 +53,7 @@ protected:
         Words last;
         int unchanged = 0;
         Wait_For([&] {
-            const Words now = Names();
+            const Words now = Names_In(scratch / "cache");
             unchanged = now == last && Copies() == names ? unchanged + 1 : 0;
             last = now;
             return unchanged == long_enough;
@@ -81,14 +78,6 @@ protected:
         }
         std::sort(contents.begin(), contents.end());
         return contents;
-    }
-
-    Words Names() const {
-        Words names;
-        for (const auto& file : fs::directory_iterator(scratch / "cache")) {
-            names.push_back(file.path().filename().string());
-        }
-        return names;
     }
 
     const Scratch_Directory scratch;
@@ -131,10 +120,10 @@ TEST_F(Several_Hosts, KeepEachOthersCopies) {
     Wait_For_Copies({"a", "b"});
     Publish("c");
     Wait_For_Copies({"a", "b", "c"});
-    const Words handed_out = Names();
+    const Words handed_out = Names_In(scratch / "cache");
     Publish("d");
     EXPECT_EQ(Child_Process(Host({"d"}, true)).Wait(), 0);
-    EXPECT_THAT(Names(), IsSupersetOf(handed_out)); // by name: a host fetches again what it misses
+    EXPECT_THAT(Names_In(scratch / "cache"), IsSupersetOf(handed_out)); // by name: a host fetches again what it misses
     EXPECT_EQ(Copies(), Words({"a", "b", "c", "d"}));
     EXPECT_EQ(first.Kill(), Child_Process::Killed);
     EXPECT_EQ(second.Kill(), Child_Process::Killed);

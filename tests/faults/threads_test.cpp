@@ -5,13 +5,7 @@
 #include "tests/faults/support/Cache_Home.h"
 #include "trace/Set_Trace_Level.h"
 
-#include <atomic>
 #include <barrier>
-#include <map>
-#include <mutex>
-#include <random>
-#include <thread>
-#include <vector>
 
 namespace QEL::Tests {
 
@@ -144,22 +138,17 @@ TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
     };
     std::barrier barrier(Thread_Count, begin_phase);
 
-    std::vector<std::thread> threads;
-    for (unsigned number = 0; number < Thread_Count; ++number) {
-        threads.emplace_back([&, number] {
-            [[maybe_unused]] const Host_Thread host_thread;
-            std::mt19937 random(number); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same operations in each run
-            for (int i = 0; i < phases; ++i) {
-                barrier.arrive_and_wait();
-                for (int operation = 0; operation < operations; ++operation) {
-                    Operate(random);
-                }
+    In_Threads(Thread_Count, [&](int number) {
+        [[maybe_unused]] const Host_Thread host_thread;
+        // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the same operations in each run
+        std::mt19937 random(static_cast<unsigned>(number));
+        for (int i = 0; i < phases; ++i) {
+            barrier.arrive_and_wait();
+            for (int operation = 0; operation < operations; ++operation) {
+                Operate(random);
             }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+        }
+    });
     FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
 
     RecordProperty("operations", Thread_Count * phases * operations);

@@ -7,10 +7,7 @@
 #include "trace/Set_Trace_Level.h"
 #include "trace/Tracing.h"
 
-#include <cstdlib>
-#include <fstream>
 #include <latch>
-#include <thread>
 
 namespace {
 

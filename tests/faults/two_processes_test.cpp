@@ -8,20 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iostream>
-#include <map>
-#include <random>
-#include <thread>
-#include <utility>
-#include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace QEL::Tests {
 
 namespace {

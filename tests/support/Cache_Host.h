@@ -6,14 +6,7 @@
 #include "trace/Set_Trace_Level.h"
 #include "util/Non_Copyable.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
+#include <gmock/gmock.h>
 
 #ifdef _WIN32
 #include <objbase.h>
@@ -99,12 +92,10 @@ protected:
 
     /// The copies in the cache directory, whether or not an entry names them, in order.
     std::vector<std::string> Copies() const {
-        std::vector<std::string> copies;
-        for (const auto& entry : std::filesystem::directory_iterator(Cache_Directory())) {
-            copies.push_back(entry.path().string());
-        }
-        std::erase(copies, Metadata_Path());
-        std::sort(copies.begin(), copies.end());
+        std::vector<std::string> copies = Names_In(Cache_Directory());
+        std::erase(copies, "qelfilecache_Metadata.txt");
+        std::transform(copies.begin(), copies.end(), copies.begin(),
+                       [this](const auto& name) { return In_Cache(name); });
         return copies;
     }
 

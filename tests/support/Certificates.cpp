@@ -1,11 +1,6 @@
 #include "tests/support/Certificates.h"
 #include "util/Non_Copyable.h"
 
-#include <cstdio>
-#include <random>
-#include <stdexcept>
-#include <utility>
-
 #include <openssl/ec.h>
 #include <openssl/ocsp.h>
 #include <openssl/pem.h>

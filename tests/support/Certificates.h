@@ -1,9 +1,6 @@
 #pragma once
 
-#include <chrono>
-#include <filesystem>
-#include <memory>
-#include <string>
+#include "tests/support/Standard_Library.h"
 
 #include <openssl/evp.h>
 #include <openssl/x509.h>

@@ -1,14 +1,10 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
 
-#include <string>
-#include <vector>
-
 #ifdef _WIN32
-#include <memory>
 #else
-#include <functional>
 
 #include <sys/types.h>
 #endif

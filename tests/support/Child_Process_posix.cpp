@@ -1,14 +1,7 @@
 #include "tests/support/Child_Process.h"
 
-#include <cerrno>
-#include <csignal>
-#include <filesystem>
-#include <stdexcept>
-
 #include <grp.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 

@@ -1,8 +1,5 @@
 #include "tests/support/Child_Process.h"
 
-#include <filesystem>
-#include <stdexcept>
-
 #include <windows.h>
 
 namespace QEL::Tests {

@@ -2,8 +2,6 @@
 
 #include "platform/common/WinInet_Error.h"
 
-#include <string>
-
 namespace QEL::Tests {
 
 namespace {

@@ -3,12 +3,6 @@
 #include "tests/support/Hostile_Site.h"
 #include "tests/support/Web_Server.h"
 
-#include <cstdint>
-#include <list>
-#include <ostream>
-#include <span>
-#include <vector>
-
 namespace QEL::Tests {
 
 /// How a request ends that has no response.

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
+
 #include <iomanip>
-#include <istream>
-#include <ostream>
-#include <string>
 
 namespace QEL::Tests {
 

@@ -1,12 +1,5 @@
 #include "tests/support/Local_Names.h"
 
-#include <chrono>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <utility>
-
 #include <dlfcn.h>
 #include <netdb.h>
 

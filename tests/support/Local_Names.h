@@ -1,6 +1,6 @@
 #pragma once
 
-#include <atomic>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

@@ -5,10 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <thread>
-
 namespace QEL::Tests {
 
 /// Runs a program that stands beside the tests. @return its exit status.
@@ -28,10 +24,12 @@ inline int Run_Beside_The_Tests(const std::string& program, const std::vector<st
 #endif
 }
 
-/// Another process that marks a directory as in use from the object's creation until it is to end.
+/// Another process that marks a directory as in use, or holds something else, from the object's creation until it is
+/// to end.
 class Other_Marking_Process : private FrontEnd::Util::Non_Copyable {
 public:
     /// @param end "die": as a process that is killed.
+    /// @param directory or another first argument of the program
     explicit Other_Marking_Process(const std::string& directory, const std::string& end = "release",
                                    const std::string& program = "directory_marker") {
         m_Runner = std::thread([=, this] {
@@ -44,9 +42,11 @@ public:
     }
     ~Other_Marking_Process() { End(); }
 
+    /// Lets it end in its own time.
+    void Let_Go() const { m_Scratch.Write("end"); }
     void End() {
         if (m_Runner.joinable()) {
-            m_Scratch.Write("end");
+            Let_Go();
             m_Runner.join();
         }
     }

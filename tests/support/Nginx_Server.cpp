@@ -1,14 +1,5 @@
 #include "tests/support/Nginx_Server.h"
 
-#include <chrono>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
-#include <thread>
-#include <utility>
-
-#include <unistd.h>
-
 namespace QEL::Tests {
 
 std::string Nginx_Site::Url(const std::string& path, const std::string& host) const {

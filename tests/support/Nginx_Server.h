@@ -1,12 +1,5 @@
 #pragma once
 
-#include <filesystem>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "tests/support/Certificates.h"
 #include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"

@@ -1,12 +1,6 @@
 #pragma once
 
-#include <filesystem>
-#include <fstream>
-#include <regex>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

@@ -3,8 +3,6 @@
 #include "tests/support/User_Configuration.h"
 #include "util/Non_Copyable.h"
 
-#include <system_error>
-
 namespace QEL::Tests {
 
 namespace {

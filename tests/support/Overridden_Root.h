@@ -1,10 +1,7 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
-
-#include <cstdint>
-#include <string>
-#include <vector>
 
 #include <windows.h>
 

@@ -2,9 +2,6 @@
 
 #include "tests/support/Child_Process.h"
 
-#include <cstring>
-#include <functional>
-
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <net/route.h>

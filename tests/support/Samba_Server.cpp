@@ -2,15 +2,7 @@
 
 #include "tests/support/Socket.h"
 
-#include <csignal>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
-#include <utility>
-
 #include <pwd.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 

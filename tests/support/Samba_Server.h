@@ -4,10 +4,6 @@
 #include "tests/support/Scratch_Directory.h"
 #include "util/Non_Copyable.h"
 
-#include <filesystem>
-#include <memory>
-#include <string>
-
 namespace QEL::Tests {
 
 /// A file server of its own: smbd on a free port of 127.0.0.1, with its configuration, data bases and

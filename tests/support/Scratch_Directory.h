@@ -1,19 +1,33 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
 
-#include <algorithm>
-#include <cstddef>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
-#include <string>
-#include <string_view>
-#include <system_error>
-#include <vector>
-
 namespace QEL::Tests {
+
+/// The names of all that a directory holds, in order.
+inline std::vector<std::string> Names_In(const std::filesystem::path& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// How many files this process holds open, where the system says.
+inline std::ptrdiff_t Open_Files() {
+    std::error_code ignored;
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd", ignored), {});
+}
+
+/// Does something in so many threads at once, with the number of each, and waits for them.
+inline void In_Threads(int count, const std::function<void(int)>& action) {
+    std::vector<std::jthread> threads;
+    for (int number = 0; number < count; ++number) {
+        threads.emplace_back(action, number);
+    }
+}
 
 /// A new empty directory that is gone, with all it holds, at the end of the scope.
 class Scratch_Directory : private FrontEnd::Util::Non_Copyable {
@@ -55,14 +69,7 @@ public:
     }
 
     /// The names of all that the directory holds, in order.
-    std::vector<std::string> Names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_Path)) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> Names() const { return Names_In(m_Path); }
 
 private:
     std::filesystem::path m_Path;

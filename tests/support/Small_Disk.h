@@ -1,8 +1,6 @@
 #pragma once
 
-#include <functional>
-#include <string>
-#include <thread>
+#include "tests/support/Standard_Library.h"
 
 #include <sched.h>
 #include <sys/mount.h>

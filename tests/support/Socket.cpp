@@ -1,17 +1,8 @@
 #include "tests/support/Socket.h"
 
-#include <chrono>
-#include <cstdint>
-#include <mutex>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <thread>
-
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

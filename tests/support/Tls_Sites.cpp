@@ -2,11 +2,6 @@
 
 #include "platform/common/WinInet_Error.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <utility>
-#include <vector>
-
 namespace QEL::Tests {
 
 namespace {

@@ -5,13 +5,6 @@
 #include "tests/support/Scratch_Directory.h"
 #include "util/Non_Copyable.h"
 
-#include <cstdint>
-#include <memory>
-#include <ostream>
-#include <span>
-#include <string>
-#include <string_view>
-
 namespace QEL::Tests {
 
 /// Who stands behind a certificate.

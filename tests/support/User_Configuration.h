@@ -1,11 +1,7 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
-
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace QEL::Tests {
 

@@ -2,9 +2,6 @@
 
 #include "tests/support/Scratch_Directory.h"
 
-#include <cstdlib>
-#include <map>
-
 namespace QEL::Tests {
 
 struct User_Configuration::State {

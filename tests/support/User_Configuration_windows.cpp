@@ -2,8 +2,6 @@
 
 #include "tests/support/Overridden_Root.h"
 
-#include <array>
-
 namespace QEL::Tests {
 
 struct User_Configuration::State {

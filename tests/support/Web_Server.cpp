@@ -1,10 +1,5 @@
 #include "tests/support/Web_Server.h"
 
-#include <csignal>
-#include <cstddef>
-#include <stdexcept>
-#include <utility>
-
 #include <poll.h>
 #include <sys/socket.h>
 

@@ -6,19 +6,6 @@
 
 #include <openssl/ssl.h>
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <functional>
-#include <list>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <vector>
-
 namespace QEL::Tests {
 
 class Web_Server;

@@ -1,9 +1,6 @@
 // The hostile servers for a client on the other side of a process boundary: prints a line for each and
 // serves until its standard input ends.
 
-#include <iostream>
-#include <limits>
-
 #include "tests/support/Hostile_Servers.h"
 
 int main() {

@@ -1,9 +1,5 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <thread>
-
-#include <sys/stat.h>
-
 namespace QEL::Tests {
 namespace {
 

@@ -1,13 +1,12 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
 #include <pwd.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 namespace {
 
 namespace fs = std::filesystem;
-using Names = std::set<std::string>;
+using Names = std::vector<std::string>;
 
 constexpr const char* What_To_Do =
     "\n  Close the programs that have one open, check the permissions of the cache directory, try again.";
@@ -33,13 +32,13 @@ protected:
 
 TEST_F(Clear_And_Purge, ClearDeletesTheCopiesOfItsEntriesAndPurgeAllCopies) {
     Fill_Cache();
-    Names others = {"notes.txt", "01234567-89ab-cdef-0123-456789abcdef", "qelfilecache_Metadata.txt", Stray_Copy};
+    Names others = {"01234567-89ab-cdef-0123-456789abcdef", Stray_Copy, "notes.txt", "qelfilecache_Metadata.txt"};
     Expect_Message(Run_On_Cache({"clear"}), 0, Deleted("1 copy (4 B)", m_Cache));
     EXPECT_EQ(Names_In(m_Cache), others);
 
     Get_Copy(m_Url);
     Write_File(m_Cache / Stray_Copy, "");
-    others.erase(Stray_Copy);
+    std::erase(others, Stray_Copy);
     Expect_Message(Run_On_Cache({"purge"}), 0, Deleted("2 copies (4 B)", m_Cache));
     EXPECT_EQ(Names_In(m_Cache), others);
 }

@@ -1,12 +1,6 @@
 #include "tests/support/Small_Disk.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <cstdlib>
-#include <iostream>
-#include <list>
-#include <random>
-#include <sstream>
-
 namespace QEL::Tests {
 namespace {
 

@@ -1,10 +1,8 @@
+#include "tests/support/Standard_Library.h"
 #include "tools/qelfilecache/Request_Outcome.h"
 #include "tools/qelfilecache/host.h"
 
 #include <gmock/gmock.h>
-
-#include <filesystem>
-#include <ostream>
 
 namespace QEL::FrontEnd::Tool {
 namespace {

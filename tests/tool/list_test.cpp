@@ -1,8 +1,5 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <regex>
-#include <sstream>
-
 namespace QEL::Tests {
 namespace {
 

@@ -4,10 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#ifndef _WIN32
-#include <unistd.h>
-#endif
-
 namespace QEL::Tests {
 
 namespace {

@@ -1,7 +1,5 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <regex>
-
 namespace QEL::Tests {
 namespace {
 

@@ -69,10 +69,7 @@ TEST_F(Cache_Directory, TheMetadataOfTheDirectoryIsLoaded) {
     const std::string copy = Write_File(In_Cache("a.txt"), "");
     Write_Metadata(cache_directory, copy, "http://server/a");
     EXPECT_TRUE(Set(cache_directory));
-    ASSERT_EQ(cache.m_Cache_Entries.count("http://server/a"), 1U);
-    EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].cached_file, copy);
-    EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].last_modified, "stamp");
-    EXPECT_EQ(cache.m_Cache_Entries["http://server/a"].last_checked_remotely, 7U);
+    EXPECT_THAT(cache.m_Cache_Entries, ElementsAre(Pair("http://server/a", FieldsAre(copy, "stamp", 7U))));
     Expect_Records(s_set_begun + s_set + "return value:(ok = true)", Of({"Set_Cache_Directory"}));
 }
 

@@ -1,12 +1,5 @@
+#include "filecache/locks.h"
 #include "tests/unit/support/Cache_Fixture.h"
-
-#include <chrono>
-#include <future>
-#include <mutex>
-#include <tuple>
-#include <type_traits>
-
-#include "tests/unit/support/Api_Lock.h"
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CacheEntry;
@@ -94,39 +87,29 @@ TEST_F(Construction, ADetectorThatStaysUninitialisedIsNotAFailureAndOneThatIsIni
                    "D Initialize_Mime: CALL");
 }
 
-TEST_F(Construction, ACopyHasEveryMemberAndTracesNothing) {
-    Fill(cache);
-    const auto filled = Members(cache);
-    Forget();
-    const int loaded = g_services.magic_loaded;
-    const CFileCache copy(cache);
-    EXPECT_THAT(All(), IsEmpty());
-    EXPECT_EQ(g_services.magic_loaded, loaded);
-    EXPECT_EQ(Members(copy), filled);
-    EXPECT_EQ(Members(cache), filled);
-    EXPECT_EQ(copy.m_OS_Wrapper, os);
-    EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Construction, AssignmentReplacesEveryMemberAndTracesNothing) {
+TEST_F(Construction, CopyAndAssignmentTakeEveryMemberAndTraceNothing) {
     Fill(cache);
     const auto filled = Members(cache);
     const auto other_os = std::make_shared<Scripted_OS>();
     CFileCache target(other_os);
     target.m_Cache_Entries["http://server/z"] = {"z", "z", 1};
     target.m_Cert_Error_Parameters = {"1", "2", "3"};
+    const int loaded = g_services.magic_loaded;
     Forget();
-    CFileCache& result = (target = cache);
-    EXPECT_EQ(&result, &target);
-    EXPECT_THAT(All(), IsEmpty());
-    EXPECT_EQ(Members(target), filled);
-    EXPECT_EQ(Members(cache), filled);
-    EXPECT_EQ(target.m_OS_Wrapper, os);
-    EXPECT_EQ(other_os.use_count(), 1);
+
+    const CFileCache copy(cache);
+    EXPECT_EQ(&(target = cache), &target);
     const CFileCache& same = target;
     target = same;
+
+    EXPECT_EQ(g_services.magic_loaded, loaded);
+    for (const CFileCache* const object : std::initializer_list<const CFileCache*>{&copy, &target, &cache}) {
+        EXPECT_EQ(Members(*object), filled);
+        EXPECT_EQ(object->m_OS_Wrapper, os);
+    }
+    EXPECT_EQ(other_os.use_count(), 1);
     EXPECT_THAT(All(), IsEmpty());
-    EXPECT_EQ(Members(target), filled);
+    EXPECT_THAT(os->calls, IsEmpty());
     target.m_Cache_Entries.clear();
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
 }
@@ -139,17 +122,15 @@ TEST_F(Construction, TheInterfaceCanBeCopiedWithoutEffect) {
 }
 
 TEST_F(Construction, DestructionSavesNothingDeletesNothingAndTracesNothing) {
-    std::string copy_path;
-    {
-        CFileCache short_lived(os);
-        ASSERT_TRUE(short_lived.Set_Cache_Directory(cache_directory));
-        copy_path = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "content");
-        short_lived.m_Cache_Entries["http://server/a"] = {copy_path, "m", 1};
-        Forget();
-    }
+    auto short_lived = std::make_unique<CFileCache>(os);
+    ASSERT_TRUE(short_lived->Set_Cache_Directory(cache_directory));
+    const std::string copy = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "content");
+    short_lived->m_Cache_Entries["http://server/a"] = {copy, "m", 1};
+    Forget();
+    short_lived.reset();
     EXPECT_THAT(All(), IsEmpty());
     EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_EQ(Content(copy_path), "content");
+    EXPECT_EQ(Content(copy), "content");
     EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
 }
 

@@ -1,16 +1,16 @@
+#include "tests/support/Standard_Library.h"
 #include "util/Error_Meaning.h"
 #include "util/HttpClient.h"
 #include "util/Http_Status.h"
 
 #include <gtest/gtest.h>
 
-#include <set>
-#include <string_view>
-
 namespace QEL::FrontEnd::Util {
 namespace {
 
-TEST(Error_Meaning, HasACauseAndWhatToDo) {
+TEST(Error_Meaning, HasACauseAndWhatToDoUnlessItsNumberIsUnknown) {
+    EXPECT_EQ(Meaning_Of_Error(12099).cause, "");
+    EXPECT_EQ(Meaning_Of_Error(12099).remedy, "");
     EXPECT_EQ(Meaning_Of_Error(5).cause, "access is denied");
     EXPECT_EQ(Meaning_Of_Error(12007).cause, "the server's name cannot be resolved");
     for (std::uint32_t number = 12175; number <= 12192; ++number) {
@@ -35,15 +35,7 @@ TEST(Error_Meaning, InSentencesNamesTheServer) {
         "a new one.");
     EXPECT_EQ(Sentences_On_Error(87, server, ""), "A parameter is not valid.");
     EXPECT_EQ(Sentences_On_Error(12099, server, ": why"), "The request failed: why.");
-}
-
-TEST(Error_Meaning, InSentencesKeepsAQuestionMark) {
     EXPECT_EQ(Sentences("no such host", "did you mean \"a\"?"), "No such host. Did you mean \"a\"?");
-}
-
-TEST(Error_Meaning, OfAnUnknownNumberIsEmpty) {
-    EXPECT_EQ(Meaning_Of_Error(12099).cause, "");
-    EXPECT_EQ(Meaning_Of_Error(12099).remedy, "");
 }
 
 TEST(Error_Meaning, SaysWhichErrorsAreTheCertificates) {

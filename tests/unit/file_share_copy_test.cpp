@@ -1,9 +1,5 @@
-#include "tests/unit/support/Share_Fixture.h"
+#include "tests/unit/support/Http_Fixture.h"
 #include "util/Dead_Servers.h"
-
-#include <limits>
-#include <system_error>
-#include <tuple>
 
 using namespace Recorded_Trace;
 using namespace testing;
@@ -152,7 +148,7 @@ TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
 
 // A source that cannot be examined
 
-TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExamined) {
+TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExaminedWhereAFailedCopyOutweighsThat) {
     Use_Time(0);
     stat_error = 5;
     values["stat_error"] = "5";
@@ -164,9 +160,6 @@ TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExamined) {
         EXPECT_EQ(cache.m_Cache_Entries.at(share).last_modified, "0");
         Expect_Records("= share_copy < Downloading\n" + s_not_examined + "5.\n= share_copied");
     }
-}
-
-TEST_F(File_Share_Copy, AFailedCopyOutweighsAFailedExamination) {
     stat_error = -1;
     copy_fails = true;
     EXPECT_EQ(Fetch(), "");
@@ -212,8 +205,7 @@ TEST_F(File_Share_Copy, ThatFailsKeepsNothingButTheOlderCopy) {
         const std::string old_copy = Cache_Copy(share, "old.xml", "17", 1);
         EXPECT_EQ(Fetch_After(false, 0), "");
         EXPECT_EQ(Content(old_copy), "old");
-        EXPECT_EQ(cache.m_Cache_Entries.at(share).cached_file, old_copy);
-        EXPECT_EQ(cache.m_Cache_Entries.at(share).last_checked_remotely, 1U);
+        EXPECT_THAT(cache.m_Cache_Entries.at(share), FieldsAre(old_copy, "17", 1U));
         cache.m_Cache_Entries.clear();
     }
 }

@@ -1,9 +1,6 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/unit/support/Cache_Fixture.h"
 
-#include <cstdlib>
-#include <regex>
-
 using namespace Recorded_Trace;
 using namespace testing;
 
@@ -106,13 +103,12 @@ const std::string s_sweep =
 
 // Delete_Cached_Files
 
-TEST_F(Folder_Purge, SearchesTheNamesOfCachedFiles) {
+TEST_F(Folder_Purge, SearchesTheNamesOfCachedFilesAndJoinsADriveDirectoryByABackslash) {
     cache.Delete_Cached_Files(false);
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")"));
     Expect_Deletion("", "false", "");
-}
 
-TEST_F(Folder_Purge, JoinsADriveDirectoryByABackslash) {
+    Forget();
     cache.m_Cache_Directory = "C:\\cache";
     found = {First};
     os->on_delete_file = [](const std::string&) { return true; };
@@ -224,23 +220,19 @@ TEST_F(Folder_Purge, DeletesEveryFileFoundAndLeavesEntriesAndListAlone) {
     EXPECT_EQ(Content(Metadata_Path()), metadata);
 }
 
-TEST_F(Folder_Purge, ThatFindsOrDeletesNothingSucceeds) {
+TEST_F(Folder_Purge, ThatFindsOrDeletesNothingSucceedsAndIsNotBoundToTheSweep) {
     EXPECT_TRUE(cache.Purge_Cache_Folder());
     Expect_Deletion(s_purge, "false", "", s_purged);
     EXPECT_EQ(os->Calls_Of("FindClose"), 0U);
-    Put({First});
-    os->on_delete_file = [](const std::string&) { return false; };
-    EXPECT_TRUE(cache.Purge_Cache_Folder());
-}
-
-TEST_F(Folder_Purge, DoesNotCountAsTheSweepAndIsNotBoundToIt) {
     for (const bool swept : {false, true}) {
         cache.m_Obsolete_Files_Cleaned = swept;
         Put({First});
         cache.Purge_Cache_Folder();
-        EXPECT_EQ(cache.m_Obsolete_Files_Cleaned, swept);
+        EXPECT_EQ(cache.m_Obsolete_Files_Cleaned, swept) << "it does not count as the sweep";
         EXPECT_EQ(On_Disk(), "---");
     }
+    os->on_delete_file = [](const std::string&) { return false; };
+    EXPECT_TRUE(cache.Purge_Cache_Folder());
 }
 
 // Cleanup_Obsolete_Cached_Files
@@ -269,16 +261,15 @@ TEST_F(Sweep, RunsOnceInTheLifeOfAnObjectWhateverItsOutcome) {
     EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
 }
 
-TEST_F(Sweep, OfAMissingDirectoryDoesNothing) {
+TEST_F(Sweep, OfAMissingDirectoryDoesNothingAndBeforeOneIsSetSearchesTheRootAlone) {
+    const std::string pattern = Pattern().substr(cache_directory.size() + 1);
     cache.m_Cache_Directory = In_Cache("missing");
     os->on_find = nullptr;
     cache.Cleanup_Obsolete_Cached_Files();
     Expect_Records("= sweep_first");
     EXPECT_EQ(os->calls.size(), 1U) << "the directory itself is not asked for";
-}
-
-TEST_F(Sweep, BeforeADirectoryIsSetSearchesTheRootAlone) {
-    const std::string pattern = Pattern().substr(cache_directory.size() + 1);
+    Forget();
+    cache.m_Obsolete_Files_Cleaned = false;
     cache.m_Cache_Directory.clear();
     cache.Cleanup_Obsolete_Cached_Files();
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(\\" + pattern + ")"));

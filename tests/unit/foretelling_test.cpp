@@ -1,12 +1,7 @@
 #include "filecache/inspection/Cache_Inspection.h"
-#include "tests/unit/support/Share_Fixture.h"
+#include "tests/unit/support/Http_Fixture.h"
 #include "tools/qelfilecache/inspecting/explanation.h"
 #include "tools/trace_reader/trace_reader.h"
-
-#include <array>
-#include <cstdlib>
-#include <iostream>
-#include <random>
 
 using QEL::FrontEnd::FileCache::Cache_Inspection;
 using QEL::FrontEnd::FileCache::CFileCache;

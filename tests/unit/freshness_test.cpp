@@ -1,8 +1,6 @@
 // What the freshness checks do once the remote side has responded: they compare its stamp with that of the entry.
 
-#include "tests/unit/support/Share_Fixture.h"
-
-#include <limits>
+#include "tests/unit/support/Http_Fixture.h"
 
 using namespace Recorded_Trace;
 using namespace testing;
@@ -18,13 +16,17 @@ const std::string s_share_expired = "\nD Is_File_Share_Expired: return value:(tr
 /// A cache that holds one copy, last checked long ago, of the version that the remote side has.
 class Freshness : public Share_Fixture {
 protected:
+    void SetUp() override {
+        Share_Fixture::SetUp();
+        Of(false);
+    }
     void Of(bool of_share) {
+        cache.m_Cache_Entries.clear();
         is_share = of_share;
         asked = is_share ? share : url;
         current = is_share ? "132000000000000001" : stamp;
         values["url"] = asked;
-        old_copy = is_share ? Share_Fixture::Old_Copy(current, checked_before)
-                            : Http_Fixture::Old_Copy(current, checked_before);
+        old_copy = Old_Copy(asked, current, checked_before);
     }
 
     bool Expired() {
@@ -60,9 +62,8 @@ protected:
         EXPECT_EQ(Code(), code);
     }
     void Expect_Entry_Untouched(const std::string& last_modified) {
-        ASSERT_EQ(cache.m_Cache_Entries.size(), 1U);
-        EXPECT_EQ(Entry().last_modified, last_modified);
-        EXPECT_EQ(Entry().last_checked_remotely, checked_before);
+        EXPECT_THAT(cache.m_Cache_Entries,
+                    ElementsAre(Pair(asked, FieldsAre(old_copy, last_modified, checked_before))));
         EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
         EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 0U);
         EXPECT_EQ(Content(old_copy), "old");
@@ -81,7 +82,7 @@ protected:
 class Any_Freshness : public Freshness, public testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
-        Share_Fixture::SetUp();
+        Freshness::SetUp();
         Of(GetParam() == std::string("Share"));
     }
 };
@@ -179,13 +180,7 @@ TEST_P(Any_Freshness, ComparesTheStampOfAnEntryThatWasRestoredFromTheFile) {
 
 // Internet URLs
 
-class Inet_Freshness : public Freshness {
-protected:
-    void SetUp() override {
-        Share_Fixture::SetUp();
-        Of(false);
-    }
-};
+using Inet_Freshness = Freshness;
 
 TEST_F(Inet_Freshness, AnEmptyStampNeverMatches) {
     Send("");
@@ -215,7 +210,7 @@ TEST_F(Inet_Freshness, AnEntryWithoutACopyIsExpiredAndMayNotBeServed) {
                        "E Is_Inet_URL_Expired: Cached file is unexpectedly unnamed: '{url}'\n" +
                        s_inet_expired);
     }
-    Expect_Entry_Untouched(stamp);
+    EXPECT_THAT(Entry(), FieldsAre("", stamp, checked_before));
 }
 
 TEST_F(Inet_Freshness, ComparesTheStampOfTheSecondClient) {
@@ -256,7 +251,7 @@ TEST_F(Inet_Freshness, ComparesTheStampOfTheSecondClient) {
 class Share_Freshness : public Freshness {
 protected:
     void SetUp() override {
-        Share_Fixture::SetUp();
+        Freshness::SetUp();
         Of(true);
     }
 };

@@ -1,9 +1,6 @@
 #include "filecache/download/Com_Error.h"
 #include "tests/unit/support/Http_Fixture.h"
 
-#include <limits>
-#include <optional>
-
 using QEL::FrontEnd::FileCache::Com_Error;
 using namespace testing;
 

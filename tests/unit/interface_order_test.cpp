@@ -1,12 +1,9 @@
 #include "filecache/CFileCache.h"
 #include "filecache/oswrap/IOSWrapper.h"
+#include "tests/support/Standard_Library.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cstddef>
-#include <cstring>
-#include <vector>
 
 // Hosts and services are built apart from the library: the order of the virtual operations is part
 // of the interface. It can be read where a pointer to an operation holds its place in the table.

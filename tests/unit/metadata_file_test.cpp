@@ -2,7 +2,6 @@
 #include "util/Non_Copyable.h"
 
 #include <locale>
-#include <sstream>
 
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CacheEntry;
@@ -109,14 +108,12 @@ std::string Invalid_Check_Time(int number, const std::string& line) {
 
 // Where the file is
 
-TEST_F(Metadata_File, LiesInTheCacheDirectory) {
+TEST_F(Metadata_File, LiesInTheCacheDirectoryAndHasNoPathWithoutOne) {
     EXPECT_EQ(cache.Get_Cache_Metadata(), Metadata_Path());
     Expect_Records("D Get_Cache_Metadata: return value:('{metadata}')");
     cache.m_Cache_Directory = "C:\\cache\\";
     EXPECT_EQ(cache.Get_Cache_Metadata(), "C:\\cache\\\\qelfilecache_Metadata.txt") << "whatever its end";
-}
-
-TEST_F(Metadata_File, HasNoPathWithoutACacheDirectory) {
+    Forget();
     cache.m_Cache_Directory.clear();
     EXPECT_EQ(cache.Get_Cache_Metadata(), "");
     Expect_Records(s_no_directory);
@@ -432,20 +429,11 @@ TEST_F(Metadata_File, IsNeitherReadNorWrittenWhereAPipeIsInItsPlace) {
     EXPECT_EQ(Content(Metadata_Path()), "not to be touched");
 }
 
-TEST(Cache_Entry, StartsEmptyAndHoldsItsFieldsInOrder) {
-    const CacheEntry none;
-    EXPECT_EQ(none.cached_file, "");
-    EXPECT_EQ(none.last_modified, "");
-    EXPECT_EQ(none.last_checked_remotely, 0U);
-    const CacheEntry entry = {"file", "stamp", 18446744073709551615U};
-    EXPECT_EQ(entry.cached_file, "file");
-    EXPECT_EQ(entry.last_modified, "stamp");
-    EXPECT_EQ(entry.last_checked_remotely, 18446744073709551615U);
-}
-
-TEST(Cache_Entry, PrintsCopyAndStampAsTheyStand) {
+TEST(Cache_Entry, StartsEmptyHoldsItsFieldsInOrderAndPrintsCopyAndStampAsTheyStand) {
+    EXPECT_THAT(CacheEntry(), FieldsAre("", "", 0U));
     EXPECT_EQ(CacheEntry{}.To_String(), "<CacheEntry cached_file=\"\" last_modified=\"\"/>");
-    const CacheEntry entry = {"a\"b<c>&\\%s", "\"/><CacheEntry \n\xE4", 1};
+    const CacheEntry entry = {"a\"b<c>&\\%s", "\"/><CacheEntry \n\xE4", 18446744073709551615U};
+    EXPECT_THAT(entry, FieldsAre("a\"b<c>&\\%s", "\"/><CacheEntry \n\xE4", 18446744073709551615U));
     EXPECT_EQ(entry.To_String(), "<CacheEntry cached_file=\"a\"b<c>&\\%s\" last_modified=\"\"/><CacheEntry \n\xE4\"/>");
 }
 

@@ -1,8 +1,5 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
-#include <cctype>
-#include <stdexcept>
-
 using namespace Recorded_Trace;
 using testing::IsEmpty;
 
@@ -162,16 +159,14 @@ TEST_F(Name_Generation, UuidAndDirectoryAreUsedUnchanged) {
     }
 }
 
-TEST_F(Name_Generation, EachNameIsNewAndNothingWritten) {
+TEST_F(Name_Generation, EachNameIsNewAndNothingWrittenAndNoContentsAreSniffedToo) {
     cache.m_Cache_Directory = cache_directory;
     EXPECT_NE(From_Type("text/plain"), From_Type("text/plain"));
     EXPECT_NE(From_Contents("text/plain"), From_Contents("text/plain"));
     EXPECT_NE(From_Share("\\\\server\\share\\a.xml"), From_Share("\\\\server\\share\\a.xml"));
     EXPECT_EQ(g_services.uuid_counter, 6);
     EXPECT_TRUE(std::filesystem::is_empty(directory));
-}
-
-TEST_F(Name_Generation, NoContentsAreSniffedToo) {
+    Forget();
     EXPECT_TRUE(cache.Generate_Cached_File_Name_from_Contents("", contents.data(), 0).ends_with(".txt"));
     EXPECT_EQ(g_services.magic_calls.front(), "Get_Mime_Type_For_Data()");
 }

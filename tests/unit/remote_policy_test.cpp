@@ -1,8 +1,5 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
-#include <functional>
-#include <limits>
-
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CFileCache;
 using namespace testing;
@@ -81,67 +78,51 @@ TEST_F(Remote_Policy, TheExpiryPeriodIsReadInMinutesEachTime) {
 
 // Fresh by age
 
-TEST_F(Remote_Policy, AnUnknownUrlIsNotFresh) {
+TEST_F(Remote_Policy, WithoutAnEntryOrItsCopyNothingIsFresh) {
     os->expiry_minutes = 60;
     Cache_Copy("http://server/FILE.xml", "a.xml", "m", os->current_time);
-    EXPECT_FALSE(cache.Cached_File_Still_Fresh("http://server/file.xml"));
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_THAT(All(), IsEmpty());
-}
-
-TEST_F(Remote_Policy, AnUnnamedOrMissingCopyIsNotFresh) {
-    os->expiry_minutes = 60;
+    EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
     cache.m_Cache_Entries[url] = {"", "m", os->current_time};
     EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
     EXPECT_THAT(os->calls, IsEmpty());
     cache.m_Cache_Entries[url] = {In_Cache("missing.xml"), "m", os->current_time};
     EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
     EXPECT_THAT(os->calls, ElementsAre("File_Exists(" + In_Cache("missing.xml") + ")"));
+    EXPECT_THAT(All(), IsEmpty());
 }
 
 TEST_F(Remote_Policy, ACopyIsFreshUpToTheLastInstantOfThePeriod) {
-    os->expiry_minutes = 60;
-    const std::string fresh = Cache_Copy(url, "a.xml", "m", 1000 * Minute);
-    const auto fresh_at = [&](std::uint64_t now) {
-        os->current_time = now;
-        return cache.Cached_File_Still_Fresh(url);
+    constexpr auto longest = std::numeric_limits<std::uint32_t>::max();
+    const struct {
+        std::uint32_t minutes;
+        std::uint64_t checked;
+        std::uint64_t now;
+        bool is_fresh;
+    } cases[] = {
+        {60, 1000 * Minute, 1000 * Minute, true},
+        {60, 1000 * Minute, 1060 * Minute, true},
+        {60, 1000 * Minute, 1060 * Minute + 1, false},
+        {60, 1000 * Minute, 0, true}, // a clock put back
+        {0, 1000 * Minute, 1000 * Minute, true},
+        {0, 1000 * Minute, 1000 * Minute + 1, false},
+        {longest, 7, 7 + 2576980377000000000U, true},
+        {longest, 7, 8 + 2576980377000000000U, false},
+        // The sum of the times wraps around.
+        {1, std::numeric_limits<std::uint64_t>::max(), 1000 * Minute, false},
+        {1, std::numeric_limits<std::uint64_t>::max(), Minute - 1, true},
+        {1, std::numeric_limits<std::uint64_t>::max(), Minute, false},
     };
-    EXPECT_TRUE(fresh_at(1000 * Minute));
-    EXPECT_TRUE(fresh_at(1059 * Minute));
-    EXPECT_TRUE(fresh_at(1060 * Minute - 1));
-    EXPECT_TRUE(fresh_at(1060 * Minute)) << "the boundary itself";
-    EXPECT_FALSE(fresh_at(1060 * Minute + 1));
-    EXPECT_FALSE(fresh_at(1061 * Minute));
-    EXPECT_TRUE(fresh_at(0)) << "a clock put back";
-    EXPECT_THAT(All(), IsEmpty());
-    Forget();
-    EXPECT_TRUE(fresh_at(1001 * Minute));
-    EXPECT_THAT(os->calls,
-                ElementsAre("File_Exists(" + fresh + ")", "Get_Current_Time()",
-                            "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)"));
-}
-
-TEST_F(Remote_Policy, NeitherNoPeriodNorTheLongestOneIsMistaken) {
-    Cache_Copy(url, "a.xml", "m", os->current_time);
-    for (const auto& [minutes, period] : {std::pair{0U, std::uint64_t{0}},
-                                          std::pair{std::numeric_limits<std::uint32_t>::max(), 2576980377000000000U}}) {
+    for (const auto& [minutes, checked, now, is_fresh] : cases) {
+        Forget();
+        const std::string asked = Cache_Copy(url, "a.xml", "m", checked);
         os->expiry_minutes = minutes;
-        os->current_time += period;
-        EXPECT_TRUE(cache.Cached_File_Still_Fresh(url)) << minutes;
-        ++os->current_time;
-        EXPECT_FALSE(cache.Cached_File_Still_Fresh(url)) << minutes;
-        --os->current_time;
+        os->current_time = now;
+        EXPECT_EQ(cache.Cached_File_Still_Fresh(url), is_fresh) << minutes << ", " << now;
+        EXPECT_THAT(All(), IsEmpty());
+        EXPECT_THAT(os->calls,
+                    ElementsAre("File_Exists(" + asked + ")", "Get_Current_Time()",
+                                "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)"));
     }
-}
-
-TEST_F(Remote_Policy, TheSumOfTimesWrapsAround) {
-    os->expiry_minutes = 1;
-    Cache_Copy(url, "a.xml", "m", std::numeric_limits<std::uint64_t>::max());
-    EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
-    os->current_time = Minute - 1;
-    EXPECT_TRUE(cache.Cached_File_Still_Fresh(url));
-    os->current_time = Minute;
-    EXPECT_FALSE(cache.Cached_File_Still_Fresh(url));
 }
 
 // Which copy is served
@@ -153,6 +134,7 @@ const std::string s_policy_missing = s_policy + "Cached file for '{url}' does no
 const std::string s_policy_served =
     s_policy + "Cached file '{copy}' for URL '{url}' will be used.\n" + s_policy + "return value:(rtn = {copy})";
 const std::string s_policy_returned = s_policy + "return value:({path})";
+const std::string s_policy_tried_again = s_policy_expired + s_policy_missing + s_policy_returned;
 // Errors that end without an exit record.
 const std::string s_policy_error = "D ---- BUG ----\nE Get_Cached_Remote_File: ";
 const std::string s_unnamed_download = s_policy_error + "Empty Cached file Name for URL '{url}'.";
@@ -185,6 +167,7 @@ struct Policy_Case {
 
 const Download s_new_copy = {"new.xml", false};
 const Download s_no_copy = {"", false};
+const Download s_failed = {"", true};
 
 const Policy_Case s_policy_cases[] = {
     // An unknown URL is downloaded without a check and taken as it comes.
@@ -221,20 +204,8 @@ const Policy_Case s_policy_cases[] = {
     {Entry::With_Copy, true, 0, 0, {{"ignored.xml", true, 2, 3}}, "", s_policy_expired + s_unnamed_download},
     {Entry::With_Copy, true, 0, 3, {{"", true, 0, 3}}, "", Check_Failed(3) + s_unnamed_download},
     // Without an old copy it is tried once more.
-    {Entry::Copy_Gone,
-     true,
-     0,
-     0,
-     {{"", true}, {"", true}},
-     "",
-     s_policy_expired + s_policy_missing + s_policy_returned},
-    {Entry::Copy_Gone,
-     true,
-     0,
-     0,
-     {{"", true}, s_new_copy},
-     "new.xml",
-     s_policy_expired + s_policy_missing + s_policy_returned},
+    {Entry::Copy_Gone, true, 0, 0, {s_failed, s_failed}, "", s_policy_tried_again},
+    {Entry::Copy_Gone, true, 0, 0, {s_failed, s_new_copy}, "new.xml", s_policy_tried_again},
     // A copy without a name serves nothing.
     {Entry::Unnamed, false, 0, 0, {}, "", s_unnamed_copy},
     {Entry::Unnamed, true, 0, 0, {{"ignored.xml", true}}, "", s_policy_expired + s_unnamed_copy},
@@ -273,11 +244,7 @@ TEST_F(Remote_Policy, ServesACopyOrDownloadsTheFile) {
         }
         Expect(asked.path == "{copy}" ? copy : asked.path, error, steps, asked.records);
         EXPECT_EQ(policy.m_Cache_Entries.size(), asked.entry == Entry::None ? 0U : 1U) << "recording is up to others";
-        for (const auto& [its_url, entry] : policy.m_Cache_Entries) {
-            EXPECT_EQ(entry.cached_file, cached_file);
-            EXPECT_EQ(entry.last_modified, "m");
-            EXPECT_EQ(entry.last_checked_remotely, 1U);
-        }
+        EXPECT_THAT(policy.m_Cache_Entries, Each(Pair(url, FieldsAre(cached_file, "m", 1U))));
     }
     EXPECT_EQ(Content(copy), "old");
 }

@@ -1,7 +1,7 @@
 // The naming of copies always returns a name; what the downloads do should it ever return
 // none is tested here, with a naming that does.
 
-#include "tests/unit/support/Share_Fixture.h"
+#include "tests/unit/support/Http_Fixture.h"
 
 namespace QEL::FrontEnd::FileCache {
 

@@ -1,7 +1,5 @@
 #include "tests/unit/support/Cache_Fixture.h"
 
-#include <limits>
-
 using namespace testing;
 
 namespace {

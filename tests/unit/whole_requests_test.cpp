@@ -1,4 +1,4 @@
-#include "tests/unit/support/Share_Fixture.h"
+#include "tests/unit/support/Http_Fixture.h"
 
 using namespace Recorded_Trace;
 using testing::IsEmpty;

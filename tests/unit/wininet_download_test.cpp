@@ -1,8 +1,5 @@
 #include "tests/unit/support/Http_Fixture.h"
 
-#include <stdexcept>
-#include <tuple>
-
 using namespace Recorded_Trace;
 using QEL::FrontEnd::FileCache::CacheEntry;
 using QEL::FrontEnd::Util::HttpWinInet::CertErrorHandlingMode;
@@ -79,9 +76,7 @@ TEST_F(Wininet, FillsTheEntryAndWritesTheBodyOfAGetAlone) {
             EXPECT_EQ(cache.m_errHTTPFileDownLoad, before_the_attempt);
             EXPECT_EQ(cache.m_Additional_Error_Info, "before");
             EXPECT_TRUE(cache.m_Cert_Error_Detected);
-            EXPECT_EQ(entry.cached_file, type == Get ? Copy_Path() : "untouched file");
-            EXPECT_EQ(entry.last_modified, second_stamp);
-            EXPECT_EQ(entry.last_checked_remotely, os->current_time);
+            EXPECT_THAT(entry, FieldsAre(type == Get ? Copy_Path() : "untouched file", second_stamp, os->current_time));
             std::vector<std::string> calls = {"GetResponseHeader(Last-Modified)"};
             if (type == Get) {
                 calls.insert(calls.end(), {"GetResponseHeader(Content-Type)", "GetResponseBody"});

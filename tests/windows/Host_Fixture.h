@@ -2,13 +2,6 @@
 
 #include "tests/support/Cache_Host.h"
 
-#include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <string>
-#include <vector>
-
 namespace QEL::Tests {
 
 /// A host with a web server that hands out the files of a directory, see with_http_servers.py.

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
+
 #include <windows.h>
 
 #undef FindFirstFile
 #undef FindNextFile
-
-#include <functional>
-#include <string_view>
 
 namespace QEL::Tests {
 

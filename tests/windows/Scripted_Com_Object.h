@@ -1,14 +1,10 @@
 #pragma once
 
 #include "platform/windows/http/Xml_Http_Interfaces.h"
+#include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
 
 #include <objbase.h>
-
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace QEL::Tests {
 

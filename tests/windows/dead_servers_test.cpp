@@ -11,10 +11,6 @@
 #include "util/IRequest_Object.h"
 #include "util/Path_Queries.h"
 
-#include <algorithm>
-#include <array>
-#include <functional>
-
 namespace QEL::FrontEnd::Platform {
 
 namespace {

@@ -3,10 +3,6 @@
 #include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "tests/windows/Host_Fixture.h"
 
-#include <algorithm>
-#include <new>
-#include <thread>
-
 namespace QEL::Tests {
 
 namespace {

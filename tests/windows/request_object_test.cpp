@@ -8,13 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <tuple>
-
 namespace QEL::Tests {
 
 namespace {

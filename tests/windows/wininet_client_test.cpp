@@ -8,16 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <fstream>
-#include <initializer_list>
-#include <iterator>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-
 SCRIPTED(CertVerifyCertificateChainPolicy)
 SCRIPTED(HttpSendRequestA)
 SCRIPTED(InternetCombineUrlA)

@@ -1,11 +1,6 @@
 #pragma once
 
-#include <charconv>
-#include <cstdlib>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <system_error>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

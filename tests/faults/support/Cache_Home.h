@@ -6,17 +6,6 @@
 #include "tests/support/Cache_Host.h"
 #include "tests/support/Child_Process.h"
 
-#include <gmock/gmock.h>
-
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <vector>
-
 namespace QEL::Tests {
 
 /// A cache directory of the real disk with its surroundings, a configuration, a share that is a

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <string>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

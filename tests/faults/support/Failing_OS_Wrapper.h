@@ -1,13 +1,7 @@
 #pragma once
 
 #include "filecache/oswrap/IOSWrapper.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <utility>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

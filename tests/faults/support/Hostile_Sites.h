@@ -1,8 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <vector>
-
 #include "tests/support/Hostile_Site.h"
 
 namespace QEL::Tests {

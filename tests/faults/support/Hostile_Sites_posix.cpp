@@ -3,8 +3,6 @@
 #include "platform/common/Http_Transfer.h"
 #include "tests/support/Hostile_Servers.h"
 
-#include <chrono>
-
 namespace QEL {
 
 namespace Tests {

@@ -3,14 +3,6 @@
 
 #include "tests/faults/support/Hostile_Sites.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <set>
-#include <string>
-#include <string_view>
-
 namespace QEL::Tests {
 
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include "tests/support/Standard_Library.h"
 
 namespace QEL::Tests {
 

@@ -3,10 +3,6 @@
 #include "tests/faults/support/Document.h"
 #include "util/Non_Copyable.h"
 
-#include <map>
-#include <memory>
-#include <string>
-
 namespace QEL::Tests {
 
 /// Documents on a real web server on 127.0.0.1. Each publication is the next version of its document

@@ -2,8 +2,6 @@
 
 #include "tests/support/Web_Server.h"
 
-#include <ctime>
-
 namespace QEL::Tests {
 
 class Web_Documents::Server : public Web_Server {};

@@ -3,11 +3,6 @@
 
 #include "tests/faults/support/Web_Documents.h"
 
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 namespace QEL::Tests {
 
 namespace fs = std::filesystem;

@@ -7,8 +7,6 @@
 #include "tests/support/Nginx_Server.h"
 #endif
 
-#include <gmock/gmock.h>
-
 namespace QEL::Tests {
 
 #ifdef _WIN32

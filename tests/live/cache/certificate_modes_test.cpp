@@ -3,11 +3,6 @@
 #include "tests/support/Cache_Host.h"
 #include "tests/support/Tls_Sites.h"
 
-#include <gmock/gmock.h>
-
-#include <ostream>
-#include <tuple>
-
 namespace QEL::Tests {
 
 namespace {

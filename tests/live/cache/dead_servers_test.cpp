@@ -6,9 +6,6 @@
 #include "tests/support/Normalised_Trace.h"
 #include "tests/support/Socket.h"
 
-#include <regex>
-#include <thread>
-
 namespace QEL::Tests {
 
 namespace {
@@ -61,13 +58,7 @@ protected:
 
 TEST_F(Dead_Server_Of_The_Cache, CostsOneTimeOutForFiveThreadsAndFilesWithCopies) {
     const int before = Local_Names::look_ups;
-    std::vector<std::thread> threads;
-    for (int number = 0; number < Files; ++number) {
-        threads.emplace_back([this, number] { Expect_Copy(number); });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    In_Threads(Files, [this](int number) { Expect_Copy(number); });
     EXPECT_EQ(Local_Names::look_ups, before + 1);
     EXPECT_THAT(cache->Get_Additional_Error_Info(),
                 AllOf(HasSubstr("did not respond in time: it did not accept a connection"),

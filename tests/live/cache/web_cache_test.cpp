@@ -3,8 +3,6 @@
 #include "tests/faults/support/Amount.h"
 #include "tests/live/cache/Web_Cache_Fixture.h"
 
-#include <fstream>
-
 namespace QEL::Tests {
 
 namespace {
@@ -31,12 +29,29 @@ protected:
     const std::string m_Url = Url("/landscape.xml");
 };
 
-TEST_F(Web_Cache, FirstRequestDownloadsOnce) {
-    const Served served = Get(m_Url);
-    EXPECT_THAT(served.path, StartsWith(In_Cache("")));
-    EXPECT_THAT(served.path, testing::EndsWith(".xml"));
-    Expect_Good(served, "<landscape/>");
+TEST_F(Web_Cache, FollowsAFileFromItsFirstDownloadToItsEnd) {
+    const Served first = Get(m_Url);
+    EXPECT_THAT(first.path, AllOf(StartsWith(In_Cache("")), EndsWith(".xml")));
+    Expect_Good(first, "<landscape/>");
     EXPECT_THAT(Requests(1), ElementsAre("GET /landscape.xml"));
+
+    const std::string metadata = Content_Of(Metadata_Path());
+    const Served unchanged = Get(m_Url);
+    EXPECT_EQ(unchanged.path, first.path);
+    Expect_Good(unchanged, "<landscape/>");
+    EXPECT_THAT(Requests(1), ElementsAre("HEAD /landscape.xml"));
+    EXPECT_NE(Content_Of(Metadata_Path()), metadata) << "the age does not start anew";
+
+    Publish("landscape.xml", "<new/>", Second_Of_February_2020);
+    const Served changed = Get(m_Url);
+    Expect_Good(changed, "<new/>");
+    EXPECT_THAT(Copies(), ElementsAre(changed.path));
+    EXPECT_THAT(Requests(2), ElementsAre("HEAD /landscape.xml", "GET /landscape.xml"));
+
+    Unpublish("landscape.xml");
+    Expect_Error(Get(m_Url), changed.path);
+    EXPECT_EQ(Content_Of(changed.path), "<new/>");
+    EXPECT_THAT(Requests(2), ElementsAre("HEAD /landscape.xml", "GET /landscape.xml"));
 }
 
 TEST_F(Web_Cache, CopyIsServedUnaskedWithinTheExpiryPeriodByLaterHostsToo) {
@@ -60,37 +75,10 @@ TEST_F(Web_Cache, CopyIsServedUnaskedWithinTheExpiryPeriodByLaterHostsToo) {
     EXPECT_THAT(Requests(1), ElementsAre("HEAD /landscape.xml")) << "the period is read anew for each request";
 }
 
-TEST_F(Web_Cache, UnchangedFileIsCheckedButNotFetched) {
-    const std::string copy = Get(m_Url).path;
-    const std::string metadata = Content_Of(Metadata_Path());
-    const Served again = Get(m_Url);
-    EXPECT_EQ(again.path, copy);
-    Expect_Good(again, "<landscape/>");
-    EXPECT_THAT(Requests(2), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml"));
-    EXPECT_NE(Content_Of(Metadata_Path()), metadata) << "the age does not start anew";
-}
-
-TEST_F(Web_Cache, ChangedFileReplacesItsCopy) {
-    Get(m_Url);
-    Publish("landscape.xml", "<new/>", Second_Of_February_2020);
-    const Served again = Get(m_Url);
-    Expect_Good(again, "<new/>");
-    EXPECT_THAT(Copies(), ElementsAre(again.path));
-    EXPECT_THAT(Requests(3), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml", "GET /landscape.xml"));
-}
-
 TEST_F(Web_Cache, MissingFileIsAnErrorOfTheDownload) {
     Expect_Error(Get(Url("/missing.xml")));
     EXPECT_THAT(Requests(1), ElementsAre("GET /missing.xml"));
     EXPECT_THAT(Copies(), IsEmpty());
-}
-
-TEST_F(Web_Cache, FileThatIsGoneFromTheServerIsServedFromItsLastGoodCopy) {
-    const std::string copy = Get(m_Url).path;
-    Unpublish("landscape.xml");
-    Expect_Error(Get(m_Url), copy);
-    EXPECT_EQ(Content_Of(copy), "<landscape/>");
-    EXPECT_THAT(Requests(3), ElementsAre("GET /landscape.xml", "HEAD /landscape.xml", "GET /landscape.xml"));
 }
 
 TEST_F(Web_Cache, UrlWithControlCharactersReachesNoServer) {

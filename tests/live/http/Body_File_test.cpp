@@ -1,14 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <csignal>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-
 #include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Body_File.h"
@@ -57,6 +50,16 @@ protected:
         }
     }
 
+    /// Runs a step while no file of the process may become longer.
+    static void With_File_Limit(rlim_t bytes, const std::function<void()>& step) {
+        rlimit old{};
+        ::getrlimit(RLIMIT_FSIZE, &old);
+        const rlimit small{bytes, old.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        step();
+        ::setrlimit(RLIMIT_FSIZE, &old);
+    }
+
     Scratch_Directory m_Directory;
     const std::string m_Copy = m_Directory / "copy.xml";
     std::string m_Detail;
@@ -90,20 +93,13 @@ TEST_F(Body_File_Test, KeepsEveryByteInItsUnnamedFileAndInMemory) {
     }
 }
 
-TEST_F(Body_File_Test, IsGoneWhenItIsNotPublished) {
-    {
-        Body_File body(m_Directory.Path());
-        ASSERT_EQ(Append(body, "abc"), 0U);
-    }
+TEST_F(Body_File_Test, IsGoneWhenItIsNotPublishedAndWithoutBytesAnEmptyCopy) {
+    EXPECT_EQ(Append(*std::make_unique<Body_File>(m_Directory.Path()), "abc"), 0U);
     EXPECT_THAT(m_Directory.Names(), IsEmpty());
-}
-
-TEST_F(Body_File_Test, WithoutBytesIsAnEmptyCopy) {
     Body_File body(m_Directory.Path());
     ASSERT_FALSE(body.Finish());
     EXPECT_NE(body.Bytes().data(), nullptr);
     body.Publish(m_Copy);
-
     EXPECT_TRUE(std::filesystem::is_empty(m_Copy));
 }
 
@@ -130,31 +126,24 @@ TEST_F(Body_File_Test, NeverTakesTheNameOfAnotherFile) {
     EXPECT_EQ(Content_Of(m_Copy), "another");
 }
 
-TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFree) {
+TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFreeWhereverItLies) {
     const auto directory = m_Directory.Path().string();
     On_Disk_Of("40m", [&] {
-        Body_File body(directory);
         std::uint32_t error = 0;
-        EXPECT_EQ(Fill(body, error), 38U);
-        EXPECT_EQ(error, Error_Disk_Full);
+        for (const bool in_memory : {true, false}) {
+            Body_File body(directory);
+            ASSERT_TRUE(!in_memory || body.Open());
+            if (in_memory) { // as where the file system has no unnamed files
+                body.m_Is_In_Memory = true;
+                body.m_File = File_Descriptor(::memfd_create("body", MFD_CLOEXEC));
+            }
+            EXPECT_EQ(Fill(body, error), 38U);
+            EXPECT_EQ(error, Error_Disk_Full);
+        }
         EXPECT_EQ(m_Detail, ": the file system of " + directory +
                                 " has room for 0 MB more, as its last 5 % (1 GB at most) stay free");
-
         Body_File announced(directory);
         EXPECT_EQ(Append(announced, "abc", 40 * Mb), Error_Disk_Full);
-    });
-}
-
-TEST_F(Body_File_Test, LeavesTheSameFreeWhereItLiesInMemory) {
-    const auto directory = m_Directory.Path().string();
-    On_Disk_Of("40m", [&] {
-        Body_File body(directory);
-        ASSERT_TRUE(body.Open());
-        body.m_Is_In_Memory = true; // as where the file system has no unnamed files
-        std::uint32_t error = 0;
-        body.m_File = File_Descriptor(::memfd_create("body", MFD_CLOEXEC));
-        EXPECT_EQ(Fill(body, error), 38U);
-        EXPECT_EQ(error, Error_Disk_Full);
     });
 }
 
@@ -222,31 +211,21 @@ TEST_F(Body_File_Test, DoesNotFallBackToMemoryOnAFullDisk) {
 
 TEST_F(Body_File_Test, EndsAtTheLimitOfTheProcess) {
     const Write_Signal_Guard guard; // as an exchange does
-    rlimit old{};
-    ::getrlimit(RLIMIT_FSIZE, &old);
-    const rlimit small{3 * Mb, old.rlim_max};
     for (const auto& directory : {m_Directory.Path().string(), m_Directory / "missing"}) {
         Body_File body(directory);
         std::uint32_t error = 0;
-        ::setrlimit(RLIMIT_FSIZE, &small);
-        const auto count = Fill(body, error);
-        ::setrlimit(RLIMIT_FSIZE, &old);
+        std::size_t count = 0;
+        With_File_Limit(3 * Mb, [&] { count = Fill(body, error); });
         EXPECT_EQ(count, 3U);
         EXPECT_EQ(error, Error_File_Too_Large);
     }
 }
 
 TEST_F(Body_File_Test, PublishesNoCutCopyFromMemory) {
-    rlimit old{};
-    ::getrlimit(RLIMIT_FSIZE, &old);
-    const rlimit small{Mb / 2, old.rlim_max};
     Body_File body(m_Directory / "missing");
     ASSERT_EQ(Append(body, Rubbish(Mb)), 0U);
     ASSERT_FALSE(body.Finish());
-    ::setrlimit(RLIMIT_FSIZE, &small);
-    body.Publish(m_Copy);
-    ::setrlimit(RLIMIT_FSIZE, &old);
-
+    With_File_Limit(Mb / 2, [&] { body.Publish(m_Copy); });
     EXPECT_THAT(m_Directory.Names(), IsEmpty());
 }
 

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <string>
-
 #include "platform/common/WinInet_Error.h"
 #include "tests/support/User_Configuration.h"
 #include "tests/support/Web_Server.h"
@@ -46,7 +44,8 @@ TEST_F(Second_Client, ReadsStatusHeadersAndEveryByteOfTheBody) {
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), 404U);
 }
 
-TEST_F(Second_Client, ReturnsTheErrorNumberWhenThereIsNoResponse) {
+TEST_F(Second_Client, HasNoWindowAndReturnsTheErrorNumberWhenThereIsNoResponse) {
+    EXPECT_EQ(m_Client.GetHWnd(), nullptr);
     Expect_No_Response();
     m_Server.Respond_With("HTTP/1.1 200 OK\r\nLast-Modified: Monday\r\nContent-Length: 6\r\n\r\nabc");
     EXPECT_EQ(Send(Http_Get, m_Server.Url()), Error_Internet_Connection_Aborted);
@@ -63,10 +62,6 @@ TEST_F(Second_Client, RefusesWhatIsNotAnHttpUrlAndForgetsTheResponseBefore) {
         EXPECT_EQ(Send(Http_Get, url), Error_Internet_Invalid_URL) << url;
         Expect_No_Response();
     }
-}
-
-TEST_F(Second_Client, HasNoWindow) {
-    EXPECT_EQ(m_Client.GetHWnd(), nullptr);
 }
 
 } // namespace

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <initializer_list>
-#include <string>
-
+#include "tests/support/Standard_Library.h"
 #include "util/Dead_Servers.h"
 #include "util/IRequest_Object.h"
 

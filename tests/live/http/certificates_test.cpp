@@ -13,16 +13,6 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <initializer_list>
-#include <memory>
-#include <string>
-#include <tuple>
-#include <utility>
-
 #include <openssl/pem.h>
 #include <sys/mount.h>
 

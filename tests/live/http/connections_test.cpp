@@ -1,19 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <csignal>
-#include <ctime>
-#include <filesystem>
-#include <iterator>
-#include <memory>
-#include <semaphore>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
@@ -45,10 +31,6 @@ void Serve_All(Server_Connection& client) {
     for (auto request = client.Read_Request(); !request.empty(); request = client.Read_Request()) {
         client.Send(request.starts_with("HEAD") ? Response_Without_Body : Response_With_Body);
     }
-}
-
-std::ptrdiff_t Open_Descriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
 TEST(Connections, BelongToTheProcessThatMadeThem) {
@@ -185,7 +167,7 @@ TEST(Connections, LeaveNoDescriptorsBehind) {
     const Web_Server failing([](Server_Connection&) {});
     Get(server.Url());
     Get(failing.Url());
-    const auto before = Open_Descriptors();
+    const auto before = Open_Files();
 
     for (int request = 0; request < 1000; ++request) {
         ASSERT_EQ(Head(server.Url()).status, 200);
@@ -196,10 +178,10 @@ TEST(Connections, LeaveNoDescriptorsBehind) {
     }
 
     // Connections that the server has not closed yet. There are fewer when a look-up of an earlier test has ended.
-    for (int attempt = 0; attempt < 1000 && Open_Descriptors() > before; ++attempt) {
+    for (int attempt = 0; attempt < 1000 && Open_Files() > before; ++attempt) {
         std::this_thread::sleep_for(10ms);
     }
-    EXPECT_LE(Open_Descriptors(), before);
+    EXPECT_LE(Open_Files(), before);
 }
 
 TEST(Connections, ToManyServersAreLimited) {
@@ -246,17 +228,11 @@ TEST(Connections, DoNotTakeThePlaceOfAClosedStandardError) {
 TEST(Connections, ServeManyThreadsAtOnce) {
     const Web_Server server(Serve_All);
     std::atomic<int> served = 0;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 32; ++thread) {
-        threads.emplace_back([&] {
-            for (int request = 0; request < 50; ++request) {
-                served += Get(server.Url()).body == "abc" ? 1 : 0;
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    In_Threads(32, [&](int) {
+        for (int request = 0; request < 50; ++request) {
+            served += Get(server.Url()).body == "abc" ? 1 : 0;
+        }
+    });
 
     EXPECT_EQ(served, 32 * 50);
 }

@@ -3,10 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <string>
-#include <tuple>
-
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Hostile_Servers.h"

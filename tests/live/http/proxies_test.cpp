@@ -1,10 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <curl/curl.h>
 
 #include "platform/common/WinInet_Error.h"

@@ -1,9 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Tls_Sites.h"

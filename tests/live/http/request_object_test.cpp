@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <string>
-
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Nginx_Server.h"
@@ -30,6 +28,15 @@ std::unique_ptr<IRequest_Object> New_Request() {
 
 class Request_Object : public testing::Test {
 protected:
+    /// A request for the file that has been sent, and a response of this text.
+    std::unique_ptr<IRequest_Object> Sent(const std::string& response) {
+        m_Server.Respond_With(response);
+        auto request = New_Request();
+        EXPECT_EQ(request->Open("GET", m_Server.Url()), 0);
+        EXPECT_EQ(request->Send(), 0);
+        return request;
+    }
+
     Web_Server m_Server{Web_Server::Empty_Response, "good.test"};
 };
 
@@ -49,31 +56,18 @@ TEST_F(Request_Object, EncodesBlanksAndBytesThatAUrlCannotHold) {
 TEST_F(Request_Object, DescribesABodyAndLeavesItToWhoeverHoldsIt) {
     Response_Body body;
     for (const std::string content : {"abc", ""}) {
-        m_Server.Respond_With("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(content.size()) + "\r\n\r\n" +
-                              content);
-        {
-            const auto request = New_Request();
-            request->Open("GET", m_Server.Url());
-            ASSERT_EQ(request->Send(), 0);
-            ASSERT_EQ(request->Get_Response_Body(body), 0);
-        }
+        const std::string length = std::to_string(content.size());
+        Sent("HTTP/1.1 200 OK\r\nContent-Length: " + length + "\r\n\r\n" + content)->Get_Response_Body(body);
         EXPECT_EQ(std::string(body.data, static_cast<std::size_t>(body.upper_bound + 1)), content);
     }
-    EXPECT_EQ(body.type, Byte_Array_Type);
-    EXPECT_EQ(body.dimensions, 1U);
-    EXPECT_EQ(body.lower_bound_result, 0);
-    EXPECT_EQ(body.upper_bound_result, 0);
-    EXPECT_EQ(body.lower_bound, 0);
-    EXPECT_EQ(body.upper_bound, -1);
-    EXPECT_EQ(body.access_result, 0);
+    EXPECT_EQ(std::tuple(body.type, body.dimensions, body.lower_bound, body.upper_bound),
+              std::tuple(Byte_Array_Type, 1U, 0, -1));
+    EXPECT_EQ(std::tuple(body.lower_bound_result, body.upper_bound_result, body.access_result), std::tuple(0, 0, 0));
     EXPECT_NE(body.data, nullptr);
 }
 
 TEST_F(Request_Object, FindsHeadersInAnyLetterCase) {
-    m_Server.Respond_With("HTTP/1.1 200 OK\r\nLAST-modified:  Monday \r\nContent-Length: 0\r\n\r\n");
-    const auto request = New_Request();
-    request->Open("GET", m_Server.Url());
-    ASSERT_EQ(request->Send(), 0);
+    const auto request = Sent("HTTP/1.1 200 OK\r\nLAST-modified:  Monday \r\nContent-Length: 0\r\n\r\n");
     std::string value = "untouched";
 
     EXPECT_EQ(request->Get_Response_Header("Last-Modified", value), 0);
@@ -93,10 +87,7 @@ TEST_F(Request_Object, ReadsNoBodyAfterHead) {
 }
 
 TEST_F(Request_Object, ServesOneRequestAfterTheOther) {
-    const auto request = New_Request();
-    m_Server.Respond_With("HTTP/1.1 404 Not Found\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
-    request->Open("GET", m_Server.Url());
-    ASSERT_EQ(request->Send(), 0);
+    const auto request = Sent("HTTP/1.1 404 Not Found\r\nLast-Modified: Monday\r\nContent-Length: 3\r\n\r\nabc");
     m_Server.Respond_With("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     ASSERT_EQ(request->Open("GET", m_Server.Url()), 0);
     long status = 0;
@@ -142,32 +133,31 @@ TEST_F(Request_Object, HasNothingBeforeItHasSentAndAfterAFailure) {
 
 TEST(Request_Object_Open, RefusesWhatIsNotAnHttpUrl) {
     using namespace std::string_literals;
-    const std::string urls[] = {"",
-                                "http:",
-                                "http://",
-                                "http:///file.xml",
-                                "https://:443/file.xml",
-                                "http://good.test:99999/",
-                                "http://[::1",
-                                "https:/server/x",
-                                "http://good.test:port/",
-                                "good.test/file.xml",
-                                "/file.xml",
-                                "//good.test/file.xml",
-                                "file:///etc/passwd",
-                                "ftp://good.test/file.xml",
-                                "gopher://good.test/",
-                                "http://good.test/a\r\nX-Forged: b",
-                                "http://good.test/a\nb",
-                                "http://good.test/a\rb",
-                                "http://good.test/a\0b"s,
-                                "http://good.test\0.evil.test/"s,
-                                "http://good.test/a\tb",
-                                "http://good.test/\x7F",
-                                "http://good test/",
-                                "\\\\server\\share\\file.xml",
-                                "http://good.test/" + std::string(70000, 'x')};
-    for (const auto& url : urls) {
+    for (const auto& url : {""s,
+                            "http:"s,
+                            "http://"s,
+                            "http:///file.xml"s,
+                            "https://:443/file.xml"s,
+                            "http://good.test:99999/"s,
+                            "http://[::1"s,
+                            "https:/server/x"s,
+                            "http://good.test:port/"s,
+                            "good.test/file.xml"s,
+                            "/file.xml"s,
+                            "//good.test/file.xml"s,
+                            "file:///etc/passwd"s,
+                            "ftp://good.test/file.xml"s,
+                            "gopher://good.test/"s,
+                            "http://good.test/a\r\nX-Forged: b"s,
+                            "http://good.test/a\nb"s,
+                            "http://good.test/a\rb"s,
+                            "http://good.test/a\0b"s,
+                            "http://good.test\0.evil.test/"s,
+                            "http://good.test/a\tb"s,
+                            "http://good.test/\x7F"s,
+                            "http://good test/"s,
+                            "\\\\server\\share\\file.xml"s,
+                            "http://good.test/" + std::string(70000, 'x')}) {
         const auto request = New_Request();
         EXPECT_EQ(request->Open("GET", url), Invalid_Url) << url;
         EXPECT_EQ(Get_Last_Error(), Error_Internet_Invalid_URL);

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <string>
-
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Certificates.h"

@@ -7,14 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-
 namespace QEL::Tests {
 
 /// A home folder of its own for each test, with a configuration in it. Nothing of the machine's or the

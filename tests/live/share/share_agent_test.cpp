@@ -7,17 +7,10 @@
 #include "platform/posix/share/Share_Agent.h"
 #include "util/Path_Queries.h"
 
-#include <charconv>
-#include <chrono>
-#include <cstring>
-#include <set>
-#include <thread>
-
 #include <grp.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 
 namespace QEL::Tests {
 
@@ -26,11 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
-
-std::size_t Open_Descriptors() {
-    const fs::directory_iterator descriptors("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
-}
 
 class Share_Agent_Test : public Share_Fixture {
 protected:
@@ -76,6 +64,11 @@ protected:
         return request;
     }
 
+    /// The error of a look at a file of the server.
+    int Stat_Error(const std::string& path = Samba_Server::Path("file")) const {
+        std::int64_t time = 0;
+        return os->Stat_File(path, time);
+    }
     static Share_Agent::Clock::time_point In(std::chrono::milliseconds time) {
         return Share_Agent::Clock::now() + time;
     }
@@ -83,9 +76,7 @@ protected:
 
 TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
     std::ofstream(home / "local") << "content";
-    std::int64_t time = 0;
-
-    EXPECT_EQ(os->Stat_File((home / "local").string(), time), 0);
+    EXPECT_EQ(Stat_Error((home / "local").string()), 0);
     EXPECT_NE(os->Copy_File((home / "local").c_str(), (home / "copy").c_str(), 1), 0);
     EXPECT_TRUE(FrontEnd::Util::FileSystem::Path_Exists((home / "local").string()));
 
@@ -95,15 +86,14 @@ TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
 TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
     Publish("file", "content");
     Configure_Server("Timeout = 11\n"); // no agent runs with these settings yet
-    std::int64_t time = 0;
 
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    EXPECT_EQ(Stat_Error(), 0);
     const std::set<int> agents = Agents();
     EXPECT_EQ(agents.size(), 1u);
     EXPECT_NE(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1), 0);
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file", "nothing"), time), 67);
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("other")), 2);
+    EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "nothing")), 67);
+    EXPECT_EQ(Stat_Error(), 0);
 
     EXPECT_EQ(Agents(), agents);
     EXPECT_THAT(Content_Of("/proc/self/maps"), testing::Not(testing::HasSubstr("smbclient"))) << "the agent's alone";
@@ -112,24 +102,23 @@ TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
 TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
     Publish("file", "content");
     const auto use_everything = [this] {
-        std::int64_t time = 0;
-        os->Stat_File(Samba_Server::Path("file"), time);
-        os->Stat_File(Samba_Server::Path("other"), time);
+        Stat_Error();
+        Stat_Error(Samba_Server::Path("other"));
         os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1);
         os->Delete_File((target_folder / "copy").string());
         os->Copy_File(Samba_Server::Path("other").c_str(), (target_folder / "copy").c_str(), 1);
         Configure("Port = 1\n");
-        os->Stat_File(Samba_Server::Path("file"), time);
+        Stat_Error();
         Configure_Server();
     };
     use_everything();
-    const std::size_t before = Open_Descriptors();
+    const auto before = Open_Files();
 
     for (int round = 0; round < 5; ++round) {
         use_everything();
     }
 
-    EXPECT_EQ(Open_Descriptors(), before);
+    EXPECT_EQ(Open_Files(), before);
 }
 
 TEST_F(Share_Agent_Test, IsNoChildOfTheHostAndInheritsNothingThatItHasOpen) {
@@ -236,31 +225,29 @@ TEST_F(Share_Agent_Test, ReadsNoMoreThanItIsAskedFor) {
 TEST_F(Share_Agent_Test, IsReplacedWhenItHasEnded) {
     Publish("file", "content");
     Configure_Server("Timeout = 12\n"); // no agent runs with these settings yet
-    std::int64_t time = 0;
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    EXPECT_EQ(Stat_Error(), 0);
     const std::set<int> agents = Agents();
     ASSERT_EQ(agents.size(), 1u);
 
     ::kill(*agents.begin(), SIGKILL);
     ASSERT_TRUE(Have_Ended_Within(30s));
 
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    EXPECT_EQ(Stat_Error(), 0);
 }
 
 TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
     Publish("file", "content");
-    std::int64_t time = 0;
-    EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), time), 0);
+    EXPECT_EQ(Stat_Error(), 0);
 
     Child_Process child([&] {
         bool all_found = true;
         for (int round = 0; round < 50; ++round) {
-            all_found = all_found && os->Stat_File(Samba_Server::Path("file"), time) == 0;
+            all_found = all_found && Stat_Error() == 0;
         }
         return all_found ? 0 : 1;
     });
     for (int round = 0; round < 50; ++round) {
-        EXPECT_EQ(os->Stat_File(Samba_Server::Path("other"), time), 2);
+        EXPECT_EQ(Stat_Error(Samba_Server::Path("other")), 2);
     }
     EXPECT_EQ(child.Wait(), 0);
 }

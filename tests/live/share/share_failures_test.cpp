@@ -10,11 +10,6 @@
 #include "util/Dead_Servers.h"
 #include "util/Last_Error.h"
 
-#include <chrono>
-#include <functional>
-#include <thread>
-
-#include <fcntl.h>
 #include <sys/resource.h>
 
 namespace QEL::Tests {
@@ -173,12 +168,18 @@ TEST_F(Share_Failures, ReachNoLocalTarget) {
     EXPECT_EQ(Get_Last_Error(), 3u);
 }
 
-TEST_F(Share_Failures, OfAFullDiskHaveItsCode) {
+TEST_F(Share_Failures, OfAFullDiskHaveItsCodeAndComeBeforeTheContentOfAFileLargerThanItsFreeSpace) {
     Publish("file", "content");
-    const File_Descriptor full_disk(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    fs::resize_file(Publish("huge.bin", "start"), fs::space("/dev").available + 1);
     Share_File_Info info;
-
-    EXPECT_EQ(Copy_Share_File(Samba_Server::Path("file"), full_disk.Get(), info), 112u);
+    for (const auto& [name, disk] :
+         {std::pair{"file", "/dev/full"}, {"huge.bin", "/dev/null"}}) { // takes it all, and its file system says no
+        const File_Descriptor target(::open(disk, O_WRONLY | O_CLOEXEC));
+        EXPECT_EQ(Copy_Share_File(Samba_Server::Path(name), target.Get(), info), 112u) << name;
+    }
+    std::string head;
+    EXPECT_EQ(Read_Share_File_Head(Samba_Server::Path("huge.bin"), 5, head), 0u);
+    EXPECT_EQ(head, "start");
 }
 
 TEST_F(Share_Failures, OfAFileBeyondTheLimitOfItsLengthHaveItsCode) {
@@ -189,18 +190,6 @@ TEST_F(Share_Failures, OfAFileBeyondTheLimitOfItsLengthHaveItsCode) {
                   return Copy_Error(Samba_Server::Path("file"));
               }).Wait(),
               223);
-}
-
-TEST_F(Share_Failures, OfAFileThatIsLargerThanTheFreeSpaceComeBeforeItsContent) {
-    fs::resize_file(Publish("huge.bin", "start"), fs::space("/dev").available + 1);
-    const File_Descriptor target(
-        ::open("/dev/null", O_WRONLY | O_CLOEXEC)); // takes it all, and its file system says no
-    Share_File_Info info;
-
-    EXPECT_EQ(Copy_Share_File(Samba_Server::Path("huge.bin"), target.Get(), info), 112u);
-    std::string head;
-    EXPECT_EQ(Read_Share_File_Head(Samba_Server::Path("huge.bin"), 5, head), 0u);
-    EXPECT_EQ(head, "start");
 }
 
 TEST_F(Share_Failures, OfAFileThatIsLargerThanConfiguredComeBeforeItsContent) {

@@ -2,9 +2,6 @@
 
 #include "platform/posix/share/Share_Settings.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace QEL::Tests {
 
 namespace {

@@ -1,6 +1,7 @@
 // What the configuration holds for the cache: numbers, certificate errors, trace directory.
 
 #include "filecache/oswrap/IOSWrapper.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
@@ -8,9 +9,6 @@
 #include "util/Trace_Directory.h"
 
 #include <gmock/gmock.h>
-
-#include <atomic>
-#include <thread>
 
 namespace QEL::Tests {
 
@@ -104,21 +102,15 @@ TEST_F(Configuration, AChangeIsSeenAtOnce) {
 TEST_F(Configuration, ManyThreadsReadAtOnce) {
     user.Set_Number("Period", 60);
     user.Set_List("CertErrorWhiteList", {"https://one.example/", "https://two.example/"});
-    std::vector<std::thread> readers;
     std::atomic<int> wrong = 0;
-    for (int number = 0; number < 8; ++number) {
-        readers.emplace_back([&] {
-            for (int count = 0; count < 200; ++count) {
-                CertErrorHandlingMode mode = IgnoreAllErrorsMode;
-                std::vector<std::string> white_list;
-                Read_CertErrorHandling_Parameters(mode, white_list);
-                wrong += Number("Period") != 60 || white_list.size() != 2 ? 1 : 0;
-            }
-        });
-    }
-    for (auto& reader : readers) {
-        reader.join();
-    }
+    In_Threads(8, [&](int) {
+        for (int count = 0; count < 200; ++count) {
+            CertErrorHandlingMode mode = IgnoreAllErrorsMode;
+            std::vector<std::string> white_list;
+            Read_CertErrorHandling_Parameters(mode, white_list);
+            wrong += Number("Period") != 60 || white_list.size() != 2 ? 1 : 0;
+        }
+    });
     EXPECT_EQ(wrong, 0);
 }
 

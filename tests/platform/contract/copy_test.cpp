@@ -8,10 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <thread>
-#include <tuple>
-
 namespace QEL::Tests {
 
 namespace {
@@ -119,22 +115,15 @@ TEST_F(Copy, OneOfManyCopiesToOneTargetWins) {
         const std::string target = scratch / ("target" + std::to_string(round));
         std::atomic<int> successes = 0;
         std::atomic<int> winner = -1;
-        std::vector<std::thread> copiers;
-        for (int number = 0; number < threads; ++number) {
-            const std::string source =
-                scratch.Write("source" + std::to_string(number), std::string(100000, static_cast<char>('a' + number)));
-            copiers.emplace_back([&, number, source] {
-                if (Copies(source, target)) {
-                    ++successes;
-                    winner = number;
-                } else {
-                    EXPECT_EQ(Get_Last_Error(), 80u);
-                }
-            });
-        }
-        for (auto& copier : copiers) {
-            copier.join();
-        }
+        In_Threads(threads, [&](int number) {
+            const std::string content(100000, static_cast<char>('a' + number));
+            if (Copies(scratch.Write("source" + std::to_string(number), content), target)) {
+                ++successes;
+                winner = number;
+            } else {
+                EXPECT_EQ(Get_Last_Error(), 80u);
+            }
+        });
         ASSERT_EQ(successes, 1);
         EXPECT_EQ(Content_Of(target), std::string(100000, static_cast<char>('a' + winner)));
     }

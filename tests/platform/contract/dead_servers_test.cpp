@@ -4,15 +4,11 @@
 #include "platform/common/Dead_Servers.h"
 #include "platform/common/Share_Access.h"
 
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
 #include "util/Dead_Servers.h"
 
 #include <gmock/gmock.h>
-
-#include <map>
-#include <sstream>
-#include <thread>
-#include <vector>
 
 namespace QEL::Tests {
 
@@ -237,19 +233,13 @@ TEST_F(Dead_Servers, AreSixtyFourTheLatest) {
 }
 
 TEST_F(Dead_Servers, MayBeAskedForByManyThreads) {
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([this, thread] {
-            for (int count = 0; count < 2000; ++count) {
-                const Server server{std::to_string(count % 100), std::to_string(thread % 2)};
-                memory.Note(server, "GET", count % 3 == 0 ? Attempt::Responded : Attempt::Silent, {}, now - 20s);
-                memory.Recall(server, "GET");
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    In_Threads(4, [this](int thread) {
+        for (int count = 0; count < 2000; ++count) {
+            const Server server{std::to_string(count % 100), std::to_string(thread % 2)};
+            memory.Note(server, "GET", count % 3 == 0 ? Attempt::Responded : Attempt::Silent, {}, now - 20s);
+            memory.Recall(server, "GET");
+        }
+    });
     Attempt_Ends(Attempt::Silent, host, 30s);
     EXPECT_FALSE(Is_Asked(host));
 }

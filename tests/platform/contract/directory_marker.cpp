@@ -2,14 +2,8 @@
 //
 //   directory_marker DIRECTORY READY_FILE END_FILE release|die
 
+#include "tests/support/Standard_Library.h"
 #include "util/Directory_Mark.h"
-
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <thread>
 
 int main(int argc, char** argv) {
     if (argc != 5) {

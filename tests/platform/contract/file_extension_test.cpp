@@ -1,9 +1,7 @@
+#include "tests/support/Standard_Library.h"
 #include "util/File_Extension.h"
 
 #include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace QEL::Tests {
 

@@ -8,10 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <thread>
-#include <tuple>
-
 namespace QEL::Tests {
 
 namespace {
@@ -48,7 +44,7 @@ TEST_F(Files, StatGivesTheTimeOnTheScaleOfTheClock) {
     EXPECT_LE(Time_Of(path), after);
 }
 
-TEST_F(Files, StatCountsInHundredNanoseconds) {
+TEST_F(Files, StatCountsInHundredNanosecondsAndKeepsFractionsOfASecond) {
     const std::string path = scratch.Write("file.xml");
     Move_Time(path, std::chrono::seconds(0)); // cuts what the standard library cannot set
     const std::int64_t time = Time_Of(path);
@@ -56,9 +52,6 @@ TEST_F(Files, StatCountsInHundredNanoseconds) {
     EXPECT_EQ(Time_Of(path), time + 3600 * Second);
     Move_Time(path, std::chrono::hours(-3));
     EXPECT_EQ(Time_Of(path), time - 2 * 3600 * Second);
-}
-
-TEST_F(Files, StatKeepsFractionsOfASecond) {
     bool has_fraction = false;
     for (int attempt = 0; attempt < 5 && !has_fraction; ++attempt) {
         has_fraction = Time_Of(scratch.Write("file" + std::to_string(attempt))) % Second != 0;
@@ -132,7 +125,7 @@ TEST_F(Files, FilesAndDirectoriesExistAsWhatTheyAre) {
     }
 }
 
-TEST_F(Files, DeletesAFileReadOnlyOrNot) {
+TEST_F(Files, DeletesAFileReadOnlyOrNotButNeitherADirectoryNorWhatIsNotThere) {
     for (const bool is_read_only : {false, true}) {
         const std::string path = scratch.Write("file.xml");
         if (is_read_only) {
@@ -141,9 +134,6 @@ TEST_F(Files, DeletesAFileReadOnlyOrNot) {
         EXPECT_TRUE(services->Delete_File(path));
         EXPECT_FALSE(std::filesystem::exists(path));
     }
-}
-
-TEST_F(Files, DeletesNeitherADirectoryNorWhatIsNotThere) {
     const std::string directory = scratch.Make_Directory("directory");
     for (const std::string& path :
          {directory, scratch / "missing.xml", Join_Path(scratch / "missing", "file.xml"), std::string()}) {
@@ -152,14 +142,11 @@ TEST_F(Files, DeletesNeitherADirectoryNorWhatIsNotThere) {
     EXPECT_TRUE(std::filesystem::is_directory(directory));
 }
 
-TEST_F(Files, ADriveLetterHasANumber) {
+TEST_F(Files, ADriveLetterHasANumberAndAnyOtherPathNone) {
     for (const auto& [path, number] :
          {std::pair{"A:", 0}, {"C:\\file.xml", 2}, {"Z:", 25}, {"a:", 0}, {"z:/file.xml", 25}, {"c:relative.xml", 2}}) {
         EXPECT_EQ(services->Get_Drive_Number(path), number) << path;
     }
-}
-
-TEST_F(Files, APathWithoutDriveLetterHasNoDriveNumber) {
     for (const char* path : {"", "C", ":", "C\\", "@:", "[:", "`:", "{:", "1:\\", "\\\\server\\share\\file.xml",
                              "/home/file.xml", "file.xml", " C:", "CC:", "\xC4:"}) {
         EXPECT_EQ(services->Get_Drive_Number(path), -1) << path;

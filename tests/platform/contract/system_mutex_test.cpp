@@ -1,15 +1,7 @@
 // The trace lock between threads and between processes.
 
-#include "tests/support/Scratch_Directory.h"
-#include "util/Non_Copyable.h"
-#include "util/Process.h"
+#include "tests/support/Marking_Process.h"
 #include "util/System_Mutex.h"
-
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <thread>
 
 namespace QEL::Tests {
 
@@ -19,49 +11,6 @@ using FrontEnd::Util::Tracing::System_Mutex;
 using Result = System_Mutex::Wait_Result;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
-
-/// Another process that holds the trace lock from the object's creation on, and for a while after Let_Go().
-class Lock_Holder : private FrontEnd::Util::Non_Copyable {
-public:
-    Lock_Holder(milliseconds duration, const std::string& end) {
-        const std::filesystem::path program = FrontEnd::Util::Program_Path();
-        const std::string holder =
-            (program.parent_path() / ("lock_holder" + program.extension().string())).make_preferred().string();
-        std::string command = '"' + holder + "\" \"" + ready + "\" " + std::to_string(duration.count()) + " " + end;
-#ifdef _WIN32
-        command = '"' + command + '"'; // the command interpreter takes away the outer ones
-#endif
-        runner = std::thread([this, command] { status = std::system(command.c_str()); });
-        const auto limit = Clock::now() + std::chrono::seconds(20);
-        while (Content_Of(ready) != "held" && Clock::now() < limit) {
-            std::this_thread::sleep_for(milliseconds(5));
-        }
-        held = Content_Of(ready) == "held";
-    }
-    ~Lock_Holder() {
-        Join();
-    }
-
-    void Let_Go() {
-        std::filesystem::remove(ready);
-    }
-
-    int Join() {
-        Let_Go();
-        if (runner.joinable()) {
-            runner.join();
-        }
-        return status;
-    }
-
-    bool held = false;
-
-private:
-    Scratch_Directory scratch;
-    const std::string ready = scratch / "ready";
-    int status = -1;
-    std::thread runner;
-};
 
 class Trace_Lock : public testing::Test {
 protected:
@@ -93,7 +42,7 @@ TEST_F(Trace_Lock, IsTheSameHoweverOftenItIsOpened) {
     });
 }
 
-TEST_F(Trace_Lock, AWaitEndsWithItsTime) {
+TEST_F(Trace_Lock, AWaitEndsWithItsTimeOrTheRelease) {
     ASSERT_EQ(mutex->Wait(0), Result::Acquired);
     In_Another_Thread([this] {
         const auto begin = Clock::now();
@@ -101,11 +50,6 @@ TEST_F(Trace_Lock, AWaitEndsWithItsTime) {
         EXPECT_GE(Clock::now() - begin, milliseconds(140));
         EXPECT_LT(Clock::now() - begin, milliseconds(5000));
     });
-    EXPECT_TRUE(mutex->Release());
-}
-
-TEST_F(Trace_Lock, AWaitEndsWithTheRelease) {
-    ASSERT_EQ(mutex->Wait(0), Result::Acquired);
     std::thread waiter([this] {
         const auto begin = Clock::now();
         EXPECT_EQ(mutex->Wait(30000), Result::Acquired);
@@ -140,44 +84,33 @@ TEST_F(Trace_Lock, TheEndOfAThreadThatHoldsItIsNoticed) {
 
 TEST_F(Trace_Lock, ThreadsTakeTurns) {
     int unguarded = 0;
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 8; ++number) {
-        threads.emplace_back([&] {
-            for (int count = 0; count < 500; ++count) {
-                ASSERT_EQ(mutex->Wait(60000), Result::Acquired);
-                ++unguarded;
-                ASSERT_TRUE(mutex->Release());
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    In_Threads(8, [&](int) {
+        for (int count = 0; count < 500; ++count) {
+            ASSERT_EQ(mutex->Wait(60000), Result::Acquired);
+            ++unguarded;
+            ASSERT_TRUE(mutex->Release());
+        }
+    });
     EXPECT_EQ(unguarded, 4000);
 }
 
 TEST_F(Trace_Lock, ExcludesOtherProcesses) {
-    Lock_Holder holder(milliseconds(200), "release");
-    ASSERT_TRUE(holder.held);
+    const Other_Marking_Process holder("200", "release", "lock_holder");
     EXPECT_EQ(mutex->Wait(0), Result::Timed_Out);
     EXPECT_EQ(mutex->Wait(50), Result::Timed_Out);
     holder.Let_Go();
     EXPECT_EQ(mutex->Wait(30000), Result::Acquired);
     EXPECT_TRUE(mutex->Release());
-    EXPECT_EQ(holder.Join(), 0);
 }
 
 TEST_F(Trace_Lock, TheDeathOfAHolderIsNoticedBeforeAndDuringTheWait) {
     for (const bool before : {false, true}) {
-        Lock_Holder holder(milliseconds(before ? 0 : 300), "die");
-        ASSERT_TRUE(holder.held);
-        holder.Let_Go();
-        EXPECT_EQ(before ? holder.Join() : 0, 0);
+        Other_Marking_Process holder(before ? "0" : "300", "die", "lock_holder");
+        before ? holder.End() : holder.Let_Go();
         EXPECT_EQ(mutex->Wait(30000), Result::Abandoned);
         EXPECT_TRUE(mutex->Release());
         EXPECT_EQ(mutex->Wait(0), Result::Acquired);
         EXPECT_TRUE(mutex->Release());
-        EXPECT_EQ(holder.Join(), 0);
     }
 }
 

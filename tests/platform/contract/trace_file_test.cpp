@@ -5,8 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <memory>
-
 namespace QEL::Tests {
 
 namespace {

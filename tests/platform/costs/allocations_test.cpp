@@ -1,14 +1,10 @@
 #include "filecache/CFileCache.h"
 #include "filecache/trace_messages.h"
-#include "tests/platform/costs/Counted_Allocations.h"
+#include "tests/support/Counted_Allocations.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
 
 #include <gtest/gtest.h>
-
-#include <chrono>
-#include <string>
-#include <thread>
 
 namespace QEL::Tests {
 

@@ -4,11 +4,7 @@
 //     marked_request CACHE_DIRECTORY REQUEST
 
 #include "filecache/CFileCache.h"
-
-#include <cstdio>
-#include <string>
-
-#include <unistd.h>
+#include "tests/support/Standard_Library.h"
 
 int main(int argument_count, char** arguments) {
     if (argument_count != 3) {

@@ -5,15 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <string>
-#include <thread>
-#include <vector>
-
 namespace QEL::Tests {
 
 namespace {

@@ -101,13 +101,6 @@ class From_Another_Language(unittest.TestCase):
         with open(path, "rb") as copy:
             self.assertEqual(copy.read(), CONTENT)
 
-    def test_keeps_a_path_that_does_not_fit(self):
-        code, path, needed, _ = self.get(self.url, 20)
-        self.assertEqual((code, path), (TOO_SMALL, b""))
-        code, path = self.text(LIBRARY.qelfilecache_last_path)
-        self.assertEqual((code, len(path) + 1), (OK, needed))
-        self.assertEqual(Server.asked, ["GET"])
-
     def test_says_why_there_is_no_file(self):
         code, path, needed, outcomes = self.get(b"http://127.0.0.1:1/landscape.xml")
         self.assertEqual((code, path, needed, outcomes), (NO_FILE, b"", 1, [1, 2, NOT_ASKED]))
@@ -115,14 +108,6 @@ class From_Another_Language(unittest.TestCase):
         self.assertEqual(code, OK)
         self.assertIn(b"http://127.0.0.1:1/landscape.xml", text)
         self.assertTrue(text.startswith(self.text(LIBRARY.qelfilecache_message_separator)[1]))
-
-    def test_clears_and_purges(self):
-        _, path, _, _ = self.get(self.url)
-        self.assertEqual(LIBRARY.qelfilecache_clear(self.cache), OK)
-        self.assertFalse(os.path.exists(path))
-        _, path, _, _ = self.get(self.url)
-        self.assertEqual(LIBRARY.qelfilecache_purge(self.cache), OK)
-        self.assertFalse(os.path.exists(path))
 
     def test_traces_on_demand(self):
         os.environ["QEL_TRACE_DIR"] = self.directory.decode()

@@ -10,16 +10,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <chrono>
-#include <limits>
-#include <sstream>
-#include <thread>
-#include <tuple>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-
 namespace QEL::Tests {
 
 namespace {
@@ -120,9 +110,6 @@ TEST_F(Ini_Files, HoldWhatTheirLinesSay) {
     }
     Write_User_File("Period = 1\nOther = 5\nperiod = 2\n");
     EXPECT_THAT(List("PERIOD"), ElementsAre("1", "2"));
-}
-
-TEST_F(Ini_Files, LongLinesAreKeptWhole) {
     const std::string url = "https://server.example/" + std::string(100000, 'x');
     Write_User_File("List = " + url + "\nList = " + url + "y\n");
     EXPECT_THAT(List("List"), ElementsAre(url, url + "y"));
@@ -290,14 +277,11 @@ TEST_F(Ini_Files, ReadersNeverSeeAMixture) {
     EXPECT_EQ(Number("A"), 199);
 }
 
-TEST_F(Ini_Files, TheSystemsConfigurationIsTheMachines) {
-    auto& system = FrontEnd::Platform::Configuration::System();
-    EXPECT_EQ(dynamic_cast<FrontEnd::Platform::Ini_Configuration&>(system).m_Machine_File.m_Path, "/etc/qel/qel.ini");
-    EXPECT_EQ(&FrontEnd::Platform::Configuration::System(), &system);
-}
-
-TEST_F(Ini_Files, TheMachinesNumberIsReadWhereItIsAskedFor) {
-    auto& system = dynamic_cast<FrontEnd::Platform::Ini_Configuration&>(FrontEnd::Platform::Configuration::System());
+TEST_F(Ini_Files, TheSystemsConfigurationIsTheMachinesWhoseNumberIsReadWhereItIsAskedFor) {
+    using FrontEnd::Platform::Configuration;
+    auto& system = dynamic_cast<FrontEnd::Platform::Ini_Configuration&>(Configuration::System());
+    EXPECT_EQ(system.m_Machine_File.m_Path, "/etc/qel/qel.ini");
+    EXPECT_EQ(&Configuration::System(), &system);
     const auto replace_machine_file = [&system](const std::string& path) {
         std::destroy_at(&system.m_Machine_File);
         std::construct_at(&system.m_Machine_File, path);

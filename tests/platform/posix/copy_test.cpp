@@ -11,17 +11,8 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <functional>
-#include <random>
-
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 
@@ -186,30 +177,20 @@ TEST_F(Posix_Copy, ADirectoryWithoutRightsTakesNoCopyAndAnExistingTargetIsFoundO
     EXPECT_THAT(scratch.Names(), ElementsAre("source", "target"));
 }
 
-TEST_F(Posix_Copy, WithoutRoomNothingIsLeftBehind) {
+TEST_F(Posix_Copy, WithoutRoomOrDescriptorsNothingIsLeftBehind) {
     const std::string source = scratch.Write("source", Rubbish(300000));
-    EXPECT_EQ(Child_Process([&] {
-                  constexpr struct rlimit hundred_thousand_bytes { 100000, 100000 };
-                  ::setrlimit(RLIMIT_FSIZE, &hundred_thousand_bytes);
-                  return static_cast<int>(Copy_Error(source, scratch / "target", true));
-              }).Wait(),
-              223);
-    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
-}
-
-TEST_F(Posix_Copy, WithoutDescriptorsNothingIsLeftBehind) {
-    const std::string source = scratch.Write("source");
-    EXPECT_EQ(
-        Child_Process([&] {
-            // One for the source, none for the target.
-            const int lowest_free = ::dup(0);
-            ::close(lowest_free);
-            const struct rlimit one_more = {static_cast<rlim_t>(lowest_free) + 1, static_cast<rlim_t>(lowest_free) + 1};
-            ::setrlimit(RLIMIT_NOFILE, &one_more);
-            return static_cast<int>(Copy_Error(source, scratch / "target", true));
-        }).Wait(),
-        4);
-    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+    const int lowest_free = ::dup(0);
+    ::close(lowest_free);
+    const rlim_t one_more = static_cast<rlim_t>(lowest_free) + 1; // for the source, none for the target
+    for (const auto& [resource, limit, error] :
+         {std::tuple{RLIMIT_FSIZE, rlim_t{100000}, 223}, {RLIMIT_NOFILE, one_more, 4}}) {
+        EXPECT_EQ(Child_Process([&, resource = resource, limits = rlimit{limit, limit}] {
+                      ::setrlimit(resource, &limits);
+                      return static_cast<int>(Copy_Error(source, scratch / "target", true));
+                  }).Wait(),
+                  error);
+        EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+    }
 }
 
 TEST_F(Posix_Copy, ALeftOverOfAKilledCopyIsNoHindrance) {
@@ -267,19 +248,15 @@ TEST_F(Posix_Copy, KilledAtAnyMomentItLeavesNoPartialTarget) {
 }
 
 TEST_F(Posix_Copy, LeavesNoDescriptorOpen) {
-    const auto open_files = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                             std::filesystem::directory_iterator());
-    };
     const std::string source = scratch.Write("source");
-    const auto before = open_files();
+    const auto before = Open_Files();
     for (int count = 0; count < 10; ++count) {
         Copy_File_Atomically(source, scratch / "target", false);
         Copy_File_Atomically(source, scratch / "target", true);
         Copy_File_Atomically(scratch.Path(), scratch / "other", true);
         Copy_File_Atomically(source, scratch / "missing/target", true);
     }
-    EXPECT_EQ(open_files(), before);
+    EXPECT_EQ(Open_Files(), before);
 }
 
 class Copy_Faults : public testing::Test {
@@ -320,10 +297,13 @@ TEST_F(Copy_Faults, ATargetThatAppearsMeanwhileIsKept) {
     }
 }
 
-TEST_F(Copy_Faults, AFailedRenamingLeavesNothingBehind) {
-    s_rename = [] { return EIO; };
-    EXPECT_EQ(Copy_Error(source, target, true), 1117u);
-    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+TEST_F(Copy_Faults, OfRenamingOrOnTheWayToTheDiskLeaveNothingBehind) {
+    for (auto* const step : {&s_rename, &s_sync}) {
+        *step = [] { return EIO; };
+        EXPECT_EQ(Copy_Error(source, target, true), 1117u);
+        EXPECT_THAT(scratch.Names(), ElementsAre("source"));
+        *step = nullptr;
+    }
 }
 
 TEST_F(Copy_Faults, TheWholeContentReachesTheDiskBeforeTheName) {
@@ -337,9 +317,6 @@ TEST_F(Copy_Faults, TheWholeContentReachesTheDiskBeforeTheName) {
         EXPECT_THAT(names, ElementsAre("source", StartsWith("target.")));
         std::filesystem::remove(target);
     }
-    s_sync = [] { return EIO; };
-    EXPECT_EQ(Copy_Error(source, target, true), 1117u);
-    EXPECT_THAT(scratch.Names(), ElementsAre("source"));
 }
 
 TEST_F(Copy_Faults, WhatTheKernelDoesNotCopyIsReadAndWritten) {
@@ -370,7 +347,9 @@ TEST_F(Copy_Faults, ANameThatWasGivenUpIsNotTakenBack) {
     }
 }
 
-TEST(Write_All, GoesOnAfterAnInterruption) {
+TEST(Write_All, GoesOnAfterAnInterruptionAndFailsWithTheWrite) {
+    EXPECT_FALSE(FrontEnd::Platform::Write_All(-1, "x", 1));
+    EXPECT_EQ(errno, EBADF);
     // Signals cut the writes into a full pipe short, and end the next ones before they have written anything.
     struct sigaction nothing {};
     nothing.sa_handler = [](int) {};
@@ -396,11 +375,6 @@ TEST(Write_All, GoesOnAfterAnInterruption) {
     EXPECT_TRUE(read_content == content);
     ::close(ends[0]);
     ::sigaction(SIGALRM, &action_before, nullptr);
-}
-
-TEST(Write_All, FailsWithTheWrite) {
-    EXPECT_FALSE(FrontEnd::Platform::Write_All(-1, "x", 1));
-    EXPECT_EQ(errno, EBADF);
 }
 
 TEST(Win32_Errors, SayWhatErrnoSays) {

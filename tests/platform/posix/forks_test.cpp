@@ -8,10 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <memory>
-
-#include <fcntl.h>
 #include <sys/file.h>
 
 namespace QEL::Tests {
@@ -47,22 +43,15 @@ TEST(Posix_Directory_Mark, IsNotKeptByAForkedChild) {
     EXPECT_TRUE(is_unmarked);
 }
 
-TEST(Posix_Directory_Mark, StaysWithTheParentOfAForkedChild) {
+TEST(Posix_Directory_Mark, StaysWithTheParentOfAForkedChildWhichSeesIt) {
     const Scratch_Directory scratch;
     const Directory_Mark mark(scratch.Path());
-    Child_Process child([] { return 0; });
-    EXPECT_EQ(child.Wait(), 0);
+    EXPECT_EQ(Child_Process([&] {
+                  const auto others = Other_Processes_On(scratch.Path());
+                  return others.size() == 1 && others.front().id == ::getppid() ? 0 : 1;
+              }).Wait(),
+              0);
     EXPECT_FALSE(Is_Unmarked(scratch.Path()));
-}
-
-TEST(Posix_Directory_Mark, AForkedChildSeesTheOneOfItsParent) {
-    const Scratch_Directory scratch;
-    const Directory_Mark mark(scratch.Path());
-    Child_Process child([&] {
-        const auto others = Other_Processes_On(scratch.Path());
-        return others.size() == 1 && others.front().id == ::getppid() ? 0 : 1;
-    });
-    EXPECT_EQ(child.Wait(), 0);
 }
 
 TEST(Posix_Directory_Mark, IsNeverLookedForByALockOfOnesOwn) {
@@ -91,13 +80,10 @@ TEST(Posix_Identity, AForkedProcessDoesNotRepeatItsParentsUuids) {
     ::close(ends[1]);
 }
 
-TEST(Posix_Identity, TheMainThreadHasTheProcessId) {
-    EXPECT_EQ(Process_Id(), ::getpid());
-    EXPECT_EQ(Thread_Id(), ::getpid());
-}
-
-TEST(Posix_Identity, AForkedProcessHasItsOwnIds) {
+TEST(Posix_Identity, TheMainThreadHasTheProcessIdAndAForkedProcessItsOwn) {
     const int id = Thread_Id();
+    EXPECT_EQ(Process_Id(), ::getpid());
+    EXPECT_EQ(id, ::getpid());
     EXPECT_EQ(Child_Process([id] { return Thread_Id() != id && Process_Id() == Thread_Id() ? 0 : 1; }).Wait(), 0);
 }
 

@@ -1,19 +1,11 @@
 // Links, pipes and rights in the place of a trace file, and a standard error stream that nobody reads.
 
+#include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"
 #include "util/Standard_Error.h"
 #include "util/Trace_File.h"
 
 #include <gmock/gmock.h>
-
-#include <array>
-#include <csignal>
-#include <memory>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 
@@ -36,19 +28,14 @@ protected:
     }
 };
 
-TEST_F(Posix_Trace_File, IsForTheUserAlone) {
-    EXPECT_TRUE(Open("new.trc"));
-    EXPECT_EQ(Rights_Of("new.trc"), mode_t{0600});
-
+TEST_F(Posix_Trace_File, IsForTheUserAloneAndNotHandedToChildProcesses) {
     ::chmod(scratch.Write("old.trc", "").c_str(), 0644);
-    EXPECT_TRUE(Open("old.trc"));
-    EXPECT_EQ(Rights_Of("old.trc"), mode_t{0600});
-}
-
-TEST_F(Posix_Trace_File, IsNotHandedToChildProcesses) {
-    const Stream file = Open("new.trc");
-    ASSERT_TRUE(file);
-    EXPECT_NE(::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC, 0);
+    for (const char* const name : {"new.trc", "old.trc"}) {
+        const Stream file = Open(name);
+        ASSERT_TRUE(file);
+        EXPECT_EQ(Rights_Of(name), mode_t{0600});
+        EXPECT_NE(::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC, 0);
+    }
 }
 
 TEST_F(Posix_Trace_File, FollowsNoLink) {
@@ -81,20 +68,17 @@ TEST_F(Posix_Trace_File, LeavesAnotherUsersFileAsItIs) {
 }
 
 TEST(Posix_Standard_Error, EndsNobodyWhenItsReaderHasGone) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        std::array<int, 2> ends{};
-        std::signal(SIGPIPE, SIG_DFL);
-        if (::pipe(ends.data()) != 0 || ::dup2(ends[1], STDERR_FILENO) < 0 || ::close(ends[0]) != 0) {
-            ::_exit(2);
-        }
-        std::fputs("nobody reads this\n", Standard_Error());
-        std::fflush(Standard_Error());
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Child_Process([] {
+                  std::array<int, 2> ends{};
+                  std::signal(SIGPIPE, SIG_DFL);
+                  if (::pipe(ends.data()) != 0 || ::dup2(ends[1], STDERR_FILENO) < 0 || ::close(ends[0]) != 0) {
+                      return 2;
+                  }
+                  std::fputs("nobody reads this\n", Standard_Error());
+                  std::fflush(Standard_Error());
+                  return 0;
+              }).Wait(),
+              0);
 }
 
 TEST(Posix_Standard_Error, IsNoFileThatTheLibraryOpensOnceTheHostHasClosedIt) {

@@ -6,12 +6,6 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
-#include <map>
-#include <set>
-#include <string>
-#include <vector>
-
 namespace QEL::Tests {
 
 /// How a run of the tool ended, and what it wrote.
@@ -44,15 +38,6 @@ inline constexpr const char* Stray_Copy = "01234567-89ab-cdef-0123-456789abcdef.
 
 inline void Write_File(const std::filesystem::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
-}
-
-/// The names in a directory.
-inline std::set<std::string> Names_In(const std::filesystem::path& directory) {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        names.insert(entry.path().filename().string());
-    }
-    return names;
 }
 
 /// Takes a user's rights from a file or directory, so that no more than these are left, for the time of a scope.

@@ -1,17 +1,7 @@
 #include "tests/support/Child_Process.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
-
-#include <fcntl.h>
 #include <pty.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace QEL::Tests {
 

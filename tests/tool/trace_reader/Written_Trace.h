@@ -1,13 +1,7 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "tools/trace_reader/trace_reader.h"
-
-#include <algorithm>
-#include <map>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace QEL::Tests {
 

@@ -2,11 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <fstream>
-#include <regex>
-#include <sstream>
-
 namespace QEL::Tests {
 namespace {
 

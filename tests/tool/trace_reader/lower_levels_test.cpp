@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <regex>
-
 namespace QEL::Tests {
 namespace {
 

@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <optional>
-#include <ostream>
-
 namespace QEL::Tests {
 namespace {
 

@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <random>
-
 namespace QEL::Tests {
 namespace {
 

@@ -1,12 +1,10 @@
+#include "tests/support/Standard_Library.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/trace_reader/html.h"
 #include "util/Visible_Text.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdio>
-#include <memory>
 
 namespace QEL::FrontEnd::Tool {
 namespace {

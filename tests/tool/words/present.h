@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include "tests/support/Standard_Library.h"
 
 /// The moment at which these tests look at a cache, in units of 100 ns.
 namespace QEL::FrontEnd::Tool {

@@ -1,8 +1,7 @@
+#include "tests/support/Standard_Library.h"
 #include "tools/qelfilecache/requests/request_list.h"
 
 #include <gmock/gmock.h>
-
-#include <sstream>
 
 namespace QEL::FrontEnd::Tool {
 namespace {

@@ -1,8 +1,7 @@
+#include "tests/support/Standard_Library.h"
 #include "tools/qelfilecache/inspecting/times.h"
 
 #include <gtest/gtest.h>
-
-#include <limits>
 
 namespace QEL::FrontEnd::Tool {
 namespace {

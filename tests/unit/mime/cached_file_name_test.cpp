@@ -7,12 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <string>
-#include <string_view>
-
 namespace {
 
 using QEL::FrontEnd::FileCache::CFileCache;

@@ -1,12 +1,8 @@
 #include "mime/Magic.h"
 #include "mime/content_type.h"
+#include "tests/support/Standard_Library.h"
 
 #include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -1,11 +1,7 @@
 #include "mime/extension_table.h"
+#include "tests/support/Standard_Library.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cctype>
-#include <string>
-#include <string_view>
 
 namespace {
 

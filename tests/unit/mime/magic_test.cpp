@@ -5,12 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <stdexcept>
-#include <string>
-#include <system_error>
-#include <utility>
-
 namespace {
 
 using QEL::Mime::Magic;

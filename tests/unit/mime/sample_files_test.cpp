@@ -5,13 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <memory>
-#include <set>
-#include <string>
-#include <string_view>
-
 namespace {
 
 using QEL::Mime::Find_Extension;

@@ -7,15 +7,6 @@
 #include <gtest/gtest.h>
 #include <magic.h>
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <type_traits>
-
 namespace {
 
 using QEL::Mime::Sniffing::Sniff_Mime_Type;

@@ -7,15 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdlib>
-#include <cstring>
-#include <sstream>
-#include <string>
-#include <string_view>
-#include <vector>
-
 namespace {
 
 using namespace std::string_literals;

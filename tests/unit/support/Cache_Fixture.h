@@ -10,15 +10,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
 /// The bytes of a text file of this platform.
 inline std::string Text_File(const std::vector<std::string>& lines) {
 #ifdef _WIN32

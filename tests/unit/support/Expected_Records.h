@@ -2,10 +2,6 @@
 
 #include "tests/unit/support/Recorded_Trace.h"
 
-#include <map>
-#include <string>
-#include <vector>
-
 /// Expected records, in C++ or in the files expected/NAME.trace, which hold whole sequences that several tests share.
 ///
 /// A line is a record: its level (E, W, N, D for error, warning, note, additional data), its method and its

@@ -2,11 +2,6 @@
 
 #include "tests/unit/support/Cache_Fixture.h"
 
-#include <cstdint>
-#include <ostream>
-#include <string>
-#include <vector>
-
 /// The result of a call by its bits.
 inline constexpr QEL::FrontEnd::FileCache::HResult Result_Of(std::uint32_t bits) {
     return static_cast<QEL::FrontEnd::FileCache::HResult>(bits);
@@ -85,8 +80,9 @@ protected:
     }
 
     /// A copy of an earlier time in the cache.
-    std::string Old_Copy(const std::string& last_modified, std::uint64_t last_checked_remotely) {
-        const std::string path = Cache_Copy(url, "old.xml", last_modified, last_checked_remotely);
+    std::string Old_Copy(const std::string& request, const std::string& last_modified,
+                         std::uint64_t last_checked_remotely) {
+        const std::string path = Cache_Copy(request, "old.xml", last_modified, last_checked_remotely);
         values["old_copy"] = path;
         values["old_entry"] = Recorded_Trace::Entry_Text(path, last_modified);
         values["removal"] = "remove_entry";
@@ -94,13 +90,7 @@ protected:
     }
 
     /// The names of the files in the cache directory.
-    std::vector<std::string> Files_In_Cache() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-            names.push_back(entry.path().filename().string());
-        }
-        return names;
-    }
+    std::vector<std::string> Files_In_Cache() const { return QEL::Tests::Names_In(directory); }
 
     const std::string url = "https://server/landscape.xml";
     const std::string uuid = "a1b2c3d4-0001-0002-0003-112233445566";
@@ -108,4 +98,45 @@ protected:
     const std::string second_stamp = "Wed, 02 Jan 2019 11:00:00 GMT";
     std::string body = "<landscape/>";
     const std::string second_body = "second body";
+};
+
+/// The same, and a file on a share that can be examined and copied.
+class Share_Fixture : public Http_Fixture {
+protected:
+    void SetUp() override {
+        Http_Fixture::SetUp();
+        values["url"] = share;
+        values["stat_error"] = "0";
+        Use_Time(source_time);
+        os->on_stat_file = [this](const std::string& path, std::int64_t& modification_time) {
+            if (path != share) {
+                return unknown_path;
+            }
+            if (stat_error == 0) {
+                modification_time = source_time;
+            }
+            return stat_error;
+        };
+        os->on_copy_file = [this](const std::string& from, const std::string& to, int fail_if_exists) {
+            if (from != share || copy_fails || (fail_if_exists != 0 && std::filesystem::exists(to))) {
+                return 0;
+            }
+            Write_File(to, source);
+            return 1;
+        };
+    }
+
+    /// The time of the source as records show it: whole in the entry, its low half in a number.
+    void Use_Time(std::int64_t time) {
+        source_time = time;
+        values["time"] = std::to_string(static_cast<std::int32_t>(time));
+        values["entry"] = Recorded_Trace::Entry_Text(Copy_Path(), std::to_string(time));
+    }
+
+    static constexpr int unknown_path = 3;
+    const std::string share = "\\\\server\\share\\landscape.xml";
+    std::string source = "<landscape/>";
+    std::int64_t source_time = 132000000000000001;
+    int stat_error = 0;
+    bool copy_fails = false;
 };

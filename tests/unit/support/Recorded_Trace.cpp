@@ -2,13 +2,6 @@
 
 #include "trace/CQelPcTrc.h"
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstdio>
-#include <optional>
-#include <utility>
-
 namespace Recorded_Trace {
 
 namespace {

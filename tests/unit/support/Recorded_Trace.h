@@ -1,12 +1,7 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
-
-#include <cstdarg>
-#include <functional>
-#include <initializer_list>
-#include <string>
-#include <vector>
 
 /// The trace as a test sees it: each record with its level and its text.
 ///

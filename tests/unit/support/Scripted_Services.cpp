@@ -19,13 +19,6 @@
 #include "util/System_Mutex.h"
 #include "util/Trace_Directory.h"
 
-#include <algorithm>
-#include <array>
-#include <cctype>
-#include <cstdio>
-#include <filesystem>
-#include <utility>
-
 Scripted_Services g_services;
 
 namespace QEL::FrontEnd::OSWRAPI {

@@ -1,19 +1,10 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
 #include "util/Directory_Mark.h"
 #include "util/IRequest_Object.h"
-
-#include <cstdint>
-#include <deque>
-#include <functional>
-#include <limits>
-#include <map>
-#include <optional>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 /// The services behind the product, as the unit tests link them: they work from this script and
 /// note what they were asked. The fixture starts each test with a fresh script.

@@ -1,9 +1,6 @@
 #include "tests/unit/trace/support/Trace_Fixture.h"
 #include "trace/Tracing.h"
 
-#include <chrono>
-#include <future>
-
 using QEL::FrontEnd::FileCache::Get_Tracer;
 using QEL::FrontEnd::FileCache::Set_Trace_Level;
 using QEL::FrontEnd::FileCache::Tracing;
@@ -14,12 +11,6 @@ namespace {
 
 static_assert(std::is_base_of_v<TracingAdaptor, Tracing>);
 static_assert(sizeof(Tracing) == sizeof(TracingAdaptor), "adds nothing");
-
-/// How many files this process holds open, where the system says.
-std::ptrdiff_t Open_Files() {
-    std::error_code ignored;
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd", ignored), {});
-}
 
 class Trace_Level : public Trace_Fixture {};
 
@@ -71,7 +62,7 @@ TEST_F(Trace_Level, StartsTheFileAfreshEachTimeItIsSet) {
 TEST_F(Trace_Level, LetsTheOldWriterGoWithItsFileAndLock) {
     // The system opens and closes files of its own now and then; writers that kept theirs would add up.
     constexpr int writers = 20;
-    const auto open_before = Open_Files();
+    const auto open_before = QEL::Tests::Open_Files();
     for (int writer = 0; writer < writers; ++writer) {
         Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
         Get_Tracer()->trace().Log_Error("e\n");
@@ -79,7 +70,7 @@ TEST_F(Trace_Level, LetsTheOldWriterGoWithItsFileAndLock) {
         Set_Trace_Level(QELPCTRC_OFF);
         EXPECT_EQ(mutex.use_count(), 2);
     }
-    EXPECT_LT(Open_Files(), open_before + writers);
+    EXPECT_LT(QEL::Tests::Open_Files(), open_before + writers);
     EXPECT_TRUE(std::filesystem::remove(directory / "qelfilecache_0007.trc")) << "nobody holds it open";
 }
 
@@ -93,8 +84,9 @@ TEST_F(Trace_Level, LeavesStandardErrorOpenWhenItServedAsTheFile) {
     EXPECT_EQ(standard_error.Take(), Header() + "***ERROR***: first\n" + Header() + "***ERROR***: second\n");
 }
 
-TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAlone) {
+TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAloneAndForNoWriterThatTakesNone) {
     Set_Trace_Level(QELPCTRC_OFF);
+    const TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
     EXPECT_EQ(g_trace_services.mutexes_opened, 0);
     for (int level = 1; level <= 5; ++level) {
         Set_Trace_Level(static_cast<QELPCTRC_LEVEL>(level));
@@ -102,11 +94,6 @@ TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAlone) {
     }
     Get_Tracer()->trace().Log_Error("e\n");
     EXPECT_THAT(mutex->calls, testing::ElementsAre("Wait(60000)", "Release"));
-}
-
-TEST_F(Trace_Level, OpensNoLockForAWriterThatTakesNone) {
-    const TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
-    EXPECT_EQ(g_trace_services.mutexes_opened, 0);
 }
 
 TEST_F(Trace_Level, WritesWithoutHoldingTheGuard) {
@@ -121,18 +108,15 @@ TEST_F(Trace_Level, WritesWithoutHoldingTheGuard) {
 }
 
 TEST_F(Trace_Level, IsReadAndSetByManyThreads) {
-    std::vector<std::future<void>> running;
-    for (int thread = 0; thread < 8; ++thread) {
-        running.push_back(std::async(std::launch::async, [thread] {
-            for (int i = 0; i < 100; ++i) {
-                if (thread == 0) {
-                    Set_Trace_Level(QELPCTRC_OFF);
-                } else {
-                    EXPECT_NE(Get_Tracer(), nullptr);
-                }
+    QEL::Tests::In_Threads(8, [](int thread) {
+        for (int i = 0; i < 100; ++i) {
+            if (thread == 0) {
+                Set_Trace_Level(QELPCTRC_OFF);
+            } else {
+                EXPECT_NE(Get_Tracer(), nullptr);
             }
-        }));
-    }
+        }
+    });
 }
 
 } // namespace

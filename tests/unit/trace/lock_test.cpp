@@ -1,10 +1,5 @@
 #include "tests/unit/trace/support/Trace_Fixture.h"
 
-#include <future>
-#include <mutex>
-#include <sstream>
-#include <vector>
-
 using QEL::FrontEnd::Util::Tracing::System_Mutex;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -131,18 +126,13 @@ private:
 TEST_F(Trace_Lock, KeepsTheMessagesOfSeveralThreadsApart) {
     constexpr int threads = 4;
     constexpr int messages = 200;
-    {
-        CQelPcTrc writer("writer.trc", QELPCTRC_ADDITIONAL_DATA, CQelPcTrc::Option_System_Lock,
-                         std::make_shared<Process_Mutex>());
-        std::vector<std::future<void>> running;
-        for (int thread = 0; thread < threads; ++thread) {
-            running.push_back(std::async(std::launch::async, [&writer, thread] {
-                for (int message = 0; message < messages; ++message) {
-                    writer.Log_Error("thread %d message %d\n", thread, message);
-                }
-            }));
+    CQelPcTrc writer("writer.trc", QELPCTRC_ADDITIONAL_DATA, CQelPcTrc::Option_System_Lock,
+                     std::make_shared<Process_Mutex>());
+    QEL::Tests::In_Threads(threads, [&writer](int thread) {
+        for (int message = 0; message < messages; ++message) {
+            writer.Log_Error("thread %d message %d\n", thread, message);
         }
-    }
+    });
 
     std::vector<int> next(threads, 0);
     int lines = 0;

@@ -1,8 +1,6 @@
 #include "filecache/trace_messages.h"
 #include "tests/unit/trace/support/Trace_Fixture.h"
 
-#include <regex>
-
 namespace QEL::FrontEnd::FileCache {
 
 namespace {

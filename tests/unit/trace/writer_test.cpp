@@ -1,8 +1,5 @@
 #include "tests/unit/trace/support/Trace_Fixture.h"
 
-#include <cstring>
-#include <tuple>
-
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -86,13 +83,9 @@ TEST_F(Trace_Writer, CompletesTheFileWithEachMessageAndAddsNeitherLineEndNorBlan
     writer.Log_Warning("%s", "");
     writer.Log_Developer_Note("\n");
     writer.Log_Additional_Data(")\n");
-    EXPECT_EQ(Content(), On_Disk(Header() + "call(***ERROR***: problem***WARNING*: \n)\n"));
-}
-
-TEST_F(Trace_Writer, FormatsArgumentsOfEveryKind) {
-    CQelPcTrc writer = Unlocked_Writer(4);
     writer.Log_Additional_Data("%s|%d|%c|100%%|%s\n", "100% %s %n", -1, 'x', std::string(10000, 'l').c_str());
-    EXPECT_EQ(Content(), On_Disk(Header() + "100% %s %n|-1|x|100%|" + std::string(10000, 'l') + "\n"));
+    EXPECT_EQ(Content(), On_Disk(Header() + "call(***ERROR***: problem***WARNING*: \n)\n100% %s %n|-1|x|100%|" +
+                                 std::string(10000, 'l') + "\n"));
 }
 
 // The level of the process
@@ -115,20 +108,13 @@ TEST_F(Trace_Writer, WritesWhatItsOwnLevelOrThatOfTheProcessLetsThrough) {
     }
 }
 
-TEST_F(Trace_Writer, StampsOnlyByItsOwnLevel) {
+TEST_F(Trace_Writer, StampsOnlyByItsOwnLevelAndNamesAnyOtherLevelOfTheProcessAsTheHighest) {
     Start_Clock();
-    CQelPcTrc::s_Main_Trace_Level = 5;
-    CQelPcTrc writer = Unlocked_Writer(0);
-    Write_One_Of_Each(writer);
-    EXPECT_EQ(Content(), On_Disk(Header() + Up_To(4)));
-}
-
-TEST_F(Trace_Writer, NamesAnyOtherLevelOfTheProcessInItsHeaderAsTheHighest) {
     for (const int main_level : {5, -1}) {
         CQelPcTrc::s_Main_Trace_Level = main_level;
-        CQelPcTrc writer = Unlocked_Writer(4);
-        writer.Log_Error("e");
-        EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e")) << main_level;
+        CQelPcTrc writer = Unlocked_Writer(main_level == 5 ? 0 : 4);
+        Write_One_Of_Each(writer);
+        EXPECT_EQ(Content(), On_Disk(Header() + Up_To(4))) << main_level;
     }
 }
 

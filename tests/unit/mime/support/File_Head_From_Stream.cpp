@@ -1,9 +1,5 @@
+#include "tests/support/Standard_Library.h"
 #include "util/File_Head.h"
-
-#include <cerrno>
-#include <fstream>
-#include <stdexcept>
-#include <system_error>
 
 namespace QEL::FrontEnd::Util::FileSystem {
 

@@ -1,8 +1,5 @@
 #include "tests/unit/mime/support/Sample_Files.h"
 
-#include <cstddef>
-#include <cstdint>
-
 using namespace std::string_literals;
 
 namespace {

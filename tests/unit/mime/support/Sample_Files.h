@@ -1,7 +1,6 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include "tests/support/Standard_Library.h"
 
 /// A small file of a known kind.
 struct Sample_File {

@@ -9,11 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-
 /// The bytes of a text on the disk, as this platform's text files hold it.
 inline std::string On_Disk(const std::string& text) {
 #ifdef _WIN32

@@ -6,8 +6,6 @@
 #include "util/Trace_Directory.h"
 #include "util/Trace_File.h"
 
-#include <algorithm>
-
 Trace_Services g_trace_services;
 
 Scripted_Mutex::Wait_Result Scripted_Mutex::Wait(std::uint32_t milliseconds) {
@@ -38,7 +36,7 @@ std::string Program_Path() {
     return g_trace_services.program_path;
 }
 std::shared_ptr<void> Hold_Length_Signal() {
-    return nullptr;
+    return g_trace_services.length_signal;
 }
 std::tm Local_Time() {
     return g_trace_services.local_time ? g_trace_services.local_time() : std::tm{};

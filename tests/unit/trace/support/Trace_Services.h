@@ -1,13 +1,7 @@
 #pragma once
 
+#include "tests/support/Standard_Library.h"
 #include "util/System_Mutex.h"
-
-#include <cstdint>
-#include <ctime>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 /// A system-wide lock that behaves as a test says.
 class Scripted_Mutex : public QEL::FrontEnd::Util::Tracing::System_Mutex {
@@ -32,6 +26,7 @@ struct Trace_Services {
     std::function<std::tm()> local_time;
     std::shared_ptr<QEL::FrontEnd::Util::Tracing::System_Mutex> mutex; ///< what opening the lock gives
     int mutexes_opened = 0;
+    std::shared_ptr<void> length_signal;      ///< null: files have no limit
     std::vector<std::string> directory_calls; ///< "InitBuffer", "InitTraceDir"
 };
 
