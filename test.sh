@@ -104,7 +104,7 @@ check_format() { sources . | xargs clang-format --dry-run --Werror; }
 # check_run_paths: no program or library, built or installed, loads others from folders that depend on where it is run.
 check_run_paths() {
     cmake --install build/linux --prefix "$PWD/$logs/installed" >/dev/null &&
-        find build -path build/wine-prefix -prune -o -type f \( -perm -u+x -o -name '*.so*' \) ! -path '*/CMakeFiles/*' -print0 |
+        find build -path 'build/wine*' -prune -o -type f \( -perm -u+x -o -name '*.so*' \) ! -path '*/CMakeFiles/*' -print0 |
         { xargs -0 readelf -dW 2>/dev/null || true; } | awk '
             /^File: / { file = $2 }
             /\((RPATH|RUNPATH)\)/ {

@@ -11,7 +11,7 @@ mkdir -p "$source/build"
 exec 9>"$root.lock"
 flock 9
 if [ ! -e "$root/usr/lib/wine/wine" ]; then
-    rm -rf "$root"
+    rm -rf "$root" "$root.new"
     mirror=$(apt-get indextargets --format '$(REPO_URI) $(CODENAME)' 'Created-By: Packages' | grep -m 1 ' bookworm$' | cut -d ' ' -f 1)
     debootstrap --arch=i386 --variant=minbase --include=wine32 bookworm "$root.new" "$mirror" >"$root.log" 2>&1
     cp /etc/hosts "$root.new/etc/hosts"
