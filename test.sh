@@ -120,6 +120,9 @@ check_run_paths() {
 # build PRESET [TARGET...]: configures and builds.
 build() { cmake --preset "$1" && cmake --build --preset "$1" ${2:+--target "${@:2}"}; }
 
+# build_windows32: with the root and the prefix of its Wine, which take longer than a test may.
+build_windows32() { build windows32 && cmake/wine32-runner.sh build/windows32/bin/qelfilecache.exe --version; }
+
 # count REPORT FOLDER: the test cases of ctest's report, in $cases_passed and $cases_failed. Each test of a GoogleTest
 # program has left a report under its own name in the folder; any other program, or one that ended badly before its
 # report, is one case. One that ended badly counts one failure at least, also when each case of its own passed (a
@@ -264,7 +267,7 @@ main() {
     check "run paths of what is built and installed" check_run_paths
 
     if [ "$long" = yes ]; then
-        build_and_test "32-bit Windows under Wine" windows32 build windows32
+        build_and_test "32-bit Windows under Wine" windows32 build_windows32
         check "archive for 32-bit Windows, and the installer" scripts/test_packages.sh windows32 msi
         check "static analysis, Linux (clang-tidy)" scripts/tidy.sh linux
         check "static analysis, Windows (clang-tidy)" scripts/tidy.sh windows

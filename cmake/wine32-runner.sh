@@ -28,4 +28,4 @@ exec unshare --mount sh -c '
             mount --rbind "$folder" "$0$folder" || exit 1
         fi
     done
-    exec chroot "$0" "$@"' "$root" "$source/cmake/wine-runner.sh" "$@"
+    exec chroot "$0" env --chdir="$PWD" "$@"' "$root" "$source/cmake/wine-runner.sh" "$@"

@@ -282,7 +282,9 @@ test_msi() {
         "$wine" msiexec /i "Z:$work/package.msi" /qn || fail "msiexec /i ends with $?"
         [ -f "$programs/bin/qelfilecache.exe" ] || fail "no program"
         [ "$(entries | grep -cxF 'C:\Program Files\QEL File Cache\bin\')" = 1 ] || fail "not one entry of the PATH"
-        [ "$package" != "$work/old.msi" ] || expect 0 "qelfilecache " "$wine" cmd /c qelfilecache --version
+        # What cmd prints, as it may stumble over its own end in Wine.
+        [ "$package" != "$work/old.msi" ] || grep '^qelfilecache ' <("$wine" cmd /c qelfilecache --version) ||
+            fail "no program along the PATH"
     done
     installed >"$work/installed"
     cat "$work/installed"
