@@ -212,4 +212,43 @@ TEST(Call_In_A_Trace, HasTheDurationOfItsTimeStampsAndErrorsByTheirWords) {
 }
 
 } // namespace
+TEST(Following, GivesTheCallsOfTheWholeTraceOnceHoweverItGrows) {
+    const auto of_thread = [](int thread, const std::string& name) {
+        Written_Trace trace(thread);
+        for (const char* const path : {"/a", "/b", ""}) {
+            trace.Call(get, "url='" + name + path + "'").Data(get, "url_or_path = '" + name + path + "'.");
+            trace.Error(get, "Previously cached local file does not exist '" + name + "'.\nWith a second line.");
+            *path != '\0' ? trace.Return(get, "''") : trace;
+        }
+        return trace;
+    };
+    const auto one = of_thread(1, "/one");
+    const auto two = of_thread(2, "/two");
+    for (const std::string& content : {one.Text() + two.Text(), Mixed(one, two)}) {
+        const auto shown = [](const Trace& trace, std::vector<std::string>& calls) {
+            for (const Call& call : trace.calls) {
+                calls.push_back(In_A_Line(call) + " of line " + std::to_string(call.records.front()->line) + " to " +
+                                std::to_string(call.records.back()->line));
+            }
+        };
+        std::vector<std::string> whole;
+        shown(Read({content}), whole);
+        for (std::size_t lines = 1; lines < 8; ++lines) {
+            Trace_Follower follower;
+            std::vector<std::string> followed;
+            for (std::size_t begin = 0, end = 0; begin < content.size(); begin = end) {
+                for (std::size_t line = 0; line < lines && end < content.size(); ++line) {
+                    end = std::min(content.find('\n', end), content.size() - 1) + 1;
+                }
+                EXPECT_EQ(follower.Add("a.trc", content.substr(begin, end - begin)), "");
+                shown(follower.Take(), followed);
+            }
+            EXPECT_THAT(followed, SizeIs(whole.size() - 2)) << "two are under way";
+            follower.Begin_Again("a.trc");
+            shown(follower.Take(), followed);
+            EXPECT_THAT(followed, UnorderedElementsAreArray(whole)) << lines;
+        }
+    }
+}
+
 } // namespace QEL::Tests
