@@ -34,13 +34,13 @@ struct Response_Body;
 class QEL_FILECACHE_API CFileCache : public virtual IFileCache {
 public:
     /// @param os_wrapper the operating-system services; shared with every copy of the object.
-    ///        Uses neither the configuration nor the disk before Set_Cache_Directory().
+    ///        The object uses neither configuration nor disk before Set_Cache_Directory().
     explicit CFileCache(std::shared_ptr<OSWRAPI::IOSWrapper> os_wrapper);
 
     /// A copy has its own entries, texts and lists, and shares the operating-system services. No other
     /// thread may use either object during the copy.
     CFileCache(const CFileCache& other);
-    CFileCache& operator=(const CFileCache& other); ///< as the copy
+    CFileCache& operator=(const CFileCache& other); ///< as the copy constructor
 
     /// Saves nothing and deletes nothing: the metadata file is current after every change.
     ~CFileCache() override;

@@ -70,7 +70,7 @@ struct QEL_FILECACHE_API IFileCache {
     /// does, or the next load drops the entries because their copies are gone.
     /// It deletes every file that the metadata file names, wherever it lies, as does each request that
     /// replaces a copy. So let only the host's user write to the cache directory.
-    /// @return true when every copy was deleted. Otherwise the entries of the others stay.
+    /// @return true when every copy was deleted. Otherwise the entries of the remaining copies stay.
     virtual bool Clear() = 0;
 
     /// Deletes every file in the cache directory that is named like a cached copy, with or without
@@ -117,8 +117,8 @@ QEL_FILECACHE_API Directory_Result Get_Last_Directory_Result();
 /// Forgets the entry of one request, which it normalises first, and deletes its copy. Like Clear() it
 /// does not rewrite the metadata file, and holds the process-wide lock.
 /// @param cache the result of Instance(), or another object of the library.
-/// @return false when the copy could not be deleted (then the entry stays), or for an object that is not the
-///         library's. True also when there is no entry.
+/// @return false when the copy could not be deleted (then the entry stays), and for an object of another class.
+///         True also when there is no entry.
 QEL_FILECACHE_API bool Remove_From_Cache(IFileCache& cache, const std::string& url_or_path);
 
 } // namespace QEL::FrontEnd::FileCache

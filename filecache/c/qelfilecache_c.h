@@ -25,9 +25,9 @@
  * bytes of the file system, normally UTF-8). A function that returns a text takes a buffer, its size, and a place
  * for the size that the text needs, its NUL included. A text is copied as a whole or not at all: a cut path would name
  * another file. When the buffer is too small, it receives an empty text and the result is
- * QELFILECACHE_BUFFER_TOO_SMALL. The handle keeps the text: the function for the same text with a larger buffer makes
- * no request. To ask for the size, pass NULL as the buffer and 0 as its size. The place for the needed size may be
- * NULL.
+ * QELFILECACHE_BUFFER_TOO_SMALL. The handle keeps the text: get it with a larger buffer, a path with
+ * qelfilecache_last_path(). To ask for the size, pass NULL as the buffer and 0 as its size. The place for the needed
+ * size may be NULL.
  *
  * Errors: no exception leaves a function, and none ends the process. A code above 0 comes from the cache. A code
  * below 0 means that the function itself failed; texts are then empty and the needed size is 0.
@@ -206,8 +206,8 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_clear(qelfilecache* cache)
 /**
  * Forgets the copy of one request and deletes it.
  * @param url_or_path as for qelfilecache_get().
- * @return QELFILECACHE_OK, also when there is no copy; QELFILECACHE_REFUSED when it could not be deleted, and so is
- * not forgotten; a code below 0.
+ * @return QELFILECACHE_OK, also when there is no copy; QELFILECACHE_REFUSED when it could not be deleted: then it is
+ *         not forgotten; a code below 0.
  */
 QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_remove(qelfilecache* cache, const char* url_or_path);
 

@@ -40,7 +40,7 @@ struct Inspected_Setting {
 struct Certificate_Handling {
     int mode = 0;                    ///< see CertErrorHandlingMode
     bool listed = false;             ///< the URL is on the white list, in any mode
-    bool errors_are_ignored = false; ///< a second attempt ignores the certificate
+    bool errors_are_ignored = false; ///< a second attempt ignores errors of the certificate
 };
 
 /// How the cache would serve a request now.
@@ -67,8 +67,8 @@ struct Remote_Answer {
     /// The second client, which repeats a request that failed with a transport error.
     enum class Second_Attempt { Not_Needed, Not_Allowed, Failed, Succeeded };
 
-    bool answered = false; ///< the remote side delivers the file; a share may report the time of one that it does not
-    long status = 0;       ///< HTTP status of the first client's response; 0 without one
+    bool answered = false;     ///< the remote side delivers the file; a share may refuse it and still report its time
+    long status = 0;           ///< HTTP status of the first client's response; 0 without one
     std::string last_modified; ///< in the form of Inspected_Entry's; may be empty
     bool unchanged = false;    ///< last_modified is that of the entry: the copy is current
     std::uint32_t error = 0;   ///< why there was no response: WinInet error number, of a share a system error
@@ -76,15 +76,15 @@ struct Remote_Answer {
     Second_Attempt second = Second_Attempt::Not_Needed; ///< the result of the repetition
 };
 
-/// More about the response in Remote_Answer; texts are empty when unknown or absent. Of a file on a share there is
-/// only the length and its refusal.
+/// More about the response in Remote_Answer; texts are empty when unknown or absent. For a file on a share, only
+/// content_length and refusal are set.
 struct Response_Details {
     std::string final_url;                       ///< of the response, after redirects
     std::string content_type;                    ///< header of the response
     std::optional<std::uint64_t> content_length; ///< bytes of the file, unless the response is compressed
     std::string age;                             ///< header of an HTTP cache: seconds that it has had the response
     std::string via;                             ///< header of the proxies and caches between
-    std::uint32_t refusal = 0; ///< number of the error with which a copy of that length would fail here; on Linux alone
+    std::uint32_t refusal = 0; ///< error number with which a copy of that length would fail here; on Linux only
 };
 
 /// Examines the cache of a directory, for administrators' tools: its entries, and how it would
@@ -93,9 +93,9 @@ struct Response_Details {
 /// Changes nothing: no copy, no entry, no metadata file, no sweep. It does not use the process-wide
 /// cache (IFileCache::Instance). Only Ask_Remote_Side and Is_Left_In_Place ask a remote side.
 ///
-/// It knows the content of the metadata file when the object was made. Thread rules are those of
-/// IFileCache: each operation holds the process-wide lock until it ends, and on
-/// Windows the thread that calls Ask_Remote_Side must have initialised COM.
+/// It knows the metadata file as it was when the object was made. Thread rules are those of IFileCache:
+/// each operation holds the process-wide lock until it ends, and on Windows the thread that calls
+/// Ask_Remote_Side must have initialised COM.
 class QEL_FILECACHE_API Cache_Inspection {
 public:
     /// @param directory as for IFileCache::Set_Cache_Directory; empty or missing: a cache without

@@ -32,7 +32,7 @@ struct Find_Data {
 ///
 /// The cache uses the operating system through this object. A host or a test can pass its own
 /// implementation (see CFileCache's constructor). The cache calls it only while it holds its own
-/// lock: for the cache, an implementation need not be thread-safe.
+/// lock, so an implementation need not be thread-safe for it.
 ///
 /// Paths are narrow strings in the system code page, passed exactly as the caller gave them.
 /// Operations fail for a path that holds CR, LF or NUL, so that no such path gets into the
