@@ -103,7 +103,7 @@ void CQelPcTrc::Write_Line(int level, const char* format, std::va_list arguments
         SetLock(); // a line without the lock is better than no line
     }
     // Asked once, as the question takes half as long as the line.
-    static const bool s_is_limited = Hold_Length_Signal() != nullptr;
+    static const bool s_is_limited = Hold_Length_Signal() != nullptr; // GCOVR_EXCL_BR_LINE: two threads ask at once
     const auto held = s_is_limited ? Hold_Length_Signal() : nullptr;
     if (!m_Stream) {
         Open_Stream();

@@ -187,6 +187,7 @@ TEST_F(Inspection, ReportsWhatElseTheResponseSays) {
     g_services.proxy = {"http_proxy", "proxy:3128"};
     EXPECT_EQ(Cache_Inspection::Proxy_For(url)->value, "proxy:3128");
     EXPECT_EQ(Cache_Inspection::Proxy_For(url)->source, "http_proxy");
+    EXPECT_THAT(Cache_Inspection::Addresses_Of(url), ElementsAre("the address of " + url));
 }
 
 TEST_F(Inspection, RecordsOnlyTheTestOfTheStatus) {

@@ -389,8 +389,8 @@ private:
 
 } // namespace
 
-std::vector<std::string> Addresses_Of_Server(const std::string&) {
-    return {};
+std::vector<std::string> Addresses_Of_Server(const std::string& url) {
+    return {"the address of " + url};
 }
 
 Request_Object_Creation Create_Request_Object(const std::string&) {
