@@ -372,7 +372,7 @@ TEST_F(Explain, WarnsOfAListThatIsCut) {
     Write_File(Metadata_File(), list.substr(0, list.rfind("http")));
     for (const char* const command : {"explain", "list"}) {
         EXPECT_THAT(Run_On_Cache(command == std::string("list") ? Words{"list"} : Words{"explain", m_Url}).err,
-                    HasSubstr("warning: the list '" + Metadata_File().string() +
+                    HasSubstr("warning: the metadata file '" + Metadata_File().string() +
                               "' announces 2 entries and holds 1: the others are lost"));
     }
 }

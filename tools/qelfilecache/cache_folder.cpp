@@ -225,7 +225,7 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
                       "  Next: the next 'qelfilecache get' saves it and all copies to a separate folder, and "
                       "starts a new list.");
     } else if (const auto announced = Announced_Entries(opened.directory); announced > opened.cache->Entries().size()) {
-        Write_Message("warning: the list " + Quoted_Path(Metadata_File(opened.directory)) + " announces " +
+        Write_Message("warning: the metadata file " + Quoted_Path(Metadata_File(opened.directory)) + " announces " +
                       Util::Counted(announced, "entry", "entries") + " and holds " +
                       std::to_string(opened.cache->Entries().size()) +
                       ": the others are lost. The disk was full, or the program was killed while it wrote.\n"

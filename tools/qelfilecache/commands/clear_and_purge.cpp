@@ -34,7 +34,7 @@ void Require_Copies_In_Directory(const std::filesystem::path& directory) {
         throw Usage_Error(
             "the cache's metadata file " + Quoted(Host::To_Text(Metadata_File(directory))) +
             " names files outside of its directory, which 'clear' never deletes:" + Indented_Lines(outside) +
-            "\n  Next: move that list away; 'qelfilecache purge' deletes the copies in the directory.");
+            "\n  Next: move that file away; 'qelfilecache purge' deletes the copies in the directory.");
     }
 }
 
