@@ -190,6 +190,20 @@ TEST_F(Inspection, ReportsWhatElseTheResponseSays) {
     EXPECT_THAT(Cache_Inspection::Addresses_Of(url), ElementsAre("the address of " + url));
 }
 
+TEST_F(Inspection, AsksTheAddressThatIsWanted) {
+    std::vector<std::string> connected;
+    Script().during_send = [&connected] {
+        const auto* const wanted = QEL::FrontEnd::FileCache::New_Connections::Current();
+        connected.push_back(wanted->Url() + " " + wanted->Address());
+    };
+    const Cache_Inspection inspection = Open();
+    QEL::FrontEnd::FileCache::Response_Details details;
+    inspection.Ask_Remote_Side(inspection.Explain(url), details, "10.0.0.2");
+    inspection.Ask_Remote_Side(inspection.Explain(url), details);
+    EXPECT_THAT(connected, ElementsAre(url + " 10.0.0.2", url + " "));
+    EXPECT_EQ(QEL::FrontEnd::FileCache::New_Connections::Current(), nullptr);
+}
+
 TEST_F(Inspection, RecordsOnlyTheTestOfTheStatus) {
     using namespace Recorded_Trace;
     const Cache_Inspection inspection = Open();
