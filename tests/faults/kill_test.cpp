@@ -5,7 +5,6 @@
 
 #ifndef _WIN32
 #include "tests/support/Tls_Sites.h"
-
 #endif
 
 namespace QEL::Tests {

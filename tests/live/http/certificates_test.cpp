@@ -92,11 +92,8 @@ TEST_F(Certificate_Test, IsCheckedByTheSecondClientUnlessTheModeIgnoresErrors) {
                 << row.mode;
         }
     }
-}
-
-TEST_F(Certificate_Test, IgnoringAllErrorsIncludesRedirects) {
     Configure(IgnoreAllErrorsMode);
-    EXPECT_EQ(Send(s_sites->Url_Redirected("SelfSigned", "Expired")), 200U);
+    EXPECT_EQ(Send(s_sites->Url_Redirected("SelfSigned", "Expired")), 200U) << "includes redirects";
 }
 
 /// Two authorities, each with a server: one in a file, one in a directory.

@@ -17,10 +17,9 @@ TEST(SharePath, BecomesAUrl) {
     EXPECT_EQ(Url_Of(R"(\\192.0.2.1\share\file)"), "smb://192.0.2.1/share/file");
     EXPECT_EQ(Url_Of(R"(\\server\share)"), "smb://server/share/");
     EXPECT_EQ(Url_Of(R"(\\server\share\)"), "smb://server/share/");
-}
-
-TEST(SharePath, TakesBothSlashesAndRepeatedOnesForOneSeparator) {
+    // Both slashes and repeated ones are one separator; dots are left to the server.
     EXPECT_EQ(Url_Of(R"(\\server/share\\folder//file\)"), "smb://server/share/folder/file");
+    EXPECT_EQ(Url_Of(R"(\\server\share\folder\..\file)"), "smb://server/share/folder/../file");
 }
 
 TEST(SharePath, EncodesWhatAUrlWouldTakeForSomethingElse) {
@@ -28,10 +27,6 @@ TEST(SharePath, EncodesWhatAUrlWouldTakeForSomethingElse) {
     EXPECT_EQ(Url_Of(R"(\\server\a;b@c:d\x&y=z)"), "smb://server/a%3Bb%40c%3Ad/x%26y%3Dz");
     EXPECT_EQ(Url_Of("\\\\server\\share\\K\xC3\xB6ln"), "smb://server/share/K%C3%B6ln");
     EXPECT_EQ(Url_Of(R"(\\server\share\already%20encoded)"), "smb://server/share/already%2520encoded");
-}
-
-TEST(SharePath, LeavesDotsToTheServer) {
-    EXPECT_EQ(Url_Of(R"(\\server\share\folder\..\file)"), "smb://server/share/folder/../file");
 }
 
 TEST(SharePath, NeedsServerAndShare) {

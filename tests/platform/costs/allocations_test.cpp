@@ -46,23 +46,20 @@ TEST_F(Allocations, AreCounted) {
     EXPECT_EQ(allocations.Count(), 2U);
 }
 
-TEST_F(Allocations, OfAFreshHitAndOfALocalFileAreTheReturnedText) {
+TEST_F(Allocations, OfAFreshHitAndOfALocalFileAreTheReturnedTextWithOrWithoutTheStatus) {
+    bool download_error = true;
+    int http_error = -1;
+    int file_share_error = -1;
     for (const std::string& request : {url, copy}) {
         const Counted_Allocations allocations;
         const std::string path = cache.Get_Cached_File(request);
         EXPECT_EQ(allocations.Count(), 1U) << request;
+        const std::string path_with_status =
+            cache.Get_Cached_File_and_Status(request, 201, download_error, &http_error, &file_share_error);
+        EXPECT_EQ(allocations.Count(), 2U) << request;
         EXPECT_EQ(path, copy);
+        EXPECT_EQ(path_with_status, copy);
     }
-}
-
-TEST_F(Allocations, OfAFreshHitWithItsStatusAreTheReturnedText) {
-    bool download_error = true;
-    int http_error = -1;
-    int file_share_error = -1;
-    const Counted_Allocations allocations;
-    const std::string path = cache.Get_Cached_File_and_Status(url, 201, download_error, &http_error, &file_share_error);
-    EXPECT_EQ(allocations.Count(), 1U);
-    EXPECT_EQ(path, copy);
 }
 
 TEST_F(Allocations, AreNoneForMessagesThatAreNotWritten) {
