@@ -21,7 +21,7 @@ constexpr std::string_view server_log = "read the server's log";
 
 /// The first one that fits counts.
 constexpr Status_Meaning status_meanings[] = {
-    {204, 204, "no content: the response is empty and no file", "check the address, and what the server has there"},
+    {204, 204, "no content: the response holds no file", "check the address, and what the server has there"},
     {206, 206, "a part of the file, not the file", "read the log of the server and of the proxies between"},
     {200, 299, "success", ""},
     {304, 304, "not modified, a response that only a browser can use", "check the server and the proxies between"},
@@ -31,7 +31,7 @@ constexpr Status_Meaning status_meanings[] = {
     {403, 403, "forbidden", "let this machine read the file"},
     {404, 404, "not found", "check the address, letter case too, and whether the file is published"},
     {405, 405, no_such_request, "allow GET and HEAD on the server"},
-    {Proxy_Login_Required, Proxy_Login_Required, "the proxy requires a login that it accepts",
+    {Proxy_Login_Required, Proxy_Login_Required, "the proxy requires a login",
      "have the proxy let this machine through without a login, or exempt the server from it"},
     {410, 410, "the file is gone", "publish it again, or request another one"},
     {429, 429, "too many requests", "allow this machine more requests, or ask less often"},

@@ -46,7 +46,7 @@ const Wrong_Usage Wrong_Usages[] = {
     {"UnknownOptionWithoutACommand",
      {"--versio"},
      "unknown option '--versio'; did you mean '--version'? 'qelfilecache --help' lists the options"},
-    {"OptionOfACommandBeforeIt", {"--json", "get", "x"}, "option '--json' belongs behind its command, 'get'"},
+    {"OptionOfACommandBeforeIt", {"--json", "get", "x"}, "option '--json' belongs after its command, 'get'"},
     {"NoRequest", {"get"}, "REQUEST is required"},
     {"NoRequestBehindAnOption", {"get", "--json"}, "REQUEST is required"},
     {"WordBehindPurge", {"purge", "x"}, "'x' is one word too many: 'purge' takes nothing but options"},
@@ -107,7 +107,7 @@ TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
                                   HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
                                             "2 wrong usage, or a file or directory that cannot be used,\n"
                                             "3 'explain --check' found a copy out of date,\n"
-                                            "141 the reader of the results went away.\n")));
+                                            "141 the reader of the results closed the pipe.\n")));
     EXPECT_EQ(result.err, "");
     Expect_Output({"help"}, result.out);
     Expect_Output({"--cache-dir", "D", "--trace-level=4", "help"}, result.out);

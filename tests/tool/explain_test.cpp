@@ -44,7 +44,7 @@ TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
     Fetch();
     m_Server.Publish("/a.xml", "<new/>", Tuesday);
     EXPECT_THAT(Explain_Url(m_Url).out,
-                HasSubstr("From then on, a copy is fresh for 60 minutes (LandscapeCacheExpiryPeriod in " +
+                HasSubstr("A copy is fresh for 60 minutes after a check (LandscapeCacheExpiryPeriod in " +
                           m_Configuration.string() + ")."));
     result = Check_Url(m_Url);
     EXPECT_THAT(result.out,
@@ -94,7 +94,7 @@ TEST_F(Explain, NamesTheProxyAndHidesItsLogin) {
         EXPECT_THAT(result.out + result.err, Not(HasSubstr("secret")));
         return result;
     };
-    const std::string wants_login = "the " + named + " requires a login that it accepts (status 407)";
+    const std::string wants_login = "the " + named + " requires a login (status 407)";
     EXPECT_THAT(run({"get", m_Url}).err, HasSubstr(wants_login + "\n  Next: have the proxy let this machine"));
     const Tool_Result asked = run({"explain", "--check", m_Url});
     EXPECT_THAT(asked.out, AllOf(HasSubstr(". The request goes through the " + named + ".\n"),
@@ -104,8 +104,7 @@ TEST_F(Explain, NamesTheProxyAndHidesItsLogin) {
     EXPECT_EQ(json::parse(run({"explain", "--json", m_Url}).out)[0]["proxy"],
               (json{{"address", "127.0.0.1:" + port}, {"source", "http_proxy"}}));
     EXPECT_THAT(Verdict(run({"explain", "--check", "https://server.example/"})),
-                HasSubstr("the proxy 127.0.0.1:" + port +
-                          " (https_proxy) requires a login that it accepts (status 407; error 12029)"));
+                HasSubstr("the proxy 127.0.0.1:" + port + " (https_proxy) requires a login (status 407; error 12029)"));
     proxy.Stop();
     EXPECT_THAT(Verdict(run({"explain", "--check", m_Url})),
                 HasSubstr("and the " + named + " cannot be connected to: Connection refused (error 12029)."));
@@ -143,8 +142,8 @@ TEST_F(Explain, SaysWhatTheServerReallySaid) {
          "The response has the Content-Type 'Text/HTML' and 9 B. An HTTP cache has had it for 7 seconds (Age). It came "
          "through '1.1 near' (Via). But that is a page (HTML) in place of an XML file.",
          "would be served from a new copy; but that is a page (HTML) in place of an XML file.\n"},
-        {"204 No Content\r\n", "status 204 (no content: the response is empty and no file). Check the address",
-         "from a new copy; but the server responds with status 204 (no content: the response is empty and no file).\n"},
+        {"204 No Content\r\n", "status 204 (no content: the response holds no file). Check the address",
+         "from a new copy; but the server responds with status 204 (no content: the response holds no file).\n"},
         {"206 Partial Content\r\nContent-Length: 0\r\n", "status 206 (a part of the file, not the file). Read the log",
          "from a new copy; but the server responds with status 206 (a part of the file, not the file).\n"}};
     for (const auto& [response, step, verdict] : responses) {
@@ -168,7 +167,7 @@ TEST_F(Explain, WarnsWhereTheServerDoesNotSayTheSameEachTime) {
                                                 "time.\n"));
     const std::string monday = std::string("Last-Modified '") + Monday + "'";
     const std::string stamp = std::string("200 OK\r\nLast-Modified: ") + Monday + "\r\nContent-Length: ";
-    const std::string chance = ", so what a request gets is a matter of chance.\n";
+    const std::string chance = ", so requests may get different files.\n";
     const std::tuple<std::string, std::string, std::string, std::string, std::string> others[] = {
         {stamp + "5\r\n", monday + ", 4 bytes (2 times); " + monday + ", 5 bytes (1 time). ", chance, "downloaded",
          "5"},
@@ -281,13 +280,14 @@ TEST_F(Explain, ChangesNothing) {
 
 TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
     Fetch();
-    const std::string place = " minutes (LandscapeCacheExpiryPeriod in " + m_Configuration.string();
+    const std::string place = " minutes after a check (LandscapeCacheExpiryPeriod in " + m_Configuration.string();
     for (const auto& [configured, said] :
-         {std::pair<std::string, std::string>{"", "0 minutes (LandscapeCacheExpiryPeriod is not configured)."},
+         {std::pair<std::string, std::string>{
+              "", "0 minutes after a check (LandscapeCacheExpiryPeriod is not configured)."},
           {"LandscapeCacheExpiryPeriod = soon\n", "0" + place + " holds 'soon', which is not a valid number)."},
           {"LandscapeCacheExpiryPeriod = 0x10\n", "16" + place + " holds '0x10')."}}) {
         Configure(configured);
-        EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("a copy is fresh for " + said));
+        EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("A copy is fresh for " + said));
     }
 }
 
@@ -562,7 +562,7 @@ TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
                                   HasSubstr("There is no second attempt: the configuration does not allow one.")));
     result = check("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + url + "\n");
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out, HasSubstr("A second attempt accepted that and succeeded."));
+    EXPECT_THAT(result.out, HasSubstr("A second attempt ignored the certificate error and succeeded."));
     EXPECT_EQ(Verdict(result), "would be served from a new copy.\n");
 }
 

@@ -77,7 +77,7 @@ const Expected_Advice Advices[] = {
     {"UnnamedDownload", Of_The_Web(3), "the file was downloaded, but the cache found no name for its copy\n"},
     {"TransportError", Of_The_Web(2, {0, 12037, "It is old.\r\n\n"}),
      "the server's certificate has expired or is not yet valid; the system says: it is old (error 12037)\n"
-     "  Next: renew it, or set this machine's date right."},
+     "  Next: renew it, or correct this machine's date."},
     {"TransportErrorWithARemedy", Of_The_Web(2, {0, 12037, "It expired. Renew it."}),
      "it expired (error 12037)\n  Next: renew it."},
     {"TooLarge", Of_The_Web(2, {0, 223, "The file is too large: LandscapeLargestFile allows 1 MB."}),
@@ -86,13 +86,13 @@ const Expected_Advice Advices[] = {
     {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed (error 12099)\n  Next: run"},
     {"Status", Of_The_Web(2, {403, 0, ""}), "the server responds with status 403 (forbidden)\n  Next: let this"},
     {"ProxyLogin", Through_A_Proxy({407, 0, ""}),
-     "the proxy 10.0.0.1:3128 (http_proxy) requires a login that it accepts (status 407)\n  Next: have the proxy"},
+     "the proxy 10.0.0.1:3128 (http_proxy) requires a login (status 407)\n  Next: have the proxy"},
     {"ProxyDown", Through_A_Proxy({0, 12029, ""}),
      "the proxy 10.0.0.1:3128 (http_proxy) cannot be connected to (error 12029)\n  Next: check that it runs"},
     {"ServerDownBehindAProxy", Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
      "the server h cannot be connected to (error 12029)\n  Next: look."},
     {"CopyNotKept", Of_The_Web(2, {200, 0, ""}),
-     "the file was downloaded, but its copy could not be kept" + See_Every_Step},
+     "the file was downloaded, but its copy could not be saved" + See_Every_Step},
     {"NoCauseKept", Of_The_Web(2), "the download failed, and the system does not say why" + See_Every_Step},
     {"Directory", Unserved(std::filesystem::current_path().string()), "it is a directory\n  Next: name a file in it."},
     {"WritableShare", Left_In_Place(), "the file is writable on its share"},
@@ -107,7 +107,7 @@ const Expected_Advice Advices[] = {
     {"SchemeWithACapital", Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},
     {"MissingFileOfAUrl", Unserved("file:///C:/missing"), "the file URL names no file that exists"},
     {"FileUrlWithoutADrive", Unserved("file:///etc/hostname"),
-     "a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
+     "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
      "  Next: give the path without \"file://\"."},
     {"ShareWithSlashes", Unserved("//server/share/file"), "there is no such local file\n"},
     {"MalformedAddress", Not_Valid("http://server/a b"), "the address is not valid\n  Next: check its spelling; "},

@@ -157,8 +157,8 @@ TEST_F(Neighbours, KeepFilesOutsideOfTheDirectory) {
     List({In_Cache("0"), outside});
     for (const std::string more : {"", "--force"}) {
         EXPECT_EQ(Run({"clear"}, more), 2);
-        EXPECT_THAT(messages, HasSubstr("names files outside of its directory, which 'clear' never deletes:\n  " +
-                                        outside + "\n"));
+        EXPECT_THAT(messages,
+                    HasSubstr("names files outside its directory, which 'clear' never deletes:\n  " + outside + "\n"));
     }
     EXPECT_EQ(Run({"purge"}), 0) << messages;
     EXPECT_THAT(Content(), Not(Contains(HasSubstr("0000.xml"))));

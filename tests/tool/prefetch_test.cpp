@@ -27,7 +27,7 @@ TEST_F(Prefetch, ServesEachRequestOfTheListOnce) {
     Set_Expiry_Period(0); // a second request would ask the server again
     const std::string list =
         "\xEF\xBB\xBF# the pad's files\r\n" + m_A + "\r\n\r\n  " + m_B + " \n\t\n" + m_A + "\n#" + m_C + "\n" + m_A;
-    Expect_Message(Run_On_List(list), 0, "2 requests (2 more repeated): 2 served, 0 not served");
+    Expect_Message(Run_On_List(list), 0, "2 requests (2 repeated): 2 served, 0 not served");
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "GET /b.xml"));
     Write_File(m_Folder / "[a,b]", "");
     Expect_Message(Run_On_List("[a,b]\n"), 0, "1 request: 1 served, 0 not served");

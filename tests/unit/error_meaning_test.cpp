@@ -63,16 +63,15 @@ TEST(Http_Status, HasAMeaning) {
     };
     expect_from_to(150, 199, "the server refuses the request");
     expect_from_to(200, 299, "success");
-    EXPECT_EQ(Meaning_Of_Status(204), "no content: the response is empty and no file");
+    EXPECT_EQ(Meaning_Of_Status(204), "no content: the response holds no file");
     EXPECT_EQ(Meaning_Of_Status(206), "a part of the file, not the file");
     EXPECT_EQ(
         Sentences_On_Status(404, "server h"),
         "The server h responds with status 404 (not found). Check the address, letter case too, and whether the file "
         "is published.");
     EXPECT_EQ(Sentences_On_Status(299, "server h"), "The server h responds with status 299 (success).");
-    EXPECT_EQ(Cause_Of_Status(407, "proxy p:1"), "the proxy p:1 requires a login that it accepts (status 407)");
-    EXPECT_EQ(Cause_Of_Status(407, "server h"),
-              "the server h responds with status 407 (the proxy requires a login that it accepts)");
+    EXPECT_EQ(Cause_Of_Status(407, "proxy p:1"), "the proxy p:1 requires a login (status 407)");
+    EXPECT_EQ(Cause_Of_Status(407, "server h"), "the server h responds with status 407 (the proxy requires a login)");
     EXPECT_EQ(Cause_Of_Status(403, "proxy p:1"), "the proxy p:1 responds with status 403 (forbidden)");
     expect_from_to(300, 399, "a redirect that is not followed");
     expect_from_to(418, 499, "the server refuses the request");

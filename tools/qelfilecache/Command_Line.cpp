@@ -27,7 +27,7 @@ constexpr const char* footer =
     "Exit status: 0 every request was served, 1 some were not,\n"
     "2 wrong usage, or a file or directory that cannot be used,\n"
     "3 'explain --check' found a copy out of date,\n"
-    "141 the reader of the results went away.\n\n"
+    "141 the reader of the results closed the pipe.\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"
     "  qelfilecache --cache-dir /var/cache/landscape get '\\\\server\\share\\landscape.xml'\n"
@@ -47,7 +47,7 @@ void Declare_Options(CLI::App& tool, Settings& settings) {
                  "By default %LOCALAPPDATA%\\QEL\\LandscapeCache on Windows and\n"
                  "$XDG_CACHE_HOME/qel/landscape elsewhere, created when missing");
     options.Number("--trace-level", "0..5", {"a number from 0 to 5", 0, 5}, settings.trace_level,
-                   "What the trace file receives: 0 nothing (by default), 1 errors, 2 warnings\n"
+                   "What the trace file holds: 0 nothing (by default), 1 errors, 2 warnings\n"
                    "too, 3 notes too, 4 everything, 5 everything with time stamps");
     options.Text("--trace-dir", "DIR", settings.trace_directory,
                  "Directory of the trace file; it must exist.\n"
@@ -130,7 +130,7 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
     if (option != not_understood.end()) {
         for (const Command& command : commands) {
             if (tool.get_subcommand(command.name)->get_option_no_throw(*option)) {
-                return "option '" + *option + "' belongs behind its command, '" + command.name + "'";
+                return "option '" + *option + "' belongs after its command, '" + command.name + "'";
             }
         }
         const auto given = tool.get_subcommands();

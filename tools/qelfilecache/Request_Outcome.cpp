@@ -61,7 +61,7 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
         const Advice advice = Advice_On_Status(last.http_status, outcome.proxy);
         return Two_Lines(advice.cause, advice.remedy);
     }
-    return Two_Lines(last.http_status != 0 ? "the file was downloaded, but its copy could not be kept"
+    return Two_Lines(last.http_status != 0 ? "the file was downloaded, but its copy could not be saved"
                                            : "the download failed, and the system does not say why",
                      directory_advice);
 }
@@ -162,7 +162,7 @@ std::string Explain_Local_Failure(const std::string& request) {
     if (constexpr std::string_view drive_url = "file:///";
         request.starts_with(drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
         return Two_Lines(
-            "a drive is expected behind \"file:///\", as in file:///C:/folder/file, so the URL names no file",
+            "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file",
             "give the path without \"file://\"");
     }
     if (is_file_url) {
@@ -250,7 +250,7 @@ std::string Explain_Failure(const Request_Outcome& outcome) {
         return Explain_Refusal(outcome.request);
     }
     if (outcome.left_in_place) {
-        return Two_Lines("the file is writable on its share, and requests of kind 201 and 202 are not cached then",
+        return Two_Lines("the file is writable on its share, so a request of kind 201 or 202 gets no copy",
                          "open it from the share, or use another --request-kind");
     }
     if (outcome.http_error) {

@@ -171,7 +171,7 @@ std::optional<Judgement> Judge_Request(const Call& call, const Call_Facts& facts
         return Judgement{Outcome::Failed, Why_It_Failed(facts)};
     }
     if (facts.ends_as_share) {
-        return Judgement{Outcome::Left_In_Place, "writable on its share, where the host wants to open it itself"};
+        return Judgement{Outcome::Left_In_Place, "writable on its share, so the host opens the original"};
     }
     if (call.at_end) {
         return std::nullopt;
@@ -220,7 +220,7 @@ Judgement Judge(const Call& call, const Call_Facts& facts) {
         return *judgement;
     }
     return call.at_end ? Judgement{Outcome::Cut_Off, "the trace ends within this call: the process died, is still at "
-                                                     "work, or traced on in a new file"}
+                                                     "work, or continued its trace in a new file"}
                        : Judgement{Outcome::Unknown, "the end of the call is not in the trace"};
 }
 

@@ -221,7 +221,7 @@ private:
             break;
         case Record_Kind::Message:
         case Record_Kind::Writer:
-            html += (record.bug ? ": (held impossible) " : ": ") + text;
+            html += (record.bug ? ": (internal error) " : ": ") + text;
             break;
         }
         if (exit != nullptr) {
@@ -241,9 +241,8 @@ private:
     }
 
     void Write_Sources() {
-        m_Page
-            << "<footer><h2>Where it was read</h2><div class=\"table\"><table><thead><tr><th>File</th><th>Process</th>"
-               "<th>Program</th><th>What was traced</th></tr></thead><tbody>\n";
+        m_Page << "<footer><h2>Files read</h2><div class=\"table\"><table><thead><tr><th>File</th><th>Process</th>"
+                  "<th>Program</th><th>What was traced</th></tr></thead><tbody>\n";
         constexpr std::size_t most_rows = 200;
         for (std::size_t index = 0; index < std::min(m_Trace.runs.size(), most_rows); ++index) {
             const Run& run = m_Trace.runs[index];

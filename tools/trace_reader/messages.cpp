@@ -51,10 +51,10 @@ struct Meaning {
 using enum Weight;
 using Facts = Call_Facts;
 
-constexpr std::string_view internal_state = "the cache met a state that was held impossible";
+constexpr std::string_view internal_state = "an internal error: the cache met a state that should be impossible";
 constexpr std::string_view damaged_metadata = "the metadata file is damaged: its entries are forgotten";
 constexpr std::string_view end_of_second_attempt = "the second attempt {0:success}";
-constexpr std::string_view damaged_body = "the HTTP request object handed out no usable body";
+constexpr std::string_view damaged_body = "the HTTP request object returned no usable body";
 
 constexpr Meaning meanings[] = {
     // Requests
@@ -65,7 +65,7 @@ constexpr Meaning meanings[] = {
     {"Neither local, nor Inet", Primary, internal_state},
     {"Error deleting obsolete", Secondary, "the replaced copy '{0}' could not be deleted"},
     {"Unsupported file URL", Primary,
-     "'{0}' is not a usable file address: behind \"file:\", two or three slashes are needed"},
+     "'{0}' is not a usable file address: after \"file:\", two or three slashes are needed"},
     {"Empty Cached file Name", Secondary, "no name could be made for the copy"},
     {"Cached file unexpectedly not found", Primary, internal_state},
     {"Cached file is unnamed", Primary, internal_state},

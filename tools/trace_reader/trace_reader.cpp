@@ -36,7 +36,7 @@ std::string Explain_Refusal(std::string_view content) {
     }
     if (content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF")) {
         return "the file is in UTF-16: another program has changed it\n"
-               "  Next: give the file as the cache wrote it, or save it as UTF-8.";
+               "  Next: name the file as the cache wrote it, or save it as UTF-8.";
     }
     if (content.starts_with("\x1F\x8B") || content.starts_with("PK\x03\x04")) {
         return "the file is compressed\n  Next: unpack it first.";

@@ -213,7 +213,7 @@ Messages outside of calls
         file = self.write("a.trc", Trace().fresh("http://s/a"))
         content = self.content("a.trc")
         missing = native(self.path("no-such-folder/page.html"))
-        for page, message in ((file, "would overwrite the trace file"), ("-", "name a file behind --html"),
+        for page, message in ((file, "would overwrite the trace file"), ("-", "name a file after --html"),
                               (missing, f"cannot write the page '{missing}': No such file or directory\n  Next: ")):
             self.assertEqual(self.run_tool("--html", page, file), "")
             self.assertEqual(self.status, 2)

@@ -172,8 +172,8 @@ TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
         explained.expiry_period.value = period;
         EXPECT_THAT(Steps(explained),
                     AllOf(HasSubstr("which lies in the future"), Not(HasSubstr("shows it sooner")),
-                          HasSubstr("A shorter period has no effect before " + Local_Time_Text(present + 50 * minute) +
-                                    "; 'qelfilecache clear REQUEST' has one at once.")));
+                          HasSubstr("Until " + Local_Time_Text(present + 50 * minute) +
+                                    " a shorter period changes nothing; 'qelfilecache clear REQUEST' helps at once.")));
     }
     explained.request.entry->last_checked_remotely = present;
     explained.expiry_period.value = "0";
@@ -247,10 +247,11 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
     explained.remote->answered = true;
     explained.remote->last_modified = "stamp";
     explained.remote->unchanged = true;
-    EXPECT_THAT(Steps(explained), AllOf(HasSubstr("that is accepted: mode 1, and the address is on the white list"),
-                                        HasSubstr("A second attempt accepted that and succeeded."),
-                                        HasSubstr("the cache compares nothing else")));
-    EXPECT_THAT(Steps(explained), HasSubstr("an authority that this machine trusts. If it is not valid, that is"));
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr("it is accepted all the same: mode 1, and the address is on the white list"),
+                      HasSubstr("A second attempt ignored the certificate error and succeeded."),
+                      HasSubstr("the cache compares nothing else")));
+    EXPECT_THAT(Steps(explained), HasSubstr("an authority that this machine trusts. If it is not valid, it is"));
     explained.request.certificate = {7, false, false};
     explained.authorities = {{"SSL_CERT_FILE", "/a.pem", "environment variable SSL_CERT_FILE", "/a.pem"},
                              {"SSL_CERT_DIR", "/certs", "environment variable SSL_CERT_DIR", "/certs"}};
@@ -258,7 +259,7 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
         Steps(explained),
         AllOf(HasSubstr("mode 7 is not known"), HasSubstr("the error was temporary"),
               HasSubstr("must come from an authority that '/a.pem' (environment variable SSL_CERT_FILE) or "
-                        "'/certs' (environment variable SSL_CERT_DIR) holds, and from none of this machine's.")));
+                        "'/certs' (environment variable SSL_CERT_DIR) holds; this machine's own are not trusted.")));
 }
 
 TEST(Explanation, DistinguishesAConnectionErrorFromACertificateError) {

@@ -31,10 +31,9 @@ void Require_Copies_In_Directory(const std::filesystem::path& directory) {
         }
     }
     if (!outside.empty()) {
-        throw Usage_Error(
-            "the cache's metadata file " + Quoted(Host::To_Text(Metadata_File(directory))) +
-            " names files outside of its directory, which 'clear' never deletes:" + Indented_Lines(outside) +
-            "\n  Next: move that file away; 'qelfilecache purge' deletes the copies in the directory.");
+        throw Usage_Error("the cache's metadata file " + Quoted(Host::To_Text(Metadata_File(directory))) +
+                          " names files outside its directory, which 'clear' never deletes:" + Indented_Lines(outside) +
+                          "\n  Next: move that file away; 'qelfilecache purge' deletes the copies in the directory.");
     }
 }
 
@@ -148,12 +147,12 @@ constexpr const char* clear_help =
     "  qelfilecache clear\n"
     "  qelfilecache clear https://server.example/landscape.xml";
 
-constexpr const char* purge_help = "Deletes the files with names of copies, and nothing else.\n\n"
+constexpr const char* purge_help = "Deletes every file named like a copy, and nothing else.\n\n"
                                    "Example:\n  qelfilecache --cache-dir /var/cache/landscape purge";
 
 void Declare_Clear_Options(Command_Options& parser, Clear_Options& options) {
     parser.Force(options.force);
-    parser.Operands("REQUEST", options.requests, "Only these; without any: all", false);
+    parser.Operands("REQUEST", options.requests, "Requests to forget; all if none is given", false);
 }
 
 void Declare_Purge_Options(Command_Options& parser, bool& force) {

@@ -75,7 +75,7 @@ void Declare_Options(Command_Options& parser, Get_Options& options) {
 }
 
 constexpr const char* get_help =
-    "A line is empty where there is no copy; standard error says why.\n\n"
+    "A line is empty when there is no copy; standard error says why.\n\n"
     "A REQUEST is a web address (http:, https:), a file on a share (\\\\server\\share\\file, "
     "file://server/share/file)\n"
     "or a local path, which is returned unchanged. Put \"--\" before a REQUEST that begins with \"-\".\n\n"

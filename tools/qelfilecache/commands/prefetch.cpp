@@ -90,11 +90,11 @@ std::vector<Request_Outcome> Serve_All(FileCache::IFileCache& cache, const std::
     return outcomes;
 }
 
-/// "4 requests (1 more repeated): 3 served, 1 of them from the last good copy, 1 not served".
+/// "4 requests (1 repeated): 3 served, 1 of them from the last good copy, 1 not served".
 std::string Summary(const Request_List& list, std::size_t served, std::size_t older) {
     std::string summary = Util::Counted(list.requests.size(), "request");
     if (list.repeated > 0) {
-        summary += " (" + std::to_string(list.repeated) + " more repeated)";
+        summary += " (" + std::to_string(list.repeated) + " repeated)";
     }
     summary += ": " + std::to_string(served) + " served";
     if (older > 0) {

@@ -102,14 +102,14 @@ bool Add_File(Trace_Reader& reader, const std::string& name, bool in_utf8) {
 /// @throws Usage_Error when the page cannot be written.
 void Write_Page(const Trace& trace, const Trace_Options& options) {
     if (*options.html == "-") {
-        throw Usage_Error("the page is not written to standard output; name a file behind --html");
+        throw Usage_Error("the page is not written to standard output; name a file after --html");
     }
     const auto path = Host::To_Path(*options.html);
     for (const std::string& file : options.files) {
         std::error_code error;
         if (std::filesystem::equivalent(path, Host::To_Path(file), error)) {
             throw Usage_Error("the page would overwrite the trace file " + Quoted(file) +
-                              "; name another file behind --html");
+                              "; name another file after --html");
         }
     }
     errno = 0;
@@ -309,7 +309,7 @@ void Declare_Options(Command_Options& parser, Trace_Options& options) {
     parser.Flag("--failed", options.failed, "Only what failed, met errors, or was served the last good copy");
     parser.Text("--url", "TEXT", options.url, "Only requests that contain this text");
     parser.Text("--since", "TIME", options.since,
-                "Only what began at this time or later: '2026-11-21 10:20:16' or its beginning;\n"
+                "Only what began at this time or later: '2026-11-21 10:20:16' or the first part of it;\n"
                 "'10:20' means the last day in the trace. Needs time stamps (level 5)");
     parser.Flag("--summary", options.summary, "Print the number of requests by outcome, cause and server");
     parser.Flag("--follow", options.follow,

@@ -67,8 +67,8 @@ std::string How_To_See_A_Change(const Explained_Request& explained) {
     const std::uint64_t last_checked = explained.request.entry->last_checked_remotely;
     if (last_checked > explained.request.now) {
         // The period counts from there, so that even 0 asks nobody before.
-        return " A shorter period has no effect before " + Local_Time_Text(last_checked) +
-               "; 'qelfilecache clear REQUEST' has one at once.";
+        return " Until " + Local_Time_Text(last_checked) +
+               " a shorter period changes nothing; 'qelfilecache clear REQUEST' helps at once.";
     }
     return explained.expiry_period.value == "0" ? ""
                                                 : " A shorter period shows it sooner; 0 checks with every request.";
@@ -131,7 +131,7 @@ std::string Details_Text(const Explained_Request& explained) {
 std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate_Handling& handling) {
     switch (response.second) {
     case Second_Attempt::Succeeded:
-        return handling.errors_are_ignored ? " A second attempt accepted that and succeeded."
+        return handling.errors_are_ignored ? " A second attempt ignored the certificate error and succeeded."
                                            : " A second attempt succeeded: the error was temporary.";
     case Second_Attempt::Failed:
         return " A second attempt failed too.";
@@ -223,8 +223,9 @@ std::string Freshness_Step(const Explained_Request& explained) {
     const Inspected_Entry& entry = *request.entry;
     const std::string other_side = explained.Other_Side();
     const std::string& minutes = explained.expiry_period.value;
-    std::string step = Age_Of(explained) + " From then on, a copy is fresh for " + minutes +
-                       (minutes == "1" ? " minute (" : " minutes (") + Origin_Of(explained.expiry_period) + "). ";
+    std::string step = Age_Of(explained) + " A copy is fresh for " + minutes +
+                       (minutes == "1" ? " minute" : " minutes") + " after a check (" +
+                       Origin_Of(explained.expiry_period) + "). ";
     if (entry.fresh) {
         return step + "It is fresh until " + Local_Time_Text(entry.fresh_until) +
                ". Until then the cache does not ask " + other_side + ", so a change there does not show." +
@@ -275,7 +276,7 @@ std::string Certificate_Step(const Explained_Request& explained) {
             prefix += (&authority == &explained.authorities.front() ? "" : " or ") + Quoted(authority.value) + " (" +
                       authority.source + ")";
         }
-        prefix += " holds, and from none of this machine's";
+        prefix += " holds; this machine's own are not trusted";
     }
     prefix += ". If it is not valid, ";
     switch (handling.mode) {
@@ -283,13 +284,13 @@ std::string Certificate_Step(const Explained_Request& explained) {
         return prefix + "the request fails: certificate errors are never accepted" + origin;
     case 1:
         return handling.listed
-                   ? prefix + "that is accepted: mode 1, and the address is on the white list" + origin
+                   ? prefix + "it is accepted all the same: mode 1, and the address is on the white list" + origin
                    : prefix +
                          "the request fails: mode 1, and the address is not on the white list in exactly this "
                          "form" +
                          origin;
     case 2:
-        return prefix + "that is accepted for every address: mode 2" + origin +
+        return prefix + "it is accepted all the same, for every address: mode 2" + origin +
                " Anybody who can pose as the server can then deliver other files; use this for tests only.";
     default:
         return prefix + "the request fails: mode " + std::to_string(handling.mode) + " is not known" + origin;
@@ -481,7 +482,7 @@ Explanation Explain(const Explained_Request& explained) {
     if (const auto difference = Difference_Between_Responses(explained); difference != Difference::None) {
         explanation.verdict += std::string(" But the server does not say the same each time, so ") +
                                (difference == Difference::Of_Stamps ? "every check can become a download."
-                                                                    : "what a request gets is a matter of chance.");
+                                                                    : "requests may get different files.");
     }
     return explanation;
 }
