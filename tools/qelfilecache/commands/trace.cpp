@@ -1,20 +1,19 @@
 #include "tools/qelfilecache/Command.h"
 #include "tools/qelfilecache/Command_Options.h"
 
+#include "tools/qelfilecache/Growing_File.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "tools/trace_reader/trace_reader.h"
 #include "util/Visible_Text.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -141,71 +140,6 @@ Call_Filter Filter_Of(const Trace_Options& options, const Trace& trace) {
 void Write_Json_Line(const std::string& json) {
     Write_Result(Util::Printable_Json(json));
 }
-
-/// A trace file that may not be there yet, grow, be cut, and be replaced.
-class Growing_File {
-public:
-    explicit Growing_File(std::string name) : m_Name(std::move(name)), m_Path(Host::To_Path(m_Name)) {}
-
-    const std::string& Name() const { return m_Name; }
-
-    /// What has been added to it since the last time, whole lines.
-    /// @param begins_again another file has taken its place, or it was cut: the lines are its first ones.
-    std::string Read(bool& begins_again) {
-        std::error_code missing;
-        begins_again = m_File && m_Is_Replaced;
-        if (begins_again) {
-            m_File.reset();
-        }
-        if (!m_File) {
-            Open();
-        }
-        std::string lines = Read_On();
-        const auto size = std::filesystem::file_size(m_Path, missing);
-        m_Is_Replaced = m_File && !missing && (size < m_Read || !Host::Is_Still_At(m_File.get(), m_Path));
-        return m_Is_Replaced ? lines + Read_On() : lines; // with what was written between the two
-    }
-
-private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-
-    void Open() {
-        errno = 0;
-        m_File.reset(Host::Open_Shared(m_Path));
-        m_Read = 0;
-        m_Rest.clear();
-        const std::string problem = m_File ? "" : std::generic_category().message(errno);
-        if (problem != std::exchange(m_Problem, problem) && !problem.empty()) {
-            Write_Message("note: " + Quoted(m_Name) + " cannot be read yet: " + problem + "; waiting for it");
-        }
-    }
-
-    std::string Read_On() {
-        std::string text = std::exchange(m_Rest, {});
-        std::array<char, 65536> buffer;
-        std::size_t size = 0;
-        while (m_File && (size = std::fread(buffer.data(), 1, buffer.size(), m_File.get())) > 0) {
-            text.append(buffer.data(), size);
-            m_Read += size;
-        }
-        if (m_File) {
-            std::fseek(m_File.get(), 0, SEEK_CUR); // the end is forgotten
-        }
-        m_Rest = text.substr(text.rfind('\n') + 1);
-        text.erase(text.size() - m_Rest.size());
-        return text;
-    }
-
-    const std::string m_Name;
-    const std::filesystem::path m_Path;
-    std::unique_ptr<std::FILE, Closer> m_File;
-    std::uintmax_t m_Read = 0;
-    std::string m_Rest; ///< of a line that is not complete yet
-    std::string m_Problem;
-    bool m_Is_Replaced = false;
-};
 
 /// The parts of the trace that are wanted.
 void Write_Followed(Trace trace, const Call_Filter& filter, const Trace_Options& options) {
