@@ -106,6 +106,7 @@ class Page:
             self.events.clear()
             self.do("Page.navigate", url=address)
             self.wait_for("Page.loadEventFired")
+        self.do("Page.captureScreenshot")  # calls have a visible text from the first frame on
 
     def run(self, expression):
         """The value of a JavaScript expression on the page."""
