@@ -66,7 +66,8 @@ std::optional<Local_Time> Time_In(std::string text, const Trace& trace) {
                          Parse_Time_Stamp("(" + text.substr(8, 2) + "." + text.substr(5, 2) + "." + text.substr(2, 2) +
                                               " " + text.substr(day + 1) + ") ",
                                           moment);
-    return is_time ? std::optional(moment) : std::nullopt;
+    const bool exists = is_time && Date_Text(moment) + text[day] + Clock_Text(moment) == text; // 25:99 does not
+    return exists ? std::optional(moment) : std::nullopt;
 }
 
 void Write_Summary(const Trace& trace, const Line_Sink& write) {

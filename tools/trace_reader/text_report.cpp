@@ -34,8 +34,8 @@ class Text_Report {
 public:
     Text_Report(const Trace& trace, const Text_Layout& layout, const Line_Sink& write)
         : m_Trace(trace), m_Overview(Make_Overview(trace)), m_Layout(layout), m_Write(write) {
-        m_Number_Width = std::to_string(trace.calls.size()).size() + 1;
         for (const Call* call : m_Overview.calls) {
+            m_Number_Width = std::max(m_Number_Width, std::to_string(call->number).size() + 1);
             m_Duration_Width = std::max(m_Duration_Width, Duration_Text(*call).size());
             m_Outcome_Width = std::max(m_Outcome_Width, Label_Of(call->outcome).size());
         }

@@ -220,6 +220,24 @@ Messages outside of calls
             self.assertIn(message, self.err)
         self.assertEqual(self.content("a.trc"), content)
 
+    def test_a_selection_says_what_it_cannot_do(self):
+        trace = Trace()
+        for _ in range(11):
+            trace.fresh("/x")
+        file = self.write("a.trc", trace.failed("http://s/last"))
+        self.assertIn("#12  failed", self.run_tool("--url", "last", file))
+        self.assertEqual(self.err, "")
+        self.assertIn("0 requests", self.run_tool("--since", "10:00", file))
+        self.assertIn("note: the trace has no times, so --since leaves nothing; a trace of level 5 has", self.err)
+        page = native(self.path("page.html"))
+        for arguments, message in ((["--since", "25:99"], "--since: needs a time"),
+                                   (["--since", "2026-02-31"], "--since: needs a time"),
+                                   (["--summary", "--json"], "leave out --json"),
+                                   (["--summary", "--html", page], "leave out --html")):
+            self.assertEqual(self.run_tool(*arguments, file), "")
+            self.assertEqual(self.status, 2)
+            self.assertIn(message, self.err)
+
     def test_old_text_of_windows_is_shown(self):
         out = self.run_tool("--json", self.write("a.trc", Trace().fresh("/M\u00e4rz").text.encode("cp1252")))
         shown = json.loads(out)["calls"][0]["request"]

@@ -133,6 +133,10 @@ Call_Filter Filter_Of(const Trace_Options& options, const Trace& trace) {
                               Quoted(*options.since));
         }
         filter.since = *time;
+        if (!trace.calls.empty() &&
+            std::ranges::all_of(trace.calls, [](const Call& call) { return call.started == No_Time; })) {
+            Write_Message("note: the trace has no times, so --since leaves nothing; a trace of level 5 has times");
+        }
     }
     return filter;
 }
@@ -205,6 +209,10 @@ Exit_Status Follow(const Trace_Options& options) {
 Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
     if (options.follow) {
         return Follow(options);
+    }
+    if (options.summary && (options.html || options.json)) {
+        throw Usage_Error("--summary prints counts alone; leave out " +
+                          std::string(options.html ? "--html" : "--json"));
     }
     Trace_Reader reader;
     bool all_usable = true;
