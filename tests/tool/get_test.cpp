@@ -84,9 +84,26 @@ TEST_F(Get, SaysOnATerminalWhomItWaitsFor) {
         Set_Expiry_Period(0);
         EXPECT_THAT(Run_Tool(run).out, HasSubstr(note));
     }
+    std::thread other([&] { Run_On_Cache({"get", slow.Url("/y", "127.0.0.1"), slow.Url("/z", "127.0.0.1")}); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    Tool_Run second = A_Run_On_Cache({"get", m_Url});
+    second.terminal_columns = 0;
+    EXPECT_THAT(Run_Tool(second).out,
+                ContainsRegex("waiting for process [0-9]+ \\(qelfilecache\\), which uses the directory \\.\\.\\."));
+    other.join();
     Tool_Run quick = A_Run_On_Cache({"get", m_Url});
     quick.terminal_columns = 200;
     EXPECT_THAT(Run_Tool(quick).out, Not(HasSubstr("waiting")));
+}
+
+TEST_F(Get, ReadsAServersNameByTheLocale) {
+    for (const auto& [locale, message] : {std::pair{"C.UTF-8", "responds with status 404"},
+                                          {"C", "did you mean 'http://xn--mnchen-3ya.example/b.xml'?"}}) {
+        Tool_Run run = A_Run_On_Cache({"get", "http://m\xC3\xBCnchen.example/b.xml"});
+        run.environment["http_proxy"] = "127.0.0.1:" + std::to_string(m_Server.Port());
+        run.environment["LC_ALL"] = locale;
+        EXPECT_THAT(Run_Tool(run).err, HasSubstr(message));
+    }
 }
 
 TEST_F(Get, RefusesControlCharactersAndShowsThemVisibly) {

@@ -1,6 +1,7 @@
 #include "tools/qelfilecache/host.h"
 
 #include <algorithm>
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 
@@ -42,6 +43,7 @@ void Prepare_Standard_Streams() {
         }
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::setlocale(LC_CTYPE, ""); // as a desktop program: the HTTP client reads servers' names beyond ASCII by it
 }
 
 std::shared_ptr<void> Prepare_Request_Thread() {
@@ -126,10 +128,11 @@ bool Wait_A_Moment() {
 
 std::optional<std::size_t> Terminal_Width(std::FILE* stream) {
     winsize size{};
-    if (::ioctl(::fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+    if (::ioctl(::fileno(stream), TIOCGWINSZ, &size) != 0) {
         return std::nullopt;
     }
-    return size.ws_col;
+    constexpr std::size_t usual_width = 80;
+    return size.ws_col == 0 ? usual_width : size.ws_col; // 0: the terminal does not know it
 }
 
 bool Prepare_Colours(std::FILE* stream) {

@@ -71,7 +71,8 @@ std::unique_ptr<Directory_Mark> Take_Directory(const fs::path& directory, const 
                           " belongs to another user\n  Next: name a directory of your own, or repeat with --force.");
     }
     const std::string text = Host::To_Text(directory);
-    const auto deadline = std::chrono::steady_clock::now() + longest_wait;
+    const auto begin = std::chrono::steady_clock::now();
+    bool is_said = !Host::Terminal_Width(stderr);
     for (;;) {
         // Marked first, looked at then: of two at the same time, at least one sees the other and steps back.
         auto mark = std::make_unique<Directory_Mark>(text);
@@ -80,11 +81,15 @@ std::unique_ptr<Directory_Mark> Take_Directory(const fs::path& directory, const 
             return mark;
         }
         if (!std::all_of(others.begin(), others.end(), Is_Run_Of_The_Tool) ||
-            std::chrono::steady_clock::now() >= deadline) {
+            std::chrono::steady_clock::now() >= begin + longest_wait) {
             throw Usage_Error(subject + " is in use by " + Names_Of(others) +
                               "\n  Next: end that program, name another directory, or repeat with --force.");
         }
         mark.reset();
+        if (!is_said && std::chrono::steady_clock::now() >= begin + std::chrono::seconds(1)) {
+            Write_Message("waiting for " + Names_Of(others) + ", which uses the directory ...");
+            is_said = true;
+        }
         Wait_A_Moment();
     }
 }

@@ -23,7 +23,7 @@ struct Tool_Run {
     std::string working_directory;                  ///< empty: this process's own
     std::string standard_input;                     ///< what it reads there
     std::string standard_output_path;               ///< empty: kept in Tool_Result::out
-    unsigned short terminal_columns = 0; ///< not 0: all streams are a terminal of that width, kept in Tool_Result::out
+    std::optional<unsigned short> terminal_columns; ///< all streams are a terminal of it, kept in Tool_Result::out
     bool standard_output_closed = false;
     bool standard_output_without_reader = false; ///< a pipe that nobody reads
     bool with_ordinary_rights = false;           ///< permissions count, also when the tests run as root

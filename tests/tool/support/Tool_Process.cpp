@@ -88,7 +88,7 @@ int Exit_Status_Of(pid_t child) {
 Tool_Result Run_On_Terminal(const Tool_Run& run) {
     winsize size{};
     size.ws_row = 25;
-    size.ws_col = run.terminal_columns;
+    size.ws_col = *run.terminal_columns;
     int terminal = -1;
     Prepared_Tool tool(run);
     const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
@@ -112,7 +112,7 @@ Tool_Result Run_On_Terminal(const Tool_Run& run) {
 } // namespace
 
 Tool_Result Run_Tool(const Tool_Run& run) {
-    if (run.terminal_columns > 0) {
+    if (run.terminal_columns) {
         return Run_On_Terminal(run);
     }
     const Scratch_Directory streams;
