@@ -57,6 +57,10 @@ TEST_F(Clear_And_Purge, ClearOfRequestsLeavesTheOthers) {
     EXPECT_FALSE(fs::exists(m_Cache / m_Copy));
     EXPECT_EQ(Content_Of(other), "<bb/>");
     EXPECT_EQ(Content_Of(Metadata_File()), list) << "it is not rewritten";
+    const std::string url = m_Server.Url("/b.xml");
+    for (const std::string& almost : {other.string(), url.substr(url.find("//") + 2)}) {
+        EXPECT_THAT(Run_On_Cache({"clear", almost}).err, HasSubstr("'; did you mean '" + url + "'?\n"));
+    }
 }
 
 TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {

@@ -128,12 +128,17 @@ std::string Explain_Wrong_Usage(const CLI::App& tool, const CLI::ParseError& err
     const auto option = std::find_if(not_understood.begin(), not_understood.end(),
                                      [](const std::string& word) { return word.size() > 1 && word[0] == '-'; });
     if (option != not_understood.end()) {
-        for (const Command& command : commands) {
-            if (tool.get_subcommand(command.name)->get_option_no_throw(*option)) {
-                return "option '" + *option + "' belongs after its command, '" + command.name + "'";
-            }
-        }
+        std::vector<Command> with_option;
+        std::ranges::copy_if(commands, std::back_inserter(with_option), [&](const Command& command) {
+            return tool.get_subcommand(command.name)->get_option_no_throw(*option) != nullptr;
+        });
         const auto given = tool.get_subcommands();
+        if (!with_option.empty()) {
+            const bool may_have_it = given.empty() || given.front()->get_option_no_throw(*option) != nullptr;
+            return may_have_it ? "option '" + *option + "' belongs after its command: " + Names_Of(with_option)
+                               : "'" + given.front()->get_name() + "' has no option '" + *option +
+                                     "'; these have: " + Names_Of(with_option);
+        }
         const std::string unknown = "unknown option '" + *option + "'; " + Did_You_Mean(*option, Known_Options(tool));
         if (given.empty()) {
             return unknown + "'qelfilecache --help' lists the options";

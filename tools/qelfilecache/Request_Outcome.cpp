@@ -94,6 +94,21 @@ std::string Explain_Share_Failure(const Request_Outcome& outcome) {
                      advice.remedy.empty() ? failure.remedy : advice.remedy);
 }
 
+/// What "https//server/x", "http:/server/x" or a request in quotes is meant to be; empty for any other.
+std::string Meant_By(const std::string& request) {
+    for (const char quote : {'"', '\''}) {
+        if (request.size() > 2 && request.front() == quote && request.back() == quote) {
+            return request.substr(1, request.size() - 2);
+        }
+    }
+    const auto scheme_end = std::min(request.find_first_of(":/"), request.size());
+    const auto server = request.find_first_not_of(":/", scheme_end);
+    const std::string scheme = request.substr(0, scheme_end);
+    const std::string between = server == std::string::npos ? "" : request.substr(scheme_end, server - scheme_end);
+    const bool is_meant = (scheme == "http" || scheme == "https") && (between == "//" || between == ":/");
+    return is_meant ? scheme + "://" + request.substr(server) : std::string();
+}
+
 /// What is wrong with a web address that is not valid.
 std::string Fault_Of_Address(const std::string& address) {
     if (const auto slashes = address.find("//"); slashes != std::string::npos) {
@@ -121,6 +136,9 @@ std::string Explain_Refusal(const std::string& request) {
         return Two_Lines("this form of file URL is not supported",
                          "write file://server/share/file for a share, file:///C:/folder/file for a drive");
     }
+    if (const std::string meant = Meant_By(request); !meant.empty()) {
+        return Two_Lines("the address is not valid", "did you mean " + Quoted(meant) + "?");
+    }
     return Two_Lines(Fault_Of_Address(request),
                      "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
                      "port up to 65535, as in http://server:8080/path/file.xml");
@@ -138,11 +156,14 @@ bool Names_Server_And_Path(const std::string& request) {
 
 /// A request that the cache decided without asking anything remote.
 std::string Explain_Local_Failure(const std::string& request) {
-    if (request.empty()) {
+    if (Util::Trim(request, Util::Ascii_Blanks).empty()) {
         return Two_Lines("the request is empty", "name a web address, a file on a share, or a local path");
     }
     if (const std::string trimmed(Util::Trim(request, Util::Ascii_Blanks)); trimmed != request) {
         return Two_Lines("the request begins or ends with a blank", "did you mean " + Quoted(trimmed) + "?");
+    }
+    if (const std::string meant = Meant_By(request); !meant.empty()) {
+        return Two_Lines("there is no such local file", "did you mean " + Quoted(meant) + "?");
     }
     if (Names_Server_And_Path(request)) {
         return Two_Lines("there is no such local file", "did you mean " + Quoted("http://" + request) + "?");

@@ -75,6 +75,18 @@ struct Clear_Options {
     bool force = false;
 };
 
+/// "; did you mean 'http://server/x'?" for the path of that address's copy, and for the address without its beginning.
+std::string Did_You_Mean(const std::string& request, const FileCache::Cache_Inspection& inspection) {
+    const auto path = Host::Resolved(Host::To_Path(request));
+    for (const auto& entry : inspection.Entries()) {
+        if (entry.url == "http://" + request || entry.url == "https://" + request ||
+            (!path.empty() && path == Host::Resolved(Host::To_Path(entry.copy)))) {
+            return "; did you mean " + Quoted(entry.url) + "?";
+        }
+    }
+    return std::string("; 'qelfilecache list' shows the entries") + Another_Directory;
+}
+
 /// Forgets what is asked for. @return false when a copy could not be deleted.
 bool Clear_Requests(const Open_Cache& opened, const Clear_Options& options, Watched_Copies& copies) {
     const FileCache::Cache_Inspection inspection(Host::To_Text(opened.directory));
@@ -91,7 +103,7 @@ bool Clear_Requests(const Open_Cache& opened, const Clear_Options& options, Watc
             all_deleted = Remove_From_Cache(*opened.cache, request) && all_deleted;
         } else {
             Write_Message("note: " + Name_Of_Cache(opened.directory) + " has no entry for " + Quoted(request) +
-                          "; 'qelfilecache list' shows the entries" + Another_Directory);
+                          Did_You_Mean(request, inspection));
         }
     }
     return all_deleted;
