@@ -71,6 +71,9 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
     const HResult sent = request->Send();
     long status = 0;
     if (!succeeded(sent) || !succeeded(request->Get_Status(status))) {
+        if (method.is_inspection) {
+            response.final_url = request->Final_Url();
+        }
         return response;
     }
     TRACE_DATA_AS(recorded_as, "HTTP status = %d.\n", static_cast<int>(status));

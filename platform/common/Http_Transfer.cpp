@@ -51,6 +51,7 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response&
     for (int redirects = 0;; ++redirects) {
         response = Http_Response();
         if (auto failure = Exchange(client, request, url, Check_For(request.trust, redirects > 0), response)) {
+            response.final_url = redirects > 0 ? url.text : std::string();
             return failure;
         }
         auto target = Redirect_Target(url, response);

@@ -84,16 +84,26 @@ TEST_F(Get, SaysOnATerminalWhomItWaitsFor) {
         Set_Expiry_Period(0);
         EXPECT_THAT(Run_Tool(run).out, HasSubstr(note));
     }
-    std::thread other([&] { Run_On_Cache({"get", slow.Url("/y", "127.0.0.1"), slow.Url("/z", "127.0.0.1")}); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    Tool_Run quick = A_Run_On_Cache({"get", m_Url});
+    quick.terminal_columns = 200;
+    EXPECT_THAT(Run_Tool(quick).out, Not(HasSubstr("waiting")));
+}
+
+TEST_F(Get, SaysOnATerminalForWhichRunItWaits) {
+    Web_Server slow([](Server_Connection& connection) {
+        connection.Read_Request();
+        connection.Pause(std::chrono::seconds(3));
+        connection.Send(Web_Server::Empty_Response);
+    });
+    std::thread other([&] { Run_On_Cache({"get", slow.Url("/x", "127.0.0.1")}); });
+    while (slow.Connections() == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     Tool_Run second = A_Run_On_Cache({"get", m_Url});
     second.terminal_columns = 0;
     EXPECT_THAT(Run_Tool(second).out,
                 ContainsRegex("waiting for process [0-9]+ \\(qelfilecache\\), which uses the directory \\.\\.\\."));
     other.join();
-    Tool_Run quick = A_Run_On_Cache({"get", m_Url});
-    quick.terminal_columns = 200;
-    EXPECT_THAT(Run_Tool(quick).out, Not(HasSubstr("waiting")));
 }
 
 TEST_F(Get, ReadsAServersNameByTheLocale) {

@@ -134,7 +134,17 @@ TEST_F(List, SaysThatTheMetadataFileIsDamaged) {
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, AllOf(HasSubstr("warning: the metadata file '" + Metadata_File().string() + "' is damaged"),
-                                  HasSubstr("\n  Next: "), HasSubstr(m_Copy_Of_A.string())));
+                                  HasSubstr("\n  Next: the next 'qelfilecache get' saves it and all copies"),
+                                  HasSubstr("belong to no known entry; 'qelfilecache get' saves them, any other "
+                                            "program's request deletes them:\n"),
+                                  HasSubstr(m_Copy_Of_A.string())));
+    EXPECT_THAT(Run_On_Cache({"explain", m_Url}).out,
+                AllOf(HasSubstr("The metadata file of the cache in '"),
+                      HasSubstr("' is damaged, and before the damage there is no entry for it. Every")));
+    fs::rename(Metadata_File(), m_Folder / "list");
+    fs::create_symlink(m_Folder / "list", Metadata_File());
+    EXPECT_THAT(Run_On_Cache({"list"}).err,
+                HasSubstr("Next: move it away; 'qelfilecache get' uses no list that is a link.\n"));
 }
 
 TEST_F(List, ChangesNothingAndAsksNobody) {
@@ -160,6 +170,11 @@ TEST_F(List, NeedsNoRightToWriteButToRead) {
         Expect_Message(Run_With_Ordinary_Rights(), 2,
                        "the cache's metadata file '" + Metadata_File().string() +
                            "' cannot be read; change its permissions");
+        if (::chown(Metadata_File().c_str(), 54321, static_cast<gid_t>(-1)) == 0) { // only root can
+            EXPECT_THAT(Run_With_Ordinary_Rights().err,
+                        ContainsRegex("belongs to another user, and user '.+' cannot use it; run as its owner, or "));
+            ASSERT_EQ(::chown(Metadata_File().c_str(), ::geteuid(), static_cast<gid_t>(-1)), 0);
+        }
     }
     {
         const Rights_Left none(m_Cache, fs::perms::none);
@@ -181,7 +196,7 @@ TEST_F(List, OfAnEmptyCacheSaysSo) {
 
 TEST_F(List, KeepsToTheTerminalAndShowsColoursThereAlone) {
     constexpr const char* escape = "\x1B[";
-    EXPECT_THAT(Run_Tool(A_Run_On_Terminal(0)).out, Not(HasSubstr(escape)));
+    EXPECT_THAT(Run_On_Cache({"list"}).out, Not(HasSubstr(escape)));
     auto coloured = Lines_Of(Run_Tool(A_Run_On_Terminal(120)).out);
     coloured.pop_back(); // the totals
     EXPECT_THAT(coloured, Each(StartsWith(escape)));
@@ -194,6 +209,7 @@ TEST_F(List, KeepsToTheTerminalAndShowsColoursThereAlone) {
     for (const std::string& line : lines) {
         EXPECT_LE(line.size(), 80u) << line;
     }
+    EXPECT_EQ(Lines_Of(Without_Colours(Run_Tool(A_Run_On_Terminal(0)).out)), lines) << "it does not know its width";
     EXPECT_THAT(lines[1], AllOf(StartsWith(m_Url + "  1.2 kB  "), ContainsRegex("[0-9:]+$")));
     EXPECT_THAT(Lines_Of(Without_Colours(Run_Tool(A_Run_On_Terminal(400)).out)).at(1),
                 StartsWith(m_Url + "  " + Name_Of_A()));

@@ -7,6 +7,7 @@
 #include "util/Control_Characters.h"
 #include "util/Visible_Text.h"
 
+#include <charconv>
 #include <fstream>
 #include <iterator>
 
@@ -63,7 +64,11 @@ void Require_Usable_Metadata_File(const fs::path& directory, std::ios::openmode 
     std::error_code ignored;
     if (fs::exists(fs::symlink_status(metadata_file, ignored)) &&
         (!fs::is_regular_file(metadata_file, ignored) || !std::fstream(metadata_file, mode))) {
-        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) + complaint);
+        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) +
+                          (Host::Belongs_To_Another_User(metadata_file)
+                               ? " belongs to another user, and user " + Quoted(Host::User_Name()) +
+                                     " cannot use it; run as its owner, or name another directory with --cache-dir"
+                               : complaint));
     }
 }
 
@@ -161,15 +166,36 @@ fs::path Directory_To_Inspect(const Settings& settings) {
     return directory.is_missing_default ? fs::path() : directory.path;
 }
 
-/// The number of entries that the head of the list announces; 0 when there is none.
-std::size_t Announced_Entries(const fs::path& directory) {
-    std::ifstream list(Metadata_File(directory));
-    std::string line;
-    for (int number = 0; number < 4; ++number) {
-        std::getline(list, line);
+/// What is wrong with a list that is not damaged, as a warning goes on after its name; empty when nothing is.
+std::string Fault_Of_List(const fs::path& directory, std::size_t known) {
+    if (directory.empty()) {
+        return {};
     }
+    std::ifstream list(Metadata_File(directory), std::ios::binary);
+    std::size_t lines = 0;
     std::size_t announced = 0;
-    return list >> announced ? announced : 0;
+    std::size_t lines_per_entry = 4;
+    bool is_whole = true;
+    for (std::string line; std::getline(list, line); is_whole = !list.eof()) {
+        ++lines;
+        if (lines == 3 && line.starts_with('1')) { // the version
+            lines_per_entry = 3;
+        } else if (lines == 5) {
+            std::from_chars(line.data(), line.data() + line.size(), announced);
+        }
+    }
+    if (announced > known) {
+        const bool is_long_enough = lines >= 5 + announced * lines_per_entry;
+        return " announces " + Util::Counted(announced, "entry", "entries") + " and holds " + std::to_string(known) +
+               (is_long_enough ? ": an address is there twice, or a line is empty.\n"
+                                 "  Next: nothing; the next download writes the list again."
+                               : ": the others are lost. The disk was full, or the program was killed while it wrote.\n"
+                                 "  Next: check the disk. The next request for a lost entry fetches its file again.");
+    }
+    return is_whole ? std::string()
+                    : " ends within a line, so its last address may be cut. The disk was full, or the program was "
+                      "killed while it wrote.\n"
+                      "  Next: check the disk. The next download writes the list again.";
 }
 
 /// A UUID in its groups of 8, 4, 4, 4 and 12, a dot, and any extension.
@@ -219,17 +245,15 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
     if (const std::string others = Other_Users_Of(opened.directory); !others.empty()) {
         Write_Message("note: the cache directory is in use by " + others);
     }
+    const fs::path list = Metadata_File(opened.directory);
     if (!opened.cache->Metadata_Is_Sound()) {
-        Write_Message("warning: the metadata file " + Quoted_Path(Metadata_File(opened.directory)) +
-                      " is damaged: only the entries before the damage are known.\n"
-                      "  Next: the next 'qelfilecache get' saves it and all copies to a separate folder, and "
-                      "starts a new list.");
-    } else if (const auto announced = Announced_Entries(opened.directory); announced > opened.cache->Entries().size()) {
-        Write_Message("warning: the metadata file " + Quoted_Path(Metadata_File(opened.directory)) + " announces " +
-                      Util::Counted(announced, "entry", "entries") + " and holds " +
-                      std::to_string(opened.cache->Entries().size()) +
-                      ": the others are lost. The disk was full, or the program was killed while it wrote.\n"
-                      "  Next: check the disk. The next request for a lost entry fetches its file again.");
+        Write_Message("warning: the metadata file " + Quoted_Path(list) +
+                      " is damaged: only the entries before the damage are known.\n  Next: " +
+                      (Host::Is_Link(list) ? "move it away; 'qelfilecache get' uses no list that is a link."
+                                           : "the next 'qelfilecache get' saves it and all copies to a separate "
+                                             "folder, and starts a new list."));
+    } else if (const auto fault = Fault_Of_List(opened.directory, opened.cache->Entries().size()); !fault.empty()) {
+        Write_Message("warning: the metadata file " + Quoted_Path(list) + fault);
     }
     Warn_Of_Configuration();
     if (const std::string problem = opened.cache->Configuration_Problem(); !problem.empty()) {

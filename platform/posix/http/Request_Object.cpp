@@ -43,6 +43,8 @@ public:
     HResult Open(const char* method, const std::string& url) override {
         m_Request.reset();
         m_Response.reset();
+        m_Opened_Url = url;
+        m_Final_Url.clear();
         const bool is_head = std::string_view(method) == "HEAD";
         if (!is_head && std::string_view(method) != "GET") {
             return Fail({Platform::Error_Invalid_Parameter, "The method of a request is GET or HEAD."});
@@ -66,7 +68,10 @@ public:
         }
         m_Request->timeouts = m_Timeouts;
         auto response = std::make_shared<Http_Response>();
-        if (auto failure = Platform::Transfer(*m_Request, *response)) {
+        auto failure = Platform::Transfer(*m_Request, *response);
+        // As it was given, unless it was redirected.
+        m_Final_Url = response->final_url == m_Request->url.text ? m_Opened_Url : response->final_url;
+        if (failure) {
             return Fail(*std::move(failure));
         }
         m_Response = std::move(response);
@@ -93,7 +98,7 @@ public:
         });
     }
 
-    std::string Final_Url() override { return m_Response ? m_Response->final_url : std::string(); }
+    std::string Final_Url() override { return m_Final_Url; }
 
     std::string Error_Description(Request_Interface) override { return m_Error_Description; }
 
@@ -118,6 +123,8 @@ private:
     Http_Timeouts m_Timeouts;
     std::optional<Platform::Http_Request> m_Request;
     std::shared_ptr<const Http_Response> m_Response;
+    std::string m_Opened_Url;
+    std::string m_Final_Url;
     std::string m_Error_Description;
 };
 

@@ -134,7 +134,8 @@ TEST(Explanation, HasAPhraseForEachKindOfError) {
     for (const auto& [number, phrase] : errors) {
         EXPECT_EQ(Explain(A_Request({}, A_Failure(number, Second_Attempt::Failed))).verdict,
                   "would not be served: there is no copy, and " + std::string(phrase) + " (error " +
-                      std::to_string(number) + ").");
+                      std::to_string(number) + ")" +
+                      (number == 12002 || number == 12152 ? ", unless a download succeeds nevertheless." : "."));
     }
 }
 
@@ -147,6 +148,22 @@ TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
                   "the server responds with status " +
                       std::to_string(status) + " (the server does not support this kind of request) to HEAD.");
     }
+}
+
+TEST(Explanation, TakesALengthOf0BytesForNone) {
+    auto explained = A_Request(An_Entry(false), A_Response(200, "stamp"));
+    explained.copy_length = 4;
+    for (const unsigned int length : {0U, 5U}) {
+        explained.details.content_length = length;
+        EXPECT_EQ(Is_Out_Of_Date(explained), length == 5);
+    }
+}
+
+TEST(Explanation, SaysThatAnotherResponseShowsTheCopyOutOfDate) {
+    auto explained = A_Request(An_Entry(false), A_Response(200, "stamp"));
+    explained.asked = {{"", *explained.remote, {}}, {"", A_Response(200, "other"), {}}};
+    EXPECT_THAT(Explain(explained).verdict,
+                EndsWith(" can become a download. By another of its responses, the copy is out of date."));
 }
 
 TEST(Explanation, SaysForHowLongADeadServerIsNotAsked) {

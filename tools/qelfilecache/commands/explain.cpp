@@ -139,6 +139,9 @@ bool Is_Served(const Explanation& explanation) {
 nlohmann::ordered_json Report_On(const Explained_Request& explained, const Explanation& explanation,
                                  const Inspected_Settings& settings) {
     nlohmann::ordered_json json = To_Json(explained.request);
+    if (!explained.copy_of.empty()) {
+        json["request"] = Host::To_Utf8(explained.copy_of);
+    }
     json["proxy"] = nullptr;
     if (explained.proxy) {
         json["proxy"] = {{"address", Host::To_Utf8(explained.proxy->value)}, {"source", explained.proxy->source}};
@@ -194,6 +197,7 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
         explained.directory_problem = directory_problem;
         explained.cache = cache;
         explained.faults = faults;
+        explained.list_is_damaged = !opened.cache->Metadata_Is_Sound();
         const Explanation explanation = Explain(explained);
         if (options.json) {
             reports.push_back(Report_On(explained, explanation, configured));

@@ -120,7 +120,10 @@ void Report_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Ent
     if (unreferenced.empty()) {
         return;
     }
-    Write_Message("note: these copies belong to no entry; the next request deletes them:" +
+    Write_Message(std::string("note: these copies belong to no ") +
+                  (opened.cache->Metadata_Is_Sound()
+                       ? "entry; the next request deletes them:"
+                       : "known entry; 'qelfilecache get' saves them, any other program's request deletes them:") +
                   Indented_Lines(unreferenced));
 }
 

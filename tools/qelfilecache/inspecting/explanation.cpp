@@ -113,10 +113,7 @@ std::string Plain_Address(std::string address) {
 /// Whose response it is and what it holds, beyond its status.
 std::string Details_Text(const Explained_Request& explained) {
     const auto& details = explained.details;
-    std::string text;
-    if (!details.final_url.empty() && Plain_Address(details.final_url) != Plain_Address(explained.request.normalised)) {
-        text += " The request was redirected to " + Quoted(details.final_url) + ".";
-    }
+    std::string text = Redirection_Of(explained).empty() ? "" : " T" + Redirection_Of(explained).substr(1) + ".";
     if (!details.content_type.empty() || details.content_length) {
         text += " The response has " +
                 (details.content_type.empty() ? "no Content-Type" : "the Content-Type " + Quoted(details.content_type));
@@ -196,7 +193,10 @@ std::string Kind_Step(const Explained_Request& explained) {
 std::string Entry_Step(const Explained_Request& explained) {
     const auto& request = explained.request;
     if (!request.entry) {
-        return Util::Sentence(explained.cache + " has no entry for it, so there is no copy") +
+        return Util::Sentence(explained.list_is_damaged
+                                  ? "the metadata file of " + explained.cache +
+                                        " is damaged, and before the damage there is no entry for it"
+                                  : explained.cache + " has no entry for it, so there is no copy") +
                " Every character of the request matters, its case too. 'qelfilecache list' shows the entries; "
                "--cache-dir "
                "names another directory.";
@@ -323,7 +323,7 @@ std::string Response_Step(const Explained_Request& explained) {
         step += Util::Is_Certificate_Error(response.error) ? " So its certificate is not valid."
                                                            : " Its certificate is not the cause.";
     }
-    return step + Second_Attempt_Text(response, explained.request.certificate) +
+    return step + Second_Attempt_Text(response, explained.request.certificate) + Details_Text(explained) +
            (response.answered ? Comparison_Text(explained) : "");
 }
 
@@ -348,7 +348,7 @@ std::string Repetition_Step(const Explained_Request& explained) {
         const std::string said = Said(As_Asked(explained, asked));
         addresses += asked.address.empty() ? 0 : 1;
         if (!asked.address.empty() && !Has_Responded(asked.answer)) {
-            silent_addresses += " No response comes from " + asked.address + ": " + said + ".";
+            silent_addresses += " But no response comes from " + asked.address + ": " + said + ".";
             continue;
         }
         auto known = std::ranges::find(responses, said, [](const auto& response) { return response.first; });
@@ -420,6 +420,13 @@ Advice Advice_On(const Explained_Request& explained) {
     return advice;
 }
 
+std::string Redirection_Of(const Explained_Request& explained) {
+    const std::string& url = explained.details.final_url;
+    return url.empty() || Plain_Address(url) == Plain_Address(explained.request.normalised)
+               ? std::string()
+               : "the request was redirected to " + Quoted(url);
+}
+
 std::string Oddity_Of(const Explained_Request& explained) {
     const auto in_lower_case = [](std::string text) {
         std::ranges::transform(text, text.begin(), Util::To_Ascii_Lower);
@@ -483,6 +490,10 @@ Explanation Explain(const Explained_Request& explained) {
         explanation.verdict += std::string(" But the server does not say the same each time, so ") +
                                (difference == Difference::Of_Stamps ? "every check can become a download."
                                                                     : "requests may get different files.");
+        if (explained.Has_Copy() && explained.remote->unchanged && !Differs_In_Length_Alone(explained) &&
+            Is_Out_Of_Date(explained)) {
+            explanation.verdict += " By another of its responses, the copy is out of date.";
+        }
     }
     return explanation;
 }

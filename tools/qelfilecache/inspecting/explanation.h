@@ -35,6 +35,7 @@ struct Explained_Request {
     FileCache::Inspected_Setting certificate_mode;
     std::vector<FileCache::Inspected_Setting> authorities; ///< that alone are trusted; none: the system's are
     std::string cache;                                     ///< see Name_Of_Cache
+    bool list_is_damaged = false;                          ///< see Cache_Inspection::Metadata_Is_Sound
     std::string copy_of;             ///< the request was this copy's path; the rest is about its address
     std::vector<std::string> faults; ///< of the configuration, see Cache_Inspection::Configuration_Faults
     std::optional<std::uintmax_t> copy_size;
@@ -72,10 +73,11 @@ enum class Difference {
 };
 Difference Difference_Between_Responses(const Explained_Request& explained);
 
-/// True when the remote side has the copy's stamp, but not its length.
+/// True when the remote side has the copy's stamp, but not its length. Web servers may say 0 bytes to every HEAD.
 inline bool Differs_In_Length_Alone(const Explained_Request& explained) {
     return explained.remote && explained.remote->unchanged && explained.details.content_length &&
-           explained.copy_length && *explained.details.content_length != *explained.copy_length;
+           (explained.Is_Share() || *explained.details.content_length > 0) && explained.copy_length &&
+           *explained.details.content_length != *explained.copy_length;
 }
 
 /// Why no copy of what the remote side has can be written; empty: it can, or nobody knows.
@@ -91,6 +93,9 @@ inline bool Could_Not_Ask(const FileCache::Remote_Answer& response) {
 
 /// Why the remote side hands nothing out.
 Advice Advice_On(const Explained_Request& explained);
+
+/// "the request was redirected to 'http://server/'"; empty when it was not.
+std::string Redirection_Of(const Explained_Request& explained);
 
 /// What is odd about a response that the cache takes, such as a page in place of an XML file; empty when nothing is.
 std::string Oddity_Of(const Explained_Request& explained);

@@ -2,6 +2,8 @@
 
 #include "tools/qelfilecache/inspecting/times.h"
 
+#include <algorithm>
+
 namespace QEL::FrontEnd::Tool {
 
 namespace {
@@ -26,7 +28,11 @@ std::string The_Copy(const Inspected_Entry& entry) {
 std::string Why_Not(const Explained_Request& explained) {
     const Remote_Answer& response = *explained.remote;
     const std::string cause = Advice_On(explained).cause;
-    return response.error == 0 || response.status != 0 ? cause : With_Number(cause, response.error);
+    if (response.error == 0 || response.status != 0) {
+        return cause;
+    }
+    const std::string redirection = Redirection_Of(explained);
+    return With_Number(cause, response.error) + (redirection.empty() ? "" : "; " + redirection);
 }
 
 /// What limits a verdict that the remote side agrees to.
@@ -87,8 +93,11 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
         return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and " +
                Why_Not(explained) + " to HEAD.";
     }
+    constexpr std::uint32_t failures_of_head[] = {12002, 12030, 12031, 12152}; // the server may treat GET otherwise
+    const bool may_succeed =
+        explained.remote->status != 0 || std::ranges::count(failures_of_head, explained.remote->error) > 0;
     return "would not be served: there is no copy, and " + Why_Not(explained) +
-           (explained.remote->status != 0 ? ", unless a download succeeds nevertheless." : ".");
+           (may_succeed ? ", unless a download succeeds nevertheless." : ".");
 }
 
 /// True when the copy that there is would be served and no other is wanted.
