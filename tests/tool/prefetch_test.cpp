@@ -64,6 +64,11 @@ TEST_F(Prefetch, CountsLastGoodCopiesAsServed) {
               EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n")));
 }
 
+TEST_F(Prefetch, RefusesAListInUtf16) {
+    Expect_Message(Run_On_List(std::string("\xFF\xFEh\0t\0\r\0\n\0", 10)), 2,
+                   "the list 'list.txt' is in UTF-16; save it in UTF-8");
+}
+
 TEST_F(Prefetch, ShowsItsProgressOnATerminalAlone) {
     EXPECT_THAT(Run_On_List(m_A + "\n" + m_B + "\n").err, Not(HasSubstr("[")));
     Tool_Run run = A_Run_On_Cache({"prefetch", "list.txt"});

@@ -105,6 +105,10 @@ std::string Summary(const Request_List& list, std::size_t served, std::size_t ol
 
 Exit_Status Prefetch(const Settings& settings, const Prefetch_Options& options) {
     const Request_List list = options.file == "-" ? Read_Request_List(std::cin) : Read_List_File(options.file);
+    if (!list.requests.empty() &&
+        (list.requests.front().starts_with("\xFF\xFE") || list.requests.front().starts_with("\xFE\xFF"))) {
+        throw Usage_Error("the list " + Quoted(options.file) + " is in UTF-16; save it in UTF-8");
+    }
     const Open_Cache opened = Open_For_Requests(settings, options.force);
     const auto request_thread = Host::Prepare_Request_Thread();
     const auto outcomes = Serve_All(*opened.cache, list.requests);
