@@ -29,7 +29,7 @@ private:
     inline static thread_local int t_count = 0;
 };
 
-/// While it lives, receives what the services of its thread say about a share's server that they do not ask.
+/// While it lives, receives why the services of its thread do not ask a share's server.
 class Unasked_Share_Server : private Util::Non_Copyable {
 public:
     Unasked_Share_Server() { t_current = this; }
@@ -45,9 +45,20 @@ public:
     /// Empty when the server was asked.
     const std::string& Description() const { return m_Description; }
 
+    /// The services say that the configuration does not let them ask.
+    static void Refuse(std::string refusal) {
+        if (t_current != nullptr) {
+            t_current->m_Refusal = std::move(refusal);
+        }
+    }
+
+    /// Both sentences on error 1610, or empty.
+    const std::string& Refusal() const { return m_Refusal; }
+
 private:
     inline static thread_local Unasked_Share_Server* t_current = nullptr;
     std::string m_Description;
+    std::string m_Refusal;
 };
 
 /// Whether a value of the configuration is a positive number that does not fit into a signed integer of

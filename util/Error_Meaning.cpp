@@ -8,6 +8,9 @@ namespace QEL::FrontEnd::Util {
 
 namespace {
 
+constexpr std::string_view logon =
+    "check the user and the password for the share: those of this user, or of [Shares] in qel.ini";
+
 constexpr Error_Meaning meanings[] = {
     {0, "success", ""},
     {2, "the file cannot be found", "check the path"},
@@ -30,7 +33,7 @@ constexpr Error_Meaning meanings[] = {
     {67, "the server has no such share", "check its name"},
     {71, "the server takes no more connections", "try again"},
     {80, "the file exists already", ""},
-    {86, "the password is wrong", ""},
+    {86, "the password is wrong", logon},
     {87, "a parameter is not valid", ""},
     {112, "the disk is full", "free some space on it"},
     {121, "the server did not respond in time", "check that it runs, and the network"},
@@ -46,7 +49,7 @@ constexpr Error_Meaning meanings[] = {
     {1231, "the server's network cannot be reached", "check the network"},
     {1232, "the server cannot be reached", "check the network"},
     {1265, "this machine cannot reach a domain controller for the logon", "check the network"},
-    {1326, "the server refuses the user or the password", ""},
+    {1326, "the server refuses the user or the password", logon},
     {1331, "this user's account is disabled", ""},
     {1610, "the configuration is not valid", "correct it"},
     {1907, "the password has to be changed first", "change it"},

@@ -67,7 +67,7 @@ std::string CFileCache::Download_File_Share(const std::string& url, bool& downlo
         download_error = true;
         TRACE_ERROR("Copy file failed for URL: '%s', cached file: '%s' , GetLastError returned %d.\n", url.c_str(),
                     entry.cached_file.c_str(), static_cast<int>(last_error));
-        Note_Error(last_error, unasked.Description());
+        Note_Error(last_error, unasked.Refusal().empty() ? unasked.Description() : unasked.Refusal());
         if (!unasked.Description().empty()) {
             TRACE_ERROR("Description: %s\n", unasked.Description().c_str());
             Set_Additional_Error_Info(com_error_to_string(Com_Error(0, unasked.Description()), url));

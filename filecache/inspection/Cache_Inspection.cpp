@@ -134,7 +134,7 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
     return settings;
 }
 
-std::string Cache_Inspection::Configuration_Problem() const {
+std::string Cache_Inspection::Configuration_Problem() {
     return Util::Configuration_Problem();
 }
 

@@ -133,9 +133,11 @@ void Cache_Inspection::Ask_Second_Client(CFileCache& probe, const std::string& u
 
 void Cache_Inspection::Ask_Share(CFileCache& probe, const std::string& path, Remote_Answer& answer) const {
     std::int64_t modification_time = 0;
+    const Util::Unasked_Share_Server unasked;
     const int error = probe.m_OS_Wrapper->Stat_File(path, modification_time);
     answer.answered = error == 0;
     answer.error = static_cast<std::uint32_t>(error);
+    answer.error_text = unasked.Refusal();
     if (answer.answered) {
         answer.last_modified = std::to_string(modification_time);
         try {

@@ -100,9 +100,18 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     const auto did_you_mean = [](const std::string& name) {
         return name.empty() ? "" : "; did you mean " + name + "?";
     };
+    if (item.section.empty()) {
+        for (const char* const section : {Util::Options_Key, Shares}) {
+            if (!Util::Nearest(item.key, Keys_Of(section), other_word).empty()) {
+                return item.key + " stands in no section; put it below [" + section + "]";
+            }
+        }
+        return {};
+    }
     if (keys.empty()) {
-        const auto nearest =
-            Util::Nearest(item.section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
+        std::string section = item.section;
+        std::ranges::replace(section, '/', '\\');
+        const auto nearest = Util::Nearest(section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
         if (nearest.empty() || !item.key.empty()) { // its section has been named
             return {};
         }
@@ -123,7 +132,6 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
 std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known_Value& known) {
     const auto attributes = [&item] { return Util::FileSystem::Get_File_Attributes(item.text); };
     constexpr std::uint32_t directory = 0x10;
-    const bool exists = known.kind < Known_Value::Directory || attributes() != Util::FileSystem::Invalid_Attributes;
     if (known.key == Util::Largest_File_Value && !Util::Largest_File_Megabytes()) {
         return "has no effect on this system";
     }
@@ -135,8 +143,11 @@ std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known
     if (known.key == std::string_view("Signing") && item.text != "required") {
         return "not \"required\"";
     }
-    if (!exists) {
-        return known.kind == Known_Value::Directory ? "no such directory" : "no such file";
+    if (known.kind == Known_Value::File) {
+        return Platform::Objection_To_Password_File(item.text);
+    }
+    if (known.kind == Known_Value::Directory && attributes() == Util::FileSystem::Invalid_Attributes) {
+        return "no such directory";
     }
     return known.kind == Known_Value::Directory && (attributes() & directory) == 0 ? "not a directory" : "";
 }

@@ -55,6 +55,9 @@ public:
     virtual std::string Problem() = 0;
 };
 
+/// Why the password of the shares must not or cannot be read from a file; empty when it can.
+std::string Objection_To_Password_File(const std::string& path);
+
 /// What Configuration::Read_Integer makes of a number.
 std::optional<std::uint32_t> Low_32_Bits(std::int64_t number);
 

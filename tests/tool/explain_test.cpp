@@ -99,7 +99,8 @@ TEST_F(Explain, NamesTheProxyAndHidesItsLogin) {
     const Tool_Result asked = run({"explain", "--check", m_Url});
     EXPECT_THAT(asked.out, AllOf(HasSubstr(". The request goes through the " + named + ".\n"),
                                  HasSubstr("Asked just now, " + wants_login + ". Have the proxy let this machine"),
-                                 HasSubstr("each time. Its addresses cannot be asked one by one, because the proxy ")));
+                                 HasSubstr("connections, the proxy says the same each time. Its addresses cannot be "
+                                           "asked one by one, because the proxy ")));
     EXPECT_THAT(Verdict(asked), HasSubstr("there is no copy, and " + wants_login));
     EXPECT_EQ(json::parse(run({"explain", "--json", m_Url}).out)[0]["proxy"],
               (json{{"address", "127.0.0.1:" + port}, {"source", "http_proxy"}}));
@@ -301,11 +302,17 @@ TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
                 HasSubstr("warning: a part of the configuration cannot be used and is ignored: " + file +
                           ": not a text file\n  Next: "));
     Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options\nLandscapeCacheExpiryPeriod = 5\n");
-    EXPECT_THAT(Explain_Url(m_Url).err, HasSubstr(file + ": line 1: the section has no ']' at its end\n  Next: "));
+    for (const Words& arguments : {Words{"explain", m_Url}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
+        EXPECT_THAT(Run_On_Cache(arguments).err,
+                    HasSubstr(file + ": line 1: the section has no ']' at its end\n  Next: "));
+    }
 }
 
 TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
     const std::string number = ": not a number from ";
+    const fs::path open_file = m_Folder / "password";
+    Write_File(open_file, "");
+    fs::permissions(open_file, fs::perms(0644));
     const std::pair<std::string, std::string> lines[] = {
         {"LandscapeCacheExpiryPeriode = 5", "LandscapeCacheExpiryPeriode is unknown; did you mean "
                                             "LandscapeCacheExpiryPeriod?"},
@@ -317,7 +324,11 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
         {"[Shares]\nPort = 0", "[Shares] Port = 0" + number + "1 to 65535"},
         {"[Shares]\nColour = blue", "Colour is unknown"},
         {"[Shares]\nsigning = on", "[Shares] signing = on: not \"required\""},
-        {"[Shares]\nPasswordFile = /missing", "[Shares] PasswordFile = /missing: no such file"}};
+        {"[Shares]\nPasswordFile = /missing", "[Shares] PasswordFile = /missing: No such file or directory"},
+        {"[Shares]\nPasswordFile = " + open_file.string(),
+         "[Shares] PasswordFile = " + open_file.string() + ": open to others; chmod 600 closes it"},
+        {"[Software/QEL/QELLogon/Options]", "[Software/QEL/QELLogon/Options] is an unknown section; did you mean "
+                                            "[Software\\QEL\\QELLogon\\Options]?"}};
     for (const auto& [text, fault] : lines) {
         Configure(text + "\n");
         const std::string expected =
@@ -325,6 +336,14 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
             (text.starts_with("[Shares]") ? "3: " : "2: ") + fault + "\n";
         EXPECT_EQ(Explain_Url(m_Url).err, expected);
     }
+    Write_File(m_Configuration, "Colour = blue\nLandscapeCacheExpiryPeriod = 60\nPort = 1\n");
+    EXPECT_THAT(
+        Explain_Url(m_Url).err,
+        AllOf(EndsWith(", line 2: LandscapeCacheExpiryPeriod stands in no section; put it below "
+                       "[Software\\QEL\\QELLogon\\Options]\nqelfilecache: warning: the configuration has a "
+                       "fault: " +
+                       m_Configuration.string() + ", line 3: Port stands in no section; put it below [Shares]\n"),
+              Not(HasSubstr("Colour"))));
     Configure("CertErrorHandlingMode = 1\ncerterrorhandlingmode = 1\n");
     const std::string twice = "line 3: certerrorhandlingmode = 1: given twice; the first value is used\n";
     for (const Words& arguments : {Words{"list"}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
@@ -336,12 +355,26 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
 }
 
 TEST_F(Explain, SaysWhichValueOfTheSharesIsWrong) {
-    Write_File(m_Configuration, "[Shares]\nPort = x\n");
-    const Tool_Result result = Check_Url("\\\\server\\share\\a.xml");
-    const std::string cause = "the configuration is not valid: " + m_Configuration.string() +
-                              ", line 2: [Shares] Port = x: not a number from 1 to 65535";
-    EXPECT_THAT(result.out, HasSubstr("Error 1610: T" + cause.substr(1) + ". Correct it."));
-    EXPECT_THAT(Verdict(result), HasSubstr(cause + " (error 1610)"));
+    const fs::path password = m_Folder / "password";
+    Write_File(password, "");
+    fs::permissions(password, fs::perms(0644));
+    const std::tuple<std::string, int, std::string> configurations[] = {
+        {"[Shares]\nport = x\n", 2, "port = x: not a number from 1 to 65535"},
+        {"[Share]\nPort = 1\n[Shares]\nPort = 2\nPort = 3\nTimeout = 0\n", 6,
+         "Timeout = 0: not a number from 1 to 3600"},
+        {"[Shares]\nPasswordFile = " + password.string() + "\n", 2,
+         "PasswordFile = " + password.string() + ": open to others; chmod 600 closes it"}};
+    for (const auto& [text, line, fault] : configurations) {
+        Write_File(m_Configuration, text);
+        const Tool_Result result = Check_Url("\\\\server\\share\\a.xml");
+        const std::string cause = "the configuration is not valid: " + m_Configuration.string() + ", line " +
+                                  std::to_string(line) + ": [Shares] " + fault;
+        EXPECT_THAT(result.out, HasSubstr("Error 1610: T" + cause.substr(1) + ". Correct it."));
+        EXPECT_THAT(Verdict(result), HasSubstr(cause + " (error 1610)"));
+        EXPECT_THAT(Run_On_Cache({"get", "\\\\server\\share\\a.xml"}).err,
+                    AllOf(HasSubstr("from the share: the configuration is not valid: [Shares] "),
+                          HasSubstr(fault.substr(1) + " (error 1610)\n  Next: correct it.")));
+    }
 }
 
 TEST_F(Explain, NamesTheCacheAndItsUserWhereItFindsNothing) {

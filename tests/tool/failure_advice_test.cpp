@@ -89,6 +89,8 @@ const Expected_Advice Advices[] = {
      "the proxy 10.0.0.1:3128 (http_proxy) requires a login (status 407)\n  Next: have the proxy"},
     {"ProxyDown", Through_A_Proxy({0, 12029, ""}),
      "the proxy 10.0.0.1:3128 (http_proxy) cannot be connected to (error 12029)\n  Next: check that it runs"},
+    {"ProxyOrServerSilent", Through_A_Proxy({0, 12002, ""}),
+     "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, did not respond in time (error 12002)\n  Next: "},
     {"ServerDownBehindAProxy", Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
      "the server h cannot be connected to (error 12029)\n  Next: look."},
     {"CopyNotKept", Of_The_Web(2, {200, 0, ""}),
@@ -142,6 +144,14 @@ INSTANTIATE_TEST_SUITE_P(Table, Failure_Advice, ValuesIn(Advices),
 TEST(Failure_Advice_Of_A_Share, ShowsHowItIsWritten) {
     EXPECT_THAT(Explain_Failure(Unserved("//server/share/file")),
                 HasSubstr("write a share with backslashes: \\\\server\\share\\file"));
+}
+
+TEST(Failure_Advice_Of_A_Share, NamesTheUserAndThePasswordThatAreRefused) {
+    Request_Outcome outcome = Of_The_Share(2);
+    outcome.last = {0, 1326, ""};
+    EXPECT_THAT(Explain_Failure(outcome), HasSubstr("the server refuses the user or the password (error 1326)\n  Next: "
+                                                    "check the user and the password for the share: those of this "
+                                                    "user, or of [Shares] in qel.ini."));
 }
 
 TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {

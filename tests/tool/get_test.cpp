@@ -84,6 +84,12 @@ TEST_F(Get, SaysOnATerminalWhomItWaitsFor) {
         Set_Expiry_Period(0);
         EXPECT_THAT(Run_Tool(run).out, HasSubstr(note));
     }
+    Tool_Run through_proxy = A_Run_On_Cache({"get", "http://behind.test/x"});
+    const std::string proxy = "127.0.0.1:" + std::to_string(slow.Port());
+    through_proxy.environment["http_proxy"] = proxy;
+    through_proxy.terminal_columns = 200;
+    EXPECT_THAT(Run_Tool(through_proxy).out,
+                HasSubstr("waiting for 'http://behind.test', through the proxy " + proxy + " (http_proxy) ..."));
     Tool_Run quick = A_Run_On_Cache({"get", m_Url});
     quick.terminal_columns = 200;
     EXPECT_THAT(Run_Tool(quick).out, Not(HasSubstr("waiting")));

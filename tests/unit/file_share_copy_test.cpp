@@ -224,6 +224,18 @@ TEST_F(File_Share_Copy, SaysWhyTheServerWasNotAsked) {
                                                  "\nDescription: The server was last tried at noon.\n");
 }
 
+TEST_F(File_Share_Copy, HandsOutWhatTheConfigurationRefusesAndRecordsItsNumberAlone) {
+    os->on_copy_file = [](const std::string&, const std::string&, int) {
+        QEL::FrontEnd::Util::Unasked_Share_Server::Refuse("It is not valid: Timeout. Correct it.");
+        return 0;
+    };
+    g_services.last_error = 1610;
+    EXPECT_EQ(Fetch(), "");
+    Expect_Last_Records(s_copy_failed + "1610." + s_copy_returned);
+    EXPECT_EQ(cache.m_Additional_Error_Info, "");
+    EXPECT_EQ(QEL::FrontEnd::FileCache::Get_Last_Request_Info().text, "It is not valid: Timeout. Correct it.");
+}
+
 TEST_F(File_Share_Copy, NeverFetchesTheFileThatIsNamedBeforeANul) {
     os->on_copy_file = [](const std::string&, const std::string&, int) { return 1; };
     const std::string nul(1, '\0');

@@ -214,10 +214,14 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
     std::string said = Util::Printable(std::string(Util::Trim_End(text, " \r\n")));
     constexpr std::uint32_t name_not_resolved = 12007;
     constexpr std::uint32_t cannot_connect = 12029;
+    constexpr std::uint32_t timed_out = 12002;
+    constexpr std::uint32_t ended = 12030;
+    const bool is_proxys = error == name_not_resolved || error == cannot_connect; // it makes all further connections
     // Where a sentence follows the first one, the text has a remedy: it is this project's own, as on Linux.
     auto cause_end = said.find(". ");
-    if (cause_end == std::string::npos && has_proxy && (error == name_not_resolved || error == cannot_connect)) {
-        said = Util::Sentences_On_Error(error, "proxy " + proxy->value, {}); // it makes all further connections
+    if (cause_end == std::string::npos && has_proxy && (is_proxys || error == timed_out || error == ended)) {
+        said = Util::Sentences_On_Error(error,
+                                        "proxy " + proxy->value + (is_proxys ? "" : ", or the server behind it,"), {});
         cause_end = said.find(". ");
     }
     if (cause_end == std::string::npos) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/qelfilecache/Request_Outcome.h"
 #include "tools/qelfilecache/host.h"
 #include "tools/qelfilecache/output.h"
 #include "util/Non_Copyable.h"
@@ -18,7 +19,11 @@ class Waiting_Note : private Util::Non_Copyable {
 public:
     explicit Waiting_Note(const std::string& request) {
         if (Host::Terminal_Width(stderr)) {
-            m_Thread = std::thread([this, server = Server_Of(request)] { Wait(server); });
+            const auto proxy = FileCache::Cache_Inspection::Proxy_For(request);
+            m_Thread = std::thread([this, whom = Quoted(Server_Of(request)) +
+                                                 (!proxy || proxy->value.empty()
+                                                      ? std::string()
+                                                      : ", through the " + Proxy_Text(*proxy))] { Wait(whom); });
         }
     }
     ~Waiting_Note() {
@@ -39,10 +44,10 @@ private:
         return request.substr(0, request.find_first_of("/\\?#", begin));
     }
 
-    void Wait(const std::string& server) {
+    void Wait(const std::string& whom) {
         std::unique_lock lock(m_Mutex);
         if (!m_Done.wait_for(lock, std::chrono::seconds(1), [this] { return m_Is_Done; })) {
-            Write_Message("waiting for " + Quoted(server) + " ...");
+            Write_Message("waiting for " + whom + " ...");
         }
     }
 

@@ -212,6 +212,10 @@ void Warn_Of_Configuration() {
     for (const std::string& fault : FileCache::Cache_Inspection::Configuration_Faults()) {
         Write_Message("warning: the configuration has a fault: " + Util::Printable(fault));
     }
+    if (const std::string problem = FileCache::Cache_Inspection::Configuration_Problem(); !problem.empty()) {
+        Write_Message("warning: a part of the configuration cannot be used and is ignored: " +
+                      Util::Printable(problem) + "\n  Next: correct that file or its permissions.");
+    }
 }
 
 std::string Name_Of_Cache(const fs::path& directory) {
@@ -256,10 +260,6 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
         Write_Message("warning: the metadata file " + Quoted_Path(list) + fault);
     }
     Warn_Of_Configuration();
-    if (const std::string problem = opened.cache->Configuration_Problem(); !problem.empty()) {
-        Write_Message("warning: a part of the configuration cannot be used and is ignored: " +
-                      Util::Printable(problem) + "\n  Next: correct that file or its permissions.");
-    }
     return opened;
 }
 

@@ -94,6 +94,10 @@ std::string Proxy_For(const Http_Url& url) {
     return Find(url).text;
 }
 
+std::string Proxy_Variable(const Http_Url& url) {
+    return Find(url).place;
+}
+
 std::string Host_And_Port(std::string_view proxy) {
     const auto scheme = proxy.find("://");
     proxy.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);

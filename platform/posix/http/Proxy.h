@@ -11,6 +11,9 @@ namespace QEL::FrontEnd::Platform {
 /// there is none or no_proxy exempts the server. By libcurl's rules, which does not say which proxy it would take.
 std::string Proxy_For(const Http_Url& url);
 
+/// The variable that names it.
+std::string Proxy_Variable(const Http_Url& url);
+
 /// A proxy as a message may show it, such as "proxy:3128": its variable may hold user and password.
 std::string Host_And_Port(std::string_view proxy);
 

@@ -85,13 +85,20 @@ std::string Proxy_Name(std::string_view proxy) {
     return "proxy " + Host_And_Port(proxy);
 }
 
-/// Who failed, in the texts: up to the connection that is the proxy, where there is one.
+/// Who failed, in the texts. Up to the connection that is the proxy, where there is one; a connection that ends or
+/// stays silent later leaves open which of the two it was.
 std::string Subject(const Http_Url& url, const Connection& connection, CURLcode result, Exchange_Step step) {
     const auto proxy = Proxy_For(url);
     const bool is_proxys = connection.Tls().is_in_proxys_handshake || result == CURLE_COULDNT_RESOLVE_PROXY ||
                            result == CURLE_COULDNT_CONNECT || result == CURLE_PROXY ||
                            (result == CURLE_OPERATION_TIMEDOUT && step <= Exchange_Step::Connection);
-    return is_proxys && !proxy.empty() ? Proxy_Name(proxy) : "server " + url.Server();
+    const bool may_be_proxys = result == CURLE_OPERATION_TIMEDOUT || result == CURLE_GOT_NOTHING ||
+                               result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR || result == CURLE_PARTIAL_FILE;
+    const std::string server = "server " + url.Server();
+    if (proxy.empty() || (!is_proxys && !may_be_proxys)) {
+        return server;
+    }
+    return Proxy_Name(proxy) + (is_proxys ? "" : ", or the " + server + " behind it,");
 }
 
 } // namespace
@@ -131,6 +138,11 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
         result = CURLE_WEIRD_SERVER_REPLY;
     }
     const auto& failure = Find(curl_failures, result);
+    if (message.starts_with("Unsupported proxy")) { // it may show the password
+        return {failure.error, "The variable " + Proxy_Variable(url) +
+                                   " names no valid proxy. Write http://server:port, and in a user or password a blank "
+                                   "as %20, '#' as %23, '/' as %2F."};
+    }
     std::string detail = failure.detail;
     std::uint32_t error = failure.error;
     // The system mostly has a cause for these.

@@ -7,6 +7,7 @@
 #include "platform/posix/system/Copy_Limits.h"
 #include "platform/posix/system/Local_File.h"
 #include "platform/posix/system/Win32_Error.h"
+#include "util/Error_Meaning.h"
 #include "util/Standard_Error.h"
 
 #include <cerrno>
@@ -126,6 +127,7 @@ std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t by
     std::string refusal;
     if (!Read_Share_Settings(share_path->server, settings, refusal)) {
         Complain(refusal);
+        Util::Unasked_Share_Server::Refuse(Util::Sentences_On_Error(Error_Bad_Configuration, {}, ": " + refusal));
         return Error_Bad_Configuration;
     }
     request->operation = operation;

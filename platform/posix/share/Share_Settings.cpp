@@ -79,37 +79,37 @@ const char* Objection(const struct stat& status) {
     return (status.st_mode & Rights_Of_Others) != 0 ? "open to others; chmod 600 closes it" : nullptr;
 }
 
-bool Read_Password(const std::string& path, std::string& password, std::string& refusal) {
-    const auto refuse = [&](const char* reason) {
-        refusal = "[Shares] PasswordFile = " + path + ": " + reason;
-        return false;
-    };
+/// Reads the password.
+/// @return why that must not or cannot be; empty on success.
+std::string Read_Password(const std::string& path, std::string& password) {
     if (!path.starts_with('/')) {
-        return refuse("not an absolute path");
+        return "not an absolute path";
     }
     // The open file is judged, not its name: what is read is what was judged. A pipe does not block.
     const File_Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (!file) {
-        return refuse(std::strerror(errno));
-    }
     struct stat status {};
-    if (::fstat(file.Get(), &status) != 0) {
-        return refuse(std::strerror(errno));
+    if (!file || ::fstat(file.Get(), &status) != 0) {
+        return std::strerror(errno);
     }
     if (const char* const objection = Objection(status)) {
-        return refuse(objection);
+        return objection;
     }
     char text[Agent_Protocol::Max_Name + 2];
     const ssize_t size = ::read(file.Get(), text, sizeof text);
     if (size < 0) {
-        return refuse(std::strerror(errno));
+        return std::strerror(errno);
     }
     password.assign(text, static_cast<std::size_t>(size));
     password.erase(std::min(password.find_first_of("\r\n"), password.size()));
-    return password.size() < Agent_Protocol::Max_Name || refuse("its first line is too long");
+    return password.size() < Agent_Protocol::Max_Name ? "" : "its first line is too long";
 }
 
 } // namespace
+
+std::string Objection_To_Password_File(const std::string& path) {
+    std::string password;
+    return Read_Password(path, password);
+}
 
 bool Read_Share_Settings(const std::string& server, Share_Settings& settings, std::string& refusal) {
     Share_Settings read;
@@ -130,8 +130,11 @@ bool Read_Share_Settings(const std::string& server, Share_Settings& settings, st
     read.timeout_ms = timeout_s * 1000;
     if (!is_trusted) {
         read.user.clear();
-    } else if (const auto path = Text_Of("PasswordFile"); path && !Read_Password(*path, read.password, refusal)) {
-        return false;
+    } else if (const auto path = Text_Of("PasswordFile")) {
+        if (const std::string objection = Read_Password(*path, read.password); !objection.empty()) {
+            refusal = "[Shares] PasswordFile = " + *path + ": " + objection;
+            return false;
+        }
     }
     settings = std::move(read);
     return true;

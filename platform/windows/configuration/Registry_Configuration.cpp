@@ -225,6 +225,10 @@ public:
 
 } // namespace
 
+std::string Objection_To_Password_File(const std::string&) {
+    return {}; // the system logs on to shares
+}
+
 Configuration& Configuration::System() {
     static auto& s_configuration = *new Registry_Configuration; // threads may request to the end
     return s_configuration;

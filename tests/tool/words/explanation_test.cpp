@@ -308,6 +308,15 @@ TEST(Explanation, OfAShareSaysTheTimeOfTheFile) {
                           "found or does not respond (error 53); when that fails as well, the copy"));
 }
 
+TEST(Explanation, OfAShareServesTheCopyOfAnUnchangedFileThatCannotBeRead) {
+    auto explained = A_Request(An_Entry(false), A_Failure(5, Second_Attempt::Not_Needed));
+    explained.request.kind = Kind::Share;
+    explained.remote->unchanged = true;
+    EXPECT_EQ(Explain(explained).expected, Outcome::Unchanged);
+    EXPECT_EQ(Explain(explained).verdict, "would be served from the copy: the time of change is the same; but the file "
+                                          "itself cannot be read: access is denied (error 5).");
+}
+
 TEST(Explanation, KnowsAPageInPlaceOfAnXmlFileWhateverTheLetterCase) {
     auto explained = A_Request({}, A_Response(200, "stamp"));
     explained.request.normalised = "https://server/A.XML?x=1";

@@ -362,7 +362,8 @@ std::string Repetition_Step(const Explained_Request& explained) {
                        (addresses == 0 ? "" : " and at " + std::to_string(addresses) + " addresses of its name");
     const std::string not_asked = silent_addresses + (explained.not_asked.empty() ? "" : " " + explained.not_asked);
     if (Difference_Between_Responses(explained) == Difference::None) {
-        return step + ", the server says the same each time." + not_asked;
+        const bool is_proxys = explained.remote->status == Util::Proxy_Login_Required && explained.proxy;
+        return step + (is_proxys ? ", the proxy" : ", the server") + " says the same each time." + not_asked;
     }
     step += ", the server does not say the same each time: ";
     for (const auto& [said, where] : responses) {
@@ -410,10 +411,13 @@ Advice Advice_On(const Explained_Request& explained) {
     }
     Advice advice = Advice_On_Error(response.error, response.error_text, explained.proxy);
     Add_Hint_On_Address(explained.request.request, response.error, advice);
-    constexpr std::uint32_t bad_configuration = 1610;
+    const auto begin = advice.cause.find("[Shares]");
+    const std::string refusal = begin == std::string::npos ? "\n" : advice.cause.substr(begin);
     for (const std::string& fault : explained.faults) {
-        if (response.error == bad_configuration && fault.find("[Shares]") != std::string::npos) {
-            advice.cause += ": " + Util::Printable(fault);
+        const std::string shown = Util::Printable(fault);
+        const auto rest = shown.size() - std::min(shown.size(), refusal.size());
+        if (Util::Equals_Ignoring_Case(std::string_view(shown).substr(rest), refusal)) {
+            advice.cause.replace(begin, std::string::npos, shown); // the same with its place
             break;
         }
     }

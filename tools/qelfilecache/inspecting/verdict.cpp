@@ -67,6 +67,10 @@ std::string Stale_Verdict(const Explained_Request& explained) {
         return "would make the cache ask " + other_side + "; if that and " + A_Download(explained) + " fail, " + copy +
                " is served.";
     }
+    if (explained.remote->unchanged && !explained.remote->answered) { // of a share
+        return "would be served from the copy: " + explained.What_Is_The_Same() +
+               "; but the file itself cannot be read: " + Why_Not(explained) + ".";
+    }
     if (!explained.remote->answered) {
         return "would make the cache try " + A_Download(explained) +
                " next, as the check failed: " + Why_Not(explained) + "; when that fails as well, " + copy +
