@@ -213,11 +213,12 @@ TEST(Connections, AreClosedAfterTwoIdleMinutes) {
 
 /// Whatever the host writes there later would reach the server.
 TEST(Connections, DoNotTakeThePlaceOfAClosedStandardError) {
-    EXPECT_EQ(Child_Process([] {
-                  const Web_Server server(Serve_All);
+    const Nginx_Server server(std::vector<Nginx_Site>(1));
+    server.Write("file", "abc");
+    EXPECT_EQ(Child_Process([&] {
                   ::close(STDERR_FILENO);
                   struct stat status {};
-                  return Get(server.Url()).status == 200 && ::fstat(STDERR_FILENO, &status) == 0 &&
+                  return Get(server.Url("/file")).status == 200 && ::fstat(STDERR_FILENO, &status) == 0 &&
                                  S_ISCHR(status.st_mode)
                              ? 0
                              : 1;
