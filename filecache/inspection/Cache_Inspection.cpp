@@ -134,8 +134,12 @@ std::vector<Inspected_Setting> Cache_Inspection::Settings() const {
     return settings;
 }
 
-std::string Cache_Inspection::Configuration_Problem() {
+std::string Cache_Inspection::Unusable_Configuration() {
     return Util::Configuration_Problem();
+}
+
+std::string Cache_Inspection::Configuration_Problem() const {
+    return Unusable_Configuration();
 }
 
 std::vector<std::string> Cache_Inspection::Configuration_Faults() {

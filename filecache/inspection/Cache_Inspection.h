@@ -128,7 +128,10 @@ public:
     std::vector<Inspected_Setting> Settings() const;
 
     /// The places of the configuration that cannot be used, and why; empty when there are none.
-    static std::string Configuration_Problem();
+    static std::string Unusable_Configuration();
+
+    /// The same.
+    std::string Configuration_Problem() const;
 
     /// Faults of the configuration, one sentence each: unknown names that resemble one of the cache's,
     /// values out of range, missing directories, repeated keys.

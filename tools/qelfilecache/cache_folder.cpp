@@ -212,7 +212,7 @@ void Warn_Of_Configuration() {
     for (const std::string& fault : FileCache::Cache_Inspection::Configuration_Faults()) {
         Write_Message("warning: the configuration has a fault: " + Util::Printable(fault));
     }
-    if (const std::string problem = FileCache::Cache_Inspection::Configuration_Problem(); !problem.empty()) {
+    if (const std::string problem = FileCache::Cache_Inspection::Unusable_Configuration(); !problem.empty()) {
         Write_Message("warning: a part of the configuration cannot be used and is ignored: " +
                       Util::Printable(problem) + "\n  Next: correct that file or its permissions.");
     }
