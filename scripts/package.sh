@@ -22,6 +22,8 @@ build_for_windows() {
     cmake --build --preset "$1" --target qelfilecache_tool
 }
 
+version() { sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
+
 # make_msi VERSION
 make_msi() {
     local work=build/windows/msi file=$packages/qelfilecache-$1-win64.msi
@@ -37,7 +39,16 @@ make_msi() {
     (cd "$work/files" && find . -type f | sort) |
         wixl-heat --directory-ref INSTALLDIR --component-group Files --var var.FILES --prefix ./ --win64 >"$work/files.wxs"
     wixl --arch x64 -D Win64=yes -D VERSION="$1" -D FILES="$work/files" -o "$file" packaging/windows/qelfilecache.wxs "$work/files.wxs"
-    local program folder
+    # As unversioned files they would give way to an older installation's, which is removed afterwards.
+    local file_of program folder
+    for file_of in dll exe; do
+        program=$(sed -n "s/.*<File Id=\"\([^\"]*\)\".*bin\/qelfilecache.$file_of\".*/\1/p" "$work/files.wxs")
+        msibuild "$file" -q "UPDATE \`File\` SET \`Version\`='$(version).0', \`Language\`='1033' WHERE \`File\`='$program'" \
+            "DELETE FROM \`MsiFileHash\` WHERE \`File_\`='$program'"
+    done
+    # It replaces a package of the same version, too (512).
+    msiinfo export "$file" Upgrade | sed 's/1\(\t\tWIX_UPGRADE_DETECTED\)/513\1/' >"$work/tables/Upgrade.idt"
+    msibuild "$file" -i "$work/tables/Upgrade.idt"
     program=$(grep -B 1 'bin/qelfilecache.exe' "$work/files.wxs" | sed -n 's/.*<Component .* Id="\([^"]*\)".*/\1/p')
     folder=$(sed -n 's/.*<Directory Id="\([^"]*\)" Name="bin".*/\1/p' "$work/files.wxs")
     # Set and removed with the program, for the machine, behind what is there.
@@ -69,7 +80,7 @@ for platform in "$@"; do
     msi)
         scripts/setup.sh windows msi
         build_for_windows windows
-        make_msi "${QEL_MSI_VERSION:-$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)}"
+        make_msi "${QEL_MSI_VERSION:-$(version)}"
         ;;
     *)
         echo "package.sh: unknown platform '$platform'; known are linux, windows, windows32 and msi." >&2

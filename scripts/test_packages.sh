@@ -266,18 +266,20 @@ test_msi() {
     local environment='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
     programs=$work/wine/drive_c/"Program Files"/"QEL File Cache"
     version=$(basename build/packages/qelfilecache-*-win64.msi)
+    [ "$(msiinfo export "build/packages/$version" File | grep -cE 'qelfilecache\.(dll|exe).*[0-9]+(\.[0-9]+){3}')" = 2 ] ||
+        fail "the files have no versions"
     mv build/packages/"$version" "$work/new.msi"
     QEL_MSI_VERSION=0.9.0 scripts/package.sh msi >/dev/null
     mv build/packages/qelfilecache-0.9.0-win64.msi "$work/old.msi"
-    mv "$work/new.msi" build/packages/"$version"
+    scripts/package.sh msi >/dev/null
     # Wine leaves the separator of an entry that it removes.
     entries() { "$wine" reg query "$environment" /v PATH | sed -n 's/.*REG_EXPAND_SZ *//p' | tr ';' '\n' | tr -d '\r' | sed '/^$/d'; }
     installed() { "$wine" reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall' /s | tr -d '\r' | grep -A 30 -F 'QEL File Cache' || true; }
 
-    say "quiet installation of an older version, and of this one over it"
+    say "quiet installation of an older version, of this one over it, and of another package of this version"
     entries >"$work/path-before"
     local package
-    for package in "$work/old.msi" "$root/build/packages/$version"; do
+    for package in "$work/old.msi" "$work/new.msi" "$root/build/packages/$version"; do
         cp "$package" "$work/package.msi"
         "$wine" msiexec /i "Z:$work/package.msi" /qn || fail "msiexec /i ends with $?"
         [ -f "$programs/bin/qelfilecache.exe" ] || fail "no program"

@@ -13,7 +13,7 @@ from xml.sax.saxutils import escape
 KEY = r"Software\QEL\QELLogon\Options"
 NAMESPACE = "http://schemas.microsoft.com/GroupPolicy/2006/07/PolicyDefinitions"
 CATEGORY = "QEL File Cache"
-ALL_VALUES = f"""A change takes effect with the next request.
+ALL_VALUES = f"""A change takes effect with the next request, unless the text above says otherwise.
 
 The value is written to {KEY}, where users and programs write it, too. A user's own value overrides the machine's, also \
 where this policy has set the machine's, and users can change theirs at any time.
@@ -37,7 +37,8 @@ def policies(page):
     """Each value's element, box, explanation and texts of its choices."""
     modes = rows(page, "mode")
     for value, written, meaning, missing in rows(page, "value"):
-        explanation = [sentence(meaning), "Missing or not valid: " + missing + "."]
+        absent = "Missing or not a number: " if written.startswith("number") else "Missing: "
+        explanation = [sentence(meaning), absent + missing + "."]
         head, label, choices = f'id="{value}" valueName="{value}"', escape(written), {}
         if numbers := re.fullmatch(r"number, (\d+) to (\d+)", written):
             element = f'<decimal {head} required="true" minValue="{numbers[1]}" maxValue="{numbers[2]}"/>'

@@ -1,5 +1,5 @@
-# Completion of qelfilecache for PowerShell: commands, options and their values, and behind "get" and "explain" the
-# addresses that the cache holds. Where it offers nothing, PowerShell offers files. To have it in every session, call this
+# Completion of qelfilecache for PowerShell: commands, options and their values, and after "get", "explain" and "clear"
+# the addresses that the cache holds. Where it offers nothing, PowerShell offers files. To have it in every session, call this
 # file in the profile: . C:\qelfilecache\share\qelfilecache\qelfilecache.ps1
 Register-ArgumentCompleter -Native -CommandName 'qelfilecache', 'qelfilecache.exe' -ScriptBlock {
     param($wordToComplete, $commandAst, $cursorPosition)
