@@ -81,8 +81,9 @@ class Policies(unittest.TestCase):
         with tempfile.TemporaryDirectory() as cache:
             said = subprocess.run([WINE_RUNNER, PROGRAM, "--cache-dir", "Z:" + cache.replace("/", "\\"), "explain", "--json",
                                    "http://127.0.0.1:1/x"], check=False, capture_output=True, text=True,
-                                  env=dict(os.environ, QEL_TEST_PLACE=r"D:\place")).stdout
-        settings = json.loads(said)[0]["settings"]
+                                  env=dict(os.environ, QEL_TEST_PLACE=r"D:\place"))
+        self.warnings = said.stderr
+        settings = json.loads(said.stdout)[0]["settings"]
         self.sources = {setting["name"]: setting["source"] or "" for setting in settings}
         return {setting["name"]: (setting["value"], self.sources[setting["name"]].partition("\\")[0]) for setting in settings}
 
@@ -138,6 +139,11 @@ class Policies(unittest.TestCase):
         self.configure({"machine": {name: 8}})
         self.assertEqual(self.settings()[name], ("8", ROOTS["machine"]))
         self.assertNotIn("view", self.sources[name])
+        self.configure({})
+        registry("add", rf"HKLM\{KEY}", "/v", name, "/t", "REG_SZ", "/d", "soon")
+        self.settings()
+        self.assertEqual(self.warnings.count(name), 1, self.warnings)  # that of 32 bit is well
+        self.assertIn("soon", self.warnings)
 
     def test_offer_the_modes_of_the_program(self):
         with open(os.path.join(os.path.dirname(__file__), "..", "..", "util", "Cert_Error_Handling.h"), encoding="utf-8") as file:

@@ -97,6 +97,18 @@ std::optional<std::uint32_t> Parse_Integer(std::string_view text) {
     return is_number ? Low_32_Bits(number) : std::nullopt;
 }
 
+std::optional<std::uint32_t> Integer_Of(const Registry_Value& value) {
+    if (value.type == REG_SZ) {
+        return Parse_Integer(Up_To_First_Zero(value.data));
+    }
+    std::uint32_t number = 0;
+    if (value.type != REG_DWORD || value.data.size() != sizeof(number)) {
+        return std::nullopt;
+    }
+    std::memcpy(&number, value.data.data(), sizeof(number));
+    return number;
+}
+
 /// The names of the keys below a key.
 std::vector<std::string> Keys_Below(const Place& place, const std::string& path) {
     Registry_Key key;
@@ -168,18 +180,7 @@ public:
 
     std::optional<std::uint32_t> Read_Integer(Configuration_Scope scope, const char* key, const char* value) override {
         const auto read = Read_Value(scope, key, value);
-        if (!read) {
-            return std::nullopt;
-        }
-        if (read->type == REG_SZ) {
-            return Parse_Integer(Up_To_First_Zero(read->data));
-        }
-        std::uint32_t number = 0;
-        if (read->type != REG_DWORD || read->data.size() != sizeof(number)) {
-            return std::nullopt;
-        }
-        std::memcpy(&number, read->data.data(), sizeof(number));
-        return number;
+        return read ? Integer_Of(*read) : std::nullopt;
     }
 
     std::optional<std::string> Find_Place(Configuration_Scope scope, const char* key, const char* value) override {
@@ -207,13 +208,15 @@ public:
                  ++index, size = longest_name) {
                 const std::string value = name.substr(0, size);
                 const auto read = Read_Value(place.root, place.view, Options_Key, value.c_str());
-                const auto number = Read_Integer(place.scope, Options_Key, value.c_str());
+                std::optional<std::int64_t> number;
+                if (read) {
+                    number = Integer_Of(*read);
+                }
                 const bool is_text = read && (read->type == REG_SZ || read->type == REG_EXPAND_SZ);
                 const auto text = is_text  ? Expand_Environment(Up_To_First_Zero(read->data))
                                   : number ? std::to_string(*number)
                                            : std::string("(of another type)");
-                items.push_back({shown, shown, Options_Key, value, text,
-                                 number ? std::optional<std::int64_t>(*number) : std::nullopt});
+                items.push_back({shown, shown, Options_Key, value, text, number});
             }
         }
         return items;
