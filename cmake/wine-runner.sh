@@ -41,8 +41,8 @@ if [ ! -e "$ready" ] || ! "$wineserver" -k0 >/dev/null 2>&1; then
         touch "$ready"
     fi
     # Long enough for the pauses between programs of a test run: one that starts while the server ends may hang.
-    "$wineserver" -p60 9>&- </dev/null >/dev/null 2>&1
-    "$wine" wineboot </dev/null >/dev/null 2>&1 9>&-
+    "$wineserver" -p60 9>&- </dev/null >/dev/null 2>&1 || echo "wine-runner.sh: wineserver ended with $?" >&2
+    "$wine" wineboot </dev/null >/dev/null 2>&1 9>&- || echo "wine-runner.sh: wineboot ended with $?" >&2
 fi
 exec 9>&-
 
