@@ -25,7 +25,7 @@ msi_packages=(msitools wixl)
 demo_packages=(python3 samba)
 test_packages=(
     abigail-tools
-    clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev libmagic-dev
+    clang clang-format clang-tidy gcovr googletest libbenchmark-dev libclang-rt-dev libgmock-dev libgtest-dev
     chromium curl groff-base iproute2 nginx-light openssl smbclient strace valgrind
     apache2-bin doxygen lintian rsync yamllint
     lld wine64

@@ -212,9 +212,6 @@ test_linux() {
     cat "$work/with-agent" "$work/without-agent"
     grep -q qel_share_agent "$work/without-agent" || fail "a missing agent is not noticed"
     ! grep -q qel_share_agent "$work/with-agent" || fail "the agent beside the library is not found"
-
-    say "another language"
-    python3 tests/platform/interface/ctypes_test.py "$library"
     unset LD_LIBRARY_PATH
 }
 

@@ -15,7 +15,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=build/linux
 logs=build/valgrind
 all=(unit_filecache unit_unnamed_copy unit_util unit_c_interface unit_trace unit_trace_process_start
-    mime_library mime_cached_file_names
+    mime_library
     platform_contract platform_posix platform_trace_lock
     tool_words tool_trace_reading)
 # It lets a process run out of descriptors. Valgrind watches over their limit in the system's place, and

@@ -16,8 +16,9 @@
 #include "util/Path_Separator.h"
 #include "util/Process.h"
 #include "util/Registry.h"
-#include "util/System_Mutex.h"
+#include "util/Standard_Error.h"
 #include "util/Trace_Directory.h"
+#include "util/Trace_File.h"
 
 Scripted_Services g_services;
 
@@ -54,19 +55,22 @@ std::uint32_t Get_Last_Error() {
 }
 
 int Process_Id() {
-    return 4711;
+    return g_services.process_id;
 }
 int Thread_Id() {
     return 17;
 }
 std::string Program_Path() {
-    return "test";
+    return g_services.program_path;
 }
 std::shared_ptr<void> Hold_Length_Signal() {
-    return nullptr;
+    return g_services.length_signal;
 }
 std::tm Local_Time() {
-    return {};
+    return g_services.local_time ? g_services.local_time() : std::tm{};
+}
+std::FILE* Standard_Error() {
+    return stderr;
 }
 
 int Compare_Ignoring_Case(const std::string& left, const std::string& right) {
@@ -239,11 +243,17 @@ std::string_view HttpClient::GetResponseBody() const {
 
 namespace Tracing {
 
+std::FILE* Open_Trace_File(const std::string& path) {
+    return std::fopen(path.c_str(), "w");
+}
+
 void InitBuffer(Directory_Buffer& buffer) {
+    g_services.directory_calls.emplace_back("InitBuffer");
     buffer.fill('\0');
 }
 
 int InitTraceDir(Directory_Buffer& buffer) {
+    g_services.directory_calls.emplace_back("InitTraceDir");
     g_services.trace_directory.copy(buffer.data(), buffer.size() - 1);
     return g_services.trace_directory.empty() ? 0 : 1;
 }
@@ -253,7 +263,8 @@ std::string Trace_Directory_Source() {
 }
 
 std::shared_ptr<System_Mutex> System_Mutex::Open_Trace_Lock() {
-    return nullptr;
+    ++g_services.mutexes_opened;
+    return g_services.mutex;
 }
 
 } // namespace Tracing

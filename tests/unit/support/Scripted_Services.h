@@ -5,6 +5,7 @@
 #include "util/Configuration_Source.h"
 #include "util/Directory_Mark.h"
 #include "util/IRequest_Object.h"
+#include "util/System_Mutex.h"
 
 /// The services behind the product, as the unit tests link them: they work from this script and
 /// note what they were asked. The fixture starts each test with a fresh script.
@@ -13,6 +14,16 @@ struct Scripted_Services {
     using Response_Body = QEL::FrontEnd::FileCache::Response_Body;
 
     int os_created = 0; ///< operating-system services handed out by the factory
+
+    // Trace
+    int process_id = 7;
+    std::string program_path = "C:\\host\\program.exe";
+    std::function<std::tm()> local_time;                               ///< without: the beginning of time
+    std::shared_ptr<QEL::FrontEnd::Util::Tracing::System_Mutex> mutex; ///< what opening the lock gives
+    int mutexes_opened = 0;
+    std::shared_ptr<void> length_signal; ///< null: files have no limit
+    std::string trace_directory;         ///< empty: none is configured
+    std::vector<std::string> directory_calls;
 
     // Names
     std::deque<std::string> uuids; ///< handed out first; then made from a counter
@@ -55,7 +66,6 @@ struct Scripted_Services {
     std::optional<std::int32_t> largest_file_megabytes;
     std::map<std::string, std::string> configured; ///< what is written in "the place", by name
     std::string configuration_problem;
-    std::string trace_directory;
     std::optional<QEL::FrontEnd::Util::Configured_Value> proxy;
 
     // First HTTP client: one script for each object, in order of creation. The last one serves all

@@ -34,7 +34,7 @@ TEST_F(Trace_Level, NamesTheFileAfterTheProcess) {
         {9999, "qelfilecache_9999.trc"}, {12345, "qelfilecache_12345.trc"}, {2147483647, "qelfilecache_2147483647.trc"},
     };
     for (const auto& [process_id, name] : names) {
-        g_trace_services.process_id = process_id;
+        g_services.process_id = process_id;
         Set_Trace_Level(QELPCTRC_ERROR);
         Get_Tracer()->trace().Log_Error("e\n");
         EXPECT_EQ(Content(name), On_Disk(Header() + "***ERROR***: e\n")) << name;
@@ -75,7 +75,7 @@ TEST_F(Trace_Level, LetsTheOldWriterGoWithItsFileAndLock) {
 }
 
 TEST_F(Trace_Level, LeavesStandardErrorOpenWhenItServedAsTheFile) {
-    g_trace_services.trace_directory = (directory / "missing").string();
+    g_services.trace_directory = (directory / "missing").string();
     Captured_Stderr standard_error;
     Set_Trace_Level(QELPCTRC_ERROR);
     Get_Tracer()->trace().Log_Error("first\n");
@@ -87,10 +87,10 @@ TEST_F(Trace_Level, LeavesStandardErrorOpenWhenItServedAsTheFile) {
 TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAloneAndForNoWriterThatTakesNone) {
     Set_Trace_Level(QELPCTRC_OFF);
     const TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
-    EXPECT_EQ(g_trace_services.mutexes_opened, 0);
+    EXPECT_EQ(g_services.mutexes_opened, 0);
     for (int level = 1; level <= 5; ++level) {
         Set_Trace_Level(static_cast<QELPCTRC_LEVEL>(level));
-        EXPECT_EQ(g_trace_services.mutexes_opened, level);
+        EXPECT_EQ(g_services.mutexes_opened, level);
     }
     Get_Tracer()->trace().Log_Error("e\n");
     EXPECT_THAT(mutex->calls, testing::ElementsAre("Wait(60000)", "Release"));

@@ -95,7 +95,7 @@ TEST_F(Trace_Lock, ThatIsMissingIsReportedOnceAMessageAndToItsCaller) {
 }
 
 TEST_F(Trace_Lock, ThatFailsBothWaysIsReportedAroundEachMessage) {
-    g_trace_services.trace_directory = (directory / "missing").string(); // to standard error
+    g_services.trace_directory = (directory / "missing").string(); // to standard error
     mutex->wait_result = System_Mutex::Wait_Result::Timed_Out;
     mutex->release_result = false;
     mutex->last_error = 288;
@@ -104,46 +104,6 @@ TEST_F(Trace_Lock, ThatFailsBothWaysIsReportedAroundEachMessage) {
         EXPECT_EQ(Complaint_About(writer), "ERROR: QELPCTRC, MUTEX timed out\n" + header +
                                                "message\nERROR: QELPCTRC, lock reset failed (288)\n");
     }
-}
-
-/// A lock that works, within this process.
-class Process_Mutex : public System_Mutex {
-public:
-    Wait_Result Wait(std::uint32_t) override {
-        m_Mutex.lock();
-        return Wait_Result::Acquired;
-    }
-    bool Release() override {
-        m_Mutex.unlock();
-        return true;
-    }
-    std::uint32_t Last_Error() const override { return 0; }
-
-private:
-    std::mutex m_Mutex;
-};
-
-TEST_F(Trace_Lock, KeepsTheMessagesOfSeveralThreadsApart) {
-    constexpr int threads = 4;
-    constexpr int messages = 200;
-    CQelPcTrc writer("writer.trc", QELPCTRC_ADDITIONAL_DATA, CQelPcTrc::Option_System_Lock,
-                     std::make_shared<Process_Mutex>());
-    QEL::Tests::In_Threads(threads, [&writer](int thread) {
-        for (int message = 0; message < messages; ++message) {
-            writer.Log_Error("thread %d message %d\n", thread, message);
-        }
-    });
-
-    std::vector<int> next(threads, 0);
-    int lines = 0;
-    std::istringstream text(Content().substr(On_Disk(Header()).size()));
-    for (std::string line; std::getline(text, line); ++lines) {
-        int thread = 0;
-        int message = 0;
-        ASSERT_EQ(std::sscanf(line.c_str(), "***ERROR***: thread %d message %d", &thread, &message), 2) << line;
-        EXPECT_EQ(message, next[static_cast<std::size_t>(thread)]++) << "in the order of the thread";
-    }
-    EXPECT_EQ(lines, threads * messages);
 }
 
 } // namespace

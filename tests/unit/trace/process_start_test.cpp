@@ -28,9 +28,9 @@ TEST_F(Process_Start, TheFirstLookAtTheWriterMakesOneOfLevel0AndTheFirstLineAsks
     writer.Log_Additional_Data("d\n");
     EXPECT_TRUE(Is_Directory_Empty());
 
-    g_trace_services.length_signal = std::make_shared<int>();
+    g_services.length_signal = std::make_shared<int>();
     long holders = 0;
-    mutex->during_release = [&holders] { holders = g_trace_services.length_signal.use_count(); };
+    mutex->during_release = [&holders] { holders = g_services.length_signal.use_count(); };
     QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
     Get_Tracer()->trace().Log_Error("e\n");
     EXPECT_EQ(holders, 2) << "the signal is held while a line is written, where the length of files is limited";

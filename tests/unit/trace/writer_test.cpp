@@ -32,7 +32,7 @@ class Trace_Writer : public Trace_Fixture {
 protected:
     /// A clock that goes on by a second with each look.
     static void Start_Clock() {
-        g_trace_services.local_time = [second = 16]() mutable { return Time(126, 10, 16, 4, 38, second++); };
+        g_services.local_time = [second = 16]() mutable { return Time(126, 10, 16, 4, 38, second++); };
     }
     static std::tm Time(int year, int month, int day, int hour, int minute, int second) {
         std::tm time{};
@@ -65,11 +65,11 @@ TEST_F(Trace_Writer, CreatesItsFileWithTheFirstMessageThatItWrites) {
     writer.Log_Developer_Note("note\n");
     writer.Log_Additional_Data("data\n");
     EXPECT_TRUE(Is_Directory_Empty());
-    EXPECT_THAT(g_trace_services.directory_calls, IsEmpty());
+    EXPECT_THAT(g_services.directory_calls, IsEmpty());
     std::ofstream(directory / "writer.trc") << std::string(10000, 'x');
     writer.Log_Error("first\n");
     writer.Log_Error("second\n");
-    EXPECT_THAT(g_trace_services.directory_calls, ElementsAre("InitBuffer", "InitTraceDir"));
+    EXPECT_THAT(g_services.directory_calls, ElementsAre("InitBuffer", "InitTraceDir"));
     EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: first\n***ERROR***: second\n"));
 }
 
@@ -121,10 +121,10 @@ TEST_F(Trace_Writer, StampsOnlyByItsOwnLevelAndNamesAnyOtherLevelOfTheProcessAsT
 TEST_F(Trace_Writer, NamesTheProgramAsFarAsItIsKnownAndFits) {
     for (const auto& [path, shown] :
          {std::pair{std::string(511, 'p') + "qr", std::string(511, 'p') + "q"}, {std::string(), std::string()}}) {
-        g_trace_services.program_path = path;
+        g_services.program_path = path;
         CQelPcTrc writer = Unlocked_Writer(4);
         writer.Log_Error("e");
-        g_trace_services.program_path = shown;
+        g_services.program_path = shown;
         EXPECT_EQ(Content(), On_Disk(Header() + "***ERROR***: e"));
     }
 }
@@ -157,7 +157,7 @@ TEST_F(Trace_Writer, PutsTheStampBehindALeadingLineEndWhichStaysWithoutOne) {
 }
 
 TEST_F(Trace_Writer, WritesStampsWithTwoDigitsEach) {
-    g_trace_services.local_time = [] { return Time(105, 0, 2, 3, 4, 5); };
+    g_services.local_time = [] { return Time(105, 0, 2, 3, 4, 5); };
     CQelPcTrc writer = Unlocked_Writer(5);
     writer.Log_Error("e");
     EXPECT_EQ(Content(), On_Disk(Header("(02.01.05 03:04:05) ") + "(02.01.05 03:04:05) e"));
@@ -173,7 +173,7 @@ TEST_F(Trace_Writer, WritesToTheCurrentDirectoryOnlyWithoutATraceDirectory) {
     writer.Log_Error("e");
     EXPECT_TRUE(std::filesystem::exists(directory / "writer.trc"));
     EXPECT_TRUE(std::filesystem::is_empty(directory / "current"));
-    g_trace_services.trace_directory.clear();
+    g_services.trace_directory.clear();
     CQelPcTrc another = Unlocked_Writer(4);
     another.Log_Error("e");
     std::filesystem::current_path(here);
@@ -182,7 +182,7 @@ TEST_F(Trace_Writer, WritesToTheCurrentDirectoryOnlyWithoutATraceDirectory) {
 
 TEST_F(Trace_Writer, CutsAPathThatIsTooLong) {
     const std::string long_directory = Directory_Of_Length(245);
-    g_trace_services.trace_directory = long_directory;
+    g_services.trace_directory = long_directory;
     const std::string whole = (std::filesystem::path(long_directory) / "qelfilecache_0007.trc").string();
     ASSERT_GT(whole.size(), 259U);
     const CQelPcTrc with_long_name(std::string(300, 'n').c_str(), QELPCTRC_ERROR, 0, nullptr);
@@ -197,7 +197,7 @@ TEST_F(Trace_Writer, CutsAPathThatIsTooLong) {
 }
 
 TEST_F(Trace_Writer, WritesToStandardErrorWhenTheFileCannotBeOpened) {
-    g_trace_services.trace_directory = (directory / "missing").string();
+    g_services.trace_directory = (directory / "missing").string();
     Captured_Stderr standard_error;
     {
         CQelPcTrc writer = Unlocked_Writer(2);
@@ -206,7 +206,7 @@ TEST_F(Trace_Writer, WritesToStandardErrorWhenTheFileCannotBeOpened) {
     std::fputs("still open\n", stderr);
     EXPECT_EQ(standard_error.Take(), Header() + Up_To(2) + "still open\n");
     EXPECT_TRUE(Is_Directory_Empty());
-    EXPECT_EQ(g_trace_services.directory_calls.size(), 2U) << "it is tried once";
+    EXPECT_EQ(g_services.directory_calls.size(), 2U) << "it is tried once";
 }
 
 } // namespace

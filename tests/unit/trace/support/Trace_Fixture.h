@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tests/support/Scratch_Directory.h"
-#include "tests/unit/trace/support/Trace_Services.h"
+#include "tests/unit/support/Scripted_Services.h"
 #include "trace/CQelPcTrc.h"
 #include "trace/Set_Trace_Level.h"
 #include "util/Non_Copyable.h"
@@ -21,6 +21,29 @@ inline std::string On_Disk(const std::string& text) {
     return text;
 #endif
 }
+
+/// A system-wide lock that behaves as a test says.
+class Scripted_Mutex : public QEL::FrontEnd::Util::Tracing::System_Mutex {
+public:
+    Wait_Result wait_result = Wait_Result::Acquired;
+    bool release_result = true;
+    std::uint32_t last_error = 0;
+    std::function<void()> during_wait = [] {};
+    std::function<void()> during_release = [] {};
+    std::vector<std::string> calls; ///< "Wait(milliseconds)", "Release"
+
+    Wait_Result Wait(std::uint32_t milliseconds) override {
+        calls.push_back("Wait(" + std::to_string(milliseconds) + ")");
+        during_wait();
+        return wait_result;
+    }
+    bool Release() override {
+        calls.emplace_back("Release");
+        during_release();
+        return release_result;
+    }
+    std::uint32_t Last_Error() const override { return last_error; }
+};
 
 /// Takes what is written to the standard error stream while it lives, or until it is asked for.
 class Captured_Stderr : private QEL::FrontEnd::Util::Non_Copyable {
@@ -44,15 +67,15 @@ private:
 class Trace_Fixture : public testing::Test {
 protected:
     Trace_Fixture() {
-        g_trace_services = Trace_Services();
-        g_trace_services.trace_directory = directory.string();
-        g_trace_services.mutex = mutex;
+        g_services.Reset();
+        g_services.trace_directory = directory.string();
+        g_services.mutex = mutex;
     }
 
     ~Trace_Fixture() override {
         CQelPcTrc::s_Main_Trace_Level = 0;
         QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-        g_trace_services = Trace_Services();
+        g_services.Reset();
     }
 
     /// A writer without the system-wide lock.
@@ -73,7 +96,7 @@ protected:
         return stamp + asterisks + "\n" +                                                                     //
                stamp + "****************************  QEL SE, Trace File  ******************************\n" + //
                stamp + "** Main trace mode: " + mode + "\n" +                                                 //
-               stamp + "** Program: \t" + g_trace_services.program_path + "\n" +                              //
+               stamp + "** Program: \t" + g_services.program_path + "\n" +                                    //
                stamp + asterisks + "\n\n";
     }
 
