@@ -33,17 +33,17 @@ protected:
 
     /// A host that makes these requests, once or until it is killed.
     Words Host(const Words& names, bool once) {
-        fs::remove(scratch / "ready");
-        Words words = {scratch / "cache", scratch / "share", scratch / "ready", once ? "1" : "0", "0"};
+        ready = scratch / ("ready_" + names.front());
+        Words words = {scratch / "cache", scratch / "share", ready, once ? "1" : "0", "0"};
         for (const std::string& name : names) {
             words.push_back("\\\\files\\share\\" + name);
         }
         return Beside_The_Tests("cache_worker", words);
     }
 
-    /// Waits for a host to have loaded the list.
+    /// Waits for the last host to have loaded the list.
     void Wait_Until_Ready() const {
-        Wait_For([this] { return fs::exists(scratch / "ready"); });
+        Wait_For([this] { return fs::exists(ready); });
     }
 
     /// Waits until there are copies of these files, and of no others, and all of them stay. A file that is published
@@ -81,6 +81,7 @@ protected:
     }
 
     const Scratch_Directory scratch;
+    std::string ready;
     const std::string list = (scratch.Path() / "cache" / "qelfilecache_Metadata.txt").string();
 };
 
