@@ -10,11 +10,10 @@ class Cache_Directory : public Tool_Test {
 protected:
     void Expect_Refused(const std::string& directory, const std::string& message) const {
         for (const Words& command : {Words{"get", m_Url}, {"clear"}, {"purge"}}) {
-            Tool_Run run = A_Run({"--cache-dir", directory});
-            run.arguments.insert(run.arguments.end(), command.begin(), command.end());
-            run.with_ordinary_rights = true;
+            Words words = {"--cache-dir", directory};
+            words.insert(words.end(), command.begin(), command.end());
             SCOPED_TRACE(command.front());
-            Expect_Message(Run_Tool(run), 2, message);
+            Expect_Message(Run_With_Ordinary_Rights(A_Run(words)), 2, message);
         }
         EXPECT_THAT(m_Server.Requests(), IsEmpty());
     }
@@ -94,7 +93,6 @@ TEST_F(Cache_Directory, IsUsedByOneRunAfterTheOther) {
 TEST_F(Cache_Directory, LiesBelowAnAbsoluteXdgCacheHomeOrAHomeThatCanBeWritten) {
     Tool_Run run = A_Run({"get", m_Url});
     run.with_ordinary_rights = true;
-    run.without_environment = {"HOME"};
     run.environment["XDG_CACHE_HOME"] = (m_Folder / "caches").string();
     EXPECT_EQ(fs::path(Run_Tool(run).out).parent_path(), m_Folder / "caches" / "qel" / "landscape");
     run.environment["XDG_CACHE_HOME"] = "caches";
@@ -117,9 +115,7 @@ TEST_F(Cache_Directory, IsLeftAloneWhenItsMetadataFileCannotBeRead) {
     const auto names = Names_In(m_Cache);
     {
         const Rights_Left none(Metadata_File(), fs::perms::none);
-        Tool_Run run = A_Run_On_Cache({"get", m_Url});
-        run.with_ordinary_rights = true;
-        const Tool_Result result = Run_Tool(run);
+        const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"get", m_Url}));
         EXPECT_EQ(result.exit_status, 2);
         EXPECT_THAT(result.err,
                     HasSubstr("metadata file '" + Metadata_File().string() + "' cannot be read and written; "));

@@ -72,9 +72,7 @@ TEST_F(Clear_And_Purge, ClearSaysThatACopyStayed) {
     metadata.replace(metadata.find(m_Cache.string()), m_Cache.string().size(), locked.string());
     Write_File(Metadata_File(), metadata);
     const Rights_Left no_right_to_write(locked, Read_And_Enter);
-    Tool_Run run = A_Run_On_Cache({"clear"});
-    run.with_ordinary_rights = true;
-    const Tool_Result result = Run_Tool(run);
+    const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"clear"}));
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.err,
                 testing::AllOf(testing::HasSubstr("0 copies (0 B) deleted"),

@@ -19,9 +19,10 @@ Request_Outcome Unserved(const std::string& request) {
     return outcome;
 }
 
-Request_Outcome Of_The_Share(int code) {
+Request_Outcome Of_The_Share(int code, const FileCache::Last_Request_Info& last = {}) {
     Request_Outcome outcome = Unserved(Share);
     outcome.file_share_error = code;
+    outcome.last = last;
     return outcome;
 }
 
@@ -38,12 +39,6 @@ Request_Outcome Through_A_Proxy(const FileCache::Last_Request_Info& last) {
     return outcome;
 }
 
-Request_Outcome Beyond_Ascii(const std::string& request) {
-    Request_Outcome outcome = Of_The_Web(2, {0, 12005, "It is not valid. Look."});
-    outcome.request = request;
-    return outcome;
-}
-
 Request_Outcome Not_Valid(const std::string& request) {
     Request_Outcome outcome = Unserved(request);
     outcome.is_valid = false;
@@ -56,109 +51,93 @@ Request_Outcome Left_In_Place() {
     return outcome;
 }
 
-struct Expected_Advice {
-    const char* name;
-    Request_Outcome outcome;
-    std::string beginning; ///< of cause and remedy
-};
+TEST(Failure_Advice, HasACauseAndARemedy) {
+    const std::tuple<const char*, Request_Outcome, std::string> cases[] = {
+        {"EmptyRequest", Unserved(""),
+         "the request is empty\n  Next: name a web address, a file on a share, or a local path."},
+        {"ShareError0", Of_The_Share(0), "the file on the share could not be served\n  Next: "},
+        {"ShareError1", Of_The_Share(1), "the file on the share could not be examined\n  Next: "},
+        {"ShareError2", Of_The_Share(2), "the file could not be copied from the share\n  Next: "},
+        {"ShareError3", Of_The_Share(3), "the file was copied, but the cache found no name for its copy\n  Next: "},
+        {"ShareError4", Of_The_Share(4), "the file was copied, but the copy is gone\n  Next: "},
+        {"RefusedUserOfAShare", Of_The_Share(2, {0, 1326, ""}),
+         "the file could not be copied from the share: the server refuses the user or the password (error 1326)\n"
+         "  Next: check the user and the password for the share: those of this user, or of [Shares] in qel.ini."},
+        {"UnnamedDownload", Of_The_Web(3), "the file was downloaded, but the cache found no name for its copy\n"},
+        {"TransportError", Of_The_Web(2, {0, 12037, "It is old.\r\n\n"}),
+         "the server's certificate has expired or is not yet valid; the system says: it is old (error 12037)\n"
+         "  Next: renew it, or correct this machine's date."},
+        {"TransportErrorWithARemedy", Of_The_Web(2, {0, 12037, "It expired. Renew it."}),
+         "it expired (error 12037)\n  Next: renew it."},
+        {"TooLarge", Of_The_Web(2, {0, 223, "The file is too large: LandscapeLargestFile allows 1 MB."}),
+         "the file is too large: LandscapeLargestFile allows 1 MB (error 223)\n  Next: compare its size with "
+         "LandscapeLargestFile."},
+        {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed (error 12099)\n  Next: run"},
+        {"Status", Of_The_Web(2, {403, 0, ""}), "the server responds with status 403 (forbidden)\n  Next: let this"},
+        {"ProxyLogin", Through_A_Proxy({407, 0, ""}),
+         "the proxy 10.0.0.1:3128 (http_proxy) requires a login (status 407)\n  Next: have the proxy"},
+        {"ProxyDown", Through_A_Proxy({0, 12029, ""}),
+         "the proxy 10.0.0.1:3128 (http_proxy) cannot be connected to (error 12029)\n  Next: check that it runs"},
+        {"ProxyOrServerSilent", Through_A_Proxy({0, 12002, ""}),
+         "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, did not respond in time (error 12002)\n  "
+         "Next: "},
+        {"ServerDownBehindAProxy", Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
+         "the server h cannot be connected to (error 12029)\n  Next: look."},
+        {"CopyNotKept", Of_The_Web(2, {200, 0, ""}),
+         "the file was downloaded, but its copy could not be saved" + See_Every_Step},
+        {"NoCauseKept", Of_The_Web(2), "the download failed, and the system does not say why" + See_Every_Step},
+        {"Directory", Unserved(std::filesystem::current_path().string()),
+         "it is a directory\n  Next: name a file in it."},
+        {"WritableShare", Left_In_Place(), "the file is writable on its share"},
+        {"BlankBefore", Unserved(" http://server/x"),
+         "the request begins or ends with a blank\n  Next: did you mean 'http://server/x'?"},
+        {"BlankAlone", Unserved(" "), "the request is empty\n"},
+        {"NoColon", Unserved("https//server/x"),
+         "there is no such local file\n  Next: did you mean 'https://server/x'?"},
+        {"OneSlash", Not_Valid("http:/server/x"), "the address is not valid\n  Next: did you mean 'http://server/x'?"},
+        {"Quotes", Unserved("\"C:/x\""), "there is no such local file\n  Next: did you mean 'C:/x'?"},
+        {"NoScheme", Unserved("server:80/x"),
+         "there is no such local file\n  Next: did you mean 'http://server:80/x'?"},
+        {"NoSchemeButWww", Unserved("www.server/x"),
+         "there is no such local file\n  Next: did you mean 'http://www.server/x'?"},
+        {"Drive", Unserved("C:/x"), "there is no such local file\n  Next: check the path."},
+        {"SchemeFtp", Unserved("ftp://server/file"), "'ftp' is not a scheme that the cache serves"},
+        {"SchemeInCapitals", Unserved("HTTP://server/file"), "'HTTP' is not a scheme that the cache serves"},
+        {"SchemeWithACapital", Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},
+        {"MissingFileOfAUrl", Unserved("file:///C:/missing"), "the file URL names no file that exists"},
+        {"FileUrlWithoutADrive", Unserved("file:///etc/hostname"),
+         "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
+         "  Next: give the path without \"file://\"."},
+        {"ShareWithSlashes", Unserved("//server/share/file"),
+         "there is no such local file\n  Next: write a share with backslashes: \\\\server\\share\\file"},
+        {"MalformedAddress", Not_Valid("http://server/a b"), "the address is not valid\n  Next: check its spelling; "},
+        {"AddressWithoutSlashes", Not_Valid("http:"), "the address is not valid\n  Next: check its spelling; "},
+        {"NoServer", Not_Valid("http:///x"), "the address names no server\n  Next: check its spelling; "},
+        {"NoServerButAPort", Not_Valid("http://:80/x"), "the address names no server\n"},
+        {"NoServerButAUser", Not_Valid("http://user@/x"), "the address names no server\n"},
+        {"PortOutOfRange", Not_Valid("http://user:p@server:65536/x"),
+         "the address has an invalid port number, '65536'\n"},
+        {"PortOfLetters", Not_Valid("https://[::1]:8o?x"), "the address has an invalid port number, '8o'\n"},
+        {"GoodPort", Not_Valid("http://[::1]:65535/ "), "the address is not valid\n"},
+        {"ControlCharacter", Not_Valid("http://server/\n"),
+         "the request contains a control character\n  Next: remove it."},
+        {"OddFileUrl", Not_Valid("file:C:/x.xml"),
+         "this form of file URL is not supported\n  Next: write file://server/share/file"},
+    };
 
-void PrintTo(const Expected_Advice& advice, std::ostream* out) {
-    *out << advice.name;
-}
-
-const Expected_Advice Advices[] = {
-    {"EmptyRequest", Unserved(""),
-     "the request is empty\n  Next: name a web address, a file on a share, or a local path."},
-    {"ShareError0", Of_The_Share(0), "the file on the share could not be served\n  Next: "},
-    {"ShareError1", Of_The_Share(1), "the file on the share could not be examined\n  Next: "},
-    {"ShareError2", Of_The_Share(2), "the file could not be copied from the share\n  Next: "},
-    {"ShareError3", Of_The_Share(3), "the file was copied, but the cache found no name for its copy\n  Next: "},
-    {"ShareError4", Of_The_Share(4), "the file was copied, but the copy is gone\n  Next: "},
-    {"UnnamedDownload", Of_The_Web(3), "the file was downloaded, but the cache found no name for its copy\n"},
-    {"TransportError", Of_The_Web(2, {0, 12037, "It is old.\r\n\n"}),
-     "the server's certificate has expired or is not yet valid; the system says: it is old (error 12037)\n"
-     "  Next: renew it, or correct this machine's date."},
-    {"TransportErrorWithARemedy", Of_The_Web(2, {0, 12037, "It expired. Renew it."}),
-     "it expired (error 12037)\n  Next: renew it."},
-    {"TooLarge", Of_The_Web(2, {0, 223, "The file is too large: LandscapeLargestFile allows 1 MB."}),
-     "the file is too large: LandscapeLargestFile allows 1 MB (error 223)\n  Next: compare its size with "
-     "LandscapeLargestFile."},
-    {"UnknownError", Of_The_Web(2, {0, 12099, ""}), "the request failed (error 12099)\n  Next: run"},
-    {"Status", Of_The_Web(2, {403, 0, ""}), "the server responds with status 403 (forbidden)\n  Next: let this"},
-    {"ProxyLogin", Through_A_Proxy({407, 0, ""}),
-     "the proxy 10.0.0.1:3128 (http_proxy) requires a login (status 407)\n  Next: have the proxy"},
-    {"ProxyDown", Through_A_Proxy({0, 12029, ""}),
-     "the proxy 10.0.0.1:3128 (http_proxy) cannot be connected to (error 12029)\n  Next: check that it runs"},
-    {"ProxyOrServerSilent", Through_A_Proxy({0, 12002, ""}),
-     "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, did not respond in time (error 12002)\n  Next: "},
-    {"ServerDownBehindAProxy", Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
-     "the server h cannot be connected to (error 12029)\n  Next: look."},
-    {"CopyNotKept", Of_The_Web(2, {200, 0, ""}),
-     "the file was downloaded, but its copy could not be saved" + See_Every_Step},
-    {"NoCauseKept", Of_The_Web(2), "the download failed, and the system does not say why" + See_Every_Step},
-    {"Directory", Unserved(std::filesystem::current_path().string()), "it is a directory\n  Next: name a file in it."},
-    {"WritableShare", Left_In_Place(), "the file is writable on its share"},
-    {"BlankBefore", Unserved(" http://server/x"),
-     "the request begins or ends with a blank\n  Next: did you mean 'http://server/x'?"},
-    {"BlankAlone", Unserved(" "), "the request is empty\n"},
-    {"NoColon", Unserved("https//server/x"), "there is no such local file\n  Next: did you mean 'https://server/x'?"},
-    {"OneSlash", Not_Valid("http:/server/x"), "the address is not valid\n  Next: did you mean 'http://server/x'?"},
-    {"Quotes", Unserved("\"C:/x\""), "there is no such local file\n  Next: did you mean 'C:/x'?"},
-    {"NoScheme", Unserved("server:80/x"), "there is no such local file\n  Next: did you mean 'http://server:80/x'?"},
-    {"NoSchemeButWww", Unserved("www.server/x"),
-     "there is no such local file\n  Next: did you mean 'http://www.server/x'?"},
-    {"Drive", Unserved("C:/x"), "there is no such local file\n  Next: check the path."},
-    {"SchemeFtp", Unserved("ftp://server/file"), "'ftp' is not a scheme that the cache serves"},
-    {"SchemeInCapitals", Unserved("HTTP://server/file"), "'HTTP' is not a scheme that the cache serves"},
-    {"SchemeWithACapital", Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},
-    {"MissingFileOfAUrl", Unserved("file:///C:/missing"), "the file URL names no file that exists"},
-    {"FileUrlWithoutADrive", Unserved("file:///etc/hostname"),
-     "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
-     "  Next: give the path without \"file://\"."},
-    {"ShareWithSlashes", Unserved("//server/share/file"), "there is no such local file\n"},
-    {"MalformedAddress", Not_Valid("http://server/a b"), "the address is not valid\n  Next: check its spelling; "},
-    {"AddressWithoutSlashes", Not_Valid("http:"), "the address is not valid\n  Next: check its spelling; "},
-    {"NoServer", Not_Valid("http:///x"), "the address names no server\n  Next: check its spelling; "},
-    {"NoServerButAPort", Not_Valid("http://:80/x"), "the address names no server\n"},
-    {"NoServerButAUser", Not_Valid("http://user@/x"), "the address names no server\n"},
-    {"PortOutOfRange", Not_Valid("http://user:p@server:65536/x"), "the address has an invalid port number, '65536'\n"},
-    {"PortOfLetters", Not_Valid("https://[::1]:8o?x"), "the address has an invalid port number, '8o'\n"},
-    {"GoodPort", Not_Valid("http://[::1]:65535/ "), "the address is not valid\n"},
-    {"ControlCharacter", Not_Valid("http://server/\n"), "the request contains a control character\n  Next: remove it."},
-    {"OddFileUrl", Not_Valid("file:C:/x.xml"),
-     "this form of file URL is not supported\n  Next: write file://server/share/file"},
-};
-
-class Failure_Advice : public TestWithParam<Expected_Advice> {};
-
-TEST_P(Failure_Advice, HasACauseAndARemedy) {
-    const std::string advice = Explain_Failure(GetParam().outcome);
-    EXPECT_THAT(advice, StartsWith(GetParam().beginning));
-    EXPECT_TRUE(advice.ends_with(".") || advice.ends_with("?")) << advice;
-    EXPECT_THAT(advice, HasSubstr("\n  Next: "));
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, Failure_Advice, ValuesIn(Advices),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST(Failure_Advice_Of_A_Share, ShowsHowItIsWritten) {
-    EXPECT_THAT(Explain_Failure(Unserved("//server/share/file")),
-                HasSubstr("write a share with backslashes: \\\\server\\share\\file"));
-}
-
-TEST(Failure_Advice_Of_A_Share, NamesTheUserAndThePasswordThatAreRefused) {
-    Request_Outcome outcome = Of_The_Share(2);
-    outcome.last = {0, 1326, ""};
-    EXPECT_THAT(Explain_Failure(outcome), HasSubstr("the server refuses the user or the password (error 1326)\n  Next: "
-                                                    "check the user and the password for the share: those of this "
-                                                    "user, or of [Shares] in qel.ini."));
+    for (const auto& [name, outcome, beginning] : cases) {
+        SCOPED_TRACE(name);
+        const std::string advice = Explain_Failure(outcome);
+        EXPECT_THAT(advice, StartsWith(beginning));
+        EXPECT_TRUE(advice.ends_with(".") || advice.ends_with("?")) << advice;
+        EXPECT_THAT(advice, HasSubstr("\n  Next: "));
+    }
 }
 
 TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {
+    auto outcome = Of_The_Share(2, {0, 53, "The server could not be reached. The server was last tried at noon."});
     for (const auto& request : {Share, std::string("file://server/share/file")}) {
-        Request_Outcome outcome = Unserved(request);
-        outcome.file_share_error = 2;
-        outcome.last = {0, 53, "The server could not be reached. The server was last tried at noon."};
+        outcome.request = request;
         EXPECT_EQ(Explain_Failure(outcome), "the file could not be copied from the share: the server could not be "
                                             "reached (error 53)\n  Next: the server was last tried at noon.");
     }
@@ -166,13 +145,14 @@ TEST(Failure_Advice_Of_A_Share, SaysWhyItsServerWasNotAsked) {
 
 TEST(Failure_Advice_Of_A_Name_Beyond_Ascii, ShowsTheFormOfTheNameService) {
     const bool has_hint = std::filesystem::path::preferred_separator == '/'; // the client of Windows takes such names
+    auto outcome = Of_The_Web(2, {0, 12005, "It is not valid. Look."});
     for (const auto& [request, remedy] :
          {std::pair<std::string, std::string>{"http://www.M\xC3\xBCller.example:80/\xC3\xBC",
                                               "did you mean 'http://www.xn--mller-kva.example:80/\xC3\xBC'?"},
           {"http://\xE4\xBE\x8B\xE3\x81\x88.\xC3\xA4\xC3\xB6\xC3\xBC", "did you mean 'http://xn--r8jz45g.xn--4ca0bs'?"},
           {"http://\xFF/", "look."}}) {
-        EXPECT_EQ(Explain_Failure(Beyond_Ascii(request)),
-                  "it is not valid (error 12005)\n  Next: " + (has_hint ? remedy : "look."));
+        outcome.request = request;
+        EXPECT_EQ(Explain_Failure(outcome), "it is not valid (error 12005)\n  Next: " + (has_hint ? remedy : "look."));
     }
 }
 

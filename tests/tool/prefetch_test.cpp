@@ -25,9 +25,8 @@ protected:
 
 TEST_F(Prefetch, ServesEachRequestOfTheListOnce) {
     Set_Expiry_Period(0); // a second request would ask the server again
-    const std::string list =
-        "\xEF\xBB\xBF# the pad's files\r\n" + m_A + "\r\n\r\n  " + m_B + " \n\t\n" + m_A + "\n#" + m_C + "\n" + m_A;
-    Expect_Message(Run_On_List(list), 0, "2 requests (2 repeated): 2 served, 0 not served");
+    Expect_Message(Run_On_List("# the pad's files\r\n" + m_A + "\r\n" + m_B + "\n" + m_A + "\n\n" + m_A), 0,
+                   "2 requests (2 repeated): 2 served, 0 not served");
     EXPECT_THAT(m_Server.Requests(), ElementsAre("GET /a.xml", "GET /b.xml"));
     Write_File(m_Folder / "[a,b]", "");
     Expect_Message(Run_On_List("[a,b]\n"), 0, "1 request: 1 served, 0 not served");
@@ -45,8 +44,7 @@ TEST_F(Prefetch, SaysWhatWasNotServedAndWhy) {
     const Tool_Result result = Run_On_List(m_Server.Url("/missing.xml") + "\nHTTP://server/\n" + m_A + "\n");
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.err, AllOf(HasSubstr("'" + m_Server.Url("/missing.xml") +
-                                            "': the server responds with status 404 (not found)\n"),
-                                  HasSubstr("\n  Next: check the address, "),
+                                            "': the server responds with status 404 (not found)\n  Next: check "),
                                   HasSubstr("'HTTP://server/': 'HTTP' is not a scheme that the cache serves"),
                                   EndsWith("qelfilecache: 3 requests: 1 served, 2 not served\n")));
 }
@@ -60,7 +58,6 @@ TEST_F(Prefetch, CountsLastGoodCopiesAsServed) {
     EXPECT_THAT(
         result.err,
         AllOf(HasSubstr("notice: '" + m_A + "': "),
-              HasSubstr("Connection refused (error 12029); this is the last good copy\n  Next: "),
               EndsWith("qelfilecache: 1 request: 1 served, 1 of them from the last good copy, 0 not served\n")));
 }
 
@@ -71,12 +68,11 @@ TEST_F(Prefetch, RefusesAListInUtf16) {
 
 TEST_F(Prefetch, ShowsItsProgressOnATerminalAlone) {
     EXPECT_THAT(Run_On_List(m_A + "\n" + m_B + "\n").err, Not(HasSubstr("[")));
-    Tool_Run run = A_Run_On_Cache({"prefetch", "list.txt"});
-    run.terminal_columns = 100;
-    EXPECT_THAT(Run_Tool(run).out, AllOf(HasSubstr("\r[........................] 0/2 " + m_A),
-                                         HasSubstr("\r[############............] 1/2 " + m_B),
-                                         HasSubstr("\r" + std::string(99, ' ') +
-                                                   "\rqelfilecache: 2 requests: 2 served, 0 not served\r\n")));
+    EXPECT_THAT(
+        Run_On_Terminal(100, {"prefetch", "list.txt"}).out,
+        AllOf(HasSubstr("\r[........................] 0/2 " + m_A),
+              HasSubstr("\r[############............] 1/2 " + m_B),
+              HasSubstr("\r" + std::string(99, ' ') + "\rqelfilecache: 2 requests: 2 served, 0 not served\r\n")));
 }
 
 } // namespace

@@ -29,6 +29,18 @@ inline ULONG_PTR* Imported_Address(std::string_view call) {
     return nullptr;
 }
 
+/// What ends the scripts of all calls.
+inline std::vector<std::function<void()>> s_ends_of_scripts;
+
+/// For the time of a test, after which no call has a script.
+struct Scripted_Calls {
+    ~Scripted_Calls() {
+        for (const auto& end_script : s_ends_of_scripts) {
+            end_script();
+        }
+    }
+};
+
 /// A call of the system that a test answers in its place; without a script the system does.
 template <typename Function>
 struct System_Call;
@@ -44,6 +56,7 @@ struct System_Call<Result WINAPI(Arguments...)> {
             VirtualProtect(address, sizeof(*address), PAGE_READWRITE, &protection);
             *address = reinterpret_cast<ULONG_PTR>(answer);
         }
+        s_ends_of_scripts.push_back([this] { script = nullptr; });
     }
 
     std::function<Result(Arguments...)> script;

@@ -22,58 +22,46 @@ METADATA = "qelfilecache_Metadata.txt"
 class Linux:
     """The Linux program with a configuration of its own."""
 
+    command = [LINUX_PROGRAM]
     separator = "/"
 
     def __init__(self, home):
         self.environment = dict(os.environ, XDG_CONFIG_HOME=home)
-        self.command = [LINUX_PROGRAM]
+        self.source = os.path.join(home, "qel", "qel.ini")  # where the expiry period is configured
 
     @staticmethod
     def path(path):
         """A path of this machine as the program takes it."""
         return path
 
-    def source(self):
-        """Where the expiry period is configured."""
-        return os.path.join(self.environment["XDG_CONFIG_HOME"], "qel", "qel.ini")
-
     def set_expiry_minutes(self, minutes):
-        directory = os.path.join(self.environment["XDG_CONFIG_HOME"], "qel")
-        os.makedirs(directory, exist_ok=True)
-        with open(os.path.join(directory, "qel.ini"), "w", encoding="ascii") as file:
+        os.makedirs(os.path.dirname(self.source), exist_ok=True)
+        with open(self.source, "w", encoding="ascii") as file:
             file.write(f"[{OPTIONS_KEY}]\nLandscapeCacheExpiryPeriod={minutes}\n")
-
-    def close(self):
-        pass
 
 
 class Windows:
     """The Windows program under Wine."""
 
+    command = [WINE_RUNNER, WINDOWS_PROGRAM]
     separator = "\\"
+    source = "HKEY_CURRENT_USER\\" + OPTIONS_KEY
+    environment = None
 
     def __init__(self, _):
-        self.environment = dict(os.environ)
-        self.command = [WINE_RUNNER, WINDOWS_PROGRAM]
+        pass
 
     @staticmethod
     def path(path):
         return "Z:" + path.replace("/", "\\")
 
-    def registry(self, *arguments):
-        subprocess.run([WINE_RUNNER, "reg", *arguments, "/f"], check=True, stdout=subprocess.DEVNULL)
-
-    @staticmethod
-    def source():
-        return "HKEY_CURRENT_USER\\" + OPTIONS_KEY
+    @classmethod
+    def registry(cls, verb, *arguments):
+        subprocess.run([WINE_RUNNER, "reg", verb, cls.source, "/v", "LandscapeCacheExpiryPeriod", *arguments, "/f"],
+                       check=True, stdout=subprocess.DEVNULL)
 
     def set_expiry_minutes(self, minutes):
-        self.registry("add", "HKCU\\" + OPTIONS_KEY, "/v", "LandscapeCacheExpiryPeriod", "/t", "REG_DWORD", "/d",
-                      str(minutes))
-
-    def close(self):
-        self.set_expiry_minutes(0)
-        self.registry("delete", "HKCU\\" + OPTIONS_KEY, "/v", "LandscapeCacheExpiryPeriod")
+        self.registry("add", "/t", "REG_DWORD", "/d", str(minutes))
 
 
 class BothPlatforms(unittest.TestCase):
@@ -83,12 +71,10 @@ class BothPlatforms(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.home = directory.name
-        self.platforms = {}
-        for kind in (Linux, Windows):
-            platform = kind(self.home)
-            self.addCleanup(platform.close)
+        self.platforms = {kind.__name__: kind(self.home) for kind in (Linux, Windows)}
+        for platform in self.platforms.values():
             platform.set_expiry_minutes(0)
-            self.platforms[kind.__name__] = platform
+        self.addCleanup(Windows.registry, "delete")
 
     def directory(self, name):
         path = os.path.join(self.home, name)
@@ -150,28 +136,25 @@ class BothPlatforms(unittest.TestCase):
             self.succeed(platform, cache, "get", url)
             self.requests()
             before = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
-
             status, output, _errors = self.run_program(platform, cache, "list", "--json")
-            entries = json.loads(output)
+            (entry,) = json.loads(output)
             explained = self.run_program(platform, cache, "explain", "--json", "--check", url, unknown_authority,
                                          "file:/unusable")
             results = json.loads(explained[1])
             self.assertEqual(self.requests(), ["HEAD /landscape.xml"] * 3, name)
             self.assertEqual([asked["last_modified"] for asked in results[0]["remote"]["asked"]],
-                             [entries[0]["last_modified"]] * 3)
+                             [entry["last_modified"]] * 3)
             after = {file: os.stat(os.path.join(cache, file)).st_mtime_ns for file in os.listdir(cache)}
             self.assertEqual(after, before, name)
 
-            self.assertEqual(entries[0]["copy"], results[0]["entry"]["copy"])
-            self.assertTrue(entries[0]["copy"].startswith(platform.path(cache) + platform.separator))
+            self.assertEqual(entry["copy"], results[0]["entry"]["copy"])
+            self.assertTrue(entry["copy"].startswith(platform.path(cache) + platform.separator))
             # Wine looks for a revocation list before it looks at the authority.
             self.assertIn(results[1]["remote"]["error"], (12045, 12057))
             period = results[0]["settings"][0]
-            self.assertEqual((period["name"], period["value"], period["written"]),
-                             ("LandscapeCacheExpiryPeriod", "60", "60"))
-            self.assertEqual(period["source"], platform.source())
-            looks[name] = (status, [(entry["url"], entry["size"], entry["last_modified"], entry["fresh"])
-                                    for entry in entries], explained[0],
+            self.assertEqual((period["name"], period["value"], period["written"], period["source"]),
+                             ("LandscapeCacheExpiryPeriod", "60", "60", platform.source))
+            looks[name] = (status, [entry[key] for key in ("url", "size", "last_modified", "fresh")], explained[0],
                            [(result["kind"], result["served"], result["remote"]["status"], result["remote"]["unchanged"],
                              re.sub(r"[0-9]{4}-[0-9]{2}-.*|[^,]*certificate.*", "", result["verdict"]))
                             for result in results])

@@ -58,9 +58,16 @@ protected:
         s_exchanges = 0;
         s_second_attempt = Attempt::Server_Unreached;
         s_attempt_takes = 1100ms;
-        script.sent = Time_Out;
-        script.sending = [] { s_now += s_attempt_takes; };
-        script.status_known = E_PENDING;
+        ON_CALL(com, send).WillByDefault([this](VARIANT) {
+            ++sends;
+            s_now += s_attempt_takes;
+            return sent;
+        });
+        ON_CALL(com, get_status).WillByDefault([this](LONG* of_response) {
+            *of_response = status.value_or(0);
+            SetErrorInfo(0, nullptr);
+            return status ? S_OK : E_PENDING;
+        });
     }
 
     struct Sent {
@@ -77,16 +84,17 @@ protected:
     }
 
     /// Requests of the first client so far, with these in addition: to a server that falls silent when it is connected.
-    auto Sends_After_Silent(const std::vector<const char*>& methods) {
+    int Sends_After_Silent(const std::vector<const char*>& methods) {
         for (const char* const method : methods) {
             Send(method, 60000, 1000);
         }
-        return Sends();
+        return sends;
     }
-    std::ptrdiff_t Sends() const { return std::ranges::count(script.calls, "send omitted"); }
 
-    Com_Script script;
-    Scripted_Class scripted_class{script};
+    Scripted_Com_Object com;
+    HRESULT sent = Time_Out;
+    std::optional<long> status;
+    int sends = 0;
 };
 
 TEST_F(Dead_Servers_Of_Windows, FailTheRequestObjectAtOnceWithResultAndDescriptionOfTheirFailure) {
@@ -97,7 +105,7 @@ TEST_F(Dead_Servers_Of_Windows, FailTheRequestObjectAtOnceWithResultAndDescripti
     const auto next = Send("GET");
     EXPECT_EQ(next.result, Time_Out);
     EXPECT_THAT(next.description, StartsWith("The line is busy. The server was last tried at "));
-    EXPECT_EQ(Sends(), 1);
+    EXPECT_EQ(sends, 1);
 }
 
 TEST_F(Dead_Servers_Of_Windows, AreAskedByOtherMethodsWhereTheyWereSilentAndLiveAgainWithAResponse) {
@@ -105,50 +113,36 @@ TEST_F(Dead_Servers_Of_Windows, AreAskedByOtherMethodsWhereTheyWereSilentAndLive
     EXPECT_EQ(Sends_After_Silent({"GET", "GET"}), 2);
     Dead_Servers::Instance().m_Servers.clear();
     EXPECT_EQ(Sends_After_Silent({"HEAD"}), 3);
-    script.sent = S_OK;
+    sent = S_OK;
     EXPECT_EQ(Send("GET").result, S_OK);
     EXPECT_EQ(Send("HEAD").result, Time_Out) << "the other method's silence stays";
 }
 
 TEST_F(Dead_Servers_Of_Windows, AreNotThoseThatRedirectThere) {
-    for (const auto& [reached, sends] :
+    for (const auto& [reached, expected] :
          {std::pair{L"http://next.example/file.xml", 2}, {L"http://DEAD.example/x", 3}}) {
-        script.reached_url = reached;
+        ON_CALL(com, getOption(SXH_OPTION_URL, _)).WillByDefault([reached = reached](auto, VARIANT* value) {
+            V_VT(value) = VT_BSTR;
+            V_BSTR(value) = SysAllocString(reached);
+            return S_OK;
+        });
         Send("GET");
         Send("GET");
-        EXPECT_EQ(Sends(), sends);
+        EXPECT_EQ(sends, expected);
     }
 }
 
 TEST_F(Dead_Servers_Of_Windows, AreNotThoseWhoseBodyStalls) {
     Sends_After_Silent({"HEAD"});
-    script.status_known = S_OK;
+    status = 200;
     Send("GET", 60000, 1000);
     Send("GET", 1000, 60000);
-    EXPECT_EQ(Sends(), 3);
-    script.status = 0; // there was no response
+    EXPECT_EQ(sends, 3);
+    status = 0; // there was no response
     EXPECT_EQ(Sends_After_Silent({"GET", "GET"}), 4);
 }
 
-struct Time_Out_Case {
-    std::chrono::milliseconds taken; ///< by each attempt
-    std::uint32_t connect_timeout;   ///< in seconds
-    Attempt second;                  ///< what the second client knows of its own
-    int time_outs;
-};
-
-class Time_Outs_On_Windows : public Dead_Servers_Of_Windows, public WithParamInterface<Time_Out_Case> {};
-
-INSTANTIATE_TEST_SUITE_P(, Time_Outs_On_Windows,
-                         Values(Time_Out_Case{1100ms, 1, Attempt::Server_Unreached, 2},
-                                // As long as a silent server may take.
-                                Time_Out_Case{42000ms, 60, Attempt::Server_Unreached, 2},
-                                Time_Out_Case{31000ms, 60, Attempt::Silent, 4}));
-
-TEST_P(Time_Outs_On_Windows, AreAFewForFiveFilesWithCopies) {
-    s_attempt_takes = GetParam().taken;
-    s_second_attempt = GetParam().second;
-    configuration.Set_Number("LandscapeServerFileConnectTimeout", GetParam().connect_timeout);
+TEST_F(Dead_Servers_Of_Windows, CostAFewTimeOutsForFiveFilesWithCopies) {
     std::vector<std::pair<std::string, std::string>> copies;
     for (const std::string number : {"1", "2", "3", "4", "5"}) {
         copies.emplace_back("http://dead.example/" + number,
@@ -156,15 +150,26 @@ TEST_P(Time_Outs_On_Windows, AreAFewForFiveFilesWithCopies) {
         std::ofstream(copies.back().second) << "<a/>";
     }
     std::ofstream(Metadata_Path()) << List_Of(copies);
-    Restart_Host();
-    for (const auto& [url, copy] : copies) {
-        const auto served = Get(url);
-        EXPECT_EQ(served.path, copy);
-        EXPECT_TRUE(served.download_error);
-        EXPECT_EQ(served.http_error, 2);
+    using enum Attempt;
+    for (const auto& [taken, connect_timeout, second_attempt, time_outs] :
+         {std::tuple{1100ms, 1, Server_Unreached, 2},
+          {42000ms, 60, Server_Unreached, 2}, // as long as a silent server may take
+          {31000ms, 60, Silent, 4}}) {
+        Dead_Servers::Instance().m_Servers.clear();
+        s_attempt_takes = taken;
+        s_second_attempt = second_attempt;
+        s_exchanges = sends = 0;
+        configuration.Set_Number("LandscapeServerFileConnectTimeout", connect_timeout);
+        Restart_Host();
+        for (const auto& [url, copy] : copies) {
+            const auto served = Get(url);
+            EXPECT_EQ(served.path, copy);
+            EXPECT_TRUE(served.download_error);
+            EXPECT_EQ(served.http_error, 2);
+        }
+        EXPECT_EQ(sends + s_exchanges, time_outs);
+        EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The server was last tried at "));
     }
-    EXPECT_EQ(Sends() + s_exchanges, GetParam().time_outs);
-    EXPECT_THAT(cache->Get_Additional_Error_Info(), HasSubstr("The server was last tried at "));
 }
 
 TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
@@ -177,49 +182,41 @@ TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
     const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
     std::int64_t time = 0;
     EXPECT_EQ(services->Stat_File(path, time), timed_out);
-    EXPECT_EQ(services->Copy_File(path.c_str(), (Home() / "copy").string().c_str(), 1), 0);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
-    EXPECT_THAT(unasked.Description(), StartsWith("The server was last tried at "));
     using namespace FrontEnd::Util::FileSystem;
-    for (const std::function<void()>& ask : {std::function<void()>([&] { EXPECT_FALSE(Path_Exists(path)); }),
-                                             {[&] { EXPECT_EQ(Get_File_Attributes(path), Invalid_Attributes); }}}) {
+    for (const std::function<bool()>& fails :
+         {std::function<bool()>([&] { return services->Copy_File(path.c_str(), In_Cache("copy").c_str(), 1) == 0; }),
+          {[&] { return !Path_Exists(path); }},
+          {[&] { return Get_File_Attributes(path) == Invalid_Attributes; }}}) {
         SetLastError(0);
-        ask();
+        EXPECT_TRUE(fails());
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(timed_out));
     }
+    EXPECT_THAT(unasked.Description(), StartsWith("The server was last tried at "));
     EXPECT_THAT([&] { Read_File_Head(path, 1); },
                 Throws<Unreadable_File>(Field(&Unreadable_File::error, static_cast<DWORD>(timed_out))));
 }
 
-struct Failure_Case {
-    std::uint32_t result;
-    std::chrono::milliseconds taken;
-    std::chrono::seconds connect; ///< the time-out
-    Attempt attempt;
-};
-
 TEST(Failed_Attempt_Of_The_Request_Object, FollowsFromTheNumberAndTheTime) {
-    constexpr auto silent = Attempt::Silent;
-    constexpr auto unreached = Attempt::Server_Unreached;
-    constexpr auto otherwise = Attempt::Failed_Otherwise;
-    for (const auto& [result, taken, connect, attempt] :
-         std::initializer_list<Failure_Case>{{0x80072EE7, 12s, 60s, unreached},
-                                             {0x80072EFD, 21s, 60s, unreached},
-                                             {0x80072F7D, 21s, 60s, unreached},
-                                             {0x80072EFE, 21s, 60s, otherwise},
-                                             {0x80072F0D, 21s, 60s, otherwise},
-                                             {0x80072F8F, 21s, 60s, otherwise},
-                                             {0x800C0008, 21s, 60s, otherwise},
-                                             {0x800C2EFD, 21s, 60s, otherwise},
-                                             {0x80072EE2, 21s, 60s, unreached},
-                                             {0x80072EE2, 30s, 60s, silent},
-                                             {0x80072EE2, 31s, 60s, silent},
-                                             {0x80072EE2, 59900ms, 60s, unreached},
-                                             {0x80072EE2, 60s, 60s, unreached},
-                                             {0x80072EE2, 2s, 2s, unreached},
-                                             {0x80072EE2, 32s, 2s, silent},
-                                             {0x80072EE2, 60s, 2s, unreached},
-                                             {0x80072EE2, 30s, 30s, silent}}) {
+    struct Row {
+        std::uint32_t result;
+        std::chrono::milliseconds taken;
+        std::chrono::seconds connect; ///< the time-out
+        Attempt attempt;
+    };
+    using enum Attempt;
+    for (const auto& [result, taken, connect, attempt] : {Row{0x80072EE7, 12s, 60s, Server_Unreached},
+                                                          {0x80072EFD, 21s, 60s, Server_Unreached},
+                                                          {0x80072F7D, 21s, 60s, Server_Unreached},
+                                                          {0x80072EFE, 21s, 60s, Failed_Otherwise},
+                                                          {0x80072F0D, 21s, 60s, Failed_Otherwise},
+                                                          {0x800C2EFD, 21s, 60s, Failed_Otherwise},
+                                                          {0x80072EE2, 29s, 60s, Server_Unreached},
+                                                          {0x80072EE2, 30s, 60s, Silent},
+                                                          {0x80072EE2, 59900ms, 60s, Server_Unreached},
+                                                          {0x80072EE2, 2s, 2s, Server_Unreached},
+                                                          {0x80072EE2, 32s, 2s, Silent},
+                                                          {0x80072EE2, 60s, 2s, Server_Unreached},
+                                                          {0x80072EE2, 30s, 30s, Silent}}) {
         Http_Request request;
         request.timeouts = {60s, connect, 30s, 30s};
         EXPECT_EQ(Failed_Attempt(result, taken, request, false), attempt) << result << " " << taken.count();

@@ -1,4 +1,4 @@
-// The DLL as a host meets it: COM, text mode, shares, read-only files, exceptions.
+// The DLL as a host meets it: text mode, shares, read-only files, exceptions.
 
 #include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "tests/windows/Host_Fixture.h"
@@ -11,24 +11,6 @@ using namespace FrontEnd::FileCache;
 using namespace testing;
 
 class Host : public Host_Fixture {};
-
-TEST_F(Host, KeepsItsListWhateverAServerSendsAsATime) {
-    Set_Expiry_Minutes(60);
-    const std::string path = Get(Url("/control-characters")).path;
-    Requests();
-    Restart_Host();
-    EXPECT_EQ(Get(Url("/control-characters")).path, path);
-    EXPECT_THAT(Requests(), IsEmpty());
-}
-
-TEST_F(Host, GetsNoCopyOnAThreadWithoutCom) {
-    Publish("landscape.xml", "<landscape/>");
-    Served served;
-    std::thread([&] { served = Get(Url("/landscape.xml")); }).join();
-    EXPECT_EQ(served.path, "");
-    EXPECT_TRUE(served.download_error);
-    EXPECT_THAT(Requests(), IsEmpty());
-}
 
 TEST_F(Host, FindsTextWithTheLineEndsOfThePlatform) {
     Publish("lines.txt", "first\nsecond\n");
@@ -113,19 +95,6 @@ TEST_F(Host_With_Share, ReplacesTheCopyOfAReadOnlyFile) {
     EXPECT_EQ(Content_Of(path), "new");
     EXPECT_NE(path, old_path);
     EXPECT_FALSE(std::filesystem::exists(old_path));
-}
-
-TEST_F(Host_With_Share, ClearsAndPurgesReadOnlyCopies) {
-    const std::string source = Share("landscape.xml", "x");
-    SetFileAttributesA(source.c_str(), FILE_ATTRIBUTE_READONLY);
-    Get(source);
-    EXPECT_TRUE(cache->Clear());
-    EXPECT_THAT(Copies(), IsEmpty());
-    Get(source);
-    EXPECT_THAT(Copies(), SizeIs(1));
-    EXPECT_TRUE(cache->Purge_Cache_Folder());
-    EXPECT_THAT(Copies(), IsEmpty());
-    EXPECT_TRUE(std::filesystem::exists(source));
 }
 
 /// Services of a host's own, which run out of memory.

@@ -6,7 +6,6 @@
 #include "util/Cert_Error_Handling.h"
 #include "util/Configuration_Source.h"
 #include "util/Registry.h"
-#include "util/Trace_Directory.h"
 
 #include <gmock/gmock.h>
 
@@ -58,21 +57,18 @@ TEST_F(Registry, TheUsersValueHidesTheMachinesWhichCountsWhereItIsAskedFor) {
     EXPECT_EQ(Number(Machine), 10U);
 }
 
-TEST_F(Registry, ANumberIsFourBytes) {
-    user.Write("Period", REG_DWORD, std::string("\x05\x01", 2));
-    EXPECT_EQ(Number(User), 0U);
-    user.Write("Period", REG_BINARY, std::string("\x05\0\0\0", 4));
-    EXPECT_EQ(Number(User), 0U);
-    EXPECT_EQ(Signed_Number(0), 777);
-}
-
-TEST_F(Registry, ANumberKeepsItsSignAndIsIgnoredOutOfRange) {
+TEST_F(Registry, ANumberIsFourBytesOrATextInRangeAndKeepsItsSign) {
     user.Write_Number("Period", static_cast<std::uint32_t>(-5));
     EXPECT_EQ(Signed_Number(0), -5);
-    for (const char* text : {"4294967296", "-2147483649", "0x10"}) {
-        user.Write_Text("Period", text);
-        EXPECT_EQ(Number(User), 0U) << text;
-        EXPECT_EQ(Signed_Number(0), 777) << text;
+    const std::tuple<DWORD, std::string> others[] = {{REG_DWORD, std::string("\x05\x01", 2)},
+                                                     {REG_BINARY, std::string("\x05\0\0\0", 4)},
+                                                     {REG_SZ, "4294967296"},
+                                                     {REG_SZ, "-2147483649"},
+                                                     {REG_SZ, "0x10"}};
+    for (const auto& [type, bytes] : others) {
+        user.Write("Period", type, bytes);
+        EXPECT_EQ(Number(User), 0U) << bytes;
+        EXPECT_EQ(Signed_Number(0), 777) << bytes;
     }
 }
 
@@ -88,16 +84,6 @@ TEST_F(Registry, AListMayBeTheMachinesLackItsLastZerosOrBeOneText) {
     machine.Remove("CertErrorWhiteList");
     user.Write("CertErrorWhiteList", REG_BINARY, "https://a/x");
     EXPECT_THAT(White_List(), IsEmpty()) << "of another kind";
-}
-
-TEST_F(Registry, TheTraceDirectoryMayNameEnvironmentVariables) {
-    using namespace FrontEnd::Util::Tracing;
-    const Environment_Variable no_variable("QEL_TRACE_DIR", nullptr);
-    const Environment_Variable place("QEL_TEST_PLACE", "D:\\place");
-    user.Write_Text("TraceDirectory", "%QEL_TEST_PLACE%\\traces", REG_EXPAND_SZ);
-    Directory_Buffer buffer{};
-    EXPECT_NE(InitTraceDir(buffer), 0);
-    EXPECT_STREQ(buffer.data(), "D:\\place\\traces");
 }
 
 TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {

@@ -59,29 +59,6 @@ protected:
             waited += milliseconds;
         };
     }
-    ~System_Calls() override {
-        s_CreateFileA.script = nullptr;
-        s_CreateMutexA.script = nullptr;
-        s_CreateMutexExA.script = nullptr;
-        s_DeleteFileA.script = nullptr;
-        s_ExpandEnvironmentStringsA.script = nullptr;
-        s_FindFirstFileW.script = nullptr;
-        s_FindNextFileA.script = nullptr;
-        s_FlushFileBuffers.script = nullptr;
-        s_GetConsoleMode.script = nullptr;
-        s_GetCurrentProcessId.script = nullptr;
-        s_GetFileAttributesA.script = nullptr;
-        s_GetFileAttributesExA.script = nullptr;
-        s_GetTickCount64.script = nullptr;
-        s_IsDBCSLeadByte.script = nullptr;
-        s_MoveFileExA.script = nullptr;
-        s_MultiByteToWideChar.script = nullptr;
-        s_QueryFullProcessImageNameW.script = nullptr;
-        s_Sleep.script = nullptr;
-        s_WideCharToMultiByte.script = nullptr;
-        s_WriteConsoleW.script = nullptr;
-    }
-
     /// Opening, deleting and renaming fail so often.
     void Hold(int times, DWORD error) {
         const auto is_held = [left = std::make_shared<int>(times), error] {
@@ -97,6 +74,7 @@ protected:
         };
     }
 
+    const Scripted_Calls calls;
     static inline ULONGLONG s_now = 0;
     DWORD waited = 0;
     Scratch_Directory scratch;

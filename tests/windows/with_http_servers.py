@@ -1,26 +1,14 @@
 #!/usr/bin/env python3
 """Runs a command while web servers run on the loopback interface.
 
-    with_http_servers.py COMMAND ARGUMENT...
+    with_http_servers.py [--hostile PROGRAM] COMMAND ARGUMENT...
 
-The command finds the servers in its environment. Each value is a URL without a path, such as
-"http://127.0.0.1:40321":
-
-    QEL_TEST_HTTP               plain
-    QEL_TEST_HTTPS_TRUSTED      with a certificate of the test authority, in which nothing is wrong
-    QEL_TEST_HTTPS_WRONG_NAME   of the test authority, for another host
-    QEL_TEST_HTTPS_EXPIRED      of the test authority, out of date
-    QEL_TEST_HTTPS_WRONG_USAGE  of the test authority, for clients alone
-    QEL_TEST_HTTPS_UNKNOWN_CA   of an authority that nobody knows
-
-QEL_TEST_CA is the path of the test authority's certificate (DER). QEL_TEST_FILES is a directory whose
-files the servers hand out at their root; each request appends its method and path to the file that
-QEL_TEST_REQUESTS names. The exit status is the command's.
-
-    with_http_servers.py --hostile PROGRAM COMMAND ARGUMENT...
-
-In addition runs the program of the hostile servers, and leaves its list of them in the file that
-QEL_TEST_HOSTILE_SERVERS names.
+The command finds the servers in its environment: QEL_TEST_HTTP is the address of a plain one, such as
+"http://127.0.0.1:40321"; QEL_TEST_HTTPS_TRUSTED, _WRONG_NAME, _EXPIRED, _WRONG_USAGE (for clients alone) and
+_UNKNOWN_CA have a certificate with that fault. QEL_TEST_CA is the path of the test authority's own (DER).
+QEL_TEST_FILES is a directory whose files the servers hand out at their root; each request appends its method and path
+to the file that QEL_TEST_REQUESTS names. With --hostile, PROGRAM runs the hostile servers, and
+QEL_TEST_HOSTILE_SERVERS names the file with its list of them. The exit status is the command's.
 """
 
 import contextlib

@@ -18,15 +18,12 @@ struct Tool_Result {
 /// One run of the tool as a process of its own.
 struct Tool_Run {
     std::vector<std::string> arguments;
-    std::map<std::string, std::string> environment; ///< on top of this process's own
-    std::vector<std::string> without_environment;   ///< taken from this process's own
-    std::string working_directory;                  ///< empty: this process's own
+    std::map<std::string, std::string> environment; ///< on top of this process's own, without the user's settings
+    std::string working_directory;
     std::string standard_input;                     ///< what it reads there
-    std::string standard_output_path;               ///< empty: kept in Tool_Result::out
+    std::string redirections;                       ///< of its streams, as the shell writes them
     std::optional<unsigned short> terminal_columns; ///< all streams are a terminal of it, kept in Tool_Result::out
-    bool standard_output_closed = false;
-    bool standard_output_without_reader = false; ///< a pipe that nobody reads
-    bool with_ordinary_rights = false;           ///< permissions count, also when the tests run as root
+    bool with_ordinary_rights = false;              ///< permissions count, also when the tests run as root
 };
 
 Tool_Result Run_Tool(const Tool_Run& run);
@@ -76,25 +73,31 @@ protected:
     }
 
     /// A run in the test's own folder and surroundings, to be changed before it is run.
-    Tool_Run A_Run(Words arguments) const {
-        Tool_Run run;
-        run.arguments = std::move(arguments);
-        run.environment = {{"HOME", m_Home.string()}, {"XDG_CONFIG_HOME", (m_Folder / "config").string()}};
-        run.without_environment = {"XDG_CACHE_HOME", "QEL_TRACE_DIR", "http_proxy", "https_proxy",
-                                   "no_proxy",       "all_proxy",     "COLUMNS",    "NO_COLOR"};
-        run.working_directory = m_Folder.string();
-        return run;
+    Tool_Run A_Run(const Words& arguments, std::map<std::string, std::string> environment = {}) const {
+        environment.insert({{"HOME", m_Home.string()}, {"XDG_CONFIG_HOME", (m_Folder / "config").string()}});
+        return {arguments, environment, m_Folder.string(), {}, {}, {}, false};
     }
 
     /// A run of `--cache-dir CACHE ARGUMENTS`.
-    Tool_Run A_Run_On_Cache(const Words& arguments) const {
-        Words all = {"--cache-dir", m_Cache.string()};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return A_Run(all);
+    Tool_Run A_Run_On_Cache(Words arguments, const std::map<std::string, std::string>& environment = {}) const {
+        arguments.insert(arguments.begin(), {"--cache-dir", m_Cache.string()});
+        return A_Run(arguments, environment);
     }
 
-    Tool_Result Run(Words arguments) const { return Run_Tool(A_Run(std::move(arguments))); }
-    Tool_Result Run_On_Cache(const Words& arguments) const { return Run_Tool(A_Run_On_Cache(arguments)); }
+    Tool_Result Run(const Words& arguments) const { return Run_Tool(A_Run(arguments)); }
+    Tool_Result Run_On_Cache(const Words& arguments, const std::map<std::string, std::string>& environment = {}) const {
+        return Run_Tool(A_Run_On_Cache(arguments, environment));
+    }
+    Tool_Result Run_On_Terminal(unsigned short columns, const Words& arguments,
+                                const std::map<std::string, std::string>& environment = {}) const {
+        Tool_Run run = A_Run_On_Cache(arguments, environment);
+        run.terminal_columns = columns;
+        return Run_Tool(run);
+    }
+    Tool_Result Run_With_Ordinary_Rights(Tool_Run run) const {
+        run.with_ordinary_rights = true;
+        return Run_Tool(run);
+    }
 
     /// The copy of a request, which has to be served.
     std::string Get_Copy(const std::string& request) const {

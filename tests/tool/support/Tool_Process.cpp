@@ -7,80 +7,30 @@ namespace QEL::Tests {
 
 namespace {
 
-std::vector<std::string> Command_Of(const Tool_Run& run) {
-    std::vector<std::string> command = {QEL_TOOL};
-    command.insert(command.end(), run.arguments.begin(), run.arguments.end());
-    return run.with_ordinary_rights ? With_Ordinary_Rights(command) : command;
+std::string Quoted(const std::string& word) {
+    return "'" + std::regex_replace(word, std::regex("'"), "'\\''") + "'";
 }
 
-/// The variables that the tool gets, as "name=value".
-std::vector<std::string> Environment_Of(const Tool_Run& run) {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        const std::string name(*variable, std::strcspn(*variable, "="));
-        if (!run.environment.contains(name) && std::ranges::count(run.without_environment, name) == 0) {
-            variables.emplace_back(*variable);
-        }
+/// What the shell becomes the tool with.
+std::string Line_Of(const Tool_Run& run) {
+    std::vector<std::string> words = {"env"};
+    for (const char* const name : {"HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "QEL_TRACE_DIR", "http_proxy",
+                                   "https_proxy", "no_proxy", "all_proxy", "COLUMNS", "NO_COLOR"}) {
+        words.insert(words.end(), {"-u", name});
     }
     for (const auto& [name, value] : run.environment) {
-        variables.push_back(name + "=" + value);
+        words.push_back(name + "=" + value);
     }
-    return variables;
+    words.emplace_back(QEL_TOOL);
+    words.insert(words.end(), run.arguments.begin(), run.arguments.end());
+    std::string line = "cd " + Quoted(run.working_directory) + " && exec";
+    for (const std::string& word : run.with_ordinary_rights ? With_Ordinary_Rights(words) : words) {
+        line += " " + Quoted(word);
+    }
+    return line;
 }
 
-/// What a child needs to become the tool without allocating memory: threads of test servers run beside it.
-class Prepared_Tool {
-public:
-    explicit Prepared_Tool(const Tool_Run& run)
-        : m_Command(Command_Of(run)), m_Variables(Environment_Of(run)),
-          m_Directory(run.working_directory.empty() ? "." : run.working_directory) {}
-
-    /// With the streams that the child has. Does not return.
-    [[noreturn]] void Become() {
-        environ = m_Environment.data();
-        if (::chdir(m_Directory.c_str()) != 0) {
-            ::_exit(126);
-        }
-        ::execvp(m_Arguments.front(), m_Arguments.data());
-        ::_exit(127);
-    }
-
-private:
-    const std::vector<std::string> m_Command;
-    const std::vector<std::string> m_Variables;
-    const std::string m_Directory;
-    std::vector<char*> m_Arguments = Pointers_To(m_Command);
-    std::vector<char*> m_Environment = Pointers_To(m_Variables);
-};
-
-int Open(const std::string& path) {
-    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-}
-
-/// In the child: puts files in the place of the standard streams.
-void Redirect_Streams(const Tool_Run& run, const std::string& in_file, const std::string& out_file,
-                      const std::string& err_file) {
-    if (const int in = ::open(in_file.c_str(), O_RDONLY | O_CLOEXEC); ::dup2(in, STDIN_FILENO) == -1) {
-        ::_exit(126);
-    }
-    int out = Open(run.standard_output_path.empty() ? out_file : run.standard_output_path);
-    const int err = Open(err_file);
-    if (int ends[2]; run.standard_output_without_reader && ::pipe(ends) == 0) {
-        ::close(ends[0]);
-        out = ends[1];
-    }
-    if (::dup2(out, STDOUT_FILENO) == -1 || ::dup2(err, STDERR_FILENO) == -1) {
-        ::_exit(126);
-    }
-    if (run.standard_output_closed) {
-        ::close(STDOUT_FILENO);
-    }
-}
-
-int Exit_Status_Of(pid_t child) {
-    int status = 0;
-    while (::waitpid(child, &status, 0) == -1) {
-    }
+int Exit_Status(int status) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -90,13 +40,11 @@ Tool_Result Run_On_Terminal(const Tool_Run& run) {
     size.ws_row = 25;
     size.ws_col = *run.terminal_columns;
     int terminal = -1;
-    Prepared_Tool tool(run);
+    const std::string line = Line_Of(run);
     const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
-    if (child == -1) {
-        throw std::runtime_error("forkpty failed");
-    }
     if (child == 0) {
-        tool.Become();
+        ::execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+        ::_exit(127);
     }
     Tool_Result result;
     char buffer[4096];
@@ -105,7 +53,10 @@ Tool_Result Run_On_Terminal(const Tool_Run& run) {
         result.out.append(buffer, static_cast<std::size_t>(count));
     }
     ::close(terminal);
-    result.exit_status = Exit_Status_Of(child);
+    int status = 0;
+    while (::waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
+    result.exit_status = Exit_Status(status);
     return result;
 }
 
@@ -116,16 +67,12 @@ Tool_Result Run_Tool(const Tool_Run& run) {
         return Run_On_Terminal(run);
     }
     const Scratch_Directory streams;
-    const std::string in = streams / "in";
+    const std::string in = streams.Write("in", run.standard_input);
     const std::string out = streams / "out";
     const std::string err = streams / "err";
-    Prepared_Tool tool(run);
-    std::ofstream(in, std::ios::binary) << run.standard_input;
-    const int status = Child_Process([&]() -> int {
-                           Redirect_Streams(run, in, out, err);
-                           tool.Become();
-                       }).Wait();
-    return {std::max(status, -1), Content_Of(out), Content_Of(err)};
+    const int status =
+        std::system((Line_Of(run) + " <" + in + " >" + out + " 2>" + err + " " + run.redirections).c_str());
+    return {Exit_Status(status), Content_Of(out), Content_Of(err)};
 }
 
 } // namespace QEL::Tests

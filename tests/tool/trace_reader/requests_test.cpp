@@ -33,8 +33,6 @@ struct Row {
     Lines calls;
     Lines explanations;                 ///< how they begin and end, with "..." between
     std::optional<Severity> worst = {}; ///< of the first call
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 const Row Rows[] = {
@@ -156,30 +154,21 @@ const Row Rows[] = {
      {"...status 503...", "...", "..."}},
 };
 
-class Request_In_A_Trace : public TestWithParam<Row> {};
-
-TEST_P(Request_In_A_Trace, IsReadAndExplained) {
-    const Trace trace = Read({Records_Of(GetParam().records)});
-    EXPECT_EQ(Calls_Of(trace), GetParam().calls);
-    ASSERT_THAT(trace.calls, SizeIs(GetParam().explanations.size()));
-    EXPECT_EQ(trace.calls[0].worst, GetParam().worst.value_or(trace.calls[0].worst));
-    for (std::size_t call = 0; call < trace.calls.size(); ++call) {
-        const std::string& expected = GetParam().explanations[call];
-        const auto gap = expected.find("...");
-        if (gap == std::string::npos) {
-            EXPECT_EQ(trace.calls[call].explanation, expected);
-        } else {
-            const auto next = expected.find("...", gap + 3);
-            EXPECT_THAT(trace.calls[call].explanation,
-                        AllOf(StartsWith(expected.substr(0, gap)),
-                              next == std::string::npos ? Matcher<std::string>(EndsWith(expected.substr(gap + 3)))
-                                                        : HasSubstr(expected.substr(gap + 3, next - gap - 3))));
+TEST(Request_In_A_Trace, IsReadAndExplained) {
+    for (const auto& [name, records, calls, explanations, worst] : Rows) {
+        SCOPED_TRACE(name);
+        const Trace trace = Read({Records_Of(records)});
+        EXPECT_EQ(Calls_Of(trace), calls);
+        ASSERT_THAT(trace.calls, SizeIs(explanations.size()));
+        EXPECT_EQ(trace.calls[0].worst, worst.value_or(trace.calls[0].worst));
+        for (std::size_t call = 0; call < trace.calls.size(); ++call) {
+            const auto literally = std::regex_replace(explanations[call], std::regex("[^a-zA-Z0-9 ]"), "\\$&");
+            const auto pattern = std::regex_replace(literally, std::regex("(\\\\\\.){3}"), ".*");
+            const std::string explanation(trace.calls[call].explanation);
+            EXPECT_TRUE(std::regex_match(explanation, std::regex(pattern))) << explanation;
         }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Table, Request_In_A_Trace, ValuesIn(Rows),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Call_In_A_Trace, OfANoteInTheShapeOfAnErrorHasNoError) {
     const Trace read = Read({Records_Of("! Process_Inet_URL_By_WinInet CertErrorHandlingMode: 'Default'.\n")});
@@ -200,31 +189,38 @@ TEST(Call_In_A_Trace, OfACacheObjectThatIsMadeTakesNoOtherRecords) {
     EXPECT_THAT(read.outside[0].records, ElementsAre(&read.records[2]));
 }
 
+TEST(Call_In_A_Trace, TakesNoMessageBetweenCalls) {
+    const std::string error =
+        "! GET HTTP GET request failed with status 404. On HTTP error we cannot download the file.\n";
+    const Trace read = Read({Records_Of(error + "> Clear\n< Clear(true)\n" + error)});
+    EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
+    ASSERT_THAT(read.outside, SizeIs(1));
+    EXPECT_THAT(read.outside[0].records, ElementsAre(&read.records[0], &read.records[3]));
+    EXPECT_TRUE(read.runs[0].has_entries);
+}
+
 TEST(Call_In_A_Trace, HasTheDurationOfItsTimeStampsAndErrorsByTheirWords) {
-    Written_Trace trace(7, true);
-    trace.At("(31.12.26 23:59:58)").Call(get, "url='/a'");
-    trace.Error(get, "Previously cached local file does not exist '/a'.");
-    trace.At("(01.01.27 00:00:03)").Return(get, "''");
-    const Trace read = Read({trace.Text()});
+    const Trace read = Read({Records_Of("> get(url='/a')\n! get Previously cached local file does not exist '/a'.\n", 7,
+                                        "(31.12.26 23:59:58) ") +
+                             Records_Of("< get('')\n", 7, "(01.01.27 00:00:03) ")});
     EXPECT_EQ(read.calls[0].ended - read.calls[0].started, 5);
     EXPECT_EQ(read.records[1].severity, Severity::Error);
     EXPECT_THAT(Calls_Of(read), ElementsAre("failed /a"));
 }
 
-} // namespace
 TEST(Following, GivesTheCallsOfTheWholeTraceOnceHoweverItGrows) {
     const auto of_thread = [](int thread, const std::string& name) {
-        Written_Trace trace(thread);
-        for (const char* const path : {"/a", "/b", ""}) {
-            trace.Call(get, "url='" + name + path + "'").Data(get, "url_or_path = '" + name + path + "'.");
-            trace.Error(get, "Previously cached local file does not exist '" + name + "'.\nWith a second line.");
-            *path != '\0' ? trace.Return(get, "''") : trace;
+        std::string lines;
+        for (const std::string& path : {name + "/a", name + "/b", name}) {
+            lines += "> get(url='" + path + "')\n. get url_or_path = '" + path +
+                     "'.\n! get Previously cached local file does not exist '" + name + "'.|With a second line.\n" +
+                     (path == name ? "" : "< get('')\n");
         }
-        return trace;
+        return Writes_Of(lines, thread);
     };
     const auto one = of_thread(1, "/one");
     const auto two = of_thread(2, "/two");
-    for (const std::string& content : {one.Text() + two.Text(), Mixed(one, two)}) {
+    for (const std::string& content : {Mixed(one, {}) + Mixed(two, {}), Mixed(one, two)}) {
         const auto shown = [](const Trace& trace, std::vector<std::string>& calls) {
             for (const Call& call : trace.calls) {
                 calls.push_back(In_A_Line(call) + " of line " + std::to_string(call.records.front()->line) + " to " +
@@ -251,4 +247,5 @@ TEST(Following, GivesTheCallsOfTheWholeTraceOnceHoweverItGrows) {
     }
 }
 
+} // namespace
 } // namespace QEL::Tests

@@ -7,26 +7,23 @@ namespace {
 
 using namespace ::testing;
 
+constexpr const char* Stamp = "(21.11.26 10:20:16) ";
+const std::string A_Clear = Records_Of("> Clear\n< Clear(true)\n");
+
 /// A request that downloads a file for the first time.
-Written_Trace A_Download(int thread, const std::string& name, bool with_times = false) {
-    const std::string url = "http://s/" + name;
-    const std::string copy = "/c/" + name;
-    Written_Trace trace(thread, with_times);
-    trace.Call(get, "url='" + url + "'").Call("Cleanup_Obsolete_Cached_Files");
-    trace.Data(get, "url_or_path = '" + url + "'.").Call("Is_Local", "url='" + url + "'").Return("Is_Local", "false");
-    trace.Data(get, "Inet URL detected: '" + url + "'.")
-        .Call(policy, "url='" + url +
-                          "', expired_f/downloader_f not "
-                          "traced.");
-    trace.Data(policy, "Remote file '" + url + "' not found in cache. Will be downloaded.");
-    trace.Call("Download_Inet_URL", "url='" + url + "'").Data("Download_Inet_URL", "Closed file '" + copy + "'.");
-    trace.Return("Download_Inet_URL", "rtn = " + copy).Return(policy, copy).Return(get, copy);
-    return trace;
+std::vector<std::string> A_Download(int thread, const std::string& name, const std::string& stamp = {}) {
+    const std::string lines = "> get(url='URL')\n> Cleanup_Obsolete_Cached_Files\n. get url_or_path = 'URL'.\n"
+                              "> Is_Local(url='URL')\n< Is_Local(false)\n. get Inet URL detected: 'URL'.\n"
+                              "> policy(url='URL', expired_f/downloader_f not traced.)\n"
+                              ". policy Remote file 'URL' not found in cache. Will be downloaded.\n> GET(url='URL')\n"
+                              ". GET Closed file '/c/NAME'.\n< GET(rtn = /c/NAME)\n< policy(/c/NAME)\n< get(/c/NAME)\n";
+    const std::string named = std::regex_replace(lines, std::regex("URL"), "http://s/" + name);
+    return Writes_Of(std::regex_replace(named, std::regex("NAME"), name), thread, stamp);
 }
 
 TEST(Splitting, ThreadsThatTakeTurnsByRecordAreDistinguished) {
-    std::istringstream one(A_Download(1, "a").Text());
-    std::istringstream other(A_Download(2, "b").Text());
+    std::istringstream one(Mixed(A_Download(1, "a"), {}));
+    std::istringstream other(Mixed(A_Download(2, "b"), {}));
     std::string text;
     for (std::string first, second; std::getline(one, first) && std::getline(other, second);) {
         text += first + "\n" + second + "\n";
@@ -35,8 +32,8 @@ TEST(Splitting, ThreadsThatTakeTurnsByRecordAreDistinguished) {
 }
 
 TEST(Splitting, PiecesOfTwoThreadsThatAreGluedLoseNoRequest) {
-    for (const bool with_times : {false, true}) {
-        const std::string text = Mixed(A_Download(1, "a", with_times), A_Download(2, "b", with_times));
+    for (const char* const stamp : {"", Stamp}) {
+        const std::string text = Mixed(A_Download(1, "a", stamp), A_Download(2, "b", stamp));
         EXPECT_THAT(Calls_In(text),
                     UnorderedElementsAre("downloaded http://s/a -> /c/a", "downloaded http://s/b -> /c/b"))
             << text;
@@ -50,7 +47,7 @@ TEST(Splitting, WritesOfThreadsInAnyOrderLoseNoRequest) {
         std::string text;
         std::vector<std::vector<std::string>> left;
         for (const auto& [thread, name] : {std::pair{1, "a"}, {2, "b"}, {3, "c"}}) {
-            left.push_back(A_Download(thread, name).Writes());
+            left.push_back(A_Download(thread, name));
             std::reverse(left.back().begin(), left.back().end());
         }
         for (; !left.empty(); std::erase(left, std::vector<std::string>())) {
@@ -72,23 +69,21 @@ TEST(Splitting, WritesOfThreadsInAnyOrderLoseNoRequest) {
 
 TEST(Splitting, ARequestCannotForgeARecord) {
     const std::string forged = "http://s/TID: 7, QEL::FrontEnd::FileCache::CFileCache::Clear[0x55d0c8a4beef]/1: CALL";
-    Written_Trace trace;
-    trace.Call(get, "url='" + forged + "'").Data(get, "url_or_path = '" + forged + "'.").Return(get, "/c/1");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("fresh " + forged + " -> /c/1"));
-    EXPECT_THAT(Read({trace.Text()}).records, SizeIs(3));
+    const Trace read =
+        Read({Records_Of("> get(url='" + forged + "')\n. get url_or_path = '" + forged + "'.\n< get(/c/1)\n")});
+    EXPECT_THAT(Calls_Of(read), ElementsAre("fresh " + forged + " -> /c/1"));
+    EXPECT_THAT(read.records, SizeIs(3));
 }
 
 TEST(Splitting, AnAddressOfTheCacheObjectProvesARecordGenuine) {
-    Written_Trace trace;
-    trace.Call("Clear").Write("TID: 7, QEL::FrontEnd::FileCache::CFileCache::Clear[0x55d0c8a41eb0]/8: cut in the mid");
-    trace.Return("Clear", "true").Call("Clear").Return("Clear", "true");
-    EXPECT_THAT(Calls_In(trace.Text()), SizeIs(2));
+    EXPECT_THAT(Calls_In(Records_Of("> Clear\n") +
+                         "TID: 7, QEL::FrontEnd::FileCache::CFileCache::Clear[0x55d0c8a41eb0]/8: cut in the mid" +
+                         A_Clear),
+                SizeIs(2));
 }
 
 TEST(Splitting, AHeadingStartsAfresh) {
-    Written_Trace trace;
-    trace.Heading().Call(get, "url='/a'").Heading("Error ").Call("Clear").Return("Clear", "true");
-    const Trace read = Read({trace.Text()});
+    const Trace read = Read({Heading() + Records_Of("> get(url='/a')\n") + Heading("Error ") + A_Clear});
     EXPECT_THAT(Calls_Of(read), ElementsAre("cut_off /a", "done clear"));
     ASSERT_THAT(read.runs, SizeIs(2));
     EXPECT_EQ(read.runs[0].level, "Error, Warning, Developer Notes and additional data");
@@ -99,48 +94,38 @@ TEST(Splitting, AHeadingStartsAfresh) {
 }
 
 TEST(Splitting, AHeadingBehindAMessageWithoutLineEndIsSeen) {
-    Written_Trace trace;
-    trace.Error("Download_Inet_URL", "COM exception: \n x \nWin32 error code: 12029", "").Heading();
-    trace.Call("Clear").Return("Clear", "true");
-    const Trace read = Read({trace.Text()});
+    const Trace read = Read({Records_Of("! GET COM exception: | x |Win32 error code: 12029~\n") + Heading() + A_Clear});
     EXPECT_THAT(read.runs, SizeIs(2));
     EXPECT_EQ(read.records[0].text, "COM exception: \n x \nWin32 error code: 12029");
 }
 
 TEST(Splitting, FilesOfSeveralProcessesFallIntoTheOrderOfTime) {
-    Written_Trace first(1, true);
-    first.At("(21.11.26 10:00:00)").Call("Clear").Return("Clear", "true");
-    first.At("(21.11.26 10:00:09)").Call("Purge_Cache_Folder").Return("Purge_Cache_Folder", "true");
-    Written_Trace second(2, true);
-    second.At("(21.11.26 10:00:05)").Call(get, "url='/a'").Return(get, "/a");
-    EXPECT_THAT(Calls_Of(Read({first.Text(), second.Text()})),
-                ElementsAre("done clear", "fresh /a -> /a", "done purge"));
-    EXPECT_THAT(Calls_Of(Read({first.Text(), second.Text() + Written_Trace().Call("Clear").Text()})),
+    const std::string first =
+        Records_Of("> Clear\n< Clear(true)\n", 1, "(21.11.26 10:00:00) ") +
+        Records_Of("> Purge_Cache_Folder\n< Purge_Cache_Folder(true)\n", 1, "(21.11.26 10:00:09) ");
+    const std::string second = Records_Of("> get(url='/a')\n< get(/a)\n", 2, "(21.11.26 10:00:05) ");
+    EXPECT_THAT(Calls_Of(Read({first, second})), ElementsAre("done clear", "fresh /a -> /a", "done purge"));
+    EXPECT_THAT(Calls_Of(Read({first, second + Records_Of("> Clear\n")})),
                 ElementsAre("done clear", "done purge", "fresh /a -> /a", "cut_off clear"))
         << "without times, as given";
 }
 
 TEST(Splitting, LinesBehindAMessageBelongToIt) {
-    Written_Trace trace;
-    trace.Call("Clear").Data("Serialize", "Serializing metadata for URL 'u':\n<CacheEntry/>\n");
-    trace.Return("Clear", "true");
-    const Trace read = Read({trace.Text()});
+    const Trace read = Read({Records_Of("> Clear\n. Serialize Serializing metadata for URL 'u':|<CacheEntry/>|\n"
+                                        "< Clear(true)\n")});
     ASSERT_THAT(read.records, SizeIs(3));
     EXPECT_EQ(read.records[1].text, "Serializing metadata for URL 'u':\n<CacheEntry/>");
     EXPECT_EQ(read.records[2].line, 5U);
 }
 
 TEST(Splitting, GarbageBetweenRecordsDisturbsNone) {
-    Written_Trace trace;
-    trace.Write(std::string("\0\xFF garbage \x1B[31m\n\n", 16)).Call(get, "url='/a'");
-    trace.Write(std::string(3000, '\xA7') + "\nTID: x, QEL::\n").Return(get, "/a").Write("\x01\x02\x03");
-    EXPECT_THAT(Calls_In(trace.Text()), ElementsAre("fresh /a -> /a"));
+    EXPECT_THAT(Calls_In(std::string("\0\xFF garbage \x1B[31m\n\n", 16) + Records_Of("> get(url='/a')\n") +
+                         std::string(3000, '\xA7') + "\nTID: x, QEL::\n" + Records_Of("< get(/a)\n") + "\x01\x02\x03"),
+                ElementsAre("fresh /a -> /a"));
 }
 
 TEST(Splitting, ComplaintsOfTheWriterAreKept) {
-    Written_Trace trace;
-    trace.Call("Clear").Write("ERROR: QELPCTRC, lock holder died\n").Return("Clear", "true");
-    const Trace read = Read({trace.Text()});
+    const Trace read = Read({Records_Of("> Clear\n= ERROR: QELPCTRC, lock holder died\n< Clear(true)\n")});
     EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
     EXPECT_EQ(read.records[1].kind, Record_Kind::Writer);
     EXPECT_EQ(read.records[1].text, "ERROR: QELPCTRC, lock holder died");
@@ -164,8 +149,8 @@ TEST(Splitting, WhatIsNotATraceIsExplainedWithARemedy) {
         EXPECT_THAT(complaint, HasSubstr("\n  Next: "));
         EXPECT_THAT(reader.Finish().files, IsEmpty());
     }
-    EXPECT_THAT(Trace_Reader().Add("x", Written_Trace().Heading().Text()), IsEmpty()) << "a heading is enough";
-    EXPECT_THAT(Trace_Reader().Add("x", "\xEF\xBB\xBF" + Written_Trace().Call("Clear").Text()), IsEmpty());
+    EXPECT_THAT(Trace_Reader().Add("x", Heading()), IsEmpty()) << "a heading is enough";
+    EXPECT_THAT(Trace_Reader().Add("x", "\xEF\xBB\xBF" + A_Clear), IsEmpty());
 }
 
 /// What costs more than its size would take hours here, not seconds.
@@ -181,10 +166,10 @@ TEST(Splitting, HostileTracesCostNoMoreThanTheirSize) {
     const std::string hostile[] = {
         repeated(prefix), // records inside a line
         prefix + "CALL('" + repeated("TID: 2, QEL::FrontEnd::FileCache::CFileCache::Clear/1: 'x"),
-        repeated(prefix + "CALL\n"),                        // calls
-        repeated(Written_Trace().Call("Serialize").Text()), // ever deeper
+        repeated(prefix + "CALL\n"),           // calls
+        repeated(Records_Of("> Serialize\n")), // ever deeper
         repeated("***ERROR***: " + prefix + "COM exception: \n"),
-        repeated(Written_Trace().Heading().Text()), // runs
+        repeated(Heading()), // runs
         prefix + repeated("'"),
         prefix + repeated("9"),
         prefix + repeated("TID: "),

@@ -11,7 +11,6 @@ import signal
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 
@@ -220,20 +219,28 @@ Messages outside of calls
             self.assertIn(message, self.err)
         self.assertEqual(self.content("a.trc"), content)
 
+    def test_what_is_wanted_is_selected_and_summed(self):
+        trace = Trace(seconds=0).fresh("http://s/a.xml").failed("http://s/b.xml").wait(60).failed("http://s/c.xml")
+        file = self.write("a.trc", trace.call("Clear", "").returned("Clear", "true"))
+        for arguments, wanted in (([], [1, 2, 3, 4]), (["--failed"], [2, 3]), (["--url", "b.xml"], [2]),
+                                  (["--failed", "--url", "a.xml"], []), (["--since", "10:01"], [3, 4]),
+                                  (["--since", "2026-11-21T10:00:59"], [3, 4]), (["--since", "2001-01-01"], [1, 2, 3, 4]),
+                                  (["--since", "2026-11-21 10:02"], [])):
+            calls = json.loads(self.run_tool("--json", *arguments, file))["calls"]
+            self.assertEqual([call["number"] for call in calls], wanted, arguments)
+        out = self.run_tool("--summary", "--failed", file)
+        self.assertTrue(out.startswith("2       http://s  failed: the server responded to the download with status 404"), out)
+
     def test_a_selection_says_what_it_cannot_do(self):
-        trace = Trace()
-        for _ in range(11):
-            trace.fresh("/x")
-        file = self.write("a.trc", trace.failed("http://s/last"))
-        self.assertIn("#12  failed", self.run_tool("--url", "last", file))
-        self.assertEqual(self.err, "")
+        file = self.write("a.trc", Trace().failed("http://s/last"))
         self.assertIn("0 requests", self.run_tool("--since", "10:00", file))
         self.assertIn("note: the trace has no times, so --since leaves nothing; a trace of level 5 has", self.err)
         page = native(self.path("page.html"))
-        for arguments, message in ((["--since", "25:99"], "--since: needs a time"),
-                                   (["--since", "2026-02-31"], "--since: needs a time"),
-                                   (["--summary", "--json"], "leave out --json"),
-                                   (["--summary", "--html", page], "leave out --html")):
+        for arguments, message in ([(["--since", wrong], f"--since: needs a time such as '2026-11-21 10:20' or '10:20', "
+                                                         f"not '{wrong}'")
+                                    for wrong in ("noon", "25:99", "2026-02-31", "2001-1-1", "10:20:16:17", "2001-01-01 10")] +
+                                   [(["--summary", "--json"], "leave out --json"),
+                                    (["--summary", "--html", page], "leave out --html")]):
             self.assertEqual(self.run_tool(*arguments, file), "")
             self.assertEqual(self.status, 2)
             self.assertIn(message, self.err)
@@ -250,34 +257,27 @@ class FollowedTrace(ToolTest):
     def follow(self, *arguments):
         """Begins to follow the file; self.lines are those that it has printed."""
         files = [native(self.path(name)) for name in (self.name, "never.trc")]
-        tool = subprocess.Popen(RUNNER + [TOOL, "trace", "--follow", *arguments, *files],
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.lines = []
-        self.messages = []
-
-        def read(stream, lines):
-            for line in stream:
-                lines.append(line.decode("utf-8").rstrip("\r\n"))
-
-        threads = [threading.Thread(target=read, args=args)
-                   for args in ((tool.stdout, self.lines), (tool.stderr, self.messages))]
-        for thread in threads:
-            thread.start()
-
-        def end():
-            tool.kill()
-            tool.wait()
-            for thread in threads:
-                thread.join()
-            tool.stdout.close()
-            tool.stderr.close()
-
-        self.addCleanup(end)
-        deadline = time.monotonic() + 30
-        while "never.trc" not in "".join(self.messages):  # it has read what is in the other file
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.05)
+        with open(self.path("out"), "wb") as out, open(self.path("err"), "wb") as err:
+            tool = subprocess.Popen(RUNNER + [TOOL, "trace", "--follow", *arguments, *files], stdout=out, stderr=err)
+        self.addCleanup(tool.wait)
+        self.addCleanup(tool.kill)
+        self.wait_until(lambda: "never.trc" in self.content("err"))  # it has read what is in the other file
+        self.assertIn("never.trc", self.content("err"))
         return tool
+
+    @staticmethod
+    def wait_until(is_so):
+        deadline = time.monotonic() + 30
+        while not is_so() and time.monotonic() < deadline:
+            time.sleep(0.05)
+
+    @property
+    def lines(self):
+        return self.content("out").splitlines()
+
+    @property
+    def messages(self):
+        return self.content("err").splitlines()
 
     def append(self, text, mode="a"):
         with open(self.path(self.name), mode, encoding="utf-8", newline="\n") as file:
@@ -287,9 +287,7 @@ class FollowedTrace(ToolTest):
         """Waits for these ends of the lines that hold a text."""
         def shown():
             return [line for line in self.lines if within in line]
-        deadline = time.monotonic() + 30
-        while len(shown()) < len(wanted) and time.monotonic() < deadline:
-            time.sleep(0.05)
+        self.wait_until(lambda: len(shown()) >= len(wanted))
         time.sleep(0.6)  # for what should not come
         self.assertEqual(len(shown()), len(wanted), (self.lines, self.messages))
         for line, end in zip(shown(), wanted):

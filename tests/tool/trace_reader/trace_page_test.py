@@ -84,6 +84,8 @@ class TracePage(unittest.TestCase):
         self.page.do("Runtime.evaluate", expression="document.querySelector('#c4 summary').focus()")
         self.page.press("Enter", "\r")
         self.assertIn("HTTP GET request failed with status 404", self.page.run("document.querySelector('#c4').innerText"))
+        self.page.run("document.querySelector('#c5').open = true")
+        self.assertIn("after 30 s", self.page.run("document.querySelector('#c5 .r').innerText"))
 
     def test_a_hostile_request_is_nothing_but_text(self):
         self.assertEqual(self.page.run("document.querySelectorAll('script').length"), 1)
@@ -153,13 +155,6 @@ class TracePage(unittest.TestCase):
         self.page.run("new Promise(done => setTimeout(done, 100))")
         self.assertEqual(self.page.run("[...document.querySelectorAll('details[open]')].map(call => call.id)"),
                          [self.page.run("location.hash.slice(1)")])
-
-    def test_calls_unfold_by_keyboard(self):
-        self.page.run("document.querySelector('#c5 summary').focus()")
-        self.page.press("Enter", "\r")
-        self.assertTrue(self.page.run("document.querySelector('#c5').open"))
-        records = self.page.run("document.querySelector('#c5 .r').innerText")
-        self.assertIn("after 30 s", records)
 
     def test_it_fits_every_width(self):
         for width in (320, 500, 768, 1200, 2400):
