@@ -143,7 +143,6 @@ main() {
     tests "hostile directories" reliability_hostile_directory
     tests "hostile metadata files" reliability_hostile_metadata
     tests "hostile web servers" http_test --gtest_filter='*Hostile_*'
-    tests "hostile web servers, met by the whole cache" reliability_hostile_servers
     tests "32 threads, $QEL_THREAD_OPERATIONS operations each" reliability_threads
     sanitized_threads
     tests "two processes trace $QEL_TRACE_LINES lines" reliability_two_processes

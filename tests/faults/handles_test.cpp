@@ -50,7 +50,7 @@ protected:
         make(5, requests[1], true);
         make(5, requests[2], true);
         make(5, std::string(Failing_OS_Wrapper::Share) + "missing.xml", false);
-        make(2, web.Url("missing.xml"), false);
+        make(2, Web_Url("missing.xml"), false);
         make(2, "http://127.0.0.1:1/refused.xml", false);
         make(1, "/no/such/file.xml", false);
         EXPECT_TRUE(host.Clear());
@@ -72,10 +72,6 @@ TEST_F(Open_Handles, AreNotMoreAfterThousandsOfRequests) {
     const int before = Count();
     for (int i = 0; i < hundreds; ++i) {
         Make_A_Hundred_Requests();
-    }
-    // The server's side of a connection is this process's as well, and closes in its own time.
-    for (int attempt = 0; attempt < 100 && Count() > before; ++attempt) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     std::cout << hundreds << "00 requests, " << before << " open before, " << Count() << " after\n";
     RecordProperty("requests", hundreds * 100);

@@ -42,7 +42,7 @@ protected:
     }
 
     const fs::path other_folder = home / "other";
-    const std::string url = web.Url("a.xml");
+    const std::string url = Web_Url("a.xml");
     const std::string copy = (cache_folder / "11111111-1111-1111-1111-111111111111.xml").string();
 };
 

@@ -29,7 +29,7 @@ protected:
     }
 
     CFileCache host{Services()};
-    const std::string url = web.Url("a.xml");
+    const std::string url = Web_Url("a.xml");
     const std::string share = Failing_OS_Wrapper::Share + std::string("b.xml");
 };
 

@@ -117,7 +117,7 @@ TEST_F(Killed, ThreadsThatRequestWhileMainReturnsEndWithTheProcess) {
     const std::string tls_url = std::regex_replace(tls_sites.Url("Good"), std::regex("good.test"), "127.0.0.1");
 #endif
     for (int round = 0; round < Usual_Rounds; ++round) {
-        Child_Process worker(Beside_The_Tests("cache_worker", {Cache_Directory(), "-", "-", "-1", "0", web.Url("a.xml"),
+        Child_Process worker(Beside_The_Tests("cache_worker", {Cache_Directory(), "-", "-", "-1", "0", Web_Url("a.xml"),
                                                                tls_url, "\\\\127.0.0.1\\none\\a"}));
         ASSERT_EQ(worker.Wait(), 0) << "round " << round;
     }

@@ -26,14 +26,23 @@ struct Certificate_Options {
     std::string purpose{}; ///< such as "clientAuth"; empty: any
 };
 
+/// A certificate and its key.
+struct Identity {
+    struct Free {
+        void operator()(X509* certificate) const { X509_free(certificate); }
+        void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+    };
+    std::unique_ptr<X509, Free> certificate;
+    std::unique_ptr<EVP_PKEY, Free> key;
+};
+
 /// A certificate authority of the tests, with keys made on the spot.
 class Certificate_Authority {
 public:
-    /// A root authority. Its files, and those of what it issues, go to `directory`.
-    Certificate_Authority(std::filesystem::path directory, const std::string& name);
-
-    /// An authority below this one.
-    Certificate_Authority Issue_Authority(const std::string& name) const;
+    /// Its files, and those of what it issues, go to `directory`.
+    /// @param above null: a root authority
+    Certificate_Authority(std::filesystem::path directory, const std::string& name,
+                          const Certificate_Authority* above = nullptr);
 
     Server_Certificate Issue(const std::string& file_name, const Certificate_Options& options) const;
 
@@ -44,26 +53,13 @@ public:
     const std::filesystem::path& File() const { return m_File; }
 
 private:
-    struct Free {
-        void operator()(X509* certificate) const { X509_free(certificate); }
-        void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-    };
-    using Certificate = std::unique_ptr<X509, Free>;
-    using Key = std::unique_ptr<EVP_PKEY, Free>;
+    Server_Certificate Write(const std::string& file_name, const Identity& identity, X509* chain = nullptr) const;
+    void Write_Staple(const std::filesystem::path& path, X509* certificate, Staple staple) const;
 
-    Certificate_Authority() = default;
-
-    static Key Make_Key();
-    static Certificate Make_Certificate(const Certificate_Options& options, bool is_authority, EVP_PKEY* key,
-                                        X509* issuer, EVP_PKEY* issuer_key);
-    Server_Certificate Write(const std::string& file_name, X509* certificate, EVP_PKEY* key, bool with_chain) const;
-    void Write_Staple(const Server_Certificate& files, X509* certificate, Staple staple) const;
-
-    std::filesystem::path m_Directory;
-    std::filesystem::path m_File;
-    bool m_Is_Root = true;
-    Certificate m_Certificate;
-    Key m_Key;
+    const std::filesystem::path m_Directory;
+    const bool m_Is_Root;
+    const Identity m_Identity;
+    const std::filesystem::path m_File;
 };
 
 } // namespace QEL::Tests

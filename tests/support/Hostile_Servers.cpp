@@ -213,50 +213,12 @@ const Hostile_Server Tls_Servers[] = {
 
 } // namespace
 
-Ending Hostile_Server::Ending_Of_The_File() const {
-    if (failure.error != 0) {
-        return failure.error == Timed_Out ? Ending::Timed_Out : Ending::Failed;
-    }
-    return status >= 200 && status <= 299 ? Ending::Served : Ending::Refused;
-}
-
 std::span<const Hostile_Server> Hostile_Http_Servers() {
     return Http_Servers;
 }
 
 std::span<const Hostile_Server> Hostile_Tls_Servers() {
     return Tls_Servers;
-}
-
-Hostile_Servers_At_Work::Hostile_Servers_At_Work() {
-    for (const auto& server : Hostile_Http_Servers()) {
-        Start(server, "http");
-        Start_With_Good_File(server);
-    }
-    for (const auto& server : Hostile_Tls_Servers()) {
-        Start(server, "https");
-    }
-}
-
-void Hostile_Servers_At_Work::Start(const Hostile_Server& server, const char* scheme) {
-    const auto url = m_Servers.emplace_back(server.behaviour).Url("/file.xml", "127.0.0.1");
-    m_Sites.push_back(
-        {server.name, scheme + url.substr(4), server.Ending_Of_The_Head(), server.Ending_Of_The_File(), server.body});
-}
-
-void Hostile_Servers_At_Work::Start_With_Good_File(const Hostile_Server& server) {
-    static const std::string good_content = "<good/>";
-    const auto& started = m_Servers.emplace_back([behaviour = server.behaviour](Server_Connection& client) {
-        if (!client.Is_Asked_For("GET ")) {
-            behaviour(client);
-            return;
-        }
-        client.Read_Request();
-        client.Send(Ok + "Content-Type: text/xml\r\nConnection: close\r\nContent-Length: " +
-                    std::to_string(good_content.size()) + "\r\n\r\n" + good_content);
-    });
-    m_Sites.push_back({server.name + std::string("ToTheCheckAlone"), started.Url("/file.xml", "127.0.0.1"),
-                       server.Ending_Of_The_Head(), Ending::Served, good_content});
 }
 
 } // namespace QEL::Tests

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "tests/support/Hostile_Site.h"
 #include "tests/support/Web_Server.h"
 
 namespace QEL::Tests {
@@ -23,9 +22,6 @@ struct Hostile_Server {
     long status = 0;         ///< of the response, when there is one
     const char* body = "";   ///< likewise
     const char* last_modified = "";
-
-    Ending Ending_Of_The_File() const;
-    Ending Ending_Of_The_Head() const { return failure.spares_head ? Ending::Served : Ending_Of_The_File(); }
 };
 
 inline void PrintTo(const Hostile_Server& server, std::ostream* out) {
@@ -37,21 +33,5 @@ std::span<const Hostile_Server> Hostile_Http_Servers();
 
 /// Servers that are asked with TLS, and none of which gets as far as a request.
 std::span<const Hostile_Server> Hostile_Tls_Servers();
-
-/// All hostile servers at work, each on a port of its own of 127.0.0.1; those that are asked in plain HTTP
-/// a second time, hostile to requests for the head alone.
-class Hostile_Servers_At_Work {
-public:
-    Hostile_Servers_At_Work();
-
-    const std::vector<Hostile_Site>& Sites() const { return m_Sites; }
-
-private:
-    void Start(const Hostile_Server& server, const char* scheme);
-    void Start_With_Good_File(const Hostile_Server& server);
-
-    std::list<Web_Server> m_Servers;
-    std::vector<Hostile_Site> m_Sites;
-};
 
 } // namespace QEL::Tests

@@ -40,9 +40,7 @@ Nginx_Server::Nginx_Server(std::vector<Nginx_Site> sites) : m_Sites(std::move(si
         std::vector<std::string>{"nginx", "-p", directory, "-e", directory + "/error.log", "-c", file});
     for (const auto& site : m_Sites) {
         if (!Wait_For_Listener(site.port, [&] { return m_Process->Has_Ended(); })) {
-            std::stringstream log;
-            log << std::ifstream(m_Directory.Path() / "error.log").rdbuf();
-            throw std::runtime_error("nginx did not start: " + log.str());
+            throw std::runtime_error("nginx did not start: " + Content_Of(m_Directory / "error.log"));
         }
     }
 }
@@ -50,18 +48,15 @@ Nginx_Server::Nginx_Server(std::vector<Nginx_Site> sites) : m_Sites(std::move(si
 Nginx_Server::~Nginx_Server() = default;
 
 std::vector<std::string> Nginx_Server::Requests(std::size_t expected) const {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     std::vector<std::string> requests;
-    do {
+    for (int attempt = 0; attempt == 0 || (attempt < 6000 && requests.size() < expected); ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(attempt == 0 ? 0 : 5));
         requests.clear();
-        std::ifstream log(m_Directory.Path() / "access.log");
+        std::ifstream log(m_Directory / "access.log");
         for (std::string line; std::getline(log, line);) {
             requests.push_back(line);
         }
-        if (requests.size() < expected) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    } while (requests.size() < expected && std::chrono::steady_clock::now() < end);
+    }
     return requests;
 }
 

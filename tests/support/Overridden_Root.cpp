@@ -1,7 +1,6 @@
 #include "tests/support/Overridden_Root.h"
 
 #include "tests/support/User_Configuration.h"
-#include "util/Non_Copyable.h"
 
 namespace QEL::Tests {
 
@@ -12,20 +11,6 @@ void Check(LONG result) {
         throw std::system_error(static_cast<int>(result), std::system_category(), "registry");
     }
 }
-
-/// The key of the cache's options under a root, until the end of the scope.
-class Options : private FrontEnd::Util::Non_Copyable {
-public:
-    explicit Options(HKEY root) {
-        Check(RegCreateKeyExA(root, Options_Key, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &m_Key, nullptr));
-    }
-    ~Options() { RegCloseKey(m_Key); }
-
-    HKEY Key() const { return m_Key; }
-
-private:
-    HKEY m_Key = nullptr;
-};
 
 } // namespace
 
@@ -44,8 +29,7 @@ Overridden_Root::~Overridden_Root() {
 }
 
 void Overridden_Root::Write(const std::string& name, DWORD type, const std::string& bytes) {
-    Check(RegSetValueExA(Options(m_Root).Key(), name.c_str(), 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
-                         static_cast<DWORD>(bytes.size())));
+    Check(RegSetKeyValueA(m_Root, Options_Key, name.c_str(), type, bytes.data(), static_cast<DWORD>(bytes.size())));
 }
 
 void Overridden_Root::Write_Number(const std::string& name, std::uint32_t number) {
@@ -65,7 +49,7 @@ void Overridden_Root::Write_List(const std::string& name, const std::vector<std:
 }
 
 void Overridden_Root::Remove(const std::string& name) {
-    RegDeleteValueA(Options(m_Root).Key(), name.c_str());
+    RegDeleteKeyValueA(m_Root, Options_Key, name.c_str());
 }
 
 } // namespace QEL::Tests

@@ -35,21 +35,24 @@ public:
     void Kill();
 
     /// Kills what runs and starts anew on the same port.
-    void Restart();
+    void Restart() {
+        Kill();
+        Start();
+    }
 
     /// Stops all its processes where they are: connections stay open and nothing responds.
-    void Freeze() const;
-    void Thaw() const;
+    void Freeze() const { Signal_All(SIGSTOP); }
+    void Thaw() const { Signal_All(SIGCONT); }
 
 private:
     void Write_Configuration() const;
-    void Add_User() const;
     void Start();
     void Signal_All(int signal_number) const;
-    std::string Text_Of(const std::string& file) const;
+    /// A command in the server's directory, with its configuration, which writes to the file "output".
+    std::vector<std::string> Shell(const std::string& command) const;
 
     const Scratch_Directory m_Directory;
-    const std::string m_User;
+    std::string m_User;
     const int m_Port;
     std::unique_ptr<Child_Process> m_Leader; ///< of a session and process group of its own
 };

@@ -51,7 +51,7 @@ std::span<const Tls_Case> Tls_Cases() {
 Tls_Sites::Tls_Sites() {
     const Certificate_Authority trusted(m_Directory.Path(), "trusted authority");
     const Certificate_Authority unknown(m_Directory.Path(), "unknown authority");
-    const auto intermediate = trusted.Issue_Authority("intermediate authority");
+    const Certificate_Authority intermediate(m_Directory.Path(), "intermediate authority", &trusted);
     std::vector<Nginx_Site> sites;
     for (const auto& [name, error, cause, issuer, certificate, speaks_old_tls] : Cases) {
         const auto& authority = issuer == Issuer::Unknown         ? unknown

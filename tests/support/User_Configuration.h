@@ -33,7 +33,7 @@ public:
 
 private:
     std::string m_Name;
-    std::unique_ptr<std::string> m_Previous; ///< null when it was not set
+    std::optional<std::string> m_Previous; ///< none when it was not set
 };
 
 inline constexpr const char* Options_Key = "Software\\QEL\\QELLogon\\Options";

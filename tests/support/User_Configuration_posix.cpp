@@ -44,23 +44,23 @@ void User_Configuration::Remove(const std::string& name) {
     m_State->Write();
 }
 
+namespace {
+
+void Set(const std::string& name, const char* value) {
+    value == nullptr ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value, 1);
+}
+
+} // namespace
+
 Environment_Variable::Environment_Variable(const std::string& name, const char* value) : m_Name(name) {
     if (const char* previous = std::getenv(m_Name.c_str())) {
-        m_Previous = std::make_unique<std::string>(previous);
+        m_Previous = previous;
     }
-    if (value == nullptr) {
-        ::unsetenv(m_Name.c_str());
-    } else {
-        ::setenv(m_Name.c_str(), value, 1);
-    }
+    Set(m_Name, value);
 }
 
 Environment_Variable::~Environment_Variable() {
-    if (m_Previous) {
-        ::setenv(m_Name.c_str(), m_Previous->c_str(), 1);
-    } else {
-        ::unsetenv(m_Name.c_str());
-    }
+    Set(m_Name, m_Previous ? m_Previous->c_str() : nullptr);
 }
 
 } // namespace QEL::Tests

@@ -33,7 +33,7 @@ Environment_Variable::Environment_Variable(const std::string& name, const char* 
     SetLastError(ERROR_SUCCESS);
     const DWORD length = GetEnvironmentVariableA(m_Name.c_str(), previous.data(), static_cast<DWORD>(previous.size()));
     if (length > 0 || GetLastError() != ERROR_ENVVAR_NOT_FOUND) {
-        m_Previous = std::make_unique<std::string>(previous.data(), length);
+        m_Previous = std::string(previous.data(), length);
     }
     SetEnvironmentVariableA(m_Name.c_str(), value);
 }

@@ -2,9 +2,11 @@
 
 #include "tests/faults/support/Document.h"
 #include "tests/faults/support/Failing_OS_Wrapper.h"
-#include "tests/faults/support/Web_Documents.h"
 #include "tests/support/Cache_Host.h"
 #include "tests/support/Child_Process.h"
+#ifndef _WIN32
+#include "tests/support/Nginx_Server.h"
+#endif
 
 namespace QEL::Tests {
 
@@ -30,7 +32,7 @@ protected:
     /// Puts documents on the web server and on the share; what they are requested by goes into `requests`.
     void Offer(const std::vector<std::string>& on_the_web, const std::vector<std::string>& on_the_share) {
         for (const std::string& name : on_the_web) {
-            requests.push_back(web.Url(name));
+            requests.push_back(Web_Url(name));
         }
         for (const std::string& name : on_the_share) {
             requests.push_back(Failing_OS_Wrapper::Share + name);
@@ -38,13 +40,20 @@ protected:
         Publish_All();
     }
 
-    /// The next version of a document, of a later time.
+    std::string Web_Url(const std::string& name) const { return m_Web_Server + "/" + name; }
+
+    /// The next version of a document, of a later time; the first is 1.
     void Publish(const std::string& request) {
-        if (request.starts_with("http:")) {
-            web.Publish(Name_In(request));
-        } else {
-            Publish_On_Share(Name_In(request));
-        }
+        const std::string name = Name_In(request);
+        const auto folder = request.starts_with("http:") ? m_Web_Files : share_folder;
+        // Under another name first: nobody must get half of it. Windows does not replace a file that is being copied.
+        const auto unfinished = folder / (name + ".new");
+        std::ofstream(unfinished, std::ios::binary) << Document_Text(name, static_cast<unsigned>(++m_Versions[name]));
+        std::filesystem::last_write_time(unfinished, m_Next_Change += std::chrono::seconds(2));
+        std::error_code error;
+        do {
+            std::filesystem::rename(unfinished, folder / name, error);
+        } while (error);
     }
     void Publish_All() {
         for (const std::string& request : requests) {
@@ -60,10 +69,7 @@ protected:
     static std::string Name_In(const std::string& request) { return request.substr(request.find_last_of("/\\") + 1); }
 
     /// The version that the remote side has now.
-    int Current_Version(const std::string& request) const {
-        const std::string name = Name_In(request);
-        return request.starts_with("http:") ? web.Version(name) : m_Share_Versions.at(name);
-    }
+    int Current_Version(const std::string& request) const { return m_Versions.at(Name_In(request)); }
 
     std::shared_ptr<Failing_OS_Wrapper> Services() const { return std::make_shared<Failing_OS_Wrapper>(share_folder); }
 
@@ -158,21 +164,17 @@ protected:
     std::filesystem::path Ready_File() const { return working_folder / "ready"; }
 
 private:
-    void Publish_On_Share(const std::string& name) {
-        const int version = ++m_Share_Versions[name];
-        // Under another name first: nobody must copy half of it. Windows does not replace a file that
-        // is being copied.
-        const auto unfinished = share_folder / (name + ".new");
-        std::ofstream(unfinished, std::ios::binary) << Document_Text(name, static_cast<unsigned>(version));
-        std::filesystem::last_write_time(unfinished, m_Next_Change += std::chrono::seconds(2));
-        std::error_code error;
-        do {
-            std::filesystem::rename(unfinished, share_folder / name, error);
-        } while (error);
-    }
-
+#ifdef _WIN32
+    // A program beside the test, see tests/windows/with_http_servers.py. It runs outside of Wine.
+    const std::string m_Web_Server = std::getenv("QEL_TEST_HTTP");
+    const std::filesystem::path m_Web_Files = std::string("Z:") + std::getenv("QEL_TEST_FILES");
+#else
+    const Nginx_Server m_Nginx{std::vector<Nginx_Site>(1)};
+    const std::string m_Web_Server = m_Nginx.Site().Url("", "127.0.0.1");
+    const std::filesystem::path m_Web_Files = m_Nginx.Files();
+#endif
     const std::filesystem::path m_Previous_Folder = std::filesystem::current_path();
-    std::map<std::string, int> m_Share_Versions;
+    std::map<std::string, int> m_Versions;
     std::filesystem::file_time_type m_Next_Change = std::filesystem::file_time_type::clock::now();
 
 protected:
@@ -180,7 +182,6 @@ protected:
     const std::filesystem::path cache_folder = home / "cache";
     const std::filesystem::path share_folder = home / "share";
     const std::filesystem::path working_folder = home / "work";
-    Web_Documents web;
     std::vector<std::string> requests;
 };
 

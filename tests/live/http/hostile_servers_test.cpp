@@ -6,6 +6,7 @@
 #include "platform/common/WinInet_Error.h"
 #include "tests/live/http/Http_Result.h"
 #include "tests/support/Hostile_Servers.h"
+#include "util/HttpClient.h"
 
 namespace QEL::Tests {
 
@@ -34,12 +35,13 @@ TEST_P(Hostile_Http_Server, EndsTheRequestAsDocumented) {
     const bool is_spared = is_head && expected.failure.spares_head;
     const std::uint32_t error = is_spared ? 0 : expected.failure.error;
     const Web_Server server(expected.behaviour);
+    const auto url = scheme + server.Url().substr(4);
     std::ofstream("/proc/self/clear_refs") << "5"; // the peak starts anew
     const long memory = Memory_In_KB("VmRSS");
     ASSERT_GT(memory, 0);
 
-    const auto outcome = Request(method.c_str(), scheme + server.Url().substr(4),
-                                 error == FrontEnd::Platform::Error_Internet_Timeout ? Short_Receive : Timeouts());
+    const bool is_timed_out = error == FrontEnd::Platform::Error_Internet_Timeout;
+    const auto outcome = Request(method.c_str(), url, is_timed_out ? Short_Receive : Timeouts());
 
     EXPECT_EQ(outcome.Error(), error) << outcome.description;
     EXPECT_EQ(outcome.status, is_spared ? 200 : expected.status);
@@ -51,6 +53,15 @@ TEST_P(Hostile_Http_Server, EndsTheRequestAsDocumented) {
         EXPECT_THAT(outcome.description, HasSubstr("good.test (port " + std::to_string(server.Port()) + ")"));
     }
     EXPECT_EQ(outcome.description.find('\n'), std::string::npos);
+    if (!is_head && !is_timed_out) {
+        FrontEnd::Util::HttpWinInet::HttpClient second;
+        EXPECT_EQ(second.SendWinInetRequest(FrontEnd::Util::HttpWinInet::Http_Get, url.c_str(), nullptr, 0),
+                  outcome.status + error);
+        EXPECT_EQ(second.GetError(), error);
+        EXPECT_EQ(second.GetErrorDescription(), outcome.description);
+        EXPECT_EQ(second.GetResponseBody(), outcome.body);
+        EXPECT_EQ(second.GetResponseHeader("Last-Modified"), outcome.last_modified);
+    }
     EXPECT_LT(outcome.elapsed, 8s);
     EXPECT_LT(Memory_In_KB("VmHWM") - memory, 64 * 1024) << "the system's authorities included";
 }
