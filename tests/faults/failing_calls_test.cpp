@@ -1,92 +1,13 @@
-// Every call of the services fails once, in every scenario, on the real disk and with real servers.
+// Every call of the services fails once, in every scenario, on the real disk and with real servers. Failing calls of
+// the request object are a test of the product by itself.
 
 #include "tests/faults/support/Cache_Home.h"
-#include "util/IRequest_Object.h"
-#include "util/Non_Copyable.h"
-
-namespace QEL::FrontEnd::FileCache {
-
-// The linker gives every call of Create_Request_Object() to the first of these, and the real function the name of the
-// second (option --wrap).
-Request_Object_Creation Create_Failing_Request_Object(const std::string& copy_directory) __asm__(
-    "__wrap__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectE"
-    "RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
-Request_Object_Creation Create_Real_Request_Object(const std::string& copy_directory) __asm__(
-    "__real__ZN3QEL8FrontEnd9FileCache21Create_Request_ObjectE"
-    "RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
-
-namespace {
-
-std::size_t s_calls_left = 0; ///< of all request objects, the creation of one included, until one fails
-HResult s_result = 0;         ///< which it has then
-int s_alive = 0;              ///< objects that have been created and not released
-
-/// The result of the call when it is the one.
-std::optional<HResult> Failure() {
-    if (s_calls_left == 0 || --s_calls_left > 0) {
-        return std::nullopt;
-    }
-    return s_result;
-}
-
-/// The platform's request object, of which one call is not made and returns a result of the test's.
-class Failing_Request : public IRequest_Object, private FrontEnd::Util::Non_Copyable {
-public:
-    explicit Failing_Request(std::unique_ptr<IRequest_Object> real) : m_Real(std::move(real)) { ++s_alive; }
-    ~Failing_Request() override { --s_alive; }
-
-    HResult Set_Timeouts(int resolve, int connect, int send, int receive) override {
-        return Call([&] { return m_Real->Set_Timeouts(resolve, connect, send, receive); });
-    }
-    HResult Open(const char* method, const std::string& url) override {
-        return Call([&] { return m_Real->Open(method, url); });
-    }
-    HResult Send() override {
-        return Call([&] { return m_Real->Send(); });
-    }
-    HResult Get_Status(long& status) override {
-        return Call([&] { return m_Real->Get_Status(status); });
-    }
-    HResult Get_Response_Header(const char* name, std::string& value) override {
-        return Call([&] { return m_Real->Get_Response_Header(name, value); });
-    }
-    HResult Get_Response_Body(Response_Body& body) override {
-        return Call([&] { return m_Real->Get_Response_Body(body); });
-    }
-    std::string Error_Description(Request_Interface failed_interface) override {
-        return m_Real->Error_Description(failed_interface);
-    }
-
-private:
-    template <typename Real_Call>
-    static HResult Call(Real_Call real_call) {
-        const auto failure = Failure();
-        return failure ? *failure : real_call();
-    }
-
-    const std::unique_ptr<IRequest_Object> m_Real;
-};
-
-} // namespace
-
-Request_Object_Creation Create_Failing_Request_Object(const std::string& copy_directory) {
-    if (const auto failure = Failure()) {
-        return {nullptr, *failure, 0};
-    }
-    Request_Object_Creation creation = Create_Real_Request_Object(copy_directory);
-    if (creation.object) {
-        creation.object = std::make_unique<Failing_Request>(std::move(creation.object));
-    }
-    return creation;
-}
-
-} // namespace QEL::FrontEnd::FileCache
 
 namespace QEL::Tests {
 
 namespace {
 
-using namespace FrontEnd::FileCache;
+using FrontEnd::FileCache::CacheEntry;
 using Operation = Failing_OS_Wrapper::Operation;
 
 constexpr std::array Operation_Names = {"Stat_File",        "Get_Current_Time", "File_Exists",      "Delete_File",
@@ -185,13 +106,12 @@ protected:
     /// @return false when the call that should fail was not made.
     bool Run_And_Check() {
         EXPECT_NO_THROW(Act());
-        const bool service_has_failed = services->Has_Failed();
-        const bool request_has_failed = std::exchange(s_calls_left, 0) == 0;
+        const bool has_failed = services->Has_Failed();
         EXPECT_EQ(Surroundings(), surroundings) << "around the cache directory";
         Check_Entries();
         Check_Next_Requests();
         EXPECT_EQ(Surroundings(), surroundings) << "around the cache directory, afterwards";
-        return service_has_failed && request_has_failed;
+        return has_failed;
     }
 
     void Check_Entries() const {
@@ -283,47 +203,6 @@ TEST_P(Failing_Calls, OfTheServicesOneByOneLeaveASoundCache) {
     }
     RecordProperty("failures", failures);
     EXPECT_GE(failures, 2);
-}
-
-/// Results that mean "no": unspecified, WinInet's unknown authority, denied, WinInet's refused connection
-/// and time-out, the client's own, out of memory, unexpected. The last means "yes" and brings nothing.
-constexpr std::array Results = {
-    static_cast<HResult>(0x80004005U),
-    static_cast<HResult>(0x80072F0DU),
-#ifndef _WIN32 // A request takes its time under Wine, and the code that judges the result is the same.
-    static_cast<HResult>(0x80070005U),
-    static_cast<HResult>(0x80072EFDU),
-    static_cast<HResult>(0x80072EE2U),
-    static_cast<HResult>(0x800C0008U),
-    static_cast<HResult>(0x8007000EU),
-    static_cast<HResult>(0x8000FFFFU),
-#endif
-    HResult{1},
-};
-
-class Failing_Requests : public Failing_Calls {};
-
-INSTANTIATE_TEST_SUITE_P(Scenarios, Failing_Requests, testing::Values(Scenarios[0], Scenarios[2], Scenarios[3]),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST_P(Failing_Requests, CallByCallWithEachResultLeaveASoundCache) {
-    int failures = 0;
-    for (const HResult result : Results) {
-        for (std::size_t call = 1;; ++call) {
-            SCOPED_TRACE("result " + std::to_string(result) + ", call " + std::to_string(call));
-            Begin();
-            s_calls_left = call;
-            s_result = result;
-            if (!Run_And_Check()) {
-                break;
-            }
-            ++failures;
-            EXPECT_TRUE(!GetParam().has_copies || !served.empty()) << "the last good copy is served";
-            EXPECT_EQ(s_alive, 0);
-        }
-    }
-    RecordProperty("failures", failures);
-    EXPECT_GE(failures, static_cast<int>(Results.size()) * 7) << "the calls of one request object";
 }
 
 } // namespace

@@ -35,10 +35,9 @@ protected:
     }
 
     /// Lets a process use the cache while documents change, and kills it.
-    /// @param file_limit how long its files may become; 0: no limit.
-    void Run_And_Kill(std::size_t file_limit = 0) {
+    void Run_And_Kill() {
         std::filesystem::remove(Ready_File());
-        Child_Process worker = Worker(0, file_limit);
+        Child_Process worker = Worker(0);
         // Mostly while it works, sometimes while it begins to.
         if (Random(5) > 0) {
             const auto limit = Clock::now() + std::chrono::seconds(30);
@@ -122,29 +121,6 @@ TEST_F(Killed, ThreadsThatRequestWhileMainReturnsEndWithTheProcess) {
         ASSERT_EQ(worker.Wait(), 0) << "round " << round;
     }
 }
-
-#ifndef _WIN32
-TEST_F(Killed, WhileTheDiskIsFullAProcessLeavesNoPartOfACopy) {
-    int lost_entries = 0;
-    int rounds = 0;
-    for (; Is_To_Go_On(rounds, lost_entries); ++rounds) {
-        SCOPED_TRACE("round " + std::to_string(rounds));
-        Run_And_Kill(100 + Random(4000));
-        const auto loaded = Loaded();
-        for (const auto& [request, entry] : loaded) {
-            if (Is_Known(request)) { // not the last line of the list, cut
-                Expect_Nothing_Or_A_Document(entry.cached_file, request);
-            }
-        }
-        lost_entries += static_cast<int>(requests.size() - std::min(requests.size(), loaded.size()));
-        Publish_All();
-        Expect_Current_Documents_Alone(*Next_Host());
-    }
-    std::cout << rounds << " processes killed on a full disk, " << lost_entries << " entries missing\n";
-    RecordProperty("rounds", rounds);
-    EXPECT_GT(lost_entries, 0);
-}
-#endif
 
 } // namespace
 

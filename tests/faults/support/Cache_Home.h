@@ -155,7 +155,7 @@ protected:
     }
 
     /// A process that makes each request once a round, see cache_worker.cpp.
-    Child_Process Worker(int rounds, std::size_t file_limit) const {
+    Child_Process Worker(int rounds, std::size_t file_limit = 0) const {
         std::vector<std::string> arguments = {Cache_Directory(), share_folder.string(), Ready_File().string(),
                                               std::to_string(rounds), std::to_string(file_limit)};
         arguments.insert(arguments.end(), requests.begin(), requests.end());

@@ -101,30 +101,6 @@ INSTANTIATE_TEST_SUITE_P(All, Certificate_Modes, Combine(ValuesIn(Tls_Cases()), 
                              return std::string(std::get<0>(test.param).name) + std::get<1>(test.param).name;
                          });
 
-class Second_Client : public Certificate_Modes {};
-
-TEST_P(Second_Client, CarriesTheWholeLifeOfAnEntry) {
-    const std::string life = s_sites->Url(certificate.name, "/life.txt");
-    const auto& server = s_sites->Server();
-    const std::string first_body = std::string("a\0b\0\0", 5) + std::string(70000, '\0') + "end";
-    server.Write("life.txt", first_body);
-    const std::string first = Get(life).path;
-    EXPECT_TRUE(Content_Of(first) == first_body);
-    EXPECT_EQ(Get(life).path, first) << "unchanged";
-
-    server.Write("life.txt", "second");
-    const auto file = server.Files() / "life.txt";
-    std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) + std::chrono::seconds(5));
-    const std::string second = Get(life).path;
-    EXPECT_EQ(Content_Of(second), "second");
-    EXPECT_THAT(Copies(), ElementsAre(second));
-
-    std::filesystem::remove(file);
-    EXPECT_EQ(Get(life).path, second) << "the last good copy";
-}
-
-INSTANTIATE_TEST_SUITE_P(SelfSigned, Second_Client, Combine(Values(Tls_Cases()[5]), Values(Settings[3])));
-
 } // namespace
 
 } // namespace QEL::Tests

@@ -162,28 +162,6 @@ TEST(Connections, CarryNoHeaderFromOneResponseToTheNext) {
     EXPECT_EQ(server.Connections(), 1);
 }
 
-TEST(Connections, LeaveNoDescriptorsBehind) {
-    const Web_Server server(Serve_All);
-    const Web_Server failing([](Server_Connection&) {});
-    Get(server.Url());
-    Get(failing.Url());
-    const auto before = Open_Files();
-
-    for (int request = 0; request < 1000; ++request) {
-        ASSERT_EQ(Head(server.Url()).status, 200);
-    }
-    EXPECT_EQ(server.Connections(), 1);
-    for (int request = 0; request < 200; ++request) {
-        ASSERT_EQ(Get(failing.Url()).Error(), Error_Internet_Connection_Aborted);
-    }
-
-    // Connections that the server has not closed yet. There are fewer when a look-up of an earlier test has ended.
-    for (int attempt = 0; attempt < 1000 && Open_Files() > before; ++attempt) {
-        std::this_thread::sleep_for(10ms);
-    }
-    EXPECT_LE(Open_Files(), before);
-}
-
 TEST(Connections, ToManyServersAreLimited) {
     std::vector<std::unique_ptr<Web_Server>> servers;
     for (int server = 0; server < 20; ++server) {

@@ -81,33 +81,39 @@ struct Attempt_Case {
     const char* name;
     std::string (*url)(const Places&);
     std::uint32_t error; ///< of the first request
+    const char* text;    ///< for the user
     Remembered remembered;
     Timeouts timeouts = Short_Connect;
 };
 
 const Attempt_Case Attempt_Cases[] = {
     {"ThatIsNotAccepted", [](const Places& at) { return at.full.Url("http"); }, Error_Internet_Timeout,
-     Remembered::For_All_Methods},
+     "did not respond in time: it did not accept a connection", Remembered::For_All_Methods},
     {"ThatIsNotAcceptedForTls", [](const Places& at) { return at.full.Url("https"); }, Error_Internet_Timeout,
-     Remembered::For_All_Methods},
+     "did not respond in time: it did not accept a connection", Remembered::For_All_Methods},
     {"WhoseNameNobodyResolves", [](const Places&) { return std::string("http://hanging.invalid/"); },
-     Error_Internet_Timeout, Remembered::For_All_Methods},
+     Error_Internet_Timeout, "The server hanging.invalid (port 80) did not respond in time: its name was not resolved",
+     Remembered::For_All_Methods},
     {"WhoseHandshakeIsNotFinished", [](const Places& at) { return "https" + at.silent.Url().substr(4); },
-     Error_Internet_Timeout, Remembered::For_All_Methods},
+     Error_Internet_Timeout, "did not respond in time: the TLS handshake was not finished",
+     Remembered::For_All_Methods},
     {"ThatIsRefusedAfterALongTime",
      [](const Places& at) { return "http://slow.test" + at.closed; },
      Error_Internet_Cannot_Connect,
+     "cannot be connected to: Connection refused",
      Remembered::For_All_Methods,
      {}},
     {"ThatIsSilent", [](const Places& at) { return at.silent.Url(); }, Error_Internet_Timeout,
-     Remembered::For_The_Method, Short_Receive},
+     "did not respond in time", Remembered::For_The_Method, Short_Receive},
     {"ThatIsRefusedAtOnce", [](const Places& at) { return "http://good.test" + at.closed; },
-     Error_Internet_Cannot_Connect, Remembered::Not},
-    {"WithoutAName", [](const Places&) { return std::string("http://nowhere.invalid/"); },
-     Error_Internet_Name_Not_Resolved, Remembered::Not},
+     Error_Internet_Cannot_Connect, "cannot be connected to: Connection refused", Remembered::Not},
+    {"WithoutAName", [](const Places&) { return std::string("http://nowhere.invalid:8080/"); },
+     Error_Internet_Name_Not_Resolved, "The name of the server nowhere.invalid (port 8080) cannot be resolved",
+     Remembered::Not},
     {"WhoseBodyStalls",
      [](const Places& at) { return at.stalling.Url(); },
      Error_Internet_Timeout,
+     "did not respond in time",
      Remembered::Not,
      {.receive = 2000}},
 };
@@ -121,6 +127,8 @@ TEST_P(Attempt_In_Vain, IsRememberedOrNot) {
     const auto first = Get(url, GetParam().timeouts);
     EXPECT_TRUE(Was_Sent(first));
     EXPECT_EQ(first.Error(), GetParam().error);
+    EXPECT_THAT(first.description, HasSubstr(GetParam().text));
+    EXPECT_LT(first.elapsed, 8s);
     const auto next = Get(url, GetParam().timeouts);
     EXPECT_EQ(Was_Sent(next), GetParam().remembered == Remembered::Not);
     EXPECT_EQ(next.result, first.result);

@@ -35,12 +35,9 @@ protected:
     const std::filesystem::path home = directory.Path();
 };
 
-/// A live file server, shared by the tests of a suite.
+/// A live file server, shared by the tests of a program.
 class Share_Fixture : public Home_Fixture {
 protected:
-    static void SetUpTestSuite() { s_server = std::make_unique<Samba_Server>(); }
-    static void TearDownTestSuite() { s_server.reset(); }
-
     Share_Fixture() {
         Configure_Server();
         FrontEnd::Platform::Dead_Servers::Instance().m_Servers.clear(); // of earlier tests
@@ -53,7 +50,10 @@ protected:
         }
     }
 
-    static Samba_Server& server() { return *s_server; }
+    static Samba_Server& server() {
+        static Samba_Server s_server;
+        return s_server;
+    }
 
     /// Configures the server's port and further lines.
     void Configure_Server(const std::string& lines = "") {
@@ -82,9 +82,6 @@ protected:
 
     const std::shared_ptr<FrontEnd::OSWRAPI::IOSWrapper> os = FrontEnd::OSWRAPI::IOSWrapper::Create();
     const std::filesystem::path target_folder = directory.Make_Directory("target");
-
-private:
-    static inline std::unique_ptr<Samba_Server> s_server;
 };
 
 } // namespace QEL::Tests
