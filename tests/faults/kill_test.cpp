@@ -40,11 +40,7 @@ protected:
         Child_Process worker = Worker(0);
         // Mostly while it works, sometimes while it begins to.
         if (Random(5) > 0) {
-            const auto limit = Clock::now() + std::chrono::seconds(30);
-            while (!std::filesystem::exists(Ready_File()) && Clock::now() < limit) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-            ASSERT_TRUE(std::filesystem::exists(Ready_File()));
+            ASSERT_TRUE(Wait_Until([this] { return std::filesystem::exists(Ready_File()); }));
         }
         const auto end = Clock::now() + std::chrono::microseconds(Random(120000));
         while (Clock::now() < end) {

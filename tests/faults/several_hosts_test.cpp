@@ -43,29 +43,20 @@ protected:
 
     /// Waits for the last host to have loaded the list.
     void Wait_Until_Ready() const {
-        Wait_For([this] { return fs::exists(ready); });
+        EXPECT_TRUE(Wait_Until([this] { return fs::exists(ready); }));
     }
 
     /// Waits until there are copies of these files, and of no others, and all of them stay. A file that is published
     /// between a host's look at its time and the copy is fetched a second time.
     void Wait_For_Copies(const Words& names) const {
-        constexpr int long_enough = 60;
         Words last;
         int unchanged = 0;
-        Wait_For([&] {
+        EXPECT_TRUE(Wait_Until([&] {
             const Words now = Names_In(scratch / "cache");
             unchanged = now == last && Copies() == names ? unchanged + 1 : 0;
             last = now;
-            return unchanged == long_enough;
-        });
-        EXPECT_EQ(unchanged, long_enough);
-    }
-
-    template <typename Condition>
-    static void Wait_For(Condition is_met) {
-        for (int attempt = 0; attempt < 6000 && !is_met(); ++attempt) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+            return unchanged == 300;
+        }));
     }
 
     /// The content of each copy, which is the file's name.

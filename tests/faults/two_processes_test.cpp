@@ -5,6 +5,7 @@
 #include "tests/faults/support/Trace_Line.h"
 #include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"
+#include "tests/support/User_Configuration.h"
 
 #include <gtest/gtest.h>
 
@@ -12,44 +13,24 @@ namespace QEL::Tests {
 
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 const std::string Holder_Died = "ERROR: QELPCTRC, lock holder died";
 
 class Two_Processes : public testing::Test {
 protected:
-    Two_Processes() {
-        ::setenv("QEL_TRACE_DIR", (directory.Path() / "missing").c_str(), 1);
-        const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        m_Standard_Error = ::dup(STDERR_FILENO);
-        ::dup2(file, STDERR_FILENO);
-        ::close(file);
-    }
-    ~Two_Processes() override {
-        Take_Standard_Error_Back();
-        ::unsetenv("QEL_TRACE_DIR");
-    }
-
     Child_Process Writer(int process, int lines) const {
-        return Child_Process(Beside_The_Tests(
-            "trace_process", {std::to_string(process), std::to_string(lines), Ready_File(process).string()}));
+        auto command =
+            Beside_The_Tests("trace_process", {std::to_string(process), std::to_string(lines), Ready_File(process)});
+        command.insert(command.begin(), {"sh", "-c", R"(exec "$0" "$@" 2>> )" + output});
+        return Child_Process(command);
     }
 
     /// A process creates its file when it is about to write.
-    std::filesystem::path Ready_File(int process) const { return directory.Path() / std::to_string(process); }
-
-    void Wait_Until_Ready(int process) const {
-        const auto limit = steady_clock::now() + std::chrono::seconds(30);
-        while (!std::filesystem::exists(Ready_File(process)) && steady_clock::now() < limit) {
-            std::this_thread::sleep_for(milliseconds(1));
-        }
-        ASSERT_TRUE(std::filesystem::exists(Ready_File(process))) << "process " << process;
-    }
+    std::string Ready_File(int process) const { return directory / std::to_string(process); }
 
     /// What all processes wrote, line by line, without the writers' headers.
-    std::vector<std::string> Lines() {
-        Take_Standard_Error_Back();
+    std::vector<std::string> Lines() const {
         std::vector<std::string> lines;
         std::ifstream file(output);
         for (std::string line; std::getline(file, line);) {
@@ -80,20 +61,12 @@ protected:
         return others;
     }
 
-    void Take_Standard_Error_Back() {
-        if (m_Standard_Error >= 0) {
-            ::dup2(m_Standard_Error, STDERR_FILENO);
-            ::close(m_Standard_Error);
-            m_Standard_Error = -1;
-        }
-    }
-
     const Scratch_Directory directory;
-    const std::string output = (directory.Path() / "standard_error").string();
+    const std::string output = directory / "standard_error";
     std::map<std::pair<int, int>, int> whole_lines; ///< by process and thread
 
 private:
-    int m_Standard_Error = -1;
+    const Environment_Variable m_No_Trace_File{"QEL_TRACE_DIR", (directory / "missing").c_str()};
 };
 
 TEST_F(Two_Processes, TearNoLine) {
@@ -122,24 +95,17 @@ TEST_F(Two_Processes, SurviveEachOthersDeathInTheMiddleOfALine) {
     std::mt19937 random(std::random_device{}());
     std::size_t deaths = 0;
     std::size_t cut_lines = 0;
-    Take_Standard_Error_Back();
     // A few rounds may happen to kill nobody who holds the lock; then there are more.
     for (; !HasFailure() && (rounds < least_rounds || (deaths == 0 && rounds < 10 * least_rounds)); ++rounds) {
         std::filesystem::remove(output);
         std::filesystem::remove(Ready_File(1));
         whole_lines.clear();
-        const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-        const int standard_error = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
-        ::dup2(file, STDERR_FILENO);
         Child_Process victim = Writer(1, 0);
         Child_Process survivor = Writer(2, lines);
-        ::dup2(standard_error, STDERR_FILENO);
-        ::close(standard_error);
-        ::close(file);
 
         // Mostly while it writes, sometimes while it begins to.
         if (std::uniform_int_distribution<>(0, 4)(random) > 0) {
-            ASSERT_NO_FATAL_FAILURE(Wait_Until_Ready(1));
+            ASSERT_TRUE(Wait_Until([this] { return std::filesystem::exists(Ready_File(1)); }));
         }
         std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<>(0, 40000)(random)));
         EXPECT_EQ(victim.Kill(), Child_Process::Killed) << "it ended by itself";

@@ -31,29 +31,26 @@ public:
     /// @param end "die": as a process that is killed.
     /// @param directory or another first argument of the program
     explicit Other_Marking_Process(const std::string& directory, const std::string& end = "release",
-                                   const std::string& program = "directory_marker") {
-        m_Runner = std::thread([=, this] {
-            EXPECT_EQ(Run_Beside_The_Tests(program, {directory, m_Scratch / "ready", m_Scratch / "end", end}), 0);
-        });
-        for (int attempt = 0; attempt < 6000 && !std::filesystem::exists(m_Scratch / "ready"); ++attempt) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_TRUE(std::filesystem::exists(m_Scratch / "ready"));
+                                   const std::string& program = "directory_marker")
+        : m_Process(Beside_The_Tests(program, {directory, m_Scratch / "ready", m_Scratch / "end", end})) {
+        EXPECT_TRUE(Wait_Until([this] { return std::filesystem::exists(m_Scratch / "ready"); }));
     }
     ~Other_Marking_Process() { End(); }
 
     /// Lets it end in its own time.
     void Let_Go() const { m_Scratch.Write("end"); }
     void End() {
-        if (m_Runner.joinable()) {
+        if (!m_Has_Ended) {
             Let_Go();
-            m_Runner.join();
+            EXPECT_EQ(m_Process.Wait(), 0);
+            m_Has_Ended = true;
         }
     }
 
 private:
     Scratch_Directory m_Scratch;
-    std::thread m_Runner;
+    Child_Process m_Process;
+    bool m_Has_Ended = false;
 };
 
 } // namespace QEL::Tests

@@ -21,6 +21,18 @@ inline std::ptrdiff_t Open_Files() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd", ignored), {});
 }
 
+/// Waits until something is so, for about half a minute at most. @return whether it is.
+template <typename Condition>
+bool Wait_Until(Condition is_so) {
+    for (int attempt = 0; attempt < 30000; ++attempt) {
+        if (is_so()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return is_so();
+}
+
 /// Does something in so many threads at once, with the number of each, and waits for them.
 inline void In_Threads(int count, const std::function<void(int)>& action) {
     std::vector<std::jthread> threads;
