@@ -58,6 +58,16 @@ TEST_P(Certificate, IsCheckedByTheFirstClientInEveryMode) {
     }
 }
 
+TEST_P(Certificate, IsCheckedUnlessTheUrlIsListedToTheLetterAndTheModeIsThatOfTheList) {
+    const std::vector<std::string> nearly = {url + "/", url.substr(0, url.size() - 1), "HTTPS" + url.substr(5),
+                                             url.substr(0, url.rfind('/')) + "/File.xml"};
+    for (const auto& [mode, white_list] :
+         {std::pair{std::uint32_t{Default}, std::vector{url}}, {7, std::vector{url}}, {WhiteListMode, nearly}}) {
+        Configure(mode, white_list);
+        EXPECT_EQ(Send(url), GetParam().error == 0 ? 200 : GetParam().error) << mode;
+    }
+}
+
 TEST_P(Certificate, IsCheckedForWhatAWhiteListedUrlRedirectsToUnlessAllErrorsAreIgnored) {
     const auto redirecting = s_sites->Url_Redirected("SelfSigned", GetParam().name);
     Configure(WhiteListMode, {redirecting, url});
