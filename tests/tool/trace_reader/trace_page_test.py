@@ -162,6 +162,12 @@ class TracePage(unittest.TestCase):
             self.page.open(self.page_file)
             self.page.run("document.querySelectorAll('details').forEach(call => { call.open = true; })")
             self.assertLessEqual(self.page.run("document.documentElement.scrollWidth"), width)
+            if width > 320:
+                lines = self.page.run("""[...document.querySelectorAll('.t')].map(times => {
+                    const text = document.createRange();
+                    text.selectNodeContents(times);
+                    return new Set([...text.getClientRects()].map(box => box.top)).size; })""")
+                self.assertEqual(max(lines), 1, f"{width} pixels: time, duration and process share a line")
 
     def test_labels_of_the_time_axis_do_not_overlap(self):
         for days, seconds in ((0, 6), (6, 0)):
