@@ -99,16 +99,6 @@ TEST_F(Hostile_Links, CopyThatIsALinkIsServedOrSweptAndItsTargetOutlivesIt) {
     EXPECT_EQ(Content_Of(other_folder / "target"), "target");
 }
 
-TEST_F(Hostile_Links, CopiesThatAreNotFilesAreForgottenAndLeft) {
-    ASSERT_EQ(::mkfifo((other_folder / "pipe").c_str(), 0600), 0);
-    for (const fs::path& target : {fs::path("/dev/zero"), other_folder / "pipe"}) {
-        Write_Copy_And_List(target);
-        EXPECT_TRUE(Loaded().empty());
-        EXPECT_TRUE(fs::is_symlink(copy) && fs::exists(target));
-        fs::remove(copy);
-    }
-}
-
 /// The directory is a path, not a place: what it names now is used.
 TEST_F(Hostile_Links, DirectoryReplacedByALinkIsUsedWhereItLeads) {
     Restart_Host();

@@ -78,30 +78,6 @@ TEST_F(Hostile_Directory, WhoseCopiesAreFoldersGetsNewOnes) {
     EXPECT_EQ(Copies(), folders) << "a folder is not a copy, whatever its name";
 }
 
-TEST_F(Hostile_Directory, WhoseCopiesAreDeletedByOthersGetsNewOnes) {
-    Set_Expiry_Minutes(60);
-    for (const std::string& copy : Copies()) {
-        std::filesystem::remove(copy);
-    }
-    Expect_Current_Documents(host);
-    EXPECT_EQ(Copies(), Copies_Of(host.m_Cache_Entries));
-}
-
-/// What is outside is served and, when it is replaced, deleted: the list is believed.
-TEST_F(Hostile_Directory, WhoseListNamesAFileOutsideIsBelieved) {
-    const auto outside = home / "outside.xml";
-    std::ofstream(outside) << "not the cache's";
-    std::ofstream(Metadata_Path()) << List_Of({{url, outside.string()}});
-    Restart_Host();
-    Set_Expiry_Minutes(0xFFFFFFFF);
-    EXPECT_EQ(cache->Get_Cached_File(url), outside.string());
-    EXPECT_EQ(Content_Of(outside), "not the cache's");
-    EXPECT_TRUE(cache->Purge_Cache_Folder());
-    EXPECT_TRUE(std::filesystem::exists(outside)) << "a purge looks into the directory alone";
-    EXPECT_TRUE(cache->Clear());
-    EXPECT_FALSE(std::filesystem::exists(outside));
-}
-
 } // namespace
 
 } // namespace QEL::Tests

@@ -33,20 +33,4 @@ inline int Version_Of(const std::string& text, const std::string& name) {
     return text == Document_Text(name, version) ? static_cast<int>(version) : -1;
 }
 
-/// Whether a text is the beginning of a version up to the last one, or the whole of it.
-inline bool Begins_A_Document(const std::string& text, const std::string& name, int last_version) {
-    const std::string begin = "<document name='" + name + "' version='";
-    unsigned version = 0;
-    char quote = 0;
-    if (text.starts_with(begin) && std::sscanf(text.c_str() + begin.size(), "%u%c", &version, &quote) == 2) {
-        return static_cast<int>(version) <= last_version && Document_Text(name, version).starts_with(text);
-    }
-    for (; last_version > 0; --last_version) { // cut before it says which it is
-        if (Document_Text(name, static_cast<unsigned>(last_version)).starts_with(text)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 } // namespace QEL::Tests

@@ -3,7 +3,6 @@
 #include "platform/common/Dead_Servers.h"
 #include "tests/live/cache/Web_Cache_Fixture.h"
 #include "tests/support/Local_Names.h"
-#include "tests/support/Normalised_Trace.h"
 #include "tests/support/Socket.h"
 
 namespace QEL::Tests {
@@ -29,9 +28,6 @@ protected:
         Restart_Host();
     }
 
-    /// 0: dead servers are not remembered.
-    void Set_Retry_After(std::uint32_t seconds) { configuration.Set_Number("LandscapeServerRetryAfter", seconds); }
-
     std::string Url_Of(int number) const { return m_Port.Url("http") + std::to_string(number) + ".xml"; }
     std::string Copy(int number) const {
         return In_Cache("12345678-1234-1234-1234-12345678901" + std::to_string(number) + ".xml");
@@ -44,15 +40,6 @@ protected:
         EXPECT_EQ(served.http_error, 2);
     }
 
-    /// The records of a request, without descriptions and what differs from run to run.
-    std::string Records_Of(const std::string& url) {
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
-        Get(url);
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
-        return std::regex_replace(Normalised_Trace().Read(Trace_File()), std::regex("Description: [^\n]*"),
-                                  "Description");
-    }
-
     const Full_Port m_Port;
 };
 
@@ -63,19 +50,6 @@ TEST_F(Dead_Server_Of_The_Cache, CostsOneTimeOutForFiveThreadsAndFilesWithCopies
     EXPECT_THAT(cache->Get_Additional_Error_Info(),
                 AllOf(HasSubstr("did not respond in time: it did not accept a connection"),
                       HasSubstr("The server was last tried at "), HasSubstr("LandscapeServerRetryAfter")));
-}
-
-TEST_F(Dead_Server_Of_The_Cache, LeavesTheSameRecordsWhetherItIsAskedOrRemembered) {
-    Get("a local path"); // makes the first request's sweep
-    Set_Retry_After(0);
-    int before = Local_Names::look_ups;
-    const std::string asked = Records_Of(Url_Of(0));
-    EXPECT_EQ(Local_Names::look_ups, before + 4) << "check and download by both clients";
-    EXPECT_THAT(asked, HasSubstr("Win32 error code: 12002"));
-    Set_Retry_After(120);
-    before = Local_Names::look_ups;
-    EXPECT_EQ(Records_Of(Url_Of(0)), asked);
-    EXPECT_EQ(Local_Names::look_ups, before) << "remembered";
 }
 
 } // namespace

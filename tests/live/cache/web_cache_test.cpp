@@ -137,14 +137,6 @@ TEST_F(Web_Cache, BodyOfGigabytesIsWhole) {
     EXPECT_EQ(text, "endin");
 }
 
-TEST_F(Web_Cache, StoppedServerIsReplacedByTheLastGoodCopy) {
-    const std::string copy = Get(m_Url).path;
-    server.Stop();
-    Expect_Error(Get(m_Url), copy);
-    EXPECT_EQ(Content_Of(copy), "<landscape/>");
-    Expect_Error(Get(Url("/other.xml")));
-}
-
 #endif
 
 } // namespace

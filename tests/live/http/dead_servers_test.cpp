@@ -239,23 +239,6 @@ TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
     }
 }
 
-TEST_F(Dead_Server, IsAskedAgainWhenTheMachineGetsAnAddressOrLosesOne) {
-    const int result = Own_Network::Run([](const Own_Network& network) {
-        const Web_Server server(Silence);
-        const auto is_sent = [&] { return Was_Sent(Get(server.Url(), Short_Receive)); };
-        // The network is another one than before, and nothing is remembered.
-        Dead_Servers::Instance().m_Network_Seen = {};
-        if (!network.Add_Address("10.4.5.6") || !is_sent() || is_sent()) {
-            return 1;
-        }
-        if (!network.Add_Address("10.1.2.3") || !is_sent() || is_sent()) {
-            return 2;
-        }
-        return network.Remove_Address() && is_sent() && !is_sent() ? 0 : 3;
-    });
-    EXPECT_DONE_OR_SKIP(result);
-}
-
 class Dead_Proxy : public Dead_Server, public testing::WithParamInterface<const char*> {
 protected:
     const Full_Port m_Port;
