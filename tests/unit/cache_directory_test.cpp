@@ -65,14 +65,6 @@ TEST_F(Cache_Directory, ADirectoryWithoutMetadataIsAnEmptyCache) {
     EXPECT_TRUE(std::filesystem::is_empty(directory)) << "nothing is written";
 }
 
-TEST_F(Cache_Directory, TheMetadataOfTheDirectoryIsLoaded) {
-    const std::string copy = Write_File(In_Cache("a.txt"), "");
-    Write_Metadata(cache_directory, copy, "http://server/a");
-    EXPECT_TRUE(Set(cache_directory));
-    EXPECT_THAT(cache.m_Cache_Entries, ElementsAre(Pair("http://server/a", FieldsAre(copy, "stamp", 7U))));
-    Expect_Records(s_set_begun + s_set + "return value:(ok = true)", Of({"Set_Cache_Directory"}));
-}
-
 TEST_F(Cache_Directory, TheSameDirectoryIsLoadedOnlyOnce) {
     Use_Cache_Directory();
     cache.m_Cache_Entries["u"] = {"f", "m", 1};
@@ -134,21 +126,6 @@ TEST_F(Cache_Directory, AnotherDirectoryReplacesTheEntriesAndLeavesTheOldOneAlon
 
     EXPECT_TRUE(cache.Set_Cache_Directory(first));
     EXPECT_THAT(Urls(), ElementsAre("http://server/first"));
-}
-
-TEST_F(Cache_Directory, LeavesTheSweepAndTheOutcomeOfEarlierRequestsAlone) {
-    cache.m_errHTTPFileDownLoad = 2;
-    cache.m_errFileShareDownLoad = 4;
-    cache.m_Additional_Error_Info = "info";
-    for (const bool swept : {false, true}) {
-        cache.m_Obsolete_Files_Cleaned = swept;
-        cache.Set_Cache_Directory(swept ? Make_Directory("other") : cache_directory);
-        EXPECT_EQ(os->Calls_Of("FindFirstFile"), 0U);
-        EXPECT_EQ(cache.m_Obsolete_Files_Cleaned, swept);
-    }
-    EXPECT_EQ(cache.m_errHTTPFileDownLoad, 2);
-    EXPECT_EQ(cache.m_errFileShareDownLoad, 4);
-    EXPECT_EQ(cache.m_Additional_Error_Info, "info");
 }
 
 } // namespace

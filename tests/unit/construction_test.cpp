@@ -121,31 +121,6 @@ TEST_F(Construction, TheInterfaceCanBeCopiedWithoutEffect) {
     Expect_New(other);
 }
 
-TEST_F(Construction, DestructionSavesNothingDeletesNothingAndTracesNothing) {
-    auto short_lived = std::make_unique<CFileCache>(os);
-    ASSERT_TRUE(short_lived->Set_Cache_Directory(cache_directory));
-    const std::string copy = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "content");
-    short_lived->m_Cache_Entries["http://server/a"] = {copy, "m", 1};
-    Forget();
-    short_lived.reset();
-    EXPECT_THAT(All(), IsEmpty());
-    EXPECT_THAT(os->calls, IsEmpty());
-    EXPECT_EQ(Content(copy), "content");
-    EXPECT_FALSE(std::filesystem::exists(Metadata_Path()));
-}
-
-TEST_F(Construction, ServicesAreSharedUntilDestructionThroughTheInterface) {
-    const auto owners = os.use_count();
-    std::unique_ptr<IFileCache> object = std::make_unique<CFileCache>(os);
-    EXPECT_EQ(os.use_count(), owners + 1);
-    {
-        const CFileCache copy(dynamic_cast<CFileCache&>(*object));
-        EXPECT_EQ(os.use_count(), owners + 2);
-    }
-    object.reset();
-    EXPECT_EQ(os.use_count(), owners);
-}
-
 TEST_F(Construction, TheTextsForTheHostAreUntracedCopiesAndDoNotWaitForARequest) {
     Forget();
     const IFileCache& through_interface = cache;

@@ -154,23 +154,4 @@ TEST_F(Entry_Removal, OfAllInTheOrderOfTheUrlsKeepsOnlyWhatCannotBeDeletedAndFai
     EXPECT_TRUE(std::filesystem::is_empty(directory));
 }
 
-TEST_F(Entry_Removal, OfAllLeavesTheMetadataFileAndFilesWithoutEntryAlone) {
-    const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-000000000001.txt"), "stray");
-    values["copy"] = Cache_Copy("http://server/a", "a.txt", "m", 1);
-    cache.Serialize();
-    const std::string metadata = Content(Metadata_Path());
-    EXPECT_TRUE(cache.Clear());
-    EXPECT_EQ(Content(Metadata_Path()), metadata);
-    EXPECT_EQ(Content(stray), "stray");
-    EXPECT_EQ(cache.m_Cache_Directory, cache_directory);
-    EXPECT_FALSE(cache.m_Obsolete_Files_Cleaned);
-
-    Forget();
-    EXPECT_TRUE(cache.Deserialize());
-    EXPECT_THAT(Urls(), IsEmpty());
-    Expect_Records("W Deserialize: Cached file does not exist. Entry ignored: entry #0, URL='http://server/a', "
-                   "<CacheEntry cached_file=\"{copy}\" last_modified=\"m\"/>",
-                   Above_Additional_Data());
-}
-
 } // namespace

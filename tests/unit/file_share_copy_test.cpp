@@ -101,17 +101,6 @@ TEST_F(File_Share_Copy, TakesTheTimeOnceBeforeTheCopyWhichAnyResultButZeroMakesA
     EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 1U);
 }
 
-TEST_F(File_Share_Copy, TakesAPathOnADriveThatIsNoFixedDisk) {
-    os->on_get_drive_type = [](const std::string& root) { return root == "Z:" ? 4U : 3U; };
-    os->on_stat_file = nullptr;
-    os->on_copy_file = [this](const std::string&, const std::string& to, int) {
-        Write_File(to, source);
-        return 1;
-    };
-    EXPECT_EQ(Fetch("z:\\landscape.txt"), Copy_Path(".txt"));
-    EXPECT_EQ(cache.m_Cache_Entries.count("z:\\landscape.txt"), 1U);
-}
-
 // What it refuses
 
 TEST_F(File_Share_Copy, RefusesALocalPathAndAnInternetUrl) {
@@ -256,15 +245,6 @@ TEST_F(File_Share_Copy, RaisesTheFailureOfALock) {
     os->on_copy_file = nullptr;
     g_services.on_file_extension = [&](const std::string&) -> std::string { throw lock_failure; };
     EXPECT_THROW(Fetch(), std::system_error);
-}
-
-TEST_F(File_Share_Copy, NeverOverwritesAnExistingFile) {
-    Write_File(Copy_Path(), "somebody else's");
-    EXPECT_EQ(Fetch(), "");
-    EXPECT_TRUE(download_error);
-    EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
-    EXPECT_EQ(Content(Copy_Path()), "somebody else's");
-    EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
 }
 
 } // namespace

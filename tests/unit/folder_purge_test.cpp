@@ -151,41 +151,6 @@ TEST_F(Folder_Purge, OfObsoleteFilesComparesThePathsByteForByte) {
     }
 }
 
-TEST_F(Folder_Purge, AsksTheServicesOnceForEachFile) {
-    constexpr std::size_t files = 500;
-    for (std::size_t i = 0; i < files; ++i) {
-        found.push_back("name" + std::to_string(i));
-        if (i % 2 == 0) {
-            cache.m_Cache_Entries["http://server/" + std::to_string(i)] = {In_Cache(found.back()), "m", 1};
-        }
-    }
-    os->on_delete_file = [](const std::string&) { return true; };
-    cache.Delete_Cached_Files(true);
-    EXPECT_EQ(os->Calls_Of("FindNextFile"), files);
-    EXPECT_EQ(os->Calls_Of("Delete_File"), files / 2);
-    EXPECT_EQ(os->calls.size(), 2 + files + files / 2) << "one search, ended once";
-}
-
-TEST_F(Folder_Purge, FindsOnTheDiskNothingButNamesOfItsOwn) {
-    os->on_find = nullptr;
-    const std::string others[] = {"qelfilecache_Metadata.txt",
-                                  "landscape.xml",
-                                  "00000000-0000-0000-0000-000000000001",
-                                  "00000000_0000-0000-0000-000000000001.txt",
-                                  "00000000-0000-0000-0000_000000000001.txt",
-                                  "00000000-0000-0000-0000-00000000001.txt",
-                                  "00000000-0000-0000-0000-0000000000001.txt"};
-    for (const std::string& name : others) {
-        Write_File(In_Cache(name), name);
-    }
-    Write_File(In_Cache(First), "");
-    EXPECT_TRUE(cache.Purge_Cache_Folder());
-    EXPECT_EQ(On_Disk(), "---");
-    for (const std::string& name : others) {
-        EXPECT_EQ(Content(In_Cache(name)), name);
-    }
-}
-
 // Purge_Cache_Folder
 
 TEST_F(Folder_Purge, WithoutACacheDirectoryFailsAndOfAMissingOneSucceeds) {

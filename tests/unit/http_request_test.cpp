@@ -238,15 +238,6 @@ TEST_P(Http_Request, FailsWhenTheUrlIsRefused) {
     }
 }
 
-TEST_P(Http_Request, AsksTheSecondClientWhenTheUrlIsRefusedAfterAnEarlierTransportError) {
-    Script().open = Unspecified;
-    g_services.client.status = 404;
-    EXPECT_EQ(Request_After(false, true), bad);
-    Expect_State(true, 2, true, "before");
-    EXPECT_THAT(g_services.client_calls, Contains(Second_Client_Sent("60000")));
-    Expect_Nothing_Changed();
-}
-
 TEST_P(Http_Request, NoExceptionOfTheFirstClientLeaves) {
     Script().during_send = [] { throw std::runtime_error("no memory left"); };
     Expect_Given_Up("= {whole} < HTTP status", Calls(3));
@@ -397,42 +388,14 @@ TEST_P(Http_Request, ShowsTheFlagAndTheCodeOfTheFirstAttemptWhereNoSecondOneIsMa
     EXPECT_EQ(error, method.flags_failures);
 }
 
-/// What a mode makes of the text for the host, which a transport error of the first client leaves.
-struct Mode_Case {
-    int mode;
-    bool listed;
-    bool attempted;
-    bool text_stays_after_success;
-    bool text_stays_after_a_failure;
-};
-
-const Mode_Case s_modes[] = {{0, false, true, false, true},
-                             {1, true, true, false, false},
-                             {1, false, false, true, true},
-                             {2, false, true, false, false},
-                             {7, true, false, false, false}};
-
-TEST_P(Http_Request, LeavesTheSecondAttemptAndTheTextToTheMode) {
-    for (const auto& [mode, listed, attempted, text_stays_after_success, text_stays_after_a_failure] : s_modes) {
-        SCOPED_TRACE("mode " + std::to_string(mode) + (listed ? ", listed" : ""));
-        const int outcome_code = attempted ? 2 : method.failure_code;
+TEST_P(Http_Request, LeavesTheTextToTheHostInTheModesThatAskOrLookAtTheListAlone) {
+    Script().send = Certificate_Error;
+    g_services.client.status = 12045;
+    for (const int mode : {0, 1, 2, 7}) {
         g_services.cert_mode = mode;
-        g_services.white_list = {listed ? url : url + "/"};
-        g_services.client.status = 200;
-        Script().send = Certificate_Error;
-        EXPECT_EQ(Request_After(true), attempted ? good_by_second_client : bad);
-        Expect_State(method.flags_failures && !attempted, attempted ? 0 : method.failure_code, true,
-                     text_stays_after_success ? Com_Error_Text() : "");
+        Request_After(true);
         EXPECT_EQ(cache.m_Cert_Error_Handling_Mode, static_cast<CertErrorHandlingMode>(mode));
-        g_services.client.status = 12045;
-        EXPECT_EQ(Request_After(false), bad);
-        Expect_State(method.flags_failures || attempted, outcome_code, true,
-                     text_stays_after_a_failure ? Com_Error_Text() : "");
-        Script().send = 0;
-        Script().status = {12029}; // no error, no text
-        EXPECT_EQ(Request_After(true), bad);
-        Expect_State(true, outcome_code, true, mode == 1 && listed ? "" : "before");
-        Script().status = {200};
+        EXPECT_EQ(cache.m_Additional_Error_Info, mode < 2 ? Com_Error_Text() : "") << mode;
     }
 }
 

@@ -346,8 +346,9 @@ TEST_F(Replaced_Copy, WithoutANameIsNotLookedFor) {
 TEST_F(Lookup, SweepsWithTheFirstRequestOfAnObject) {
     Use_Cache_Directory();
     cache.m_Obsolete_Files_Cleaned = false;
-    const std::string stray = Write_File(In_Cache("00000000-0000-0000-0000-00000000000a.txt"), "stray");
-    const std::string kept = Cache_Copy(url, "00000000-0000-0000-0000-00000000000b.txt", "m", os->current_time);
+    const std::string stray = Write_File(In_Cache("stray.txt"), "stray");
+    const std::string kept = Cache_Copy(url, "kept.txt", "m", os->current_time);
+    os->on_find = [](const std::string&) { return std::vector<std::string>{"stray.txt", "kept.txt"}; };
     bool download_error = true;
     bool flag_during_sweep = false;
     os->on_delete_file = [&](const std::string& path) {

@@ -373,39 +373,6 @@ TEST_F(Metadata_File, ThatPromisesMoreEntriesThanItHoldsFailsInVersion2Alone) {
     }
 }
 
-TEST_F(Metadata_File, CutOffAnywhereKeepsWhatIsWhole) {
-    for (const Texts& lines : {File("1", "3", {"ma", a, "u-a", "", gone, "u-x", "mb", b, "u-b"}),
-                               File("2", "3", {"ma", "17", a, "u-a", "", "4", gone, "u-x", "mb", "18", b, "u-b"})}) {
-        const std::size_t of_entry = (lines.size() - 5) / 3;
-        const std::string whole = Text_File(lines);
-        for (std::size_t length = 0; length <= whole.size(); ++length) {
-            std::string cut = whole.substr(0, length);
-            if (cut.ends_with('\r')) {
-                continue; // between the two bytes of a line end
-            }
-            const bool loads = Load(cut);
-            std::erase(cut, '\r');
-            Texts left;
-            for (std::istringstream stream(cut); std::getline(stream, cut);) {
-                left.push_back(cut);
-            }
-            // The header has five lines; an entry that has begun needs its check time.
-            const bool is_complete = left.size() == lines.size();
-            EXPECT_EQ(loads, left.size() > 4 && (of_entry == 3 || is_complete || (left.size() - 5) % 4 > 1)) << length;
-            std::map<std::string, std::string> copies;
-            for (std::size_t end = 5 + of_entry; end <= left.size(); end += of_entry) {
-                copies[left[end - 1]] = left[end - 2];
-            }
-            std::erase_if(copies, [this](const auto& copy) { return copy.second == gone; });
-            EXPECT_EQ(cache.m_Cache_Entries.size(), copies.size()) << length;
-            for (const auto& [url, copy] : copies) {
-                EXPECT_EQ(cache.m_Cache_Entries[url].cached_file, copy) << length;
-            }
-            EXPECT_EQ(Above_Additional_Data().empty(), Is_Off()) << "each cut is reported, and so is the missing copy";
-        }
-    }
-}
-
 // Recording a copy
 
 TEST_F(Metadata_File, ReplacesTheEntryOfAUrlWhetherItsCopyCanBeDeletedOrNot) {

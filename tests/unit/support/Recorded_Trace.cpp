@@ -6,53 +6,48 @@ namespace Recorded_Trace {
 
 namespace {
 
-Records s_records; ///< as they were written
-std::function<void()> s_during_each;
-
-/// The prefix of a record: its method, whether it names an object, and what stands behind it.
-struct Prefix {
-    std::string method;
-    bool has_object = false;
-    std::string rest;
+/// A record as it was written, and as a test sees it.
+struct Written {
+    std::string text;
+    std::string method; ///< empty: a piece or a marker, which belongs to the record before
+    Record record;
 };
 
-/// Without regular expressions, which took more processor time than the tests themselves.
-std::optional<Prefix> Prefix_Of(const std::string& text) {
-    const auto thread_end = text.find_first_not_of("0123456789", 5);
-    const auto begins = [&](const std::string& type) {
-        const std::string named = ", QEL::FrontEnd::FileCache::" + type + "::";
-        return text.starts_with("TID: ") && thread_end > 5 && text.compare(thread_end, named.size(), named) == 0
-                   ? thread_end + named.size()
-                   : 0;
-    };
-    const auto of_class = begins("CFileCache");
-    const char* const behind = text.c_str() + std::max(of_class, begins("IFileCache"));
-    std::array<char, 80> method{};
-    int line = 0;
-    int length = 0;
-    std::sscanf(behind, "%79[A-Za-z_][%*[0-9A-Fa-fx]]/%d%n", method.data(), &line, &length);
-    const bool has_object = length > 0;
-    if (!has_object) {
-        std::sscanf(behind, "%79[A-Za-z_]/%d%n", method.data(), &line, &length);
-    }
-    const std::string rest = behind + length;
-    if (behind == text.c_str() || (has_object && of_class == 0) || line <= 0 || !rest.starts_with(": ")) {
-        return std::nullopt;
-    }
-    return Prefix{method.data(), has_object, rest};
+std::vector<Written> s_written;
+std::function<void()> s_during_each;
+
+std::string Formatted(const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    va_copy(again, arguments);
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
 }
 
 } // namespace
 
 void Add(int level, const char* format, std::va_list arguments) {
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    text.pop_back();
-    s_records.push_back({level, text});
+    const std::string text = Formatted(format, arguments);
+    Written written{text, "", {level, text}};
+    const bool has_object = std::string_view(format).starts_with("TID: %d, %s%s[%p]/%d: ");
+    if (has_object || std::string_view(format).starts_with("TID: %d, %s%s/%d: ")) {
+        const int thread = va_arg(arguments, int);
+        const std::string type = va_arg(arguments, const char*);
+        const std::string method = va_arg(arguments, const char*);
+        const bool has_its_object = !has_object || va_arg(arguments, const void*) != nullptr;
+        const int line = va_arg(arguments, int);
+        const bool of_class = type == "QEL::FrontEnd::FileCache::CFileCache::";
+        const bool of_interface = type == "QEL::FrontEnd::FileCache::IFileCache::" && !has_object;
+        if (thread > 0 && has_its_object && (of_class || of_interface) && line > 0) {
+            written.method = method;
+            written.record.text = method + (has_object ? "[this]" : "") +
+                                  Formatted(format + std::string_view(format).find(": ", 5), arguments);
+        }
+    }
+    s_written.push_back(written);
     if (s_during_each) {
         s_during_each();
     }
@@ -60,24 +55,19 @@ void Add(int level, const char* format, std::va_list arguments) {
 
 Records All() {
     Records records;
-    for (const auto& [level, text] : s_records) {
-        const auto prefix = Prefix_Of(text);
-        records.push_back(
-            {level, prefix ? prefix->method + (prefix->has_object ? "[this]" : "") + prefix->rest : text});
+    for (const Written& written : s_written) {
+        records.push_back(written.record);
     }
     return records;
 }
 
 Records Of(std::initializer_list<std::string> methods) {
-    Records records = All();
     Records selected;
     std::string current;
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        if (const auto prefix = Prefix_Of(s_records[i].text)) { // pieces and markers belong to the record before
-            current = prefix->method;
-        }
+    for (const auto& [text, method, record] : s_written) {
+        current = method.empty() ? current : method;
         if (std::find(methods.begin(), methods.end(), current) != methods.end()) {
-            selected.push_back(records[i]);
+            selected.push_back(record);
         }
     }
     return selected;
@@ -91,14 +81,14 @@ Records Above_Additional_Data() {
 
 std::vector<std::string> Raw_Texts() {
     std::vector<std::string> texts;
-    for (const Record& record : s_records) {
-        texts.push_back(record.text);
+    for (const Written& written : s_written) {
+        texts.push_back(written.text);
     }
     return texts;
 }
 
 void Forget() {
-    s_records.clear();
+    s_written.clear();
 }
 
 During_Each::During_Each(std::function<void()> action) {

@@ -3,9 +3,9 @@
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/support/Standard_Library.h"
 
-/// Operating-system services that behaves as a test says. Without a script an operation works
-/// on the real disk (files, directories, searches, copies) or answers with the fixed value of its
-/// member. Every call is noted with its arguments, in order.
+/// Operating-system services that behave as a test says. Without a script an operation works on the real disk (files,
+/// directories, copies), finds nothing, or answers with the fixed value of its member. Every call is noted with its
+/// arguments, in order.
 class Scripted_OS : public QEL::FrontEnd::OSWRAPI::IOSWrapper {
 public:
     using Find_Data = QEL::FrontEnd::OSWRAPI::Find_Data;
@@ -58,7 +58,7 @@ public:
     }
     Find_Handle FindFirstFile(const char* pattern, Find_Data& found) override {
         Note("FindFirstFile", pattern);
-        m_Found = on_find ? on_find(pattern) : Files_On_Disk(pattern);
+        m_Found = on_find ? on_find(pattern) : std::vector<std::string>();
         m_Next_Found = 0;
         return Next(found) ? Search_Handle() : QEL::FrontEnd::OSWRAPI::Invalid_Find_Handle;
     }
@@ -107,28 +107,6 @@ private:
         found.file_name = is_found ? m_Found[m_Next_Found++] : found.file_name;
         return is_found;
     }
-    /// "?" is one character, "*" any run.
-    static bool Matches(std::string_view name, std::string_view pattern) {
-        if (pattern.empty() || name.empty()) {
-            return name.empty() && pattern.find_first_not_of('*') == std::string_view::npos;
-        }
-        if (pattern.front() == '*') {
-            return Matches(name, pattern.substr(1)) || Matches(name.substr(1), pattern);
-        }
-        return (pattern.front() == '?' || pattern.front() == name.front()) &&
-               Matches(name.substr(1), pattern.substr(1));
-    }
-    static std::vector<std::string> Files_On_Disk(const std::filesystem::path& pattern) {
-        std::set<std::string> names; // in order
-        std::error_code ignored;
-        for (const auto& entry : std::filesystem::directory_iterator(pattern.parent_path(), ignored)) {
-            if (Matches(entry.path().filename().string(), pattern.filename().string())) {
-                names.insert(entry.path().filename().string());
-            }
-        }
-        return {names.begin(), names.end()};
-    }
-
     std::error_code m_Ignored;
     std::vector<std::string> m_Found;
     std::size_t m_Next_Found = 0;
