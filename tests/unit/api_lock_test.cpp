@@ -12,24 +12,25 @@ namespace {
 /// start one for each record takes long under Wine.
 bool Api_Lock_Is_Held() {
     struct Watcher {
-        std::binary_semaphore asked{0};
-        std::binary_semaphore looked{0};
+        bool asked = false;
         bool held = false;
+        std::mutex guard;
+        std::condition_variable_any changed;
         std::jthread thread{[this](const std::stop_token& end) {
-            while (asked.acquire(), !end.stop_requested()) {
+            std::unique_lock lock(guard);
+            while (changed.wait(lock, end, [this] { return asked; })) {
                 held = !std::unique_lock(QEL::FrontEnd::FileCache::s_api_mutex, std::try_to_lock).owns_lock();
-                looked.release();
+                asked = false;
+                changed.notify_all();
             }
         }};
 
         bool Look() {
-            asked.release();
-            looked.acquire();
+            std::unique_lock lock(guard);
+            asked = true;
+            changed.notify_all();
+            changed.wait(lock, [this] { return !asked; });
             return held;
-        }
-        ~Watcher() {
-            thread.request_stop();
-            asked.release();
         }
     };
     static Watcher watcher;

@@ -123,16 +123,6 @@ TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
 
 // Clear
 
-TEST_F(Entry_Removal, OfAllOfAnEmptyCacheTracesCallAndResultAlone) {
-    for (const std::string& set_directory : {cache_directory, std::string()}) {
-        Forget();
-        cache.m_Cache_Directory = set_directory;
-        EXPECT_TRUE(cache.Clear());
-        Expect_Records("D Clear: CALL\nD Clear: return value:(true)");
-        EXPECT_THAT(os->calls, IsEmpty());
-    }
-}
-
 TEST_F(Entry_Removal, OfAllInTheOrderOfTheUrlsKeepsOnlyWhatCannotBeDeletedAndFailsForAnEntryWithoutCopy) {
     const std::string b = Cache_Copy("b", "b.txt", "b", 3);
     const std::string a = Cache_Copy("a", "a.txt", "a", 2);

@@ -241,15 +241,4 @@ TEST_F(Sweep, OfAMissingDirectoryDoesNothingAndBeforeOneIsSetSearchesTheRootAlon
     EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned);
 }
 
-TEST_F(Sweep, RunsOnceMoreInACopyThatWasMadeBeforeIt) {
-    QEL::FrontEnd::FileCache::CFileCache before(cache);
-    cache.Cleanup_Obsolete_Cached_Files();
-    QEL::FrontEnd::FileCache::CFileCache after(cache);
-    Forget();
-    after.Cleanup_Obsolete_Cached_Files();
-    EXPECT_THAT(os->calls, IsEmpty());
-    before.Cleanup_Obsolete_Cached_Files();
-    EXPECT_EQ(os->Calls_Of("FindFirstFile"), 1U);
-}
-
 } // namespace

@@ -159,26 +159,6 @@ TEST_F(Name_Generation, UuidAndDirectoryAreUsedUnchanged) {
     }
 }
 
-TEST_F(Name_Generation, EachNameIsNewAndNothingWrittenAndNoContentsAreSniffedToo) {
-    cache.m_Cache_Directory = cache_directory;
-    EXPECT_NE(From_Type("text/plain"), From_Type("text/plain"));
-    EXPECT_NE(From_Contents("text/plain"), From_Contents("text/plain"));
-    EXPECT_NE(From_Share("\\\\server\\share\\a.xml"), From_Share("\\\\server\\share\\a.xml"));
-    EXPECT_EQ(g_services.uuid_counter, 6);
-    EXPECT_TRUE(std::filesystem::is_empty(directory));
-    Forget();
-    EXPECT_TRUE(cache.Generate_Cached_File_Name_from_Contents("", contents.data(), 0).ends_with(".txt"));
-    EXPECT_EQ(g_services.magic_calls.front(), "Get_Mime_Type_For_Data()");
-}
-
-TEST_F(Name_Generation, AMissingUuidIsTheCallersBusiness) {
-    g_services.uuid_throws = true;
-    EXPECT_THROW(From_Type("text/plain"), std::runtime_error);
-    EXPECT_THROW(From_Contents("text/plain"), std::runtime_error);
-    EXPECT_THROW(From_Share("\\\\server\\share\\a.xml"), std::runtime_error);
-    EXPECT_THROW(From_Share("\\\\server\\share\\a"), std::runtime_error);
-}
-
 class Extension_Filter : public Cache_Fixture {};
 
 TEST_F(Extension_Filter, ReplacesEachDangerousExtensionInAnyLetterCaseButAsAWholeOnly) {

@@ -6,45 +6,47 @@ namespace {
 
 class Url_Kinds : public Cache_Fixture {};
 
-TEST_F(Url_Kinds, HttpAndHttpsInLowerCaseAreInternetUrls) {
-    for (const char* const url :
-         {"http://server/file.xml", "https://server/file.xml", "http:", "https:", "http:anything", "https:/"}) {
-        EXPECT_TRUE(cache.Is_Inet_URL(url)) << url;
-    }
-    for (const char* const url :
-         {"", "h", "http", "https", "HTTP://server/file.xml", "Http://server/file.xml", "Https://server/file.xml",
-          "httpS://server/file.xml", "ftp://server/file.xml", "ftp:", "file:///C:/file.xml", " http://server/file.xml",
-          "xhttp://server/file.xml", "httpx://server/file.xml", "C:\\http:\\file.xml", "\\\\server\\http:"}) {
-        EXPECT_FALSE(cache.Is_Inet_URL(url)) << url;
-    }
-    EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Url_Kinds, FileInLowerCaseIsAFileUrl) {
-    for (const char* const url :
-         {"file:///C:/file.xml", "file://server/share/file.xml", "file:", "file:C:\\file.xml"}) {
-        EXPECT_TRUE(cache.Is_File_URL(url)) << url;
-    }
-    for (const char* const url : {"", "f", "file", "FILE:///C:/file.xml", "File:///C:/file.xml", "http://server/file:",
-                                  " file:///C:/file.xml", "files:///C:/file.xml", "C:\\file:\\file.xml"}) {
-        EXPECT_FALSE(cache.Is_File_URL(url)) << url;
-    }
-    EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Url_Kinds, TwoBackslashesMakeAShareWithoutAnyQuestion) {
-    for (const char* const url : {"\\\\server\\share\\file.xml", "\\\\", "\\\\\\", "\\\\?\\C:\\file.xml"}) {
-        EXPECT_TRUE(cache.Is_File_Share(url)) << url;
-    }
-    EXPECT_THAT(os->calls, IsEmpty());
-}
-
-TEST_F(Url_Kinds, ATextWithoutDriveIsNoShare) {
-    for (const char* const url : {"", "\\", "\\share\\file.xml", "//server/share/file.xml", "\\/server/share",
-                                  "/\\server\\share", "relative\\file.xml", "http://server/file.xml"}) {
-        Forget();
-        EXPECT_FALSE(cache.Is_File_Share(url)) << url;
-        EXPECT_THAT(os->calls, ElementsAre("Get_Drive_Number(" + std::string(url) + ")"));
+TEST_F(Url_Kinds, FollowTheBeginningInLowerCaseAndTwoBackslashes) {
+    const std::pair<std::string, std::vector<const char*>> kinds[] = {
+        {"inet", {"http://server/file.xml", "https://server/file.xml", "http:", "https:", "http:anything", "https:/"}},
+        {"file", {"file:///C:/file.xml", "file://server/share/file.xml", "file:", "file:C:\\file.xml"}},
+        {"share", {"\\\\server\\share\\file.xml", "\\\\", "\\\\\\", "\\\\?\\C:\\file.xml", "\\\\server\\http:"}},
+        {"none",
+         {"",
+          "h",
+          "http",
+          "https",
+          "HTTP://server/file.xml",
+          "Http://server/file.xml",
+          "httpS://server/file.xml",
+          "ftp://server/file.xml",
+          "ftp:",
+          " http://server/file.xml",
+          "xhttp://server/file.xml",
+          "httpx://server/file.xml",
+          "C:\\http:\\file.xml",
+          "f",
+          "file",
+          "FILE:///C:/file.xml",
+          "File:///C:/file.xml",
+          " file:///C:/file.xml",
+          "files:///C:/file.xml",
+          "C:\\file:\\file.xml",
+          "\\",
+          "\\share\\file.xml",
+          "//server/share/file.xml",
+          "\\/server/share",
+          "/\\server\\share",
+          "relative\\file.xml"}}};
+    for (const auto& [kind, urls] : kinds) {
+        for (const char* const url : urls) {
+            Forget();
+            EXPECT_EQ(cache.Is_Inet_URL(url), kind == "inet") << url;
+            EXPECT_EQ(cache.Is_File_URL(url), kind == "file") << url;
+            EXPECT_THAT(os->calls, IsEmpty());
+            EXPECT_EQ(cache.Is_File_Share(url), kind == "share") << url;
+            EXPECT_EQ(os->Calls_Of("Get_Drive_Number"), kind == "share" ? 0U : 1U) << url;
+        }
     }
 }
 

@@ -99,21 +99,6 @@ TEST_F(Configuration, AChangeIsSeenAtOnce) {
     EXPECT_EQ(Number("Period"), 0u);
 }
 
-TEST_F(Configuration, ManyThreadsReadAtOnce) {
-    user.Set_Number("Period", 60);
-    user.Set_List("CertErrorWhiteList", {"https://one.example/", "https://two.example/"});
-    std::atomic<int> wrong = 0;
-    In_Threads(8, [&](int) {
-        for (int count = 0; count < 200; ++count) {
-            CertErrorHandlingMode mode = IgnoreAllErrorsMode;
-            std::vector<std::string> white_list;
-            Read_CertErrorHandling_Parameters(mode, white_list);
-            wrong += Number("Period") != 60 || white_list.size() != 2 ? 1 : 0;
-        }
-    });
-    EXPECT_EQ(wrong, 0);
-}
-
 class Certificate_Errors : public Configuration {
 protected:
     CertErrorHandlingMode mode = IgnoreAllErrorsMode;

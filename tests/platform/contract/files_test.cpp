@@ -60,19 +60,6 @@ TEST_F(Files, StatCountsInHundredNanosecondsAndKeepsFractionsOfASecond) {
     EXPECT_TRUE(has_fraction);
 }
 
-TEST_F(Files, AFileKeepsItsTimeUntilItIsChanged) {
-    const std::string path = scratch.Write("file.xml");
-    const std::int64_t time = Time_Of(path);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(Content_Of(path), "content");
-    EXPECT_EQ(Time_Of(path), time);
-    std::int64_t time_from_another_object = 0;
-    EXPECT_EQ(IOSWrapper::Create()->Stat_File(path, time_from_another_object), 0);
-    EXPECT_EQ(time_from_another_object, time);
-    scratch.Write("file.xml", "CONTENT");
-    EXPECT_NE(Time_Of(path), time);
-}
-
 TEST_F(Files, StatOfWhatIsNotThereReturnsTheErrorCodeAndLeavesTheTime) {
     for (const auto& [path, error] :
          {std::pair{scratch / "missing.xml", 2}, {Join_Path(scratch / "missing", "file.xml"), 3}, {"", 3}}) {

@@ -180,15 +180,6 @@ TEST_F(Ini_Files, WhatIsPassedOverIsReportedAndTheOthersCount) {
     }
 }
 
-TEST_F(Ini_Files, AnyBytesAreSurvived) {
-    std::string bytes = Rubbish(200000);
-    std::replace(bytes.begin(), bytes.end(), '\0', '\n');
-    for (std::size_t begin = 0; begin < 4000; begin += 40) {
-        home.Write("qel/qel.ini", bytes.substr(begin) + "\n" + Header + "Period = 1\n");
-        ASSERT_EQ(Number("Period"), 1) << begin;
-    }
-}
-
 TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
     std::filesystem::create_directory(User_File());
     ASSERT_EQ(::mkfifo(Machine_File().c_str(), 0600), 0);

@@ -234,30 +234,6 @@ TEST_F(Robust_Mutex, ManyProcessesOpenItAtOnce) {
     ::munmap(address, 4096);
 }
 
-TEST_F(Robust_Mutex, ProcessesKilledAtAnyMomentDoNoLastingHarm) {
-    for (int round = 0; round < 100; ++round) {
-        Child_Process child([this]() -> int {
-            const auto mutex = Open_Robust_Mutex(name);
-            for (;;) {
-                const Result result = mutex ? mutex->Wait(10000) : Result::Failed;
-                if ((result != Result::Acquired && result != Result::Abandoned) || !mutex->Release()) {
-                    return 1;
-                }
-            }
-        });
-        ::usleep(static_cast<useconds_t>(round * 37));
-        ASSERT_EQ(child.Kill(), -SIGKILL);
-        if (round % 10 == 0) {
-            ::shm_unlink(name.c_str());
-        }
-    }
-    const auto mutex = Open_Robust_Mutex(name);
-    ASSERT_NE(mutex, nullptr);
-    const Result result = mutex->Wait(10000);
-    EXPECT_TRUE(result == Result::Acquired || result == Result::Abandoned);
-    EXPECT_TRUE(mutex->Release());
-}
-
 } // namespace
 
 } // namespace QEL::Tests

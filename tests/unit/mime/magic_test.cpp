@@ -65,15 +65,6 @@ TEST(Magic, MovedFromObjectAnswersLikeAnEmptyOne) {
     Expect_Loaded(constructed, false); // NOLINT(bugprone-use-after-move)
 }
 
-TEST(Magic, AssignmentToItselfChangesNothing) {
-    Magic magic = Loaded_Magic();
-    Magic& same = magic;
-    magic = same;
-    Expect_Loaded(magic, true);
-    magic = std::move(same);
-    Expect_Loaded(magic, true);
-}
-
 TEST(Magic, ExtensionMayReplaceTheTypeItselfAndIsEmptyWhereItIsMissing) {
     std::string text = "TEXT/XML; charset=utf-8";
     EXPECT_TRUE(Loaded_Magic().Get_Extension_From_Mime_Type(text, text));

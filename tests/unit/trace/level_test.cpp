@@ -74,16 +74,6 @@ TEST_F(Trace_Level, LetsTheOldWriterGoWithItsFileAndLock) {
     EXPECT_TRUE(std::filesystem::remove(directory / "qelfilecache_0007.trc")) << "nobody holds it open";
 }
 
-TEST_F(Trace_Level, LeavesStandardErrorOpenWhenItServedAsTheFile) {
-    g_services.trace_directory = (directory / "missing").string();
-    Captured_Stderr standard_error;
-    Set_Trace_Level(QELPCTRC_ERROR);
-    Get_Tracer()->trace().Log_Error("first\n");
-    Set_Trace_Level(QELPCTRC_ERROR);
-    Get_Tracer()->trace().Log_Error("second\n");
-    EXPECT_EQ(standard_error.Take(), Header() + "***ERROR***: first\n" + Header() + "***ERROR***: second\n");
-}
-
 TEST_F(Trace_Level, OpensTheLockForALevelThatWritesAloneAndForNoWriterThatTakesNone) {
     Set_Trace_Level(QELPCTRC_OFF);
     const TracingAdaptor writer("writer.trc", QELPCTRC_ERROR, 0);
@@ -105,18 +95,6 @@ TEST_F(Trace_Level, WritesWithoutHoldingTheGuard) {
     Set_Trace_Level(QELPCTRC_ERROR);
     Get_Tracer()->trace().Log_Error("e\n");
     EXPECT_TRUE(returned);
-}
-
-TEST_F(Trace_Level, IsReadAndSetByManyThreads) {
-    QEL::Tests::In_Threads(8, [](int thread) {
-        for (int i = 0; i < 100; ++i) {
-            if (thread == 0) {
-                Set_Trace_Level(QELPCTRC_OFF);
-            } else {
-                EXPECT_NE(Get_Tracer(), nullptr);
-            }
-        }
-    });
 }
 
 } // namespace

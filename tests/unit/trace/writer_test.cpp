@@ -131,16 +131,6 @@ TEST_F(Trace_Writer, NamesTheProgramAsFarAsItIsKnownAndFits) {
 
 // Time stamps
 
-TEST_F(Trace_Writer, StampsEachMessageAtLevel5InPlaceOfItsMark) {
-    Start_Clock();
-    CQelPcTrc writer = Unlocked_Writer(5);
-    Write_One_Of_Each(writer);
-    const std::string empty;
-    writer.Log_Additional_Data(empty.c_str(), 0);
-    EXPECT_EQ(Content(), On_Disk(Header(Stamp(16)) + Stamp(17) + "error 1\n" + Stamp(18) + "warning 2\n" + Stamp(19) +
-                                 "note 3\n" + Stamp(20) + "data 4\n" + Stamp(21)));
-}
-
 TEST_F(Trace_Writer, PutsTheStampBehindALeadingLineEndWhichStaysWithoutOne) {
     Start_Clock();
     CQelPcTrc writer = Unlocked_Writer(5);
