@@ -100,6 +100,15 @@ std::shared_ptr<Scripted_OS> Services(const World& world, const std::string& req
         REQUIRE(Is_Name_Of_A_Copy(path));
         return fs::remove(path);
     };
+    services->on_find = [](const std::string&) {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(Places().cache)) {
+            if (Is_Name_Of_A_Copy(entry.path())) {
+                names.push_back(entry.path().filename());
+            }
+        }
+        return names;
+    };
     services->on_copy_file = [world, request](const std::string& from, const std::string& to, int) {
         REQUIRE(from == request);
         REQUIRE(Is_Name_Of_A_Copy(to));

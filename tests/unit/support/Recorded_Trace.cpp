@@ -30,10 +30,11 @@ std::string Formatted(const char* format, std::va_list arguments) {
 } // namespace
 
 void Add(int level, const char* format, std::va_list arguments) {
-    const std::string text = Formatted(format, arguments);
-    Written written{text, "", {level, text}};
-    const bool has_object = std::string_view(format).starts_with("TID: %d, %s%s[%p]/%d: ");
-    if (has_object || std::string_view(format).starts_with("TID: %d, %s%s/%d: ")) {
+    Written& written = s_written.emplace_back(Written{Formatted(format, arguments), "", {level, ""}});
+    std::string& folded = written.record.text;
+    const std::string_view begin(format);
+    const bool has_object = begin.starts_with("TID: %d, %s%s[%p]/%d: ");
+    if (has_object || begin.starts_with("TID: %d, %s%s/%d: ")) {
         const int thread = va_arg(arguments, int);
         const std::string type = va_arg(arguments, const char*);
         const std::string method = va_arg(arguments, const char*);
@@ -43,11 +44,13 @@ void Add(int level, const char* format, std::va_list arguments) {
         const bool of_interface = type == "QEL::FrontEnd::FileCache::IFileCache::" && !has_object;
         if (thread > 0 && has_its_object && (of_class || of_interface) && line > 0) {
             written.method = method;
-            written.record.text = method + (has_object ? "[this]" : "") +
-                                  Formatted(format + std::string_view(format).find(": ", 5), arguments);
+            folded = Formatted(format + begin.find(": ", 5), arguments);
+            folded.insert(0, method + (has_object ? "[this]" : ""));
         }
     }
-    s_written.push_back(written);
+    if (written.method.empty()) {
+        folded = written.text;
+    }
     if (s_during_each) {
         s_during_each();
     }
