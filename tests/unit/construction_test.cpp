@@ -114,6 +114,13 @@ TEST_F(Construction, CopyAndAssignmentTakeEveryMemberAndTraceNothing) {
     EXPECT_EQ(cache.m_Cache_Entries.size(), 1U);
 }
 
+TEST_F(Construction, TheInterfaceCanBeCopiedWithoutEffect) {
+    Fill(cache);
+    CFileCache other(os);
+    static_cast<IFileCache&>(other) = static_cast<const IFileCache&>(cache);
+    Expect_New(other);
+}
+
 TEST_F(Construction, TheTextsForTheHostAreUntracedCopiesAndDoNotWaitForARequest) {
     Forget();
     const IFileCache& through_interface = cache;
