@@ -71,25 +71,6 @@ TEST_F(Cache_Directory, HasANewListForTheUserAloneAndCopiesByTheUmask) {
     EXPECT_EQ(rights_of(Metadata_File()), fs::perms(0644)) << "an existing list keeps its rights";
 }
 
-TEST_F(Cache_Directory, IsUsedByOneRunAfterTheOther) {
-    Words urls;
-    std::vector<std::thread> runs;
-    for (const char* const name : {"/1.xml", "/2.xml", "/3.xml", "/4.xml"}) {
-        m_Server.Publish(name, name, Monday);
-        urls.push_back(m_Server.Url(name));
-    }
-    for (const std::string& url : urls) {
-        runs.emplace_back([&, url] { EXPECT_EQ(Run_On_Cache({"get", url}).err, ""); });
-    }
-    for (std::thread& run : runs) {
-        run.join();
-    }
-    const std::string list = Content_Of(Metadata_File());
-    for (const std::string& url : urls) {
-        EXPECT_THAT(list, HasSubstr(url + "\n"));
-    }
-}
-
 TEST_F(Cache_Directory, LiesBelowAnAbsoluteXdgCacheHomeOrAHomeThatCanBeWritten) {
     Tool_Run run = A_Run({"get", m_Url});
     run.with_ordinary_rights = true;

@@ -18,75 +18,50 @@ protected:
 const std::string Commands = "the commands are get, list, explain, prefetch, trace, clear, purge";
 const std::string Put_Dashes = "put \"--\" before a request that begins with \"-\"";
 
-std::string No_Such_Level(const std::string& level) {
-    return "--trace-level: needs a number from 0 to 5, not '" + level + "'";
-}
-
 TEST_F(Command_Line, ExplainsWrongUsage) {
-    const std::tuple<const char*, Words, std::string> cases[] = {
-        {"NoCommand", {}, "a command is missing; " + Commands + "\n  Run with --help for the options and examples."},
-        {"UnknownCommand", {"fetch", "x"}, "unknown command 'fetch'; " + Commands},
-        {"NearlyACommand", {"lst"}, "unknown command 'lst'; did you mean 'list'? " + Commands},
-        {"HelpForAnUnknownCommand", {"help", "bogus"}, "unknown command 'bogus'; " + Commands},
-        {"UnknownOptionBeforeTheCommand", {"--bogus", "get", "x"}, "unknown option '--bogus'; " + Put_Dashes},
-        {"UnknownOptionBehindTheCommand", {"get", "--bogus", "x"}, "unknown option '--bogus'; " + Put_Dashes},
-        {"RequestWithADash", {"get", "-x"}, "unknown option '-x'; " + Put_Dashes},
-        {"UnknownOptionWhereNoRequestIsTaken",
-         {"list", "--bogus"},
-         "unknown option '--bogus'; 'qelfilecache list --help' lists the options"},
-        {"UnknownOptionWithoutACommand",
-         {"--versio"},
-         "unknown option '--versio'; did you mean '--version'? 'qelfilecache --help' lists the options"},
-        {"OptionOfACommandBeforeIt",
-         {"--json", "get", "x"},
-         "option '--json' belongs after its command: get, list, explain, trace"},
-        {"OptionOfAnotherCommand",
-         {"clear", "--json"},
-         "'clear' has no option '--json'; these have: get, list, explain, trace"},
-        {"NoRequest", {"get"}, "REQUEST is required"},
-        {"NoRequestBehindAnOption", {"get", "--json"}, "REQUEST is required"},
-        {"WordBehindPurge", {"purge", "x"}, "'x' is one word too many: 'purge' takes nothing but options"},
-        {"SecondPatternForList", {"list", "x", "y"}, "'y' is one word too many: 'list' takes one PATTERN"},
-        {"OptionWithOneDash",
-         {"explain", "-check", "x"},
-         "unknown option '-check'; did you mean '--check'? " + Put_Dashes},
-        {"SecondFileForPrefetch", {"prefetch", "a", "b"}, "'b' is one word too many: 'prefetch' takes one FILE"},
-        {"OptionWithoutItsDirectory", {"list", "--cache-dir"}, "option '--cache-dir' needs a value, DIR"},
-        {"OptionWithoutItsNumber", {"get", "x", "--request-kind"}, "option '--request-kind' needs a value, N"},
-        {"KindThatIsNotANumber",
-         {"get", "--request-kind", "many", "x"},
-         "--request-kind: needs a whole number, not 'many'"},
-        {"NoList", {"prefetch"}, "FILE is required"},
-        {"MissingList",
-         {"prefetch", "missing.txt"},
-         "the list 'missing.txt' cannot be read: No such file or directory; check its name and permissions, or name - "
-         "for "
-         "standard input"},
-        {"ListThatIsADirectory",
-         {"prefetch", "/"},
-         "the list '/' is a directory; name a file with one request a line, or - for standard input"},
-        {"MissingTraceDirectory",
-         {"--trace-level", "4", "--trace-dir", "/nowhere", "get", "x"},
+    const std::string long_path(260, '/');
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "a command is missing; " + Commands + "\n  Run with --help for the options and examples."},
+        {"fetch x", "unknown command 'fetch'; " + Commands},
+        {"lst", "unknown command 'lst'; did you mean 'list'? " + Commands},
+        {"help bogus", "unknown command 'bogus'; " + Commands},
+        {"--bogus get x", "unknown option '--bogus'; " + Put_Dashes},
+        {"get --bogus x", "unknown option '--bogus'; " + Put_Dashes},
+        {"get -x", "unknown option '-x'; " + Put_Dashes},
+        {"list --bogus", "unknown option '--bogus'; 'qelfilecache list --help' lists the options"},
+        {"--versio", "unknown option '--versio'; did you mean '--version'? 'qelfilecache --help' lists the options"},
+        {"explain -check x", "unknown option '-check'; did you mean '--check'? " + Put_Dashes},
+        {"--json get x", "option '--json' belongs after its command: get, list, explain, trace"},
+        {"clear --json", "'clear' has no option '--json'; these have: get, list, explain, trace"},
+        {"get", "REQUEST is required"},
+        {"get --json", "REQUEST is required"},
+        {"purge x", "'x' is one word too many: 'purge' takes nothing but options"},
+        {"list x y", "'y' is one word too many: 'list' takes one PATTERN"},
+        {"prefetch a b", "'b' is one word too many: 'prefetch' takes one FILE"},
+        {"list --cache-dir", "option '--cache-dir' needs a value, DIR"},
+        {"get x --request-kind", "option '--request-kind' needs a value, N"},
+        {"get --request-kind many x", "--request-kind: needs a whole number, not 'many'"},
+        {"prefetch", "FILE is required"},
+        {"prefetch missing.txt", "the list 'missing.txt' cannot be read: No such file or directory; check its name and "
+                                 "permissions, or name - for standard input"},
+        {"prefetch /", "the list '/' is a directory; name a file with one request a line, or - for standard input"},
+        {"--trace-level 4 --trace-dir /nowhere get x",
          "--trace-dir '/nowhere' does not exist; create it or name another one"},
-        {"LongTraceDirectory",
-         {"--trace-level", "4", "--trace-dir", std::string(130, '/') + std::string(130, '/'), "get", "x"},
-         "--trace-dir '" + std::string(260, '/') + "' is longer than 259 characters"},
-        {"MissingCacheDirectory",
-         {"--cache-dir", "/nowhere", "list"},
-         "--cache-dir '/nowhere' does not exist; create it or name another one"},
-        {"Level6", {"--trace-level=6", "get", "x"}, No_Such_Level("6")},
-        {"LevelMinus1", {"--trace-level=-1", "get", "x"}, No_Such_Level("-1")},
-        {"LevelOfALetter", {"--trace-level=x", "get", "x"}, No_Such_Level("x")},
-        {"LevelWithALetter", {"--trace-level=3x", "get", "x"}, No_Such_Level("3x")},
-        {"LevelOfManyDigits", {"--trace-level=99999999999", "get", "x"}, No_Such_Level("99999999999")},
+        {"--trace-level 4 --trace-dir " + long_path + " get x",
+         "--trace-dir '" + long_path + "' is longer than 259 characters"},
+        {"--cache-dir /nowhere list", "--cache-dir '/nowhere' does not exist; create it or name another one"},
+        {"--trace-level=6 get x", "--trace-level: needs a number from 0 to 5, not '6'"},
+        {"--trace-level=-1 get x", "--trace-level: needs a number from 0 to 5, not '-1'"},
+        {"--trace-level=3x get x", "--trace-level: needs a number from 0 to 5, not '3x'"},
+        {"--trace-level=99999999999 get x", "--trace-level: needs a number from 0 to 5, not '99999999999'"},
     };
-
-    for (const auto& [name, arguments, first_line] : cases) {
-        SCOPED_TRACE(name);
-        const Tool_Result result = Run(arguments);
+    for (const auto& [line, message] : cases) {
+        SCOPED_TRACE(line);
+        std::istringstream words(line);
+        const Tool_Result result = Run(Words(std::istream_iterator<std::string>(words), {}));
         EXPECT_EQ(result.exit_status, 2);
         EXPECT_EQ(result.out, "");
-        EXPECT_THAT(result.err, StartsWith("qelfilecache: " + first_line + "\n"));
+        EXPECT_THAT(result.err, StartsWith("qelfilecache: " + message + "\n"));
     }
 }
 

@@ -1,31 +1,8 @@
-// The certificate modes with the real second client. The first one is scripted: it reports a
-// certificate error as Windows does, which Wine's reports with a number of its own.
+// The certificate modes with the real second client. The first one is scripted: it reports a certificate error as
+// Windows does, which Wine's reports with a number of its own.
 
 #include "tests/windows/Host_Fixture.h"
-#include "util/IRequest_Object.h"
-
-namespace QEL::FrontEnd::FileCache {
-
-namespace {
-
-/// A request object that does not trust the server.
-class Distrustful_Request : public IRequest_Object {
-    HResult Set_Timeouts(int, int, int, int) override { return 0; }
-    HResult Open(const char*, const std::string&) override { return 0; }
-    HResult Send() override { return static_cast<HResult>(0x80072F0D); }
-    HResult Get_Status(long&) override { return -1; }
-    HResult Get_Response_Header(const char*, std::string&) override { return -1; }
-    HResult Get_Response_Body(Response_Body&) override { return -1; }
-    std::string Error_Description(Request_Interface) override { return "The authority is not known."; }
-};
-
-} // namespace
-
-Request_Object_Creation Create_Request_Object(const std::string&) {
-    return {std::make_unique<Distrustful_Request>(), 0, 0};
-}
-
-} // namespace QEL::FrontEnd::FileCache
+#include "tests/windows/Scripted_Com_Object.h"
 
 namespace QEL::Tests {
 
@@ -35,7 +12,13 @@ using namespace testing;
 
 class Certificate_Mode : public Host_Fixture {
 protected:
-    Certificate_Mode() { Publish("lines.txt", std::string("first\n\0behind a NUL\n", 20)); }
+    Certificate_Mode() {
+        Publish("lines.txt", std::string("first\n\0behind a NUL\n", 20));
+        ON_CALL(com, send).WillByDefault([](VARIANT) {
+            Leave_Error_Text(L"The authority is not known.");
+            return static_cast<HRESULT>(0x80072F0D);
+        });
+    }
 
     void Expect_Copy(const std::string& requested_url) {
         const Served served = Get(requested_url);
@@ -45,6 +28,7 @@ protected:
         EXPECT_EQ(cache->Get_Additional_Error_Info(), "");
     }
 
+    Scripted_Com_Object com;
     const std::string url = Variable("QEL_TEST_HTTPS_UNKNOWN_CA") + "/lines.txt";
 };
 

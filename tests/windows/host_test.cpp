@@ -13,8 +13,8 @@ using namespace testing;
 class Host : public Host_Fixture {};
 
 TEST_F(Host, FindsTextWithTheLineEndsOfThePlatform) {
-    Publish("lines.txt", "first\nsecond\n");
-    EXPECT_EQ(Content_Of(Get(Url("/lines.txt")).path), "first\r\nsecond\r\n");
+    Publish("lines.txt", std::string("first\n\0behind a NUL\xff\n", 21));
+    EXPECT_EQ(Content_Of(Get(Url("/lines.txt")).path), std::string("first\r\n\0behind a NUL\xff\r\n", 23));
     const std::string metadata = Content_Of(Metadata_Path());
     EXPECT_THAT(metadata, StartsWith("QEL Logon Landscape Cache Metadata\r\nversion\r\n2\r\nentries\r\n1\r\n"));
     EXPECT_THAT(metadata, HasSubstr("\r\n" + Url("/lines.txt") + "\r\n"));

@@ -2,12 +2,8 @@
 
 import json
 import os
-import select
 import subprocess
 import tempfile
-import time
-
-PATIENCE = 60  # seconds, for a machine that has other things to do
 
 
 class Browser:
@@ -38,26 +34,19 @@ class Browser:
         return self
 
     def __exit__(self, *_):
-        self.process.terminate()
-        try:
-            self.process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
+        self.process.kill()
+        self.process.wait()
         os.close(self.to_browser)
         os.close(self.from_browser)
         self.profile.cleanup()
 
-    def receive(self, deadline):
-        # In parts, as one message may be large.
-        parts = [self.received]
-        while b"\0" not in parts[-1]:
-            if not select.select([self.from_browser], [], [], max(0, deadline - time.monotonic()))[0]:
-                raise TimeoutError("the browser does not respond")
-            parts.append(os.read(self.from_browser, 1 << 16))
-            if not parts[-1]:
+    def receive(self):
+        while b"\0" not in self.received:
+            part = os.read(self.from_browser, 1 << 20)
+            if not part:
                 raise EOFError("the browser has ended")
-        message, _, self.received = b"".join(parts).partition(b"\0")
+            self.received += part
+        message, _, self.received = self.received.partition(b"\0")
         return json.loads(message)
 
     def send(self, method, session=None, **parameters):
@@ -86,9 +75,8 @@ class Page:
     def do(self, method, **parameters):
         """Gives a command and waits for its result."""
         number = self.browser.send(method, self.session, **parameters)
-        deadline = time.monotonic() + PATIENCE
         while True:
-            message = self.browser.receive(deadline)
+            message = self.browser.receive()
             if message.get("id") == number:
                 if "error" in message:
                     raise RuntimeError(f"{method}: {message['error']}")
@@ -96,9 +84,8 @@ class Page:
             self.events.append(message)
 
     def wait_for(self, event):
-        deadline = time.monotonic() + PATIENCE
         while not any(message.get("method") == event for message in self.events):
-            self.events.append(self.browser.receive(deadline))
+            self.events.append(self.browser.receive())
 
     def open(self, path, fragment=""):
         # From an empty page: a fragment alone would load nothing.

@@ -74,68 +74,47 @@ std::string Steps(const Explained_Request& explained) {
     return text;
 }
 
-TEST(Explanation, OfAFreshCopySaysHowLong) {
-    const std::string verdict =
+TEST(Explanation, HasAVerdict) {
+    const auto fresh = [](const std::optional<Remote_Answer>& check) { return A_Request(An_Entry(true), check); };
+    const auto stale = [](const std::optional<Remote_Answer>& check) { return A_Request(An_Entry(false), check); };
+    const auto missing = [](const Remote_Answer& check) { return A_Request({}, check); };
+    const auto fails_with = [](std::uint32_t error) { return A_Failure(error, Second_Attempt::Failed); };
+    const std::string until =
         "would be served from the copy without asking the server until " + Local_Time_Text(present + 57 * minute);
-    const std::pair<std::optional<Remote_Answer>, const char*> checks[] = {
-        {{}, "."},
-        {A_Response(200, "stamp"), "; Last-Modified is the same."},
-        {A_Response(200, "other"), "; the copy is out of date until then."},
-        {A_Response(200, ""), "; the server does not say whether its file has changed."},
-        {A_Response(404, ""), "; at the moment the server responds with status 404 (not found)."}};
-    for (const auto& [check, rest] : checks) {
-        EXPECT_EQ(Explain(A_Request(An_Entry(true), check)).verdict, verdict + rest);
+    const std::string try_download = "would make the cache try a download next, as the check failed: ";
+    const std::string or_old_copy = "; when that fails as well, " + Last_Good_Copy + " is served.";
+    const std::string no_copy = "would not be served: there is no copy, and ";
+    const std::string nevertheless = ", unless a download succeeds nevertheless.";
+    const std::string no_head =
+        "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and the "
+        "server responds with status 501 (the server does not support this kind of request) to HEAD.";
+    const std::pair<Explained_Request, std::string> verdicts[] = {
+        {fresh({}), until + "."},
+        {fresh(A_Response(200, "stamp")), until + "; Last-Modified is the same."},
+        {fresh(A_Response(200, "other")), until + "; the copy is out of date until then."},
+        {fresh(A_Response(200, "")), until + "; the server does not say whether its file has changed."},
+        {fresh(A_Response(404, "")), until + "; at the moment the server responds with status 404 (not found)."},
+        {stale({}),
+         "would make the cache ask the server; if that and a download fail, " + Last_Good_Copy + " is served."},
+        {stale(A_Response(200, "")),
+         "would be served from a new copy, because the server does not say whether its file has changed."},
+        {stale(A_Response(500, "")),
+         try_download + "the server responds with status 500 (internal error of the server)" + or_old_copy},
+        {stale(fails_with(12029)), try_download + "the server cannot be connected to (error 12029)" + or_old_copy},
+        {stale(fails_with(0)), try_download + "the request could not be sent" + or_old_copy},
+        {missing(fails_with(12002)), no_copy + "the server did not respond in time (error 12002)" + nevertheless},
+        {missing(fails_with(12152)), no_copy + "the server's response is not valid HTTP (error 12152)" + nevertheless},
+        {missing(fails_with(12007)), no_copy + "the server's name cannot be resolved (error 12007)."},
+        {missing(A_Response(501, "")), no_head}};
+    for (const auto& [explained, verdict] : verdicts) {
+        EXPECT_EQ(Explain(explained).verdict, verdict);
     }
-}
-
-TEST(Explanation, OfAStaleCopySaysWhatTheServerDecides) {
-    auto explained = A_Request(An_Entry(false));
-    const std::string unasked = "would make the cache ask the server; if that and a download fail, ";
-    EXPECT_EQ(Explain(explained).verdict, unasked + Last_Good_Copy + " is served.");
-    explained.request.entry->last_checked_remotely = 0;
-    EXPECT_EQ(Explain(explained).verdict, unasked + "the copy, of unknown age, is served.");
-    explained.remote = A_Response(200, "");
-    EXPECT_EQ(Explain(explained).verdict,
-              "would be served from a new copy, because the server does not say whether its file has changed.");
-}
-
-TEST(Explanation, SaysThatADownloadFollowsEveryFailedCheck) {
-    const std::pair<Remote_Answer, const char*> checks[] = {
-        {A_Response(405, ""), "the server responds with status 405 (the server does not support this kind of request)"},
-        {A_Failure(12029, Second_Attempt::Failed), "the server cannot be connected to (error 12029)"},
-        {A_Failure(0, Second_Attempt::Not_Needed), "the request could not be sent"}};
-    for (const auto& [check, why] : checks) {
-        const auto explained = A_Request(An_Entry(false), check);
-        EXPECT_EQ(Explain(explained).verdict,
-                  "would make the cache try a download next, as the check failed: " + std::string(why) +
-                      "; when that fails as well, " + Last_Good_Copy + " is served.");
-        EXPECT_THAT(
-            Steps(explained),
-            HasSubstr("Otherwise, or without a response, it downloads the file again; if that fails, it serves the "
-                      "last good copy, however old that is."));
-    }
-}
-
-TEST(Explanation, SaysWhereADownloadMaySucceedThoughTheCheckFailed) {
-    for (const auto& [number, phrase] :
-         {std::pair{12002,
-                    "the server did not respond in time (error 12002), unless a download succeeds nevertheless."},
-          {12152, "the server's response is not valid HTTP (error 12152), unless a download succeeds nevertheless."},
-          {12007, "the server's name cannot be resolved (error 12007)."}}) {
-        EXPECT_EQ(Explain(A_Request({}, A_Failure(number, Second_Attempt::Failed))).verdict,
-                  std::string("would not be served: there is no copy, and ") + phrase);
-    }
-}
-
-TEST(Explanation, LeavesOpenWhatAServerThatRefusesHeadHandsOut) {
-    for (const long status : {405, 501}) {
-        const Explanation explanation = Explain(A_Request({}, A_Response(status, "")));
-        EXPECT_EQ(explanation.expected, Expected_Outcome());
-        EXPECT_EQ(explanation.verdict,
-                  "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
-                  "the server responds with status " +
-                      std::to_string(status) + " (the server does not support this kind of request) to HEAD.");
-    }
+    EXPECT_EQ(Explain(missing(A_Response(501, ""))).expected, Expected_Outcome());
+    auto of_unknown_age = stale({});
+    of_unknown_age.request.entry->last_checked_remotely = 0;
+    EXPECT_THAT(Explain(of_unknown_age).verdict, EndsWith("fail, the copy, of unknown age, is served."));
+    EXPECT_THAT(Steps(stale({})), HasSubstr("Otherwise, or without a response, it downloads the file again; if that "
+                                            "fails, it serves the last good copy, however old that is."));
 }
 
 TEST(Explanation, TakesALengthOf0BytesForNone) {
@@ -284,13 +263,6 @@ TEST(Explanation, OfAShareServesTheCopyOfAnUnchangedFileThatCannotBeRead) {
     EXPECT_EQ(Explain(explained).expected, Outcome::Unchanged);
     EXPECT_EQ(Explain(explained).verdict, "would be served from the copy: the time of change is the same; but the file "
                                           "itself cannot be read: access is denied (error 5).");
-}
-
-TEST(Explanation, KnowsAPageInPlaceOfAnXmlFileWhateverTheLetterCase) {
-    auto explained = A_Request({}, A_Response(200, "stamp"));
-    explained.request.normalised = "https://server/A.XML?x=1";
-    explained.details.content_type = "Text/HTML; charset=utf-8";
-    EXPECT_THAT(Explain(explained).verdict, EndsWith("; but that is a page (HTML) in place of an XML file."));
 }
 
 TEST(Explanation, OfAShareComparesLengthsToo) {
