@@ -1,5 +1,6 @@
 #include "platform/common/Http_Transfer.h"
 #include "tests/support/Overridden_Root.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/windows/Scripted_Call.h"
 #include "util/HttpClient.h"
 
@@ -25,37 +26,26 @@ using FrontEnd::Util::HttpWinInet::HttpClient;
 namespace Platform = FrontEnd::Platform;
 using namespace testing;
 
-/// A user of this process alone, who trusts the test authority. For the whole run: a process looks
-/// up once whom its user trusts.
-class User_Of_The_Tests : public testing::Environment {
-public:
-    void SetUp() override {
-        s_root.emplace(HKEY_CURRENT_USER, "User");
-        std::ifstream stream(std::getenv("QEL_TEST_CA"), std::ios::binary);
-        const std::string authority(std::istreambuf_iterator<char>(stream), {});
+/// WinInet behind the second client, against real servers.
+class Wininet_Client : public testing::Test {
+protected:
+    /// A user of this process alone, who trusts the test authority. A process looks up once whom its user trusts.
+    static inline std::optional<Overridden_Root> s_user;
+
+    static void SetUpTestSuite() {
+        s_user.emplace(HKEY_CURRENT_USER, "User");
+        const std::string authority = Content_Of(std::getenv("QEL_TEST_CA"));
         const HCERTSTORE store = CertOpenSystemStoreA(0, "ROOT");
         ASSERT_TRUE(
             CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(authority.data()),
                                              static_cast<DWORD>(authority.size()), CERT_STORE_ADD_NEW, nullptr));
         CertCloseStore(store, 0); // writes what was added
     }
-    void TearDown() override { s_root.reset(); }
+    static void TearDownTestSuite() { s_user.reset(); }
 
-    static Overridden_Root& Root() { return *s_root; }
-
-private:
-    inline static std::optional<Overridden_Root> s_root;
-};
-
-const testing::Environment* const user_of_the_tests =
-    testing::AddGlobalTestEnvironment(new User_Of_The_Tests); // owned by the framework
-
-/// WinInet behind the second client, against real servers.
-class Wininet_Client : public testing::Test {
-protected:
     ~Wininet_Client() override {
-        User_Of_The_Tests::Root().Remove("CertErrorHandlingMode");
-        User_Of_The_Tests::Root().Remove("CertErrorWhiteList");
+        s_user->Remove("CertErrorHandlingMode");
+        s_user->Remove("CertErrorWhiteList");
     }
 
     static std::string Url(const std::string& path) { return std::getenv("QEL_TEST_HTTP") + path; }
@@ -67,10 +57,10 @@ protected:
         return client.SendWinInetRequest(http_type, url.c_str(), client.GetHWnd(), 5000);
     }
 
-    static void Trust_Everything() { User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 2); }
+    static void Trust_Everything() { s_user->Write_Number("CertErrorHandlingMode", 2); }
     static void Trust_Only(const std::vector<std::string>& urls) {
-        User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 1);
-        User_Of_The_Tests::Root().Write_List("CertErrorWhiteList", urls);
+        s_user->Write_Number("CertErrorHandlingMode", 1);
+        s_user->Write_List("CertErrorWhiteList", urls);
     }
 
     const Scripted_Calls calls;
@@ -209,7 +199,7 @@ TEST_F(Wininet_Client, TrustsNoFaultyCertificateUnlessEverythingIsTrusted) {
         EXPECT_EQ(Send(url), error);
         Trust_Everything();
         EXPECT_EQ(Send(url), 200U) << server;
-        User_Of_The_Tests::Root().Write_Number("CertErrorHandlingMode", 0);
+        s_user->Write_Number("CertErrorHandlingMode", 0);
         EXPECT_EQ(Send(url), error) << "no longer trusted";
     }
 }
