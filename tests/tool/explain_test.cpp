@@ -57,8 +57,7 @@ TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
     EXPECT_EQ(result.err, "");
     EXPECT_THAT(result.out, AllOf(StartsWith(m_Url + "\n  1. It is a web address"), HasSubstr("'" + m_Copy + "', 4 B"),
                                   HasSubstr(std::string("last changed at '") + Monday + "'"),
-                                  HasSubstr(" Error 12029: The server 127.0.0.1 (port "),
-                                  HasSubstr(") cannot be connected to: Connection refused. Check that it runs, "),
+                                  HasSubstr(" cannot be connected to: Connection refused. Check that it runs, "),
                                   Not(HasSubstr("The system says")), Not(HasSubstr("over new connections"))));
     EXPECT_EQ(Get_Copy(m_Url), m_Copy);
 }
@@ -259,15 +258,6 @@ TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
     }
 }
 
-TEST_F(Explain, WarnsOfAConfigurationThatCannotBeUsed) {
-    Write_File(m_Configuration, "[Software\\QEL\\QELLogon\\Options\nLandscapeCacheExpiryPeriod = 5\n");
-    for (const Words& arguments : {Words{"explain", m_Url}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
-        EXPECT_THAT(Run_On_Cache(arguments).err,
-                    HasSubstr("warning: a part of the configuration cannot be used and is ignored: " +
-                              m_Configuration.string() + ": line 1: the section has no ']' at its end\n  Next: "));
-    }
-}
-
 TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
     const std::string number = ": not a number from ";
     const fs::path open_file = m_Folder / "password";
@@ -281,7 +271,6 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
         {"TraceDirectory = /missing", "TraceDirectory = /missing: no such directory"},
         {"TraceDirectory = /etc/passwd", "TraceDirectory = /etc/passwd: not a directory"},
         {"[Share]\nPort = 1", "[Share] is an unknown section; did you mean [Shares]?"},
-        {"[Shares]\nPort = 0", "[Shares] Port = 0" + number + "1 to 65535"},
         {"[Shares]\nColour = blue", "Colour is unknown"},
         {"[Shares]\nsigning = on", "[Shares] signing = on: not \"required\""},
         {"[Shares]\nPasswordFile = /missing", "[Shares] PasswordFile = /missing: No such file or directory"},
@@ -304,10 +293,12 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
                        "fault: " +
                        m_Configuration.string() + ", line 3: Port stands in no section; put it below [Shares]\n"),
               Not(HasSubstr("Colour"))));
-    Configure("CertErrorHandlingMode = 1\ncerterrorhandlingmode = 1\n");
-    const std::string twice = "line 3: certerrorhandlingmode = 1: given twice; the first value is used\n";
-    for (const Words& arguments : {Words{"list"}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
-        EXPECT_THAT(Run_On_Cache(arguments).err, HasSubstr(twice));
+    Configure("CertErrorHandlingMode = 1\ncerterrorhandlingmode = 1\n[Shares\n");
+    for (const Words& arguments : {Words{"list"}, {"explain", m_Url}, {"get", m_Url}, {"prefetch", "/dev/null"}}) {
+        EXPECT_THAT(Run_On_Cache(arguments).err,
+                    AllOf(HasSubstr("warning: a part of the configuration cannot be used and is ignored: " +
+                                    m_Configuration.string() + ": line 4: the section has no ']' at its end\n  Next: "),
+                          HasSubstr("line 3: certerrorhandlingmode = 1: given twice; the first value is used\n")));
     }
     Configure("Colour = blue\nCertErrorWhiteList = a\nCertErrorWhiteList = b\nCertErrorHandlingMode = 0x2\n"
               "LandscapeCacheExpiryPeriod = -1\n[Another]\nPort = 0\n[Shares]\nServers = a\nServers = b\n");
@@ -387,7 +378,6 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
         {"HTTP://server/a", "'HTTP' is not a scheme that the cache serves; it took the request for a local path"},
         {"file:/x", "this form of file URL is not supported"},
         {"http:///x", "the address names no server"},
-        {"http://server/\t", "the request contains a control character"},
         {"local\n.xml", "the request contains a control character"},
         {"missing\t.xml", "there is no such local file"},
         {"", "the request is empty"}};
@@ -421,16 +411,15 @@ TEST_F(Explain, SaysThatTheDirectoryCannotBeWritten) {
 TEST_F(Explain, AsJsonHoldsAllThatIsKnown) {
     Fetch();
     const json requests = json::parse(Run_On_Cache({"explain", "--json", "--check", m_Url, "missing.xml"}).out);
-    ASSERT_EQ(requests.size(), 2u);
-    const json& web = requests[0];
+    const json& web = requests.at(0);
     EXPECT_EQ(web["request"], m_Url);
     EXPECT_EQ(web["entry"]["copy"], m_Copy);
     EXPECT_EQ(web["entry"]["fresh"], true);
     EXPECT_EQ(web["remote"]["error"], nullptr);
     EXPECT_EQ(web["certificate"]["mode"], 0);
     EXPECT_EQ(web["expected"], "fresh");
-    EXPECT_EQ(requests[1]["kind"], "local");
-    EXPECT_EQ(requests[1]["entry"], nullptr);
+    EXPECT_EQ(requests.at(1)["kind"], "local");
+    EXPECT_EQ(requests.at(1)["entry"], nullptr);
 }
 
 TEST_F(Explain, WrapsItsStepsToTheTerminal) {

@@ -32,14 +32,11 @@ inline ULONG_PTR* Imported_Address(std::string_view call) {
 /// What ends the scripts of all calls.
 inline std::vector<std::function<void()>> s_ends_of_scripts;
 
-/// For the time of a test, after which no call has a script.
-struct Scripted_Calls {
-    ~Scripted_Calls() {
-        for (const auto& end_script : s_ends_of_scripts) {
-            end_script();
-        }
+inline void End_Scripts() {
+    for (const auto& end_script : s_ends_of_scripts) {
+        end_script();
     }
-};
+}
 
 /// A call of the system that a test answers in its place; without a script the system does.
 template <typename Function>

@@ -174,6 +174,7 @@ class BothPlatforms(unittest.TestCase):
         return text
 
     def check_move(self, writer, reader, line_end):
+        writer, reader = self.platforms[writer], self.platforms[reader]
         self.publish("landscape.xml", "<landscape/>")
         self.publish("lines.txt", "first\nsecond\n")
         urls = [SERVERS["QEL_TEST_HTTP"] + path for path in ("/landscape.xml", "/lines.txt")]
@@ -199,10 +200,10 @@ class BothPlatforms(unittest.TestCase):
         self.assertEqual(self.requests(), [])
 
     def test_cache_of_windows_goes_on_on_linux(self):
-        self.check_move(self.platforms["Windows"], self.platforms["Linux"], "\r\n")
+        self.check_move("Windows", "Linux", "\r\n")
 
     def test_cache_of_linux_goes_on_on_windows(self):
-        self.check_move(self.platforms["Linux"], self.platforms["Windows"], "\n")
+        self.check_move("Linux", "Windows", "\n")
 
 
 if not os.path.exists(LINUX_PROGRAM):

@@ -187,13 +187,10 @@ TEST_F(Scripted_Request, HasTheCleanHeaderOrAnEmptyTextForOneThatIsAbsentOrNull)
 TEST_F(Scripted_Request, HasTheBytesBetweenTheBoundsAsLongAsTheBodyLives) {
     SAFEARRAY* const array = Array_Of(VT_UI1, "bytes", 3);
     const Response_Body body = Body_From(array);
-    EXPECT_EQ(body.type, Byte_Array_Type);
-    EXPECT_EQ(body.dimensions, 1U);
-    EXPECT_EQ(body.lower_bound_result, S_OK);
-    EXPECT_EQ(body.lower_bound, 3);
-    EXPECT_EQ(body.upper_bound_result, S_OK);
-    EXPECT_EQ(body.upper_bound, 7);
-    EXPECT_EQ(body.access_result, S_OK);
+    EXPECT_EQ(std::tuple(body.type, body.dimensions, body.lower_bound, body.upper_bound),
+              std::tuple(Byte_Array_Type, 1U, 3, 7));
+    EXPECT_EQ(std::tuple(body.lower_bound_result, body.upper_bound_result, body.access_result),
+              std::tuple(S_OK, S_OK, S_OK));
     EXPECT_EQ(std::string_view(body.data, 5), "bytes");
     EXPECT_FALSE(com.Is_In_Use()) << "the body outlives the request";
     EXPECT_EQ(array->cLocks, 1U);
@@ -201,12 +198,10 @@ TEST_F(Scripted_Request, HasTheBytesBetweenTheBoundsAsLongAsTheBodyLives) {
 
 TEST_F(Scripted_Request, ReportsABodyOfAnotherTypeOrWithoutOneDimension) {
     EXPECT_EQ(Body_From(nullptr, VT_EMPTY).type, VT_EMPTY);
-    const Response_Body of_another_type = Body_From(Array_Of(VT_UI2, "two"), VT_ARRAY | VT_UI2);
-    EXPECT_EQ(of_another_type.type, VT_ARRAY | VT_UI2);
-    EXPECT_EQ(of_another_type.data, nullptr);
-    const Response_Body of_two_dimensions = Body_From(Array_Of(VT_UI1, "bytes", 0, 2));
-    EXPECT_EQ(of_two_dimensions.dimensions, 2U);
-    EXPECT_EQ(of_two_dimensions.data, nullptr);
+    EXPECT_THAT(Body_From(Array_Of(VT_UI2, "two"), VT_ARRAY | VT_UI2),
+                AllOf(Field(&Response_Body::type, VT_ARRAY | VT_UI2), Field(&Response_Body::data, IsNull())));
+    EXPECT_THAT(Body_From(Array_Of(VT_UI1, "bytes", 0, 2)),
+                AllOf(Field(&Response_Body::dimensions, 2U), Field(&Response_Body::data, IsNull())));
     EXPECT_EQ(Body_From(nullptr).dimensions, 0U);
 }
 

@@ -59,6 +59,8 @@ protected:
             waited += milliseconds;
         };
     }
+    ~System_Calls() override { End_Scripts(); }
+
     /// Opening, deleting and renaming fail so often.
     void Hold(int times, DWORD error) {
         const auto is_held = [left = std::make_shared<int>(times), error] {
@@ -74,7 +76,6 @@ protected:
         };
     }
 
-    const Scripted_Calls calls;
     static inline ULONGLONG s_now = 0;
     DWORD waited = 0;
     Scratch_Directory scratch;

@@ -36,9 +36,7 @@ int Exit_Status(int status) {
 
 /// Everything the tool writes to its terminal; the line ends are those of a terminal, CR LF.
 Tool_Result Run_On_Terminal(const Tool_Run& run) {
-    winsize size{};
-    size.ws_row = 25;
-    size.ws_col = *run.terminal_columns;
+    const winsize size{25, *run.terminal_columns, 0, 0};
     int terminal = -1;
     const std::string line = Line_Of(run);
     const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);

@@ -36,6 +36,7 @@ struct Row {
 };
 
 const Row Rows[] = {
+    {"CutOff", Web, {"cut_off http://s/a.xml"}, {"..."}, Severity::Warning},
     {"LocalFile",
      Request("/etc/a.xml", true) + ". get Local file exists '/etc/a.xml'.\n< get(/etc/a.xml)\n",
      {"local /etc/a.xml -> /etc/a.xml"},
@@ -175,27 +176,12 @@ TEST(Call_In_A_Trace, OfANoteInTheShapeOfAnErrorHasNoError) {
     EXPECT_LT(read.records.at(0).severity, Severity::Error);
 }
 
-TEST(Call_In_A_Trace, CutOffCountsAsAWarning) {
-    const Trace trace = Read({Records_Of(Web)});
-    EXPECT_THAT(Calls_Of(trace), ElementsAre("cut_off http://s/a.xml"));
-    EXPECT_EQ(trace.calls[0].worst, Severity::Warning);
-}
-
 TEST(Call_In_A_Trace, OfACacheObjectThatIsMadeTakesNoOtherRecords) {
     const Trace read = Read({Records_Of("> CFileCache\n> Initialize_Mime\n! Is_Inet_URL Its own.\n> CFileCache\n"
                                         "! Initialize_Mime No data.\n> Clear\n< Clear(true)\n")});
     EXPECT_THAT(Calls_Of(read), ElementsAre("done instance", "done instance", "done clear"));
     ASSERT_THAT(read.outside, SizeIs(1));
     EXPECT_THAT(read.outside[0].records, ElementsAre(&read.records[2]));
-}
-
-TEST(Call_In_A_Trace, TakesNoMessageBetweenCalls) {
-    const std::string error =
-        "! GET HTTP GET request failed with status 404. On HTTP error we cannot download the file.\n";
-    const Trace read = Read({Records_Of(error + "> Clear\n< Clear(true)\n" + error)});
-    EXPECT_THAT(Calls_Of(read), ElementsAre("done clear"));
-    ASSERT_THAT(read.outside, SizeIs(1));
-    EXPECT_THAT(read.outside[0].records, ElementsAre(&read.records[0], &read.records[3]));
     EXPECT_TRUE(read.runs[0].has_entries);
 }
 

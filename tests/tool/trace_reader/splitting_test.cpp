@@ -21,16 +21,6 @@ std::vector<std::string> A_Download(int thread, const std::string& name, const s
     return Writes_Of(std::regex_replace(named, std::regex("NAME"), name), thread, stamp);
 }
 
-TEST(Splitting, ThreadsThatTakeTurnsByRecordAreDistinguished) {
-    std::istringstream one(Mixed(A_Download(1, "a"), {}));
-    std::istringstream other(Mixed(A_Download(2, "b"), {}));
-    std::string text;
-    for (std::string first, second; std::getline(one, first) && std::getline(other, second);) {
-        text += first + "\n" + second + "\n";
-    }
-    EXPECT_THAT(Calls_In(text), ElementsAre("downloaded http://s/a -> /c/a", "downloaded http://s/b -> /c/b"));
-}
-
 TEST(Splitting, PiecesOfTwoThreadsThatAreGluedLoseNoRequest) {
     for (const char* const stamp : {"", Stamp}) {
         const std::string text = Mixed(A_Download(1, "a", stamp), A_Download(2, "b", stamp));

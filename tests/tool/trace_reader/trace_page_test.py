@@ -72,6 +72,10 @@ class TracePage(unittest.TestCase):
         self.assertEqual(self.page.run(SHOWN), ["c2", "c4", "c1", "c3", "c5", "c6"])
         self.assertEqual(self.page.run("document.querySelector('h1').textContent"), "6 requests, 2 failed")
         self.assertEqual(self.page.run("document.querySelectorAll('.lane rect').length"), 6)
+        self.assertEqual(self.page.run("document.querySelector('.lane > span').textContent"), "Process")
+        self.assertIn("dashed: shorter than a second", self.page.run("document.querySelector('.legend').innerText"))
+        self.assertGreater(self.page.run("document.querySelectorAll('rect.brief').length"), 0)
+        self.assertNotIn("\n", self.page.run("document.querySelector('.t').innerText"))
         self.assertEqual(self.page.requested(), ["file://" + self.page_file])
         self.assertEqual(self.page.complaints(), [])
 
@@ -143,12 +147,6 @@ class TracePage(unittest.TestCase):
         self.assertEqual(self.page.run("document.querySelector('.outcomes b').textContent"), "2")
         self.page.run("document.querySelector('.outcomes li').click()")
         self.assertEqual(len(self.page.run(SHOWN)), 6)
-
-    def test_the_timeline_is_explained(self):
-        self.assertEqual(self.page.run("document.querySelector('.lane > span').textContent"), "Process")
-        self.assertIn("dashed: shorter than a second", self.page.run("document.querySelector('.legend').innerText"))
-        self.assertGreater(self.page.run("document.querySelectorAll('rect.brief').length"), 0)
-        self.assertNotIn("\n", self.page.run("document.querySelector('.t').innerText"))
 
     def test_a_bar_leads_to_its_call(self):
         self.page.run("location.hash = document.querySelector('.lane a.red').getAttribute('href')")
@@ -233,5 +231,4 @@ class TracePage(unittest.TestCase):
         self.assertEqual(self.page.run("document.querySelectorAll('details:not([hidden])').length"), 1)
 
 
-if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+unittest.main(argv=sys.argv[:1], verbosity=2)

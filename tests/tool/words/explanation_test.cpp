@@ -10,25 +10,14 @@ namespace {
 using FileCache::Inspected_Entry;
 using FileCache::Remote_Answer;
 using FileCache::Request_Explanation;
-using ::testing::AllOf;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
+using namespace ::testing;
 using Trace_Reading::Outcome;
 using Kind = Request_Explanation::Kind;
 using Second_Attempt = Remote_Answer::Second_Attempt;
 
 Inspected_Entry An_Entry(bool fresh) {
-    Inspected_Entry entry;
-    entry.url = "https://server/a.xml";
-    entry.copy = "/cache/copy.xml";
-    entry.last_modified = "stamp";
-    entry.last_checked_remotely = present - 3 * minute;
-    entry.fresh_until = present + (fresh ? 57 : -3) * minute;
-    entry.fresh = fresh;
-    entry.copy_exists = true;
-    return entry;
+    const std::uint64_t fresh_until = present + (fresh ? 57 : -3) * minute;
+    return {"https://server/a.xml", "/cache/copy.xml", "stamp", present - 3 * minute, fresh_until, fresh, true};
 }
 
 Remote_Answer A_Response(long status, const std::string& stamp) {

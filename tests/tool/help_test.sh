@@ -1,14 +1,19 @@
 #!/usr/bin/env bash
-# Tests the completion for bash, as bash asks for it, and what the one for PowerShell knows.
+# Tests that completions and man page know what the tool itself says, and the completion for bash as bash asks for it.
 #
-#   completion_test.sh TOOL COMPLETION
+#   help_test.sh TOOL COMPLETION MAN_PAGE
 #
 # TOOL is a built qelfilecache, COMPLETION the script that packages install; beside it is COMPLETION.ps1.
 set -uo pipefail
 
 tool=$1
 completion=$2
+page=$3
 failures=0
+fail() {
+    printf '%s\n' "$*"
+    failures=$((failures + 1))
+}
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder" || exit 1
@@ -41,8 +46,7 @@ expect() {
     offered=$(printf '%s\n' "${COMPREPLY[@]}" | sort)
     wanted=$(printf '%s\n' "$@" | sort)
     if [ "$offered" != "$wanted" ]; then
-        printf 'behind "%s"\n  offered: %s\n  wanted:  %s\n' "$line" "${offered//$'\n'/ }" "${wanted//$'\n'/ }"
-        failures=$((failures + 1))
+        fail "behind \"$line\""$'\n'"  offered: ${offered//$'\n'/ }"$'\n'"  wanted:  ${wanted//$'\n'/ }"
     fi
 }
 
@@ -60,8 +64,7 @@ done
 # same NAME LIST LIST: the two hold the same words.
 same() {
     [ "$(tr ' ' '\n' <<<"$2" | sort)" = "$(tr ' ' '\n' <<<"$3" | sort)" ] && return
-    printf 'PowerShell, %s\n  has:    %s\n  wanted: %s\n' "$1" "$2" "$3"
-    failures=$((failures + 1))
+    fail "PowerShell, $1"$'\n'"  has:    $2"$'\n'"  wanted: $3"
 }
 # entry NAME: the words of a line "NAME = @('word', 'word')".
 entry() { sed -n "s/^ *'\?$1'\? *= @(\(.*\))\$/\1/p" "$completion.ps1" | tr -d "',"; }
@@ -120,8 +123,26 @@ expect "qelfilecache --cache-dir '~/of_the_user' get http://server.example/a"
 rm home/of_the_user
 expect "qelfilecache get htt"
 [ "$(ls cache)" = "01234567-89ab-cdef-0123-456789abcdef.xml
-qelfilecache_Metadata.txt" ] || { echo "completion has changed the cache"; failures=$((failures + 1)); }
+qelfilecache_Metadata.txt" ] || fail "completion has changed the cache"
 
-complete -p qelfilecache >/dev/null || failures=$((failures + 1))
-[ "$failures" -eq 0 ] && echo "all completions are as wanted"
+complete -p qelfilecache >/dev/null || fail "bash knows no completion"
+
+complaints=$(groff -ww -man -Tutf8 -z "$page" 2>&1) || fail "groff ends with status $?"
+[ -z "$complaints" ] || fail "$complaints"
+text=$(groff -man -Tascii -P-cbou "$page" 2>/dev/null)
+[ "$(wc -l <<<"$text")" -gt 50 ] || fail "the man page is nearly empty"
+for section in NAME SYNOPSIS DESCRIPTION COMMANDS OPTIONS "EXIT STATUS" ENVIRONMENT FILES EXAMPLES; do
+    grep -qx "$section" <<<"$text" || fail "the man page has no section $section"
+done
+version=$(qelfilecache --version)
+grep -qF "${version#qelfilecache }" <<<"$text" || fail "the man page is not about version '$version'"
+for command in "" $commands; do
+    # shellcheck disable=SC2086
+    for word in $command $(qelfilecache $command --help | options_in); do
+        # As a heading or behind blanks.
+        grep -qE -- "(^|[ ,[|])$word($|[] ,|])" <<<"$text" || fail "the man page does not name $word of '$command'"
+    done
+done
+
+[ "$failures" -eq 0 ] && echo "completions and man page are as wanted"
 exit "$((failures > 0))"
