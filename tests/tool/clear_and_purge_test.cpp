@@ -37,9 +37,9 @@ TEST_F(Clear_And_Purge, ClearDeletesTheCopiesOfItsEntriesAndPurgeAllCopies) {
     EXPECT_EQ(Names_In(m_Cache), others);
 
     Get_Copy(m_Url);
-    Write_File(m_Cache / Stray_Copy, "");
+    Write_File(m_Cache / Stray_Copy, "<b/>");
     std::erase(others, Stray_Copy);
-    Expect_Message(Run_On_Cache({"purge"}), 0, Deleted("2 copies (4 B)", m_Cache));
+    Expect_Message(Run_On_Cache({"purge"}), 0, Deleted("2 copies (8 B)", m_Cache));
     EXPECT_EQ(Names_In(m_Cache), others);
 }
 
