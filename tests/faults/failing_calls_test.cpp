@@ -26,10 +26,9 @@ struct Scenario {
 
     const char* name;
     std::uint32_t expiry_minutes = 0;
-    bool has_copies = false;      ///< of three documents, on the web and on the share
-    bool has_changed = false;     ///< remotely, all of them
-    bool has_strays = false;      ///< copies that no entry names
-    bool is_of_version_1 = false; ///< the metadata file
+    bool has_copies = false;  ///< of three documents, on the web and on the share
+    bool has_changed = false; ///< remotely, all of them
+    bool has_strays = false;  ///< copies that no entry names
     enum class Action { Request_Web, Request_Share, Clear, Purge, Load } action;
     Difference difference = Difference::None;
 
@@ -50,9 +49,6 @@ protected:
             Expect_Current_Documents(*Next_Host());
         }
         cache = std::make_unique<CFileCache>(services);
-        if (scenario.is_of_version_1) {
-            Write_Version_1();
-        }
         if (scenario.has_strays) {
             for (const char* const name :
                  {"11111111-1111-1111-1111-111111111111.xml", "22222222-2222-2222-2222-222222222222.cached"}) {
@@ -70,15 +66,6 @@ protected:
         requested.clear();
         served.clear();
         surroundings = Surroundings();
-    }
-
-    void Write_Version_1() const {
-        const Entries entries = Loaded();
-        std::ofstream file(Metadata_Path());
-        file << "QEL Logon Landscape Cache Metadata\nversion\n1\nentries\n" << entries.size() << "\n";
-        for (const auto& [request, entry] : entries) {
-            file << entry.last_modified << "\n" << entry.cached_file << "\n" << request << "\n";
-        }
     }
 
     void Make(const std::string& request) {
@@ -178,11 +165,6 @@ const Scenario Scenarios[] = {
     {.name = "Purge", .has_copies = true, .has_strays = true, .action = Action::Purge},
     {.name = "Sweep", .expiry_minutes = 60, .has_copies = true, .has_strays = true, .action = Action::Request_Web},
     {.name = "Load", .has_copies = true, .action = Action::Load, .difference = Difference::Forgotten_Entry},
-    {.name = "LoadOfVersion1",
-     .has_copies = true,
-     .is_of_version_1 = true,
-     .action = Action::Load,
-     .difference = Difference::Forgotten_Entry},
 };
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, Failing_Calls, testing::ValuesIn(Scenarios),

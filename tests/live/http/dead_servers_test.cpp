@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <netinet/in.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 
 #include "platform/common/Dead_Servers.h"
 #include "platform/common/Http_Transfer.h"

@@ -311,12 +311,6 @@ TEST_F(Dead_Share_Server, IsNotAskedForAnyFileUntilItRespondsToSomebodyWhatever)
     EXPECT_EQ(Stat(), 0);
 }
 
-TEST_F(Dead_Share_Server, IsNotOneThatSaysNoAtOnce) {
-    Stat(Samba_Server::Path("no such file"));
-    Stat(Samba_Server::Path("file", "nothing"));
-    EXPECT_FALSE(Is_Remembered());
-}
-
 TEST_F(Dead_Share_Server, IsNotOneThatFallsSilentWithinAFileWhichEndsInTime) {
     Publish_Huge_File();
     Configure_Server("Timeout = 1\n");
