@@ -79,7 +79,9 @@ const std::string Nul(1, '\0');
 
 const Web_Server::Behaviour Silence = [](Server_Connection& client) { client.Wait_For_Client_To_Go(); };
 
-const Hostile_Server Http_Servers[] = {
+} // namespace
+
+const std::vector<Hostile_Server> Hostile_Http_Servers = {
     // Silence and trickles
     {"NeverResponds", Silence, Timed_Out},
     {"TricklesTheStatusLine", Endless("HTTP/1.1 200 ", "O", Tick), Timed_Out},
@@ -189,7 +191,7 @@ const Hostile_Server Http_Servers[] = {
 };
 
 // The same server with TLS on the client's side: what it sends goes into the handshake.
-const Hostile_Server Tls_Servers[] = {
+const std::vector<Hostile_Server> Hostile_Tls_Servers = {
     {"NeverRespondsToTheHandshake", Silence, Timed_Out},
     {"StopsMidHandshake", Blurt("\x16\x03\x03" + Nul + "\x7A\x02"), Timed_Out},
     {"TricklesTheHandshake",
@@ -210,15 +212,5 @@ const Hostile_Server Tls_Servers[] = {
     {"RefusesTheTlsVersion", Blurt("\x15\x03\x03" + Nul + "\x02\x02\x46"), Insecure},
     {"RefusesTheHandshake", Blurt("\x15\x03\x03" + Nul + "\x02\x02\x28"), Insecure},
 };
-
-} // namespace
-
-std::span<const Hostile_Server> Hostile_Http_Servers() {
-    return Http_Servers;
-}
-
-std::span<const Hostile_Server> Hostile_Tls_Servers() {
-    return Tls_Servers;
-}
 
 } // namespace QEL::Tests

@@ -29,9 +29,9 @@ inline void PrintTo(const Hostile_Server& server, std::ostream* out) {
 }
 
 /// Servers that are asked in plain HTTP.
-std::span<const Hostile_Server> Hostile_Http_Servers();
+extern const std::vector<Hostile_Server> Hostile_Http_Servers;
 
 /// Servers that are asked with TLS, and none of which gets as far as a request.
-std::span<const Hostile_Server> Hostile_Tls_Servers();
+extern const std::vector<Hostile_Server> Hostile_Tls_Servers;
 
 } // namespace QEL::Tests

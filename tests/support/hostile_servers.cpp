@@ -12,7 +12,7 @@
 int main() {
     using namespace QEL::Tests;
     std::list<Web_Server> servers;
-    const auto start = [&servers](std::span<const Hostile_Server> table, const char* scheme) {
+    const auto start = [&servers](const std::vector<Hostile_Server>& table, const char* scheme) {
         for (const auto& [name, behaviour, failure, status, body, last_modified] : table) {
             if (failure.error != QEL::FrontEnd::Platform::Error_Internet_Timeout) {
                 const auto url = servers.emplace_back(behaviour).Url("/file.xml", "127.0.0.1");
@@ -22,8 +22,8 @@ int main() {
             }
         }
     };
-    start(Hostile_Http_Servers(), "http");
-    start(Hostile_Tls_Servers(), "https");
+    start(Hostile_Http_Servers, "http");
+    start(Hostile_Tls_Servers, "https");
     std::cout << std::endl; // an empty line ends the list
     std::cin.ignore(std::numeric_limits<std::streamsize>::max());
 }

@@ -71,9 +71,9 @@ std::string Name(const TestParamInfo<Hostile_Http_Server::ParamType>& test) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Plain, Hostile_Http_Server,
-                         Combine(Values("http"), Values("GET", "HEAD"), ValuesIn(Hostile_Http_Servers())), Name);
+                         Combine(Values("http"), Values("GET", "HEAD"), ValuesIn(Hostile_Http_Servers)), Name);
 INSTANTIATE_TEST_SUITE_P(Tls, Hostile_Http_Server,
-                         Combine(Values("https"), Values("GET", "HEAD"), ValuesIn(Hostile_Tls_Servers())), Name);
+                         Combine(Values("https"), Values("GET", "HEAD"), ValuesIn(Hostile_Tls_Servers)), Name);
 
 } // namespace
 

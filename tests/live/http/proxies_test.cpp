@@ -30,13 +30,6 @@ TEST_F(Proxy, IsAskedForTheWholeUrl) {
     EXPECT_THAT(m_Proxy.Request(), StartsWith("GET http://behind.invalid/file.xml HTTP/1.1\r\n"));
 }
 
-TEST_F(Proxy, IsNotAskedForHostsInNoProxy) {
-    const Environment_Variable no_proxy("no_proxy", "behind.invalid");
-
-    EXPECT_EQ(Get("http://behind.invalid/file.xml").Error(), Error_Internet_Name_Not_Resolved);
-    EXPECT_EQ(m_Proxy.Request(), "");
-}
-
 /// A host, and values of no_proxy.
 using Exemptions = std::pair<const char*, std::vector<const char*>>;
 

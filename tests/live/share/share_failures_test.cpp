@@ -155,14 +155,6 @@ TEST_F(Share_Failures, OfALogonHaveACodeOfTheirOwn) {
     }
 }
 
-TEST_F(Share_Failures, ReachNoLocalTarget) {
-    Publish("file", "content");
-
-    EXPECT_EQ(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "missing" / "copy").c_str(), 1), 0);
-
-    EXPECT_EQ(Get_Last_Error(), 3u);
-}
-
 TEST_F(Share_Failures, OfAFullDiskHaveItsCodeAndComeBeforeTheContentOfAFileLargerThanItsFreeSpace) {
     Publish("file", "content");
     fs::resize_file(Publish("huge.bin", "start"), fs::space("/dev").available + 1);

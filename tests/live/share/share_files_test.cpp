@@ -47,16 +47,6 @@ TEST_F(Share_Files, AreCopiedByteForByte) {
     }
 }
 
-TEST_F(Share_Files, AreNotCopiedOverAnExistingTarget) {
-    Publish("landscape.xml", "new");
-    std::ofstream(target_folder / "copy") << "old";
-
-    EXPECT_FALSE(Copy(Samba_Server::Path("landscape.xml"), target_folder / "copy"));
-
-    EXPECT_EQ(FrontEnd::Util::Get_Last_Error(), 80u);
-    EXPECT_EQ(Content_Of(target_folder / "copy"), "old");
-}
-
 TEST_F(Share_Files, ExistOrDoNot) {
     Publish("landscape.xml", "<landscape/>");
     fs::create_directory(server().Files() / "folder");
