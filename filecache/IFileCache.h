@@ -94,7 +94,7 @@ struct QEL_FILECACHE_API IFileCache {
 
 /// How the last exchange of a request with a server or share ended.
 struct Last_Request_Info {
-    int http_status = 0;            ///< of the response; 0: there was none
+    int http_status = 0;            ///< of the server's response, or of a proxy's that refused the connection; 0: none
     std::uint32_t system_error = 0; ///< why there was no response or no copy: a WinInet or Win32 number; 0: no failure
     std::string text; ///< cause and remedy of either, for people, at most 1023 bytes; empty when all went well
 };

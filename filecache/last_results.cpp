@@ -32,11 +32,11 @@ void Note_Status(long status) {
     t_last.status = static_cast<int>(status);
 }
 
-void Note_Error(std::uint32_t error, std::string_view text) {
-    if (t_last.error == error && text.empty()) {
+void Note_Error(std::uint32_t error, std::string_view text, long proxy_status) {
+    if (t_last.error == error && (text.empty() || text == std::string_view(t_last.text, t_last.length))) {
         return;
     }
-    Forget_Last_Request();
+    Note_Status(proxy_status);
     t_last.error = error;
     t_last.length = std::min(text.size(), sizeof t_last.text);
     std::copy_n(text.data(), t_last.length, t_last.text);

@@ -13,8 +13,9 @@ namespace QEL::FrontEnd::FileCache {
 void Forget_Last_Request();
 /// A response has come; what was noted of an error before is gone.
 void Note_Status(long status);
-/// There is no response, or no copy. What is noted of the same error already stays where there is no text.
-void Note_Error(std::uint32_t error, std::string_view text);
+/// There is no response, or no copy. What is noted of the same error already stays where the text is the same or empty.
+/// @param proxy_status with which a proxy has refused the connection; 0: none has.
+void Note_Error(std::uint32_t error, std::string_view text, long proxy_status = 0);
 /// @return true when the directory is set and its list is sound.
 bool Note_Directory(Directory_Result result);
 

@@ -69,6 +69,9 @@ public:
     /// The URL of the response, after redirects; empty when the system does not report it.
     virtual std::string Final_Url() { return {}; }
 
+    /// The status with which a proxy has refused the connection, after a failure of Send; 0 when none has.
+    virtual long Proxy_Status() { return 0; }
+
     /// The system's text for the last failure of a call of the given interface; empty when it has
     /// none. Ask right after the call.
     virtual std::string Error_Description(Request_Interface failed_interface) = 0;

@@ -20,7 +20,8 @@ std::uint32_t Get_File_Attributes(const std::string& path);
 std::optional<std::uint64_t> File_Length(const std::string& path);
 
 /// The number of the error with which a copy of so many bytes is refused before it is begun: 112 where the file system
-/// of the directory has too little room, 223 where the configuration allows less. 0: it is not, or not known before.
+/// of the directory, or of the one that it will be made in, has too little room, 223 where the configuration allows
+/// less. 0: it is not, or not known before.
 std::uint32_t Refusal_Of_Copy(const std::string& directory, std::uint64_t bytes);
 
 /// What a local path names.

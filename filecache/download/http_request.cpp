@@ -45,7 +45,8 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
             TRACE_ERROR_AS(recorded_as, "COM exception: \n %s \nWin32 error code: %d%s", text.c_str(),
                            static_cast<int>(response.error), method.error_end);
             Note_Transport_Error(response.error, text);
-            Note_Error(response.error, response.error_text);
+            response.status = request->Proxy_Status();
+            Note_Error(response.error, response.error_text, response.status);
         }
         return !Failed(result);
     };

@@ -40,7 +40,7 @@ struct Http_Response {
     };
 
     End end = End::Abandoned;
-    long status = 0;           ///< 0 without a response
+    long status = 0;           ///< of the server's response, or of a proxy's that has refused the connection; 0: none
     bool accepted = false;     ///< the status is 2xx
     std::uint32_t error = 0;   ///< Win32 number of what Abandoned or Failed the request; 0 when it has none
     std::string error_text;    ///< the request object's own

@@ -49,6 +49,7 @@ Cache_Inspection::Cache_Inspection(const std::string& directory, std::shared_ptr
     m_State->services = std::make_shared<Read_Only_OS_Wrapper>(std::move(os_wrapper));
     m_State->cache = std::make_shared<CFileCache>(m_State->services);
     m_State->listed = std::make_shared<CFileCache>(m_State->services);
+    m_State->cache->m_Cache_Directory = directory; // on whose disk there may be no room, even before it is made
     if (directory.empty() || !m_State->services->Directory_Exists(directory)) {
         return;
     }

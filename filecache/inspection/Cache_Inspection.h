@@ -68,7 +68,7 @@ struct Remote_Answer {
     enum class Second_Attempt { Not_Needed, Not_Allowed, Failed, Succeeded };
 
     bool answered = false;     ///< the remote side delivers the file; a share may refuse it and still report its time
-    long status = 0;           ///< HTTP status of the first client's response; 0 without one
+    long status = 0;           ///< HTTP status of the first client's response, perhaps of a proxy's; 0 without one
     std::string last_modified; ///< in the form of Inspected_Entry's; may be empty
     bool unchanged = false;    ///< last_modified is that of the entry: the copy is current
     std::uint32_t error = 0;   ///< why there was no response: WinInet error number, of a share a system error

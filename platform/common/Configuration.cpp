@@ -23,6 +23,12 @@ std::optional<std::uint32_t> Platform::Low_32_Bits(std::int64_t number) {
     return fits ? std::optional(static_cast<std::uint32_t>(number)) : std::nullopt;
 }
 
+std::string Platform::Fault_Of(const std::string& name, const std::string& text, const std::string& objection) {
+    constexpr std::size_t longest = 200;
+    const std::string shown = text.size() > longest ? text.substr(0, longest) + "..." : text;
+    return name + (text.empty() ? " is empty" : " = " + shown) + ": " + objection;
+}
+
 void Util::GetRegValInt(std::int32_t& target, const char* key, const char* value, int also_machine) {
     const auto scope = also_machine != 0 ? Both : Platform::Configuration_Scope::User;
     if (const auto number = Configuration::System().Read_Integer(scope, key, value)) {
@@ -60,7 +66,7 @@ namespace {
 struct Known_Value {
     const char* section;
     const char* key;
-    enum Kind { Number, Text, List, Directory, File } kind;
+    enum Kind { Number, Text, List, Directory } kind;
     std::int64_t least = 0;
     std::int64_t most = 0;
 };
@@ -78,7 +84,7 @@ constexpr Known_Value known_values[] = {
     {Shares, "Port", Known_Value::Number, 1, 65535},
     {Shares, "User", Known_Value::Text},
     {Shares, "Workgroup", Known_Value::Text},
-    {Shares, "PasswordFile", Known_Value::File},
+    {Shares, "PasswordFile", Known_Value::Text},
     {Shares, "Servers", Known_Value::List},
     {Shares, "Signing", Known_Value::Text},
 };
@@ -140,11 +146,8 @@ std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known
         return "not a number from " + std::to_string(std::max<std::int64_t>(known.least, 0)) + " to " +
                std::to_string(known.most);
     }
-    if (known.key == std::string_view("Signing") && item.text != "required") {
-        return "not \"required\"";
-    }
-    if (known.kind == Known_Value::File) {
-        return Platform::Objection_To_Password_File(item.text);
+    if (known.section == Shares) {
+        return Platform::Objection_To_Share_Setting(known.key, item.text);
     }
     if (known.kind == Known_Value::Directory && attributes() == Util::FileSystem::Invalid_Attributes) {
         return "no such directory";
@@ -155,6 +158,7 @@ std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known
 } // namespace
 
 std::vector<std::string> Util::Configuration_Faults() {
+    Platform::Faults_Are_Known = true;
     std::vector<std::string> faults;
     std::set<std::string> seen;
     for (const auto& item : Configuration::System().Items()) {
@@ -168,7 +172,7 @@ std::vector<std::string> Util::Configuration_Faults() {
                                           ? Fault_Of_Value(item, known)
                                           : "given twice; the first value is used";
             const std::string name = known.section == Shares ? "[Shares] " + item.key : item.key;
-            fault = value.empty() ? value : name + " = " + item.text + ": " + value;
+            fault = value.empty() ? value : Platform::Fault_Of(name, item.text, value);
         }
         if (!fault.empty()) {
             faults.push_back(item.place + ": " + fault);

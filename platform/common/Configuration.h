@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "util/Configuration_Values.h"
@@ -55,8 +57,14 @@ public:
     virtual std::string Problem() = 0;
 };
 
-/// Why the password of the shares must not or cannot be read from a file; empty when it can.
-std::string Objection_To_Password_File(const std::string& path);
+/// What is wrong with a text of [Shares]; empty when nothing is.
+std::string Objection_To_Share_Setting(std::string_view key, const std::string& text);
+
+/// "Port = x: not a number", "Port is empty: not a number".
+std::string Fault_Of(const std::string& name, const std::string& text, const std::string& objection);
+
+/// Who has asked for the faults of the configuration shows them; nobody else has to.
+inline std::atomic<bool> Faults_Are_Known = false;
 
 /// What Configuration::Read_Integer makes of a number.
 std::optional<std::uint32_t> Low_32_Bits(std::int64_t number);

@@ -59,6 +59,7 @@ struct Http_Failure {
     std::uint32_t error = 0;                     ///< WinInet error number, or another Win32 error code
     std::string description;                     ///< cause and what to check, for the user; one line without its end
     Attempt attempt = Attempt::Failed_Otherwise; ///< what it says of the server
+    long proxy_status = 0;                       ///< with which a proxy has refused the connection
 };
 
 } // namespace QEL::FrontEnd::Platform

@@ -1,5 +1,6 @@
 #include "platform/common/Http_Transfer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/common/WinInet_Error.h"
@@ -51,7 +52,11 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response&
     for (int redirects = 0;; ++redirects) {
         response = Http_Response();
         if (auto failure = Exchange(client, request, url, Check_For(request.trust, redirects > 0), response)) {
-            response.final_url = redirects > 0 ? url.text : std::string();
+            if (const auto end = failure->description.find(". "); redirects > 0) {
+                response.final_url = url.text;
+                failure->description.insert(std::min(end, failure->description.size()),
+                                            "; the request was redirected there");
+            }
             return failure;
         }
         auto target = Redirect_Target(url, response);

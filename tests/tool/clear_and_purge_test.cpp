@@ -49,9 +49,8 @@ TEST_F(Clear_And_Purge, ClearOfRequestsLeavesTheOthers) {
     const fs::path other = Get_Copy(m_Server.Url("/b.xml"));
     const std::string list = Content_Of(Metadata_File());
     const std::string unknown = m_Server.Url("/unknown.xml");
-    Expect_Message(Run_On_Cache({"clear", m_Url, unknown}), 0,
-                   "note: the cache in '" + m_Cache.string() + "' of user '" + m_User + "' has no entry for '" +
-                       unknown +
+    Expect_Message(Run_On_Cache({"clear", m_Url, unknown}), 3,
+                   "the cache in '" + m_Cache.string() + "' of user '" + m_User + "' has no entry for '" + unknown +
                        "'; 'qelfilecache list' shows the entries; --cache-dir names another directory\nqelfilecache: " +
                        Deleted("1 copy (4 B)", m_Cache));
     EXPECT_FALSE(fs::exists(m_Cache / m_Copy));
@@ -92,6 +91,7 @@ TEST_F(Clear_And_Purge, PurgeSaysWhichCopiesStayed) {
 TEST_F(Clear_And_Purge, NeitherCreatesTheDefaultDirectory) {
     Expect_Message(Run({"clear"}), 0, Deleted("0 copies (0 B)", m_Default_Cache));
     Expect_Message(Run({"purge"}), 0, Deleted("0 copies (0 B)", m_Default_Cache));
+    EXPECT_EQ(Run({"clear", m_Url}).exit_status, 3);
     EXPECT_EQ(Names_In(m_Home), Names());
 }
 

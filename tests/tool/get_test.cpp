@@ -100,10 +100,12 @@ TEST_F(Get, SaysOnATerminalForWhichRunItWaits) {
 TEST_F(Get, ReadsAServersNameByTheLocale) {
     for (const auto& [locale, message] : {std::pair{"C.UTF-8", "responds with status 404"},
                                           {"C", "did you mean 'http://xn--mnchen-3ya.example/b.xml'?"}}) {
-        EXPECT_THAT(Run_On_Cache({"get", "http://m\xC3\xBCnchen.example/b.xml"},
-                                 {{"http_proxy", "127.0.0.1:" + std::to_string(m_Server.Port())}, {"LC_ALL", locale}})
-                        .err,
-                    HasSubstr(message));
+        const auto run = [&, locale = locale](const char* command) {
+            return Run_On_Cache({command, "http://m\xC3\xBCnchen.example/b.xml"},
+                                {{"http_proxy", "127.0.0.1:" + std::to_string(m_Server.Port())}, {"LC_ALL", locale}});
+        };
+        EXPECT_THAT(run("get").err, HasSubstr(message));
+        EXPECT_EQ(run("explain").exit_status, std::string("C") == locale ? 1 : 0);
     }
 }
 

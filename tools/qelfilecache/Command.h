@@ -15,6 +15,7 @@ enum Exit_Status : int {
     Exit_Not_Served = 1,   ///< some were not
     Exit_Wrong_Usage = 2,  ///< the command line, or a file or directory that it names, cannot be used
     Exit_Out_Of_Date = 3,  ///< every request would be served, and a check has shown that a copy is out of date
+    Exit_No_Entry = 3,     ///< what is to be cleared is gone, and some of it was not there
     Exit_Reader_Gone = 141 ///< nobody reads the results any more: what shells show of a tool that SIGPIPE ended
 };
 

@@ -22,6 +22,7 @@ constexpr const char* directory_advice =
 constexpr const char* check_advice =
     "run 'qelfilecache explain --check REQUEST', which shows the server's status or the error's number";
 constexpr const char* next_step = "\n  Next: ";
+constexpr std::uint32_t invalid_url = 12005;
 
 /// What happened, and what to do next.
 std::string Two_Lines(const std::string& cause, const std::string& remedy) {
@@ -51,14 +52,16 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
     if (outcome.http_error == 3) {
         return Two_Lines("the file was downloaded, but the cache found no name for its copy", directory_advice);
     }
-    if (last.system_error != 0) {
+    const bool is_refused = last.http_status != 0 && last.http_status / 100 != 2;
+    if (last.system_error != 0 && !is_refused) {
         Advice advice = Advice_On_Error(last.system_error, last.text, outcome.proxy);
         Add_Hint_On_Address(outcome.request, last.system_error, advice);
         return Two_Lines(With_Number(advice.cause, last.system_error),
                          advice.remedy.empty() ? check_advice : advice.remedy);
     }
-    if (last.http_status != 0 && last.http_status / 100 != 2) {
-        const Advice advice = Advice_On_Status(last.http_status, outcome.proxy);
+    if (is_refused) {
+        Advice advice = Advice_On_Status(last.http_status, outcome.proxy);
+        Add_Hint_On_Address(outcome.request, static_cast<std::uint32_t>(last.http_status), advice);
         return Two_Lines(advice.cause, advice.remedy);
     }
     return Two_Lines(last.http_status != 0 ? "the file was downloaded, but its copy could not be saved"
@@ -89,7 +92,12 @@ std::string Explain_Share_Failure(const Request_Outcome& outcome) {
     if (number == 0) {
         return Two_Lines(failure.cause, failure.remedy);
     }
-    const Advice advice = Advice_On_Error(number, outcome.last.text);
+    Advice advice = Advice_On_Error(number, outcome.last.text);
+    // The warning of the configuration, which comes first, has the value and its place.
+    if (const auto setting = advice.cause.find("[Shares] "); setting != std::string::npos) {
+        advice.cause.erase(std::min(advice.cause.find_first_of(" :", setting + 9), advice.cause.size()));
+        advice.remedy += " as the warning says";
+    }
     return Two_Lines(std::string(failure.cause) + ": " + With_Number(advice.cause, number),
                      advice.remedy.empty() ? failure.remedy : advice.remedy);
 }
@@ -139,9 +147,11 @@ std::string Explain_Refusal(const std::string& request) {
     if (const std::string meant = Meant_By(request); !meant.empty()) {
         return Two_Lines("the address is not valid", "did you mean " + Quoted(meant) + "?");
     }
-    return Two_Lines(Fault_Of_Address(request),
-                     "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
-                     "port up to 65535, as in http://server:8080/path/file.xml");
+    Advice advice{Fault_Of_Address(request),
+                  "check its spelling; it begins with http:// or https:// and the name of a server, perhaps with a "
+                  "port up to 65535, as in http://server:8080/path/file.xml"};
+    Add_Hint_On_Address(request, invalid_url, advice);
+    return Two_Lines(advice.cause, advice.remedy);
 }
 
 /// True for "server:80/x" and "www.server.example/x".
@@ -253,14 +263,18 @@ std::string With_Number(std::string cause, std::uint32_t error) {
     return cause + " (" + number;
 }
 
-void Add_Hint_On_Address(const std::string& request, std::uint32_t error, Advice& advice) {
-    constexpr std::uint32_t invalid_url = 12005;
-    const auto begin = request.find("://") + 3;
-    const auto end = std::min(request.find_first_of(":/?#", begin), request.size());
-    const std::string name = error == invalid_url ? request.substr(begin, end - begin) : std::string();
-    const std::string ascii = Host::Ascii_Name(name);
-    if (!ascii.empty()) {
-        advice.remedy = "did you mean " + Quoted(request.substr(0, begin) + ascii + request.substr(end)) + "?";
+void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advice& advice) {
+    std::string meant;
+    if (number == 404 && request.ends_with(' ')) {
+        meant = Util::Trim_End(request, " ");
+    } else if (const auto begin = request.find("://"); number == invalid_url && begin != std::string::npos) {
+        const auto name = begin + 3;
+        const auto end = std::min(request.find_first_of(":/?#", name), request.size());
+        const std::string ascii = Host::Ascii_Name(request.substr(name, end - name));
+        meant = ascii.empty() ? ascii : request.substr(0, name) + ascii + request.substr(end);
+    }
+    if (!meant.empty()) {
+        advice.remedy = "did you mean " + Quoted(meant) + "?";
     }
 }
 

@@ -41,8 +41,10 @@ std::string With_Number(std::string cause, std::uint32_t error);
 /// The same of the status of a response.
 Advice Advice_On_Status(long status, const std::optional<FileCache::Inspected_Setting>& proxy = {});
 
-/// Adds the "xn--" form of a server's name with letters beyond ASCII to what is said of an invalid address.
-void Add_Hint_On_Address(const std::string& request, std::uint32_t error, Advice& advice);
+/// Adds the address that may be meant: with the "xn--" form of a server's name whose letters beyond ASCII make it
+/// invalid, or without the blanks at the end of one that the server does not have.
+/// @param number the error, or the status of the response.
+void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advice& advice);
 
 /// "proxy 10.0.0.1:3128 (http_proxy)".
 std::string Proxy_Text(const FileCache::Inspected_Setting& proxy);

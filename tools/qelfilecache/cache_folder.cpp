@@ -245,7 +245,8 @@ std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings, bool for
 Open_Inspection Inspect_Cache(const Settings& settings) {
     Open_Inspection opened;
     opened.directory = Directory_To_Inspect(settings);
-    opened.cache = std::make_unique<FileCache::Cache_Inspection>(Host::To_Text(opened.directory));
+    opened.cache = std::make_unique<FileCache::Cache_Inspection>(
+        Host::To_Text(opened.directory.empty() ? Default_Directory() : opened.directory));
     if (const std::string others = Other_Users_Of(opened.directory); !others.empty()) {
         Write_Message("note: the cache directory is in use by " + others);
     }

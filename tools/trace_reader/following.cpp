@@ -11,6 +11,10 @@ namespace {
 /// A call that never ends must not cost more than this for each file.
 constexpr std::size_t longest_text = std::size_t{16} << 20;
 
+/// How often a file is found unchanged before nothing more is expected of a request for one that is left in place: a
+/// second, as a share may be slow.
+constexpr unsigned int long_still = 4;
+
 std::size_t Position_Of(const Record& record, const File& file) {
     const char* const begin = record.method.empty() ? record.text.data() : record.method.data();
     return static_cast<std::size_t>(begin - file.content.data());
@@ -25,8 +29,8 @@ std::string Trace_Follower::Add(const std::string& name, const std::string& line
         file->name = name;
     }
     file->text += lines;
-    m_Has_News = m_Has_News || !lines.empty() || !file->stands_still;
-    file->stands_still = lines.empty();
+    m_Has_News = m_Has_News || !lines.empty() || file->times_still < long_still;
+    file->times_still = lines.empty() ? file->times_still + 1 : 0;
     const bool is_begin = file->dropped == 0 && file->text.size() == lines.size() && !lines.empty();
     return is_begin ? Trace_Reader().Add(name, lines) : std::string();
 }
@@ -64,8 +68,8 @@ Trace Trace_Follower::Take() {
     std::vector<std::size_t> settled(files.size()); // up to where
     std::ranges::transform(trace.files, settled.begin(), [](const File& file) { return file.content.size(); });
     // True when it has not been given before.
-    const auto is_new = [&](std::uint32_t file, const Record& first) {
-        return files[file]->shown.insert(files[file]->dropped + Position_Of(first, trace.files[file])).second;
+    const auto is_new = [&](std::uint32_t file, const Record& first, Outcome outcome) {
+        return files[file]->shown.emplace(files[file]->dropped + Position_Of(first, trace.files[file]), outcome).second;
     };
     const auto leave = [&](std::uint32_t file, const Record& first) {
         settled[file] = std::min(settled[file], Position_Of(first, trace.files[file]));
@@ -74,9 +78,12 @@ Trace Trace_Follower::Take() {
     std::vector<Call> ended;
     for (Call& call : trace.calls) {
         const auto file = file_of(call);
-        if (call.at_end && call.run == last_runs[file] && !files[file]->is_over) {
+        const bool is_under_way = call.at_end && call.run == last_runs[file] && !files[file]->is_over;
+        if (is_under_way) {
             leave(file, *call.records.front());
-        } else if (is_new(file, *call.records.front())) {
+        }
+        const bool may_have_ended = call.outcome == Outcome::Left_In_Place && files[file]->times_still >= long_still;
+        if ((!is_under_way || may_have_ended) && is_new(file, *call.records.front(), call.outcome)) {
             call.number = call.number == 0 ? 0 : ++m_Last_Number;
             ended.push_back(std::move(call));
         }
@@ -86,11 +93,11 @@ Trace Trace_Follower::Take() {
         const auto file = file_of(thread);
         std::erase_if(thread.records, [&](const Record* record) {
             // A message may have several lines.
-            if (record == last_records[file] && !files[file]->stands_still && !files[file]->is_over) {
+            if (record == last_records[file] && files[file]->times_still == 0 && !files[file]->is_over) {
                 leave(file, *record);
                 return true;
             }
-            return !is_new(file, *record);
+            return !is_new(file, *record, Outcome::Done);
         });
     }
     std::erase_if(trace.outside, [](const Thread_Records& thread) { return thread.records.empty(); });
@@ -108,7 +115,7 @@ void Trace_Follower::Drop(Followed_File& file, const std::string& text, std::siz
     file.first_line +=
         static_cast<std::uint32_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(size), '\n'));
     file.dropped += size;
-    file.shown.erase(file.shown.begin(), file.shown.lower_bound(file.dropped));
+    file.shown.erase(file.shown.begin(), file.shown.lower_bound({file.dropped, Outcome{}}));
     file.text = text.substr(size);
 }
 

@@ -151,7 +151,8 @@ private:
 };
 
 /// Reads traces while they are written: gives each call once, when it has ended. It keeps no more of a file than the
-/// calls that are under way.
+/// calls that are under way. The end of a request for a file that is left in place leaves no record: the follower gives
+/// it when the file has stood still for a while, and again if it goes on after that.
 class Trace_Follower {
 public:
     /// @param lines what was added to the file, whole lines; empty when it stands still.
@@ -170,9 +171,10 @@ private:
         std::string name;
         std::string text; ///< from the first call that is under way
         std::uint32_t first_line = 1;
-        std::size_t dropped = 0;     ///< bytes before the text
-        std::set<std::size_t> shown; ///< where the calls and messages in the text begin that were given already
-        bool stands_still = false;
+        std::size_t dropped = 0; ///< bytes before the text
+        /// Where the calls and messages in the text begin that were given already, and as what.
+        std::set<std::pair<std::size_t, Outcome>> shown;
+        unsigned int times_still = 0;
         bool is_over = false;
     };
     /// Leaves what stands behind the settled part of the text.

@@ -135,7 +135,8 @@ void Ini_File::Read() {
         error = Read_Some(file.Get(), Greatest_Size + 1, text);
     }
     if (error != Error_Success) {
-        m_Problem = m_Path + ": " + Win32_Error_Text(error);
+        const bool is_other = status.st_mode != 0 && !S_ISREG(status.st_mode);
+        m_Problem = m_Path + ": " + (is_other ? "not a file" : Win32_Error_Text(error));
         return;
     }
     if (text.size() > Greatest_Size) {

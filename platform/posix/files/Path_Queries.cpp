@@ -81,7 +81,11 @@ std::optional<std::uint64_t> File_Length(const std::string& path) {
 }
 
 std::uint32_t Refusal_Of_Copy(const std::string& directory, std::uint64_t bytes) {
-    const Platform::File_Descriptor place(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    Platform::File_Descriptor place;
+    for (auto end = directory.size(); !place && end != 0 && end != std::string::npos;
+         end = directory.rfind('/', end - 1)) {
+        place = Platform::File_Descriptor(::open(directory.substr(0, end).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
     return Platform::Refusal_Of_Length(bytes, Platform::Largest_Copy(), place.Get());
 }
 

@@ -22,7 +22,7 @@ constexpr std::uint64_t Reserved_At_A_Time = 64U << 20;
 constexpr mode_t Rights = 0666; // less the umask, as those of every new file
 
 std::string In_Megabytes(std::uint64_t bytes) {
-    return std::to_string(bytes >> 20) + " MB";
+    return bytes >> 20 == 0 ? "less than 1 MB" : std::to_string(bytes >> 20) + " MB";
 }
 
 } // namespace

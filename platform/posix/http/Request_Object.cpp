@@ -100,11 +100,14 @@ public:
 
     std::string Final_Url() override { return m_Final_Url; }
 
+    long Proxy_Status() override { return m_Proxy_Status; }
+
     std::string Error_Description(Request_Interface) override { return m_Error_Description; }
 
 private:
     HResult Fail(Http_Failure failure) {
         m_Error_Description = std::move(failure.description);
+        m_Proxy_Status = failure.proxy_status;
         Util::Set_Last_Error(failure.error);
         return Platform::HResult_From_Win32(failure.error);
     }
@@ -125,6 +128,7 @@ private:
     std::shared_ptr<const Http_Response> m_Response;
     std::string m_Opened_Url;
     std::string m_Final_Url;
+    long m_Proxy_Status = 0;
     std::string m_Error_Description;
 };
 

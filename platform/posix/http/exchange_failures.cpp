@@ -123,7 +123,8 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
                                          Timeout_Detail(step))};
     }
     if (result == CURLE_RECV_ERROR && proxy_status == Util::Proxy_Login_Required) {
-        return {Error_Internet_Cannot_Connect, Util::Sentences_On_Status(proxy_status, Proxy_Name(Proxy_For(url)))};
+        return {Error_Internet_Cannot_Connect, Util::Sentences_On_Status(proxy_status, Proxy_Name(Proxy_For(url))),
+                Attempt::Failed_Otherwise, proxy_status};
     }
     if (result == CURLE_RECV_ERROR && proxy_status >= 300) {
         return Exchange_Failure(url, Error_Internet_Cannot_Connect,

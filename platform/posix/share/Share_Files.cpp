@@ -1,5 +1,6 @@
 #include "platform/posix/share/Share_Files.h"
 
+#include "platform/common/Configuration.h"
 #include "platform/common/Share_Access.h"
 #include "platform/posix/share/Share_Agent.h"
 #include "platform/posix/share/Share_Path.h"
@@ -126,7 +127,9 @@ std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t by
     Share_Settings settings;
     std::string refusal;
     if (!Read_Share_Settings(share_path->server, settings, refusal)) {
-        Complain(refusal);
+        if (!Faults_Are_Known) {
+            Complain(refusal);
+        }
         Util::Unasked_Share_Server::Refuse(Util::Sentences_On_Error(Error_Bad_Configuration, {}, ": " + refusal));
         return Error_Bad_Configuration;
     }

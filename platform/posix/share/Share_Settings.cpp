@@ -33,21 +33,26 @@ bool Read_Number(const char* key, std::int64_t least, std::int64_t most, Number&
     }
     const auto value = Parse_Integer(*text);
     if (!value || *value < least || *value > most) {
-        refusal = std::string("[Shares] ") + key + " = " + *text + ": not a number from " + std::to_string(least) +
-                  " to " + std::to_string(most);
+        refusal = Fault_Of(std::string("[Shares] ") + key, *text,
+                           "not a number from " + std::to_string(least) + " to " + std::to_string(most));
         return false;
     }
     number = static_cast<Number>(*value);
     return true;
 }
 
+/// False when a text makes no sense.
+bool Is_Sound(const char* key, const std::string& text, std::string& refusal) {
+    const std::string objection = Objection_To_Share_Setting(key, text);
+    if (!objection.empty()) {
+        refusal = Fault_Of(std::string("[Shares] ") + key, text, objection);
+    }
+    return objection.empty();
+}
+
 bool Read_Name(const char* key, std::string& name, std::string& refusal) {
     name = Text_Of(key).value_or("");
-    if (name.size() < Agent_Protocol::Max_Name) {
-        return true;
-    }
-    refusal = std::string("[Shares] ") + key + ": too long";
-    return false;
+    return Is_Sound(key, name, refusal);
 }
 
 /// Whether a server gets user and password: nothing says otherwise, or one of the names is its.
@@ -57,8 +62,7 @@ bool Read_Trust(const std::string& server, bool& is_trusted, std::string& refusa
     const auto names = Configuration::System().Read_List(scope, Section, "Servers");
     is_trusted = names.empty();
     for (const std::string& name : names) {
-        if (name.find_first_of(" \t,;") != std::string::npos) {
-            refusal = "[Shares] Servers = " + name + ": not a name; each has a line of its own";
+        if (!Is_Sound("Servers", name, refusal)) {
             return false;
         }
         is_trusted = is_trusted || Matches_Wildcard(server, name, [](char one, char other) {
@@ -106,9 +110,18 @@ std::string Read_Password(const std::string& path, std::string& password) {
 
 } // namespace
 
-std::string Objection_To_Password_File(const std::string& path) {
-    std::string password;
-    return Read_Password(path, password);
+std::string Objection_To_Share_Setting(std::string_view key, const std::string& text) {
+    if (key == "PasswordFile") {
+        std::string password;
+        return Read_Password(text, password);
+    }
+    if (key == "Servers") {
+        return text.find_first_of(" \t,;") == std::string::npos ? "" : "not a name; each has a line of its own";
+    }
+    if (key == "Signing") {
+        return text == "required" ? "" : "not \"required\"";
+    }
+    return text.size() < Agent_Protocol::Max_Name ? "" : "too long";
 }
 
 bool Read_Share_Settings(const std::string& server, Share_Settings& settings, std::string& refusal) {
@@ -121,8 +134,7 @@ bool Read_Share_Settings(const std::string& server, Share_Settings& settings, st
         return false;
     }
     if (const auto signing = Text_Of("Signing")) {
-        if (*signing != "required") {
-            refusal = "[Shares] Signing = " + *signing + ": not \"required\"";
+        if (!Is_Sound("Signing", *signing, refusal)) {
             return false;
         }
         read.is_signing_required = true;
@@ -132,7 +144,7 @@ bool Read_Share_Settings(const std::string& server, Share_Settings& settings, st
         read.user.clear();
     } else if (const auto path = Text_Of("PasswordFile")) {
         if (const std::string objection = Read_Password(*path, read.password); !objection.empty()) {
-            refusal = "[Shares] PasswordFile = " + *path + ": " + objection;
+            refusal = Fault_Of("[Shares] PasswordFile", *path, objection);
             return false;
         }
     }

@@ -228,7 +228,7 @@ public:
 
 } // namespace
 
-std::string Objection_To_Password_File(const std::string&) {
+std::string Objection_To_Share_Setting(std::string_view, const std::string&) {
     return {}; // the system logs on to shares
 }
 

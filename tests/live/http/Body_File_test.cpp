@@ -141,7 +141,7 @@ TEST_F(Body_File_Test, LeavesTheLastTwentiethOfTheDiskFreeWhereverItLies) {
             EXPECT_EQ(error, Error_Disk_Full);
         }
         EXPECT_EQ(m_Detail, ": the file system of " + directory +
-                                " has room for 0 MB more, as its last 5 % (1 GB at most) stay free");
+                                " has room for less than 1 MB more, as its last 5 % (1 GB at most) stay free");
         Body_File announced(directory);
         EXPECT_EQ(Append(announced, "abc", 40 * Mb), Error_Disk_Full);
     });

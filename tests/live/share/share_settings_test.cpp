@@ -117,7 +117,7 @@ TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
         EXPECT_EQ(Refusal(), std::string("[Shares] Port = ") + port + ": not a number from 1 to 65535");
     }
     Configure("User = " + std::string(256, 'u') + "\n");
-    EXPECT_EQ(Refusal(), "[Shares] User: too long");
+    EXPECT_EQ(Refusal(), "[Shares] User = " + std::string(200, 'u') + "...: too long");
     Configure("Servers = fs1, fs2\n");
     EXPECT_EQ(Refusal(), "[Shares] Servers = fs1, fs2: not a name; each has a line of its own");
     Configure("Signing = yes\n");

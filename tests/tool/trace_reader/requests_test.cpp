@@ -233,5 +233,23 @@ TEST(Following, GivesTheCallsOfTheWholeTraceOnceHoweverItGrows) {
     }
 }
 
+TEST(Following, ShowsAFileLeftOnItsShareOnceNothingFollows) {
+    const std::string url = "\\\\s\\x\\a.xml";
+    Trace_Follower follower;
+    const auto polls = [&follower](const std::string& records, int times) {
+        Lines shown;
+        for (std::string lines = Records_Of(records); times > 0; --times, lines.clear()) {
+            EXPECT_EQ(follower.Add("a.trc", lines), "");
+            std::ranges::copy(Calls_Of(follower.Take()), std::back_inserter(shown));
+        }
+        return shown;
+    };
+    const std::string begin = Request(url, false, true);
+    EXPECT_THAT(polls(begin, 4), IsEmpty()) << "the share may be slow";
+    EXPECT_THAT(polls("", 9), ElementsAre("left_in_place " + url));
+    EXPECT_THAT(polls(begin, 9), ElementsAre("left_in_place " + url));
+    EXPECT_THAT(polls("< get(/c/1.xml)\n", 1), ElementsAre("fresh " + url + " -> /c/1.xml")) << "it was slow";
+}
+
 } // namespace
 } // namespace QEL::Tests

@@ -87,46 +87,52 @@ std::string Did_You_Mean(const std::string& request, const FileCache::Cache_Insp
     return std::string("; 'qelfilecache list' shows the entries") + Another_Directory;
 }
 
-/// Forgets what is asked for. @return false when a copy could not be deleted.
-bool Clear_Requests(const Open_Cache& opened, const Clear_Options& options, Watched_Copies& copies) {
+void Report_Missing(const std::filesystem::path& directory, const std::string& request, const std::string& hint) {
+    Write_Message(Name_Of_Cache(directory) + " has no entry for " + Quoted(request) + hint);
+}
+
+/// Forgets what is asked for.
+Exit_Status Clear_Requests(const Open_Cache& opened, const Clear_Options& options, Watched_Copies& copies) {
     const FileCache::Cache_Inspection inspection(Host::To_Text(opened.directory));
     if (options.requests.empty()) {
         for (const auto& entry : inspection.Entries()) {
             copies.Add(Host::To_Path(entry.copy));
         }
-        return opened.cache->Clear();
+        return opened.cache->Clear() ? Exit_Served : Exit_Not_Served;
     }
-    bool all_deleted = true;
+    Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
         if (const auto entry = inspection.Explain(request).entry) {
             copies.Add(Host::To_Path(entry->copy));
-            all_deleted = Remove_From_Cache(*opened.cache, request) && all_deleted;
+            status = Remove_From_Cache(*opened.cache, request) ? status : Exit_Not_Served;
         } else {
-            Write_Message("note: " + Name_Of_Cache(opened.directory) + " has no entry for " + Quoted(request) +
-                          Did_You_Mean(request, inspection));
+            Report_Missing(opened.directory, request, Did_You_Mean(request, inspection));
+            status = status == Exit_Served ? Exit_No_Entry : status;
         }
     }
-    return all_deleted;
+    return status;
 }
 
 Exit_Status Clear(const Settings& settings, const Clear_Options& options) {
     const auto opened = Open_Existing_Cache(settings, options.force, Require_Copies_In_Directory);
-    if (!opened) {
+    if (!opened) { // nothing has been cached yet
+        for (const std::string& request : options.requests) {
+            Report_Missing({}, request, {});
+        }
         Report_Deletions({}, 0, 0);
-        return Exit_Served; // nothing has been cached yet
+        return options.requests.empty() ? Exit_Served : Exit_No_Entry;
     }
     if (!opened->metadata_loaded) {
         Write_Message("warning: the metadata file is damaged, so only the entries before the damage are cleared.\n"
                       "  'qelfilecache purge' deletes every copy.");
     }
     Watched_Copies copies;
-    const bool all_deleted = Clear_Requests(*opened, options, copies);
+    const Exit_Status status = Clear_Requests(*opened, options, copies);
     copies.Report(opened->directory);
-    if (all_deleted) {
-        return Exit_Served;
+    if (status == Exit_Not_Served) {
+        Write_Message(std::string("not every copy could be deleted.") + deletion_advice);
     }
-    Write_Message(std::string("not every copy could be deleted.") + deletion_advice);
-    return Exit_Not_Served;
+    return status;
 }
 
 Exit_Status Purge(const Settings& settings, const bool& force) {
@@ -155,6 +161,8 @@ constexpr const char* clear_help =
     "Deletes all copies, or those of the named requests: the next request fetches its file again.\n"
     "The list on disk keeps its lines until a file is fetched; until then, 'list' marks\n"
     "them \"copy missing\".\n\n"
+    "Exit status: 0 done, 1 some copies could not be deleted, 3 the rest is done, but the cache has no entry for\n"
+    "some of the named requests.\n\n"
     "Examples:\n"
     "  qelfilecache clear\n"
     "  qelfilecache clear https://server.example/landscape.xml";

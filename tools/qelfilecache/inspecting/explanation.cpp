@@ -33,6 +33,9 @@ std::string Origin_Of(const Inspected_Setting& setting) {
     if (setting.written == setting.value) {
         return place;
     }
+    if (setting.written.empty()) {
+        return place + " is empty";
+    }
     const bool is_no_number = setting.value == "0";
     return place + " holds " + Quoted(setting.written) + (is_no_number ? ", which is not a valid number" : "");
 }
@@ -113,7 +116,8 @@ std::string Plain_Address(std::string address) {
 /// Whose response it is and what it holds, beyond its status.
 std::string Details_Text(const Explained_Request& explained) {
     const auto& details = explained.details;
-    std::string text = Redirection_Of(explained).empty() ? "" : " T" + Redirection_Of(explained).substr(1) + ".";
+    const std::string redirection = explained.remote->error == 0 ? Redirection_Of(explained) : std::string();
+    std::string text = redirection.empty() ? "" : " T" + redirection.substr(1) + ".";
     if (!details.content_type.empty() || details.content_length) {
         text += " The response has " +
                 (details.content_type.empty() ? "no Content-Type" : "the Content-Type " + Quoted(details.content_type));
@@ -307,13 +311,14 @@ std::string Response_Step(const Explained_Request& explained) {
     }
     if (response.status != 0) {
         const Advice advice = Advice_On(explained);
+        const bool is_proxys = response.status == Util::Proxy_Login_Required;
         const std::string oddity = response.answered ? Oddity_Of(explained) : std::string();
         return "Asked just now, " + advice.cause +
                (Util::Refuses_Head_Alone(response.status)
                     ? " to HEAD, with which the cache checks; the file may be available nevertheless."
                     : ".") +
                (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
-               (https ? " Its certificate is valid." : "") + Details_Text(explained) +
+               (https && !is_proxys ? " Its certificate is valid." : "") + Details_Text(explained) +
                (oddity.empty() || oddity == advice.cause ? "" : " But " + oddity + ".") +
                (response.answered ? Comparison_Text(explained) : "");
     }
@@ -404,13 +409,19 @@ Explanation Hopeless(Explanation explanation, const Explained_Request& explained
 Advice Advice_On(const Explained_Request& explained) {
     const Remote_Answer& response = *explained.remote;
     if (response.status != 0) {
-        return Advice_On_Status(response.status, explained.proxy);
+        Advice advice = Advice_On_Status(response.status, explained.proxy);
+        Add_Hint_On_Address(explained.request.request, static_cast<std::uint32_t>(response.status), advice);
+        return advice;
     }
     if (response.error == 0) {
         return {"the request could not be sent", {}};
     }
     Advice advice = Advice_On_Error(response.error, response.error_text, explained.proxy);
     Add_Hint_On_Address(explained.request.request, response.error, advice);
+    if (const std::string redirection = Redirection_Of(explained); !redirection.empty()) {
+        const auto there = std::min(advice.cause.find("; the request was redirected there"), advice.cause.size());
+        advice.cause.replace(there, std::string::npos, "; " + redirection);
+    }
     const auto begin = advice.cause.find("[Shares]");
     const std::string refusal = begin == std::string::npos ? "\n" : advice.cause.substr(begin);
     for (const std::string& fault : explained.faults) {

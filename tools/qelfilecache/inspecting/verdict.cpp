@@ -31,8 +31,7 @@ std::string Why_Not(const Explained_Request& explained) {
     if (response.error == 0 || response.status != 0) {
         return cause;
     }
-    const std::string redirection = Redirection_Of(explained);
-    return With_Number(cause, response.error) + (redirection.empty() ? "" : "; " + redirection);
+    return With_Number(cause, response.error);
 }
 
 /// What limits a verdict that the remote side agrees to.
@@ -99,7 +98,8 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
     }
     constexpr std::uint32_t failures_of_head[] = {12002, 12030, 12031, 12152}; // the server may treat GET otherwise
     const bool may_succeed =
-        explained.remote->status != 0 || std::ranges::count(failures_of_head, explained.remote->error) > 0;
+        (explained.remote->status != 0 && explained.remote->status != Util::Proxy_Login_Required) ||
+        std::ranges::count(failures_of_head, explained.remote->error) > 0;
     return "would not be served: there is no copy, and " + Why_Not(explained) +
            (may_succeed ? ", unless a download succeeds nevertheless." : ".");
 }
