@@ -90,6 +90,8 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Unserved(" "), "the request is empty\n"},
         {Unserved("https//server/x"), "there is no such local file\n  Next: did you mean 'https://server/x'?"},
         {Not_Valid("http:/server/x"), "the address is not valid\n  Next: did you mean 'http://server/x'?"},
+        {Not_Valid("http:\\\\server:80\\x"),
+         "the address is not valid\n  Next: did you mean 'http://server:80/x'?"},
         {Unserved("\"C:/x\""), "there is no such local file\n  Next: did you mean 'C:/x'?"},
         {Unserved("server:80/x"), "there is no such local file\n  Next: did you mean 'http://server:80/x'?"},
         {Unserved("www.server/x"), "there is no such local file\n  Next: did you mean 'http://www.server/x'?"},

@@ -26,7 +26,7 @@ constexpr const char* footer =
     "Results go to standard output, everything else to standard error.\n"
     "Exit status: 0 every request was served, 1 some were not,\n"
     "2 wrong usage, or a file or directory that cannot be used,\n"
-    "3 'explain --check' found a copy out of date,\n"
+    "3 'explain --check' found a copy out of date, or 'clear' no entry for a request,\n"
     "141 the reader of the results closed the pipe.\n\n"
     "Examples:\n"
     "  qelfilecache get https://server.example/landscape.xml\n"

@@ -102,18 +102,22 @@ std::string Explain_Share_Failure(const Request_Outcome& outcome) {
                      advice.remedy.empty() ? failure.remedy : advice.remedy);
 }
 
-/// What "https//server/x", "http:/server/x" or a request in quotes is meant to be; empty for any other.
-std::string Meant_By(const std::string& request) {
+/// What "https//server/x", "http:/server/x", "http:\\server\x" or a request in quotes is meant to be; empty for any
+/// other.
+std::string Meant_By(std::string request) {
     for (const char quote : {'"', '\''}) {
         if (request.size() > 2 && request.front() == quote && request.back() == quote) {
             return request.substr(1, request.size() - 2);
         }
     }
+    const bool has_backslash = request.find('\\') != std::string::npos;
+    std::ranges::replace(request, '\\', '/');
     const auto scheme_end = std::min(request.find_first_of(":/"), request.size());
     const auto server = request.find_first_not_of(":/", scheme_end);
     const std::string scheme = request.substr(0, scheme_end);
     const std::string between = server == std::string::npos ? "" : request.substr(scheme_end, server - scheme_end);
-    const bool is_meant = (scheme == "http" || scheme == "https") && (between == "//" || between == ":/");
+    const bool is_meant = (scheme == "http" || scheme == "https") &&
+                          (between == "//" || between == ":/" || (between == "://" && has_backslash));
     return is_meant ? scheme + "://" + request.substr(server) : std::string();
 }
 
