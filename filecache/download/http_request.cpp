@@ -45,8 +45,9 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
             TRACE_ERROR_AS(recorded_as, "COM exception: \n %s \nWin32 error code: %d%s", text.c_str(),
                            static_cast<int>(response.error), method.error_end);
             Note_Transport_Error(response.error, text);
-            response.status = request->Proxy_Status();
-            Note_Error(response.error, response.error_text, response.status);
+            const long refusal = request->Proxy_Status();
+            response.status = refusal != 0 ? refusal : response.status;
+            Note_Error(response.error, response.error_text, refusal);
         }
         return !Failed(result);
     };

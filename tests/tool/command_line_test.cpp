@@ -72,12 +72,13 @@ TEST_F(Command_Line, PrintsItsVersion) {
 TEST_F(Command_Line, HelpNamesOptionsCommandsAndExitStatus) {
     const Tool_Result result = Run({"--help"});
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.out, AllOf(HasSubstr("--cache-dir DIR"), HasSubstr("--trace-level 0..5"),
-                                  HasSubstr("--trace-dir DIR"), HasSubstr("--version"),
-                                  HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
-                                            "2 wrong usage, or a file or directory that cannot be used,\n"
-                                            "3 'explain --check' found a copy out of date,\n"
-                                            "141 the reader of the results closed the pipe.\n")));
+    EXPECT_THAT(result.out,
+                AllOf(HasSubstr("--cache-dir DIR"), HasSubstr("--trace-level 0..5"), HasSubstr("--trace-dir DIR"),
+                      HasSubstr("--version"),
+                      HasSubstr("Exit status: 0 every request was served, 1 some were not,\n"
+                                "2 wrong usage, or a file or directory that cannot be used,\n"
+                                "3 'explain --check' found a copy out of date, or 'clear' no entry for a request,\n"
+                                "141 the reader of the results closed the pipe.\n")));
     EXPECT_EQ(result.err, "");
     Expect_Output({"help"}, result.out);
     Expect_Output({"--cache-dir", "D", "--trace-level=4", "help"}, result.out);

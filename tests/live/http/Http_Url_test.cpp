@@ -29,7 +29,7 @@ TEST(Http_Url, TakesAnEncodedAddressInNumbersForWhatItIs) {
 TEST(Http_Url, IsTheSameWhenItIsReadAgain) {
     for (const auto* url : {"http://good.test", "http://%30x7f.1/", "http://%2541/", "http://a%25b/", "http://%/",
                             "http://%2e/", "HTTP://A%41:080/./b?c d#e", "http://[fe80::1%25eth0]/",
-                            "http://[::1%a%41]/", "http://u%7f:p%7f@a/", "http://\xE4%e4/\xE4?\xE4#\xE4"}) {
+                            "http://[::1%a%41]/", "http://u%7f:p%7f@a/", "http://a/\xE4?\xE4#\xE4"}) {
         const auto parsed = Http_Url::Parse(url);
         ASSERT_TRUE(parsed) << url;
         const auto again = Http_Url::Parse(parsed->text);
