@@ -180,7 +180,8 @@ QELFILECACHE_C_API int QELFILECACHE_CALL qelfilecache_error_info(const qelfileca
 /**
  * How the last exchange with a server or share in the last request of this handle ended. Both numbers are 0 and the
  * text is empty when it asked no server, as for a copy that had not expired.
- * @param http_status may be NULL; set to the status of the server's response, or of a proxy's that refused the connection; 0: none.
+ * @param http_status may be NULL; set to the status of the server's response, or of a proxy's that refused the
+ * connection; 0: none.
  * @param system_error may be NULL; set to why there was no response or no copy, a WinInet or Win32 error number; 0 when
  *        nothing failed.
  * @param text cause and remedy for people, at most 1023 bytes; empty when all went well.
