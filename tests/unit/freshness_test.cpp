@@ -241,13 +241,6 @@ protected:
     }
 };
 
-TEST_F(Share_Freshness, AnEntryThatWasNeverWrittenIsStillFresh) {
-    std::filesystem::remove_all(directory);
-    EXPECT_FALSE(Expired());
-    EXPECT_FALSE(check_error);
-    EXPECT_EQ(Entry().last_checked_remotely, os->current_time);
-}
-
 TEST_F(Share_Freshness, TheStampsAreComparedAsTexts) {
     for (const std::string stored : {"05", " 5", "5 ", "+5", "55", "-5", "0"}) {
         EXPECT_TRUE(Expired(5, stored)) << stored;

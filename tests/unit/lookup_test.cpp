@@ -306,13 +306,6 @@ TEST_F(Replaced_Copy, IsDeletedAtLastWhenItsRemovalFailedBeforeOrReported) {
     }
 }
 
-TEST_F(Replaced_Copy, ThatIsGoneAlreadyIsNotAConcern) {
-    EXPECT_EQ(Path_For(url), first_copy);
-    EXPECT_EQ(os->calls.back(), "File_Exists(" + old_copy + ")");
-    EXPECT_EQ(os->Calls_Of("Delete_File"), 1U) << "by the removal of the entry";
-    Expect_End("D Get_Cached_Remote_File: return value:({result})", first_copy);
-}
-
 TEST_F(Replaced_Copy, OfTheSameNameInOtherLettersStays) {
     os->on_file_exists = [](const std::string&) { return true; };
     os->on_delete_file = [](const std::string&) { return false; };

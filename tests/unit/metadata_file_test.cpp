@@ -106,19 +106,6 @@ std::string Invalid_Check_Time(int number, const std::string& line) {
            std::to_string(number) + ": '" + line + "', expected a number.\nD Deserialize: return value:(false)";
 }
 
-// Where the file is
-
-TEST_F(Metadata_File, LiesInTheCacheDirectoryAndHasNoPathWithoutOne) {
-    EXPECT_EQ(cache.Get_Cache_Metadata(), Metadata_Path());
-    Expect_Records("D Get_Cache_Metadata: return value:('{metadata}')");
-    cache.m_Cache_Directory = "C:\\cache\\";
-    EXPECT_EQ(cache.Get_Cache_Metadata(), "C:\\cache\\\\qelfilecache_Metadata.txt") << "whatever its end";
-    Forget();
-    cache.m_Cache_Directory.clear();
-    EXPECT_EQ(cache.Get_Cache_Metadata(), "");
-    Expect_Records(s_no_directory);
-}
-
 // Writing
 
 TEST_F(Metadata_File, OfAnEmptyCacheHasFiveLinesAndIsWrittenFromItsBeginning) {
@@ -180,18 +167,6 @@ TEST_F(Metadata_File, CannotBeWrittenWithoutADirectoryAndSaysSo) {
         D Serialize: Serializing metadata for URL 'u':\n<CacheEntry cached_file="{a}" last_modified="m"/>\n
         D Serialize: return value:(true))");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 3) << "nothing is written";
-}
-
-TEST_F(Metadata_File, ThatCannotBeWrittenIsNotAFailure) {
-    cache.m_Cache_Directory = In_Cache("missing");
-    EXPECT_TRUE(cache.Serialize());
-    Expect_Last_Records("D Serialize: return value:(true)");
-    EXPECT_FALSE(std::filesystem::exists(In_Cache("missing")));
-
-    std::filesystem::create_directories(Metadata_Path());
-    cache.m_Cache_Directory = cache_directory;
-    EXPECT_TRUE(cache.Serialize());
-    EXPECT_TRUE(std::filesystem::is_directory(Metadata_Path()));
 }
 
 // Reading

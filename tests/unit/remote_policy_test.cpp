@@ -64,18 +64,6 @@ protected:
     Policy_Cache policy{os};
 };
 
-// The expiry period
-
-TEST_F(Remote_Policy, TheExpiryPeriodIsReadInMinutesEachTime) {
-    os->expiry_minutes = 60;
-    EXPECT_EQ(cache.Get_LandscapeCacheExpiryPeriod(), 60 * Minute);
-    os->expiry_minutes = std::numeric_limits<std::uint32_t>::max();
-    EXPECT_EQ(cache.Get_LandscapeCacheExpiryPeriod(), 2576980377000000000U);
-    const std::string question = "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)";
-    EXPECT_THAT(os->calls, ElementsAre(question, question));
-    EXPECT_THAT(All(), IsEmpty());
-}
-
 // Fresh by age
 
 TEST_F(Remote_Policy, WithoutAnEntryOrItsCopyNothingIsFresh) {

@@ -250,11 +250,9 @@ TEST_F(Wininet, WhiteListMatchesTheWholeUrlOnlyAndFetchesItOnceWhateverElseItHol
     }
     EXPECT_FALSE(is_listed({}));
     EXPECT_FALSE(is_listed({"https://server/", "landscape.xml"}));
-    for (const std::string& near_miss :
-         {std::string(), url + "/", url + " ", " " + url, url + '\0', std::string("https://server/landscape.xm"),
-          std::string("https://server/"), std::string("server"), std::string("https://server/*"),
-          std::string("https://Server/landscape.xml"), std::string("HTTPS://SERVER/LANDSCAPE.XML"),
-          std::string("https://server:443/landscape.xml")}) {
+    for (const std::string& near_miss : {std::string(), url + "/", " " + url, url + '\0', url.substr(0, url.size() - 1),
+                                         std::string("https://server/*"), std::string("https://Server/landscape.xml"),
+                                         std::string("https://server:443/landscape.xml")}) {
         EXPECT_FALSE(is_listed({near_miss})) << near_miss;
     }
 }
