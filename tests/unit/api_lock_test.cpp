@@ -13,12 +13,13 @@ namespace {
 bool Api_Lock_Is_Held() {
     struct Watcher {
         bool asked = false;
+        bool ended = false;
         bool held = false;
         std::mutex guard;
-        std::condition_variable_any changed;
-        std::jthread thread{[this](const std::stop_token& end) {
+        std::condition_variable changed;
+        std::thread thread{[this] {
             std::unique_lock lock(guard);
-            while (changed.wait(lock, end, [this] { return asked; })) {
+            while (changed.wait(lock, [this] { return asked || ended; }), !ended) {
                 held = !std::unique_lock(QEL::FrontEnd::FileCache::s_api_mutex, std::try_to_lock).owns_lock();
                 asked = false;
                 changed.notify_all();
@@ -31,6 +32,13 @@ bool Api_Lock_Is_Held() {
             changed.notify_all();
             changed.wait(lock, [this] { return !asked; });
             return held;
+        }
+        ~Watcher() {
+            std::unique_lock lock(guard);
+            ended = true;
+            changed.notify_all();
+            lock.unlock();
+            thread.join();
         }
     };
     static Watcher watcher;
