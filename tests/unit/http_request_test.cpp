@@ -416,6 +416,9 @@ TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
     EXPECT_EQ(last("/missing"), std::tuple(0, 0U, "")) << "nobody was asked";
     Script().send = Access_Denied;
     EXPECT_EQ(last(url), std::tuple(0, 5U, "What the system says."));
+    Script().proxy_status = 407;
+    EXPECT_EQ(last(url), std::tuple(407, 5U, "What the system says."));
+    Script().proxy_status = 0;
     Script().description = std::string(2000, 'a');
     EXPECT_EQ(last(url), std::tuple(0, 5U, std::string(1023, 'a')));
     Script().description.clear();

@@ -353,6 +353,8 @@ public:
         return m_Script.send;
     }
 
+    long Proxy_Status() override { return m_Script.proxy_status; }
+
     HResult Get_Status(long& status) override {
         Note_Request("Get_Status");
         const std::size_t read = m_Status_Reads++;

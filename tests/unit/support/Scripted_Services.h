@@ -77,6 +77,7 @@ struct Scripted_Services {
         HResult set_timeouts = 0;
         HResult open = 0;
         HResult send = 0;
+        long proxy_status = 0;
         /// Results of the status reads, one after the other; the last one stays.
         std::vector<HResult> get_status = {0};
         std::vector<long> status = {200};
