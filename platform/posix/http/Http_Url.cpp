@@ -47,9 +47,9 @@ std::optional<Http_Url> Parse_Once(std::string_view text) {
         return std::nullopt;
     }
     Http_Url url;
-    if (!Read_Part(parsed, CURLUPART_URL, 0, url.text) || !Read_Part(parsed, CURLUPART_SCHEME, 0, url.scheme) ||
-        !Read_Part(parsed, CURLUPART_HOST, CURLU_PUNYCODE, url.host) || // fails where the locale lacks its letters
-        !Read_Part(parsed, CURLUPART_HOST, 0, url.host) ||
+    // The first fails where the locale lacks letters of the host. Asked for the host alone, libcurl would leak then.
+    if (!Read_Part(parsed, CURLUPART_URL, CURLU_PUNYCODE, url.text) || !Read_Part(parsed, CURLUPART_URL, 0, url.text) ||
+        !Read_Part(parsed, CURLUPART_SCHEME, 0, url.scheme) || !Read_Part(parsed, CURLUPART_HOST, 0, url.host) ||
         !Read_Part(parsed, CURLUPART_PORT, CURLU_DEFAULT_PORT, url.port)) {
         return std::nullopt;
     }
