@@ -173,13 +173,14 @@ TEST_F(Trace_Directory, ComesFromTheEnvironmentFirstAndFollowsTheConfiguration) 
     EXPECT_EQ(Directory(), "none");
 }
 
-TEST_F(Trace_Directory, HasToFitWithItsTerminatingZero) {
+TEST_F(Trace_Directory, HasToFitWithItsTerminatingZeroAndForgesNoLines) {
     const std::string longest(259, 'd');
-    const Environment_Variable fits("QEL_TRACE_DIR", longest.c_str());
-    EXPECT_EQ(Directory(), longest);
-    const Environment_Variable too_long("QEL_TRACE_DIR", (longest + "d").c_str());
-    EXPECT_EQ(Directory(), "none");
-    EXPECT_THAT(buffer, testing::Each('\0'));
+    for (const auto& [written, read] :
+         {std::pair{longest, longest}, {longest + "d", "none"}, {"/var/\ntrace", "none"}, {"/var/trace\r", "none"}}) {
+        const Environment_Variable variable("QEL_TRACE_DIR", written.c_str());
+        EXPECT_EQ(Directory(), read);
+        EXPECT_EQ(buffer.front() == '\0', read == "none");
+    }
 }
 
 } // namespace

@@ -145,6 +145,33 @@ TEST_F(Search, EveryFileOfALargeDirectoryIsFoundOnceAndMayBeDeletedMeanwhile) {
     EXPECT_THAT(scratch.Names(), IsEmpty());
 }
 
+TEST_F(Search, ClosesItsDirectory) {
+    scratch.Write("file");
+    const auto before = Open_Files();
+    Find_Data found;
+    for (int count = 0; count < 10; ++count) {
+        services->FindClose(services->FindFirstFile((scratch / "*").c_str(), found));
+        services->FindFirstFile((scratch / "*.none").c_str(), found);
+    }
+    EXPECT_EQ(Open_Files(), before);
+}
+
+#ifndef _WIN32
+TEST_F(Search, FindsFilesAndLinksOnlyHiddenOrNotMindsLetterCaseAndTakesABackslashForALetter) {
+    Write_All({".hidden", "file.xml", "FILE.XML", "a\\b"});
+    scratch.Make_Directory("directory");
+    ASSERT_EQ(::mkfifo((scratch / "pipe").c_str(), 0666), 0);
+    std::filesystem::create_symlink(scratch / "file.xml", scratch / "link");
+    std::filesystem::create_symlink(scratch / "missing", scratch / "link_to_nothing");
+    EXPECT_THAT(Found("*"), ElementsAre(".hidden", "FILE.XML", "a\\b", "file.xml", "link", "link_to_nothing"));
+    EXPECT_THAT(Found("?hidden"), ElementsAre(".hidden"));
+    EXPECT_THAT(Found("file.*"), ElementsAre("file.xml"));
+    EXPECT_THAT(Found("F*"), ElementsAre("FILE.XML"));
+    EXPECT_THAT(Found("a\\b"), ElementsAre("a\\b"));
+    EXPECT_THAT(Found("a?b"), ElementsAre("a\\b"));
+}
+#endif
+
 bool Matches(const std::string& name, const std::string& pattern) {
     return FrontEnd::Platform::Matches_Wildcard(name, pattern, std::equal_to<>());
 }

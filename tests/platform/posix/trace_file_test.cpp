@@ -21,11 +21,6 @@ protected:
     Scratch_Directory scratch;
 
     Stream Open(const std::string& name) const { return {Open_Trace_File(scratch / name), std::fclose}; }
-    mode_t Rights_Of(const std::string& name) const {
-        struct stat status {};
-        EXPECT_EQ(::stat((scratch / name).c_str(), &status), 0);
-        return status.st_mode & 07777;
-    }
 };
 
 TEST_F(Posix_Trace_File, IsForTheUserAloneAndNotHandedToChildProcesses) {
@@ -33,7 +28,7 @@ TEST_F(Posix_Trace_File, IsForTheUserAloneAndNotHandedToChildProcesses) {
     for (const char* const name : {"new.trc", "old.trc"}) {
         const Stream file = Open(name);
         ASSERT_TRUE(file);
-        EXPECT_EQ(Rights_Of(name), mode_t{0600});
+        EXPECT_EQ(std::filesystem::status(scratch / name).permissions(), std::filesystem::perms(0600));
         EXPECT_NE(::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC, 0);
     }
 }
