@@ -33,6 +33,20 @@ fs::path One_Spelling(const std::string& text, const char* option) {
     return directory.has_filename() || !directory.has_relative_path() ? directory : directory.parent_path();
 }
 
+/// What to do about a file or directory that this user may not use as wanted.
+std::string Advice_On_Rights(fs::path path, const std::string& of_own, const char* option = default_directory) {
+    std::error_code error; // below a folder that this user may not enter, nothing can be seen
+    while (!fs::exists(fs::symlink_status(path, error)) && path.has_relative_path()) {
+        path = path.parent_path();
+    }
+    const std::string owner = Host::Owner_Of(path);
+    return owner.empty() || owner == Host::User_Name()
+               ? "; " + of_own
+               : "; it belongs to user " + Quoted(owner) +
+                     ": run the command as that user, or name another directory with " +
+                     (option == default_directory ? "--cache-dir" : option);
+}
+
 /// @return how messages name the directory.
 std::string Require_Directory(const fs::path& directory, const char* option) {
     const std::string subject = std::string(option) + " " + Quoted_Path(directory);
@@ -42,7 +56,8 @@ std::string Require_Directory(const fs::path& directory, const char* option) {
         throw Usage_Error(subject + " does not exist; create it or name another one");
     }
     if (error) {
-        throw Usage_Error(subject + " cannot be examined: " + error.message());
+        throw Usage_Error(subject + " cannot be examined: " + error.message() +
+                          Advice_On_Rights(directory, "change the permissions of the folders above it", option));
     }
     if (!fs::is_directory(status)) {
         throw Usage_Error(subject + " is not a directory; name a directory");
@@ -53,22 +68,22 @@ std::string Require_Directory(const fs::path& directory, const char* option) {
 std::string Require_Usable_Directory(const fs::path& directory, const char* option) {
     std::string subject = Require_Directory(directory, option);
     if (!Host::Is_Writable_Directory(directory)) {
-        throw Usage_Error(subject + " is not writable; change its permissions or name another one");
+        throw Usage_Error(
+            subject + " is not writable" +
+            Advice_On_Rights(Host::Resolved(directory), "change its permissions or name another one", option));
     }
     return subject;
 }
 
 /// A metadata file that cannot be opened reads as an empty cache, whose copies are then swept away.
-void Require_Usable_Metadata_File(const fs::path& directory, std::ios::openmode mode, const char* complaint) {
+void Require_Usable_Metadata_File(const fs::path& directory, std::ios::openmode mode, const char* complaint,
+                                  const char* remedy) {
     const fs::path metadata_file = Metadata_File(directory);
     std::error_code ignored;
     if (fs::exists(fs::symlink_status(metadata_file, ignored)) &&
         (!fs::is_regular_file(metadata_file, ignored) || !std::fstream(metadata_file, mode))) {
-        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) +
-                          (Host::Belongs_To_Another_User(metadata_file)
-                               ? " belongs to another user, and user " + Quoted(Host::User_Name()) +
-                                     " cannot use it; run as its owner, or name another directory with --cache-dir"
-                               : complaint));
+        throw Usage_Error("the cache's metadata file " + Quoted_Path(metadata_file) + complaint +
+                          Advice_On_Rights(metadata_file, remedy));
     }
 }
 
@@ -138,9 +153,8 @@ Open_Cache Open(const Settings& settings, const Named_Directory& directory, bool
     if (!force) {
         Require_List_Of_Copies(directory.path, subject);
     }
-    Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out,
-                                 " cannot be read and written; change its permissions, or move it away to start "
-                                 "with an empty cache");
+    Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out, " cannot be read and written",
+                                 "change its permissions, or move it away to start with an empty cache");
     if (check != nullptr) {
         check(directory.path);
     }
@@ -158,9 +172,10 @@ fs::path Directory_To_Inspect(const Settings& settings) {
         const std::string subject = Require_Directory(directory.path, directory.option);
         std::error_code unreadable;
         if (fs::directory_iterator(directory.path, unreadable); unreadable) {
-            throw Usage_Error(subject + " cannot be read: " + unreadable.message() + "; change its permissions");
+            throw Usage_Error(subject + " cannot be read: " + unreadable.message() +
+                              Advice_On_Rights(Host::Resolved(directory.path), "change its permissions"));
         }
-        Require_Usable_Metadata_File(directory.path, std::ios::in, " cannot be read; change its permissions");
+        Require_Usable_Metadata_File(directory.path, std::ios::in, " cannot be read", "change its permissions");
     }
     Start_Tracing(settings);
     return directory.is_missing_default ? fs::path() : directory.path;
@@ -249,6 +264,12 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
         Host::To_Text(opened.directory.empty() ? Default_Directory() : opened.directory));
     if (const std::string others = Other_Users_Of(opened.directory); !others.empty()) {
         Write_Message("note: the cache directory is in use by " + others);
+    }
+    if (const fs::path resolved = Host::Resolved(opened.directory); Host::Belongs_To_Another_User(resolved)) {
+        const std::string owner = Host::Owner_Of(resolved);
+        Write_Message("note: the cache belongs to " + (owner.empty() ? "another user" : "user " + Quoted(owner)) +
+                      ", but the settings are those of user " + Quoted(Host::User_Name()) +
+                      ": run the command as its owner");
     }
     const fs::path list = Metadata_File(opened.directory);
     if (!opened.cache->Metadata_Is_Sound()) {

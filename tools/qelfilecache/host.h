@@ -40,6 +40,10 @@ bool Is_Link(const std::filesystem::path& path);
 /// run the machine. False where the system does not say.
 bool Belongs_To_Another_User(const std::filesystem::path& path);
 
+/// The name of the user whom what stands there belongs to, a link itself and not its target. Empty where the system
+/// does not say, and on Windows for what belongs to those who run the machine.
+std::string Owner_Of(const std::filesystem::path& path);
+
 /// The path of an existing file or directory without links and other spellings; empty when there is none.
 std::filesystem::path Resolved(const std::filesystem::path& path);
 

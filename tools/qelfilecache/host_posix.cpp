@@ -27,6 +27,11 @@ std::filesystem::path Directory_From_Environment(const char* name) {
     return directory.is_absolute() ? directory : std::filesystem::path();
 }
 
+std::string Name_Of_User(uid_t number) {
+    const passwd* const user = ::getpwuid(number);
+    return user != nullptr ? user->pw_name : std::to_string(number);
+}
+
 } // namespace
 
 void Prepare_Standard_Streams() {
@@ -65,8 +70,7 @@ const char* No_Default_Cache_Directory() {
 }
 
 std::string User_Name() {
-    const passwd* const user = ::getpwuid(::geteuid());
-    return user != nullptr ? user->pw_name : std::to_string(::geteuid());
+    return Name_Of_User(::geteuid());
 }
 
 void Create_Private_Directory(const std::filesystem::path& directory) {
@@ -92,6 +96,11 @@ bool Belongs_To_Another_User(const std::filesystem::path& path) {
     constexpr uid_t root = 0;
     struct stat about {};
     return ::lstat(path.c_str(), &about) == 0 && about.st_uid != root && about.st_uid != ::geteuid();
+}
+
+std::string Owner_Of(const std::filesystem::path& path) {
+    struct stat about {};
+    return ::lstat(path.c_str(), &about) == 0 ? Name_Of_User(about.st_uid) : std::string();
 }
 
 std::filesystem::path Resolved(const std::filesystem::path& path) {

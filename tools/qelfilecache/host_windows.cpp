@@ -75,6 +75,32 @@ bool Is_This_User(PSID owner) {
     return is_known && EqualSid(owner, reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid);
 }
 
+/// Whom what stands at a path belongs to; nobody where the system does not say.
+class Owner {
+public:
+    explicit Owner(const std::filesystem::path& path) {
+        const Opened opened(path, READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
+        if (opened.Is_There()) {
+            GetSecurityInfo(opened.Get(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &m_Owner, nullptr, nullptr,
+                            nullptr, &m_About);
+        }
+    }
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    ~Owner() { LocalFree(m_About); }
+    PSID Get() const { return m_Owner; }
+    bool Runs_The_Machine() const {
+        // File systems without owners name everybody.
+        constexpr WELL_KNOWN_SID_TYPE nobody_else[] = {WinBuiltinAdministratorsSid, WinLocalSystemSid, WinWorldSid};
+        return std::any_of(std::begin(nobody_else), std::end(nobody_else),
+                           [this](WELL_KNOWN_SID_TYPE type) { return IsWellKnownSid(m_Owner, type); });
+    }
+
+private:
+    PSID m_Owner = nullptr;
+    PSECURITY_DESCRIPTOR m_About = nullptr;
+};
+
 HANDLE Handle_Of(std::FILE* stream) {
     return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
 }
@@ -129,20 +155,20 @@ bool Is_Link(const std::filesystem::path& path) {
 }
 
 bool Belongs_To_Another_User(const std::filesystem::path& path) {
-    const Opened opened(path, READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
-    PSID owner = nullptr;
-    PSECURITY_DESCRIPTOR about = nullptr;
-    if (!opened.Is_There() || GetSecurityInfo(opened.Get(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
-                                              nullptr, nullptr, &about) != ERROR_SUCCESS) {
-        return false;
-    }
-    // File systems without owners name everybody.
-    constexpr WELL_KNOWN_SID_TYPE nobody_else[] = {WinBuiltinAdministratorsSid, WinLocalSystemSid, WinWorldSid};
-    const bool is_another =
-        !Is_This_User(owner) && std::none_of(std::begin(nobody_else), std::end(nobody_else),
-                                             [owner](WELL_KNOWN_SID_TYPE type) { return IsWellKnownSid(owner, type); });
-    LocalFree(about);
-    return is_another;
+    const Owner owner(path);
+    return owner.Get() != nullptr && !Is_This_User(owner.Get()) && !owner.Runs_The_Machine();
+}
+
+std::string Owner_Of(const std::filesystem::path& path) {
+    const Owner owner(path);
+    char name[257] = ""; // UNLEN, and the zero
+    char domain[257];
+    DWORD size = sizeof name;
+    DWORD domain_size = sizeof domain;
+    SID_NAME_USE use{};
+    const bool is_user = owner.Get() != nullptr && !owner.Runs_The_Machine() &&
+                         LookupAccountSidA(nullptr, owner.Get(), name, &size, domain, &domain_size, &use);
+    return is_user ? name : "";
 }
 
 std::filesystem::path Resolved(const std::filesystem::path& path) {
