@@ -4,6 +4,7 @@
 #include "platform/common/Dead_Servers.h"
 #include "tests/support/Samba_Server.h"
 #include "tests/support/Scratch_Directory.h"
+#include "util/Last_Error.h"
 
 #include <gmock/gmock.h>
 
@@ -80,8 +81,26 @@ protected:
         ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     }
 
+    /// 0, or the error of a look at a file of the server.
+    int Stat_Error(const std::string& path = Samba_Server::Path("file")) const {
+        std::int64_t time = 4711;
+        const int error = os->Stat_File(path, time);
+        EXPECT_EQ(time == 4711, error != 0);
+        return error;
+    }
+
+    /// Copies a file of the server; 0, or the code of the failure, which has to leave nothing in the target folder.
+    int Copy_Error(const std::string& path = Samba_Server::Path("file")) const {
+        if (os->Copy_File(path.c_str(), target_file.c_str(), 1) != 0) {
+            return 0;
+        }
+        EXPECT_TRUE(std::filesystem::is_empty(target_folder));
+        return static_cast<int>(FrontEnd::Util::Get_Last_Error());
+    }
+
     const std::shared_ptr<FrontEnd::OSWRAPI::IOSWrapper> os = FrontEnd::OSWRAPI::IOSWrapper::Create();
     const std::filesystem::path target_folder = directory.Make_Directory("target");
+    const std::string target_file = target_folder / "copy";
 };
 
 } // namespace QEL::Tests

@@ -19,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using namespace FrontEnd::Platform;
+using namespace testing;
 
 class Share_Agent_Test : public Share_Fixture {
 protected:
@@ -60,11 +61,6 @@ protected:
         return request;
     }
 
-    /// The error of a look at a file of the server.
-    int Stat_Error(const std::string& path = Samba_Server::Path("file")) const {
-        std::int64_t time = 0;
-        return os->Stat_File(path, time);
-    }
     static Share_Agent::Clock::time_point In(std::chrono::milliseconds time) {
         return Share_Agent::Clock::now() + time;
     }
@@ -73,7 +69,7 @@ protected:
 TEST_F(Share_Agent_Test, DoesNotRunForLocalFiles) {
     std::ofstream(home / "local") << "content";
     EXPECT_EQ(Stat_Error((home / "local").string()), 0);
-    EXPECT_NE(os->Copy_File((home / "local").c_str(), (home / "copy").c_str(), 1), 0);
+    EXPECT_EQ(Copy_Error((home / "local").string()), 0);
     EXPECT_TRUE(FrontEnd::Util::FileSystem::Path_Exists((home / "local").string()));
 
     EXPECT_EQ(Agents(), std::set<int>());
@@ -86,13 +82,13 @@ TEST_F(Share_Agent_Test, ServesARowOfRequestsOverOneConnection) {
     EXPECT_EQ(Stat_Error(), 0);
     const std::set<int> agents = Agents();
     EXPECT_EQ(agents.size(), 1u);
-    EXPECT_NE(os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1), 0);
+    EXPECT_EQ(Copy_Error(), 0);
     EXPECT_EQ(Stat_Error(Samba_Server::Path("other")), 2);
     EXPECT_EQ(Stat_Error(Samba_Server::Path("file", "nothing")), 67);
     EXPECT_EQ(Stat_Error(), 0);
 
     EXPECT_EQ(Agents(), agents);
-    EXPECT_THAT(Content_Of("/proc/self/maps"), testing::Not(testing::HasSubstr("smbclient"))) << "the agent's alone";
+    EXPECT_THAT(Content_Of("/proc/self/maps"), Not(HasSubstr("smbclient"))) << "the agent's alone";
 }
 
 TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
@@ -100,9 +96,9 @@ TEST_F(Share_Agent_Test, LeavesNoDescriptorBehind) {
     const auto use_everything = [this] {
         Stat_Error();
         Stat_Error(Samba_Server::Path("other"));
-        os->Copy_File(Samba_Server::Path("file").c_str(), (target_folder / "copy").c_str(), 1);
-        os->Delete_File((target_folder / "copy").string());
-        os->Copy_File(Samba_Server::Path("other").c_str(), (target_folder / "copy").c_str(), 1);
+        Copy_Error();
+        os->Delete_File(target_file);
+        Copy_Error(Samba_Server::Path("other"));
         Configure("Port = 1\n");
         Stat_Error();
         Configure_Server();
@@ -125,9 +121,8 @@ TEST_F(Share_Agent_Test, IsNoChildOfTheHostAndInheritsNothingThatItHasOpen) {
     ASSERT_EQ(agents.size(), 1u);
     const fs::path process = "/proc/" + std::to_string(*agents.begin());
 
-    const std::string status = Content_Of(process / "status");
-    EXPECT_THAT(status, testing::HasSubstr("\nPPid:"));
-    EXPECT_THAT(status, testing::Not(testing::HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n")));
+    EXPECT_THAT(Content_Of(process / "status"),
+                AllOf(HasSubstr("\nPPid:"), Not(HasSubstr("\nPPid:\t" + std::to_string(::getpid()) + "\n"))));
     std::size_t descriptors = 0;
     for (const auto& descriptor : fs::directory_iterator(process / "fd")) {
         std::error_code closed_meanwhile; // by the agent, which has just started
@@ -149,7 +144,7 @@ TEST_F(Share_Agent_Test, EndsWithAHostThatIsKilledWithinACopy) {
             }
             ::_exit(0);
         }
-        return os->Copy_File(Samba_Server::Path("huge.bin").c_str(), (target_folder / "copy").c_str(), 1);
+        return Copy_Error(Samba_Server::Path("huge.bin"));
     });
     while (!host.Has_Ended() &&
            (fs::is_empty(target_folder) || fs::file_size(fs::directory_iterator(target_folder)->path()) == 0)) {
@@ -238,11 +233,11 @@ TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
     EXPECT_EQ(Stat_Error(), 0);
 
     Child_Process child([&] {
-        bool all_found = true;
+        int errors = 0;
         for (int round = 0; round < 50; ++round) {
-            all_found = all_found && Stat_Error() == 0;
+            errors += Stat_Error() == 0 ? 0 : 1;
         }
-        return all_found ? 0 : 1;
+        return errors;
     });
     for (int round = 0; round < 50; ++round) {
         EXPECT_EQ(Stat_Error(Samba_Server::Path("other")), 2);
@@ -252,19 +247,18 @@ TEST_F(Share_Agent_Test, IsNotSharedWithAForkedProcess) {
 
 TEST_F(Share_Agent_Test, RunsForAHostWithoutStandardStreams) {
     Publish("file", "content");
-    const std::string copy = target_folder / "copy";
     for (const std::vector<int>& closed : std::vector<std::vector<int>>{{0}, {1}, {2}, {0, 1}, {1, 2}, {0, 1, 2}}) {
         EXPECT_EQ(Child_Process([&] {
                       std::ranges::for_each(closed, ::close);
-                      const bool is_copied = os->Copy_File(Samba_Server::Path("file").c_str(), copy.c_str(), 0) != 0;
+                      const bool is_copied = Copy_Error() == 0;
                       // Nothing of the host has come to stand where a stream was.
                       return is_copied && std::ranges::all_of(closed, [](int stream) { return ::close(stream) != 0; })
                                  ? 0
                                  : 1;
                   }).Wait(),
                   0);
-        EXPECT_EQ(Content_Of(copy), "content");
-        fs::remove(copy);
+        EXPECT_EQ(Content_Of(target_file), "content");
+        fs::remove(target_file);
     }
 }
 

@@ -8,7 +8,6 @@
 #include "platform/posix/share/Share_Files.h"
 #include "platform/posix/system/File_Descriptor.h"
 #include "util/Dead_Servers.h"
-#include "util/Last_Error.h"
 
 #include <sys/resource.h>
 
@@ -18,12 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using FrontEnd::OSWRAPI::IOSWrapper;
-using FrontEnd::Platform::Copy_Share_File;
-using FrontEnd::Platform::File_Descriptor;
-using FrontEnd::Platform::Read_Share_File_Head;
-using FrontEnd::Platform::Share_File_Info;
-using FrontEnd::Util::Get_Last_Error;
+using namespace FrontEnd::Platform;
 
 constexpr int File_Not_Found = 2;
 constexpr int Path_Not_Found = 3;
@@ -43,22 +37,6 @@ protected:
 
     /// Enough for a time-out of a second on a busy machine. The SMB library alone takes ten seconds for a response.
     static constexpr auto In_Time = 9s;
-
-    int Stat_Error(const std::string& path) {
-        std::int64_t time = 4711;
-        const int error = os->Stat_File(path, time);
-        EXPECT_EQ(time == 4711, error != 0);
-        return error;
-    }
-
-    /// Copies to the target folder; 0, or the code of the failure, which has to leave nothing there.
-    int Copy_Error(const std::string& path) {
-        if (os->Copy_File(path.c_str(), (target_folder / "copy").c_str(), 1) != 0) {
-            return 0;
-        }
-        EXPECT_TRUE(fs::is_empty(target_folder));
-        return static_cast<int>(Get_Last_Error());
-    }
 
     void Configure_Port(int port, const std::string& lines = "Timeout = 1\n") {
         Configure("Port = " + std::to_string(port) + "\n" + lines);
@@ -174,7 +152,7 @@ TEST_F(Share_Failures, OfAFileBeyondTheLimitOfItsLengthHaveItsCode) {
     EXPECT_EQ(Child_Process([&] {
                   const rlimit limit{3, 3};
                   ::setrlimit(RLIMIT_FSIZE, &limit);
-                  return Copy_Error(Samba_Server::Path("file"));
+                  return Copy_Error();
               }).Wait(),
               223);
 }
@@ -190,15 +168,14 @@ TEST_F(Share_Failures, OfAFileThatIsLargerThanConfiguredComeBeforeItsContent) {
 TEST_F(Share_Failures, OfASilentServerComeInTime) {
     const Socket silent = Listen_On_Free_Port(16);
     Configure_Port(Port_Of(silent));
-    auto start = Clock::now();
-    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out);
-    EXPECT_LT(Clock::now() - start, In_Time);
-    start = Clock::now();
-    EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out);
-    EXPECT_LT(Clock::now() - start, In_Time);
+    for (const bool copies : {false, true}) {
+        const auto start = Clock::now();
+        EXPECT_EQ(copies ? Copy_Error() : Stat_Error(), Timed_Out);
+        EXPECT_LT(Clock::now() - start, In_Time);
+    }
     const Full_Port hole;
     Configure_Port(hole.Port());
-    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Timed_Out);
+    EXPECT_EQ(Stat_Error(), Timed_Out);
 }
 
 TEST_F(Share_Failures, OfAServerThatDiesInTheMiddleLeaveNoPartialCopy) {
@@ -215,13 +192,11 @@ TEST_F(Share_Failures, OfAServerThatDiesInTheMiddleLeaveNoPartialCopy) {
 }
 
 TEST_F(Share_Failures, OfAStaleConnectionAreNotSeen) {
-    Publish("landscape.xml", "<landscape/>");
-    EXPECT_EQ(Stat_Error(Samba_Server::Path("landscape.xml")), 0);
-
+    Publish("file", "content");
+    EXPECT_EQ(Stat_Error(), 0);
     server().Restart();
-
-    EXPECT_EQ(Copy_Error(Samba_Server::Path("landscape.xml")), 0);
-    EXPECT_EQ(Content_Of(target_folder / "copy"), "<landscape/>");
+    EXPECT_EQ(Copy_Error(), 0);
+    EXPECT_EQ(Content_Of(target_file), "content");
 }
 
 TEST_F(Share_Failures, AreNotDeclaredWhileASlowServerStillSends) {
@@ -232,9 +207,9 @@ TEST_F(Share_Failures, AreNotDeclaredWhileASlowServerStillSends) {
     Configure_Port(line.Port(), "Timeout = 4\n");
 
     const auto start = Clock::now();
-    EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), 0);
+    EXPECT_EQ(Copy_Error(), 0);
     EXPECT_GT(Clock::now() - start, 4500ms);
-    EXPECT_TRUE(Content_Of(target_folder / "copy") == content);
+    EXPECT_TRUE(Content_Of(target_file) == content);
 }
 
 TEST_F(Share_Failures, OfTheConfigurationAreExplainedOnce) {
@@ -242,34 +217,33 @@ TEST_F(Share_Failures, OfTheConfigurationAreExplainedOnce) {
     fs::permissions(home / "password", fs::perms(0644));
 
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Wrong_Configuration);
+    EXPECT_EQ(Stat_Error(), Wrong_Configuration);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "qelfilecache: no access to file shares: [Shares] PasswordFile = " + (home / "password").string() +
                   ": open to others; chmod 600 closes it\n");
 
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Wrong_Configuration);
+    EXPECT_EQ(Copy_Error(), Wrong_Configuration);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(Share_Failures, OfAMissingLibraryAreExplained) {
     Publish("file", "content");
     // The loader takes this for the library, which it is not.
-    fs::create_directory(home / "libraries");
-    std::ofstream(home / "libraries" / "libsmbclient.so.0").close();
+    const std::string library = directory.Write("libraries/libsmbclient.so.0", "");
     ::setenv("LD_LIBRARY_PATH", (home / "libraries").c_str(), 1);
     Configure_Server("Timeout = 9\n"); // no agent runs with these settings yet
 
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), Library_Not_Found);
-    EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Library_Not_Found);
+    EXPECT_EQ(Stat_Error(), Library_Not_Found);
+    EXPECT_EQ(Copy_Error(), Library_Not_Found);
     const std::string said = testing::internal::GetCapturedStderr();
     ::unsetenv("LD_LIBRARY_PATH");
 
     EXPECT_EQ(said, "qelfilecache: no access to file shares: "
                     "the SMB client library (package libsmbclient) cannot be loaded: " +
-                        (home / "libraries").string() + "/libsmbclient.so.0: file too short\n");
-    EXPECT_EQ(Stat_Error(Samba_Server::Path("file")), 0);
+                        library + ": file too short\n");
+    EXPECT_EQ(Stat_Error(), 0);
 }
 
 /// A share's server that cost time in vain. Whether it is asked shows in the connections that it gets.
@@ -280,13 +254,13 @@ protected:
         int error = 0;
         std::thread([&] { // asks nobody anyway
             std::int64_t time = 0;
-            error = IOSWrapper::Create()->Stat_File(path, time);
+            error = FrontEnd::OSWRAPI::IOSWrapper::Create()->Stat_File(path, time);
         })
             .join();
         return error;
     }
 
-    static bool Is_Remembered() { return !FrontEnd::Platform::Dead_Servers::Instance().m_Servers.empty(); }
+    static bool Is_Remembered() { return !Dead_Servers::Instance().m_Servers.empty(); }
 };
 
 TEST_F(Dead_Share_Server, IsNotAskedForAnyFileUntilItRespondsToSomebodyWhatever) {
@@ -296,7 +270,7 @@ TEST_F(Dead_Share_Server, IsNotAskedForAnyFileUntilItRespondsToSomebodyWhatever)
     EXPECT_EQ(Stat(Samba_Server::Path("other")), Timed_Out);
     server().Thaw();
     EXPECT_EQ(Stat(), Timed_Out) << "it has recovered, but is not asked";
-    std::thread([this] { EXPECT_EQ(Copy_Error(Samba_Server::Path("file")), Timed_Out); }).join();
+    std::thread([this] { EXPECT_EQ(Copy_Error(), Timed_Out); }).join();
     EXPECT_EQ(Stat("\\\\localhost\\share\\file"), 0) << "the same server's under another name";
     EXPECT_EQ(Stat_Error(Samba_Server::Path("other")), File_Not_Found) << "asked anyway";
     EXPECT_FALSE(Is_Remembered());

@@ -16,48 +16,37 @@ using FrontEnd::Util::FileSystem::Get_File_Attributes;
 using FrontEnd::Util::FileSystem::Path_Exists;
 using FrontEnd::Util::FileSystem::Read_File_Head;
 
-class Share_Files : public Share_Fixture {
-protected:
-    std::int64_t Time_Of(const std::string& name) {
-        std::int64_t time = 0;
-        EXPECT_EQ(os->Stat_File(Samba_Server::Path(name), time), 0) << name;
-        return time;
-    }
-    bool Copy(const std::string& source, const fs::path& target) {
-        return os->Copy_File(source.c_str(), target.c_str(), 1) != 0;
-    }
-};
+using Share_Files = Share_Fixture;
 
 TEST_F(Share_Files, ReportTheModificationTimeToTheInterval) {
-    const auto published = Publish("landscape.xml", "<landscape/>");
+    const auto published = Publish("file", "content");
     for (const std::int64_t time : {133497123451234567, 133497123451234567, 133497123451234566}) {
         Set_Modification_Time(published, time);
-        EXPECT_EQ(Time_Of("landscape.xml"), time);
+        std::int64_t reported = 0;
+        EXPECT_EQ(os->Stat_File(Samba_Server::Path("file"), reported), 0);
+        EXPECT_EQ(reported, time);
     }
 }
 
 TEST_F(Share_Files, AreCopiedByteForByte) {
     for (const std::size_t size : {0UL, 1UL, 65535UL, 65536UL, 65537UL, 30000000UL}) {
         const std::string content = Rubbish(size);
-        Publish("data.bin", content);
-        const auto target = target_folder / ("copy." + std::to_string(size));
-
-        ASSERT_TRUE(Copy(Samba_Server::Path("data.bin"), target)) << size;
-        EXPECT_TRUE(Content_Of(target) == content) << size;
+        Publish("file", content);
+        ASSERT_EQ(Copy_Error(), 0) << size;
+        EXPECT_TRUE(Content_Of(target_file) == content) << size;
+        fs::remove(target_file);
     }
 }
 
 TEST_F(Share_Files, ExistOrDoNot) {
-    Publish("landscape.xml", "<landscape/>");
+    Publish("file", "content");
     fs::create_directory(server().Files() / "folder");
-
-    EXPECT_TRUE(os->File_Exists(Samba_Server::Path("landscape.xml")));
-    EXPECT_FALSE(os->File_Exists(Samba_Server::Path("folder")));
-    EXPECT_FALSE(os->File_Exists(Samba_Server::Path("other.xml")));
-    EXPECT_FALSE(os->Directory_Exists(Samba_Server::Path("folder"))) << "no cache directory can be there";
-    EXPECT_TRUE(Path_Exists(Samba_Server::Path("folder")));
-    EXPECT_TRUE(Path_Exists(Samba_Server::Path("landscape.xml")));
-    EXPECT_FALSE(Path_Exists(Samba_Server::Path("other.xml")));
+    for (const auto& [name, exists, is_file] :
+         {std::tuple{"file", true, true}, {"folder", true, false}, {"other", false, false}}) {
+        EXPECT_EQ(Path_Exists(Samba_Server::Path(name)), exists) << name;
+        EXPECT_EQ(os->File_Exists(Samba_Server::Path(name)), is_file) << name;
+        EXPECT_FALSE(os->Directory_Exists(Samba_Server::Path(name))) << "no cache directory can be there";
+    }
 }
 
 TEST_F(Share_Files, HaveNamesWithBlanksPercentSignsAndLettersOfAllLanguages) {
@@ -70,37 +59,29 @@ TEST_F(Share_Files, HaveNamesWithBlanksPercentSignsAndLettersOfAllLanguages) {
                                             "trailing;port=1@host"};
     for (const std::string& name : names) {
         Publish(name, "content of " + name);
-
-        Time_Of(name);
-        ASSERT_TRUE(Copy(Samba_Server::Path(name), target_folder / "copy")) << name;
-        EXPECT_EQ(Content_Of(target_folder / "copy"), "content of " + name);
-        fs::remove(target_folder / "copy");
+        EXPECT_EQ(Stat_Error(Samba_Server::Path(name)), 0) << name;
+        ASSERT_EQ(Copy_Error(Samba_Server::Path(name)), 0) << name;
+        EXPECT_EQ(Content_Of(target_file), "content of " + name);
+        fs::remove(target_file);
     }
     Publish("a", "not asked for");
     Publish("A.xml", "not asked for");
     for (const char* const name : {"a?b", "a#b", "a%", "a\\..\\..\\a", "%61"}) {
-        EXPECT_FALSE(Copy(Samba_Server::Path(name), target_folder / "copy")) << name;
-        EXPECT_TRUE(fs::is_empty(target_folder));
+        EXPECT_NE(Copy_Error(Samba_Server::Path(name)), 0) << name;
     }
 }
 
 TEST_F(Share_Files, CarryTheReadOnlyAttributeToTheCopy) {
-    const auto published = Publish("fixed.xml", "fixed");
-    fs::permissions(published, fs::perms(0444));
-    Publish("open.xml", "open");
-
-    EXPECT_EQ(Get_File_Attributes(Samba_Server::Path("fixed.xml")) & Attribute_Read_Only, Attribute_Read_Only);
-    EXPECT_EQ(Get_File_Attributes(Samba_Server::Path("open.xml")) & Attribute_Read_Only, 0u);
-
-    const auto fixed_copy = target_folder / "fixed";
-    const auto open_copy = target_folder / "open";
-    ASSERT_TRUE(Copy(Samba_Server::Path("fixed.xml"), fixed_copy));
-    ASSERT_TRUE(Copy(Samba_Server::Path("open.xml"), open_copy));
-    EXPECT_EQ(fs::status(fixed_copy).permissions(), fs::perms(0400));
-    EXPECT_EQ(fs::status(open_copy).permissions(), fs::perms(0600));
-
-    EXPECT_TRUE(os->Delete_File(fixed_copy.string()));
-    EXPECT_FALSE(fs::exists(fixed_copy));
+    const auto published = Publish("file", "content");
+    for (const auto& [rights, attribute, of_copy] :
+         {std::tuple{0444, Attribute_Read_Only, 0400}, {0644, std::uint32_t{0}, 0600}}) {
+        fs::permissions(published, fs::perms(rights));
+        EXPECT_EQ(Get_File_Attributes(Samba_Server::Path("file")) & Attribute_Read_Only, attribute);
+        ASSERT_EQ(Copy_Error(), 0);
+        EXPECT_EQ(fs::status(target_file).permissions(), fs::perms(of_copy));
+        EXPECT_TRUE(os->Delete_File(target_file));
+        EXPECT_FALSE(fs::exists(target_file));
+    }
 }
 
 TEST_F(Share_Files, AreReadFromTheirBeginning) {
@@ -119,19 +100,16 @@ TEST_F(Share_Files, AreReadByManyThreadsAtOnce) {
         Publish(std::to_string(number), Rubbish(std::size_t{1000000} + static_cast<std::size_t>(number)));
     }
 
-    std::vector<int> copied(threads, 0);
     In_Threads(threads, [&](int number) {
+        const std::string name = std::to_string(number);
+        const std::string own_copy = target_folder / name;
         for (int round = 0; round < 5; ++round) {
-            const std::string name = std::to_string(number);
-            std::int64_t time = 0;
-            copied[static_cast<std::size_t>(number)] +=
-                os->Stat_File(Samba_Server::Path(name), time) == 0 &&
-                Copy(Samba_Server::Path(name), target_folder / name) &&
-                Content_Of(target_folder / name) == Content_Of(server().Files() / name) &&
-                os->Delete_File((target_folder / name).string());
+            EXPECT_EQ(Stat_Error(Samba_Server::Path(name)), 0);
+            EXPECT_NE(os->Copy_File(Samba_Server::Path(name).c_str(), own_copy.c_str(), 1), 0);
+            EXPECT_TRUE(Content_Of(own_copy) == Content_Of(server().Files() / name));
+            EXPECT_TRUE(os->Delete_File(own_copy));
         }
     });
-    EXPECT_THAT(copied, testing::Each(5));
 }
 
 } // namespace

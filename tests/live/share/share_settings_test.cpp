@@ -76,18 +76,17 @@ TEST_F(Share_Settings_Test, RefuseAPasswordFileThatOthersMayReadOrWrite) {
 }
 
 TEST_F(Share_Settings_Test, RefuseAPasswordFileThatIsNotOne) {
-    const auto refused = [this](const std::string& path) {
-        Configure("PasswordFile = " + path + "\n");
-        return Refusal();
-    };
-    EXPECT_THAT(refused((home / "missing").string()), EndsWith("missing: No such file or directory"));
-    EXPECT_THAT(refused(home.string()), EndsWith("not a regular file"));
-    EXPECT_THAT(refused("password"), EndsWith("not an absolute path"));
-    EXPECT_THAT(refused("/dev/null"), EndsWith("not a regular file"));
     ASSERT_EQ(::mkfifo((home / "pipe").c_str(), 0600), 0);
-    EXPECT_THAT(refused((home / "pipe").string()), EndsWith("not a regular file"));
     Private_File(std::string(256, 'x'));
-    EXPECT_THAT(Refusal(), EndsWith("its first line is too long"));
+    for (const auto& [path, refusal] : {std::pair{home / "missing", "missing: No such file or directory"},
+                                        {home, "not a regular file"},
+                                        {"password", "not an absolute path"},
+                                        {"/dev/null", "not a regular file"},
+                                        {home / "pipe", "not a regular file"},
+                                        {home / "password", "its first line is too long"}}) {
+        Configure("PasswordFile = " + path.string() + "\n");
+        EXPECT_THAT(Refusal(), EndsWith(refusal)) << path;
+    }
 }
 
 TEST_F(Share_Settings_Test, KeepUserAndPasswordFromOtherServersThanTheListed) {
@@ -108,20 +107,24 @@ TEST_F(Share_Settings_Test, KeepUserAndPasswordFromOtherServersThanTheListed) {
 }
 
 TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
-    for (const char* const line : {"Timeout = 0", "Timeout = -5", "Timeout = 3601", "Timeout = soon", "Timeout ="}) {
+    const std::string no_timeout = ": not a number from 1 to 3600";
+    const std::string no_port = ": not a number from 1 to 65535";
+    for (const auto& [line, fault] : {std::pair{"Timeout = 0", no_timeout},
+                                      {"Timeout = -5", no_timeout},
+                                      {"Timeout = 3601", no_timeout},
+                                      {"Timeout = soon", no_timeout},
+                                      {"Port = 0", no_port},
+                                      {"Port = 65536", no_port},
+                                      {"Port = smb", no_port},
+                                      {"Servers = fs1, fs2", ": not a name; each has a line of its own"},
+                                      {"Signing = yes", ": not \"required\""}}) {
         Configure(line);
-        EXPECT_THAT(Refusal(), EndsWith("not a number from 1 to 3600")) << line;
+        EXPECT_EQ(Refusal(), std::string("[Shares] ") + line + fault);
     }
-    for (const char* const port : {"0", "65536", "smb"}) {
-        Configure(std::string("Port = ") + port + "\n");
-        EXPECT_EQ(Refusal(), std::string("[Shares] Port = ") + port + ": not a number from 1 to 65535");
-    }
+    Configure("Timeout =");
+    EXPECT_EQ(Refusal(), "[Shares] Timeout is empty" + no_timeout);
     Configure("User = " + std::string(256, 'u') + "\n");
     EXPECT_EQ(Refusal(), "[Shares] User = " + std::string(200, 'u') + "...: too long");
-    Configure("Servers = fs1, fs2\n");
-    EXPECT_EQ(Refusal(), "[Shares] Servers = fs1, fs2: not a name; each has a line of its own");
-    Configure("Signing = yes\n");
-    EXPECT_EQ(Refusal(), "[Shares] Signing = yes: not \"required\"");
 }
 
 } // namespace
