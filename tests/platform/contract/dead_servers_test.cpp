@@ -55,11 +55,6 @@ protected:
     }
 };
 
-TEST_F(Dead_Servers, FailWithTheNumberOfTheAttempt) {
-    Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-    EXPECT_EQ(memory.Recall(host, "GET").value_or(Memory::Failure{}).error, Timed_Out);
-}
-
 TEST_F(Dead_Servers, AreThoseThatTheAttemptsShowed) {
     const std::map<std::string, Server> servers = {{"host", host},
                                                    {"port-81", {"http://server:81", ""}},
@@ -250,7 +245,9 @@ class Description_Of_A_Dead_Server : public Dead_Servers {
 protected:
     std::string Description() {
         Attempt_Ends(Attempt::Server_Unreached, host, 60s);
-        return memory.Recall(host, "GET").value_or(Memory::Failure{}).description;
+        const auto failure = memory.Recall(host, "GET").value_or(Memory::Failure{});
+        EXPECT_EQ(failure.error, Timed_Out);
+        return failure.description;
     }
 };
 

@@ -36,16 +36,13 @@ TEST_F(Trace_File, IsMadeOrStartsAfresh) {
     }
 }
 
-TEST_F(Trace_File, IsNeitherADirectoryNorInAMissingOne) {
+TEST_F(Trace_File, IsNeitherADirectoryNorInAMissingOneNorAFileWithASecondName) {
     scratch.Make_Directory("directory.trc");
-    EXPECT_FALSE(Writes("directory.trc"));
-    EXPECT_FALSE(Writes("missing/new.trc"));
-}
-
-TEST_F(Trace_File, IsNoFileWithASecondName) {
-    const std::string other = scratch.Write("precious", "content");
+    const std::string other = scratch.Write("precious");
     std::filesystem::create_hard_link(other, scratch / "link.trc");
-    EXPECT_FALSE(Writes("link.trc"));
+    for (const char* const name : {"directory.trc", "missing/new.trc", "link.trc"}) {
+        EXPECT_FALSE(Writes(name)) << name;
+    }
     EXPECT_EQ(Content_Of(other), "content");
 }
 

@@ -35,12 +35,7 @@ TEST(Posix_Directory_Mark, IsNotKeptByAForkedChild) {
         return 0;
     });
     mark.reset();
-    bool is_unmarked = Is_Unmarked(scratch.Path());
-    for (int attempt = 0; attempt < 2000 && !is_unmarked; ++attempt) { // until the child has begun
-        ::usleep(5000);
-        is_unmarked = Is_Unmarked(scratch.Path());
-    }
-    EXPECT_TRUE(is_unmarked);
+    EXPECT_TRUE(Wait_Until([&] { return Is_Unmarked(scratch.Path()); })) << "once the child has begun";
 }
 
 TEST(Posix_Directory_Mark, StaysWithTheParentOfAForkedChildWhichSeesIt) {

@@ -33,20 +33,16 @@ TEST_F(Posix_Trace_File, IsForTheUserAloneAndNotHandedToChildProcesses) {
     }
 }
 
-TEST_F(Posix_Trace_File, FollowsNoLink) {
-    const std::string precious = scratch.Write("precious", "content");
-    ASSERT_EQ(::symlink(precious.c_str(), (scratch / "link.trc").c_str()), 0);
-    EXPECT_FALSE(Open("link.trc"));
-    EXPECT_EQ(Content_Of(precious), "content");
-
-    ASSERT_EQ(::symlink((scratch / "made").c_str(), (scratch / "dangling.trc").c_str()), 0);
-    EXPECT_FALSE(Open("dangling.trc"));
-    EXPECT_FALSE(std::filesystem::exists(scratch / "made"));
-}
-
-TEST_F(Posix_Trace_File, WaitsForNoReaderOfAPipe) {
+TEST_F(Posix_Trace_File, FollowsNoLinkAndWaitsForNoReaderOfAPipe) {
+    const std::string precious = scratch.Write("precious");
+    std::filesystem::create_symlink(precious, scratch / "link.trc");
+    std::filesystem::create_symlink(scratch / "made", scratch / "dangling.trc");
     ASSERT_EQ(::mkfifo((scratch / "pipe.trc").c_str(), 0600), 0);
-    EXPECT_FALSE(Open("pipe.trc"));
+    for (const char* const name : {"link.trc", "dangling.trc", "pipe.trc"}) {
+        EXPECT_FALSE(Open(name)) << name;
+    }
+    EXPECT_EQ(Content_Of(precious), "content");
+    EXPECT_FALSE(std::filesystem::exists(scratch / "made"));
 
     const int reader = ::open((scratch / "pipe.trc").c_str(), O_RDONLY | O_NONBLOCK);
     EXPECT_FALSE(Open("pipe.trc"));
