@@ -160,8 +160,7 @@ std::string Outcomes_Text(const Overview& overview) {
 
 std::vector<std::string> Remarks(const Trace& trace, const Overview& overview) {
     std::vector<std::string> remarks;
-    if (std::any_of(trace.outside.begin(), trace.outside.end(),
-                    [&](const Thread_Records& thread) { return !trace.runs[thread.run].has_entries; })) {
+    if (Has_Messages_Without_Calls(trace)) {
         remarks.emplace_back(
             "A trace of level 1 to 3 does not record where calls begin and end, so there are no calls to "
             "show for it, only its messages by thread. Trace with level 4 or 5 to see each call.");

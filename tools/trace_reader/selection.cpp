@@ -48,6 +48,11 @@ void Keep(Trace& trace, const Call_Filter& filter) {
     trace.outside.clear();
 }
 
+bool Has_Messages_Without_Calls(const Trace& trace) {
+    return std::ranges::any_of(trace.outside,
+                               [&](const Thread_Records& thread) { return !trace.runs[thread.run].has_entries; });
+}
+
 std::optional<Local_Time> Time_In(std::string text, const Trace& trace) {
     constexpr std::size_t day = 10; // characters
     constexpr std::size_t minute = 16;

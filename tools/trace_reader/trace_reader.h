@@ -206,6 +206,9 @@ struct Call_Filter {
 /// Leaves the wanted calls, and what stands outside of calls only where nothing is filtered.
 void Keep(Trace& trace, const Call_Filter& filter);
 
+/// True when it has messages of level 1 to 3, which does not record where calls begin and end.
+bool Has_Messages_Without_Calls(const Trace& trace);
+
 /// The time in "2026-11-21 10:20:16" or less of it; "10:20" is of the day of the last call, else of today. None when it
 /// is no such text.
 std::optional<Local_Time> Time_In(std::string text, const Trace& trace);

@@ -160,7 +160,11 @@ Messages outside of calls
   line 8: note in Process_Inet_URL_By_WinInet: CertErrorHandlingMode: 'Default'.
     the second attempt accepts no certificate error
 """)
+        for option in (["--failed"], ["--summary"], ["--url", "a"], ["--since", "10:00"]):
+            self.run_tool(*option, file)
+            self.assertIn("note: a trace of level 1 to 3 has no requests to select or count; without", self.err, option)
         report = json.loads(self.run_tool("--json", file))
+        self.assertEqual(self.err, "")
         self.assertEqual([message["line"] for message in report["messages"]], [7, 9, 8])
         self.assertEqual(report["messages"][1], {
             "severity": "error", "method": "Get_Cached_File_and_Status", "message": MISSING_FILE, "line": 9,
@@ -225,6 +229,7 @@ Messages outside of calls
             self.assertEqual([call["number"] for call in calls], wanted, arguments)
         out = self.run_tool("--summary", "--failed", file)
         self.assertTrue(out.startswith("2       http://s  failed: the server responded to the download with status 404"), out)
+        self.assertEqual(self.err, "")
 
     def test_a_selection_says_what_it_cannot_do(self):
         file = self.write("a.trc", Trace().failed("http://s/last"))

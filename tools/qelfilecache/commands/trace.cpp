@@ -138,6 +138,10 @@ Call_Filter Filter_Of(const Trace_Options& options, const Trace& trace) {
             Write_Message("note: the trace has no times, so --since leaves nothing; a trace of level 5 has times");
         }
     }
+    if ((filter.Is_Set() || options.summary) && Has_Messages_Without_Calls(trace)) {
+        Write_Message("note: a trace of level 1 to 3 has no requests to select or count; without the option, 'trace' "
+                      "shows its messages");
+    }
     return filter;
 }
 
