@@ -153,6 +153,7 @@ private:
         for (std::size_t place = 0; place < listed; ++place) {
             const Thread_Records& thread = m_Trace.outside[place];
             m_Page << "<details open class=\"call" << Weight_Class(thread.worst) << "\" id=\"t" << place + 1
+                   << "\" data-messages=\"" << Messages_In(thread)
                    << "\"><summary><span class=\"n\"></span><span class=\"t\">thread " << thread.thread
                    << "</span><span class=\"o\"></span><span class=\"s\">"
                    << Html_Text(m_Trace.files[m_Trace.runs[thread.run].file].name, longest_subject)

@@ -68,6 +68,11 @@ std::string Formatted_Time(std::time_t time, const char* format) {
 
 } // namespace
 
+std::size_t Messages_In(const Thread_Records& thread) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(thread.records, [](const Record* record) { return record->severity > Severity::Data; }));
+}
+
 Overview Make_Overview(const Trace& trace) {
     Overview overview;
     for (const Call& call : trace.calls) {
@@ -97,9 +102,7 @@ Overview Make_Overview(const Trace& trace) {
     }
     overview.processes = processes.size();
     for (const Thread_Records& thread : trace.outside) {
-        overview.messages_outside += static_cast<std::size_t>(
-            std::count_if(thread.records.begin(), thread.records.end(),
-                          [](const Record* record) { return record->severity > Severity::Data; }));
+        overview.messages_outside += Messages_In(thread);
     }
     Name_Lanes(trace, overview.lanes);
     return overview;

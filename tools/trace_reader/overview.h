@@ -39,6 +39,9 @@ struct Overview {
     std::size_t Lane_Of(const Call& call) const { return lane_of_thread.at({call.run, call.thread}); }
 };
 
+/// How many errors, warnings and notes they hold.
+std::size_t Messages_In(const Thread_Records& thread);
+
 Overview Make_Overview(const Trace& trace);
 
 /// "2026-11-21"

@@ -117,10 +117,13 @@ class TracePage(unittest.TestCase):
         self.assertEqual(self.page.run(SHOWN), ["c1", "c6"])
         self.assertEqual(self.page.run("document.querySelector('output').textContent"), "2 of 6")
         self.assertFalse(self.page.run("document.querySelector('#c2').closest('section').checkVisibility()"))
+        counts = "[...document.querySelectorAll('.calls small')].map(count => count.textContent)"
+        self.assertEqual(self.page.run(counts), ["0", "2"])
         self.assertEqual(self.page.run("location.hash"), "#search=ALPHA")
         self.assertEqual(self.page.run("document.querySelectorAll('.lane a.off').length"), 4)
         self.page.press("Escape")
         self.assertEqual(len(self.page.run(SHOWN)), 6)
+        self.assertEqual(self.page.run(counts), ["2", "4"])
 
     def test_the_address_may_hold_what_to_search_for(self):
         self.page.open(self.page_file, "#search=" + "%22status%20404%22%20beta")
@@ -202,13 +205,17 @@ class TracePage(unittest.TestCase):
         self.assertTrue(base64.b64decode(self.page.do("Page.printToPDF")["data"]).startswith(b"%PDF"))
 
     def test_messages_outside_of_calls_stand_by_thread_with_their_meaning(self):
-        trace = Trace(level="Error ").error("Get_Cached_File_and_Status",
-                                            "Previously cached local file does not exist '/<i>'.")
+        trace = Trace(level="Error ")
+        for trace.thread, name in ((4711, "<i>"), (4711, "b"), (4712, "c")):
+            trace.error("Get_Cached_File_and_Status", f"Previously cached local file does not exist '/{name}'.")
         self.page.open(self.make_page("outside.html", {"qelfilecache_4711.trc": trace}))
-        self.assertEqual(self.page.run(SHOWN), ["t1"])
+        self.assertEqual(self.page.run(SHOWN), ["t1", "t2"])
         self.assertIn("the local file '/<i>' does not exist", self.page.run("document.querySelector('#t1 em').innerText"))
         self.assertIn("there are no calls to show", self.page.run("document.querySelector('.remarks').innerText"))
-        self.assertEqual(self.page.run("document.title"), "Trace: 1 message")
+        self.assertEqual(self.page.run("document.title"), "Trace: 3 messages")
+        self.page.run("location.hash = '#search=/b'")
+        self.page.run("new Promise(done => setTimeout(done, 100))")
+        self.assertEqual(self.page.run("document.querySelector('.calls small').textContent"), "2")
         ratio, element = self.page.run(CONTRAST)
         self.assertGreaterEqual(ratio, 4.5, element)
 

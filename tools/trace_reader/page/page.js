@@ -37,7 +37,12 @@
       }
     });
     for (const section of document.querySelectorAll("section.calls")) {
-      section.hidden = !section.querySelector("details.call:not([hidden])");
+      const found = Array.from(section.querySelectorAll("details.call:not([hidden])"));
+      section.hidden = !found.length;
+      const count = section.querySelector("h2 small");
+      count.dataset.count ??= count.textContent;
+      count.textContent = words.length || outcome
+        ? found.reduce((sum, call) => sum + Number(call.dataset.messages ?? 1), 0) : count.dataset.count;
     }
     nothing.hidden = shown > 0 || calls.length === 0;
     for (const tile of tiles) {
