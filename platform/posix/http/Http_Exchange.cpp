@@ -199,9 +199,7 @@ private:
     void On_Handshake(SSL_CTX* context) {
         Enter(Step::Handshake);
         // An HTTPS proxy has a TLS connection of its own. Its end says nothing of the server's.
-        const bool is_proxys = Util::Equals_Ignoring_Case(m_Proxy.substr(0, 6), "https:") &&
-                               m_Connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) / 100 != 2;
-        if (is_proxys) {
+        if (Is_With_Proxy(m_Proxy, m_Connection)) {
             Watch_Handshake(context, m_Connection.Tls().is_in_proxys_handshake);
         } else {
             Watch_Close_Notify(context, m_Connection.Tls().is_closed);

@@ -11,6 +11,7 @@
 
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Proxy.h"
+#include "util/Ascii.h"
 #include "util/Error_Meaning.h"
 #include "util/Http_Status.h"
 
@@ -85,6 +86,12 @@ std::string Proxy_Name(std::string_view proxy) {
     return "proxy " + Host_And_Port(proxy);
 }
 
+/// In the texts, where either may have failed.
+std::string Proxy_Or_Server(std::string_view proxy, const Http_Url& url) {
+    const std::string server = "server " + url.Server();
+    return proxy.empty() ? server : Proxy_Name(proxy) + ", or the " + server + " behind it,";
+}
+
 /// Who failed, in the texts. Up to the connection that is the proxy, where there is one; a connection that ends or
 /// stays silent later leaves open which of the two it was.
 std::string Subject(const Http_Url& url, const Connection& connection, CURLcode result, Exchange_Step step) {
@@ -94,17 +101,22 @@ std::string Subject(const Http_Url& url, const Connection& connection, CURLcode 
                            (result == CURLE_OPERATION_TIMEDOUT && step <= Exchange_Step::Connection);
     const bool may_be_proxys = result == CURLE_OPERATION_TIMEDOUT || result == CURLE_GOT_NOTHING ||
                                result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR || result == CURLE_PARTIAL_FILE;
-    const std::string server = "server " + url.Server();
-    if (proxy.empty() || (!is_proxys && !may_be_proxys)) {
-        return server;
+    if (is_proxys && !proxy.empty()) {
+        return Proxy_Name(proxy);
     }
-    return Proxy_Name(proxy) + (is_proxys ? "" : ", or the " + server + " behind it,");
+    return Proxy_Or_Server(may_be_proxys ? proxy : "", url);
 }
 
 } // namespace
 
+bool Is_With_Proxy(std::string_view proxy, const Connection& connection) {
+    return Util::Equals_Ignoring_Case(proxy.substr(0, 6), "https:") &&
+           connection.Info<long>(CURLINFO_HTTP_CONNECTCODE) / 100 != 2;
+}
+
 Http_Failure Exchange_Failure(const Http_Url& url, std::uint32_t error, std::string_view detail) {
-    return {error, Util::Sentences_On_Error(error, "server " + url.Server(), detail)};
+    const auto proxy = url.Is_Https() || error != Error_Http_Invalid_Server_Response ? "" : Proxy_For(url);
+    return {error, Util::Sentences_On_Error(error, Proxy_Or_Server(proxy, url), detail)};
 }
 
 Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection, Exchange_Step step, CURLcode result,
@@ -112,10 +124,15 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
     const auto proxy_status = connection.Info<long>(CURLINFO_HTTP_CONNECTCODE);
     const bool is_revoked = connection.Tls().is_certificate_revoked;
     if (is_revoked || result == CURLE_PEER_FAILED_VERIFICATION) {
-        const long fault = is_revoked ? X509_V_ERR_CERT_REVOKED : connection.Info<long>(CURLINFO_SSL_VERIFYRESULT);
+        const auto proxy = Proxy_For(url);
+        const bool is_proxys = Is_With_Proxy(proxy, connection);
+        const auto result_of_check = is_proxys ? CURLINFO_PROXY_SSL_VERIFYRESULT : CURLINFO_SSL_VERIFYRESULT;
+        const long fault = is_revoked ? X509_V_ERR_CERT_REVOKED : connection.Info<long>(result_of_check);
         const bool is_openssls = fault != X509_V_OK && fault != X509_V_ERR_UNSPECIFIED;
-        return Exchange_Failure(url, Find(certificate_failures, fault).error,
-                                is_openssls ? std::string(" (") + X509_verify_cert_error_string(fault) + ")" : "");
+        const auto error = Find(certificate_failures, fault).error;
+        return {error, Util::Sentences_On_Error(
+                           error, is_proxys ? Proxy_Name(proxy) : "server " + url.Server(),
+                           is_openssls ? std::string(" (") + X509_verify_cert_error_string(fault) + ")" : "")};
     }
     if (result == CURLE_OPERATION_TIMEDOUT) {
         return {Error_Internet_Timeout,
@@ -153,6 +170,9 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
         detail = cause != 0 ? ": " + std::generic_category().message(cause) : detail;
     } else if (error == Error_Internet_Internal_Error) {
         detail = std::string(": ") + curl_easy_strerror(result);
+    }
+    if (error == Error_Http_Invalid_Server_Response) {
+        return Exchange_Failure(url, error, detail);
     }
     return {error, Util::Sentences_On_Error(error, Subject(url, connection, result, step), detail)};
 }

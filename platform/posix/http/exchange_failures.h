@@ -8,6 +8,9 @@ namespace QEL::FrontEnd::Platform {
 /// What an exchange waits for.
 enum class Exchange_Step { Name, Connection, Handshake, Request, Headers, Body };
 
+/// Whether a TLS connection that begins or ends now is the one with an HTTPS proxy, not the server's behind it.
+bool Is_With_Proxy(std::string_view proxy, const Connection& connection);
+
 /// A failure with the text for its number.
 /// @param detail what is known besides, such as ": Connection refused".
 Http_Failure Exchange_Failure(const Http_Url& url, std::uint32_t error, std::string_view detail);

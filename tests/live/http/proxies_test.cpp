@@ -5,6 +5,8 @@
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Proxy.h"
 #include "tests/live/http/Http_Result.h"
+#include "tests/support/Certificates.h"
+#include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"
 #include "tests/support/Web_Server.h"
 
@@ -101,15 +103,45 @@ TEST_F(Proxy, ThatDoesNotExistIsReported) {
 }
 
 TEST_F(Proxy, OrTheServerBehindItIsNamedWhereEitherMayHaveFailed) {
-    const std::pair<Web_Server::Behaviour, const char*> proxies[] = {
-        {[](Server_Connection&) {}, "ended the connection before its response was complete"},
-        {[](Server_Connection& client) { client.Wait_For_Client_To_Go(); }, "did not respond in time"}};
-    for (const auto& [behaviour, failure] : proxies) {
+    const auto send = [](const char* response) {
+        return [response](Server_Connection& client) {
+            client.Read_Request();
+            client.Send(response);
+        };
+    };
+    const std::tuple<Web_Server::Behaviour, const char*, const char*> proxies[] = {
+        {[](Server_Connection&) {}, "The ", "ended the connection before its response was complete"},
+        {[](Server_Connection& client) { client.Wait_For_Client_To_Go(); }, "The ", "did not respond in time"},
+        {send("hello\r\n\r\n"), "The response of the ", "is not valid HTTP"},
+        {send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab"), "The response of the ",
+         "is not valid HTTP"}};
+    for (const auto& [behaviour, whose, failure] : proxies) {
         const Web_Server server(behaviour);
         const Environment_Variable proxy("http_proxy", server.Url("").c_str());
         EXPECT_THAT(Get("http://behind.invalid/file.xml", Short_Receive).description,
-                    StartsWith("The proxy " + server.Url("").substr(std::string("http://").size()) +
+                    StartsWith(whose + ("proxy " + server.Url("").substr(std::string("http://").size())) +
                                ", or the server behind.invalid (port 80) behind it, " + failure));
+    }
+}
+
+TEST_F(Proxy, IsNamedWhenItsCertificateIsNotValid) {
+    const Scratch_Directory directory;
+    const Certificate_Authority authority(directory.Path(), "authority");
+    const Environment_Variable trusted("SSL_CERT_FILE", authority.File().c_str());
+    const std::tuple<Server_Certificate, std::uint32_t, const char*> certificates[] = {
+        {authority.Issue("other", {.name = "other.test"}), Error_Internet_Cert_Name_Invalid, " was issued for another"},
+        {authority.Self_Signed("itself", {}), Error_Internet_Invalid_Authority, " comes from an authority that this"}};
+    for (const auto& [certificate, error, fault] : certificates) {
+        const Web_Server server([](Server_Connection&) {}, certificate);
+        const std::string proxy = server.Url("");
+        const Environment_Variable http_proxy("http_proxy", proxy.c_str());
+        const Environment_Variable https_proxy("https_proxy", proxy.c_str());
+        for (const char* const url : {"http://behind.invalid/file.xml", "https://behind.invalid/file.xml"}) {
+            const auto outcome = Get(url);
+            EXPECT_EQ(outcome.Error(), error) << url;
+            EXPECT_THAT(outcome.description, StartsWith("The certificate of the proxy " +
+                                                        proxy.substr(std::string("https://").size()) + fault));
+        }
     }
 }
 
