@@ -29,7 +29,7 @@ protected:
 TEST_F(Explain, SaysWhatComesNextAndAsksTheServerForACheckAlone) {
     EXPECT_EQ(Verdict(Explain_Url(m_Url)),
               "would be served from a new copy, if the server delivers the file; otherwise not at all.\n");
-    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy.\n");
+    EXPECT_EQ(Verdict(Check_Url(m_Url)), "would be served from a new copy, unless the download fails.\n");
     Tool_Result result = Check_Url(m_Server.Url("/missing.xml"));
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.out, HasSubstr("status 404 (not found). Check the address, "));
@@ -114,8 +114,10 @@ TEST_F(Explain, SaysThatTheSameDateHidesOtherContent) {
     m_Server.Publish("/a.xml", "<longer/>", Monday);
     const Tool_Result result = Check_Url(m_Url);
     EXPECT_EQ(result.exit_status, 3);
-    EXPECT_THAT(result.out, HasSubstr("'. Last-Modified is the same; the cache compares nothing else. But the server's "
-                                      "file has 9 bytes and the copy 4: publish the file with a new time of change."));
+    EXPECT_THAT(result.out,
+                HasSubstr("'. Last-Modified is the same; the cache compares nothing else. But the server's "
+                          "file has 9 bytes and the copy 4: publish the file with a new time of change. If only this "
+                          "machine's copy is damaged, 'qelfilecache clear REQUEST' helps."));
     EXPECT_THAT(Verdict(result),
                 EndsWith("; Last-Modified is the same; but its length differs, so the copy is out of date.\n"));
     EXPECT_EQ(Run_On_Cache({"explain", "--check", m_Url, "missing.xml"}).exit_status, 1);
@@ -131,11 +133,14 @@ TEST_F(Explain, SaysWhatTheServerReallySaid) {
         {"200 OK\r\nContent-Type: Text/HTML\r\nContent-Length: 9\r\nAge: 7\r\nVia: 1.1 near\r\n",
          "The response has the Content-Type 'Text/HTML' and 9 B. An HTTP cache has had it for 7 seconds (Age). It came "
          "through '1.1 near' (Via). But that is a page (HTML) in place of an XML file.",
-         "would be served from a new copy; but that is a page (HTML) in place of an XML file.\n"},
+         "would be served from a new copy, unless the download fails; but that is a page (HTML) in place of an XML "
+         "file.\n"},
         {"204 No Content\r\n", "status 204 (no content: the response holds no file). Check the address",
-         "from a new copy; but the server responds with status 204 (no content: the response holds no file).\n"},
+         "from a new copy, unless the download fails; but the server responds with status 204 (no content: the "
+         "response holds no file).\n"},
         {"206 Partial Content\r\nContent-Length: 0\r\n", "status 206 (a part of the file, not the file). Read the log",
-         "from a new copy; but the server responds with status 206 (a part of the file, not the file).\n"}};
+         "from a new copy, unless the download fails; but the server responds with status 206 (a part of the file, not "
+         "the file).\n"}};
     for (const auto& [response, step, verdict] : responses) {
         m_Server.Respond_With(std::string("HTTP/1.1 ") + response + "\r\n");
         const Tool_Result result = Check_Url(m_Server.Url("/A.XML?x=1"));
@@ -186,8 +191,9 @@ TEST_F(Explain, WarnsWhereTheServerDoesNotSayTheSameEachTime) {
                                           step +
                                           "Behind a load balancer, publish the same file with the same time of "
                                           "change on every server.\n"));
-        EXPECT_EQ(Verdict(result),
-                  "would be served from a new copy. But the server does not say the same each time" + consequence);
+        EXPECT_EQ(Verdict(result), "would be served from a new copy, unless the download fails. But the server does "
+                                   "not say the same each time" +
+                                       consequence);
         const json report = json::parse(Run_On_Cache({"explain", "--check", "--json", url}).out)[0];
         EXPECT_EQ(report["remote"]["differs"], true);
         EXPECT_EQ(report["expected"], expected);
@@ -358,7 +364,7 @@ TEST_F(Explain, OfACopysOwnPathExplainsItsAddress) {
     Fetch();
     fs::create_directory_symlink(m_Cache, m_Folder / "link");
     const std::string name = fs::path(m_Copy).filename().string();
-    for (const std::string& path : {m_Copy, "cache/" + name, "./config/../cache/" + name, "link/" + name}) {
+    for (const std::string& path : {m_Copy, "cache/" + name, "./config/../cache/" + name, "link/" + name, name}) {
         const Tool_Result result = Explain_Url(path);
         EXPECT_THAT(result.out, StartsWith(path + "\n  1. '" + path + "' is the cache's own copy of '" + m_Url +
                                            "'. What follows is about that address.\n  2. It is a web address"));
@@ -527,7 +533,7 @@ TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
             Run_On_Cache({"explain", "--check", url}, {{"SSL_CERT_FILE", authority.File().string()}});
         EXPECT_THAT(result.out, AllOf(HasSubstr(handling), HasSubstr(second)));
         EXPECT_THAT(Verdict(result), EndsWith(verdict));
-        EXPECT_EQ(result.exit_status, verdict.ends_with("copy.\n") ? 0 : 1);
+        EXPECT_EQ(result.exit_status, verdict.ends_with("fails.\n") ? 0 : 1);
         return result.out;
     };
     const std::string expired = " has expired or is not yet valid (certificate has expired; error 12037).\n";
@@ -538,7 +544,8 @@ TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
            "There is no second attempt: the configuration does not allow one.", expired);
     expect("CertErrorHandlingMode = 1\nCertErrorWhiteList = " + url + "\n",
            "it is accepted all the same: mode 1, and the address is on the white list",
-           "A second attempt ignored the certificate error and succeeded.", "would be served from a new copy.\n");
+           "A second attempt ignored the certificate error and succeeded.",
+           "would be served from a new copy, unless the download fails.\n");
 }
 
 } // namespace

@@ -263,7 +263,8 @@ TEST(Explanation, OfAShareComparesLengthsToo) {
     EXPECT_TRUE(Is_Out_Of_Date(explained));
     EXPECT_THAT(Steps(explained), HasSubstr("The time of change is the same; the cache compares nothing else. But the "
                                             "share's file has 9 bytes and the copy 4: publish "
-                                            "the file with a new time of change."));
+                                            "the file with a new time of change. If only this "
+                                            "machine's copy is damaged, 'qelfilecache clear REQUEST' helps."));
     EXPECT_EQ(Explain(explained).verdict, "would be served from the copy: the time of change is the same; but its "
                                           "length differs, so the copy is out of date.");
 }

@@ -188,8 +188,11 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
         const auto path = Plain_Path(request);
+        std::error_code ignored;
+        const bool is_as_listed = Host::To_Path(request) == path.filename() && !std::filesystem::exists(path, ignored);
         const auto own = std::ranges::find_if(entries, [&](const auto& entry) {
-            return Host::To_Path(entry.copy).filename() == path.filename() && Plain_Path(entry.copy) == path;
+            return Host::To_Path(entry.copy).filename() == path.filename() &&
+                   (is_as_listed || Plain_Path(entry.copy) == path);
         });
         Explained_Request explained =
             Look_Into(*opened.cache, own == entries.end() ? request : own->url, configured, options);

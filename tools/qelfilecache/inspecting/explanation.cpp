@@ -91,11 +91,13 @@ std::string Comparison_Text(const Explained_Request& explained) {
         return text + ". The copy is of another version: it is out of date.";
     }
     return text + ". " + Util::Sentence(explained.What_Is_The_Same() + "; the cache compares nothing else") +
-           (Differs_In_Length_Alone(explained)
-                ? std::string(" But ") + explained.Other_Side() + "'s file has " +
-                      std::to_string(*explained.details.content_length) + " bytes and the copy " +
-                      std::to_string(*explained.copy_length) + ": publish the file with a new time of change."
-                : "");
+           (Differs_In_Length_Alone(explained) ? std::string(" But ") + explained.Other_Side() + "'s file has " +
+                                                     std::to_string(*explained.details.content_length) +
+                                                     " bytes and the copy " + std::to_string(*explained.copy_length) +
+                                                     ": publish the file with a new time of change. If only this "
+                                                     "machine's copy is damaged, 'qelfilecache "
+                                                     "clear REQUEST' helps."
+                                               : "");
 }
 
 /// The address without its fragment, with a path, and with the characters that stand behind "%".

@@ -90,7 +90,8 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
         return "would be served from a new copy, if " + other_side + " delivers the file; otherwise not at all.";
     }
     if (explained.remote->answered) {
-        return "would be served from a new copy" + Reservation(explained);
+        return std::string("would be served from a new copy") +
+               (explained.Is_Share() ? "" : ", unless the download fails") + Reservation(explained);
     }
     if (Could_Not_Ask(*explained.remote)) {
         return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and " +
