@@ -34,8 +34,9 @@ bool Belongs_To_Another_User(const fs::path& directory) {
     return Host::Belongs_To_Another_User(Host::Resolved(directory));
 }
 
-bool Is_Run_Of_The_Tool(const Marking_Process& process) {
-    return fs::path(process.program).stem() == "qelfilecache";
+/// Another run of the tool, or a process that has ended since it was found, so that its name is unknown.
+bool Ends_By_Itself(const Marking_Process& process) {
+    return process.program.empty() || fs::path(process.program).stem() == "qelfilecache";
 }
 
 std::string Names_Of(const std::vector<Marking_Process>& processes) {
@@ -80,7 +81,7 @@ std::unique_ptr<Directory_Mark> Take_Directory(const fs::path& directory, const 
         if (force || others.empty()) {
             return mark;
         }
-        if (!std::all_of(others.begin(), others.end(), Is_Run_Of_The_Tool) ||
+        if (!std::all_of(others.begin(), others.end(), Ends_By_Itself) ||
             std::chrono::steady_clock::now() >= begin + longest_wait) {
             throw Usage_Error(subject + " is in use by " + Names_Of(others) +
                               "\n  Next: end that program, name another directory, or repeat with --force.");
