@@ -26,6 +26,7 @@
 #include <initializer_list>
 #include <iostream>
 #include <iterator>
+#include <latch>
 #include <limits>
 #include <list>
 #include <map>

@@ -169,9 +169,11 @@ void Web_Server::Listen(int receive_buffer) {
     m_Port = Port_Of(m_Listener);
     listen(m_Listener.Get(), 64);
     m_Acceptor = std::thread(&Web_Server::Accept, this);
+    m_Has_Started.wait();
 }
 
 void Web_Server::Accept() {
+    m_Has_Started.count_down();
     for (;;) {
         Socket socket(accept4(m_Listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
         const std::lock_guard lock(m_Mutex);

@@ -134,6 +134,7 @@ private:
     bool m_Is_Ending = false;
     std::list<Server_Connection> m_Open_Connections;
     std::list<std::thread> m_Threads;
+    std::latch m_Has_Started{1}; ///< awaited: a thread that starts allocates, which locks a child forked meanwhile
     std::thread m_Acceptor;
 };
 

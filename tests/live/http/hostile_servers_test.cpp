@@ -26,6 +26,11 @@ long Memory_In_KB(const std::string& line_name) {
     return -1;
 }
 
+/// A client that meets the end of a connection late finds it reset.
+std::string Reset_Or_Closed(const std::string& description) {
+    return std::regex_replace(description, std::regex(": Connection reset by peer"), "");
+}
+
 /// A scheme, a method, a server.
 class Hostile_Http_Server : public TestWithParam<std::tuple<std::string, std::string, Hostile_Server>> {};
 
@@ -58,7 +63,7 @@ TEST_P(Hostile_Http_Server, EndsTheRequestAsDocumented) {
         EXPECT_EQ(second.SendWinInetRequest(FrontEnd::Util::HttpWinInet::Http_Get, url.c_str(), nullptr, 0),
                   outcome.status + error);
         EXPECT_EQ(second.GetError(), error);
-        EXPECT_EQ(second.GetErrorDescription(), outcome.description);
+        EXPECT_EQ(Reset_Or_Closed(second.GetErrorDescription()), Reset_Or_Closed(outcome.description));
         EXPECT_EQ(second.GetResponseBody(), outcome.body);
         EXPECT_EQ(second.GetResponseHeader("Last-Modified"), outcome.last_modified);
     }
