@@ -215,10 +215,13 @@ TEST_F(Dead_Server, LivesAgainWithAResponse) {
 }
 
 TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
+    auto now = std::chrono::steady_clock::now();
+    const auto clock = std::exchange(Dead_Servers::Instance().m_Clock, [&now] { return now; });
     std::string proxy;
     int sent = 0;
     const auto exchange = [&](const auto&, const auto&, auto, auto&) {
         ++sent;
+        now += 1ms;
         return Http_Failure{Error_Internet_Timeout, {}, Attempt::Silent};
     };
     const auto is_sent = [&](const char* url, const char* client = "one ") {
@@ -239,6 +242,7 @@ TEST_F(Dead_Server, HasAKeyOfClientOriginAndProxy) {
         EXPECT_TRUE(is_sent("http://[2001:db8::1]/file")) << other;
         EXPECT_FALSE(is_sent("http://[2001:db8::1]/file")) << other;
     }
+    Dead_Servers::Instance().m_Clock = clock;
 }
 
 class Dead_Proxy : public Dead_Server, public testing::WithParamInterface<const char*> {
