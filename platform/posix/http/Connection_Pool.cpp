@@ -35,7 +35,6 @@ std::unique_ptr<Connection> Connection::Create() {
 }
 
 bool Connection::Begin_Exchange() {
-    m_Tls = {};
     m_Easy.reset(curl_easy_init());
     if (m_Easy == nullptr) {
         return false;

@@ -198,6 +198,7 @@ private:
 
     void On_Handshake(SSL_CTX* context) {
         Enter(Step::Handshake);
+        m_Connection.Tls() = {}; // libcurl may just have read a close_notify of the connection that this one replaces
         // An HTTPS proxy has a TLS connection of its own. Its end says nothing of the server's.
         if (Is_With_Proxy(m_Proxy, m_Connection)) {
             Watch_Handshake(context, m_Connection.Tls().is_in_proxys_handshake);

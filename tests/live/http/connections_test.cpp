@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <dlfcn.h>
+#include <sys/socket.h>
+
 #include "platform/common/WinInet_Error.h"
 #include "platform/posix/http/Connection_Pool.h"
 #include "platform/posix/system/Write_Signal_Guard.h"
@@ -14,6 +17,25 @@
 #include "util/HttpClient.h"
 
 // Requests have objects of their own; the connections outlive them.
+
+namespace {
+
+thread_local int t_connect_error = 0; // 0: none
+thread_local bool t_has_memory = true;
+
+} // namespace
+
+// In the places of the system's and libcurl's.
+extern "C" __attribute__((visibility("default"))) int connect(int socket, const sockaddr* address, socklen_t length) {
+    static const auto s_connect = reinterpret_cast<decltype(&connect)>(dlsym(RTLD_NEXT, "connect"));
+    errno = t_connect_error;
+    return t_connect_error == 0 ? s_connect(socket, address, length) : -1;
+}
+
+extern "C" __attribute__((visibility("default"))) CURL* curl_easy_init() {
+    static const auto s_init = reinterpret_cast<decltype(&curl_easy_init)>(dlsym(RTLD_NEXT, "curl_easy_init"));
+    return t_has_memory ? s_init() : nullptr;
+}
 
 namespace QEL::Tests {
 
@@ -187,6 +209,39 @@ TEST(Connections, AreClosedAfterTwoIdleMinutes) {
 
     EXPECT_EQ(Connection_Pool::Instance()->m_Idle.size(), 1U);
     EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST(Connections, ThatTheSystemCannotMakeSayWhy) {
+    const Web_Server server(Serve_All);
+    t_connect_error = ETIMEDOUT;
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Timeout);
+    t_connect_error = ECONNREFUSED;
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Cannot_Connect);
+    t_connect_error = 0;
+    t_has_memory = false;
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Out_Of_Memory);
+    t_has_memory = true;
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+}
+
+TEST(Connections, DoNotPassAServersWordForTheEndOnToTheNextResponse) {
+    const Scratch_Directory directory;
+    const Certificate_Authority authority(directory.Path(), "authority");
+    const Environment_Variable trusted("SSL_CERT_FILE", authority.File().c_str());
+    std::atomic<bool> is_first = true;
+    const Web_Server server(
+        [&](Server_Connection& client) {
+            client.Read_Request();
+            if (is_first.exchange(false)) {
+                client.Send(Response_With_Body);
+                client.Close_Tls();
+            } else {
+                client.Send("HTTP/1.1 200 OK\r\n\r\nab");
+            }
+        },
+        authority.Issue("server", {}));
+    EXPECT_EQ(Get(server.Url()).body, "abc");
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Connection_Aborted);
 }
 
 /// Whatever the host writes there later would reach the server.
