@@ -27,19 +27,19 @@ void Forget_Last_Request() {
     t_last.length = 0;
 }
 
-void Note_Status(long status) {
+void Note_Status(long status, std::string_view text) {
     Forget_Last_Request();
     t_last.status = static_cast<int>(status);
+    t_last.length = std::min(text.size(), sizeof t_last.text);
+    std::copy_n(text.data(), t_last.length, t_last.text);
 }
 
 void Note_Error(std::uint32_t error, std::string_view text, long proxy_status) {
     if (t_last.error == error && (text.empty() || text == std::string_view(t_last.text, t_last.length))) {
         return;
     }
-    Note_Status(proxy_status);
+    Note_Status(proxy_status, text);
     t_last.error = error;
-    t_last.length = std::min(text.size(), sizeof t_last.text);
-    std::copy_n(text.data(), t_last.length, t_last.text);
 }
 
 bool Note_Directory(Directory_Result result) {

@@ -3,6 +3,7 @@
 #include "util/Error_Meaning.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 
 namespace QEL::FrontEnd::Util {
@@ -49,6 +50,21 @@ const Status_Meaning& Find(long status) {
         [status](const Status_Meaning& meaning) { return status >= meaning.first && status <= meaning.last; });
 }
 
+/// The address without its fragment, with a path, and with the characters that stand behind "%".
+std::string Plain_Address(std::string address) {
+    address.erase(std::min(address.find('#'), address.size()));
+    for (auto percent = address.find('%'); percent != std::string::npos; percent = address.find('%', percent + 1)) {
+        unsigned int character = 0;
+        const char* const digits = address.data() + percent + 1;
+        const char* const end = address.data() + std::min(percent + 3, address.size());
+        if (std::from_chars(digits, end, character, 16).ptr - digits == 2) {
+            address.replace(percent, 3, 1, static_cast<char>(character));
+        }
+    }
+    const bool has_path = address.find('/', address.find("//") + 2) != std::string::npos;
+    return has_path ? address : address + '/';
+}
+
 } // namespace
 
 std::string_view Meaning_Of_Status(long status) {
@@ -72,8 +88,14 @@ std::string Cause_Of_Status(long status, std::string_view subject) {
     return cause;
 }
 
-std::string Sentences_On_Status(long status, std::string_view subject) {
-    return Sentences(Cause_Of_Status(status, subject), Remedy_For_Status(status));
+std::string Sentences_On_Status(long status, std::string_view subject, const std::string& detail) {
+    return Sentences(Cause_Of_Status(status, subject) + detail, Remedy_For_Status(status));
+}
+
+std::string Redirection(const std::string& asked_url, const std::string& reached_url) {
+    return reached_url.empty() || Plain_Address(reached_url) == Plain_Address(asked_url)
+               ? std::string()
+               : "; the request was redirected to '" + reached_url + "'";
 }
 
 } // namespace QEL::FrontEnd::Util

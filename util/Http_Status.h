@@ -15,7 +15,11 @@ std::string_view Remedy_For_Status(long status);
 std::string Cause_Of_Status(long status, std::string_view subject);
 
 /// Cause and remedy in sentences: "The server h (port 80) responds with status 404 (not found). Check the address."
-std::string Sentences_On_Status(long status, std::string_view subject);
+/// @param detail an addition to the cause; may be empty.
+std::string Sentences_On_Status(long status, std::string_view subject, const std::string& detail = {});
+
+/// "; the request was redirected to 'http://server/'"; empty when the address that was reached is the one asked for.
+std::string Redirection(const std::string& asked_url, const std::string& reached_url);
 
 inline constexpr long Proxy_Login_Required = 407;
 

@@ -66,7 +66,8 @@ public:
 
     virtual HResult Get_Response_Body(Response_Body& body) = 0;
 
-    /// The URL of the response, after redirects; empty when the system does not report it.
+    /// The URL of the response, after redirects, or the target of one that is not followed; empty when the system does
+    /// not report it.
     virtual std::string Final_Url() { return {}; }
 
     /// The status with which a proxy has refused the connection, after a failure of Send; 0 when none has.

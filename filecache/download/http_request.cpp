@@ -6,6 +6,7 @@
 #include "filecache/trace_messages.h"
 #include "util/Configuration_Values.h"
 #include "util/HttpClient.h"
+#include "util/Http_Status.h"
 #include "util/Last_Error.h"
 #include "util/Registry.h"
 
@@ -105,6 +106,7 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
                        static_cast<int>(status), method.refusal);
         m_errHTTPFileDownLoad = method.failure;
         response.end = Http_Response::End::Refused;
+        Note_Status(status, Util::Sentences_On_Status(status, "server", Util::Redirection(url, request->Final_Url())));
         if (!method.is_inspection) {
             return response;
         }

@@ -51,7 +51,7 @@ struct Http_Response {
     std::shared_ptr<const void> body_owner;   ///< holds the bytes
     Util::Body_Publication publish_body = {}; ///< empty where the bytes have to be written
     std::string redirect_url;                 ///< where the response sends the client to; empty when nowhere
-    std::string final_url;                    ///< what it is the response for
+    std::string final_url; ///< what it is the response for, or the target of a redirect that is not followed
 };
 
 /// Why a request has no response.

@@ -61,7 +61,8 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response&
         }
         auto target = Redirect_Target(url, response);
         if (!target) {
-            response.final_url = url.text;
+            const bool leads_elsewhere = Util::Is_Redirect(response.status) && !response.redirect_url.empty();
+            response.final_url = leads_elsewhere ? response.redirect_url : url.text;
             return std::nullopt;
         }
         if (redirects == Most_Redirects) {

@@ -30,7 +30,8 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
         *result = nullptr;
         for (int node = std::atoi(name); node > 0; --node) {
             addrinfo* address = nullptr;
-            error = s_system_function(("127.0.0." + std::to_string(node)).c_str(), service, hints, &address);
+            const auto number = node == 4 ? "::1" : "127.0.0." + std::to_string(node);
+            error = s_system_function(number.c_str(), service, hints, &address);
             if (error == 0) {
                 auto* last = address;
                 while (last->ai_next != nullptr) {

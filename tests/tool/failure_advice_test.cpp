@@ -33,8 +33,10 @@ Request_Outcome Of_The_Web(int code, const FileCache::Last_Request_Info& last = 
     return outcome;
 }
 
-Request_Outcome Through_A_Proxy(const FileCache::Last_Request_Info& last) {
+Request_Outcome Through_A_Proxy(const FileCache::Last_Request_Info& last,
+                                const std::string& request = "http://server/file") {
     Request_Outcome outcome = Of_The_Web(2, last);
+    outcome.request = request;
     outcome.proxy = {"proxy", "10.0.0.1:3128", "http_proxy", ""};
     return outcome;
 }
@@ -79,6 +81,18 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Through_A_Proxy({0, 12002, ""}),
          "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, did not respond in time (error 12002)\n  "
          "Next: "},
+        {Through_A_Proxy({0, 12152, ""}),
+         "the response of the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, is not valid HTTP (error "
+         "12152)\n"},
+        {Through_A_Proxy({403, 0, ""}), "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, responds with "
+                                        "status 403 (forbidden)\n"},
+        {Through_A_Proxy({500, 0, ""}), "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, responds"},
+        {Through_A_Proxy({404, 0, ""}), "the server responds with status 404 (not found)\n"},
+        {Through_A_Proxy({502, 0, ""}, Web), "the server responds with status 502 (bad gateway)\n"},
+        {Of_The_Web(2, {404, 0, "It responds; the request was redirected to 'http://a.b/c'. Check the address."}),
+         "the server responds with status 404 (not found); the request was redirected to 'http://a.b/c'\n  Next: "},
+        {Of_The_Web(2, {404, 0, "It responds; the request was redirected to 'http://long"}),
+         "the server responds with status 404 (not found); the request was redirected to 'http://long\n  Next: "},
         {Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
          "the server h cannot be connected to (error 12029)\n  Next: look."},
         {Of_The_Web(2, {200, 0, ""}), "the file was downloaded, but its copy could not be saved" + See_Every_Step},

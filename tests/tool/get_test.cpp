@@ -69,7 +69,8 @@ TEST_F(Get, SaysOnATerminalWhomItWaitsFor) {
             connection.Send(Web_Server::Empty_Response);
         }
     });
-    const std::string note = "qelfilecache: waiting for '" + slow.Url("", "127.0.0.1") + "' ...";
+    const std::string note =
+        "qelfilecache: waiting for '" + slow.Url("", "127.0.0.1") + "' or a server that it redirects to ...";
     for (const Words& arguments :
          {Words{"get", slow.Url("/x", "127.0.0.1")}, {"explain", "--check", slow.Url("/x", "127.0.0.1")}}) {
         EXPECT_THAT(Run_On_Cache(arguments).err, Not(HasSubstr("waiting")));
@@ -78,7 +79,8 @@ TEST_F(Get, SaysOnATerminalWhomItWaitsFor) {
     }
     const std::string proxy = "127.0.0.1:" + std::to_string(slow.Port());
     EXPECT_THAT(Run_On_Terminal(200, {"get", "http://behind.test/x"}, {{"http_proxy", proxy}}).out,
-                HasSubstr("waiting for 'http://behind.test', through the proxy " + proxy + " (http_proxy) ..."));
+                HasSubstr("waiting for 'http://behind.test' or a server that it redirects to, through the proxy " +
+                          proxy + " (http_proxy) ..."));
     EXPECT_THAT(Run_On_Terminal(200, {"get", m_Url}).out, Not(HasSubstr("waiting")));
 }
 

@@ -125,6 +125,9 @@ TEST_F(C_Interface, CutsNoPathKeepsItForTheNextCallAndNeedsNeitherABufferNorPlac
     EXPECT_EQ(qelfilecache_get(handle, "http://server/a", 213, nullptr, 0, &needed, nullptr, nullptr, nullptr),
               QELFILECACHE_BUFFER_TOO_SMALL);
     EXPECT_EQ(needed, 9);
+    buffer[0] = '#';
+    EXPECT_EQ(qelfilecache_last_path(handle, buffer.data(), 0, nullptr), QELFILECACHE_BUFFER_TOO_SMALL);
+    EXPECT_EQ(buffer[0], '#');
     EXPECT_EQ(qelfilecache_last_path(handle, nullptr, 0, nullptr), QELFILECACHE_BUFFER_TOO_SMALL);
 }
 
@@ -138,6 +141,9 @@ TEST_F(C_Interface, KeepsHowTheLastRequestAndTheLastDirectoryCameOut) {
     EXPECT_EQ(last(), std::tuple(0, 0, "", 1U));
     Get();
     EXPECT_EQ(last(), std::tuple(404, 12029, "text", 5U));
+    Expect_Request().WillOnce(Throw(std::bad_alloc()));
+    Get();
+    EXPECT_EQ(last(), std::tuple(0, 0, "", 1U));
 
     EXPECT_EQ(qelfilecache_directory_result(handle), QELFILECACHE_REFUSED);
     for (const auto& [result, code] : {std::pair(Directory_Result::Set, QELFILECACHE_OK),

@@ -413,6 +413,8 @@ TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
     EXPECT_EQ(last(url), std::tuple(200, 0U, ""));
     Script().status = {404};
     EXPECT_EQ(last(url), std::tuple(404, 0U, QEL::FrontEnd::Util::Sentences_On_Status(404, "server")));
+    Script().final_url = "http://b/";
+    EXPECT_THAT(std::get<2>(last(url)), HasSubstr("(not found); the request was redirected to 'http://b/'. Check"));
     EXPECT_EQ(last("/missing"), std::tuple(0, 0U, "")) << "nobody was asked";
     Script().send = Access_Denied;
     EXPECT_EQ(last(url), std::tuple(0, 5U, "What the system says."));

@@ -60,8 +60,11 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
                          advice.remedy.empty() ? check_advice : advice.remedy);
     }
     if (is_refused) {
-        Advice advice = Advice_On_Status(last.http_status, outcome.proxy);
-        Add_Hint_On_Address(outcome.request, static_cast<std::uint32_t>(last.http_status), advice);
+        Advice advice = Advice_On_Status(last.http_status, outcome.request, outcome.proxy);
+        if (const auto redirection = last.text.find("; the request was redirected to '");
+            redirection != std::string::npos) {
+            advice.cause += Util::Printable(last.text.substr(redirection, last.text.find("'. ") + 1 - redirection));
+        }
         return Two_Lines(advice.cause, advice.remedy);
     }
     return Two_Lines(last.http_status != 0 ? "the file was downloaded, but its copy could not be saved"
@@ -230,10 +233,12 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
     constexpr std::uint32_t cannot_connect = 12029;
     constexpr std::uint32_t timed_out = 12002;
     constexpr std::uint32_t ended = 12030;
+    constexpr std::uint32_t not_http = 12152;
     const bool is_proxys = error == name_not_resolved || error == cannot_connect; // it makes all further connections
     // Where a sentence follows the first one, the text has a remedy: it is this project's own, as on Linux.
     auto cause_end = said.find(". ");
-    if (cause_end == std::string::npos && has_proxy && (is_proxys || error == timed_out || error == ended)) {
+    if (cause_end == std::string::npos && has_proxy &&
+        (is_proxys || error == timed_out || error == ended || error == not_http)) {
         said = Util::Sentences_On_Error(error,
                                         "proxy " + proxy->value + (is_proxys ? "" : ", or the server behind it,"), {});
         cause_end = said.find(". ");
@@ -282,10 +287,19 @@ void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advic
     }
 }
 
-Advice Advice_On_Status(long status, const std::optional<FileCache::Inspected_Setting>& proxy) {
-    const bool is_proxys = status == Util::Proxy_Login_Required && proxy && !proxy->value.empty();
-    return {Util::Cause_Of_Status(status, is_proxys ? Proxy_Text(*proxy) : "server"),
-            std::string(Util::Remedy_For_Status(status))};
+Advice Advice_On_Status(long status, const std::string& request,
+                        const std::optional<FileCache::Inspected_Setting>& proxy) {
+    std::string subject = "server";
+    if (proxy && !proxy->value.empty()) {
+        if (status == Util::Proxy_Login_Required) {
+            subject = Proxy_Text(*proxy);
+        } else if (request.starts_with("http:") && (status == 403 || status >= 500)) { // what proxies say themselves
+            subject = Proxy_Text(*proxy) + ", or the server behind it,";
+        }
+    }
+    Advice advice{Util::Cause_Of_Status(status, subject), std::string(Util::Remedy_For_Status(status))};
+    Add_Hint_On_Address(request, static_cast<std::uint32_t>(status), advice);
+    return advice;
 }
 
 std::string Explain_Failure(const Request_Outcome& outcome) {

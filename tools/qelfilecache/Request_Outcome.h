@@ -38,8 +38,9 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
 /// "the server cannot be connected to (error 12029)".
 std::string With_Number(std::string cause, std::uint32_t error);
 
-/// The same of the status of a response.
-Advice Advice_On_Status(long status, const std::optional<FileCache::Inspected_Setting>& proxy = {});
+/// The same of the status of the response to a request.
+Advice Advice_On_Status(long status, const std::string& request,
+                        const std::optional<FileCache::Inspected_Setting>& proxy);
 
 /// Adds the address that may be meant: with the "xn--" form of a server's name whose letters beyond ASCII make it
 /// invalid, or without the blanks at the end of one that the server does not have.

@@ -20,10 +20,13 @@ public:
     explicit Waiting_Note(const std::string& request) {
         if (Host::Terminal_Width(stderr)) {
             const auto proxy = FileCache::Cache_Inspection::Proxy_For(request);
-            m_Thread = std::thread([this, whom = Quoted(Server_Of(request)) +
-                                                 (!proxy || proxy->value.empty()
-                                                      ? std::string()
-                                                      : ", through the " + Proxy_Text(*proxy))] { Wait(whom); });
+            const bool may_redirect = request.starts_with("http");
+            m_Thread = std::thread(
+                [this,
+                 whom = Quoted(Server_Of(request)) + (may_redirect ? " or a server that it redirects to" : "") +
+                        (!proxy || proxy->value.empty() ? std::string() : ", through the " + Proxy_Text(*proxy))] {
+                    Wait(whom);
+                });
         }
     }
     ~Waiting_Note() {

@@ -79,7 +79,7 @@ constexpr Meaning meanings[] = {
     {"Cached file for '%s' does not exist", None, "", Notes<&Facts::copy_was_missing>},
 
     // Web servers
-    {"HTTP %s request failed", Primary, "the server responded to the {0:step} with status {1:status}"},
+    {"HTTP %s request failed", Primary, "{1:who} responded to the {0:step} with status {1:status}"},
     {"COM exception", Primary, "{0:description} (error {1})"},
     {"%s HTTP request failed", Primary, "the address cannot be opened"},
     {"Sending of %s", Primary, "the request could not be sent"},
@@ -235,7 +235,11 @@ std::string Formatted(const Arguments& arguments, std::size_t number, std::strin
     if (how == "status") {
         // Beyond the range of HTTP lie the numbers of transport errors.
         const int status = Number_In(argument);
-        return Numbered(argument, status < 1000 ? Util::Meaning_Of_Status(status) : Cause_Of_Error(argument));
+        return Numbered(argument, status < 1000 ? Util::Meaning_Of_Status(status) : Cause_Of_Error(argument)) +
+               (status == Util::Proxy_Login_Required ? "; 'qelfilecache explain' names the proxy" : "");
+    }
+    if (how == "who") {
+        return Number_In(argument) == Util::Proxy_Login_Required ? "a proxy" : "the server";
     }
     if (how == "error") {
         return Numbered(argument, Cause_Of_Error(argument));

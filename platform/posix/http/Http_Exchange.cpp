@@ -56,6 +56,9 @@ public:
         if (const auto fault = trust_matters ? m_Authorities.Fault() : std::string(); !fault.empty()) {
             return No_Authority(m_Url, fault);
         }
+        if (!m_Proxy.empty() && Host_And_Port(m_Proxy).empty()) {
+            return No_Proxy(m_Url, Error_Internet_Name_Not_Resolved);
+        }
         Set_Options();
         auto result = Perform();
         // libcurl takes a connection that ends within the headers for the end of a response.

@@ -101,8 +101,11 @@ std::string Proxy_Variable(const Http_Url& url) {
 std::string Host_And_Port(std::string_view proxy) {
     const auto scheme = proxy.find("://");
     proxy.remove_prefix(scheme == std::string_view::npos ? 0 : scheme + 3);
-    proxy.remove_prefix(proxy.rfind('@') + 1);
-    return std::string(proxy.substr(0, proxy.find_first_of("/?#")));
+    const auto login_size = proxy.rfind('@') + 1;
+    const auto end = proxy.find_first_of("/?#");
+    // Before '@' one of these belongs to a password, which libcurl would take for the proxy's address.
+    const bool names_host = end >= login_size && !proxy.substr(login_size).starts_with(':');
+    return names_host ? std::string(proxy.substr(login_size, end - login_size)) : std::string();
 }
 
 } // namespace QEL::FrontEnd::Platform

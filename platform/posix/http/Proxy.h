@@ -14,7 +14,8 @@ std::string Proxy_For(const Http_Url& url);
 /// The variable that names it.
 std::string Proxy_Variable(const Http_Url& url);
 
-/// A proxy as a message may show it, such as "proxy:3128": its variable may hold user and password.
+/// A proxy as a message may show it, such as "proxy:3128": its variable may hold user and password. Empty for a value
+/// that names none.
 std::string Host_And_Port(std::string_view proxy);
 
 } // namespace QEL::FrontEnd::Platform

@@ -157,9 +157,7 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
     }
     const auto& failure = Find(curl_failures, result);
     if (message.starts_with("Unsupported proxy")) { // it may show the password
-        return {failure.error, "The variable " + Proxy_Variable(url) +
-                                   " names no valid proxy. Write http://server:port, and in a user or password a blank "
-                                   "as %20, '#' as %23, '/' as %2F."};
+        return No_Proxy(url, failure.error);
     }
     std::string detail = failure.detail;
     std::uint32_t error = failure.error;
@@ -181,6 +179,12 @@ Http_Failure No_Authority(const Http_Url& url, const std::string& fault) {
     return {Error_Internet_Invalid_Authority,
             "No certificate of the server " + url.Server() + " is trusted: " + fault +
                 ". Correct the variable, or unset it to trust the authorities of this machine."};
+}
+
+Http_Failure No_Proxy(const Http_Url& url, std::uint32_t error) {
+    return {error, "The variable " + Proxy_Variable(url) +
+                       " names no valid proxy. Write http://server:port, and in a user or password a blank as %20, '#' "
+                       "as %23, '/' as %2F, '?' as %3F, '@' as %40."};
 }
 
 Attempt Failed_Attempt(const Connection& connection, Exchange_Step step, std::uint32_t error, bool has_proxy) {

@@ -24,6 +24,9 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
 /// @param fault of the authorities that are configured.
 Http_Failure No_Authority(const Http_Url& url, const std::string& fault);
 
+/// The failure of a request whose proxy's variable is not valid.
+Http_Failure No_Proxy(const Http_Url& url, std::uint32_t error);
+
 /// What a failure at a step says of the server, or of the proxy.
 Attempt Failed_Attempt(const Connection& connection, Exchange_Step step, std::uint32_t error, bool has_proxy);
 

@@ -62,6 +62,12 @@ const Row Rows[] = {
            "'http://s/a.xml' will be used.\n< policy(rtn = /c/1.xml)\n< get(/c/1.xml)\n",
      {"old_copy http://s/a.xml -> /c/1.xml"},
      {"the server responded to the download with status 503: ...; the last good copy was served"}},
+    {"TheProxysLoginIsNotTheServers",
+     "! GET HTTP GET request failed with status 407. On HTTP error we cannot download the file.\n< GET('')\n< "
+     "get('')\n",
+     {"failed"},
+     {"a proxy responded to the download with status 407: the proxy requires a login; 'qelfilecache explain' names "
+      "the proxy"}},
     {"FetchedAgainAsTheServerSendsNoDate",
      Web + "> HEAD(url='x')\n? HEAD Last-Modified header is empty.\n< HEAD(true)\n. policy Remote file "
            "'http://s/a.xml' is expired. Will be downloaded.\n> GET(url='x')\n< GET(rtn = /c/2.xml)\n"

@@ -197,7 +197,7 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
                                 "file). Anybody"),
                       HasSubstr("Error 12045: The server's certificate comes from an authority"),
                       HasSubstr("; the system says: the text. Install the authority's certificate, "
-                                "or have the server send its chain. So its certificate is not valid.")));
+                                "or have the server send its chain. There")));
     // As Linux words it: said once.
     explained.remote->error_text = "The certificate of the server h (port 1) comes from nobody (no issuer). Install "
                                    "the authority's certificate, or have the server send its chain.";
@@ -218,7 +218,7 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
 
 TEST(Explanation, DistinguishesAConnectionErrorFromACertificateError) {
     EXPECT_THAT(Steps(A_Request({}, A_Failure(12029, Second_Attempt::Failed))),
-                HasSubstr(" Its certificate is not the cause. A second attempt failed too."));
+                HasSubstr(" The server's certificate is not the cause. A second attempt failed too."));
     auto plain = A_Request({}, A_Failure(12029, Second_Attempt::Failed));
     plain.request.normalised = plain.request.request = "http://server/a.xml";
     EXPECT_THAT(Steps(plain), Not(HasSubstr("certificate")));

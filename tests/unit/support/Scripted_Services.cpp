@@ -353,6 +353,8 @@ public:
         return m_Script.send;
     }
 
+    std::string Final_Url() override { return m_Script.final_url; }
+
     long Proxy_Status() override { return m_Script.proxy_status; }
 
     HResult Get_Status(long& status) override {

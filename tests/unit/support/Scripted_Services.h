@@ -78,6 +78,7 @@ struct Scripted_Services {
         HResult open = 0;
         HResult send = 0;
         long proxy_status = 0;
+        std::string final_url;
         /// Results of the status reads, one after the other; the last one stays.
         std::vector<HResult> get_status = {0};
         std::vector<long> status = {200};

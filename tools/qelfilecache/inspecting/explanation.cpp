@@ -100,29 +100,13 @@ std::string Comparison_Text(const Explained_Request& explained) {
                                                : "");
 }
 
-/// The address without its fragment, with a path, and with the characters that stand behind "%".
-std::string Plain_Address(std::string address) {
-    address.erase(std::min(address.find('#'), address.size()));
-    for (auto percent = address.find('%'); percent != std::string::npos; percent = address.find('%', percent + 1)) {
-        unsigned int character = 0;
-        const char* const digits = address.data() + percent + 1;
-        const char* const end = address.data() + std::min(percent + 3, address.size());
-        if (std::from_chars(digits, end, character, 16).ptr - digits == 2) {
-            address.replace(percent, 3, 1, static_cast<char>(character));
-        }
-    }
-    const bool has_path = address.find('/', address.find("//") + 2) != std::string::npos;
-    return has_path ? address : address + '/';
-}
-
 /// Whose response it is and what it holds, beyond its status.
 std::string Details_Text(const Explained_Request& explained) {
     const auto& details = explained.details;
-    const std::string redirection = explained.remote->error == 0 ? Redirection_Of(explained) : std::string();
-    std::string text = redirection.empty() ? "" : " T" + redirection.substr(1) + ".";
-    if (!details.content_type.empty() || details.content_length) {
-        text += " The response has " +
-                (details.content_type.empty() ? "no Content-Type" : "the Content-Type " + Quoted(details.content_type));
+    std::string text;
+    if (explained.remote->status != 204 && (!details.content_type.empty() || details.content_length)) {
+        text = " The response has " +
+               (details.content_type.empty() ? "no Content-Type" : "the Content-Type " + Quoted(details.content_type));
         text += details.content_length ? " and " + Size_Text(*details.content_length) + "." : ".";
     }
     if (!details.age.empty()) {
@@ -164,11 +148,14 @@ std::string Proxy_Step(const Explained_Request& explained) {
     if (!proxy.value.empty()) {
         return "The request goes through the " + Proxy_Text(proxy) + ".";
     }
+    const bool is_exempt = Util::Equals_Ignoring_Case(proxy.source, "no_proxy");
+    if (!is_exempt && proxy.source.find('_') != std::string::npos) { // no setting of Windows, but a variable
+        return "The request fails: the variable " + proxy.source +
+               " names no valid proxy. Write http://server:port, or unset it.";
+    }
     return "The request goes to the server directly: " +
-           (proxy.source.empty()
-                ? "no proxy is configured."
-                : proxy.source + (Util::Equals_Ignoring_Case(proxy.source, "no_proxy") ? " exempts it."
-                                                                                       : " names no proxy for it."));
+           (proxy.source.empty() ? "no proxy is configured."
+                                 : proxy.source + (is_exempt ? " exempts it." : " names no proxy for it."));
 }
 
 /// What the cache makes of the text of the request.
@@ -317,18 +304,18 @@ std::string Response_Step(const Explained_Request& explained) {
         const std::string oddity = response.answered ? Oddity_Of(explained) : std::string();
         return "Asked just now, " + advice.cause +
                (Util::Refuses_Head_Alone(response.status)
-                    ? " to HEAD, with which the cache checks; the file may be available nevertheless."
+                    ? ". The cache checks with HEAD; the file may be available nevertheless."
                     : ".") +
                (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
-               (https && !is_proxys ? " Its certificate is valid." : "") + Details_Text(explained) +
+               (https && !is_proxys ? " The server's certificate is valid." : "") + Details_Text(explained) +
                (oddity.empty() || oddity == advice.cause ? "" : " But " + oddity + ".") +
                (response.answered ? Comparison_Text(explained) : "");
     }
     constexpr std::uint32_t may_be_the_certificate = 12175;
     std::string step = "Asked just now, there is no usable response. " + Error_Text(explained);
-    if (https && response.error != 0 && response.error != may_be_the_certificate) {
-        step += Util::Is_Certificate_Error(response.error) ? " So its certificate is not valid."
-                                                           : " Its certificate is not the cause.";
+    if (https && response.error != 0 && response.error != may_be_the_certificate &&
+        !Util::Is_Certificate_Error(response.error)) {
+        step += " The server's certificate is not the cause.";
     }
     return step + Second_Attempt_Text(response, explained.request.certificate) + Details_Text(explained) +
            (response.answered ? Comparison_Text(explained) : "");
@@ -410,19 +397,22 @@ Explanation Hopeless(Explanation explanation, const Explained_Request& explained
 
 Advice Advice_On(const Explained_Request& explained) {
     const Remote_Answer& response = *explained.remote;
+    const std::string& request = explained.request.request;
+    const std::string redirection =
+        Util::Printable(Util::Redirection(explained.request.normalised, explained.details.final_url));
     if (response.status != 0) {
-        Advice advice = Advice_On_Status(response.status, explained.proxy);
-        Add_Hint_On_Address(explained.request.request, static_cast<std::uint32_t>(response.status), advice);
+        Advice advice = Advice_On_Status(response.status, request, explained.proxy);
+        advice.cause += redirection;
         return advice;
     }
     if (response.error == 0) {
-        return {"the request could not be sent", {}};
+        return {"the request could not be sent" + redirection, {}};
     }
     Advice advice = Advice_On_Error(response.error, response.error_text, explained.proxy);
-    Add_Hint_On_Address(explained.request.request, response.error, advice);
-    if (const std::string redirection = Redirection_Of(explained); !redirection.empty()) {
+    Add_Hint_On_Address(request, response.error, advice);
+    if (!redirection.empty()) {
         const auto there = std::min(advice.cause.find("; the request was redirected there"), advice.cause.size());
-        advice.cause.replace(there, std::string::npos, "; " + redirection);
+        advice.cause.replace(there, std::string::npos, redirection);
     }
     const auto begin = advice.cause.find("[Shares]");
     const std::string refusal = begin == std::string::npos ? "\n" : advice.cause.substr(begin);
@@ -437,13 +427,6 @@ Advice Advice_On(const Explained_Request& explained) {
     return advice;
 }
 
-std::string Redirection_Of(const Explained_Request& explained) {
-    const std::string& url = explained.details.final_url;
-    return url.empty() || Plain_Address(url) == Plain_Address(explained.request.normalised)
-               ? std::string()
-               : "the request was redirected to " + Quoted(url);
-}
-
 std::string Oddity_Of(const Explained_Request& explained) {
     const auto in_lower_case = [](std::string text) {
         std::ranges::transform(text, text.begin(), Util::To_Ascii_Lower);
@@ -452,7 +435,8 @@ std::string Oddity_Of(const Explained_Request& explained) {
     const std::string type = in_lower_case(explained.details.content_type);
     const std::string url = in_lower_case(explained.request.normalised);
     const bool wants_xml = url.substr(0, url.find_first_of("?#")).ends_with(".xml");
-    if (wants_xml && (type.starts_with("text/html") || type.starts_with("application/xhtml"))) {
+    if (wants_xml && explained.remote->status != 204 &&
+        (type.starts_with("text/html") || type.starts_with("application/xhtml"))) {
         return "that is a page (HTML) in place of an XML file";
     }
     const bool is_odd = explained.remote->status != 0 && !Util::Remedy_For_Status(explained.remote->status).empty();

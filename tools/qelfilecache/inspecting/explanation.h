@@ -94,9 +94,6 @@ inline bool Could_Not_Ask(const FileCache::Remote_Answer& response) {
 /// Why the remote side hands nothing out.
 Advice Advice_On(const Explained_Request& explained);
 
-/// "the request was redirected to 'http://server/'"; empty when it was not.
-std::string Redirection_Of(const Explained_Request& explained);
-
 /// What is odd about a response that the cache takes, such as a page in place of an XML file; empty when nothing is.
 std::string Oddity_Of(const Explained_Request& explained);
 
