@@ -79,7 +79,7 @@ struct Remote_Answer {
 /// More about the response in Remote_Answer; texts are empty when unknown or absent. For a file on a share, only
 /// content_length and refusal are set.
 struct Response_Details {
-    std::string final_url;                       ///< of the response, after redirects
+    std::string final_url;                       ///< of the response, or where an unfollowed redirect leads
     std::string content_type;                    ///< header of the response
     std::optional<std::uint64_t> content_length; ///< bytes of the file, unless the response is compressed
     std::string age;                             ///< header of an HTTP cache: seconds that it has had the response
