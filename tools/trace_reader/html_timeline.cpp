@@ -53,7 +53,7 @@ public:
         m_Page << "<section><h2>Timeline <small>"
                << (m_Overview.Has_Times() ? "by the clock of the trace, which has whole seconds"
                                           : "in order, as the trace has no time stamps")
-               << (summed_up ? "; a bar stands for all calls of its while, coloured by the worst" : "")
+               << (summed_up ? "; each bar stands for several calls and has the colour of the worst" : "")
                << "</small></h2>\n<div class=\"lanes" << (m_Lanes.size() > 1 ? " labelled" : "") << "\">\n";
         if (m_Lanes.size() > 1) {
             m_Page << "<div class=\"lane\"><span>Process</span></div>\n";
@@ -67,7 +67,7 @@ public:
         m_Page << "</div><p class=\"legend\"><span class=\"red\">failed</span><span class=\"amber\">the last good "
                   "copy, or unknown</span><span class=\"blue\">fetched</span><span class=\"green\">served from the "
                   "cache</span><span class=\"grey\">anything else</span>"
-               << (m_Overview.Has_Times() && !summed_up ? "dashed: shorter than a second, its length unknown" : "")
+               << (m_Overview.Has_Times() && !summed_up ? "dashed: shorter than a second, exact length unknown" : "")
                << "</p></section>\n";
     }
 
@@ -126,7 +126,8 @@ private:
     void Write_Lane(std::size_t lane, bool summed_up) {
         const bool holds_the_rest = lane + 1 == m_Lanes.size() && m_Overview.lanes.size() > m_Lanes.size();
         const std::string label = holds_the_rest ? "all others" : Html_Text(m_Overview.lanes[lane].label);
-        m_Page << "<div class=\"lane\"><span title=\"" << label << "\">" << label
+        m_Page << "<div class=\"lane\"><span title=\""
+               << (holds_the_rest ? label : Html_Text(m_Overview.lanes[lane].file)) << "\">" << label
                << "</span><svg role=\"img\" aria-label=\"Calls of " << label << "\">";
         for (const Bar& bar : m_Lanes[lane]) {
             const Call& call = *bar.call;

@@ -18,39 +18,78 @@ std::string_view File_Name(std::string_view path) {
     return path.substr(path.find_last_of("/\\") + 1);
 }
 
-/// Process ids that several files have: those of several machines.
-using Shared_Processes = std::set<std::string_view>;
+using Strings = std::vector<std::string>;
 
-Shared_Processes Processes_Of_Several_Files(const Trace& trace) {
-    std::map<std::string_view, std::uint32_t> files;
-    Shared_Processes shared;
-    for (const Run& run : trace.runs) {
-        if (files.try_emplace(run.process, run.file).first->second != run.file) {
-            shared.insert(run.process);
+/// What all begin with, as far as its last slash.
+void Remove_Common_Start(Strings& folders) {
+    std::string_view common = folders.front();
+    for (const std::string& folder : folders) {
+        common = {common.begin(), std::ranges::mismatch(common, folder).in1};
+    }
+    const auto end = common.rfind('/');
+    std::ranges::for_each(folders, [end](std::string& folder) { folder.erase(0, end); });
+}
+
+/// The folder of each file, without what all begin and end with: "pc1/" and "pc2/".
+Strings Distinguishing_Folders(const Trace& trace) {
+    Strings folders;
+    for (const auto& file : trace.files) {
+        folders.push_back("/" + file.name.substr(0, file.name.size() - File_Name(file.name).size()));
+        std::ranges::replace(folders.back(), '\\', '/');
+    }
+    for (int end = 0; end < 2; ++end) {
+        Remove_Common_Start(folders);
+        std::ranges::for_each(folders, [](std::string& folder) { std::ranges::reverse(folder); });
+    }
+    std::ranges::for_each(folders, [](std::string& folder) { folder.erase(0, 1); });
+    return folders;
+}
+
+/// The names that runs of several files have.
+std::set<std::string> Shared(const Trace& trace, const Strings& names) {
+    std::map<std::string, std::uint32_t> files;
+    std::set<std::string> shared;
+    for (std::size_t run = 0; run < names.size(); ++run) {
+        if (files.try_emplace(names[run], trace.runs[run].file).first->second != trace.runs[run].file) {
+            shared.insert(names[run]);
         }
     }
     return shared;
 }
 
-/// Its id, or its file where that is unknown or another file's process has the same one.
-std::string Process_Of(const Trace& trace, const Run& run, const Shared_Processes& shared) {
-    const std::string& file = trace.files[run.file].name;
-    if (run.process.empty()) {
-        return std::string(File_Name(file));
+/// Of each run: its id, or its file where that is unknown. The folder precedes them where processes of several
+/// machines have the same id.
+Strings Process_Labels(const Trace& trace) {
+    Strings labels;
+    for (const Run& run : trace.runs) {
+        labels.emplace_back(run.process.empty() ? File_Name(trace.files[run.file].name) : run.process);
     }
-    return shared.contains(run.process) ? file : std::string(run.process);
+    if (Shared(trace, labels).empty()) {
+        return labels;
+    }
+    const Strings folders = Distinguishing_Folders(trace);
+    for (std::size_t run = 0; run < labels.size(); ++run) {
+        labels[run].insert(0, folders[trace.runs[run].file]);
+    }
+    const auto shared = Shared(trace, labels);
+    for (std::size_t run = 0; run < labels.size(); ++run) {
+        if (shared.contains(labels[run])) {
+            const auto file = trace.runs[run].file;
+            labels[run] = folders[file] + std::string(File_Name(trace.files[file].name));
+        }
+    }
+    return labels;
 }
 
 /// Lanes are named by their process, and by their thread where a process has several.
-void Name_Lanes(const Trace& trace, std::vector<Lane>& lanes) {
+void Name_Lanes(const Strings& processes, std::vector<Lane>& lanes) {
     std::map<std::uint32_t, int> threads_of_run;
     for (const Lane& lane : lanes) {
         ++threads_of_run[lane.run];
     }
-    const auto shared = Processes_Of_Several_Files(trace);
     std::map<std::string, int> lanes_of_label;
     for (Lane& lane : lanes) {
-        lane.label = Process_Of(trace, trace.runs[lane.run], shared);
+        lane.label = processes[lane.run];
         if (threads_of_run[lane.run] > 1) {
             lane.label += "/" + std::to_string(lane.thread);
         }
@@ -77,7 +116,7 @@ Overview Make_Overview(const Trace& trace) {
     Overview overview;
     for (const Call& call : trace.calls) {
         if (overview.lane_of_thread.try_emplace({call.run, call.thread}, overview.lanes.size()).second) {
-            overview.lanes.push_back({call.run, call.thread, {}});
+            overview.lanes.push_back({call.run, call.thread, {}, trace.files[trace.runs[call.run].file].name});
         }
         if (call.number == 0) {
             continue;
@@ -95,16 +134,12 @@ Overview Make_Overview(const Trace& trace) {
             overview.last = std::max(overview.last, std::max(call.started, call.ended));
         }
     }
-    const auto shared = Processes_Of_Several_Files(trace);
-    std::set<std::string> processes;
-    for (const Run& run : trace.runs) {
-        processes.insert(Process_Of(trace, run, shared));
-    }
-    overview.processes = processes.size();
+    const Strings processes = Process_Labels(trace);
+    overview.processes = std::set<std::string>(processes.begin(), processes.end()).size();
     for (const Thread_Records& thread : trace.outside) {
         overview.messages_outside += Messages_In(thread);
     }
-    Name_Lanes(trace, overview.lanes);
+    Name_Lanes(processes, overview.lanes);
     return overview;
 }
 

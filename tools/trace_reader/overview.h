@@ -18,7 +18,8 @@ namespace QEL::FrontEnd::Trace_Reading {
 struct Lane {
     std::uint32_t run = 0;
     std::int32_t thread = 0;
-    std::string label; ///< as short as the trace allows, such as "4711"
+    std::string label;     ///< as short as the trace allows, such as "4711" or "pc1/4711"
+    std::string_view file; ///< its whole name
 };
 
 struct Overview {

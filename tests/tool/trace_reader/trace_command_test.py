@@ -102,15 +102,17 @@ Other requests
         ])
 
     def test_one_process_id_in_several_files_is_several_processes(self):
-        files = []
-        for folder in ("one", "two"):
-            os.mkdir(self.path(folder))
-            trace = Trace(11, seconds=0).fresh(f"http://s/{folder}")
-            files.append(self.write(os.path.join(folder, "qelfilecache_0011.trc"), trace))
-        out = self.run_tool(*files)
-        self.assertIn("2 requests in 2 files of 2 processes", out)
-        for file, folder in zip(files, ("one", "two")):
-            self.assertIn(f"{file}  fresh copy  http://s/{folder}\n", out)
+        for names, labels in ((("pc1/pad/a_0011.trc", "pc2/pad/a_0011.trc"), ("pc1/0011", "pc2/0011")),
+                              (("a_0012.trc", "pc3/a_0012.trc", "pc3/a_0013.trc"), ("0012", "pc3/0012", "pc3/0013")),
+                              (("a_0014.trc", "b_0014.trc"), ("a_0014.trc", "b_0014.trc"))):
+            files = []
+            for name in names:
+                os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
+                files.append(self.write(name, Trace(11, seconds=0).fresh("http://s/" + name)))
+            out = self.run_tool(*files)
+            self.assertIn(f" files of {len(files)} processes", out)
+            for name, label in zip(names, labels):
+                self.assertRegex(out, rf"<1 s  {label} *  fresh copy  http://s/{name}\n")
 
     def test_lines_keep_to_the_width(self):
         url = "http://server/" + "a/" * 100 + "last.xml"

@@ -170,6 +170,15 @@ class TracePage(unittest.TestCase):
                     return new Set([...text.getClientRects()].map(box => box.top)).size; })""")
                 self.assertEqual(max(lines), 1, f"{width} pixels: time, duration and process share a line")
 
+    def test_a_lane_is_named_by_its_folder_and_in_full_by_its_title(self):
+        traces = {}
+        for folder in ("pc1", "pc2"):
+            os.mkdir(os.path.join(self.folder, folder))
+            traces[folder + "/qelfilecache_4711.trc"] = Trace(seconds=0).fresh("http://server/a.xml")
+        self.page.open(self.make_page("machines.html", traces))
+        self.assertEqual(self.page.run("[...document.querySelectorAll('.lane > span[title]')].map(x => [x.innerText, x.title])"),
+                         [[name[:4] + "4711", os.path.join(self.folder, name)] for name in traces])
+
     def test_labels_of_the_time_axis_do_not_overlap(self):
         for days, seconds in ((0, 6), (6, 0)):
             first = Trace(4711, seconds=0).fresh("http://server/a.xml")
