@@ -20,16 +20,16 @@
 
 namespace {
 
-thread_local int t_connect_error = 0; // 0: none
+thread_local int t_receive_error = 0; // 0: none
 thread_local bool t_has_memory = true;
 
 } // namespace
 
 // In the places of the system's and libcurl's.
-extern "C" __attribute__((visibility("default"))) int connect(int socket, const sockaddr* address, socklen_t length) {
-    static const auto s_connect = reinterpret_cast<decltype(&connect)>(dlsym(RTLD_NEXT, "connect"));
-    errno = t_connect_error;
-    return t_connect_error == 0 ? s_connect(socket, address, length) : -1;
+extern "C" __attribute__((visibility("default"))) ssize_t recv(int socket, void* buffer, size_t size, int flags) {
+    static const auto s_recv = reinterpret_cast<decltype(&recv)>(dlsym(RTLD_NEXT, "recv"));
+    errno = t_receive_error;
+    return t_receive_error == 0 ? s_recv(socket, buffer, size, flags) : -1;
 }
 
 extern "C" __attribute__((visibility("default"))) CURL* curl_easy_init() {
@@ -211,17 +211,19 @@ TEST(Connections, AreClosedAfterTwoIdleMinutes) {
     EXPECT_EQ(server.Connections(), 2);
 }
 
-TEST(Connections, ThatTheSystemCannotMakeSayWhy) {
+TEST(Connections, ThatTheSystemBreaksOrCannotMakeSayWhy) {
     const Web_Server server(Serve_All);
-    t_connect_error = ETIMEDOUT;
+    t_receive_error = ETIMEDOUT;
     EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Timeout);
-    t_connect_error = ECONNREFUSED;
-    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Cannot_Connect);
-    t_connect_error = 0;
-    t_has_memory = false;
-    EXPECT_EQ(Get(server.Url()).Error(), Error_Out_Of_Memory);
-    t_has_memory = true;
-    EXPECT_EQ(Get(server.Url()).body, "abc");
+    t_receive_error = ECONNRESET;
+    EXPECT_EQ(Get(server.Url()).Error(), Error_Internet_Connection_Aborted);
+    t_receive_error = 0;
+    for (int idle_connections = 0; idle_connections < 2; ++idle_connections) {
+        t_has_memory = false;
+        EXPECT_EQ(Get(server.Url()).description, "There is not enough memory for a connection.");
+        t_has_memory = true;
+        EXPECT_EQ(Get(server.Url()).body, "abc");
+    }
 }
 
 TEST(Connections, DoNotPassAServersWordForTheEndOnToTheNextResponse) {
