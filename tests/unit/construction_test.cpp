@@ -69,6 +69,22 @@ TEST_F(Construction, ANewObjectIsEmptyAndReadyWhateverTheMemoryHeldBefore) {
     EXPECT_EQ(g_services.magic_loaded, 2) << "once for the fixture's object, once for this one";
 }
 
+TEST_F(Construction, TheOrderOfTheMembersIsFixed) {
+    const void* const members[] = {&cache.m_Cache_Entries,
+                                   &cache.m_Cache_Directory,
+                                   &cache.m_Magic,
+                                   &cache.m_OS_Wrapper,
+                                   &cache.m_Obsolete_Files_Cleaned,
+                                   &cache.m_Connect_Timeout,
+                                   &cache.m_errHTTPFileDownLoad,
+                                   &cache.m_errFileShareDownLoad,
+                                   &cache.m_Cert_Error_Handling_Mode,
+                                   &cache.m_Cert_Error_Parameters,
+                                   &cache.m_Cert_Error_Detected,
+                                   &cache.m_Additional_Error_Info};
+    EXPECT_TRUE(std::is_sorted(std::begin(members), std::end(members), std::less<>()));
+}
+
 TEST_F(Construction, ADetectorThatStaysUninitialisedIsNotAFailureAndOneThatIsInitialisedNotLoadedAgain) {
     g_services.magic_loads = false;
     CFileCache fresh(os);

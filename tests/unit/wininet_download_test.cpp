@@ -249,6 +249,7 @@ TEST_F(Wininet, WhiteListMatchesTheWholeUrlOnlyAndFetchesItOnceWhateverElseItHol
         EXPECT_THAT(g_services.client_calls, Contains("HttpClient").Times(1));
     }
     EXPECT_FALSE(is_listed({}));
+    Expect_Record(s_process + "URL not found in while-list. URL: {url}");
     EXPECT_FALSE(is_listed({"https://server/", "landscape.xml"}));
     for (const std::string& near_miss : {std::string(), url + "/", " " + url, url + '\0', url.substr(0, url.size() - 1),
                                          std::string("https://server/*"), std::string("https://Server/landscape.xml"),

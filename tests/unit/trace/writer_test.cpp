@@ -187,16 +187,25 @@ TEST_F(Trace_Writer, CutsAPathThatIsTooLong) {
 }
 
 TEST_F(Trace_Writer, WritesToStandardErrorWhenTheFileCannotBeOpened) {
-    g_services.trace_directory = (directory / "missing").string();
-    Captured_Stderr standard_error;
-    {
-        CQelPcTrc writer = Unlocked_Writer(2);
-        Write_One_Of_Each(writer);
+    const auto here = std::filesystem::current_path();
+    std::filesystem::current_path(directory);
+    for (const bool has_directory : {true, false}) {
+        g_services.trace_directory = has_directory ? (directory / "missing").string() : "";
+        if (!has_directory) { // where the file would be in the current directory
+            std::filesystem::create_directory("writer.trc");
+        }
+        g_services.directory_calls.clear();
+        Captured_Stderr standard_error;
+        {
+            CQelPcTrc writer = Unlocked_Writer(2);
+            Write_One_Of_Each(writer);
+        }
+        std::fputs("still open\n", stderr);
+        EXPECT_EQ(standard_error.Take(), Header() + Up_To(2) + "still open\n");
+        EXPECT_EQ(Is_Directory_Empty(), has_directory);
+        EXPECT_EQ(g_services.directory_calls.size(), 2U) << "it is tried once";
     }
-    std::fputs("still open\n", stderr);
-    EXPECT_EQ(standard_error.Take(), Header() + Up_To(2) + "still open\n");
-    EXPECT_TRUE(Is_Directory_Empty());
-    EXPECT_EQ(g_services.directory_calls.size(), 2U) << "it is tried once";
+    std::filesystem::current_path(here);
 }
 
 } // namespace
