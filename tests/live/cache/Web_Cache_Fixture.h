@@ -40,9 +40,6 @@ protected:
         return requests;
     }
 
-    /// The file on this machine.
-    static std::filesystem::path Here(const std::string& path) { return path; }
-
     Nginx_Server server{{Nginx_Site{"location /chunked { sub_filter 'old' 'new'; sub_filter_types *; }\n", {}}}};
 };
 

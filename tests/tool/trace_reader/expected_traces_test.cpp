@@ -1,4 +1,5 @@
 #include "tests/tool/trace_reader/Written_Trace.h"
+#include "tests/unit/support/Expected_Records.h"
 
 #include <gmock/gmock.h>
 
@@ -7,21 +8,15 @@ namespace {
 
 using ::testing::ElementsAre;
 
-/// The traces that whole requests are compared with, with numbers in the place of what varies.
-std::string Expected_Trace(const std::string& name) {
-    std::ostringstream content;
-    content << std::ifstream(std::string(QEL_EXPECTED_TRACES) + "/" + name, std::ios::binary).rdbuf();
-    std::string text = std::regex_replace(content.str(), std::regex("TID: #"), "TID: 4711");
-    text = std::regex_replace(text, std::regex("/#: "), "/12: ");
-    text = std::regex_replace(text, std::regex("\\[@\\]"), "[0x55d0c8a41eb0]");
-    return std::regex_replace(text, std::regex("\r\n"), "\n");
+std::string First_Download() {
+    return Recorded_Trace::First_Download("4711", "0x55d0c8a41eb0", "12");
 }
 
 TEST(Expected_Traces, ShowTheirRequestAndNothingWrongWhereverTheyAreCutOff) {
     const std::string request = "http://127.0.0.1:PORT/landscape.xml -> DIRECTORY/UUID.xml";
     const std::vector<std::string> calls = {"done instance", "done set_cache_directory DIRECTORY",
                                             "downloaded " + request};
-    const std::string whole = Expected_Trace("first_download.trc");
+    const std::string whole = First_Download();
     EXPECT_EQ(Calls_In(whole), calls);
     EXPECT_EQ(Calls_In(std::regex_replace(whole, std::regex("\n"), "\r\n")), calls) << "line ends of Windows";
     for (std::size_t length = 1; length < whole.size(); length += 3) {
@@ -38,7 +33,7 @@ TEST(Expected_Traces, ShowTheirRequestAndNothingWrongWhereverTheyAreCutOff) {
 }
 
 TEST(Expected_Trace, NestsItsRecords) {
-    const Trace trace = Read({Expected_Trace("first_download.trc")});
+    const Trace trace = Read({First_Download()});
     std::vector<std::string> nested;
     for (const Record& record : trace.records) {
         if (record.kind == Record_Kind::Call) {

@@ -145,6 +145,41 @@ Lines Lines_Of(const std::string& text, const Values& values) {
     return Meant_By_All(Written(stream), values);
 }
 
+std::string File_Header(const std::string& program, const std::string& stamp, const std::string& mode) {
+    const std::string asterisks(80, '*');
+    return stamp + asterisks + "\n" +                                                                     //
+           stamp + "****************************  QEL SE, Trace File  ******************************\n" + //
+           stamp + "** Main trace mode: " + mode + "\n" +                                                 //
+           stamp + "** Program: \t" + program + "\n" +                                                    //
+           stamp + asterisks + "\n\n";
+}
+
+std::string First_Download(const std::string& thread, const std::string& object, const std::string& line) {
+    const std::string stamp = "Tue, 01 Jan 2019 10:00:00 GMT";
+    std::string file = File_Header("PROGRAM", "", "Error, Warning, Developer Notes and additional data ");
+    for (std::string record : Lines_Of("= first_download", {{"contents", "@"},
+                                                            {"copy", "DIRECTORY/UUID.xml"},
+                                                            {"entry", Entry_Text("DIRECTORY/UUID.xml", stamp)},
+                                                            {"extension", ".xml"},
+                                                            {"metadata", "DIRECTORY/qelfilecache_Metadata.txt"},
+                                                            {"no_handle", "@"},
+                                                            {"ok", "true"},
+                                                            {"old_note", "No old cached file detected in metadata."},
+                                                            {"size", "12"},
+                                                            {"stamp", stamp},
+                                                            {"status", "200"},
+                                                            {"stem", "DIRECTORY/UUID"},
+                                                            {"type", "application/xml"},
+                                                            {"url", "http://127.0.0.1:PORT/landscape.xml"}})) {
+        Replace_All(record, "\\n", "\n");
+        const auto text = record.find(": ");
+        const bool is_exit = record.find("return value:") == text + 2;
+        file += "TID: " + thread + ", QEL::FrontEnd::FileCache::CFileCache::" + record.substr(2, text - 2) +
+                (is_exit ? "" : "[" + object + "]") + "/" + line + record.substr(text) + "\n";
+    }
+    return file;
+}
+
 std::string Address_Text(const void* address) {
     std::array<char, 40> text{};
     std::snprintf(text.data(), text.size(), "%p", address);

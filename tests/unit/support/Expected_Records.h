@@ -26,6 +26,12 @@ std::string Joined(const Lines& lines);
 /// The records that lines stand for, or none without a trace.
 Lines Lines_Of(const std::string& text, const Values& values);
 
+/// The first lines of a trace file, each behind `stamp`, and an empty one.
+std::string File_Header(const std::string& program, const std::string& stamp, const std::string& mode);
+
+/// The trace file of a host that requests its first file, from a web server: with these for thread, object and line.
+std::string First_Download(const std::string& thread, const std::string& object, const std::string& line);
+
 /// An address as the platform's "%p" shows it.
 std::string Address_Text(const void* address);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/Scratch_Directory.h"
+#include "tests/unit/support/Expected_Records.h"
 #include "tests/unit/support/Scripted_Services.h"
 #include "trace/CQelPcTrc.h"
 #include "trace/Set_Trace_Level.h"
@@ -92,12 +93,7 @@ protected:
     /// The header, `stamp` before each of its lines but the last, empty one.
     static std::string Header(const std::string& stamp = "",
                               const std::string& mode = "Error, Warning, Developer Notes and additional data ") {
-        const std::string asterisks(80, '*');
-        return stamp + asterisks + "\n" +                                                                     //
-               stamp + "****************************  QEL SE, Trace File  ******************************\n" + //
-               stamp + "** Main trace mode: " + mode + "\n" +                                                 //
-               stamp + "** Program: \t" + g_services.program_path + "\n" +                                    //
-               stamp + asterisks + "\n\n";
+        return Recorded_Trace::File_Header(g_services.program_path, stamp, mode);
     }
 
     const QEL::Tests::Scratch_Directory scratch;
