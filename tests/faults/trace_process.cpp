@@ -3,7 +3,7 @@
 //   trace_process NUMBER LINES READY_FILE    LINES lines in each of two threads; 0: until it is killed.
 //                                            Creates the file when both threads run.
 
-#include "tests/faults/support/Trace_Line.h"
+#include "tests/faults/support/Document.h"
 #include "trace/Set_Trace_Level.h"
 #include "trace/Tracing.h"
 

@@ -2,7 +2,7 @@
 // be opened, all of them write to the standard error stream, which they may share.
 
 #include "tests/faults/support/Amount.h"
-#include "tests/faults/support/Trace_Line.h"
+#include "tests/faults/support/Document.h"
 #include "tests/support/Child_Process.h"
 #include "tests/support/Scratch_Directory.h"
 #include "tests/support/User_Configuration.h"

@@ -24,15 +24,15 @@ inline int Run_Beside_The_Tests(const std::string& program, const std::vector<st
 #endif
 }
 
-/// Another process that marks a directory as in use, or holds something else, from the object's creation until it is
+/// Another process that marks a directory as in use, or holds the trace lock, from the object's creation until it is
 /// to end.
 class Other_Marking_Process : private FrontEnd::Util::Non_Copyable {
 public:
     /// @param end "die": as a process that is killed.
-    /// @param directory or another first argument of the program
-    explicit Other_Marking_Process(const std::string& directory, const std::string& end = "release",
-                                   const std::string& program = "directory_marker")
-        : m_Process(Beside_The_Tests(program, {directory, m_Scratch / "ready", m_Scratch / "end", end})) {
+    /// @param marked the directory; for the lock, how many milliseconds it is kept beyond the end
+    explicit Other_Marking_Process(const std::string& marked, const std::string& end = "release",
+                                   const std::string& program = "other_process")
+        : m_Process(Beside_The_Tests(program, {marked, m_Scratch / "ready", m_Scratch / "end", end})) {
         EXPECT_TRUE(Wait_Until([this] { return std::filesystem::exists(m_Scratch / "ready"); }));
     }
     ~Other_Marking_Process() { End(); }

@@ -100,11 +100,11 @@ TEST_F(Neighbours, AreNoneAtFirst) {
 TEST_F(Neighbours, InTheDirectoryAreNamedAndNotDisturbed) {
     const Other_Marking_Process host(cache);
     Expect_Refused("is in use by process ");
-    EXPECT_THAT(messages, HasSubstr(" (directory_marke"));
+    EXPECT_THAT(messages, HasSubstr(" (other_process"));
     for (const Words& command : {Words{"list"}, {"explain", local}}) {
         EXPECT_EQ(Run(command), 0);
-        EXPECT_THAT(messages, AllOf(HasSubstr("note: the cache directory is in use by process "),
-                                    HasSubstr(" (directory_marke")));
+        EXPECT_THAT(messages,
+                    AllOf(HasSubstr("note: the cache directory is in use by process "), HasSubstr(" (other_process")));
     }
     Expect_Done("--force");
 }
@@ -113,7 +113,7 @@ TEST_F(Neighbours, InTheDirectoryAreNamedAndNotDisturbed) {
 class Another_Run : public Neighbours {
 protected:
     Another_Run() {
-        const fs::path marker = Beside_The_Tests("directory_marker", {}).front();
+        const fs::path marker = Beside_The_Tests("other_process", {}).front();
         const fs::path folder = m_Scratch.Make_Directory("program");
         fs::copy(marker, folder / ("qelfilecache" + marker.extension().string()));
         // Looked up beside the tests.

@@ -27,7 +27,7 @@ TEST_F(Directory_Marks, AreNoneAtFirstAndThoseOfThisProcessDoNotCount) {
 TEST_F(Directory_Marks, OfOtherProcessesNameThemAndAreAllSeen) {
     const Directory_Mark own(directory); // which writes no file
     const Other_Marking_Process one(directory);
-    const auto is_named = Field(&Marking_Process::program, StartsWith("directory_marke"));
+    const auto is_named = Field(&Marking_Process::program, StartsWith("other_process"));
     EXPECT_THAT(Other_Processes_On(directory), ElementsAre(is_named));
     const Other_Marking_Process another(directory);
     EXPECT_THAT(Other_Processes_On(directory), ElementsAre(is_named, is_named));

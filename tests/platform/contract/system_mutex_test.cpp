@@ -95,7 +95,7 @@ TEST_F(Trace_Lock, ThreadsTakeTurns) {
 }
 
 TEST_F(Trace_Lock, ExcludesOtherProcesses) {
-    const Other_Marking_Process holder("200", "release", "lock_holder");
+    const Other_Marking_Process holder("200");
     EXPECT_EQ(mutex->Wait(0), Result::Timed_Out);
     EXPECT_EQ(mutex->Wait(50), Result::Timed_Out);
     holder.Let_Go();
@@ -105,7 +105,7 @@ TEST_F(Trace_Lock, ExcludesOtherProcesses) {
 
 TEST_F(Trace_Lock, TheDeathOfAHolderIsNoticedBeforeAndDuringTheWait) {
     for (const bool before : {false, true}) {
-        Other_Marking_Process holder(before ? "0" : "300", "die", "lock_holder");
+        Other_Marking_Process holder(before ? "0" : "300", "die");
         before ? holder.End() : holder.Let_Go();
         EXPECT_EQ(mutex->Wait(30000), Result::Abandoned);
         EXPECT_TRUE(mutex->Release());
