@@ -270,6 +270,7 @@ TEST_F(C_Interface, RefusesWhatIsNotThere) {
     EXPECT_THAT(codes, Each(QELFILECACHE_BAD_ARGUMENT));
     EXPECT_EQ(status, 0);
     qelfilecache_close(nullptr);
+    EXPECT_EQ(qelfilecache_abi_version(), QELFILECACHE_ABI_VERSION) << "which needs no cache";
 }
 
 } // namespace

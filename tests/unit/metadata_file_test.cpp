@@ -176,13 +176,11 @@ TEST_F(Metadata_File, ThatIsMissingOrWithoutACacheDirectoryIsAnEmptyCache) {
         Forget();
         cache.m_Cache_Directory = set_directory;
         cache.m_Cache_Entries = {{"u", {a, "m", 1}}, {"v", {b, "m", 1}}};
-        values["cleared"] = "2";
         values["list"] = set_directory.empty() ? "" : Metadata_Path();
         EXPECT_TRUE(cache.Deserialize());
-        Expect_Records((set_directory.empty() ? "= load < Get_Cache_Metadata\n" + s_no_directory +
-                                                    "\nD Deserialize: Cache metadata read from ''\n"
-                                              : "= load\n") +
-                       "D Deserialize: Cache metadata file '{list}' does not exist. Cache is empty.");
+        Expect_Record((set_directory.empty() ? s_no_directory : "") +
+                      "D Deserialize: Clearing cache 2 entries...\nD Deserialize: Cache metadata read from '{list}'");
+        Expect_Last_Records("D Deserialize: Cache metadata file '{list}' does not exist. Cache is empty.");
         EXPECT_EQ(Entries(), "");
         EXPECT_THAT(os->calls, IsEmpty());
     }
