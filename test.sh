@@ -1,14 +1,12 @@
 #!/usr/bin/env bash
 # Sets up what is missing, then checks and tests everything.
 #
-#   ./test.sh           the checks; builds and tests for Linux, plain and with sanitizers,
-#                       fuzzers, and for Windows, under Wine. The tests of one build run while the
-#                       next one is made.
+#   ./test.sh           the checks; builds and tests for Linux (plain, with sanitizers, fuzzers) and for
+#                       Windows under Wine. The tests of one build run while the next build is made
 #   ./test.sh --quick   the checks; the plain Linux build and its tests only
-#   ./test.sh --long    all of that, static analysis, and the long form of the tests of reliability:
-#                       takes an hour and a half. 32-bit Windows, in a root of 32-bit packages that it makes,
-#                       the installer for Windows, and group policies
-#   ./test.sh --coverage   nothing but which lines and branches the unit tests run
+#   ./test.sh --long    all of that, static analysis, the long form of the reliability tests, 32-bit
+#                       Windows, the installer for Windows, and group policies; takes an hour and a half
+#   ./test.sh --coverage   only measures which lines and branches the unit tests run
 #
 # Ends with a summary and a line "N passed, N failed"; exit status 0 when nothing failed.
 # What a step printed is kept in build/test-logs/.

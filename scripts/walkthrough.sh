@@ -146,7 +146,7 @@ life() {
     esac
     detail "$sample is served as $request (port $port)"
 
-    step "1. Nothing is cached yet: the file is fetched. Its copy is to be trusted for 60 minutes."
+    step "1. Nothing is cached yet: the file is fetched. For 60 minutes its copy is served without a check."
     expiry 60
     get
     first_path=$path
@@ -155,12 +155,12 @@ life() {
     claim "the copy lies in the cache directory" [ "${path%/*}" = "$cache" ]
     claim "the copy holds what the server has" cmp -s "$path" "$published/landscape.xml"
 
-    step "2. Asked again at once: the copy is fresh and served without a request."
+    step "2. Requested again at once: the copy is fresh, the server is not asked."
     get
     claim_requests "nothing" 0 0
     claim "it is the same copy" [ "$path" = "$first_path" ]
 
-    step "3. The copy has expired (expiry period 0), but the file is unchanged: one question, no download."
+    step "3. The copy has expired (expiry period 0), but the file is unchanged: one check, no download."
     expiry 0
     get
     claim_requests "one HEAD and no GET" 1 0
@@ -189,5 +189,5 @@ life() {
 life web "A landscape file on a web server"
 life share "A landscape file on a file share"
 claim "no other copy is left behind" [ "$(find "$cache" -maxdepth 1 -type f ! -name 'qelfilecache_*' | wc -l)" -eq 2 ]
-printf '\n%d of %d claims hold.\n' $((checked_claims - broken_claims)) "$checked_claims"
+printf '\n%d of %d claims are true.\n' $((checked_claims - broken_claims)) "$checked_claims"
 [ "$broken_claims" -eq 0 ]

@@ -29,7 +29,7 @@ public:
         Write_Summary();
         m_Page << "<main id=\"main\">\n"
                   "<form role=\"search\" hidden><input type=\"search\" aria-label=\"Filter the calls\" "
-                  "placeholder=\"Filter: a part of an address, of a message, an outcome ...  ( / )\">"
+                  "placeholder=\"Filter by address, message or outcome ( / )\">"
                   "<output aria-live=\"polite\"></output>"
                   "<button type=\"button\">Unfold</button><button type=\"button\">Fold</button></form>\n";
         Write_Html_Timeline(m_Overview, m_Page);
@@ -173,8 +173,9 @@ private:
 
     void Write_Records(const std::vector<const Record*>& records) {
         if (m_Record_Bytes >= most_record_bytes) {
-            m_Page << "<p class=\"quiet\">Its records are left out, as the page would grow too large: read them where "
-                      "the trace has them, or make a page of that file alone.</p>";
+            m_Page << "<p class=\"quiet\">Its records are left out to keep the page small: read them in the trace, or "
+                      "make "
+                      "a page of that file alone.</p>";
             return;
         }
         const bool has_times =

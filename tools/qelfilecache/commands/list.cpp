@@ -152,8 +152,8 @@ void Declare_Options(Command_Options& parser, List_Options& options) {
 constexpr const char* list_help =
     "COPY is a file in the cache directory. CHECKED is how long ago the server or share was last asked; until\n"
     "FRESH UNTIL the copy is served without asking again. The last line has the totals.\n"
-    "\"copy missing\" marks an entry whose copy is gone, after 'clear' all of them: the next request fetches the\n"
-    "file again. A narrow terminal shows the addresses and what fits beside them.\n"
+    "\"copy missing\" marks an entry whose copy is gone: the next request fetches the file again. After\n"
+    "'clear', all entries are marked. A narrow terminal shows the addresses and what fits beside them.\n"
     "Changes nothing and asks no server.\n\n"
     "Examples:\n"
     "  qelfilecache list\n"
