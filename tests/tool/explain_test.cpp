@@ -141,8 +141,8 @@ TEST_F(Explain, SaysWhatTheServerReallySaid) {
          "would be served from a new copy, unless the download fails; but that is a page (HTML) in place of an XML "
          "file.\n"},
         {"204 No Content\r\nContent-Type: text/html\r\n",
-         "status 204 (no content: the response holds no file). Check the address, and what the server has there. It "
-         "does not say when",
+         "status 204 (no content: the response holds no file). Check the address, and what the server has "
+         "there.\n",
          "from a new copy, unless the download fails; but the server responds with status 204 (no content: the "
          "response holds no file).\n"},
         {"206 Partial Content\r\nContent-Length: 0\r\n", "status 206 (a part of the file, not the file). Read the log",

@@ -75,8 +75,8 @@ TEST(Explanation, HasAVerdict) {
     const std::string no_copy = "would not be served: there is no copy, and ";
     const std::string nevertheless = ", unless a download succeeds nevertheless.";
     const std::string no_head =
-        "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and the "
-        "server responds with status 501 (the server does not support this kind of request) to HEAD.";
+        "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and to "
+        "HEAD the server responds with status 501 (the server does not support this kind of request).";
     const std::pair<Explained_Request, std::string> verdicts[] = {
         {fresh({}), until + "."},
         {fresh(A_Response(200, "stamp")), until + "; Last-Modified is the same."},

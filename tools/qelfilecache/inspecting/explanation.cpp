@@ -309,7 +309,7 @@ std::string Response_Step(const Explained_Request& explained) {
                (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
                (https && !is_proxys ? " The server's certificate is valid." : "") + Details_Text(explained) +
                (oddity.empty() || oddity == advice.cause ? "" : " But " + oddity + ".") +
-               (response.answered ? Comparison_Text(explained) : "");
+               (response.answered && response.status != 204 ? Comparison_Text(explained) : "");
     }
     constexpr std::uint32_t may_be_the_certificate = 12175;
     std::string step = "Asked just now, there is no usable response. " + Error_Text(explained);

@@ -94,8 +94,9 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
                (explained.Is_Share() ? "" : ", unless the download fails") + Reservation(explained);
     }
     if (Could_Not_Ask(*explained.remote)) {
-        return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and " +
-               Why_Not(explained) + " to HEAD.";
+        return "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and "
+               "to HEAD " +
+               Why_Not(explained) + ".";
     }
     constexpr std::uint32_t failures_of_head[] = {12002, 12030, 12031, 12152}; // the server may treat GET otherwise
     const bool may_succeed =
