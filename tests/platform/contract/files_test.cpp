@@ -2,6 +2,7 @@
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "tests/support/Scratch_Directory.h"
+#include "util/File_Extension.h"
 #include "util/File_Head.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
@@ -182,6 +183,35 @@ TEST(Path_Separator, ABackslashJoinsWindowsPaths) {
     EXPECT_EQ(Path_Separator("\\\\server\\share"), '\\');
     EXPECT_EQ(Path_Separator("c:cache"), '\\');
     EXPECT_EQ(Join_Path("C:\\cache", "file.xml"), "C:\\cache\\file.xml");
+}
+
+void Expect_Extension(const std::string& extension, const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        EXPECT_EQ(File_Extension(path), extension) << path;
+    }
+}
+
+TEST(Extensions, FollowTheLastDotOfTheLastComponent) {
+    Expect_Extension("xml", {"file.xml", "C:\\dir.d\\file.xml", "C:file.xml", "C:.xml"});
+    Expect_Extension("XmL", {"file.XmL"});
+    Expect_Extension("c", {"a.b.c"});
+    Expect_Extension("gz", {"file.tar.gz"});
+    Expect_Extension("profile", {".profile"});
+    Expect_Extension("a b", {"two words.a b"});
+    Expect_Extension("txt", {"/dir.d/file.txt"});
+}
+
+TEST(Extensions, MayBeNone) {
+    Expect_Extension("", {"", "file", "file.", ".", "..", "...", " ", "C:", "/", "\\", "C:\\dir.d\\file", "/dir.d/file",
+                          "dir.d/", "\\\\server.example\\share\\file", "dir.d\\mixed/file", "C:file"});
+}
+
+TEST(Extensions, AreWhatTheFileSystemTakesThemForWithoutEndsAndStreams) {
+    Expect_Extension("exe", {"run.exe.", "run.exe ", "run.exe. . ..", "run.exe:stream", "run.exe:stream.txt",
+                             "run.exe::$DATA", "run.exe. :x.y", "C:\\dir\\run.exe:stream", "C:run.exe:stream"});
+    Expect_Extension(" exe", {"run. exe"});
+    Expect_Extension("txt", {"dir:x.y\\file.txt"});
+    Expect_Extension("", {"file .", "file:stream.txt"});
 }
 
 } // namespace
