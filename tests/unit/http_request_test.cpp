@@ -500,7 +500,7 @@ TEST_F(Http_Helpers, AComErrorIsReportedInThreeLines) {
 
 // Connect time-out
 
-TEST_F(Http_Helpers, TheConnectTimeoutIsReadOnceInSecondsAndKeptInMilliseconds) {
+TEST_F(Http_Helpers, EachObjectReadsTheConnectTimeoutOnceInSecondsAndKeepsItInMilliseconds) {
     constexpr auto greatest = std::numeric_limits<std::int32_t>::max();
     using Seconds = std::optional<std::int32_t>;
     for (const auto& [seconds, milliseconds] : {std::pair{Seconds(1), 1000},
@@ -511,16 +511,16 @@ TEST_F(Http_Helpers, TheConnectTimeoutIsReadOnceInSecondsAndKeptInMilliseconds) 
                                                 {0, 60000},
                                                 {-5, 60000},
                                                 {std::nullopt, 60000}}) {
-        cache.m_Connect_Timeout = 0;
+        QEL::FrontEnd::FileCache::CFileCache fresh(os);
         g_services.connect_timeout_seconds = seconds;
-        cache.Read_Connect_Timeout();
-        EXPECT_EQ(cache.m_Connect_Timeout, milliseconds) << seconds.value_or(-1);
+        fresh.Read_Connect_Timeout();
+        EXPECT_EQ(fresh.m_Connect_Timeout, milliseconds) << seconds.value_or(-1);
         EXPECT_THAT(g_services.registry_calls,
                     ElementsAre("Software\\QEL\\QELLogon\\Options, LandscapeServerFileConnectTimeout, 1"));
         Forget();
         g_services.connect_timeout_seconds = 9;
-        cache.Read_Connect_Timeout();
-        EXPECT_EQ(cache.m_Connect_Timeout, milliseconds) << "once in the life of the object";
+        fresh.Read_Connect_Timeout();
+        EXPECT_EQ(fresh.m_Connect_Timeout, milliseconds) << "once in the life of the object";
         EXPECT_THAT(g_services.registry_calls, IsEmpty());
     }
 }
