@@ -93,9 +93,11 @@ std::string Sentences_On_Status(long status, std::string_view subject, const std
 }
 
 std::string Redirection(const std::string& asked_url, const std::string& reached_url) {
-    return reached_url.empty() || Plain_Address(reached_url) == Plain_Address(asked_url)
-               ? std::string()
-               : "; the request was redirected to '" + reached_url + "'";
+    const bool is_the_same = Plain_Address(reached_url) == Plain_Address(asked_url);
+    if (is_the_same || reached_url.empty()) {
+        return {};
+    }
+    return "; the request was redirected to '" + reached_url + "'";
 }
 
 } // namespace QEL::FrontEnd::Util

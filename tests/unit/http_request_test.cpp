@@ -403,6 +403,7 @@ TEST_P(Http_Request, LeavesTheTextToTheHostInTheModesThatAskOrLookAtTheListAlone
 
 TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
     using QEL::FrontEnd::FileCache::Get_Last_Request_Info;
+    using QEL::FrontEnd::Util::Sentences_On_Status;
     const auto last = [this](const std::string& request) {
         cache.m_Cache_Entries.clear();
         cache.Get_Cached_File(request);
@@ -414,7 +415,7 @@ TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
     };
     EXPECT_EQ(last(url), std::tuple(200, 0U, ""));
     Script().status = {404};
-    EXPECT_EQ(last(url), std::tuple(404, 0U, QEL::FrontEnd::Util::Sentences_On_Status(404, "server")));
+    EXPECT_EQ(last(url), std::tuple(404, 0U, Sentences_On_Status(404, "server")));
     Script().final_url = "http://b/";
     EXPECT_THAT(std::get<2>(last(url)), HasSubstr("(not found); the request was redirected to 'http://b/'. Check"));
     EXPECT_EQ(last("/missing"), std::tuple(0, 0U, "")) << "nobody was asked";
@@ -431,6 +432,7 @@ TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
     Script().send = Certificate_Error;
     for (const auto& [second, expected] : {std::pair(12045UL, std::tuple(0, 12045U, Script().description)),
                                            {12037UL, std::tuple(0, 12037U, server(12037))},
+                                           {404UL, std::tuple(404, 0U, Sentences_On_Status(404, "server"))},
                                            {200UL, std::tuple(200, 0U, std::string())}}) {
         g_services.client.status = second;
         EXPECT_EQ(last(url), expected);
