@@ -16,7 +16,7 @@ constexpr Error_Meaning meanings[] = {
     {2, "the file cannot be found", "check the path"},
     {3, "the path cannot be found", "check the path"},
     {4, "too many files are open", "close some programs"},
-    {5, "access is denied", "check that this user may read the file"},
+    {5, "access is denied", "check that it is a file, and that this user may read it"},
     {6, "the handle is not valid", ""},
     {8, "there is not enough memory", "close some programs"},
     {14, "there is not enough memory for the request", "close some programs"},

@@ -101,29 +101,41 @@ std::vector<std::string> Keys_Of(std::string_view section) {
     return keys;
 }
 
+/// Our section that is spelled nearly so, or stands behind other keys; empty for any other.
+std::string Section_Meant_By(std::string section) {
+    std::ranges::replace(section, '/', '\\');
+    const std::string_view end = section;
+    for (const std::string ours : {Util::Options_Key, Shares}) {
+        if (section.size() > ours.size() &&
+            Util::Equals_Ignoring_Case(end.substr(section.size() - ours.size() - 1), '\\' + ours)) {
+            return ours;
+        }
+    }
+    return Util::Nearest(section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
+}
+
 std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     const auto keys = Keys_Of(item.section);
     const auto did_you_mean = [](const std::string& name) {
         return name.empty() ? "" : "; did you mean " + name + "?";
     };
-    if (item.section.empty()) {
+    if (keys.empty()) {
+        if (const auto meant = Section_Meant_By(item.section); !meant.empty()) {
+            return item.place == item.file // of the registry
+                       ? "the cache does not read this key" + did_you_mean(meant)
+                       : "[" + item.section + "] is an unknown section" + did_you_mean("[" + meant + "]");
+        }
+        // In a section of somebody else's, only names that nobody else would give.
+        const bool has_section = !item.section.empty();
         for (const char* const section : {Util::Options_Key, Shares}) {
-            if (!Util::Nearest(item.key, Keys_Of(section), other_word).empty()) {
-                return item.key + " stands in no section; put it below [" + section + "]";
+            if ((section != Shares || !has_section) &&
+                !Util::Nearest(item.key, Keys_Of(section), has_section ? 1 : other_word).empty()) {
+                return item.key + " stands in " +
+                       (has_section ? "[" + item.section + "], which the cache does not read" : "no section") +
+                       "; put it below [" + section + "]";
             }
         }
         return {};
-    }
-    if (keys.empty()) {
-        std::string section = item.section;
-        std::ranges::replace(section, '/', '\\');
-        const auto nearest = Util::Nearest(section, std::vector<std::string>{Util::Options_Key, Shares}, other_word);
-        if (nearest.empty() || !item.key.empty()) { // its section has been named
-            return {};
-        }
-        return item.place == item.file // of the registry
-                   ? "the cache does not read this key" + did_you_mean(nearest)
-                   : "[" + item.section + "] is an unknown section" + did_you_mean("[" + nearest + "]");
     }
     if (item.key.empty() || std::ranges::any_of(keys, [&item](const std::string& key) {
             return Util::Equals_Ignoring_Case(key, item.key);
@@ -132,7 +144,14 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     }
     const auto nearest = Util::Nearest(item.key, keys, other_word);
     const bool is_all_ours = Util::Equals_Ignoring_Case(item.section, Shares);
-    return nearest.empty() && !is_all_ours ? nearest : item.key + " is unknown" + did_you_mean(nearest);
+    if (!nearest.empty() || !is_all_ours) {
+        return nearest.empty() ? nearest : item.key + " is unknown" + did_you_mean(nearest);
+    }
+    std::string allowed;
+    for (const std::string& key : keys) {
+        allowed += (allowed.empty() ? "" : ", ") + key;
+    }
+    return item.key + " is unknown; [Shares] has " + allowed;
 }
 
 std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known_Value& known) {
@@ -174,7 +193,8 @@ std::vector<std::string> Util::Configuration_Faults() {
             const std::string name = known.section == Shares ? "[Shares] " + item.key : item.key;
             fault = value.empty() ? value : Platform::Fault_Of(name, item.text, value);
         }
-        if (!fault.empty()) {
+        const bool is_ours = item.section.empty() || !Keys_Of(item.section).empty();
+        if (!fault.empty() && (is_ours || seen.insert(item.file + '[' + item.section).second)) {
             faults.push_back(item.place + ": " + fault);
         }
     }

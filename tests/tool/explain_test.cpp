@@ -122,7 +122,8 @@ TEST_F(Explain, SaysThatTheSameDateHidesOtherContent) {
     EXPECT_THAT(result.out,
                 HasSubstr("'. Last-Modified is the same; the cache compares nothing else. But the server's "
                           "file has 9 bytes and the copy 4: publish the file with a new time of change. If only this "
-                          "machine's copy is damaged, 'qelfilecache clear REQUEST' helps."));
+                          "machine's copy is damaged: 'qelfilecache clear REQUEST' deletes the copy, "
+                          "and the next request fetches the file again."));
     EXPECT_THAT(Verdict(result),
                 EndsWith("; Last-Modified is the same; but its length differs, so the copy is out of date.\n"));
     EXPECT_EQ(Run_On_Cache({"explain", "--check", m_Url, "missing.xml"}).exit_status, 1);
@@ -289,7 +290,10 @@ TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
     for (const auto& [configured, said] :
          {std::pair<std::string, std::string>{
               "", "0 minutes after a check (LandscapeCacheExpiryPeriod is not configured)."},
-          {"LandscapeCacheExpiryPeriod = soon\n", "0" + place + " holds 'soon', which is not a valid number)."},
+          {"LandscapeCacheExpiryPeriod = soon\n",
+           "0" + place + " holds 'soon', which is not a number from 0 to 4294967295)."},
+          {"LandscapeCacheExpiryPeriod = -5\n",
+           "4294967291" + place + " holds '-5', which is not a number from 0 to 4294967295)."},
           {"LandscapeCacheExpiryPeriod =\n", "0" + place + " is empty)."},
           {"LandscapeCacheExpiryPeriod = 0x10\n", "16" + place + " holds '0x10')."}}) {
         Configure(configured);
@@ -311,7 +315,15 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
         {"TraceDirectory = /missing", "TraceDirectory = /missing: no such directory"},
         {"TraceDirectory = /etc/passwd", "TraceDirectory = /etc/passwd: not a directory"},
         {"[Share]\nPort = 1", "[Share] is an unknown section; did you mean [Shares]?"},
-        {"[Shares]\nColour = blue", "Colour is unknown"},
+        {"[Shares]\nColour = blue",
+         "Colour is unknown; [Shares] has Timeout, Port, User, Workgroup, PasswordFile, Servers, Signing"},
+        {"[HKEY_CURRENT_USER\\software\\QEL\\QELLogon\\Options]\nPort = 1\nTraceDirectory = /tmp",
+         "[HKEY_CURRENT_USER\\software\\QEL\\QELLogon\\Options] is an unknown section; did you mean "
+         "[Software\\QEL\\QELLogon\\Options]?"},
+        {"[QEL\\Shares]", "[QEL\\Shares] is an unknown section; did you mean [Shares]?"},
+        {"[Options]\ntracedirectory = /missing\nLandscapeLargestFile = x",
+         "tracedirectory stands in [Options], which the cache does not read; put it below "
+         "[Software\\QEL\\QELLogon\\Options]"},
         {"[Shares]\nsigning = on", "[Shares] signing = on: not \"required\""},
         {"[Shares]\nPasswordFile = /missing", "[Shares] PasswordFile = /missing: No such file or directory"},
         {"[Shares]\nPasswordFile = " + open_file.string(),
@@ -322,7 +334,7 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
         Configure(text + "\n");
         const std::string expected =
             "qelfilecache: warning: the configuration has a fault: " + m_Configuration.string() + ", line " +
-            (text.starts_with("[Shares]") ? "3: " : "2: ") + fault + "\n";
+            (text.starts_with("[Shares]") || text.starts_with("[Options]") ? "3: " : "2: ") + fault + "\n";
         EXPECT_EQ(Explain_Url(m_Url).err, expected);
     }
     Write_File(m_Configuration, "Colour = blue\nLandscapeCacheExpiryPeriod = 60\nPort = 1\n");
@@ -341,7 +353,8 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
                           HasSubstr("line 3: certerrorhandlingmode = 1: given twice; the first value is used\n")));
     }
     Configure("Colour = blue\nCertErrorWhiteList = a\nCertErrorWhiteList = b\nCertErrorHandlingMode = 0x2\n"
-              "LandscapeCacheExpiryPeriod = -1\n[Another]\nPort = 0\n[Shares]\nServers = a\nServers = b\n");
+              "LandscapeCacheExpiryPeriod = -1\n[Another]\nPort = 0\nTraceDirectories = a\n[Shares]\nServers = "
+              "a\nServers = b\n");
     EXPECT_EQ(Explain_Url(m_Url).err, "") << "what others keep there, and what is right";
 }
 
@@ -377,6 +390,10 @@ TEST_F(Explain, NamesTheCacheAndItsUserWhereItFindsNothing) {
                                                   EndsWith("' is empty; --cache-dir names another directory\n")));
     EXPECT_THAT(Run({"list"}).err, AllOf(HasSubstr("'" + m_Default_Cache.string() + "' of user"),
                                          EndsWith("' does not exist yet; --cache-dir names another directory\n")));
+    Fetch();
+    EXPECT_THAT(Run_On_Cache({"list", "c.xml"}).err,
+                AllOf(StartsWith("qelfilecache: note: the only entry of t" + cache),
+                      EndsWith("' does not match; --cache-dir names another directory\n")));
 }
 
 TEST_F(Explain, OfACopysOwnPathExplainsItsAddress) {
@@ -390,6 +407,50 @@ TEST_F(Explain, OfACopysOwnPathExplainsItsAddress) {
         EXPECT_THAT(Verdict(result), StartsWith("would be served from the copy without asking the server until"));
         EXPECT_EQ(json::parse(Run_On_Cache({"explain", "--json", path}).out)[0]["request"], path);
     }
+}
+
+TEST_F(Explain, OfACopyThatNoListNamesSaysThatGetRefuses) {
+    Fetch();
+    fs::remove(Metadata_File());
+    const std::string cause =
+        "the cache directory '" + m_Cache.string() + "' holds 1 file named like a copy, but no list";
+    const std::string name = fs::path(m_Copy).filename().string();
+    for (const auto& [request, verdict] : {std::pair<std::string, std::string>{m_Url, "would not be served: " + cause},
+                                           {m_Copy, "would return the path itself. But 'qelfilecache get' refuses"},
+                                           {name, "would not be served: there is no such local file"}}) {
+        const Tool_Result result = Explain_Url(request);
+        EXPECT_THAT(Verdict(result), StartsWith(verdict));
+        EXPECT_THAT(result.out, HasSubstr("But " + cause + " of copies: 'qelfilecache get' refuses to work, and the"));
+        EXPECT_EQ(
+            result.out.find("' is named like a copy of the cache, but no entry names it: its address is unknown.") !=
+                std::string::npos,
+            request != m_Url);
+        EXPECT_THAT(Run_On_Cache({"get", request}).err, HasSubstr(" holds 1 file named like a copy, but no list of"));
+    }
+}
+
+TEST_F(Explain, SaysWhyACopyCannotBeRead) {
+    Fetch();
+    const std::string copy = " copy '" + m_Copy + "'";
+    {
+        const Rights_Left none(m_Copy, fs::perms::none);
+        const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"explain", "--check", m_Url}));
+        EXPECT_THAT(result.out,
+                    HasSubstr("But the copy cannot be read: Permission denied. Next: change its permissions. "
+                              "Or 'qelfilecache clear REQUEST' deletes the copy, and the next request "));
+        EXPECT_THAT(Verdict(result), EndsWith(" But the copy cannot be read: Permission denied.\n"));
+        EXPECT_EQ(Run_With_Ordinary_Rights(A_Run_On_Cache({"get", m_Url})).err,
+                  "qelfilecache: warning: '" + m_Url + "': the" + copy +
+                      " cannot be read: Permission denied\n  Next: change its permissions. Or 'qelfilecache clear "
+                      "REQUEST' deletes the copy, and the next request fetches the file again.\n");
+    }
+    fs::remove(m_Copy);
+    fs::create_directory(m_Copy);
+    const Tool_Result result = Check_Url(m_Url);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(result.out, HasSubstr("its" + copy + " is a directory. Next: remove it; the next request makes a new"));
+    EXPECT_THAT(Verdict(result), StartsWith("would be served from a new copy"));
+    EXPECT_NE(Get_Copy(m_Url), m_Copy);
 }
 
 TEST_F(Explain, WarnsOfAListThatIsCut) {

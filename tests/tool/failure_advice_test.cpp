@@ -19,8 +19,9 @@ Request_Outcome Unserved(const std::string& request) {
     return outcome;
 }
 
-Request_Outcome Of_The_Share(int code, const FileCache::Last_Request_Info& last = {}) {
-    Request_Outcome outcome = Unserved(Share);
+Request_Outcome Of_The_Share(int code, const FileCache::Last_Request_Info& last = {},
+                             const std::string& request = Share) {
+    Request_Outcome outcome = Unserved(request);
     outcome.file_share_error = code;
     outcome.last = last;
     return outcome;
@@ -64,6 +65,15 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Of_The_Share(2, {0, 1326, ""}),
          "the file could not be copied from the share: the server refuses the user or the password (error 1326)\n"
          "  Next: check the user and the password for the share: those of this user, or of [Shares] in qel.ini."},
+        {Of_The_Share(2, {0, 53, ""}, "\\\\server"),
+         "the file could not be copied from the share: the request names no "
+         "file on a share (error 53)\n  Next: write \\\\server\\share\\file."},
+        {Of_The_Share(2, {0, 5, ""}, "\\\\server\\share\\"),
+         "the file could not be copied from the share: the request "},
+        {Of_The_Share(2, {0, 5, ""}, "file://server/share"),
+         "the file could not be copied from the share: the request "},
+        {Of_The_Share(2, {0, 5, ""}), "the file could not be copied from the share: access is denied (error 5)\n"
+                                      "  Next: check that it is a file, and that this user may read it."},
         {Of_The_Web(3), "the file was downloaded, but the cache found no name for its copy\n"},
         {Of_The_Web(2, {0, 12037, "It is old.\r\n\n"}),
          "the server's certificate has expired or is not yet valid; the system says: it is old (error 12037)\n"

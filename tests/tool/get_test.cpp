@@ -107,7 +107,9 @@ TEST_F(Get, ReadsAServersNameByTheLocale) {
                                 {{"http_proxy", "127.0.0.1:" + std::to_string(m_Server.Port())}, {"LC_ALL", locale}});
         };
         EXPECT_THAT(run("get").err, HasSubstr(message));
-        EXPECT_EQ(run("explain").exit_status, std::string("C") == locale ? 1 : 0);
+        const Tool_Result explained = run("explain");
+        EXPECT_EQ(explained.exit_status, std::string("C") == locale ? 1 : 0);
+        EXPECT_THAT(explained.out, HasSubstr(" 'http://xn--mnchen-3ya.example/b.xml'"));
     }
 }
 

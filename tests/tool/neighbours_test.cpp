@@ -146,7 +146,7 @@ TEST_F(Another_Run, IsNotWaitedForForever) {
 
 TEST_F(Neighbours, MayHavePhotosInTheDirectory) {
     fs::remove(list);
-    Expect_Refused("holds 1 file with names of copies, but no list of copies. Folders of photos look like that, and so "
+    Expect_Refused("holds 1 file named like a copy, but no list of copies. Folders of photos look like that, and so "
                    "does a cache whose first download was killed");
     Expect_Done("--force");
 }
@@ -184,6 +184,8 @@ TEST_F(Neighbours, AreNotFoundInMissingFilesAndOtherSpellings) {
     }
 }
 
+const std::string New_Owner = fs::path::preferred_separator == '/' ? "user '54321'" : "another user";
+
 /// Gives a file or directory, or a link itself, to a user who does not exist.
 bool Give_Away(const std::string& path) {
 #ifdef _WIN32
@@ -205,12 +207,12 @@ TEST_F(Neighbours, KeepTheirListsAndDirectories) {
     if (!Give_Away(cache)) {
         GTEST_SKIP() << "only root can";
     }
-    Expect_Refused("--cache-dir '" + fs::path(cache).make_preferred().string() + "' belongs to another user");
+    Expect_Refused("--cache-dir '" + fs::path(cache).make_preferred().string() + "' belongs to " + New_Owner);
     EXPECT_EQ(Run({"list"}), 0);
     EXPECT_THAT(messages, AllOf(HasSubstr("note: the cache belongs to "), HasSubstr(", but the settings are those of "),
                                 HasSubstr(": run the command as its owner\n")));
     ASSERT_TRUE(Give_Away(list));
-    Expect_Refused(" belongs to another user, so the files that it names may be somebody else's", "--force");
+    Expect_Refused(" belongs to " + New_Owner + ", so the files that it names may be somebody else's", "--force");
     fs::remove(list);
     List({In_Cache("0")});
     Expect_Done("--force");

@@ -97,6 +97,8 @@ TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {
     user.Write_Number("LandscapeServerRetryAfter", 3601);
     user.Write_Number("LandscapeLargestFile", 1);
     user.Write_Number("Colour", 1);
+    RegSetKeyValueA(HKEY_CURRENT_USER, "Software\\QEL\\QELLogon", "Colour", REG_SZ, "", 1);
+    RegSetKeyValueA(HKEY_CURRENT_USER, "Software\\QEL\\QELLogon", "TraceDirectory", REG_SZ, "", 1);
     make_key("Software\\QEL\\QELogon\\Option");
     make_key("Software\\QEL\\QELLogon\\Views");
     make_key("Software\\Qal\\QELLogon\\options");
@@ -108,6 +110,9 @@ TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {
                                              "LandscapeCacheExpiryPeriod?",
                                      place + "LandscapeServerRetryAfter = 3601: not a number from 0 to 3600",
                                      place + "LandscapeLargestFile = 1: has no effect on this system",
+                                     "HKEY_CURRENT_USER\\Software\\QEL\\QELLogon: TraceDirectory stands in "
+                                     "[Software\\QEL\\QELLogon], which the cache does not read; put it below [" +
+                                         std::string(Options_Key) + "]",
                                      "HKEY_CURRENT_USER\\Software\\QEL\\QELogon\\Option" + did_you_mean,
                                      "HKEY_CURRENT_USER\\Software\\Qal\\QELLogon\\options" + did_you_mean));
 }

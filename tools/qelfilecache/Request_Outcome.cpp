@@ -72,6 +72,16 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
                      directory_advice);
 }
 
+/// True for "\\\\server", "\\\\server\\share" and their file URLs.
+bool Names_No_File(std::string request) {
+    std::ranges::replace(request, '\\', '/');
+    if (request.starts_with("file:")) {
+        request.erase(0, 5);
+    }
+    request.erase(request.find_last_not_of('/') + 1);
+    return request.starts_with("//") && std::ranges::count(request, '/') < 4;
+}
+
 /// By the number of the error, the first one of those that have none here.
 constexpr struct {
     const char* cause;
@@ -96,6 +106,7 @@ std::string Explain_Share_Failure(const Request_Outcome& outcome) {
         return Two_Lines(failure.cause, failure.remedy);
     }
     Advice advice = Advice_On_Error(number, outcome.last.text);
+    Add_Hint_On_Address(outcome.request, number, advice);
     // The warning of the configuration, which comes first, has the value and its place.
     if (const auto setting = advice.cause.find("[Shares] "); setting != std::string::npos) {
         advice.cause.erase(std::min(advice.cause.find_first_of(" :", setting + 9), advice.cause.size()));
@@ -272,15 +283,25 @@ std::string With_Number(std::string cause, std::uint32_t error) {
     return cause + " (" + number;
 }
 
+std::string With_Ascii_Name(const std::string& address) {
+    const auto begin = address.find("://");
+    if (begin == std::string::npos) {
+        return {};
+    }
+    const auto name = begin + 3;
+    const auto end = std::min(address.find_first_of(":/?#", name), address.size());
+    const std::string ascii = Host::Ascii_Name(address.substr(name, end - name));
+    return ascii.empty() ? ascii : address.substr(0, name) + ascii + address.substr(end);
+}
+
 void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advice& advice) {
     std::string meant;
     if (number == 404 && request.ends_with(' ')) {
         meant = Util::Trim_End(request, " ");
-    } else if (const auto begin = request.find("://"); number == invalid_url && begin != std::string::npos) {
-        const auto name = begin + 3;
-        const auto end = std::min(request.find_first_of(":/?#", name), request.size());
-        const std::string ascii = Host::Ascii_Name(request.substr(name, end - name));
-        meant = ascii.empty() ? ascii : request.substr(0, name) + ascii + request.substr(end);
+    } else if (number == invalid_url) {
+        meant = With_Ascii_Name(request);
+    } else if (Names_No_File(request)) {
+        advice = {"the request names no file on a share", "write \\\\server\\share\\file"};
     }
     if (!meant.empty()) {
         advice.remedy = "did you mean " + Quoted(meant) + "?";

@@ -42,8 +42,16 @@ std::string With_Number(std::string cause, std::uint32_t error);
 Advice Advice_On_Status(long status, const std::string& request,
                         const std::optional<FileCache::Inspected_Setting>& proxy);
 
+/// The address with the "xn--" form of its server's name; empty when Host::Ascii_Name has none.
+std::string With_Ascii_Name(const std::string& address);
+
+/// What to do about a copy that is of no use.
+inline constexpr const char* Clear_Remedy =
+    "'qelfilecache clear REQUEST' deletes the copy, and the next request fetches the file again.";
+
 /// Adds the address that may be meant: with the "xn--" form of a server's name whose letters beyond ASCII make it
-/// invalid, or without the blanks at the end of one that the server does not have.
+/// invalid, or without the blanks at the end of one that the server does not have. Says of a share without a file that
+/// this is the cause.
 /// @param number the error, or the status of the response.
 void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advice& advice);
 

@@ -7,6 +7,7 @@
 #include "util/Control_Characters.h"
 #include "util/Visible_Text.h"
 
+#include <cerrno>
 #include <charconv>
 #include <fstream>
 #include <iterator>
@@ -133,15 +134,13 @@ Named_Directory Directory_Of(const Settings& settings) {
 }
 
 /// Without a list, nothing says that the files are copies: the first request would delete them.
-void Require_List_Of_Copies(const fs::path& directory, const std::string& subject) {
+/// @return " holds 2 files named like copies, but no list of copies"; empty when it has a list, or no such file.
+std::string Copies_Without_List(const fs::path& directory) {
     std::error_code ignored;
-    const std::size_t copies = Cached_Copies(directory).size();
-    if (copies > 0 && !fs::exists(Metadata_File(directory), ignored)) {
-        throw Usage_Error(subject + " holds " + Util::Counted(copies, "file") +
-                          " with names of copies, but no list of copies. Folders of photos look like that, and so does "
-                          "a cache whose first download was killed\n  Next: name another directory, or repeat with "
-                          "--force when these files may be deleted.");
-    }
+    const std::size_t copies = fs::exists(Metadata_File(directory), ignored) ? 0 : Cached_Copies(directory).size();
+    return copies == 0 ? std::string()
+                       : " holds " + Util::Counted(copies, "file named like a copy", "files named like copies") +
+                             ", but no list of copies";
 }
 
 using Directory_Check = void (*)(const fs::path& directory);
@@ -150,8 +149,10 @@ Open_Cache Open(const Settings& settings, const Named_Directory& directory, bool
     const std::string subject = Require_Usable_Directory(directory.path, directory.option);
     Open_Cache opened{nullptr, directory.path, Take_Directory(directory.path, subject, force)};
     Require_Own_List(Metadata_File(directory.path));
-    if (!force) {
-        Require_List_Of_Copies(directory.path, subject);
+    if (const std::string fault = Copies_Without_List(directory.path); !force && !fault.empty()) {
+        throw Usage_Error(subject + fault +
+                          ". Folders of photos look like that, and so does a cache whose first download was killed\n"
+                          "  Next: name another directory, or repeat with --force when these files may be deleted.");
     }
     Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out, " cannot be read and written",
                                  "change its permissions, or move it away to start with an empty cache");
@@ -266,8 +267,7 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
         Write_Message("note: the cache directory is in use by " + others);
     }
     if (const fs::path resolved = Host::Resolved(opened.directory); Host::Belongs_To_Another_User(resolved)) {
-        const std::string owner = Host::Owner_Of(resolved);
-        Write_Message("note: the cache belongs to " + (owner.empty() ? "another user" : "user " + Quoted(owner)) +
+        Write_Message("note: the cache belongs to " + Named_Owner_Of(resolved) +
                       ", but the settings are those of user " + Quoted(Host::User_Name()) +
                       ": run the command as its owner");
     }
@@ -297,11 +297,34 @@ std::optional<std::uintmax_t> Length_As_Sent(const std::string& copy) {
     return file ? std::optional<std::uintmax_t>(std::distance(Bytes(file), Bytes())) : std::nullopt;
 }
 
-std::string Why_Not_Writable(const fs::path& directory) {
+std::string Fault_Of_Copy(const std::string& copy) {
+    const fs::path path = Host::To_Path(copy);
+    std::error_code error;
+    if (!Is_Cached_Copy(Host::To_Text(path.filename())) || !fs::exists(path, error)) {
+        return {};
+    }
+    if (!fs::is_regular_file(path, error)) {
+        return fs::is_directory(path, error) ? "is a directory" : "is not a file";
+    }
+    errno = 0;
+    return std::ifstream(path) ? std::string() : "cannot be read: " + std::generic_category().message(errno);
+}
+
+Advice Why_No_Copy_Fits(const fs::path& directory) {
+    constexpr const char* permissions =
+        "no new copy can be written, and 'qelfilecache get' refuses to work. Next: change the permissions, or name "
+        "another directory with --cache-dir";
     if (!directory.empty()) {
-        return Host::Is_Writable_Directory(directory)
-                   ? std::string()
-                   : "the cache directory " + Quoted_Path(directory) + " is not writable for this user";
+        const std::string subject = "the cache directory " + Quoted_Path(directory);
+        if (!Host::Is_Writable_Directory(directory)) {
+            return {subject + " is not writable for this user", permissions};
+        }
+        const std::string fault = Copies_Without_List(directory);
+        return fault.empty() ? Advice()
+                             : Advice{subject + fault,
+                                      "'qelfilecache get' refuses to work, and the first request of another program "
+                                      "deletes these files. Next: name another directory with --cache-dir, or run "
+                                      "'qelfilecache get --force' when they may be deleted"};
     }
     // The default one is created with the first request, below the part of its path that exists.
     const fs::path wanted = Default_Directory();
@@ -311,9 +334,10 @@ std::string Why_Not_Writable(const fs::path& directory) {
         existing = existing.parent_path();
     }
     return Host::Is_Writable_Directory(existing)
-               ? std::string()
-               : std::string(default_directory) + " " + Quoted_Path(wanted) +
-                     " cannot be created: " + Quoted_Path(existing) + " is not writable for this user";
+               ? Advice()
+               : Advice{std::string(default_directory) + " " + Quoted_Path(wanted) +
+                            " cannot be created: " + Quoted_Path(existing) + " is not writable for this user",
+                        permissions};
 }
 
 std::vector<fs::path> Cached_Copies(const fs::path& directory) {

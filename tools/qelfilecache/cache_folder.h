@@ -2,6 +2,7 @@
 
 #include "filecache/inspection/Cache_Inspection.h"
 #include "tools/qelfilecache/Command.h"
+#include "tools/qelfilecache/Request_Outcome.h"
 #include "tools/qelfilecache/neighbours.h"
 
 #include <cstdint>
@@ -64,10 +65,14 @@ std::optional<std::uintmax_t> Size_Of_Copy(const std::string& copy);
 /// None when it cannot be read.
 std::optional<std::uintmax_t> Length_As_Sent(const std::string& copy);
 
-/// Why this user can put no copy into the directory of a cache that is looked into, such as "the cache directory
-/// 'DIR' is not writable for this user"; empty when he can, or when it can be created.
+/// What keeps this user from reading a copy that is there, such as "is a directory"; empty when nothing does, or the
+/// file is not named like a copy.
+std::string Fault_Of_Copy(const std::string& copy);
+
+/// Why 'get' puts no copy into the directory of a cache that is looked into, such as "the cache directory 'DIR' is not
+/// writable for this user", and what follows; empty when it does, or when the directory can be created.
 /// @param directory as Inspect_Cache returns it.
-std::string Why_Not_Writable(const std::filesystem::path& directory);
+Advice Why_No_Copy_Fits(const std::filesystem::path& directory);
 
 /// The files in a cache directory that are cached copies by the shape of their names.
 std::vector<std::filesystem::path> Cached_Copies(const std::filesystem::path& directory);

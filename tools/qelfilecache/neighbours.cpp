@@ -22,16 +22,18 @@ using Util::FileSystem::Other_Processes_On;
 
 constexpr std::chrono::seconds longest_wait{10};
 
-/// The owner of a link decides where it leads tomorrow, so the links on the way count, too.
-bool Belongs_To_Another_User(const fs::path& directory) {
+/// What makes a directory another user's: it, or a link on the way, whose owner decides where it leads tomorrow. Empty
+/// when nothing does.
+fs::path What_Belongs_To_Another_User(const fs::path& directory) {
     fs::path way;
     for (const fs::path& name : directory) {
         way /= name;
         if (Host::Is_Link(way) && Host::Belongs_To_Another_User(way)) {
-            return true;
+            return way;
         }
     }
-    return Host::Belongs_To_Another_User(Host::Resolved(directory));
+    const fs::path resolved = Host::Resolved(directory);
+    return Host::Belongs_To_Another_User(resolved) ? resolved : fs::path();
 }
 
 /// Another run of the tool, or a process that has ended since it was found, so that its name is unknown.
@@ -56,20 +58,25 @@ void Wait_A_Moment() {
 
 } // namespace
 
+std::string Named_Owner_Of(const fs::path& path) {
+    const std::string owner = Host::Owner_Of(path);
+    return owner.empty() ? "another user" : "user " + Quoted(owner);
+}
+
 void Require_Own_List(const fs::path& list) {
     const bool is_link = Host::Is_Link(list);
     if (is_link || Host::Belongs_To_Another_User(list)) {
         throw Usage_Error("the cache's metadata file " + Quoted(Host::To_Text(list)) +
-                          (is_link ? " is a link" : " belongs to another user") +
+                          (is_link ? " is a link" : " belongs to " + Named_Owner_Of(list)) +
                           ", so the files that it names may be somebody else's\n  Next: move it away; only that makes "
                           "this directory usable.");
     }
 }
 
 std::unique_ptr<Directory_Mark> Take_Directory(const fs::path& directory, const std::string& subject, bool force) {
-    if (!force && Belongs_To_Another_User(directory)) {
-        throw Usage_Error(subject +
-                          " belongs to another user\n  Next: name a directory of your own, or repeat with --force.");
+    if (const fs::path others = What_Belongs_To_Another_User(directory); !force && !others.empty()) {
+        throw Usage_Error(subject + " belongs to " + Named_Owner_Of(others) +
+                          "\n  Next: name a directory of your own, or repeat with --force.");
     }
     const std::string text = Host::To_Text(directory);
     const auto begin = std::chrono::steady_clock::now();

@@ -10,6 +10,9 @@
 /// deletes what is somebody else's.
 namespace QEL::FrontEnd::Tool {
 
+/// "user 'NAME'", whom what stands there belongs to, or "another user" where the system does not say.
+std::string Named_Owner_Of(const std::filesystem::path& path);
+
 /// Sees that a list of copies may be used: it is no link, and belongs to this user or to the machine.
 /// @throws Usage_Error
 void Require_Own_List(const std::filesystem::path& list);

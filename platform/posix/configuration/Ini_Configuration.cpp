@@ -72,10 +72,8 @@ std::string Ini_Configuration::Problem() {
     Refresh_User_File();
     m_Machine_File.Refresh();
     std::string problem = m_User_File ? m_User_File->Problem() : std::string();
-    if (!problem.empty() && !m_Machine_File.Problem().empty()) {
-        problem += '\n';
-    }
-    return problem + m_Machine_File.Problem();
+    const std::string of_machine = m_Machine_File.Problem();
+    return problem + (problem.empty() || of_machine.empty() ? "" : "\n") + of_machine;
 }
 
 Ini_Configuration::Found_Value Ini_Configuration::Find_Value(Configuration_Scope scope, const char* section,

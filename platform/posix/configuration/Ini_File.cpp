@@ -158,6 +158,12 @@ void Ini_File::Read() {
     }
 }
 
+std::string Ini_File::Problem() const {
+    struct stat status {};
+    const bool is_link = m_Problem.empty() && !m_Content && ::lstat(m_Path.c_str(), &status) == 0;
+    return is_link ? m_Path + ": a link to a file that does not exist" : m_Problem;
+}
+
 const char* Ini_File::Value(const char* section, const char* key) const {
     return m_Content ? m_Content->values.GetValue(section, key) : nullptr;
 }

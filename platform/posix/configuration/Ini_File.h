@@ -42,7 +42,7 @@ public:
 
     /// Why the file has no values although it is there, or which line is passed over; empty when there is
     /// nothing to complain about.
-    const std::string& Problem() const { return m_Problem; }
+    std::string Problem() const;
 
 private:
     /// What a file's status says of its content.

@@ -138,7 +138,14 @@ std::uint32_t Run(const std::string& path, Operation operation, std::uint64_t by
     request->byte_limit = byte_limit;
     request->largest = Largest_Copy();
     std::memcpy(request->url, url.c_str(), url.size() + 1);
-    return Ask_Server_Of(path, [&] { return Ask(*request, settings, target, info); });
+    const std::uint32_t error = Ask_Server_Of(path, [&] { return Ask(*request, settings, target, info); });
+    if (error == Error_Logon_Failure && settings.is_signing_required && settings.user.empty()) {
+        Util::Unasked_Share_Server::Refuse(
+            "The server refuses the logon: Signing is required, but without a Kerberos ticket the session is a "
+            "guest's, "
+            "which cannot sign. Get a ticket, name a User in [Shares] of qel.ini, or take Signing out of it.");
+    }
+    return error;
 }
 
 } // namespace

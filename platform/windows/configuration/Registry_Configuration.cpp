@@ -145,6 +145,33 @@ void Add_Similar_Keys(const Place& place, const std::string& path, std::size_t l
     }
 }
 
+/// Adds the values of a key.
+void Add_Values(const Place& place, const char* path, std::vector<Configuration_Item>& items) {
+    Registry_Key key;
+    if (RegOpenKeyExA(place.root, path, 0, KEY_QUERY_VALUE | place.view, key.Receive()) != ERROR_SUCCESS) {
+        return;
+    }
+    constexpr DWORD longest_name = 16384;
+    std::string name(longest_name, '\0');
+    DWORD size = longest_name;
+    const std::string shown = std::string(place.root_name) + path + place.view_name;
+    for (DWORD index = 0;
+         RegEnumValueA(key.Get(), index, name.data(), &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++index, size = longest_name) {
+        const std::string value = name.substr(0, size);
+        const auto read = Read_Value(place.root, place.view, path, value.c_str());
+        std::optional<std::int64_t> number;
+        if (read) {
+            number = Integer_Of(*read);
+        }
+        const bool is_text = read && (read->type == REG_SZ || read->type == REG_EXPAND_SZ);
+        const auto text = is_text  ? Expand_Environment(Up_To_First_Zero(read->data))
+                          : number ? std::to_string(*number)
+                                   : std::string("(of another type)");
+        items.push_back({shown, shown, path, value, text, number});
+    }
+}
+
 /// The values of the registry. A list may be a single text; environment variables are expanded in a
 /// text of the expandable kind; a number may be a text that is a decimal number with an optional sign.
 class Registry_Configuration : public Configuration {
@@ -194,30 +221,8 @@ public:
         std::vector<Configuration_Item> items;
         for (const Place& place : Places) {
             Add_Similar_Keys(place, "Software", 0, 0, items);
-            Registry_Key key;
-            if (RegOpenKeyExA(place.root, Options_Key, 0, KEY_QUERY_VALUE | place.view, key.Receive()) !=
-                ERROR_SUCCESS) {
-                continue;
-            }
-            constexpr DWORD longest_name = 16384;
-            std::string name(longest_name, '\0');
-            DWORD size = longest_name;
-            const std::string shown = std::string(place.root_name) + Options_Key + place.view_name;
-            for (DWORD index = 0; RegEnumValueA(key.Get(), index, name.data(), &size, nullptr, nullptr, nullptr,
-                                                nullptr) == ERROR_SUCCESS;
-                 ++index, size = longest_name) {
-                const std::string value = name.substr(0, size);
-                const auto read = Read_Value(place.root, place.view, Options_Key, value.c_str());
-                std::optional<std::int64_t> number;
-                if (read) {
-                    number = Integer_Of(*read);
-                }
-                const bool is_text = read && (read->type == REG_SZ || read->type == REG_EXPAND_SZ);
-                const auto text = is_text  ? Expand_Environment(Up_To_First_Zero(read->data))
-                                  : number ? std::to_string(*number)
-                                           : std::string("(of another type)");
-                items.push_back({shown, shown, Options_Key, value, text, number});
-            }
+            Add_Values(place, Options_Key, items);
+            Add_Values(place, "Software\\QEL\\QELLogon", items); // where ours may be by mistake
         }
         return items;
     }

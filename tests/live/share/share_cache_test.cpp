@@ -150,6 +150,8 @@ TEST_F(Share_Cache, IsExplainedByTheTool) {
         output("explain", "--check"),
         AllOf(HasSubstr("Error 2: The file cannot be found"),
               HasSubstr("the check failed: the file cannot be found (error 2); when that fails as well, the copy")));
+    Configure_Server("Signing = required\n");
+    EXPECT_THAT(output("explain", "--check"), HasSubstr("a guest's, which cannot sign (error 1326)"));
     EXPECT_EQ(output("get"), copy);
     EXPECT_EQ(Content_Of(copy.substr(0, copy.find('\n'))), "content");
 }

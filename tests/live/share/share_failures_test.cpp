@@ -128,7 +128,12 @@ TEST_F(Share_Failures, OfALogonHaveACodeOfTheirOwn) {
         SCOPED_TRACE(row.lines + row.user + " " + row.password + " " + row.path);
         Configure_Server(row.lines +
                          (row.user.empty() ? "" : "User = " + row.user + "\n" + Password_File(row.password)));
+        const FrontEnd::Util::Unasked_Share_Server server;
         EXPECT_EQ(Stat_Error(row.path), row.error);
+        const bool is_guest = row.error == Logon_Failure && row.user.empty();
+        EXPECT_THAT(server.Refusal(),
+                    StartsWith(is_guest ? "The server refuses the logon: Signing is required, but" : ""));
+        EXPECT_EQ(server.Refusal().empty(), !is_guest);
         EXPECT_TRUE(row.error == 0 || Copy_Error(row.path) == row.error);
     }
 }

@@ -179,6 +179,16 @@ TEST_F(Ini_Files, WhatIsPassedOverIsReportedAndTheOthersCount) {
     }
 }
 
+TEST_F(Ini_Files, ALinkThatLeadsNowhereIsReported) {
+    for (const std::string& file : {User_File(), Machine_File()}) {
+        EXPECT_EQ(configuration.Problem(), "");
+        std::filesystem::create_symlink("missing", file);
+        EXPECT_EQ(Number("Period"), std::nullopt);
+        EXPECT_EQ(configuration.Problem(), file + ": a link to a file that does not exist");
+        std::filesystem::remove(file);
+    }
+}
+
 TEST_F(Ini_Files, ADirectoryOrPipeIsRefusedAtOnce) {
     std::filesystem::create_directory(User_File());
     ASSERT_EQ(::mkfifo(Machine_File().c_str(), 0600), 0);

@@ -241,7 +241,8 @@ Messages outside of calls
         for arguments, message in ([(["--since", wrong], f"--since: needs a time such as '2026-11-21 10:20' or '10:20', "
                                                          f"not '{wrong}'")
                                     for wrong in ("noon", "25:99", "2026-02-31", "2001-1-1", "10:20:16:17", "2001-01-01 10")] +
-                                   [(["--summary", "--json"], "leave out --json"),
+                                   [(["--json", "--html", page], "leave out one of them"),
+                                    (["--summary", "--json"], "leave out --json"),
                                     (["--summary", "--html", page], "leave out --html")]):
             self.assertEqual(self.run_tool(*arguments, file), "")
             self.assertEqual(self.status, 2)

@@ -143,10 +143,11 @@ TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
     explained.request.entry->last_checked_remotely = present + 50 * minute;
     for (const char* const period : {"0", "60"}) {
         explained.expiry_period.value = period;
-        EXPECT_THAT(Steps(explained),
-                    AllOf(HasSubstr("which lies in the future"), Not(HasSubstr("shows it sooner")),
-                          HasSubstr("Until " + Local_Time_Text(present + 50 * minute) +
-                                    " a shorter period changes nothing; 'qelfilecache clear REQUEST' helps at once.")));
+        EXPECT_THAT(
+            Steps(explained),
+            AllOf(HasSubstr("which lies in the future"), Not(HasSubstr("shows it sooner")),
+                  HasSubstr("Until " + Local_Time_Text(present + 50 * minute) +
+                            " a shorter period changes nothing. 'qelfilecache clear REQUEST' deletes the copy")));
     }
     explained.request.entry->last_checked_remotely = present;
     explained.expiry_period.value = "0";
@@ -155,13 +156,12 @@ TEST(Explanation, OfACopyCheckedInTheFutureNamesWhatHelps) {
 
 TEST(Explanation, SaysThatNoNewCopyCanBeWritten) {
     const auto without_room = [](Explained_Request explained) {
-        explained.directory_problem = "the cache directory '/c' is not writable for this user";
+        explained.directory_problem = {"the cache directory '/c' is not writable for this user", "no copy fits"};
         return explained;
     };
     const auto missing = without_room(A_Request({}, A_Response(200, "stamp")));
     EXPECT_EQ(Explain(missing).expected, Outcome::Failed);
-    EXPECT_THAT(Steps(missing), HasSubstr("But the cache directory '/c' is not writable for this user: no new copy can "
-                                          "be written, and 'qelfilecache get' refuses to work. Next: change the "));
+    EXPECT_THAT(Steps(missing), HasSubstr("But the cache directory '/c' is not writable for this user: no copy fits."));
     const Explanation stale = Explain(without_room(A_Request(An_Entry(false), A_Response(200, "other"))));
     EXPECT_EQ(stale.expected, Outcome::Old_Copy);
     EXPECT_EQ(stale.verdict, "would be served from " + Last_Good_Copy +
@@ -264,7 +264,8 @@ TEST(Explanation, OfAShareComparesLengthsToo) {
     EXPECT_THAT(Steps(explained), HasSubstr("The time of change is the same; the cache compares nothing else. But the "
                                             "share's file has 9 bytes and the copy 4: publish "
                                             "the file with a new time of change. If only this "
-                                            "machine's copy is damaged, 'qelfilecache clear REQUEST' helps."));
+                                            "machine's copy is damaged: 'qelfilecache clear REQUEST' deletes the copy, "
+                                            "and the next request fetches the file again."));
     EXPECT_EQ(Explain(explained).verdict, "would be served from the copy: the time of change is the same; but its "
                                           "length differs, so the copy is out of date.");
 }

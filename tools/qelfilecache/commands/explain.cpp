@@ -97,8 +97,10 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
                  [](const auto& setting) { return setting.name.starts_with("SSL_CERT_"); });
     if (explained.request.entry) {
         const std::string& copy = explained.request.entry->copy;
+        explained.copy_fault = Fault_Of_Copy(copy);
         explained.copy_size = Size_Of_Copy(copy);
-        const bool may_differ = !explained.Is_Share() && explained.details.content_length != explained.copy_size;
+        const bool may_differ =
+            explained.copy_size && !explained.Is_Share() && explained.details.content_length != explained.copy_size;
         explained.copy_length = may_differ ? Length_As_Sent(copy) : explained.copy_size;
     }
     return explained;
@@ -180,10 +182,12 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     const Open_Inspection opened = Inspect_Cache(settings);
     const auto request_thread = Host::Prepare_Request_Thread();
     const Inspected_Settings configured = opened.cache->Settings();
-    const std::string directory_problem = Why_Not_Writable(opened.directory);
+    const Advice directory_problem = Why_No_Copy_Fits(opened.directory);
     const std::string cache = Name_Of_Cache(opened.directory);
     const auto faults = FileCache::Cache_Inspection::Configuration_Faults();
     const auto entries = opened.cache->Entries();
+    const auto copies =
+        opened.directory.empty() ? std::vector<std::filesystem::path>() : Cached_Copies(opened.directory);
     auto reports = nlohmann::ordered_json::array();
     Exit_Status status = Exit_Served;
     for (const std::string& request : options.requests) {
@@ -197,6 +201,10 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
         Explained_Request explained =
             Look_Into(*opened.cache, own == entries.end() ? request : own->url, configured, options);
         explained.copy_of = own == entries.end() ? "" : request;
+        explained.is_stray_copy =
+            own == entries.end() && std::ranges::any_of(copies, [&](const auto& copy) {
+                return copy.filename() == path.filename() && (is_as_listed || Plain_Path(Host::To_Text(copy)) == path);
+            });
         explained.directory_problem = directory_problem;
         explained.cache = cache;
         explained.faults = faults;

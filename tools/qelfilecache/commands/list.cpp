@@ -110,8 +110,9 @@ void Write_Table(const std::vector<Listed_Entry>& entries, std::uint64_t now) {
 /// Reports what the table does not hold and somebody may look for.
 void Report_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Entry>& entries) {
     if (const auto all = opened.cache->Entries().size(); entries.empty() && all > 0) {
-        Write_Message("note: none of the " + Util::Counted(all, "entry", "entries") + " of " +
-                      Name_Of_Cache(opened.directory) + " matches" + Another_Directory);
+        Write_Message("note: " + (all == 1 ? "the only entry" : "none of the " + std::to_string(all) + " entries") +
+                      " of " + Name_Of_Cache(opened.directory) + (all == 1 ? " does not match" : " matches") +
+                      Another_Directory);
     } else if (entries.empty()) {
         Write_Message("note: " + Name_Of_Cache(opened.directory) +
                       (opened.directory.empty() ? " does not exist yet" : " is empty") + Another_Directory);

@@ -218,6 +218,9 @@ Exit_Status Show_Trace(const Settings&, const Trace_Options& options) {
         throw Usage_Error("--summary prints counts alone; leave out " +
                           std::string(options.html ? "--html" : "--json"));
     }
+    if (options.html && options.json) {
+        throw Usage_Error("--html writes a page and --json prints an object; leave out one of them");
+    }
     Trace_Reader reader;
     bool all_usable = true;
     bool any_usable = false;

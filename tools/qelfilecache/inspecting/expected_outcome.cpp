@@ -52,9 +52,9 @@ bool Counts(const Asked& asked) {
 } // namespace
 
 std::string Why_No_New_Copy(const Explained_Request& explained) {
-    switch (explained.directory_problem.empty() ? explained.details.refusal : 0) {
+    switch (explained.directory_problem.cause.empty() ? explained.details.refusal : 0) {
     case 0:
-        return explained.directory_problem;
+        return explained.directory_problem.cause;
     case 112:
         return "the disk is full, as its last 5 % (1 GB at most) stay free (error 112)";
     default:

@@ -25,7 +25,7 @@ using Kind = FileCache::Request_Explanation::Kind;
 using Second_Attempt = FileCache::Remote_Answer::Second_Attempt;
 
 /// Where a number of the configuration comes from, such as "LandscapeCacheExpiryPeriod in FILE".
-std::string Origin_Of(const Inspected_Setting& setting) {
+std::string Origin_Of(const Explained_Request& explained, const Inspected_Setting& setting) {
     if (setting.source.empty()) {
         return setting.name + " is not configured";
     }
@@ -36,8 +36,14 @@ std::string Origin_Of(const Inspected_Setting& setting) {
     if (setting.written.empty()) {
         return place + " is empty";
     }
-    const bool is_no_number = setting.value == "0";
-    return place + " holds " + Quoted(setting.written) + (is_no_number ? ", which is not a valid number" : "");
+    const std::string holds = place + " holds " + Quoted(setting.written);
+    const std::string name = ": " + setting.name + " = " + setting.written + ": ";
+    for (const std::string& fault : explained.faults) {
+        if (const auto found = fault.find(name); found != std::string::npos) {
+            return holds + ", which is " + fault.substr(found + name.size());
+        }
+    }
+    return holds;
 }
 
 /// The remote side's stamp as people write it: of a share file a time, of a web file what its server
@@ -70,8 +76,7 @@ std::string How_To_See_A_Change(const Explained_Request& explained) {
     const std::uint64_t last_checked = explained.request.entry->last_checked_remotely;
     if (last_checked > explained.request.now) {
         // The period counts from there, so that even 0 asks nobody before.
-        return " Until " + Local_Time_Text(last_checked) +
-               " a shorter period changes nothing; 'qelfilecache clear REQUEST' helps at once.";
+        return " Until " + Local_Time_Text(last_checked) + " a shorter period changes nothing. " + Clear_Remedy;
     }
     return explained.expiry_period.value == "0" ? ""
                                                 : " A shorter period shows it sooner; 0 checks with every request.";
@@ -95,8 +100,8 @@ std::string Comparison_Text(const Explained_Request& explained) {
                                                      std::to_string(*explained.details.content_length) +
                                                      " bytes and the copy " + std::to_string(*explained.copy_length) +
                                                      ": publish the file with a new time of change. If only this "
-                                                     "machine's copy is damaged, 'qelfilecache "
-                                                     "clear REQUEST' helps."
+                                                     "machine's copy is damaged: " +
+                                                     Clear_Remedy
                                                : "");
 }
 
@@ -165,6 +170,10 @@ std::string Kind_Step(const Explained_Request& explained) {
     switch (request.kind) {
     case Kind::Web:
         step = "It is a web address: the cache fetches the file from its server and keeps a copy.";
+        if (const std::string ascii = With_Ascii_Name(request.normalised); !ascii.empty()) {
+            step += " A program that never calls setlocale cannot read the server's name; all can read " +
+                    Quoted(ascii) + ".";
+        }
         break;
     case Kind::Share:
         step =
@@ -195,6 +204,10 @@ std::string Entry_Step(const Explained_Request& explained) {
                "names another directory.";
     }
     const Inspected_Entry& entry = *request.entry;
+    if (!entry.copy_exists && !explained.copy_fault.empty()) {
+        return "The cache has an entry for it, but its copy " + Quoted(entry.copy) + " " + explained.copy_fault +
+               ". Next: remove it; the next request makes a new copy.";
+    }
     if (!entry.copy_exists) {
         return "The cache has an entry for it, but its copy " + Quoted(entry.copy) +
                " is gone: 'qelfilecache clear' or another program has deleted it. A program that starts now ignores "
@@ -206,6 +219,9 @@ std::string Entry_Step(const Explained_Request& explained) {
         step += ", " + Size_Text(*explained.copy_size);
     }
     step += ". ";
+    if (!explained.copy_fault.empty()) {
+        step += "But the copy " + explained.copy_fault + ". Next: change its permissions. Or " + Clear_Remedy + " ";
+    }
     return step + (entry.last_modified.empty() ? "It is unknown when its file was last changed (no Last-Modified)."
                                                : "This version of the file was last changed at " +
                                                      Stamp_Text(request.kind, entry.last_modified) + ".");
@@ -218,7 +234,7 @@ std::string Freshness_Step(const Explained_Request& explained) {
     const std::string& minutes = explained.expiry_period.value;
     std::string step = Age_Of(explained) + " A copy is fresh for " + minutes +
                        (minutes == "1" ? " minute" : " minutes") + " after a check (" +
-                       Origin_Of(explained.expiry_period) + "). ";
+                       Origin_Of(explained, explained.expiry_period) + "). ";
     if (entry.fresh) {
         return step + "It is fresh until " + Local_Time_Text(entry.fresh_until) +
                ". Until then the cache does not ask " + other_side + ", so a change there does not show." +
@@ -247,7 +263,7 @@ std::string Question_Step(const Explained_Request& explained) {
 /// For how long a server is not asked again that cost time in vain.
 std::string Retry_Step(const Explained_Request& explained) {
     const std::string& seconds = explained.server_retry.value;
-    const std::string origin = " (" + Origin_Of(explained.server_retry) + ")";
+    const std::string origin = " (" + Origin_Of(explained, explained.server_retry) + ")";
     if (seconds == "0") {
         return "A server that does not respond is asked again with every request, and may cost a time-out each time" +
                origin + ".";
@@ -260,7 +276,7 @@ std::string Retry_Step(const Explained_Request& explained) {
 
 std::string Certificate_Step(const Explained_Request& explained) {
     const Certificate_Handling& handling = explained.request.certificate;
-    const std::string origin = " (" + Origin_Of(explained.certificate_mode) + ").";
+    const std::string origin = " (" + Origin_Of(explained, explained.certificate_mode) + ").";
     std::string prefix = "The server's certificate must come from an authority that ";
     if (explained.authorities.empty()) {
         prefix += "this machine trusts";
@@ -451,13 +467,23 @@ Explanation Explain(const Explained_Request& explained) {
         explanation.steps.push_back(Quoted(explained.copy_of) + " is the cache's own copy of " +
                                     Quoted(request.request) + ". What follows is about that address.");
     }
+    if (explained.is_stray_copy) {
+        explanation.steps.push_back(
+            Quoted(request.request) +
+            " is named like a copy of the cache, but no entry names it: its address is unknown.");
+    }
     explanation.steps.push_back(Kind_Step(explained));
+    const Advice& directory = explained.directory_problem;
+    if (!directory.cause.empty()) {
+        explanation.steps.push_back("But " + directory.cause + ": " + directory.remedy + ".");
+    }
     if (Is_Hopeless(explained)) {
         return Hopeless(std::move(explanation), explained);
     }
     if (request.kind == Kind::Local) {
         explanation.steps.push_back("The file exists. The cache does not check whether it is current.");
-        explanation.verdict = "would return the path itself.";
+        explanation.verdict = std::string("would return the path itself.") +
+                              (directory.cause.empty() ? "" : " But 'qelfilecache get' refuses to work.");
         return explanation;
     }
 
@@ -479,14 +505,13 @@ Explanation Explain(const Explained_Request& explained) {
     if (!explained.asked.empty()) {
         explanation.steps.push_back(Repetition_Step(explained));
     }
-    if (!explained.directory_problem.empty()) {
-        explanation.steps.push_back("But " + explained.directory_problem +
-                                    ": no new copy can be written, and 'qelfilecache get' refuses to work. Next: "
-                                    "change the permissions, or name another directory with --cache-dir.");
-    } else if (const std::string why = Why_No_New_Copy(explained); !why.empty()) {
+    if (const std::string why = Why_No_New_Copy(explained); !why.empty() && why != directory.cause) {
         explanation.steps.push_back("But " + why + ": no new copy can be written.");
     }
     explanation.verdict = Verdict_On(explained);
+    if (explained.Has_Copy() && !explained.copy_fault.empty()) {
+        explanation.verdict += " But the copy " + explained.copy_fault + ".";
+    }
     if (const auto difference = Difference_Between_Responses(explained); difference != Difference::None) {
         explanation.verdict += std::string(" But the server does not say the same each time, so ") +
                                (difference == Difference::Of_Stamps ? "every check can become a download."

@@ -37,10 +37,12 @@ struct Explained_Request {
     std::string cache;                                     ///< see Name_Of_Cache
     bool list_is_damaged = false;                          ///< see Cache_Inspection::Metadata_Is_Sound
     std::string copy_of;             ///< the request was this copy's path; the rest is about its address
+    bool is_stray_copy = false;      ///< the request is the path or the name of a copy that no entry names
     std::vector<std::string> faults; ///< of the configuration, see Cache_Inspection::Configuration_Faults
     std::optional<std::uintmax_t> copy_size;
     std::optional<std::uintmax_t> copy_length; ///< what the server sent of it; see Length_As_Sent
-    std::string directory_problem;             ///< why no copy can be written to the cache directory; empty: it can
+    std::string copy_fault;                    ///< see Fault_Of_Copy
+    Advice directory_problem;                  ///< see Why_No_Copy_Fits
 
     bool Has_Copy() const { return request.entry && request.entry->copy_exists; }
 

@@ -118,8 +118,14 @@ void Report(const Request_Outcome& outcome) {
     const std::string request = Quoted(outcome.request) + ": ";
     if (outcome.path.empty()) {
         Write_Message(request + Explain_Failure(outcome));
-    } else if (outcome.download_error) {
+        return;
+    }
+    if (outcome.download_error) {
         Write_Message("notice: " + request + Explain_Old_Copy(outcome));
+    }
+    if (const std::string fault = Fault_Of_Copy(outcome.path); !fault.empty()) {
+        Write_Message("warning: " + request + "the copy " + Quoted(outcome.path) + " " + fault +
+                      "\n  Next: change its permissions. Or " + Clear_Remedy);
     }
 }
 
