@@ -64,7 +64,8 @@ void Server_Connection::Reset() {
     m_Is_Open = false;
 }
 
-void Server_Connection::Relay_To(int port, std::chrono::milliseconds pause) {
+void Server_Connection::Relay_To(int port, std::chrono::milliseconds pause,
+                                 const std::function<bool(std::string_view)>& is_last) {
     const Socket server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     Connect(server, port);
     char bytes[4096];
@@ -81,7 +82,8 @@ void Server_Connection::Relay_To(int port, std::chrono::milliseconds pause) {
         } else {
             const auto count =
                 m_Ssl ? SSL_read(m_Ssl.get(), bytes, sizeof bytes) : recv(m_Socket.Get(), bytes, sizeof bytes, 0);
-            m_Is_Open = count > 0 && send(server.Get(), bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) == count;
+            m_Is_Open = count > 0 && !(is_last && is_last({bytes, static_cast<std::size_t>(count)})) &&
+                        send(server.Get(), bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) == count;
         }
     }
 }

@@ -37,7 +37,9 @@ public:
 
     /// Passes bytes on between the client and the server at a port of this machine, until the server closes.
     /// @param pause behind each piece, of at most 4096 bytes, that the server sends
-    void Relay_To(int port, std::chrono::milliseconds pause = {});
+    /// @param is_last whether a piece of the client's, which is not passed on, ends it all
+    void Relay_To(int port, std::chrono::milliseconds pause = {},
+                  const std::function<bool(std::string_view)>& is_last = {});
 
     /// Says close_notify: nothing more comes. The end of the connection alone does not say so.
     void Close_Tls() { SSL_shutdown(m_Ssl.get()); }

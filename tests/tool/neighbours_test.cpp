@@ -184,7 +184,7 @@ TEST_F(Neighbours, AreNotFoundInMissingFilesAndOtherSpellings) {
     }
 }
 
-const std::string New_Owner = fs::path::preferred_separator == '/' ? "user '54321'" : "another user";
+const std::string New_Owner = fs::path::preferred_separator == '/' ? "user '54321'" : "user 'ANONYMOUS LOGON'";
 
 /// Gives a file or directory, or a link itself, to a user who does not exist.
 bool Give_Away(const std::string& path) {

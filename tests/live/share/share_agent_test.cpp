@@ -2,12 +2,14 @@
 
 #include "tests/live/share/Share_Fixture.h"
 #include "tests/support/Socket.h"
+#include "tests/support/Web_Server.h"
 
 #include "platform/posix/share/Agent_Program.h"
 #include "platform/posix/share/Share_Agent.h"
 #include "util/Path_Queries.h"
 
 #include <grp.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -52,6 +54,17 @@ protected:
         EXPECT_NE(agent, nullptr) << refusal;
         return agent;
     }
+
+    /// An agent that no request comes to, and that ends while all the other tests run.
+    struct Idle_Agent : Environment {
+        void SetUp() override { agent = UnitTest::GetInstance()->test_to_run_count() > 20 ? Start(1) : nullptr; }
+        void TearDown() override {
+            pollfd end{agent ? agent->m_Socket.Get() : -1, POLLIN, 0};
+            EXPECT_EQ(::poll(&end, 1, agent ? 20000 : 0), agent ? 1 : 0) << "it should have ended after 15 seconds";
+        }
+        std::unique_ptr<Share_Agent> agent;
+    };
+    inline static const Environment* const s_idle_agent = AddGlobalTestEnvironment(new Idle_Agent);
 
     /// A request for the status of a file of the server.
     static std::unique_ptr<Agent_Protocol::Request> Stat_Request(std::uint32_t timeout_ms) {
@@ -131,6 +144,7 @@ TEST_F(Share_Agent_Test, IsNoChildOfTheHostAndInheritsNothingThatItHasOpen) {
     }
     EXPECT_GE(descriptors, 2u) << "its two ends of the talk with its host";
     EXPECT_EQ(fs::read_symlink(process / "cwd"), "/");
+    EXPECT_EQ(Content_Of(process / "comm"), "qel_share_agent\n");
     ::close(inheritable);
 }
 
@@ -138,7 +152,8 @@ TEST_F(Share_Agent_Test, EndsWithAHostThatIsKilledWithinACopy) {
     const auto published = Publish("huge.bin", "start");
     fs::resize_file(published, fs::space(published).available / 2);
     Child_Process host([&] {
-        if (::fork() == 0) { // has all that its parent has open, to the end of the test
+        Stat_Error(Samba_Server::Path("huge.bin")); // starts the agent
+        if (::fork() == 0) {                        // has all that its parent has open, to the end of the test
             while (fs::exists(home)) {
                 std::this_thread::sleep_for(50ms);
             }
@@ -213,6 +228,38 @@ TEST_F(Share_Agent_Test, ReadsNoMoreThanItIsAskedFor) {
         ASSERT_EQ(::fstat(target.Get(), &status), 0);
         EXPECT_EQ(status.st_size, static_cast<off_t>(limit));
     }
+}
+
+TEST_F(Share_Agent_Test, IsOfNoMoreUseWhenAFileCannotBeClosed) {
+    Publish("file", "content");
+    const Web_Server line([](Server_Connection& client) {
+        client.Relay_To(server().Port(), {}, [has_read = false](std::string_view message) mutable {
+            const int command = message.size() > 16 && message[4] == '\xFE' ? message[16] : 0; // of SMB2
+            has_read = has_read || command == 8;
+            return has_read && command == 6; // to close
+        });
+    });
+    const auto agent = Start(line.Port());
+    const auto request = Stat_Request(5000);
+    request->operation = Agent_Protocol::Operation::Read;
+    request->byte_limit = 100;
+    const File_Descriptor target(::open((home / "head").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const auto outcome = agent->Ask(*request, target.Get(), In(5s));
+    EXPECT_EQ(outcome.error, 0u);
+    EXPECT_FALSE(outcome.is_agent_good);
+    EXPECT_EQ(Content_Of(home / "head"), "content");
+}
+
+TEST_F(Share_Agent_Test, HasItsErrorWhenItEndsWithinARequest) {
+    const auto agent = Start(1);
+    const int process = *Agents().begin();
+    ::kill(process, SIGSTOP);
+    std::thread end([process] {
+        std::this_thread::sleep_for(100ms);
+        ::kill(process, SIGKILL);
+    });
+    EXPECT_EQ(agent->Ask(*Stat_Request(5000), -1, In(5s)).error, 59u);
+    end.join();
 }
 
 TEST_F(Share_Agent_Test, IsReplacedWhenItHasEnded) {
