@@ -132,7 +132,7 @@ TEST_F(Share_Failures, OfALogonHaveACodeOfTheirOwn) {
         EXPECT_EQ(Stat_Error(row.path), row.error);
         const bool is_guest = row.error == Logon_Failure && row.user.empty();
         EXPECT_THAT(server.Refusal(),
-                    StartsWith(is_guest ? "The server refuses the logon: Signing is required, but" : ""));
+                    testing::StartsWith(is_guest ? "The server refuses the logon: Signing is required, but" : ""));
         EXPECT_EQ(server.Refusal().empty(), !is_guest);
         EXPECT_TRUE(row.error == 0 || Copy_Error(row.path) == row.error);
     }
