@@ -1,5 +1,7 @@
 #include "tools/qelfilecache/inspecting/explanation.h"
 
+#include "util/Ascii.h"
+
 #include <algorithm>
 
 namespace QEL::FrontEnd::Tool {
@@ -51,7 +53,16 @@ bool Counts(const Asked& asked) {
 
 } // namespace
 
+bool Has_Invalid_Proxy(const Explained_Request& explained) {
+    const auto& proxy = explained.proxy;
+    return proxy && proxy->value.empty() && proxy->source.find('_') != std::string::npos &&
+           !Util::Equals_Ignoring_Case(proxy->source, "no_proxy");
+}
+
 std::string Why_No_New_Copy(const Explained_Request& explained) {
+    if (Has_Invalid_Proxy(explained)) {
+        return "the variable " + explained.proxy->source + " names no valid proxy";
+    }
     switch (explained.directory_problem.cause.empty() ? explained.details.refusal : 0) {
     case 0:
         return explained.directory_problem.cause;

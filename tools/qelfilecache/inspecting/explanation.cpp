@@ -153,11 +153,10 @@ std::string Proxy_Step(const Explained_Request& explained) {
     if (!proxy.value.empty()) {
         return "The request goes through the " + Proxy_Text(proxy) + ".";
     }
-    const bool is_exempt = Util::Equals_Ignoring_Case(proxy.source, "no_proxy");
-    if (!is_exempt && proxy.source.find('_') != std::string::npos) { // no setting of Windows, but a variable
-        return "The request fails: the variable " + proxy.source +
-               " names no valid proxy. Write http://server:port, or unset it.";
+    if (Has_Invalid_Proxy(explained)) {
+        return "The request fails: " + Why_No_New_Copy(explained) + ". Write http://server:port, or unset it.";
     }
+    const bool is_exempt = Util::Equals_Ignoring_Case(proxy.source, "no_proxy");
     return "The request goes to the server directly: " +
            (proxy.source.empty() ? "no proxy is configured."
                                  : proxy.source + (is_exempt ? " exempts it." : " names no proxy for it."));
@@ -505,7 +504,8 @@ Explanation Explain(const Explained_Request& explained) {
     if (!explained.asked.empty()) {
         explanation.steps.push_back(Repetition_Step(explained));
     }
-    if (const std::string why = Why_No_New_Copy(explained); !why.empty() && why != directory.cause) {
+    const std::string why = Why_No_New_Copy(explained);
+    if (!why.empty() && why != directory.cause && !Has_Invalid_Proxy(explained)) {
         explanation.steps.push_back("But " + why + ": no new copy can be written.");
     }
     explanation.verdict = Verdict_On(explained);

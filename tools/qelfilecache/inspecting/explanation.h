@@ -82,6 +82,9 @@ inline bool Differs_In_Length_Alone(const Explained_Request& explained) {
            *explained.details.content_length != *explained.copy_length;
 }
 
+/// True when each request fails: the variable that is to name the proxy, no setting of Windows, names none.
+bool Has_Invalid_Proxy(const Explained_Request& explained);
+
 /// Why no copy of what the remote side has can be written; empty: it can, or nobody knows.
 std::string Why_No_New_Copy(const Explained_Request& explained);
 
