@@ -6,7 +6,7 @@
 #include "tests/faults/support/Amount.h"
 #include "tests/faults/support/Cache_Home.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -79,5 +79,3 @@ TEST_F(Disk_Full, WhileACopyIsWrittenLeavesNoPartOfIt) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -3,11 +3,11 @@
 
 #include "tests/faults/support/Cache_Home.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::FileCache::CacheEntry;
+using QEL::FrontEnd::FileCache::CacheEntry;
 using Operation = Failing_OS_Wrapper::Operation;
 
 constexpr std::array Operation_Names = {"Stat_File",        "Get_Current_Time", "File_Exists",      "Delete_File",
@@ -188,5 +188,3 @@ TEST_P(Failing_Calls, OfTheServicesOneByOneLeaveASoundCache) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -8,7 +8,7 @@
 #include <windows.h>
 #endif
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -34,7 +34,7 @@ protected:
 
     /// A hundred requests: hits, checks, replacements, failures, share files; with a trace, by new objects.
     void Make_A_Hundred_Requests() {
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
         CFileCache host(Services());
         EXPECT_TRUE(host.Set_Cache_Directory(Cache_Directory()));
         const auto make = [&](int times, const std::string& request, bool is_served) {
@@ -55,7 +55,7 @@ protected:
         make(1, "/no/such/file.xml", false);
         EXPECT_TRUE(host.Clear());
         EXPECT_TRUE(host.Purge_Cache_Folder());
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
     }
 };
 
@@ -81,5 +81,3 @@ TEST_F(Open_Handles, AreNotMoreAfterThousandsOfRequests) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -6,7 +6,7 @@
 
 #include <iomanip>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -93,7 +93,7 @@ TEST_P(Hostile_Servers, LeaveAWholeCopy) {
     const Hostile_Site& site = GetParam();
     Restart_Host();
     // A copy of what the server had when it was well.
-    FrontEnd::FileCache::CacheEntry entry;
+    QEL::FrontEnd::FileCache::CacheEntry entry;
     entry.cached_file = cache->Generate_Cached_File_Name_from_Contents("text/xml", old_content, 6);
     entry.last_modified = "Wed, 21 Oct 2015 07:28:00 GMT";
     std::ofstream(entry.cached_file, std::ios::binary) << old_content;
@@ -126,5 +126,3 @@ TEST(Hostile_Servers_Table, IsThere) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

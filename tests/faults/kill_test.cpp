@@ -7,7 +7,7 @@
 #include "tests/support/Tls_Sites.h"
 #endif
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -119,5 +119,3 @@ TEST_F(Killed, ThreadsThatRequestWhileMainReturnsEndWithTheProcess) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -9,7 +9,7 @@
 #include <windows.h>
 #endif
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -122,5 +122,3 @@ TEST_F(Several_Hosts, KeepEachOthersCopies) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -7,7 +7,7 @@
 
 #include <barrier>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -129,7 +129,7 @@ TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
     int phase = 0;
     const auto begin_phase = [&]() noexcept {
         if (phase < phases) {
-            FrontEnd::FileCache::Set_Trace_Level(levels[phase]);
+            QEL::FrontEnd::FileCache::Set_Trace_Level(levels[phase]);
             Set_Expiry_Minutes(phase % 2 == 0 ? 0 : 60);
             Publish(requests.front());
             Publish(requests.back());
@@ -149,7 +149,7 @@ TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
             }
         }
     });
-    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
 
     RecordProperty("operations", Thread_Count * phases * operations);
     EXPECT_GT(served_paths, Thread_Count * phases * operations / 2);
@@ -164,5 +164,3 @@ TEST_F(Threads, GetWhatWasThereWhenTheirRequestsEnded) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

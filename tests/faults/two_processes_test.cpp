@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -135,5 +135,3 @@ TEST_F(Two_Processes, SurviveEachOthersDeathInTheMiddleOfALine) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -3,12 +3,6 @@
 #include "tests/support/Standard_Library.h"
 #include "util/Non_Copyable.h"
 
-#ifdef _WIN32
-#else
-
-#include <sys/types.h>
-#endif
-
 namespace QEL::Tests {
 
 /// The command that runs a program which stands beside the test program.

@@ -59,11 +59,9 @@ void Set_Trace_Level(QELPCTRC_LEVEL level) {
 
 } // namespace QEL::FrontEnd::FileCache
 
-namespace QEL::Tests {
-
 namespace {
 
-using namespace FrontEnd::FileCache;
+using namespace QEL::FrontEnd::FileCache;
 using namespace testing;
 
 class C_Interface : public testing::Test {
@@ -274,5 +272,3 @@ TEST_F(C_Interface, RefusesWhatIsNotThere) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -4,7 +4,7 @@
 #include "tests/windows/Host_Fixture.h"
 #include "tests/windows/Scripted_Com_Object.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -54,5 +54,3 @@ TEST_F(Certificate_Mode, WhiteListTrustsTheListedUrlForDownloadAndCheck) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

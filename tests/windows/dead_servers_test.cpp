@@ -37,15 +37,15 @@ const Http_Client& Platform_Client() {
 
 } // namespace QEL::FrontEnd::Platform
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 using namespace std::chrono_literals;
-using namespace FrontEnd::Platform;
-using FrontEnd::FileCache::Create_Request_Object;
-using FrontEnd::FileCache::HResult;
-using FrontEnd::FileCache::Request_Interface;
+using namespace QEL::FrontEnd::Platform;
+using QEL::FrontEnd::FileCache::Create_Request_Object;
+using QEL::FrontEnd::FileCache::HResult;
+using QEL::FrontEnd::FileCache::Request_Interface;
 using namespace testing;
 
 constexpr HRESULT Time_Out = static_cast<HRESULT>(0x80072EE2);
@@ -173,11 +173,11 @@ TEST_F(Dead_Servers_Of_Windows, OfSharesAreAskedByNoOperation) {
     auto& memory = Dead_Servers::Instance();
     memory.Note({"share dead.example", {}}, {}, Attempt::Server_Unreached, {timed_out, {}}, memory.Now() - 60s);
 
-    const FrontEnd::Util::Unasked_Share_Server unasked;
-    const auto services = FrontEnd::OSWRAPI::IOSWrapper::Create();
+    const QEL::FrontEnd::Util::Unasked_Share_Server unasked;
+    const auto services = QEL::FrontEnd::OSWRAPI::IOSWrapper::Create();
     std::int64_t time = 0;
     EXPECT_EQ(services->Stat_File(path, time), timed_out);
-    using namespace FrontEnd::Util::FileSystem;
+    using namespace QEL::FrontEnd::Util::FileSystem;
     for (const std::function<bool()>& fails :
          {std::function<bool()>([&] { return services->Copy_File(path.c_str(), In_Cache("copy").c_str(), 1) == 0; }),
           {[&] { return !Path_Exists(path); }},
@@ -249,5 +249,3 @@ TEST(Proxy_Settings, NameTheProxyOfAUrl) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

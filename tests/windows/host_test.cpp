@@ -3,11 +3,11 @@
 #include "tests/faults/support/Failing_OS_Wrapper.h"
 #include "tests/windows/Host_Fixture.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::FileCache;
+using namespace QEL::FrontEnd::FileCache;
 using namespace testing;
 
 class Host : public Host_Fixture {};
@@ -21,9 +21,9 @@ TEST_F(Host, FindsTextWithTheLineEndsOfThePlatform) {
 }
 
 TEST_F(Host, FindsTheTraceWithTheLineEndsOfThePlatform) {
-    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
     cache->Get_Cached_File("C:\\missing");
-    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
     const std::string trace = Content_Of(Trace_File());
     EXPECT_THAT(trace, StartsWith(std::string(80, '*') + "\r\n****"));
     EXPECT_THAT(trace, HasSubstr(": CALL(url='C:\\missing')\r\n"));
@@ -77,9 +77,9 @@ TEST_F(Host_With_Share, GetsACopyOfAFileOnTheShare) {
 }
 
 TEST_F(Host_With_Share, FindsInTheTraceWhyAPathWithANulIsRefused) {
-    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ERROR);
     EXPECT_EQ(Get(Share("landscape.xml", "x") + std::string("\0.xml", 5)).path, "");
-    FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
     EXPECT_THAT(Content_Of(Trace_File()), HasSubstr("GetLastError returned 123."));
 }
 
@@ -131,5 +131,3 @@ TEST(Host_Instance, IsOneForTheProcess) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

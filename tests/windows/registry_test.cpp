@@ -9,13 +9,13 @@
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Util::HttpWinInet;
-using FrontEnd::OSWRAPI::IOSWrapper;
-using FrontEnd::Util::GetRegValInt;
+using namespace QEL::FrontEnd::Util::HttpWinInet;
+using QEL::FrontEnd::OSWRAPI::IOSWrapper;
+using QEL::FrontEnd::Util::GetRegValInt;
 using namespace testing;
 
 class Registry : public testing::Test {
@@ -43,7 +43,7 @@ protected:
 };
 
 TEST_F(Registry, TheUsersValueHidesTheMachinesWhichCountsWhereItIsAskedFor) {
-    const auto place = [] { return FrontEnd::Util::Find_Configured_Value(Options_Key, "Period")->place; };
+    const auto place = [] { return QEL::FrontEnd::Util::Find_Configured_Value(Options_Key, "Period")->place; };
     machine.Write_Number("Period", 10);
     EXPECT_EQ(Number(User_Then_Machine), 10U);
     EXPECT_EQ(Signed_Number(1), 10);
@@ -105,7 +105,7 @@ TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {
     make_key("Software\\Another\\QELLogon\\Options");
     const std::string did_you_mean =
         std::string(": the cache does not read this key; did you mean ") + Options_Key + "?";
-    EXPECT_THAT(FrontEnd::Util::Configuration_Faults(),
+    EXPECT_THAT(QEL::FrontEnd::Util::Configuration_Faults(),
                 UnorderedElementsAre(place + "LandscapeCacheExpiryPeriode is unknown; did you mean "
                                              "LandscapeCacheExpiryPeriod?",
                                      place + "LandscapeServerRetryAfter = 3601: not a number from 0 to 3600",
@@ -118,5 +118,3 @@ TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

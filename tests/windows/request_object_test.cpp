@@ -6,11 +6,11 @@
 
 #include <psapi.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::FileCache;
+using namespace QEL::FrontEnd::FileCache;
 using namespace testing;
 
 constexpr HRESULT Refused = E_ACCESSDENIED;
@@ -249,8 +249,8 @@ TEST_F(Scripted_Request, ReportsABodyThatCannotBeLocked) {
 
 TEST_F(Scripted_Request, AsksForTheErrorsOfTheInterfaceThatFailed) {
     const InSequence calls;
-    EXPECT_CALL(com, InterfaceSupportsErrorInfo(FrontEnd::Platform::Server_Xml_Http_Request_Id));
-    EXPECT_CALL(com, InterfaceSupportsErrorInfo(FrontEnd::Platform::Xml_Http_Request_Id));
+    EXPECT_CALL(com, InterfaceSupportsErrorInfo(QEL::FrontEnd::Platform::Server_Xml_Http_Request_Id));
+    EXPECT_CALL(com, InterfaceSupportsErrorInfo(QEL::FrontEnd::Platform::Xml_Http_Request_Id));
     for (const auto failed : {Request_Interface::ServerXMLHTTPRequest, Request_Interface::XMLHTTPRequest}) {
         Leave_Error_Text(L"The line is busy.");
         EXPECT_EQ(Request()->Error_Description(failed), "The line is busy.");
@@ -314,5 +314,3 @@ TEST_F(Scripted_Request, ReturnsAllMemory) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

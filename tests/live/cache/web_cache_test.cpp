@@ -1,9 +1,11 @@
-// Requests of a host for files of a real web server, on both platforms.
+// Requests of a host for files of a real web server, on both platforms, and the trace of one: the records that the
+// tests of the product by itself expect.
 
 #include "tests/faults/support/Amount.h"
 #include "tests/live/cache/Web_Cache_Fixture.h"
+#include "tests/unit/support/Expected_Records.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -92,7 +94,7 @@ TEST_F(Web_Cache, UrlWithControlCharactersReachesNoServer) {
 TEST_F(Web_Cache, ClearAndPurgeEmptyTheDirectory) {
     Set_Expiry_Minutes(60);
     for (const auto empty :
-         {&FrontEnd::FileCache::CFileCache::Clear, &FrontEnd::FileCache::CFileCache::Purge_Cache_Folder}) {
+         {&QEL::FrontEnd::FileCache::CFileCache::Clear, &QEL::FrontEnd::FileCache::CFileCache::Purge_Cache_Folder}) {
         Get(m_Url);
         EXPECT_THAT(Copies(), SizeIs(1));
         EXPECT_TRUE((*cache.*empty)());
@@ -139,6 +141,36 @@ TEST_F(Web_Cache, BodyOfGigabytesIsWhole) {
 
 #endif
 
-} // namespace
+/// A trace without what differs from run to run and from platform to platform: thread ids, addresses, line numbers,
+/// UUIDs and the program's path are each replaced by a fixed word.
+std::string Normalised(std::string trace) {
+    for (const auto& [pattern, word] : std::initializer_list<std::pair<const char*, const char*>>{
+             {"TID: [0-9]+", "TID: #"},
+             {R"(\[[0-9A-Fa-fx]+\]/[0-9]+: )", "[@]/#: "},
+             {"(FileCache::[A-Za-z_0-9]+)/[0-9]+: ", "$1/#: "},
+             {"(file_contents=|returned |INVALID_HANDLE_VALUE=|s_instance = )[0-9A-Fa-fx]{8,}", "$1@"},
+             {"[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}", "UUID"},
+             {R"(\*\* Program: \t[^\n]*)", "** Program: \tPROGRAM"}}) {
+        trace = std::regex_replace(trace, std::regex(pattern), word);
+    }
+    return trace;
+}
 
-} // namespace QEL::Tests
+TEST_F(Web_Cache_Fixture, TracesItsStartAndFirstDownload) {
+    Publish("landscape.xml", "<landscape/>");
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_ADDITIONAL_DATA);
+    Restart_Host();
+    Get(Url("/landscape.xml"));
+    QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF);
+
+    std::ostringstream content;
+    content << std::ifstream(Trace_File()).rdbuf();
+    std::string trace = content.str();
+    Recorded_Trace::Replace_All(trace, Cache_Directory() + "\\", "DIRECTORY/");
+    Recorded_Trace::Replace_All(trace, Cache_Directory(), "DIRECTORY");
+    const std::string origin = Url("");
+    Recorded_Trace::Replace_All(trace, origin.substr(origin.rfind(':')) + "/", ":PORT/");
+    EXPECT_EQ(Normalised(trace), Recorded_Trace::First_Download("#", "@", "#"));
+}
+
+} // namespace

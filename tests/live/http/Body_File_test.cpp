@@ -14,12 +14,12 @@
 #include "util/HttpClient.h"
 #include "util/IRequest_Object.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::Platform::Body_File;
-using namespace FrontEnd::Platform;
+using QEL::FrontEnd::Platform::Body_File;
+using namespace QEL::FrontEnd::Platform;
 using namespace testing;
 
 constexpr std::size_t Mb = 1U << 20;
@@ -160,12 +160,12 @@ TEST_F(Body_File_Test, ThatHasNoRoomFailsBothClientsWithTheNumberOfTheDisk) {
     Web_Server server("HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\nabc", "good.test");
     const auto directory = m_Directory.Path().string();
     On_Disk_Of("1m", [&] {
-        const auto object = FrontEnd::FileCache::Create_Request_Object(directory).object;
+        const auto object = QEL::FrontEnd::FileCache::Create_Request_Object(directory).object;
         EXPECT_EQ(object->Open("GET", server.Url()), 0);
         EXPECT_EQ(object->Send(), HResult_From_Win32(Error_Disk_Full));
         EXPECT_THAT(object->Error_Description({}), StartsWith("The disk is full: the file system of " + directory));
 
-        FrontEnd::Util::HttpWinInet::HttpClient client;
+        QEL::FrontEnd::Util::HttpWinInet::HttpClient client;
         client.SetCopyDirectory(directory);
         EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Disk_Full);
         EXPECT_EQ(client.GetError(), Error_Disk_Full);
@@ -177,7 +177,7 @@ TEST_F(Body_File_Test, ThatHasNoRoomFailsBothClientsWithTheNumberOfTheDisk) {
 TEST_F(Body_File_Test, TakesNoBodyOfAnErrorOrARedirect) {
     m_Configuration.Set_Number("LandscapeLargestFile", 1);
     const std::string large = "\r\nContent-Length: 3000000\r\n\r\n" + std::string(3000000, 'x');
-    FrontEnd::Util::HttpWinInet::HttpClient client;
+    QEL::FrontEnd::Util::HttpWinInet::HttpClient client;
     client.SetCopyDirectory(m_Directory.Path());
     const Web_Server with_error("HTTP/1.1 404 Not Found" + large);
     EXPECT_EQ(client.SendWinInetRequest(1, with_error.Url().c_str(), nullptr, 0), 404U);
@@ -192,7 +192,7 @@ TEST_F(Body_File_Test, TakesNoBodyOfAnErrorOrARedirect) {
 TEST_F(Body_File_Test, TooLargeForTheConfigurationIsNoStatusOfTheSecondClient) {
     m_Configuration.Set_Number("LandscapeLargestFile", 1);
     Web_Server server("HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\nabc", "good.test");
-    FrontEnd::Util::HttpWinInet::HttpClient client;
+    QEL::FrontEnd::Util::HttpWinInet::HttpClient client;
     client.SetCopyDirectory(m_Directory.Path());
     EXPECT_EQ(client.SendWinInetRequest(1, server.Url().c_str(), nullptr, 0), Error_Internet_Internal_Error);
     EXPECT_EQ(client.GetError(), Error_File_Too_Large);
@@ -256,5 +256,3 @@ TEST_F(Body_File_Test, InMemoryEndsBeforeTwoGigabytes) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

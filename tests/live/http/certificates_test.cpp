@@ -16,12 +16,12 @@
 #include <openssl/pem.h>
 #include <sys/mount.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Platform;
-using namespace FrontEnd::Util::HttpWinInet;
+using namespace QEL::FrontEnd::Platform;
+using namespace QEL::FrontEnd::Util::HttpWinInet;
 
 /// The servers, started once for all tests. The modes of the second client are a test of the whole cache.
 class Certificate : public testing::TestWithParam<Tls_Case> {
@@ -169,5 +169,3 @@ TEST_F(Authorities, OfAVariableThatNamesNoneAreNone) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

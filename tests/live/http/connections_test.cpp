@@ -37,13 +37,13 @@ extern "C" __attribute__((visibility("default"))) CURL* curl_easy_init() {
     return t_has_memory ? s_init() : nullptr;
 }
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 using namespace std::chrono_literals;
-using namespace FrontEnd::Platform;
-using namespace FrontEnd::Util::HttpWinInet;
+using namespace QEL::FrontEnd::Platform;
+using namespace QEL::FrontEnd::Util::HttpWinInet;
 
 const std::string Response_With_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
 const std::string Response_Without_Body = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n";
@@ -293,5 +293,3 @@ TEST(Sigpipe, IsKeptFromTheThreadAndForgottenAtTheEndUnlessItIsTheHosts) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -12,11 +12,11 @@
 
 // Proxies come from the environment: http_proxy, https_proxy, no_proxy.
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Platform;
+using namespace QEL::FrontEnd::Platform;
 using namespace testing;
 
 class Proxy : public testing::Test {
@@ -174,5 +174,3 @@ TEST_F(Proxy, OfAVariableThatIsNotValidIsNotBlamed) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -5,11 +5,11 @@
 #include "tests/support/Tls_Sites.h"
 #include "tests/support/Web_Server.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Platform;
+using namespace QEL::FrontEnd::Platform;
 using namespace testing;
 
 /// What a server does that redirects every path but "/end".
@@ -118,5 +118,3 @@ TEST(Redirects, FromHttpToHttpsAreFollowedAndTheOtherWayRoundAreTheResponse) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -6,13 +6,13 @@
 #include "tests/support/Marking_Process.h"
 #include "tests/unit/support/Recorded_Trace.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using FrontEnd::FileCache::CFileCache;
+using QEL::FrontEnd::FileCache::CFileCache;
 using namespace testing;
 
 class Share_Cache : public Share_Fixture {
@@ -30,7 +30,7 @@ protected:
 
     /// A cache object as the next run of a host has it.
     void Restart_Host() {
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_DEVELOPER_NOTE);
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_DEVELOPER_NOTE);
         cache = std::make_unique<CFileCache>(os);
         ASSERT_TRUE(cache->Set_Cache_Directory(cache_folder));
     }
@@ -157,5 +157,3 @@ TEST_F(Share_Cache, IsExplainedByTheTool) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -11,13 +11,13 @@
 
 #include <sys/resource.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using namespace FrontEnd::Platform;
+using namespace QEL::FrontEnd::Platform;
 
 constexpr int File_Not_Found = 2;
 constexpr int Path_Not_Found = 3;
@@ -62,7 +62,7 @@ protected:
     }
 
 private:
-    const FrontEnd::Util::Asking_Anyway m_Asking; // each failure is one of the server's
+    const QEL::FrontEnd::Util::Asking_Anyway m_Asking; // each failure is one of the server's
 };
 
 TEST_F(Share_Failures, HaveTheirCodes) {
@@ -128,7 +128,7 @@ TEST_F(Share_Failures, OfALogonHaveACodeOfTheirOwn) {
         SCOPED_TRACE(row.lines + row.user + " " + row.password + " " + row.path);
         Configure_Server(row.lines +
                          (row.user.empty() ? "" : "User = " + row.user + "\n" + Password_File(row.password)));
-        const FrontEnd::Util::Unasked_Share_Server server;
+        const QEL::FrontEnd::Util::Unasked_Share_Server server;
         EXPECT_EQ(Stat_Error(row.path), row.error);
         const bool is_guest = row.error == Logon_Failure && row.user.empty();
         EXPECT_THAT(server.Refusal(),
@@ -259,7 +259,7 @@ protected:
         int error = 0;
         std::thread([&] { // asks nobody anyway
             std::int64_t time = 0;
-            error = FrontEnd::OSWRAPI::IOSWrapper::Create()->Stat_File(path, time);
+            error = QEL::FrontEnd::OSWRAPI::IOSWrapper::Create()->Stat_File(path, time);
         })
             .join();
         return error;
@@ -299,5 +299,3 @@ TEST_F(Dead_Share_Server, IsNotOneThatFallsSilentWithinAFileWhichEndsInTime) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -7,15 +7,15 @@
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 namespace fs = std::filesystem;
-using FrontEnd::Util::FileSystem::Attribute_Read_Only;
-using FrontEnd::Util::FileSystem::Get_File_Attributes;
-using FrontEnd::Util::FileSystem::Path_Exists;
-using FrontEnd::Util::FileSystem::Read_File_Head;
+using QEL::FrontEnd::Util::FileSystem::Attribute_Read_Only;
+using QEL::FrontEnd::Util::FileSystem::Get_File_Attributes;
+using QEL::FrontEnd::Util::FileSystem::Path_Exists;
+using QEL::FrontEnd::Util::FileSystem::Read_File_Head;
 
 using Share_Files = Share_Fixture;
 
@@ -91,7 +91,7 @@ TEST_F(Share_Files, AreReadFromTheirBeginning) {
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 8), "%PDF-1.7");
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 1000), "%PDF-1.7 and so on");
     EXPECT_EQ(Read_File_Head(Samba_Server::Path("document"), 0), "");
-    EXPECT_EQ(FrontEnd::Util::FileSystem::File_Length(Samba_Server::Path("document")), 18U);
+    EXPECT_EQ(QEL::FrontEnd::Util::FileSystem::File_Length(Samba_Server::Path("document")), 18U);
     EXPECT_THROW(Read_File_Head(Samba_Server::Path("other"), 8), std::runtime_error);
 }
 
@@ -116,8 +116,8 @@ TEST_F(Share_Files, AreReadByManyThreadsAtOnce) {
 // Paths of shares
 
 std::string Url_Of(std::string_view path) {
-    const auto parts = FrontEnd::Platform::Parse_Share_Path(path);
-    return parts ? FrontEnd::Platform::To_Smb_Url(*parts) : "refused";
+    const auto parts = QEL::FrontEnd::Platform::Parse_Share_Path(path);
+    return parts ? QEL::FrontEnd::Platform::To_Smb_Url(*parts) : "refused";
 }
 
 TEST(Share_Path, BecomesAUrl) {
@@ -154,5 +154,3 @@ TEST(Share_Path, RefusesAServerThatIsMoreThanAName) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

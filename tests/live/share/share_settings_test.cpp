@@ -2,13 +2,13 @@
 
 #include "platform/posix/share/Share_Settings.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 namespace fs = std::filesystem;
-using FrontEnd::Platform::Read_Share_Settings;
-using FrontEnd::Platform::Share_Settings;
+using QEL::FrontEnd::Platform::Read_Share_Settings;
+using QEL::FrontEnd::Platform::Share_Settings;
 using namespace testing;
 
 class Share_Settings_Test : public Home_Fixture {
@@ -128,5 +128,3 @@ TEST_F(Share_Settings_Test, RefuseValuesThatMakeNoSense) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

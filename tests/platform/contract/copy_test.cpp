@@ -8,13 +8,13 @@
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::OSWRAPI::IOSWrapper;
-using FrontEnd::Util::Get_Last_Error;
-using namespace FrontEnd::Util::FileSystem;
+using QEL::FrontEnd::OSWRAPI::IOSWrapper;
+using QEL::FrontEnd::Util::Get_Last_Error;
+using namespace QEL::FrontEnd::Util::FileSystem;
 using namespace testing;
 
 class Copy : public testing::Test {
@@ -147,5 +147,3 @@ TEST_F(Copy, TheLastErrorBelongsToItsThread) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

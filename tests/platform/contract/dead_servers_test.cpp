@@ -1,7 +1,8 @@
 // What is remembered of servers that cost time in vain, by a clock and a network of the test's own; which servers of
-// shares are asked.
+// shares are asked; what counts as a change of the network.
 
 #include "platform/common/Dead_Servers.h"
+#include "platform/common/Network_State.h"
 #include "platform/common/Share_Access.h"
 
 #include "tests/support/Scratch_Directory.h"
@@ -10,15 +11,20 @@
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+#ifndef _WIN32
+#include "tests/support/Own_Network.h"
+#endif
+
+using namespace QEL::Tests;
 
 namespace {
 
 using namespace std::chrono_literals;
-using FrontEnd::Platform::Attempt;
-using FrontEnd::Platform::Share_Attempt;
-using FrontEnd::Platform::Share_Server;
-using FrontEnd::Util::Asking_Anyway;
+using QEL::FrontEnd::Platform::Attempt;
+using QEL::FrontEnd::Platform::Network_State;
+using QEL::FrontEnd::Platform::Share_Attempt;
+using QEL::FrontEnd::Platform::Share_Server;
+using QEL::FrontEnd::Util::Asking_Anyway;
 using namespace testing;
 
 constexpr const char* Retry_After = "LandscapeServerRetryAfter";
@@ -26,8 +32,8 @@ constexpr std::uint32_t Timed_Out = 12002;
 
 class Dead_Servers : public testing::Test {
 protected:
-    using Memory = FrontEnd::Platform::Dead_Servers;
-    using Server = FrontEnd::Platform::Server;
+    using Memory = QEL::FrontEnd::Platform::Dead_Servers;
+    using Server = QEL::FrontEnd::Platform::Server;
 
     const Server host{"http://server:80", ""};
     const Server behind_proxy{"http://server:80", "proxy:3128"};
@@ -304,6 +310,32 @@ TEST(Share_Attempt, HasFailedOnlyWhereTheServerWasNotReached) {
     }
 }
 
-} // namespace
+TEST(Network_State, IsTheSameWhileNothingChanges) {
+    EXPECT_EQ(Network_State(), Network_State());
+    EXPECT_FALSE(Network_State().empty());
+}
 
-} // namespace QEL::Tests
+#ifndef _WIN32
+TEST(Network_State, ChangesWithAnAddressAndWithADefaultRoute) {
+    using Change = std::function<bool(const Own_Network&)>;
+    const std::pair<Change, Change> changes[] = {
+        {[](const auto& network) { return network.Add_Address("10.1.2.3"); }, &Own_Network::Remove_Address},
+        {&Own_Network::Add_Default_Route, &Own_Network::Remove_Default_Route}};
+    for (const auto& [add, remove] : changes) {
+        const int result = Own_Network::Run([&](const Own_Network& network) {
+            const auto before = Network_State();
+            if (!add(network)) {
+                return 1;
+            }
+            const auto changed = Network_State();
+            if (changed == before || !remove(network)) {
+                return 2;
+            }
+            return Network_State() == before ? 0 : 3;
+        });
+        EXPECT_DONE_OR_SKIP(result);
+    }
+}
+#endif
+
+} // namespace

@@ -1,21 +1,26 @@
-// The file operations of the services object but for searching and copying.
+// The file operations of the services object but for searching and copying; the file that a trace is written to; marks
+// on directories, as other processes see them.
 
 #include "filecache/oswrap/IOSWrapper.h"
+#include "tests/support/Marking_Process.h"
 #include "tests/support/Scratch_Directory.h"
+#include "util/Directory_Mark.h"
 #include "util/File_Extension.h"
 #include "util/File_Head.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
+#include "util/Trace_File.h"
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Util::FileSystem;
-using FrontEnd::OSWRAPI::IOSWrapper;
+using namespace QEL::FrontEnd::Util::FileSystem;
+using QEL::FrontEnd::OSWRAPI::IOSWrapper;
 using namespace testing;
+using QEL::FrontEnd::Util::Tracing::Open_Trace_File;
 
 constexpr std::int64_t Second = 10000000;
 
@@ -214,6 +219,83 @@ TEST(Extensions, AreWhatTheFileSystemTakesThemForWithoutEndsAndStreams) {
     Expect_Extension("", {"file .", "file:stream.txt"});
 }
 
-} // namespace
+class Trace_File : public testing::Test {
+protected:
+    Scratch_Directory scratch;
 
-} // namespace QEL::Tests
+    /// Writes a line to the trace file of this name; false when there is none to write to.
+    bool Writes(const std::string& name) const {
+        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(Open_Trace_File(scratch / name), std::fclose);
+        return file && std::fputs("line\n", file.get()) >= 0;
+    }
+};
+
+#ifdef _WIN32
+constexpr const char* Line_On_Disk = "line\r\n";
+#else
+constexpr const char* Line_On_Disk = "line\n";
+#endif
+
+TEST_F(Trace_File, IsMadeOrStartsAfresh) {
+    scratch.Write("old.trc", "a long record of a process that ended long ago\n");
+    for (const char* const name : {"new.trc", "old.trc"}) {
+        EXPECT_TRUE(Writes(name));
+        EXPECT_EQ(Content_Of(scratch / name), Line_On_Disk);
+    }
+}
+
+TEST_F(Trace_File, IsNeitherADirectoryNorInAMissingOneNorAFileWithASecondName) {
+    scratch.Make_Directory("directory.trc");
+    const std::string other = scratch.Write("precious");
+    std::filesystem::create_hard_link(other, scratch / "link.trc");
+    for (const char* const name : {"directory.trc", "missing/new.trc", "link.trc"}) {
+        EXPECT_FALSE(Writes(name)) << name;
+    }
+    EXPECT_EQ(Content_Of(other), "content");
+}
+
+class Directory_Marks : public testing::Test {
+protected:
+    Scratch_Directory scratch;
+    const std::string directory = scratch.Make_Directory("cache");
+};
+
+TEST_F(Directory_Marks, AreNoneAtFirstAndThoseOfThisProcessDoNotCount) {
+    EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
+    const Directory_Mark mark(directory);
+    EXPECT_THAT(Other_Processes_On(directory), IsEmpty());
+}
+
+TEST_F(Directory_Marks, OfOtherProcessesNameThemAndAreAllSeen) {
+    const Directory_Mark own(directory); // which writes no file
+    const Other_Marking_Process one(directory);
+    const auto is_named = Field(&Marking_Process::program, StartsWith("other_process"));
+    EXPECT_THAT(Other_Processes_On(directory), ElementsAre(is_named));
+    const Other_Marking_Process another(directory);
+    EXPECT_THAT(Other_Processes_On(directory), ElementsAre(is_named, is_named));
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
+}
+
+TEST_F(Directory_Marks, AreOfOneDirectoryHoweverItIsWritten) {
+    const Other_Marking_Process other(directory);
+    EXPECT_THAT(Other_Processes_On(scratch / "." + "/../" + std::filesystem::path(scratch.Path()).filename().string() +
+                                   "/cache"),
+                SizeIs(1));
+    EXPECT_THAT(Other_Processes_On(scratch.Make_Directory("another")), IsEmpty());
+}
+
+TEST_F(Directory_Marks, EndWithTheirObjectOrProcess) {
+    for (const char* const end : {"release", "die"}) {
+        Other_Marking_Process other(directory, end);
+        other.End();
+        EXPECT_THAT(Other_Processes_On(directory), IsEmpty()) << end;
+    }
+}
+
+TEST_F(Directory_Marks, OnAMissingDirectoryChangeNothing) {
+    const Directory_Mark mark(scratch / "missing");
+    EXPECT_THAT(Other_Processes_On(scratch / "missing"), IsEmpty());
+    EXPECT_THAT(scratch.Names(), ElementsAre("cache"));
+}
+
+} // namespace

@@ -9,11 +9,11 @@
 
 #include "tests/support/Scratch_Directory.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Util;
+using namespace QEL::FrontEnd::Util;
 
 TEST(Uuid, HasTheUsualShapeAndIsAnotherEveryTimeInEveryThread) {
     const std::regex shape("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
@@ -79,5 +79,3 @@ TEST(Compare_Ignoring_Case, FindsTextsEqualButForTheCaseOfLettersOrSaysWhichCome
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -6,11 +6,11 @@
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::OSWRAPI;
+using namespace QEL::FrontEnd::OSWRAPI;
 using namespace testing;
 
 // In pieces: question marks before a hyphen are a trigraph.
@@ -173,7 +173,7 @@ TEST_F(Search, FindsFilesAndLinksOnlyHiddenOrNotMindsLetterCaseAndTakesABackslas
 #endif
 
 bool Matches(const std::string& name, const std::string& pattern) {
-    return FrontEnd::Platform::Matches_Wildcard(name, pattern, std::equal_to<>());
+    return QEL::FrontEnd::Platform::Matches_Wildcard(name, pattern, std::equal_to<>());
 }
 
 TEST(Wildcard, MatchesWholeNames) {
@@ -202,5 +202,3 @@ TEST(Wildcard, ManyStarsTakeNoTime) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -3,11 +3,11 @@
 #include "tests/support/Marking_Process.h"
 #include "util/System_Mutex.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::Util::Tracing::System_Mutex;
+using QEL::FrontEnd::Util::Tracing::System_Mutex;
 using Result = System_Mutex::Wait_Result;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
@@ -115,5 +115,3 @@ TEST_F(Trace_Lock, TheDeathOfAHolderIsNoticedBeforeAndDuringTheWait) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::FileCache::CFileCache;
-using FrontEnd::FileCache::Enabled_Trace;
-using FrontEnd::FileCache::Set_Trace_Level;
+using QEL::FrontEnd::FileCache::CFileCache;
+using QEL::FrontEnd::FileCache::Enabled_Trace;
+using QEL::FrontEnd::FileCache::Set_Trace_Level;
 
 /// A cache with one fresh copy, as a host has it after its first request. All texts are longer than
 /// what a text holds without an allocation.
@@ -23,7 +23,7 @@ protected:
         // A configuration that has just been written is read again each time it is asked for.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         copy = m_Directory.Write("12345678-1234-1234-1234-123456789012.xml", "<landscape/>");
-        const auto os = FrontEnd::OSWRAPI::IOSWrapper::Create();
+        const auto os = QEL::FrontEnd::OSWRAPI::IOSWrapper::Create();
         m_Directory.Write("qelfilecache_Metadata.txt",
                           "QEL Logon Landscape Cache Metadata\nversion\n2\nentries\n1\nstamp\n" +
                               std::to_string(os->Get_Current_Time()) + "\n" + copy + "\n" + url + "\n");
@@ -33,7 +33,7 @@ protected:
 
     const std::string url = "https://landscape.example.com/configuration/landscape.xml";
     std::string copy;
-    CFileCache cache{FrontEnd::OSWRAPI::IOSWrapper::Create()};
+    CFileCache cache{QEL::FrontEnd::OSWRAPI::IOSWrapper::Create()};
 
 private:
     User_Configuration m_Configuration;
@@ -72,5 +72,3 @@ TEST_F(Allocations, AreNoneForMessagesThatAreNotWritten) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -3,9 +3,8 @@
 #include "tests/support/Scratch_Directory.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -125,5 +124,3 @@ TEST_F(System_Calls, OfTheToolsFreshHitPrepareNothingThatItDoesNotNeed) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

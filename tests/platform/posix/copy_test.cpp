@@ -13,8 +13,6 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
-namespace QEL::Tests {
-
 namespace {
 
 std::function<int()> s_sync;        ///< decides about a file's way to the disk; 0: let it happen
@@ -31,23 +29,21 @@ bool Fails(const std::function<int()>& decides) {
 
 } // namespace
 
-} // namespace QEL::Tests
-
 extern "C" __attribute__((visibility("default"))) int fsync(int file) {
-    return QEL::Tests::Fails(QEL::Tests::s_sync) ? -1 : static_cast<int>(::syscall(SYS_fsync, file));
+    return Fails(s_sync) ? -1 : static_cast<int>(::syscall(SYS_fsync, file));
 }
 
 extern "C" __attribute__((visibility("default"))) int renameat2(int old_directory, const char* old_path,
                                                                 int new_directory, const char* new_path,
                                                                 unsigned int flags) noexcept {
-    return QEL::Tests::Fails(QEL::Tests::s_rename)
+    return Fails(s_rename)
                ? -1
                : static_cast<int>(::syscall(SYS_renameat2, old_directory, old_path, new_directory, new_path, flags));
 }
 
 extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* buffer, std::size_t length) {
-    if (QEL::Tests::s_interruptions > 0) {
-        --QEL::Tests::s_interruptions;
+    if (s_interruptions > 0) {
+        --s_interruptions;
         errno = EINTR;
         return -1;
     }
@@ -55,29 +51,29 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* b
 }
 
 extern "C" __attribute__((visibility("default"))) int unlink(const char* path) noexcept {
-    ++QEL::Tests::s_unlinked;
+    ++s_unlinked;
     return static_cast<int>(::syscall(SYS_unlink, path));
 }
 
 extern "C" __attribute__((visibility("default"))) ssize_t copy_file_range(int source, off64_t* source_offset,
                                                                           int target, off64_t* target_offset,
                                                                           std::size_t length, unsigned int flags) {
-    if (QEL::Tests::Fails(QEL::Tests::s_kernel_copy)) {
+    if (Fails(s_kernel_copy)) {
         return -1;
     }
-    if (QEL::Tests::s_kernel_copy) {
+    if (s_kernel_copy) {
         length = std::min<std::size_t>(length, 100000);
     }
     return ::syscall(SYS_copy_file_range, source, source_offset, target, target_offset, length, flags);
 }
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 namespace fs = std::filesystem;
-using FrontEnd::Platform::Copy_File_Atomically;
-using FrontEnd::Util::Get_Last_Error;
+using QEL::FrontEnd::Platform::Copy_File_Atomically;
+using QEL::FrontEnd::Util::Get_Last_Error;
 using namespace testing;
 
 /// 0, or the code of the failure.
@@ -282,7 +278,7 @@ TEST_F(Copy_Faults, AnInterruptedReadIsRepeatedAndANameThatWasGivenUpNotTakenBac
 }
 
 TEST(Write_All, GoesOnAfterAnInterruptionAndFailsWithTheWrite) {
-    EXPECT_FALSE(FrontEnd::Platform::Write_All(-1, "x", 1));
+    EXPECT_FALSE(QEL::FrontEnd::Platform::Write_All(-1, "x", 1));
     EXPECT_EQ(errno, EBADF);
     // Signals cut the writes into a full pipe short, and end the next ones before they have written anything.
     struct sigaction nothing {};
@@ -293,7 +289,7 @@ TEST(Write_All, GoesOnAfterAnInterruptionAndFailsWithTheWrite) {
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     Child_Process writer(
-        [&] { return FrontEnd::Platform::Write_All(ends[1], content.data(), content.size()) ? 0 : 1; });
+        [&] { return QEL::FrontEnd::Platform::Write_All(ends[1], content.data(), content.size()) ? 0 : 1; });
     ::close(ends[1]);
     std::string read_content;
     std::array<char, 50000> block;
@@ -312,7 +308,7 @@ TEST(Write_All, GoesOnAfterAnInterruptionAndFailsWithTheWrite) {
 }
 
 TEST(Win32_Errors, SayWhatErrnoSays) {
-    using namespace FrontEnd::Platform;
+    using namespace QEL::FrontEnd::Platform;
     // Unknown ones are a general failure.
     for (const auto& [number, error] : {std::pair{ENOENT, 2},
                                         {ENOTDIR, 3},
@@ -334,5 +330,3 @@ TEST(Win32_Errors, SayWhatErrnoSays) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -1,4 +1,5 @@
-// Files as only a POSIX system has them: links, pipes, devices, rights, exact times.
+// Files as only a POSIX system has them: links, pipes, devices, rights, exact times; also in the place of a trace file.
+// A standard error stream that nobody reads.
 
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/system/Win32_Error.h"
@@ -8,19 +9,23 @@
 #include "util/Last_Error.h"
 #include "util/Path_Queries.h"
 #include "util/Path_Separator.h"
+#include "util/Standard_Error.h"
+#include "util/Trace_File.h"
 
 #include <gmock/gmock.h>
 
 #include <sys/sysmacros.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::OSWRAPI;
-using namespace FrontEnd::Util::FileSystem;
-using FrontEnd::Util::Get_Last_Error;
+using namespace QEL::FrontEnd::OSWRAPI;
+using namespace QEL::FrontEnd::Util::FileSystem;
+using QEL::FrontEnd::Util::Get_Last_Error;
 using namespace testing;
+using QEL::FrontEnd::Util::Standard_Error;
+using QEL::FrontEnd::Util::Tracing::Open_Trace_File;
 
 class Posix_Files : public testing::Test {
 protected:
@@ -93,10 +98,7 @@ TEST_F(Posix_Files, DeletesTheLinkAndNotItsTarget) {
     EXPECT_THAT(scratch.Names(), ElementsAre("directory", "file"));
 }
 
-TEST_F(Posix_Files, NeverDeletesPipesAndDevices) {
-    EXPECT_FALSE(services->Delete_File(Make_Pipe("pipe")));
-    EXPECT_EQ(Get_Last_Error(), 5u);
-    EXPECT_THAT(scratch.Names(), ElementsAre("pipe"));
+TEST_F(Posix_Files, NeverDeletesADevice) {
     if (::geteuid() == 0) {
         ASSERT_EQ(::mknod((scratch / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
         EXPECT_FALSE(services->Delete_File(scratch / "null"));
@@ -105,9 +107,11 @@ TEST_F(Posix_Files, NeverDeletesPipesAndDevices) {
     }
 }
 
-TEST_F(Posix_Files, APipeIsRefusedAtOnce) {
+TEST_F(Posix_Files, APipeIsRefusedAtOnceAndNeverDeleted) {
     const std::string pipe = Make_Pipe("pipe");
     const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(services->Delete_File(pipe));
+    EXPECT_EQ(Get_Last_Error(), 5u);
     EXPECT_EQ(services->Copy_File(pipe.c_str(), (scratch / "target").c_str(), 1), 0);
     EXPECT_EQ(Get_Last_Error(), 5u);
     EXPECT_THROW(Read_File_Head(pipe, 10), std::runtime_error);
@@ -196,12 +200,85 @@ TEST_F(Posix_Files, SharesAreReadOnly) {
         [&] { return !services->Directory_Exists("\\\\server\\share"); }, // no cache directory can be there
     };
     for (const auto& is_refused : refused) {
-        FrontEnd::Util::Set_Last_Error(0);
+        QEL::FrontEnd::Util::Set_Last_Error(0);
         EXPECT_TRUE(is_refused());
         EXPECT_EQ(Get_Last_Error(), 50u);
     }
 }
 
-} // namespace
+class Posix_Trace_File : public Posix_Files {
+protected:
+    using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-} // namespace QEL::Tests
+    Stream Open(const std::string& name) const { return {Open_Trace_File(scratch / name), std::fclose}; }
+};
+
+TEST_F(Posix_Trace_File, IsForTheUserAloneAndNotHandedToChildProcesses) {
+    ::chmod(scratch.Write("old.trc", "").c_str(), 0644);
+    for (const char* const name : {"new.trc", "old.trc"}) {
+        const Stream file = Open(name);
+        ASSERT_TRUE(file);
+        EXPECT_EQ(std::filesystem::status(scratch / name).permissions(), std::filesystem::perms(0600));
+        EXPECT_NE(::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC, 0);
+    }
+}
+
+TEST_F(Posix_Trace_File, FollowsNoLinkAndWaitsForNoReaderOfAPipe) {
+    const std::string precious = scratch.Write("precious");
+    Make_Link("link.trc", precious);
+    Make_Link("dangling.trc", scratch / "made");
+    Make_Pipe("pipe.trc");
+    for (const char* const name : {"link.trc", "dangling.trc", "pipe.trc"}) {
+        EXPECT_FALSE(Open(name)) << name;
+    }
+    EXPECT_EQ(Content_Of(precious), "content");
+    EXPECT_FALSE(std::filesystem::exists(scratch / "made"));
+
+    const int reader = ::open((scratch / "pipe.trc").c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_FALSE(Open("pipe.trc"));
+    ::close(reader);
+}
+
+TEST_F(Posix_Trace_File, LeavesAnotherUsersFileAsItIs) {
+    const std::string foreign = scratch.Write("foreign.trc", "content");
+    if (::chown(foreign.c_str(), 65534, 65534) != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    EXPECT_FALSE(Open("foreign.trc"));
+    EXPECT_EQ(Content_Of(foreign), "content");
+}
+
+TEST(Posix_Standard_Error, EndsNobodyWhenItsReaderHasGone) {
+    EXPECT_EQ(Child_Process([] {
+                  std::array<int, 2> ends{};
+                  std::signal(SIGPIPE, SIG_DFL);
+                  if (::pipe(ends.data()) != 0 || ::dup2(ends[1], STDERR_FILENO) < 0 || ::close(ends[0]) != 0) {
+                      return 2;
+                  }
+                  std::fputs("nobody reads this\n", Standard_Error());
+                  std::fflush(Standard_Error());
+                  return 0;
+              }).Wait(),
+              0);
+}
+
+TEST(Posix_Standard_Error, IsNoFileThatTheLibraryOpensOnceTheHostHasClosedIt) {
+    EXPECT_EXIT(
+        {
+            for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+                ::close(stream);
+            }
+            std::fputs("text\n", Standard_Error());
+            const bool is_taken = ::open("/dev/zero", O_RDWR) == 0 && ::open("/dev/zero", O_RDWR) == 1;
+            ::_exit(is_taken && ::open("/dev/zero", O_RDWR) > STDERR_FILENO ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(Posix_Standard_Error, IsTheStandardErrorStream) {
+    testing::internal::CaptureStderr();
+    std::fputs("text\n", Standard_Error());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "text\n");
+}
+
+} // namespace

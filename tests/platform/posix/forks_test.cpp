@@ -10,13 +10,13 @@
 
 #include <sys/file.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using namespace FrontEnd::Util;
-using FrontEnd::Util::FileSystem::Directory_Mark;
-using FrontEnd::Util::FileSystem::Other_Processes_On;
+using namespace QEL::FrontEnd::Util;
+using QEL::FrontEnd::Util::FileSystem::Directory_Mark;
+using QEL::FrontEnd::Util::FileSystem::Other_Processes_On;
 
 /// True while nobody at all has marked the directory.
 bool Is_Unmarked(const std::string& directory) {
@@ -83,5 +83,3 @@ TEST(Posix_Identity, TheMainThreadHasTheProcessIdAndAForkedProcessItsOwn) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -25,19 +25,19 @@ extern "C" __attribute__((visibility("default"))) int pthread_mutexattr_init(pth
     return s_no_attributes ? ENOMEM : real(attributes);
 }
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::Platform::Open_Robust_Mutex;
-using FrontEnd::Util::Tracing::System_Mutex;
+using QEL::FrontEnd::Platform::Open_Robust_Mutex;
+using QEL::FrontEnd::Util::Tracing::System_Mutex;
 using Result = System_Mutex::Wait_Result;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
 class Robust_Mutex : public testing::Test {
 protected:
-    const std::string name = "/qel-test-" + FrontEnd::Util::Generate_Uuid();
+    const std::string name = "/qel-test-" + QEL::FrontEnd::Util::Generate_Uuid();
 
     ~Robust_Mutex() override { ::shm_unlink(name.c_str()); }
 
@@ -235,5 +235,3 @@ TEST_F(Robust_Mutex, ManyProcessesOpenItAtOnce) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -1,13 +1,36 @@
 #include "mime/Magic.h"
 #include "mime/content_type.h"
-#include "tests/support/Standard_Library.h"
+#include "mime/extension_table.h"
+#include "tests/support/Scratch_Directory.h"
+#include "util/File_Head.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+namespace QEL::FrontEnd::Util::FileSystem {
+
+// In the place of the platform's: local files are enough here.
+std::string Read_File_Head(const std::string& path, std::size_t count) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error(path + ": " + std::generic_category().message(errno));
+    }
+    std::string head(count, '\0');
+    file.read(head.data(), static_cast<std::streamsize>(count));
+    head.resize(static_cast<std::size_t>(file.gcount()));
+    return head;
+}
+
+} // namespace QEL::FrontEnd::Util::FileSystem
 
 namespace {
 
+using QEL::Mime::Extension_Row;
+using QEL::Mime::Extension_Rows;
+using QEL::Mime::Find_Extension;
 using QEL::Mime::Find_Mime_Type;
 using QEL::Mime::Magic;
+using QEL::Mime::Mime_Type;
+using testing::HasSubstr;
 
 /// Values as servers send them, and as they get mangled on the way; empty: they have no extension.
 void Expect_Extension(const std::string& expected, const std::vector<std::string>& values) {
@@ -134,6 +157,165 @@ TEST(Content_Type, ConsistsOfTokenCharacters) {
         if (c != ',' && c != ';' && c != '/' && c != '"') {
             EXPECT_EQ(Find_Mime_Type("x" + std::string(1, c) + "x/xml").has_value(), token) << byte;
             EXPECT_EQ(Find_Mime_Type("text/x" + std::string(1, c) + "x").has_value(), token) << byte;
+        }
+    }
+}
+
+Mime_Type Halves(std::string_view mime_type) {
+    const auto slash = mime_type.find('/');
+    return {mime_type.substr(0, slash), mime_type.substr(slash + 1)};
+}
+
+std::string Upper_Case(std::string_view text) {
+    std::string upper(text);
+    std::ranges::transform(upper, upper.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return upper;
+}
+
+TEST(Extension_Table, HasTheTypesOfMimeDbAndFindsEachRowInAnyLetterCase) {
+    EXPECT_GT(Extension_Rows().size(), 900U);
+    for (const Extension_Row& row : Extension_Rows()) {
+        EXPECT_EQ(Find_Extension(Halves(row.mime_type)), row.extension) << row.mime_type;
+        EXPECT_EQ(Find_Extension(Halves(Upper_Case(row.mime_type))), row.extension) << row.mime_type;
+    }
+}
+
+TEST(Extension_Table, FindsNothingBesideItsRows) {
+    for (const Extension_Row& row : Extension_Rows()) {
+        const std::string longer = std::string(row.mime_type) + "\x7F";
+        EXPECT_EQ(Find_Extension(Halves(longer)), "") << longer;
+    }
+    EXPECT_EQ(Find_Extension({"a", "a"}), "");
+    EXPECT_EQ(Find_Extension({"zzz", "zzz"}), "");
+    EXPECT_EQ(Find_Extension({"", ""}), "");
+    EXPECT_EQ(Find_Extension({std::string(1000, 'x'), "xml"}), "");
+}
+
+TEST(Extension_Table, HasNoExtensionThatWindowsRunsOrInstalls) {
+    for (const char* const mime_type :
+         {"application/octet-stream", "application/x-ms-shortcut", "application/x-ms-application",
+          "application/appinstaller", "application/appx", "application/msix", "application/vnd.ms-htmlhelp",
+          "application/java-archive", "application/x-java-jnlp-file", "application/x-x509-ca-cert",
+          "application/x-iso9660-image"}) {
+        EXPECT_EQ(Find_Extension(Halves(mime_type)), "") << mime_type;
+    }
+    for (const Extension_Row& row : Extension_Rows()) {
+        for (const std::string_view refused :
+             {".lnk", ".cpl", ".application", ".appinstaller", ".appx", ".msix", ".chm", ".jar", ".jnlp", ".hta",
+              ".url", ".scf", ".msi",         ".msp",          ".scr",  ".pif",  ".ps1", ".reg", ".iso",  ".xll"}) {
+            EXPECT_NE(row.extension, refused) << row.mime_type;
+        }
+    }
+}
+
+TEST(Extension_Table, HasPlainExtensionsOnly) {
+    // An extension becomes the end of a path.
+    for (const Extension_Row& row : Extension_Rows()) {
+        ASSERT_GE(row.extension.size(), 2U) << row.mime_type;
+        EXPECT_EQ(row.extension.front(), '.') << row.mime_type;
+        for (const char c : row.extension.substr(1)) {
+            EXPECT_TRUE((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_') << row.extension;
+        }
+    }
+}
+
+constexpr char Xml_Text[] = "<?xml version=\"1.0\"?><Landscape/>";
+
+std::string Type_Of(const Magic& magic, const std::string& contents) {
+    return magic.Get_Mime_Type_For_Data(contents.data(), contents.size());
+}
+
+/// Whether the object has the tables, by everything it can be asked.
+void Expect_Loaded(const Magic& magic, bool loaded) {
+    std::string extension = "left over";
+    EXPECT_EQ(magic.Is_Initialized(), loaded);
+    EXPECT_EQ(Type_Of(magic, Xml_Text), loaded ? "text/xml" : "");
+    EXPECT_EQ(magic.Get_Extension_From_Mime_Type("text/xml", extension), loaded);
+    EXPECT_EQ(extension, loaded ? ".xml" : "");
+}
+
+Magic Loaded_Magic() {
+    Magic magic;
+    magic.Read_From_Builtin_Resource();
+    return magic;
+}
+
+TEST(Magic, KnowsTypesAndExtensionsOnceItsTablesAreLoaded) {
+    Magic magic;
+    Expect_Loaded(magic, false);
+    for (int time = 0; time < 2; ++time) {
+        magic.Read_From_Builtin_Resource();
+        Expect_Loaded(magic, true);
+    }
+}
+
+TEST(Magic, CopiesAreIndependent) {
+    Magic original;
+    Magic copy = original;
+    original.Read_From_Builtin_Resource();
+    Expect_Loaded(original, true);
+    Expect_Loaded(copy, false);
+
+    copy = original;
+    original = Magic();
+    Expect_Loaded(original, false);
+    Expect_Loaded(copy, true);
+}
+
+TEST(Magic, MovedFromObjectAnswersLikeAnEmptyOne) {
+    Magic original = Loaded_Magic();
+    Magic constructed = std::move(original);
+    Expect_Loaded(constructed, true);
+    Expect_Loaded(original, false); // NOLINT(bugprone-use-after-move): the state is documented
+
+    Magic assigned;
+    assigned = std::move(constructed);
+    Expect_Loaded(assigned, true);
+    Expect_Loaded(constructed, false); // NOLINT(bugprone-use-after-move)
+}
+
+TEST(Magic, ExtensionMayReplaceTheTypeItselfAndIsEmptyWhereItIsMissing) {
+    std::string text = "TEXT/XML; charset=utf-8";
+    EXPECT_TRUE(Loaded_Magic().Get_Extension_From_Mime_Type(text, text));
+    EXPECT_EQ(text, ".xml");
+    EXPECT_FALSE(Loaded_Magic().Get_Extension_From_Mime_Type("no/such-type", text));
+    EXPECT_EQ(text, "");
+}
+
+TEST(Magic, DataOfNoLengthHasNoType) {
+    EXPECT_EQ(Loaded_Magic().Get_Mime_Type_For_Data(nullptr, 0), "");
+    EXPECT_EQ(Loaded_Magic().Get_Mime_Type_For_Data("", 0), "");
+}
+
+class Magic_File : public testing::Test {
+protected:
+    std::string Type_Of_File(const std::string& contents) const {
+        return magic.Get_Mime_Type_For_File(scratch.Write("file", contents));
+    }
+
+    const QEL::Tests::Scratch_Directory scratch;
+    const Magic magic = Loaded_Magic();
+};
+
+TEST_F(Magic_File, IsTypedByItsContents) {
+    EXPECT_EQ(Type_Of_File(Xml_Text), "text/xml");
+    EXPECT_EQ(Type_Of_File(""), "");
+}
+
+TEST_F(Magic_File, CountsUpToItsFirst1445Bytes) {
+    EXPECT_EQ(Type_Of_File(std::string(1444, 'a') + '\0'), "");
+    EXPECT_EQ(Type_Of_File(std::string(1445, 'a') + '\0'), "text/plain");
+}
+
+TEST_F(Magic_File, UnreadableThrowsWithPathAndReasonWhetherTheTablesAreLoadedOrNot) {
+    const std::string path = scratch / "missing";
+    for (const Magic& asked : {magic, Magic()}) {
+        try {
+            asked.Get_Mime_Type_For_File(path);
+            ADD_FAILURE() << "nothing thrown";
+        } catch (const std::runtime_error& error) {
+            EXPECT_THAT(error.what(), HasSubstr(path));
+            EXPECT_THAT(error.what(), HasSubstr(std::generic_category().message(ENOENT)));
         }
     }
 }

@@ -8,7 +8,6 @@
 #include "trace/Set_Trace_Level.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 /// The bytes of a text file of this platform.
 inline std::string Text_File(const std::vector<std::string>& lines) {

@@ -4,13 +4,13 @@
 
 namespace Recorded_Trace {
 
-namespace {
-
 void Replace_All(std::string& text, const std::string& from, const std::string& to) {
     for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
         text.replace(at, from.size(), to);
     }
 }
+
+namespace {
 
 std::string Escaped(std::string text) {
     Replace_All(text, "\n", "\\n");

@@ -14,6 +14,8 @@ namespace Recorded_Trace {
 using Lines = std::vector<std::string>;
 using Values = std::map<std::string, std::string>;
 
+void Replace_All(std::string& text, const std::string& from, const std::string& to);
+
 /// Records as the files show them.
 Lines Shown(const Records& records);
 

@@ -8,7 +8,6 @@
 #include "util/Non_Copyable.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 /// The bytes of a text on the disk, as this platform's text files hold it.
 inline std::string On_Disk(const std::string& text) {
