@@ -10,19 +10,18 @@
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
-using FrontEnd::FileCache::CFileCache;
+using QEL::FrontEnd::FileCache::CFileCache;
 
-/// "<a>" and "<b>" stand for copies in the cache directory, "<d>" for the directory with its separator, "<h>" for the
+/// "<a>" stands for a copy in the cache directory, "<d>" for the directory with its separator, "<h>" for the
 /// one above it, "<o>" for a file there, "<s>" for the separator.
 std::string With_Paths(std::string text, const Scratch_Directory& home) {
     const std::string cache = home / "cache";
     const std::string separator = (home / "").substr(home.Path().string().size());
     for (const auto& [mark, path] : {std::pair{std::string("<a>"), cache + separator + "a.xml"},
-                                     {"<b>", cache + separator + "b.xml"},
                                      {"<d>", cache + separator},
                                      {"<o>", home / "outside.xml"},
                                      {"<h>", home.Path().string()},
@@ -36,17 +35,11 @@ std::string With_Paths(std::string text, const Scratch_Directory& home) {
 
 const std::string Magic = "QEL Logon Landscape Cache Metadata\n";
 const std::string A = "monday\n17\n<a>\nhttp://h/a\n";
-const std::string B = "tuesday\n18\n<b>\nhttp://h/b\n";
 const std::string Nul(1, '\0');
 const std::string Huge(1 << 20, 'x');
 
-std::string Header(const std::string& entries, const std::string& version = "2") {
-    return Magic + "version\n" + version + "\nentries\n" + entries + "\n";
-}
-
-/// A text with its first occurrence of another replaced.
-std::string With(std::string text, const std::string& what, const std::string& by) {
-    return text.replace(text.find(what), what.size(), by);
+std::string Header(const std::string& entries) {
+    return Magic + "version\n2\nentries\n" + entries + "\n";
 }
 
 struct Row {
@@ -60,7 +53,6 @@ struct Row {
 };
 
 const std::string No_Magic = "Header magic is";
-const std::string No_Version = "Version is invalid";
 const std::string No_Time = "last_checked_remotely is invalid";
 const std::string Empty = "Empty URL encountered";
 const std::string Ignored = "Cached file does not exist";
@@ -73,8 +65,6 @@ std::string Entry(const std::string& url, const std::string& path = "<a>", const
 
 using Texts = std::vector<std::string>;
 const Texts None;
-const Texts Only_A = {A};
-const Texts Both = {A, B};
 
 /// A list of one entry that is taken as it stands.
 Row Taken(const char* name, const std::string& entry) {
@@ -93,38 +83,24 @@ Row No_Copy(const char* name, const std::string& path) {
 
 const Row Rows[] = {
     // Any size
-    {"Sound", Header("2") + A + B, true, Both, ""},
-    {"MagicOfAMegabyte", With(Header("1") + A, "QEL", Huge), false, None, No_Magic},
-    {"VersionOfAThousandDigits", Header("1", std::string(1000, '2')) + A, false, None, No_Version},
-    {"NumberOfFourThousandMillion", Header("4294967295") + A + B, false, Both, No_Time},
-    {"NumberOfFourThousandMillionInVersion1",
-     Header("4294967295", "1") + "monday\n<a>\nhttp://h/a\n",
-     true,
-     {Entry("http://h/a", "<a>", "monday", "0")},
-     Empty},
+    {"MagicOfAMegabyte", Huge + Header("1") + A, false, None, No_Magic},
+    {"NumberOfFourThousandMillion", Header("4294967295") + A, false, {A}, No_Time},
     Taken("StampOfAMegabyte", Entry("http://h/a", "<a>", Huge)),
     No_Copy("PathOfAMegabyte", Huge),
     Taken("UrlOfAMegabyte", Entry(Huge)),
-    {"RubbishBehindTheEntries", Header("1") + A + Huge, true, Only_A, ""},
     {"ZerosOfAMegabyte", std::string(1 << 20, '\0'), false, None, No_Magic},
     {"LineFeedsOfAMegabyte", Header("4294967295") + std::string(1 << 20, '\n'), false, None, No_Time},
 
-    // Any bytes, and lines that are missing or doubled
-    {"NumberWithNulBehindIt", Header("1" + Nul + "9") + A, true, Only_A, ""},
+    // Any bytes
+    {"NumberWithNulBehindIt", Header("1" + Nul + "9") + A, true, {A}, ""},
     Taken("StampOfBinary", Entry("http://h/a", "<a>", Nul + "\x01\xFF")),
     {"TimeBehindNul", Header("1") + Entry("http://h/a", "<a>", "monday", Nul + "17"), false, None, No_Time},
     Taken("UrlWithNul", Entry("http://h/a" + Nul)),
     Taken("UrlWithCarriageReturns", Entry("http://h/\r\ra")),
-    {"LineEndsWithTwoCarriageReturns", Header("1") + "monday\r\r\n17\r\r\n<a>\r\r\nhttp://h/a\r\r\n", true, Only_A, ""},
     Passed_Over("UrlOfACarriageReturn", Entry("\r"), Empty),
     Taken("UrlOfBinary", Entry("\x01\x80\xFF")),
-    {"StampMissing", Header("2") + With(A, "monday\n", "") + B, false, None, No_Time},
-    {"TimeDoubled", Header("1") + With(A, "17\n", "17\n17\n"), true, None, Ignored},
-    {"PathMissingBeforeAnother", Header("1") + With(A, "<a>\n", "") + B, true, None, Ignored},
-    {"UrlMissingBeforeAnother", Header("2") + With(A, "http://h/a\n", "") + B, false, {Entry("tuesday")}, No_Time},
 
     // Any path
-    {"PathOfNothing", Header("2") + Entry("http://h/gone", "<d>gone.xml") + A, true, Only_A, Ignored},
     No_Copy("PathOfTheCacheDirectory", "<d>"),
     No_Copy("PathOfTheDirectoryAbove", "<d>.."),
     No_Copy("PathOfADirectory", "<h>"),
@@ -147,7 +123,6 @@ const Row Rows[] = {
     Taken("PathOutside", Entry("http://h/a", "<o>")),
     Taken("PathOutsideThroughTheDirectoryAbove", Entry("http://h/a", "<d>..<s>outside.xml")),
     Taken("PathOfTheMetadataFile", Entry("http://h/a", "<d>qelfilecache_Metadata.txt")),
-    {"OneCopyForTwo", Header("2") + A + Entry("http://h/b"), true, {A, Entry("http://h/b")}, ""},
 };
 
 class Hostile_Metadata : public testing::TestWithParam<Row> {
@@ -156,16 +131,15 @@ protected:
         home.Make_Directory("cache");
         home.Write("outside.xml");
         home.Write("cache/a.xml");
-        home.Write("cache/b.xml");
-        FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_WARNING);
+        QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_WARNING);
     }
-    ~Hostile_Metadata() override { FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF); }
+    ~Hostile_Metadata() override { QEL::FrontEnd::FileCache::Set_Trace_Level(QELPCTRC_OFF); }
 
     /// The entries that a metadata file loads to, in order and as they stand in a file.
     Texts Load(const std::string& content, bool expected) {
         home.Write("cache/qelfilecache_Metadata.txt", With_Paths(content, home));
         Recorded_Trace::Forget();
-        CFileCache cache(FrontEnd::OSWRAPI::IOSWrapper::Create());
+        CFileCache cache(QEL::FrontEnd::OSWRAPI::IOSWrapper::Create());
         const Counted_Allocations allocations;
         EXPECT_EQ(cache.Set_Cache_Directory(cache_directory), expected);
         memory_to_load = allocations.Most_Held();
@@ -228,5 +202,3 @@ TEST_F(Hostile_Metadata, OfAHundredThousandEntriesIsReadInTime) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests

@@ -19,12 +19,12 @@
 
 // Which attempts leave a server in the memory of dead ones. A request that is not sent says so in its description.
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
 using namespace std::chrono_literals;
-using namespace FrontEnd::Platform;
+using namespace QEL::FrontEnd::Platform;
 using namespace testing;
 
 constexpr const char* Good_Response = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
@@ -175,17 +175,9 @@ TEST_F(Dead_Server, IsOneWhoseNameServerNeverResponds) {
     EXPECT_DONE_OR_SKIP(result);
 }
 
-TEST_F(Dead_Server, ServesWhereItHangsForHeadOnly) {
-    const Web_Server server(Silent_For("HEAD"));
-    EXPECT_TRUE(Was_Sent(Head(server.Url(), Short_Receive)));
-    EXPECT_EQ(Get(server.Url(), {}).body, "abc");
-    EXPECT_FALSE(Was_Sent(Head(server.Url(), Short_Receive))) << "its response to GET says nothing of HEAD";
-    EXPECT_EQ(Get(server.Url(), {}).body, "abc");
-}
-
 TEST_F(Dead_Server, IsTheSameForBothClients) {
     const Full_Port port;
-    FrontEnd::Util::HttpWinInet::HttpClient second;
+    QEL::FrontEnd::Util::HttpWinInet::HttpClient second;
     const int before = Local_Names::look_ups;
     Get(port.Url("http"));
     EXPECT_EQ(second.SendWinInetRequest(1, port.Url("http").c_str(), nullptr, 20000), Error_Internet_Timeout);
@@ -318,5 +310,3 @@ TEST_F(Dead_Server, IsNotOneThatTheProxyRefusesHoweverLongThatTook) {
 }
 
 } // namespace
-
-} // namespace QEL::Tests
