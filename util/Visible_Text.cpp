@@ -71,22 +71,24 @@ std::string Without_Passwords(std::string_view text) {
     shown.reserve(text.size());
     std::size_t done = 0;
     for (std::size_t start = 0; start < text.size(); ++start) {
-        // An authority stands behind a scheme and its slashes; in a malformed address it may be the beginning of a
-        // word.
+        // An authority stands behind a scheme and its slashes, or behind those of a share; in a malformed address it
+        // may be the beginning of a word.
         const char before = start == 0 ? ' ' : text[start - 1];
-        std::string_view ends = " \t\r\n\"'(";
+        std::string ends = " \t\r\n\"'(";
         if (is_slash(before) && !is_slash(text[start])) {
             const auto scheme = text.substr(0, start).find_last_not_of("/\\");
-            if (scheme == std::string_view::npos || text[scheme] != ':') {
+            const char last = scheme == std::string_view::npos ? ' ' : text[scheme];
+            const bool is_share = start >= scheme + 3 && (ends + "=,;<[").find(last) != std::string::npos;
+            if (last != ':' && !is_share) {
                 continue;
             }
-            if (text.substr(0, start).ends_with("://")) {
+            if (is_share || text.substr(0, start).ends_with("://")) {
                 ends = "\r\n";
             }
-        } else if (ends.find(before) == std::string_view::npos) {
+        } else if (ends.find(before) == std::string::npos) {
             continue;
         }
-        const auto authority = text.substr(start, text.find_first_of(std::string(ends) + "/\\?#", start) - start);
+        const auto authority = text.substr(start, text.find_first_of(ends + "/\\?#", start) - start);
         const auto colon = authority.find(':');
         const auto host = authority.rfind('@');
         if (host != std::string_view::npos && colon < host) {

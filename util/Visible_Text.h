@@ -17,7 +17,7 @@ std::string Printable(const std::string& text, const std::string& encoding = {})
 /// JSON for a terminal: with the same characters as escapes of JSON.
 std::string Printable_Json(const std::string& json);
 
-/// The text with "user:***@" for the user and password of each URL in it.
+/// The text with "user:***@" for the user and password of each URL and share in it.
 std::string Without_Passwords(std::string_view text);
 
 /// "1 file", "2 files"; an irregular plural must be given.

@@ -53,6 +53,9 @@ TEST(Printable_Text, HoldsNoPassword) {
         {"\"http:user:secret@server\"", "\"http:***@server\""},
         {"http:/u:p@a http:\\\\u:p@b", "http:/u:***@a http:\\\\u:***@b"},
         {"C:\\a@b:c 12:30 a@b /a:b@c?d:e@f", "C:\\a@b:c 12:30 a@b /a:b@c?d:e@f"},
+        {"knows it as '\\\\u:p w@server\\share\\a:b@c'", "knows it as '\\\\u:***@server\\share\\a:b@c'"},
+        {"\\\\u:p@server\\x", "\\\\u:***@server\\x"},
+        {"a=//u:p@server/x \\u:p@x a\\\\b:c@d", "a=//u:***@server/x \\u:p@x a\\\\b:c@d"},
         {"://", "://"},
     };
     for (const auto& [text, shown] : cases) {
