@@ -2,6 +2,8 @@
 #include "tests/support/Small_Disk.h"
 #include "tests/tool/support/Tool_Fixture.h"
 
+#include <sys/stat.h>
+
 namespace QEL::Tests {
 namespace {
 
@@ -482,7 +484,14 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
         EXPECT_EQ(Run_On_Cache({"get", name}).exit_status, 0);
         EXPECT_EQ(Verdict(local), "would return the path itself.\n");
     }
+    fs::create_symlink("nowhere", m_Folder / "dangling");
+    fs::create_symlink("loop", m_Folder / "loop");
+    ASSERT_EQ(::mkfifo((m_Folder / "pipe").c_str(), 0600), 0);
     const std::pair<const char*, const char*> hopeless[] = {
+        {"dangling", "it is a link to 'nowhere', which does not exist"},
+        {"loop", "it is a link to 'loop', which leads back to itself"},
+        {"pipe", "it is a pipe (FIFO), not a file"},
+        {"/dev/null", "it is a device, not a file"},
         {"HTTP://server/a", "'HTTP' is not a scheme that the cache serves; it took the request for a local path"},
         {"file:/x", "this form of file URL is not supported"},
         {"http:///x", "the address names no server"},
@@ -495,6 +504,26 @@ TEST_F(Explain, OfLocalPathsAndRequestsThatCannotBeServed) {
         EXPECT_THAT(result.out, HasSubstr(std::string("But ") + cause + ". Next: "));
         EXPECT_EQ(Verdict(result), std::string("would not be served: ") + cause + ".\n");
     }
+}
+
+TEST_F(Explain, SaysThatALocalFileIsClosedToThisUser) {
+    const fs::path closed = m_Folder / "closed";
+    fs::create_directory(closed);
+    Write_File(closed / "x", "");
+    {
+        const Rights_Left none(closed, fs::perms::none);
+        const std::string cause = "access to the local file is denied";
+        const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"explain", "closed/x"}));
+        EXPECT_EQ(Verdict(result), "would not be served: " + cause + ".\n");
+        EXPECT_THAT(Run_With_Ordinary_Rights(A_Run_On_Cache({"get", "closed/x"})).err, HasSubstr(cause));
+    }
+    const Rights_Left none(closed / "x", fs::perms::none);
+    const std::string fault = "cannot be read: Permission denied";
+    const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"explain", "closed/x"}));
+    EXPECT_THAT(result.out, HasSubstr("But it " + fault + ". Next: change its permissions.\n"));
+    EXPECT_EQ(Verdict(result), "would return the path itself. But the file " + fault + ".\n");
+    EXPECT_EQ(Run_With_Ordinary_Rights(A_Run_On_Cache({"get", "closed/x"})).err,
+              "qelfilecache: warning: 'closed/x': the file " + fault + "\n  Next: change its permissions.\n");
 }
 
 TEST_F(Explain, SaysThatTheDirectoryCannotBeWritten) {

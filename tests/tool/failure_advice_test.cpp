@@ -11,6 +11,7 @@ using namespace ::testing;
 
 const std::string Share = "\\\\server\\share\\file";
 const std::string Web = "https://server/file";
+constexpr bool Has_Drives = std::filesystem::path::preferred_separator == '\\';
 const std::string See_Every_Step = "\n  Next: check that the cache directory still exists; see every step with ";
 
 Request_Outcome Unserved(const std::string& request) {
@@ -118,7 +119,21 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Unserved("\"C:/x\""), "there is no such local file\n  Next: did you mean 'C:/x'?"},
         {Unserved("server:80/x"), "there is no such local file\n  Next: did you mean 'http://server:80/x'?"},
         {Unserved("www.server/x"), "there is no such local file\n  Next: did you mean 'http://www.server/x'?"},
-        {Unserved("C:/x"), "there is no such local file\n  Next: check the path."},
+        {Unserved("C:/x"), Has_Drives ? "there is no such local file\n  Next: check the path."
+                                      : "a path with a drive letter names a file on Windows only\n  Next: give the"},
+        {Unserved("smb://u:p@server/share/file"),
+         "'smb' is not a scheme that the cache serves\n  Next: did you mean '\\\\server\\share\\file'?"},
+        {Unserved("CIFS://server/share"),
+         "'CIFS' is not a scheme that the cache serves\n  Next: did you mean '\\\\server"},
+        {Unserved("\\server\\share\\file"), Has_Drives ? "there is no such local file\n  Next: check the path."
+                                                       : "there is no such local file\n  Next: did you mean "
+                                                         "'\\\\server\\share\\file'? Write it in single quotes."},
+        {Unserved("gone/01234567-89ab-cdef-0123-456789abcdef.xml"),
+         "it is named like a copy of the cache, but there is no such file: a copy may have been replaced or deleted\n"
+         "  Next: ask for its address again; "},
+        {Not_Valid("file:/etc/x"), Has_Drives
+                                       ? "this form of file URL is not supported\n  Next: write file://server"
+                                       : "this form of file URL is not supported\n  Next: did you mean '/etc/x'?"},
         {Unserved("ftp://server/file"), "'ftp' is not a scheme that the cache serves"},
         {Unserved("HTTP://server/file"), "'HTTP' is not a scheme that the cache serves"},
         {Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},

@@ -116,6 +116,23 @@ std::string Explain_Share_Failure(const Request_Outcome& outcome) {
                      advice.remedy.empty() ? failure.remedy : advice.remedy);
 }
 
+constexpr bool has_drives = std::filesystem::path::preferred_separator == '\\';
+
+/// The share that "smb://server/share/file" means, or "\server\share\file", which is what double quotes leave of two
+/// backslashes; empty for any other request.
+std::string Share_Meant_By(std::string request) {
+    const std::string scheme = Scheme(request);
+    if (Util::Equals_Ignoring_Case(scheme, "smb") || Util::Equals_Ignoring_Case(scheme, "cifs")) {
+        request.erase(0, scheme.size() + 3);
+        request.erase(0, request.substr(0, request.find('/')).rfind('@') + 1);
+        std::ranges::replace(request, '/', '\\');
+        return "\\\\" + request;
+    }
+    const bool lost_a_backslash =
+        !has_drives && request.starts_with('\\') && std::ranges::count(request, '\\') > 2 && request[1] != '\\';
+    return lost_a_backslash ? '\\' + request : std::string();
+}
+
 /// What "https//server/x", "http:/server/x", "http:\\server\x" or a request in quotes is meant to be; empty for any
 /// other.
 std::string Meant_By(std::string request) {
@@ -158,6 +175,10 @@ std::string Explain_Refusal(const std::string& request) {
     if (Util::Holds_Control_Character(request)) {
         return Two_Lines("the request contains a control character", "remove it");
     }
+    if (!has_drives && request.starts_with("file:/")) {
+        return Two_Lines("this form of file URL is not supported",
+                         "did you mean " + Quoted(request.substr(request.find('/'))) + "?");
+    }
     if (request.starts_with("file:")) {
         return Two_Lines("this form of file URL is not supported",
                          "write file://server/share/file for a share, file:///C:/folder/file for a drive");
@@ -182,6 +203,49 @@ bool Names_Server_And_Path(const std::string& request) {
     return server.size() < request.size() && (has_port || (server.starts_with("www.") && port == std::string::npos));
 }
 
+/// Why a path that no file is at cannot be served, where the path says more than that.
+std::string Fault_Of_Path(const std::string& request) {
+    namespace fs = std::filesystem;
+    const fs::path path = Host::To_Path(request);
+    std::error_code error;
+    const fs::file_type type = fs::status(path, error).type();
+    std::error_code ignored;
+    if (fs::is_symlink(path, ignored) && (type == fs::file_type::not_found || type == fs::file_type::none)) {
+        const std::string target = Quoted(Host::To_Text(fs::read_symlink(path, ignored)));
+        if (type == fs::file_type::not_found) {
+            return Two_Lines("it is a link to " + target + ", which does not exist", "correct or remove the link");
+        }
+        if (error == std::errc::too_many_symbolic_link_levels) {
+            return Two_Lines("it is a link to " + target + ", which leads back to itself",
+                             "correct or remove the link");
+        }
+    }
+    if (type == fs::file_type::none && error == std::errc::permission_denied) {
+        return Two_Lines("access to the local file is denied",
+                         "check that this user may enter every folder of its path");
+    }
+    switch (type) {
+    case fs::file_type::none:
+        return Two_Lines("the local file cannot be examined: " + error.message(), "check the path");
+    case fs::file_type::directory:
+        return Two_Lines("it is a directory", "name a file in it");
+    case fs::file_type::fifo:
+        return Two_Lines("it is a pipe (FIFO), not a file", "name a file");
+    case fs::file_type::socket:
+        return Two_Lines("it is a socket, not a file", "name a file");
+    case fs::file_type::block:
+    case fs::file_type::character:
+        return Two_Lines("it is a device, not a file", "name a file");
+    default:
+        break;
+    }
+    return path.has_parent_path() && Is_Cached_Copy(Host::To_Text(path.filename()))
+               ? Two_Lines("it is named like a copy of the cache, but there is no such file: a copy may have been "
+                           "replaced or deleted",
+                           "ask for its address again; 'qelfilecache list' shows the addresses")
+               : std::string();
+}
+
 /// A request that the cache decided without asking anything remote.
 std::string Explain_Local_Failure(const std::string& request) {
     if (Util::Trim(request, Util::Ascii_Blanks).empty()) {
@@ -192,6 +256,12 @@ std::string Explain_Local_Failure(const std::string& request) {
     }
     if (const std::string meant = Meant_By(request); !meant.empty()) {
         return Two_Lines("there is no such local file", "did you mean " + Quoted(meant) + "?");
+    }
+    if (const std::string share = Share_Meant_By(request); !share.empty()) {
+        return Two_Lines(request.starts_with('\\') ? "there is no such local file"
+                                                   : "'" + Scheme(request) + "' is not a scheme that the cache serves",
+                         "did you mean " + Quoted(share) + "?" +
+                             (request.starts_with('\\') ? " Write it in single quotes" : ""));
     }
     if (Names_Server_And_Path(request)) {
         return Two_Lines("there is no such local file", "did you mean " + Quoted("http://" + request) + "?");
@@ -204,9 +274,12 @@ std::string Explain_Local_Failure(const std::string& request) {
     if (request.starts_with("//")) {
         return Two_Lines("there is no such local file", "write a share with backslashes: \\\\server\\share\\file");
     }
-    std::error_code ignored;
-    if (!is_file_url && std::filesystem::is_directory(Host::To_Path(request), ignored)) {
-        return Two_Lines("it is a directory", "name a file in it");
+    if (const std::string fault = is_file_url ? std::string() : Fault_Of_Path(request); !fault.empty()) {
+        return fault;
+    }
+    if (!has_drives && Has_Drive_Letter(request)) {
+        return Two_Lines("a path with a drive letter names a file on Windows only",
+                         "give the path that the file has on this machine");
     }
     if (constexpr std::string_view drive_url = "file:///";
         request.starts_with(drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
@@ -230,6 +303,13 @@ std::string Clause(std::string sentence) {
 }
 
 } // namespace
+
+bool Is_Cached_Copy(const std::string& name) {
+    constexpr std::size_t uuid_length = 36;
+    const auto is_hyphen = [&name](std::size_t position) { return name[position] == '-'; };
+    return name.size() > uuid_length && name[uuid_length] == '.' && is_hyphen(8) && is_hyphen(13) && is_hyphen(18) &&
+           is_hyphen(23);
+}
 
 std::string Proxy_Text(const FileCache::Inspected_Setting& proxy) {
     return "proxy " + Util::Printable(proxy.value) + (proxy.source.empty() ? "" : " (" + proxy.source + ")");

@@ -23,6 +23,9 @@ struct Request_Outcome {
     bool left_in_place = false; ///< see Cache_Inspection::Is_Left_In_Place
 };
 
+/// True of the name of a copy: a UUID in its groups of 8, 4, 4, 4 and 12, a dot, and any extension.
+bool Is_Cached_Copy(const std::string& name);
+
 /// Cause and remedy, both without full stop, in the words of a sentence; the remedy may be empty.
 struct Advice {
     std::string cause;

@@ -214,14 +214,6 @@ std::string Fault_Of_List(const fs::path& directory, std::size_t known) {
                       "  Next: check the disk. The next download writes the list again.";
 }
 
-/// A UUID in its groups of 8, 4, 4, 4 and 12, a dot, and any extension.
-bool Is_Cached_Copy(const std::string& name) {
-    constexpr std::size_t uuid_length = 36;
-    const auto is_hyphen = [&name](std::size_t position) { return name[position] == '-'; };
-    return name.size() > uuid_length && name[uuid_length] == '.' && is_hyphen(8) && is_hyphen(13) && is_hyphen(18) &&
-           is_hyphen(23);
-}
-
 } // namespace
 
 void Warn_Of_Configuration() {
@@ -298,9 +290,13 @@ std::optional<std::uintmax_t> Length_As_Sent(const std::string& copy) {
 }
 
 std::string Fault_Of_Copy(const std::string& copy) {
-    const fs::path path = Host::To_Path(copy);
+    return Is_Cached_Copy(Host::To_Text(Host::To_Path(copy).filename())) ? Fault_Of_File(copy) : std::string();
+}
+
+std::string Fault_Of_File(const std::string& name) {
+    const fs::path path = Host::To_Path(name);
     std::error_code error;
-    if (!Is_Cached_Copy(Host::To_Text(path.filename())) || !fs::exists(path, error)) {
+    if (!fs::exists(path, error)) {
         return {};
     }
     if (!fs::is_regular_file(path, error)) {

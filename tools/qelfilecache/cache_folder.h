@@ -69,6 +69,9 @@ std::optional<std::uintmax_t> Length_As_Sent(const std::string& copy);
 /// file is not named like a copy.
 std::string Fault_Of_Copy(const std::string& copy);
 
+/// The same of a file of any name.
+std::string Fault_Of_File(const std::string& name);
+
 /// Why 'get' puts no copy into the directory of a cache that is looked into, such as "the cache directory 'DIR' is not
 /// writable for this user", and what follows; empty when it does, or when the directory can be created.
 /// @param directory as Inspect_Cache returns it.

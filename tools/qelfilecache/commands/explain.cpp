@@ -95,6 +95,9 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     explained.certificate_mode = Setting(settings, "CertErrorHandlingMode");
     std::copy_if(settings.begin(), settings.end(), std::back_inserter(explained.authorities),
                  [](const auto& setting) { return setting.name.starts_with("SSL_CERT_"); });
+    if (explained.request.local_file_exists) {
+        explained.copy_fault = Fault_Of_File(explained.request.normalised);
+    }
     if (explained.request.entry) {
         const std::string& copy = explained.request.entry->copy;
         explained.copy_fault = Fault_Of_Copy(copy);

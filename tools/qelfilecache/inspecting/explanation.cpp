@@ -480,8 +480,11 @@ Explanation Explain(const Explained_Request& explained) {
         return Hopeless(std::move(explanation), explained);
     }
     if (request.kind == Kind::Local) {
-        explanation.steps.push_back("The file exists. The cache does not check whether it is current.");
-        explanation.verdict = std::string("would return the path itself.") +
+        const std::string& fault = explained.copy_fault;
+        explanation.steps.push_back("The file exists. The cache does not check whether it is current." +
+                                    (fault.empty() ? "" : " But it " + fault + ". Next: change its permissions."));
+        explanation.verdict = "would return the path itself." +
+                              (fault.empty() ? std::string() : " But the file " + fault + ".") +
                               (directory.cause.empty() ? "" : " But 'qelfilecache get' refuses to work.");
         return explanation;
     }

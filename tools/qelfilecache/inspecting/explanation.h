@@ -41,7 +41,7 @@ struct Explained_Request {
     std::vector<std::string> faults; ///< of the configuration, see Cache_Inspection::Configuration_Faults
     std::optional<std::uintmax_t> copy_size;
     std::optional<std::uintmax_t> copy_length; ///< what the server sent of it; see Length_As_Sent
-    std::string copy_fault;                    ///< see Fault_Of_Copy
+    std::string copy_fault;                    ///< see Fault_Of_Copy; of Kind::Local, see Fault_Of_File
     Advice directory_problem;                  ///< see Why_No_Copy_Fits
 
     bool Has_Copy() const { return request.entry && request.entry->copy_exists; }

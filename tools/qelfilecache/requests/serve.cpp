@@ -123,9 +123,12 @@ void Report(const Request_Outcome& outcome) {
     if (outcome.download_error) {
         Write_Message("notice: " + request + Explain_Old_Copy(outcome));
     }
-    if (const std::string fault = Fault_Of_Copy(outcome.path); !fault.empty()) {
-        Write_Message("warning: " + request + "the copy " + Quoted(outcome.path) + " " + fault +
-                      "\n  Next: change its permissions. Or " + Clear_Remedy);
+    const bool is_local = outcome.path == outcome.request;
+    if (const std::string fault = is_local ? Fault_Of_File(outcome.path) : Fault_Of_Copy(outcome.path);
+        !fault.empty()) {
+        Write_Message("warning: " + request + (is_local ? "the file" : "the copy " + Quoted(outcome.path)) + " " +
+                      fault + "\n  Next: change its permissions." +
+                      (is_local ? std::string() : std::string(" Or ") + Clear_Remedy));
     }
 }
 
