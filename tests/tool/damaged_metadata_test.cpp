@@ -55,6 +55,20 @@ TEST_F(Damaged_Metadata, WithACountOfFourThousandMillionKeepsTheEntriesThatAreTh
     EXPECT_EQ(fs::hard_link_count(m_Copy_Of_A), 2u) << "the saved copy takes no space of its own";
 }
 
+TEST_F(Damaged_Metadata, OfAnotherFormatSaysSo) {
+    std::string list = Content_Of(Metadata_File());
+    list.replace(list.find("\n2\n"), 3, "\n3\n");
+    Damage(list);
+    const std::string fault =
+        "the metadata file '" + Metadata_File().string() + "' was written by another version of the program (format 3)";
+    EXPECT_THAT(Run_On_Cache({"explain", m_Url}).out,
+                HasSubstr("' was written by another version of the program (format 3), so it is unknown whether"));
+    EXPECT_THAT(Run_On_Cache({"list"}).err, HasSubstr(fault + ": none of its entries is known.\n  Next: the next"));
+    EXPECT_THAT(Run_On_Cache({"clear"}).err, HasSubstr("(format 3), so none of its entries is cleared.\n"));
+    EXPECT_THAT(Run_On_Cache({"get", m_Url}).err, HasSubstr(fault + "; its entries are lost.\n  The file and all"));
+    Expect_Saved(list);
+}
+
 TEST_F(Damaged_Metadata, ThatCannotBePutAsideStopsTheRequestBeforeAnythingIsLost) {
     Damage("rubbish");
     // A file where the folder would go, and no more of its kind.

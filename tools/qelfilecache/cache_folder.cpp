@@ -266,7 +266,9 @@ Open_Inspection Inspect_Cache(const Settings& settings) {
     const fs::path list = Metadata_File(opened.directory);
     if (!opened.cache->Metadata_Is_Sound()) {
         Write_Message("warning: the metadata file " + Quoted_Path(list) +
-                      " is damaged: only the entries before the damage are known.\n  Next: " +
+                      Fault_Of_Unsound_List(opened.directory, ": only the entries before the damage are known.",
+                                            ": none of its entries is known.") +
+                      "\n  Next: " +
                       (Host::Is_Link(list) ? "move it away; 'qelfilecache get' uses no list that is a link."
                                            : "the next 'qelfilecache get' saves it and all copies to a separate "
                                              "folder, and starts a new list."));
@@ -344,6 +346,20 @@ std::vector<fs::path> Cached_Copies(const fs::path& directory) {
         }
     }
     return copies;
+}
+
+std::string Fault_Of_Unsound_List(const fs::path& directory, const std::string& if_damaged,
+                                  const std::string& if_foreign) {
+    std::ifstream list(Metadata_File(directory));
+    std::string line;
+    std::getline(list, line);
+    const bool is_list = line == "QEL Logon Landscape Cache Metadata" && std::getline(list, line) && line == "version";
+    std::uint32_t format = 0;
+    std::getline(list, line);
+    const auto parsed = std::from_chars(line.data(), line.data() + line.size(), format);
+    const bool is_foreign = is_list && parsed.ec == std::errc() && *parsed.ptr == '\0' && format != 1 && format != 2;
+    return is_foreign ? " was written by another version of the program (format " + line + ")" + if_foreign
+                      : " is damaged" + if_damaged;
 }
 
 fs::path Metadata_File(const fs::path& directory) {

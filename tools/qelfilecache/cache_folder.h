@@ -80,6 +80,11 @@ Advice Why_No_Copy_Fits(const std::filesystem::path& directory);
 /// The files in a cache directory that are cached copies by the shape of their names.
 std::vector<std::filesystem::path> Cached_Copies(const std::filesystem::path& directory);
 
+/// " is damaged", or that another version of the program wrote it, of a metadata file that cannot be read to its end.
+/// @param if_damaged and if_foreign how the sentence goes on.
+std::string Fault_Of_Unsound_List(const std::filesystem::path& directory, const std::string& if_damaged,
+                                  const std::string& if_foreign);
+
 /// The metadata file of a cache directory.
 std::filesystem::path Metadata_File(const std::filesystem::path& directory);
 

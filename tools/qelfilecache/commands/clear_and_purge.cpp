@@ -123,8 +123,10 @@ Exit_Status Clear(const Settings& settings, const Clear_Options& options) {
         return options.requests.empty() ? Exit_Served : Exit_No_Entry;
     }
     if (!opened->metadata_loaded) {
-        Write_Message("warning: the metadata file is damaged, so only the entries before the damage are cleared.\n"
-                      "  'qelfilecache purge' deletes every copy.");
+        Write_Message("warning: the metadata file" +
+                      Fault_Of_Unsound_List(opened->directory, ", so only the entries before the damage are cleared.",
+                                            ", so none of its entries is cleared.") +
+                      "\n  'qelfilecache purge' deletes every copy.");
     }
     Watched_Copies copies;
     const Exit_Status status = Clear_Requests(*opened, options, copies);

@@ -211,7 +211,11 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
         explained.directory_problem = directory_problem;
         explained.cache = cache;
         explained.faults = faults;
-        explained.list_is_damaged = !opened.cache->Metadata_Is_Sound();
+        if (!opened.cache->Metadata_Is_Sound()) {
+            explained.list_fault =
+                Fault_Of_Unsound_List(opened.directory, ", and before the damage there is no entry for it",
+                                      ", so it is unknown whether there is an entry for it");
+        }
         const Explanation explanation = Explain(explained);
         if (options.json) {
             reports.push_back(Report_On(explained, explanation, configured));

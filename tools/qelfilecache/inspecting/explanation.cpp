@@ -194,9 +194,8 @@ std::string Kind_Step(const Explained_Request& explained) {
 std::string Entry_Step(const Explained_Request& explained) {
     const auto& request = explained.request;
     if (!request.entry) {
-        return Util::Sentence(explained.list_is_damaged
-                                  ? "the metadata file of " + explained.cache +
-                                        " is damaged, and before the damage there is no entry for it"
+        return Util::Sentence(!explained.list_fault.empty()
+                                  ? "the metadata file of " + explained.cache + explained.list_fault
                                   : explained.cache + " has no entry for it, so there is no copy") +
                " Every character of the request matters, its case too. 'qelfilecache list' shows the entries; "
                "--cache-dir "

@@ -35,9 +35,9 @@ struct Explained_Request {
     FileCache::Inspected_Setting certificate_mode;
     std::vector<FileCache::Inspected_Setting> authorities; ///< that alone are trusted; none: the system's are
     std::string cache;                                     ///< see Name_Of_Cache
-    bool list_is_damaged = false;                          ///< see Cache_Inspection::Metadata_Is_Sound
-    std::string copy_of;             ///< the request was this copy's path; the rest is about its address
-    bool is_stray_copy = false;      ///< the request is the path or the name of a copy that no entry names
+    std::string list_fault;     ///< how a sentence about a metadata file that is not sound goes on; empty of others
+    std::string copy_of;        ///< the request was this copy's path; the rest is about its address
+    bool is_stray_copy = false; ///< the request is the path or the name of a copy that no entry names
     std::vector<std::string> faults; ///< of the configuration, see Cache_Inspection::Configuration_Faults
     std::optional<std::uintmax_t> copy_size;
     std::optional<std::uintmax_t> copy_length; ///< what the server sent of it; see Length_As_Sent

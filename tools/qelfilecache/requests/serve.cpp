@@ -63,15 +63,18 @@ fs::path Save_Damaged_Metadata(const fs::path& cache_directory) {
 /// Saves what a damaged metadata file is about to cost, and says so.
 void Save_And_Warn(const std::filesystem::path& directory) {
     const std::string metadata_file = Quoted(Host::To_Text(Metadata_File(directory)));
+    const std::string damage =
+        Fault_Of_Unsound_List(directory, "; the entries after the damage are lost.", "; its entries are lost.");
     try {
         const auto folder = Save_Damaged_Metadata(directory);
-        Write_Message("warning: the metadata file " + metadata_file +
-                      " is damaged; the entries after the damage are lost.\n  The file and all copies are "
+        Write_Message("warning: the metadata file " + metadata_file + damage +
+                      "\n  The file and all copies are "
                       "saved in " +
                       Quoted(Host::To_Text(folder)) + "; delete that folder when you no longer need them.");
     } catch (const std::filesystem::filesystem_error& error) {
-        throw Usage_Error("the metadata file " + metadata_file + " is damaged and cannot be saved: " +
-                          error.code().message() + "; free some space, or move it away to start with an empty cache");
+        throw Usage_Error("the metadata file " + metadata_file + Fault_Of_Unsound_List(directory, " and", " and") +
+                          " cannot be saved: " + error.code().message() +
+                          "; free some space, or move it away to start with an empty cache");
     }
 }
 
