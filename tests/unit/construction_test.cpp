@@ -154,4 +154,32 @@ TEST_F(Construction, TheTextsForTheHostAreUntracedCopiesAndDoNotWaitForARequest)
     EXPECT_THAT(os->calls, IsEmpty());
 }
 
+// Hosts and services are built apart from the library: the order of the virtual operations is part of the interface. It
+// can be read where a pointer to an operation holds its place in the table.
+#if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
+
+template <typename... Operations>
+void Expect_Order(Operations... operations) {
+    std::ptrdiff_t place = 2; // behind the destructor
+    const auto expect_next = [&place](auto operation) {
+        std::ptrdiff_t offset_and_one = 0;
+        std::memcpy(&offset_and_one, &operation, sizeof(offset_and_one));
+        EXPECT_EQ(offset_and_one - 1, place++ * static_cast<std::ptrdiff_t>(sizeof(void*)));
+    };
+    (expect_next(operations), ...);
+}
+
+TEST(Interface_Order, IsFixed) {
+    Expect_Order(&IFileCache::Set_Cache_Directory, &IFileCache::Get_Cached_File,
+                 &IFileCache::Get_Cached_File_and_Status, &IFileCache::Clear, &IFileCache::Purge_Cache_Folder,
+                 &IFileCache::Get_Additional_Error_Info, &IFileCache::Get_Msg_Separator);
+    using QEL::FrontEnd::OSWRAPI::IOSWrapper;
+    Expect_Order(&IOSWrapper::Stat_File, &IOSWrapper::Get_Current_Time, &IOSWrapper::File_Exists,
+                 &IOSWrapper::Delete_File, &IOSWrapper::Directory_Exists, &IOSWrapper::FindFirstFile,
+                 &IOSWrapper::FindNextFile, &IOSWrapper::FindClose, &IOSWrapper::Get_Drive_Number,
+                 &IOSWrapper::Get_Drive_Type, &IOSWrapper::Copy_File, &IOSWrapper::Read_Registry_Int);
+}
+
+#endif
+
 } // namespace

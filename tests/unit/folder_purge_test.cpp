@@ -357,8 +357,6 @@ TEST_F(Entry_Removal, KeepsTheEntryWhenItsCopyCannotBeDeleted) {
     EXPECT_THAT(Urls(), IsEmpty());
 }
 
-// Clear
-
 TEST_F(Entry_Removal, OfAllInTheOrderOfTheUrlsKeepsOnlyWhatCannotBeDeletedAndFailsForAnEntryWithoutCopy) {
     const std::string b = Cache_Copy("b", "b.txt", "b", 3);
     const std::string a = Cache_Copy("a", "a.txt", "a", 2);

@@ -363,8 +363,6 @@ TEST_P(Http_Request, IsMadeGoodByTheSecondClientAfterATransportErrorOnly) {
     }
 }
 
-// Second client
-
 TEST_P(Http_Request, ReadsTheParametersForTheTextAndForTheAttempt) {
     Script().status = {12029};
     Request();
@@ -454,8 +452,6 @@ TEST_F(Http_Fixture, ReportsTheLastRequestOfAThread) {
 
 class Http_Helpers : public Cache_Fixture {};
 
-// HTTP_Status_OK
-
 TEST_F(Http_Helpers, StatusesFrom200To299AreOkAndAllAreTraced) {
     for (long status = 200; status <= 299; ++status) {
         EXPECT_TRUE(cache.HTTP_Status_OK(status)) << status;
@@ -469,8 +465,6 @@ TEST_F(Http_Helpers, StatusesFrom200To299AreOkAndAllAreTraced) {
     cache.HTTP_Status_OK(-1);
     Expect_Records("= http_status status=204 ok=true\n= http_status status=-1 ok=false");
 }
-
-// win32_from_hresult
 
 TEST_F(Http_Helpers, AnHresultOfTheSystemsFacilityCarriesTheErrorInItsLowHalf) {
     for (const auto& [bits, error] : {std::pair{0U, 0U},
@@ -487,8 +481,6 @@ TEST_F(Http_Helpers, AnHresultOfTheSystemsFacilityCarriesTheErrorInItsLowHalf) {
     }
 }
 
-// com_error_to_string
-
 TEST_F(Http_Helpers, AComErrorIsReportedInThreeLines) {
     EXPECT_EQ(cache.com_error_to_string(
                   QEL::FrontEnd::FileCache::Com_Error(Certificate_Error, "The certificate is not valid."),
@@ -499,8 +491,6 @@ TEST_F(Http_Helpers, AComErrorIsReportedInThreeLines) {
     EXPECT_EQ(cache.com_error_to_string(QEL::FrontEnd::FileCache::Com_Error(Unspecified, "One.\r\nTwo.\r\n"), ""),
               std::string(39, '=') + "\nFile: \nDescription: One.\r\nTwo.\r\n\n");
 }
-
-// Connect time-out
 
 TEST_F(Http_Helpers, EachObjectReadsTheConnectTimeoutOnceInSecondsAndKeepsItInMilliseconds) {
     constexpr auto greatest = std::numeric_limits<std::int32_t>::max();

@@ -136,7 +136,6 @@ def make_authority(path):
             "-days", "30", "-keyout", path + ".key", "-out", path + ".pem")
     openssl("x509", "-in", path + ".pem", "-outform", "DER", "-out", path + ".der")
 
-
     # Windows asks for the authority's list of revoked certificates; this one is empty.
     with open(path + ".index", "w", encoding="ascii"):
         pass
