@@ -14,11 +14,13 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <system_error>
 
 namespace {
 
 using QEL::FrontEnd::FileCache::Directory_Result;
 using QEL::FrontEnd::FileCache::Get_Last_Directory_Result;
+using QEL::FrontEnd::FileCache::Get_Last_Request_Info;
 using QEL::FrontEnd::FileCache::IFileCache;
 
 constexpr int Ordinary_Request = 213;
@@ -69,12 +71,11 @@ std::string What_Happened(const Answer& answer, bool is_open) {
                                  : "The file is up to date.";
 }
 
-/// The text about the last failed connection or certificate, if it is about this request. It stays after later
-/// requests, so it may be about an earlier one.
-std::string Error_Info(const IFileCache& cache, const std::string& request) {
-    const std::string info = cache.Get_Additional_Error_Info();
-    const bool is_about_request = info.find("\nFile: " + request + "\n") != std::string::npos;
-    return is_about_request ? info : std::string();
+/// The cache takes its directory letter by letter: always the same absolute path.
+std::string One_Spelling(const char* directory) {
+    std::error_code missing;
+    const auto path = std::filesystem::canonical(directory, missing);
+    return (missing ? std::filesystem::absolute(directory) : path).string();
 }
 
 /// True when there is a file.
@@ -91,8 +92,9 @@ bool Serve(IFileCache& cache, const std::string& request) {
     if (answer.download_error) {
         std::cout << "Codes for the support: HTTP " << answer.http_error << ", file share " << answer.file_share_error
                   << "\n";
-        if (const std::string info = Error_Info(cache, request); !info.empty()) {
-            std::cout << info << cache.Get_Msg_Separator() << "\n";
+        // Of this request alone, with cause and remedy.
+        if (const std::string text = Get_Last_Request_Info().text; !text.empty()) {
+            std::cout << text << "\n";
         }
     }
     return is_open;
@@ -108,8 +110,7 @@ int main(int argument_count, char** arguments) {
     try {
         const Request_Thread this_thread;
         const std::shared_ptr<IFileCache> cache = IFileCache::Instance();
-        // The cache takes the directory letter by letter, and wants it absolute.
-        const std::string directory = std::filesystem::absolute(arguments[1]).string();
+        const std::string directory = One_Spelling(arguments[1]);
         if (!cache->Set_Cache_Directory(directory)) {
             if (Get_Last_Directory_Result() == Directory_Result::Not_Set) {
                 std::cerr << "There is no cache directory " << directory << ". Create it.\n";

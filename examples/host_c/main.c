@@ -2,16 +2,17 @@
  *
  *   example_host_c CACHE_DIRECTORY REQUEST...
  *
- * The directory is an absolute path: the cache takes it letter by letter.
- *
  * Exit status: 0 when there is a file for each request, 1 when one has none, 2 when the host is used wrongly.
  */
+
+#ifndef _WIN32
+#define _XOPEN_SOURCE 700 /* for realpath */
+#endif
 
 #include <filecache/c/qelfilecache_c.h>
 
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
 #ifdef _WIN32
 #include <objbase.h>
@@ -27,30 +28,22 @@ static char* Last_Path(const qelfilecache* cache, size_t size) {
     return path;
 }
 
-/* True when a text about a failure has a line "File: " with this request. */
-static int Is_About(const char* text, const char* request) {
-    static const char label[] = "\nFile: ";
-    const size_t length = strlen(request);
-    const char* file = strstr(text, label);
-    if (file == NULL) {
-        return 0;
-    }
-    file += sizeof label - 1;
-    return strncmp(file, request, length) == 0 && file[length] == '\n';
-}
-
-/* Shows the text about the last failed connection or certificate, if it is about this request. It stays after later
- * requests, so it may be about an earlier one. */
-static void Show_Error_Info(const qelfilecache* cache, const char* request) {
-    size_t needed = 0;
-    char* text = NULL;
-    qelfilecache_error_info(cache, NULL, 0, &needed);
-    text = (char*)malloc(needed);
-    if (text != NULL && qelfilecache_error_info(cache, text, needed, NULL) == QELFILECACHE_OK &&
-        Is_About(text, request)) {
+/* Shows cause and remedy of the handle's last request. */
+static void Show_Cause(const qelfilecache* cache) {
+    char text[1024];
+    if (qelfilecache_last_request(cache, NULL, NULL, text, sizeof text, NULL) == QELFILECACHE_OK && *text != '\0') {
         puts(text);
     }
-    free(text);
+}
+
+/* The cache takes its directory letter by letter: always the same absolute path, in memory of its own. NULL when there
+ * is none. */
+static char* One_Spelling(const char* directory) {
+#ifdef _WIN32
+    return _fullpath(NULL, directory, 0);
+#else
+    return realpath(directory, NULL);
+#endif
 }
 
 /* Opens the file as a host does that wants its content. False when it cannot be read. */
@@ -113,13 +106,14 @@ static int Serve(qelfilecache* cache, const char* request) {
     /* Without an error the codes may be those of an earlier request. */
     if (download_error) {
         printf("Codes for the support: HTTP %d, file share %d\n", http_error, file_share_error);
-        Show_Error_Info(cache, request);
+        Show_Cause(cache);
     }
     return is_open;
 }
 
 int main(int argument_count, char** arguments) {
     qelfilecache* cache = NULL;
+    char* directory = NULL;
     int status = 1;
 
     if (argument_count < 3) {
@@ -134,8 +128,9 @@ int main(int argument_count, char** arguments) {
     }
 #endif
     if (qelfilecache_open(&cache) == QELFILECACHE_OK) {
-        if (qelfilecache_set_directory(cache, arguments[1]) != QELFILECACHE_OK &&
-            qelfilecache_directory_result(cache) != QELFILECACHE_DAMAGED_LIST) {
+        directory = One_Spelling(arguments[1]);
+        if (directory == NULL || (qelfilecache_set_directory(cache, directory) != QELFILECACHE_OK &&
+                                  qelfilecache_directory_result(cache) != QELFILECACHE_DAMAGED_LIST)) {
             fprintf(stderr, "There is no cache directory %s. Create it.\n", arguments[1]);
             status = 2;
         } else {
@@ -148,6 +143,7 @@ int main(int argument_count, char** arguments) {
                 status = Serve(cache, arguments[next]) ? status : 1;
             }
         }
+        free(directory);
         qelfilecache_close(cache);
     }
 #ifdef _WIN32
