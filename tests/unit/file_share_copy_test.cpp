@@ -101,8 +101,6 @@ TEST_F(File_Share_Copy, TakesTheTimeOnceBeforeTheCopyWhichAnyResultButZeroMakesA
     EXPECT_EQ(os->Calls_Of("Get_Current_Time"), 1U);
 }
 
-// What it refuses
-
 TEST_F(File_Share_Copy, RefusesALocalPathAndAnInternetUrl) {
     for (const auto& [asked, kind, tested] :
          {std::tuple{"C:\\landscape.xml", "is_local_path", ""},
@@ -135,8 +133,6 @@ TEST_F(File_Share_Copy, RefusesAMissingCacheDirectoryAndDoesNotCreateIt) {
     EXPECT_THAT(cache.m_Cache_Entries, IsEmpty());
 }
 
-// A source that cannot be examined
-
 TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExaminedWhereAFailedCopyOutweighsThat) {
     Use_Time(0);
     stat_error = 5;
@@ -155,8 +151,6 @@ TEST_F(File_Share_Copy, CopiesAFileThatCannotBeExaminedWhereAFailedCopyOutweighs
     EXPECT_EQ(cache.m_errFileShareDownLoad, 2);
     Expect_Record(s_not_examined + "-1.");
 }
-
-// A copy that fails
 
 /// What a failed copy says, and that it keeps nothing but the older copy, if there is one.
 TEST_F(File_Share_Copy, ThatFailsKeepsNothingButTheOlderCopy) {

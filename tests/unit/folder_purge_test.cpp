@@ -101,8 +101,6 @@ const std::string s_purged = "D Purge_Cache_Folder: return value:(true)";
 const std::string s_sweep =
     "D Cleanup_Obsolete_Cached_Files: CALL\nD Cleanup_Obsolete_Cached_Files: Cleaning up obsolete files.\n";
 
-// Delete_Cached_Files
-
 TEST_F(Folder_Purge, SearchesTheNamesOfCachedFilesAndJoinsADriveDirectoryByABackslash) {
     cache.Delete_Cached_Files(false);
     EXPECT_THAT(os->calls, ElementsAre("FindFirstFile(" + Pattern() + ")"));
@@ -151,8 +149,6 @@ TEST_F(Folder_Purge, OfObsoleteFilesComparesThePathsByteForByte) {
     }
 }
 
-// Purge_Cache_Folder
-
 TEST_F(Folder_Purge, WithoutACacheDirectoryFailsAndOfAMissingOneSucceeds) {
     for (const std::string& set_directory : {std::string(), In_Cache("missing")}) {
         Forget();
@@ -199,8 +195,6 @@ TEST_F(Folder_Purge, ThatFindsOrDeletesNothingSucceedsAndIsNotBoundToTheSweep) {
     os->on_delete_file = [](const std::string&) { return false; };
     EXPECT_TRUE(cache.Purge_Cache_Folder());
 }
-
-// Cleanup_Obsolete_Cached_Files
 
 class Sweep : public Folder_Purge {};
 

@@ -77,8 +77,6 @@ protected:
     bool check_error = true;
 };
 
-// What is true of both kinds
-
 class Any_Freshness : public Freshness, public testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
@@ -179,8 +177,6 @@ TEST_P(Any_Freshness, ComparesTheStampOfAnEntryThatWasRestoredFromTheFile) {
     }
 }
 
-// Internet URLs
-
 using Inet_Freshness = Freshness;
 
 TEST_F(Inet_Freshness, AnEmptyStampNeverMatches) {
@@ -231,8 +227,6 @@ TEST_F(Inet_Freshness, ComparesTheStampOfTheSecondClient) {
     EXPECT_FALSE(Expired_After(true));
     EXPECT_EQ(Entry().last_checked_remotely, os->current_time);
 }
-
-// Files on shares
 
 class Share_Freshness : public Freshness {
 protected:

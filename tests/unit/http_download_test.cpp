@@ -123,8 +123,6 @@ TEST_F(Http_Download, LeavesTheCopyToThePlatformWhereThatPublishesBodies) {
     Expect_Note("Closed file '" + published + "'.");
 }
 
-// Bodies
-
 /// What a request object claims of its body, a record of a success that is not written, and the error.
 struct Odd_Body {
     void (*change)(QEL::FrontEnd::FileCache::Response_Body& claimed);
@@ -172,8 +170,6 @@ TEST_F(Http_Download, RefusesAnOddBody) {
     }
 }
 
-// Naming that raises an exception
-
 TEST_F(Http_Download, FailsWhenTheCopyCannotBeNamed) {
     g_services.uuid_throws = true;
     for (const bool before : {false, true}) {
@@ -186,8 +182,6 @@ TEST_F(Http_Download, FailsWhenTheCopyCannotBeNamed) {
         Expect_Failure();
     }
 }
-
-// Second client
 
 TEST_F(Http_Download, RecordsWhatTheSecondClientFetchedBetweenItsRecordsAndTheReturn) {
     Script().send = Certificate_Error;

@@ -170,8 +170,6 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Both, Http_Request, testing::Values(s_get, s_head), testing::PrintToStringParamName());
 
-// A request that succeeds
-
 TEST_P(Http_Request, CallsTheObjectTracesEachStepInOrderAndForgetsAnEarlierTransportError) {
     EXPECT_EQ(Request_After(true, true), good);
     EXPECT_EQ(g_services.request_calls, Calls(Is_Get() ? 9 : 7));
@@ -203,8 +201,6 @@ TEST_P(Http_Request, HandsOnTheConnectTimeoutThatItFirstRead) {
         Forget();
     }
 }
-
-// The request object cannot be had, or refuses the URL
 
 TEST_P(Http_Request, FailsWithoutARequestObject) {
     Script().creation_fails = true;
@@ -242,8 +238,6 @@ TEST_P(Http_Request, NoExceptionOfTheFirstClientLeaves) {
     Script().during_send = [] { throw std::runtime_error("no memory left"); };
     Expect_Given_Up("", Calls(3));
 }
-
-// Statuses
 
 TEST_P(Http_Request, EndsWithAnyOtherStatusWithoutASecondAttempt) {
     for (const long status : {0, -1, 1, 100, 199, 300, 301, 304, 404, 405, 500, 12000, 12193}) {
@@ -301,8 +295,6 @@ TEST_P(Http_Request, TracesTheFirstStatusTestsTheRangeOfTheSecondAndDecidesByThe
                                         "D HTTP_Status_OK: CALL(http_status={third}\\n)");
     }
 }
-
-// Calls of the request object that fail
 
 const std::string s_com_exception = "E {method}: COM exception: \\n {com_error} \\nWin32 error code: {code}{end}\n";
 

@@ -85,8 +85,6 @@ const std::string s_bug = "D ---- BUG ----\n";
 const std::string s_lookup_missing =
     s_lookup_error + "Previously cached local file does not exist '{local}'.\n" + s_lookup_nothing;
 
-// Local files
-
 TEST_F(Lookup, PassesALocalFileThroughUnchanged) {
     const std::string file = Write_File(In_Cache("local.xml"), "local");
     cache.m_Cache_Entries[file] = {"other.xml", "m", 1};
@@ -120,8 +118,6 @@ TEST_F(Lookup, HasNothingForAFileUrlItCannotRead) {
     Expect_Record(s_lookup + "url_or_path = ''.");
     Expect_Last_Records("= is_local_path url=\n" + s_lookup + "URL is local.\n" + s_lookup_missing);
 }
-
-// Writable files on shares
 
 TEST_F(Lookup, LeavesAWritableFileOnAShareToTheHost) {
     g_services.on_path_exists = [](const std::string&) { return true; };
@@ -196,8 +192,6 @@ TEST_F(Lookup, RefusesAPathOfNoKindAtAllAndDeletesItsOldCopy) {
     EXPECT_FALSE(std::filesystem::exists(values["old_copy"]));
 }
 
-// Without a cache directory
-
 TEST_F(Lookup, NeedsACacheDirectoryForRemoteFiles) {
     cache.m_Cache_Entries[url] = {Write_File(In_Cache("copy.xml"), ""), "m", os->current_time};
     for (const auto& [request, kind] : {std::pair{url, "inet"}, {share, "share"}}) {
@@ -210,8 +204,6 @@ TEST_F(Lookup, NeedsACacheDirectoryForRemoteFiles) {
         EXPECT_EQ(os->Calls_Of("File_Exists") + os->Calls_Of("Stat_File") + os->Calls_Of("Copy_File"), 0U);
     }
 }
-
-// Fresh copies
 
 TEST_F(Lookup, ReportsAFreshCopyWhoseEntryIsGone) {
     Use_Cache_Directory();
@@ -240,8 +232,6 @@ TEST_F(Lookup, NeedsNoPlaceForTheErrorCodes) {
     EXPECT_NE(cache.Get_Cached_File_and_Status("http://server/b", Ordinary, download_error, nullptr, &other), "");
     EXPECT_EQ(other, Untouched);
 }
-
-// The copy that was replaced
 
 const std::string s_lookup_failed = s_lookup_error + "Error deleting obsolete cached file: '{old_copy}', ";
 
@@ -330,8 +320,6 @@ TEST_F(Replaced_Copy, WithoutANameIsNotLookedFor) {
     Expect_Record(s_lookup + "Old cached file: ");
 }
 
-// The sweep
-
 TEST_F(Lookup, SweepsWithTheFirstRequestOfAnObject) {
     Use_Cache_Directory();
     cache.m_Obsolete_Files_Cleaned = false;
@@ -353,8 +341,6 @@ TEST_F(Lookup, SweepsWithTheFirstRequestOfAnObject) {
     Get(Write_File(In_Cache("local.xml"), ""));
     EXPECT_TRUE(cache.m_Obsolete_Files_Cleaned) << "before a local file, too";
 }
-
-// The short form
 
 TEST_F(Lookup, TheShortFormReachesAnOverride) {
     struct Overriding : CFileCache {

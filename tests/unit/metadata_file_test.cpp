@@ -346,8 +346,6 @@ TEST_F(Metadata_File, ThatPromisesMoreEntriesThanItHoldsFailsInVersion2Alone) {
     }
 }
 
-// Recording a copy
-
 TEST_F(Metadata_File, ReplacesTheEntryOfAUrlWhetherItsCopyCanBeDeletedOrNot) {
     for (const bool can_be_deleted : {false, true}) {
         os->on_delete_file = [=](const std::string& path) { return can_be_deleted && std::filesystem::remove(path); };

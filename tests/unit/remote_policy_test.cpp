@@ -64,8 +64,6 @@ protected:
     Policy_Cache policy{os};
 };
 
-// Fresh by age
-
 TEST_F(Remote_Policy, WithoutAnEntryOrItsCopyNothingIsFresh) {
     os->expiry_minutes = 60;
     Cache_Copy("http://server/FILE.xml", "a.xml", "m", os->current_time);
@@ -112,8 +110,6 @@ TEST_F(Remote_Policy, ACopyIsFreshUpToTheLastInstantOfThePeriod) {
                                 "Read_Registry_Int(2, Software\\QEL\\QELLogon\\Options, LandscapeCacheExpiryPeriod)"));
     }
 }
-
-// Which copy is served
 
 const std::string s_policy = "D Get_Cached_Remote_File: ";
 const std::string s_policy_unknown = s_policy + "Remote file '{url}' not found in cache. Will be downloaded.\n";

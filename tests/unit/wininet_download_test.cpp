@@ -63,8 +63,6 @@ protected:
     bool download_error = true;
 };
 
-// One attempt
-
 TEST_F(Wininet, FillsTheEntryAndWritesTheBodyOfAGetAlone) {
     for (const int type : {Head, 3, Get}) {
         for (const bool before : {false, true}) {
@@ -153,8 +151,6 @@ TEST_F(Wininet, DoesNotAskTheClientForAUrlWithANul) {
                       "download the file.");
     }
 }
-
-// Which mode tries, and what it resets
 
 struct Mode_Outcome {
     int mode;

@@ -56,8 +56,6 @@ protected:
     }
 };
 
-// Levels and marks
-
 TEST_F(Trace_Writer, CreatesItsFileWithTheFirstMessageThatItWrites) {
     CQelPcTrc silent = Unlocked_Writer(0);
     Write_One_Of_Each(silent);
@@ -88,8 +86,6 @@ TEST_F(Trace_Writer, CompletesTheFileWithEachMessageAndAddsNeitherLineEndNorBlan
     EXPECT_EQ(Content(), On_Disk(Header() + "call(***ERROR***: problem***WARNING*: \n)\n100% %s %n|-1|x|100%|" +
                                  std::string(10000, 'l') + "\n"));
 }
-
-// The level of the process
 
 TEST_F(Trace_Writer, WritesWhatItsOwnLevelOrThatOfTheProcessLetsThrough) {
     for (int main_level = 0; main_level <= 4; ++main_level) {
@@ -130,8 +126,6 @@ TEST_F(Trace_Writer, NamesTheProgramAsFarAsItIsKnownAndFits) {
     }
 }
 
-// Time stamps
-
 TEST_F(Trace_Writer, PutsTheStampOfTwoDigitsEachBehindALeadingLineEndWhichStaysWithoutOne) {
     Start_Clock();
     CQelPcTrc writer = Unlocked_Writer(5);
@@ -150,8 +144,6 @@ TEST_F(Trace_Writer, PutsTheStampOfTwoDigitsEachBehindALeadingLineEndWhichStaysW
     of_small_numbers.Log_Error("e");
     EXPECT_EQ(Content(), On_Disk(Header("(02.01.05 03:04:05) ") + "(02.01.05 03:04:05) e"));
 }
-
-// Where the file is
 
 TEST_F(Trace_Writer, WritesToTheCurrentDirectoryOnlyWithoutATraceDirectory) {
     const auto here = std::filesystem::current_path();
