@@ -28,6 +28,11 @@ inline constexpr bool Refuses_Head_Alone(long status) {
     return status == 405 || status == 501;
 }
 
+/// True when a response with this status has no file, or a part of one.
+inline constexpr bool Is_Without_Whole_File(long status) {
+    return status == 204 || status == 206;
+}
+
 /// True when a response with this status may redirect the client.
 inline constexpr bool Is_Redirect(long status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;

@@ -43,6 +43,12 @@ Request_Outcome Through_A_Proxy(const FileCache::Last_Request_Info& last,
     return outcome;
 }
 
+Request_Outcome Directly(const FileCache::Last_Request_Info& last) {
+    Request_Outcome outcome = Of_The_Web(2, last);
+    outcome.proxy.emplace();
+    return outcome;
+}
+
 Request_Outcome Not_Valid(const std::string& request) {
     Request_Outcome outcome = Unserved(request);
     outcome.is_valid = false;
@@ -95,8 +101,13 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Through_A_Proxy({0, 12152, ""}),
          "the response of the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, is not valid HTTP (error "
          "12152)\n"},
-        {Through_A_Proxy({403, 0, ""}), "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, responds with "
-                                        "status 403 (forbidden)\n"},
+        {Through_A_Proxy({403, 0, ""}),
+         "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, responds with "
+         "status 403 (forbidden)\n  Next: let this machine read the file, or have the proxy "
+         "allow this server."},
+        {Directly({407, 0, ""}),
+         "the server asks for a proxy's login, although the request goes through none (status 407)\n"
+         "  Next: check the address, and the server."},
         {Through_A_Proxy({500, 0, ""}), "the proxy 10.0.0.1:3128 (http_proxy), or the server behind it, responds"},
         {Through_A_Proxy({404, 0, ""}), "the server responds with status 404 (not found)\n"},
         {Through_A_Proxy({502, 0, ""}, Web), "the server responds with status 502 (bad gateway)\n"},

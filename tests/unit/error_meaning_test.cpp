@@ -81,8 +81,11 @@ TEST(Http_Status, HasAMeaning) {
     expect_from_to(300, 399, "a redirect that is not followed");
     expect_from_to(418, 499, "the server refuses the request");
     expect_from_to(500, 599, "internal error of the server");
+    expect_from_to(600, 999, "no valid status");
+    EXPECT_EQ(Remedy_For_Status(511), "log in to the network with a browser");
     std::set<std::string_view> meanings;
-    for (const long status : {304, 400, 401, 403, 404, 405, 407, 410, 429, 502, 503, 504}) {
+    for (const long status :
+         {304, 400, 401, 403, 404, 405, 407, 408, 410, 416, 421, 429, 499, 500, 502, 503, 504, 505, 511}) {
         EXPECT_TRUE(meanings.insert(Meaning_Of_Status(status)).second) << status;
     }
 }

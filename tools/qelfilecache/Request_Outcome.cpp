@@ -399,6 +399,12 @@ Advice Advice_On_Status(long status, const std::string& request,
         }
     }
     Advice advice{Util::Cause_Of_Status(status, subject), std::string(Util::Remedy_For_Status(status))};
+    if (status == 403 && subject != "server") {
+        advice.remedy += ", or have the proxy allow this server";
+    } else if (status == Util::Proxy_Login_Required && proxy && proxy->value.empty()) {
+        advice = {"the server asks for a proxy's login, although the request goes through none (status 407)",
+                  "check the address, and the server"};
+    }
     Add_Hint_On_Address(request, static_cast<std::uint32_t>(status), advice);
     return advice;
 }

@@ -67,8 +67,8 @@ const Row Rows[] = {
      "! GET HTTP GET request failed with status 407. On HTTP error we cannot download the file.\n< GET('')\n< "
      "get('')\n",
      {"failed"},
-     {"a proxy responded to the download with status 407: the proxy requires a login; 'qelfilecache explain' names "
-      "the proxy"}},
+     {"a proxy responded to the download with status 407: the proxy requires a login; if one is configured, "
+      "'qelfilecache explain' names it"}},
     {"FetchedAgainAsTheServerSendsNoDate",
      Web + "> HEAD(url='x')\n? HEAD Last-Modified header is empty.\n< HEAD(true)\n. policy Remote file "
            "'http://s/a.xml' is expired. Will be downloaded.\n> GET(url='x')\n< GET(rtn = /c/2.xml)\n"

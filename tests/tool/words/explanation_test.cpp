@@ -106,13 +106,29 @@ TEST(Explanation, HasAVerdict) {
                                             "fails, it serves the last good copy, however old that is."));
 }
 
-TEST(Explanation, TakesALengthOf0BytesForNone) {
+TEST(Explanation, ComparesNoLengthThatIsNotTheFiles) {
     auto explained = A_Request(An_Entry(false), A_Response(200, "stamp"));
     explained.copy_length = 4;
-    for (const unsigned int length : {0U, 5U}) {
+    for (const auto& [status, length] : {std::pair(200, 0U), {200, 5U}, {206, 5U}, {206, 0U}, {204, 5U}}) {
+        explained.remote->status = status;
         explained.details.content_length = length;
-        EXPECT_EQ(Is_Out_Of_Date(explained), length == 5);
+        EXPECT_EQ(Is_Out_Of_Date(explained), status == 200 && length == 5) << status;
+        EXPECT_THAT(Steps(explained).find(" says 0 bytes to HEAD, as some do for every file") != std::string::npos,
+                    status == 200 && length == 0);
     }
+}
+
+TEST(Explanation, SaysThatACopyHasNoStampToCompare) {
+    auto explained = A_Request(An_Entry(false), A_Response(200, "other"));
+    explained.request.entry->last_modified.clear();
+    const std::string why = "the copy has no Last-Modified to compare.";
+    EXPECT_EQ(Explain(explained).verdict, "would be served from a new copy, because " + why);
+    EXPECT_THAT(Steps(explained), HasSubstr(" at 'other'. The copy has no Last-Modified to compare, so it is unknown "
+                                            "whether it is current."));
+    EXPECT_FALSE(Is_Out_Of_Date(explained));
+    EXPECT_EQ(Explain(explained).expected, Outcome::Replaced);
+    explained.request.entry->fresh = true;
+    EXPECT_THAT(Explain(explained).verdict, EndsWith("; " + why));
 }
 
 TEST(Explanation, SaysThatAnotherResponseShowsTheCopyOutOfDate) {

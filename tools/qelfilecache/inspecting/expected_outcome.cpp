@@ -108,7 +108,8 @@ bool Is_Out_Of_Date(const Explained_Request& explained) {
     }
     const auto& remote = explained.remote;
     return explained.Has_Copy() && remote && remote->answered &&
-           ((!remote->last_modified.empty() && !remote->unchanged) || Differs_In_Length_Alone(explained));
+           ((!remote->last_modified.empty() && !remote->unchanged && !explained.Has_Copy_Without_Stamp()) ||
+            Differs_In_Length_Alone(explained));
 }
 
 Expected_Outcome Outcome_Expected_Of(const Explained_Request& explained) {

@@ -92,10 +92,17 @@ std::string Comparison_Text(const Explained_Request& explained) {
     if (!explained.Has_Copy()) {
         return text + ".";
     }
+    if (explained.Has_Copy_Without_Stamp()) {
+        return text + ". The copy has no Last-Modified to compare, so it is unknown whether it is current.";
+    }
     if (!response.unchanged) {
         return text + ". The copy is of another version: it is out of date.";
     }
+    const bool has_no_bytes = explained.details.content_length == 0 && explained.copy_length.value_or(0) > 0 &&
+                              !explained.Is_Share() && !Util::Is_Without_Whole_File(response.status);
     return text + ". " + Util::Sentence(explained.What_Is_The_Same() + "; the cache compares nothing else") +
+           (has_no_bytes ? " The server says 0 bytes to HEAD, as some do for every file, so that the file may be empty."
+                         : "") +
            (Differs_In_Length_Alone(explained) ? std::string(" But ") + explained.Other_Side() + "'s file has " +
                                                      std::to_string(*explained.details.content_length) +
                                                      " bytes and the copy " + std::to_string(*explained.copy_length) +
@@ -370,7 +377,8 @@ std::string Repetition_Step(const Explained_Request& explained) {
                        (addresses == 0 ? "" : " and at " + std::to_string(addresses) + " addresses of its name");
     const std::string not_asked = silent_addresses + (explained.not_asked.empty() ? "" : " " + explained.not_asked);
     if (Difference_Between_Responses(explained) == Difference::None) {
-        const bool is_proxys = explained.remote->status == Util::Proxy_Login_Required && explained.proxy;
+        const bool is_proxys = explained.remote->status == Util::Proxy_Login_Required && explained.proxy &&
+                               !explained.proxy->value.empty();
         return step + (is_proxys ? ", the proxy" : ", the server") + " says the same each time." + not_asked;
     }
     step += ", the server does not say the same each time: ";

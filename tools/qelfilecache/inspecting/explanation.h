@@ -46,6 +46,9 @@ struct Explained_Request {
 
     bool Has_Copy() const { return request.entry && request.entry->copy_exists; }
 
+    /// True when a response with a stamp says nothing about the copy.
+    bool Has_Copy_Without_Stamp() const { return Has_Copy() && request.entry->last_modified.empty(); }
+
     bool Is_Share() const { return request.kind == FileCache::Request_Explanation::Kind::Share; }
 
     bool Is_Https() const { return request.normalised.starts_with("https:"); }
@@ -78,6 +81,7 @@ Difference Difference_Between_Responses(const Explained_Request& explained);
 /// True when the remote side has the copy's stamp, but not its length. Web servers may say 0 bytes to every HEAD.
 inline bool Differs_In_Length_Alone(const Explained_Request& explained) {
     return explained.remote && explained.remote->unchanged && explained.details.content_length &&
+           !Util::Is_Without_Whole_File(explained.remote->status) &&
            (explained.Is_Share() || *explained.details.content_length > 0) && explained.copy_length &&
            *explained.details.content_length != *explained.copy_length;
 }

@@ -55,6 +55,9 @@ std::string Fresh_Verdict(const Explained_Request& explained) {
     if (explained.remote->last_modified.empty()) {
         return verdict + "; " + other_side + " does not say whether its file has changed.";
     }
+    if (explained.Has_Copy_Without_Stamp()) {
+        return verdict + "; the copy has no Last-Modified to compare.";
+    }
     return explained.remote->unchanged ? verdict + "; " + explained.What_Is_The_Same() + Reservation(explained)
                                        : verdict + "; the copy is out of date until then.";
 }
@@ -78,9 +81,10 @@ std::string Stale_Verdict(const Explained_Request& explained) {
     if (explained.remote->unchanged) {
         return "would be served from the copy: " + explained.What_Is_The_Same() + Reservation(explained);
     }
-    return "would be served from a new copy, because " + other_side +
-           (explained.remote->last_modified.empty() ? " does not say whether its file has changed"
-                                                    : " has another version") +
+    return "would be served from a new copy, because " +
+           (explained.remote->last_modified.empty() ? other_side + " does not say whether its file has changed"
+            : explained.Has_Copy_Without_Stamp()    ? "the copy has no Last-Modified to compare"
+                                                    : other_side + " has another version") +
            Reservation(explained);
 }
 
