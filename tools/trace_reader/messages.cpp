@@ -236,7 +236,7 @@ std::string Formatted(const Arguments& arguments, std::size_t number, std::strin
         // Beyond the range of HTTP lie the numbers of transport errors.
         const int status = Number_In(argument);
         return Numbered(argument, status < 1000 ? Util::Meaning_Of_Status(status) : Cause_Of_Error(argument)) +
-               (status == Util::Proxy_Login_Required ? "; 'qelfilecache explain' names the proxy" : "");
+               (status == Util::Proxy_Login_Required ? "; if one is configured, 'qelfilecache explain' names it" : "");
     }
     if (how == "who") {
         return Number_In(argument) == Util::Proxy_Login_Required ? "a proxy" : "the server";
