@@ -43,6 +43,52 @@ TEST_F(Cache_Directory, IsTheSameHoweverItIsSpelled) {
     EXPECT_EQ(m_Server.Requests().size(), 1u);
 }
 
+TEST_F(Cache_Directory, IsNotEmptiedByAnotherNameThanItsListKnows) {
+    const std::string copy = Get_Copy(m_Url);
+    const std::string link = (m_Folder / "link").string();
+    const std::string moved = (m_Folder / "moved").string();
+    fs::create_directory_symlink(m_Cache, link);
+    m_Server.Stop();
+    for (const auto& [name, remedy] :
+         {std::pair{link, "use --cache-dir '" + m_Cache.string() + "'"},
+          std::pair{moved, "'" + m_Cache.string() + "' does not exist: the cache was moved. Move it back"}}) {
+        if (name == moved) {
+            fs::rename(m_Cache, moved);
+        }
+        const std::string message = "the list in --cache-dir '" + name + "' names its copies in '" + m_Cache.string() +
+                                    "', so the first request with this spelling deletes them\n  Next: " + remedy;
+        for (const Words& command : {Words{"get", m_Url}, {"prefetch", m_Scratch.Write("requests", m_Url + "\n")}}) {
+            Words words = {"--cache-dir", name};
+            words.insert(words.end(), command.begin(), command.end());
+            const Tool_Result result = Run(words);
+            EXPECT_EQ(result.exit_status, 2);
+            EXPECT_THAT(result.err, StartsWith("qelfilecache: " + message)) << command.front();
+        }
+        EXPECT_THAT(Run({"--cache-dir", name, "list"}).err, HasSubstr("deletes them\n  Next: " + remedy));
+        const auto report = nlohmann::json::parse(Run({"--cache-dir", name, "explain", "--json", m_Url}).out)[0];
+        EXPECT_EQ(report["expected"], "failed");
+        EXPECT_THAT(report["verdict"].get<std::string>(),
+                    AllOf(HasSubstr("names its copies in '" + m_Cache.string()),
+                          HasSubstr(". The front end's request would be served from a new copy, if the server")));
+        EXPECT_TRUE(fs::exists(fs::path(name) / fs::path(copy).filename()));
+    }
+    EXPECT_EQ(Run({"--cache-dir", moved, "get", "--force", m_Url}).exit_status, 1);
+    EXPECT_FALSE(fs::exists(fs::path(moved) / fs::path(copy).filename()));
+}
+
+TEST_F(Cache_Directory, KeepsTheSlashesOfItsList) {
+    const std::string name = fs::path(Get_Copy(m_Url)).filename().string();
+    for (const std::string& spelling : {m_Cache.string() + "/", m_Folder.string() + "//cache"}) {
+        const std::string list = Content_Of(Metadata_File());
+        const auto line_begin = list.find(m_Folder.string());
+        Write_File(Metadata_File(),
+                   list.substr(0, line_begin) + spelling + "/" + name + list.substr(list.find('\n', line_begin)));
+        EXPECT_EQ(Run_On_Cache({"list"}).err, "");
+        EXPECT_EQ(Run_On_Cache({"get", m_Url}).out, spelling + "/" + name + "\n");
+    }
+    EXPECT_EQ(m_Server.Requests().size(), 1u);
+}
+
 TEST_F(Cache_Directory, IsCreatedForTheUserAloneWhenItIsTheDefaultOne) {
     const mode_t previous = ::umask(0);
     const Tool_Result result = Run({"get", m_Url});

@@ -418,18 +418,37 @@ TEST_F(Explain, OfACopyThatNoListNamesSaysThatGetRefuses) {
     const std::string cause =
         "the cache directory '" + m_Cache.string() + "' holds 1 file named like a copy, but no list";
     const std::string name = fs::path(m_Copy).filename().string();
-    for (const auto& [request, verdict] : {std::pair<std::string, std::string>{m_Url, "would not be served: " + cause},
-                                           {m_Copy, "would return the path itself. But 'qelfilecache get' refuses"},
-                                           {name, "would not be served: there is no such local file"}}) {
+    for (const auto& [request, verdict] :
+         {std::pair<std::string, std::string>{m_Url, "would not be served by 'qelfilecache get': " + cause},
+          {m_Copy, "would return the path itself. But 'qelfilecache get' refuses"},
+          {name, "would not be served: there is no such local file"}}) {
         const Tool_Result result = Explain_Url(request);
         EXPECT_THAT(Verdict(result), StartsWith(verdict));
-        EXPECT_THAT(result.out, HasSubstr("But " + cause + " of copies: 'qelfilecache get' refuses to work, and the"));
+        EXPECT_THAT(result.out, HasSubstr("But 'qelfilecache get' refuses: " + cause + " of copies, so the first"));
+        EXPECT_THAT(result.out,
+                    HasSubstr(request == m_Url ? ". The front end's request would be served from a new copy, if" : ""));
         EXPECT_EQ(
             result.out.find("' is named like a copy of the cache, but no entry names it: its address is unknown.") !=
                 std::string::npos,
             request != m_Url);
         EXPECT_THAT(Run_On_Cache({"get", request}).err, HasSubstr(" holds 1 file named like a copy, but no list of"));
     }
+}
+
+TEST_F(Explain, OfAListThatCannotBeWrittenSaysThatGetRefuses) {
+    Fetch();
+    const Rights_Left none(Metadata_File(), fs::perms::owner_read);
+    const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"explain", "--json", m_Url}));
+    EXPECT_EQ(result.exit_status, 1);
+    const json report = json::parse(result.out)[0];
+    EXPECT_EQ(report["expected"], "failed");
+    const std::string cause = "the cache's metadata file '" + Metadata_File().string() +
+                              "' cannot be read and written; change its permissions, or move it away";
+    EXPECT_THAT(report["verdict"].get<std::string>(),
+                AllOf(StartsWith("would not be served by 'qelfilecache get': " + cause),
+                      HasSubstr(". The front end's request would be served from the copy without asking")));
+    EXPECT_THAT(Run_With_Ordinary_Rights(A_Run_On_Cache({"list"})).err,
+                HasSubstr("warning: 'qelfilecache get' refuses: " + cause));
 }
 
 TEST_F(Explain, SaysWhyACopyCannotBeRead) {

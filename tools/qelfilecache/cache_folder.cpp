@@ -11,6 +11,8 @@
 #include <charconv>
 #include <fstream>
 #include <iterator>
+#include <ranges>
+#include <set>
 
 namespace QEL::FrontEnd::Tool {
 
@@ -133,35 +135,96 @@ Named_Directory Directory_Of(const Settings& settings) {
     return {directory, default_directory, !fs::exists(directory, ignored)};
 }
 
-/// Without a list, nothing says that the files are copies: the first request would delete them.
-/// @return " holds 2 files named like copies, but no list of copies"; empty when it has a list, or no such file.
-std::string Copies_Without_List(const fs::path& directory) {
+/// The list names copies by full paths, and the first request deletes those that it does not name.
+/// @return the list's spelling of the directory; empty when it has the copies there under no other name than this.
+std::string Other_Spelling_In_List(const fs::path& directory) {
+    const FileCache::Cache_Inspection cache(Host::To_Text(directory));
+    std::set<fs::path> unnamed;
+    for (const std::string& copy : cache.Unreferenced_Copies()) {
+        unnamed.insert(Host::To_Path(copy).filename());
+    }
+    const auto entries = unnamed.empty() ? std::vector<FileCache::Inspected_Entry>() : cache.Entries();
+    for (const std::string& copy : std::views::transform(entries, &FileCache::Inspected_Entry::copy)) {
+        const fs::path name = Host::To_Path(copy).filename();
+        if (unnamed.contains(name) && copy != Host::To_Text(name)) {
+            return copy.substr(0, copy.size() - Host::To_Text(name).size() - 1);
+        }
+    }
+    return {};
+}
+
+bool Is_Same_Directory(const std::string& spelling, const fs::path& directory) {
+    std::error_code missing;
+    return fs::equivalent(Host::To_Path(spelling), directory, missing);
+}
+
+/// The directory as the cache is to know it: as its list does when that differs in slashes and dots alone.
+std::string Spelling_For_Cache(const fs::path& directory) {
+    const std::string listed = Other_Spelling_In_List(directory);
+    const bool is_known = !listed.empty() && !Util::Holds_Control_Character(listed) &&
+                          One_Spelling(listed, "") == directory && Is_Same_Directory(listed, directory);
+    return is_known ? listed : Host::To_Text(directory);
+}
+
+/// Why the first request deletes copies that the list knows in a directory of another name; empty when it does not.
+/// @param subject how messages name the directory.
+std::string Loss_By_Spelling(const fs::path& directory, const std::string& subject) {
+    const std::string listed = Other_Spelling_In_List(directory);
+    if (listed.empty() || Spelling_For_Cache(directory) == listed) {
+        return {};
+    }
+    std::error_code ignored;
+    const std::string quoted = Quoted(listed);
+    return "the list in " + subject + " names its copies in " + quoted +
+           ", so the first request with this spelling deletes them\n  Next: " +
+           (fs::exists(Host::To_Path(listed), ignored)
+                ? "use --cache-dir " + quoted
+                : quoted + " does not exist: the cache was moved. Move it back") +
+           ", or repeat with --force when these files may be deleted.";
+}
+
+/// What a command does with the cache.
+enum class Use { Deletions, Requests };
+
+/// @throws Usage_Error when that would cost copies.
+void Require_Keeping_Copies(const fs::path& directory, const std::string& subject, Use use) {
     std::error_code ignored;
     const std::size_t copies = fs::exists(Metadata_File(directory), ignored) ? 0 : Cached_Copies(directory).size();
-    return copies == 0 ? std::string()
-                       : " holds " + Util::Counted(copies, "file named like a copy", "files named like copies") +
-                             ", but no list of copies";
+    if (copies > 0) {
+        throw Usage_Error(subject + " holds " +
+                          Util::Counted(copies, "file named like a copy", "files named like copies") +
+                          ", but no list of copies, so the first request deletes all such files\n"
+                          "  Folders of photos look like that, and so does a cache whose first download was killed.\n"
+                          "  Next: name another directory, or repeat with --force when these files may be deleted.");
+    }
+    const std::string loss = use == Use::Requests ? Loss_By_Spelling(directory, subject) : std::string();
+    if (!loss.empty()) {
+        throw Usage_Error(loss);
+    }
+}
+
+void Require_Writable_List(const fs::path& directory) {
+    Require_Usable_Metadata_File(directory, std::ios::in | std::ios::out, " cannot be read and written",
+                                 "change its permissions, or move it away to start with an empty cache");
 }
 
 using Directory_Check = void (*)(const fs::path& directory);
 
-Open_Cache Open(const Settings& settings, const Named_Directory& directory, bool force, Directory_Check check) {
+Open_Cache Open(const Settings& settings, const Named_Directory& directory, bool force, Use use,
+                Directory_Check check = nullptr) {
     const std::string subject = Require_Usable_Directory(directory.path, directory.option);
     Open_Cache opened{nullptr, directory.path, Take_Directory(directory.path, subject, force)};
     Require_Own_List(Metadata_File(directory.path));
-    if (const std::string fault = Copies_Without_List(directory.path); !force && !fault.empty()) {
-        throw Usage_Error(subject + fault +
-                          ". Folders of photos look like that, and so does a cache whose first download was killed\n"
-                          "  Next: name another directory, or repeat with --force when these files may be deleted.");
+    if (!force) {
+        Require_Keeping_Copies(directory.path, subject, use);
     }
-    Require_Usable_Metadata_File(directory.path, std::ios::in | std::ios::out, " cannot be read and written",
-                                 "change its permissions, or move it away to start with an empty cache");
+    Require_Writable_List(directory.path);
     if (check != nullptr) {
         check(directory.path);
     }
     Start_Tracing(settings);
     opened.cache = FileCache::IFileCache::Instance();
-    opened.metadata_loaded = opened.cache->Set_Cache_Directory(Host::To_Text(directory.path));
+    opened.metadata_loaded = opened.cache->Set_Cache_Directory(Spelling_For_Cache(directory.path));
     return opened;
 }
 
@@ -242,19 +305,20 @@ Open_Cache Open_Or_Create_Cache(const Settings& settings, bool force) {
         throw Usage_Error(std::string(default_directory) + " " + Quoted_Path(directory.path) +
                           " cannot be created: " + error.code().message() + "; give --cache-dir");
     }
-    return Open(settings, directory, force, nullptr);
+    return Open(settings, directory, force, Use::Requests);
 }
 
 std::optional<Open_Cache> Open_Existing_Cache(const Settings& settings, bool force, Directory_Check check) {
     const Named_Directory directory = Directory_Of(settings);
-    return directory.is_missing_default ? std::nullopt : std::optional(Open(settings, directory, force, check));
+    return directory.is_missing_default ? std::nullopt
+                                        : std::optional(Open(settings, directory, force, Use::Deletions, check));
 }
 
 Open_Inspection Inspect_Cache(const Settings& settings) {
     Open_Inspection opened;
     opened.directory = Directory_To_Inspect(settings);
     opened.cache = std::make_unique<FileCache::Cache_Inspection>(
-        Host::To_Text(opened.directory.empty() ? Default_Directory() : opened.directory));
+        opened.directory.empty() ? Host::To_Text(Default_Directory()) : Spelling_For_Cache(opened.directory));
     if (const std::string others = Other_Users_Of(opened.directory); !others.empty()) {
         Write_Message("note: the cache directory is in use by " + others);
     }
@@ -313,16 +377,10 @@ Advice Why_No_Copy_Fits(const fs::path& directory) {
         "no new copy can be written, and 'qelfilecache get' refuses to work. Next: change the permissions, or name "
         "another directory with --cache-dir";
     if (!directory.empty()) {
-        const std::string subject = "the cache directory " + Quoted_Path(directory);
-        if (!Host::Is_Writable_Directory(directory)) {
-            return {subject + " is not writable for this user", permissions};
-        }
-        const std::string fault = Copies_Without_List(directory);
-        return fault.empty() ? Advice()
-                             : Advice{subject + fault,
-                                      "'qelfilecache get' refuses to work, and the first request of another program "
-                                      "deletes these files. Next: name another directory with --cache-dir, or run "
-                                      "'qelfilecache get --force' when they may be deleted"};
+        return Host::Is_Writable_Directory(directory)
+                   ? Advice()
+                   : Advice{"the cache directory " + Quoted_Path(directory) + " is not writable for this user",
+                            permissions};
     }
     // The default one is created with the first request, below the part of its path that exists.
     const fs::path wanted = Default_Directory();
@@ -336,6 +394,23 @@ Advice Why_No_Copy_Fits(const fs::path& directory) {
                : Advice{std::string(default_directory) + " " + Quoted_Path(wanted) +
                             " cannot be created: " + Quoted_Path(existing) + " is not writable for this user",
                         permissions};
+}
+
+std::string Why_Get_Refuses(const fs::path& directory) {
+    try {
+        if (!directory.empty() && Host::Is_Writable_Directory(directory)) {
+            Require_Own_List(Metadata_File(directory));
+            Require_Keeping_Copies(directory, "the cache directory " + Quoted_Path(directory), Use::Requests);
+            Require_Writable_List(directory);
+        }
+        return {};
+    } catch (const Usage_Error& error) {
+        return error.what();
+    }
+}
+
+bool Would_Lose_Copies(const fs::path& directory) {
+    return !directory.empty() && !Loss_By_Spelling(directory, {}).empty();
 }
 
 std::vector<fs::path> Cached_Copies(const fs::path& directory) {

@@ -72,10 +72,19 @@ std::string Fault_Of_Copy(const std::string& copy);
 /// The same of a file of any name.
 std::string Fault_Of_File(const std::string& name);
 
-/// Why 'get' puts no copy into the directory of a cache that is looked into, such as "the cache directory 'DIR' is not
-/// writable for this user", and what follows; empty when it does, or when the directory can be created.
+/// Why no copy can be written into the directory of a cache that is looked into, such as "the cache directory 'DIR' is
+/// not writable for this user", and what follows; empty when it can, or when the directory can be created.
 /// @param directory as Inspect_Cache returns it.
 Advice Why_No_Copy_Fits(const std::filesystem::path& directory);
+
+/// Why 'get' refuses a directory that it can write to, although the front end is served; empty when it does not.
+/// @param directory as Inspect_Cache returns it.
+/// @return the cause without a full stop, then what else 'get' says in lines of their own.
+std::string Why_Get_Refuses(const std::filesystem::path& directory);
+
+/// True when the first request deletes the copies, because the list knows the directory by another name.
+/// @param directory as Inspect_Cache returns it.
+bool Would_Lose_Copies(const std::filesystem::path& directory);
 
 /// The files in a cache directory that are cached copies by the shape of their names.
 std::vector<std::filesystem::path> Cached_Copies(const std::filesystem::path& directory);

@@ -186,6 +186,8 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
     const auto request_thread = Host::Prepare_Request_Thread();
     const Inspected_Settings configured = opened.cache->Settings();
     const Advice directory_problem = Why_No_Copy_Fits(opened.directory);
+    const std::string refusal_of_get = Why_Get_Refuses(opened.directory);
+    const bool copies_will_go = Would_Lose_Copies(opened.directory);
     const std::string cache = Name_Of_Cache(opened.directory);
     const auto faults = FileCache::Cache_Inspection::Configuration_Faults();
     const auto entries = opened.cache->Entries();
@@ -209,6 +211,8 @@ Exit_Status Explain_Requests(const Settings& settings, const Explain_Options& op
                 return copy.filename() == path.filename() && (is_as_listed || Plain_Path(Host::To_Text(copy)) == path);
             });
         explained.directory_problem = directory_problem;
+        explained.refusal_of_get = refusal_of_get;
+        explained.copies_will_go = copies_will_go;
         explained.cache = cache;
         explained.faults = faults;
         if (!opened.cache->Metadata_Is_Sound()) {

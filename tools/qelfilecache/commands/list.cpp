@@ -117,6 +117,9 @@ void Report_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Ent
         Write_Message("note: " + Name_Of_Cache(opened.directory) +
                       (opened.directory.empty() ? " does not exist yet" : " is empty") + Another_Directory);
     }
+    if (const std::string refusal = Why_Get_Refuses(opened.directory); !refusal.empty()) {
+        Write_Message("warning: 'qelfilecache get' refuses: " + refusal);
+    }
     const auto unreferenced = opened.cache->Unreferenced_Copies();
     if (unreferenced.empty()) {
         return;

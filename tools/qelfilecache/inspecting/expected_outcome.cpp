@@ -19,6 +19,9 @@ Expected_Outcome Outcome_After_One_Response(const Explained_Request& explained) 
     if (explained.left_in_place) {
         return Outcome::Left_In_Place;
     }
+    if (!explained.refusal_of_get.empty()) {
+        return Outcome::Failed;
+    }
     const bool has_copy = explained.Has_Copy();
     if (has_copy && request.entry->fresh) {
         return Outcome::Fresh;

@@ -209,6 +209,10 @@ std::string Entry_Step(const Explained_Request& explained) {
                "names another directory.";
     }
     const Inspected_Entry& entry = *request.entry;
+    if (explained.copies_will_go) {
+        return "The cache has an entry for it, with the copy " + Quoted(entry.copy) +
+               ". It and the copies here are of no use with this spelling of the directory.";
+    }
     if (!entry.copy_exists && !explained.copy_fault.empty()) {
         return "The cache has an entry for it, but its copy " + Quoted(entry.copy) + " " + explained.copy_fault +
                ". Next: remove it; the next request makes a new copy.";
@@ -483,6 +487,15 @@ Explanation Explain(const Explained_Request& explained) {
     if (!directory.cause.empty()) {
         explanation.steps.push_back("But " + directory.cause + ": " + directory.remedy + ".");
     }
+    const std::string& refusal = explained.refusal_of_get;
+    const std::string cause_of_refusal = refusal.substr(0, refusal.find('\n'));
+    if (!refusal.empty()) {
+        std::string advice = refusal.substr(cause_of_refusal.size());
+        for (auto line = advice.find('\n'); line != std::string::npos; line = advice.find('\n')) {
+            advice.erase(line, 2).insert(line, " "); // the lines are indented by two
+        }
+        explanation.steps.push_back("But 'qelfilecache get' refuses: " + cause_of_refusal + "." + advice);
+    }
     if (Is_Hopeless(explained)) {
         return Hopeless(std::move(explanation), explained);
     }
@@ -490,9 +503,9 @@ Explanation Explain(const Explained_Request& explained) {
         const std::string& fault = explained.copy_fault;
         explanation.steps.push_back("The file exists. The cache does not check whether it is current." +
                                     (fault.empty() ? "" : " But it " + fault + ". Next: change its permissions."));
-        explanation.verdict = "would return the path itself." +
-                              (fault.empty() ? std::string() : " But the file " + fault + ".") +
-                              (directory.cause.empty() ? "" : " But 'qelfilecache get' refuses to work.");
+        explanation.verdict =
+            "would return the path itself." + (fault.empty() ? std::string() : " But the file " + fault + ".") +
+            (directory.cause.empty() && refusal.empty() ? "" : " But 'qelfilecache get' refuses to work.");
         return explanation;
     }
 
@@ -518,7 +531,10 @@ Explanation Explain(const Explained_Request& explained) {
     if (!why.empty() && why != directory.cause && !Has_Invalid_Proxy(explained)) {
         explanation.steps.push_back("But " + why + ": no new copy can be written.");
     }
-    explanation.verdict = Verdict_On(explained);
+    explanation.verdict = (refusal.empty() ? std::string()
+                                           : "would not be served by 'qelfilecache get': " + cause_of_refusal +
+                                                 ". The front end's request ") +
+                          Verdict_On(explained);
     if (explained.Has_Copy() && !explained.copy_fault.empty()) {
         explanation.verdict += " But the copy " + explained.copy_fault + ".";
     }

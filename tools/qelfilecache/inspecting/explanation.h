@@ -43,8 +43,10 @@ struct Explained_Request {
     std::optional<std::uintmax_t> copy_length; ///< what the server sent of it; see Length_As_Sent
     std::string copy_fault;                    ///< see Fault_Of_Copy; of Kind::Local, see Fault_Of_File
     Advice directory_problem;                  ///< see Why_No_Copy_Fits
+    std::string refusal_of_get;                ///< see Why_Get_Refuses
+    bool copies_will_go = false;               ///< see Would_Lose_Copies
 
-    bool Has_Copy() const { return request.entry && request.entry->copy_exists; }
+    bool Has_Copy() const { return request.entry && request.entry->copy_exists && !copies_will_go; }
 
     /// True when a response with a stamp says nothing about the copy.
     bool Has_Copy_Without_Stamp() const { return Has_Copy() && request.entry->last_modified.empty(); }
