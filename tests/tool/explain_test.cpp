@@ -576,6 +576,8 @@ TEST_F(Explain, AsJsonHoldsAllThatIsKnown) {
     EXPECT_EQ(web["expected"], "fresh");
     EXPECT_EQ(requests.at(1)["kind"], "local");
     EXPECT_EQ(requests.at(1)["entry"], nullptr);
+    EXPECT_EQ(requests.at(1)["remote"]["age"], "");
+    EXPECT_EQ(requests.at(1)["remote"]["status"], nullptr);
 }
 
 TEST_F(Explain, WrapsItsStepsToTheTerminal) {

@@ -225,7 +225,11 @@ std::string Title_Of(const Call& call) {
     if (!call.subject.empty()) {
         title.append(title.empty() ? "" : " ").append(call.subject);
     }
-    return title.empty() ? "(empty request)" : title;
+    if (!title.empty()) {
+        return title;
+    }
+    return call.records.front()->text.find("url=''") == std::string_view::npos ? "(unknown request)"
+                                                                               : "(empty request)";
 }
 
 std::string Place_Of(const Trace& trace, const Call& call) {

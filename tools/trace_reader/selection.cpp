@@ -55,6 +55,7 @@ bool Has_Messages_Without_Calls(const Trace& trace) {
 
 std::optional<Local_Time> Time_In(std::string text, const Trace& trace) {
     constexpr std::size_t day = 10; // characters
+    constexpr std::size_t hour = 13;
     constexpr std::size_t minute = 16;
     constexpr std::size_t second = 19;
     if (text.find('-') == std::string::npos) {
@@ -64,7 +65,7 @@ std::optional<Local_Time> Time_In(std::string text, const Trace& trace) {
         }
         text.insert(0, (last == No_Time ? Today() : Date_Text(last)) + " ");
     }
-    text += text.size() == day ? " 00:00:00" : text.size() == minute ? ":00" : "";
+    text += text.size() == day ? " 00:00:00" : text.size() == hour ? ":00:00" : text.size() == minute ? ":00" : "";
     Local_Time moment = No_Time;
     const bool is_time = text.size() == second && text[4] == '-' && text[7] == '-' &&
                          (text[day] == ' ' || text[day] == 'T') &&

@@ -226,12 +226,17 @@ Messages outside of calls
         for arguments, wanted in (([], [1, 2, 3, 4]), (["--failed"], [2, 3]), (["--url", "b.xml"], [2]),
                                   (["--failed", "--url", "a.xml"], []), (["--since", "10:01"], [3, 4]),
                                   (["--since", "2026-11-21T10:00:59"], [3, 4]), (["--since", "2001-01-01"], [1, 2, 3, 4]),
-                                  (["--since", "2026-11-21 10:02"], [])):
+                                  (["--since", "2026-11-21 10:02"], []), (["--since", "2026-11-21 10"], [1, 2, 3, 4]),
+                                  (["--since", "11"], [])):
             calls = json.loads(self.run_tool("--json", *arguments, file))["calls"]
             self.assertEqual([call["number"] for call in calls], wanted, arguments)
         out = self.run_tool("--summary", "--failed", file)
         self.assertTrue(out.startswith("2       http://s  failed: the server responded to the download with status 404"), out)
         self.assertEqual(self.err, "")
+
+    def test_a_request_whose_beginning_is_missing_is_unknown(self):
+        for trace, title in ((Trace(), "(unknown request)"), (Trace().request(""), "(empty request)")):
+            self.assertIn(title, self.run_tool(self.write("a.trc", trace.served("''"))))
 
     def test_a_selection_says_what_it_cannot_do(self):
         file = self.write("a.trc", Trace().failed("http://s/last"))
@@ -240,7 +245,7 @@ Messages outside of calls
         page = native(self.path("page.html"))
         for arguments, message in ([(["--since", wrong], f"--since: needs a time such as '2026-11-21 10:20' or '10:20', "
                                                          f"not '{wrong}'")
-                                    for wrong in ("noon", "25:99", "2026-02-31", "2001-1-1", "10:20:16:17", "2001-01-01 10")] +
+                                    for wrong in ("noon", "25:99", "2026-02-31", "2001-1-1", "10:20:16:17", "2001-01-01 1")] +
                                    [(["--json", "--html", page], "leave out one of them"),
                                     (["--summary", "--json"], "leave out --json"),
                                     (["--summary", "--html", page], "leave out --html")]):

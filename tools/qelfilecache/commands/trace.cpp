@@ -258,8 +258,8 @@ void Declare_Options(Command_Options& parser, Trace_Options& options) {
     parser.Flag("--failed", options.failed, "Only what failed, met errors, or was served the last good copy");
     parser.Text("--url", "TEXT", options.url, "Only requests that contain this text");
     parser.Text("--since", "TIME", options.since,
-                "Only what began at this time or later: '2026-11-21 10:20:16' or the first part of it;\n"
-                "'10:20' means the last day in the trace. Needs time stamps (level 5)");
+                "Only what began at this time or later: '2026-11-21 10:20:16' or its first part, with the\n"
+                "day; '10:20' means the last day in the trace. Needs time stamps (level 5)");
     parser.Flag("--summary", options.summary, "Print the number of requests by outcome, cause and server");
     parser.Flag("--follow", options.follow,
                 "Print each request when it ends, until Ctrl-C; with --json one object a line.\n"
