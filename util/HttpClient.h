@@ -48,6 +48,9 @@ public:
     /// A header of the response by its name (any letter case); empty when it is absent.
     std::string GetResponseHeader(const char* name) const;
 
+    /// What it is the response for, after redirects, or the target of a redirect that is not followed.
+    std::string GetFinalUrl() const;
+
     /// The whole body of the response, NULs included; on Linux of one with a status from 200 to 299 only. Valid as long
     /// as the object lives.
     std::string_view GetResponseBody() const;

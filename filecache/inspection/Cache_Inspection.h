@@ -15,6 +15,7 @@ class IOSWrapper;
 namespace QEL::FrontEnd::FileCache {
 
 class CFileCache;
+struct Http_Response;
 
 /// One line of the cache's list. Times are 100 ns intervals since 1601-01-01 UTC.
 struct Inspected_Entry {
@@ -68,10 +69,10 @@ struct Remote_Answer {
     enum class Second_Attempt { Not_Needed, Not_Allowed, Failed, Succeeded };
 
     bool answered = false;     ///< the remote side delivers the file; a share may refuse it and still report its time
-    long status = 0;           ///< HTTP status of the first client's response, perhaps of a proxy's; 0 without one
+    long status = 0;           ///< HTTP status of the last response, perhaps of a proxy's; 0 without one
     std::string last_modified; ///< in the form of Inspected_Entry's; may be empty
     bool unchanged = false;    ///< last_modified is that of the entry: the copy is current
-    std::uint32_t error = 0;   ///< why there was no response: WinInet error number, of a share a system error
+    std::uint32_t error = 0;   ///< why there was none at first: WinInet error number, of a share a system error
     std::string error_text;    ///< the system's text for it; may be empty
     Second_Attempt second = Second_Attempt::Not_Needed; ///< the result of the repetition
 };
@@ -173,6 +174,7 @@ private:
     Inspected_Entry Inspect(CFileCache& cache, const std::string& url) const;
     Certificate_Handling Handling_Of(const std::string& url) const;
     void Ask_Web_Server(CFileCache& probe, const std::string& url, Remote_Answer& answer) const;
+    void Take(const Http_Response& response, Remote_Answer& answer) const;
     void Ask_Second_Client(CFileCache& probe, const std::string& url, Remote_Answer& answer) const;
     void Ask_Share(CFileCache& probe, const std::string& path, Remote_Answer& answer) const;
 

@@ -88,16 +88,9 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     probe.m_Cert_Error_Detected = false;
     bool failed = false;
     const Http_Response response = probe.Send_HTTP_Request(Inspection_Method, url, failed);
-    answer.answered = response.accepted;
-    answer.status = response.status;
-    answer.last_modified = response.last_modified;
     answer.error = response.error;
     answer.error_text = response.error_text;
-    auto& details = m_State->details;
-    details = {response.final_url, response.content_type, {}, response.age, response.via, 0};
-    if (std::uint64_t length = 0; Parse_Number(response.content_length, length)) {
-        details.content_length = length;
-    }
+    Take(response, answer);
     if (response.end == Http_Response::End::Failed || probe.m_Cert_Error_Detected) {
         Ask_Second_Client(probe, url, answer);
     } else if (response.end == Http_Response::End::Abandoned && response.error == 0) {
@@ -105,29 +98,55 @@ void Cache_Inspection::Ask_Web_Server(CFileCache& probe, const std::string& url,
     }
 }
 
+/// What a client got, apart from its error.
+void Cache_Inspection::Take(const Http_Response& response, Remote_Answer& answer) const {
+    answer.answered = response.accepted;
+    answer.status = response.status;
+    answer.last_modified = response.last_modified;
+    auto& details = m_State->details;
+    details = {response.final_url, response.content_type, {}, response.age, response.via, 0};
+    if (std::uint64_t length = 0; Parse_Number(response.content_length, length)) {
+        details.content_length = length;
+    }
+}
+
 void Cache_Inspection::Ask_Second_Client(CFileCache& probe, const std::string& url, Remote_Answer& answer) const {
-    if (probe.m_Cert_Error_Detected) {
-        bool failed = false;
-        CacheEntry remote;
-        if (probe.Process_Inet_URL_By_WinInet(Http_Head, url, failed, remote)) {
-            answer.second = Remote_Answer::Second_Attempt::Succeeded;
-            answer.answered = true;
-            answer.last_modified = remote.last_modified;
-        } else {
-            const Certificate_Handling handling = Handling_Of(url);
-            const bool was_tried = handling.mode == Util::HttpWinInet::Default || handling.errors_are_ignored;
-            answer.second =
-                was_tried ? Remote_Answer::Second_Attempt::Failed : Remote_Answer::Second_Attempt::Not_Allowed;
-        }
+    const Certificate_Handling handling = Handling_Of(url);
+    if (probe.m_Cert_Error_Detected && handling.mode != Util::HttpWinInet::Default && !handling.errors_are_ignored) {
+        answer.second = Remote_Answer::Second_Attempt::Not_Allowed;
         return;
     }
-    // The first client has named no transport error: the second one's number says more. The cache
-    // itself would not ask it.
     HttpClient client;
     const auto number = static_cast<std::uint32_t>(client.SendWinInetRequest(
         Http_Head, url.c_str(), client.GetHWnd(), static_cast<unsigned long>(probe.m_Connect_Timeout)));
-    if (HttpClient::IsErrorInRange(number)) {
-        answer.error = number;
+    if (!probe.m_Cert_Error_Detected) {
+        // The first client has named no transport error: the second one's number says more. The cache
+        // itself would not ask it.
+        answer.error = HttpClient::IsErrorInRange(number) ? number : answer.error;
+        return;
+    }
+    answer.second = Remote_Answer::Second_Attempt::Failed;
+    if (const std::uint32_t error = client.GetError(); error != 0) {
+        if (error != answer.error && answer.status == 0) {
+            answer.error = error;
+            answer.error_text = client.GetErrorDescription();
+        }
+        return;
+    }
+    Http_Response response;
+    response.status = static_cast<long>(number);
+    response.accepted = number / 100 == 2;
+    response.last_modified = client.GetResponseHeader("Last-Modified");
+    response.content_type = client.GetResponseHeader("Content-Type");
+    if (client.GetResponseHeader("Content-Encoding").empty()) {
+        response.content_length = client.GetResponseHeader("Content-Length");
+    }
+    response.age = client.GetResponseHeader("Age");
+    response.via = client.GetResponseHeader("Via");
+    response.final_url = client.GetFinalUrl();
+    Take(response, answer);
+    if (answer.answered) {
+        answer.second = Remote_Answer::Second_Attempt::Succeeded;
     }
 }
 

@@ -86,6 +86,10 @@ std::string HttpClient::GetResponseHeader(const char* name) const {
     return m_Response->headers.Value(name);
 }
 
+std::string HttpClient::GetFinalUrl() const {
+    return m_Response->final_url;
+}
+
 std::string_view HttpClient::GetResponseBody() const {
     return m_Response->body;
 }

@@ -182,6 +182,14 @@ TEST_F(Inspection, ReportsWhatElseTheResponseSays) {
     EXPECT_FALSE(of_unlisted.unchanged);
     Script().headers["Content-Encoding"] = "gzip";
     EXPECT_FALSE(details().content_length) << "not the file's";
+    Script().send = Result_Of(0x80072F0D);
+    g_services.client.headers = {{"Content-Type", "text/html"}, {"Content-Length", "9"}, {"Age", "8"}, {"Via", "far"}};
+    g_services.client.final_url = "https://login";
+    const auto second = details();
+    EXPECT_EQ(std::tuple(second.content_type, second.content_length, second.age, second.via, second.final_url),
+              std::tuple("text/html", 9U, "8", "far", "https://login"));
+    g_services.client.headers["Content-Encoding"] = "gzip";
+    EXPECT_FALSE(details().content_length) << "not the file's";
 
     EXPECT_FALSE(Cache_Inspection::Proxy_For(url)) << "the system does not say";
     g_services.proxy = {"http_proxy", "proxy:3128"};
@@ -351,6 +359,19 @@ const Situation s_situations[] = {
      .second = Succeeded},
     {.name = "ignored", .send = 0x80072F0D, .mode = 2, .answered = true, .error = 12045, .second = Succeeded},
     {.name = "not ignored", .send = 0x80072F0D, .mode = 2, .other_status = 12045, .error = 12045, .second = Failed},
+    {.name = "ignored, and missing",
+     .send = 0x80072F0D,
+     .mode = 2,
+     .other_status = 404,
+     .error = 12045,
+     .second = Failed},
+    {.name = "ignored, and closed",
+     .send = 0x80072F0D,
+     .mode = 2,
+     .other_status = 12030,
+     .error = 12030,
+     .second = Failed,
+     .text = ""},
     {.name = "odd mode", .send = 0x80072F0D, .mode = 7, .listed = true, .error = 12045, .second = Not_Allowed},
     // The second client's number, where the first names none; the cache would not ask it.
     {.name = "number of the second client", .send = 0x800C0019, .other_status = 12037, .error = 12037},
@@ -385,8 +406,10 @@ TEST_F(Inspection, ForetellsWhatTheFreshnessCheckFinds) {
         EXPECT_EQ(answer.unchanged, situation.answered && situation.header == 0 && situation.stamp == stamp);
         const bool has_status =
             situation.status < 12000 && situation.open == 0 && situation.send == 0 && !situation.creation_fails;
-        EXPECT_EQ(answer.status, has_status ? situation.status : 0);
-        const bool has_stamp = situation.header == 0 && (has_status || situation.answered);
+        const bool second_responds = situation.second == Succeeded || situation.other_status == 404;
+        const auto status = second_responds ? static_cast<long>(situation.other_status) : 0;
+        EXPECT_EQ(answer.status, has_status ? situation.status : status);
+        const bool has_stamp = situation.header == 0 && (has_status || second_responds);
         EXPECT_EQ(answer.last_modified, has_stamp ? situation.stamp : "");
         EXPECT_EQ(answer.error, situation.error);
         EXPECT_EQ(answer.error_text, situation.text);

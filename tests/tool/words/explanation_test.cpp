@@ -219,8 +219,18 @@ TEST(Explanation, SaysWhatACertificateErrorLeadsTo) {
                                    "the authority's certificate, or have the server send its chain.";
     EXPECT_THAT(Steps(explained), AllOf(HasSubstr(" Error 12045: The certificate of the server h (port 1) comes from "),
                                         Not(HasSubstr("The system says"))));
+    explained.remote->second = Second_Attempt::Failed;
+    explained.remote->status = 404;
+    EXPECT_THAT(Steps(explained),
+                AllOf(HasSubstr(" A second attempt ignored the certificate error. The server responds "
+                                "with status 404 (not found). Check the address"),
+                      Not(HasSubstr("is valid."))));
+    EXPECT_THAT(Explain(explained).verdict, HasSubstr("the check failed: the server responds with status 404"));
     explained.remote->second = Second_Attempt::Succeeded;
+    explained.remote->status = 200;
     explained.remote->answered = true;
+    explained.details.content_type = "text/html";
+    EXPECT_THAT(Steps(explained), HasSubstr("The response has the Content-Type 'text/html'. But that is a page"));
     EXPECT_THAT(Steps(explained), HasSubstr("an authority that this machine trusts. If it is not valid, it is"));
     explained.request.certificate = {7, false, false};
     explained.authorities = {{"SSL_CERT_FILE", "/a.pem", "environment variable SSL_CERT_FILE", "/a.pem"},

@@ -230,6 +230,10 @@ std::string HttpClient::GetResponseHeader(const char* name) const {
     return g_services.client.headers[name];
 }
 
+std::string HttpClient::GetFinalUrl() const {
+    return g_services.client.final_url;
+}
+
 Body_Publication HttpClient::GetBodyPublication() const {
     return g_services.client.publication;
 }

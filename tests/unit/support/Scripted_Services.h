@@ -102,6 +102,7 @@ struct Scripted_Services {
         unsigned long status = 200;
         std::map<std::string, std::string> headers;
         std::string body;
+        std::string final_url;
         QEL::FrontEnd::Util::Body_Publication publication;
         std::function<void()> during_send = {};
     };

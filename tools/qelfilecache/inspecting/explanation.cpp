@@ -127,13 +127,24 @@ std::string Details_Text(const Explained_Request& explained) {
     return details.via.empty() ? text : text + " It came through " + Quoted(details.via) + " (Via).";
 }
 
+/// True when the second attempt has the status, and not a proxy that refuses the connection.
+bool Is_Of_Second_Attempt(const Remote_Answer& response) {
+    return response.status != 0 &&
+           (response.second == Second_Attempt::Succeeded ||
+            (response.second == Second_Attempt::Failed && Util::Is_Certificate_Error(response.error)));
+}
+
 std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate_Handling& handling) {
     switch (response.second) {
     case Second_Attempt::Succeeded:
         return handling.errors_are_ignored ? " A second attempt ignored the certificate error and succeeded."
                                            : " A second attempt succeeded: the error was temporary.";
     case Second_Attempt::Failed:
-        return " A second attempt failed too.";
+        if (response.status == 0) {
+            return " A second attempt failed too.";
+        }
+        return handling.errors_are_ignored ? " A second attempt ignored the certificate error."
+                                           : " A second attempt got a response: the error was temporary.";
     case Second_Attempt::Not_Allowed:
         return " There is no second attempt: the configuration does not allow one.";
     case Second_Attempt::Not_Needed:
@@ -142,10 +153,14 @@ std::string Second_Attempt_Text(const Remote_Answer& response, const Certificate
     return {};
 }
 
-std::string Error_Text(const Explained_Request& explained) {
-    const Remote_Answer& response = *explained.remote;
+std::string Error_Text(Explained_Request explained) {
+    Remote_Answer& response = *explained.remote;
     if (response.error == 0) {
         return Util::Printable(response.error_text);
+    }
+    if (response.status != 0) { // of the second attempt
+        response.status = 0;
+        explained.details = {};
     }
     const Advice advice = Advice_On(explained);
     return "Error " + std::to_string(response.error) + ": " + Util::Sentences(advice.cause, advice.remedy);
@@ -323,27 +338,31 @@ std::string Response_Step(const Explained_Request& explained) {
         return response.answered ? "Asked just now, the share has the file." + Comparison_Text(explained)
                                  : "Asked just now, the share does not deliver the file. " + Error_Text(explained);
     }
-    if (response.status != 0) {
-        const Advice advice = Advice_On(explained);
-        const bool is_proxys = response.status == Util::Proxy_Login_Required;
-        const std::string oddity = response.answered ? Oddity_Of(explained) : std::string();
-        return "Asked just now, " + advice.cause +
-               (Util::Refuses_Head_Alone(response.status)
-                    ? ". The cache checks with HEAD; the file may be available nevertheless."
-                    : ".") +
-               (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
-               (https && !is_proxys ? " The server's certificate is valid." : "") + Details_Text(explained) +
-               (oddity.empty() || oddity == advice.cause ? "" : " But " + oddity + ".") +
-               (response.answered && response.status != 204 ? Comparison_Text(explained) : "");
+    std::string step = "Asked just now, ";
+    const bool is_of_second = Is_Of_Second_Attempt(response);
+    if (response.status == 0 || is_of_second) {
+        constexpr std::uint32_t may_be_the_certificate = 12175;
+        step += "there is no usable response. " + Error_Text(explained);
+        if (https && response.error != 0 && response.error != may_be_the_certificate &&
+            !Util::Is_Certificate_Error(response.error)) {
+            step += " The server's certificate is not the cause.";
+        }
+        step += Second_Attempt_Text(response, explained.request.certificate);
     }
-    constexpr std::uint32_t may_be_the_certificate = 12175;
-    std::string step = "Asked just now, there is no usable response. " + Error_Text(explained);
-    if (https && response.error != 0 && response.error != may_be_the_certificate &&
-        !Util::Is_Certificate_Error(response.error)) {
-        step += " The server's certificate is not the cause.";
+    const std::string comparison = response.answered && response.status != 204 ? Comparison_Text(explained) : "";
+    if (response.status == 0) {
+        return step + Details_Text(explained) + comparison;
     }
-    return step + Second_Attempt_Text(response, explained.request.certificate) + Details_Text(explained) +
-           (response.answered ? Comparison_Text(explained) : "");
+    const Advice advice = Advice_On(explained);
+    const std::string oddity = response.answered ? Oddity_Of(explained) : std::string();
+    const bool has_checked_certificate = https && response.error == 0 && response.status != Util::Proxy_Login_Required;
+    return step + (is_of_second ? " " + Util::Sentence(advice.cause) : advice.cause + ".") +
+           (Util::Refuses_Head_Alone(response.status)
+                ? " The cache checks with HEAD; the file may be available nevertheless."
+                : "") +
+           (advice.remedy.empty() ? "" : " " + Util::Sentence(advice.remedy)) +
+           (has_checked_certificate ? " The server's certificate is valid." : "") + Details_Text(explained) +
+           (oddity.empty() || oddity == advice.cause ? "" : " But " + oddity + ".") + comparison;
 }
 
 /// What the server said one time: "Last-Modified 'Mon, 01 Jan 2024 12:00:00 GMT', 812 bytes".
