@@ -141,6 +141,16 @@ std::string Sentences_On_Error(std::uint32_t number, std::string_view subject, s
     return Sentences(cause + std::string(detail), meaning.remedy);
 }
 
+std::size_t End_Of_Cause(std::string_view sentences) {
+    auto end = sentences.find(". ");
+    // "server. (port 80)", "proxy. cannot": the full stop belongs to a name.
+    while (end != std::string_view::npos && end + 2 < sentences.size() &&
+           (sentences[end + 2] == '(' || std::islower(static_cast<unsigned char>(sentences[end + 2])) != 0)) {
+        end = sentences.find(". ", end + 2);
+    }
+    return end;
+}
+
 bool Is_Certificate_Error(std::uint32_t number) {
     constexpr std::uint32_t faults[] = {12037, 12038, 12045, 12055, 12057, 12169, 12170, 12179};
     return std::ranges::find(faults, number) != std::end(faults);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,6 +21,9 @@ Error_Meaning Meaning_Of_Error(std::uint32_t number);
 /// refused. Check its port."
 /// @param detail an addition, such as ": Connection refused"; may be empty.
 std::string Sentences_On_Error(std::uint32_t number, std::string_view server, std::string_view detail);
+
+/// Where the first of such sentences ends, before its full stop; npos when no other one follows.
+std::size_t End_Of_Cause(std::string_view sentences);
 
 /// The text with a capital letter at the beginning and a full stop at the end, unless it is a question.
 std::string Sentence(std::string text);

@@ -52,10 +52,12 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response&
     for (int redirects = 0;; ++redirects) {
         response = Http_Response();
         if (auto failure = Exchange(client, request, url, Check_For(request.trust, redirects > 0), response)) {
-            if (const auto end = failure->description.find(". "); redirects > 0) {
+            if (const auto end = Util::End_Of_Cause(failure->description); redirects > 0) {
                 response.final_url = url.text;
                 failure->description.insert(std::min(end, failure->description.size()),
-                                            "; the request was redirected there");
+                                            failure->description.starts_with("The proxy ")
+                                                ? "; the request was redirected through it"
+                                                : "; the request was redirected there");
             }
             return failure;
         }

@@ -178,10 +178,15 @@ TEST_F(Explain, SaysWhatTheServerReallySaid) {
     m_Server.Respond_With("HTTP/1.1 302 Found\r\nLocation: " + elsewhere.Url("/login") + "\r\n\r\n");
     elsewhere.Stop();
     EXPECT_THAT(Check_Url(m_Url).out, HasSubstr("refused; the request was redirected to '"));
-    EXPECT_THAT(Verdict(Check_Url(m_Url)),
-                EndsWith("; the request was redirected to '" + elsewhere.Url("/login") + "' (error 12029).\n"));
+    EXPECT_THAT(Verdict(Check_Url(m_Url)), EndsWith("; the request was redirected to '" + elsewhere.Url("/login") +
+                                                    "' (error 12029), unless a download succeeds nevertheless.\n"));
     EXPECT_THAT(Run_On_Cache({"get", m_Url}).err,
                 HasSubstr("Connection refused; the request was redirected there (error 12029)\n  Next: check that it"));
+    m_Server.Respond_With("HTTP/1.1 302 Found\r\nLocation: https://h.test/\r\n\r\n");
+    const std::map<std::string, std::string> proxy = {{"https_proxy", "127.0.0.1:1"}};
+    EXPECT_THAT(Run_On_Cache({"explain", "--check", m_Url}, proxy).out,
+                HasSubstr("; the request was redirected to 'https://h.test/' through it (error 12029), unless"));
+    EXPECT_THAT(Run_On_Cache({"get", m_Url}, proxy).err, HasSubstr("; the request was redirected through it (error"));
 }
 
 TEST_F(Explain, WarnsWhereTheServerDoesNotSayTheSameEachTime) {

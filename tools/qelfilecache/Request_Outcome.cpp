@@ -327,12 +327,12 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
     constexpr std::uint32_t not_http = 12152;
     const bool is_proxys = error == name_not_resolved || error == cannot_connect; // it makes all further connections
     // Where a sentence follows the first one, the text has a remedy: it is this project's own, as on Linux.
-    auto cause_end = said.find(". ");
+    auto cause_end = Util::End_Of_Cause(said);
     if (cause_end == std::string::npos && has_proxy &&
         (is_proxys || error == timed_out || error == ended || error == not_http)) {
         said = Util::Sentences_On_Error(error,
                                         "proxy " + proxy->value + (is_proxys ? "" : ", or the server behind it,"), {});
-        cause_end = said.find(". ");
+        cause_end = Util::End_Of_Cause(said);
     }
     if (cause_end == std::string::npos) {
         std::string cause(meaning.cause.empty() ? "the request failed" : meaning.cause);

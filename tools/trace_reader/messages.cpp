@@ -221,7 +221,7 @@ std::string_view First_Sentence(std::string_view exception) {
     }
     exception.remove_prefix(start + label.size());
     exception = exception.substr(0, exception.find('\n'));
-    exception = exception.substr(0, exception.find(". "));
+    exception = exception.substr(0, Util::End_Of_Cause(exception));
     return exception.substr(0, exception.find_last_not_of(" .\r") + 1);
 }
 

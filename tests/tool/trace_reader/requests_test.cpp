@@ -88,11 +88,12 @@ const Row Rows[] = {
      Severity::Error},
     {"TransportErrorInTheWordsOfItsDescription",
      Web +
-         "> GET(url='x')\n! GET COM exception: | ====|File: http://s/a.xml|Description: No route. Check it.| |Win32 "
-         "error code: 12029~\n! Process_Inet_URL_By_WinInet CertErrorHandlingMode: 'Default'.\n< GET('')\n" +
+         "> GET(url='x')\n! GET COM exception: | ====|File: http://s/a.xml|Description: The name of s. (port 80) "
+         "is unknown. Check it.| |Win32 error code: 12029~\n! Process_Inet_URL_By_WinInet CertErrorHandlingMode: "
+         "'Default'.\n< GET('')\n" +
          Failed,
      {"failed http://s/a.xml"},
-     {"No route (error 12029)"}},
+     {"The name of s. (port 80) is unknown (error 12029)"}},
     {"NumberOfAnErrorWithoutDescriptionIsExplained",
      Web + "! GET COM exception: | ====|File: http://s/a.xml|Description: | |Win32 error code: 12007\n" + Failed,
      {"failed http://s/a.xml"},

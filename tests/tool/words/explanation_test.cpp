@@ -77,7 +77,33 @@ TEST(Explanation, HasAVerdict) {
     const std::string no_head =
         "would be served from a new copy if a download succeeds, otherwise not at all: there is no copy, and to "
         "HEAD the server responds with status 501 (the server does not support this kind of request).";
+    const auto directly = [](Explained_Request explained) {
+        explained.proxy.emplace();
+        return explained;
+    };
+    const auto ends_at = [](Explained_Request explained, const std::string& url, const std::string& type = {}) {
+        explained.details.final_url = url;
+        explained.details.content_type = type;
+        return explained;
+    };
+    const std::string page = "; but that is a page (HTML) in place of an XML file.";
+    const std::string elsewhere = "; the request was redirected to 'http://h/'";
     const std::pair<Explained_Request, std::string> verdicts[] = {
+        {ends_at(fresh(A_Response(200, "other")), "", "text/html"), until + "; the server has another version" + page},
+        {ends_at(fresh(A_Response(200, "")), "", "text/html"),
+         until + "; the server does not say whether its file has changed" + page},
+        {ends_at(missing(A_Failure(12029, Second_Attempt::Failed,
+                                   "The proxy p. cannot be connected to; the request was redirected through it. Do.")),
+                 "http://h/"),
+         no_copy + "the proxy p. cannot be connected to" + elsewhere + " through it (error 12029)" + nevertheless},
+        {missing(fails_with(12156)),
+         no_copy + "the server redirects the request too often, or from https to http (error 12156)" + nevertheless},
+        {missing(A_Response(407, "")), no_copy + "the server responds with status 407 (the proxy requires a login)."},
+        {directly(missing(A_Response(407, ""))),
+         no_copy + "the server asks for a proxy's login, although the request goes through none (status 407)" +
+             nevertheless},
+        {missing(A_Failure(12007, Second_Attempt::Failed, "The name of the server h. (port 80) is unknown. Check it.")),
+         no_copy + "the name of the server h. (port 80) is unknown (error 12007)."},
         {fresh({}), until + "."},
         {fresh(A_Response(200, "stamp")), until + "; Last-Modified is the same."},
         {fresh(A_Response(200, "other")), until + "; the copy is out of date until then."},

@@ -456,8 +456,9 @@ Advice Advice_On(const Explained_Request& explained) {
     Advice advice = Advice_On_Error(response.error, response.error_text, explained.proxy);
     Add_Hint_On_Address(request, response.error, advice);
     if (!redirection.empty()) {
-        const auto there = std::min(advice.cause.find("; the request was redirected there"), advice.cause.size());
-        advice.cause.replace(there, std::string::npos, redirection);
+        const auto there = std::min(advice.cause.find("; the request was redirected th"), advice.cause.size());
+        const std::string through = advice.cause.ends_with(" through it") ? " through it" : "";
+        advice.cause.replace(there, std::string::npos, redirection + through);
     }
     const auto begin = advice.cause.find("[Shares]");
     const std::string refusal = begin == std::string::npos ? "\n" : advice.cause.substr(begin);

@@ -53,13 +53,15 @@ std::string Fresh_Verdict(const Explained_Request& explained) {
         return verdict + "; at the moment " + Why_Not(explained) + ".";
     }
     if (explained.remote->last_modified.empty()) {
-        return verdict + "; " + other_side + " does not say whether its file has changed.";
+        return verdict + "; " + other_side + " does not say whether its file has changed" + Reservation(explained);
     }
     if (explained.Has_Copy_Without_Stamp()) {
-        return verdict + "; the copy has no Last-Modified to compare.";
+        return verdict + "; the copy has no Last-Modified to compare" + Reservation(explained);
     }
-    return explained.remote->unchanged ? verdict + "; " + explained.What_Is_The_Same() + Reservation(explained)
-                                       : verdict + "; the copy is out of date until then.";
+    const std::string change =
+        Oddity_Of(explained).empty() ? "the copy is out of date until then" : other_side + " has another version";
+    return verdict + "; " + (explained.remote->unchanged ? explained.What_Is_The_Same() : change) +
+           Reservation(explained);
 }
 
 std::string Stale_Verdict(const Explained_Request& explained) {
@@ -102,10 +104,13 @@ std::string Verdict_Without_Copy(const Explained_Request& explained) {
                "to HEAD " +
                Why_Not(explained) + ".";
     }
-    constexpr std::uint32_t failures_of_head[] = {12002, 12030, 12031, 12152}; // the server may treat GET otherwise
+    // The server may treat GET otherwise, redirect it elsewhere too.
+    constexpr std::uint32_t failures_of_head[] = {12002, 12030, 12031, 12152, 12156};
+    const bool is_direct = explained.proxy && explained.proxy->value.empty();
     const bool may_succeed =
-        (explained.remote->status != 0 && explained.remote->status != Util::Proxy_Login_Required) ||
-        std::ranges::count(failures_of_head, explained.remote->error) > 0;
+        (explained.remote->status != 0 && (explained.remote->status != Util::Proxy_Login_Required || is_direct)) ||
+        std::ranges::count(failures_of_head, explained.remote->error) > 0 ||
+        !Util::Redirection(explained.request.normalised, explained.details.final_url).empty();
     return "would not be served: there is no copy, and " + Why_Not(explained) +
            (may_succeed ? ", unless a download succeeds nevertheless." : ".");
 }
