@@ -75,6 +75,10 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Of_The_Share(2, {0, 53, ""}, "\\\\server"),
          "the file could not be copied from the share: the request names no "
          "file on a share (error 53)\n  Next: write \\\\server\\share\\file."},
+        {Of_The_Share(2, {0, 2, ""}, "C:\\a\\b.xml"),
+         Has_Drives ? "the file could not be copied from the share: the file cannot be found (error 2)"
+                    : "the file could not be copied from the share: a path with a drive letter names a file on Windows "
+                      "only (error 2)\n  Next: give the path that the file has on this machine."},
         {Of_The_Share(2, {0, 5, ""}, "\\\\server\\share\\"),
          "the file could not be copied from the share: the request "},
         {Of_The_Share(2, {0, 5, ""}, "file://server/share"),
@@ -130,8 +134,7 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Unserved("\"C:/x\""), "there is no such local file\n  Next: did you mean 'C:/x'?"},
         {Unserved("server:80/x"), "there is no such local file\n  Next: did you mean 'http://server:80/x'?"},
         {Unserved("www.server/x"), "there is no such local file\n  Next: did you mean 'http://www.server/x'?"},
-        {Unserved("C:/x"), Has_Drives ? "there is no such local file\n  Next: check the path."
-                                      : "a path with a drive letter names a file on Windows only\n  Next: give the"},
+        {Unserved("C:/x"), "there is no such local file\n  Next: check the path."},
         {Unserved("smb://u:p@server/share/file"),
          "'smb' is not a scheme that the cache serves\n  Next: did you mean '\\\\server\\share\\file'?"},
         {Unserved("CIFS://server/share"),
@@ -139,6 +142,10 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Unserved("\\server\\share\\file"), Has_Drives ? "there is no such local file\n  Next: check the path."
                                                        : "there is no such local file\n  Next: did you mean "
                                                          "'\\\\server\\share\\file'? Write it in single quotes."},
+        {Unserved("\\serversharefile"),
+         Has_Drives
+             ? "there is no such local file\n  Next: check the path."
+             : "there is no such local file\n  Next: a shell removes backslashes: write '\\\\server\\share\\file' in"},
         {Unserved("gone/01234567-89ab-cdef-0123-456789abcdef.xml"),
          "it is named like a copy of the cache, but there is no such file: a copy may have been replaced or deleted\n"
          "  Next: ask for its address again; "},
@@ -150,8 +157,10 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Unserved("Https://server/file"), "'Https' is not a scheme that the cache serves"},
         {Unserved("file:///C:/missing"), "the file URL names no file that exists"},
         {Unserved("file:///etc/hostname"),
-         "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
-         "  Next: give the path without \"file://\"."},
+         !Has_Drives
+             ? "this form of file URL is not supported\n  Next: did you mean '/etc/hostname'?"
+             : "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file\n"
+               "  Next: give the path without \"file://\"."},
         {Unserved("//server/share/file"),
          "there is no such local file\n  Next: write a share with backslashes: \\\\server\\share\\file"},
         {Not_Valid("http://server/a b"), "the address is not valid\n  Next: check its spelling; "},
@@ -163,7 +172,9 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
         {Not_Valid("https://[::1]:8o?x"), "the address has an invalid port number, '8o'\n"},
         {Not_Valid("http://[::1]:65535/ "), "the address is not valid\n"},
         {Not_Valid("http://server/\n"), "the request contains a control character\n  Next: remove it."},
-        {Not_Valid("file:C:/x.xml"), "this form of file URL is not supported\n  Next: write file://server/share/file"},
+        {Not_Valid("file:C:/x.xml"),
+         std::string("this form of file URL is not supported\n  Next: write file://server/share/file for a share, ") +
+             (Has_Drives ? "file:///C:/folder/file for a drive." : "the plain path for a local file.")},
     };
 
     for (const auto& [outcome, beginning] : cases) {

@@ -170,18 +170,25 @@ std::string Fault_Of_Address(const std::string& address) {
     return "the address is not valid";
 }
 
+/// "file:/folder/file" or "file:///folder/file" where there are no drives.
+std::string Explain_Local_File_Url(const std::string& request) {
+    const auto path = request.find_first_not_of('/', request.find('/'));
+    return Two_Lines("this form of file URL is not supported",
+                     "did you mean " + Quoted("/" + request.substr(std::min(path, request.size()))) + "?");
+}
+
 /// A request whose form keeps it from being served.
 std::string Explain_Refusal(const std::string& request) {
     if (Util::Holds_Control_Character(request)) {
         return Two_Lines("the request contains a control character", "remove it");
     }
     if (!has_drives && request.starts_with("file:/")) {
-        return Two_Lines("this form of file URL is not supported",
-                         "did you mean " + Quoted(request.substr(request.find('/'))) + "?");
+        return Explain_Local_File_Url(request);
     }
     if (request.starts_with("file:")) {
         return Two_Lines("this form of file URL is not supported",
-                         "write file://server/share/file for a share, file:///C:/folder/file for a drive");
+                         std::string("write file://server/share/file for a share, ") +
+                             (has_drives ? "file:///C:/folder/file for a drive" : "the plain path for a local file"));
     }
     if (const std::string meant = Meant_By(request); !meant.empty()) {
         return Two_Lines("the address is not valid", "did you mean " + Quoted(meant) + "?");
@@ -277,12 +284,15 @@ std::string Explain_Local_Failure(const std::string& request) {
     if (const std::string fault = is_file_url ? std::string() : Fault_Of_Path(request); !fault.empty()) {
         return fault;
     }
-    if (!has_drives && Has_Drive_Letter(request)) {
-        return Two_Lines("a path with a drive letter names a file on Windows only",
-                         "give the path that the file has on this machine");
+    if (!has_drives && request.starts_with('\\')) {
+        return Two_Lines("there is no such local file",
+                         "a shell removes backslashes: write '\\\\server\\share\\file' in single quotes");
     }
     if (constexpr std::string_view drive_url = "file:///";
         request.starts_with(drive_url) && !Has_Drive_Letter(request.substr(drive_url.size()))) {
+        if (!has_drives) {
+            return Explain_Local_File_Url(request);
+        }
         return Two_Lines(
             "a drive is expected after \"file:///\", as in file:///C:/folder/file, so the URL names no file",
             "give the path without \"file://\"");
@@ -382,6 +392,9 @@ void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advic
         meant = With_Ascii_Name(request);
     } else if (Names_No_File(request)) {
         advice = {"the request names no file on a share", "write \\\\server\\share\\file"};
+    } else if (!has_drives && Has_Drive_Letter(request)) {
+        advice = {"a path with a drive letter names a file on Windows only",
+                  "give the path that the file has on this machine"};
     }
     if (!meant.empty()) {
         advice.remedy = "did you mean " + Quoted(meant) + "?";
