@@ -129,9 +129,8 @@ Http_Response CFileCache::Send_HTTP_Request(const Request_Method& method, const 
     }
     if (method.is_inspection) {
         request->Get_Response_Header("Content-Type", response.content_type);
-        std::string encoding;
-        request->Get_Response_Header("Content-Encoding", encoding);
-        if (encoding.empty()) {
+        request->Get_Response_Header("Content-Encoding", response.content_encoding);
+        if (response.content_encoding.empty()) {
             request->Get_Response_Header("Content-Length", response.content_length);
         }
         request->Get_Response_Header("Age", response.age);

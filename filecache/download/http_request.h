@@ -49,6 +49,7 @@ struct Http_Response {
     Response_Body body;        ///< of GET
     // Of an inspection; empty when unknown.
     std::string content_length; ///< of the file, so none of a compressed response
+    std::string content_encoding;
     std::string age;
     std::string via;
     std::string final_url; ///< after redirects

@@ -85,7 +85,8 @@ struct Response_Details {
     std::optional<std::uint64_t> content_length; ///< bytes of the file, unless the response is compressed
     std::string age;                             ///< header of an HTTP cache: seconds that it has had the response
     std::string via;                             ///< header of the proxies and caches between
-    std::uint32_t refusal = 0; ///< error number with which a copy of that length would fail here; on Linux only
+    std::uint32_t refusal = 0;    ///< error number with which a copy of that length would fail here; on Linux only
+    std::string content_encoding; ///< header of a response that is compressed, as its copy would be
 };
 
 /// Examines the cache of a directory, for administrators' tools: its entries, and how it would

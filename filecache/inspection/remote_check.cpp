@@ -104,7 +104,7 @@ void Cache_Inspection::Take(const Http_Response& response, Remote_Answer& answer
     answer.status = response.status;
     answer.last_modified = response.last_modified;
     auto& details = m_State->details;
-    details = {response.final_url, response.content_type, {}, response.age, response.via, 0};
+    details = {response.final_url, response.content_type, {}, response.age, response.via, 0, response.content_encoding};
     if (std::uint64_t length = 0; Parse_Number(response.content_length, length)) {
         details.content_length = length;
     }

@@ -68,9 +68,11 @@ std::optional<Http_Failure> Transfer(const Http_Request& request, Http_Response&
             return std::nullopt;
         }
         if (redirects == Most_Redirects) {
+            response = Http_Response();
+            response.final_url = target->text;
             return Http_Failure{Error_Http_Redirect_Failed, "The server " + request.url.Server() +
-                                                                " redirects the request without end. Check the URL "
-                                                                "and the server's redirects."};
+                                                                " redirects the request more than ten times. Check the "
+                                                                "URL and the server's redirects."};
         }
         url = *std::move(target);
     }

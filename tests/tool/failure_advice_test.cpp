@@ -119,6 +119,15 @@ TEST(Failure_Advice, HasACauseAndARemedy) {
          "the server responds with status 404 (not found); the request was redirected to 'http://a.b/c'\n  Next: "},
         {Of_The_Web(2, {404, 0, "It responds; the request was redirected to 'http://long"}),
          "the server responds with status 404 (not found); the request was redirected to 'http://long\n  Next: "},
+        {Of_The_Web(2, {302, 0, "It responds; the request was redirected to 'ftp://a/b'. Use."}),
+         "the server responds with status 302 (a redirect that is not followed); the request was redirected to "
+         "'ftp://a/b'\n  Next: let the server redirect to an address with http: or https:."},
+        {Of_The_Web(2, {302, 0, "It responds; the request was redirected to 'http://a/b'. Use."}),
+         "the server responds with status 302 (a redirect that is not followed); the request was redirected to "
+         "'http://a/b', from https to http\n  Next: let the server redirect to an address with https:."},
+        {Of_The_Web(2, {302, 0, "It responds. Use."}),
+         std::string("the server responds with status 302 (a redirect that is not followed)") +
+             (Has_Drives ? "\n  Next: use" : ", without a Location\n  Next: correct the server's redirect.")},
         {Through_A_Proxy({0, 12029, "The server h cannot be connected to. Look."}),
          "the server h cannot be connected to (error 12029)\n  Next: look."},
         {Of_The_Web(2, {200, 0, ""}), "the file was downloaded, but its copy could not be saved" + See_Every_Step},

@@ -61,10 +61,11 @@ std::string Explain_Web_Failure(const Request_Outcome& outcome) {
     }
     if (is_refused) {
         Advice advice = Advice_On_Status(last.http_status, outcome.request, outcome.proxy);
-        if (const auto redirection = last.text.find("; the request was redirected to '");
-            redirection != std::string::npos) {
-            advice.cause += Util::Printable(last.text.substr(redirection, last.text.find("'. ") + 1 - redirection));
-        }
+        const auto begin = last.text.find("; the request was redirected to '");
+        const bool is_redirected = begin != std::string::npos;
+        Add_Redirection(
+            outcome.request, last.http_status,
+            is_redirected ? Util::Printable(last.text.substr(begin, last.text.find("'. ") + 1 - begin)) : "", advice);
         return Two_Lines(advice.cause, advice.remedy);
     }
     return Two_Lines(last.http_status != 0 ? "the file was downloaded, but its copy could not be saved"
@@ -335,11 +336,12 @@ Advice Advice_On_Error(std::uint32_t error, const std::string& text,
     constexpr std::uint32_t timed_out = 12002;
     constexpr std::uint32_t ended = 12030;
     constexpr std::uint32_t not_http = 12152;
+    constexpr std::uint32_t tls_failed = 12157;
     const bool is_proxys = error == name_not_resolved || error == cannot_connect; // it makes all further connections
     // Where a sentence follows the first one, the text has a remedy: it is this project's own, as on Linux.
     auto cause_end = Util::End_Of_Cause(said);
     if (cause_end == std::string::npos && has_proxy &&
-        (is_proxys || error == timed_out || error == ended || error == not_http)) {
+        (is_proxys || error == timed_out || error == ended || error == not_http || error == tls_failed)) {
         said = Util::Sentences_On_Error(error,
                                         "proxy " + proxy->value + (is_proxys ? "" : ", or the server behind it,"), {});
         cause_end = Util::End_Of_Cause(said);
@@ -398,6 +400,23 @@ void Add_Hint_On_Address(const std::string& request, std::uint32_t number, Advic
     }
     if (!meant.empty()) {
         advice.remedy = "did you mean " + Quoted(meant) + "?";
+    }
+}
+
+void Add_Redirection(const std::string& request, long status, const std::string& redirection, Advice& advice) {
+    advice.cause += redirection;
+    if (!Util::Is_Redirect(status)) {
+        return;
+    }
+    const std::string target = redirection.substr(std::min(redirection.find('\'') + 1, redirection.size()));
+    if (target.starts_with("http:") && request.starts_with("https:")) {
+        advice.cause += ", from https to http";
+        advice.remedy = "let the server redirect to an address with https:";
+    } else if (!redirection.empty() && !target.starts_with("http")) {
+        advice.remedy = "let the server redirect to an address with http: or https:";
+    } else if (redirection.empty() && !has_drives) { // Windows does not report where it leads
+        advice.cause += ", without a Location";
+        advice.remedy = "correct the server's redirect";
     }
 }
 

@@ -45,6 +45,9 @@ std::string With_Number(std::string cause, std::uint32_t error);
 Advice Advice_On_Status(long status, const std::string& request,
                         const std::optional<FileCache::Inspected_Setting>& proxy);
 
+/// Adds where a response comes from or a redirect leads, see Util::Redirection, and what that asks for.
+void Add_Redirection(const std::string& request, long status, const std::string& redirection, Advice& advice);
+
 /// The address with the "xn--" form of its server's name; empty when Host::Ascii_Name has none.
 std::string With_Ascii_Name(const std::string& address);
 

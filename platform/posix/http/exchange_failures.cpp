@@ -100,7 +100,8 @@ std::string Subject(const Http_Url& url, const Connection& connection, CURLcode 
                            result == CURLE_COULDNT_CONNECT || result == CURLE_PROXY ||
                            (result == CURLE_OPERATION_TIMEDOUT && step <= Exchange_Step::Connection);
     const bool may_be_proxys = result == CURLE_OPERATION_TIMEDOUT || result == CURLE_GOT_NOTHING ||
-                               result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR || result == CURLE_PARTIAL_FILE;
+                               result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR ||
+                               result == CURLE_PARTIAL_FILE || result == CURLE_SSL_CONNECT_ERROR;
     if (is_proxys && !proxy.empty()) {
         return Proxy_Name(proxy);
     }
@@ -144,9 +145,15 @@ Http_Failure Exchange_Failure(const Http_Url& url, const Connection& connection,
                 Attempt::Failed_Otherwise, proxy_status};
     }
     if (result == CURLE_RECV_ERROR && proxy_status >= 300) {
-        return Exchange_Failure(url, Error_Internet_Cannot_Connect,
-                                ": its " + Proxy_Name(Proxy_For(url)) + " refuses with status " +
-                                    std::to_string(proxy_status));
+        constexpr long network_login = 511;
+        const auto remedy = proxy_status < 500 ? "let the proxy allow this server"
+                            : proxy_status == network_login
+                                ? Util::Remedy_For_Status(network_login)
+                                : Util::Meaning_Of_Error(Error_Internet_Cannot_Connect).remedy;
+        return {Error_Internet_Cannot_Connect,
+                Util::Sentences("the server " + url.Server() + " cannot be connected to: its " +
+                                    Proxy_Name(Proxy_For(url)) + " refuses with status " + std::to_string(proxy_status),
+                                remedy)};
     }
     // libcurl has no codes of its own for a header line that is longer than it takes, and for chunks that are wrong.
     if (result == CURLE_OUT_OF_MEMORY && (step == Exchange_Step::Request || step == Exchange_Step::Headers)) {

@@ -89,13 +89,20 @@ TEST_F(Proxy, IsTheOneOfTheScheme) {
 }
 
 TEST_F(Proxy, ThatRefusesATunnelIsReported) {
-    m_Proxy.Respond_With("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
-
-    const auto outcome = Get("https://behind.invalid/file.xml");
-
-    EXPECT_THAT(m_Proxy.Request(), StartsWith("CONNECT behind.invalid:443 HTTP/1.1\r\n"));
-    EXPECT_EQ(outcome.Error(), Error_Internet_Cannot_Connect);
-    EXPECT_THAT(outcome.description, HasSubstr("proxy"));
+    const std::tuple<const char*, std::uint32_t, const char*> responses[] = {
+        {"403 Forbidden\r\nContent-Length: 0", Error_Internet_Cannot_Connect, "403. Let the proxy allow this server."},
+        {"502 No\r\nContent-Length: 0", Error_Internet_Cannot_Connect,
+         "status 502. Check that it runs, its port, and "},
+        {"511 No\r\nContent-Length: 0", Error_Internet_Cannot_Connect, "511. Log in to the network with a browser."},
+        {"200 OK\r\n\r\nno TLS", Error_Internet_Security_Channel,
+         ", or the server behind.invalid (port 443) behind it, failed. "}};
+    for (const auto& [response, error, text] : responses) {
+        m_Proxy.Respond_With(std::string("HTTP/1.1 ") + response + "\r\n\r\n");
+        const auto outcome = Get("https://behind.invalid/file.xml");
+        EXPECT_THAT(m_Proxy.Request(), StartsWith("CONNECT behind.invalid:443 HTTP/1.1\r\n"));
+        EXPECT_EQ(outcome.Error(), error) << response;
+        EXPECT_THAT(outcome.description, AllOf(HasSubstr("proxy good.test:"), HasSubstr(text)));
+    }
 }
 
 TEST_F(Proxy, ThatDoesNotExistIsReported) {

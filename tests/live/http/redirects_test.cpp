@@ -64,7 +64,7 @@ TEST(Redirects, AreFollowedTenTimes) {
     const auto outcome = Get(server.Url("/11"));
 
     EXPECT_EQ(outcome.Error(), Error_Http_Redirect_Failed);
-    EXPECT_THAT(outcome.description, testing::HasSubstr("redirects the request without end"));
+    EXPECT_THAT(outcome.description, testing::HasSubstr("redirects the request more than ten times. "));
     EXPECT_EQ(server.Requests().size(), 11U + 11U);
 }
 

@@ -11,6 +11,7 @@
 #include "util/Visible_Text.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -75,6 +76,25 @@ void Ask_Again(const FileCache::Cache_Inspection& cache, Explained_Request& expl
     }
 }
 
+/// The variables of Linux that seem to be in use, in sentences that each begin with a blank.
+std::string Note_On_Proxy(const std::string& url, const FileCache::Inspected_Setting& proxy) {
+    const auto is_set = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return value != nullptr && *value != '\0';
+    };
+    const bool is_variables = proxy.source.find('_') != std::string::npos;
+    std::string note;
+    if (url.starts_with("http:") && (is_variables || proxy.source.empty()) && !is_set("http_proxy") &&
+        is_set("HTTP_PROXY")) {
+        note = " HTTP_PROXY is set, but ignored; set http_proxy.";
+    }
+    if (is_variables && !proxy.value.empty() && (is_set("no_proxy") || is_set("NO_PROXY"))) {
+        note += std::string(is_set("no_proxy") ? " no_proxy" : " NO_PROXY") +
+                " does not exempt the server; it takes names and addresses without http:// and port.";
+    }
+    return note;
+}
+
 Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std::string& request,
                             const Inspected_Settings& settings, const Explain_Options& options) {
     Explained_Request explained;
@@ -82,6 +102,9 @@ Explained_Request Look_Into(const FileCache::Cache_Inspection& cache, const std:
     explained.is_valid = FileCache::Cache_Inspection::Is_Valid(request);
     if (explained.request.kind == FileCache::Request_Explanation::Kind::Web) {
         explained.proxy = FileCache::Cache_Inspection::Proxy_For(explained.request.normalised);
+        if (explained.proxy) {
+            explained.proxy_note = Note_On_Proxy(explained.request.normalised, *explained.proxy);
+        }
     }
     if (options.check) {
         const Waiting_Note note(request);

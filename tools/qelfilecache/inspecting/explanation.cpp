@@ -173,7 +173,7 @@ std::string Proxy_Step(const Explained_Request& explained) {
     }
     const auto& proxy = *explained.proxy;
     if (!proxy.value.empty()) {
-        return "The request goes through the " + Proxy_Text(proxy) + ".";
+        return "The request goes through the " + Proxy_Text(proxy) + "." + explained.proxy_note;
     }
     if (Has_Invalid_Proxy(explained)) {
         return "The request fails: " + Why_No_New_Copy(explained) + ". Write http://server:port, or unset it.";
@@ -181,7 +181,8 @@ std::string Proxy_Step(const Explained_Request& explained) {
     const bool is_exempt = Util::Equals_Ignoring_Case(proxy.source, "no_proxy");
     return "The request goes to the server directly: " +
            (proxy.source.empty() ? "no proxy is configured."
-                                 : proxy.source + (is_exempt ? " exempts it." : " names no proxy for it."));
+                                 : proxy.source + (is_exempt ? " exempts it." : " names no proxy for it.")) +
+           explained.proxy_note;
 }
 
 /// What the cache makes of the text of the request.
@@ -447,7 +448,7 @@ Advice Advice_On(const Explained_Request& explained) {
         Util::Printable(Util::Redirection(explained.request.normalised, explained.details.final_url));
     if (response.status != 0) {
         Advice advice = Advice_On_Status(response.status, request, explained.proxy);
-        advice.cause += redirection;
+        Add_Redirection(request, response.status, redirection, advice);
         return advice;
     }
     if (response.error == 0) {
@@ -484,6 +485,11 @@ std::string Oddity_Of(const Explained_Request& explained) {
     if (wants_xml && explained.remote->status != 204 &&
         (type.starts_with("text/html") || type.starts_with("application/xhtml"))) {
         return "that is a page (HTML) in place of an XML file";
+    }
+    if (const auto& encoding = explained.details.content_encoding;
+        !encoding.empty() && !Util::Equals_Ignoring_Case(encoding, "identity")) {
+        return "the file comes compressed (Content-Encoding " + Quoted(encoding) +
+               "), and so would the copy be: let the server send it uncompressed";
     }
     const bool is_odd = explained.remote->status != 0 && !Util::Remedy_For_Status(explained.remote->status).empty();
     return is_odd ? Advice_On(explained).cause : std::string();

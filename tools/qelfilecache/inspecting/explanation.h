@@ -30,6 +30,7 @@ struct Explained_Request {
     std::vector<Asked> asked;                       ///< all times, the first is `remote`; empty when once was enough
     std::string not_asked; ///< a sentence: which of the server's addresses could not be asked, and why
     std::optional<FileCache::Inspected_Setting> proxy; ///< of Kind::Web, see Cache_Inspection::Proxy_For
+    std::string proxy_note;                            ///< sentences: which variables do not do what they seem to
     FileCache::Inspected_Setting expiry_period;
     FileCache::Inspected_Setting server_retry;
     FileCache::Inspected_Setting certificate_mode;
