@@ -69,13 +69,14 @@ struct Known_Value {
     enum Kind { Number, Text, List, Directory } kind;
     std::int64_t least = 0;
     std::int64_t most = 0;
+    std::int64_t standard = 0; ///< used in place of what is not valid
 };
 constexpr const char* Shares = "Shares";
 constexpr std::int64_t Largest = std::numeric_limits<std::uint32_t>::max();
 constexpr Known_Value known_values[] = {
     {Util::Options_Key, Util::Expiry_Period_Value, Known_Value::Number, -1, Largest},
-    {Util::Options_Key, Util::Connect_Timeout_Value, Known_Value::Number, 1, 2147483},
-    {Util::Options_Key, Util::Server_Retry_Value, Known_Value::Number, 0, 3600},
+    {Util::Options_Key, Util::Connect_Timeout_Value, Known_Value::Number, 1, 2147483, 60},
+    {Util::Options_Key, Util::Server_Retry_Value, Known_Value::Number, 0, 3600, 120},
     {Util::Options_Key, Util::Largest_File_Value, Known_Value::Number, 0, std::numeric_limits<std::int32_t>::max()},
     {Util::Options_Key, Util::Cert_Error_Mode_Value, Known_Value::Number, 0, 2},
     {Util::Options_Key, Util::Cert_Error_White_List_Value, Known_Value::List},
@@ -154,6 +155,24 @@ std::string Fault_Of_Name(const Platform::Configuration_Item& item) {
     return item.key + " is unknown; [Shares] has " + allowed;
 }
 
+/// What the cache uses in place of a number that is not valid; empty when requests fail instead.
+std::string In_Place_Of(const Platform::Configuration_Item& item, const Known_Value& known) {
+    if (known.section == Shares) {
+        return {};
+    }
+    const auto bits = item.number ? Platform::Low_32_Bits(*item.number) : std::nullopt;
+    const bool fits = known.key == Util::Server_Retry_Value
+                          ? !item.text.starts_with('-')
+                          : known.key == Util::Connect_Timeout_Value && bits && static_cast<std::int32_t>(*bits) > 0;
+    const bool is_unsigned = bits && known.key == Util::Expiry_Period_Value;
+    const bool is_capped = fits && item.number && *item.number > known.most;
+    return " and counts as " +
+           std::to_string(is_unsigned ? *bits
+                          : is_capped ? known.most
+                                      : known.standard) +
+           (known.key == Util::Largest_File_Value ? ", no limit" : "");
+}
+
 std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known_Value& known) {
     const auto attributes = [&item] { return Util::FileSystem::Get_File_Attributes(item.text); };
     constexpr std::uint32_t directory = 0x10;
@@ -163,7 +182,7 @@ std::string Fault_Of_Value(const Platform::Configuration_Item& item, const Known
     if (known.kind == Known_Value::Number &&
         (!item.number || *item.number < known.least || *item.number > known.most)) {
         return "not a number from " + std::to_string(std::max<std::int64_t>(known.least, 0)) + " to " +
-               std::to_string(known.most);
+               std::to_string(known.most) + In_Place_Of(item, known);
     }
     if (known.section == Shares) {
         return Platform::Objection_To_Share_Setting(known.key, item.text);

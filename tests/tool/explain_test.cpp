@@ -309,13 +309,47 @@ TEST_F(Explain, SaysWhereTheExpiryPeriodComesFrom) {
          {std::pair<std::string, std::string>{
               "", "0 minutes after a check (LandscapeCacheExpiryPeriod is not configured)."},
           {"LandscapeCacheExpiryPeriod = soon\n",
-           "0" + place + " holds 'soon', which is not a number from 0 to 4294967295)."},
+           "0" + place + " holds 'soon', which is not a number from 0 to 4294967295 and counts as 0)."},
           {"LandscapeCacheExpiryPeriod = -5\n",
-           "4294967291" + place + " holds '-5', which is not a number from 0 to 4294967295)."},
+           "4294967291" + place + " holds '-5', which is not a number from 0 to 4294967295 and counts as 4294967291)."},
           {"LandscapeCacheExpiryPeriod =\n", "0" + place + " is empty)."},
           {"LandscapeCacheExpiryPeriod = 0x10\n", "16" + place + " holds '0x10')."}}) {
         Configure(configured);
         EXPECT_THAT(Explain_Url(m_Url).out, HasSubstr("A copy is fresh for " + said));
+    }
+}
+
+TEST_F(Explain, WarnsOfAMissingTraceDirectory) {
+    for (const Words& command : {Words{"list"}, {"explain", m_Url}, {"get", m_Url}}) {
+        EXPECT_THAT(Run_On_Cache(command, {{"QEL_TRACE_DIR", "/missing"}}).err,
+                    HasSubstr("warning: the environment variable QEL_TRACE_DIR names no directory: '/missing'\n"));
+        EXPECT_THAT(Run_On_Cache(command, {{"QEL_TRACE_DIR", m_Folder.string()}}).err, Not(HasSubstr("QEL_TRACE_DIR")));
+    }
+}
+
+TEST_F(Explain, SaysWhatIsUsedInPlaceOfANumberOutOfRange) {
+    for (const auto& [name, configured, used] :
+         std::initializer_list<std::array<std::string, 3>>{{"LandscapeCacheExpiryPeriod", "4294967296", "0"},
+                                                           {"LandscapeCacheExpiryPeriod", "9999999999", "0"},
+                                                           {"LandscapeServerFileConnectTimeout", "0", "60"},
+                                                           {"LandscapeServerFileConnectTimeout", "2147484", "2147483"},
+                                                           {"LandscapeServerFileConnectTimeout", "4294967295", "60"},
+                                                           {"LandscapeServerFileConnectTimeout", "4294967296", "60"},
+                                                           {"LandscapeServerRetryAfter", "5000", "3600"},
+                                                           {"LandscapeServerRetryAfter", "-1", "120"},
+                                                           {"LandscapeServerRetryAfter", "4294967296", "3600"},
+                                                           {"LandscapeLargestFile", "-1", "0"},
+                                                           {"LandscapeLargestFile", "2147483648", "0"},
+                                                           {"LandscapeLargestFile", "4294967296", "0"}}) {
+        Configure(name + "=" + configured + "\n");
+        const Tool_Result result = Run_On_Cache({"explain", "--json", m_Url});
+        const std::string end = name == "LandscapeLargestFile" ? ", no limit\n" : "\n";
+        EXPECT_THAT(result.err, HasSubstr(name + " = " + configured + ": not a number from "));
+        EXPECT_THAT(result.err, HasSubstr(" and counts as " + used + end)) << name << configured;
+        const json report = json::parse(result.out)[0];
+        for (const json& setting : report["settings"]) {
+            EXPECT_EQ(setting["value"], setting["name"] == name ? json(used) : setting["value"]) << name << configured;
+        }
     }
 }
 
@@ -327,9 +361,10 @@ TEST_F(Explain, WarnsOfWhatCannotBeMeantInTheConfiguration) {
     const std::pair<std::string, std::string> lines[] = {
         {"LandscapeCacheExpiryPeriode = 5", "LandscapeCacheExpiryPeriode is unknown; did you mean "
                                             "LandscapeCacheExpiryPeriod?"},
-        {"LandscapeCacheExpiryPeriod = soon", "LandscapeCacheExpiryPeriod = soon" + number + "0 to 4294967295"},
-        {"CertErrorHandlingMode = 3", "CertErrorHandlingMode = 3" + number + "0 to 2"},
-        {"CertErrorHandlingMode =", "CertErrorHandlingMode is empty" + number + "0 to 2"},
+        {"LandscapeCacheExpiryPeriod = soon",
+         "LandscapeCacheExpiryPeriod = soon" + number + "0 to 4294967295 and counts as 0"},
+        {"CertErrorHandlingMode = 3", "CertErrorHandlingMode = 3" + number + "0 to 2 and counts as 0"},
+        {"CertErrorHandlingMode =", "CertErrorHandlingMode is empty" + number + "0 to 2 and counts as 0"},
         {"TraceDirectory = /missing", "TraceDirectory = /missing: no such directory"},
         {"TraceDirectory = /etc/passwd", "TraceDirectory = /etc/passwd: not a directory"},
         {"[Share]\nPort = 1", "[Share] is an unknown section; did you mean [Shares]?"},
@@ -471,6 +506,8 @@ TEST_F(Explain, SaysWhyACopyCannotBeRead) {
     const std::string copy = " copy '" + m_Copy + "'";
     {
         const Rights_Left none(m_Copy, fs::perms::none);
+        EXPECT_EQ(Run_With_Ordinary_Rights(A_Run_On_Cache({"list"})).err,
+                  "qelfilecache: warning: the" + copy + " cannot be read: Permission denied\n");
         const Tool_Result result = Run_With_Ordinary_Rights(A_Run_On_Cache({"explain", "--check", m_Url}));
         EXPECT_THAT(result.out,
                     HasSubstr("But the copy cannot be read: Permission denied. Next: change its permissions. "

@@ -105,16 +105,17 @@ TEST_F(Registry, NamesThatAreNearlyOursAreFaults) {
     make_key("Software\\Another\\QELLogon\\Options");
     const std::string did_you_mean =
         std::string(": the cache does not read this key; did you mean ") + Options_Key + "?";
-    EXPECT_THAT(QEL::FrontEnd::Util::Configuration_Faults(),
-                UnorderedElementsAre(place + "LandscapeCacheExpiryPeriode is unknown; did you mean "
-                                             "LandscapeCacheExpiryPeriod?",
-                                     place + "LandscapeServerRetryAfter = 3601: not a number from 0 to 3600",
-                                     place + "LandscapeLargestFile = 1: has no effect on this system",
-                                     "HKEY_CURRENT_USER\\Software\\QEL\\QELLogon: TraceDirectory stands in "
-                                     "[Software\\QEL\\QELLogon], which the cache does not read; put it below [" +
-                                         std::string(Options_Key) + "]",
-                                     "HKEY_CURRENT_USER\\Software\\QEL\\QELogon\\Option" + did_you_mean,
-                                     "HKEY_CURRENT_USER\\Software\\Qal\\QELLogon\\options" + did_you_mean));
+    EXPECT_THAT(
+        QEL::FrontEnd::Util::Configuration_Faults(),
+        UnorderedElementsAre(place + "LandscapeCacheExpiryPeriode is unknown; did you mean "
+                                     "LandscapeCacheExpiryPeriod?",
+                             place + "LandscapeServerRetryAfter = 3601: not a number from 0 to 3600 and counts as 3600",
+                             place + "LandscapeLargestFile = 1: has no effect on this system",
+                             "HKEY_CURRENT_USER\\Software\\QEL\\QELLogon: TraceDirectory stands in "
+                             "[Software\\QEL\\QELLogon], which the cache does not read; put it below [" +
+                                 std::string(Options_Key) + "]",
+                             "HKEY_CURRENT_USER\\Software\\QEL\\QELogon\\Option" + did_you_mean,
+                             "HKEY_CURRENT_USER\\Software\\Qal\\QELLogon\\options" + did_you_mean));
 }
 
 } // namespace

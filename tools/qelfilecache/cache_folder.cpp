@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <ranges>
@@ -282,6 +283,12 @@ std::string Fault_Of_List(const fs::path& directory, std::size_t known) {
 void Warn_Of_Configuration() {
     for (const std::string& fault : FileCache::Cache_Inspection::Configuration_Faults()) {
         Write_Message("warning: the configuration has a fault: " + Util::Printable(fault));
+    }
+    const char* const trace_directory = std::getenv("QEL_TRACE_DIR");
+    std::error_code ignored;
+    if (trace_directory != nullptr && *trace_directory != '\0' &&
+        !fs::is_directory(Host::To_Path(trace_directory), ignored)) {
+        Write_Message("warning: the environment variable QEL_TRACE_DIR names no directory: " + Quoted(trace_directory));
     }
     if (const std::string problem = FileCache::Cache_Inspection::Unusable_Configuration(); !problem.empty()) {
         Write_Message("warning: a part of the configuration cannot be used and is ignored: " +

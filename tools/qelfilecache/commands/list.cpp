@@ -120,6 +120,11 @@ void Report_The_Rest(const Open_Inspection& opened, const std::vector<Listed_Ent
     if (const std::string refusal = Why_Get_Refuses(opened.directory); !refusal.empty()) {
         Write_Message("warning: 'qelfilecache get' refuses: " + refusal);
     }
+    for (const Listed_Entry& listed : entries) {
+        if (const std::string fault = Fault_Of_Copy(listed.entry.copy); !fault.empty()) {
+            Write_Message("warning: the copy " + Quoted(listed.entry.copy) + " " + fault);
+        }
+    }
     const auto unreferenced = opened.cache->Unreferenced_Copies();
     if (unreferenced.empty()) {
         return;
