@@ -2,7 +2,8 @@
 
 #include <pwd.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -96,4 +97,3 @@ TEST_F(Clear_And_Purge, NeitherCreatesTheDefaultDirectory) {
 }
 
 } // namespace
-} // namespace QEL::Tests

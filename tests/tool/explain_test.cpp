@@ -4,7 +4,8 @@
 
 #include <sys/stat.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -732,4 +733,3 @@ TEST_F(Explain, SaysWhatACertificateErrorLeadsTo) {
 }
 
 } // namespace
-} // namespace QEL::Tests

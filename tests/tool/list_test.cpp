@@ -1,6 +1,7 @@
 #include "tests/tool/support/Tool_Fixture.h"
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -194,4 +195,3 @@ TEST_F(List, KeepsToTheTerminalAndShowsColoursThereAlone) {
 }
 
 } // namespace
-} // namespace QEL::Tests

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-namespace QEL::Tests {
+using namespace QEL::Tests;
 
 namespace {
 
@@ -279,5 +279,3 @@ TEST_F(Neighbours, AreSeenBehindLinks) {
 #endif
 
 } // namespace
-
-} // namespace QEL::Tests
