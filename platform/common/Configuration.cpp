@@ -160,14 +160,15 @@ std::string In_Place_Of(const Platform::Configuration_Item& item, const Known_Va
     if (known.section == Shares) {
         return {};
     }
-    const auto bits = item.number ? Platform::Low_32_Bits(*item.number) : std::nullopt;
+    const auto low_bits = item.number ? Platform::Low_32_Bits(*item.number) : std::nullopt;
+    const std::uint32_t bits = low_bits.value_or(0);
     const bool fits = known.key == Util::Server_Retry_Value
                           ? !item.text.starts_with('-')
-                          : known.key == Util::Connect_Timeout_Value && bits && static_cast<std::int32_t>(*bits) > 0;
-    const bool is_unsigned = bits && known.key == Util::Expiry_Period_Value;
+                          : known.key == Util::Connect_Timeout_Value && static_cast<std::int32_t>(bits) > 0;
+    const bool is_unsigned = low_bits && known.key == Util::Expiry_Period_Value;
     const bool is_capped = fits && item.number && *item.number > known.most;
     return " and counts as " +
-           std::to_string(is_unsigned ? *bits
+           std::to_string(is_unsigned ? bits
                           : is_capped ? known.most
                                       : known.standard) +
            (known.key == Util::Largest_File_Value ? ", no limit" : "");

@@ -2,25 +2,8 @@
 #include "mime/content_type.h"
 #include "mime/extension_table.h"
 #include "tests/support/Scratch_Directory.h"
-#include "util/File_Head.h"
 
 #include <gmock/gmock.h>
-
-namespace QEL::FrontEnd::Util::FileSystem {
-
-// In the place of the platform's: local files are enough here.
-std::string Read_File_Head(const std::string& path, std::size_t count) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw std::runtime_error(path + ": " + std::generic_category().message(errno));
-    }
-    std::string head(count, '\0');
-    file.read(head.data(), static_cast<std::streamsize>(count));
-    head.resize(static_cast<std::size_t>(file.gcount()));
-    return head;
-}
-
-} // namespace QEL::FrontEnd::Util::FileSystem
 
 namespace {
 
