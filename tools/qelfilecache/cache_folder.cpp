@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <ranges>
 #include <set>
 
 namespace QEL::FrontEnd::Tool {
@@ -145,10 +144,10 @@ std::string Other_Spelling_In_List(const fs::path& directory) {
         unnamed.insert(Host::To_Path(copy).filename());
     }
     const auto entries = unnamed.empty() ? std::vector<FileCache::Inspected_Entry>() : cache.Entries();
-    for (const std::string& copy : std::views::transform(entries, &FileCache::Inspected_Entry::copy)) {
-        const fs::path name = Host::To_Path(copy).filename();
-        if (unnamed.contains(name) && copy != Host::To_Text(name)) {
-            return copy.substr(0, copy.size() - Host::To_Text(name).size() - 1);
+    for (const FileCache::Inspected_Entry& entry : entries) {
+        const fs::path name = Host::To_Path(entry.copy).filename();
+        if (unnamed.contains(name) && entry.copy != Host::To_Text(name)) {
+            return entry.copy.substr(0, entry.copy.size() - Host::To_Text(name).size() - 1);
         }
     }
     return {};

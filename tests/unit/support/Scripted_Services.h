@@ -103,7 +103,7 @@ struct Scripted_Services {
         std::map<std::string, std::string> headers;
         std::string body;
         std::string final_url;
-        QEL::FrontEnd::Util::Body_Publication publication;
+        QEL::FrontEnd::Util::Body_Publication publication = {};
         std::function<void()> during_send = {};
     };
     Client_Script client;
