@@ -1,5 +1,3 @@
-// The INI files behind the configuration.
-
 #include "filecache/oswrap/IOSWrapper.h"
 #include "platform/posix/configuration/Ini_Configuration.h"
 #include "tests/support/Child_Process.h"

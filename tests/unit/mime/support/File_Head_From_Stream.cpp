@@ -3,7 +3,6 @@
 
 namespace QEL::FrontEnd::Util::FileSystem {
 
-// Local files are enough here, so the tests need no platform layer.
 std::string Read_File_Head(const std::string& path, std::size_t count) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
